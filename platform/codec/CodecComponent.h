@@ -1,0 +1,90 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <gui/IGraphicBufferProducer.h>
+#include <media/MediaCodecBuffer.h>
+#include <media/stagefright/foundation/ABuffer.h>
+#include <media/stagefright/foundation/AMessage.h>
+#include <media/stagefright/foundation/AString.h>
+#include <utils/Errors.h>
+#include <utils/RefBase.h>
+
+#include "graphics/Picture.h"
+
+namespace android {
+
+class Surface;
+
+// One filled input buffer on its way to the component. `buffer` stays untouched by MediaCodec
+// until the component has called Client::onInputConsumed with `index`.
+struct CodecInput {
+    size_t index = 0;
+    sp<MediaCodecBuffer> buffer;
+    int64_t timeUs = 0;
+    uint32_t flags = 0;  // MediaCodec::BufferFlags
+};
+
+// One result of the component: bytes, or a picture that occupies a place of the output surface.
+// MediaCodec gives every output back exactly once with CodecComponent::releaseOutput.
+struct CodecOutput {
+    sp<ABuffer> data;     // null for a picture
+    sp<Picture> picture;  // null for bytes and for the empty end-of-stream output
+    int64_t timeUs = 0;
+    uint32_t flags = 0;  // MediaCodec::BufferFlags
+};
+
+// A decoder or encoder behind MediaCodec, one object for each codec instance. MediaCodec makes all
+// calls on its looper thread, none of them waits for media work; the component does that work on a
+// worker thread of its own and reports through Client.
+class CodecComponent : public RefBase {
+  public:
+    // Implemented by MediaCodec. Called on the worker thread (onOutputFormat also inside start());
+    // only posts, never blocks.
+    class Client {
+      public:
+        virtual ~Client() = default;
+        virtual void onInputConsumed(size_t index) = 0;
+        virtual void onOutputFormat(const sp<AMessage>& format) = 0;
+        virtual void onOutput(const CodecOutput& output) = 0;
+        virtual void onError(status_t err) = 0;
+    };
+
+    // The platform-like component name, e.g. "c2.linux.avc.encoder".
+    virtual AString name() const = 0;
+
+    // `surface` is the output surface of a video decoder, else null. Checks and keeps the format;
+    // a wrong one is BAD_VALUE. After stop() the component may be configured again.
+    virtual status_t configure(const sp<AMessage>& format, const sp<Surface>& surface) = 0;
+
+    // Valid after configure. Input buffers: how many MediaCodec makes, and how large.
+    virtual size_t inputCount() const = 0;
+    virtual size_t inputCapacity() const = 0;
+
+    // Encoders with pictures as input only; others answer INVALID_OPERATION.
+    virtual status_t createInputSurface(sp<IGraphicBufferProducer>* /*producer*/) {
+        return INVALID_OPERATION;
+    }
+
+    // Opens the codec and starts the worker. Encoders report their output format before it returns.
+    // `client` must live until stop() has returned.
+    virtual status_t start(Client* client) = 0;
+
+    // Ends the worker (flag, wake, join) and drops all inputs and outputs; no Client call is made
+    // after it returned. Harmless when not started.
+    virtual void stop() = 0;
+
+    virtual void queueInput(const CodecInput& input) = 0;
+
+    // Gives an output back; `render` queues its picture to the surface with that time.
+    virtual void releaseOutput(const CodecOutput& output, bool render, int64_t timestampNs) = 0;
+
+    // The input surface gets no more pictures. INVALID_OPERATION without one, or when repeated.
+    virtual status_t signalEndOfInputStream() { return INVALID_OPERATION; }
+
+    // Changes while running, e.g. "video-bitrate" or "request-sync"; unknown keys are ignored.
+    virtual status_t setParameters(const sp<AMessage>& /*params*/) { return OK; }
+};
+
+}  // namespace android

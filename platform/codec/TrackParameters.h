@@ -1,0 +1,61 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <utils/RefBase.h>
+
+#include <cstdint>
+#include <deque>
+#include <mutex>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
+namespace android {
+
+// The object item of a track format under which the extractor leaves this for the decoder.
+constexpr const char kFormatKeyTrackParameters[] = "linux.track-parameters";
+
+// What a demuxer knows of a stream and an AMessage has no key for: libavcodec's parameters, and
+// for every sample that was read the packet's properties (times in the stream's own base,
+// duration, flags, side data), which do not fit through MediaCodec::queueInputBuffer. Extractor
+// and decoder share one object; all calls may come from any thread.
+class TrackParameters : public RefBase {
+  public:
+    // Copies `parameters`. A stream time t is (t in microseconds) - startUs on the track's clock.
+    TrackParameters(const AVCodecParameters& parameters, AVRational timeBase, int64_t startUs);
+
+    const AVCodecParameters& codec() const { return *mParameters; }
+    AVRational timeBase() const { return mTimeBase; }
+    int64_t toUs(int64_t streamTime) const;
+
+    // Extractor: remembers the properties of a sample that is read with this track time.
+    void pushSample(const AVPacket& packet, int64_t timeUs);
+    // Decoder: takes the properties of the sample that was queued with this time into `packet`
+    // (its data stays as it is); older entries are dropped. False when there is none: a client
+    // that does not read through the extractor.
+    bool popSample(int64_t timeUs, AVPacket* packet);
+    // Extractor: after a seek nothing that was read before counts.
+    void clearSamples();
+
+  private:
+    struct Sample {
+        int64_t timeUs;
+        AVPacket* properties;
+    };
+    // A decoder that never asks must not make the list grow without bound.
+    static constexpr size_t kMaxSamples = 1024;
+
+    ~TrackParameters() override;
+    void dropFrontLocked();
+
+    AVCodecParameters* mParameters;
+    const AVRational mTimeBase;
+    const int64_t mStartUs;
+    std::mutex mLock;
+    std::deque<Sample> mSamples;  // guarded by mLock
+};
+
+}  // namespace android

@@ -1,0 +1,124 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "WorkerComponent"
+
+#include "codec/WorkerComponent.h"
+
+#include <media/stagefright/MediaCodec.h>
+#include <sys/prctl.h>
+
+namespace android {
+
+WorkerComponent::~WorkerComponent() {
+    // The codec is closed by the subclass, whose part is gone here: MediaCodec stops a component
+    // before it drops it.
+    joinWorker();
+}
+
+status_t WorkerComponent::start(Client* client) {
+    if (mStarted) return INVALID_OPERATION;
+    mClient = client;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mStopping = false;
+        mOutputsOut = 0;
+    }
+    status_t err = openCodec();
+    if (err != OK) {
+        closeCodec();
+        return err;
+    }
+    mStarted = true;
+    mWorker = std::thread([this] {
+        prctl(PR_SET_NAME, "CodecWorker");
+        runWorker();
+    });
+    return OK;
+}
+
+void WorkerComponent::stop() {
+    if (!mStarted) return;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mStopping = true;
+        mWake.notify_all();
+    }
+    wakeWorker();
+    joinWorker();
+    closeCodec();
+    std::lock_guard<std::mutex> lock(mLock);
+    mInputs.clear();
+    mDrainRequested = false;
+    mStarted = false;
+}
+
+void WorkerComponent::joinWorker() {
+    if (mWorker.joinable()) mWorker.join();
+}
+
+void WorkerComponent::queueInput(const CodecInput& input) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mInputs.push_back(input);
+    mWake.notify_all();
+}
+
+void WorkerComponent::releaseOutput(const CodecOutput& output, bool /*render*/,
+                                    int64_t /*timestampNs*/) {
+    if (output.picture != nullptr) return;
+    std::lock_guard<std::mutex> lock(mLock);
+    if (mOutputsOut > 0) --mOutputsOut;
+    mWake.notify_all();
+}
+
+WorkerComponent::Next WorkerComponent::nextInput(CodecInput* input) {
+    std::unique_lock<std::mutex> lock(mLock);
+    mWake.wait(lock, [this] { return mStopping || !mInputs.empty() || mDrainRequested; });
+    if (mStopping) return Next::kStop;
+    if (!mInputs.empty()) {
+        *input = mInputs.front();
+        mInputs.pop_front();
+        return Next::kInput;
+    }
+    mDrainRequested = false;
+    return Next::kDrain;
+}
+
+bool WorkerComponent::emit(const CodecOutput& output) {
+    {
+        std::unique_lock<std::mutex> lock(mLock);
+        if (output.picture == nullptr) {
+            mWake.wait(lock, [this] { return mStopping || mOutputsOut < kMaxOutputs; });
+            ++mOutputsOut;
+        }
+        if (mStopping) return false;
+    }
+    mClient->onOutput(output);
+    return true;
+}
+
+bool WorkerComponent::emitEnd(int64_t timeUs) {
+    CodecOutput end;
+    end.data = new ABuffer(0);
+    end.timeUs = timeUs;
+    end.flags = MediaCodec::BUFFER_FLAG_EOS;
+    return emit(end);
+}
+
+void WorkerComponent::requestDrain() {
+    std::lock_guard<std::mutex> lock(mLock);
+    mDrainRequested = true;
+    mWake.notify_all();
+}
+
+bool WorkerComponent::stopping() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mStopping;
+}
+
+void WorkerComponent::wakeAll() {
+    std::lock_guard<std::mutex> lock(mLock);
+    mWake.notify_all();
+}
+
+}  // namespace android

@@ -1,0 +1,71 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+
+#include "codec/CodecComponent.h"
+
+namespace android {
+
+// The part that all components share: one worker thread, the queue of inputs, a bound on outputs
+// that the client holds, and an end that always comes. A component writes runWorker() as a plain
+// loop over nextInput() and emit().
+class WorkerComponent : public CodecComponent {
+  public:
+    status_t start(Client* client) final;
+    void stop() final;
+    void queueInput(const CodecInput& input) final;
+    void releaseOutput(const CodecOutput& output, bool render, int64_t timestampNs) override;
+
+  protected:
+    enum class Next { kInput, kDrain, kStop };
+
+    // At most this many outputs of bytes are with the client at a time.
+    static constexpr size_t kMaxOutputs = 8;
+
+    ~WorkerComponent() override;
+
+    // Opens the codec before the worker runs; on the caller's thread of start().
+    virtual status_t openCodec() = 0;
+    // Frees the codec after the worker has ended; on the caller's thread of stop().
+    virtual void closeCodec() = 0;
+    // The worker's whole life. Returns when the end was emitted or a call below says "stop".
+    virtual void runWorker() = 0;
+    // Wakes whatever else the worker may wait for (a surface); called by stop() after the flag.
+    virtual void wakeWorker() {}
+
+    // Worker only. Waits for an input (front of the queue, removed), a drain request once the queue
+    // is empty, or stop.
+    Next nextInput(CodecInput* input);
+    // Worker only. Waits for room, then hands the output to the client; false when stopping.
+    bool emit(const CodecOutput& output);
+    // Worker only. emit() of an empty output with the end-of-stream flag.
+    bool emitEnd(int64_t timeUs);
+
+    // Any thread: nextInput answers kDrain once, after all queued inputs.
+    void requestDrain();
+    bool stopping() const;
+    Client* client() const { return mClient; }
+    // The lock and condition that the worker waits on; a subclass may add conditions of its own.
+    void wakeAll();
+
+  private:
+    void joinWorker();
+
+    mutable std::mutex mLock;
+    std::condition_variable mWake;
+    std::deque<CodecInput> mInputs;  // guarded by mLock
+    size_t mOutputsOut = 0;          // guarded by mLock: byte outputs that the client holds
+    bool mDrainRequested = false;    // guarded by mLock
+    bool mStopping = false;          // guarded by mLock
+    bool mStarted = false;           // looper thread only
+    Client* mClient = nullptr;       // constant while the worker runs
+    std::thread mWorker;
+};
+
+}  // namespace android
