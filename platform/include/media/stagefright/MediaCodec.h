@@ -1,0 +1,206 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <media/stagefright/foundation/AHandler.h>
+#include <media/stagefright/foundation/AString.h>
+#include <sys/types.h>
+#include <utils/Errors.h>
+#include <utils/RefBase.h>
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace android {
+
+struct ALooper;
+struct AMessage;
+struct AReplyToken;
+struct ICrypto;
+class CodecComponent;
+class IGraphicBufferProducer;
+class MediaCodecBuffer;
+class Surface;
+struct ComponentRow;
+
+// One decoder or encoder in asynchronous mode.
+//
+//   UNINITIALIZED --CreateBy--> INITIALIZED --configure--> CONFIGURED --start--> STARTED
+//                                    ^                                          |  ^
+//                                    +----------- stop (also CONFIGURED) -------+  start
+//                                                                               v  |
+//   release: UNINITIALIZED from everywhere; reset: INITIALIZED               FLUSHED  (flush)
+//
+// Calls: each posts to the codec's looper and waits for the answer, so it may come from any thread
+// but the looper's own; getInputBuffer and getOutputBuffer only take a lock. A looper that does not
+// run answers -ENOENT. A call in a state that does not allow it answers INVALID_OPERATION.
+//
+// Callbacks: the message given to setCallback is duplicated for each, "callbackID" and the items
+// beside the enumerators below are added, and it is posted; nothing waits for it. Once stop, reset
+// or release has returned, nothing more of the run is posted; indices of a former run are unknown
+// to the next one.
+//
+// The last reference must not go before release() has returned (asserted).
+struct MediaCodec : public AHandler {
+    enum ConfigureFlags {
+        CONFIGURE_FLAG_ENCODE = 1,
+        CONFIGURE_FLAG_USE_BLOCK_MODEL = 2,
+    };
+
+    enum BufferFlags {
+        BUFFER_FLAG_SYNCFRAME = 1,
+        BUFFER_FLAG_CODECCONFIG = 2,
+        BUFFER_FLAG_EOS = 4,
+        BUFFER_FLAG_PARTIAL_FRAME = 8,
+        BUFFER_FLAG_MUXER_DATA = 16,
+    };
+
+    enum {
+        CB_INPUT_AVAILABLE = 1,        // "index" int32
+        CB_OUTPUT_AVAILABLE = 2,       // "index" int32, "offset", "size" size, "timeUs" int64,
+                                       // "flags" int32
+        CB_ERROR = 3,                  // "err", "actionCode" int32
+        CB_OUTPUT_FORMAT_CHANGED = 4,  // "format" message, shared: read only
+        CB_RESOURCE_RECLAIMED = 5,     // never posted
+    };
+
+    static const pid_t kNoPid = -1;
+    static const uid_t kNoUid = static_cast<uid_t>(-1);
+
+    // An INITIALIZED codec whose work is posted to `looper`, which must run on a thread of its own.
+    // Null without one: *err is NAME_NOT_FOUND, or why it could not be made.
+    static sp<MediaCodec> CreateByType(const sp<ALooper>& looper, const AString& mime, bool encoder,
+                                       status_t* err = nullptr, pid_t pid = kNoPid,
+                                       uid_t uid = kNoUid);
+    static sp<MediaCodec> CreateByComponentName(const sp<ALooper>& looper, const AString& name,
+                                                status_t* err = nullptr, pid_t pid = kNoPid,
+                                                uid_t uid = kNoUid);
+
+    // INITIALIZED only. `nativeWindow` (may be null) takes a video decoder's pictures and belongs
+    // to one codec at a time: -EINVAL while it is taken. BAD_VALUE: a format that cannot be. After
+    // a failure the codec is as new, without callback. The message gains "flags", "encoder" = 1 for
+    // encoders, and "native-window".
+    status_t configure(const sp<AMessage>& format, const sp<Surface>& nativeWindow,
+                       const sp<ICrypto>& crypto, uint32_t flags);
+
+    // Not while started. Null: no callbacks.
+    status_t setCallback(const sp<AMessage>& callback);
+
+    // CONFIGURED video encoder only; instead of input buffers.
+    status_t createInputSurface(sp<IGraphicBufferProducer>* bufferProducer);
+
+    status_t start();
+    // Drops what is queued and not yet delivered; the codec must be configured again, with a new
+    // callback. An error that was reported as transient is the answer instead, and nothing stops.
+    status_t stop();
+    status_t reset();
+    status_t release();
+    // Drops what is queued and not yet delivered; start() goes on.
+    status_t flush();
+
+    // Gives input `index` back with `size` bytes at `offset`. -ERANGE: no such index, -EACCES: not
+    // the client's, -EINVAL: beyond the capacity. With BUFFER_FLAG_EOS (size may be 0) it is the
+    // last one.
+    status_t queueInputBuffer(size_t index, size_t offset, size_t size, int64_t presentationTimeUs,
+                              uint32_t flags, AString* errorDetailMsg = nullptr);
+
+    // Gives output `index` back; render: its picture goes to the surface with `timestampNs`
+    // (without: its media time). Never waits for the surface. -ERANGE, -EACCES as above.
+    status_t renderOutputBufferAndRelease(size_t index, int64_t timestampNs);
+    status_t renderOutputBufferAndRelease(size_t index);
+    status_t releaseOutputBuffer(size_t index);
+
+    // Encoders with an input surface, once: whatever producers still hold is encoded, then the end
+    // of the stream comes out. Also before start().
+    status_t signalEndOfInputStream();
+
+    // The client's buffer of an index; INVALID_OPERATION and null for any other.
+    status_t getInputBuffer(size_t index, sp<MediaCodecBuffer>* buffer);
+    status_t getOutputBuffer(size_t index, sp<MediaCodecBuffer>* buffer);
+
+    // From CONFIGURED on; the messages are the codec's own: read only.
+    status_t getInputFormat(sp<AMessage>* format) const;
+    status_t getOutputFormat(sp<AMessage>* format) const;
+    status_t getOutputFormat(size_t index, sp<AMessage>* format);
+
+    // From INITIALIZED on.
+    status_t getName(AString* componentName) const;
+
+    // From CONFIGURED on. Video encoders know "video-bitrate" (int32) and "request-sync".
+    status_t setParameters(const sp<AMessage>& params);
+    status_t requestIDRFrame();
+
+  protected:
+    ~MediaCodec() override;
+    void onMessageReceived(const sp<AMessage>& msg) override;
+
+  private:
+    enum State { UNINITIALIZED, INITIALIZED, CONFIGURED, STARTED, FLUSHED };
+    class ComponentEvent;
+    class RunClient;
+    struct InputSlot;
+    struct OutputSlot;
+
+    explicit MediaCodec(const sp<ALooper>& looper);
+    MediaCodec(const MediaCodec&) = delete;
+    MediaCodec& operator=(const MediaCodec&) = delete;
+
+    static sp<MediaCodec> create(const sp<ALooper>& looper, const ComponentRow* row,
+                                 const AString& mime, status_t* err);
+    status_t postCommand(uint32_t what) const;
+    status_t releaseOutput(size_t index, bool render, const int64_t* timestampNs);
+
+    // All below on the looper, one for each message.
+    status_t handleCommand(const sp<AMessage>& msg, const sp<AMessage>& response);
+    status_t onInit();
+    status_t onConfigure(const sp<AMessage>& msg);
+    status_t onSetCallback(const sp<AMessage>& msg);
+    status_t onCreateInputSurface(const sp<AMessage>& response);
+    status_t onStart();
+    status_t onStop();
+    status_t onRelease();
+    status_t onFlush();
+    status_t onQueueInput(const sp<AMessage>& msg);
+    status_t onReleaseOutput(const sp<AMessage>& msg);
+    status_t onSignalEndOfInputStream();
+    status_t onGetFormat(const sp<AMessage>& response, bool input) const;
+    status_t onSetParameters(const sp<AMessage>& msg);
+    void onComponentEvent(const sp<AMessage>& msg);
+    void onInputConsumed(size_t slot);
+    void onOutput(const ComponentEvent& event);
+    void onComponentError(status_t err, int32_t actionCode);
+
+    bool isExecuting() const { return mState == STARTED || mState == FLUSHED; }
+    void endRun();
+    void clear(State state);
+    void offerInputs();
+    void postCallback(int32_t callbackId, const sp<AMessage>& items);
+
+    const sp<ALooper> mLooper;
+
+    // Looper thread only, once created.
+    State mState = UNINITIALIZED;
+    const ComponentRow* mRow = nullptr;
+    AString mMime;
+    sp<CodecComponent> mComponent;
+    sp<AMessage> mCallback;
+    sp<AMessage> mInputFormat;
+    sp<AMessage> mOutputFormat;
+    status_t mStickyError = OK;
+    bool mHasInputSurface = false;
+    bool mEndSignalled = false;  // of the input surface
+    bool mInputEnded = false;    // an end-of-stream buffer was queued
+    int32_t mRun = 0;            // events of another run are dropped
+    std::unique_ptr<RunClient> mRunClient;
+
+    // An index is a slot's number plus a base that no former run has used.
+    std::mutex mBufferLock;
+    std::vector<InputSlot> mInputs;    // guarded by mBufferLock
+    std::vector<OutputSlot> mOutputs;  // guarded by mBufferLock
+    size_t mInputBase = 0;             // guarded by mBufferLock
+    size_t mOutputBase = 0;            // guarded by mBufferLock
+};
+
+}  // namespace android
