@@ -1,0 +1,176 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "PictureQueue"
+
+#include "graphics/PictureQueue.h"
+
+#include <cerrno>
+
+namespace android {
+
+status_t PictureQueue::connect(const sp<ProducerListener>& producer) {
+    bool drain;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mProducer != nullptr) return -EINVAL;
+        mProducer = producer;
+        mProducerDrained = false;
+        drain = mEndSignalled;
+    }
+    if (drain) producer->onDrainRequested();
+    return OK;
+}
+
+void PictureQueue::disconnect(const sp<ProducerListener>& producer) {
+    sp<ConsumerListener> consumer;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mProducer != producer) return;
+        mProducer.clear();
+        mReserved = 0;
+        consumer = mConsumer;
+    }
+    tellQueued(consumer);
+}
+
+void PictureQueue::setFormat(const PictureFormat& format) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mFormat = format;
+}
+
+bool PictureQueue::tryReserve() {
+    std::lock_guard<std::mutex> lock(mLock);
+    if (mReserved + mQueued.size() + mAcquired >= mPlaces) return false;
+    ++mReserved;
+    return true;
+}
+
+void PictureQueue::cancelReservation() {
+    sp<ProducerListener> producer;
+    sp<ConsumerListener> consumer;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mReserved == 0) return;
+        --mReserved;
+        producer = mProducer;
+        consumer = mConsumer;
+    }
+    tellFree(producer);
+    tellQueued(consumer);  // it may have been the last thing before the end
+}
+
+void PictureQueue::queue(const sp<Picture>& picture, int64_t timestampNs) {
+    sp<ProducerListener> producer;
+    sp<ConsumerListener> consumer;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mReserved == 0) return;
+        --mReserved;
+        if (mAbandoned) {
+            producer = mProducer;
+        } else {
+            mQueued.push_back({picture, timestampNs});
+            consumer = mConsumer;
+        }
+    }
+    tellFree(producer);
+    tellQueued(consumer);
+}
+
+void PictureQueue::producerDrained() {
+    sp<ConsumerListener> consumer;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mProducerDrained = true;
+        consumer = mConsumer;
+    }
+    tellQueued(consumer);
+}
+
+void PictureQueue::setConsumer(const sp<ConsumerListener>& consumer) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mConsumer = consumer;
+}
+
+void PictureQueue::setRequiredSize(int32_t width, int32_t height) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mRequiredWidth = width;
+    mRequiredHeight = height;
+}
+
+bool PictureQueue::tryAcquire(QueuedPicture* picture) {
+    std::lock_guard<std::mutex> lock(mLock);
+    if (mQueued.empty()) return false;
+    *picture = mQueued.front();
+    mQueued.pop_front();
+    ++mAcquired;
+    return true;
+}
+
+void PictureQueue::release() {
+    sp<ProducerListener> producer;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mAcquired == 0) return;
+        --mAcquired;
+        producer = mProducer;
+    }
+    tellFree(producer);
+}
+
+status_t PictureQueue::signalEnd() {
+    sp<ProducerListener> producer;
+    sp<ConsumerListener> consumer;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mEndSignalled) return INVALID_OPERATION;
+        mEndSignalled = true;
+        producer = mProducer;
+        consumer = mConsumer;
+    }
+    if (producer != nullptr) producer->onDrainRequested();
+    tellQueued(consumer);
+    return OK;
+}
+
+bool PictureQueue::atEnd() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mEndSignalled && (mProducer == nullptr || mProducerDrained) && mReserved == 0 &&
+           mQueued.empty();
+}
+
+void PictureQueue::abandon() {
+    std::deque<QueuedPicture> dropped;  // freed without the lock
+    sp<ProducerListener> producer;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mAbandoned = true;
+        mAcquired = 0;
+        mConsumer.clear();
+        dropped.swap(mQueued);
+        producer = mProducer;
+    }
+    tellFree(producer);
+}
+
+PictureFormat PictureQueue::format() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mFormat;
+}
+
+void PictureQueue::requiredSize(int32_t* width, int32_t* height) const {
+    std::lock_guard<std::mutex> lock(mLock);
+    *width = mRequiredWidth;
+    *height = mRequiredHeight;
+}
+
+void PictureQueue::tellFree(const sp<ProducerListener>& producer) {
+    if (producer != nullptr) producer->onPlaceFree();
+}
+
+void PictureQueue::tellQueued(const sp<ConsumerListener>& consumer) {
+    if (consumer != nullptr) consumer->onPictureQueued();
+}
+
+}  // namespace android
