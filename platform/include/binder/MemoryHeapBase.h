@@ -12,8 +12,12 @@ namespace android {
 // failures show as getHeapID() == -1 and getBase() == MAP_FAILED.
 class MemoryHeapBase : public BnMemoryHeap {
   public:
-    // The heap is not mapped here and getBase() is MAP_FAILED; others may map getHeapID().
-    enum { READ_ONLY = IMemoryHeap::READ_ONLY, DONT_MAP_LOCALLY = 0x00000100 };
+    enum {
+        // A file is mapped for reading only; of new memory, all mappings but this heap's own.
+        READ_ONLY = IMemoryHeap::READ_ONLY,
+        // getBase() stays MAP_FAILED; others may map getHeapID().
+        DONT_MAP_LOCALLY = 0x00000100,
+    };
 
     // Maps a part of `fd`, which is duplicated and stays the caller's. Size 0: up to the file's
     // end.
@@ -34,7 +38,7 @@ class MemoryHeapBase : public BnMemoryHeap {
 
   private:
     // Takes ownership of `fd`, which may be -1.
-    void map(int fd, size_t size, off_t offset);
+    void map(int fd, int protection, size_t size, off_t offset);
 
     int mFd = -1;
     void* mBase;

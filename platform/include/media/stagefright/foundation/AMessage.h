@@ -137,6 +137,7 @@ struct AMessage : public RefBase {
     struct Item;
 
     void deliver();
+    sp<ALooper> promoteLooper() const;
 
     Item& itemFor(const char* name);
     const Item* findItem(const char* name) const;
