@@ -1,0 +1,231 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "Arguments.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <map>
+
+namespace oxaplayer {
+
+namespace {
+
+constexpr int32_t kLowestPictureSide = 16;
+constexpr int32_t kHighestBitRate = 1'000'000'000;
+constexpr int32_t kHighestFrameRate = 240;
+constexpr int32_t kLongestKeyFrameIntervalSec = 600;
+
+constexpr std::array<int32_t, 12> kAacSampleRates = {8000,  11025, 12000, 16000, 22050, 24000,
+                                                     32000, 44100, 48000, 64000, 88200, 96000};
+
+// The platform's constants for AVC profiles and levels.
+const std::map<std::string, int32_t> kProfiles = {{"baseline", 0x1}, {"main", 0x2}, {"high", 0x8}};
+const std::map<std::string, int32_t> kLevels = {
+        {"1.0", 0x1},    {"1.1", 0x4},    {"1.2", 0x8},    {"1.3", 0x10},
+        {"2.0", 0x20},   {"2.1", 0x40},   {"2.2", 0x80},   {"3.0", 0x100},
+        {"3.1", 0x200},  {"3.2", 0x400},  {"4.0", 0x800},  {"4.1", 0x1000},
+        {"4.2", 0x2000}, {"5.0", 0x4000}, {"5.1", 0x8000}, {"5.2", 0x10000}};
+
+std::string lowerCase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char letter) { return std::tolower(letter); });
+    return text;
+}
+
+std::optional<int32_t> find(const std::map<std::string, int32_t>& table, const std::string& name) {
+    const auto entry = table.find(name);
+    if (entry == table.end()) return std::nullopt;
+    return entry->second;
+}
+
+// CLI11 may spread a message over lines; ours are one line.
+std::string oneLine(std::string text) {
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
+        text.pop_back();
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    return text;
+}
+
+// The name of the command that the user chose, for messages; empty before one was chosen.
+std::string chosenName(const CLI::App& app) {
+    const auto chosen = app.get_subcommands();
+    return chosen.empty() ? "" : chosen.front()->get_name();
+}
+
+}  // namespace
+
+std::optional<int32_t> parseWholeNumber(const std::string& text, int32_t lowest, int32_t highest) {
+    int32_t value = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc() || stop != end || value < lowest || value > highest) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::optional<Size> parseSize(const std::string& text) {
+    const size_t cross = text.find('x');
+    if (cross == std::string::npos) return std::nullopt;
+    const auto width =
+            parseWholeNumber(text.substr(0, cross), kLowestPictureSide, kHighestPictureSide);
+    const auto height =
+            parseWholeNumber(text.substr(cross + 1), kLowestPictureSide, kHighestPictureSide);
+    if (!width || !height || *width % 2 != 0 || *height % 2 != 0) return std::nullopt;
+    return Size{*width, *height};
+}
+
+std::optional<int32_t> parseBitRate(const std::string& text) {
+    if (text.empty()) return std::nullopt;
+    std::string digits = text;
+    double unit = 1;
+    const int suffix = std::tolower(static_cast<unsigned char>(text.back()));
+    if (suffix == 'k' || suffix == 'm') {
+        unit = suffix == 'k' ? 1e3 : 1e6;
+        digits.pop_back();
+    }
+    double value = 0;
+    const char* end = digits.data() + digits.size();
+    const auto [stop, error] = std::from_chars(digits.data(), end, value, std::chars_format::fixed);
+    if (error != std::errc() || stop != end || !(value >= 0)) return std::nullopt;
+    const double bits = std::round(value * unit);
+    if (bits > kHighestBitRate || std::abs(bits - value * unit) > 1e-3) return std::nullopt;
+    return static_cast<int32_t>(bits);
+}
+
+std::optional<int32_t> parseProfile(const std::string& text) {
+    return find(kProfiles, lowerCase(text));
+}
+
+std::optional<int32_t> parseLevel(const std::string& text) {
+    return find(kLevels, text);
+}
+
+bool isAacSampleRate(int32_t sampleRate) {
+    return std::find(kAacSampleRates.begin(), kAacSampleRates.end(), sampleRate) !=
+           kAacSampleRates.end();
+}
+
+std::optional<int32_t> parseAacSampleRate(const std::string& text) {
+    const auto sampleRate = parseWholeNumber(text, kAacSampleRates.front(), kAacSampleRates.back());
+    if (!sampleRate || !isAacSampleRate(*sampleRate)) return std::nullopt;
+    return sampleRate;
+}
+
+std::optional<Container> chooseContainer(const EncodeOptions& options) {
+    if (options.container) return options.container;
+    if (options.output == "-") return Container::kMpeg2Ts;
+    const size_t slash = options.output.rfind('/');
+    const std::string name =
+            slash == std::string::npos ? options.output : options.output.substr(slash + 1);
+    const size_t dot = name.rfind('.');
+    if (dot == std::string::npos) return std::nullopt;
+    const std::string extension = lowerCase(name.substr(dot));
+    if (extension == ".mp4" || extension == ".m4v") return Container::kMp4;
+    if (extension == ".ts" || extension == ".m2ts") return Container::kMpeg2Ts;
+    return std::nullopt;
+}
+
+const char* containerName(Container container) {
+    return container == Container::kMp4 ? "mp4" : "ts";
+}
+
+void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
+    app.add_option("-o,--output", options->output, "Where to write; - is standard output")
+            ->required()
+            ->type_name("OUTPUT");
+    const std::map<std::string, Container> containers = {{"mp4", Container::kMp4},
+                                                         {"ts", Container::kMpeg2Ts}};
+    addParsedOption(
+            app, "--format", &options->container,
+            [containers](const std::string& text) {
+                const auto entry = containers.find(text);
+                return entry == containers.end() ? std::nullopt : std::optional(entry->second);
+            },
+            "mp4|ts", "Container (default: by the extension of OUTPUT)", "mp4 or ts");
+    addParsedOption(app, "--size", &options->size, parseSize, "WxH",
+                    "Size of the picture (default: the source's, upright, square pixels)",
+                    "WxH, both even, from 16 to 8192");
+    addParsedOption(
+            app, "--fps", &options->frameRate,
+            [](const std::string& text) { return parseWholeNumber(text, 1, kHighestFrameRate); },
+            "N", "Frames a second (default: the source's)", "a whole number from 1 to 240");
+    addParsedOption(app, "--video-bitrate", &options->videoBitRate, parseBitRate, "N",
+                    "Bits a second, 4M is 4,000,000; 0 asks for constant quality (default: "
+                    "15 for each pixel of the picture)",
+                    "bits a second such as 800000, 800k or 4M");
+    app.add_option_function<std::string>(
+               "--keyframe-interval",
+               [options](const std::string& text) {
+                   const auto value = parseWholeNumber(text, 0, kLongestKeyFrameIntervalSec);
+                   if (!value) {
+                       throw CLI::ValidationError("--keyframe-interval '" + text +
+                                                  "': expected whole seconds from 0 to 600");
+                   }
+                   options->keyFrameIntervalSec = *value;
+               },
+               "Seconds between key frames, 0 makes every frame one (default: 2)")
+            ->type_name("S");
+    addParsedOption(
+            app, "--deinterlace", &options->deinterlace,
+            [](const std::string& text) { return parseWholeNumber(text, 0, 2); }, "0|1|2",
+            "0 off, 1 keep the frame rate, 2 double it (default: off)", "0, 1 or 2");
+    const std::map<std::string, Only> onlyNames = {{"audio", Only::kAudio},
+                                                   {"video", Only::kVideo}};
+    app.add_option_function<std::string>(
+               "--only",
+               [options, onlyNames](const std::string& text) {
+                   const auto entry = onlyNames.find(text);
+                   if (entry == onlyNames.end()) {
+                       throw CLI::ValidationError("--only '" + text + "': expected audio or video");
+                   }
+                   options->only = entry->second;
+               },
+               "Leave the other kind of track out")
+            ->type_name("audio|video");
+    app.add_option("--preset", options->preset,
+                   "Speed of the encoder, ultrafast to placebo (default: veryfast)")
+            ->type_name("NAME");
+    app.add_flag("--force", options->force, "Replace an existing OUTPUT");
+}
+
+ParsedArguments parseArguments(const std::vector<std::string>& arguments,
+                               const std::vector<std::unique_ptr<Command>>& commands) {
+    ParsedArguments parsed;
+    CLI::App app("Plays, transcodes and records media.", "oxaplayer");
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.set_version_flag("--version", "oxaplayer " OXAPLAYER_VERSION);
+    app.add_flag("--json", parsed.common.json, "Events on standard output, one JSON object a line");
+    app.add_flag("--quiet", parsed.common.quiet, "No progress and no warnings, only errors");
+    app.add_flag("--verbose", parsed.common.verbose, "Show the platform's log");
+    app.footer(
+            "Exit codes: 0 done, 1 failed while running, 2 wrong usage, 3 input cannot be read,\n"
+            "4 output cannot be written, 130 interrupted.");
+    std::map<CLI::App*, Command*> bySubcommand;
+    for (const auto& command : commands)
+        bySubcommand[command->define(app)] = command.get();
+
+    try {
+        std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
+        app.parse(std::move(reversed));
+        parsed.command = bySubcommand.at(app.get_subcommands().front());
+    } catch (const CLI::CallForVersion& request) {
+        parsed.standardOutput = oneLine(request.what()) + "\n";
+    } catch (const CLI::Success&) {
+        parsed.standardOutput = app.help();
+    } catch (const CLI::ParseError& error) {
+        const std::string name = chosenName(app);
+        parsed.code = ExitCode::kUsage;
+        parsed.standardError = "oxaplayer: " + (name.empty() ? "" : name + ": ") +
+                               oneLine(error.what()) + " (oxaplayer " +
+                               (name.empty() ? "" : name + " ") + "--help tells more)\n";
+    }
+    return parsed;
+}
+
+}  // namespace oxaplayer

@@ -1,0 +1,92 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <CLI/App.hpp>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Command.h"
+#include "ExitCode.h"
+
+namespace oxaplayer {
+
+// The longest side of a picture that is encoded.
+constexpr int32_t kHighestPictureSide = 8192;
+
+struct Size {
+    int32_t width;
+    int32_t height;
+};
+
+enum class Container { kMpeg2Ts, kMp4 };
+
+enum class Only { kBoth, kAudio, kVideo };
+
+// What `transcode` and `record` can be asked about their output. A value that was not given is
+// taken from the source.
+struct EncodeOptions {
+    std::string output;                   // a path, or "-" for standard output
+    std::optional<Container> container;   // not given: by the name's extension
+    std::optional<Size> size;             // even
+    std::optional<int32_t> frameRate;     // frames a second
+    std::optional<int32_t> videoBitRate;  // bits a second; 0: constant quality
+    int32_t keyFrameIntervalSec = 2;
+    std::optional<int32_t> deinterlace;  // 0 off, 1 keep the rate, 2 double the rate
+    std::optional<std::string> preset;
+    Only only = Only::kBoth;
+    bool force = false;
+};
+
+// Each of these reads one value as a user types it; nothing when the text is not exactly such a
+// value or outside what can be encoded.
+std::optional<Size> parseSize(const std::string& text);        // 640x360
+std::optional<int32_t> parseBitRate(const std::string& text);  // 800000, 800k, 4M, 2.5M
+std::optional<int32_t> parseWholeNumber(const std::string& text, int32_t lowest, int32_t highest);
+std::optional<int32_t> parseProfile(const std::string& text);  // the platform's value
+std::optional<int32_t> parseLevel(const std::string& text);    // the platform's value
+std::optional<int32_t> parseAacSampleRate(const std::string& text);
+bool isAacSampleRate(int32_t sampleRate);
+
+// The container that the options or the output's name ask for.
+std::optional<Container> chooseContainer(const EncodeOptions& options);
+const char* containerName(Container container);
+
+// The options that `transcode` and `record` share.
+void addEncodeOptions(CLI::App& app, EncodeOptions* options);
+
+// Adds an option whose text is read by `parse`, with `expected` in the message when it is not.
+template <typename Value, typename Parse>
+void addParsedOption(CLI::App& app, const std::string& name, std::optional<Value>* value,
+                     Parse parse, const std::string& type, const std::string& description,
+                     const std::string& expected) {
+    app.add_option_function<std::string>(
+               name,
+               [=](const std::string& text) {
+                   *value = parse(text);
+                   if (!value->has_value()) {
+                       throw CLI::ValidationError(name + " '" + text + "': expected " + expected);
+                   }
+               },
+               description)
+            ->type_name(type);
+}
+
+// The outcome of reading the command line: a command to run, or an answer to give at once.
+struct ParsedArguments {
+    CommonOptions common;
+    Command* command = nullptr;  // null: end with `code`
+    ExitCode code = ExitCode::kDone;
+    std::string standardOutput;  // help or version
+    std::string standardError;   // what is wrong
+};
+
+// Lets each command define itself, and reads the arguments (without the program's name).
+ParsedArguments parseArguments(const std::vector<std::string>& arguments,
+                               const std::vector<std::unique_ptr<Command>>& commands);
+
+}  // namespace oxaplayer

@@ -1,0 +1,123 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "Console.h"
+
+#include <android/log.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+namespace oxaplayer {
+
+namespace {
+
+constexpr char kRed[] = "\033[1;31m";
+constexpr char kYellow[] = "\033[33m";
+constexpr char kPlain[] = "\033[0m";
+constexpr char kClearLine[] = "\r\033[K";
+
+bool isCapableTerminal() {
+    const char* terminal = getenv("TERM");
+    return isatty(STDERR_FILENO) && terminal != nullptr && strcmp(terminal, "dumb") != 0;
+}
+
+char priorityLetter(int priority) {
+    static constexpr char kLetters[] = "??VDIWEF";
+    return priority >= 2 && priority <= 7 ? kLetters[priority] : '?';
+}
+
+}  // namespace
+
+bool writeFully(int descriptor, const std::string& text) {
+    size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t written = write(descriptor, text.data() + done, text.size() - done);
+        if (written >= 0) {
+            done += written;
+        } else if (errno == EAGAIN) {
+            pollfd ready = {descriptor, POLLOUT, 0};
+            poll(&ready, 1, -1);
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+Console& Console::instance() {
+    static Console* console = new Console;  // outlives every thread that may still log
+    return *console;
+}
+
+Console::Console()
+    : mTerminal(isCapableTerminal()), mColour(mTerminal && getenv("NO_COLOR") == nullptr) {}
+
+void Console::setLevel(Level level) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mLevel = level;
+}
+
+void Console::error(const std::string& command, const std::string& text) {
+    std::lock_guard<std::mutex> lock(mLock);
+    if (mLevel == Level::kNone) return;
+    const std::string prefix = command.empty() ? "oxaplayer: " : "oxaplayer: " + command + ": ";
+    writeLineLocked(mColour ? kRed + prefix + kPlain + text : prefix + text);
+}
+
+void Console::warning(const std::string& command, const std::string& text) {
+    std::lock_guard<std::mutex> lock(mLock);
+    if (mLevel != Level::kNormal) return;
+    const std::string prefix = "oxaplayer: " + command + ": warning: ";
+    writeLineLocked(mColour ? kYellow + prefix + kPlain + text : prefix + text);
+}
+
+void Console::note(const std::string& text) {
+    std::lock_guard<std::mutex> lock(mLock);
+    if (mLevel == Level::kNormal) writeLineLocked(text);
+}
+
+void Console::setBar(const std::string& text) {
+    std::lock_guard<std::mutex> lock(mLock);
+    if (mLevel != Level::kNormal || (text.empty() && mBar.empty())) return;
+    mBar = text;
+    writeFully(STDERR_FILENO, kClearLine + mBar);
+}
+
+int Console::columns() {
+    winsize size = {};
+    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return 80;
+    return size.ws_col;
+}
+
+void Console::writeLineLocked(const std::string& line) {
+    if (mBar.empty()) {
+        writeFully(STDERR_FILENO, line + "\n");
+    } else {
+        writeFully(STDERR_FILENO, kClearLine + line + "\n" + mBar);
+    }
+}
+
+void Console::writeLogLine(const std::string& line) {
+    std::lock_guard<std::mutex> lock(mLock);
+    writeLineLocked(line);
+}
+
+void Console::routePlatformLog(bool verbose) {
+    __android_log_set_minimum_priority(verbose ? ANDROID_LOG_VERBOSE : ANDROID_LOG_FATAL);
+    if (verbose) {
+        __android_log_set_logger([](const __android_logger_data* data, const char* message) {
+            instance().writeLogLine(std::string(1, priorityLetter(data->priority)) + " " +
+                                    (data->tag != nullptr ? data->tag : "") + ": " + message);
+        });
+    } else {
+        // A fatal assertion still prints its own text before the process ends.
+        __android_log_set_logger([](const __android_logger_data*, const char*) {});
+    }
+}
+
+}  // namespace oxaplayer

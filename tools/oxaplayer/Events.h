@@ -1,0 +1,32 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace oxaplayer {
+
+using Json = nlohmann::ordered_json;
+
+// One line of JSON for `value`, with its newline. Text that is not UTF-8 (a file's name may be
+// anything) is shown with replacement characters.
+std::string jsonLine(const Json& value);
+
+// Writes what happens as one JSON object a line. Not thread-safe: one thread reports.
+class EventWriter {
+  public:
+    // Writes nothing.
+    EventWriter() = default;
+    // Writes to `descriptor`, which stays the caller's.
+    explicit EventWriter(int descriptor) : mDescriptor(descriptor) {}
+
+    // Writes {"event": name, ...fields}. A reader that has gone away ends the events, not the job.
+    void write(const std::string& name, const Json& fields = Json::object());
+
+  private:
+    int mDescriptor = -1;
+};
+
+}  // namespace oxaplayer

@@ -1,0 +1,25 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "FaultWarnings.h"
+
+#include <algorithm>
+
+namespace oxaplayer {
+
+void FaultWarnings::add(const oxa::host::Fault& fault) {
+    uint64_t& count = mCounts[{fault.object, fault.cause}];
+    if (count == 0) mWarn(fault.object + ": " + fault.cause);
+    count = std::max(count + 1, fault.count);
+}
+
+void FaultWarnings::summarize() {
+    for (const auto& [fault, count] : mCounts) {
+        if (count > 1) {
+            mWarn(fault.first + ": " + fault.second + " (" + std::to_string(count) + " times)");
+        }
+    }
+    mCounts.clear();
+}
+
+}  // namespace oxaplayer

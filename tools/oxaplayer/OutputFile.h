@@ -1,0 +1,75 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <sys/types.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "ExitCode.h"
+#include "FileDescriptor.h"
+
+namespace oxaplayer {
+
+// What a job writes. An ordinary file is written under a temporary name beside its final one and
+// takes that name when it is complete, so that under the final name there is never half a file; a
+// device, a named pipe and standard output are written as they are. One output at a time; calls
+// come from one thread, except removeTemporary.
+class OutputFile {
+  public:
+    OutputFile() = default;
+    OutputFile(const OutputFile&) = delete;
+    // An output that was neither finished nor kept is taken away.
+    ~OutputFile();
+
+    // Opens `path` ("-" is `standardOutput`, which stays the caller's). Without `force` a file that
+    // exists is refused. Nothing when it is open; otherwise why not (exit 4).
+    std::optional<Failure> open(const std::string& path, bool force, int standardOutput);
+
+    // Stays this object's; readable and writable for an ordinary file.
+    int descriptor() const { return mDescriptor; }
+    bool isSeekable() const;
+    // How much is there; nothing where it has no size.
+    std::optional<int64_t> bytes() const;
+
+    // Makes the complete file durable and gives it its final name. Without force a file that has
+    // taken that name meanwhile is not replaced: the complete one stays beside it (exit 4).
+    std::optional<Failure> finish();
+    // The same for a file that is shorter than asked: it takes the final name only if nothing is
+    // there, force or not, and otherwise stays beside it.
+    std::optional<Failure> keepShortened();
+    // Takes the file away, nothing is left. Harmless when there is none.
+    void discard();
+
+    // As the user wrote it.
+    const std::string& path() const { return mPath; }
+    // Where what was written is now; empty for standard output and after discard.
+    const std::string& currentName() const { return mCurrentName; }
+
+    // For the last moment of the process, from any thread: removes the temporary file if there is
+    // one.
+    static void removeTemporary();
+
+  private:
+    std::optional<Failure> openTemporary(bool force);
+    std::optional<Failure> openDirectly(bool isPipe);
+    std::optional<Failure> failure(const std::string& cause) const;
+    bool takeFinalName(bool replace);
+    std::optional<Failure> sync() const;
+
+    std::string mPath;
+    std::string mFinalName;  // mPath, through symbolic links when it replaces a file
+    std::string mCurrentName;
+    FileDescriptor mOwned;
+    int mDescriptor = -1;
+    bool mForce = false;
+    bool mTemporary = false;  // under a name that is not the final one
+};
+
+// Name and pattern of a temporary file beside `path`: "film.part-XXXXXX.mp4" for "film.mp4".
+std::string temporaryPattern(const std::string& path, int* suffixLength);
+
+}  // namespace oxaplayer

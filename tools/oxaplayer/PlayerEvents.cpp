@@ -1,0 +1,63 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "PlayerEvents.h"
+
+#include <OxaMediaCodecPlayerCommon.h>
+#include <media/stagefright/foundation/AMessage.h>
+
+namespace oxaplayer {
+
+using android::AHandler;
+using android::ALooper;
+using android::AMessage;
+using android::sp;
+
+namespace {
+
+constexpr int32_t kEncoderSide = 2;  // "codec-type" of a frame rate
+
+class Handler : public AHandler {
+  public:
+    explicit Handler(std::shared_ptr<EventQueue> queue) : mQueue(std::move(queue)) {}
+
+    void onMessageReceived(const sp<AMessage>& message) override {
+        switch (message->what()) {
+            case android::kWhatPlayerEOS:
+                mQueue->push(EndOfStream{});
+                break;
+            case android::kWhatInstantFPS: {
+                double framesPerSecond = 0;
+                int32_t side = 0;
+                message->findDouble("instant-fps", &framesPerSecond);
+                message->findInt32("codec-type", &side);
+                mQueue->push(FrameRate{side == kEncoderSide, framesPerSecond});
+                break;
+            }
+            default:
+                break;
+        }
+    }
+
+  private:
+    const std::shared_ptr<EventQueue> mQueue;
+};
+
+}  // namespace
+
+PlayerEvents::PlayerEvents(std::shared_ptr<EventQueue> queue)
+    : mLooper(new ALooper), mHandler(new Handler(queue)) {
+    mLooper->setName("PlayerEvents");
+    mLooper->start();
+    mLooper->registerHandler(mHandler);
+    mFaultListener = oxa::host::addFaultListener(
+            [queue](const oxa::host::Fault& fault) { queue->push(fault); });
+}
+
+PlayerEvents::~PlayerEvents() {
+    oxa::host::removeFaultListener(mFaultListener);
+    mLooper->unregisterHandler(mHandler->id());
+    mLooper->stop();
+}
+
+}  // namespace oxaplayer

@@ -1,0 +1,33 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <media/stagefright/foundation/AHandler.h>
+#include <media/stagefright/foundation/ALooper.h>
+
+#include <memory>
+
+#include "EventQueue.h"
+
+namespace oxaplayer {
+
+// Passes on what a player and the platform below it report, for as long as it lives: end of
+// stream and frame rates through `handler()`, faults through the platform's fault listener.
+class PlayerEvents {
+  public:
+    explicit PlayerEvents(std::shared_ptr<EventQueue> queue);
+    ~PlayerEvents();
+    PlayerEvents(const PlayerEvents&) = delete;
+    PlayerEvents& operator=(const PlayerEvents&) = delete;
+
+    // For the player's mStatusHandler.
+    const android::sp<android::AHandler>& handler() const { return mHandler; }
+
+  private:
+    android::sp<android::ALooper> mLooper;
+    android::sp<android::AHandler> mHandler;
+    int mFaultListener;
+};
+
+}  // namespace oxaplayer

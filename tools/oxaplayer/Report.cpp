@@ -1,0 +1,72 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "Report.h"
+
+#include <unistd.h>
+
+#include "Console.h"
+
+namespace oxaplayer {
+
+namespace {
+
+constexpr int64_t kLineIntervalUs = 5'000'000;
+constexpr int64_t kEventIntervalUs = 1'000'000;
+
+// Whether `intervalUs` has passed since `*lastUs`; the first call starts the interval.
+bool isDue(int64_t nowUs, int64_t intervalUs, int64_t* lastUs) {
+    if (*lastUs == 0) *lastUs = nowUs;
+    if (nowUs - *lastUs < intervalUs) return false;
+    *lastUs = nowUs;
+    return true;
+}
+
+}  // namespace
+
+Report::Report(const std::string& command, const CommonOptions& common, int eventDescriptor)
+    : mCommand(command) {
+    Console& console = Console::instance();
+    if (common.json) mEvents = EventWriter(eventDescriptor);
+    if (common.json && eventDescriptor == STDERR_FILENO) {
+        console.setLevel(Console::Level::kNone);
+    } else if (common.quiet) {
+        console.setLevel(Console::Level::kErrors);
+    }
+}
+
+void Report::event(const std::string& name, const Json& fields) {
+    mEvents.write(name, fields);
+}
+
+void Report::note(const std::string& text) {
+    Console::instance().note(text);
+}
+
+void Report::warning(const std::string& text) {
+    mEvents.write("warning", {{"text", text}});
+    Console::instance().warning(mCommand, text);
+}
+
+void Report::error(const Failure& failure) {
+    mEvents.write("error", {{"exit", static_cast<int>(failure.code)}, {"text", failure.text}});
+    Console::instance().error(mCommand, failure.text);
+}
+
+void Report::progress(const ProgressNumbers& numbers, int64_t nowUs) {
+    Console& console = Console::instance();
+    if (console.isTerminal()) {
+        console.setBar(formatProgressBar(numbers, Console::columns()));
+    } else if (isDue(nowUs, kLineIntervalUs, &mLastLineUs)) {
+        console.note(formatProgressLine(numbers));
+    }
+    if (isDue(nowUs, kEventIntervalUs, &mLastEventUs)) {
+        mEvents.write("progress", progressFields(numbers));
+    }
+}
+
+void Report::endProgress() {
+    Console::instance().setBar("");
+}
+
+}  // namespace oxaplayer

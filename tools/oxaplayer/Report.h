@@ -1,0 +1,40 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "Command.h"
+#include "Events.h"
+#include "ExitCode.h"
+#include "Progress.h"
+
+namespace oxaplayer {
+
+// What a command tells its user: lines and a bar on standard error, events for programs. One thread
+// reports.
+class Report {
+  public:
+    // `eventDescriptor` is where events go with --json. When that is standard error, nothing else
+    // is written there.
+    Report(const std::string& command, const CommonOptions& common, int eventDescriptor);
+
+    void event(const std::string& name, const Json& fields = Json::object());
+    void note(const std::string& text);
+    void warning(const std::string& text);
+    void error(const Failure& failure);
+    // Shows it as often as its reader can follow; call it a few times a second.
+    void progress(const ProgressNumbers& numbers, int64_t nowUs);
+    // Takes the bar away; before the last words.
+    void endProgress();
+
+  private:
+    const std::string mCommand;
+    EventWriter mEvents;
+    int64_t mLastLineUs = 0;
+    int64_t mLastEventUs = 0;
+};
+
+}  // namespace oxaplayer

@@ -1,0 +1,124 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "SourceTracks.h"
+
+#include <media/stagefright/MediaErrors.h>
+#include <media/stagefright/NuMediaExtractor.h>
+#include <media/stagefright/foundation/AString.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace oxaplayer {
+
+using android::AMessage;
+using android::AString;
+using android::NuMediaExtractor;
+using android::sp;
+using android::status_t;
+
+namespace {
+
+std::optional<int32_t> findInt32(const sp<AMessage>& format, const char* key) {
+    int32_t value = 0;
+    if (!format->findInt32(key, &value)) return std::nullopt;
+    return value;
+}
+
+SourceTrack describe(size_t index, const sp<AMessage>& format) {
+    SourceTrack track;
+    track.index = index;
+    track.format = format;
+    AString mime;
+    if (format->findString("mime", &mime)) track.mime = mime.c_str();
+    track.isVideo = strncasecmp(track.mime.c_str(), "video/", 6) == 0;
+    int64_t durationUs = 0;
+    if (format->findInt64("durationUs", &durationUs) && durationUs > 0) {
+        track.durationUs = durationUs;
+    }
+    track.width = findInt32(format, "width").value_or(0);
+    track.height = findInt32(format, "height").value_or(0);
+    track.rotationDegrees = findInt32(format, "rotation-degrees").value_or(0);
+    const int32_t aspectWidth = findInt32(format, "sar-width").value_or(0);
+    const int32_t aspectHeight = findInt32(format, "sar-height").value_or(0);
+    if (aspectWidth > 0 && aspectHeight > 0) {
+        track.pixelAspect = static_cast<double>(aspectWidth) / aspectHeight;
+    }
+    track.frameRate = findInt32(format, "frame-rate");
+    track.channels = findInt32(format, "channel-count").value_or(0);
+    track.sampleRate = findInt32(format, "sample-rate").value_or(0);
+    return track;
+}
+
+std::string causeOf(status_t status) {
+    if (status == android::ERROR_UNSUPPORTED) return "Not a media file of a known kind";
+    return status > -1000 ? strerror(-status) : "The file is damaged";
+}
+
+template <typename Value>
+Json orNull(const std::optional<Value>& value) {
+    return value ? Json(*value) : Json(nullptr);
+}
+
+}  // namespace
+
+std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrack>* tracks) {
+    sp<NuMediaExtractor> extractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
+    const status_t status = extractor->setDataSource(input.descriptor(), 0, input.size());
+    if (status != android::OK) {
+        return Failure{ExitCode::kInput, "cannot read '" + input.path() + "': " + causeOf(status)};
+    }
+    tracks->clear();
+    for (size_t index = 0; index < extractor->countTracks(); ++index) {
+        sp<AMessage> format;
+        if (extractor->getTrackFormat(index, &format) == android::OK) {
+            tracks->push_back(describe(index, format));
+        }
+    }
+    if (!tracks->empty()) return std::nullopt;
+    return Failure{ExitCode::kInput,
+                   "'" + input.path() + "' has no picture or sound that can be decoded"};
+}
+
+std::optional<int64_t> longestDurationUs(const std::vector<SourceTrack>& tracks) {
+    std::optional<int64_t> longestUs;
+    for (const SourceTrack& track : tracks)
+        longestUs = std::max(longestUs, track.durationUs);
+    return longestUs;
+}
+
+Json trackFields(const SourceTrack& track) {
+    Json fields = {{"index", track.index},
+                   {"kind", track.isVideo ? "video" : "audio"},
+                   {"mime", track.mime}};
+    if (track.isVideo) {
+        fields["width"] = track.width;
+        fields["height"] = track.height;
+        fields["rotation"] = track.rotationDegrees;
+        fields["frame_rate"] = orNull(track.frameRate);
+    } else {
+        fields["channels"] = track.channels;
+        fields["sample_rate"] = track.sampleRate;
+    }
+    fields["duration_s"] =
+            track.durationUs ? Json(std::round(*track.durationUs / 1e3) / 1e3) : Json(nullptr);
+    return fields;
+}
+
+std::string describeTrack(const SourceTrack& track) {
+    if (!track.isVideo) {
+        return track.mime + " " + std::to_string(track.channels) + " ch, " +
+               std::to_string(track.sampleRate) + " Hz";
+    }
+    std::string text =
+            track.mime + " " + std::to_string(track.width) + "x" + std::to_string(track.height);
+    if (track.rotationDegrees != 0) {
+        text += ", rotated by " + std::to_string(track.rotationDegrees);
+    }
+    if (track.frameRate) text += ", " + std::to_string(*track.frameRate) + " fps";
+    return text;
+}
+
+}  // namespace oxaplayer

@@ -1,0 +1,198 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "TranscodeCommand.h"
+
+#include <fcntl.h>
+#include <oxa/host/EncoderPreset.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "DecodeTrial.h"
+#include "Signals.h"
+#include "TranscodeJob.h"
+
+namespace oxaplayer {
+
+namespace {
+
+// Gives the descriptor of standard output for media, and has everything else that is printed there
+// from now on go to standard error.
+int takeStandardOutput() {
+    const int media = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+    return media;
+}
+
+std::string wholeSummary(const std::string& name, double durationSec,
+                         const ProgressNumbers& numbers) {
+    std::string text = name + ": " + formatClock(durationSec);
+    if (numbers.frames > 0) text += ", " + std::to_string(numbers.frames) + " pictures";
+    if (numbers.bytes) text += ", " + formatBytes(*numbers.bytes);
+    char speed[32];
+    snprintf(speed, sizeof(speed), "%.1f s, %.1fx", numbers.elapsedSec, numbers.speed);
+    return text + " (took " + speed + ")";
+}
+
+}  // namespace
+
+CLI::App* TranscodeCommand::define(CLI::App& app) {
+    CLI::App* transcode = app.add_subcommand(
+            "transcode", "Turn a file into AVC and AAC in MP4 or an MPEG transport stream");
+    transcode->add_option("INPUT", mOptions.input, "A media file")->required();
+    addEncodeOptions(*transcode, &mOptions);
+    addParsedOption(*transcode, "--profile", &mOptions.profile, parseProfile, "NAME",
+                    "AVC profile (default: the encoder's choice)", "baseline, main or high");
+    addParsedOption(*transcode, "--level", &mOptions.level, parseLevel, "N.N",
+                    "AVC level (default: the encoder's choice)", "a level from 1.0 to 5.2");
+    addParsedOption(*transcode, "--audio-rate", &mOptions.audioRate, parseAacSampleRate, "HZ",
+                    "Sample rate of the sound (default: the source's)",
+                    "a rate that AAC has, from 8000 to 96000");
+    addParsedOption(
+            *transcode, "--audio-channels", &mOptions.audioChannels,
+            [](const std::string& text) { return parseWholeNumber(text, 1, 6); }, "N",
+            "Channels of the sound (default: the source's, at most 6)", "1 to 6");
+    return transcode;
+}
+
+ExitCode TranscodeCommand::run(const CommonOptions& common) {
+    const bool toStandardOutput = mOptions.output == "-";
+    mReport = std::make_unique<Report>("transcode", common,
+                                       toStandardOutput ? STDERR_FILENO : STDOUT_FILENO);
+    mQueue = std::make_shared<EventQueue>();
+    Signals::takeOver([queue = mQueue] { queue->push(Interrupted{}); },
+                      &OutputFile::removeTemporary);
+    const auto failure = transcode();
+    mReport->endProgress();
+    ExitCode code = ExitCode::kDone;
+    if (failure) {
+        mReport->error(*failure);
+        mOutput.discard();
+        code = failure->code;
+    }
+    Json result = {{"exit", static_cast<int>(code)}};
+    result.update(mResult);
+    mReport->event("result", result);
+    return code;
+}
+
+std::optional<Failure> TranscodeCommand::transcode() {
+    const auto container = chooseContainer(mOptions);
+    if (!container) {
+        return Failure{ExitCode::kUsage, "cannot tell the container of '" + mOptions.output +
+                                                 "' by its name: use .mp4, .m4v, .ts or .m2ts, "
+                                                 "or --format"};
+    }
+    mContainer = *container;
+    if (mOptions.preset && !oxa::host::setEncoderPreset(*mOptions.preset)) {
+        return Failure{ExitCode::kUsage, "--preset '" + *mOptions.preset +
+                                                 "': expected a name from ultrafast to placebo"};
+    }
+    if (auto failure = mInput.open(mOptions.input)) return failure;
+    if (auto failure = chooseTracks()) return failure;
+    if (auto failure = openOutput()) return failure;
+    announce();
+
+    const SourceTrack* video = mVideo ? &*mVideo : nullptr;
+    const SourceTrack* audio = mAudio ? &*mAudio : nullptr;
+    const int64_t durationUs = std::max(video ? video->durationUs.value_or(0) : 0,
+                                        audio ? audio->durationUs.value_or(0) : 0);
+    TranscodeJob job({mInput, mOutput, mContainer, video != nullptr, audio != nullptr, durationUs,
+                      makeTargetFormat(mOptions, video, audio)},
+                     mQueue, mReport.get());
+    if (auto failure = job.run()) return failure;
+    return complete(job);
+}
+
+std::optional<Failure> TranscodeCommand::chooseTracks() {
+    std::vector<SourceTrack> tracks;
+    if (auto failure = readTracks(mInput, &tracks)) return failure;
+    for (const SourceTrack& track : tracks) {
+        std::optional<SourceTrack>& place = track.isVideo ? mVideo : mAudio;
+        const bool wanted = mOptions.only != (track.isVideo ? Only::kAudio : Only::kVideo);
+        if (!place && wanted) place = track;
+    }
+    for (std::optional<SourceTrack>* place : {&mVideo, &mAudio}) {
+        if (!*place || canDecode(mInput, **place)) continue;
+        mReport->warning(std::string((*place)->isVideo ? "the picture" : "the sound") +
+                         " cannot be decoded and is left out (" + (*place)->mime + ")");
+        place->reset();
+    }
+    if (mVideo || mAudio) return std::nullopt;
+    const char* what = mOptions.only == Only::kAudio   ? "sound"
+                       : mOptions.only == Only::kVideo ? "picture"
+                                                       : "picture or sound";
+    return Failure{ExitCode::kInput,
+                   "'" + mOptions.input + "' has no " + what + " that can be decoded"};
+}
+
+std::optional<Failure> TranscodeCommand::openOutput() {
+    if (mOptions.output == "-" && isatty(STDOUT_FILENO)) {
+        return Failure{ExitCode::kUsage, "standard output is a terminal, which shows no media"};
+    }
+    if (mOptions.output != "-" && mInput.isSameFileAs(mOptions.output)) {
+        return Failure{ExitCode::kUsage, "'" + mOptions.output + "' is the input itself"};
+    }
+    const int standardOutput = mOptions.output == "-" ? takeStandardOutput() : -1;
+    if (auto failure = mOutput.open(mOptions.output, mOptions.force, standardOutput)) {
+        return failure;
+    }
+    if (mContainer == Container::kMp4 && !mOutput.isSeekable()) {
+        return Failure{ExitCode::kOutput, "cannot write '" + mOptions.output +
+                                                  "': MP4 needs a file, --format ts goes "
+                                                  "through a pipe"};
+    }
+    return std::nullopt;
+}
+
+void TranscodeCommand::announce() const {
+    mReport->event("start", {{"command", "transcode"},
+                             {"input", mOptions.input},
+                             {"output", mOptions.output},
+                             {"format", containerName(mContainer)}});
+    for (const auto& track : {mVideo, mAudio}) {
+        if (!track) continue;
+        mReport->event("track", trackFields(*track));
+        mReport->note(mOptions.input + ": " + describeTrack(*track));
+    }
+}
+
+std::optional<Failure> TranscodeCommand::complete(const TranscodeJob& job) {
+    if (!job.wasInterrupted()) {
+        if (!job.hasOutput()) {
+            return Failure{ExitCode::kInput,
+                           "'" + mOptions.input + "' has nothing that can be decoded"};
+        }
+        if (auto failure = mOutput.finish()) return failure;
+        summarize(job);
+        return std::nullopt;
+    }
+    if (!job.hasOutput())
+        return Failure{ExitCode::kInterrupted, "interrupted, nothing was written"};
+    if (auto failure = mOutput.keepShortened()) return failure;
+    summarize(job);
+    return Failure{ExitCode::kInterrupted, "interrupted; what was written until then is '" +
+                                                   mResult.value("output", "") + "'"};
+}
+
+void TranscodeCommand::summarize(const TranscodeJob& job) {
+    ProgressNumbers numbers = job.numbers();
+    // The file itself knows best; what went through a pipe can only be counted.
+    InputFile written;
+    std::vector<SourceTrack> tracks;
+    double durationSec = numbers.timeSec;
+    if (numbers.bytes && !written.open(mOutput.currentName()) && !readTracks(written, &tracks)) {
+        durationSec = longestDurationUs(tracks).value_or(0) / 1e6;
+    }
+    mReport->endProgress();
+    const std::string name = mOptions.output == "-" ? "-" : mOutput.currentName();
+    mReport->note(wholeSummary(name, durationSec, numbers));
+    mResult = {{"output", name}, {"duration_s", durationSec}};
+    Json fields = progressFields(numbers);
+    for (const char* key : {"frames", "bytes", "elapsed_s", "fps", "speed"}) {
+        if (fields.contains(key)) mResult[key] = fields[key];
+    }
+}
+
+}  // namespace oxaplayer

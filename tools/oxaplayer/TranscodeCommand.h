@@ -1,0 +1,49 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "Command.h"
+#include "EventQueue.h"
+#include "InputFile.h"
+#include "OutputFile.h"
+#include "Report.h"
+#include "SourceTracks.h"
+#include "TargetFormat.h"
+
+namespace oxaplayer {
+
+class TranscodeJob;
+
+// `transcode INPUT -o OUTPUT`: the first picture and the first sound of a file as AVC and AAC.
+class TranscodeCommand : public Command {
+  public:
+    CLI::App* define(CLI::App& app) override;
+    ExitCode run(const CommonOptions& common) override;
+
+    const TranscodeOptions& options() const { return mOptions; }
+
+  private:
+    std::optional<Failure> transcode();
+    std::optional<Failure> chooseTracks();
+    std::optional<Failure> openOutput();
+    void announce() const;
+    std::optional<Failure> complete(const TranscodeJob& job);
+    void summarize(const TranscodeJob& job);
+
+    TranscodeOptions mOptions;
+    Container mContainer = Container::kMpeg2Ts;
+    std::shared_ptr<EventQueue> mQueue;
+    std::unique_ptr<Report> mReport;
+    InputFile mInput;
+    OutputFile mOutput;
+    std::optional<SourceTrack> mVideo;
+    std::optional<SourceTrack> mAudio;
+    Json mResult = Json::object();
+};
+
+}  // namespace oxaplayer

@@ -1,0 +1,169 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "TranscodeJob.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "PlayerEvents.h"
+
+namespace oxaplayer {
+
+using android::OK;
+using android::status_t;
+
+namespace {
+
+constexpr int64_t kTickUs = 200'000;
+constexpr int64_t kStallUs = 30'000'000;
+constexpr double kFrameRateIntervalSec = 1;
+constexpr int32_t kOutputDescriptor = 7;
+
+int onlyTrack(const TranscodeJob::Work& work) {
+    if (!work.video) return android::CODEC_AUDIO_ONLY;
+    return work.audio ? 0 : android::CODEC_VIDEO_ONLY;
+}
+
+}  // namespace
+
+TranscodeJob::TranscodeJob(const Work& work, std::shared_ptr<EventQueue> queue, Report* report)
+    : mWork(work),
+      mQueue(std::move(queue)),
+      mReport(report),
+      mWarnings([report](const std::string& text) { report->warning(text); }),
+      mMeter(nowUs(), work.durationUs),
+      mWritten{-1, -1, 0, 0},
+      mLastActivityUs(nowUs()) {}
+
+std::optional<Failure> TranscodeJob::run() {
+    const PlayerEvents events(mQueue);
+    mPlayer = new android::OxaMediaCodecPlayer(true, onlyTrack(mWork));
+    mPlayer->mStatusHandler = events.handler();
+    mFailure = start();
+    if (!mFailure) waitForEnd();
+    mPlayer->stop();
+    updateProgress();
+    mPlayer->cleanup();
+    mPlayer.clear();
+    // Closing the output may have failed, too.
+    handlePending();
+    mSample.bytes = mWork.output.bytes();
+    mWarnings.summarize();
+    return mFailure;
+}
+
+std::optional<Failure> TranscodeJob::start() {
+    const auto check = [](status_t status, const char* step) -> std::optional<Failure> {
+        if (status == OK) return std::nullopt;
+        return Failure{ExitCode::kFailed, std::string(step) + ": " + strerror(-status)};
+    };
+    android::_OxaTranscodeConfig config = {};
+    config.type = kOutputDescriptor;
+    config.fmt = mWork.container == Container::kMp4 ? 1 : 0;
+    config.fileDesc = mWork.output.descriptor();
+
+    auto failure = check(mPlayer->initiate(android::SourceTypeFile, false, true), "initiate");
+    if (!failure) {
+        failure = check(mPlayer->setDataSource(mWork.input.descriptor(), 0, mWork.input.size()),
+                        "set the input");
+    }
+    if (!failure) failure = check(mPlayer->setMuxer(config), "set the output");
+    if (!failure) {
+        failure = check(mPlayer->setTargetFormat(mWork.targetFormat), "set the target format");
+    }
+    if (!failure) failure = check(mPlayer->setCalculateFPS(kFrameRateIntervalSec), "set reports");
+    if (!failure) failure = check(mPlayer->prepare(), "prepare");
+    if (!failure) failure = check(mPlayer->start(), "start");
+    return failure;
+}
+
+void TranscodeJob::waitForEnd() {
+    bool drained = false;
+    while (!drained && !mInterrupted && !mFailure) {
+        if (mEnded) {
+            drained = drain();
+            handlePending();
+        } else if (const auto event = mQueue->pop(nowUs() + kTickUs)) {
+            handle(*event);
+        }
+        updateProgress();
+        watch();
+    }
+}
+
+bool TranscodeJob::drain() {
+    const status_t status = mPlayer->drain(kTickUs);
+    if (status == OK) return true;
+    if (status != android::TIMED_OUT) {
+        if (hasOutput()) {
+            fail(ExitCode::kFailed, "the output could not be completed");
+        } else {
+            fail(ExitCode::kInput, "'" + mWork.input.path() + "' has nothing that can be decoded");
+        }
+    }
+    return false;
+}
+
+void TranscodeJob::handlePending() {
+    while (const auto event = mQueue->pop(0))
+        handle(*event);
+}
+
+void TranscodeJob::handle(const JobEvent& event) {
+    if (std::holds_alternative<Interrupted>(event)) {
+        mInterrupted = true;
+    } else if (std::holds_alternative<EndOfStream>(event)) {
+        if (!mEnded) mReport->event("eos");
+        mEnded = true;
+    } else if (const auto* rate = std::get_if<FrameRate>(&event)) {
+        mLastActivityUs = nowUs();
+        mReport->event("fps", {{"side", rate->encoder ? "encoder" : "decoder"},
+                               {"fps", rate->framesPerSecond}});
+    } else {
+        handleFault(std::get<oxa::host::Fault>(event));
+    }
+}
+
+void TranscodeJob::handleFault(const oxa::host::Fault& fault) {
+    using oxa::host::FaultSource;
+    if (!fault.ended) {
+        mWarnings.add(fault);
+    } else if (fault.source == FaultSource::kWriter) {
+        fail(ExitCode::kOutput, "cannot write '" + mWork.output.path() + "': " + fault.cause);
+    } else if (fault.source == FaultSource::kReader) {
+        fail(ExitCode::kInput, "cannot read '" + mWork.input.path() + "': " + fault.cause);
+    } else {
+        fail(ExitCode::kFailed, fault.object + ": " + fault.cause);
+    }
+}
+
+void TranscodeJob::fail(ExitCode code, const std::string& text) {
+    if (!mFailure) mFailure = Failure{code, text};
+}
+
+bool TranscodeJob::hasOutput() const {
+    return mWritten.videoFrames > 0 || mWritten.audioSamples > 0;
+}
+
+void TranscodeJob::updateProgress() {
+    android::_TRANSCODE_PROGRESS written = mWritten;
+    if (mPlayer->getTranscodeProgress(&written) != OK) return;
+    if (written.videoFrames != mWritten.videoFrames ||
+        written.audioSamples != mWritten.audioSamples) {
+        mLastActivityUs = nowUs();
+    }
+    mWritten = written;
+    mSample.nowUs = nowUs();
+    mSample.mediaTimeUs = std::max<int64_t>({0, written.videoTimeUs, written.audioTimeUs});
+    mSample.frames = written.videoFrames;
+    mSample.bytes = mWork.output.bytes();
+    mReport->progress(mMeter.add(mSample), mSample.nowUs);
+}
+
+void TranscodeJob::watch() {
+    if (nowUs() - mLastActivityUs < kStallUs) return;
+    fail(ExitCode::kFailed, "nothing was read or written for 30 seconds");
+}
+
+}  // namespace oxaplayer

@@ -1,0 +1,73 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <OxaMediaCodecPlayer.h>
+
+#include <memory>
+#include <optional>
+
+#include "EventQueue.h"
+#include "ExitCode.h"
+#include "FaultWarnings.h"
+#include "InputFile.h"
+#include "OutputFile.h"
+#include "Progress.h"
+#include "Report.h"
+
+namespace oxaplayer {
+
+// One run of the player over one file, from its first call to its last. Everything happens on the
+// caller's thread; what other threads have to say comes through the queue.
+class TranscodeJob {
+  public:
+    struct Work {
+        const InputFile& input;
+        const OutputFile& output;
+        Container container;
+        bool video;
+        bool audio;
+        int64_t durationUs;  // of the source, 0 where unknown
+        android::_AV_FORMAT_FORMAT targetFormat;
+    };
+
+    // `queue` receives the end of the job and its faults; an Interrupted in it ends the job.
+    TranscodeJob(const Work& work, std::shared_ptr<EventQueue> queue, Report* report);
+
+    // Returns when the output is complete and closed by the player, or as far as it came. Nothing
+    // when all went well, or when the job was interrupted; otherwise the first thing that failed.
+    std::optional<Failure> run();
+
+    bool wasInterrupted() const { return mInterrupted; }
+    // Whether any sample has reached the output.
+    bool hasOutput() const;
+    // What was done in all; rates are those of the whole job.
+    ProgressNumbers numbers() const { return mMeter.overall(mSample); }
+
+  private:
+    std::optional<Failure> start();
+    void waitForEnd();
+    bool drain();
+    void handle(const JobEvent& event);
+    void handleFault(const oxa::host::Fault& fault);
+    void handlePending();
+    void updateProgress();
+    void watch();
+    void fail(ExitCode code, const std::string& text);
+
+    Work mWork;
+    const std::shared_ptr<EventQueue> mQueue;
+    Report* const mReport;
+    android::sp<android::OxaMediaCodecPlayer> mPlayer;
+    FaultWarnings mWarnings;
+    ProgressMeter mMeter;
+    ProgressSample mSample;
+    android::_TRANSCODE_PROGRESS mWritten;
+    int64_t mLastActivityUs;
+    bool mEnded = false;
+    bool mInterrupted = false;
+    std::optional<Failure> mFailure;
+};
+
+}  // namespace oxaplayer

@@ -1,0 +1,48 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "Arguments.h"
+#include "Console.h"
+#include "ProbeCommand.h"
+#include "Signals.h"
+#include "TranscodeCommand.h"
+
+namespace oxaplayer {
+
+namespace {
+
+// Files that are opened later must not take the place of a standard stream that the caller closed.
+void occupyStandardStreams() {
+    int descriptor = 0;
+    do {
+        descriptor = open("/dev/null", O_RDWR);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor >= 0) close(descriptor);
+}
+
+}  // namespace
+
+std::vector<std::unique_ptr<Command>> makeCommands() {
+    std::vector<std::unique_ptr<Command>> commands;
+    commands.push_back(std::make_unique<TranscodeCommand>());
+    commands.push_back(std::make_unique<ProbeCommand>());
+    return commands;
+}
+
+}  // namespace oxaplayer
+
+int main(int argc, char** argv) {
+    using namespace oxaplayer;
+    occupyStandardStreams();
+    Signals::ignoreWriteSignals();
+    const auto commands = makeCommands();
+    const ParsedArguments parsed = parseArguments({argv + 1, argv + argc}, commands);
+    writeFully(STDOUT_FILENO, parsed.standardOutput);
+    writeFully(STDERR_FILENO, parsed.standardError);
+    if (parsed.command == nullptr) return static_cast<int>(parsed.code);
+    Console::instance().routePlatformLog(parsed.common.verbose);
+    return static_cast<int>(parsed.command->run(parsed.common));
+}
