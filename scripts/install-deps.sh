@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# Copyright 2026 The Oxa Authors
+# SPDX-License-Identifier: Apache-2.0
+#
+# Installs what the build and the tests need on Debian 12. With everything there it needs neither
+# the network nor root.
+
+set -euo pipefail
+# shellcheck source=scripts/lib.sh
+source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+
+packages=(
+    # build
+    g++ cmake ninja-build ccache pkg-config
+    # the platform's base libraries
+    android-libutils-dev android-libcutils-dev android-liblog-dev
+    android-platform-system-core-headers
+    # media
+    libavcodec-dev libavformat-dev libavfilter-dev libavutil-dev libswresample-dev
+    # command line client
+    libcli11-dev nlohmann-json3-dev
+    # tests
+    libgtest-dev libgmock-dev ffmpeg
+)
+
+is_installed() {
+    [[ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" == installed ]]
+}
+
+if ! command -v dpkg-query >/dev/null; then
+    say "Not a Debian system; the build needs what these packages hold: ${packages[*]}"
+    exit 0
+fi
+
+missing=()
+for package in "${packages[@]}"; do
+    is_installed "$package" || missing+=("$package")
+done
+if ((${#missing[@]} == 0)); then
+    exit 0
+fi
+
+as_root=()
+if ((EUID != 0)); then
+    command -v sudo >/dev/null ||
+        die "needs root to install: ${missing[*]}"
+    as_root=(sudo)
+fi
+say "Installing ${missing[*]}"
+"${as_root[@]}" apt-get update -q
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -q -y --no-install-recommends "${missing[@]}"
