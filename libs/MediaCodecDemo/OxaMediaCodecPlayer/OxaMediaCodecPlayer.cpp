@@ -1,0 +1,494 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "OxaMediaCodecPlayer"
+
+#include "OxaMediaCodecPlayer.h"
+
+#include <assert.h>
+#include <fcntl.h>
+#include <string.h>
+#include <unistd.h>
+#include <utils/Timers.h>
+
+namespace android {
+
+namespace {
+
+// The looper thread's own player; a request from that thread would wait for itself.
+thread_local const OxaMediaCodecPlayer* tDispatchingPlayer = nullptr;
+
+}  // namespace
+
+OxaMediaCodecPlayer::OxaMediaCodecPlayer(bool createLooper, int onlyTrack)
+    : mStatusCallback(NULL),
+      mState(UNINITIALIZED),
+      mCreateLooper(createLooper),
+      mTranscodeType(SourceTypeFile),
+      mTranscode(0),
+      mPlayback(0),
+      mOnlyTrack(onlyTrack),
+      mSessionId(-1),
+      mTargetFormat(),
+      mOutputFormat(),
+      mFileId(0),
+      mFileOffset(0),
+      mFileLength(0),
+      mFileSourceType(0),
+      mOutputName(),
+      mOutputAddress(),
+      mDefaultName(false),
+      mOutputFdOwned(false),
+      mVideoDrained(false),
+      mAudioDrained(false),
+      mDrainError(INVALID_OPERATION) {
+    ALOGD("%s[%d]: createLooper:%d onlyTrack:%d", __FUNCTION__, __LINE__, createLooper, onlyTrack);
+    if (mCreateLooper) {
+        mLooper = new ALooper;
+        mLooper->setName("Player");
+    }
+    resetVariables();
+}
+
+OxaMediaCodecPlayer::~OxaMediaCodecPlayer() {
+    ALOGD("%s[%d]", __FUNCTION__, __LINE__);
+    if (mCreateLooper) {
+        mLooper->unregisterHandler(id());
+        mLooper->stop();
+        mLooper.clear();
+    }
+}
+
+void OxaMediaCodecPlayer::resetVariables() {
+    mAllEOS = false;
+    mVideoEOS = false;
+    mAudioEOS = false;
+    mNoVideoTrack = false;
+    mNoAudioTrack = false;
+    mVideoStopped = false;
+    mAudioStopped = false;
+    mMuxerStopped = false;
+    mSessionId = -1;
+    mTranscode = 0;
+    mPlayback = 0;
+    mTranscodeType = SourceTypeFile;
+    mState = UNINITIALIZED;
+    mRenderVideo = true;
+    mRenderAudio = true;
+    mInputFile.clear();
+    mSecondFile.clear();
+    mMediaMuxer.clear();
+    mVideoTrackAdded = false;
+    mAudioTrackAdded = false;
+    mStatusHandler.clear();
+    mStatusCallback = NULL;
+    closeFd();
+}
+
+bool OxaMediaCodecPlayer::allHandled(bool video, bool audio) const {
+    return (video || !handlesVideo()) && (audio || !handlesAudio());
+}
+
+bool OxaMediaCodecPlayer::isLive() const {
+    return mTranscodeType == SourceTypeUsbCamera || mTranscodeType == SourceTypeHdmiRx;
+}
+
+// ---- Public calls ------------------------------------------------------------------------------
+
+status_t OxaMediaCodecPlayer::request(const sp<AMessage>& msg) {
+    assert(tDispatchingPlayer != this && "a call from the player's own looper waits for itself");
+    return postRequest(msg);
+}
+
+status_t OxaMediaCodecPlayer::initiate(int transcodeType, bool playback, bool transcode) {
+    ALOGD("%s[%d]: transcodeType[%d] playback[%d] transcode[%d]", __FUNCTION__, __LINE__,
+          transcodeType, playback, transcode);
+    if (mCreateLooper && id() == 0) {
+        // Registered and started once; both last over a cleanup and the next initiate.
+        mLooper->registerHandler(this);
+        mLooper->start();
+    }
+    sp<AMessage> msg = new AMessage(kWhatInitiate, this);
+    msg->setInt32(AMSG_ENCODE_TYPE, transcodeType);
+    msg->setInt32(AMSG_SET_PLAYBACK, playback);
+    msg->setInt32(AMSG_SET_TRANSCODE, transcode);
+    return request(msg);
+}
+
+status_t OxaMediaCodecPlayer::setDataSource(const char* path) {
+    ALOGD("%s[%d]: InputFile:%s", __FUNCTION__, __LINE__, path);
+    return request(newPathRequest(kWhatSetDataSource, this, path));
+}
+
+status_t OxaMediaCodecPlayer::setDataSource(int fd, long long offset, long long length) {
+    ALOGD("%s[%d]: fileId:%d offset:%lld length:%lld", __FUNCTION__, __LINE__, fd, offset, length);
+    return request(newFileRequest(kWhatSetDataSourceFd, this, fd, offset, length));
+}
+
+status_t OxaMediaCodecPlayer::setSurface(const sp<IGraphicBufferProducer>& producer) {
+    ALOGD("%s[%d]: set surface to display", __FUNCTION__, __LINE__);
+    sp<AMessage> msg = new AMessage(kWhatSetSurface, this);
+    msg->setObject(AMSG_SURFACE, new Surface(producer, false /* controlledByApp */));
+    return request(msg);
+}
+
+status_t OxaMediaCodecPlayer::setMuxer(_OxaTranscodeConfig& config) {
+    ALOGD("%s[%d]: type:%d fmt:%d fd:%d fn:%s data:%p info:%p ip:%s port:%d rtp:%d", __FUNCTION__,
+          __LINE__, config.type, config.fmt, config.fileDesc,
+          config.fileName != NULL ? config.fileName : "", config.data.get(), config.info.get(),
+          config.udpIp != NULL ? config.udpIp : "", config.port, config.rtp);
+    sp<AMessage> msg = new AMessage(kWhatSetMuxer, this);
+    msg->setPointer(AMSG_OUTPUT_FORMAT, &config);
+    return request(msg);
+}
+
+status_t OxaMediaCodecPlayer::setTargetFormat(const _AV_FORMAT_FORMAT& format) {
+    ALOGD("%s[%d]", __FUNCTION__, __LINE__);
+    ALOGI(LOG_GREEN "TargetFormat: Audio:%dch/%dHz" LOG_RESET, format.channelCount,
+          format.sampleRate);
+    ALOGI(LOG_GREEN
+          "TargetFormat: Video:%dx%d/%dfps/%dbps/%dsec/deinterlace:%d/bitrateMode:%d/level:%d/"
+          "profile:%d" LOG_RESET,
+          format.width, format.height, format.frameRate, format.bitRate, format.iFrameInterval,
+          format.deinterlace, format.bitrateMode, format.level, format.profile);
+    sp<AMessage> msg = new AMessage(kWhatSetTargetFormat, this);
+    msg->setPointer(AMSG_TARTGET_FORMAT, const_cast<_AV_FORMAT_FORMAT*>(&format));
+    return request(msg);
+}
+
+status_t OxaMediaCodecPlayer::setPlayback(bool video, bool audio) {
+    ALOGD("%s[%d]: video:%d audio:%d", __FUNCTION__, __LINE__, video, audio);
+    sp<AMessage> msg = new AMessage(kWhatSetPlayback, this);
+    msg->setInt32(AMSG_SET_RENDER_VIDEO, video);
+    msg->setInt32(AMSG_SET_RENDER_AUDIO, audio);
+    return request(msg);
+}
+
+status_t OxaMediaCodecPlayer::setFreeRun(bool enable) {
+    ALOGD("%s[%d]: %s FreeRun", __FUNCTION__, __LINE__, enable ? "enable" : "disable");
+    sp<AMessage> msg = new AMessage(kWhatSetFreeRun, this);
+    msg->setInt32(AMSG_FREE_RUN, enable);
+    return request(msg);
+}
+
+status_t OxaMediaCodecPlayer::setCalculateFPS(double seconds) {
+    ALOGD("%s[%d]: interval-time=%fsec", __FUNCTION__, __LINE__, seconds);
+    sp<AMessage> msg = new AMessage(kWhatSetCalculateFPS, this);
+    msg->setDouble(AMSG_CALCULATE_FPS, seconds);
+    return request(msg);
+}
+
+status_t OxaMediaCodecPlayer::setWritebackSource(int /* source */) {
+    return OK;
+}
+
+status_t OxaMediaCodecPlayer::prepare() {
+    ALOGD("%s[%d]", __FUNCTION__, __LINE__);
+    return request(new AMessage(kWhatPrepare, this));
+}
+
+status_t OxaMediaCodecPlayer::start() {
+    ALOGD("%s[%d]", __FUNCTION__, __LINE__);
+    return request(new AMessage(kWhatStart, this));
+}
+
+status_t OxaMediaCodecPlayer::stop() {
+    ALOGD("%s[%d]", __FUNCTION__, __LINE__);
+    endDrain(INVALID_OPERATION);
+    return request(new AMessage(kWhatStop, this));
+}
+
+status_t OxaMediaCodecPlayer::cleanup() {
+    ALOGD("%s[%d]: release resource", __FUNCTION__, __LINE__);
+    // Pipelines must not run, nor reports be on their way, while everything is taken apart.
+    stop();
+    onReset();
+    return OK;
+}
+
+status_t OxaMediaCodecPlayer::waitTime(long long us) {
+    Mutex::Autolock lock(mWaitLock);
+    mWaitCond.waitRelative(mWaitLock, us * 1000);
+    return OK;
+}
+
+bool OxaMediaCodecPlayer::EOSReached() {
+    return mAllEOS;
+}
+
+status_t OxaMediaCodecPlayer::getTranscodeProgress(_TRANSCODE_PROGRESS* progress) {
+    if (progress == NULL) return BAD_VALUE;
+    *progress = {-1, -1, 0};
+    if (mVideoTranscoder != NULL) {
+        progress->videoTimeUs = mVideoTranscoder->lastTimeUs();
+        progress->videoFrames = mVideoTranscoder->encodedFrames();
+    }
+    if (mAudioTranscoder != NULL) progress->audioTimeUs = mAudioTranscoder->lastTimeUs();
+    return OK;
+}
+
+// ---- Dispatch ----------------------------------------------------------------------------------
+
+void OxaMediaCodecPlayer::onMessageReceived(const sp<AMessage>& msg) {
+    tDispatchingPlayer = this;
+    if (!handleRequest(msg)) {
+        switch (msg->what()) {
+            case kWhatDecodeGotEOS:
+                onDecodeGotEOS(msg);
+                break;
+            case kWhatStopTranscode:
+                onStopTranscode(msg);
+                break;
+            case kWhatTrackAdded:
+                onTrackAdded(msg);
+                break;
+            case kWhatHDMIRxVideoHotplug:
+                onVideoHotplug(msg);
+                break;
+            case kWhatSyncVideoTime:
+                onSyncVideoTime();
+                break;
+            case kWhatTranscodeDone:
+                onTranscodeDone(msg);
+                break;
+            default:
+                // Also kWhatError: pipelines report it for clients with a handler of their own.
+                break;
+        }
+    }
+    tDispatchingPlayer = nullptr;
+}
+
+bool OxaMediaCodecPlayer::handleRequest(const sp<AMessage>& msg) {
+    switch (msg->what()) {
+        case kWhatInitiate: {
+            CHECK(mState == UNINITIALIZED);
+            CHECK(msg->findInt32(AMSG_ENCODE_TYPE, &mTranscodeType));
+            CHECK(msg->findInt32(AMSG_SET_PLAYBACK, &mPlayback));
+            CHECK(msg->findInt32(AMSG_SET_TRANSCODE, &mTranscode));
+            CHECK(mTranscodeType >= 0 && mTranscodeType < SourceTypeMax);
+            onInitiate();
+            mState = INITIALIZED;
+            replyWithError(msg, OK);
+            return true;
+        }
+        case kWhatSetDataSource:
+        case kWhatSetDataSourceFd:
+            handleSourceRequest(msg);
+            return true;
+        case kWhatSetPlayback: {
+            int32_t video, audio;
+            CHECK(msg->findInt32(AMSG_SET_RENDER_VIDEO, &video));
+            CHECK(msg->findInt32(AMSG_SET_RENDER_AUDIO, &audio));
+            onSetPlayback(video != 0, audio != 0);
+            replyWithError(msg, OK);
+            return true;
+        }
+        case kWhatSetFreeRun: {
+            CHECK(mState != UNINITIALIZED);
+            int32_t enable;
+            CHECK(msg->findInt32(AMSG_FREE_RUN, &enable));
+            onSetFreeRun(enable != 0);
+            replyWithError(msg, OK);
+            return true;
+        }
+        case kWhatSetCalculateFPS: {
+            CHECK(mState != UNINITIALIZED);
+            double seconds;
+            CHECK(msg->findDouble(AMSG_CALCULATE_FPS, &seconds));
+            onSetCalculateFPS(seconds);
+            replyWithError(msg, OK);
+            return true;
+        }
+        case kWhatPrepare:
+            CHECK(mState == UNPREPARED);
+            onPrepare();
+            mState = PREPARED;
+            replyWithError(msg, OK);
+            return true;
+        case kWhatStart:
+            CHECK(mState == PREPARED);
+            onStart();
+            mState = STARTED;
+            replyWithError(msg, OK);
+            return true;
+        case kWhatSetMuxer:
+            handleMuxerRequest(msg);
+            return true;
+        case kWhatSetTargetFormat:
+            handleTargetFormatRequest(msg);
+            return true;
+        case kWhatSetSurface:
+            handleSurfaceRequest(msg);
+            return true;
+        case kWhatStop:
+            if (mState == STARTED) {
+                onStop();
+                mState = STOPPED;
+            }
+            replyWithError(msg, OK);
+            return true;
+        default:
+            return false;
+    }
+}
+
+void OxaMediaCodecPlayer::handleSourceRequest(const sp<AMessage>& msg) {
+    CHECK(mState == INITIALIZED && mTranscodeType == SourceTypeFile);
+    if (msg->what() == kWhatSetDataSource) {
+        CHECK(msg->findString(AMSG_PATH, &mInputFile));
+        mFileSourceType = 0;
+    } else {
+        int32_t fileId;
+        CHECK(msg->findInt32(AMSG_FILE_ID, &fileId));
+        CHECK(msg->findInt64(AMSG_FILE_OFFSET, &mFileOffset));
+        CHECK(msg->findInt64(AMSG_FILE_LENGTH, &mFileLength));
+        // 0 means "none" here, so the duplicate must not be 0.
+        mFileId = fcntl(fileId, F_DUPFD_CLOEXEC, 1);
+        mFileSourceType = 1;
+    }
+    status_t err = onSetDataSource();
+    if (err == OK) {
+        if (mPlayback) mState = WAIT_SURFACE;
+        if (mTranscode) mState = WAIT_MUXER;
+    }
+    replyWithError(msg, err);
+}
+
+void OxaMediaCodecPlayer::handleMuxerRequest(const sp<AMessage>& msg) {
+    if (mTranscodeType == SourceTypeFile) CHECK(mState == WAIT_MUXER);
+    void* format;
+    CHECK(msg->findPointer(AMSG_OUTPUT_FORMAT, &format));
+    status_t err = setOutputFormat(*static_cast<_OxaTranscodeConfig*>(format));
+    if (err == OK) err = onSetMuxer();
+    if (err == OK) mState = WAIT_TARGET_FORMAT;
+    replyWithError(msg, err);
+}
+
+void OxaMediaCodecPlayer::handleTargetFormatRequest(const sp<AMessage>& msg) {
+    CHECK(mState == WAIT_TARGET_FORMAT || mState == WAIT_PREVIEW_PARAMS || mState == STARTED);
+    void* format;
+    CHECK(msg->findPointer(AMSG_TARTGET_FORMAT, &format));
+    mTargetFormat = *static_cast<_AV_FORMAT_FORMAT*>(format);
+    onSetTargetFormat();
+    if (mState != STARTED) mState = UNPREPARED;
+    replyWithError(msg, OK);
+}
+
+void OxaMediaCodecPlayer::handleSurfaceRequest(const sp<AMessage>& msg) {
+    CHECK(mState == WAIT_SURFACE);
+    sp<RefBase> obj;
+    CHECK(msg->findObject(AMSG_SURFACE, &obj));
+    mSurface = static_cast<Surface*>(obj.get());
+    status_t err = onSetSurface();
+    if (err == OK) {
+        if (isLive()) {
+            mState = WAIT_PREVIEW_PARAMS;
+        } else if (mTranscodeType == SourceTypeFile) {
+            mState = UNPREPARED;
+        }
+    }
+    replyWithError(msg, err);
+}
+
+void OxaMediaCodecPlayer::onDecodeGotEOS(const sp<AMessage>& msg) {
+    int32_t item;
+    CHECK(msg->findInt32(AMSG_STOP_ITEM, &item));
+    switch (item) {
+        case EOSVideoReached:
+            ALOGD(LOG_RED "Received kWhatDecodeGotEOS:EOSVideoReached" LOG_RESET);
+            mVideoEOS = true;
+            // No picture moves the video time any more: sound that follows it would crawl.
+            if (mAudioTranscoder != NULL) mAudioTranscoder->setVideoTimeUs(-1);
+            break;
+        case EOSAudioReached:
+            ALOGD(LOG_RED "Received kWhatDecodeGotEOS:EOSAudioReached" LOG_RESET);
+            mAudioEOS = true;
+            break;
+        case NO_VIDEO_TRACK:
+            ALOGD(LOG_RED "Received kWhatDecodeGotEOS:NO_VIDEO_TRACK" LOG_RESET);
+            mNoVideoTrack = true;
+            mVideoEOS = true;
+            break;
+        case NO_AUDIO_TRACK:
+            ALOGD(LOG_RED "Received kWhatDecodeGotEOS:NO_AUDIO_TRACK" LOG_RESET);
+            mNoAudioTrack = true;
+            mAudioEOS = true;
+            break;
+    }
+    if (allHandled(mVideoEOS, mAudioEOS)) mAllEOS = true;
+    if (mAllEOS) notifyPlayerEOS();
+}
+
+void OxaMediaCodecPlayer::notifyPlayerEOS() {
+    sp<AMessage> msg = new AMessage(kWhatPlayerEOS, mStatusHandler);
+    if (mStatusHandler != NULL && mStatusHandler->id() != id()) msg->post();
+    if (mStatusCallback != NULL) mStatusCallback(msg);
+}
+
+void OxaMediaCodecPlayer::onStopTranscode(const sp<AMessage>& msg) {
+    int32_t item;
+    CHECK(msg->findInt32(AMSG_STOP_ITEM, &item));
+    if (item == STOP_VIDEO) {
+        ALOGD(LOG_RED "Received kWhatStopTranscode:STOP_VIDEO" LOG_RESET);
+        mVideoStopped = true;
+    } else if (item == STOP_AUDIO) {
+        ALOGD(LOG_RED "Received kWhatStopTranscode:STOP_AUDIO" LOG_RESET);
+        mAudioStopped = true;
+    }
+    if (allHandled(mVideoStopped, mAudioStopped)) mMuxerStopped = true;
+    if (mMuxerStopped) {
+        onStopMuxer();
+        ALOGD("%s[%d]: Stop muxer success", __FUNCTION__, __LINE__);
+    }
+}
+
+void OxaMediaCodecPlayer::onTrackAdded(const sp<AMessage>& msg) {
+    int32_t item;
+    CHECK(msg->findInt32(AMSG_TRACK_ITEM, &item));
+    if (item == AUDIO_TRACK) mAudioTrackAdded = true;
+    if (item == VIDEO_TRACK) mVideoTrackAdded = true;
+
+    const char* source;
+    switch (mTranscodeType) {
+        case SourceTypeFile:
+            source = "SourceTypeFile";
+            break;
+        case SourceTypeUsbCamera:
+            source = "SourceTypeUsbCamera";
+            break;
+        case SourceTypeHdmiRx:
+            source = "SourceTypeHdmiRx";
+            break;
+        default:
+            return;
+    }
+    if (!allHandled(mVideoTrackAdded, mAudioTrackAdded)) return;
+    // A report that was still on its way when everything stopped finds nothing to start.
+    if (mMediaMuxer == NULL || mState == STOPPED) return;
+    CHECK(mMediaMuxer->start() == OK);
+    if (!mMediaMuxer->isWriting()) endDrain(INVALID_OPERATION);
+    const char* only = "";
+    if (mOnlyTrack == CODEC_AUDIO_ONLY) only = "CODEC_AUDIO_ONLY:";
+    if (mOnlyTrack == CODEC_VIDEO_ONLY) only = "CODEC_VIDEO_ONLY:";
+    ALOGD("%s:%smuxer start success", source, only);
+}
+
+void OxaMediaCodecPlayer::onVideoHotplug(const sp<AMessage>& msg) {
+    int32_t state;
+    if (!msg->findInt32("rx-video", &state)) return;
+    ALOGD("[%s][HDMIRx] kWhatHDMIRxVideoHotplug state:%d", __FUNCTION__, state);
+    if (mStatusHandler == NULL || mStatusHandler->id() == id()) return;
+    sp<AMessage> report = new AMessage(kWhatHDMIRxVideoHotplug, mStatusHandler);
+    report->setInt32("rx-video", state);
+    report->post();
+}
+
+void OxaMediaCodecPlayer::onSyncVideoTime() {
+    if (mTranscodeType != SourceTypeFile || !mTranscode) return;
+    if (!handlesVideo() || !handlesAudio() || mNoAudioTrack || mNoVideoTrack) return;
+    if (mVideoTranscoder == NULL || mAudioTranscoder == NULL) return;
+    mAudioTranscoder->setVideoTimeUs(mVideoTranscoder->lastTimeUs());
+}
+
+}  // namespace android

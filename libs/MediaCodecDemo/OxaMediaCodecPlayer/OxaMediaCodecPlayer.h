@@ -1,0 +1,275 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <binder/IMemory.h>
+#include <gui/IGraphicBufferProducer.h>
+#include <gui/Surface.h>
+#include <media/stagefright/foundation/AHandler.h>
+#include <media/stagefright/foundation/ALooper.h>
+#include <media/stagefright/foundation/AMessage.h>
+#include <media/stagefright/foundation/AString.h>
+#include <utils/Condition.h>
+#include <utils/Mutex.h>
+#include <utils/String16.h>
+
+#include <atomic>
+
+#include "AudioTranscoder.h"
+#include "OxaMediaCodecPlayerCommon.h"
+#include "OxaMediaMuxer.h"
+#include "VideoTranscoder.h"
+
+namespace android {
+
+// How far a transcoding job has come: what was handed to the muxer.
+struct _TRANSCODE_PROGRESS {
+    int64_t videoTimeUs;  // time of the last picture, -1 before the first
+    int64_t audioTimeUs;  // time of the last access unit, -1 before the first
+    int64_t videoFrames;  // pictures so far
+};
+
+// The library's one public object: plays a file, transcodes a file, previews and records a live
+// source.
+//
+//   file playback    UNINITIALIZED -initiate-> INITIALIZED -setDataSource-> WAIT_SURFACE
+//                    -setSurface-> UNPREPARED
+//   file transcode   ... INITIALIZED -setDataSource-> WAIT_MUXER -setMuxer-> WAIT_TARGET_FORMAT
+//                    -setTargetFormat-> UNPREPARED
+//   live source      ... INITIALIZED -setCameraSource-> WAIT_AUDIO_SOURCE -setAudioSource->
+//                    WAIT_SURFACE -setSurface-> WAIT_PREVIEW_PARAMS [-setMuxer->
+//                    WAIT_TARGET_FORMAT] -setTargetFormat-> UNPREPARED
+//   all              UNPREPARED -prepare-> PREPARED -start-> STARTED -stop-> STOPPED
+//                    any state -cleanup-> UNINITIALIZED
+//
+// Calls may come from any thread but the player's own looper thread (in particular not from
+// mStatusCallback); each blocks until the looper has handled it and returns OK unless it says
+// otherwise. A call in a state that its comment does not name is a fatal assertion.
+class OxaMediaCodecPlayer : public AHandler {
+  public:
+    // With `createLooper` the player runs on a looper of its own; otherwise the client registers
+    // it on one (with a thread of its own) before initiate(). `onlyTrack`: CODEC_AUDIO_ONLY,
+    // CODEC_VIDEO_ONLY, else both streams.
+    OxaMediaCodecPlayer(bool createLooper, int onlyTrack);
+
+    // Set after construction, and again after each cleanup(), before initiate(). The handler
+    // receives kWhatPlayerEOS, hot-plug and frame-rate reports; null stands for the player itself.
+    sp<AHandler> mStatusHandler;
+    // Called on the player's looper thread with kWhatPlayerEOS; it must not call the player, which
+    // would wait for itself (caught in debug builds).
+    void (*mStatusCallback)(const sp<AMessage>& msg);
+
+    // In UNINITIALIZED. `transcodeType`: SourceType. For a file one of `playback` and `transcode`
+    // may be set, for a live source both.
+    status_t initiate(int transcodeType, bool playback, bool transcode);
+
+    // Source. A file, in INITIALIZED: by path, or by descriptor (duplicated; the client keeps and
+    // closes its own) with offset and length in bytes. Returns the pipelines' status.
+    status_t setDataSource(const char* path);
+    status_t setDataSource(int fd, long long offset, long long length);
+
+    // Surface of a playback or preview; in WAIT_SURFACE. Shares `producer`.
+    status_t setSurface(const sp<IGraphicBufferProducer>& producer);
+
+    // Output; in WAIT_MUXER for a file, in any state for a live source. Strings are copied, the
+    // descriptor is duplicated, memories are shared; null strings in the record become "".
+    // UNKNOWN_ERROR when there is no such output or it cannot be opened, BAD_VALUE for a name or
+    // address of 4096 characters or more: the call may be repeated.
+    status_t setMuxer(_OxaTranscodeConfig& config);
+    // In WAIT_TARGET_FORMAT, WAIT_PREVIEW_PARAMS or STARTED. The record is copied.
+    status_t setTargetFormat(const _AV_FORMAT_FORMAT& format);
+
+    // Switches. Any state: what is rendered.
+    status_t setPlayback(bool video, bool audio);
+    // Not in UNINITIALIZED: playback without pacing; interval of frame-rate reports in seconds.
+    status_t setFreeRun(bool enable);
+    status_t setCalculateFPS(double seconds);
+    // Accepted, no effect.
+    status_t setWritebackSource(int source);
+
+    // Run control: in UNPREPARED, PREPARED, any state. stop() outside of STARTED does nothing. A
+    // pipeline that cannot be prepared or started is a fatal assertion.
+    status_t prepare();
+    status_t start();
+    status_t stop();
+    // Waits on the caller's thread until every transcoder has handed its last sample to the muxer:
+    // call it after kWhatPlayerEOS and before stop(), which discards what is still on its way.
+    // TIMED_OUT after `timeoutUs` microseconds; INVALID_OPERATION when it will not come: not
+    // running, stopped meanwhile, a track was refused, a codec failed or the muxer did not start.
+    status_t drain(int64_t timeoutUs);
+    // Stops, dismantles the pipelines on the caller's thread and closes the descriptors. Any state.
+    status_t cleanup();
+
+    // Any thread, without blocking. All streams have reached their end.
+    bool EOSReached();
+    // Between initiate() and cleanup(), from the thread that calls these: BAD_VALUE for null.
+    status_t getTranscodeProgress(_TRANSCODE_PROGRESS* progress);
+    // Sleeps on the caller's thread.
+    status_t waitTime(long long us);
+
+    void onMessageReceived(const sp<AMessage>& msg) override;
+
+  protected:
+    ~OxaMediaCodecPlayer() override;
+
+  private:
+    enum {
+        kWhatInitiate = 0,
+        kWhatSetDataSource = 1,
+        kWhatSetDataSourceFd = 2,
+        kWhatSetPlayback = 6,
+        kWhatSetFreeRun = 9,
+        kWhatSetCalculateFPS = 10,
+        kWhatPrepare = 11,
+        kWhatStart = 12,
+        kWhatSetMuxer = 13,
+        kWhatSetTargetFormat = 14,
+        kWhatSetSurface = 15,
+        kWhatStop = 16,
+    };
+
+    enum State {
+        UNINITIALIZED = 0,
+        INITIALIZED = 1,
+        WAIT_AUDIO_SOURCE = 2,
+        WAIT_SURFACE = 3,
+        WAIT_MUXER = 4,
+        WAIT_TARGET_FORMAT = 5,
+        WAIT_PREVIEW_PARAMS = 6,
+        UNPREPARED = 7,
+        PREPARED = 8,
+        STARTED = 9,
+        STOPPED = 11,
+    };
+
+    // Values of _OxaTranscodeConfig.
+    enum OutputType {
+        kOutputFile = 0,
+        kOutputStandardStream = 1,
+        kOutputMemory = 2,
+        kOutputMemoryAndNetwork = 3,
+        kOutputUdp = 4,
+        kOutputRtp = 5,
+        kOutputMemoryAndNetwork2 = 6,
+        kOutputDescriptor = 7,
+    };
+    enum OutputContainer { kContainerMpeg2Ts = 0, kContainerMpeg4 = 1 };
+
+    enum { kMaxOutputText = 4096 };
+
+    // Which streams this player handles.
+    bool handlesVideo() const { return mOnlyTrack != CODEC_AUDIO_ONLY; }
+    bool handlesAudio() const { return mOnlyTrack != CODEC_VIDEO_ONLY; }
+    // True when every stream that is handled has its flag.
+    bool allHandled(bool video, bool audio) const;
+    bool isLive() const;
+
+    status_t request(const sp<AMessage>& msg);
+    void resetVariables();
+
+    // Requests that do more than call one step.
+    void handleSourceRequest(const sp<AMessage>& msg);
+    void handleMuxerRequest(const sp<AMessage>& msg);
+    void handleTargetFormatRequest(const sp<AMessage>& msg);
+    void handleSurfaceRequest(const sp<AMessage>& msg);
+    bool handleRequest(const sp<AMessage>& msg);
+
+    // Steps of the requests.
+    void onInitiate();
+    status_t onSetDataSource();
+    status_t onSetSurface();
+    void onSetTargetFormat();
+    void onSetPlayback(bool video, bool audio);
+    void onSetFreeRun(bool enable);
+    void onSetCalculateFPS(double seconds);
+    void onPrepare();
+    void onStart();
+    void onStartTranscode();
+    void onStop();
+    void onReset();
+
+    // Reports of the pipelines.
+    void onDecodeGotEOS(const sp<AMessage>& msg);
+    void onStopTranscode(const sp<AMessage>& msg);
+    void onTrackAdded(const sp<AMessage>& msg);
+    void onTranscodeDone(const sp<AMessage>& msg);
+    void onVideoHotplug(const sp<AMessage>& msg);
+    void onSyncVideoTime();
+    void notifyPlayerEOS();
+
+    // Output.
+    status_t setOutputFormat(_OxaTranscodeConfig& config);
+    status_t onSetMuxer();
+    void completeOutputFormat();
+    void setDefaultAddress();
+    void setDefaultName();
+    void createMuxer();
+    void createMpeg4Muxer();
+    void createMpeg2TsMuxer();
+    void createFileMuxer(OxaMediaMuxer::OutputFormat format);
+    int openOutputFile();
+    void handOutMuxer();
+    status_t onStopMuxer();
+    void closeFd();
+
+    // Pipelines.
+    template <typename Pipeline>
+    void createPipeline(sp<Pipeline>* pipeline, sp<ALooper>* looper, const char* looperName);
+    template <typename Pipeline>
+    void releasePipeline(sp<Pipeline>* pipeline, sp<ALooper>* looper);
+
+    void beginDrain();
+    void endDrain(status_t err);
+
+    sp<IMemory> mSnapshotMemory;
+    std::atomic<int> mState;
+    const bool mCreateLooper;
+    sp<ALooper> mLooper;
+    Mutex mWaitLock;
+    Condition mWaitCond;  // monotonic; never signalled: waitTime() is a bounded sleep
+    int32_t mTranscodeType;
+    int32_t mTranscode;
+    int32_t mPlayback;
+    const int mOnlyTrack;
+    int32_t mSessionId;
+    bool mRenderVideo;
+    bool mRenderAudio;
+    std::atomic<bool> mAllEOS;
+    bool mVideoEOS;
+    bool mAudioEOS;
+    bool mNoVideoTrack;
+    bool mNoAudioTrack;
+    bool mVideoStopped;
+    bool mAudioStopped;
+    bool mMuxerStopped;
+    bool mVideoTrackAdded;
+    bool mAudioTrackAdded;
+    sp<VideoTranscoder> mVideoTranscoder;
+    sp<ALooper> mVideoTranscodeLooper;
+    sp<AudioTranscoder> mAudioTranscoder;
+    sp<ALooper> mAudioTranscodeLooper;
+    sp<OxaMediaMuxer> mMediaMuxer;
+    AString mInputFile;
+    AString mSecondFile;
+    sp<Surface> mSurface;
+    _AV_FORMAT_FORMAT mTargetFormat;
+    _OxaTranscodeConfig mOutputFormat;
+    int32_t mFileId;  // 0: none
+    int64_t mFileOffset;
+    int64_t mFileLength;
+    int32_t mFileSourceType;  // 0 by path, 1 by descriptor
+    char mOutputName[kMaxOutputText];
+    char mOutputAddress[kMaxOutputText];
+
+    bool mDefaultName;    // the output's name was made here
+    bool mOutputFdOwned;  // mOutputFormat.fileDesc is a duplicate that is still open
+
+    Mutex mDrainLock;
+    Condition mDrainCond;
+    bool mVideoDrained;  // guarded by mDrainLock, as the next two
+    bool mAudioDrained;
+    status_t mDrainError;  // not OK: draining is over without success
+};
+
+}  // namespace android

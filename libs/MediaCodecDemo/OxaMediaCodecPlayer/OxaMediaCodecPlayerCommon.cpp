@@ -1,0 +1,105 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "OxaBase"
+
+#include "OxaMediaCodecPlayerCommon.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+
+namespace android {
+
+namespace {
+
+AString& deviceRoot() {
+    static AString root;
+    return root;
+}
+
+}  // namespace
+
+status_t postRequest(const sp<AMessage>& request, sp<AMessage>* response) {
+    sp<AMessage> reply;
+    status_t err = request->postAndAwaitResponse(&reply);
+    if (err != OK) return err;
+    if (response != nullptr) *response = reply;
+    return reply->findInt32("err", &err) ? err : OK;
+}
+
+sp<AMessage> newPathRequest(uint32_t what, const sp<AHandler>& target, const char* path) {
+    sp<AMessage> msg = new AMessage(what, target);
+    msg->setString(AMSG_PATH, path);
+    return msg;
+}
+
+sp<AMessage> newFileRequest(uint32_t what, const sp<AHandler>& target, int fd, int64_t offset,
+                            int64_t length) {
+    sp<AMessage> msg = new AMessage(what, target);
+    msg->setInt32(AMSG_FILE_ID, fd);
+    msg->setInt64(AMSG_FILE_OFFSET, offset);
+    msg->setInt64(AMSG_FILE_LENGTH, length);
+    return msg;
+}
+
+int reopenDescriptor(int fd) {
+    char path[64];
+    snprintf(path, sizeof(path), "/proc/self/fd/%d", fd);
+    int reopened = open(path, O_RDONLY | O_CLOEXEC | O_LARGEFILE);
+    return reopened >= 0 ? reopened : fcntl(fd, F_DUPFD_CLOEXEC, 0);
+}
+
+void releaseCodec(sp<MediaCodec>& codec) {
+    if (codec == NULL) return;
+    codec->release();
+    codec.clear();
+}
+
+status_t stopCodec(const sp<MediaCodec>& codec) {
+    status_t err = codec->stop();
+    return err == OK ? OK : codec->reset();
+}
+
+sp<ALooper> startLooper(const char* name) {
+    sp<ALooper> looper = new ALooper;
+    looper->setName(name);
+    looper->start();
+    return looper;
+}
+
+void setDeviceRoot(const char* root) {
+    deviceRoot() = root;
+}
+
+AString devicePath(const char* path) {
+    AString full(deviceRoot());
+    full.append(path);
+    return full;
+}
+
+OxaBase::OxaBase() {}
+
+void OxaBase::cleanup() {
+    mPlayerHandler.clear();
+    mStatusHandler.clear();
+    mReference.clear();
+}
+
+void OxaBase::handleError(int err, int what) {
+    sp<AMessage> msg = new AMessage(kWhatError, mPlayerHandler);
+    msg->setInt32("what", what);
+    msg->setInt32("err", err);
+    msg->post();
+}
+
+sp<AMessage> OxaBase::newReport(uint32_t what, const char* key, int32_t item) const {
+    sp<AMessage> msg = new AMessage(what, mPlayerHandler);
+    msg->setInt32(key, item);
+    return msg;
+}
+
+void OxaBase::postReport(uint32_t what, const char* key, int32_t item) const {
+    newReport(what, key, item)->post();
+}
+
+}  // namespace android

@@ -1,0 +1,192 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+// The player's steps that make, drive and dismantle pipelines.
+
+#define LOG_TAG "OxaMediaCodecPlayer"
+
+#include <utils/Timers.h>
+
+#include "OxaMediaCodecPlayer.h"
+
+namespace android {
+
+template <typename Pipeline>
+void OxaMediaCodecPlayer::createPipeline(sp<Pipeline>* pipeline, sp<ALooper>* looper,
+                                         const char* looperName) {
+    *pipeline = new Pipeline;
+    *looper = new ALooper;
+    (*looper)->setName(looperName);
+    (*looper)->registerHandler(*pipeline);
+    (*looper)->start();
+    (*pipeline)->mPlayerHandler = this;
+    (*pipeline)->mStatusHandler = mStatusHandler;
+}
+
+template <typename Pipeline>
+void OxaMediaCodecPlayer::releasePipeline(sp<Pipeline>* pipeline, sp<ALooper>* looper) {
+    if (*pipeline == NULL) return;
+    CHECK((*pipeline)->reset() == OK);
+    (*looper)->unregisterHandler((*pipeline)->id());
+    (*looper)->stop();
+    looper->clear();
+    (*pipeline)->cleanup();
+    pipeline->clear();
+}
+
+void OxaMediaCodecPlayer::onInitiate() {
+    if (mStatusHandler == NULL) {
+        mStatusHandler = this;
+        ALOGD("%s[%d]: Register myself as status handler", __FUNCTION__, __LINE__);
+    }
+    if (mTranscodeType != SourceTypeFile) return;
+    LOG_ALWAYS_FATAL_IF(mPlayback && mTranscode, "Both mPlayback and mTranscode are set!");
+    if (!mTranscode) return;
+    if (handlesVideo()) {
+        createPipeline(&mVideoTranscoder, &mVideoTranscodeLooper, "VideoTranscodeLooper");
+    }
+    if (handlesAudio()) {
+        createPipeline(&mAudioTranscoder, &mAudioTranscodeLooper, "AudioTranscodeLooper");
+    }
+}
+
+status_t OxaMediaCodecPlayer::onSetDataSource() {
+    if (mTranscodeType != SourceTypeFile) {
+        // By design the line gives the file source type, although the source type was tested.
+        ALOGE("%s[%d]: FileSourceType=%d is invalid !!!", __FUNCTION__, __LINE__, mFileSourceType);
+        return UNKNOWN_ERROR;
+    }
+    bool byPath = mFileSourceType == 0;
+    if (byPath) {
+        ALOGD("%s[%d]: Set data source by path", __FUNCTION__, __LINE__);
+        ALOGD("--- FilePath : %s ---", mInputFile.c_str());
+    } else {
+        ALOGD("%s[%d]: Set data source by file handle", __FUNCTION__, __LINE__);
+        ALOGD("--- FileId :%d FileOffset :%lld FileLen : %lld ---", mFileId, (long long)mFileOffset,
+              (long long)mFileLength);
+    }
+    auto setSource = [this, byPath](const auto& pipeline) {
+        return byPath ? pipeline->setDataSource(mInputFile.c_str())
+                      : pipeline->setDataSource(mFileId, mFileOffset, mFileLength);
+    };
+    if (mTranscode && handlesVideo()) CHECK(setSource(mVideoTranscoder) == OK);
+    if (mTranscode && handlesAudio()) CHECK(setSource(mAudioTranscoder) == OK);
+    return OK;
+}
+
+status_t OxaMediaCodecPlayer::onSetSurface() {
+    return OK;
+}
+
+void OxaMediaCodecPlayer::onSetTargetFormat() {
+    if (mTranscodeType != SourceTypeFile || !mTranscode) return;
+    // For files the sound comes first, by design.
+    if (handlesAudio()) CHECK(mAudioTranscoder->setTargetFormat(mTargetFormat) == OK);
+    if (handlesVideo()) CHECK(mVideoTranscoder->setTargetFormat(mTargetFormat) == OK);
+}
+
+void OxaMediaCodecPlayer::onSetPlayback(bool video, bool audio) {
+    if (mTranscodeType != SourceTypeFile || !mPlayback) return;
+    mRenderVideo = video;
+    mRenderAudio = audio;
+}
+
+void OxaMediaCodecPlayer::onSetFreeRun(bool /* enable */) {}
+
+void OxaMediaCodecPlayer::onSetCalculateFPS(double seconds) {
+    if (mTranscodeType != SourceTypeFile) return;
+    if (mTranscode && handlesVideo()) CHECK(mVideoTranscoder->setCalculateFPS(seconds) == OK);
+}
+
+void OxaMediaCodecPlayer::onPrepare() {
+    if (mTranscodeType != SourceTypeFile || !mTranscode) return;
+    if (handlesVideo()) CHECK(mVideoTranscoder->prepare() == OK);
+    if (handlesAudio()) CHECK(mAudioTranscoder->prepare() == OK);
+}
+
+void OxaMediaCodecPlayer::onStart() {
+    if (mTranscodeType == SourceTypeFile && mTranscode) onStartTranscode();
+}
+
+void OxaMediaCodecPlayer::onStartTranscode() {
+    beginDrain();
+    if (mOnlyTrack == CODEC_AUDIO_ONLY) {
+        if (mNoAudioTrack) return;
+        CHECK(mAudioTranscoder->start() == OK);
+        ALOGD("%s[%d]: start audio transcode success", __FUNCTION__, __LINE__);
+    } else if (mOnlyTrack == CODEC_VIDEO_ONLY) {
+        if (mNoVideoTrack) return;
+        CHECK(mVideoTranscoder->start() == OK);
+        ALOGD("%s[%d]: start video transcode success", __FUNCTION__, __LINE__);
+    } else {
+        CHECK(mVideoTranscoder->start() == OK);
+        CHECK(mAudioTranscoder->start() == OK);
+        ALOGD("%s[%d]: start video&audio transcode success", __FUNCTION__, __LINE__);
+    }
+}
+
+void OxaMediaCodecPlayer::onStop() {
+    if (mTranscodeType == SourceTypeFile && mTranscode) {
+        // A pipeline may be waiting for a start that cannot come any more: this very thread would
+        // have to make it.
+        mMediaMuxer->openGate();
+        if (handlesVideo() && !(mOnlyTrack == CODEC_VIDEO_ONLY && mNoVideoTrack)) {
+            CHECK(mVideoTranscoder->stop() == OK);
+        }
+        if (handlesAudio() && !(mOnlyTrack == CODEC_AUDIO_ONLY && mNoAudioTrack)) {
+            CHECK(mAudioTranscoder->stop() == OK);
+        }
+        // Stopped before every track came, the muxer never started and has nothing to finish.
+        if (mMediaMuxer->isStarted()) CHECK(mMediaMuxer->stop() == OK);
+    }
+    ALOGD("%s[%d]: Stop OxaMediaCodecPlayer success", __FUNCTION__, __LINE__);
+}
+
+void OxaMediaCodecPlayer::onReset() {
+    releasePipeline(&mVideoTranscoder, &mVideoTranscodeLooper);
+    releasePipeline(&mAudioTranscoder, &mAudioTranscodeLooper);
+    resetVariables();
+    ALOGD("%s[%d] release resource success", __FUNCTION__, __LINE__);
+}
+
+// ---- Draining ----------------------------------------------------------------------------------
+
+void OxaMediaCodecPlayer::beginDrain() {
+    Mutex::Autolock lock(mDrainLock);
+    mVideoDrained = false;
+    mAudioDrained = false;
+    mDrainError = OK;
+}
+
+void OxaMediaCodecPlayer::endDrain(status_t err) {
+    Mutex::Autolock lock(mDrainLock);
+    mDrainError = err;
+    mDrainCond.broadcast();
+}
+
+void OxaMediaCodecPlayer::onTranscodeDone(const sp<AMessage>& msg) {
+    int32_t item, err;
+    CHECK(msg->findInt32(AMSG_STOP_ITEM, &item));
+    CHECK(msg->findInt32("err", &err));
+    if (err != OK) {
+        endDrain(INVALID_OPERATION);
+        return;
+    }
+    Mutex::Autolock lock(mDrainLock);
+    if (item == EOSVideoReached) mVideoDrained = true;
+    if (item == EOSAudioReached) mAudioDrained = true;
+    mDrainCond.broadcast();
+}
+
+status_t OxaMediaCodecPlayer::drain(int64_t timeoutUs) {
+    Mutex::Autolock lock(mDrainLock);
+    int64_t deadlineUs = ALooper::GetNowUs() + timeoutUs;
+    while (mDrainError == OK && !allHandled(mVideoDrained, mAudioDrained)) {
+        int64_t leftUs = deadlineUs - ALooper::GetNowUs();
+        if (leftUs <= 0) return TIMED_OUT;
+        mDrainCond.waitRelative(mDrainLock, leftUs * 1000);
+    }
+    return mDrainError;
+}
+
+}  // namespace android

@@ -1,0 +1,41 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <log/log.h>
+#include <media/DataSource.h>
+#include <media/stagefright/NuMediaExtractor.h>
+
+#include <type_traits>
+
+#include "OxaMediaCodecPlayerCommon.h"
+
+namespace android {
+
+// Maintenance releases of the platform construct the extractor with or without an entry point.
+template <typename Extractor>
+sp<Extractor> makeExtractor() {
+    if constexpr (std::is_default_constructible<Extractor>::value) {
+        return new Extractor();
+    } else {
+        return new Extractor(Extractor::EntryPoint::OTHER);
+    }
+}
+
+// Opens `source` with a new extractor; on failure there is none. `function` and `line` are the
+// caller's, whose log tag is used too (hence the internal linkage).
+static inline status_t openExtractor(const sp<DataSource>& source, sp<NuMediaExtractor>* extractor,
+                                     const char* function, int line) {
+    *extractor = makeExtractor<NuMediaExtractor>();
+    status_t err = (*extractor)->setDataSource(source);
+    if (err != OK) {
+        ALOGE(LOG_RED "%s[%d]: MediaExtractor set data source failed" LOG_RESET, function, line);
+        extractor->clear();
+        return err;
+    }
+    ALOGD("%s[%d]: MediaExtractor set data source success", function, line);
+    return OK;
+}
+
+}  // namespace android
