@@ -1,0 +1,128 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "support/MediaProbe.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "support/MediaReader.h"
+
+extern "C" {
+#include <libavutil/display.h>
+}
+
+namespace oxa::test {
+
+namespace {
+
+constexpr AVRational kMicroseconds = {1, 1000000};
+
+int clockwiseRotation(const AVStream* stream) {
+    const uint8_t* matrix =
+            av_stream_get_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
+    if (matrix == nullptr) return 0;
+    const double angle = av_display_rotation_get(reinterpret_cast<const int32_t*>(matrix));
+    const int degrees = static_cast<int>(std::lround(-angle)) % 360;
+    return degrees < 0 ? degrees + 360 : degrees;
+}
+
+StreamProbe describe(const AVFormatContext* format, const AVStream* stream) {
+    const AVCodecParameters* parameters = stream->codecpar;
+    StreamProbe probe;
+    probe.isVideo = parameters->codec_type == AVMEDIA_TYPE_VIDEO;
+    probe.isCover = stream->disposition & AV_DISPOSITION_ATTACHED_PIC;
+    probe.codec = avcodec_get_name(parameters->codec_id);
+    const char* profile = avcodec_profile_name(parameters->codec_id, parameters->profile);
+    if (profile != nullptr) probe.profile = profile;
+    probe.level = parameters->level;
+    if (stream->duration != AV_NOPTS_VALUE) {
+        probe.headerDurationUs = av_rescale_q(stream->duration, stream->time_base, kMicroseconds);
+    }
+    probe.width = parameters->width;
+    probe.height = parameters->height;
+    const AVRational sar = av_guess_sample_aspect_ratio(const_cast<AVFormatContext*>(format),
+                                                        const_cast<AVStream*>(stream), nullptr);
+    probe.sarNum = sar.num;
+    probe.sarDen = sar.den;
+    probe.rotation = clockwiseRotation(stream);
+    if (probe.isVideo) probe.frameRate = av_q2d(stream->avg_frame_rate);
+    probe.sampleRate = parameters->sample_rate;
+    probe.channels = parameters->ch_layout.nb_channels;
+    return probe;
+}
+
+void addFrame(const AVStream* stream, const AVFrame& frame, int64_t timeUs, StreamProbe* probe) {
+    probe->timesUs.push_back(timeUs);
+    int64_t durationUs = 0;
+    if (probe->isVideo) {
+        ++probe->frameCount;
+        probe->interlaced |= frame.interlaced_frame != 0;
+        durationUs = av_rescale_q(frame.pkt_duration, stream->time_base, kMicroseconds);
+    } else {
+        probe->frameCount += frame.nb_samples;
+        probe->sampleRate = frame.sample_rate;
+        probe->channels = frame.ch_layout.nb_channels;
+        durationUs = av_rescale(frame.nb_samples, kMicroseconds.den, frame.sample_rate);
+    }
+    probe->endUs = std::max(probe->endUs, timeUs + durationUs);
+}
+
+}  // namespace
+
+int64_t StreamProbe::largestStepUs() const {
+    int64_t largest = 0;
+    for (size_t i = 1; i < timesUs.size(); ++i) {
+        largest = std::max(largest, timesUs[i] - timesUs[i - 1]);
+    }
+    return largest;
+}
+
+MediaProbe::MediaProbe(const std::string& path) {
+    MediaReader reader(path);
+    mError = reader.error();
+    if (!reader.ok()) return;
+    const AVFormatContext* format = reader.format();
+    mFormatName = format->iformat->name;
+    if (format->duration != AV_NOPTS_VALUE) mHeaderDurationUs = format->duration;
+    for (unsigned index = 0; index < format->nb_streams; ++index) {
+        mStreams.push_back(describe(format, format->streams[index]));
+    }
+
+    std::vector<int64_t> lastDecoding(mStreams.size(), INT64_MIN);
+    const auto onPacket = [&](const AVPacket& packet) {
+        // A stream that appears in the middle of a file is not described.
+        if (static_cast<size_t>(packet.stream_index) >= mStreams.size()) return;
+        StreamProbe& probe = mStreams[packet.stream_index];
+        ++probe.packetCount;
+        const int64_t timeUs = packet.pts == AV_NOPTS_VALUE
+                                       ? INT64_MIN
+                                       : reader.toUs(packet.stream_index, packet.pts);
+        probe.packetTimesUs.push_back(timeUs);
+        if (packet.flags & AV_PKT_FLAG_KEY) {
+            ++probe.syncPacketCount;
+            probe.syncTimesUs.push_back(timeUs);
+        }
+        if (packet.dts == AV_NOPTS_VALUE) return;
+        int64_t& last = lastDecoding[packet.stream_index];
+        if (last != INT64_MIN && packet.dts <= last) probe.decodingTimesRise = false;
+        last = packet.dts;
+    };
+    const auto onFrame = [&](int stream, const AVFrame& frame, int64_t timeUs) {
+        addFrame(format->streams[stream], frame, timeUs, &mStreams[stream]);
+    };
+    reader.decode({}, onFrame, onPacket);
+    for (size_t index = 0; index < mStreams.size(); ++index) {
+        mStreams[index].decodeErrors = reader.decodeErrors(static_cast<int>(index));
+    }
+}
+
+const StreamProbe* MediaProbe::find(bool video) const {
+    for (const StreamProbe& stream : mStreams) {
+        const bool isSound = stream.sampleRate > 0;
+        if (!stream.isCover && (video ? stream.isVideo : !stream.isVideo && isSound)) return &stream;
+    }
+    return nullptr;
+}
+
+}  // namespace oxa::test

@@ -1,0 +1,72 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+
+namespace oxa::test {
+
+struct FrameDeleter {
+    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+};
+struct PacketDeleter {
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+struct CodecContextDeleter {
+    void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
+};
+using FramePtr = std::unique_ptr<AVFrame, FrameDeleter>;
+using PacketPtr = std::unique_ptr<AVPacket, PacketDeleter>;
+using CodecContextPtr = std::unique_ptr<AVCodecContext, CodecContextDeleter>;
+
+// Opens a file with libavformat and walks through it once. Times are in microseconds, relative to
+// the file's start time, so that those of all streams can be compared.
+class MediaReader {
+  public:
+    explicit MediaReader(const std::string& path);
+    ~MediaReader();
+    MediaReader(const MediaReader&) = delete;
+    MediaReader& operator=(const MediaReader&) = delete;
+
+    bool ok() const { return mFormat != nullptr; }
+    const std::string& error() const { return mError; }
+
+    AVFormatContext* format() const { return mFormat; }
+    // Index of the `number`th stream of a kind (cover pictures do not count), -1 if there is none.
+    int findStream(AVMediaType kind, int number = 0) const;
+
+    int64_t toUs(int stream, int64_t streamTime) const;
+
+    // Calls `onPacket` for every packet.
+    void readPackets(const std::function<void(const AVPacket&)>& onPacket);
+
+    using FrameHandler = std::function<void(int stream, const AVFrame& frame, int64_t timeUs)>;
+    // Decodes these streams (all of picture and sound when empty) to their ends. `onPacket` may be
+    // null. A stream's counts are in decodeErrors() afterwards.
+    void decode(std::vector<int> streams, const FrameHandler& onFrame,
+                const std::function<void(const AVPacket&)>& onPacket = nullptr);
+    // Packets that the decoder refused, frames it marked as corrupt, and -1 for a stream that has
+    // no decoder.
+    int decodeErrors(int stream) const { return mErrors[static_cast<size_t>(stream)]; }
+
+  private:
+    CodecContextPtr openDecoder(int stream);
+    void decodePacket(AVCodecContext* codec, int stream, const AVPacket* packet,
+                      const FrameHandler& onFrame);
+
+    AVFormatContext* mFormat = nullptr;
+    std::string mError;
+    std::vector<int> mErrors;
+};
+
+}  // namespace oxa::test
