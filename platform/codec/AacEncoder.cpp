@@ -1,0 +1,238 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "AacEncoder"
+
+#include "codec/AacEncoder.h"
+
+#include <log/log.h>
+#include <media/stagefright/MediaCodec.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace android {
+
+namespace {
+
+constexpr char kMime[] = "audio/mp4a-latm";
+constexpr int32_t kProfileLowComplexity = 2;
+constexpr AVRational kMicroseconds = {1, 1000000};
+constexpr int64_t kMaxStampUs = INT64_MAX / 4;  // room for sums, whatever the stamps are
+
+// PCM comes with a number of channels and no names. Three channels are left, right and centre,
+// whose loss would be the loss of the speech, rather than left, right and bass.
+AVChannelLayout layoutForCount(int channels) {
+    constexpr int kSurroundChannels = 3;
+    AVChannelLayout layout = AV_CHANNEL_LAYOUT_SURROUND;
+    if (channels != kSurroundChannels) av_channel_layout_default(&layout, channels);
+    return layout;
+}
+
+bool encoderHasRate(int sampleRate) {
+    const AVCodec* encoder = avcodec_find_encoder(AV_CODEC_ID_AAC);
+    if (encoder == nullptr) return false;
+    const int* rate = encoder->supported_samplerates;
+    while (*rate != 0 && *rate != sampleRate) ++rate;
+    return *rate != 0;
+}
+
+int32_t positiveOr(const sp<AMessage>& format, const char* key, int32_t otherwise) {
+    int32_t value = 0;
+    return format->findInt32(key, &value) && value > 0 ? value : otherwise;
+}
+
+}  // namespace
+
+AacEncoder::~AacEncoder() { stop(); }
+
+AString AacEncoder::name() const { return AString("c2.linux.aac.encoder"); }
+
+status_t AacEncoder::configure(const sp<AMessage>& format, const sp<Surface>& /*surface*/) {
+    AString mime(kMime);
+    format->findString("mime", &mime);
+    const int32_t profile = positiveOr(format, "aac-profile", kProfileLowComplexity);
+    const int32_t channels = positiveOr(format, "channel-count", 0);
+    const int32_t sampleRate = positiveOr(format, "sample-rate", 0);
+    const int32_t streamChannels = positiveOr(format, "audio-chan-count", channels);
+    const int32_t streamRate = positiveOr(format, "audio-samp-rate", sampleRate);
+    if (!mime.equalsIgnoreCase(kMime) || profile != kProfileLowComplexity || channels < 1 ||
+        channels > kMaxInputChannels || sampleRate < 1 || streamChannels > kMaxStreamChannels ||
+        !encoderHasRate(streamRate)) {
+        ALOGE("cannot make %s, profile %d, %d ch, %d Hz of PCM with %d ch, %d Hz", mime.c_str(),
+              profile, streamChannels, streamRate, channels, sampleRate);
+        return BAD_VALUE;
+    }
+    mPcm = AudioShape(AV_SAMPLE_FMT_S16, sampleRate, layoutForCount(channels));
+    mStream = AudioShape(AV_SAMPLE_FMT_FLTP, streamRate, layoutForCount(streamChannels));
+    mBitRate = positiveOr(format, "bitrate", kDefaultBitRate);
+    mInputCapacity = std::max<size_t>(kMinInputCapacity, positiveOr(format, "max-input-size", 0));
+    return OK;
+}
+
+status_t AacEncoder::openCodec() {
+    if (mPcm.channels() < 1) return INVALID_OPERATION;
+    const AVCodec* encoder = avcodec_find_encoder(AV_CODEC_ID_AAC);
+    mCodec = avcodec_alloc_context3(encoder);
+    mPacket = av_packet_alloc();
+    mFrame = av_frame_alloc();
+    if (mCodec == nullptr || mPacket == nullptr || mFrame == nullptr) return NO_MEMORY;
+    mCodec->sample_fmt = mStream.format;
+    mCodec->sample_rate = mStream.sampleRate;
+    av_channel_layout_copy(&mCodec->ch_layout, &mStream.layout);
+    mCodec->bit_rate = mBitRate;
+    mCodec->time_base = {1, mStream.sampleRate};
+    mCodec->profile = FF_PROFILE_AAC_LOW;
+    mCodec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    const int err = avcodec_open2(mCodec, encoder, nullptr);
+    if (err < 0 || !mConverter.open(mStream) || !mConverter.setInput(mPcm)) {
+        ALOGE("cannot open for %d ch, %d Hz (err=%d)", mStream.channels(), mStream.sampleRate, err);
+        return UNKNOWN_ERROR;
+    }
+    mSilence.assign(sizeof(int16_t) * mPcm.channels() * kSilenceStepFrames, 0);
+    reportFormat();
+    return OK;
+}
+
+void AacEncoder::closeCodec() {
+    avcodec_free_context(&mCodec);
+    av_packet_free(&mPacket);
+    av_frame_free(&mFrame);
+    mConverter.close();
+    mFirstStampSet = false;
+    mInputFrames = 0;
+    mStreamFrames = 0;
+}
+
+void AacEncoder::reportFormat() {
+    sp<AMessage> format = new AMessage;
+    format->setString("mime", kMime);
+    format->setInt32("channel-count", mStream.channels());
+    format->setInt32("sample-rate", mStream.sampleRate);
+    format->setInt32("bitrate", mBitRate);
+    format->setInt32("max-bitrate", mBitRate);
+    format->setInt32("aac-profile", kProfileLowComplexity);
+    format->setInt32("encoder-delay", mCodec->initial_padding);
+    format->setBuffer("csd-0",
+                      ABuffer::CreateAsCopy(mCodec->extradata, mCodec->extradata_size));
+    client()->onOutputFormat(format);
+}
+
+void AacEncoder::runWorker() {
+    CodecInput input;
+    for (;;) {
+        switch (nextInput(&input)) {
+            case Next::kStop:
+                return;
+            case Next::kDrain:
+                continue;
+            case Next::kInput:
+                break;
+        }
+        if (!encodeInput(input)) return;
+        client()->onInputConsumed(input.index);
+        if (input.flags & MediaCodec::BUFFER_FLAG_EOS) {
+            finish();
+            return;
+        }
+    }
+}
+
+bool AacEncoder::encodeInput(const CodecInput& input) {
+    const size_t frameBytes = sizeof(int16_t) * mPcm.channels();
+    int frames = static_cast<int>(input.buffer->size() / frameBytes);
+    if (frames == 0) return true;
+    const int64_t timeUs = std::clamp(input.timeUs, -kMaxStampUs, kMaxStampUs);
+    if (!mFirstStampSet) {
+        mFirstStampSet = true;
+        mFirstStampUs = timeUs;
+    }
+    const uint8_t* pcm = input.buffer->data();
+    const int64_t deviationUs = timeUs - inputEndUs();
+    const int64_t deviation = av_rescale(deviationUs, mPcm.sampleRate, kMicroseconds.den);
+    if (std::llabs(deviationUs) > kBrokenStampUs) {
+        ALOGW("stamp %lld us is ignored", static_cast<long long>(timeUs));
+    } else if (deviationUs > kMaxDeviationUs) {
+        if (!pushSilence(deviation)) return false;
+    } else if (deviationUs < -kMaxDeviationUs) {
+        const int dropped = static_cast<int>(std::min<int64_t>(-deviation, frames));
+        pcm += dropped * frameBytes;
+        frames -= dropped;
+    }
+    return pushPcm(pcm, frames);
+}
+
+bool AacEncoder::pushSilence(int64_t frames) {
+    while (frames > 0) {
+        const int step = static_cast<int>(std::min<int64_t>(frames, kSilenceStepFrames));
+        if (stopping() || !pushPcm(mSilence.data(), step)) return false;
+        frames -= step;
+    }
+    return true;
+}
+
+bool AacEncoder::pushPcm(const uint8_t* pcm, int frames) {
+    if (!mConverter.push(&pcm, frames)) return fail("mix", AVERROR(ENOMEM));
+    mInputFrames += frames;
+    return encodeAvailable(mCodec->frame_size);
+}
+
+bool AacEncoder::encodeAvailable(int minFrames) {
+    while (mConverter.available() >= minFrames) {
+        mFrame->format = mStream.format;
+        mFrame->sample_rate = mStream.sampleRate;
+        av_channel_layout_copy(&mFrame->ch_layout, &mStream.layout);
+        mFrame->nb_samples = std::min(mConverter.available(), mCodec->frame_size);
+        int err = av_frame_get_buffer(mFrame, 0);
+        if (err < 0) return fail("allocate", err);
+        mConverter.pull(mFrame->extended_data, mFrame->nb_samples);
+        mFrame->pts = mStreamFrames;
+        mStreamFrames += mFrame->nb_samples;
+        err = avcodec_send_frame(mCodec, mFrame);
+        av_frame_unref(mFrame);
+        if (err < 0) return fail("encode", err);
+        if (!receivePackets()) return false;
+    }
+    return true;
+}
+
+bool AacEncoder::receivePackets() {
+    for (;;) {
+        const int err = avcodec_receive_packet(mCodec, mPacket);
+        if (err == AVERROR(EAGAIN) || err == AVERROR_EOF) return true;
+        if (err < 0) return fail("encode", err);
+        CodecOutput output;
+        output.data = ABuffer::CreateAsCopy(mPacket->data, mPacket->size);
+        output.timeUs = streamTimeUs(mPacket->pts);
+        output.flags = MediaCodec::BUFFER_FLAG_SYNCFRAME;
+        av_packet_unref(mPacket);
+        if (!emit(output)) return false;
+    }
+}
+
+bool AacEncoder::finish() {
+    if (!mConverter.flush()) return fail("mix", AVERROR(ENOMEM));
+    if (!encodeAvailable(mCodec->frame_size) || !encodeAvailable(1)) return false;
+    const int err = avcodec_send_frame(mCodec, nullptr);
+    if (err < 0) return fail("encode", err);
+    return receivePackets() && emitEnd(streamTimeUs(mStreamFrames));
+}
+
+bool AacEncoder::fail(const char* what, int error) {
+    ALOGE("cannot %s (err=%d)", what, error);
+    client()->onError(UNKNOWN_ERROR);
+    return false;
+}
+
+int64_t AacEncoder::inputEndUs() const {
+    return mFirstStampUs + av_rescale(mInputFrames, kMicroseconds.den, mPcm.sampleRate);
+}
+
+int64_t AacEncoder::streamTimeUs(int64_t position) const {
+    return mFirstStampUs + av_rescale(position, kMicroseconds.den, mStream.sampleRate);
+}
+
+sp<CodecComponent> createAacEncoder() { return new AacEncoder; }
+
+}  // namespace android

@@ -1,0 +1,329 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "AvAudioDecoder"
+
+#include "codec/AvAudioDecoder.h"
+
+#include <log/log.h>
+#include <media/stagefright/MediaCodec.h>
+#include <media/stagefright/MediaErrors.h>
+#include <oxa/host/FaultListener.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace android {
+
+namespace {
+
+constexpr AVRational kMicroseconds = {1, 1000000};
+constexpr int32_t kPcmEncoding16Bit = 2;
+constexpr int64_t kMaxStampUs = INT64_MAX / 4;  // room for sums, whatever the stream says
+
+struct MimeType {
+    const char* mime;
+    AVCodecID codec;
+};
+
+// For clients that hand over a format of their own instead of an extractor's.
+constexpr MimeType kMimeTypes[] = {
+        {"audio/mp4a-latm", AV_CODEC_ID_AAC},     {"audio/mpeg", AV_CODEC_ID_MP3},
+        {"audio/mpeg-L1", AV_CODEC_ID_MP1},       {"audio/mpeg-L2", AV_CODEC_ID_MP2},
+        {"audio/3gpp", AV_CODEC_ID_AMR_NB},       {"audio/amr-wb", AV_CODEC_ID_AMR_WB},
+        {"audio/opus", AV_CODEC_ID_OPUS},         {"audio/vorbis", AV_CODEC_ID_VORBIS},
+        {"audio/flac", AV_CODEC_ID_FLAC},         {"audio/alac", AV_CODEC_ID_ALAC},
+        {"audio/ac3", AV_CODEC_ID_AC3},           {"audio/eac3", AV_CODEC_ID_EAC3},
+        {"audio/vnd.dts", AV_CODEC_ID_DTS},       {"audio/gsm", AV_CODEC_ID_GSM_MS},
+        {"audio/g711-alaw", AV_CODEC_ID_PCM_ALAW}, {"audio/g711-mlaw", AV_CODEC_ID_PCM_MULAW},
+        {"audio/raw", AV_CODEC_ID_PCM_S16LE},
+};
+
+AVCodecID codecForMime(const AString& mime) {
+    for (const MimeType& type : kMimeTypes) {
+        if (mime.equalsIgnoreCase(type.mime)) return type.codec;
+    }
+    return AV_CODEC_ID_NONE;
+}
+
+std::string errorText(int error) {
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(error, text, sizeof(text));
+    return text;
+}
+
+// A track with what the plain keys of a format tell.
+sp<TrackParameters> parametersFromFormat(const AString& mime, const sp<AMessage>& format) {
+    int32_t channels = 0;
+    int32_t sampleRate = 0;
+    const AVCodecID codec = codecForMime(mime);
+    if (codec == AV_CODEC_ID_NONE || !format->findInt32("channel-count", &channels) ||
+        !format->findInt32("sample-rate", &sampleRate) || channels < 1 || sampleRate < 1) {
+        return nullptr;
+    }
+    AVCodecParameters* parameters = avcodec_parameters_alloc();
+    parameters->codec_type = AVMEDIA_TYPE_AUDIO;
+    parameters->codec_id = codec;
+    parameters->sample_rate = sampleRate;
+    av_channel_layout_default(&parameters->ch_layout, channels);
+    sp<ABuffer> csd;
+    if (format->findBuffer("csd-0", &csd) && csd->size() > 0) {
+        parameters->extradata = static_cast<uint8_t*>(
+                av_mallocz(csd->size() + AV_INPUT_BUFFER_PADDING_SIZE));
+        memcpy(parameters->extradata, csd->data(), csd->size());
+        parameters->extradata_size = static_cast<int>(csd->size());
+    }
+    sp<TrackParameters> track = new TrackParameters(*parameters, kMicroseconds, 0);
+    avcodec_parameters_free(&parameters);
+    return track;
+}
+
+}  // namespace
+
+AvAudioDecoder::AvAudioDecoder(const AString& mime) : mMime(mime) {}
+
+AvAudioDecoder::~AvAudioDecoder() { stop(); }
+
+AString AvAudioDecoder::name() const {
+    const AVCodecID codec =
+            mTrack != nullptr ? mTrack->codec().codec_id : codecForMime(mMime);
+    AString name("c2.linux.");
+    name.append(codec != AV_CODEC_ID_NONE ? avcodec_get_name(codec) : "audio");
+    name.append(".decoder");
+    return name;
+}
+
+status_t AvAudioDecoder::configure(const sp<AMessage>& format, const sp<Surface>& /*surface*/) {
+    sp<RefBase> object;
+    if (format->findObject(kFormatKeyTrackParameters, &object) && object != nullptr) {
+        mTrack = static_cast<TrackParameters*>(object.get());
+    } else {
+        mTrack = parametersFromFormat(mMime, format);
+    }
+    if (mTrack == nullptr || mTrack->codec().codec_type != AVMEDIA_TYPE_AUDIO ||
+        avcodec_find_decoder(mTrack->codec().codec_id) == nullptr) {
+        ALOGE("no decoder for %s", mMime.c_str());
+        mTrack = nullptr;
+        return BAD_VALUE;
+    }
+    int32_t maxInputSize = 0;
+    format->findInt32("max-input-size", &maxInputSize);
+    mInputCapacity = std::max(kMinInputCapacity, static_cast<size_t>(std::max(0, maxInputSize)));
+    return OK;
+}
+
+status_t AvAudioDecoder::openCodec() {
+    if (mTrack == nullptr) return INVALID_OPERATION;
+    const AVCodec* decoder = avcodec_find_decoder(mTrack->codec().codec_id);
+    mCodec = avcodec_alloc_context3(decoder);
+    mPacket = av_packet_alloc();
+    mFrame = av_frame_alloc();
+    if (mCodec == nullptr || mPacket == nullptr || mFrame == nullptr) return NO_MEMORY;
+    int err = avcodec_parameters_to_context(mCodec, &mTrack->codec());
+    mCodec->pkt_timebase = mTrack->timeBase();
+    mCodec->thread_count = 1;
+    if (err >= 0) err = avcodec_open2(mCodec, decoder, nullptr);
+    if (err >= 0) return OK;
+    ALOGE("%s does not open: %s", name().c_str(), errorText(err).c_str());
+    return UNKNOWN_ERROR;
+}
+
+void AvAudioDecoder::closeCodec() {
+    avcodec_free_context(&mCodec);
+    av_packet_free(&mPacket);
+    av_frame_free(&mFrame);
+    mConverter.close();
+    mFormatReported = false;
+    mClockSet = false;
+    mInputTimeUs = 0;
+    mDamagedPackets = 0;
+}
+
+void AvAudioDecoder::runWorker() {
+    CodecInput input;
+    for (;;) {
+        switch (nextInput(&input)) {
+            case Next::kStop:
+                return;
+            case Next::kDrain:
+                continue;
+            case Next::kInput:
+                break;
+        }
+        if (!decodeInput(input)) return;
+        client()->onInputConsumed(input.index);
+        if (input.flags & MediaCodec::BUFFER_FLAG_EOS) {
+            finish();
+            return;
+        }
+    }
+}
+
+bool AvAudioDecoder::decodeInput(const CodecInput& input) {
+    // Codec-specific data came with the format already.
+    if (input.flags & MediaCodec::BUFFER_FLAG_CODECCONFIG) return true;
+    if (input.buffer->size() == 0) return true;
+    mInputTimeUs = input.timeUs;
+    if (!fillPacket(input)) return true;
+
+    bool running = true;
+    int err = avcodec_send_packet(mCodec, mPacket);
+    if (err == AVERROR(EAGAIN)) {
+        running = receiveFrames();
+        err = avcodec_send_packet(mCodec, mPacket);
+    }
+    av_packet_unref(mPacket);
+    if (err < 0) countDamage(err);
+    return running && receiveFrames();
+}
+
+bool AvAudioDecoder::fillPacket(const CodecInput& input) {
+    const int err = av_new_packet(mPacket, static_cast<int>(input.buffer->size()));
+    if (err < 0) {
+        countDamage(err);
+        return false;
+    }
+    memcpy(mPacket->data, input.buffer->data(), input.buffer->size());
+    if (!mTrack->popSample(input.timeUs, mPacket)) {
+        const int64_t startUs = -mTrack->toUs(0);
+        mPacket->pts = av_rescale_q(input.timeUs + startUs, kMicroseconds, mTrack->timeBase());
+        mPacket->dts = mPacket->pts;
+    }
+    return true;
+}
+
+bool AvAudioDecoder::receiveFrames() {
+    for (;;) {
+        const int err = avcodec_receive_frame(mCodec, mFrame);
+        if (err == AVERROR(EAGAIN) || err == AVERROR_EOF) return true;
+        if (err < 0) {
+            countDamage(err);
+            return true;
+        }
+        const bool running = handleFrame();
+        av_frame_unref(mFrame);
+        if (!running) return false;
+    }
+}
+
+bool AvAudioDecoder::handleFrame() {
+    if (mFrame->nb_samples < 1) return true;
+    const AudioShape shape(static_cast<AVSampleFormat>(mFrame->format), mFrame->sample_rate,
+                           mFrame->ch_layout);
+    if ((!mFormatReported && !openOutput(shape)) || !mConverter.setInput(shape)) {
+        countDamage(AVERROR_PATCHWELCOME);
+        return true;
+    }
+    followClock();
+    if (!mConverter.push(mFrame->extended_data, mFrame->nb_samples)) {
+        countDamage(AVERROR(ENOMEM));
+        return true;
+    }
+    return emitPending(kMinOutputFrames);
+}
+
+bool AvAudioDecoder::openOutput(const AudioShape& shape) {
+    if (!mConverter.open(AudioShape(AV_SAMPLE_FMT_S16, shape.sampleRate, shape.layout))) {
+        return false;
+    }
+    sp<AMessage> format = new AMessage;
+    format->setString("mime", "audio/raw");
+    format->setInt32("channel-count", shape.channels());
+    format->setInt32("sample-rate", shape.sampleRate);
+    format->setInt32("pcm-encoding", kPcmEncoding16Bit);
+    if (shape.layout.order == AV_CHANNEL_ORDER_NATIVE && shape.layout.u.mask <= INT32_MAX) {
+        format->setInt32("channel-mask", static_cast<int32_t>(shape.layout.u.mask));
+    }
+    mFormatReported = true;
+    client()->onOutputFormat(format);
+    return true;
+}
+
+// Sound that never decodes ends like any other, with a format before its end: a client that waits
+// for the format to set up its sound is not left waiting.
+void AvAudioDecoder::reportFallbackFormat() {
+    constexpr int kUsualRate = 48000;
+    constexpr int kUsualChannels = 2;
+    const AVCodecParameters& parameters = mTrack->codec();
+    const int sampleRate = parameters.sample_rate > 0 ? parameters.sample_rate : kUsualRate;
+    const int channels =
+            parameters.ch_layout.nb_channels > 0 ? parameters.ch_layout.nb_channels : kUsualChannels;
+    AudioShape shape(AV_SAMPLE_FMT_S16, sampleRate, AVChannelLayout{});
+    av_channel_layout_default(&shape.layout, channels);
+    openOutput(shape);
+}
+
+// Places the frame that is about to be pushed on the output's clock. The clock counts samples and
+// follows the stream's times only when they jump.
+void AvAudioDecoder::followClock() {
+    const int64_t timeUs = frameTimeUs();
+    const int64_t ahead = mConverter.available() + mConverter.delayedFrames();
+    if (mClockSet && std::llabs(timeUs - pulledTimeUs(ahead)) <= kResyncUs) return;
+    // What was decoded before the jump keeps its times.
+    emitPending(1);
+    mClockSet = true;
+    mPulledFrames = 0;
+    mBaseTimeUs = timeUs - av_rescale(mConverter.delayedFrames(), kMicroseconds.den,
+                                      mConverter.output().sampleRate);
+}
+
+int64_t AvAudioDecoder::frameTimeUs() const {
+    if (mFrame->best_effort_timestamp != AV_NOPTS_VALUE) {
+        return std::clamp(mTrack->toUs(mFrame->best_effort_timestamp), -kMaxStampUs, kMaxStampUs);
+    }
+    if (!mClockSet) return mInputTimeUs;
+    return pulledTimeUs(mConverter.available() + mConverter.delayedFrames());
+}
+
+int64_t AvAudioDecoder::pulledTimeUs(int64_t framesAhead) const {
+    return mBaseTimeUs + av_rescale(mPulledFrames + framesAhead, kMicroseconds.den,
+                                    mConverter.output().sampleRate);
+}
+
+bool AvAudioDecoder::emitPending(int minFrames) {
+    const size_t frameBytes = sizeof(int16_t) * mConverter.output().channels();
+    while (mConverter.available() >= minFrames) {
+        const int frames = std::min(mConverter.available(), kMaxOutputFrames);
+        CodecOutput output;
+        output.data = new ABuffer(frames * frameBytes);
+        if (output.data->base() == nullptr) return false;
+        uint8_t* plane = output.data->data();
+        mConverter.pull(&plane, frames);
+        output.timeUs = pulledTimeUs(0);
+        mPulledFrames += frames;
+        if (!emit(output)) return false;
+    }
+    return true;
+}
+
+bool AvAudioDecoder::finish() {
+    avcodec_send_packet(mCodec, nullptr);
+    if (!receiveFrames()) return false;
+    if (!mFormatReported) reportFallbackFormat();
+    mConverter.flush();
+    if (mFormatReported && !emitPending(1)) return false;
+    return emitEnd(mClockSet ? pulledTimeUs(0) : mInputTimeUs);
+}
+
+void AvAudioDecoder::countDamage(int error) {
+    ++mDamagedPackets;
+    // Told at 1, 10, 100, ...: a stream of nothing else must not flood the log.
+    uint64_t step = 1;
+    while (step * 10 <= mDamagedPackets) step *= 10;
+    if (step != mDamagedPackets) return;
+    oxa::host::Fault fault;
+    fault.source = oxa::host::FaultSource::kDecoder;
+    fault.object = name().c_str();
+    fault.cause = "damaged sound skipped: " + errorText(error);
+    fault.count = mDamagedPackets;
+    oxa::host::reportFault(fault);
+}
+
+sp<CodecComponent> createAvAudioDecoder(const AString& mime) {
+    if (!mime.startsWithIgnoreCase("audio/")) return nullptr;
+    return new AvAudioDecoder(mime);
+}
+
+}  // namespace android

@@ -1,0 +1,80 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include "codec/AudioConverter.h"
+#include "codec/TrackParameters.h"
+#include "codec/WorkerComponent.h"
+
+namespace android {
+
+// Decodes any sound that libavcodec knows into interleaved 16-bit PCM. The channels stand in the
+// order of their bits in the channel mask. The output format is that of the first decoded frame and
+// is reported once; what changes later in the stream is converted to it.
+//
+// configure() takes the stream's parameters from the format's TrackParameters object, or without
+// one from "mime", "channel-count", "sample-rate" and "csd-0". Damaged data is skipped and counted.
+class AvAudioDecoder : public WorkerComponent {
+  public:
+    explicit AvAudioDecoder(const AString& mime);
+
+    AString name() const override;
+    status_t configure(const sp<AMessage>& format, const sp<Surface>& surface) override;
+    size_t inputCount() const override { return kInputCount; }
+    size_t inputCapacity() const override { return mInputCapacity; }
+
+  protected:
+    ~AvAudioDecoder() override;
+
+    status_t openCodec() override;
+    void closeCodec() override;
+    void runWorker() override;
+
+  private:
+    static constexpr size_t kInputCount = 4;
+    // Lossless formats put seconds of sound into one packet; pages that stay unused cost nothing.
+    static constexpr size_t kMinInputCapacity = 4 * 1024 * 1024;
+    static constexpr int kMaxOutputFrames = 2048;
+    // Codecs with tiny frames: fewer and larger outputs.
+    static constexpr int kMinOutputFrames = 512;
+    // Above the rounding of any container's times, below one lost packet.
+    static constexpr int64_t kResyncUs = 10000;
+
+    // The steps below answer false when the component is being stopped.
+    bool decodeInput(const CodecInput& input);
+    bool receiveFrames();
+    bool handleFrame();
+    bool finish();
+    bool emitPending(int minFrames);
+
+    bool fillPacket(const CodecInput& input);
+    bool openOutput(const AudioShape& shape);
+    void reportFallbackFormat();
+    void followClock();
+    int64_t frameTimeUs() const;
+    int64_t pulledTimeUs(int64_t framesAhead) const;
+    void countDamage(int error);
+
+    const AString mMime;
+    sp<TrackParameters> mTrack;  // constant while the worker runs, like mInputCapacity
+    size_t mInputCapacity = kMinInputCapacity;
+
+    // Worker only while it runs.
+    AVCodecContext* mCodec = nullptr;
+    AVPacket* mPacket = nullptr;
+    AVFrame* mFrame = nullptr;
+    AudioConverter mConverter;
+    bool mFormatReported = false;
+    bool mClockSet = false;
+    int64_t mBaseTimeUs = 0;    // the time of the first frame that counts in mPulledFrames
+    int64_t mPulledFrames = 0;  // output frames since mBaseTimeUs
+    int64_t mInputTimeUs = 0;   // of the last input
+    uint64_t mDamagedPackets = 0;
+};
+
+// A decoder for an "audio/..." type; null for other types. Whether libavcodec can decode it is
+// found out by configure(), since the stream's parameters say more than the type.
+sp<CodecComponent> createAvAudioDecoder(const AString& mime);
+
+}  // namespace android
