@@ -82,7 +82,7 @@ std::optional<Failure> OutputFile::open(const std::string& path, bool force, int
     }
     struct stat status;
     if (lstat(path.c_str(), &status) != 0) {
-        if (errno != ENOENT) return failure(strerror(errno));
+        if (errno != ENOENT || path.empty()) return failure(strerror(errno));
         return openTemporary(force);
     }
     if (stat(path.c_str(), &status) == 0) {

@@ -1,0 +1,180 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "OutputFile.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "Console.h"
+#include "support/TempDir.h"
+
+namespace oxaplayer {
+namespace {
+
+using oxa::test::readFile;
+using oxa::test::TempDir;
+using oxa::test::writeFile;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+class OutputFileTest : public testing::Test {
+  protected:
+    std::vector<std::string> names() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(mFolder.path())) {
+            names.push_back(entry.path().filename());
+        }
+        return names;
+    }
+
+    // Opens and fills an output; what it refuses is a failure of the test.
+    void write(OutputFile* output, const std::string& path, bool force, const std::string& text) {
+        const auto failure = output->open(path, force, -1);
+        ASSERT_FALSE(failure) << failure->text;
+        ASSERT_TRUE(writeFully(output->descriptor(), text));
+    }
+
+    TempDir mFolder;
+    const std::string mFinal = mFolder.file("film.mp4");
+};
+
+TEST_F(OutputFileTest, takesItsNameOnlyWhenComplete) {
+    OutputFile output;
+    write(&output, mFinal, false, "new");
+    EXPECT_FALSE(std::filesystem::exists(mFinal));
+    EXPECT_EQ(output.bytes(), 3);
+    EXPECT_FALSE(output.finish());
+    EXPECT_THAT(names(), UnorderedElementsAre("film.mp4"));
+    EXPECT_EQ(readFile(mFinal), "new");
+    EXPECT_EQ(output.currentName(), mFinal);
+}
+
+TEST_F(OutputFileTest, hasTheModeThatTheUmaskLeaves) {
+    const mode_t former = umask(027);
+    OutputFile output;
+    write(&output, mFinal, false, "x");
+    umask(former);
+    EXPECT_FALSE(output.finish());
+    struct stat status;
+    ASSERT_EQ(stat(mFinal.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0640u);
+}
+
+TEST_F(OutputFileTest, nothingIsLeftOfAnOutputThatIsNotFinished) {
+    {
+        OutputFile output;
+        write(&output, mFinal, false, "half");
+    }
+    EXPECT_THAT(names(), IsEmpty());
+    OutputFile output;
+    write(&output, mFinal, false, "half");
+    OutputFile::removeTemporary();  // what a second Ctrl-C does
+    EXPECT_THAT(names(), IsEmpty());
+}
+
+TEST_F(OutputFileTest, existingFileIsReplacedOnlyByForce) {
+    ASSERT_TRUE(writeFile(mFinal, "old"));
+    OutputFile refused;
+    const auto failure = refused.open(mFinal, false, -1);
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->code, ExitCode::kOutput);
+    EXPECT_THAT(failure->text, HasSubstr("File exists"));
+
+    OutputFile forced;
+    write(&forced, mFinal, true, "new");
+    EXPECT_EQ(readFile(mFinal), "old");  // until the new one is complete
+    EXPECT_FALSE(forced.finish());
+    EXPECT_EQ(readFile(mFinal), "new");
+    EXPECT_THAT(names(), UnorderedElementsAre("film.mp4"));
+}
+
+// Two jobs with one output, or a file that someone else creates meanwhile.
+TEST_F(OutputFileTest, fileThatAppearedMeanwhileIsNotOverwritten) {
+    OutputFile output;
+    write(&output, mFinal, false, "ours");
+    ASSERT_TRUE(writeFile(mFinal, "theirs"));
+    const auto failure = output.finish();
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->code, ExitCode::kOutput);
+    EXPECT_EQ(readFile(mFinal), "theirs");
+    EXPECT_EQ(readFile(output.currentName()), "ours");
+    EXPECT_THAT(failure->text, HasSubstr(output.currentName()));
+}
+
+TEST_F(OutputFileTest, shortenedFileNeverReplacesOne) {
+    OutputFile first;
+    write(&first, mFinal, false, "short");
+    EXPECT_FALSE(first.keepShortened());
+    EXPECT_EQ(readFile(mFinal), "short");
+
+    OutputFile second;
+    write(&second, mFinal, true, "shorter");
+    EXPECT_FALSE(second.keepShortened());
+    EXPECT_EQ(readFile(mFinal), "short");
+    EXPECT_EQ(readFile(second.currentName()), "shorter");
+    EXPECT_THAT(std::filesystem::path(second.currentName()).filename(),
+                testing::MatchesRegex("film\\.part-......\\.mp4"));
+}
+
+TEST_F(OutputFileTest, forceGoesThroughASymbolicLink) {
+    const std::string target = mFolder.file("target.mp4");
+    ASSERT_TRUE(writeFile(target, "old"));
+    ASSERT_EQ(symlink(target.c_str(), mFinal.c_str()), 0);
+    OutputFile output;
+    write(&output, mFinal, true, "new");
+    EXPECT_FALSE(output.finish());
+    EXPECT_TRUE(std::filesystem::is_symlink(mFinal));
+    EXPECT_EQ(readFile(target), "new");
+}
+
+TEST_F(OutputFileTest, namedPipeIsWrittenOnceItHasAReader) {
+    const std::string pipe = mFolder.file("pipe.ts");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::string received;
+    std::thread reader([&] { received = readFile(pipe); });
+    {
+        OutputFile output;
+        write(&output, pipe, false, "stream");
+        EXPECT_FALSE(output.isSeekable());
+        EXPECT_FALSE(output.bytes());
+        EXPECT_FALSE(output.finish());
+    }
+    reader.join();
+    EXPECT_EQ(received, "stream");
+    EXPECT_THAT(names(), UnorderedElementsAre("pipe.ts"));
+}
+
+TEST_F(OutputFileTest, whatCannotBeWrittenIsRefusedWithItsCause) {
+    const auto refusal = [](const std::string& path) {
+        OutputFile output;
+        const auto failure = output.open(path, true, -1);
+        return failure && failure->code == ExitCode::kOutput ? failure->text : "accepted";
+    };
+    EXPECT_THAT(refusal(mFolder.path()), HasSubstr("Is a directory"));
+    EXPECT_THAT(refusal(mFolder.file("none/film.mp4")), HasSubstr("No such file or directory"));
+    ASSERT_TRUE(writeFile(mFolder.file("file"), ""));
+    EXPECT_THAT(refusal(mFolder.file("file/film.mp4")), HasSubstr("Not a directory"));
+    EXPECT_THAT(refusal(""), HasSubstr("No such file or directory"));
+    EXPECT_THAT(names(), UnorderedElementsAre("file"));
+}
+
+TEST(TemporaryPattern, keepsFolderAndExtensionAndFits) {
+    int suffix = 0;
+    EXPECT_EQ(temporaryPattern("a/film.mp4", &suffix), "a/film.part-XXXXXX.mp4");
+    EXPECT_EQ(suffix, 4);
+    EXPECT_EQ(temporaryPattern("film", &suffix), "film.part-XXXXXX");
+    EXPECT_EQ(suffix, 0);
+    EXPECT_EQ(temporaryPattern("a.b/.hidden", &suffix), "a.b/.hidden.part-XXXXXX");
+    EXPECT_EQ(temporaryPattern(std::string(251, 'x') + ".mp4", &suffix).size(), 255u);
+}
+
+}  // namespace
+}  // namespace oxaplayer
