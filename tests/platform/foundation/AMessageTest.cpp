@@ -1,0 +1,327 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+#include <media/stagefright/foundation/ABuffer.h>
+#include <media/stagefright/foundation/AHandler.h>
+#include <media/stagefright/foundation/AMessage.h>
+
+#include <cstring>
+#include <string>
+
+#include "platform/foundation/LooperTestKit.h"
+
+namespace android {
+namespace {
+
+using oxa::test::FunctionHandler;
+using oxa::test::Tracked;
+
+// Tries every finder and names those that have an answer.
+std::string finders(const AMessage& message, const char* name) {
+    int32_t int32;
+    int64_t int64;
+    size_t size;
+    float single;
+    double real;
+    void* pointer;
+    AString string;
+    sp<RefBase> object;
+    sp<ABuffer> buffer;
+    sp<AMessage> nested;
+    std::string found;
+    if (message.findInt32(name, &int32)) found += "int32 ";
+    if (message.findInt64(name, &int64)) found += "int64 ";
+    if (message.findSize(name, &size)) found += "size ";
+    if (message.findFloat(name, &single)) found += "float ";
+    if (message.findDouble(name, &real)) found += "double ";
+    if (message.findPointer(name, &pointer)) found += "pointer ";
+    if (message.findString(name, &string)) found += "string ";
+    if (message.findObject(name, &object)) found += "object ";
+    if (message.findBuffer(name, &buffer)) found += "buffer ";
+    if (message.findMessage(name, &nested)) found += "message ";
+    if (message.findRect(name, &int32, &int32, &int32, &int32)) found += "rect ";
+    return found;
+}
+
+struct TypeCase {
+    const char* finder;
+    AMessage::Type type;
+    void (*set)(AMessage*, const char* name);
+};
+
+const TypeCase kTypeCases[] = {
+        {"int32", AMessage::kTypeInt32, [](AMessage* m, const char* n) { m->setInt32(n, 1); }},
+        {"int64", AMessage::kTypeInt64, [](AMessage* m, const char* n) { m->setInt64(n, 1); }},
+        {"size", AMessage::kTypeSize, [](AMessage* m, const char* n) { m->setSize(n, 1); }},
+        {"float", AMessage::kTypeFloat, [](AMessage* m, const char* n) { m->setFloat(n, 1); }},
+        {"double", AMessage::kTypeDouble, [](AMessage* m, const char* n) { m->setDouble(n, 1); }},
+        {"pointer", AMessage::kTypePointer,
+         [](AMessage* m, const char* n) { m->setPointer(n, m); }},
+        {"string", AMessage::kTypeString, [](AMessage* m, const char* n) { m->setString(n, "1"); }},
+        {"object", AMessage::kTypeObject,
+         [](AMessage* m, const char* n) { m->setObject(n, NULL); }},
+        {"buffer", AMessage::kTypeBuffer,
+         [](AMessage* m, const char* n) { m->setBuffer(n, NULL); }},
+        {"message", AMessage::kTypeMessage,
+         [](AMessage* m, const char* n) { m->setMessage(n, NULL); }},
+        {"rect", AMessage::kTypeRect,
+         [](AMessage* m, const char* n) { m->setRect(n, 1, 2, 3, 4); }},
+};
+
+class AMessageTypeTest : public ::testing::TestWithParam<TypeCase> {};
+
+TEST_P(AMessageTypeTest, IsFoundOnlyAsItsOwnTypeAndReplacesAnyOther) {
+    for (const TypeCase& former : kTypeCases) {
+        sp<AMessage> message = new AMessage;
+        former.set(message.get(), "item");
+        GetParam().set(message.get(), "item");
+        EXPECT_EQ(std::string(GetParam().finder) + " ", finders(*message, "item"));
+        EXPECT_EQ(1u, message->countEntries());
+        AMessage::Type type;
+        EXPECT_STREQ("item", message->getEntryNameAt(0, &type));
+        EXPECT_EQ(GetParam().type, type);
+        EXPECT_EQ("", finders(*message, "Item"));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, AMessageTypeTest, ::testing::ValuesIn(kTypeCases),
+                         [](const auto& info) { return std::string(info.param.finder); });
+
+TEST(AMessageTest, ReturnsTheValuesThatWereSet) {
+    sp<AMessage> message = new AMessage(7, nullptr);
+    sp<AMessage> nested = new AMessage;
+    sp<ABuffer> buffer = new ABuffer(1);
+    message->setInt32("int32", INT32_MIN);
+    message->setInt64("int64", INT64_MAX);
+    message->setSize("size", SIZE_MAX);
+    message->setFloat("float", 0.5f);
+    message->setDouble("double", -1e300);
+    message->setPointer("pointer", &nested);
+    message->setString("string", AString("text"));
+    message->setString("part", "truncated", 5);
+    message->setObject("object", nested);
+    message->setBuffer("buffer", buffer);
+    message->setMessage("message", nested);
+    message->setRect("rect", 1, -2, 3, -4);
+
+    int32_t int32 = 0;
+    int64_t int64 = 0;
+    size_t size = 0;
+    float single = 0;
+    double real = 0;
+    void* pointer = nullptr;
+    AString string;
+    AString part;
+    sp<RefBase> object;
+    sp<ABuffer> foundBuffer;
+    sp<AMessage> foundMessage;
+    int32_t left = 0, top = 0, right = 0, bottom = 0;
+    EXPECT_TRUE(message->findInt32("int32", &int32));
+    EXPECT_TRUE(message->findInt64("int64", &int64));
+    EXPECT_TRUE(message->findSize("size", &size));
+    EXPECT_TRUE(message->findFloat("float", &single));
+    EXPECT_TRUE(message->findDouble("double", &real));
+    EXPECT_TRUE(message->findPointer("pointer", &pointer));
+    EXPECT_TRUE(message->findString("string", &string));
+    EXPECT_TRUE(message->findString("part", &part));
+    EXPECT_TRUE(message->findObject("object", &object));
+    EXPECT_TRUE(message->findBuffer("buffer", &foundBuffer));
+    EXPECT_TRUE(message->findMessage("message", &foundMessage));
+    EXPECT_TRUE(message->findRect("rect", &left, &top, &right, &bottom));
+    EXPECT_EQ(INT32_MIN, int32);
+    EXPECT_EQ(INT64_MAX, int64);
+    EXPECT_EQ(SIZE_MAX, size);
+    EXPECT_EQ(0.5f, single);
+    EXPECT_EQ(-1e300, real);
+    EXPECT_EQ(&nested, pointer);
+    EXPECT_STREQ("text", string.c_str());
+    EXPECT_STREQ("trunc", part.c_str());
+    EXPECT_EQ(nested.get(), object.get());
+    EXPECT_EQ(buffer.get(), foundBuffer.get());
+    EXPECT_EQ(nested.get(), foundMessage.get());
+    EXPECT_EQ(1, left);
+    EXPECT_EQ(-2, top);
+    EXPECT_EQ(3, right);
+    EXPECT_EQ(-4, bottom);
+    EXPECT_EQ(7u, message->what());
+
+    int32 = 5;
+    EXPECT_FALSE(message->findInt32("int64", &int32));
+    EXPECT_EQ(5, int32) << "a finder without an answer must leave the variable alone";
+}
+
+TEST(AMessageTest, ConvertsNumbersOnRequest) {
+    sp<AMessage> message = new AMessage;
+    message->setInt32("int32", -3);
+    message->setInt64("int64", 4);
+    message->setSize("size", 5);
+    message->setDouble("double", 0.25);
+    message->setString("string", "6");
+    int64_t wide = 0;
+    EXPECT_TRUE(message->findAsInt64("int32", &wide));
+    EXPECT_EQ(-3, wide);
+    EXPECT_TRUE(message->findAsInt64("int64", &wide));
+    EXPECT_EQ(4, wide);
+    EXPECT_FALSE(message->findAsInt64("size", &wide));
+    float number = 0;
+    EXPECT_TRUE(message->findAsFloat("int32", &number));
+    EXPECT_EQ(-3.0f, number);
+    EXPECT_TRUE(message->findAsFloat("size", &number));
+    EXPECT_EQ(5.0f, number);
+    EXPECT_TRUE(message->findAsFloat("double", &number));
+    EXPECT_EQ(0.25f, number);
+    EXPECT_FALSE(message->findAsFloat("string", &number));
+    EXPECT_FALSE(message->findAsFloat("none", &number));
+}
+
+TEST(AMessageTest, HoldsObjectsUntilTheyAreReplacedClearedOrDropped) {
+    std::atomic<int> destroyed{0};
+    sp<AMessage> message = new AMessage(1, nullptr);
+    message->setObject("a", new Tracked(&destroyed));
+    message->setObject("b", new Tracked(&destroyed));
+    message->setObject("c", new Tracked(&destroyed));
+    EXPECT_EQ(0, destroyed);
+    message->setInt32("a", 0);
+    EXPECT_EQ(1, destroyed);
+    message->clear();
+    EXPECT_EQ(3, destroyed);
+    EXPECT_EQ(0u, message->countEntries());
+    EXPECT_EQ(1u, message->what());
+    message->setObject("d", new Tracked(&destroyed));
+    message.clear();
+    EXPECT_EQ(4, destroyed);
+}
+
+TEST(AMessageTest, KeepsTheOrderOfItemsAndTakesSixtyFour) {
+    sp<AMessage> message = new AMessage;
+    for (int i = 0; i < 64; ++i)
+        message->setInt32(std::to_string(i).c_str(), i);
+    message->setString("0", "replaced");
+    EXPECT_EQ(64u, message->countEntries());
+    AMessage::Type type;
+    EXPECT_STREQ("0", message->getEntryNameAt(0, &type));
+    EXPECT_EQ(AMessage::kTypeString, type);
+    EXPECT_STREQ("63", message->getEntryNameAt(63, &type));
+    EXPECT_EQ(nullptr, message->getEntryNameAt(64, &type));
+    EXPECT_DEATH(message->setInt32("64", 64), "CHECK\\(mNumItems < kMaxNumItems\\) failed\\.");
+}
+
+TEST(AMessageTest, DupCopiesDeeplyAndReadsTheTargetAfresh) {
+    sp<ALooper> looper = new ALooper;
+    sp<AHandler> handler = new FunctionHandler([](const sp<AMessage>&) {});
+    sp<AMessage> message = new AMessage(1, handler);
+    sp<AMessage> nested = new AMessage;
+    sp<ABuffer> buffer = new ABuffer(1);
+    nested->setInt32("n", 1);
+    message->setString("string", "text");
+    message->setMessage("nested", nested);
+    message->setBuffer("buffer", buffer);
+    message->setObject("object", buffer);
+    looper->registerHandler(handler);
+
+    sp<AMessage> copy = message->dup();
+    EXPECT_EQ(-ENOENT, message->post()) << "the original knows no looper";
+    EXPECT_EQ(OK, copy->post());
+
+    nested->setInt32("n", 2);
+    message->setString("string", "changed");
+    sp<AMessage> nestedCopy;
+    sp<ABuffer> sameBuffer;
+    sp<RefBase> sameObject;
+    AString string;
+    int32_t n = 0;
+    ASSERT_TRUE(copy->findMessage("nested", &nestedCopy));
+    ASSERT_TRUE(nestedCopy->findInt32("n", &n));
+    ASSERT_TRUE(copy->findString("string", &string));
+    ASSERT_TRUE(copy->findBuffer("buffer", &sameBuffer));
+    ASSERT_TRUE(copy->findObject("object", &sameObject));
+    EXPECT_EQ(1, n);
+    EXPECT_STREQ("text", string.c_str());
+    EXPECT_EQ(buffer.get(), sameBuffer.get());
+    EXPECT_EQ(buffer.get(), sameObject.get());
+    EXPECT_EQ(1u, copy->what());
+}
+
+TEST(AMessageTest, ExtendTakesAllItemsOfTheOther) {
+    sp<AMessage> message = new AMessage(1, nullptr);
+    message->setInt32("kept", 1);
+    message->setInt32("replaced", 1);
+    sp<AMessage> other = new AMessage(2, nullptr);
+    sp<AMessage> nested = new AMessage;
+    other->setInt64("replaced", 2);
+    other->setMessage("nested", nested);
+    message->extend(other);
+    EXPECT_EQ("int32 ", finders(*message, "kept"));
+    EXPECT_EQ("int64 ", finders(*message, "replaced"));
+    sp<AMessage> nestedCopy;
+    ASSERT_TRUE(message->findMessage("nested", &nestedCopy));
+    EXPECT_NE(nested.get(), nestedCopy.get());
+    EXPECT_EQ(1u, message->what());
+    EXPECT_EQ(3u, message->countEntries());
+}
+
+// A request whose token was taken carries a null object: copying it is a mistake of the caller.
+TEST(AMessageDeathTest, RefusesToCopyNullItemsAndToSetNullStrings) {
+    sp<AMessage> message = new AMessage;
+    message->setObject("null", NULL);
+    EXPECT_DEATH(message->dup(), "CHECK\\(\\*object != nullptr\\) failed\\.");
+    message->clear();
+    message->setBuffer("null", NULL);
+    EXPECT_DEATH(message->dup(), "CHECK\\(\\*buffer != nullptr\\) failed\\.");
+    message->clear();
+    message->setMessage("null", NULL);
+    EXPECT_DEATH(message->dup(), "CHECK\\(\\*message != nullptr\\) failed\\.");
+    const char* none = nullptr;
+    EXPECT_DEATH(message->setString("null", none), "CHECK\\(s != nullptr\\) failed\\.");
+}
+
+TEST(AMessageTest, DebugStringShowsCodeTargetAndItems) {
+    sp<ALooper> looper = new ALooper;
+    sp<AHandler> handler = new FunctionHandler([](const sp<AMessage>&) {});
+    ALooper::handler_id id = looper->registerHandler(handler);
+    sp<AMessage> nested = new AMessage('abcd', nullptr);
+    nested->setInt32("i", 1);
+    sp<AMessage> message = new AMessage(0x20161203, handler);
+    message->setInt32("int32", -1);
+    message->setInt64("int64", 2);
+    message->setSize("size", 3);
+    message->setFloat("float", 0.5f);
+    message->setDouble("double", 1);
+    message->setPointer("pointer", reinterpret_cast<void*>(0x10));
+    message->setString("string", "v");
+    message->setObject("object", NULL);
+    message->setMessage("nested", nested);
+    message->setRect("rect", 1, 2, 3, 4);
+    message->setBuffer("small", ABuffer::CreateAsCopy("0123456789ABCDEF\x01z", 18));
+    std::string expected =
+            "AMessage(what = 0x20161203, target = " + std::to_string(id) +
+            ") = {\n"
+            "  int32_t int32 = -1\n"
+            "  int64_t int64 = 2\n"
+            "  size_t size = 3\n"
+            "  float float = 0.500000\n"
+            "  double double = 1.000000\n"
+            "  void *pointer = 0x10\n"
+            "  string string = \"v\"\n"
+            "  RefBase *object = 0x0\n"
+            "  AMessage nested = AMessage(what = 'abcd') = {\n"
+            "    int32_t i = 1\n"
+            "  }\n"
+            "  Rect rect(1, 2, 3, 4)\n"
+            "  Buffer small = {\n"
+            "    00000000:  30 31 32 33 34 35 36 37 38 39 41 42 43 44 45 46  0123456789ABCDEF\n"
+            "    00000010:  01 7a                                            .z\n"
+            "  }\n"
+            "}";
+    EXPECT_EQ(expected, message->debugString().c_str());
+
+    sp<AMessage> large = new AMessage;
+    large->setBuffer("large", new ABuffer(65));
+    std::string text = large->debugString(2).c_str();
+    EXPECT_EQ(0u, text.find("AMessage(what = 0x00000000) = {\n    Buffer *large = 0x"));
+    EXPECT_EQ("\n  }", text.substr(text.size() - 4));
+}
+
+}  // namespace
+}  // namespace android

@@ -1,0 +1,109 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+#include <media/stagefright/foundation/AString.h>
+#include <signal.h>
+#include <utils/String8.h>
+
+namespace android {
+namespace {
+
+TEST(AStringTest, TakesTextFromEverySource) {
+    const char* none = nullptr;
+    EXPECT_STREQ("", AString().c_str());
+    EXPECT_STREQ("", AString(none).c_str());
+    EXPECT_STREQ("", AString(none, 3).c_str());
+    EXPECT_STREQ("ab", AString("abc", 2).c_str());
+    EXPECT_STREQ("abc", AString(String8("abc")).c_str());
+    EXPECT_STREQ("bc", AString(AString("abcd"), 1, 2).c_str());
+
+    AString copy("original");
+    AString other = copy;
+    copy.setTo("changed");
+    EXPECT_STREQ("original", other.c_str());
+    other.setTo(copy, 7, 0);
+    EXPECT_TRUE(other.empty());
+    other = none;
+    EXPECT_TRUE(other.empty());
+}
+
+TEST(AStringTest, KeepsNulBytes) {
+    AString binary("a\0b", 3);
+    EXPECT_EQ(3u, binary.size());
+    EXPECT_FALSE(binary == AString("a"));
+    binary.append("\0", 1);
+    EXPECT_EQ(4u, binary.size());
+}
+
+TEST(AStringTest, AppendsValuesAsText) {
+    AString text;
+    text.append('x');
+    text.append(-1);
+    text.append(2u);
+    text.append(-3L);
+    text.append(4UL);
+    text.append(-5LL);
+    text.append(18446744073709551615ULL);
+    text.append(0.5f);
+    text.append(-1.25);
+    text.append("y");
+    text.append(AString("abc"), 1, 1);
+    text.append(reinterpret_cast<void*>(0x1f));
+    EXPECT_STREQ("x-12-34-5184467440737095516150.500000-1.250000yb0x1f", text.c_str());
+}
+
+TEST(AStringTest, EditsInPlace) {
+    AString text(" \t Video/AVC \n");
+    text.trim();
+    EXPECT_STREQ("Video/AVC", text.c_str());
+    text.tolower();
+    EXPECT_STREQ("video/avc", text.c_str());
+    text.erase(5, 4);
+    text.insert("raw-", 4, 0);
+    text.insert(AString("!"), text.size());
+    EXPECT_STREQ("raw-video!", text.c_str());
+
+    AString blank(" \t\n");
+    blank.trim();
+    EXPECT_TRUE(blank.empty());
+}
+
+TEST(AStringTest, FindsAndCompares) {
+    AString mime("video/avc; video");
+    EXPECT_EQ(0, mime.find("video"));
+    EXPECT_EQ(11, mime.find("video", 1));
+    EXPECT_EQ(-1, mime.find("audio"));
+    EXPECT_EQ(-1, mime.find("video", 100));
+
+    EXPECT_TRUE(mime.startsWith("video/"));
+    EXPECT_FALSE(mime.startsWith("VIDEO/"));
+    EXPECT_TRUE(mime.startsWithIgnoreCase("VIDEO/"));
+    EXPECT_TRUE(mime.endsWith("; video"));
+    EXPECT_TRUE(mime.endsWithIgnoreCase("VIDEO"));
+    EXPECT_FALSE(AString("v").endsWith("video"));
+    EXPECT_TRUE(mime.equalsIgnoreCase("VIDEO/AVC; video"));
+
+    EXPECT_LT(AString("a"), AString("b"));
+    EXPECT_GT(AString("b").compare("a"), 0);
+    EXPECT_EQ(0, AString("A").compareIgnoreCase("a"));
+    EXPECT_NE(AString("a"), AString("A"));
+    EXPECT_EQ(AString("same").hash(), AString("same").hash());
+}
+
+TEST(AStringTest, FormatsLikePrintf) {
+    EXPECT_STREQ("a-07", AStringPrintf("%s-%02d", "a", 7).c_str());
+    std::string longText(5000, 'x');
+    EXPECT_EQ(longText.size(), AStringPrintf("%s", longText.c_str()).size());
+}
+
+TEST(AStringDeathTest, RefusesRangesOutsideTheString) {
+    AString text("abc");
+    EXPECT_DEATH(AString(text, 1, 3), "CHECK_LE\\( n,");
+    EXPECT_DEATH(AString(text, 4, 0), "CHECK_LE\\( offset,");
+    EXPECT_DEATH(text.erase(2, SIZE_MAX), "CHECK_LE\\( n,");
+    EXPECT_DEATH(text.insert("x", 1, 4), "CHECK_LE\\( insertionPos,");
+}
+
+}  // namespace
+}  // namespace android
