@@ -1,0 +1,232 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "container/AvcStream.h"
+
+#include <string.h>
+
+namespace android {
+
+namespace {
+
+// The next start code at or after `from`: the position of its first zero; `end` without one.
+const uint8_t* findStartCode(const uint8_t* from, const uint8_t* end) {
+    if (end - from < 3) return end;
+    for (const uint8_t* one = from + 2; one < end; ++one) {
+        one = static_cast<const uint8_t*>(memchr(one, 1, end - one));
+        if (one == nullptr) return end;
+        if (one[-1] == 0 && one[-2] == 0) return one - 2;
+    }
+    return end;
+}
+
+void append16(std::vector<uint8_t>* out, size_t value) {
+    out->push_back(static_cast<uint8_t>(value >> 8));
+    out->push_back(static_cast<uint8_t>(value));
+}
+
+bool hasChromaFields(int profile) {
+    for (int known : {100, 110, 122, 244, 44, 83, 86, 118, 128, 138, 139, 134, 135}) {
+        if (profile == known) return true;
+    }
+    return false;
+}
+
+// Bits of a NAL unit, without the bytes that keep start codes out of it.
+class BitReader {
+  public:
+    explicit BitReader(const NalUnit& unit) {
+        mBytes.reserve(unit.size);
+        for (size_t i = 0; i < unit.size; ++i) {
+            const bool escape = i >= 2 && unit.data[i] == 3 && unit.data[i - 1] == 0 &&
+                                unit.data[i - 2] == 0;
+            if (!escape) mBytes.push_back(unit.data[i]);
+        }
+    }
+
+    bool overrun() const { return mOverrun; }
+
+    uint32_t bits(int count) {
+        uint32_t value = 0;
+        while (count-- > 0) value = value << 1 | bit();
+        return value;
+    }
+
+    // Exponential Golomb code.
+    uint32_t number() {
+        int zeros = 0;
+        while (zeros < 32 && !mOverrun && bit() == 0) ++zeros;
+        return static_cast<uint32_t>((UINT64_C(1) << zeros) - 1 + bits(zeros));
+    }
+
+    int32_t signedNumber() {
+        const uint32_t code = number();
+        return code % 2 != 0 ? static_cast<int32_t>(code / 2 + 1) : -static_cast<int32_t>(code / 2);
+    }
+
+  private:
+    uint32_t bit() {
+        if (mPosition / 8 >= mBytes.size()) {
+            mOverrun = true;
+            return 0;
+        }
+        const uint32_t value = mBytes[mPosition / 8] >> (7 - mPosition % 8) & 1;
+        ++mPosition;
+        return value;
+    }
+
+    std::vector<uint8_t> mBytes;
+    size_t mPosition = 0;
+    bool mOverrun = false;
+};
+
+void skipScalingList(BitReader* reader, int size) {
+    int last = 8;
+    int next = 8;
+    for (int i = 0; i < size && next != 0; ++i) {
+        next = (last + reader->signedNumber() + 256) % 256;
+        if (next != 0) last = next;
+    }
+}
+
+void readChromaFields(BitReader* reader, AvcSequence* sequence) {
+    sequence->chromaFormat = static_cast<int>(reader->number());
+    if (sequence->chromaFormat == 3) reader->bits(1);  // separate planes
+    sequence->lumaBits = 8 + static_cast<int>(reader->number());
+    sequence->chromaBits = 8 + static_cast<int>(reader->number());
+    reader->bits(1);  // transform bypass
+    if (reader->bits(1) == 0) return;
+    const int lists = sequence->chromaFormat == 3 ? 12 : 8;
+    for (int i = 0; i < lists; ++i) {
+        if (reader->bits(1) != 0) skipScalingList(reader, i < 6 ? 16 : 64);
+    }
+}
+
+void skipPictureOrder(BitReader* reader) {
+    const uint32_t type = reader->number();
+    if (type == 0) {
+        reader->number();
+    } else if (type == 1) {
+        reader->bits(1);
+        reader->signedNumber();
+        reader->signedNumber();
+        const uint32_t offsets = reader->number();
+        for (uint32_t i = 0; i < offsets && !reader->overrun(); ++i) reader->signedNumber();
+    }
+}
+
+void skipPictureSize(BitReader* reader) {
+    reader->number();                         // width
+    reader->number();                         // height
+    if (reader->bits(1) == 0) reader->bits(1);  // fields
+    reader->bits(1);                          // direct inference
+    if (reader->bits(1) != 0) {
+        for (int side = 0; side < 4; ++side) reader->number();
+    }
+}
+
+void readAspect(BitReader* reader, AvcSequence* sequence) {
+    constexpr struct {
+        int width;
+        int height;
+    } kKnown[] = {{0, 0},   {1, 1},   {12, 11}, {10, 11}, {16, 11},  {40, 33}, {24, 11}, {20, 11},
+                  {32, 11}, {80, 33}, {18, 11}, {15, 11}, {64, 33}, {160, 99}, {4, 3},   {3, 2},
+                  {2, 1}};
+    constexpr uint32_t kExtended = 255;
+    const uint32_t code = reader->bits(8);
+    if (code == kExtended) {
+        sequence->sarWidth = static_cast<int>(reader->bits(16));
+        sequence->sarHeight = static_cast<int>(reader->bits(16));
+    } else if (code < sizeof(kKnown) / sizeof(kKnown[0])) {
+        sequence->sarWidth = kKnown[code].width;
+        sequence->sarHeight = kKnown[code].height;
+    }
+}
+
+}  // namespace
+
+std::vector<NalUnit> splitAnnexB(const uint8_t* data, size_t size) {
+    std::vector<NalUnit> units;
+    const uint8_t* const end = data + size;
+    for (const uint8_t* code = findStartCode(data, end); code < end;) {
+        const uint8_t* const begin = code + 3;
+        code = findStartCode(begin, end);
+        const uint8_t* last = code;
+        while (last > begin && last[-1] == 0) --last;  // belongs to the next start code
+        if (last > begin) units.push_back({begin, static_cast<size_t>(last - begin)});
+    }
+    return units;
+}
+
+std::vector<uint8_t> makeAvcConfiguration(const uint8_t* annexB, size_t size) {
+    std::vector<NalUnit> sequences;
+    std::vector<NalUnit> pictures;
+    for (const NalUnit& unit : splitAnnexB(annexB, size)) {
+        if (unit.size > UINT16_MAX) return {};
+        if (unit.type() == kNalTypeSequenceParameters && unit.size >= 4) sequences.push_back(unit);
+        if (unit.type() == kNalTypePictureParameters) pictures.push_back(unit);
+    }
+    if (sequences.empty() || sequences.size() > 31 || pictures.empty() || pictures.size() > 255) {
+        return {};
+    }
+
+    const uint8_t* const first = sequences[0].data;
+    std::vector<uint8_t> record = {1, first[1], first[2], first[3], 0xFC | 3};
+    record.push_back(static_cast<uint8_t>(0xE0 | sequences.size()));
+    for (const NalUnit& unit : sequences) {
+        append16(&record, unit.size);
+        record.insert(record.end(), unit.data, unit.data + unit.size);
+    }
+    record.push_back(static_cast<uint8_t>(pictures.size()));
+    for (const NalUnit& unit : pictures) {
+        append16(&record, unit.size);
+        record.insert(record.end(), unit.data, unit.data + unit.size);
+    }
+    AvcSequence sequence;
+    if (hasChromaFields(first[1]) && parseAvcSequence(sequences[0], &sequence)) {
+        record.push_back(static_cast<uint8_t>(0xFC | sequence.chromaFormat));
+        record.push_back(static_cast<uint8_t>(0xF8 | (sequence.lumaBits - 8)));
+        record.push_back(static_cast<uint8_t>(0xF8 | (sequence.chromaBits - 8)));
+        record.push_back(0);  // no extensions of sequence parameter sets
+    }
+    return record;
+}
+
+std::vector<uint8_t> annexBFromAvcConfiguration(const uint8_t* record, size_t size) {
+    constexpr size_t kFirstCount = 5;
+    if (size <= kFirstCount || record[0] != 1) return {};
+    std::vector<uint8_t> annexB;
+    size_t position = kFirstCount;
+    for (int mask : {0x1F, 0xFF}) {
+        if (position >= size) return {};
+        for (int count = record[position++] & mask; count > 0; --count) {
+            if (size - position < 2) return {};
+            const size_t length = record[position] << 8 | record[position + 1];
+            position += 2;
+            if (size - position < length) return {};
+            annexB.insert(annexB.end(), {0, 0, 0, 1});
+            annexB.insert(annexB.end(), record + position, record + position + length);
+            position += length;
+        }
+    }
+    return annexB;
+}
+
+bool parseAvcSequence(const NalUnit& unit, AvcSequence* sequence) {
+    BitReader reader(unit);
+    reader.bits(8);  // header
+    const int profile = static_cast<int>(reader.bits(8));
+    reader.bits(16);  // constraints, level
+    reader.number();  // id
+    if (hasChromaFields(profile)) readChromaFields(&reader, sequence);
+    reader.number();  // frame number's bits
+    skipPictureOrder(&reader);
+    reader.number();  // reference frames
+    reader.bits(1);   // gaps
+    skipPictureSize(&reader);
+    const bool usability = reader.bits(1) != 0;
+    if (usability && reader.bits(1) != 0) readAspect(&reader, sequence);
+    return !reader.overrun();
+}
+
+}  // namespace android

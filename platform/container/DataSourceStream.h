@@ -1,0 +1,43 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <media/DataSource.h>
+#include <media/stagefright/foundation/ABase.h>
+
+extern "C" {
+#include <libavformat/avio.h>
+}
+
+namespace android {
+
+// Lets libavformat read a data source. Not locked: one reader.
+class DataSourceStream {
+  public:
+    explicit DataSourceStream(const sp<DataSource>& source);
+    ~DataSourceStream();
+
+    // Valid as long as this object.
+    AVIOContext* context() { return mContext; }
+
+    // -1 when it is not known: a pipe.
+    off64_t size() const { return mSize; }
+
+    // The errno of the first read that failed, else 0. libavformat takes such a read for the end.
+    int error() const { return mError; }
+
+  private:
+    DISALLOW_EVIL_CONSTRUCTORS(DataSourceStream);
+
+    static int readPacket(void* opaque, uint8_t* buffer, int size);
+    static int64_t seek(void* opaque, int64_t offset, int whence);
+
+    const sp<DataSource> mSource;
+    off64_t mSize = -1;
+    off64_t mPosition = 0;
+    int mError = 0;
+    AVIOContext* mContext;
+};
+
+}  // namespace android

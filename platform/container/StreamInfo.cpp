@@ -1,0 +1,103 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "container/StreamInfo.h"
+
+#include <string.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "container/AvcStream.h"
+
+namespace android {
+
+namespace {
+
+constexpr AVRational kMicroseconds = {1, 1000000};
+// Below it AAC may carry a second, higher rate that only its frames tell of.
+constexpr int kMaxAacCoreRate = 24000;
+constexpr double kMaxFrameRate = 300;
+
+bool plausible(AVRational rate) {
+    return rate.num > 0 && rate.den > 0 && av_q2d(rate) <= kMaxFrameRate;
+}
+
+// A header with a complete index, in which no sample has to be searched.
+bool hasCompleteIndex(const AVFormatContext& context, const AVStream& stream) {
+    return strstr(context.iformat->name, "mp4") != nullptr && stream.nb_frames > 0 &&
+           avformat_index_get_entries_count(&stream) > 0;
+}
+
+// The shape of a picture's points is in the container or in the parameter sets.
+void fillAspect(AVCodecParameters* parameters, AVStream* stream) {
+    if (stream->sample_aspect_ratio.num > 0 || parameters->sample_aspect_ratio.num > 0) return;
+    const auto sets = annexBFromAvcConfiguration(parameters->extradata, parameters->extradata_size);
+    for (const NalUnit& unit : splitAnnexB(sets.data(), sets.size())) {
+        AvcSequence sequence;
+        if (unit.type() != kNalTypeSequenceParameters) continue;
+        if (parseAvcSequence(unit, &sequence) && sequence.sarWidth > 0 && sequence.sarHeight > 0) {
+            parameters->sample_aspect_ratio = {sequence.sarWidth, sequence.sarHeight};
+        }
+        return;
+    }
+}
+
+bool isComplete(const AVFormatContext& context, const AVStream& stream) {
+    const AVCodecParameters& parameters = *stream.codecpar;
+    if (parameters.codec_type != AVMEDIA_TYPE_VIDEO && parameters.codec_type != AVMEDIA_TYPE_AUDIO) {
+        return true;
+    }
+    if (!hasCompleteIndex(context, stream) || stream.start_time == AV_NOPTS_VALUE ||
+        parameters.extradata_size == 0) {
+        return false;
+    }
+    switch (parameters.codec_id) {
+        case AV_CODEC_ID_H264:
+            return parameters.extradata[0] == 1 && parameters.width > 0 && parameters.height > 0 &&
+                   plausible(stream.avg_frame_rate);
+        case AV_CODEC_ID_AAC:
+            return parameters.sample_rate > kMaxAacCoreRate &&
+                   parameters.ch_layout.nb_channels > 0;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+int completeStreamInfo(AVFormatContext* context) {
+    bool complete = context->nb_streams > 0;
+    for (unsigned i = 0; i < context->nb_streams; ++i) {
+        complete = complete && isComplete(*context, *context->streams[i]);
+    }
+    if (!complete) return avformat_find_stream_info(context, nullptr);
+    for (unsigned i = 0; i < context->nb_streams; ++i) {
+        AVStream* const stream = context->streams[i];
+        if (stream->codecpar->codec_id == AV_CODEC_ID_H264) fillAspect(stream->codecpar, stream);
+    }
+    return 0;
+}
+
+int64_t fileStartUs(const AVFormatContext& context) {
+    if (context.start_time != AV_NOPTS_VALUE) return context.start_time;
+    int64_t startUs = INT64_MAX;
+    for (unsigned i = 0; i < context.nb_streams; ++i) {
+        const AVStream& stream = *context.streams[i];
+        const AVMediaType type = stream.codecpar->codec_type;
+        if (stream.start_time == AV_NOPTS_VALUE) continue;
+        if (type != AVMEDIA_TYPE_VIDEO && type != AVMEDIA_TYPE_AUDIO) continue;
+        startUs = std::min(startUs,
+                           av_rescale_q(stream.start_time, stream.time_base, kMicroseconds));
+    }
+    return startUs != INT64_MAX ? startUs : 0;
+}
+
+double frameRateOf(const AVStream& stream) {
+    for (AVRational rate : {stream.avg_frame_rate, stream.r_frame_rate}) {
+        if (plausible(rate)) return av_q2d(rate);
+    }
+    return 0;
+}
+
+}  // namespace android

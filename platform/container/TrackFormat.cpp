@@ -1,0 +1,149 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "TrackFormat"
+
+#include "container/TrackFormat.h"
+
+#include <log/log.h>
+#include <media/stagefright/foundation/ABuffer.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "container/MediaMime.h"
+#include "container/StreamInfo.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/display.h>
+}
+
+namespace android {
+
+namespace {
+
+constexpr AVRational kMicroseconds = {1, 1000000};
+constexpr int kMaxDimension = 16384;
+constexpr int64_t kVideoReserve = 64 << 10;
+constexpr int64_t kMinUnknownVideoSize = 1 << 20;
+constexpr int64_t kMinAudioSize = 256 << 10;
+constexpr int64_t kMaxSampleSize = 256 << 20;
+
+// 0 when the container has no list of its samples, or not of all.
+int64_t largestIndexedSample(const AVStream& stream) {
+    const int entries = avformat_index_get_entries_count(&stream);
+    if (stream.nb_frames <= 0) return 0;
+    int64_t largest = 0;
+    for (int i = 0; i < entries; ++i) {
+        const AVIndexEntry* entry =
+                avformat_index_get_entry(const_cast<AVStream*>(&stream), i);
+        largest = std::max<int64_t>(largest, entry->size);
+    }
+    return largest;
+}
+
+int32_t maxInputSize(const AVStream& stream) {
+    const AVCodecParameters& parameters = *stream.codecpar;
+    const int64_t indexed = largestIndexedSample(stream);
+    int64_t size;
+    if (parameters.codec_type == AVMEDIA_TYPE_AUDIO) {
+        size = std::max(kMinAudioSize, indexed);
+    } else if (indexed > 0) {
+        size = indexed + parameters.extradata_size + kVideoReserve;
+    } else {
+        const int64_t points = static_cast<int64_t>(parameters.width) * parameters.height;
+        size = std::max(kMinUnknownVideoSize, points * 3 / 2);
+    }
+    return static_cast<int32_t>(std::min(size, kMaxSampleSize));
+}
+
+// Clockwise degrees by which the picture is to be turned for display.
+int32_t rotationOf(const AVStream& stream) {
+    size_t size = 0;
+    const uint8_t* matrix = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
+    if (matrix == nullptr || size < 9 * sizeof(int32_t)) return 0;
+    const double turn = -av_display_rotation_get(reinterpret_cast<const int32_t*>(matrix));
+    if (std::isnan(turn)) return 0;
+    return (static_cast<int32_t>(std::lround(turn / 90)) % 4 + 4) % 4 * 90;
+}
+
+void setVideoItems(const AVStream& stream, const sp<AMessage>& format) {
+    const AVCodecParameters& parameters = *stream.codecpar;
+    format->setInt32("width", parameters.width);
+    format->setInt32("height", parameters.height);
+    const double rate = frameRateOf(stream);
+    if (rate > 0) {
+        format->setInt32("frame-rate", std::max(1, static_cast<int32_t>(std::lround(rate))));
+    }
+    format->setInt32("rotation-degrees", rotationOf(stream));
+    const AVRational aspect = stream.sample_aspect_ratio.num > 0 ? stream.sample_aspect_ratio
+                                                                 : parameters.sample_aspect_ratio;
+    if (aspect.num > 0 && aspect.den > 0) {
+        format->setInt32("sar-width", aspect.num);
+        format->setInt32("sar-height", aspect.den);
+    }
+}
+
+void setAudioItems(const AVStream& stream, const sp<AMessage>& format) {
+    format->setInt32("channel-count", stream.codecpar->ch_layout.nb_channels);
+    format->setInt32("sample-rate", stream.codecpar->sample_rate);
+}
+
+int64_t durationUs(const AVFormatContext& context, const AVStream& stream) {
+    if (stream.duration > 0) {
+        return av_rescale_q(stream.duration, stream.time_base, kMicroseconds);
+    }
+    return context.duration;
+}
+
+}  // namespace
+
+bool isPlayable(const AVStream& stream) {
+    const AVCodecParameters& parameters = *stream.codecpar;
+    if ((stream.disposition & (AV_DISPOSITION_ATTACHED_PIC | AV_DISPOSITION_TIMED_THUMBNAILS)) != 0) {
+        return false;
+    }
+    bool usable = false;
+    if (parameters.codec_type == AVMEDIA_TYPE_VIDEO) {
+        usable = parameters.width > 0 && parameters.width <= kMaxDimension &&
+                 parameters.height > 0 && parameters.height <= kMaxDimension;
+    } else if (parameters.codec_type == AVMEDIA_TYPE_AUDIO) {
+        usable = parameters.sample_rate > 0 && parameters.ch_layout.nb_channels > 0;
+    } else {
+        return false;
+    }
+    usable = usable && avcodec_find_decoder(parameters.codec_id) != nullptr;
+    ALOGW_IF(!usable, "stream %d (%s, %dx%d, %d Hz) cannot be decoded and is left out",
+             stream.index, avcodec_get_name(parameters.codec_id), parameters.width,
+             parameters.height, parameters.sample_rate);
+    return usable;
+}
+
+sp<AMessage> makeTrackFormat(const AVFormatContext& context, const AVStream& stream) {
+    const AVCodecParameters& parameters = *stream.codecpar;
+    sp<AMessage> format = new AMessage;
+    format->setString("mime", mimeForCodec(parameters).c_str());
+    format->setInt32("track-id", stream.id > 0 ? stream.id : stream.index + 1);
+    if (durationUs(context, stream) > 0) {
+        format->setInt64("durationUs", durationUs(context, stream));
+    }
+    if (parameters.codec_type == AVMEDIA_TYPE_VIDEO) {
+        setVideoItems(stream, format);
+    } else {
+        setAudioItems(stream, format);
+    }
+    if (parameters.bit_rate > 0 && parameters.bit_rate <= INT32_MAX) {
+        format->setInt32("bitrate", static_cast<int32_t>(parameters.bit_rate));
+    }
+    format->setInt32("max-input-size", maxInputSize(stream));
+    if (parameters.extradata_size > 0) {
+        format->setBuffer("csd-0", ABuffer::CreateAsCopy(parameters.extradata,
+                                                         parameters.extradata_size));
+    }
+    const AVDictionaryEntry* language = av_dict_get(stream.metadata, "language", nullptr, 0);
+    if (language != nullptr) format->setString("language", language->value);
+    return format;
+}
+
+}  // namespace android
