@@ -5,6 +5,7 @@
 
 #include <gui/IGraphicBufferProducer.h>
 #include <media/MediaCodecBuffer.h>
+#include <media/stagefright/MediaErrors.h>
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/AMessage.h>
 #include <media/stagefright/foundation/AString.h>
@@ -48,14 +49,16 @@ class CodecComponent : public RefBase {
         virtual void onInputConsumed(size_t index) = 0;
         virtual void onOutputFormat(const sp<AMessage>& format) = 0;
         virtual void onOutput(const CodecOutput& output) = 0;
-        virtual void onError(status_t err) = 0;
+        // Nothing follows, unless `actionCode` is ACTION_CODE_TRANSIENT. Never for bad data.
+        virtual void onError(status_t err, int32_t actionCode = ACTION_CODE_FATAL) = 0;
     };
 
     // The platform-like component name, e.g. "c2.linux.avc.encoder".
     virtual AString name() const = 0;
 
     // `surface` is the output surface of a video decoder, else null. Checks and keeps the format;
-    // a wrong one is BAD_VALUE. After stop() the component may be configured again.
+    // a wrong one is BAD_VALUE, a surface that another producer has is -EINVAL. After stop() the
+    // component may be configured again.
     virtual status_t configure(const sp<AMessage>& format, const sp<Surface>& surface) = 0;
 
     // Valid after configure. Input buffers: how many MediaCodec makes, and how large.
@@ -71,8 +74,8 @@ class CodecComponent : public RefBase {
     // `client` must live until stop() has returned.
     virtual status_t start(Client* client) = 0;
 
-    // Ends the worker (flag, wake, join) and drops all inputs and outputs; no Client call is made
-    // after it returned. Harmless when not started.
+    // Ends the worker (flag, wake, join), drops all inputs and outputs and lets go of the surface;
+    // no Client call is made after it returned. Harmless when not started or not configured.
     virtual void stop() = 0;
 
     virtual void queueInput(const CodecInput& input) = 0;

@@ -38,18 +38,21 @@ status_t WorkerComponent::start(Client* client) {
 }
 
 void WorkerComponent::stop() {
-    if (!mStarted) return;
+    if (mStarted) endWorker();
+    onStopped();
+    std::lock_guard<std::mutex> lock(mLock);
+    mInputs.clear();
+    mDrainRequested = false;
+}
+
+void WorkerComponent::endWorker() {
     {
         std::lock_guard<std::mutex> lock(mLock);
         mStopping = true;
         mWake.notify_all();
     }
-    wakeWorker();
     joinWorker();
     closeCodec();
-    std::lock_guard<std::mutex> lock(mLock);
-    mInputs.clear();
-    mDrainRequested = false;
     mStarted = false;
 }
 

@@ -36,12 +36,21 @@ class WorkerComponent : public CodecComponent {
     virtual void closeCodec() = 0;
     // The worker's whole life. Returns when the end was emitted or a call below says "stop".
     virtual void runWorker() = 0;
-    // Wakes whatever else the worker may wait for (a surface); called by stop() after the flag.
-    virtual void wakeWorker() {}
+    // At the end of every stop(), also of a component that was only configured: gives back what
+    // configure() has taken (a surface).
+    virtual void onStopped() {}
 
     // Worker only. Waits for an input (front of the queue, removed), a drain request once the queue
     // is empty, or stop.
     Next nextInput(CodecInput* input);
+    // Worker only. Waits until `ready` answers true; false when stopping. `ready` is called with the
+    // component's lock held, and again after each wakeAll().
+    template <typename Predicate>
+    bool waitUntil(Predicate ready) {
+        std::unique_lock<std::mutex> lock(mLock);
+        mWake.wait(lock, [&] { return mStopping || ready(); });
+        return !mStopping;
+    }
     // Worker only. Waits for room, then hands the output to the client; false when stopping.
     bool emit(const CodecOutput& output);
     // Worker only. emit() of an empty output with the end-of-stream flag.
@@ -51,10 +60,11 @@ class WorkerComponent : public CodecComponent {
     void requestDrain();
     bool stopping() const;
     Client* client() const { return mClient; }
-    // The lock and condition that the worker waits on; a subclass may add conditions of its own.
+    // Any thread: what a waitUntil() waits for may have happened.
     void wakeAll();
 
   private:
+    void endWorker();
     void joinWorker();
 
     mutable std::mutex mLock;

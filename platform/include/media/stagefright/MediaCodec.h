@@ -9,6 +9,8 @@
 #include <utils/Errors.h>
 #include <utils/RefBase.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -17,7 +19,6 @@ namespace android {
 
 struct ALooper;
 struct AMessage;
-struct AReplyToken;
 struct ICrypto;
 class CodecComponent;
 class IGraphicBufferProducer;
@@ -97,7 +98,7 @@ struct MediaCodec : public AHandler {
     status_t stop();
     status_t reset();
     status_t release();
-    // Drops what is queued and not yet delivered; start() goes on.
+    // Decoders: drops what is queued and not yet delivered; start() goes on.
     status_t flush();
 
     // Gives input `index` back with `size` bytes at `offset`. -ERANGE: no such index, -EACCES: not
@@ -149,14 +150,16 @@ struct MediaCodec : public AHandler {
 
     static sp<MediaCodec> create(const sp<ALooper>& looper, const ComponentRow* row,
                                  const AString& mime, status_t* err);
+    static status_t postAndAwait(const sp<AMessage>& command, sp<AMessage>* response);
     status_t postCommand(uint32_t what) const;
-    status_t releaseOutput(size_t index, bool render, const int64_t* timestampNs);
+    status_t getFormat(uint32_t what, sp<AMessage>* format) const;
+    status_t postReleaseOutput(size_t index, bool render, const int64_t* timestampNs);
 
-    // All below on the looper, one for each message.
+    // All below on the looper.
     status_t handleCommand(const sp<AMessage>& msg, const sp<AMessage>& response);
     status_t onInit();
-    status_t onConfigure(const sp<AMessage>& msg);
     status_t onSetCallback(const sp<AMessage>& msg);
+    status_t onConfigure(const sp<AMessage>& msg);
     status_t onCreateInputSurface(const sp<AMessage>& response);
     status_t onStart();
     status_t onStop();
@@ -165,18 +168,22 @@ struct MediaCodec : public AHandler {
     status_t onQueueInput(const sp<AMessage>& msg);
     status_t onReleaseOutput(const sp<AMessage>& msg);
     status_t onSignalEndOfInputStream();
-    status_t onGetFormat(const sp<AMessage>& response, bool input) const;
+    status_t onGetFormat(const sp<AMessage>& format, const sp<AMessage>& response) const;
     status_t onSetParameters(const sp<AMessage>& msg);
+
     void onComponentEvent(const sp<AMessage>& msg);
+    void onInputsReady();
     void onInputConsumed(size_t slot);
+    void onOutputFormat(const sp<AMessage>& format);
     void onOutput(const ComponentEvent& event);
     void onComponentError(status_t err, int32_t actionCode);
 
     bool isExecuting() const { return mState == STARTED || mState == FLUSHED; }
+    bool isConfigured() const { return mState == CONFIGURED || isExecuting(); }
+    void makeInputs();
     void endRun();
     void clear(State state);
-    void offerInputs();
-    void postCallback(int32_t callbackId, const sp<AMessage>& items);
+    sp<AMessage> newCallback(int32_t callbackId) const;
 
     const sp<ALooper> mLooper;
 
@@ -188,6 +195,7 @@ struct MediaCodec : public AHandler {
     sp<AMessage> mCallback;
     sp<AMessage> mInputFormat;
     sp<AMessage> mOutputFormat;
+    sp<Surface> mSurface;
     status_t mStickyError = OK;
     bool mHasInputSurface = false;
     bool mEndSignalled = false;  // of the input surface

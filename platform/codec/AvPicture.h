@@ -1,0 +1,28 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include "graphics/Picture.h"
+
+extern "C" {
+#include <libavutil/frame.h>
+}
+
+namespace android {
+
+// A picture whose pixels are an AVFrame's: every picture that decoders and cameras make.
+class AvPicture : public Picture {
+  public:
+    // Takes the frame's references over and leaves `frame` empty.
+    explicit AvPicture(AVFrame* frame);
+
+    const AVFrame* frame() const { return mFrame; }
+
+  private:
+    ~AvPicture() override;
+
+    AVFrame* const mFrame;
+};
+
+}  // namespace android

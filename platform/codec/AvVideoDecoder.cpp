@@ -1,0 +1,454 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "AvVideoDecoder"
+
+#include "codec/AvVideoDecoder.h"
+
+#include <gui/Surface.h>
+#include <log/log.h>
+#include <media/MediaCodecBuffer.h>
+#include <media/stagefright/MediaCodec.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <string>
+#include <thread>
+
+#include "codec/AvPicture.h"
+#include "container/AvLog.h"
+
+extern "C" {
+#include <libavutil/imgutils.h>
+}
+
+namespace android {
+
+namespace {
+
+constexpr AVRational kMicroseconds = {1, 1000000};
+constexpr unsigned kMaxThreads = 4;
+constexpr int32_t kColorFormatYuv420Planar = 19;
+constexpr int32_t kColorFormatYuv420SemiPlanar = 21;
+
+struct MimeType {
+    const char* mime;
+    AVCodecID codec;
+};
+
+constexpr MimeType kMimeTypes[] = {
+        {"video/avc", AV_CODEC_ID_H264},
+        {"video/hevc", AV_CODEC_ID_HEVC},
+        {"video/av01", AV_CODEC_ID_AV1},
+        {"video/x-vnd.on2.vp8", AV_CODEC_ID_VP8},
+        {"video/x-vnd.on2.vp9", AV_CODEC_ID_VP9},
+        {"video/mp4v-es", AV_CODEC_ID_MPEG4},
+        {"video/mpeg2", AV_CODEC_ID_MPEG2VIDEO},
+        {"video/3gpp", AV_CODEC_ID_H263},
+        {"video/mjpeg", AV_CODEC_ID_MJPEG},
+};
+
+AVCodecID codecForMime(const AString& mime) {
+    for (const MimeType& type : kMimeTypes) {
+        if (mime.equalsIgnoreCase(type.mime)) return type.codec;
+    }
+    return AV_CODEC_ID_NONE;
+}
+
+// "csd-0", "csd-1", ... one after the other.
+std::string codecSpecificData(const sp<AMessage>& format) {
+    std::string data;
+    sp<ABuffer> csd;
+    for (int i = 0; format->findBuffer(("csd-" + std::to_string(i)).c_str(), &csd); ++i) {
+        data.append(reinterpret_cast<const char*>(csd->data()), csd->size());
+    }
+    return data;
+}
+
+// A track with what the plain keys of a format tell; null when they do not tell enough.
+sp<TrackParameters> parametersFromFormat(const AString& mime, const sp<AMessage>& format) {
+    const AVCodecID codec = codecForMime(mime);
+    if (codec == AV_CODEC_ID_NONE) return nullptr;
+    AVCodecParameters* parameters = avcodec_parameters_alloc();
+    parameters->codec_type = AVMEDIA_TYPE_VIDEO;
+    parameters->codec_id = codec;
+    format->findInt32("width", &parameters->width);
+    format->findInt32("height", &parameters->height);
+    const std::string csd = codecSpecificData(format);
+    parameters->extradata =
+            static_cast<uint8_t*>(av_mallocz(csd.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (parameters->extradata != nullptr) {
+        memcpy(parameters->extradata, csd.data(), csd.size());
+        parameters->extradata_size = static_cast<int>(csd.size());
+    }
+    const sp<TrackParameters> track = new TrackParameters(*parameters, kMicroseconds, 0);
+    avcodec_parameters_free(&parameters);
+    return track;
+}
+
+}  // namespace
+
+class AvVideoDecoder::SurfaceListener : public PictureQueue::ProducerListener {
+  public:
+    explicit SurfaceListener(AvVideoDecoder* decoder) : mDecoder(decoder) {}
+
+    void onPlaceFree() override {
+        const sp<AvVideoDecoder> decoder = mDecoder.promote();
+        if (decoder != nullptr) decoder->wakeAll();
+    }
+
+    void onDrainRequested() override {
+        const sp<AvVideoDecoder> decoder = mDecoder.promote();
+        if (decoder != nullptr) decoder->requestDrain();
+    }
+
+  private:
+    const wp<AvVideoDecoder> mDecoder;
+};
+
+AvVideoDecoder::AvVideoDecoder(const AString& mime)
+    : mMime(mime), mDamage(oxa::host::FaultSource::kDecoder, "damaged picture data skipped") {
+    routeAvLog();
+}
+
+AvVideoDecoder::~AvVideoDecoder() = default;
+
+AString AvVideoDecoder::name() const {
+    const AVCodecID codec = codecForMime(mMime);
+    AString name("c2.linux.");
+    name.append(codec == AV_CODEC_ID_NONE ? "video" : avcodec_get_name(codec));
+    name.append(".decoder");
+    return name;
+}
+
+status_t AvVideoDecoder::configure(const sp<AMessage>& format, const sp<Surface>& surface) {
+    sp<RefBase> parameters;
+    if (format->findObject(kFormatKeyTrackParameters, &parameters)) {
+        mTrack = static_cast<TrackParameters*>(parameters.get());
+    } else {
+        mTrack = parametersFromFormat(mMime, format);
+    }
+    if (mTrack == nullptr || avcodec_find_decoder(mTrack->codec().codec_id) == nullptr) {
+        return BAD_VALUE;
+    }
+    mStartUs = -mTrack->toUs(0);
+
+    int32_t maxInputSize = 0;
+    format->findInt32("max-input-size", &maxInputSize);
+    const int64_t pictureBytes =
+            static_cast<int64_t>(mTrack->codec().width) * mTrack->codec().height * 3 / 2;
+    mInputCapacity = maxInputSize > 0 ? static_cast<size_t>(maxInputSize)
+                                      : std::max<size_t>(kMinInputCapacity, pictureBytes);
+
+    const status_t err = readConversion(format);
+    return err == OK && surface != nullptr ? connect(surface) : err;
+}
+
+status_t AvVideoDecoder::readConversion(const sp<AMessage>& format) {
+    int32_t rotationDegrees = 0;
+    int32_t width = 0;
+    int32_t height = 0;
+    float frameRate = 0;
+    mConversion = Conversion();
+    format->findInt32("rotation-degrees", &rotationDegrees);
+    format->findInt32("video-de-interlace", &mConversion.deinterlace);
+    format->findInt32("eFps", &mConversion.frameRate);
+    format->findInt32("eWid", &width);
+    format->findInt32("eHei", &height);
+    format->findAsFloat("frame-rate", &frameRate);
+    if (width < 0 || height < 0 || mConversion.frameRate < 0) return BAD_VALUE;
+    if (width > 0 && height > 0) {
+        mConversion.width = width;
+        mConversion.height = height;
+    }
+    mConversion.rotationDegrees = (rotationDegrees % 360 + 360) % 360;
+    mConversion.sourceFrameRate = static_cast<int>(std::lround(std::max(frameRate, 0.0F)));
+    mFrameDuration = frameRate > 0 ? av_rescale_q(std::llround(1000000 / frameRate), kMicroseconds,
+                                                  mTrack->timeBase())
+                                   : 0;
+    return OK;
+}
+
+status_t AvVideoDecoder::connect(const sp<Surface>& surface) {
+    if (!Surface::isValid(surface)) return BAD_VALUE;
+    const sp<PictureQueue> queue = surface->getIGraphicBufferProducer()->pictureQueue();
+    const sp<SurfaceListener> listener = new SurfaceListener(this);
+    const status_t err = queue->connect(listener);
+    if (err != OK) return err;
+    mQueue = queue;
+    mListener = listener;
+    int32_t width = 0;
+    int32_t height = 0;
+    mQueue->requiredSize(&width, &height);
+    if (width > 0 && height > 0) {
+        mConversion.width = width;
+        mConversion.height = height;
+    }
+    return OK;
+}
+
+void AvVideoDecoder::onStopped() {
+    if (mQueue != nullptr) mQueue->disconnect(mListener);
+    mQueue.clear();
+    mListener.clear();
+}
+
+status_t AvVideoDecoder::openCodec() {
+    const AVCodec* decoder = avcodec_find_decoder(mTrack->codec().codec_id);
+    mCodec = avcodec_alloc_context3(decoder);
+    mPacket = av_packet_alloc();
+    mDecoded = av_frame_alloc();
+    mConverted = av_frame_alloc();
+    if (mCodec == nullptr || mPacket == nullptr || mDecoded == nullptr || mConverted == nullptr) {
+        return NO_MEMORY;
+    }
+    mCodec->pkt_timebase = mTrack->timeBase();
+    mCodec->thread_count =
+            static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, kMaxThreads));
+    mCodec->thread_type = FF_THREAD_FRAME | FF_THREAD_SLICE;
+    if (avcodec_parameters_to_context(mCodec, &mTrack->codec()) < 0 ||
+        avcodec_open2(mCodec, decoder, nullptr) < 0) {
+        ALOGE("%s cannot be opened", name().c_str());
+        return BAD_VALUE;
+    }
+    mGraph.start(mConversion, mTrack->timeBase());
+    mDamage.start(name().c_str());
+    mNextPts = av_rescale_q(mStartUs, kMicroseconds, mTrack->timeBase());
+    mGraphStartPts = mConversion.frameRate == 0 ? 0 : mNextPts;
+    mGraphStartUs = mConversion.frameRate == 0 ? mStartUs : 0;
+    mLastTimeUs = 0;
+    mFormatReported = false;
+    mDrained = false;
+    return OK;
+}
+
+void AvVideoDecoder::closeCodec() {
+    mGraph.start(Conversion(), kMicroseconds);
+    av_frame_free(&mConverted);
+    av_frame_free(&mDecoded);
+    av_packet_free(&mPacket);
+    avcodec_free_context(&mCodec);
+}
+
+void AvVideoDecoder::releaseOutput(const CodecOutput& output, bool render, int64_t timestampNs) {
+    WorkerComponent::releaseOutput(output, render, timestampNs);
+    if (output.picture == nullptr) return;
+    if (render) {
+        mQueue->queue(output.picture, timestampNs);
+    } else {
+        mQueue->cancelReservation();
+    }
+}
+
+// ---- Worker
+
+void AvVideoDecoder::runWorker() {
+    CodecInput input;
+    for (;;) {
+        switch (nextInput(&input)) {
+            case Next::kStop:
+                return;
+            case Next::kDrain:
+                if (!drain()) return;
+                continue;
+            case Next::kInput:
+                break;
+        }
+        if (!decodeInput(input)) return;
+        if (input.flags & MediaCodec::BUFFER_FLAG_EOS) {
+            if (drain()) emitEnd(mLastTimeUs);
+            return;
+        }
+    }
+}
+
+bool AvVideoDecoder::decodeInput(const CodecInput& input) {
+    // Codec-specific data came with the format already; after the end nothing counts.
+    const bool isSample = input.buffer->size() > 0 && !mDrained &&
+                          (input.flags & MediaCodec::BUFFER_FLAG_CODECCONFIG) == 0;
+    const bool filled = isSample && fillPacket(input);
+    // The packet is a copy, so the next sample can be read while this one is decoded.
+    client()->onInputConsumed(input.index);
+    return !filled || decodePacket();
+}
+
+bool AvVideoDecoder::fillPacket(const CodecInput& input) {
+    const int err = av_new_packet(mPacket, static_cast<int>(input.buffer->size()));
+    if (err < 0) {
+        mDamage.add(err);
+        return false;
+    }
+    memcpy(mPacket->data, input.buffer->data(), input.buffer->size());
+    if (!mTrack->popSample(input.timeUs, mPacket)) {
+        mPacket->pts = av_rescale_q(input.timeUs + mStartUs, kMicroseconds, mTrack->timeBase());
+    }
+    return true;
+}
+
+bool AvVideoDecoder::decodePacket() {
+    bool running = true;
+    int err = avcodec_send_packet(mCodec, mPacket);
+    if (err == AVERROR(EAGAIN)) {
+        running = receiveFrames();
+        err = avcodec_send_packet(mCodec, mPacket);
+    }
+    av_packet_unref(mPacket);
+    if (err < 0) mDamage.add(err);
+    return running && receiveFrames();
+}
+
+bool AvVideoDecoder::receiveFrames() {
+    for (;;) {
+        const int err = avcodec_receive_frame(mCodec, mDecoded);
+        if (err == AVERROR(EAGAIN) || err == AVERROR_EOF) return true;
+        if (err < 0) {
+            mDamage.add(err);
+            // A decoder that is being drained has more to give behind a damaged frame.
+            if (!mDrained) return true;
+            continue;
+        }
+        if (!handleFrame()) return false;
+    }
+}
+
+bool AvVideoDecoder::handleFrame() {
+    mDecoded->pts = ptsOfFrame() - mGraphStartPts;
+    if (mGraph.isChange(*mDecoded) && !finishGraph()) {
+        av_frame_unref(mDecoded);
+        return false;
+    }
+    const int err = mGraph.push(mDecoded);
+    if (err < 0) mDamage.add(err);
+    return emitConverted();
+}
+
+int64_t AvVideoDecoder::ptsOfFrame() {
+    int64_t pts = mDecoded->best_effort_timestamp;
+    if (pts == AV_NOPTS_VALUE) pts = mNextPts;
+    mNextPts = pts + (mDecoded->pkt_duration > 0 ? mDecoded->pkt_duration : mFrameDuration);
+    return pts;
+}
+
+bool AvVideoDecoder::finishGraph() {
+    mGraph.finish(mNextPts - mGraphStartPts);
+    return emitConverted();
+}
+
+bool AvVideoDecoder::emitConverted() {
+    for (;;) {
+        const int err = mGraph.pull(mConverted);
+        if (err == AVERROR(EAGAIN) || err == AVERROR_EOF) return true;
+        if (err < 0) {
+            mDamage.add(err);
+            return true;
+        }
+        const bool running = emitPicture();
+        av_frame_unref(mConverted);
+        if (!running) return false;
+    }
+}
+
+bool AvVideoDecoder::emitPicture() {
+    reportFormat(formatOf(*mConverted));
+    CodecOutput output;
+    output.timeUs = timeUsOf(*mConverted);
+    mLastTimeUs = output.timeUs;
+    if (mQueue == nullptr) {
+        output.data = copyOf(*mConverted);
+        return output.data == nullptr || emit(output);
+    }
+    if (!waitUntil([this] { return mQueue->tryReserve(); })) return false;
+    output.picture = new AvPicture(mConverted);
+    return emit(output);
+}
+
+int64_t AvVideoDecoder::timeUsOf(const AVFrame& converted) const {
+    return av_rescale_q(converted.pts, mGraph.timeBase(), kMicroseconds) - mGraphStartUs;
+}
+
+bool AvVideoDecoder::drain() {
+    if (mDrained) return true;
+    mDrained = true;
+    avcodec_send_packet(mCodec, nullptr);
+    if (!receiveFrames() || !finishGraph()) return false;
+    // Whoever waits for the format (an encoder that is started with it) waits for the end, too.
+    if (!mFormatReported) reportFormat(formatOfStream());
+    mDamage.finish();
+    if (mQueue != nullptr) mQueue->producerDrained();
+    return true;
+}
+
+// ---- Formats
+
+void AvVideoDecoder::reportFormat(const PictureFormat& format) {
+    if (mFormatReported && format.width == mReportedWidth && format.height == mReportedHeight) {
+        return;
+    }
+    mFormatReported = true;
+    mReportedWidth = format.width;
+    mReportedHeight = format.height;
+    if (mQueue != nullptr) mQueue->setFormat(format);
+
+    const bool semiPlanar = mConverted->format == AV_PIX_FMT_NV12;
+    const sp<AMessage> message = new AMessage;
+    message->setString("mime", "video/raw");
+    message->setInt32("width", format.width);
+    message->setInt32("height", format.height);
+    message->setInt32("stride", format.width);
+    message->setInt32("slice-height", format.height);
+    message->setInt32("color-format",
+                      semiPlanar ? kColorFormatYuv420SemiPlanar : kColorFormatYuv420Planar);
+    message->setRect("crop", 0, 0, format.width - 1, format.height - 1);
+    client()->onOutputFormat(message);
+}
+
+PictureFormat AvVideoDecoder::formatOf(const AVFrame& frame) const {
+    PictureFormat format;
+    format.width = frame.width;
+    format.height = frame.height;
+    format.range = frame.format == AV_PIX_FMT_YUVJ420P ? AVCOL_RANGE_JPEG : frame.color_range;
+    format.primaries = frame.color_primaries;
+    format.transfer = frame.color_trc;
+    format.matrix = frame.colorspace;
+    format.chromaLocation = frame.chroma_location;
+    const AVRational aspect = frame.sample_aspect_ratio;
+    if (mConversion.width == 0 && aspect.num > 0 && aspect.den > 0) {
+        format.aspectNumerator = aspect.num;
+        format.aspectDenominator = aspect.den;
+    }
+    return format;
+}
+
+// For a stream of which no picture could be decoded.
+PictureFormat AvVideoDecoder::formatOfStream() const {
+    const bool upright = mConversion.rotationDegrees % 180 == 0;
+    const AVCodecParameters& stream = mTrack->codec();
+    PictureFormat format;
+    format.width = upright ? stream.width : stream.height;
+    format.height = upright ? stream.height : stream.width;
+    if (mConversion.width != 0) {
+        format.width = mConversion.width;
+        format.height = mConversion.height;
+    }
+    return format;
+}
+
+sp<ABuffer> AvVideoDecoder::copyOf(const AVFrame& frame) {
+    const auto format = static_cast<AVPixelFormat>(frame.format);
+    const int size = av_image_get_buffer_size(format, frame.width, frame.height, 1);
+    if (size < 0) return nullptr;
+    sp<ABuffer> copy = new ABuffer(static_cast<size_t>(size));
+    const int err =
+            av_image_copy_to_buffer(copy->base(), size, frame.data, frame.linesize, format,
+                                    frame.width, frame.height, 1);
+    if (copy->base() != nullptr && err >= 0) return copy;
+    mDamage.add(err);
+    return nullptr;
+}
+
+sp<CodecComponent> createAvVideoDecoder(const AString& mime) {
+    return new AvVideoDecoder(mime);
+}
+
+}  // namespace android

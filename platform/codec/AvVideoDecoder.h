@@ -1,0 +1,103 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include "codec/ConversionGraph.h"
+#include "codec/DamageCounter.h"
+#include "codec/TrackParameters.h"
+#include "codec/WorkerComponent.h"
+#include "graphics/PictureQueue.h"
+
+namespace android {
+
+// Decodes any pictures that libavcodec knows, and converts them as the format asks: "eWid" and
+// "eHei" (the size after rotation), "eFps", "video-de-interlace" 1 or 2, "rotation-degrees". A size
+// that the output surface requires goes before "eWid" and "eHei".
+//
+// configure() takes the stream's parameters from the format's TrackParameters object, or without
+// one from "mime", "width", "height" and "csd-0", "csd-1", ... Damaged data is skipped and counted.
+//
+// With a surface, a place of it is reserved before a picture is offered; without one, outputs are
+// planar 4:2:0 bytes. The end comes from an end-of-stream input (an empty end-of-stream output
+// follows the last picture) or from the surface's request to drain (none follows).
+class AvVideoDecoder : public WorkerComponent {
+  public:
+    explicit AvVideoDecoder(const AString& mime);
+
+    AString name() const override;
+    status_t configure(const sp<AMessage>& format, const sp<Surface>& surface) override;
+    size_t inputCount() const override { return kInputCount; }
+    size_t inputCapacity() const override { return mInputCapacity; }
+    void releaseOutput(const CodecOutput& output, bool render, int64_t timestampNs) override;
+
+  protected:
+    ~AvVideoDecoder() override;
+
+    status_t openCodec() override;
+    void closeCodec() override;
+    void onStopped() override;
+    void runWorker() override;
+
+  private:
+    class SurfaceListener;
+
+    static constexpr size_t kInputCount = 4;
+    static constexpr size_t kMinInputCapacity = 1024 * 1024;
+
+    status_t readConversion(const sp<AMessage>& format);
+    status_t connect(const sp<Surface>& surface);
+
+    // Worker only. The steps answer false when the component is being stopped.
+    bool decodeInput(const CodecInput& input);
+    bool decodePacket();
+    bool receiveFrames();
+    bool handleFrame();
+    bool finishGraph();
+    bool emitConverted();
+    bool emitPicture();
+    bool drain();
+
+    bool fillPacket(const CodecInput& input);
+    int64_t ptsOfFrame();
+    int64_t timeUsOf(const AVFrame& converted) const;
+    void reportFormat(const PictureFormat& format);
+    PictureFormat formatOf(const AVFrame& frame) const;
+    PictureFormat formatOfStream() const;
+    sp<ABuffer> copyOf(const AVFrame& frame);
+
+    const AString mMime;
+
+    // Set by configure, constant while the worker runs.
+    sp<TrackParameters> mTrack;
+    size_t mInputCapacity = kMinInputCapacity;
+    Conversion mConversion;
+    sp<PictureQueue> mQueue;  // null without a surface
+    sp<SurfaceListener> mListener;
+    int64_t mStartUs = 0;  // the stream's time of the track's time 0
+    // A new frame rate counts from the track's time 0 and needs it taken off before the graph;
+    // else it is taken off behind it, which keeps times exact.
+    int64_t mGraphStartPts = 0;
+    int64_t mGraphStartUs = 0;
+    int64_t mFrameDuration = 0;  // by the frame rate, in the stream's time base; 0: not known
+
+    // Worker only while it runs.
+    AVCodecContext* mCodec = nullptr;
+    AVPacket* mPacket = nullptr;
+    AVFrame* mDecoded = nullptr;
+    AVFrame* mConverted = nullptr;
+    ConversionGraph mGraph;
+    DamageCounter mDamage;
+    int64_t mNextPts = 0;  // when the last frame ended
+    int64_t mLastTimeUs = 0;
+    bool mFormatReported = false;
+    int32_t mReportedWidth = 0;
+    int32_t mReportedHeight = 0;
+    bool mDrained = false;
+};
+
+// A decoder for a "video/..." type. Whether libavcodec can decode it is found out by configure(),
+// since the stream's parameters say more than the type.
+sp<CodecComponent> createAvVideoDecoder(const AString& mime);
+
+}  // namespace android

@@ -1,0 +1,417 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "AvcEncoder"
+
+#include "codec/AvcEncoder.h"
+
+#include <log/log.h>
+#include <media/MediaCodecBuffer.h>
+#include <media/stagefright/MediaCodec.h>
+#include <oxa/host/EncoderPreset.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "codec/AvPicture.h"
+#include "container/AvLog.h"
+#include "graphics/LocalBufferProducer.h"
+
+extern "C" {
+#include <libavutil/opt.h>
+}
+
+namespace android {
+
+namespace {
+
+constexpr AVRational kMicroseconds = {1, 1000000};
+constexpr unsigned kMaxThreads = 16;
+constexpr double kConstantQuality = 23;
+constexpr float kDefaultFrameRate = 30;
+constexpr float kDefaultKeyIntervalSec = 2;
+constexpr int kNoFurtherKeyFrames = INT_MAX;
+constexpr int32_t kColorFormatYuv420SemiPlanar = 21;
+
+struct NamedProfile {
+    int32_t number;
+    const char* name;
+};
+
+constexpr NamedProfile kProfiles[] = {
+        {0x1, "baseline"}, {0x2, "main"},         {0x8, "high"}, {0x10000, "baseline"},
+        {0x80000, "high"},
+};
+
+struct NumberedLevel {
+    int32_t number;
+    int idc;
+};
+
+constexpr NumberedLevel kLevels[] = {
+        {0x1, 10},    {0x2, 9},      {0x4, 11},     {0x8, 12},     {0x10, 13},
+        {0x20, 20},   {0x40, 21},    {0x80, 22},    {0x100, 30},   {0x200, 31},
+        {0x400, 32},  {0x800, 40},   {0x1000, 41},  {0x2000, 42},  {0x4000, 50},
+        {0x8000, 51}, {0x10000, 52}, {0x20000, 60}, {0x40000, 61}, {0x80000, 62},
+};
+
+// An encoded unit whose memory stays libavcodec's.
+struct PacketBuffer : public ABuffer {
+    // Takes the packet's references over.
+    explicit PacketBuffer(AVPacket* packet) : PacketBuffer(av_packet_alloc(), packet) {}
+
+  private:
+    PacketBuffer(AVPacket* own, AVPacket* packet)
+        : ABuffer(packet->data, static_cast<size_t>(packet->size)), mPacket(own) {
+        av_packet_move_ref(mPacket, packet);
+    }
+    ~PacketBuffer() override { av_packet_free(&mPacket); }
+
+    AVPacket* mPacket;
+};
+
+// The parameter sets of an Annex B header, each with a start code of four bytes.
+std::vector<sp<ABuffer>> parameterSets(const uint8_t* header, size_t size) {
+    static const uint8_t kStartCode[] = {0, 0, 1};
+    const uint8_t* const end = header + size;
+    const auto nextStart = [end](const uint8_t* from) {
+        return std::search(from, end, std::begin(kStartCode), std::end(kStartCode));
+    };
+    std::vector<sp<ABuffer>> sets;
+    for (const uint8_t* start = nextStart(header); start != end;) {
+        const uint8_t* const unit = start + sizeof(kStartCode);
+        start = nextStart(unit);
+        const uint8_t* unitEnd = start;
+        while (start != end && unitEnd > unit && unitEnd[-1] == 0) --unitEnd;
+        const size_t length = unitEnd - unit;
+        const sp<ABuffer> set = new ABuffer(length + 4);
+        memcpy(set->data(), "\0\0\0\1", 4);
+        memcpy(set->data() + 4, unit, length);
+        sets.push_back(set);
+    }
+    return sets;
+}
+
+}  // namespace
+
+class AvcEncoder::SurfaceListener : public PictureQueue::ConsumerListener {
+  public:
+    explicit SurfaceListener(AvcEncoder* encoder) : mEncoder(encoder) {}
+
+    void onPictureQueued() override {
+        const sp<AvcEncoder> encoder = mEncoder.promote();
+        if (encoder != nullptr) encoder->wakeAll();
+    }
+
+  private:
+    const wp<AvcEncoder> mEncoder;
+};
+
+AvcEncoder::AvcEncoder()
+    : mLate(oxa::host::FaultSource::kEncoder, "pictures that were not later than the one before"),
+      mUnusable(oxa::host::FaultSource::kEncoder, "pictures that could not be encoded") {
+    routeAvLog();
+}
+
+AvcEncoder::~AvcEncoder() = default;
+
+status_t AvcEncoder::configure(const sp<AMessage>& format, const sp<Surface>& /*surface*/) {
+    if (!format->findInt32("width", &mWidth) || !format->findInt32("height", &mHeight)) {
+        return BAD_VALUE;
+    }
+    mWidth &= ~1;
+    mHeight &= ~1;
+    mBitrate = 0;
+    mFrameRate = 0;
+    mKeyIntervalSec = kDefaultKeyIntervalSec;
+    mProfile = 0;
+    mLevel = 0;
+    mNewBitrate = 0;
+    mSyncRequested = false;
+    format->findInt32("bitrate", &mBitrate);
+    format->findAsFloat("frame-rate", &mFrameRate);
+    format->findAsFloat("i-frame-interval", &mKeyIntervalSec);
+    format->findInt32("profile", &mProfile);
+    format->findInt32("level", &mLevel);
+    if (mFrameRate <= 0) mFrameRate = kDefaultFrameRate;
+    if (mWidth <= 0 || mHeight <= 0 || mBitrate < 0) return BAD_VALUE;
+    return readLayout(format);
+}
+
+status_t AvcEncoder::readLayout(const sp<AMessage>& format) {
+    int32_t colorFormat = 0;
+    int32_t capacity = 0;
+    mStride = mWidth;
+    mSliceHeight = mHeight;
+    format->findInt32("color-format", &colorFormat);
+    format->findInt32("stride", &mStride);
+    format->findInt32("slice-height", &mSliceHeight);
+    format->findInt32("max-input-size", &capacity);
+    if (mStride < mWidth || mSliceHeight < mHeight) return BAD_VALUE;
+    mPixelFormat = colorFormat == kColorFormatYuv420SemiPlanar ? AV_PIX_FMT_NV12
+                                                               : AV_PIX_FMT_YUV420P;
+    const auto pictureBytes = static_cast<size_t>(mStride) * mSliceHeight * 3 / 2;
+    mInputCapacity = capacity > 0 ? static_cast<size_t>(capacity) : pictureBytes;
+    return OK;
+}
+
+status_t AvcEncoder::createInputSurface(sp<IGraphicBufferProducer>* producer) {
+    if (mQueue != nullptr) return INVALID_OPERATION;
+    mQueue = new PictureQueue;
+    mQueue->setRequiredSize(mWidth, mHeight);
+    mQueue->setConsumer(new SurfaceListener(this));
+    *producer = new LocalBufferProducer(mQueue);
+    return OK;
+}
+
+status_t AvcEncoder::signalEndOfInputStream() {
+    return mQueue == nullptr ? INVALID_OPERATION : mQueue->signalEnd();
+}
+
+status_t AvcEncoder::setParameters(const sp<AMessage>& params) {
+    std::lock_guard<std::mutex> lock(mParametersLock);
+    int32_t bitrate = 0;
+    if (params->findInt32("video-bitrate", &bitrate)) {
+        if (bitrate <= 0) return BAD_VALUE;
+        mNewBitrate = bitrate;
+    }
+    if (params->contains("request-sync")) mSyncRequested = true;
+    return OK;
+}
+
+void AvcEncoder::onStopped() {
+    if (mQueue != nullptr) mQueue->abandon();
+    mQueue.clear();
+}
+
+// ---- Opening
+
+status_t AvcEncoder::openCodec() {
+    const AVCodec* encoder = avcodec_find_encoder_by_name("libx264");
+    mFrame = av_frame_alloc();
+    mPacket = av_packet_alloc();
+    mCodec = encoder == nullptr ? nullptr : newContext(encoder);
+    if (mCodec == nullptr || mFrame == nullptr || mPacket == nullptr) return NO_INIT;
+    const int err = avcodec_open2(mCodec, encoder, nullptr);
+    if (err < 0) {
+        ALOGE("cannot open the encoder for %dx%d (%d)", mWidth, mHeight, err);
+        return BAD_VALUE;
+    }
+    Conversion conversion;
+    conversion.width = mWidth;
+    conversion.height = mHeight;
+    conversion.pixelFormat = mPixelFormat;
+    mGraph.start(conversion, kMicroseconds);
+    mLate.start(name().c_str());
+    mUnusable.start(name().c_str());
+    mHasLastTime = false;
+    mLastTimeUs = 0;
+    reportFormat();
+    return OK;
+}
+
+AVCodecContext* AvcEncoder::newContext(const AVCodec* encoder) const {
+    AVCodecContext* codec = avcodec_alloc_context3(encoder);
+    if (codec == nullptr) return nullptr;
+    codec->width = mWidth;
+    codec->height = mHeight;
+    codec->pix_fmt = mPixelFormat;
+    codec->time_base = kMicroseconds;
+    codec->framerate = av_d2q(mFrameRate, 1001000);
+    const double keyInterval = static_cast<double>(mKeyIntervalSec) * mFrameRate;
+    codec->gop_size = mKeyIntervalSec < 0 || keyInterval > kNoFurtherKeyFrames
+                              ? kNoFurtherKeyFrames
+                              : std::max(1, static_cast<int>(std::lround(keyInterval)));
+    codec->max_b_frames = 0;
+    codec->thread_count =
+            static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, kMaxThreads));
+    codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    if (mQueue != nullptr) {
+        const PictureFormat format = mQueue->format();
+        codec->color_range = static_cast<AVColorRange>(format.range);
+        codec->color_primaries = static_cast<AVColorPrimaries>(format.primaries);
+        codec->color_trc = static_cast<AVColorTransferCharacteristic>(format.transfer);
+        codec->colorspace = static_cast<AVColorSpace>(format.matrix);
+        codec->chroma_sample_location = static_cast<AVChromaLocation>(format.chromaLocation);
+        codec->sample_aspect_ratio = {format.aspectNumerator, format.aspectDenominator};
+    }
+    for (const NumberedLevel& level : kLevels) {
+        if (level.number == mLevel) codec->level = level.idc;
+    }
+    for (const NamedProfile& profile : kProfiles) {
+        if (profile.number == mProfile) av_opt_set(codec->priv_data, "profile", profile.name, 0);
+    }
+    codec->bit_rate = mBitrate;
+    if (mBitrate == 0) av_opt_set_double(codec->priv_data, "crf", kConstantQuality, 0);
+    av_opt_set(codec->priv_data, "preset", oxa::host::encoderPreset().c_str(), 0);
+    av_opt_set_int(codec->priv_data, "forced-idr", 1, 0);
+    return codec;
+}
+
+void AvcEncoder::closeCodec() {
+    mGraph.start(Conversion(), kMicroseconds);
+    av_packet_free(&mPacket);
+    av_frame_free(&mFrame);
+    avcodec_free_context(&mCodec);
+}
+
+void AvcEncoder::reportFormat() {
+    const sp<AMessage> format = new AMessage;
+    format->setString("mime", "video/avc");
+    format->setInt32("width", mWidth);
+    format->setInt32("height", mHeight);
+    format->setInt32("bitrate", mBitrate);
+    format->setInt32("max-bitrate", mBitrate);
+    format->setInt32("frame-rate", static_cast<int32_t>(std::lround(mFrameRate)));
+    const std::vector<sp<ABuffer>> sets =
+            parameterSets(mCodec->extradata, static_cast<size_t>(mCodec->extradata_size));
+    for (size_t i = 0; i < sets.size(); ++i) {
+        format->setBuffer(("csd-" + std::to_string(i)).c_str(), sets[i]);
+    }
+    client()->onOutputFormat(format);
+}
+
+// ---- Worker
+
+void AvcEncoder::runWorker() {
+    if (!(mQueue != nullptr ? encodeSurface() : encodeInputs())) return;
+    avcodec_send_frame(mCodec, nullptr);
+    if (!receiveUnits()) return;
+    mLate.finish();
+    mUnusable.finish();
+    emitEnd(mLastTimeUs);
+}
+
+bool AvcEncoder::encodeSurface() {
+    for (;;) {
+        QueuedPicture next;
+        bool acquired = false;
+        if (!waitUntil([&] {
+                acquired = mQueue->tryAcquire(&next);
+                return acquired || mQueue->atEnd();
+            })) {
+            return false;
+        }
+        if (!acquired) return true;
+        // All producers make AvPictures.
+        encodePicture(*static_cast<AvPicture*>(next.picture.get())->frame(),
+                      next.timestampNs / 1000);
+        next.picture.clear();
+        mQueue->release();
+        if (!receiveUnits()) return false;
+    }
+}
+
+bool AvcEncoder::encodeInputs() {
+    CodecInput input;
+    for (;;) {
+        switch (nextInput(&input)) {
+            case Next::kStop:
+                return false;
+            case Next::kDrain:
+                continue;
+            case Next::kInput:
+                break;
+        }
+        if (input.buffer->size() > 0) encodeInput(input);
+        client()->onInputConsumed(input.index);
+        if (!receiveUnits()) return false;
+        if (input.flags & MediaCodec::BUFFER_FLAG_EOS) return true;
+    }
+}
+
+void AvcEncoder::encodeInput(const CodecInput& input) {
+    if (input.buffer->size() < static_cast<size_t>(mStride) * mSliceHeight * 3 / 2) {
+        mUnusable.add();
+        return;
+    }
+    AVFrame* picture = av_frame_alloc();
+    if (picture == nullptr) return;
+    const bool semiPlanar = mPixelFormat == AV_PIX_FMT_NV12;
+    picture->width = mWidth;
+    picture->height = mHeight;
+    picture->format = mPixelFormat;
+    picture->linesize[0] = mStride;
+    picture->linesize[1] = picture->linesize[2] = semiPlanar ? mStride : mStride / 2;
+    picture->data[0] = input.buffer->data();
+    picture->data[1] = picture->data[0] + static_cast<size_t>(mStride) * mSliceHeight;
+    if (semiPlanar) {
+        picture->linesize[2] = 0;
+    } else {
+        picture->data[2] = picture->data[1] + static_cast<size_t>(mStride) * mSliceHeight / 4;
+    }
+    // The encoder has copied the pixels when it returns: nobody needs to free them.
+    picture->buf[0] = av_buffer_create(picture->data[0], input.buffer->size(),
+                                       [](void*, uint8_t*) {}, nullptr, AV_BUFFER_FLAG_READONLY);
+    encodePicture(*picture, input.timeUs);
+    av_frame_free(&picture);
+}
+
+void AvcEncoder::encodePicture(const AVFrame& picture, int64_t timeUs) {
+    if (mHasLastTime && timeUs <= mLastTimeUs) {
+        mLate.add();
+        return;
+    }
+    int err = av_frame_ref(mFrame, &picture);
+    if (err >= 0) err = convertPicture();
+    if (err >= 0) {
+        applyParameters();
+        mFrame->pts = timeUs;
+        err = avcodec_send_frame(mCodec, mFrame);
+    }
+    av_frame_unref(mFrame);
+    if (err < 0) {
+        mUnusable.add(err);
+        return;
+    }
+    mHasLastTime = true;
+    mLastTimeUs = timeUs;
+}
+
+int AvcEncoder::convertPicture() {
+    // The same samples; the range is told in the header.
+    if (mFrame->format == AV_PIX_FMT_YUVJ420P && mCodec->color_range == AVCOL_RANGE_JPEG) {
+        mFrame->format = AV_PIX_FMT_YUV420P;
+    }
+    if (mFrame->width == mWidth && mFrame->height == mHeight && mFrame->format == mPixelFormat) {
+        return 0;
+    }
+    const int err = mGraph.push(mFrame);
+    return err < 0 ? err : mGraph.pull(mFrame);
+}
+
+// Also makes the encoder choose the picture's type by itself: the decoder's means nothing here.
+void AvcEncoder::applyParameters() {
+    std::lock_guard<std::mutex> lock(mParametersLock);
+    mFrame->pict_type = mSyncRequested ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
+    mSyncRequested = false;
+    // A constant quality has no bit rate to change.
+    if (mNewBitrate > 0 && mBitrate > 0) mCodec->bit_rate = mNewBitrate;
+    mNewBitrate = 0;
+}
+
+bool AvcEncoder::receiveUnits() {
+    for (;;) {
+        const int err = avcodec_receive_packet(mCodec, mPacket);
+        if (err == AVERROR(EAGAIN) || err == AVERROR_EOF) return true;
+        if (err < 0) {
+            mUnusable.add(err);
+            return true;
+        }
+        CodecOutput output;
+        output.timeUs = mPacket->pts;
+        output.flags = mPacket->flags & AV_PKT_FLAG_KEY ? MediaCodec::BUFFER_FLAG_SYNCFRAME : 0;
+        output.data = new PacketBuffer(mPacket);
+        if (!emit(output)) return false;
+    }
+}
+
+sp<CodecComponent> createAvcEncoder(const AString& /*mime*/) {
+    return new AvcEncoder;
+}
+
+}  // namespace android

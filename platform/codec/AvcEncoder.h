@@ -1,0 +1,100 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <mutex>
+
+#include "codec/ConversionGraph.h"
+#include "codec/DamageCounter.h"
+#include "codec/WorkerComponent.h"
+#include "graphics/PictureQueue.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
+namespace android {
+
+// Encodes pictures as H.264 without B-frames, so that units come in the order of the pictures.
+//
+// Keys of the format: "width" and "height" (needed; odd ones are rounded down to even), "bitrate"
+// in bits per second (0: constant quality), "frame-rate" (30), "i-frame-interval" in seconds (2;
+// 0: only key frames, negative: only the first), "profile" and "level" as the platform numbers them
+// (0: the encoder's choice), and for input by bytes "color-format", "stride" and "slice-height".
+//
+// The encoder opens in start() and reports its output format there, with "csd-0" (SPS) and "csd-1"
+// (PPS); access units hold no parameter sets. The colours of an input surface are taken over as
+// they are known then. A picture of another size or format is converted; one that is not later than
+// the one before is dropped and counted.
+class AvcEncoder : public WorkerComponent {
+  public:
+    AvcEncoder();
+
+    AString name() const override { return AString("c2.linux.avc.encoder"); }
+    status_t configure(const sp<AMessage>& format, const sp<Surface>& surface) override;
+    size_t inputCount() const override { return kInputCount; }
+    size_t inputCapacity() const override { return mInputCapacity; }
+    status_t createInputSurface(sp<IGraphicBufferProducer>* producer) override;
+    status_t signalEndOfInputStream() override;
+    status_t setParameters(const sp<AMessage>& params) override;
+
+  protected:
+    ~AvcEncoder() override;
+
+    status_t openCodec() override;
+    void closeCodec() override;
+    void onStopped() override;
+    void runWorker() override;
+
+  private:
+    class SurfaceListener;
+
+    static constexpr size_t kInputCount = 4;
+
+    status_t readLayout(const sp<AMessage>& format);
+    AVCodecContext* newContext(const AVCodec* encoder) const;
+    void reportFormat();
+
+    // Worker only. The steps answer false when the component is being stopped.
+    bool encodeSurface();
+    bool encodeInputs();
+    bool receiveUnits();
+
+    void encodePicture(const AVFrame& picture, int64_t timeUs);
+    int convertPicture();
+    void encodeInput(const CodecInput& input);
+    void applyParameters();
+
+    // Set by configure, constant while the worker runs.
+    int32_t mWidth = 0;
+    int32_t mHeight = 0;
+    int32_t mBitrate = 0;
+    float mFrameRate = 0;
+    float mKeyIntervalSec = 0;
+    int32_t mProfile = 0;
+    int32_t mLevel = 0;
+    AVPixelFormat mPixelFormat = AV_PIX_FMT_YUV420P;
+    int32_t mStride = 0;  // of the bytes that are queued
+    int32_t mSliceHeight = 0;
+    size_t mInputCapacity = 0;
+    sp<PictureQueue> mQueue;  // null: input by bytes
+
+    std::mutex mParametersLock;
+    int32_t mNewBitrate = 0;     // guarded by mParametersLock; 0: no change
+    bool mSyncRequested = false;  // guarded by mParametersLock
+
+    // Worker only while it runs.
+    AVCodecContext* mCodec = nullptr;
+    AVFrame* mFrame = nullptr;
+    AVPacket* mPacket = nullptr;
+    ConversionGraph mGraph;
+    DamageCounter mLate;
+    DamageCounter mUnusable;
+    bool mHasLastTime = false;
+    int64_t mLastTimeUs = 0;
+};
+
+sp<CodecComponent> createAvcEncoder(const AString& mime);
+
+}  // namespace android

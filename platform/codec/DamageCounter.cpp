@@ -1,0 +1,46 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "codec/DamageCounter.h"
+
+extern "C" {
+#include <libavutil/error.h>
+}
+
+namespace android {
+
+void DamageCounter::start(const std::string& object) {
+    mObject = object;
+    mLastError = 0;
+    mCount = 0;
+    mReported = 0;
+    mNextReport = 1;
+}
+
+void DamageCounter::add(int error) {
+    mLastError = error;
+    if (++mCount < mNextReport) return;
+    mNextReport *= 10;
+    report();
+}
+
+void DamageCounter::finish() {
+    if (mCount > mReported) report();
+}
+
+void DamageCounter::report() {
+    mReported = mCount;
+    oxa::host::Fault fault;
+    fault.source = mSource;
+    fault.object = mObject;
+    fault.cause = mWhat;
+    if (mLastError < 0) {
+        char text[AV_ERROR_MAX_STRING_SIZE] = {};
+        av_strerror(mLastError, text, sizeof(text));
+        fault.cause += std::string(": ") + text;
+    }
+    fault.count = mCount;
+    oxa::host::reportFault(fault);
+}
+
+}  // namespace android
