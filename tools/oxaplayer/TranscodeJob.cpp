@@ -33,7 +33,7 @@ TranscodeJob::TranscodeJob(const Work& work, std::shared_ptr<EventQueue> queue, 
       mReport(report),
       mWarnings([report](const std::string& text) { report->warning(text); }),
       mMeter(nowUs(), work.durationUs),
-      mWritten{-1, -1, 0, 0},
+      mWritten{-1, -1, 0},
       mLastActivityUs(nowUs()) {}
 
 std::optional<Failure> TranscodeJob::run() {
@@ -143,14 +143,14 @@ void TranscodeJob::fail(ExitCode code, const std::string& text) {
 }
 
 bool TranscodeJob::hasOutput() const {
-    return mWritten.videoFrames > 0 || mWritten.audioSamples > 0;
+    return mWritten.videoTimeUs >= 0 || mWritten.audioTimeUs >= 0;
 }
 
 void TranscodeJob::updateProgress() {
     android::_TRANSCODE_PROGRESS written = mWritten;
     if (mPlayer->getTranscodeProgress(&written) != OK) return;
     if (written.videoFrames != mWritten.videoFrames ||
-        written.audioSamples != mWritten.audioSamples) {
+        written.audioTimeUs != mWritten.audioTimeUs) {
         mLastActivityUs = nowUs();
     }
     mWritten = written;

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 
+#include "Arguments.h"
 #include "EventQueue.h"
 #include "ExitCode.h"
 #include "FaultWarnings.h"
