@@ -53,7 +53,12 @@ AVCodecID codecForMime(const AString& mime) {
     for (const MimeType& type : kMimeTypes) {
         if (mime.equalsIgnoreCase(type.mime)) return type.codec;
     }
-    return AV_CODEC_ID_NONE;
+    // A codec without a type of its own goes by libavcodec's name for it.
+    static const char kOtherPrefix[] = "video/x-";
+    if (!mime.startsWithIgnoreCase(kOtherPrefix)) return AV_CODEC_ID_NONE;
+    const AVCodecDescriptor* other =
+            avcodec_descriptor_get_by_name(mime.c_str() + strlen(kOtherPrefix));
+    return other == nullptr ? AV_CODEC_ID_NONE : other->id;
 }
 
 // "csd-0", "csd-1", ... one after the other.

@@ -9,6 +9,8 @@
 #include <deque>
 #include <mutex>
 
+#include "codec/AacEncoder.h"
+#include "codec/AvAudioDecoder.h"
 #include "codec/AvVideoDecoder.h"
 #include "codec/AvcEncoder.h"
 
@@ -18,6 +20,10 @@ namespace {
 
 constexpr CodecDirection kDecoder = CodecDirection::kDecoder;
 constexpr CodecDirection kEncoder = CodecDirection::kEncoder;
+
+sp<CodecComponent> createAac(const AString& /*mime*/) {
+    return createAacEncoder();
+}
 
 std::mutex gRowsLock;
 // Rows never move: they are handed out by address. Guarded by gRowsLock.
@@ -33,6 +39,15 @@ std::deque<ComponentRow> gRows = {
         {"video/3gpp", kDecoder, createAvVideoDecoder},
         {"video/mjpeg", kDecoder, createAvVideoDecoder},
         {"video/*", kDecoder, createAvVideoDecoder},
+        {"audio/mp4a-latm", kEncoder, createAac},
+        {"audio/mp4a-latm", kDecoder, createAvAudioDecoder},
+        {"audio/mpeg", kDecoder, createAvAudioDecoder},
+        {"audio/opus", kDecoder, createAvAudioDecoder},
+        {"audio/vorbis", kDecoder, createAvAudioDecoder},
+        {"audio/flac", kDecoder, createAvAudioDecoder},
+        {"audio/ac3", kDecoder, createAvAudioDecoder},
+        {"audio/raw", kDecoder, createAvAudioDecoder},
+        {"audio/*", kDecoder, createAvAudioDecoder},
 };
 
 bool serves(const ComponentRow& row, const AString& mime) {
