@@ -1,0 +1,408 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+#include <gui/Surface.h>
+#include <media/stagefright/MediaCodec.h>
+#include <oxa/host/FaultListener.h>
+
+#include <cmath>
+#include <cstring>
+#include <mutex>
+#include <random>
+
+#include "codec/AvAudioDecoder.h"
+#include "platform/codec/AudioComponentDriver.h"
+#include "platform/codec/AudioPackets.h"
+#include "support/ProcessRunner.h"
+#include "support/Sound.h"
+#include "support/TempDir.h"
+#include "support/TestClips.h"
+
+namespace android {
+namespace {
+
+using namespace oxa::test;
+
+sp<CodecComponent> newDecoder() { return createAvAudioDecoder("audio/x-any"); }
+
+std::vector<int16_t> pcmOf(const std::vector<AudioComponentDriver::Output>& outputs) {
+    std::vector<int16_t> pcm;
+    for (const auto& output : outputs) {
+        const auto* samples = reinterpret_cast<const int16_t*>(output.bytes.data());
+        pcm.insert(pcm.end(), samples, samples + output.bytes.size() / sizeof(int16_t));
+    }
+    return pcm;
+}
+
+// What the `ffmpeg` command decodes, as interleaved 16-bit samples.
+std::vector<int16_t> commandPcm(const std::string& path) {
+    const std::string out =
+            runOrDie({"ffmpeg", "-loglevel", "error", "-nostdin", "-i", path, "-map", "0:a:0",
+                      "-c:a", "pcm_s16le", "-f", "s16le", "-"})
+                    .out;
+    std::vector<int16_t> pcm(out.size() / sizeof(int16_t));
+    memcpy(pcm.data(), out.data(), pcm.size() * sizeof(int16_t));
+    return pcm;
+}
+
+int largestDifference(const std::vector<int16_t>& a, const std::vector<int16_t>& b) {
+    int largest = 0;
+    for (size_t i = 0; i < std::min(a.size(), b.size()); ++i) {
+        largest = std::max(largest, std::abs(a[i] - b[i]));
+    }
+    return largest;
+}
+
+int32_t int32Of(const sp<AMessage>& format, const char* key) {
+    int32_t value = -1;
+    format->findInt32(key, &value);
+    return value;
+}
+
+// Collects the faults that are told while it lives.
+class FaultCollector {
+  public:
+    FaultCollector() {
+        mId = oxa::host::addFaultListener([this](const oxa::host::Fault& fault) {
+            std::lock_guard<std::mutex> lock(mLock);
+            mFaults.push_back(fault);
+        });
+    }
+    ~FaultCollector() { oxa::host::removeFaultListener(mId); }
+    std::vector<oxa::host::Fault> faults() {
+        std::lock_guard<std::mutex> lock(mLock);
+        return mFaults;
+    }
+
+  private:
+    int mId;
+    std::mutex mLock;
+    std::vector<oxa::host::Fault> mFaults;
+};
+
+// Each output: at most 2,048 frames, no room beyond its size, and its time the end of the former.
+void expectWellCut(const AudioComponentDriver& driver, double maxStepUs) {
+    const int channels = int32Of(driver.formats()[0], "channel-count");
+    const int sampleRate = int32Of(driver.formats()[0], "sample-rate");
+    double nextUs = driver.outputs().empty() ? 0 : driver.outputs()[0].timeUs;
+    for (const auto& output : driver.outputs()) {
+        const size_t frames = output.bytes.size() / sizeof(int16_t) / channels;
+        EXPECT_EQ(output.bytes.size(), output.capacity);
+        EXPECT_LE(frames, 2048u);
+        EXPECT_GT(frames, 0u);
+        EXPECT_NEAR(output.timeUs, nextUs, maxStepUs);
+        nextUs = output.timeUs + 1e6 * frames / sampleRate;
+    }
+}
+
+struct Source {
+    const char* name;
+    std::string (*path)();
+};
+void PrintTo(const Source& source, std::ostream* out) { *out << source.name; }
+
+std::string toneFile(const char* codec, const char* extension, int channels, int sampleRate,
+                     std::vector<std::string> arguments = {}) {
+    ClipOptions options;
+    options.audioCodec = codec;
+    options.extension = extension;
+    options.sampleRate = sampleRate;
+    options.audioArguments = std::move(arguments);
+    std::vector<double> frequencies;
+    for (int channel = 0; channel < channels; ++channel) frequencies.push_back(300 + 130 * channel);
+    return sineClip(frequencies, 0.4, options);
+}
+
+// Packets of more than a megabyte.
+std::string largeBlocks() {
+    const std::string noise = TempDir::ofProcess().file("noise.mka");
+    runOrDie({"ffmpeg", "-loglevel", "error", "-nostdin", "-y", "-f", "lavfi", "-i",
+              "anoisesrc=r=48000:d=4:a=0.9:seed=7,aformat=channel_layouts=mono,"
+              "pan=7.1|c0=c0|c1=-1*c0|c2=0.5*c0|c3=0.7*c0|c4=0.3*c0|c5=c0|c6=0.9*c0|c7=0.2*c0",
+              "-c:a", "flac", "-frame_size", "65535", noise});
+    return noise;
+}
+
+class AudioDecoderSourceTest : public testing::TestWithParam<Source> {};
+
+// Fails when priming or padding is not trimmed as the container says, when a tail stays in the
+// decoder or the converter, when channels are swapped, or when cutting loses or repeats samples.
+TEST_P(AudioDecoderSourceTest, GivesTheSamplesThatTheCommandGives) {
+    const std::string path = GetParam().path();
+    const AudioPackets source(path);
+    ASSERT_NE(source.track, nullptr);
+    AudioComponentDriver driver(newDecoder());
+    ASSERT_EQ(driver.start(source.format()), OK);
+    ASSERT_TRUE(source.feed(&driver));
+    ASSERT_TRUE(driver.queueEnd());
+    ASSERT_TRUE(driver.waitForEnd());
+    EXPECT_TRUE(driver.inOrder());
+    ASSERT_EQ(driver.formats().size(), 1u);
+    AString mime;
+    EXPECT_TRUE(driver.formats()[0]->findString("mime", &mime));
+    EXPECT_STREQ(mime.c_str(), "audio/raw");
+    EXPECT_EQ(int32Of(driver.formats()[0], "pcm-encoding"), 2);
+
+    const std::vector<int16_t> expected = commandPcm(path);
+    const std::vector<int16_t> pcm = pcmOf(driver.outputs());
+    ASSERT_FALSE(expected.empty());
+    EXPECT_EQ(pcm.size(), expected.size());
+    EXPECT_LE(largestDifference(pcm, expected), 1);
+
+    const Sound reference = decodeSound(path);
+    EXPECT_EQ(int32Of(driver.formats()[0], "channel-count"), reference.channels);
+    EXPECT_EQ(int32Of(driver.formats()[0], "sample-rate"), reference.sampleRate);
+    EXPECT_NEAR(driver.outputs()[0].timeUs, reference.timeUs(0), 1.5);
+    expectWellCut(driver, 10001);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Files, AudioDecoderSourceTest,
+        testing::Values(
+                Source{"aac_mp4", [] { return mediaPath("flower_540p_h264_aac.mp4"); }},
+                Source{"aac_late_mp4", [] { return mediaPath("friday_audio_starts_1200ms.mp4"); }},
+                Source{"aac_51_ts", [] { return mediaPath("bunny_360p_aac51.ts"); }},
+                Source{"aac_8khz", [] { return mediaPath("nasa_multistream.mp4"); }},
+                Source{"vorbis_webm", [] { return mediaPath("flower_540p_vp8_vorbis.webm"); }},
+                Source{"mp2_ts", [] { return mediaPath("bunny_480i_tff_mpeg2_mp2.ts"); }},
+                Source{"mp3_avi", [] { return mediaPath("bird_mpeg4asp_mp3.avi"); }},
+                Source{"mp3_with_delay", [] { return mediaPath("roar.mp3"); }},
+                Source{"mp3_mono_8khz", [] { return toneFile("libmp3lame", "mp3", 1, 8000); }},
+                Source{"opus_preskip", [] { return toneFile("libopus", "mkv", 2, 48000); }},
+                Source{"ac3_51", [] { return toneFile("ac3", "ac3", 6, 48000); }},
+                Source{"alac_44100", [] { return toneFile("alac", "m4a", 2, 44100); }},
+                Source{"flac_24_bit",
+                       [] { return toneFile("flac", "flac", 2, 96000, {"-sample_fmt", "s32"}); }},
+                Source{"flac_large_blocks", largeBlocks},
+                Source{"pcm_71", [] { return toneFile("pcm_s24le", "wav", 8, 48000); }},
+                Source{"pcm_12_channels", [] { return toneFile("pcm_s16le", "wav", 12, 44100); }},
+                Source{"pcm_float_mono", [] { return toneFile("pcm_f32le", "wav", 1, 22050); }},
+                Source{"tiny_frames", [] { return toneFile("truehd", "mkv", 2, 48000); }}),
+        [](const auto& info) { return std::string(info.param.name); });
+
+// A stream that says in its header that bands above half the rate follow (HE-AAC) comes out with
+// the doubled rate; taken for the plain rate it would sound an octave low.
+TEST(AudioDecoderTest, HeAacComesOutWithItsRealRate) {
+    const AudioPackets source(toneFile("aac", "m4a", 1, 22050));
+    ASSERT_NE(source.track, nullptr);
+    // Object type 5 (SBR), index 7 (22,050 Hz), one channel, extended index 4 (44,100 Hz), type 2.
+    const uint8_t config[] = {0x2B, 0x8A, 0x08, 0x00};
+    sp<AMessage> format = new AMessage;
+    format->setString("mime", "audio/mp4a-latm");
+    format->setInt32("channel-count", 1);
+    format->setInt32("sample-rate", 22050);
+    format->setBuffer("csd-0", ABuffer::CreateAsCopy(config, sizeof(config)));
+    AudioComponentDriver driver(createAvAudioDecoder("audio/mp4a-latm"));
+    ASSERT_EQ(driver.start(format), OK);
+    ASSERT_TRUE(source.feed(&driver));
+    ASSERT_TRUE(driver.queueEnd());
+    ASSERT_TRUE(driver.waitForEnd());
+    ASSERT_EQ(driver.formats().size(), 1u);
+    ASSERT_EQ(int32Of(driver.formats()[0], "sample-rate"), 44100);
+    const int channels = int32Of(driver.formats()[0], "channel-count");
+    const Sound sound = soundFromPcm(pcmOf(driver.outputs()), channels, 44100);
+    EXPECT_NEAR(sound.seconds(), 3, 0.1);
+    EXPECT_NEAR(dominantFrequency(window(sound.channel(0), 44100, 1, 1), 44100), 300, 2);
+    expectWellCut(driver, 2);
+}
+
+// The client hears of one format; the second part, with another rate and another number of
+// channels, must come in the first part's shape, with its pitch, length and place in time.
+TEST(AudioDecoderTest, ALaterChangeIsConvertedToTheFirstFormat) {
+    const std::string path = TempDir::ofProcess().file("joined.aac");
+    ASSERT_TRUE(writeFile(path, readFile(toneFile("aac", "aac", 2, 48000)) +
+                                        readFile(toneFile("aac", "aac", 1, 32000))));
+    const AudioPackets source(path);
+    AudioComponentDriver driver(newDecoder());
+    ASSERT_EQ(driver.start(source.format()), OK);
+    ASSERT_TRUE(source.feed(&driver));
+    ASSERT_TRUE(driver.queueEnd());
+    ASSERT_TRUE(driver.waitForEnd());
+    ASSERT_EQ(driver.formats().size(), 1u);
+    EXPECT_EQ(int32Of(driver.formats()[0], "channel-count"), 2);
+    EXPECT_EQ(int32Of(driver.formats()[0], "sample-rate"), 48000);
+    const Sound sound = soundFromPcm(pcmOf(driver.outputs()), 2, 48000);
+    EXPECT_NEAR(sound.seconds(), 6, 0.15);
+    EXPECT_NEAR(dominantFrequency(window(sound.channel(1), 48000, 1, 1), 48000), 430, 2);
+    EXPECT_NEAR(dominantFrequency(window(sound.channel(1), 48000, 4, 1), 48000), 300, 2);
+    // A mono part goes to both sides at -3 dB.
+    EXPECT_NEAR(toneDb(window(sound.channel(0), 48000, 4, 1), 48000, 300),
+                20 * std::log10(0.4) - 3.01, 0.5);
+}
+
+TEST(AudioDecoderTest, TimesFollowAJumpOfTheStream) {
+    const AudioPackets source(mediaPath("flower_540p_h264_aac.mp4"));
+    ASSERT_GT(source.packets.size(), 150u);
+    AudioComponentDriver driver(newDecoder());
+    ASSERT_EQ(driver.start(source.format()), OK);
+    ASSERT_TRUE(source.feed(&driver, 0, 50));
+    ASSERT_TRUE(source.feed(&driver, 100));
+    ASSERT_TRUE(driver.queueEnd());
+    ASSERT_TRUE(driver.waitForEnd());
+    int jumps = 0;
+    for (size_t i = 1; i < driver.outputs().size(); ++i) {
+        const int64_t stepUs = driver.outputs()[i].timeUs - driver.outputs()[i - 1].timeUs;
+        if (stepUs < 30000) continue;
+        ++jumps;
+        EXPECT_NEAR(stepUs, 51 * 1024e6 / 48000, 3);
+    }
+    EXPECT_EQ(jumps, 1);
+    const Sound reference = decodeSound(mediaPath("flower_540p_h264_aac.mp4"));
+    const auto& last = driver.outputs().back();
+    EXPECT_NEAR(last.timeUs + last.bytes.size() / 4 * 1e6 / 48000,
+                reference.timeUs(reference.frames()), 3);
+}
+
+struct Damage {
+    const char* name;
+    size_t from;
+    size_t to;
+    bool cut;  // shortened instead of overwritten
+};
+void PrintTo(const Damage& damage, std::ostream* out) { *out << damage.name; }
+
+class AudioDecoderDamageTest : public testing::TestWithParam<Damage> {};
+
+// What is behind the damage must be what it is without damage, at the same time; the client gets no
+// error, and the listener hears of it a few times, not for every packet.
+TEST_P(AudioDecoderDamageTest, DamageIsSkippedAndCounted) {
+    const Damage& damage = GetParam();
+    const std::string path = mediaPath("flower_540p_h264_aac.mp4");
+    AudioPackets source(path);
+    std::mt19937 random(3);
+    const size_t end = std::min(damage.to, source.packets.size());
+    for (size_t i = damage.from; i < end; ++i) {
+        AVPacket* packet = source.packets[i].get();
+        ASSERT_GE(av_packet_make_writable(packet), 0);
+        if (damage.cut) {
+            av_shrink_packet(packet, packet->size / 3);
+        } else {
+            for (int byte = 0; byte < packet->size; ++byte) {
+                packet->data[byte] = static_cast<uint8_t>(random());
+            }
+        }
+    }
+    FaultCollector collector;
+    AudioComponentDriver driver(newDecoder());
+    ASSERT_EQ(driver.start(source.format()), OK);
+    ASSERT_TRUE(source.feed(&driver));
+    ASSERT_TRUE(driver.queueEnd());
+    ASSERT_TRUE(driver.waitForEnd());
+    EXPECT_TRUE(driver.inOrder());
+    EXPECT_EQ(driver.errors(), 0);
+    EXPECT_EQ(driver.formats().size(), 1u);
+
+    const auto faults = collector.faults();
+    ASSERT_FALSE(faults.empty());
+    EXPECT_LE(faults.size(), 4u);
+    EXPECT_EQ(faults.front().count, 1u);
+    for (const auto& fault : faults) {
+        EXPECT_EQ(fault.source, oxa::host::FaultSource::kDecoder);
+        EXPECT_FALSE(fault.ended);
+    }
+
+    if (end + 20 > source.packets.size()) return;
+    const std::vector<int16_t> whole = commandPcm(path);
+    const Sound reference = decodeSound(path);
+    size_t compared = 0;
+    const int64_t healthyFromUs = source.timeUs(*source.packets[end + 2]);
+    for (const auto& output : driver.outputs()) {
+        if (output.timeUs < healthyFromUs) continue;
+        const auto first = static_cast<size_t>(
+                std::lround((output.timeUs - reference.timeUs(0)) * 48000 / 1e6) * 2);
+        const auto* samples = reinterpret_cast<const int16_t*>(output.bytes.data());
+        for (size_t i = 0; i < output.bytes.size() / 2; ++i, ++compared) {
+            ASSERT_LT(first + i, whole.size());
+            ASSERT_NEAR(samples[i], whole[first + i], 1);
+        }
+    }
+    EXPECT_GT(compared, 48000u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Packets, AudioDecoderDamageTest,
+                         testing::Values(Damage{"one_cut", 60, 61, true},
+                                         Damage{"forty_overwritten", 60, 100, false},
+                                         Damage{"the_first_ones", 0, 15, true},
+                                         Damage{"all", 0, SIZE_MAX, false}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// A client sets its sound up when it hears the format: it must hear one even if nothing decodes.
+TEST(AudioDecoderTest, EndWithNothingDecodedHasAFormat) {
+    const AudioPackets source(mediaPath("roar.mp3"));
+    AudioComponentDriver driver(newDecoder());
+    ASSERT_EQ(driver.start(source.format()), OK);
+    ASSERT_TRUE(driver.queue(nullptr, 0, 0));
+    ASSERT_TRUE(driver.queueEnd());
+    ASSERT_TRUE(driver.waitForEnd());
+    EXPECT_TRUE(driver.inOrder());
+    EXPECT_TRUE(driver.outputs().empty());
+    ASSERT_EQ(driver.formats().size(), 1u);
+    EXPECT_EQ(int32Of(driver.formats()[0], "channel-count"), 2);
+    EXPECT_EQ(int32Of(driver.formats()[0], "sample-rate"), 44100);
+}
+
+TEST(AudioDecoderTest, TheEndMayComeWithTheLastPacket) {
+    const AudioPackets source(mediaPath("roar.mp3"));
+    const size_t last = source.packets.size() - 1;
+    AudioComponentDriver driver(newDecoder());
+    ASSERT_EQ(driver.start(source.format()), OK);
+    ASSERT_TRUE(source.feed(&driver, 0, last));
+    const AVPacket& packet = *source.packets[last];
+    source.track->pushSample(packet, source.timeUs(packet));
+    ASSERT_TRUE(driver.queue(packet.data, packet.size, source.timeUs(packet),
+                             MediaCodec::BUFFER_FLAG_EOS));
+    ASSERT_TRUE(driver.waitForEnd());
+    EXPECT_EQ(pcmOf(driver.outputs()).size(), commandPcm(mediaPath("roar.mp3")).size());
+}
+
+// Stop comes while the worker decodes, waits for input, or waits for a client that keeps all
+// outputs; afterwards the same component decodes the whole file.
+TEST(AudioDecoderTest, StopsAtAnyMomentAndStartsAgain) {
+    const AudioPackets source(mediaPath("roar.mp3"));
+    const sp<CodecComponent> decoder = newDecoder();
+    std::mt19937 random(11);
+    for (int round = 0; round < 40; ++round) {
+        AudioComponentDriver driver(decoder);
+        if (round % 2 == 0) driver.holdOutputs();
+        ASSERT_EQ(driver.start(source.format()), OK);
+        // With held outputs inputs come back only until the worker waits.
+        ASSERT_TRUE(source.feed(&driver, 0, round % 2 == 0 ? 4 + random() % 3 : random() % 60));
+        if (round % 4 == 3) {
+            ASSERT_TRUE(driver.queueEnd());
+        }
+        driver.stop();
+        driver.stop();
+        EXPECT_TRUE(driver.inOrder());
+        source.track->clearSamples();
+    }
+    AudioComponentDriver driver(decoder);
+    ASSERT_EQ(driver.start(source.format()), OK);
+    ASSERT_TRUE(source.feed(&driver));
+    ASSERT_TRUE(driver.queueEnd());
+    ASSERT_TRUE(driver.waitForEnd());
+    EXPECT_EQ(pcmOf(driver.outputs()), commandPcm(mediaPath("roar.mp3")));
+}
+
+TEST(AudioDecoderTest, RefusesWhatItCannotDecode) {
+    EXPECT_EQ(createAvAudioDecoder("video/avc"), nullptr);
+    sp<AMessage> format = new AMessage;
+    format->setString("mime", "audio/unheard-of");
+    format->setInt32("channel-count", 2);
+    format->setInt32("sample-rate", 48000);
+    const sp<CodecComponent> unknown = createAvAudioDecoder("audio/unheard-of");
+    EXPECT_EQ(unknown->configure(format, nullptr), BAD_VALUE);
+
+    const sp<CodecComponent> aac = createAvAudioDecoder("audio/mp4a-latm");
+    EXPECT_STREQ(aac->name().c_str(), "c2.linux.aac.decoder");
+    EXPECT_EQ(aac->configure(new AMessage, nullptr), BAD_VALUE);
+    AudioComponentDriver driver(aac);
+    EXPECT_EQ(aac->start(&driver), INVALID_OPERATION);
+
+    format->setInt32("max-input-size", 8 * 1024 * 1024);
+    EXPECT_EQ(aac->configure(format, nullptr), OK);
+    EXPECT_EQ(aac->inputCapacity(), 8u * 1024 * 1024);
+}
+
+}  // namespace
+}  // namespace android

@@ -1,0 +1,544 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+#include <gui/Surface.h>
+#include <media/stagefright/MediaCodec.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+
+#include "codec/AacEncoder.h"
+#include "codec/AvAudioDecoder.h"
+#include "platform/codec/AudioComponentDriver.h"
+#include "platform/codec/AudioPackets.h"
+#include "support/MediaReader.h"
+#include "support/ProcessRunner.h"
+#include "support/Sound.h"
+#include "support/TempDir.h"
+#include "support/TestClips.h"
+
+namespace android {
+namespace {
+
+using namespace oxa::test;
+
+constexpr int kUnitFrames = 1024;
+
+struct Shape {
+    int channels;
+    int sampleRate;
+};
+
+sp<AMessage> encoderFormat(Shape pcm, Shape stream = {0, 0}) {
+    sp<AMessage> format = new AMessage;
+    format->setString("mime", "audio/mp4a-latm");
+    format->setInt32("channel-count", pcm.channels);
+    format->setInt32("sample-rate", pcm.sampleRate);
+    format->setInt32("audio-chan-count", stream.channels);
+    format->setInt32("audio-samp-rate", stream.sampleRate);
+    format->setInt32("aac-profile", 2);
+    format->setInt32("bitrate", 128000);
+    format->setInt32("max-input-size", 92160);
+    return format;
+}
+
+// Interleaved 16-bit samples from one vector for each channel.
+std::vector<int16_t> interleave(const std::vector<std::vector<float>>& channels) {
+    std::vector<int16_t> pcm;
+    for (size_t i = 0; i < channels[0].size(); ++i) {
+        for (const auto& channel : channels) {
+            pcm.push_back(static_cast<int16_t>(std::lround(channel[i] * 32767)));
+        }
+    }
+    return pcm;
+}
+
+// Feeds PCM in blocks, stamped from `firstStampUs` on.
+struct Feeder {
+    AudioComponentDriver* driver;
+    Shape shape;
+    int64_t firstStampUs = 0;
+    size_t blockFrames = 2048;
+
+    bool feed(const std::vector<int16_t>& pcm) const {
+        const size_t frames = pcm.size() / shape.channels;
+        for (size_t at = 0; at < frames; at += blockFrames) {
+            const size_t count = std::min(blockFrames, frames - at);
+            const int64_t timeUs = firstStampUs + std::llround(1e6 * at / shape.sampleRate);
+            if (!driver->queue(pcm.data() + at * shape.channels,
+                               count * shape.channels * sizeof(int16_t), timeUs)) {
+                return false;
+            }
+        }
+        return true;
+    }
+};
+
+// What a stream decodes to, priming included: frame 0 is the first frame of the first unit.
+Sound decodeUnits(const AudioComponentDriver& driver) {
+    Sound sound;
+    sp<ABuffer> config;
+    driver.formats()[0]->findBuffer("csd-0", &config);
+    const AVCodec* decoder = avcodec_find_decoder(AV_CODEC_ID_AAC);
+    CodecContextPtr codec(avcodec_alloc_context3(decoder));
+    codec->extradata = static_cast<uint8_t*>(
+            av_mallocz(config->size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    memcpy(codec->extradata, config->data(), config->size());
+    codec->extradata_size = static_cast<int>(config->size());
+    EXPECT_GE(avcodec_open2(codec.get(), decoder, nullptr), 0);
+    PacketPtr packet(av_packet_alloc());
+    FramePtr frame(av_frame_alloc());
+    for (const auto& unit : driver.outputs()) {
+        av_new_packet(packet.get(), static_cast<int>(unit.bytes.size()));
+        memcpy(packet->data, unit.bytes.data(), unit.bytes.size());
+        EXPECT_GE(avcodec_send_packet(codec.get(), packet.get()), 0);
+        av_packet_unref(packet.get());
+        while (avcodec_receive_frame(codec.get(), frame.get()) >= 0) {
+            sound.sampleRate = frame->sample_rate;
+            sound.channels = frame->ch_layout.nb_channels;
+            sound.blocks.emplace_back(sound.frames(), unit.timeUs);
+            for (int i = 0; i < frame->nb_samples; ++i) {
+                for (int c = 0; c < sound.channels; ++c) {
+                    sound.samples.push_back(reinterpret_cast<float*>(frame->extended_data[c])[i]);
+                }
+            }
+        }
+    }
+    return sound;
+}
+
+int32_t int32Of(const sp<AMessage>& format, const char* key) {
+    int32_t value = -1;
+    format->findInt32(key, &value);
+    return value;
+}
+
+// Encodes all of it and checks what holds for every stream: order, marks, and times that count
+// samples from one unit of priming before the first stamp.
+Sound encodeAndDecode(AudioComponentDriver* driver, const sp<AMessage>& format, const Feeder& feeder,
+                      const std::vector<int16_t>& pcm) {
+    EXPECT_EQ(driver->start(format), OK);
+    EXPECT_EQ(driver->formats().size(), 1u) << "the format must not wait for data";
+    EXPECT_TRUE(feeder.feed(pcm));
+    EXPECT_TRUE(driver->queueEnd());
+    EXPECT_TRUE(driver->waitForEnd());
+    EXPECT_TRUE(driver->inOrder());
+    EXPECT_EQ(driver->formats().size(), 1u);
+    const int rate = int32Of(driver->formats()[0], "sample-rate");
+    for (size_t k = 0; k < driver->outputs().size(); ++k) {
+        const auto& unit = driver->outputs()[k];
+        EXPECT_EQ(unit.flags, static_cast<uint32_t>(MediaCodec::BUFFER_FLAG_SYNCFRAME));
+        EXPECT_NEAR(unit.timeUs,
+                    feeder.firstStampUs + (static_cast<double>(k) - 1) * kUnitFrames * 1e6 / rate,
+                    1.5);
+    }
+    return decodeUnits(*driver);
+}
+
+struct Conversion {
+    const char* name;
+    Shape pcm;
+    Shape stream;  // 0: as the PCM
+    int64_t firstStampUs;
+};
+void PrintTo(const Conversion& conversion, std::ostream* out) { *out << conversion.name; }
+
+class AacEncoderTimeTest : public testing::TestWithParam<Conversion> {};
+
+// Fails when priming or the resampler's delay moves sound against picture, when the tail is lost,
+// or when the last unit is silence only.
+TEST_P(AacEncoderTimeTest, ClickAndToneAreWhereTheyWere) {
+    const Conversion& conversion = GetParam();
+    const int inRate = conversion.pcm.sampleRate;
+    const int rate = conversion.stream.sampleRate > 0 ? conversion.stream.sampleRate : inRate;
+    constexpr double kSeconds = 2.0301;
+    constexpr double kClickSeconds = 0.7;
+    const auto frames = static_cast<size_t>(kSeconds * inRate);
+    std::vector<float> wave(frames, 0.0f);
+    // One period of a raised cosine, 2 ms, and a tone in the last half second, up to the end.
+    const int half = inRate / 1000;
+    const int centre = static_cast<int>(kClickSeconds * inRate);
+    for (int i = -half; i <= half; ++i) {
+        wave[centre + i] = static_cast<float>(0.45 + 0.45 * std::cos(M_PI * i / half));
+    }
+    const auto toneStart = static_cast<size_t>(1.5 * inRate);
+    for (size_t i = toneStart; i < frames; ++i) {
+        wave[i] = static_cast<float>(0.3 * std::sin(2 * M_PI * 500 * i / inRate));
+    }
+    AudioComponentDriver driver(createAacEncoder());
+    const Feeder feeder = {&driver, conversion.pcm, conversion.firstStampUs};
+    const Sound sound = encodeAndDecode(
+            &driver, encoderFormat(conversion.pcm, conversion.stream), feeder,
+            interleave(std::vector<std::vector<float>>(conversion.pcm.channels, wave)));
+    ASSERT_EQ(sound.sampleRate, rate);
+
+    const std::vector<float> mono = sound.channel(0);
+    const size_t click = peakPosition(window(mono, rate, 0, 1.2));
+    EXPECT_NEAR(sound.timeUs(static_cast<double>(click)),
+                conversion.firstStampUs + kClickSeconds * 1e6, 1000);
+
+    const double realFrames = static_cast<double>(sound.frames()) - kUnitFrames;
+    EXPECT_GE(realFrames, kSeconds * rate - 1);
+    EXPECT_LT(realFrames, kSeconds * rate + kUnitFrames);
+    // The last 20 ms of the input are there, at the level they had.
+    const double end = kSeconds + 1.0 * kUnitFrames / rate;
+    EXPECT_NEAR(levelDb(window(mono, rate, end - 0.022, 0.02)),
+                20 * std::log10(0.3) - 3.01 + (sound.channels > conversion.pcm.channels ? -3.01 : 0),
+                1.5);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Shapes, AacEncoderTimeTest,
+        testing::Values(Conversion{"stereo_48k", {2, 48000}, {0, 0}, 0},
+                        Conversion{"stereo_44k1_later", {2, 44100}, {2, 44100}, 1234567},
+                        Conversion{"mono_44k1_to_stereo_48k", {1, 44100}, {2, 48000}, 0},
+                        Conversion{"stereo_48k_to_44k1", {2, 48000}, {2, 44100}, -21333},
+                        Conversion{"mono_8k", {1, 8000}, {1, 8000}, 0},
+                        Conversion{"mono_8k_to_48k", {1, 8000}, {1, 48000}, 40},
+                        Conversion{"stereo_96k_to_24k", {2, 96000}, {2, 24000}, 0},
+                        Conversion{"odd_rate_to_48k", {1, 37800}, {1, 48000}, 0}),
+        [](const auto& info) { return std::string(info.param.name); });
+
+struct Mix {
+    const char* layout;  // the command's name
+    int channels;
+    const char* streamLayout;
+    int streamChannels;
+};
+constexpr double kMixAmplitude = 0.2;
+
+void PrintTo(const Mix& mix, std::ostream* out) {
+    *out << mix.layout << " to " << mix.streamLayout;
+}
+
+std::vector<double> channelFrequencies(int channels) {
+    std::vector<double> frequencies;
+    // Low enough for the band-limited bass channel that AAC codes up to about 100 Hz apart.
+    for (int channel = 0; channel < channels; ++channel) frequencies.push_back(60 + 230 * channel);
+    if (channels > 3) std::swap(frequencies[0], frequencies[3]);
+    return frequencies;
+}
+
+void expectSameLevels(const Sound& ours, const Sound& theirs, const std::vector<double>& frequencies) {
+    ASSERT_EQ(ours.channels, theirs.channels);
+    ASSERT_EQ(ours.sampleRate, theirs.sampleRate);
+    constexpr double kAudibleDb = -45;
+    int audible = 0;
+    for (int channel = 0; channel < ours.channels; ++channel) {
+        const auto mine = window(ours.channel(channel), ours.sampleRate, 0.5, 2);
+        const auto other = window(theirs.channel(channel), theirs.sampleRate, 0.5, 2);
+        for (double frequency : frequencies) {
+            const double level = toneDb(mine, ours.sampleRate, frequency);
+            const double expected = toneDb(other, theirs.sampleRate, frequency);
+            if (level < kAudibleDb && expected < kAudibleDb) continue;
+            ++audible;
+            EXPECT_NEAR(level, expected, 0.5) << "channel " << channel << ", " << frequency << " Hz";
+        }
+    }
+    EXPECT_GT(audible, 0);
+}
+
+class AacEncoderMixTest : public testing::TestWithParam<Mix> {};
+
+// Each channel has a tone of its own, so a swapped, lost or attenuated channel shows.
+TEST_P(AacEncoderMixTest, LevelsAreThoseOfTheCommand) {
+    const Mix& mix = GetParam();
+    const std::vector<double> frequencies = channelFrequencies(mix.channels);
+    ClipOptions options;
+    options.extension = "wav";
+    options.audioCodec = "pcm_s16le";
+    const std::string source = sineClip(frequencies, kMixAmplitude, options, mix.layout);
+    const std::string target = TempDir::ofProcess().file("mix.m4a");
+    runOrDie({"ffmpeg", "-loglevel", "error", "-nostdin", "-y", "-i", source, "-c:a", "aac", "-b:a",
+              "128k", "-af", std::string("aformat=channel_layouts=") + mix.streamLayout, target});
+
+    std::vector<std::vector<float>> waves;
+    for (double frequency : frequencies) {
+        waves.push_back(sine(frequency, kMixAmplitude, options.sampleRate, 3 * options.sampleRate));
+    }
+    AudioComponentDriver driver(createAacEncoder());
+    const Feeder feeder = {&driver, {mix.channels, options.sampleRate}};
+    const Sound sound = encodeAndDecode(
+            &driver,
+            encoderFormat({mix.channels, options.sampleRate}, {mix.streamChannels, 0}), feeder,
+            interleave(waves));
+    EXPECT_EQ(int32Of(driver.formats()[0], "channel-count"), mix.streamChannels);
+    expectSameLevels(sound, decodeSound(target), frequencies);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Layouts, AacEncoderMixTest,
+        testing::Values(Mix{"mono", 1, "mono", 1}, Mix{"mono", 1, "stereo", 2}, Mix{"stereo", 2, "mono", 1},
+                        Mix{"stereo", 2, "stereo", 2}, Mix{"stereo", 2, "5.1", 6}, Mix{"3.0", 3, "stereo", 2},
+                        Mix{"3.0", 3, "3.0", 3}, Mix{"4.0", 4, "stereo", 2}, Mix{"5.0", 5, "stereo", 2}, Mix{"5.1", 6, "mono", 1},
+                        Mix{"5.1", 6, "stereo", 2}, Mix{"5.1", 6, "5.1", 6}, Mix{"6.1", 7, "stereo", 2}, Mix{"7.1", 8, "stereo", 2},
+                        Mix{"7.1", 8, "5.1", 6}, Mix{"7.1", 8, "7.1", 8}),
+        [](const auto& info) {
+            std::string name = info.param.layout;
+            if (name.find('.') != std::string::npos) name.replace(name.find('.'), 1, "_");
+            return name + "_to_" + std::to_string(info.param.streamChannels);
+        });
+
+struct Chain {
+    const char* codec;
+    const char* extension;
+};
+void PrintTo(const Chain& chain, std::ostream* out) { *out << chain.codec; }
+
+class AacEncoderChainTest : public testing::TestWithParam<Chain> {};
+
+// From a compressed 5.1 source to stereo, decoder and encoder together.
+TEST_P(AacEncoderChainTest, SurroundSourceIsAsLoudAsTheCommandMakesIt) {
+    const std::vector<double> frequencies = channelFrequencies(6);
+    ClipOptions options;
+    options.audioCodec = GetParam().codec;
+    options.extension = GetParam().extension;
+    options.audioArguments = {"-b:a", "448k"};
+    const std::string path = sineClip(frequencies, 0.2, options, "5.1");
+    const std::string target = TempDir::ofProcess().file("stereo.m4a");
+    runOrDie({"ffmpeg", "-loglevel", "error", "-nostdin", "-y", "-i", path, "-c:a", "aac", "-b:a",
+              "128k", "-ac", "2", target});
+
+    const AudioPackets source(path);
+    AudioComponentDriver decoder(createAvAudioDecoder("audio/x-any"));
+    ASSERT_EQ(decoder.start(source.format()), OK);
+    ASSERT_TRUE(source.feed(&decoder));
+    ASSERT_TRUE(decoder.queueEnd());
+    ASSERT_TRUE(decoder.waitForEnd());
+
+    AudioComponentDriver encoder(createAacEncoder());
+    ASSERT_EQ(encoder.start(encoderFormat({6, 48000}, {2, 48000})), OK);
+    for (const auto& output : decoder.outputs()) {
+        ASSERT_TRUE(encoder.queue(output.bytes.data(), output.bytes.size(), output.timeUs));
+    }
+    ASSERT_TRUE(encoder.queueEnd());
+    ASSERT_TRUE(encoder.waitForEnd());
+    expectSameLevels(decodeUnits(encoder), decodeSound(target), frequencies);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sources, AacEncoderChainTest,
+                         testing::Values(Chain{"aac", "m4a"}, Chain{"ac3", "ac3"}),
+                         [](const auto& info) { return std::string(info.param.codec); });
+
+// Twelve channels have no names and no known mix.
+TEST(AacEncoderTest, UnknownLayoutsKeepTheirFirstChannels) {
+    const std::vector<double> frequencies = channelFrequencies(12);
+    std::vector<std::vector<float>> waves;
+    for (double frequency : frequencies) waves.push_back(sine(frequency, 0.2, 48000, 48000));
+    AudioComponentDriver driver(createAacEncoder());
+    const Feeder feeder = {&driver, {12, 48000}};
+    const Sound sound = encodeAndDecode(&driver, encoderFormat({12, 48000}, {2, 48000}), feeder,
+                                        interleave(waves));
+    ASSERT_EQ(sound.channels, 2);
+    for (int channel = 0; channel < 2; ++channel) {
+        const auto heard = window(sound.channel(channel), 48000, 0.2, 0.7);
+        EXPECT_NEAR(toneDb(heard, 48000, frequencies[channel]), 20 * std::log10(0.2), 0.5);
+    }
+}
+
+TEST(AacEncoderTest, ResampledSoundKeepsItsPitchAndLength) {
+    AudioComponentDriver driver(createAacEncoder());
+    const Feeder feeder = {&driver, {1, 44100}};
+    const Sound sound = encodeAndDecode(&driver, encoderFormat({1, 44100}, {2, 48000}), feeder,
+                                        interleave({sine(1234.5, 0.5, 44100, 10 * 44100)}));
+    ASSERT_EQ(sound.sampleRate, 48000);
+    ASSERT_EQ(sound.channels, 2);
+    for (double from : {0.5, 5.0, 9.0}) {
+        EXPECT_NEAR(dominantFrequency(window(sound.channel(1), 48000, from, 0.9), 48000), 1234.5, 1);
+    }
+    EXPECT_NEAR(static_cast<double>(sound.frames()), 10 * 48000 + 1.5 * kUnitFrames,
+                0.5 * kUnitFrames + 1);
+}
+
+TEST(AacEncoderTest, ResultDoesNotDependOnTheBlocksOfTheInput) {
+    const std::vector<int16_t> pcm = interleave({sine(700, 0.5, 44100, 44100)});
+    std::vector<std::vector<uint8_t>> streams;
+    for (size_t blockFrames : {1u, 333u, 2048u, 44100u}) {
+        AudioComponentDriver driver(createAacEncoder());
+        encodeAndDecode(&driver, encoderFormat({1, 44100}, {1, 48000}),
+                        {&driver, {1, 44100}, 0, blockFrames}, pcm);
+        std::vector<uint8_t> stream;
+        for (const auto& unit : driver.outputs()) {
+            stream.insert(stream.end(), unit.bytes.begin(), unit.bytes.end());
+        }
+        streams.push_back(stream);
+    }
+    for (const auto& stream : streams) EXPECT_EQ(stream, streams[0]);
+}
+
+// One second of a tone, then another second that is stamped off by `shiftUs`.
+Sound shiftedSound(int64_t shiftUs, Shape pcm, Shape stream) {
+    AudioComponentDriver driver(createAacEncoder());
+    const auto second = interleave({sine(400, 0.5, pcm.sampleRate, pcm.sampleRate)});
+    EXPECT_EQ(driver.start(encoderFormat(pcm, stream)), OK);
+    EXPECT_TRUE((Feeder{&driver, pcm, 0}).feed(second));
+    EXPECT_TRUE((Feeder{&driver, pcm, 1000000 + shiftUs}).feed(second));
+    EXPECT_TRUE(driver.queueEnd());
+    EXPECT_TRUE(driver.waitForEnd());
+    return decodeUnits(driver);
+}
+
+struct Shift {
+    const char* name;
+    int64_t shiftUs;
+    double addedSeconds;
+    Shape pcm;
+    Shape stream;
+};
+void PrintTo(const Shift& shift, std::ostream* out) { *out << shift.name; }
+
+class AacEncoderGapTest : public testing::TestWithParam<Shift> {};
+
+TEST_P(AacEncoderGapTest, FollowsStampsThatAreFarOff) {
+    const Shift& shift = GetParam();
+    const Sound sound = shiftedSound(shift.shiftUs, shift.pcm, shift.stream);
+    const double unit = 1.0 * kUnitFrames / sound.sampleRate;
+    EXPECT_GE(sound.seconds(), 2 + shift.addedSeconds + unit - 0.001);
+    EXPECT_LT(sound.seconds(), 2 + shift.addedSeconds + 2 * unit + 0.001);
+    if (shift.addedSeconds <= 0) return;
+    const auto mono = sound.channel(0);
+    // Silence in the gap, the tone on both sides of it.
+    EXPECT_LT(levelDb(window(mono, sound.sampleRate, unit + 1.05, shift.addedSeconds - 0.1)), -60);
+    EXPECT_GT(levelDb(window(mono, sound.sampleRate, unit + 0.9, 0.08)), -12);
+    EXPECT_GT(levelDb(window(mono, sound.sampleRate, unit + 1.02 + shift.addedSeconds, 0.1)), -12);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Shifts, AacEncoderGapTest,
+        testing::Values(Shift{"gap", 500000, 0.5, {1, 48000}, {1, 48000}},
+                        Shift{"gap_resampled", 500000, 0.5, {1, 44100}, {1, 48000}},
+                        Shift{"gap_of_ten_minutes", 600000000, 600, {1, 8000}, {1, 8000}},
+                        Shift{"overlap", -300000, -0.3, {1, 48000}, {1, 48000}},
+                        Shift{"overlap_of_everything", -1000000, -1, {1, 48000}, {1, 48000}},
+                        Shift{"small_gap", 95000, 0, {1, 48000}, {1, 48000}},
+                        Shift{"small_overlap", -95000, 0, {1, 48000}, {1, 48000}},
+                        Shift{"broken_stamp", INT64_MAX - 3000000, 0, {1, 48000}, {1, 48000}},
+                        Shift{"broken_early_stamp", INT64_MIN, 0, {1, 48000}, {1, 48000}}),
+        [](const auto& info) { return std::string(info.param.name); });
+
+TEST(AacEncoderTest, ReportsItsFormatBeforeAnyInput) {
+    AudioComponentDriver driver(createAacEncoder());
+    ASSERT_EQ(driver.start(encoderFormat({6, 44100}, {2, 48000})), OK);
+    ASSERT_EQ(driver.formats().size(), 1u);
+    const sp<AMessage> format = driver.formats()[0];
+    AString mime;
+    ASSERT_TRUE(format->findString("mime", &mime));
+    EXPECT_STREQ(mime.c_str(), "audio/mp4a-latm");
+    EXPECT_EQ(int32Of(format, "channel-count"), 2);
+    EXPECT_EQ(int32Of(format, "sample-rate"), 48000);
+    EXPECT_EQ(int32Of(format, "bitrate"), 128000);
+    EXPECT_EQ(int32Of(format, "aac-profile"), 2);
+    EXPECT_EQ(int32Of(format, "encoder-delay"), kUnitFrames);
+    sp<ABuffer> config;
+    ASSERT_TRUE(format->findBuffer("csd-0", &config));
+    ASSERT_GE(config->size(), 2u);
+    // Type 2 (LC), index 3 (48,000 Hz), 2 channels.
+    EXPECT_EQ(config->data()[0], 0x11);
+    EXPECT_EQ(config->data()[1], 0x90);
+}
+
+TEST(AacEncoderTest, EndWithoutInputIsJustTheEnd) {
+    AudioComponentDriver driver(createAacEncoder());
+    ASSERT_EQ(driver.start(encoderFormat({2, 44100}, {2, 48000})), OK);
+    ASSERT_TRUE(driver.queue(nullptr, 0, 0));
+    ASSERT_TRUE(driver.queueEnd());
+    ASSERT_TRUE(driver.waitForEnd());
+    EXPECT_TRUE(driver.outputs().empty());
+    EXPECT_TRUE(driver.inOrder());
+}
+
+// The end comes with the last of them, and what the resampler holds is nearly all there is.
+TEST(AacEncoderTest, AFewFramesMakeOneUnitAndThePriming) {
+    for (int streamRate : {44100, 48000}) {
+        AudioComponentDriver driver(createAacEncoder());
+        ASSERT_EQ(driver.start(encoderFormat({1, 44100}, {1, streamRate})), OK);
+        const std::vector<int16_t> pcm(60, 1000);
+        ASSERT_TRUE(driver.queue(pcm.data(), pcm.size() * sizeof(int16_t), 0,
+                                 MediaCodec::BUFFER_FLAG_EOS));
+        ASSERT_TRUE(driver.waitForEnd());
+        EXPECT_EQ(driver.outputs().size(), 2u) << streamRate;
+    }
+}
+
+TEST(AacEncoderTest, StopsAtAnyMomentAndStartsAgain) {
+    const sp<CodecComponent> encoder = createAacEncoder();
+    const std::vector<int16_t> block(2 * 2048, 500);
+    std::mt19937 random(5);
+    for (int round = 0; round < 40; ++round) {
+        AudioComponentDriver driver(encoder);
+        if (round % 2 == 0) driver.holdOutputs();
+        ASSERT_EQ(driver.start(encoderFormat({2, 48000}, {2, 44100})), OK);
+        // With held outputs inputs come back only until the worker waits: 8 units make 4 blocks.
+        const unsigned blocks = round % 2 == 0 ? 4 + random() % 3 : random() % 30;
+        for (unsigned i = 0; i < blocks; ++i) {
+            ASSERT_TRUE(driver.queue(block.data(), block.size() * sizeof(int16_t), 0));
+        }
+        // A gap of hours: stop must not wait until it is filled.
+        if (round % 8 == 1) {
+            ASSERT_TRUE(driver.queue(block.data(), block.size(), INT64_C(36000) * 1000000));
+        }
+        if (round % 4 == 3) {
+            ASSERT_TRUE(driver.queueEnd());
+        }
+        driver.stop();
+        driver.stop();
+        EXPECT_TRUE(driver.inOrder());
+    }
+    AudioComponentDriver driver(encoder);
+    const Sound sound = encodeAndDecode(&driver, encoderFormat({2, 48000}),
+                                        {&driver, {2, 48000}},
+                                        interleave({sine(440, 0.5, 48000, 48000),
+                                                    sine(440, 0.5, 48000, 48000)}));
+    EXPECT_NEAR(dominantFrequency(window(sound.channel(0), 48000, 0.2, 0.7), 48000), 440, 1);
+}
+
+struct Refusal {
+    const char* name;
+    Shape pcm;
+    Shape stream;
+    status_t expected;
+};
+void PrintTo(const Refusal& refusal, std::ostream* out) { *out << refusal.name; }
+
+class AacEncoderConfigureTest : public testing::TestWithParam<Refusal> {};
+
+TEST_P(AacEncoderConfigureTest, KnowsWhatAacHas) {
+    const sp<CodecComponent> encoder = createAacEncoder();
+    EXPECT_EQ(encoder->configure(encoderFormat(GetParam().pcm, GetParam().stream), nullptr),
+              GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Formats, AacEncoderConfigureTest,
+        testing::Values(Refusal{"lowest_rate", {2, 7350}, {0, 0}, OK},
+                        Refusal{"highest_rate", {2, 96000}, {0, 0}, OK},
+                        Refusal{"eight_channels", {8, 48000}, {0, 0}, OK},
+                        Refusal{"any_pcm_rate_to_a_known_one", {2, 37800}, {2, 48000}, OK},
+                        Refusal{"unknown_rate", {2, 37800}, {0, 0}, BAD_VALUE},
+                        Refusal{"unknown_target_rate", {2, 48000}, {2, 192000}, BAD_VALUE},
+                        Refusal{"nine_channels", {9, 48000}, {0, 0}, BAD_VALUE},
+                        Refusal{"nine_target_channels", {2, 48000}, {9, 0}, BAD_VALUE},
+                        Refusal{"no_channels", {0, 48000}, {2, 48000}, BAD_VALUE},
+                        Refusal{"no_rate", {2, 0}, {2, 48000}, BAD_VALUE}),
+        [](const auto& info) { return std::string(info.param.name); });
+
+TEST(AacEncoderTest, InputsHoldWhatTheClientAskedForAndAtLeast256KiB) {
+    const sp<CodecComponent> encoder = createAacEncoder();
+    EXPECT_STREQ(encoder->name().c_str(), "c2.linux.aac.encoder");
+    EXPECT_EQ(encoder->configure(encoderFormat({2, 48000}), nullptr), OK);
+    EXPECT_EQ(encoder->inputCapacity(), 256u * 1024);
+    EXPECT_EQ(encoder->inputCount(), 4u);
+    sp<AMessage> large = encoderFormat({2, 48000});
+    large->setInt32("max-input-size", 1000000);
+    EXPECT_EQ(encoder->configure(large, nullptr), OK);
+    EXPECT_EQ(encoder->inputCapacity(), 1000000u);
+
+    sp<AMessage> otherProfile = encoderFormat({2, 48000});
+    otherProfile->setInt32("aac-profile", 5);
+    EXPECT_EQ(encoder->configure(otherProfile, nullptr), BAD_VALUE);
+}
+
+}  // namespace
+}  // namespace android
