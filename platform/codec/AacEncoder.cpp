@@ -101,6 +101,8 @@ void AacEncoder::closeCodec() {
     av_frame_free(&mFrame);
     mConverter.close();
     mFirstStampSet = false;
+    mBrokenStampSeen = false;
+    mDropping = false;
     mInputFrames = 0;
     mStreamFrames = 0;
 }
@@ -152,13 +154,18 @@ bool AacEncoder::encodeInput(const CodecInput& input) {
     const int64_t deviationUs = timeUs - inputEndUs();
     const int64_t deviation = av_rescale(deviationUs, mPcm.sampleRate, kMicroseconds.den);
     if (std::llabs(deviationUs) > kBrokenStampUs) {
-        ALOGW("stamp %lld us is ignored", static_cast<long long>(timeUs));
+        ALOGW_IF(!mBrokenStampSeen, "stamps like %lld us are ignored",
+                 static_cast<long long>(timeUs));
+        mBrokenStampSeen = true;
     } else if (deviationUs > kMaxDeviationUs) {
         if (!pushSilence(deviation)) return false;
-    } else if (deviationUs < -kMaxDeviationUs) {
+    } else if (deviationUs < (mDropping ? 0 : -kMaxDeviationUs)) {
         const int dropped = static_cast<int>(std::min<int64_t>(-deviation, frames));
         pcm += dropped * frameBytes;
         frames -= dropped;
+        mDropping = frames == 0;
+    } else {
+        mDropping = false;
     }
     return pushPcm(pcm, frames);
 }

@@ -81,6 +81,8 @@ class AacEncoder : public WorkerComponent {
     std::vector<uint8_t> mSilence;
     bool mFirstStampSet = false;
     int64_t mFirstStampUs = 0;
+    bool mBrokenStampSeen = false;
+    bool mDropping = false;     // an overlap that has begun is dropped to its end
     int64_t mInputFrames = 0;   // PCM frames taken since the first stamp, silence included
     int64_t mStreamFrames = 0;  // frames given to the encoder
 };

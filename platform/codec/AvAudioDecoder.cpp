@@ -8,7 +8,6 @@
 #include <log/log.h>
 #include <media/stagefright/MediaCodec.h>
 #include <media/stagefright/MediaErrors.h>
-#include <oxa/host/FaultListener.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -82,7 +81,8 @@ sp<TrackParameters> parametersFromFormat(const AString& mime, const sp<AMessage>
 
 }  // namespace
 
-AvAudioDecoder::AvAudioDecoder(const AString& mime) : mMime(mime) {}
+AvAudioDecoder::AvAudioDecoder(const AString& mime)
+    : mMime(mime), mDamage(oxa::host::FaultSource::kDecoder, "damaged sound data skipped") {}
 
 AvAudioDecoder::~AvAudioDecoder() { stop(); }
 
@@ -116,6 +116,7 @@ status_t AvAudioDecoder::configure(const sp<AMessage>& format, const sp<Surface>
 
 status_t AvAudioDecoder::openCodec() {
     if (mTrack == nullptr) return INVALID_OPERATION;
+    mDamage.start("audio");
     const AVCodec* decoder = avcodec_find_decoder(mTrack->codec().codec_id);
     mCodec = avcodec_alloc_context3(decoder);
     mPacket = av_packet_alloc();
@@ -138,7 +139,6 @@ void AvAudioDecoder::closeCodec() {
     mFormatReported = false;
     mClockSet = false;
     mInputTimeUs = 0;
-    mDamagedPackets = 0;
 }
 
 void AvAudioDecoder::runWorker() {
@@ -175,14 +175,14 @@ bool AvAudioDecoder::decodeInput(const CodecInput& input) {
         err = avcodec_send_packet(mCodec, mPacket);
     }
     av_packet_unref(mPacket);
-    if (err < 0) countDamage(err);
+    if (err < 0) mDamage.add(err);
     return running && receiveFrames();
 }
 
 bool AvAudioDecoder::fillPacket(const CodecInput& input) {
     const int err = av_new_packet(mPacket, static_cast<int>(input.buffer->size()));
     if (err < 0) {
-        countDamage(err);
+        mDamage.add(err);
         return false;
     }
     memcpy(mPacket->data, input.buffer->data(), input.buffer->size());
@@ -199,7 +199,7 @@ bool AvAudioDecoder::receiveFrames() {
         const int err = avcodec_receive_frame(mCodec, mFrame);
         if (err == AVERROR(EAGAIN) || err == AVERROR_EOF) return true;
         if (err < 0) {
-            countDamage(err);
+            mDamage.add(err);
             return true;
         }
         const bool running = handleFrame();
@@ -213,12 +213,12 @@ bool AvAudioDecoder::handleFrame() {
     const AudioShape shape(static_cast<AVSampleFormat>(mFrame->format), mFrame->sample_rate,
                            mFrame->ch_layout);
     if ((!mFormatReported && !openOutput(shape)) || !mConverter.setInput(shape)) {
-        countDamage(AVERROR_PATCHWELCOME);
+        mDamage.add(AVERROR_PATCHWELCOME);
         return true;
     }
     followClock();
     if (!mConverter.push(mFrame->extended_data, mFrame->nb_samples)) {
-        countDamage(AVERROR(ENOMEM));
+        mDamage.add(AVERROR(ENOMEM));
         return true;
     }
     return emitPending(kMinOutputFrames);
@@ -301,24 +301,11 @@ bool AvAudioDecoder::emitPending(int minFrames) {
 bool AvAudioDecoder::finish() {
     avcodec_send_packet(mCodec, nullptr);
     if (!receiveFrames()) return false;
+    mDamage.finish();
     if (!mFormatReported) reportFallbackFormat();
     mConverter.flush();
     if (mFormatReported && !emitPending(1)) return false;
     return emitEnd(mClockSet ? pulledTimeUs(0) : mInputTimeUs);
-}
-
-void AvAudioDecoder::countDamage(int error) {
-    ++mDamagedPackets;
-    // Told at 1, 10, 100, ...: a stream of nothing else must not flood the log.
-    uint64_t step = 1;
-    while (step * 10 <= mDamagedPackets) step *= 10;
-    if (step != mDamagedPackets) return;
-    oxa::host::Fault fault;
-    fault.source = oxa::host::FaultSource::kDecoder;
-    fault.object = name().c_str();
-    fault.cause = "damaged sound skipped: " + errorText(error);
-    fault.count = mDamagedPackets;
-    oxa::host::reportFault(fault);
 }
 
 sp<CodecComponent> createAvAudioDecoder(const AString& mime) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "codec/AudioConverter.h"
+#include "codec/DamageCounter.h"
 #include "codec/TrackParameters.h"
 #include "codec/WorkerComponent.h"
 
@@ -54,7 +55,6 @@ class AvAudioDecoder : public WorkerComponent {
     void followClock();
     int64_t frameTimeUs() const;
     int64_t pulledTimeUs(int64_t framesAhead) const;
-    void countDamage(int error);
 
     const AString mMime;
     sp<TrackParameters> mTrack;  // constant while the worker runs, like mInputCapacity
@@ -70,7 +70,7 @@ class AvAudioDecoder : public WorkerComponent {
     int64_t mBaseTimeUs = 0;    // the time of the first frame that counts in mPulledFrames
     int64_t mPulledFrames = 0;  // output frames since mBaseTimeUs
     int64_t mInputTimeUs = 0;   // of the last input
-    uint64_t mDamagedPackets = 0;
+    DamageCounter mDamage;
 };
 
 // A decoder for an "audio/..." type; null for other types. Whether libavcodec can decode it is

@@ -77,7 +77,7 @@ Arguments encoders(const ClipOptions& options) {
     }
     if (options.audio) {
         append(&arguments, {"-c:a", options.audioCodec, "-strict", "-2"});
-        append(&arguments, {"-ac", std::to_string(options.channels)});
+        if (options.channels > 0) append(&arguments, {"-ac", std::to_string(options.channels)});
         append(&arguments, options.audioArguments);
     }
     append(&arguments, options.outputArguments);
@@ -155,7 +155,7 @@ std::string sineClip(const std::vector<double>& frequencies, double amplitude,
     }
     ClipOptions sound = options;
     sound.video = false;
-    sound.channels = static_cast<int>(frequencies.size());
+    sound.channels = 0;  // as generated
     std::string source = soundSource(expression, sound);
     if (!layout.empty()) source += ":channel_layout=" + layout;
     return makeClip("", source, sound);

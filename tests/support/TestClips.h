@@ -30,7 +30,7 @@ struct ClipOptions {
     std::string videoFilter;                  // comes after the generated picture
 
     bool audio = true;
-    int channels = 2;
+    int channels = 2;  // 0: as generated
     int sampleRate = 48000;
     std::string audioCodec = "aac";
     std::vector<std::string> audioArguments;
