@@ -6,6 +6,7 @@
 #include "container/AvLog.h"
 
 #include <log/log.h>
+#include <string.h>
 
 #include <mutex>
 
@@ -24,6 +25,8 @@ void printToLog(void* object, int level, const char* format, va_list arguments) 
     int length = av_log_format_line2(object, level, format, arguments, line, sizeof(line),
                                      &printPrefix);
     if (length < 0) return;
+    char* const newline = strchr(line, '\n');
+    if (newline != nullptr) *newline = '\0';
     LOG_PRI(ANDROID_LOG_VERBOSE, LOG_TAG, "%s", line);
 }
 

@@ -124,7 +124,8 @@ sp<AMessage> makeTrackFormat(const AVFormatContext& context, const AVStream& str
     const AVCodecParameters& parameters = *stream.codecpar;
     sp<AMessage> format = new AMessage;
     format->setString("mime", mimeForCodec(parameters).c_str());
-    format->setInt32("track-id", stream.id > 0 ? stream.id : stream.index + 1);
+    const bool hasIds = (context.iformat->flags & AVFMT_SHOW_IDS) != 0;
+    format->setInt32("track-id", hasIds ? stream.id : stream.index + 1);
     if (durationUs(context, stream) > 0) {
         format->setInt64("durationUs", durationUs(context, stream));
     }

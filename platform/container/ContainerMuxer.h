@@ -1,0 +1,35 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "container/TrackDescription.h"
+#include "container/WriterOutput.h"
+
+namespace android {
+
+// One container format behind a ContainerWriter. Calls come one at a time; those that return int
+// answer 0 or an AVERROR.
+class ContainerMuxer {
+  public:
+    virtual ~ContainerMuxer() = default;
+
+    virtual bool accepts(const char* mime) const = 0;
+    virtual AvcForm avcForm() const = 0;
+
+    // `output` outlives the muxer. `rotation`: clockwise degrees for the pictures.
+    virtual int open(WriterOutput* output,
+                     const std::vector<std::unique_ptr<TrackDescription>>& tracks,
+                     int rotation) = 0;
+
+    // Takes the packet's data; its times are in the track's base and rise within a track.
+    virtual int write(AVPacket* packet) = 0;
+
+    // Writes what is left, also after write() failed: what has been written is to be playable.
+    virtual int finish() = 0;
+};
+
+}  // namespace android

@@ -1,0 +1,68 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <media/stagefright/MediaSource.h>
+#include <media/stagefright/foundation/ABase.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "container/ContainerMuxer.h"
+#include "container/SampleConverter.h"
+#include "container/WriterOutput.h"
+
+namespace android {
+
+// What the platform's writers have in common. One thread for each track reads the source and
+// copies each sample at once, so that whoever pushes never waits for another track. After the
+// first fault of the output the listeners are told, and samples are taken and dropped.
+//
+// start() and stop() must not be called at the same time; they block. The destructor stops.
+class ContainerWriter {
+  public:
+    // `threadName` has at most 15 letters.
+    ContainerWriter(std::unique_ptr<WriterOutput> output, std::unique_ptr<ContainerMuxer> muxer,
+                    const char* threadName);
+    ~ContainerWriter();
+
+    status_t addSource(const sp<MediaSource>& source);
+    status_t start(MetaData* params);
+    void stop();
+    bool reachedEnd() const;
+    bool isStarted() const { return mState != State::kInitial; }
+
+  private:
+    DISALLOW_EVIL_CONSTRUCTORS(ContainerWriter);
+
+    enum class State { kInitial, kStarted, kStopped };
+
+    struct Track {
+        sp<MediaSource> source;
+        std::thread thread;
+        std::unique_ptr<SampleConverter> converter;
+        std::atomic<bool> ended{false};
+    };
+
+    status_t startSources(MetaData* params);
+    void readTrack(Track* track);
+    void writePacket(AVPacket* packet);
+    void handleResult(int result);
+
+    const std::unique_ptr<WriterOutput> mOutput;
+    const std::unique_ptr<ContainerMuxer> mMuxer;
+    const std::string mThreadName;
+    State mState = State::kInitial;
+    std::vector<std::unique_ptr<TrackDescription>> mDescriptions;
+    std::vector<std::unique_ptr<Track>> mTracks;
+
+    std::mutex mMuxerLock;  // guards mMuxer and mOutput while threads run
+    std::atomic<bool> mFailed{false};
+};
+
+}  // namespace android

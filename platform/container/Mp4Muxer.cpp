@@ -1,0 +1,242 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "Mp4Muxer"
+
+#include "container/Mp4Muxer.h"
+
+#include <log/log.h>
+#include <media/stagefright/foundation/MediaDefs.h>
+#include <string.h>
+#include <strings.h>
+
+#include <algorithm>
+
+extern "C" {
+#include <libavutil/intreadwrite.h>
+}
+
+namespace android {
+
+namespace {
+
+constexpr AVRational kMicroseconds = {1, 1000000};
+constexpr int64_t kMaxPieceSize = 8 << 20;
+// The first piece waits for all tracks, so that the first moov knows where each of them starts.
+constexpr int64_t kMaxFirstPieceUs = 3000000;
+constexpr size_t kBoxHeaderSize = 8;
+constexpr size_t kLargeBoxHeaderSize = 16;
+constexpr uint32_t kLargeSize = 1;
+
+bool isBox(const uint8_t* box, const char* type) {
+    return memcmp(box + 4, type, 4) == 0;
+}
+
+// The header of an mdat of that size, or of a "free" box of the same 16 bytes.
+std::vector<uint8_t> largeBoxHeader(const char* type, uint32_t size, uint64_t largeSize) {
+    std::vector<uint8_t> header(kLargeBoxHeaderSize);
+    AV_WB32(header.data(), size);
+    memcpy(header.data() + 4, type, 4);
+    AV_WB64(header.data() + kBoxHeaderSize, largeSize);
+    return header;
+}
+
+}  // namespace
+
+Mp4Muxer::~Mp4Muxer() {
+    avformat_free_context(mPieceMuxer);
+    avformat_free_context(mIndexMuxer);
+}
+
+bool Mp4Muxer::accepts(const char* mime) const {
+    for (const char* known :
+         {MEDIA_MIMETYPE_VIDEO_AVC, MEDIA_MIMETYPE_VIDEO_HEVC, MEDIA_MIMETYPE_VIDEO_MPEG4,
+          MEDIA_MIMETYPE_VIDEO_H263, MEDIA_MIMETYPE_AUDIO_AAC, MEDIA_MIMETYPE_AUDIO_AMR_NB,
+          MEDIA_MIMETYPE_AUDIO_AMR_WB}) {
+        if (strcasecmp(known, mime) == 0) return true;
+    }
+    return false;
+}
+
+int Mp4Muxer::open(WriterOutput* output,
+                   const std::vector<std::unique_ptr<TrackDescription>>& tracks, int rotation) {
+    mOutput = output;
+    for (const auto& track : tracks) mTracks.push_back({track->timeBase, false, {}});
+
+    mPieceStream = std::make_unique<MuxerStream>(
+            false, [this](int64_t position, const uint8_t* data, int size) {
+                return collectPiece(position, data, size);
+            });
+    mPieceMuxer = newMuxer("mp4", mPieceStream.get());
+    int result = openMuxer(mPieceMuxer, tracks, rotation,
+                           "empty_moov+delay_moov+default_base_moof+frag_custom");
+    if (result >= 0 && mOutput->isSeekable()) result = openIndex(tracks, rotation);
+    mOpen = result >= 0;
+    return result;
+}
+
+int Mp4Muxer::openIndex(const std::vector<std::unique_ptr<TrackDescription>>& tracks,
+                        int rotation) {
+    mIndexStream = std::make_unique<MuxerStream>(
+            true, [this](int64_t position, const uint8_t* data, int size) {
+                return collectIndex(position, data, size);
+            });
+    mIndexMuxer = newMuxer("mp4", mIndexStream.get());
+    return openMuxer(mIndexMuxer, tracks, rotation, "0");
+}
+
+int Mp4Muxer::openMuxer(AVFormatContext* muxer,
+                        const std::vector<std::unique_ptr<TrackDescription>>& tracks, int rotation,
+                        const char* flags) {
+    if (muxer == nullptr) return AVERROR(ENOMEM);
+    for (const auto& track : tracks) {
+        const int result = addStream(muxer, *track, rotation);
+        if (result < 0) return result;
+    }
+    if (!mLocation.empty()) av_dict_set(&muxer->metadata, "location", mLocation.c_str(), 0);
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "movflags", flags, 0);
+    av_dict_set(&options, "brand", "isom", 0);
+    av_dict_set(&options, "use_editlist", "1", 0);
+    av_dict_set_int(&options, "movie_timescale", kMovieTimeScale, 0);
+    av_dict_set_int(&options, "video_track_timescale", 90000, 0);
+    const int result = avformat_write_header(muxer, &options);
+    av_dict_free(&options);
+    return result;
+}
+
+int Mp4Muxer::collectPiece(int64_t /*position*/, const uint8_t* data, int size) {
+    mPiece.insert(mPiece.end(), data, data + size);
+    return 0;
+}
+
+int Mp4Muxer::collectIndex(int64_t position, const uint8_t* data, int size) {
+    if (!mCollectIndex || position < mFileEnd) return 0;
+    const size_t offset = position - mFileEnd;
+    mIndex.resize(std::max(mIndex.size(), offset + size));
+    memcpy(mIndex.data() + offset, data, size);
+    return 0;
+}
+
+int Mp4Muxer::write(AVPacket* packet) {
+    if (isPieceComplete(*packet)) {
+        const int result = writePiece();
+        if (result < 0) return result;
+    }
+    Track& track = mTracks[packet->stream_index];
+    av_packet_rescale_ts(packet, track.timeBase,
+                         mPieceMuxer->streams[packet->stream_index]->time_base);
+    track.samples.push_back(
+            {packet->pts, packet->dts, packet->duration, packet->size, packet->flags});
+    track.seen = true;
+    mPieceSize += packet->size;
+    return av_write_frame(mPieceMuxer, packet);
+}
+
+bool Mp4Muxer::isPieceComplete(const AVPacket& packet) const {
+    const Track& track = mTracks[packet.stream_index];
+    if (mPieceSize >= kMaxPieceSize) return true;
+    if (track.samples.empty()) return false;
+    const int64_t lengthUs = av_rescale_q(packet.dts - track.samples.front().decodingTime,
+                                          track.timeBase, kMicroseconds);
+    const bool allSeen = std::all_of(mTracks.begin(), mTracks.end(),
+                                     [](const Track& each) { return each.seen; });
+    return lengthUs >= (allSeen ? mPieceDurationUs : kMaxFirstPieceUs);
+}
+
+int Mp4Muxer::writePiece() {
+    // The muxer cuts its first piece in two steps, the moov and the samples.
+    for (int step = mFileEnd == 0 ? 0 : 1; step < 2; ++step) {
+        const int result = av_write_frame(mPieceMuxer, nullptr);
+        if (result < 0) return result;
+    }
+    avio_flush(mPieceStream->context());
+    mPieceSize = 0;
+    return writeBoxes();
+}
+
+int Mp4Muxer::writeBoxes() {
+    size_t position = 0;
+    while (mPiece.size() - position >= kBoxHeaderSize) {
+        const uint8_t* const box = mPiece.data() + position;
+        const size_t size = AV_RB32(box);
+        if (size < kBoxHeaderSize || size > mPiece.size() - position) return AVERROR_BUG;
+        if (mOutput->append(box, size) != 0) return AVERROR(mOutput->error());
+        if (isBox(box, "mdat") && mIndexMuxer != nullptr) {
+            const int result = indexSamples(mFileEnd + kBoxHeaderSize);
+            if (result < 0) return result;
+        }
+        mFileEnd += static_cast<int64_t>(size);
+        position += size;
+        if (isBox(box, "ftyp") && mOutput->isSeekable()) {
+            const auto free = largeBoxHeader("free", kLargeBoxHeaderSize, 0);
+            if (mOutput->append(free.data(), free.size()) != 0) return AVERROR(mOutput->error());
+            mMediaStart = mFileEnd;
+            mFileEnd += kLargeBoxHeaderSize;
+        }
+    }
+    mPiece.clear();
+    for (Track& track : mTracks) track.samples.clear();
+    return 0;
+}
+
+// The samples of a piece lie one track behind the other.
+int Mp4Muxer::indexSamples(int64_t position) {
+    AVPacket* packet = av_packet_alloc();
+    int result = 0;
+    for (size_t i = 0; i < mTracks.size(); ++i) {
+        for (const Sample& sample : mTracks[i].samples) {
+            if (mZeros.size() < static_cast<size_t>(sample.size)) mZeros.resize(sample.size);
+            packet->data = mZeros.data();
+            packet->size = sample.size;
+            packet->pts = sample.presentationTime;
+            packet->dts = sample.decodingTime;
+            packet->duration = sample.duration;
+            packet->flags = sample.flags;
+            packet->stream_index = static_cast<int>(i);
+            avio_seek(mIndexStream->context(), position, SEEK_SET);
+            if (result >= 0) result = av_write_frame(mIndexMuxer, packet);
+            position += sample.size;
+        }
+    }
+    packet->data = nullptr;
+    av_packet_free(&packet);
+    return result;
+}
+
+int Mp4Muxer::finish() {
+    if (!mOpen) return 0;
+    if (mOutput->error() == 0) {
+        const int result = writePiece();
+        if (result < 0 && mOutput->error() == 0) return result;
+    }
+    if (mIndexMuxer == nullptr) return AVERROR(mOutput->error());
+    // What came behind the last whole piece makes room for the index. Without room the pieces stay
+    // what the file is made of.
+    if (mOutput->error() != 0 && mOutput->recover(mFileEnd) != 0) return AVERROR(mOutput->error());
+    const int result = writeIndex();
+    if (mOutput->error() != 0) {
+        const int error = mOutput->error();
+        mOutput->recover(mFileEnd);
+        return AVERROR(error);
+    }
+    return result;
+}
+
+int Mp4Muxer::writeIndex() {
+    AVIOContext* const stream = mIndexStream->context();
+    avio_seek(stream, mFileEnd, SEEK_SET);
+    avio_flush(stream);
+    mCollectIndex = true;
+    const int result = av_write_trailer(mIndexMuxer);
+    if (result < 0) return result;
+    avio_flush(stream);
+    if (mOutput->append(mIndex.data(), mIndex.size()) != 0 || mOutput->sync() != 0) {
+        return AVERROR(mOutput->error());
+    }
+    const auto header = largeBoxHeader("mdat", kLargeSize, mFileEnd - mMediaStart);
+    mOutput->writeAt(mMediaStart, header.data(), header.size());
+    return AVERROR(mOutput->sync());
+}
+
+}  // namespace android

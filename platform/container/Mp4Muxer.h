@@ -1,0 +1,87 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include "container/ContainerMuxer.h"
+#include "container/MuxerStream.h"
+
+namespace android {
+
+// An MP4 file that can be played at any moment while it is written, and is an ordinary one in the
+// end:
+//
+//   ftyp | free | moov | (moof mdat)* | moov
+//
+// The first moov only names the tracks, each moof tells of about a second of samples. The moov at
+// the end is the index of all samples; when it is on the disk, "free" is turned into the header
+// of an mdat that reaches up to it and hides everything else. Two muxers see each sample: one
+// writes the pieces, the other one only notes where they put it. Without a seekable output the
+// pieces are all there is.
+class Mp4Muxer : public ContainerMuxer {
+  public:
+    static constexpr int kMovieTimeScale = 90000;
+
+    ~Mp4Muxer() override;
+
+    // Before open.
+    void setPieceDurationUs(int64_t durationUs) { mPieceDurationUs = durationUs; }
+    // ISO 6709.
+    void setLocation(const std::string& location) { mLocation = location; }
+
+    bool accepts(const char* mime) const override;
+    AvcForm avcForm() const override { return AvcForm::kLengthPrefixed; }
+    int open(WriterOutput* output, const std::vector<std::unique_ptr<TrackDescription>>& tracks,
+             int rotation) override;
+    int write(AVPacket* packet) override;
+    int finish() override;
+
+  private:
+    // A sample of the piece that is being collected.
+    struct Sample {
+        int64_t presentationTime;
+        int64_t decodingTime;
+        int64_t duration;
+        int size;
+        int flags;
+    };
+    struct Track {
+        AVRational timeBase;
+        bool seen = false;            // had a sample
+        std::vector<Sample> samples;  // in the present piece
+    };
+
+    int openMuxer(AVFormatContext* muxer,
+                  const std::vector<std::unique_ptr<TrackDescription>>& tracks, int rotation,
+                  const char* flags);
+    int openIndex(const std::vector<std::unique_ptr<TrackDescription>>& tracks, int rotation);
+    int collectPiece(int64_t position, const uint8_t* data, int size);
+    int collectIndex(int64_t position, const uint8_t* data, int size);
+
+    bool isPieceComplete(const AVPacket& packet) const;
+    int writePiece();
+    int writeBoxes();
+    int indexSamples(int64_t position);
+    int writeIndex();
+
+    WriterOutput* mOutput = nullptr;
+    int64_t mPieceDurationUs = 1000000;
+    std::string mLocation;
+
+    std::unique_ptr<MuxerStream> mPieceStream;
+    std::unique_ptr<MuxerStream> mIndexStream;
+    AVFormatContext* mPieceMuxer = nullptr;
+    AVFormatContext* mIndexMuxer = nullptr;
+    bool mOpen = false;
+    std::vector<Track> mTracks;
+
+    std::vector<uint8_t> mPiece;     // bytes of mPieceMuxer that are not in the file yet
+    int64_t mPieceSize = 0;          // bytes of samples that mPieceMuxer holds
+    int64_t mFileEnd = 0;            // behind the last whole piece
+    int64_t mMediaStart = 0;         // of "free"
+    bool mCollectIndex = false;      // false: mIndexMuxer's bytes are samples, which are there
+    std::vector<uint8_t> mIndex;     // the bytes from mFileEnd on
+    std::vector<uint8_t> mZeros;     // stands for a sample's bytes
+};
+
+}  // namespace android

@@ -1,0 +1,46 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <media/stagefright/MetaDataBase.h>
+#include <stdint.h>
+#include <utils/Errors.h>
+
+#include <memory>
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
+namespace android {
+
+// How a container keeps the parts of H.264 samples.
+enum class AvcForm {
+    kAnnexB,          // start codes
+    kLengthPrefixed,  // 4 bytes of length
+};
+
+// A track as a muxer needs it.
+struct TrackDescription {
+    struct ParametersDeleter {
+        void operator()(AVCodecParameters* p) const { avcodec_parameters_free(&p); }
+    };
+
+    std::unique_ptr<AVCodecParameters, ParametersDeleter> parameters;
+    AVRational timeBase = {1, 90000};
+    int64_t nominalDuration = 0;  // of a sample, in timeBase
+
+    bool isVideo() const { return parameters->codec_type == AVMEDIA_TYPE_VIDEO; }
+    bool isAvc() const { return parameters->codec_id == AV_CODEC_ID_H264; }
+};
+
+// ERROR_UNSUPPORTED for a MIME type that is not known here, ERROR_MALFORMED when sizes or what the
+// decoder needs are missing.
+status_t describeTrack(const MetaDataBase& meta, AvcForm form, TrackDescription* track);
+
+// Adds a stream for the track to a muxer and returns 0 or an AVERROR. `rotation` (clockwise
+// degrees) matters for pictures only.
+int addStream(AVFormatContext* muxer, const TrackDescription& track, int rotation);
+
+}  // namespace android

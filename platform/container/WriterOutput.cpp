@@ -1,0 +1,125 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "container/WriterOutput.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utils/Timers.h>
+
+#include <algorithm>
+
+#include "container/DescriptorName.h"
+
+namespace android {
+
+namespace {
+
+constexpr int64_t kMaxWaitAfterStopNs = 1000000000;
+constexpr int kPollMs = 50;
+
+}  // namespace
+
+WriterOutput::WriterOutput(int fd) : mName(descriptorName(fd)) {
+    if (fd < 0) return;
+    mFd = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+    struct stat status;
+    if (mFd < 0 || fstat(mFd, &status) != 0) return;
+    mRegular = S_ISREG(status.st_mode) || S_ISBLK(status.st_mode);
+    mSocket = S_ISSOCK(status.st_mode);
+    // Appending descriptors write at the end whatever the position.
+    mSeekable = lseek64(mFd, 0, SEEK_CUR) >= 0 && (fcntl(mFd, F_GETFL) & O_APPEND) == 0;
+}
+
+WriterOutput::WriterOutput(WriteFunction function)
+    : mFunction(std::move(function)), mName("a write function") {}
+
+WriterOutput::~WriterOutput() {
+    if (mFd >= 0) close(mFd);
+}
+
+bool WriterOutput::isWritable() const {
+    if (mFunction) return true;
+    return mFd >= 0 && (fcntl(mFd, F_GETFL) & O_ACCMODE) != O_RDONLY;
+}
+
+int WriterOutput::append(const void* data, size_t size) {
+    const char* rest = static_cast<const char*>(data);
+    while (size > 0 && mError == 0) {
+        const ssize_t count = writeSome(rest, size);
+        if (count < 0) {
+            mError = static_cast<int>(-count);
+            break;
+        }
+        rest += count;
+        size -= count;
+        mPosition += count;
+    }
+    return mError;
+}
+
+int WriterOutput::writeAt(off64_t position, const void* data, size_t size) {
+    const off64_t end = mPosition;
+    mPosition = position;
+    append(data, size);
+    mPosition = end;
+    return mError;
+}
+
+// What is neither a file nor a function may make a write wait for as long as its reader likes, so
+// it is only given what it has room for.
+ssize_t WriterOutput::writeSome(const void* data, size_t size) {
+    if (mFunction) {
+        const ssize_t count = mFunction(data, size);
+        return count != 0 ? count : -EIO;
+    }
+    for (;;) {
+        ssize_t count;
+        if (mSeekable) {
+            count = pwrite64(mFd, data, size, mPosition);
+        } else if (mRegular) {
+            count = write(mFd, data, size);
+        } else if (!waitUntilWritable()) {
+            return -ETIMEDOUT;
+        } else if (mSocket) {
+            count = send(mFd, data, size, MSG_DONTWAIT);
+        } else {
+            count = write(mFd, data, std::min<size_t>(size, PIPE_BUF));
+        }
+        if (count > 0) return count;
+        if (count == 0) return -EIO;
+        if (errno != EINTR && errno != EAGAIN) return -errno;
+    }
+}
+
+bool WriterOutput::waitUntilWritable() const {
+    pollfd descriptor = {mFd, POLLOUT, 0};
+    while (poll(&descriptor, 1, kPollMs) <= 0) {
+        if (systemTime(SYSTEM_TIME_MONOTONIC) > mWaitsEndNs) return false;
+    }
+    return true;
+}
+
+void WriterOutput::limitWaits() {
+    mWaitsEndNs = systemTime(SYSTEM_TIME_MONOTONIC) + kMaxWaitAfterStopNs;
+}
+
+int WriterOutput::sync() {
+    // Only what has a disk below it can be synced.
+    if (mError == 0 && mRegular && fsync(mFd) != 0) mError = errno;
+    return mError;
+}
+
+int WriterOutput::recover(off64_t size) {
+    mError = 0;
+    mPosition = size;
+    if (mRegular && ftruncate(mFd, size) != 0) mError = errno;
+    return mError;
+}
+
+}  // namespace android
