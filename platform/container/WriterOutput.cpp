@@ -6,6 +6,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <oxa/host/OutputWait.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -98,9 +99,13 @@ ssize_t WriterOutput::writeSome(const void* data, size_t size) {
 }
 
 bool WriterOutput::waitUntilWritable() const {
+    const nsecs_t beginNs = systemTime(SYSTEM_TIME_MONOTONIC);
     pollfd descriptor = {mFd, POLLOUT, 0};
     while (poll(&descriptor, 1, kPollMs) <= 0) {
-        if (systemTime(SYSTEM_TIME_MONOTONIC) > mWaitsEndNs) return false;
+        const nsecs_t nowNs = systemTime(SYSTEM_TIME_MONOTONIC);
+        const int64_t limitUs = oxa::host::outputWaitLimit();
+        if (nowNs > mWaitsEndNs) return false;
+        if (limitUs >= 0 && ns2us(nowNs - beginNs) > limitUs) return false;
     }
     return true;
 }

@@ -37,7 +37,8 @@ class WriterOutput {
     // The errno that ended writing, else 0.
     int error() const { return mError; }
 
-    // Behind everything written so far. Waits for a reader who does not read on.
+    // Behind everything written so far. Waits for a reader who does not read on, as long as
+    // oxa::host::setOutputWaitLimit allows.
     int append(const void* data, size_t size);
 
     // For seekable outputs only.
