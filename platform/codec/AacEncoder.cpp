@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "container/AvLog.h"
+
 namespace android {
 
 namespace {
@@ -73,6 +75,7 @@ status_t AacEncoder::configure(const sp<AMessage>& format, const sp<Surface>& /*
 
 status_t AacEncoder::openCodec() {
     if (mPcm.channels() < 1) return INVALID_OPERATION;
+    routeAvLog();
     const AVCodec* encoder = avcodec_find_encoder(AV_CODEC_ID_AAC);
     mCodec = avcodec_alloc_context3(encoder);
     mPacket = av_packet_alloc();

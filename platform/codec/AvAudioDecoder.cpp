@@ -14,6 +14,8 @@
 #include <cstring>
 #include <string>
 
+#include "container/AvLog.h"
+
 namespace android {
 
 namespace {
@@ -116,6 +118,7 @@ status_t AvAudioDecoder::configure(const sp<AMessage>& format, const sp<Surface>
 
 status_t AvAudioDecoder::openCodec() {
     if (mTrack == nullptr) return INVALID_OPERATION;
+    routeAvLog();
     mDamage.start("audio");
     const AVCodec* decoder = avcodec_find_decoder(mTrack->codec().codec_id);
     mCodec = avcodec_alloc_context3(decoder);

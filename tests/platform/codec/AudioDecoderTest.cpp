@@ -102,6 +102,8 @@ struct Source {
 };
 void PrintTo(const Source& source, std::ostream* out) { *out << source.name; }
 
+constexpr double kToneAmplitude = 0.3;
+
 std::string toneFile(const char* codec, const char* extension, int channels, int sampleRate,
                      std::vector<std::string> arguments = {}) {
     ClipOptions options;
@@ -111,7 +113,7 @@ std::string toneFile(const char* codec, const char* extension, int channels, int
     options.audioArguments = std::move(arguments);
     std::vector<double> frequencies;
     for (int channel = 0; channel < channels; ++channel) frequencies.push_back(300 + 130 * channel);
-    return sineClip(frequencies, 0.4, options);
+    return sineClip(frequencies, kToneAmplitude, options);
 }
 
 // Packets of more than a megabyte.
@@ -207,12 +209,26 @@ TEST(AudioDecoderTest, HeAacComesOutWithItsRealRate) {
     expectWellCut(driver, 2);
 }
 
-// The client hears of one format; the second part, with another rate and another number of
-// channels, must come in the first part's shape, with its pitch, length and place in time.
-TEST(AudioDecoderTest, ALaterChangeIsConvertedToTheFirstFormat) {
+struct Change {
+    const char* name;
+    int channels;
+    int sampleRate;
+    double leftFrequency;  // of the second part
+    double leftGainDb;     // how loud it goes to the left side
+};
+void PrintTo(const Change& change, std::ostream* out) { *out << change.name; }
+
+class AudioDecoderChangeTest : public testing::TestWithParam<Change> {};
+
+// The client hears of one format; the second part, with another rate or another number of
+// channels, must come in the first part's shape, with its pitch, level, length and place in time.
+TEST_P(AudioDecoderChangeTest, ALaterChangeIsConvertedToTheFirstFormat) {
+    const Change& change = GetParam();
     const std::string path = TempDir::ofProcess().file("joined.aac");
-    ASSERT_TRUE(writeFile(path, readFile(toneFile("aac", "aac", 2, 48000)) +
-                                        readFile(toneFile("aac", "aac", 1, 32000))));
+    ASSERT_TRUE(writeFile(
+            path, readFile(toneFile("aac", "aac", 2, 48000)) +
+                          readFile(toneFile("aac", "aac", change.channels, change.sampleRate,
+                                            {"-b:a", "256k"}))));
     const AudioPackets source(path);
     AudioComponentDriver driver(newDecoder());
     ASSERT_EQ(driver.start(source.format()), OK);
@@ -225,11 +241,17 @@ TEST(AudioDecoderTest, ALaterChangeIsConvertedToTheFirstFormat) {
     const Sound sound = soundFromPcm(pcmOf(driver.outputs()), 2, 48000);
     EXPECT_NEAR(sound.seconds(), 6, 0.15);
     EXPECT_NEAR(dominantFrequency(window(sound.channel(1), 48000, 1, 1), 48000), 430, 2);
-    EXPECT_NEAR(dominantFrequency(window(sound.channel(1), 48000, 4, 1), 48000), 300, 2);
-    // A mono part goes to both sides at -3 dB.
-    EXPECT_NEAR(toneDb(window(sound.channel(0), 48000, 4, 1), 48000, 300),
-                20 * std::log10(0.4) - 3.01, 0.5);
+    const std::vector<float> left = window(sound.channel(0), 48000, 4, 1);
+    EXPECT_NEAR(dominantFrequency(left, 48000), change.leftFrequency, 2);
+    EXPECT_NEAR(toneDb(left, 48000, change.leftFrequency),
+                20 * std::log10(kToneAmplitude) + change.leftGainDb, 0.5);
 }
+
+INSTANTIATE_TEST_SUITE_P(Parts, AudioDecoderChangeTest,
+                         testing::Values(Change{"mono_32k", 1, 32000, 300, -3.01},
+                                         Change{"stereo_44k1", 2, 44100, 300, 0},
+                                         Change{"surround_48k", 6, 48000, 300, 0}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(AudioDecoderTest, TimesFollowAJumpOfTheStream) {
     const AudioPackets source(mediaPath("flower_540p_h264_aac.mp4"));
