@@ -196,7 +196,7 @@ void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
 ParsedArguments parseArguments(const std::vector<std::string>& arguments,
                                const std::vector<std::unique_ptr<Command>>& commands) {
     ParsedArguments parsed;
-    CLI::App app("Plays, transcodes and records media.", "oxaplayer");
+    CLI::App app("Transcodes media files and shows what is in them.", "oxaplayer");
     app.require_subcommand(1);
     app.fallthrough();
     app.set_version_flag("--version", "oxaplayer " OXAPLAYER_VERSION);

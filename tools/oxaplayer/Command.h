@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include <CLI/App.hpp>
+#include <CLI/CLI.hpp>
 #include <memory>
 #include <vector>
 

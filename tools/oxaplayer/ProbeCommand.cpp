@@ -46,7 +46,7 @@ std::string json(const std::vector<SourceTrack>& tracks) {
 
 CLI::App* ProbeCommand::define(CLI::App& app) {
     CLI::App* probe = app.add_subcommand("probe", "Show the tracks of a file");
-    probe->add_option("INPUT", mInput, "A media file")->required();
+    probe->add_option("INPUT", mInput, "A media file")->required()->type_name("");
     return probe;
 }
 

@@ -5,10 +5,9 @@
 #include <unistd.h>
 
 #include "Arguments.h"
+#include "Command.h"
 #include "Console.h"
-#include "ProbeCommand.h"
 #include "Signals.h"
-#include "TranscodeCommand.h"
 
 namespace oxaplayer {
 
@@ -24,13 +23,6 @@ void occupyStandardStreams() {
 }
 
 }  // namespace
-
-std::vector<std::unique_ptr<Command>> makeCommands() {
-    std::vector<std::unique_ptr<Command>> commands;
-    commands.push_back(std::make_unique<TranscodeCommand>());
-    commands.push_back(std::make_unique<ProbeCommand>());
-    return commands;
-}
 
 }  // namespace oxaplayer
 

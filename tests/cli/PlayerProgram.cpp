@@ -1,0 +1,61 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "cli/PlayerProgram.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+
+namespace oxa::test {
+
+using nlohmann::json;
+
+ProcessRunner player(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), OXA_PLAYER_PROGRAM);
+    return ProcessRunner(arguments);
+}
+
+ProcessResult runPlayer(std::vector<std::string> arguments) {
+    return player(std::move(arguments)).run();
+}
+
+std::vector<std::string> linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+std::vector<json> eventsOf(const std::string& text) {
+    std::vector<json> events;
+    for (const std::string& line : linesOf(text)) {
+        json event = json::parse(line, nullptr, false);
+        if (event.is_object()) {
+            events.push_back(std::move(event));
+        } else {
+            ADD_FAILURE() << "not a JSON object: " << line;
+        }
+    }
+    return events;
+}
+
+std::vector<json> eventsNamed(const std::vector<json>& events, const std::string& name) {
+    std::vector<json> found;
+    std::copy_if(events.begin(), events.end(), std::back_inserter(found),
+                 [&](const json& event) { return event.value("event", "") == name; });
+    return found;
+}
+
+std::vector<std::string> namesIn(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        names.push_back(entry.path().filename());
+    }
+    return names;
+}
+
+}  // namespace oxa::test

@@ -1,0 +1,123 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "cli/PlayerProgram.h"
+#include "support/MediaProbe.h"
+#include "support/TempDir.h"
+#include "support/TestClips.h"
+
+namespace oxa::test {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+class ProbeClipTest : public testing::TestWithParam<const char*> {};
+
+// Measured by decoding the clip: a size, a rotation, a rate or a track that the client shows
+// wrongly is also what it would transcode to.
+TEST_P(ProbeClipTest, showsWhatTheClipHolds) {
+    const std::string path = mediaPath(GetParam());
+    const ProcessResult result = runPlayer({"probe", path, "--json"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    const auto objects = eventsOf(result.out);
+    ASSERT_EQ(objects.size(), 1u);
+    const json& tracks = objects[0]["tracks"];
+
+    const MediaProbe probe(path);
+    ASSERT_TRUE(probe.ok()) << probe.error();
+    std::vector<StreamProbe> streams;
+    for (const StreamProbe& stream : probe.streams()) {
+        if (!stream.isCover && stream.decodeErrors >= 0) streams.push_back(stream);
+    }
+    ASSERT_EQ(tracks.size(), streams.size()) << tracks;
+    for (size_t i = 0; i < streams.size(); ++i) {
+        const StreamProbe& stream = streams[i];
+        const json& track = tracks[i];
+        EXPECT_EQ(track["index"], i);
+        EXPECT_EQ(track["kind"], stream.isVideo ? "video" : "audio");
+        if (stream.isVideo) {
+            EXPECT_EQ(track["width"], stream.width);
+            EXPECT_EQ(track["height"], stream.height);
+            EXPECT_EQ(track["rotation"], stream.rotation);
+            EXPECT_NEAR(track["frame_rate"].get<double>(), stream.frameRate, 0.5);
+        } else {
+            EXPECT_EQ(track["channels"], stream.channels);
+            EXPECT_EQ(track["sample_rate"], stream.sampleRate);
+        }
+        EXPECT_NEAR(track["duration_s"].get<double>(), stream.durationUs() / 1e6, 1.3);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Clips, ProbeClipTest,
+        testing::Values("bear_161x121_vp9.webm", "bird_mpeg4asp_mp3.avi", "bunny_360p_aac51.ts",
+                        "bunny_480i_tff_mpeg2_mp2.ts", "bunny_480p_hevc.mp4",
+                        "bunny_rotated90_aac51.mp4", "car_432p_12fps.mp4",
+                        "flower_540p_h264_aac.mp4", "flower_540p_vp8_vorbis.webm",
+                        "friday_480p_audio_first.mp4", "friday_audio_starts_1200ms.mp4",
+                        "friday_video_starts_1s.mp4", "nasa_multistream.mp4", "roar.mp3"),
+        [](const testing::TestParamInfo<const char*>& info) {
+            std::string name = info.param;
+            for (char& letter : name) {
+                if (!isalnum(static_cast<unsigned char>(letter))) letter = '_';
+            }
+            return name;
+        });
+
+TEST(Probe, tableIsForPeople) {
+    const std::string path = mediaPath("bunny_rotated90_aac51.mp4");
+    const ProcessResult result = runPlayer({"probe", path});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_THAT(result.out, HasSubstr(path));
+    EXPECT_THAT(result.out, HasSubstr("track 0: video, video/avc 1920x1080, rotated by 90"));
+    EXPECT_THAT(result.out, HasSubstr("audio/mp4a-latm 6 ch, 48000 Hz"));
+}
+
+// A picture that belongs to the file and not to a film must not become a film.
+TEST(Probe, coverPictureIsNoTrack) {
+    const ProcessResult result = runPlayer({"probe", coverPictureClip(), "--json"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const json tracks = json::parse(result.out)["tracks"];
+    ASSERT_EQ(tracks.size(), 1u);
+    EXPECT_EQ(tracks[0]["kind"], "audio");
+}
+
+TEST(Probe, unreadableInputIsExitThreeWithOneLine) {
+    TempDir folder;
+    ASSERT_TRUE(writeFile(folder.file("empty.mp4"), ""));
+    for (const std::string& path :
+         {folder.file("none.mp4"), folder.path(), folder.file("empty.mp4"), garbageFile(100'000),
+          std::string("/dev/zero")}) {
+        const ProcessResult result = runPlayer({"probe", path});
+        EXPECT_EQ(result.exitCode, 3) << path;
+        EXPECT_EQ(result.out, "") << path;
+        EXPECT_EQ(linesOf(result.err).size(), 1u) << result.err;
+        EXPECT_THAT(result.err, testing::StartsWith("oxaplayer: probe: ")) << path;
+        EXPECT_THAT(result.err, HasSubstr("'" + path + "'"));
+    }
+    const ProcessResult missing = runPlayer({"probe", "x.mp4"});
+    EXPECT_EQ(missing.err, "oxaplayer: probe: cannot open 'x.mp4': No such file or directory\n");
+    const ProcessResult events = runPlayer({"probe", "x.mp4", "--json"});
+    const auto lines = eventsOf(events.out);
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0]["event"], "error");
+    EXPECT_EQ(lines[0]["exit"], 3);
+}
+
+TEST(Probe, fullDiskBehindStandardOutputIsExitFour) {
+    const ProcessResult result = ProcessRunner({"sh", "-c", "\"$0\" probe \"$1\" >/dev/full",
+                                                OXA_PLAYER_PROGRAM, mediaPath("roar.mp3")})
+                                         .run();
+    EXPECT_EQ(result.exitCode, 4);
+    EXPECT_THAT(result.err, HasSubstr("No space left on device"));
+}
+
+}  // namespace
+}  // namespace oxa::test

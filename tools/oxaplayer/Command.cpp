@@ -1,0 +1,18 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "Command.h"
+
+#include "ProbeCommand.h"
+#include "TranscodeCommand.h"
+
+namespace oxaplayer {
+
+std::vector<std::unique_ptr<Command>> makeCommands() {
+    std::vector<std::unique_ptr<Command>> commands;
+    commands.push_back(std::make_unique<TranscodeCommand>());
+    commands.push_back(std::make_unique<ProbeCommand>());
+    return commands;
+}
+
+}  // namespace oxaplayer
