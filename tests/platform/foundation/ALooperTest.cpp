@@ -169,13 +169,16 @@ TEST_F(ALooperTest, CannotReachALooperThatIsGoneOrWasNotThereYet) {
     mLooper->start();
     EXPECT_EQ(OK, message->post());
     EXPECT_EQ(-ENOENT, early->post());
-    EXPECT_EQ(-ENOENT, (new AMessage(1, nullptr))->post());
+    sp<AMessage> homeless = new AMessage(1, nullptr);
+    EXPECT_EQ(-ENOENT, homeless->post());
     early->setTarget(handler);
     EXPECT_EQ(OK, early->post());
+    flush();
     early->setTarget(nullptr);
     EXPECT_EQ(-ENOENT, early->post());
 
     EXPECT_EQ(mLooper.get(), handler->looper().get());
+    mLooper->stop();  // its thread may still hold it for the answer of flush()
     mLooper.clear();
     EXPECT_EQ(nullptr, handler->looper().get());
     ::testing::internal::CaptureStderr();
@@ -297,9 +300,9 @@ TEST_F(ALooperTest, TakesOneReplyFromAnyThreadAndRefusesTheRest) {
     EXPECT_EQ(1u, response->what());
     EXPECT_EQ(OK, first);
     EXPECT_EQ(-EBUSY, second);
-    EXPECT_EQ(-ENOENT, (new AMessage)->postReply(nullptr));
+    EXPECT_EQ(-ENOENT, response->postReply(nullptr));
     mLooper.clear();
-    EXPECT_EQ(-ENOENT, (new AMessage)->postReply(token));
+    EXPECT_EQ(-ENOENT, response->postReply(token));
 }
 
 TEST_F(ALooperTest, ServesManyWaitingCallersAtOnce) {
@@ -504,8 +507,10 @@ TEST_F(ALooperTest, DeliversOneAtATimeAlsoWhenAHandlerRestartsIt) {
 TEST_F(ALooperTest, SurvivesItsLastReferenceBeingDroppedOnItsOwnThread) {
     std::atomic<int> destroyed{0};
     int destroyedWithLooper = 0;
+    Signal posted;
     Signal dropped;
     sp<AHandler> handler = addHandler([&](const sp<AMessage>&) {
+        EXPECT_TRUE(posted.wait());
         mLooper.clear();
         destroyedWithLooper = destroyed;
         dropped.raise();
@@ -517,6 +522,7 @@ TEST_F(ALooperTest, SurvivesItsLastReferenceBeingDroppedOnItsOwnThread) {
     undelivered.clear();
     mLooper->start();
     message->post();
+    posted.raise();
     ASSERT_TRUE(dropped.wait());
     EXPECT_EQ(1, destroyedWithLooper) << "what was in the queue goes with the looper";
     EXPECT_EQ(-ENOENT, message->post());

@@ -69,7 +69,8 @@ TEST(MemoryHeapBaseTest, ShowsFailureAsAHeapWithoutMemory) {
     for (const sp<IMemoryHeap>& heap : heaps) {
         EXPECT_EQ(MAP_FAILED, heap->getBase());
         EXPECT_EQ(-1, heap->getHeapID());
-        EXPECT_EQ(nullptr, (new MemoryBase(heap, 0, 1))->unsecurePointer());
+        sp<IMemory> memory = new MemoryBase(heap, 0, 1);
+        EXPECT_EQ(nullptr, memory->unsecurePointer());
     }
 }
 
