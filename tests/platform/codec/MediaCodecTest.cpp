@@ -1,0 +1,499 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+#include <gui/IGraphicBufferProducer.h>
+#include <gui/Surface.h>
+#include <media/stagefright/MediaErrors.h>
+#include <mediadrm/ICrypto.h>
+
+#include <cerrno>
+#include <climits>
+
+#include "platform/codec/CodecClient.h"
+#include "platform/codec/ScriptedComponent.h"
+
+namespace oxa::test {
+namespace {
+
+using namespace android;
+
+sp<AMessage> scriptedFormat() {
+    const sp<AMessage> format = new AMessage;
+    format->setString("mime", ScriptedComponent::kMime);
+    return format;
+}
+
+// A codec over the scripted component, in the state that the test asks for.
+class Scripted : public CodecClient {
+  public:
+    Scripted() : CodecClient(ScriptedComponent::kMime, false) {}
+
+    ScriptedComponent& component() { return *ScriptedComponent::last(); }
+
+    status_t configureScripted() { return (*this)->configure(scriptedFormat(), NULL, NULL, 0); }
+
+    void startScripted() {
+        ASSERT_EQ(OK, setCallback());
+        ASSERT_EQ(OK, configureScripted());
+        ASSERT_EQ(OK, (*this)->start());
+        ASSERT_TRUE(waitForCount(MediaCodec::CB_INPUT_AVAILABLE, ScriptedComponent::kInputCount));
+    }
+
+    size_t count(int id) const { return countOf(events(), id); }
+};
+
+class MediaCodecTest : public testing::Test {
+  protected:
+    void SetUp() override { ScriptedComponent::install(); }
+};
+
+// ---- States
+
+constexpr status_t kRefused = INVALID_OPERATION;
+
+// What each call answers in one state. Calls on indices use one that does not exist, so that
+// -ERANGE means "allowed".
+struct StateCase {
+    const char* name;
+    void (*enter)(Scripted& codec);
+    status_t setCallback;
+    status_t configure;
+    status_t createInputSurface;  // the component has none
+    status_t start;
+    status_t flush;
+    status_t queue;
+    status_t release;
+    status_t signalEnd;
+    status_t formats;
+    status_t getName;
+    status_t setParameters;
+    status_t stop;
+};
+
+void enterNothing(Scripted&) {}
+void enterConfigured(Scripted& codec) {
+    codec.setCallback();
+    codec.configureScripted();
+}
+void enterStarted(Scripted& codec) {
+    codec.startScripted();
+}
+void enterFlushed(Scripted& codec) {
+    codec.startScripted();
+    codec->flush();
+}
+void enterStopped(Scripted& codec) {
+    codec.startScripted();
+    codec->stop();
+}
+void enterReleased(Scripted& codec) {
+    codec.startScripted();
+    codec->release();
+}
+void enterFatal(Scripted& codec) {
+    codec.startScripted();
+    codec.component().fail(ERROR_IO, ACTION_CODE_FATAL);
+    codec.waitForCount(MediaCodec::CB_ERROR, 1);
+    codec.settle();
+}
+void enterRecoverable(Scripted& codec) {
+    codec.startScripted();
+    codec.component().fail(ERROR_IO, ACTION_CODE_RECOVERABLE);
+    codec.waitForCount(MediaCodec::CB_ERROR, 1);
+    codec.settle();
+}
+void enterTransient(Scripted& codec) {
+    codec.startScripted();
+    codec.component().fail(ERROR_IO, ACTION_CODE_TRANSIENT);
+    codec.waitForCount(MediaCodec::CB_ERROR, 1);
+    codec.settle();
+}
+
+constexpr StateCase kStates[] = {
+        {"Initialized", enterNothing, OK, OK, kRefused, kRefused, kRefused, kRefused, kRefused,
+         kRefused, kRefused, OK, kRefused, OK},
+        {"Configured", enterConfigured, OK, kRefused, kRefused, OK, kRefused, kRefused, kRefused,
+         kRefused, OK, OK, OK, OK},
+        {"Started", enterStarted, kRefused, kRefused, kRefused, kRefused, OK, -ERANGE, -ERANGE,
+         kRefused, OK, OK, OK, OK},
+        {"Flushed", enterFlushed, kRefused, kRefused, kRefused, OK, OK, -ERANGE, -ERANGE, kRefused,
+         OK, OK, OK, OK},
+        {"Stopped", enterStopped, OK, OK, kRefused, kRefused, kRefused, kRefused, kRefused,
+         kRefused, kRefused, OK, kRefused, OK},
+        {"Released", enterReleased, kRefused, kRefused, kRefused, kRefused, kRefused, kRefused,
+         kRefused, kRefused, kRefused, kRefused, kRefused, kRefused},
+        {"AfterFatalError", enterFatal, kRefused, kRefused, kRefused, kRefused, kRefused, kRefused,
+         kRefused, kRefused, kRefused, kRefused, kRefused, kRefused},
+        {"AfterRecoverableError", enterRecoverable, OK, OK, kRefused, kRefused, kRefused, kRefused,
+         kRefused, kRefused, kRefused, OK, kRefused, OK},
+        {"AfterTransientError", enterTransient, kRefused, kRefused, kRefused, kRefused, ERROR_IO,
+         ERROR_IO, ERROR_IO, kRefused, OK, OK, OK, ERROR_IO},
+};
+
+class MediaCodecStates : public testing::TestWithParam<StateCase> {
+  protected:
+    void SetUp() override { ScriptedComponent::install(); }
+
+    // Each call meets a codec of its own, which can be released whatever happened.
+    template <typename Call>
+    void expectIn(const char* what, status_t expected, Call call) {
+        SCOPED_TRACE(what);
+        Scripted codec;
+        GetParam().enter(codec);
+        EXPECT_EQ(expected, call(codec));
+        EXPECT_EQ(OK, codec->release());
+        EXPECT_EQ(OK, codec->release());
+    }
+};
+
+TEST_P(MediaCodecStates, AllowExactlyTheirCalls) {
+    constexpr size_t kNoIndex = 1000000;
+    const StateCase& state = GetParam();
+    expectIn("setCallback", state.setCallback, [](Scripted& c) { return c.setCallback(); });
+    expectIn("configure", state.configure, [](Scripted& c) { return c.configureScripted(); });
+    expectIn("createInputSurface", state.createInputSurface, [](Scripted& c) {
+        sp<IGraphicBufferProducer> producer;
+        return c->createInputSurface(&producer);
+    });
+    expectIn("start", state.start, [](Scripted& c) { return c->start(); });
+    expectIn("flush", state.flush, [](Scripted& c) { return c->flush(); });
+    expectIn("queueInputBuffer", state.queue,
+             [](Scripted& c) { return c->queueInputBuffer(kNoIndex, 0, 0, 0, 0); });
+    expectIn("releaseOutputBuffer", state.release,
+             [](Scripted& c) { return c->releaseOutputBuffer(kNoIndex); });
+    expectIn("renderOutputBufferAndRelease", state.release,
+             [](Scripted& c) { return c->renderOutputBufferAndRelease(kNoIndex); });
+    expectIn("signalEndOfInputStream", state.signalEnd,
+             [](Scripted& c) { return c->signalEndOfInputStream(); });
+    expectIn("getInputFormat", state.formats, [](Scripted& c) {
+        sp<AMessage> format;
+        return c->getInputFormat(&format);
+    });
+    expectIn("getOutputFormat", state.formats, [](Scripted& c) {
+        sp<AMessage> format;
+        return c->getOutputFormat(&format);
+    });
+    expectIn("getName", state.getName, [](Scripted& c) {
+        AString name;
+        return c->getName(&name);
+    });
+    expectIn("setParameters", state.setParameters,
+             [](Scripted& c) { return c->setParameters(new AMessage); });
+    expectIn("stop", state.stop, [](Scripted& c) { return c->stop(); });
+    // From everywhere: as new, and usable.
+    expectIn("reset", OK, [](Scripted& c) { return c->reset(); });
+    expectIn("configure after reset", OK, [](Scripted& c) {
+        c->reset();
+        return c.configureScripted();
+    });
+    expectIn("getInputBuffer", INVALID_OPERATION, [](Scripted& c) {
+        sp<MediaCodecBuffer> buffer;
+        return c->getInputBuffer(kNoIndex, &buffer);
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(All, MediaCodecStates, testing::ValuesIn(kStates),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// ---- Making and configuring
+
+TEST_F(MediaCodecTest, IsMadeByTypeAndByName) {
+    const sp<ALooper> looper = new ALooper;
+    looper->start();
+    const struct {
+        const char* mime;
+        bool encoder;
+        const char* name;
+    } kCodecs[] = {
+            {"video/avc", true, "c2.linux.avc.encoder"},
+            {"audio/mp4a-latm", true, "c2.linux.aac.encoder"},
+            {"video/avc", false, "c2.linux.h264.decoder"},
+            {"VIDEO/hevc", false, "c2.linux.hevc.decoder"},
+            {"video/x-prores", false, "c2.linux.prores.decoder"},
+            {"audio/mp4a-latm", false, "c2.linux.aac.decoder"},
+    };
+    for (const auto& wanted : kCodecs) {
+        SCOPED_TRACE(wanted.name);
+        sp<MediaCodec> codec = MediaCodec::CreateByType(looper, wanted.mime, wanted.encoder);
+        ASSERT_NE(nullptr, codec.get());
+        AString name;
+        EXPECT_EQ(OK, codec->getName(&name));
+        EXPECT_STREQ(wanted.name, name.c_str());
+        EXPECT_EQ(OK, codec->release());
+    }
+    sp<MediaCodec> codec = MediaCodec::CreateByComponentName(looper, "c2.linux.hevc.decoder");
+    ASSERT_NE(nullptr, codec.get());
+    EXPECT_EQ(OK, codec->release());
+
+    status_t err = OK;
+    EXPECT_EQ(nullptr, MediaCodec::CreateByType(looper, "video/hevc", true, &err).get());
+    EXPECT_EQ(NAME_NOT_FOUND, err);
+    EXPECT_EQ(nullptr, MediaCodec::CreateByType(looper, "text/plain", false, &err).get());
+    EXPECT_EQ(NAME_NOT_FOUND, err);
+    EXPECT_EQ(nullptr, MediaCodec::CreateByComponentName(looper, "c2.none", &err).get());
+    EXPECT_EQ(NAME_NOT_FOUND, err);
+}
+
+TEST_F(MediaCodecTest, AnswersNoEntryWithoutARunningLooper) {
+    const sp<ALooper> looper = new ALooper;
+    status_t err = OK;
+    EXPECT_EQ(nullptr, MediaCodec::CreateByType(looper, "video/avc", false, &err).get());
+    EXPECT_EQ(-ENOENT, err);
+}
+
+TEST_F(MediaCodecTest, ConfigureAddsToTheFormat) {
+    CodecClient encoder("video/avc", true);
+    const sp<AMessage> format = new AMessage;
+    format->setInt32("width", 64);
+    format->setInt32("height", 48);
+    ASSERT_EQ(OK, encoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE));
+    int32_t flags = 0;
+    int32_t isEncoder = 0;
+    EXPECT_TRUE(format->findInt32("flags", &flags));
+    EXPECT_EQ(MediaCodec::CONFIGURE_FLAG_ENCODE, flags);
+    EXPECT_TRUE(format->findInt32("encoder", &isEncoder));
+    EXPECT_EQ(1, isEncoder);
+    EXPECT_FALSE(format->contains("native-window"));
+}
+
+TEST_F(MediaCodecTest, AFailedConfigureOrStartLeavesANewCodec) {
+    const struct {
+        const char* what;
+        int32_t width;
+        int32_t height;
+        status_t configureResult;
+        status_t startResult;
+        status_t expected;
+    } kCases[] = {
+            {"negative width", -1, 10, OK, OK, BAD_VALUE},
+            {"negative height", 10, -1, OK, OK, BAD_VALUE},
+            {"absurd size", 1 << 20, 1 << 20, OK, OK, BAD_VALUE},
+            {"the component refuses", 10, 10, BAD_VALUE, OK, BAD_VALUE},
+            {"the surface is taken", 10, 10, -EINVAL, OK, -EINVAL},
+            {"the component does not start", 10, 10, OK, NO_INIT, NO_INIT},
+    };
+    for (const auto& failing : kCases) {
+        SCOPED_TRACE(failing.what);
+        Scripted codec;
+        ASSERT_EQ(OK, codec.setCallback());
+        const sp<AMessage> format = scriptedFormat();
+        format->setInt32("width", failing.width);
+        format->setInt32("height", failing.height);
+        ScriptedComponent::sConfigureResult = failing.configureResult;
+        ScriptedComponent::sStartResult = failing.startResult;
+        status_t err = codec->configure(format, NULL, NULL, 0);
+        if (err == OK) err = codec->start();
+        EXPECT_EQ(failing.expected, err);
+        ScriptedComponent::sConfigureResult = OK;
+        ScriptedComponent::sStartResult = OK;
+        // The callback is gone: this run is silent.
+        EXPECT_EQ(OK, codec.configureScripted());
+        EXPECT_EQ(OK, codec->start());
+        codec.component().offer(0, 1);
+        codec.settle();
+        EXPECT_TRUE(codec.events().empty());
+    }
+    // An encoder's flag on a decoder.
+    Scripted codec;
+    EXPECT_EQ(BAD_VALUE, codec->configure(scriptedFormat(), NULL, NULL,
+                                          MediaCodec::CONFIGURE_FLAG_ENCODE));
+}
+
+TEST_F(MediaCodecTest, DyingUnreleasedIsFatal) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_DEATH(
+            {
+                const sp<ALooper> looper = new ALooper;
+                looper->start();
+                MediaCodec::CreateByType(looper, ScriptedComponent::kMime, false);
+            },
+            "CHECK_EQ\\( mState,UNINITIALIZED\\) failed: 1 vs. 0");
+}
+
+// ---- Callbacks
+
+TEST_F(MediaCodecTest, CallbacksHoldExactlyTheirItems) {
+    Scripted codec;
+    codec.startScripted();
+    codec.component().reportFormat(7);
+    codec.component().offer(1234, 5, MediaCodec::BUFFER_FLAG_SYNCFRAME);
+    codec.component().fail(ERROR_MALFORMED, ACTION_CODE_TRANSIENT);
+    ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_ERROR, 1));
+    const CodecClient::Events events = codec.events();
+    ASSERT_EQ(ScriptedComponent::kInputCount + 3, events.size());
+    EXPECT_EQ("callbackID:i index:i", events[0].items);
+    const CodecEvent& format = events[ScriptedComponent::kInputCount];
+    EXPECT_EQ("callbackID:i format:m", format.items);
+    sp<AMessage> current;
+    ASSERT_EQ(OK, codec->getOutputFormat(&current));
+    EXPECT_EQ(current.get(), format.format.get()) << "the format is shared, not copied";
+    const CodecEvent& output = events[ScriptedComponent::kInputCount + 1];
+    EXPECT_EQ("callbackID:i flags:i index:i offset:z size:z timeUs:l", output.items);
+    EXPECT_EQ(5u, output.size);
+    EXPECT_EQ(1234, output.timeUs);
+    EXPECT_EQ(MediaCodec::BUFFER_FLAG_SYNCFRAME, static_cast<int>(output.flags));
+    EXPECT_EQ("actionCode:i callbackID:i err:i", events.back().items);
+    EXPECT_EQ(ERROR_MALFORMED, events.back().err);
+    EXPECT_EQ(ACTION_CODE_TRANSIENT, events.back().actionCode);
+}
+
+TEST_F(MediaCodecTest, AFormatFromStartComesBeforeTheInputs) {
+    ScriptedComponent::sReportsInStart = true;
+    Scripted codec;
+    codec.startScripted();
+    const CodecClient::Events events = codec.events();
+    EXPECT_EQ(MediaCodec::CB_OUTPUT_FORMAT_CHANGED, events.front().id);
+    EXPECT_EQ(ScriptedComponent::kInputCount + 1, events.size());
+}
+
+TEST_F(MediaCodecTest, AConsumedInputIsOfferedAgainUntilTheEndWasQueued) {
+    Scripted codec;
+    codec.startScripted();
+    const CodecClient::Events events = codec.events();
+    sp<MediaCodecBuffer> buffer;
+    ASSERT_EQ(OK, codec->getInputBuffer(events[1].index, &buffer));
+    ASSERT_EQ(ScriptedComponent::kInputCapacity, buffer->capacity());
+    ASSERT_EQ(OK, codec->queueInputBuffer(events[1].index, 10, 20, 777, 0));
+    const CodecInput input = codec.component().inputs().at(0);
+    EXPECT_EQ(10u, input.buffer->offset());
+    EXPECT_EQ(20u, input.buffer->size());
+    EXPECT_EQ(777, input.timeUs);
+    codec.component().consume(input.index);
+    ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_INPUT_AVAILABLE, 4));
+    EXPECT_EQ(events[1].index, codec.events().back().index);
+
+    ASSERT_EQ(OK, codec->queueInputBuffer(events[0].index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS));
+    codec.component().consume(codec.component().inputs().at(1).index);
+    codec.settle();
+    EXPECT_EQ(4u, codec.count(MediaCodec::CB_INPUT_AVAILABLE));
+}
+
+TEST_F(MediaCodecTest, WhatAnInputRefersToIsLetGoWhenItWasTaken) {
+    Scripted codec;
+    codec.startScripted();
+    for (size_t i = 0; i < 2; ++i) {
+        const size_t index = codec.events()[i].index;
+        sp<MediaCodecBuffer> buffer;
+        ASSERT_EQ(OK, codec->getInputBuffer(index, &buffer));
+        const sp<AMessage> held = new AMessage;
+        buffer->meta()->setObject("mediaBufferHolder", held);
+        ASSERT_EQ(OK, codec->queueInputBuffer(index, 0, 1, 0, 0));
+        EXPECT_EQ(2, held->getStrongCount());
+        if (i == 0) {
+            codec.component().consume(codec.component().inputs().at(0).index);
+            codec.settle();
+        } else {
+            ASSERT_EQ(OK, codec->stop());
+        }
+        EXPECT_EQ(1, held->getStrongCount());
+    }
+}
+
+// ---- Ownership of buffers
+
+TEST_F(MediaCodecTest, InputsBelongToOneSideAtATime) {
+    Scripted codec;
+    codec.startScripted();
+    const size_t index = codec.events()[0].index;
+    sp<MediaCodecBuffer> buffer;
+    EXPECT_EQ(-ERANGE, codec->queueInputBuffer(ScriptedComponent::kInputCount, 0, 0, 0, 0));
+    EXPECT_EQ(-EINVAL, codec->queueInputBuffer(index, 0, 101, 0, 0));
+    EXPECT_EQ(-EINVAL, codec->queueInputBuffer(index, 60, 41, 0, 0));
+    EXPECT_EQ(-EINVAL, codec->queueInputBuffer(index, SIZE_MAX, 2, 0, 0));
+    EXPECT_EQ(OK, codec->queueInputBuffer(index, 60, 40, 0, 0));
+    EXPECT_EQ(-EACCES, codec->queueInputBuffer(index, 0, 1, 0, 0));
+    EXPECT_EQ(INVALID_OPERATION, codec->getInputBuffer(index, &buffer));
+    EXPECT_EQ(nullptr, buffer.get());
+}
+
+TEST_F(MediaCodecTest, OutputsBelongToOneSideAtATime) {
+    Scripted codec;
+    codec.startScripted();
+    codec.component().offer(1000, 5);
+    codec.component().offer(2000, 5);
+    codec.component().offer(3000, 5);
+    ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, 3));
+    CodecClient::Events events = codec.events();
+    events.erase(events.begin(), events.begin() + ScriptedComponent::kInputCount);
+    sp<MediaCodecBuffer> buffer;
+    EXPECT_EQ(OK, codec->getOutputBuffer(events[1].index, &buffer));
+    EXPECT_EQ(5u, buffer->size());
+    EXPECT_EQ(OK, codec->releaseOutputBuffer(events[1].index));
+    EXPECT_EQ(-EACCES, codec->releaseOutputBuffer(events[1].index));
+    EXPECT_EQ(INVALID_OPERATION, codec->getOutputBuffer(events[1].index, &buffer));
+    EXPECT_EQ(nullptr, buffer.get());
+    EXPECT_EQ(OK, codec->renderOutputBufferAndRelease(events[0].index));
+    EXPECT_EQ(OK, codec->renderOutputBufferAndRelease(events[2].index, 42));
+    EXPECT_EQ(-ERANGE, codec->releaseOutputBuffer(99));
+
+    const auto& released = codec.component().released();
+    ASSERT_EQ(3u, released.size());
+    EXPECT_EQ(2000, released[0].timeUs);
+    EXPECT_FALSE(released[0].render);
+    EXPECT_TRUE(released[1].render);
+    EXPECT_EQ(1000 * 1000, released[1].timestampNs) << "the media time";
+    EXPECT_EQ(42, released[2].timestampNs);
+}
+
+// ---- Runs
+
+struct EndOfRun {
+    const char* name;
+    status_t (*end)(Scripted& codec);
+};
+
+constexpr EndOfRun kEndsOfRun[] = {
+        {"Stop", [](Scripted& c) { return c->stop(); }},
+        {"Reset", [](Scripted& c) { return c->reset(); }},
+        {"Release", [](Scripted& c) { return c->release(); }},
+        {"Flush", [](Scripted& c) { return c->flush(); }},
+};
+
+class MediaCodecRuns : public testing::TestWithParam<EndOfRun> {
+  protected:
+    void SetUp() override { ScriptedComponent::install(); }
+};
+
+// Whatever the component still reports while it is being stopped belongs to nobody.
+TEST_P(MediaCodecRuns, NothingOfAnEndedRunIsDelivered) {
+    Scripted codec;
+    codec.startScripted();
+    codec.component().offer(1, 1);
+    ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, 1));
+    const size_t before = codec.events().size();
+    const CodecEvent stale = codec.events().back();
+    codec.component().reportWhileStopping();
+    ASSERT_EQ(OK, GetParam().end(codec));
+    codec.settle();
+    EXPECT_EQ(before, codec.events().size());
+    sp<MediaCodecBuffer> buffer;
+    EXPECT_EQ(INVALID_OPERATION, codec->getInputBuffer(codec.events()[0].index, &buffer));
+    EXPECT_EQ(INVALID_OPERATION, codec->getOutputBuffer(stale.index, &buffer));
+
+    // The next run does not know the former one's indices, although it offers as many buffers.
+    ASSERT_EQ(OK, codec->reset());
+    codec.startScripted();
+    codec.component().offer(2, 1);
+    ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, 2));
+    EXPECT_EQ(-ERANGE, codec->queueInputBuffer(codec.events()[0].index, 0, 1, 0, 0));
+    EXPECT_EQ(-ERANGE, codec->releaseOutputBuffer(stale.index));
+    EXPECT_EQ(OK, codec->releaseOutputBuffer(codec.events().back().index));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, MediaCodecRuns, testing::ValuesIn(kEndsOfRun),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(MediaCodecTest, AFlushedDecoderGoesOnWithFreshInputs) {
+    Scripted codec;
+    codec.startScripted();
+    ASSERT_EQ(OK, codec->queueInputBuffer(codec.events()[0].index, 0, 1, 0, 0));
+    ASSERT_EQ(OK, codec->flush());
+    ASSERT_EQ(OK, codec->start());
+    ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_INPUT_AVAILABLE, 6));
+    EXPECT_TRUE(codec.component().inputs().empty());
+    EXPECT_EQ(OK, codec->queueInputBuffer(codec.events().back().index, 0, 1, 0, 0));
+}
+
+}  // namespace
+}  // namespace oxa::test

@@ -1,0 +1,63 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/codec/ScriptedComponent.h"
+
+namespace oxa::test {
+
+using namespace android;
+
+void ScriptedComponent::install() {
+    static const bool installed = [] {
+        addComponent({kMime, CodecDirection::kDecoder,
+                      [](const AString&) -> sp<CodecComponent> { return new ScriptedComponent; }});
+        return true;
+    }();
+    (void)installed;
+    sConfigureResult = OK;
+    sStartResult = OK;
+    sReportsInStart = false;
+}
+
+void ScriptedComponent::offer(int64_t timeUs, size_t size, uint32_t flags) {
+    CodecOutput output;
+    output.data = new ABuffer(size);
+    output.timeUs = timeUs;
+    output.flags = flags;
+    mClient->onOutput(output);
+}
+
+void ScriptedComponent::reportFormat(int32_t width) {
+    const sp<AMessage> format = new AMessage;
+    format->setInt32("width", width);
+    mClient->onOutputFormat(format);
+}
+
+status_t ScriptedComponent::configure(const sp<AMessage>& /*format*/,
+                                      const sp<Surface>& /*surface*/) {
+    return sConfigureResult;
+}
+
+status_t ScriptedComponent::start(Client* client) {
+    mClient = client;
+    if (sReportsInStart) reportFormat(1);
+    return sStartResult;
+}
+
+void ScriptedComponent::stop() {
+    if (mReportsWhileStopping && mClient != nullptr) {
+        reportFormat(2);
+        offer(0, 1);
+        consume(0);
+        fail(UNKNOWN_ERROR, ACTION_CODE_FATAL);
+    }
+    mClient = nullptr;
+    mInputs.clear();
+}
+
+void ScriptedComponent::releaseOutput(const CodecOutput& output, bool render,
+                                      int64_t timestampNs) {
+    mReleased.push_back({output.timeUs, render, timestampNs});
+}
+
+}  // namespace oxa::test
