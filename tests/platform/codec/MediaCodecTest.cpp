@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <ostream>
 
 #include "platform/codec/CodecClient.h"
 #include "platform/codec/ScriptedComponent.h"
@@ -70,6 +71,10 @@ struct StateCase {
     status_t setParameters;
     status_t stop;
 };
+
+void PrintTo(const StateCase& state, std::ostream* out) {
+    *out << state.name;
+}
 
 void enterNothing(Scripted&) {}
 void enterConfigured(Scripted& codec) {
@@ -442,6 +447,10 @@ struct EndOfRun {
     const char* name;
     status_t (*end)(Scripted& codec);
 };
+
+void PrintTo(const EndOfRun& end, std::ostream* out) {
+    *out << end.name;
+}
 
 constexpr EndOfRun kEndsOfRun[] = {
         {"Stop", [](Scripted& c) { return c->stop(); }},
