@@ -61,7 +61,8 @@ TEST_F(TranscodeCliTest, clipBecomesAvcAndAacInBothContainers) {
         const ProcessResult result = runPlayer(quick(mFlower, output));
         ASSERT_EQ(result.exitCode, 0) << result.err;
         EXPECT_EQ(result.out, "");
-        EXPECT_THAT(result.err, HasSubstr(output + ": 5.1 s, 150 pictures, "));
+        EXPECT_THAT(result.err, HasSubstr(output + ": 5."));
+        EXPECT_THAT(result.err, HasSubstr(" s, 150 pictures, "));
         const MediaProbe probe(output);
         ASSERT_TRUE(probe.ok()) << probe.error();
         EXPECT_THAT(probe.formatName(), HasSubstr(output == mMp4 ? "mp4" : "mpegts"));

@@ -3,12 +3,18 @@
 
 #include "Events.h"
 
+#include <cmath>
+
 #include "Console.h"
 
 namespace oxaplayer {
 
 std::string jsonLine(const Json& value) {
     return value.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+double rounded(double value, double scale) {
+    return std::round(value * scale) / scale;
 }
 
 void EventWriter::write(const std::string& name, const Json& fields) {

@@ -14,6 +14,9 @@ using Json = nlohmann::ordered_json;
 // anything) is shown with replacement characters.
 std::string jsonLine(const Json& value);
 
+// A number that prints short: rounded(1.23456, 100) is 1.23.
+double rounded(double value, double scale);
+
 // Writes what happens as one JSON object a line. Not thread-safe: one thread reports.
 class EventWriter {
   public:

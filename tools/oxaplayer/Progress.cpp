@@ -22,11 +22,6 @@ std::string format(const char* pattern, Values... values) {
     return text;
 }
 
-// Rounded so that it prints short: rounded(1.23456, 100) is 1.23.
-double rounded(double value, double scale) {
-    return std::round(value * scale) / scale;
-}
-
 std::string bar(double percent, int cells) {
     const int full = static_cast<int>(percent / 100 * cells);
     return "[" + std::string(full, '#') + std::string(cells - full, '-') + "] ";

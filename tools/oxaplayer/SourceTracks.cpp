@@ -8,7 +8,6 @@
 #include <media/stagefright/foundation/AString.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
 namespace oxaplayer {
@@ -103,7 +102,7 @@ Json trackFields(const SourceTrack& track) {
         fields["sample_rate"] = track.sampleRate;
     }
     fields["duration_s"] =
-            track.durationUs ? Json(std::round(*track.durationUs / 1e3) / 1e3) : Json(nullptr);
+            track.durationUs ? Json(rounded(*track.durationUs / 1e6, 1000)) : Json(nullptr);
     return fields;
 }
 

@@ -7,8 +7,6 @@
 #include <oxa/host/EncoderPreset.h>
 #include <unistd.h>
 
-#include <algorithm>
-
 #include "DecodeTrial.h"
 #include "Signals.h"
 #include "TranscodeJob.h"
@@ -97,11 +95,9 @@ std::optional<Failure> TranscodeCommand::transcode() {
 
     const SourceTrack* video = mVideo ? &*mVideo : nullptr;
     const SourceTrack* audio = mAudio ? &*mAudio : nullptr;
-    const int64_t durationUs = std::max(video ? video->durationUs.value_or(0) : 0,
-                                        audio ? audio->durationUs.value_or(0) : 0);
-    TranscodeJob job({mInput, mOutput, mContainer, video != nullptr, audio != nullptr, durationUs,
-                      makeTargetFormat(mOptions, video, audio)},
-                     mQueue, mReport.get());
+    TranscodeJob job(
+            {mInput, mOutput, mContainer, video, audio, makeTargetFormat(mOptions, video, audio)},
+            mQueue, mReport.get());
     if (auto failure = job.run()) return failure;
     return complete(job);
 }
@@ -182,14 +178,14 @@ void TranscodeCommand::summarize(const TranscodeJob& job) {
     // The file itself knows best; what went through a pipe can only be counted.
     InputFile written;
     std::vector<SourceTrack> tracks;
-    double durationSec = numbers.timeSec;
+    double durationSec = job.lastTimeUs() / 1e6;
     if (numbers.bytes && !written.open(mOutput.currentName()) && !readTracks(written, &tracks)) {
         durationSec = longestDurationUs(tracks).value_or(0) / 1e6;
     }
     mReport->endProgress();
     const std::string name = mOptions.output == "-" ? "-" : mOutput.currentName();
     mReport->note(summaryOf(name, durationSec, numbers));
-    mResult = {{"output", name}, {"duration_s", durationSec}};
+    mResult = {{"output", name}, {"duration_s", rounded(durationSec, 1000)}};
     Json fields = progressFields(numbers);
     for (const char* key : {"frames", "bytes", "elapsed_s", "fps", "speed"}) {
         if (fields.contains(key)) mResult[key] = fields[key];

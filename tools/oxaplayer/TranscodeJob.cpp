@@ -21,8 +21,12 @@ constexpr double kFrameRateIntervalSec = 1;
 constexpr int32_t kOutputDescriptor = 7;
 
 int onlyTrack(const TranscodeJob::Work& work) {
-    if (!work.video) return android::CODEC_AUDIO_ONLY;
-    return work.audio ? 0 : android::CODEC_VIDEO_ONLY;
+    if (work.video == nullptr) return android::CODEC_AUDIO_ONLY;
+    return work.audio != nullptr ? 0 : android::CODEC_VIDEO_ONLY;
+}
+
+int64_t durationUs(const SourceTrack* track) {
+    return track != nullptr ? track->durationUs.value_or(0) : 0;
 }
 
 }  // namespace
@@ -32,7 +36,7 @@ TranscodeJob::TranscodeJob(const Work& work, std::shared_ptr<EventQueue> queue, 
       mQueue(std::move(queue)),
       mReport(report),
       mWarnings([report](const std::string& text) { report->warning(text); }),
-      mMeter(nowUs(), work.durationUs),
+      mMeter(nowUs(), std::max(durationUs(work.video), durationUs(work.audio))),
       mWritten{-1, -1, 0},
       mLastActivityUs(nowUs()) {}
 
@@ -119,7 +123,7 @@ void TranscodeJob::handle(const JobEvent& event) {
     } else if (const auto* rate = std::get_if<FrameRate>(&event)) {
         mLastActivityUs = nowUs();
         mReport->event("fps", {{"side", rate->encoder ? "encoder" : "decoder"},
-                               {"fps", rate->framesPerSecond}});
+                               {"fps", rounded(rate->framesPerSecond, 100)}});
     } else {
         handleFault(std::get<oxa::host::Fault>(event));
     }
@@ -155,10 +159,27 @@ void TranscodeJob::updateProgress() {
     }
     mWritten = written;
     mSample.nowUs = nowUs();
-    mSample.mediaTimeUs = std::max<int64_t>({0, written.videoTimeUs, written.audioTimeUs});
+    mSample.mediaTimeUs = completeTimeUs();
     mSample.frames = written.videoFrames;
     mSample.bytes = mWork.output.bytes();
     mReport->progress(mMeter.add(mSample), mSample.nowUs);
+}
+
+int64_t TranscodeJob::lastTimeUs() const {
+    return std::max<int64_t>({0, mWritten.videoTimeUs, mWritten.audioTimeUs});
+}
+
+// How much of the source is done: sound and picture need not keep step, and may differ in length.
+int64_t TranscodeJob::completeTimeUs() const {
+    const int64_t videoUs = durationUs(mWork.video);
+    const int64_t audioUs = durationUs(mWork.audio);
+    if (videoUs > 0 && audioUs > 0) {
+        const double share = std::min(static_cast<double>(mWritten.videoTimeUs) / videoUs,
+                                      static_cast<double>(mWritten.audioTimeUs) / audioUs);
+        return static_cast<int64_t>(std::max(share, 0.0) * std::max(videoUs, audioUs));
+    }
+    return std::max<int64_t>(0,
+                             mWork.video != nullptr ? mWritten.videoTimeUs : mWritten.audioTimeUs);
 }
 
 void TranscodeJob::watch() {

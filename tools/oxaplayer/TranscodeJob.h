@@ -16,6 +16,7 @@
 #include "OutputFile.h"
 #include "Progress.h"
 #include "Report.h"
+#include "SourceTracks.h"
 
 namespace oxaplayer {
 
@@ -27,9 +28,8 @@ class TranscodeJob {
         const InputFile& input;
         const OutputFile& output;
         Container container;
-        bool video;
-        bool audio;
-        int64_t durationUs;  // of the source, 0 where unknown
+        const SourceTrack* video;  // null: not processed
+        const SourceTrack* audio;
         android::_AV_FORMAT_FORMAT targetFormat;
     };
 
@@ -45,6 +45,8 @@ class TranscodeJob {
     bool hasOutput() const;
     // What was done in all; rates are those of the whole job.
     ProgressNumbers numbers() const { return mMeter.overall(mSample); }
+    // The time of the last sample that was written.
+    int64_t lastTimeUs() const;
 
   private:
     std::optional<Failure> start();
@@ -54,6 +56,7 @@ class TranscodeJob {
     void handleFault(const oxa::host::Fault& fault);
     void handlePending();
     void updateProgress();
+    int64_t completeTimeUs() const;
     void watch();
     void fail(ExitCode code, const std::string& text);
 
