@@ -211,7 +211,7 @@ bool ContainerReader::ensureSample() {
 bool ContainerReader::fetchSample() {
     while (!mEnded && anySelected()) {
         av_packet_unref(mPacket.get());
-        const int result = av_read_frame(mContext.get(), mPacket.get());
+        const int result = readPacket();
         if (result < 0) {
             end(result);
             break;
@@ -232,6 +232,15 @@ bool ContainerReader::fetchSample() {
         return true;
     }
     return false;
+}
+
+// A demuxer that has lost its way in damaged data says so and goes on with the next call.
+int ContainerReader::readPacket() {
+    for (;;) {
+        const int64_t position = avio_tell(mStream->context());
+        const int result = av_read_frame(mContext.get(), mPacket.get());
+        if (result != AVERROR(EAGAIN) || avio_tell(mStream->context()) <= position) return result;
+    }
 }
 
 void ContainerReader::shiftTimes(AVPacket* packet) {

@@ -75,6 +75,7 @@ class ContainerReader {
 
     bool ensureSample();
     bool fetchSample();
+    int readPacket();
     void shiftTimes(AVPacket* packet);
     void placeInTime(Track* track, const AVPacket& packet);
     void leaveOut(const char* why);

@@ -23,10 +23,14 @@ class TimelineSmoother {
 
   private:
     int64_t expectedUs(int stream) const;
+    bool isJump(int stream, int64_t deltaUs) const;
+    bool belongsToFormerPart(int stream, int64_t timeUs) const;
 
     int64_t mShiftUs = 0;
-    // The shift before the last jump: streams that are written with a delay still need it.
+    // The shift before the last jump: packets that are written with a delay still need it.
     int64_t mFormerShiftUs = 0;
+    bool mJumped = false;
+    int64_t mJumpUs = 0;  // where the last jump was, shifted
     bool mStarted = false;
     int64_t mLastUs = 0;               // end of the last packet, shifted
     std::map<int, int64_t> mNextUs;    // of each stream: end of its last packet, shifted

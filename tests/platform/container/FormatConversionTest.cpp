@@ -1,0 +1,206 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <media/stagefright/MetaData.h>
+#include <media/stagefright/Utils.h>
+#include <media/stagefright/foundation/ABuffer.h>
+#include <media/stagefright/foundation/AMessage.h>
+#include <media/stagefright/foundation/MediaDefs.h>
+
+#include <optional>
+#include <vector>
+
+#include "container/AvcStream.h"
+#include "container/Esds.h"
+#include "support/MediaReader.h"
+#include "support/TestClips.h"
+
+namespace android {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using testing::ElementsAreArray;
+
+sp<ABuffer> buffer(const Bytes& bytes) {
+    return ABuffer::CreateAsCopy(bytes.data(), bytes.size());
+}
+
+sp<AMessage> format(const char* mime) {
+    sp<AMessage> message = new AMessage;
+    message->setString("mime", mime);
+    return message;
+}
+
+Bytes bytesOf(const sp<MetaData>& meta, uint32_t key) {
+    uint32_t type = 0;
+    const void* data = nullptr;
+    size_t size = 0;
+    if (!meta->findData(key, &type, &data, &size)) return {};
+    const auto* bytes = static_cast<const uint8_t*>(data);
+    return Bytes(bytes, bytes + size);
+}
+
+std::optional<int32_t> int32Of(const sp<MetaData>& meta, uint32_t key) {
+    int32_t value = 0;
+    return meta->findInt32(key, &value) ? std::optional<int32_t>(value) : std::nullopt;
+}
+
+TEST(FormatConversionTest, ParameterSetsBecomeAConfigurationRecord) {
+    sp<AMessage> message = format(MEDIA_MIMETYPE_VIDEO_AVC);
+    message->setInt32("width", 320);
+    message->setInt32("height", 240);
+    message->setBuffer("csd-0", buffer({0, 0, 0, 1, 0x67, 0x42, 0xC0, 0x1E, 0xAB, 0xCD}));
+    message->setBuffer("csd-1", buffer({0, 0, 0, 1, 0x68, 0xCE, 0x38, 0x80}));
+    sp<MetaData> meta = new MetaData;
+    EXPECT_EQ(convertMessageToMetaData(message, meta), OK);
+    EXPECT_THAT(bytesOf(meta, kKeyAVCC),
+                ElementsAreArray({1, 0x42, 0xC0, 0x1E, 0xFF, 0xE1, 0, 6, 0x67, 0x42, 0xC0, 0x1E,
+                                  0xAB, 0xCD, 1, 0, 4, 0x68, 0xCE, 0x38, 0x80}));
+    EXPECT_THAT(bytesOf(meta, kKeyOpaqueCSD1), ElementsAreArray({0, 0, 0, 1, 0x68, 0xCE, 0x38,
+                                                                 0x80}));
+
+    // One of them alone makes none.
+    sp<AMessage> half = format(MEDIA_MIMETYPE_VIDEO_AVC);
+    half->setInt32("width", 320);
+    half->setInt32("height", 240);
+    half->setBuffer("csd-0", buffer({0, 0, 0, 1, 0x67, 0x42, 0xC0, 0x1E}));
+    sp<MetaData> halfMeta = new MetaData;
+    EXPECT_EQ(convertMessageToMetaData(half, halfMeta), OK);
+    EXPECT_FALSE(halfMeta->hasData(kKeyAVCC));
+}
+
+TEST(FormatConversionTest, SoundConfigurationIsWrappedInADescriptor) {
+    sp<AMessage> message = format(MEDIA_MIMETYPE_AUDIO_AAC);
+    message->setInt32("channel-count", 2);
+    message->setInt32("sample-rate", 48000);
+    message->setInt32("aac-profile", 2);
+    message->setBuffer("csd-0", buffer({0x11, 0x90}));
+    sp<MetaData> meta = new MetaData;
+    EXPECT_EQ(convertMessageToMetaData(message, meta), OK);
+    EXPECT_EQ(int32Of(meta, kKeyAACAOT), 2);
+    const Bytes esds = bytesOf(meta, kKeyESDS);
+    ASSERT_EQ(esds.size(), 33u);
+    EXPECT_THAT(Bytes(esds.begin(), esds.begin() + 15),
+                ElementsAreArray({3, 0x80, 0x80, 0x80, 28, 0, 0, 0, 4, 0x80, 0x80, 0x80, 20, 0x40,
+                                  0x15}));
+    EXPECT_THAT(Bytes(esds.begin() + 26, esds.end()),
+                ElementsAreArray({5, 0x80, 0x80, 0x80, 2, 0x11, 0x90}));
+    EXPECT_THAT(configurationFromEsds(esds.data(), esds.size()), ElementsAreArray({0x11, 0x90}));
+    for (size_t size = 0; size < esds.size(); ++size) {
+        EXPECT_TRUE(configurationFromEsds(esds.data(), size).empty()) << size;
+    }
+    // Lengths of one byte and the optional fields, as files have them.
+    const Bytes file = {3, 0x1A, 0, 1, 0xE0, 9, 9, 1, 'u', 8, 8, 4, 0x14, 0x40, 0x15, 0, 0, 0,
+                        0, 0, 0, 0, 0, 0, 0, 0, 5, 2, 0x12, 0x10};
+    EXPECT_THAT(configurationFromEsds(file.data(), file.size()), ElementsAreArray({0x12, 0x10}));
+}
+
+TEST(FormatConversionTest, ConvertsBothWaysAndSaysWhatIsMissing) {
+    sp<AMessage> message = format("video/x-test");
+    message->setInt32("width", 1920);
+    message->setInt32("height", 1080);
+    message->setInt32("bitrate", 0);
+    message->setFloat("frame-rate", 29.97f);
+    message->setInt32("rotation-degrees", 90);
+    message->setInt64("durationUs", 5000000);
+    message->setRect("crop", 0, 0, 1919, 1079);
+    message->setString("language", "eng");
+    message->setInt32("unknown", 1);
+    sp<MetaData> meta = new MetaData;
+    ASSERT_EQ(convertMessageToMetaData(message, meta), OK);
+    EXPECT_EQ(int32Of(meta, kKeyWidth), 1920);
+    EXPECT_EQ(int32Of(meta, kKeyFrameRate), 29);
+    EXPECT_EQ(int32Of(meta, kKeyRotation), 90);
+    EXPECT_EQ(int32Of(meta, kKeyBitRate), std::nullopt);
+
+    sp<AMessage> back;
+    ASSERT_EQ(convertMetaDataToMessage(meta, &back), OK);
+    for (const char* lost : {"bitrate", "unknown"}) EXPECT_FALSE(back->contains(lost));
+    int32_t rate = 0;
+    EXPECT_TRUE(back->findInt32("frame-rate", &rate));
+    EXPECT_EQ(rate, 29);
+    int64_t durationUs = 0;
+    EXPECT_TRUE(back->findInt64("durationUs", &durationUs));
+    EXPECT_EQ(durationUs, 5000000);
+    int32_t left, top, right, bottom;
+    EXPECT_TRUE(back->findRect("crop", &left, &top, &right, &bottom));
+    EXPECT_EQ(bottom, 1079);
+
+    sp<MetaData> none = new MetaData;
+    EXPECT_EQ(convertMessageToMetaData(new AMessage, none), BAD_VALUE);
+    EXPECT_EQ(convertMessageToMetaData(format("video/avc"), none), BAD_VALUE);
+    EXPECT_EQ(convertMessageToMetaData(format("audio/mp4a-latm"), none), BAD_VALUE);
+    EXPECT_EQ(convertMetaDataToMessage(sp<MetaData>(new MetaData), &back), BAD_VALUE);
+}
+
+TEST(AvcStreamTest, SplitsAtStartCodesOfBothLengths) {
+    const Bytes stream = {9, 0, 0, 1, 0x67, 0, 0, 3, 1, 0, 0, 0, 1, 0x68, 0, 0, 0, 0, 1, 0, 0, 1, 5};
+    std::vector<Bytes> units;
+    for (const NalUnit& unit : splitAnnexB(stream.data(), stream.size())) {
+        units.emplace_back(unit.data, unit.data + unit.size);
+    }
+    EXPECT_THAT(units, testing::ElementsAre(Bytes{0x67, 0, 0, 3, 1}, Bytes{0x68}, Bytes{5}));
+    EXPECT_TRUE(splitAnnexB(stream.data() + 4, 4).empty());
+    EXPECT_TRUE(splitAnnexB(stream.data(), 0).empty());
+    EXPECT_TRUE(splitAnnexB(stream.data() + 1, 3).empty());
+}
+
+// The record that an encoder's own muxer wrote, with the fields of High profile.
+TEST(AvcStreamTest, RebuildsTheRecordOfAFile) {
+    oxa::test::MediaReader reader(oxa::test::mediaPath("flower_540p_h264_aac.mp4"));
+    ASSERT_TRUE(reader.ok());
+    const AVCodecParameters* parameters =
+            reader.format()->streams[reader.findStream(AVMEDIA_TYPE_VIDEO)]->codecpar;
+    const Bytes record(parameters->extradata, parameters->extradata + parameters->extradata_size);
+    const Bytes annexB = annexBFromAvcConfiguration(record.data(), record.size());
+    EXPECT_THAT(makeAvcConfiguration(annexB.data(), annexB.size()), ElementsAreArray(record));
+    // The chroma fields at the end are optional, everything before is not.
+    for (size_t size = 0; size < record.size() - 4; ++size) {
+        EXPECT_TRUE(annexBFromAvcConfiguration(record.data(), size).empty()) << size;
+    }
+}
+
+struct Aspect {
+    const char* sar;
+    const char* profile;
+};
+
+class SequenceTest : public ::testing::TestWithParam<Aspect> {};
+
+TEST_P(SequenceTest, TellsTheShapeOfPoints) {
+    oxa::test::ClipOptions options;
+    options.seconds = 0.2;
+    options.audio = false;
+    options.videoFilter = std::string("setsar=") + GetParam().sar;
+    options.videoArguments = {"-profile:v", GetParam().profile};
+    if (std::string(GetParam().profile) == "high444") {
+        options.videoArguments.insert(options.videoArguments.end(), {"-pix_fmt", "yuv444p"});
+    }
+    oxa::test::MediaReader reader(oxa::test::testClip(options));
+    ASSERT_TRUE(reader.ok());
+    const AVCodecParameters* parameters = reader.format()->streams[0]->codecpar;
+    const Bytes annexB = annexBFromAvcConfiguration(
+            parameters->extradata, static_cast<size_t>(parameters->extradata_size));
+    const std::vector<NalUnit> units = splitAnnexB(annexB.data(), annexB.size());
+    ASSERT_FALSE(units.empty());
+    AvcSequence sequence;
+    ASSERT_TRUE(parseAvcSequence(units[0], &sequence));
+    int width = 0;
+    int height = 0;
+    ASSERT_EQ(sscanf(GetParam().sar, "%d/%d", &width, &height), 2);
+    EXPECT_EQ(sequence.sarWidth, width);
+    EXPECT_EQ(sequence.sarHeight, height);
+    EXPECT_EQ(sequence.chromaFormat, parameters->format == AV_PIX_FMT_YUV444P ? 3 : 1);
+    AvcSequence broken;
+    EXPECT_FALSE(parseAvcSequence({units[0].data, 6}, &broken));
+}
+
+INSTANTIATE_TEST_SUITE_P(Aspects, SequenceTest,
+                         testing::Values(Aspect{"1/1", "baseline"}, Aspect{"32/27", "high"},
+                                         Aspect{"4/3", "main"}, Aspect{"12/11", "high444"}),
+                         [](const auto& info) { return std::string(info.param.profile); });
+
+}  // namespace
+}  // namespace android
