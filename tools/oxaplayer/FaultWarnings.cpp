@@ -10,7 +10,7 @@ namespace oxaplayer {
 void FaultWarnings::add(const oxa::host::Fault& fault) {
     uint64_t& count = mCounts[{fault.object, fault.cause}];
     if (count == 0) mWarn(fault.object + ": " + fault.cause);
-    count = std::max(count + 1, fault.count);
+    count = std::max(count, fault.count);
 }
 
 void FaultWarnings::summarize() {

@@ -184,7 +184,7 @@ void TranscodeCommand::summarize(const TranscodeJob& job) {
     }
     mReport->endProgress();
     const std::string name = mOptions.output == "-" ? "-" : mOutput.currentName();
-    mReport->note(summaryOf(name, durationSec, numbers));
+    mReport->note(summaryOf(name == "-" ? "standard output" : name, durationSec, numbers));
     mResult = {{"output", name}, {"duration_s", rounded(durationSec, 1000)}};
     Json fields = progressFields(numbers);
     for (const char* key : {"frames", "bytes", "elapsed_s", "fps", "speed"}) {

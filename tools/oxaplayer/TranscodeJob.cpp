@@ -131,7 +131,9 @@ void TranscodeJob::handle(const JobEvent& event) {
 
 void TranscodeJob::handleFault(const oxa::host::Fault& fault) {
     using oxa::host::FaultSource;
-    if (!fault.ended) {
+    // Data that makes no sense any more ends a file as well, but what came before it is good.
+    const bool damaged = fault.source == FaultSource::kReader && fault.error == 0;
+    if (!fault.ended || damaged) {
         mWarnings.add(fault);
     } else if (fault.source == FaultSource::kWriter) {
         fail(ExitCode::kOutput, "cannot write '" + mWork.output.path() + "': " + fault.cause);
