@@ -352,6 +352,15 @@ TEST(AacEncoderTest, ResampledSoundKeepsItsPitchAndLength) {
                 0.5 * kUnitFrames + 1);
 }
 
+// 9,415 frames become 10,247.3: ten units and a few frames, fewer than the resampler holds back. If
+// those were lost, so would be the last unit.
+TEST(AacEncoderTest, TheResamplersRestIsEncoded) {
+    AudioComponentDriver driver(createAacEncoder());
+    encodeAndDecode(&driver, encoderFormat({1, 44100}, {1, 48000}), {&driver, {1, 44100}},
+                    interleave({sine(700, 0.5, 44100, 9415)}));
+    EXPECT_EQ(driver.outputs().size(), 1u + 10 + 1);
+}
+
 TEST(AacEncoderTest, ResultDoesNotDependOnTheBlocksOfTheInput) {
     const std::vector<int16_t> pcm = interleave({sine(700, 0.5, 44100, 44100)});
     std::vector<std::vector<uint8_t>> streams;
