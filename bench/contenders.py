@@ -1,0 +1,122 @@
+# Copyright 2026 The Oxa Authors
+# SPDX-License-Identifier: Apache-2.0
+"""Who is compared: the client of this project and its peers, all with the same settings."""
+
+import os
+import shutil
+import subprocess
+from dataclasses import dataclass
+from pathlib import Path
+
+AUDIO_BIT_RATE = 128_000  # the library's, which is fixed
+KEY_FRAME_INTERVAL_S = 2
+CORES = os.cpu_count() or 1
+ENCODER_THREADS = min(CORES, 16)  # the library's numbers
+DECODER_THREADS = min(CORES, 4)
+
+
+@dataclass(frozen=True)
+class Job:
+    """One file to be made `copies` times at once."""
+
+    name: str
+    source: Path
+    width: int  # of the output
+    height: int
+    scaled: bool  # the source has another size
+    frame_rate: int
+    video_bit_rate: int
+    channels: int  # 0: no sound
+    sample_rate: int
+    copies: int = 1
+
+    @property
+    def key_frame_distance(self):
+        return KEY_FRAME_INTERVAL_S * self.frame_rate
+
+    @property
+    def size(self):
+        return f"{self.width}x{self.height}"
+
+
+class OxaPlayer:
+    name = "oxaplayer"
+
+    def __init__(self, folder):
+        self._player = str(Path(folder) / "oxaplayer")
+        self._concurrent = str(Path(folder) / "oxa_bench_concurrent")
+
+    def commands(self, job, outputs):
+        if job.copies > 1:
+            return [[self._concurrent, str(job.source), str(job.width), str(job.height),
+                     str(job.video_bit_rate), str(KEY_FRAME_INTERVAL_S), str(job.channels),
+                     str(job.sample_rate), *outputs]]
+        return [[self._player, "transcode", str(job.source), "-o", outputs[0], "--quiet",
+                 "--size", job.size, "--video-bitrate", str(job.video_bit_rate),
+                 "--keyframe-interval", str(KEY_FRAME_INTERVAL_S)]]
+
+
+class FFmpeg:
+    """`decoder_threads`: None leaves the choice to the decoder."""
+
+    def __init__(self, decoder_threads):
+        self.name = "ffmpeg"
+        if decoder_threads is not None:
+            self.name += f" (decoder threads: {decoder_threads})"
+        self._decoder = [] if decoder_threads is None else ["-threads", str(decoder_threads)]
+        self._pass_through = self._find_pass_through()
+
+    @staticmethod
+    def _find_pass_through():
+        text = subprocess.run(["ffmpeg", "-v", "error", "-h", "long"], check=True,
+                              capture_output=True, text=True).stdout
+        return ["-fps_mode", "passthrough"] if "-fps_mode" in text else ["-vsync", "0"]
+
+    def commands(self, job, outputs):
+        return [self._command(job, output) for output in outputs]
+
+    def _command(self, job, output):
+        scale = ["-vf", f"scale={job.width}:{job.height}:flags=bicubic"] if job.scaled else []
+        return ["ffmpeg", "-v", "error", "-nostdin", "-y", *self._decoder, "-i", str(job.source),
+                "-map", "0:v:0", "-map", "0:a:0?", *scale, *self._pass_through,
+                "-c:v", "libx264", "-preset", "veryfast", "-bf", "0",
+                "-g", str(job.key_frame_distance), "-b:v", str(job.video_bit_rate),
+                "-threads:v", str(ENCODER_THREADS),
+                "-c:a", "aac", "-b:a", str(AUDIO_BIT_RATE), output]
+
+
+class GStreamer:
+    name = "gstreamer"
+
+    def commands(self, job, outputs):
+        return [self._command(job, output) for output in outputs]
+
+    @staticmethod
+    def _command(job, output):
+        scale = [*f"! videoscale method=3 ! video/x-raw,width={job.width},"
+                  f"height={job.height}".split()] if job.scaled else []
+        sound = [*"in. ! queue ! audioconvert ! audioresample ! avenc_aac".split(),
+                 f"bitrate={AUDIO_BIT_RATE}", *"! aacparse ! queue ! out.".split()]
+        return ["gst-launch-1.0", "-q", "filesrc", f"location={job.source}",
+                *"! decodebin name=in".split(),
+                *"in. ! queue ! videoconvert".split(), *scale,
+                *"! x264enc speed-preset=veryfast bframes=0".split(),
+                f"key-int-max={job.key_frame_distance}", f"threads={ENCODER_THREADS}",
+                f"bitrate={round(job.video_bit_rate / 1000)}",
+                *"! h264parse ! queue ! out.".split(), *(sound if job.channels else []),
+                *"mp4mux name=out ! filesink".split(), f"location={output}"]
+
+
+# A peer's variants; each of its figures is that of its better variant.
+PEERS = {
+    "ffmpeg": ("ffmpeg", lambda: [FFmpeg(None), FFmpeg(DECODER_THREADS)]),
+    "gstreamer": ("gst-launch-1.0", lambda: [GStreamer()]),
+}
+
+
+def is_installed(peer):
+    return shutil.which(PEERS[peer][0]) is not None
+
+
+def variants(peer):
+    return PEERS[peer][1]()
