@@ -57,6 +57,14 @@ void drain(int* end, std::string* text) {
 
 }  // namespace
 
+// How far the list of signals has been worked off.
+struct ProcessRunner::SignalPlan {
+    size_t next = 0;
+    steady_clock::time_point last = steady_clock::now();
+    size_t seenOut = 0;
+    size_t seenErr = 0;
+};
+
 struct ProcessRunner::Pipes {
     // [0] is read, [1] is written.
     int in[2] = {-1, -1};
@@ -167,59 +175,65 @@ void ProcessRunner::runChild(const Pipes& pipes) {
 
 void ProcessRunner::converse(pid_t child, Pipes* pipes, ProcessResult* result) {
     const Deadline deadline(mTimeLimit);
-    size_t written = 0;
-    size_t nextSignal = 0;
-    auto lastSignal = steady_clock::now();
-    size_t seenOut = 0;
-    size_t seenErr = 0;
     // A test program must survive a child that does not read its input.
     struct sigaction ignore = {};
     struct sigaction former = {};
     ignore.sa_handler = SIG_IGN;
     sigaction(SIGPIPE, &ignore, &former);
-
+    size_t written = 0;
+    SignalPlan plan;
     for (bool running = true; running;) {
         pollfd ends[] = {{pipes->out[0], POLLIN, 0}, {pipes->err[0], POLLIN, 0}};
         poll(ends, 2, kPollMs);
-        if (pipes->in[1] >= 0) {
-            const ssize_t put =
-                    write(pipes->in[1], mInput.data() + written, mInput.size() - written);
-            if (put > 0) written += static_cast<size_t>(put);
-            const bool broken = put < 0 && errno != EAGAIN && errno != EINTR;
-            if (written == mInput.size() || broken) closeEnd(&pipes->in[1]);
-        }
-        int status = 0;
-        rusage usage = {};
-        running = wait4(child, &status, WNOHANG, &usage) == 0;
+        writeInput(pipes, &written);
+        // Asked before the pipes are read: what an ended program has written is all there.
+        running = !hasEnded(child, result);
         drain(&pipes->out[0], &result->out);
         drain(&pipes->err[0], &result->err);
         if (mOutputLimit >= 0 && static_cast<int64_t>(result->out.size()) >= mOutputLimit) {
             closeEnd(&pipes->out[0]);
         }
-        if (!running) {
-            if (WIFEXITED(status)) result->exitCode = WEXITSTATUS(status);
-            if (WIFSIGNALED(status)) result->signal = WTERMSIG(status);
-            result->maxResidentKiB = usage.ru_maxrss;
-        } else if (deadline.passed() && !result->timedOut) {
+        if (!running) break;
+        if (deadline.passed()) {
             result->timedOut = true;
             kill(-child, SIGKILL);
-        } else if (nextSignal < mSignals.size()) {
-            const PlannedSignal& planned = mSignals[nextSignal];
-            const bool due = planned.text.empty()
-                                     ? steady_clock::now() - lastSignal >= planned.delay
-                                     : result->out.find(planned.text, seenOut) != std::string::npos ||
-                                               result->err.find(planned.text, seenErr) !=
-                                                       std::string::npos;
-            if (due) {
-                kill(-child, planned.signal);
-                ++nextSignal;
-                lastSignal = steady_clock::now();
-                seenOut = result->out.size();
-                seenErr = result->err.size();
-            }
+        } else {
+            sendDueSignal(child, *result, &plan);
         }
     }
     sigaction(SIGPIPE, &former, nullptr);
+}
+
+void ProcessRunner::writeInput(Pipes* pipes, size_t* written) const {
+    if (pipes->in[1] < 0) return;
+    const ssize_t put = write(pipes->in[1], mInput.data() + *written, mInput.size() - *written);
+    if (put > 0) *written += static_cast<size_t>(put);
+    const bool broken = put < 0 && errno != EAGAIN && errno != EINTR;
+    if (*written == mInput.size() || broken) closeEnd(&pipes->in[1]);
+}
+
+bool ProcessRunner::hasEnded(pid_t child, ProcessResult* result) {
+    int status = 0;
+    rusage usage = {};
+    if (wait4(child, &status, WNOHANG, &usage) == 0) return false;
+    if (WIFEXITED(status)) result->exitCode = WEXITSTATUS(status);
+    if (WIFSIGNALED(status)) result->signal = WTERMSIG(status);
+    result->maxResidentKiB = usage.ru_maxrss;
+    return true;
+}
+
+void ProcessRunner::sendDueSignal(pid_t child, const ProcessResult& result,
+                                  SignalPlan* plan) const {
+    if (plan->next >= mSignals.size()) return;
+    const PlannedSignal& planned = mSignals[plan->next];
+    const bool due = planned.text.empty()
+                             ? steady_clock::now() - plan->last >= planned.delay
+                             : result.out.find(planned.text, plan->seenOut) != std::string::npos ||
+                                       result.err.find(planned.text, plan->seenErr) !=
+                                               std::string::npos;
+    if (!due) return;
+    kill(-child, planned.signal);
+    *plan = {plan->next + 1, steady_clock::now(), result.out.size(), result.err.size()};
 }
 
 ProcessResult runOrDie(const std::vector<std::string>& command) {

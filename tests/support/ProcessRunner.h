@@ -59,9 +59,13 @@ class ProcessRunner {
         std::string text;  // empty: after the delay
     };
     struct Pipes;
+    struct SignalPlan;
 
     void runChild(const Pipes& pipes);
     void converse(pid_t child, Pipes* pipes, ProcessResult* result);
+    void writeInput(Pipes* pipes, size_t* written) const;
+    static bool hasEnded(pid_t child, ProcessResult* result);
+    void sendDueSignal(pid_t child, const ProcessResult& result, SignalPlan* plan) const;
 
     const std::vector<std::string> mCommand;
     std::chrono::milliseconds mTimeLimit{120000};
