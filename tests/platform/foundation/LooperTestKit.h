@@ -25,10 +25,10 @@ class Signal {
         mCondition.notify_all();
     }
 
-    // False when it did not happen within a time that only a hang can need.
-    [[nodiscard]] bool wait() {
+    // False when it did not happen within a time that, by default, only a hang can need.
+    [[nodiscard]] bool wait(std::chrono::milliseconds timeout = std::chrono::seconds(30)) {
         std::unique_lock<std::mutex> lock(mLock);
-        return mCondition.wait_for(lock, std::chrono::seconds(30), [this] { return mRaised; });
+        return mCondition.wait_for(lock, timeout, [this] { return mRaised; });
     }
 
     bool raised() {
