@@ -36,7 +36,8 @@ bool encoderHasRate(int sampleRate) {
     const AVCodec* encoder = avcodec_find_encoder(AV_CODEC_ID_AAC);
     if (encoder == nullptr) return false;
     const int* rate = encoder->supported_samplerates;
-    while (*rate != 0 && *rate != sampleRate) ++rate;
+    while (*rate != 0 && *rate != sampleRate)
+        ++rate;
     return *rate != 0;
 }
 
@@ -47,9 +48,13 @@ int32_t positiveOr(const sp<AMessage>& format, const char* key, int32_t otherwis
 
 }  // namespace
 
-AacEncoder::~AacEncoder() { stop(); }
+AacEncoder::~AacEncoder() {
+    stop();
+}
 
-AString AacEncoder::name() const { return AString("c2.linux.aac.encoder"); }
+AString AacEncoder::name() const {
+    return AString("c2.linux.aac.encoder");
+}
 
 status_t AacEncoder::configure(const sp<AMessage>& format, const sp<Surface>& /*surface*/) {
     AString mime(kMime);
@@ -119,8 +124,7 @@ void AacEncoder::reportFormat() {
     format->setInt32("max-bitrate", mBitRate);
     format->setInt32("aac-profile", kProfileLowComplexity);
     format->setInt32("encoder-delay", mCodec->initial_padding);
-    format->setBuffer("csd-0",
-                      ABuffer::CreateAsCopy(mCodec->extradata, mCodec->extradata_size));
+    format->setBuffer("csd-0", ABuffer::CreateAsCopy(mCodec->extradata, mCodec->extradata_size));
     client()->onOutputFormat(format);
 }
 
@@ -243,6 +247,8 @@ int64_t AacEncoder::streamTimeUs(int64_t position) const {
     return mFirstStampUs + av_rescale(position, kMicroseconds.den, mStream.sampleRate);
 }
 
-sp<CodecComponent> createAacEncoder() { return new AacEncoder; }
+sp<CodecComponent> createAacEncoder() {
+    return new AacEncoder;
+}
 
 }  // namespace android

@@ -32,14 +32,18 @@ AudioShape& AudioShape::operator=(const AudioShape& other) {
     return *this;
 }
 
-AudioShape::~AudioShape() { av_channel_layout_uninit(&layout); }
+AudioShape::~AudioShape() {
+    av_channel_layout_uninit(&layout);
+}
 
 bool AudioShape::operator==(const AudioShape& other) const {
     return format == other.format && sampleRate == other.sampleRate &&
            av_channel_layout_compare(&layout, &other.layout) == 0;
 }
 
-AudioConverter::~AudioConverter() { close(); }
+AudioConverter::~AudioConverter() {
+    close();
+}
 
 bool AudioConverter::open(const AudioShape& output) {
     close();
@@ -85,13 +89,14 @@ bool AudioConverter::initResampler(bool firstChannelsOnly) {
     // A bound that no matrix reaches: without it a mix to or from 16 bits is made quieter.
     constexpr double kNoNormalisation = 1000;
     av_opt_set_double(mResampler, "rematrix_maxval", kNoNormalisation, 0);
-    const bool formatOnly =
-            mInput.sampleRate == mOutput.sampleRate &&
-            av_channel_layout_compare(&mInput.layout, &mOutput.layout) == 0;
-    if (!formatOnly) av_opt_set_sample_fmt(mResampler, "internal_sample_fmt", AV_SAMPLE_FMT_FLTP, 0);
+    const bool formatOnly = mInput.sampleRate == mOutput.sampleRate &&
+                            av_channel_layout_compare(&mInput.layout, &mOutput.layout) == 0;
+    if (!formatOnly)
+        av_opt_set_sample_fmt(mResampler, "internal_sample_fmt", AV_SAMPLE_FMT_FLTP, 0);
     if (firstChannelsOnly) {
         std::vector<double> matrix(static_cast<size_t>(mInput.channels()) * mOutput.channels(), 0);
-        for (int channel = 0; channel < std::min(mInput.channels(), mOutput.channels()); ++channel) {
+        for (int channel = 0; channel < std::min(mInput.channels(), mOutput.channels());
+             ++channel) {
             matrix[channel * mInput.channels() + channel] = 1;
         }
         swr_set_matrix(mResampler, matrix.data(), mInput.channels());
@@ -141,7 +146,9 @@ bool AudioConverter::convertStep(const uint8_t** planes, int frames) {
     return av_audio_fifo_write(mFifo, reinterpret_cast<void**>(mScratch), converted) == converted;
 }
 
-int AudioConverter::available() const { return mFifo == nullptr ? 0 : av_audio_fifo_size(mFifo); }
+int AudioConverter::available() const {
+    return mFifo == nullptr ? 0 : av_audio_fifo_size(mFifo);
+}
 
 int64_t AudioConverter::delayedFrames() const {
     return mResampler == nullptr ? 0 : swr_get_delay(mResampler, mOutput.sampleRate);
@@ -149,9 +156,9 @@ int64_t AudioConverter::delayedFrames() const {
 
 int AudioConverter::pull(uint8_t* const* planes, int frames) {
     if (mFifo == nullptr) return 0;
-    return std::max(0, av_audio_fifo_read(
-                               mFifo, reinterpret_cast<void**>(const_cast<uint8_t**>(planes)),
-                               frames));
+    return std::max(
+            0, av_audio_fifo_read(mFifo, reinterpret_cast<void**>(const_cast<uint8_t**>(planes)),
+                                  frames));
 }
 
 }  // namespace android

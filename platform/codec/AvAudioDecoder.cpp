@@ -31,14 +31,22 @@ struct MimeType {
 
 // For clients that hand over a format of their own instead of an extractor's.
 constexpr MimeType kMimeTypes[] = {
-        {"audio/mp4a-latm", AV_CODEC_ID_AAC},     {"audio/mpeg", AV_CODEC_ID_MP3},
-        {"audio/mpeg-L1", AV_CODEC_ID_MP1},       {"audio/mpeg-L2", AV_CODEC_ID_MP2},
-        {"audio/3gpp", AV_CODEC_ID_AMR_NB},       {"audio/amr-wb", AV_CODEC_ID_AMR_WB},
-        {"audio/opus", AV_CODEC_ID_OPUS},         {"audio/vorbis", AV_CODEC_ID_VORBIS},
-        {"audio/flac", AV_CODEC_ID_FLAC},         {"audio/alac", AV_CODEC_ID_ALAC},
-        {"audio/ac3", AV_CODEC_ID_AC3},           {"audio/eac3", AV_CODEC_ID_EAC3},
-        {"audio/vnd.dts", AV_CODEC_ID_DTS},       {"audio/gsm", AV_CODEC_ID_GSM_MS},
-        {"audio/g711-alaw", AV_CODEC_ID_PCM_ALAW}, {"audio/g711-mlaw", AV_CODEC_ID_PCM_MULAW},
+        {"audio/mp4a-latm", AV_CODEC_ID_AAC},
+        {"audio/mpeg", AV_CODEC_ID_MP3},
+        {"audio/mpeg-L1", AV_CODEC_ID_MP1},
+        {"audio/mpeg-L2", AV_CODEC_ID_MP2},
+        {"audio/3gpp", AV_CODEC_ID_AMR_NB},
+        {"audio/amr-wb", AV_CODEC_ID_AMR_WB},
+        {"audio/opus", AV_CODEC_ID_OPUS},
+        {"audio/vorbis", AV_CODEC_ID_VORBIS},
+        {"audio/flac", AV_CODEC_ID_FLAC},
+        {"audio/alac", AV_CODEC_ID_ALAC},
+        {"audio/ac3", AV_CODEC_ID_AC3},
+        {"audio/eac3", AV_CODEC_ID_EAC3},
+        {"audio/vnd.dts", AV_CODEC_ID_DTS},
+        {"audio/gsm", AV_CODEC_ID_GSM_MS},
+        {"audio/g711-alaw", AV_CODEC_ID_PCM_ALAW},
+        {"audio/g711-mlaw", AV_CODEC_ID_PCM_MULAW},
         {"audio/raw", AV_CODEC_ID_PCM_S16LE},
 };
 
@@ -71,8 +79,8 @@ sp<TrackParameters> parametersFromFormat(const AString& mime, const sp<AMessage>
     av_channel_layout_default(&parameters->ch_layout, channels);
     sp<ABuffer> csd;
     if (format->findBuffer("csd-0", &csd) && csd->size() > 0) {
-        parameters->extradata = static_cast<uint8_t*>(
-                av_mallocz(csd->size() + AV_INPUT_BUFFER_PADDING_SIZE));
+        parameters->extradata =
+                static_cast<uint8_t*>(av_mallocz(csd->size() + AV_INPUT_BUFFER_PADDING_SIZE));
         memcpy(parameters->extradata, csd->data(), csd->size());
         parameters->extradata_size = static_cast<int>(csd->size());
     }
@@ -86,11 +94,12 @@ sp<TrackParameters> parametersFromFormat(const AString& mime, const sp<AMessage>
 AvAudioDecoder::AvAudioDecoder(const AString& mime)
     : mMime(mime), mDamage(oxa::host::FaultSource::kDecoder, "damaged sound data skipped") {}
 
-AvAudioDecoder::~AvAudioDecoder() { stop(); }
+AvAudioDecoder::~AvAudioDecoder() {
+    stop();
+}
 
 AString AvAudioDecoder::name() const {
-    const AVCodecID codec =
-            mTrack != nullptr ? mTrack->codec().codec_id : codecForMime(mMime);
+    const AVCodecID codec = mTrack != nullptr ? mTrack->codec().codec_id : codecForMime(mMime);
     AString name("c2.linux.");
     name.append(codec != AV_CODEC_ID_NONE ? avcodec_get_name(codec) : "audio");
     name.append(".decoder");
@@ -251,8 +260,8 @@ void AvAudioDecoder::reportFallbackFormat() {
     constexpr int kUsualChannels = 2;
     const AVCodecParameters& parameters = mTrack->codec();
     const int sampleRate = parameters.sample_rate > 0 ? parameters.sample_rate : kUsualRate;
-    const int channels =
-            parameters.ch_layout.nb_channels > 0 ? parameters.ch_layout.nb_channels : kUsualChannels;
+    const int channels = parameters.ch_layout.nb_channels > 0 ? parameters.ch_layout.nb_channels
+                                                              : kUsualChannels;
     AudioShape shape(AV_SAMPLE_FMT_S16, sampleRate, AVChannelLayout{});
     av_channel_layout_default(&shape.layout, channels);
     openOutput(shape);

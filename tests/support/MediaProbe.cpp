@@ -19,8 +19,7 @@ namespace {
 constexpr AVRational kMicroseconds = {1, 1000000};
 
 int clockwiseRotation(const AVStream* stream) {
-    const uint8_t* matrix =
-            av_stream_get_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
+    const uint8_t* matrix = av_stream_get_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
     if (matrix == nullptr) return 0;
     const double angle = av_display_rotation_get(reinterpret_cast<const int32_t*>(matrix));
     const int degrees = static_cast<int>(std::lround(-angle)) % 360;
@@ -120,7 +119,8 @@ MediaProbe::MediaProbe(const std::string& path) {
 const StreamProbe* MediaProbe::find(bool video) const {
     for (const StreamProbe& stream : mStreams) {
         const bool isSound = stream.sampleRate > 0;
-        if (!stream.isCover && (video ? stream.isVideo : !stream.isVideo && isSound)) return &stream;
+        if (!stream.isCover && (video ? stream.isVideo : !stream.isVideo && isSound))
+            return &stream;
     }
     return nullptr;
 }

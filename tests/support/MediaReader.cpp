@@ -30,7 +30,9 @@ MediaReader::MediaReader(const std::string& path) {
     avformat_close_input(&mFormat);
 }
 
-MediaReader::~MediaReader() { avformat_close_input(&mFormat); }
+MediaReader::~MediaReader() {
+    avformat_close_input(&mFormat);
+}
 
 int MediaReader::findStream(AVMediaType kind, int number) const {
     if (!ok()) return -1;
@@ -68,7 +70,8 @@ void MediaReader::decode(std::vector<int> streams, const FrameHandler& onFrame,
         }
     }
     std::vector<CodecContextPtr> codecs(mFormat->nb_streams);
-    for (int stream : streams) codecs[stream] = openDecoder(stream);
+    for (int stream : streams)
+        codecs[stream] = openDecoder(stream);
     readPackets([&](const AVPacket& packet) {
         if (onPacket) onPacket(packet);
         AVCodecContext* codec = codecs[packet.stream_index].get();

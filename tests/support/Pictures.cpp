@@ -33,10 +33,10 @@ class PictureFilter {
         return av_buffersrc_write_frame(mSource, &frame) >= 0;
     }
     // No more pictures come: what the chain still holds can be pulled.
-    bool finish() {
-        return mGraph != nullptr && av_buffersrc_write_frame(mSource, nullptr) >= 0;
+    bool finish() { return mGraph != nullptr && av_buffersrc_write_frame(mSource, nullptr) >= 0; }
+    bool pull(AVFrame* frame) {
+        return mSink != nullptr && av_buffersink_get_frame(mSink, frame) >= 0;
     }
-    bool pull(AVFrame* frame) { return mSink != nullptr && av_buffersink_get_frame(mSink, frame) >= 0; }
 
   private:
     bool build(const AVFrame& frame) {
@@ -46,10 +46,11 @@ class PictureFilter {
         mHeight = frame.height;
         mFormat = frame.format;
         const AVRational sar = frame.sample_aspect_ratio;
-        const std::string source =
-                "buffer=width=" + std::to_string(mWidth) + ":height=" + std::to_string(mHeight) +
-                ":pix_fmt=" + std::to_string(mFormat) + ":time_base=1/1000000:pixel_aspect=" +
-                std::to_string(sar.num) + "/" + std::to_string(std::max(1, sar.den));
+        const std::string source = "buffer=width=" + std::to_string(mWidth) +
+                                   ":height=" + std::to_string(mHeight) +
+                                   ":pix_fmt=" + std::to_string(mFormat) +
+                                   ":time_base=1/1000000:pixel_aspect=" + std::to_string(sar.num) +
+                                   "/" + std::to_string(std::max(1, sar.den));
         const std::string text = source + "," + mChain + ",buffersink";
         AVFilterInOut* inputs = nullptr;
         AVFilterInOut* outputs = nullptr;
@@ -107,7 +108,8 @@ double planePsnr(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
         sum += difference * difference;
     }
     if (sum == 0) return kEqualPsnr;
-    return std::min(kEqualPsnr, 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / sum));
+    return std::min(kEqualPsnr,
+                    10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / sum));
 }
 
 }  // namespace

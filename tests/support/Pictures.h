@@ -24,8 +24,9 @@ struct Image {
 struct PictureOptions {
     int width = 0;  // 0: as they are; else scaled (bicubic)
     int height = 0;
-    int maxCount = -1;   // -1: all
-    std::string filter;  // a libavfilter chain that comes before the scaling, e.g. "transpose=clock"
+    int maxCount = -1;  // -1: all
+    std::string
+            filter;  // a libavfilter chain that comes before the scaling, e.g. "transpose=clock"
 };
 
 // All pictures of the first video stream; empty when there is none.
@@ -44,7 +45,7 @@ Psnr psnr(const Image& a, const Image& b);
 struct PsnrResult {
     size_t countA = 0;
     size_t countB = 0;
-    Psnr mean;          // over the pictures that both have, -1 when none could be compared
+    Psnr mean;  // over the pictures that both have, -1 when none could be compared
     double lowestY = -1;
     size_t lowestAt = 0;
 };

@@ -72,13 +72,15 @@ struct ProcessRunner::Pipes {
     int err[2] = {-1, -1};
 
     bool open() {
-        return pipe2(in, O_CLOEXEC) == 0 && pipe2(out, O_CLOEXEC) == 0 && pipe2(err, O_CLOEXEC) == 0;
+        return pipe2(in, O_CLOEXEC) == 0 && pipe2(out, O_CLOEXEC) == 0 &&
+               pipe2(err, O_CLOEXEC) == 0;
     }
     void keepParentEnds() {
         closeEnd(&in[0]);
         closeEnd(&out[1]);
         closeEnd(&err[1]);
-        for (int end : {in[1], out[0], err[0]}) fcntl(end, F_SETFL, O_NONBLOCK);
+        for (int end : {in[1], out[0], err[0]})
+            fcntl(end, F_SETFL, O_NONBLOCK);
     }
     ~Pipes() {
         for (int* ends : {in, out, err}) {
@@ -155,9 +157,11 @@ void ProcessRunner::runChild(const Pipes& pipes) {
     dup2(pipes.err[1], STDERR_FILENO);
     limitResource(RLIMIT_FSIZE, mFileSizeLimit);
     limitResource(RLIMIT_AS, mMemoryLimit);
-    for (const auto& [name, value] : mEnvironment) setenv(name.c_str(), value.c_str(), 1);
+    for (const auto& [name, value] : mEnvironment)
+        setenv(name.c_str(), value.c_str(), 1);
     // What a test program ignores, its children would otherwise ignore as well.
-    for (int number : {SIGINT, SIGTERM, SIGPIPE, SIGXFSZ, SIGHUP}) signal(number, SIG_DFL);
+    for (int number : {SIGINT, SIGTERM, SIGPIPE, SIGXFSZ, SIGHUP})
+        signal(number, SIG_DFL);
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -226,11 +230,11 @@ void ProcessRunner::sendDueSignal(pid_t child, const ProcessResult& result,
                                   SignalPlan* plan) const {
     if (plan->next >= mSignals.size()) return;
     const PlannedSignal& planned = mSignals[plan->next];
-    const bool due = planned.text.empty()
-                             ? steady_clock::now() - plan->last >= planned.delay
-                             : result.out.find(planned.text, plan->seenOut) != std::string::npos ||
-                                       result.err.find(planned.text, plan->seenErr) !=
-                                               std::string::npos;
+    const bool due =
+            planned.text.empty()
+                    ? steady_clock::now() - plan->last >= planned.delay
+                    : result.out.find(planned.text, plan->seenOut) != std::string::npos ||
+                              result.err.find(planned.text, plan->seenErr) != std::string::npos;
     if (!due) return;
     kill(-child, planned.signal);
     *plan = {plan->next + 1, steady_clock::now(), result.out.size(), result.err.size()};
@@ -239,7 +243,8 @@ void ProcessRunner::sendDueSignal(pid_t child, const ProcessResult& result,
 ProcessResult runOrDie(const std::vector<std::string>& command) {
     ProcessResult result = ProcessRunner(command).run();
     if (result.ok()) return result;
-    for (const std::string& argument : command) fprintf(stderr, "%s ", argument.c_str());
+    for (const std::string& argument : command)
+        fprintf(stderr, "%s ", argument.c_str());
     fprintf(stderr, "\nended with %d, signal %d:\n%s\n", result.exitCode, result.signal,
             result.err.c_str());
     abort();

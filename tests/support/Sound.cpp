@@ -19,7 +19,8 @@ float sampleAt(const AVFrame& frame, int channel, int index) {
     const auto format = static_cast<AVSampleFormat>(frame.format);
     const bool planar = av_sample_fmt_is_planar(format);
     const uint8_t* plane = frame.extended_data[planar ? channel : 0];
-    const size_t at = planar ? index : static_cast<size_t>(index) * frame.ch_layout.nb_channels + channel;
+    const size_t at =
+            planar ? index : static_cast<size_t>(index) * frame.ch_layout.nb_channels + channel;
     switch (av_get_packed_sample_fmt(format)) {
         case AV_SAMPLE_FMT_U8:
             return (plane[at] - 128) / 128.0f;
@@ -42,14 +43,16 @@ void transform(std::vector<Complex>* data, bool inverse) {
     const size_t count = x.size();
     for (size_t i = 1, j = 0; i < count; ++i) {
         size_t bit = count >> 1;
-        for (; j & bit; bit >>= 1) j ^= bit;
+        for (; j & bit; bit >>= 1)
+            j ^= bit;
         j ^= bit;
         if (i < j) std::swap(x[i], x[j]);
     }
     for (size_t length = 2; length <= count; length <<= 1) {
         const double angle = (inverse ? 2 : -2) * M_PI / static_cast<double>(length);
         std::vector<Complex> turns(length / 2);
-        for (size_t k = 0; k < turns.size(); ++k) turns[k] = std::polar(1.0, angle * k);
+        for (size_t k = 0; k < turns.size(); ++k)
+            turns[k] = std::polar(1.0, angle * k);
         for (size_t start = 0; start < count; start += length) {
             for (size_t k = 0; k < length / 2; ++k) {
                 const Complex even = x[start + k];
@@ -63,7 +66,8 @@ void transform(std::vector<Complex>* data, bool inverse) {
 
 size_t powerOfTwoAtLeast(size_t size) {
     size_t power = 1;
-    while (power < size) power <<= 1;
+    while (power < size)
+        power <<= 1;
     return power;
 }
 
@@ -97,7 +101,8 @@ std::vector<double> envelope(const std::vector<float>& samples, int sampleRate, 
 
 std::vector<float> Sound::channel(int index) const {
     std::vector<float> result(frames());
-    for (size_t i = 0; i < result.size(); ++i) result[i] = samples[i * channels + index];
+    for (size_t i = 0; i < result.size(); ++i)
+        result[i] = samples[i * channels + index];
     return result;
 }
 
@@ -105,16 +110,18 @@ std::vector<float> Sound::mono() const {
     std::vector<float> result(frames());
     for (size_t i = 0; i < result.size(); ++i) {
         float sum = 0;
-        for (int c = 0; c < channels; ++c) sum += samples[i * channels + c];
+        for (int c = 0; c < channels; ++c)
+            sum += samples[i * channels + c];
         result[i] = sum / static_cast<float>(channels);
     }
     return result;
 }
 
 double Sound::timeUs(double frame) const {
-    const auto after = std::upper_bound(
-            blocks.begin(), blocks.end(), frame,
-            [](double value, const auto& block) { return value < static_cast<double>(block.first); });
+    const auto after = std::upper_bound(blocks.begin(), blocks.end(), frame,
+                                        [](double value, const auto& block) {
+                                            return value < static_cast<double>(block.first);
+                                        });
     const std::pair<size_t, int64_t> block =
             after == blocks.begin() ? std::pair<size_t, int64_t>(0, 0) : *std::prev(after);
     return static_cast<double>(block.second) +
@@ -137,7 +144,8 @@ Sound decodeSound(const std::string& path, int number) {
         if (changed) return;
         sound.blocks.emplace_back(sound.frames(), timeUs);
         for (int i = 0; i < frame.nb_samples; ++i) {
-            for (int c = 0; c < sound.channels; ++c) sound.samples.push_back(sampleAt(frame, c, i));
+            for (int c = 0; c < sound.channels; ++c)
+                sound.samples.push_back(sampleAt(frame, c, i));
         }
     });
     return sound;
@@ -149,7 +157,8 @@ Sound soundFromPcm(const std::vector<int16_t>& pcm, int channels, int sampleRate
     sound.channels = channels;
     sound.blocks.emplace_back(0, 0);
     sound.samples.reserve(pcm.size());
-    for (int16_t sample : pcm) sound.samples.push_back(sample / 32768.0f);
+    for (int16_t sample : pcm)
+        sound.samples.push_back(sample / 32768.0f);
     return sound;
 }
 
@@ -173,8 +182,10 @@ std::vector<float> window(const std::vector<float>& samples, int sampleRate, dou
 
 double levelDb(const std::vector<float>& samples) {
     double sum = 0;
-    for (float sample : samples) sum += static_cast<double>(sample) * sample;
-    return samples.empty() ? kSilenceDb : toDb(std::sqrt(sum / static_cast<double>(samples.size())));
+    for (float sample : samples)
+        sum += static_cast<double>(sample) * sample;
+    return samples.empty() ? kSilenceDb
+                           : toDb(std::sqrt(sum / static_cast<double>(samples.size())));
 }
 
 double toneDb(const std::vector<float>& samples, int sampleRate, double frequency) {
@@ -197,7 +208,8 @@ double toneDb(const std::vector<float>& samples, int sampleRate, double frequenc
 double dominantFrequency(const std::vector<float>& samples, int sampleRate) {
     if (levelDb(samples) <= kSilenceDb) return 0;
     std::vector<Complex> spectrum(powerOfTwoAtLeast(samples.size()));
-    for (size_t i = 0; i < samples.size(); ++i) spectrum[i] = samples[i] * hann(i, samples.size());
+    for (size_t i = 0; i < samples.size(); ++i)
+        spectrum[i] = samples[i] * hann(i, samples.size());
     transform(&spectrum, false);
     size_t peak = 1;
     for (size_t k = 1; k + 1 < spectrum.size() / 2; ++k) {
@@ -220,7 +232,8 @@ int64_t correlationLag(const std::vector<float>& a, const std::vector<float>& b,
     std::copy(b.begin(), b.end(), second.begin());
     transform(&first, false);
     transform(&second, false);
-    for (size_t i = 0; i < size; ++i) second[i] *= std::conj(first[i]);
+    for (size_t i = 0; i < size; ++i)
+        second[i] *= std::conj(first[i]);
     transform(&second, true);
     int64_t best = 0;
     maxLag = std::min<int64_t>(maxLag, static_cast<int64_t>(size / 2) - 1);

@@ -77,8 +77,9 @@ TEST(PicturesTest, MeanColourReadsTheRightRegion) {
     ClipOptions options;
     options.seconds = 0.2;
     options.audio = false;
-    options.videoFilter = "drawbox=x=0:y=0:w=160:h=240:color=white:thickness=fill,"
-                          "drawbox=x=160:y=0:w=160:h=240:color=black:thickness=fill";
+    options.videoFilter =
+            "drawbox=x=0:y=0:w=160:h=240:color=white:thickness=fill,"
+            "drawbox=x=160:y=0:w=160:h=240:color=black:thickness=fill";
     const std::vector<Image> images = decodePictures(testClip(options));
     ASSERT_FALSE(images.empty());
     EXPECT_NEAR(meanColour(images[0], 8, 8, 144, 224).y, 235, 3);
@@ -95,7 +96,8 @@ TEST(SoundTest, MeasuresLevelFrequencyAndLag) {
     EXPECT_EQ(levelDb(std::vector<float>(100, 0.0f)), kSilenceDb);
 
     std::vector<float> burst(8000, 0.0f);
-    for (int i = 0; i < 300; ++i) burst[4000 + i] = std::sin(0.02f * i * i);
+    for (int i = 0; i < 300; ++i)
+        burst[4000 + i] = std::sin(0.02f * i * i);
     std::vector<float> later(8123, 0.0f);
     std::copy(burst.begin(), burst.end(), later.begin() + 123);
     EXPECT_EQ(correlationLag(burst, later, 1000), 123);
@@ -121,8 +123,9 @@ TEST(ProcessRunnerTest, ReportsOutputExitCodeAndSignals) {
     EXPECT_EQ(result.out, "hello");
     EXPECT_EQ(result.err, "oops\n");
 
-    result = ProcessRunner({"sh", "-c", "trap 'echo caught; exit 5' INT; echo ready; "
-                                        "while :; do sleep 0.05; done"})
+    result = ProcessRunner({"sh", "-c",
+                            "trap 'echo caught; exit 5' INT; echo ready; "
+                            "while :; do sleep 0.05; done"})
                      .signalOnText(SIGINT, "ready")
                      .run();
     EXPECT_EQ(result.exitCode, 5);

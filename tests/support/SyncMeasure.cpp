@@ -47,7 +47,8 @@ std::vector<double> findBeeps(const std::string& path, double frequency) {
 
 double SyncMeasure::meanMs() const {
     double sum = 0;
-    for (double offset : offsetsMs) sum += offset;
+    for (double offset : offsetsMs)
+        sum += offset;
     return offsetsMs.empty() ? 0 : sum / static_cast<double>(offsetsMs.size());
 }
 

@@ -21,7 +21,9 @@ struct KnownOffset {
     int sampleRate;
 };
 
-void PrintTo(const KnownOffset& known, std::ostream* out) { *out << known.name; }
+void PrintTo(const KnownOffset& known, std::ostream* out) {
+    *out << known.name;
+}
 
 class SyncMeasureTest : public testing::TestWithParam<KnownOffset> {};
 
@@ -40,16 +42,17 @@ TEST_P(SyncMeasureTest, FindsTheOffsetThatAClipWasMadeWith) {
     const SyncMeasure measure = measureSync(flashBeepClip(options, known.offsetMs));
     EXPECT_EQ(measure.flashesMs.size(), static_cast<size_t>(flashCount(options)));
     ASSERT_EQ(measure.offsetsMs.size(), measure.flashesMs.size());
-    for (double offset : measure.offsetsMs) EXPECT_NEAR(offset, known.offsetMs, 1.0);
+    for (double offset : measure.offsetsMs)
+        EXPECT_NEAR(offset, known.offsetMs, 1.0);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Clips, SyncMeasureTest,
-        testing::Values(KnownOffset{"in_sync_pcm", 0, 25, 1, "pcm_s16le", 48000},
-                        KnownOffset{"sound_late_aac", 80, 25, 1, "aac", 44100},
-                        KnownOffset{"sound_early_aac", -150, 30000, 1001, "aac", 48000},
-                        KnownOffset{"in_sync_aac_8khz", 0, 12, 1, "aac", 8000}),
-        [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Clips, SyncMeasureTest,
+                         testing::Values(KnownOffset{"in_sync_pcm", 0, 25, 1, "pcm_s16le", 48000},
+                                         KnownOffset{"sound_late_aac", 80, 25, 1, "aac", 44100},
+                                         KnownOffset{"sound_early_aac", -150, 30000, 1001, "aac",
+                                                     48000},
+                                         KnownOffset{"in_sync_aac_8khz", 0, 12, 1, "aac", 8000}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(SyncMeasureEmptyTest, GivesNoPairWithoutFlashesOrBeeps) {
     ClipOptions silent;

@@ -100,7 +100,9 @@ int flashPeriod(const ClipOptions& options) {
             std::lround(1.0 * options.frameRateNum / std::max(1, options.frameRateDen)));
 }
 
-std::string extensionOf(const std::string& path) { return path.substr(path.rfind('.') + 1); }
+std::string extensionOf(const std::string& path) {
+    return path.substr(path.rfind('.') + 1);
+}
 
 std::string changedCopy(const std::string& path, const std::function<void(std::string*)>& change) {
     std::string content = readFile(path);
@@ -117,8 +119,8 @@ std::string mediaPath(const std::string& name) {
 }
 
 std::string testClip(const ClipOptions& options) {
-    return makeClip(pictureSource("testsrc2", options), soundSource("0.25*sin(2*PI*440*t)", options),
-                    options);
+    return makeClip(pictureSource("testsrc2", options),
+                    soundSource("0.25*sin(2*PI*440*t)", options), options);
 }
 
 std::string flashBeepClip(const ClipOptions& options, double beepOffsetMs, double beepFrequency) {
@@ -126,12 +128,12 @@ std::string flashBeepClip(const ClipOptions& options, double beepOffsetMs, doubl
     const int period = flashPeriod(options);
     const int first = period / 2;
     const double frameSeconds = 1.0 * options.frameRateDen / options.frameRateNum;
-    const std::string picture =
-            pictureSource("color", options) + ":color=black,drawbox=color=white:thickness=fill:enable='" +
-            "gte(n," + std::to_string(first) + ")*lt(mod(n-" + std::to_string(first) + "," +
-            std::to_string(period) + ")," + std::to_string(kFlashPictures) + ")'";
-    const std::string since =
-            "(t-" + number(first * frameSeconds + beepOffsetMs / 1000) + ")";
+    const std::string picture = pictureSource("color", options) +
+                                ":color=black,drawbox=color=white:thickness=fill:enable='" +
+                                "gte(n," + std::to_string(first) + ")*lt(mod(n-" +
+                                std::to_string(first) + "," + std::to_string(period) + ")," +
+                                std::to_string(kFlashPictures) + ")'";
+    const std::string since = "(t-" + number(first * frameSeconds + beepOffsetMs / 1000) + ")";
     const std::string sound = "0.5*sin(2*PI*" + number(beepFrequency) + "*" + since + ")*gte(" +
                               since + ",0)*lt(mod(" + since + "," + number(period * frameSeconds) +
                               "),0.1)";
@@ -171,10 +173,28 @@ std::string oneFrameVideo(const ClipOptions& options) {
 std::string coverPictureClip(double seconds) {
     ClipOptions options;
     options.seconds = seconds;
-    return make({"-f", "lavfi", "-i", soundSource("0.25*sin(2*PI*440*t)", options), "-f", "lavfi",
-                 "-i", "testsrc2=size=320x240:rate=1:duration=1", "-map", "0:a", "-map", "1:v",
-                 "-c:a", "libmp3lame", "-ac", "2", "-c:v", "mjpeg", "-frames:v", "1",
-                 "-disposition:v:0", "attached_pic"},
+    return make({"-f",
+                 "lavfi",
+                 "-i",
+                 soundSource("0.25*sin(2*PI*440*t)", options),
+                 "-f",
+                 "lavfi",
+                 "-i",
+                 "testsrc2=size=320x240:rate=1:duration=1",
+                 "-map",
+                 "0:a",
+                 "-map",
+                 "1:v",
+                 "-c:a",
+                 "libmp3lame",
+                 "-ac",
+                 "2",
+                 "-c:v",
+                 "mjpeg",
+                 "-frames:v",
+                 "1",
+                 "-disposition:v:0",
+                 "attached_pic"},
                 "mp3");
 }
 
@@ -208,7 +228,8 @@ std::string truncateClip(const std::string& path, double fraction) {
 std::string garbageFile(int64_t bytes, const std::string& extension) {
     std::mt19937 random(1);
     std::string content(static_cast<size_t>(bytes), '\0');
-    for (char& byte : content) byte = static_cast<char>(random());
+    for (char& byte : content)
+        byte = static_cast<char>(random());
     const std::string path = newName(extension);
     writeFile(path, content);
     return path;

@@ -16,7 +16,9 @@ namespace android {
 AudioComponentDriver::AudioComponentDriver(const sp<CodecComponent>& component)
     : mComponent(component) {}
 
-AudioComponentDriver::~AudioComponentDriver() { stop(); }
+AudioComponentDriver::~AudioComponentDriver() {
+    stop();
+}
 
 status_t AudioComponentDriver::start(const sp<AMessage>& format) {
     const status_t err = mComponent->configure(format, nullptr);
@@ -36,7 +38,9 @@ status_t AudioComponentDriver::start(const sp<AMessage>& format) {
     return mComponent->start(this);
 }
 
-void AudioComponentDriver::stop() { mComponent->stop(); }
+void AudioComponentDriver::stop() {
+    mComponent->stop();
+}
 
 bool AudioComponentDriver::queue(const void* data, size_t size, int64_t timeUs, uint32_t flags) {
     CodecInput input;

@@ -24,7 +24,9 @@ namespace {
 
 using namespace oxa::test;
 
-sp<CodecComponent> newDecoder() { return createAvAudioDecoder("audio/x-any"); }
+sp<CodecComponent> newDecoder() {
+    return createAvAudioDecoder("audio/x-any");
+}
 
 std::vector<int16_t> pcmOf(const std::vector<AudioComponentDriver::Output>& outputs) {
     std::vector<int16_t> pcm;
@@ -37,10 +39,9 @@ std::vector<int16_t> pcmOf(const std::vector<AudioComponentDriver::Output>& outp
 
 // What the `ffmpeg` command decodes, as interleaved 16-bit samples.
 std::vector<int16_t> commandPcm(const std::string& path) {
-    const std::string out =
-            runOrDie({"ffmpeg", "-loglevel", "error", "-nostdin", "-i", path, "-map", "0:a:0",
-                      "-c:a", "pcm_s16le", "-f", "s16le", "-"})
-                    .out;
+    const std::string out = runOrDie({"ffmpeg", "-loglevel", "error", "-nostdin", "-i", path,
+                                      "-map", "0:a:0", "-c:a", "pcm_s16le", "-f", "s16le", "-"})
+                                    .out;
     std::vector<int16_t> pcm(out.size() / sizeof(int16_t));
     memcpy(pcm.data(), out.data(), pcm.size() * sizeof(int16_t));
     return pcm;
@@ -100,7 +101,9 @@ struct Source {
     const char* name;
     std::string (*path)();
 };
-void PrintTo(const Source& source, std::ostream* out) { *out << source.name; }
+void PrintTo(const Source& source, std::ostream* out) {
+    *out << source.name;
+}
 
 constexpr double kToneAmplitude = 0.3;
 
@@ -112,7 +115,8 @@ std::string toneFile(const char* codec, const char* extension, int channels, int
     options.sampleRate = sampleRate;
     options.audioArguments = std::move(arguments);
     std::vector<double> frequencies;
-    for (int channel = 0; channel < channels; ++channel) frequencies.push_back(300 + 130 * channel);
+    for (int channel = 0; channel < channels; ++channel)
+        frequencies.push_back(300 + 130 * channel);
     return sineClip(frequencies, kToneAmplitude, options);
 }
 
@@ -175,7 +179,9 @@ INSTANTIATE_TEST_SUITE_P(
                 Source{"ac3_51", [] { return toneFile("ac3", "ac3", 6, 48000); }},
                 Source{"alac_44100", [] { return toneFile("alac", "m4a", 2, 44100); }},
                 Source{"flac_24_bit",
-                       [] { return toneFile("flac", "flac", 2, 96000, {"-sample_fmt", "s32"}); }},
+                       [] {
+                           return toneFile("flac", "flac", 2, 96000, {"-sample_fmt", "s32"});
+                       }},
                 Source{"flac_large_blocks", largeBlocks},
                 Source{"pcm_71", [] { return toneFile("pcm_s24le", "wav", 8, 48000); }},
                 Source{"pcm_12_channels", [] { return toneFile("pcm_s16le", "wav", 12, 44100); }},
@@ -216,7 +222,9 @@ struct Change {
     double leftFrequency;  // of the second part
     double leftGainDb;     // how loud it goes to the left side
 };
-void PrintTo(const Change& change, std::ostream* out) { *out << change.name; }
+void PrintTo(const Change& change, std::ostream* out) {
+    *out << change.name;
+}
 
 class AudioDecoderChangeTest : public testing::TestWithParam<Change> {};
 
@@ -225,10 +233,9 @@ class AudioDecoderChangeTest : public testing::TestWithParam<Change> {};
 TEST_P(AudioDecoderChangeTest, ALaterChangeIsConvertedToTheFirstFormat) {
     const Change& change = GetParam();
     const std::string path = TempDir::ofProcess().file("joined.aac");
-    ASSERT_TRUE(writeFile(
-            path, readFile(toneFile("aac", "aac", 2, 48000)) +
-                          readFile(toneFile("aac", "aac", change.channels, change.sampleRate,
-                                            {"-b:a", "256k"}))));
+    ASSERT_TRUE(writeFile(path, readFile(toneFile("aac", "aac", 2, 48000)) +
+                                        readFile(toneFile("aac", "aac", change.channels,
+                                                          change.sampleRate, {"-b:a", "256k"}))));
     const AudioPackets source(path);
     AudioComponentDriver driver(newDecoder());
     ASSERT_EQ(driver.start(source.format()), OK);
@@ -260,7 +267,9 @@ struct Jump {
     size_t from;  // the packets that are left out
     size_t to;
 };
-void PrintTo(const Jump& jump, std::ostream* out) { *out << jump.name; }
+void PrintTo(const Jump& jump, std::ostream* out) {
+    *out << jump.name;
+}
 
 class AudioDecoderJumpTest : public testing::TestWithParam<Jump> {};
 
@@ -330,7 +339,9 @@ struct Damage {
     size_t to;
     bool cut;  // shortened instead of overwritten
 };
-void PrintTo(const Damage& damage, std::ostream* out) { *out << damage.name; }
+void PrintTo(const Damage& damage, std::ostream* out) {
+    *out << damage.name;
+}
 
 class AudioDecoderDamageTest : public testing::TestWithParam<Damage> {};
 

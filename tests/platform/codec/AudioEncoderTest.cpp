@@ -83,8 +83,8 @@ Sound decodeUnits(const AudioComponentDriver& driver) {
     driver.formats()[0]->findBuffer("csd-0", &config);
     const AVCodec* decoder = avcodec_find_decoder(AV_CODEC_ID_AAC);
     CodecContextPtr codec(avcodec_alloc_context3(decoder));
-    codec->extradata = static_cast<uint8_t*>(
-            av_mallocz(config->size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    codec->extradata =
+            static_cast<uint8_t*>(av_mallocz(config->size() + AV_INPUT_BUFFER_PADDING_SIZE));
     memcpy(codec->extradata, config->data(), config->size());
     codec->extradata_size = static_cast<int>(config->size());
     EXPECT_GE(avcodec_open2(codec.get(), decoder, nullptr), 0);
@@ -117,8 +117,8 @@ int32_t int32Of(const sp<AMessage>& format, const char* key) {
 
 // Encodes all of it and checks what holds for every stream: order, marks, and times that count
 // samples from one unit of priming before the first stamp.
-Sound encodeAndDecode(AudioComponentDriver* driver, const sp<AMessage>& format, const Feeder& feeder,
-                      const std::vector<int16_t>& pcm) {
+Sound encodeAndDecode(AudioComponentDriver* driver, const sp<AMessage>& format,
+                      const Feeder& feeder, const std::vector<int16_t>& pcm) {
     EXPECT_EQ(driver->start(format), OK);
     EXPECT_EQ(driver->formats().size(), 1u) << "the format must not wait for data";
     EXPECT_TRUE(feeder.feed(pcm));
@@ -143,7 +143,9 @@ struct Conversion {
     Shape stream;  // 0: as the PCM
     int64_t firstStampUs;
 };
-void PrintTo(const Conversion& conversion, std::ostream* out) { *out << conversion.name; }
+void PrintTo(const Conversion& conversion, std::ostream* out) {
+    *out << conversion.name;
+}
 
 class AacEncoderTimeTest : public testing::TestWithParam<Conversion> {};
 
@@ -184,9 +186,10 @@ TEST_P(AacEncoderTimeTest, ClickAndToneAreWhereTheyWere) {
     EXPECT_LT(realFrames, kSeconds * rate + kUnitFrames);
     // The last 20 ms of the input are there, at the level they had.
     const double end = kSeconds + 1.0 * kUnitFrames / rate;
-    EXPECT_NEAR(levelDb(window(mono, rate, end - 0.022, 0.02)),
-                20 * std::log10(0.3) - 3.01 + (sound.channels > conversion.pcm.channels ? -3.01 : 0),
-                1.5);
+    EXPECT_NEAR(
+            levelDb(window(mono, rate, end - 0.022, 0.02)),
+            20 * std::log10(0.3) - 3.01 + (sound.channels > conversion.pcm.channels ? -3.01 : 0),
+            1.5);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -216,12 +219,14 @@ void PrintTo(const Mix& mix, std::ostream* out) {
 std::vector<double> channelFrequencies(int channels) {
     std::vector<double> frequencies;
     // Low enough for the band-limited bass channel that AAC codes up to about 100 Hz apart.
-    for (int channel = 0; channel < channels; ++channel) frequencies.push_back(60 + 230 * channel);
+    for (int channel = 0; channel < channels; ++channel)
+        frequencies.push_back(60 + 230 * channel);
     if (channels > 3) std::swap(frequencies[0], frequencies[3]);
     return frequencies;
 }
 
-void expectSameLevels(const Sound& ours, const Sound& theirs, const std::vector<double>& frequencies) {
+void expectSameLevels(const Sound& ours, const Sound& theirs,
+                      const std::vector<double>& frequencies) {
     ASSERT_EQ(ours.channels, theirs.channels);
     ASSERT_EQ(ours.sampleRate, theirs.sampleRate);
     constexpr double kAudibleDb = -45;
@@ -234,7 +239,8 @@ void expectSameLevels(const Sound& ours, const Sound& theirs, const std::vector<
             const double expected = toneDb(other, theirs.sampleRate, frequency);
             if (level < kAudibleDb && expected < kAudibleDb) continue;
             ++audible;
-            EXPECT_NEAR(level, expected, 0.5) << "channel " << channel << ", " << frequency << " Hz";
+            EXPECT_NEAR(level, expected, 0.5)
+                    << "channel " << channel << ", " << frequency << " Hz";
         }
     }
     EXPECT_GT(audible, 0);
@@ -261,31 +267,35 @@ TEST_P(AacEncoderMixTest, LevelsAreThoseOfTheCommand) {
     AudioComponentDriver driver(createAacEncoder());
     const Feeder feeder = {&driver, {mix.channels, options.sampleRate}};
     const Sound sound = encodeAndDecode(
-            &driver,
-            encoderFormat({mix.channels, options.sampleRate}, {mix.streamChannels, 0}), feeder,
-            interleave(waves));
+            &driver, encoderFormat({mix.channels, options.sampleRate}, {mix.streamChannels, 0}),
+            feeder, interleave(waves));
     EXPECT_EQ(int32Of(driver.formats()[0], "channel-count"), mix.streamChannels);
     expectSameLevels(sound, decodeSound(target), frequencies);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Layouts, AacEncoderMixTest,
-        testing::Values(Mix{"mono", 1, "mono", 1}, Mix{"mono", 1, "stereo", 2}, Mix{"stereo", 2, "mono", 1},
-                        Mix{"stereo", 2, "stereo", 2}, Mix{"stereo", 2, "5.1", 6}, Mix{"3.0", 3, "stereo", 2},
-                        Mix{"3.0", 3, "3.0", 3}, Mix{"4.0", 4, "stereo", 2}, Mix{"5.0", 5, "stereo", 2}, Mix{"5.1", 6, "mono", 1},
-                        Mix{"5.1", 6, "stereo", 2}, Mix{"5.1", 6, "5.1", 6}, Mix{"6.1", 7, "stereo", 2}, Mix{"7.1", 8, "stereo", 2},
-                        Mix{"7.1", 8, "5.1", 6}, Mix{"7.1", 8, "7.1", 8}),
-        [](const auto& info) {
-            std::string name = info.param.layout;
-            if (name.find('.') != std::string::npos) name.replace(name.find('.'), 1, "_");
-            return name + "_to_" + std::to_string(info.param.streamChannels);
-        });
+INSTANTIATE_TEST_SUITE_P(Layouts, AacEncoderMixTest,
+                         testing::Values(Mix{"mono", 1, "mono", 1}, Mix{"mono", 1, "stereo", 2},
+                                         Mix{"stereo", 2, "mono", 1}, Mix{"stereo", 2, "stereo", 2},
+                                         Mix{"stereo", 2, "5.1", 6}, Mix{"3.0", 3, "stereo", 2},
+                                         Mix{"3.0", 3, "3.0", 3}, Mix{"4.0", 4, "stereo", 2},
+                                         Mix{"5.0", 5, "stereo", 2}, Mix{"5.1", 6, "mono", 1},
+                                         Mix{"5.1", 6, "stereo", 2}, Mix{"5.1", 6, "5.1", 6},
+                                         Mix{"6.1", 7, "stereo", 2}, Mix{"7.1", 8, "stereo", 2},
+                                         Mix{"7.1", 8, "5.1", 6}, Mix{"7.1", 8, "7.1", 8}),
+                         [](const auto& info) {
+                             std::string name = info.param.layout;
+                             if (name.find('.') != std::string::npos)
+                                 name.replace(name.find('.'), 1, "_");
+                             return name + "_to_" + std::to_string(info.param.streamChannels);
+                         });
 
 struct Chain {
     const char* codec;
     const char* extension;
 };
-void PrintTo(const Chain& chain, std::ostream* out) { *out << chain.codec; }
+void PrintTo(const Chain& chain, std::ostream* out) {
+    *out << chain.codec;
+}
 
 class AacEncoderChainTest : public testing::TestWithParam<Chain> {};
 
@@ -326,7 +336,8 @@ INSTANTIATE_TEST_SUITE_P(Sources, AacEncoderChainTest,
 TEST(AacEncoderTest, UnknownLayoutsKeepTheirFirstChannels) {
     const std::vector<double> frequencies = channelFrequencies(12);
     std::vector<std::vector<float>> waves;
-    for (double frequency : frequencies) waves.push_back(sine(frequency, 0.2, 48000, 48000));
+    for (double frequency : frequencies)
+        waves.push_back(sine(frequency, 0.2, 48000, 48000));
     AudioComponentDriver driver(createAacEncoder());
     const Feeder feeder = {&driver, {12, 48000}};
     const Sound sound = encodeAndDecode(&driver, encoderFormat({12, 48000}, {2, 48000}), feeder,
@@ -346,7 +357,8 @@ TEST(AacEncoderTest, ResampledSoundKeepsItsPitchAndLength) {
     ASSERT_EQ(sound.sampleRate, 48000);
     ASSERT_EQ(sound.channels, 2);
     for (double from : {0.5, 5.0, 9.0}) {
-        EXPECT_NEAR(dominantFrequency(window(sound.channel(1), 48000, from, 0.9), 48000), 1234.5, 1);
+        EXPECT_NEAR(dominantFrequency(window(sound.channel(1), 48000, from, 0.9), 48000), 1234.5,
+                    1);
     }
     EXPECT_NEAR(static_cast<double>(sound.frames()), 10 * 48000 + 1.5 * kUnitFrames,
                 0.5 * kUnitFrames + 1);
@@ -374,7 +386,8 @@ TEST(AacEncoderTest, ResultDoesNotDependOnTheBlocksOfTheInput) {
         }
         streams.push_back(stream);
     }
-    for (const auto& stream : streams) EXPECT_EQ(stream, streams[0]);
+    for (const auto& stream : streams)
+        EXPECT_EQ(stream, streams[0]);
 }
 
 // One second of a tone, then another second that is stamped off by `shiftUs`.
@@ -396,7 +409,9 @@ struct Shift {
     Shape pcm;
     Shape stream;
 };
-void PrintTo(const Shift& shift, std::ostream* out) { *out << shift.name; }
+void PrintTo(const Shift& shift, std::ostream* out) {
+    *out << shift.name;
+}
 
 class AacEncoderGapTest : public testing::TestWithParam<Shift> {};
 
@@ -496,10 +511,9 @@ TEST(AacEncoderTest, StopsAtAnyMomentAndStartsAgain) {
         EXPECT_TRUE(driver.inOrder());
     }
     AudioComponentDriver driver(encoder);
-    const Sound sound = encodeAndDecode(&driver, encoderFormat({2, 48000}),
-                                        {&driver, {2, 48000}},
-                                        interleave({sine(440, 0.5, 48000, 48000),
-                                                    sine(440, 0.5, 48000, 48000)}));
+    const Sound sound = encodeAndDecode(
+            &driver, encoderFormat({2, 48000}), {&driver, {2, 48000}},
+            interleave({sine(440, 0.5, 48000, 48000), sine(440, 0.5, 48000, 48000)}));
     EXPECT_NEAR(dominantFrequency(window(sound.channel(0), 48000, 0.2, 0.7), 48000), 440, 1);
 }
 
@@ -509,7 +523,9 @@ struct Refusal {
     Shape stream;
     status_t expected;
 };
-void PrintTo(const Refusal& refusal, std::ostream* out) { *out << refusal.name; }
+void PrintTo(const Refusal& refusal, std::ostream* out) {
+    *out << refusal.name;
+}
 
 class AacEncoderConfigureTest : public testing::TestWithParam<Refusal> {};
 
