@@ -57,18 +57,18 @@ status_t ContainerReader::open() {
 }
 
 status_t ContainerReader::openContext() {
-    mContext.reset();
-    mStream = std::make_unique<DataSourceStream>(mSource);
+    auto stream = std::make_unique<DataSourceStream>(mSource);
     AVFormatContext* context = avformat_alloc_context();
-    context->pb = mStream->context();
+    context->pb = stream->context();
     context->io_open = refuseToOpen;
     context->protocol_whitelist = av_strdup("none");
     const int result = avformat_open_input(&context, nullptr, nullptr, nullptr);
     if (result < 0) {
         ALOGW("%s: %s", mSource->toString().c_str(), errorText(result).c_str());
-        return mStream->error() != 0 ? ERROR_IO : ERROR_UNSUPPORTED;
+        return stream->error() != 0 ? ERROR_IO : ERROR_UNSUPPORTED;
     }
-    mContext.reset(context);
+    mContext.reset(context);  // the former one goes before the stream that it reads
+    mStream = std::move(stream);
     mDiscontinuous = (context->iformat->flags & AVFMT_TS_DISCONT) != 0;
     return OK;
 }

@@ -11,7 +11,6 @@
 #include <media/stagefright/MediaErrors.h>
 #include <oxa/host/FaultListener.h>
 #include <pthread.h>
-#include <string.h>
 
 #include "container/AvLog.h"
 
@@ -55,13 +54,15 @@ status_t ContainerWriter::addSource(const sp<MediaSource>& source) {
 
 status_t ContainerWriter::start(MetaData* params) {
     if (mState != State::kInitial || mTracks.empty()) return INVALID_OPERATION;
+    std::unique_lock<std::mutex> lock(mMuxerLock);
     if (!mOutput->isWritable()) {
-        handleResult(AVERROR(EBADF));
+        handleResult(AVERROR(EBADF), &lock);
         return UNKNOWN_ERROR;
     }
     int32_t rotation = 0;
     if (params != nullptr) params->findInt32(kKeyRotation, &rotation);
-    handleResult(mMuxer->open(mOutput.get(), mDescriptions, rotation));
+    handleResult(mMuxer->open(mOutput.get(), mDescriptions, rotation), &lock);
+    if (lock.owns_lock()) lock.unlock();
     return startSources(params);
 }
 
@@ -96,25 +97,26 @@ void ContainerWriter::readTrack(Track* track) {
 }
 
 void ContainerWriter::writePacket(AVPacket* packet) {
-    int result = 0;
-    {
-        std::lock_guard<std::mutex> lock(mMuxerLock);
-        if (!mFailed) result = mMuxer->write(packet);
-    }
-    handleResult(result);
+    std::unique_lock<std::mutex> lock(mMuxerLock);
+    if (!mFailed) handleResult(mMuxer->write(packet), &lock);
 }
 
-void ContainerWriter::handleResult(int result) {
+// The listeners are called without the lock.
+void ContainerWriter::handleResult(int result, std::unique_lock<std::mutex>* lock) {
     if (result >= 0 || mFailed.exchange(true)) return;
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(result, text, sizeof(text));
     oxa::host::Fault fault;
     fault.source = oxa::host::FaultSource::kWriter;
     fault.ended = true;
     fault.object = mOutput->name();
     // libavformat may have hidden the reason behind an error of its own.
-    fault.error = mOutput->error() != 0 ? mOutput->error() : AVUNERROR(result);
-    fault.cause = mOutput->error() != 0 ? strerror(mOutput->error()) : text;
+    fault.error = mOutput->error();
+    fault.cause = mOutput->cause();
+    if (fault.error == 0) {
+        char text[AV_ERROR_MAX_STRING_SIZE] = {};
+        av_strerror(result, text, sizeof(text));
+        fault.cause = text;
+    }
+    lock->unlock();
     oxa::host::reportFault(fault);
 }
 
@@ -124,7 +126,8 @@ void ContainerWriter::stop() {
     mOutput->limitWaits();
     for (auto& track : mTracks) track->source->stop();
     for (auto& track : mTracks) track->thread.join();
-    handleResult(mMuxer->finish());
+    std::unique_lock<std::mutex> lock(mMuxerLock);
+    handleResult(mMuxer->finish(), &lock);
 }
 
 bool ContainerWriter::reachedEnd() const {

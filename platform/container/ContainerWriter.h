@@ -52,7 +52,7 @@ class ContainerWriter {
     status_t startSources(MetaData* params);
     void readTrack(Track* track);
     void writePacket(AVPacket* packet);
-    void handleResult(int result);
+    void handleResult(int result, std::unique_lock<std::mutex>* lock);
 
     const std::unique_ptr<WriterOutput> mOutput;
     const std::unique_ptr<ContainerMuxer> mMuxer;
@@ -61,7 +61,7 @@ class ContainerWriter {
     std::vector<std::unique_ptr<TrackDescription>> mDescriptions;
     std::vector<std::unique_ptr<Track>> mTracks;
 
-    std::mutex mMuxerLock;  // guards mMuxer and mOutput while threads run
+    std::mutex mMuxerLock;  // guards mMuxer and mOutput
     std::atomic<bool> mFailed{false};
 };
 

@@ -15,8 +15,9 @@ namespace android {
 namespace {
 
 constexpr AVRational kMicroseconds = {1, 1000000};
-// Below it AAC may carry a second, higher rate that only its frames tell of.
+// Below it plain AAC may carry a second, higher rate that only its frames tell of.
 constexpr int kMaxAacCoreRate = 24000;
+constexpr int kPlainAac = 2;  // object type in the configuration's first five bits
 constexpr double kMaxFrameRate = 300;
 
 bool plausible(AVRational rate) {
@@ -48,6 +49,7 @@ bool isComplete(const AVFormatContext& context, const AVStream& stream) {
     if (parameters.codec_type != AVMEDIA_TYPE_VIDEO && parameters.codec_type != AVMEDIA_TYPE_AUDIO) {
         return true;
     }
+    if ((stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) return true;
     if (!hasCompleteIndex(context, stream) || stream.start_time == AV_NOPTS_VALUE ||
         parameters.extradata_size == 0) {
         return false;
@@ -57,7 +59,8 @@ bool isComplete(const AVFormatContext& context, const AVStream& stream) {
             return parameters.extradata[0] == 1 && parameters.width > 0 && parameters.height > 0 &&
                    plausible(stream.avg_frame_rate);
         case AV_CODEC_ID_AAC:
-            return parameters.sample_rate > kMaxAacCoreRate &&
+            return parameters.extradata[0] >> 3 == kPlainAac &&
+                   parameters.sample_rate > kMaxAacCoreRate &&
                    parameters.ch_layout.nb_channels > 0;
         default:
             return false;

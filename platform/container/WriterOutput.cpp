@@ -8,6 +8,7 @@
 #include <limits.h>
 #include <oxa/host/OutputWait.h>
 #include <poll.h>
+#include <string.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -47,6 +48,11 @@ WriterOutput::~WriterOutput() {
 bool WriterOutput::isWritable() const {
     if (mFunction) return true;
     return mFd >= 0 && (fcntl(mFd, F_GETFL) & O_ACCMODE) != O_RDONLY;
+}
+
+std::string WriterOutput::cause() const {
+    if (mError == 0) return "";
+    return mError == ETIMEDOUT && !mRegular ? "the reader does not read on" : strerror(mError);
 }
 
 int WriterOutput::append(const void* data, size_t size) {

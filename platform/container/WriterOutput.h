@@ -36,6 +36,8 @@ class WriterOutput {
     const std::string& name() const { return mName; }
     // The errno that ended writing, else 0.
     int error() const { return mError; }
+    // The same for people; empty without an error.
+    std::string cause() const;
 
     // Behind everything written so far. Waits for a reader who does not read on, as long as
     // oxa::host::setOutputWaitLimit allows.
