@@ -5,7 +5,6 @@
 
 #include "container/ContainerWriter.h"
 
-#include <errno.h>
 #include <log/log.h>
 #include <media/stagefright/MediaBufferBase.h>
 #include <media/stagefright/MediaErrors.h>
@@ -55,8 +54,8 @@ status_t ContainerWriter::addSource(const sp<MediaSource>& source) {
 status_t ContainerWriter::start(MetaData* params) {
     if (mState != State::kInitial || mTracks.empty()) return INVALID_OPERATION;
     std::unique_lock<std::mutex> lock(mMuxerLock);
-    if (!mOutput->isWritable()) {
-        handleResult(AVERROR(EBADF), &lock);
+    if (mOutput->error() != 0) {
+        handleResult(AVERROR(mOutput->error()), &lock);
         return UNKNOWN_ERROR;
     }
     int32_t rotation = 0;

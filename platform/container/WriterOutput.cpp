@@ -27,15 +27,16 @@ constexpr int kPollMs = 50;
 
 }  // namespace
 
-WriterOutput::WriterOutput(int fd) : mName(descriptorName(fd)) {
-    if (fd < 0) return;
-    mFd = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+WriterOutput::WriterOutput(int fd)
+    : mFd(fcntl(fd, F_DUPFD_CLOEXEC, 0)), mName(descriptorName(fd)), mError(EBADF) {
     struct stat status;
-    if (mFd < 0 || fstat(mFd, &status) != 0) return;
+    const int flags = fcntl(mFd, F_GETFL);
+    if (flags < 0 || (flags & O_ACCMODE) == O_RDONLY || fstat(mFd, &status) != 0) return;
+    mError = 0;
     mRegular = S_ISREG(status.st_mode) || S_ISBLK(status.st_mode);
     mSocket = S_ISSOCK(status.st_mode);
     // Appending descriptors write at the end whatever the position.
-    mSeekable = lseek64(mFd, 0, SEEK_CUR) >= 0 && (fcntl(mFd, F_GETFL) & O_APPEND) == 0;
+    mSeekable = lseek64(mFd, 0, SEEK_CUR) >= 0 && (flags & O_APPEND) == 0;
 }
 
 WriterOutput::WriterOutput(WriteFunction function)
@@ -43,11 +44,6 @@ WriterOutput::WriterOutput(WriteFunction function)
 
 WriterOutput::~WriterOutput() {
     if (mFd >= 0) close(mFd);
-}
-
-bool WriterOutput::isWritable() const {
-    if (mFunction) return true;
-    return mFd >= 0 && (fcntl(mFd, F_GETFL) & O_ACCMODE) != O_RDONLY;
 }
 
 std::string WriterOutput::cause() const {

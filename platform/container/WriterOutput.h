@@ -24,12 +24,11 @@ class WriterOutput {
     // The bytes taken, or a negative errno.
     using WriteFunction = std::function<ssize_t(const void* data, size_t size)>;
 
-    // Duplicates the descriptor; a negative one makes an output that is not writable.
+    // Duplicates the descriptor. One that cannot be written to is an error from the start.
     explicit WriterOutput(int fd);
     explicit WriterOutput(WriteFunction function);
     ~WriterOutput();
 
-    bool isWritable() const;
     // Whether bytes can be changed later. Such a file is written from its beginning.
     bool isSeekable() const { return mSeekable; }
     // For people: a path where one is known.
