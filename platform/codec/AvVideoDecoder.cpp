@@ -38,14 +38,10 @@ struct MimeType {
 };
 
 constexpr MimeType kMimeTypes[] = {
-        {"video/avc", AV_CODEC_ID_H264},
-        {"video/hevc", AV_CODEC_ID_HEVC},
-        {"video/av01", AV_CODEC_ID_AV1},
-        {"video/x-vnd.on2.vp8", AV_CODEC_ID_VP8},
-        {"video/x-vnd.on2.vp9", AV_CODEC_ID_VP9},
-        {"video/mp4v-es", AV_CODEC_ID_MPEG4},
-        {"video/mpeg2", AV_CODEC_ID_MPEG2VIDEO},
-        {"video/3gpp", AV_CODEC_ID_H263},
+        {"video/avc", AV_CODEC_ID_H264},          {"video/hevc", AV_CODEC_ID_HEVC},
+        {"video/av01", AV_CODEC_ID_AV1},          {"video/x-vnd.on2.vp8", AV_CODEC_ID_VP8},
+        {"video/x-vnd.on2.vp9", AV_CODEC_ID_VP9}, {"video/mp4v-es", AV_CODEC_ID_MPEG4},
+        {"video/mpeg2", AV_CODEC_ID_MPEG2VIDEO},  {"video/3gpp", AV_CODEC_ID_H263},
         {"video/mjpeg", AV_CODEC_ID_MJPEG},
 };
 
@@ -163,7 +159,8 @@ status_t AvVideoDecoder::readConversion(const sp<AMessage>& format) {
     format->findInt32("eHei", &height);
     format->findAsFloat("frame-rate", &frameRate);
     if (width < 0 || height < 0 || mConversion.frameRate < 0) return BAD_VALUE;
-    if (width > 0 && height > 0) {
+    mSizeAsked = width > 0 && height > 0;
+    if (mSizeAsked) {
         mConversion.width = width;
         mConversion.height = height;
     }
@@ -418,7 +415,7 @@ PictureFormat AvVideoDecoder::formatOf(const AVFrame& frame) const {
     format.matrix = frame.colorspace;
     format.chromaLocation = frame.chroma_location;
     const AVRational aspect = frame.sample_aspect_ratio;
-    if (mConversion.width == 0 && aspect.num > 0 && aspect.den > 0) {
+    if (!mSizeAsked && aspect.num > 0 && aspect.den > 0) {
         format.aspectNumerator = aspect.num;
         format.aspectDenominator = aspect.den;
     }
@@ -444,9 +441,8 @@ sp<ABuffer> AvVideoDecoder::copyOf(const AVFrame& frame) {
     const int size = av_image_get_buffer_size(format, frame.width, frame.height, 1);
     if (size < 0) return nullptr;
     sp<ABuffer> copy = new ABuffer(static_cast<size_t>(size));
-    const int err =
-            av_image_copy_to_buffer(copy->base(), size, frame.data, frame.linesize, format,
-                                    frame.width, frame.height, 1);
+    const int err = av_image_copy_to_buffer(copy->base(), size, frame.data, frame.linesize, format,
+                                            frame.width, frame.height, 1);
     if (copy->base() != nullptr && err >= 0) return copy;
     mDamage.add(err);
     return nullptr;

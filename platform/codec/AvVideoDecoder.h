@@ -12,8 +12,8 @@
 namespace android {
 
 // Decodes any pictures that libavcodec knows, and converts them as the format asks: "eWid" and
-// "eHei" (the size after rotation), "eFps", "video-de-interlace" 1 or 2, "rotation-degrees". A size
-// that the output surface requires goes before "eWid" and "eHei".
+// "eHei" (the size after rotation, with square samples), "eFps", "video-de-interlace" 1 or 2,
+// "rotation-degrees". A size that the output surface requires goes before "eWid" and "eHei".
 //
 // configure() takes the stream's parameters from the format's TrackParameters object, or without
 // one from "mime", "width", "height" and "csd-0", "csd-1", ... Damaged data is skipped and counted.
@@ -72,6 +72,7 @@ class AvVideoDecoder : public WorkerComponent {
     sp<TrackParameters> mTrack;
     size_t mInputCapacity = kMinInputCapacity;
     Conversion mConversion;
+    bool mSizeAsked = false;  // then samples are taken to be square
     sp<PictureQueue> mQueue;  // null without a surface
     sp<SurfaceListener> mListener;
     int64_t mStartUs = 0;  // the stream's time of the track's time 0

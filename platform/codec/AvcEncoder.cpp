@@ -43,8 +43,7 @@ struct NamedProfile {
 };
 
 constexpr NamedProfile kProfiles[] = {
-        {0x1, "baseline"}, {0x2, "main"},         {0x8, "high"}, {0x10000, "baseline"},
-        {0x80000, "high"},
+        {0x1, "baseline"}, {0x2, "main"}, {0x8, "high"}, {0x10000, "baseline"}, {0x80000, "high"},
 };
 
 struct NumberedLevel {
@@ -86,7 +85,8 @@ std::vector<sp<ABuffer>> parameterSets(const uint8_t* header, size_t size) {
         const uint8_t* const unit = start + sizeof(kStartCode);
         start = nextStart(unit);
         const uint8_t* unitEnd = start;
-        while (start != end && unitEnd > unit && unitEnd[-1] == 0) --unitEnd;
+        while (start != end && unitEnd > unit && unitEnd[-1] == 0)
+            --unitEnd;
         const size_t length = unitEnd - unit;
         const sp<ABuffer> set = new ABuffer(length + 4);
         memcpy(set->data(), "\0\0\0\1", 4);
@@ -94,6 +94,11 @@ std::vector<sp<ABuffer>> parameterSets(const uint8_t* header, size_t size) {
         sets.push_back(set);
     }
     return sets;
+}
+
+bool hasSameParameterSets(const AVCodecContext& a, const AVCodecContext& b) {
+    return a.extradata_size == b.extradata_size &&
+           memcmp(a.extradata, b.extradata, static_cast<size_t>(a.extradata_size)) == 0;
 }
 
 }  // namespace
@@ -152,8 +157,8 @@ status_t AvcEncoder::readLayout(const sp<AMessage>& format) {
     format->findInt32("slice-height", &mSliceHeight);
     format->findInt32("max-input-size", &capacity);
     if (mStride < mWidth || mSliceHeight < mHeight) return BAD_VALUE;
-    mPixelFormat = colorFormat == kColorFormatYuv420SemiPlanar ? AV_PIX_FMT_NV12
-                                                               : AV_PIX_FMT_YUV420P;
+    mPixelFormat =
+            colorFormat == kColorFormatYuv420SemiPlanar ? AV_PIX_FMT_NV12 : AV_PIX_FMT_YUV420P;
     const auto pictureBytes = static_cast<size_t>(mStride) * mSliceHeight * 3 / 2;
     mInputCapacity = capacity > 0 ? static_cast<size_t>(capacity) : pictureBytes;
     return OK;
@@ -191,16 +196,10 @@ void AvcEncoder::onStopped() {
 // ---- Opening
 
 status_t AvcEncoder::openCodec() {
-    const AVCodec* encoder = avcodec_find_encoder_by_name("libx264");
     mFrame = av_frame_alloc();
     mPacket = av_packet_alloc();
-    mCodec = encoder == nullptr ? nullptr : newContext(encoder);
+    mCodec = newCodec(mBitrate);
     if (mCodec == nullptr || mFrame == nullptr || mPacket == nullptr) return NO_INIT;
-    const int err = avcodec_open2(mCodec, encoder, nullptr);
-    if (err < 0) {
-        ALOGE("cannot open the encoder for %dx%d (%d)", mWidth, mHeight, err);
-        return BAD_VALUE;
-    }
     Conversion conversion;
     conversion.width = mWidth;
     conversion.height = mHeight;
@@ -214,14 +213,37 @@ status_t AvcEncoder::openCodec() {
     return OK;
 }
 
-AVCodecContext* AvcEncoder::newContext(const AVCodec* encoder) const {
-    AVCodecContext* codec = avcodec_alloc_context3(encoder);
+AVCodecContext* AvcEncoder::newCodec(int32_t bitrate) const {
+    const AVCodec* encoder = avcodec_find_encoder_by_name("libx264");
+    AVCodecContext* codec = encoder == nullptr ? nullptr : avcodec_alloc_context3(encoder);
     if (codec == nullptr) return nullptr;
+    setPicture(codec);
+    setStream(codec, bitrate);
+    const int err = avcodec_open2(codec, encoder, nullptr);
+    if (err < 0) {
+        ALOGE("cannot open the encoder for %dx%d (%d)", mWidth, mHeight, err);
+        avcodec_free_context(&codec);
+    }
+    return codec;
+}
+
+void AvcEncoder::setPicture(AVCodecContext* codec) const {
     codec->width = mWidth;
     codec->height = mHeight;
     codec->pix_fmt = mPixelFormat;
     codec->time_base = kMicroseconds;
     codec->framerate = av_d2q(mFrameRate, 1001000);
+    if (mQueue == nullptr) return;
+    const PictureFormat format = mQueue->format();
+    codec->color_range = static_cast<AVColorRange>(format.range);
+    codec->color_primaries = static_cast<AVColorPrimaries>(format.primaries);
+    codec->color_trc = static_cast<AVColorTransferCharacteristic>(format.transfer);
+    codec->colorspace = static_cast<AVColorSpace>(format.matrix);
+    codec->chroma_sample_location = static_cast<AVChromaLocation>(format.chromaLocation);
+    codec->sample_aspect_ratio = {format.aspectNumerator, format.aspectDenominator};
+}
+
+void AvcEncoder::setStream(AVCodecContext* codec, int32_t bitrate) const {
     const double keyInterval = static_cast<double>(mKeyIntervalSec) * mFrameRate;
     codec->gop_size = mKeyIntervalSec < 0 || keyInterval > kNoFurtherKeyFrames
                               ? kNoFurtherKeyFrames
@@ -230,26 +252,16 @@ AVCodecContext* AvcEncoder::newContext(const AVCodec* encoder) const {
     codec->thread_count =
             static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, kMaxThreads));
     codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    if (mQueue != nullptr) {
-        const PictureFormat format = mQueue->format();
-        codec->color_range = static_cast<AVColorRange>(format.range);
-        codec->color_primaries = static_cast<AVColorPrimaries>(format.primaries);
-        codec->color_trc = static_cast<AVColorTransferCharacteristic>(format.transfer);
-        codec->colorspace = static_cast<AVColorSpace>(format.matrix);
-        codec->chroma_sample_location = static_cast<AVChromaLocation>(format.chromaLocation);
-        codec->sample_aspect_ratio = {format.aspectNumerator, format.aspectDenominator};
-    }
     for (const NumberedLevel& level : kLevels) {
         if (level.number == mLevel) codec->level = level.idc;
     }
     for (const NamedProfile& profile : kProfiles) {
         if (profile.number == mProfile) av_opt_set(codec->priv_data, "profile", profile.name, 0);
     }
-    codec->bit_rate = mBitrate;
-    if (mBitrate == 0) av_opt_set_double(codec->priv_data, "crf", kConstantQuality, 0);
+    codec->bit_rate = bitrate;
+    if (bitrate == 0) av_opt_set_double(codec->priv_data, "crf", kConstantQuality, 0);
     av_opt_set(codec->priv_data, "preset", oxa::host::encoderPreset().c_str(), 0);
     av_opt_set_int(codec->priv_data, "forced-idr", 1, 0);
-    return codec;
 }
 
 void AvcEncoder::closeCodec() {
@@ -278,9 +290,7 @@ void AvcEncoder::reportFormat() {
 // ---- Worker
 
 void AvcEncoder::runWorker() {
-    if (!(mQueue != nullptr ? encodeSurface() : encodeInputs())) return;
-    avcodec_send_frame(mCodec, nullptr);
-    if (!receiveUnits()) return;
+    if (!(mQueue != nullptr ? encodeSurface() : encodeInputs()) || !drain()) return;
     mLate.finish();
     mUnusable.finish();
     emitEnd(mLastTimeUs);
@@ -297,6 +307,7 @@ bool AvcEncoder::encodeSurface() {
             return false;
         }
         if (!acquired) return true;
+        if (!changeBitrate()) return false;
         // All producers make AvPictures.
         encodePicture(*static_cast<AvPicture*>(next.picture.get())->frame(),
                       next.timestampNs / 1000);
@@ -317,6 +328,7 @@ bool AvcEncoder::encodeInputs() {
             case Next::kInput:
                 break;
         }
+        if (!changeBitrate()) return false;
         if (input.buffer->size() > 0) encodeInput(input);
         client()->onInputConsumed(input.index);
         if (!receiveUnits()) return false;
@@ -345,8 +357,9 @@ void AvcEncoder::encodeInput(const CodecInput& input) {
         picture->data[2] = picture->data[1] + static_cast<size_t>(mStride) * mSliceHeight / 4;
     }
     // The encoder has copied the pixels when it returns: nobody needs to free them.
-    picture->buf[0] = av_buffer_create(picture->data[0], input.buffer->size(),
-                                       [](void*, uint8_t*) {}, nullptr, AV_BUFFER_FLAG_READONLY);
+    picture->buf[0] = av_buffer_create(
+            picture->data[0], input.buffer->size(), [](void*, uint8_t*) {}, nullptr,
+            AV_BUFFER_FLAG_READONLY);
     encodePicture(*picture, input.timeUs);
     av_frame_free(&picture);
 }
@@ -359,7 +372,8 @@ void AvcEncoder::encodePicture(const AVFrame& picture, int64_t timeUs) {
     int err = av_frame_ref(mFrame, &picture);
     if (err >= 0) err = convertPicture();
     if (err >= 0) {
-        applyParameters();
+        // The encoder chooses the picture's type by itself: the decoder's means nothing here.
+        mFrame->pict_type = takeSyncRequest() ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
         mFrame->pts = timeUs;
         err = avcodec_send_frame(mCodec, mFrame);
     }
@@ -384,14 +398,39 @@ int AvcEncoder::convertPicture() {
     return err < 0 ? err : mGraph.pull(mFrame);
 }
 
-// Also makes the encoder choose the picture's type by itself: the decoder's means nothing here.
-void AvcEncoder::applyParameters() {
+bool AvcEncoder::takeSyncRequest() {
     std::lock_guard<std::mutex> lock(mParametersLock);
-    mFrame->pict_type = mSyncRequested ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
+    const bool requested = mSyncRequested;
     mSyncRequested = false;
-    // A constant quality has no bit rate to change.
-    if (mNewBitrate > 0 && mBitrate > 0) mCodec->bit_rate = mNewBitrate;
-    mNewBitrate = 0;
+    return requested;
+}
+
+// Without a buffer model, which would cost quality at every bit rate, x264 cannot change it: a new
+// encoder goes on with a key frame and the same parameter sets.
+bool AvcEncoder::changeBitrate() {
+    int32_t bitrate;
+    {
+        std::lock_guard<std::mutex> lock(mParametersLock);
+        bitrate = mNewBitrate;
+        mNewBitrate = 0;
+    }
+    if (bitrate == 0 || bitrate == mCodec->bit_rate || mBitrate == 0) return true;
+    AVCodecContext* next = newCodec(bitrate);
+    if (next == nullptr) return true;
+    if (!hasSameParameterSets(*mCodec, *next)) {
+        ALOGW("the bit rate cannot become %d: the stream's header would change", bitrate);
+        avcodec_free_context(&next);
+        return true;
+    }
+    const bool running = drain();
+    avcodec_free_context(&mCodec);
+    mCodec = next;
+    return running;
+}
+
+bool AvcEncoder::drain() {
+    avcodec_send_frame(mCodec, nullptr);
+    return receiveUnits();
 }
 
 bool AvcEncoder::receiveUnits() {

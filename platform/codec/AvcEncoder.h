@@ -53,18 +53,22 @@ class AvcEncoder : public WorkerComponent {
     static constexpr size_t kInputCount = 4;
 
     status_t readLayout(const sp<AMessage>& format);
-    AVCodecContext* newContext(const AVCodec* encoder) const;
+    AVCodecContext* newCodec(int32_t bitrate) const;
+    void setPicture(AVCodecContext* codec) const;
+    void setStream(AVCodecContext* codec, int32_t bitrate) const;
     void reportFormat();
 
     // Worker only. The steps answer false when the component is being stopped.
     bool encodeSurface();
     bool encodeInputs();
     bool receiveUnits();
+    bool changeBitrate();
+    bool drain();
 
     void encodePicture(const AVFrame& picture, int64_t timeUs);
     int convertPicture();
     void encodeInput(const CodecInput& input);
-    void applyParameters();
+    bool takeSyncRequest();
 
     // Set by configure, constant while the worker runs.
     int32_t mWidth = 0;
@@ -81,7 +85,7 @@ class AvcEncoder : public WorkerComponent {
     sp<PictureQueue> mQueue;  // null: input by bytes
 
     std::mutex mParametersLock;
-    int32_t mNewBitrate = 0;     // guarded by mParametersLock; 0: no change
+    int32_t mNewBitrate = 0;      // guarded by mParametersLock; 0: no change
     bool mSyncRequested = false;  // guarded by mParametersLock
 
     // Worker only while it runs.

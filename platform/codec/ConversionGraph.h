@@ -19,8 +19,8 @@ struct Conversion {
     int rotationDegrees = 0;  // clockwise: 90, 180, 270
     int width = 0;            // of the result, after rotation, with square samples
     int height = 0;
-    int frameRate = 0;        // pictures a second
-    int sourceFrameRate = 0;  // 0: not known
+    int frameRate = 0;                            // pictures a second
+    int sourceFrameRate = 0;                      // 0: not known
     AVPixelFormat pixelFormat = AV_PIX_FMT_NONE;  // NONE: whatever 8-bit 4:2:0 is nearest
 };
 

@@ -130,8 +130,7 @@ struct MediaCodec::OutputSlot {
 };
 
 sp<MediaCodec> MediaCodec::CreateByType(const sp<ALooper>& looper, const AString& mime,
-                                        bool encoder, status_t* err, pid_t /*pid*/,
-                                        uid_t /*uid*/) {
+                                        bool encoder, status_t* err, pid_t /*pid*/, uid_t /*uid*/) {
     const auto direction = encoder ? CodecDirection::kEncoder : CodecDirection::kDecoder;
     return create(looper, findComponent(mime, direction), mime, err);
 }
@@ -575,7 +574,8 @@ void MediaCodec::onComponentEvent(const sp<AMessage>& msg) {
 }
 
 void MediaCodec::onInputsReady() {
-    for (size_t slot = 0; slot < mInputs.size(); ++slot) onInputConsumed(slot);
+    for (size_t slot = 0; slot < mInputs.size(); ++slot)
+        onInputConsumed(slot);
 }
 
 void MediaCodec::onInputConsumed(size_t slot) {
@@ -612,7 +612,8 @@ void MediaCodec::onOutput(const ComponentEvent& event) {
     size_t index;
     {
         std::lock_guard<std::mutex> lock(mBufferLock);
-        while (slot < mOutputs.size() && mOutputs[slot].isClients) ++slot;
+        while (slot < mOutputs.size() && mOutputs[slot].isClients)
+            ++slot;
         if (slot == mOutputs.size()) mOutputs.emplace_back();
         mOutputs[slot].output = event.mOutput;
         mOutputs[slot].buffer = new MediaCodecBuffer(mOutputFormat, data);
@@ -662,8 +663,7 @@ void MediaCodec::makeInputs() {
     std::lock_guard<std::mutex> lock(mBufferLock);
     mInputs.resize(mComponent->inputCount());
     for (InputSlot& slot : mInputs) {
-        slot.buffer =
-                new MediaCodecBuffer(mInputFormat, new ABuffer(mComponent->inputCapacity()));
+        slot.buffer = new MediaCodecBuffer(mInputFormat, new ABuffer(mComponent->inputCapacity()));
     }
 }
 
@@ -682,7 +682,8 @@ void MediaCodec::endRun() {
         mInputBase += inputs.size();
         mOutputBase += outputs.size();
     }
-    for (const InputSlot& slot : inputs) slot.buffer->meta()->clear();
+    for (const InputSlot& slot : inputs)
+        slot.buffer->meta()->clear();
 }
 
 void MediaCodec::clear(State state) {

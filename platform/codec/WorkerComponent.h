@@ -43,8 +43,8 @@ class WorkerComponent : public CodecComponent {
     // Worker only. Waits for an input (front of the queue, removed), a drain request once the queue
     // is empty, or stop.
     Next nextInput(CodecInput* input);
-    // Worker only. Waits until `ready` answers true; false when stopping. `ready` is called with the
-    // component's lock held, and again after each wakeAll().
+    // Worker only. Waits until `ready` answers true; false when stopping. `ready` is called with
+    // the component's lock held, and again after each wakeAll().
     template <typename Predicate>
     bool waitUntil(Predicate ready) {
         std::unique_lock<std::mutex> lock(mLock);

@@ -20,11 +20,11 @@ namespace android {
 struct PictureFormat {
     int32_t width = 0;
     int32_t height = 0;
-    int range = 0;           // 1 limited, 2 full
+    int range = 0;  // 1 limited, 2 full
     int primaries = 2;
     int transfer = 2;
     int matrix = 2;
-    int chromaLocation = 0;  // 1 left, 2 centre, 3 top left, 4 top, 5 bottom left, 6 bottom
+    int chromaLocation = 0;   // 1 left, 2 centre, 3 top left, 4 top, 5 bottom left, 6 bottom
     int aspectNumerator = 1;  // of one sample
     int aspectDenominator = 1;
 };

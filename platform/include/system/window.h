@@ -9,8 +9,8 @@
 // The part of the platform's C view of a window that C++ code needs to hold one by reference:
 // identification and reference counting. Pictures travel through IGraphicBufferProducer.
 
-#define ANDROID_NATIVE_MAKE_CONSTANT(a, b, c, d)                               \
-    ((static_cast<unsigned>(a) << 24) | (static_cast<unsigned>(b) << 16) |     \
+#define ANDROID_NATIVE_MAKE_CONSTANT(a, b, c, d)                           \
+    ((static_cast<unsigned>(a) << 24) | (static_cast<unsigned>(b) << 16) | \
      (static_cast<unsigned>(c) << 8) | static_cast<unsigned>(d))
 
 #define ANDROID_NATIVE_WINDOW_MAGIC ANDROID_NATIVE_MAKE_CONSTANT('_', 'w', 'n', 'd')

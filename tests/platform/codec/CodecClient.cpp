@@ -32,7 +32,8 @@ std::string itemsOf(const AMessage& msg) {
     }
     std::sort(items.begin(), items.end());
     std::string joined;
-    for (const std::string& item : items) joined += (joined.empty() ? "" : " ") + item;
+    for (const std::string& item : items)
+        joined += (joined.empty() ? "" : " ") + item;
     return joined;
 }
 
@@ -140,8 +141,8 @@ void CodecClient::settle() {
 }
 
 size_t CodecClient::countOf(const Events& events, int id) {
-    return static_cast<size_t>(std::count_if(
-            events.begin(), events.end(), [id](const CodecEvent& e) { return e.id == id; }));
+    return static_cast<size_t>(std::count_if(events.begin(), events.end(),
+                                             [id](const CodecEvent& e) { return e.id == id; }));
 }
 
 }  // namespace oxa::test

@@ -12,8 +12,8 @@
 #include "support/ProcessRunner.h"
 
 extern "C" {
-#include <libavutil/md5.h>
 #include <libavutil/mathematics.h>
+#include <libavutil/md5.h>
 }
 
 namespace oxa::test {
@@ -37,8 +37,8 @@ std::string md5Of(const uint8_t* data, size_t size) {
 }  // namespace
 
 FrameSums commandSums(const std::string& path, const std::string& filters) {
-    std::vector<std::string> command = {"ffmpeg", "-v",  "error",     "-nostdin", "-i",
-                                        path,     "-map", "0:v:0",    "-fps_mode", "passthrough"};
+    std::vector<std::string> command = {"ffmpeg", "-v",   "error", "-nostdin",  "-i",
+                                        path,     "-map", "0:v:0", "-fps_mode", "passthrough"};
     if (!filters.empty()) command.insert(command.end(), {"-vf", filters});
     command.insert(command.end(),
                    {"-enc_time_base", "-1", "-pix_fmt", "yuv420p", "-f", "framemd5", "-"});
@@ -118,7 +118,8 @@ FrameSums decoderSums(const VideoJobOptions& options) {
     decoder.stopCallbacks();
     if (!ended) return {};
     const int64_t firstUs = sums.frames.empty() ? 0 : sums.frames[0].timeUs;
-    for (FrameSum& frame : sums.frames) frame.timeUs -= firstUs;
+    for (FrameSum& frame : sums.frames)
+        frame.timeUs -= firstUs;
     return sums;
 }
 

@@ -24,8 +24,8 @@ struct FrameSums {
     std::vector<FrameSum> frames;
 };
 
-// What the `ffmpeg` command makes of the first video stream, upright, with this filter chain (may be
-// empty). Times are relative to the first picture.
+// What the `ffmpeg` command makes of the first video stream, upright, with this filter chain (may
+// be empty). Times are relative to the first picture.
 FrameSums commandSums(const std::string& path, const std::string& filters);
 
 // What a decoder without a surface makes of it; of the options it takes path, size (0: none is

@@ -301,8 +301,8 @@ TEST_F(MediaCodecTest, AFailedConfigureOrStartLeavesANewCodec) {
     }
     // An encoder's flag on a decoder.
     Scripted codec;
-    EXPECT_EQ(BAD_VALUE, codec->configure(scriptedFormat(), NULL, NULL,
-                                          MediaCodec::CONFIGURE_FLAG_ENCODE));
+    EXPECT_EQ(BAD_VALUE,
+              codec->configure(scriptedFormat(), NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE));
 }
 
 TEST_F(MediaCodecTest, DyingUnreleasedIsFatal) {

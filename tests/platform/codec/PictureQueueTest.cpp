@@ -148,7 +148,8 @@ TEST_F(PictureQueueTest, AnAbandonedQueueLetsGoOfPicturesAndHoldsNobodyUp) {
     mQueue->abandon();
     EXPECT_EQ(0, mAlive);
     EXPECT_EQ(1, mProducer->places);
-    for (int i = 0; i < 10; ++i) queuePicture(i);
+    for (int i = 0; i < 10; ++i)
+        queuePicture(i);
     EXPECT_EQ(0, mAlive);
 }
 

@@ -55,8 +55,7 @@ void ScriptedComponent::stop() {
     mInputs.clear();
 }
 
-void ScriptedComponent::releaseOutput(const CodecOutput& output, bool render,
-                                      int64_t timestampNs) {
+void ScriptedComponent::releaseOutput(const CodecOutput& output, bool render, int64_t timestampNs) {
     mReleased.push_back({output.timeUs, render, timestampNs});
 }
 

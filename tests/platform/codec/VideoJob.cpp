@@ -27,7 +27,8 @@ bool isVideo(const sp<AMessage>& format) {
 
 }  // namespace
 
-VideoJob::VideoJob(VideoJobOptions options) : mOptions(std::move(options)) {}
+VideoJob::VideoJob(VideoJobOptions options)
+    : mOptions(std::move(options)), mHolding(mOptions.holdPictures) {}
 
 VideoJob::~VideoJob() {
     stop();
@@ -137,22 +138,46 @@ void VideoJob::onDecoderEvent(const CodecEvent& event) {
         case MediaCodec::CB_OUTPUT_AVAILABLE:
             if (event.flags & MediaCodec::BUFFER_FLAG_EOS) {
                 expect((*mDecoder)->releaseOutputBuffer(event.index));
-                expect((*mEncoder)->signalEndOfInputStream());
+                signalEnd();
                 break;
             }
             mPictureTimesUs.push_back(event.timeUs);
-            if (mOptions.onPicture) {
-                mOptions.onPicture(static_cast<int>(mPictureTimesUs.size()) - 1);
-            }
-            expect((*mDecoder)->renderOutputBufferAndRelease(event.index));
+            render(event.index);
             break;
         case MediaCodec::CB_OUTPUT_FORMAT_CHANGED:
-            expect((*mEncoder)->start());
+            mStartIsLate = mOptions.startEncoderLate && !mEndSignalled;
+            if (!mStartIsLate) expect((*mEncoder)->start());
             break;
         default:
             mFailed = true;
             break;
     }
+}
+
+void VideoJob::signalEnd() {
+    expect((*mEncoder)->signalEndOfInputStream());
+    if ((*mEncoder)->signalEndOfInputStream() != INVALID_OPERATION) mFailed = true;
+    mEndSignalled = true;
+    if (mStartIsLate) expect((*mEncoder)->start());
+}
+
+void VideoJob::render(size_t index) {
+    {
+        std::lock_guard<std::mutex> lock(mHeldLock);
+        if (mHolding) {
+            mHeld.push_back(index);
+            return;
+        }
+    }
+    expect((*mDecoder)->renderOutputBufferAndRelease(index));
+}
+
+void VideoJob::renderHeld() {
+    std::lock_guard<std::mutex> lock(mHeldLock);
+    for (const size_t index : mHeld)
+        expect((*mDecoder)->renderOutputBufferAndRelease(index));
+    mHeld.clear();
+    mHolding = false;
 }
 
 void VideoJob::feed(size_t index) {
@@ -167,7 +192,7 @@ void VideoJob::feed(size_t index) {
         if (mOptions.endThroughDecoder) {
             expect((*mDecoder)->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS));
         } else {
-            expect((*mEncoder)->signalEndOfInputStream());
+            signalEnd();
         }
         return;
     }
@@ -187,9 +212,8 @@ void VideoJob::onEncoderEvent(const CodecEvent& event) {
             sp<MediaCodecBuffer> buffer;
             expect((*mEncoder)->getOutputBuffer(event.index, &buffer));
             if (buffer == nullptr) break;
-            mUnits.push_back({{buffer->data(), buffer->data() + event.size},
-                              event.timeUs,
-                              event.flags});
+            mUnits.push_back(
+                    {{buffer->data(), buffer->data() + event.size}, event.timeUs, event.flags});
             expect((*mEncoder)->releaseOutputBuffer(event.index));
             break;
         }
@@ -206,7 +230,8 @@ void VideoJob::onEncoderEvent(const CodecEvent& event) {
 std::vector<int64_t> VideoJob::timesUs() const {
     std::vector<int64_t> times;
     times.reserve(mUnits.size());
-    for (const EncodedUnit& unit : mUnits) times.push_back(unit.timeUs);
+    for (const EncodedUnit& unit : mUnits)
+        times.push_back(unit.timeUs);
     return times;
 }
 
@@ -242,12 +267,17 @@ bool VideoJob::write(const std::string& path) const {
     stream->time_base = {1, 90000};
     bool written = avio_open(&file->pb, path.c_str(), AVIO_FLAG_WRITE) >= 0 &&
                    avformat_write_header(file, nullptr) >= 0;
-    for (const EncodedUnit& unit : mUnits) {
+    for (size_t i = 0; i < mUnits.size(); ++i) {
+        const EncodedUnit& unit = mUnits[i];
+        // A last picture without a duration would not be shown.
+        const int64_t nextUs = i + 1 < mUnits.size() ? mUnits[i + 1].timeUs : unit.timeUs + 40000;
         AVPacket* packet = av_packet_alloc();
         av_new_packet(packet, static_cast<int>(unit.bytes.size()));
         memcpy(packet->data, unit.bytes.data(), unit.bytes.size());
         packet->pts = packet->dts =
                 av_rescale_q(unit.timeUs, AVRational{1, 1000000}, stream->time_base);
+        packet->duration =
+                av_rescale_q(nextUs - unit.timeUs, AVRational{1, 1000000}, stream->time_base);
         if (unit.flags & MediaCodec::BUFFER_FLAG_SYNCFRAME) packet->flags |= AV_PKT_FLAG_KEY;
         written = written && av_write_frame(file, packet) >= 0;
         av_packet_free(&packet);

@@ -1,0 +1,429 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+#include <gui/Surface.h>
+#include <mediadrm/ICrypto.h>
+
+#include <cstring>
+#include <numeric>
+#include <ostream>
+
+#include "codec/AvPicture.h"
+#include "graphics/PictureQueue.h"
+#include "platform/codec/CodecClient.h"
+#include "platform/codec/FaultLog.h"
+#include "support/Deadline.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
+namespace oxa::test {
+namespace {
+
+using namespace android;
+
+constexpr int32_t kWidth = 160;
+constexpr int32_t kHeight = 96;
+constexpr int32_t kFrameRate = 25;
+constexpr int64_t kPictureUs = 1000000 / kFrameRate;
+constexpr int32_t kPlanar = 19;
+constexpr int32_t kSemiPlanar = 21;
+
+sp<AMessage> encoderFormat() {
+    const sp<AMessage> format = new AMessage;
+    format->setString("mime", "video/avc");
+    format->setInt32("width", kWidth);
+    format->setInt32("height", kHeight);
+    format->setInt32("frame-rate", kFrameRate);
+    format->setInt32("bitrate", 500000);
+    format->setInt32("i-frame-interval", 1);
+    format->setInt32("color-format", kPlanar);
+    return format;
+}
+
+// One sample of picture `number`: a ramp that moves, with noise that costs bits.
+uint8_t sampleOf(int number, size_t position) {
+    uint32_t noise = static_cast<uint32_t>(position) * 2654435761U + number * 40503U;
+    noise ^= noise >> 15;
+    return static_cast<uint8_t>(64 + (position + number * 3) % 96 + noise % 32);
+}
+
+struct Unit {
+    int64_t timeUs;
+    size_t size;
+    bool sync;
+};
+
+// Encodes pictures that are queued as bytes. Tests may act when picture n is about to be queued.
+class ByteJob {
+  public:
+    using Hook = std::function<void(CodecClient& encoder, int number)>;
+
+    ByteJob(const sp<AMessage>& format, std::vector<int64_t> timesUs, Hook hook = nullptr)
+        : mTimesUs(std::move(timesUs)), mHook(std::move(hook)) {
+        int32_t colorFormat = kPlanar;
+        format->findInt32("color-format", &colorFormat);
+        mSemiPlanar = colorFormat == kSemiPlanar;
+        mEncoder.setHandler([this](const CodecEvent& event) { onEvent(event); });
+        mResult = mEncoder.setCallback();
+        if (mResult == OK) {
+            mResult = mEncoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE);
+        }
+        if (mResult == OK) mResult = mEncoder->start();
+    }
+
+    bool run() {
+        if (mResult != OK) return false;
+        const bool ended = mEncoder.waitFor([](const CodecClient::Events& events) {
+            return !events.empty() && (events.back().flags & MediaCodec::BUFFER_FLAG_EOS);
+        });
+        mEncoder.stopCallbacks();
+        return ended;
+    }
+
+    status_t result() const { return mResult; }
+    const std::vector<Unit>& units() const { return mUnits; }
+    CodecClient& encoder() { return mEncoder; }
+
+    size_t bytes(size_t from, size_t to) const {
+        return std::accumulate(mUnits.begin() + from, mUnits.begin() + to, size_t{0},
+                               [](size_t sum, const Unit& unit) { return sum + unit.size; });
+    }
+
+  private:
+    void onEvent(const CodecEvent& event) {
+        sp<MediaCodecBuffer> buffer;
+        if (event.id == MediaCodec::CB_INPUT_AVAILABLE) {
+            if (mEncoder->getInputBuffer(event.index, &buffer) != OK) return;
+            const int number = mNext++;
+            if (number >= static_cast<int>(mTimesUs.size())) {
+                mEncoder->queueInputBuffer(event.index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS);
+                return;
+            }
+            if (mHook) mHook(mEncoder, number);
+            fill(number, buffer->base(), buffer->capacity());
+            mEncoder->queueInputBuffer(event.index, 0, buffer->capacity(), mTimesUs[number], 0);
+        } else if (event.id == MediaCodec::CB_OUTPUT_AVAILABLE && event.size > 0) {
+            mUnits.push_back({event.timeUs, event.size,
+                              (event.flags & MediaCodec::BUFFER_FLAG_SYNCFRAME) != 0});
+            mEncoder->releaseOutputBuffer(event.index);
+        }
+    }
+
+    void fill(int number, uint8_t* bytes, size_t size) const {
+        const size_t luma = size * 2 / 3;
+        const size_t chroma = size / 6;
+        for (size_t i = 0; i < luma; ++i)
+            bytes[i] = sampleOf(number, i);
+        for (size_t plane = 0; plane < 2; ++plane) {
+            uint8_t* const first = bytes + luma + (mSemiPlanar ? plane : plane * chroma);
+            const size_t step = mSemiPlanar ? 2 : 1;
+            for (size_t i = 0; i < chroma; ++i) {
+                first[i * step] = sampleOf(number, luma + plane * chroma + i);
+            }
+        }
+    }
+
+    const std::vector<int64_t> mTimesUs;
+    const Hook mHook;
+    bool mSemiPlanar = false;
+    int mNext = 0;
+    std::vector<Unit> mUnits;
+    status_t mResult = OK;
+    CodecClient mEncoder{"video/avc", true};
+};
+
+std::vector<int64_t> steadyTimes(int count) {
+    std::vector<int64_t> times;
+    for (int i = 0; i < count; ++i)
+        times.push_back(i * kPictureUs);
+    return times;
+}
+
+std::vector<size_t> syncUnits(const std::vector<Unit>& units) {
+    std::vector<size_t> numbers;
+    for (size_t i = 0; i < units.size(); ++i) {
+        if (units[i].sync) numbers.push_back(i);
+    }
+    return numbers;
+}
+
+// ---- What is reported
+
+// A muxer that waits for all tracks must not depend on data.
+TEST(AvcEncoder, ReportsItsFormatBeforeAnyInput) {
+    CodecClient encoder("video/avc", true);
+    const sp<AMessage> format = encoderFormat();
+    format->setInt32("width", 161);
+    format->setInt32("height", 97);
+    sp<IGraphicBufferProducer> producer;
+    ASSERT_EQ(OK, encoder.setCallback());
+    ASSERT_EQ(OK, encoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE));
+    ASSERT_EQ(OK, encoder->createInputSurface(&producer));
+    EXPECT_EQ(INVALID_OPERATION, encoder->createInputSurface(&producer));
+    ASSERT_EQ(OK, encoder->start());
+    ASSERT_TRUE(encoder.waitForCount(MediaCodec::CB_OUTPUT_FORMAT_CHANGED, 1));
+    encoder.settle();
+    EXPECT_EQ(1u, encoder.events().size()) << "no inputs with a surface";
+
+    const sp<AMessage> reported = encoder.events()[0].format;
+    AString mime;
+    int32_t width = 0;
+    int32_t height = 0;
+    int32_t bitrate = 0;
+    EXPECT_TRUE(reported->findString("mime", &mime));
+    EXPECT_STREQ("video/avc", mime.c_str());
+    EXPECT_TRUE(reported->findInt32("width", &width));
+    EXPECT_TRUE(reported->findInt32("height", &height));
+    EXPECT_EQ(160, width);
+    EXPECT_EQ(96, height);
+    EXPECT_TRUE(reported->findInt32("bitrate", &bitrate));
+    EXPECT_EQ(500000, bitrate);
+    for (const auto& [name, type] : {std::pair("csd-0", 7), std::pair("csd-1", 8)}) {
+        sp<ABuffer> csd;
+        ASSERT_TRUE(reported->findBuffer(name, &csd)) << name;
+        ASSERT_GT(csd->size(), 5u);
+        EXPECT_EQ(0, memcmp(csd->data(), "\0\0\0\1", 4));
+        EXPECT_EQ(type, csd->data()[4] & 31);
+    }
+    EXPECT_FALSE(reported->contains("csd-2"));
+}
+
+struct ProfileCase {
+    int32_t profile;
+    int32_t level;
+    int profileIdc;
+    int levelIdc;  // 0: the encoder's choice
+};
+
+void PrintTo(const ProfileCase& wanted, std::ostream* out) {
+    *out << "profile " << wanted.profile << " level " << wanted.level;
+}
+
+class AvcProfiles : public testing::TestWithParam<ProfileCase> {};
+
+TEST_P(AvcProfiles, StandInTheHeader) {
+    const sp<AMessage> format = encoderFormat();
+    format->setInt32("profile", GetParam().profile);
+    format->setInt32("level", GetParam().level);
+    ByteJob job(format, steadyTimes(1));
+    ASSERT_TRUE(job.run());
+    sp<ABuffer> sps;
+    ASSERT_TRUE(job.encoder().events()[0].format->findBuffer("csd-0", &sps));
+    EXPECT_EQ(GetParam().profileIdc, sps->data()[5]);
+    if (GetParam().levelIdc != 0) {
+        EXPECT_EQ(GetParam().levelIdc, sps->data()[7]);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Numbers, AvcProfiles,
+                         testing::Values(ProfileCase{0, 0, 100, 0}, ProfileCase{1, 0, 66, 0},
+                                         ProfileCase{2, 0x200, 77, 31},
+                                         ProfileCase{8, 0x1000, 100, 41},
+                                         ProfileCase{0x10000, 0x100, 66, 30},
+                                         ProfileCase{0x80000, 0x10000, 100, 52},
+                                         ProfileCase{0x7777, 0x7777, 100, 0}));
+
+TEST(AvcEncoder, RefusesFormatsThatCannotBe) {
+    const struct {
+        const char* key;
+        int32_t value;
+    } kWrong[] = {{"width", 1}, {"height", 0}, {"bitrate", -1}, {"stride", 100}};
+    for (const auto& wrong : kWrong) {
+        SCOPED_TRACE(wrong.key);
+        const sp<AMessage> format = encoderFormat();
+        format->setInt32(wrong.key, wrong.value);
+        EXPECT_EQ(BAD_VALUE, ByteJob(format, {}).result());
+    }
+    const sp<AMessage> format = new AMessage;
+    format->setString("mime", "video/avc");
+    EXPECT_EQ(BAD_VALUE, ByteJob(format, {}).result());
+}
+
+// ---- What is encoded
+
+// The same pictures, with their chroma in planes and interleaved.
+TEST(AvcEncoder, EncodesBytesOfBothLayoutsAlike) {
+    std::vector<size_t> sizes[2];
+    for (const int layout : {0, 1}) {
+        const sp<AMessage> format = encoderFormat();
+        format->setInt32("color-format", layout == 0 ? kPlanar : kSemiPlanar);
+        ByteJob job(format, steadyTimes(12));
+        ASSERT_TRUE(job.run());
+        for (const Unit& unit : job.units()) {
+            EXPECT_EQ(static_cast<int64_t>(sizes[layout].size()) * kPictureUs, unit.timeUs);
+            sizes[layout].push_back(unit.size);
+        }
+    }
+    EXPECT_EQ(12u, sizes[0].size());
+    EXPECT_EQ(sizes[0], sizes[1]);
+}
+
+struct KeyCase {
+    const char* name;
+    float intervalSec;
+    size_t distance;  // of key frames among 60 pictures at 25/s; 0: only the first
+};
+
+void PrintTo(const KeyCase& keys, std::ostream* out) {
+    *out << keys.name;
+}
+
+class KeyFrames : public testing::TestWithParam<KeyCase> {};
+
+TEST_P(KeyFrames, ComeAtTheInterval) {
+    for (const bool asFloat : {true, false}) {
+        const sp<AMessage> format = encoderFormat();
+        const float seconds = GetParam().intervalSec;
+        if (!asFloat && seconds != static_cast<int>(seconds)) continue;
+        if (asFloat) {
+            format->setFloat("i-frame-interval", seconds);
+        } else {
+            format->setInt32("i-frame-interval", static_cast<int32_t>(seconds));
+        }
+        ByteJob job(format, steadyTimes(60));
+        ASSERT_TRUE(job.run());
+        std::vector<size_t> expected = {0};
+        const size_t distance = GetParam().distance;
+        while (distance != 0 && expected.back() + distance < 60) {
+            expected.push_back(expected.back() + distance);
+        }
+        EXPECT_EQ(expected, syncUnits(job.units()));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Intervals, KeyFrames,
+                         testing::Values(KeyCase{"OneSecond", 1, 25}, KeyCase{"Fraction", 0.4F, 10},
+                                         KeyCase{"Always", 0, 1}, KeyCase{"Never", -1, 0},
+                                         KeyCase{"VeryLong", 1e9F, 0}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(AvcEncoder, KeepsTheBitRateAndChangesItWhileRunning) {
+    const int kPictures = 200;
+    const sp<AMessage> format = encoderFormat();
+    format->setInt32("bitrate", 400000);
+    ByteJob job(format, steadyTimes(kPictures), [](CodecClient& encoder, int number) {
+        if (number != kPictures / 2) return;
+        const sp<AMessage> change = new AMessage;
+        change->setInt32("video-bitrate", 100000);
+        EXPECT_EQ(OK, encoder->setParameters(change));
+    });
+    ASSERT_TRUE(job.run());
+    ASSERT_EQ(static_cast<size_t>(kPictures), job.units().size());
+    const double seconds = kPictures / 2 / static_cast<double>(kFrameRate);
+    EXPECT_NEAR(400000, job.bytes(0, kPictures / 2) * 8 / seconds, 100000);
+    EXPECT_LT(job.bytes(kPictures / 2, kPictures) * 2, job.bytes(0, kPictures / 2));
+}
+
+TEST(AvcEncoder, MakesAKeyFrameOnRequest) {
+    const sp<AMessage> format = encoderFormat();
+    format->setInt32("i-frame-interval", -1);
+    ByteJob job(format, steadyTimes(60), [](CodecClient& encoder, int number) {
+        if (number == 30) {
+            EXPECT_EQ(OK, encoder->requestIDRFrame());
+        }
+    });
+    ASSERT_TRUE(job.run());
+    const std::vector<size_t> sync = syncUnits(job.units());
+    ASSERT_EQ(2u, sync.size());
+    // Pictures that were queued before may be encoded after the request.
+    EXPECT_GE(sync[1], 30u - 4);
+    EXPECT_LE(sync[1], 30u);
+}
+
+TEST(AvcEncoder, DropsPicturesThatAreNotLater) {
+    FaultLog faults;
+    ByteJob job(encoderFormat(), {0, 40000, 40000, 20000, -5, 80000, 80001});
+    ASSERT_TRUE(job.run());
+    std::vector<int64_t> times;
+    for (const Unit& unit : job.units())
+        times.push_back(unit.timeUs);
+    EXPECT_EQ((std::vector<int64_t>{0, 40000, 80000, 80001}), times);
+    const auto reported = faults.faults();
+    ASSERT_EQ(2u, reported.size());
+    EXPECT_EQ(oxa::host::FaultSource::kEncoder, reported[0].source);
+    EXPECT_EQ(1u, reported[0].count);
+    EXPECT_EQ(3u, reported[1].count);
+}
+
+// ---- Surface input
+
+class Producer : public PictureQueue::ProducerListener {
+  public:
+    void onPlaceFree() override {}
+    void onDrainRequested() override {}
+};
+
+sp<Picture> newPicture(int width, int height, AVPixelFormat format, int number) {
+    AVFrame* frame = av_frame_alloc();
+    frame->width = width;
+    frame->height = height;
+    frame->format = format;
+    av_frame_get_buffer(frame, 0);
+    for (const AVBufferRef* buffer : frame->buf) {
+        if (buffer == nullptr) continue;
+        for (size_t i = 0; i < buffer->size; ++i)
+            buffer->data[i] = sampleOf(number, i);
+    }
+    const sp<Picture> picture = new AvPicture(frame);
+    av_frame_free(&frame);
+    return picture;
+}
+
+// A camera that changes its mind, a decoder that does not convert: every picture is encoded, and
+// each is let go of when it was.
+TEST(AvcEncoder, TakesPicturesOfAnySizeAndFormat) {
+    const struct {
+        int width;
+        int height;
+        AVPixelFormat format;
+    } kPictures[] = {
+            {kWidth, kHeight, AV_PIX_FMT_YUV420P},  {kWidth, kHeight, AV_PIX_FMT_NV12},
+            {kWidth, kHeight, AV_PIX_FMT_YUVJ420P}, {640, 360, AV_PIX_FMT_YUV420P},
+            {33, 17, AV_PIX_FMT_YUV444P},           {kWidth, kHeight, AV_PIX_FMT_YUYV422},
+            {kWidth, kHeight, AV_PIX_FMT_RGB24},    {kWidth, kHeight, AV_PIX_FMT_YUV420P10LE},
+            {kWidth, kHeight, AV_PIX_FMT_YUV420P},
+    };
+    FaultLog faults;
+    CodecClient encoder("video/avc", true);
+    encoder.setHandler([&encoder](const CodecEvent& event) {
+        if (event.id == MediaCodec::CB_OUTPUT_AVAILABLE) encoder->releaseOutputBuffer(event.index);
+    });
+    sp<IGraphicBufferProducer> surface;
+    ASSERT_EQ(OK, encoder.setCallback());
+    ASSERT_EQ(OK,
+              encoder->configure(encoderFormat(), NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE));
+    ASSERT_EQ(OK, encoder->createInputSurface(&surface));
+    const sp<PictureQueue> queue = surface->pictureQueue();
+    const sp<Producer> producer = new Producer;
+    ASSERT_EQ(OK, queue->connect(producer));
+    ASSERT_EQ(OK, encoder->start());
+    std::vector<wp<Picture>> pictures;
+    for (const auto& picture : kPictures) {
+        const int number = static_cast<int>(pictures.size());
+        ASSERT_TRUE(waitFor([&] { return queue->tryReserve(); }));
+        const sp<Picture> made = newPicture(picture.width, picture.height, picture.format, number);
+        pictures.emplace_back(made);
+        queue->queue(made, (1000 + number) * 1000000LL);
+    }
+    EXPECT_EQ(OK, encoder->signalEndOfInputStream());
+    EXPECT_EQ(INVALID_OPERATION, encoder->signalEndOfInputStream());
+    queue->producerDrained();
+    ASSERT_TRUE(encoder.waitFor([](const CodecClient::Events& events) {
+        return events.back().flags & MediaCodec::BUFFER_FLAG_EOS;
+    }));
+    const auto events = encoder.events();
+    ASSERT_EQ(pictures.size() + 2, events.size()) << "format, units, end";
+    for (size_t i = 0; i < pictures.size(); ++i) {
+        EXPECT_EQ(static_cast<int64_t>(1000 + i) * 1000, events[i + 1].timeUs);
+        EXPECT_EQ(nullptr, pictures[i].promote().get()) << "picture " << i;
+    }
+    EXPECT_EQ(0u, events.back().size);
+    EXPECT_TRUE(faults.faults().empty());
+    queue->disconnect(producer);
+}
+
+}  // namespace
+}  // namespace oxa::test
