@@ -29,10 +29,12 @@ struct VideoJobOptions {
     int samples = INT_MAX;  // the end is signalled after so many
     // Called with each sample's number and bytes before it is queued; may change them.
     std::function<void(int number, uint8_t* data, size_t size)> onSample;
-    // Called on the decoder's callback thread for each picture, before it is rendered.
-    std::function<void(int number)> onPicture;
     // The end is queued to the decoder, and signalled to the encoder when it comes out there.
     bool endThroughDecoder = false;
+    // The encoder is started only when the end has been signalled; for clips of a few pictures.
+    bool startEncoderLate = false;
+    // Pictures stay with the client until renderHeld().
+    bool holdPictures = false;
 };
 
 struct EncodedUnit {
@@ -53,6 +55,8 @@ class VideoJob {
     android::status_t prepare();
     android::status_t start();
     bool waitForEnd();
+    // Callbacks do nothing any more, and failures are not counted.
+    void abandon() { mRunning = false; }
     void stop();
     // All of the above; false when something failed.
     bool run();
@@ -67,6 +71,9 @@ class VideoJob {
     bool failed() const { return mFailed; }
     CodecClient& decoder() { return *mDecoder; }
     CodecClient& encoder() { return *mEncoder; }
+    const android::sp<android::IGraphicBufferProducer>& producer() const { return mProducer; }
+    // Renders what was held, and from now on everything at once.
+    void renderHeld();
 
     // Puts the units into a file, by its name's extension; false when that fails.
     bool write(const std::string& path) const;
@@ -75,6 +82,8 @@ class VideoJob {
     void onDecoderEvent(const CodecEvent& event);
     void onEncoderEvent(const CodecEvent& event);
     void feed(size_t index);
+    void signalEnd();
+    void render(size_t index);
     void expect(android::status_t err);
 
     const VideoJobOptions mOptions;
@@ -87,7 +96,12 @@ class VideoJob {
     // Decoder's callback thread.
     int mSampleCount = 0;
     bool mInputEnded = false;
+    bool mEndSignalled = false;
+    bool mStartIsLate = false;
     std::vector<int64_t> mPictureTimesUs;
+    std::mutex mHeldLock;
+    bool mHolding;              // guarded by mHeldLock
+    std::vector<size_t> mHeld;  // guarded by mHeldLock
     // Encoder's callback thread.
     std::vector<EncodedUnit> mUnits;
     std::unique_ptr<CodecEvent> mEncoderFormat;
