@@ -1,0 +1,83 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "support/MediaProbe.h"
+#include "support/TempDir.h"
+#include "support/TestClips.h"
+#include "transcode/TranscodeKit.h"
+
+namespace oxa::test {
+namespace {
+
+struct Clip {
+    const char* name;
+    // Of the picture as it is looked at: upright, square points, even.
+    int width;
+    int height;
+};
+
+constexpr Clip kClips[] = {
+        {"bear_161x121_vp9.webm", 160, 120},
+        {"bird_mpeg4asp_mp3.avi", 960, 400},
+        {"bunny_360p_aac51.ts", 640, 360},
+        {"bunny_480i_tff_mpeg2_mp2.ts", 854, 480},
+        {"bunny_480p_hevc.mp4", 854, 480},
+        {"bunny_rotated90_aac51.mp4", 1080, 1920},
+        {"car_432p_12fps.mp4", 768, 432},
+        {"flower_540p_h264_aac.mp4", 960, 540},
+        {"flower_540p_vp8_vorbis.webm", 960, 540},
+        {"friday_480p_audio_first.mp4", 640, 480},
+        {"friday_audio_starts_1200ms.mp4", 640, 480},
+        {"friday_video_starts_1s.mp4", 640, 480},
+        {"nasa_multistream.mp4", 320, 180},
+};
+
+class EveryClipTest : public testing::TestWithParam<Clip> {
+  protected:
+    // Transcodes with defaults, but for the options, and compares all but the pictures' content.
+    void transcodeWhole(const std::vector<std::string>& options) {
+        transcode(mSource, mOutput, options);
+        const MediaProbe source(mSource);
+        const MediaProbe output(mOutput);
+        ASSERT_NE(output.video(), nullptr) << output.error();
+        const StreamProbe& video = *output.video();
+        EXPECT_EQ(video.width, GetParam().width);
+        EXPECT_EQ(video.height, GetParam().height);
+        EXPECT_EQ(video.rotation, 0);
+        EXPECT_EQ(video.sarNum, std::min(video.sarNum, video.sarDen)) << "square, or not told";
+        expectSamePictures(*source.video(), video);
+        ASSERT_EQ(output.audio() != nullptr, source.audio() != nullptr);
+        if (source.audio() == nullptr) return;
+        EXPECT_EQ(output.audio()->channels, source.audio()->channels);
+        const double pictureLaterMs = (video.firstUs() - source.video()->firstUs()) / 1000.0;
+        expectSameSound(mSource, mOutput, pictureLaterMs);
+    }
+
+    const std::string mSource = mediaPath(GetParam().name);
+    TempDir mFolder;
+    std::string mOutput;
+};
+
+TEST_P(EveryClipTest, isWholeAndAsGoodAsThePeersInMp4) {
+    mOutput = mFolder.file("out.mp4");
+    ASSERT_NO_FATAL_FAILURE(transcodeWhole({"--video-bitrate", std::to_string(kQualityBitRate)}));
+    expectAsGoodAsPeer(mSource, scaledTo(GetParam().width, GetParam().height), mOutput);
+}
+
+TEST_P(EveryClipTest, isWholeInATransportStream) {
+    mOutput = mFolder.file("out.ts");
+    transcodeWhole({});
+}
+
+INSTANTIATE_TEST_SUITE_P(Media, EveryClipTest, testing::ValuesIn(kClips), [](const auto& info) {
+    std::string name(info.param.name);
+    name.resize(name.find('.'));
+    return name;
+});
+
+}  // namespace
+}  // namespace oxa::test

@@ -1,0 +1,41 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "support/MediaProbe.h"
+#include "support/TempDir.h"
+#include "support/TestClips.h"
+#include "transcode/TranscodeKit.h"
+
+namespace oxa::test {
+namespace {
+
+// The peak of a transcode's memory, of a file without picture.
+int64_t peakKiB(double seconds) {
+    ClipOptions options;
+    options.video = false;
+    options.extension = "mp2";
+    options.audioCodec = "mp2";
+    options.seconds = seconds;
+    TempDir folder;
+    const std::string output = folder.file("out.mp4");
+    const ProcessResult result = transcode(testClip(options), output);
+    EXPECT_NEAR(MediaProbe(output).audio()->endUs, seconds * 1e6, 50'000);
+    return result.maxResidentKiB;
+}
+
+// The sound is read far faster than it can be encoded: five minutes are 58 MB when decoded.
+TEST(MemoryTest, doesNotGrowWithTheLengthOfTheSound) {
+    constexpr int64_t kMaxGrowthKiB = 8 << 10;
+    const int64_t half = peakKiB(150);
+    const int64_t whole = peakKiB(300);
+    EXPECT_LT(whole, half + kMaxGrowthKiB);
+    EXPECT_LT(whole, 100 << 10);
+    std::cout << "peak: " << half << " KiB, twice as long " << whole << " KiB\n";
+}
+
+}  // namespace
+}  // namespace oxa::test

@@ -1,0 +1,288 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "support/MediaProbe.h"
+#include "support/ProcessRunner.h"
+#include "support/Sound.h"
+#include "support/SyncMeasure.h"
+#include "support/TempDir.h"
+#include "support/TestClips.h"
+#include "transcode/TranscodeKit.h"
+
+namespace oxa::test {
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+template <typename Case>
+std::string nameOf(const testing::TestParamInfo<Case>& info) {
+    return info.param.name;
+}
+
+// ---- Every kind of source -----------------------------------------------------------------------
+
+struct SourceCase {
+    const char* name;
+    const char* extension;
+    const char* codec;
+    int sampleRate;
+    int channels;
+    Arguments codecArguments;
+    int outputRate;
+};
+
+class SoundSourceTest : public testing::TestWithParam<SourceCase> {};
+
+TEST_P(SoundSourceTest, isWhole) {
+    const SourceCase& test = GetParam();
+    ClipOptions options;
+    options.video = false;
+    options.extension = test.extension;
+    options.audioCodec = test.codec;
+    options.sampleRate = test.sampleRate;
+    options.channels = test.channels;
+    options.audioArguments = test.codecArguments;
+    // Not a multiple of any codec's block.
+    options.seconds = 2.345;
+    const std::string source = testClip(options);
+    TempDir folder;
+    for (const std::string& output : {folder.file("out.mp4"), folder.file("out.ts")}) {
+        transcode(source, output);
+        const MediaProbe probe(output);
+        EXPECT_EQ(probe.video(), nullptr);
+        ASSERT_NE(probe.audio(), nullptr) << probe.error();
+        EXPECT_EQ(probe.audio()->sampleRate, test.outputRate);
+        EXPECT_EQ(probe.audio()->channels, test.channels);
+        const Sound before = decodeSound(source);
+        if (before.sampleRate == test.outputRate) expectSameSound(source, output, 0);
+        const Sound after = decodeSound(output);
+        EXPECT_NEAR(after.seconds(), before.seconds(), 1024.0 / test.outputRate);
+        for (int channel = 0; channel < test.channels; ++channel) {
+            EXPECT_NEAR(toneDb(after.channel(channel), after.sampleRate, 440),
+                        toneDb(before.channel(channel), before.sampleRate, 440), 0.5);
+            EXPECT_NEAR(toneDb(window(after.channel(channel), after.sampleRate, -0.15, 0.1),
+                               after.sampleRate, 440),
+                        toneDb(before.channel(channel), before.sampleRate, 440), 0.5);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Sources, SoundSourceTest,
+        testing::Values(
+                SourceCase{"Aac44100Mono", "m4a", "aac", 44100, 1, {}, 44100},
+                SourceCase{"Aac51", "mp4", "aac", 48000, 6, {}, 48000},
+                SourceCase{"Ac3", "ac3", "ac3", 48000, 6, {"-b:a", "448k"}, 48000},
+                SourceCase{"Alac", "m4a", "alac", 44100, 2, {}, 44100},
+                SourceCase{"Flac", "flac", "flac", 48000, 2, {}, 48000},
+                SourceCase{"FlacHighRate", "mka", "flac", 96000, 2, {}, 96000},
+                SourceCase{"Mp2", "mpg", "mp2", 48000, 2, {}, 48000},
+                SourceCase{"Mp3", "mp3", "libmp3lame", 44100, 2, {}, 44100},
+                SourceCase{"Opus", "ogg", "libopus", 48000, 2, {}, 48000},
+                SourceCase{"OpusWebM", "webm", "libopus", 48000, 1, {}, 48000},
+                SourceCase{"Pcm16", "wav", "pcm_s16le", 44100, 2, {}, 44100},
+                SourceCase{"Pcm24", "wav", "pcm_s24le", 48000, 2, {}, 48000},
+                SourceCase{"PcmPhone", "wav", "pcm_s16le", 8000, 1, {}, 8000},
+                SourceCase{"PcmOddRate", "wav", "pcm_s16le", 37800, 2, {}, 48000},
+                SourceCase{"Vorbis", "ogg", "libvorbis", 44100, 2, {}, 44100},
+                SourceCase{"VorbisWebM", "webm", "libvorbis", 22050, 1, {}, 22050}),
+        nameOf<SourceCase>);
+
+// Noise does not compress, so one block of a lossless codec is as large as can be.
+class LargeBlockTest : public testing::TestWithParam<SourceCase> {};
+
+TEST_P(LargeBlockTest, isWhole) {
+    const SourceCase& test = GetParam();
+    TempDir folder;
+    const std::string source = folder.file(std::string("noise.") + test.extension);
+    Arguments command = {"ffmpeg", "-v",     "error", "-f", "lavfi", "-i",
+                         "anoisesrc=duration=4:amplitude=0.5:seed=1:sample_rate=" +
+                                 std::to_string(test.sampleRate),
+                         "-ac",    std::to_string(test.channels), "-c:a", test.codec};
+    command.insert(command.end(), test.codecArguments.begin(), test.codecArguments.end());
+    command.push_back(source);
+    runOrDie(command);
+    const std::string output = folder.file("out.mp4");
+    const ProcessResult result = transcode(source, output);
+    EXPECT_EQ(result.err.find("warning"), std::string::npos) << result.err;
+    const Sound before = decodeSound(source);
+    const Sound after = decodeSound(output);
+    EXPECT_NEAR(after.seconds(), before.seconds(), 1024.0 / test.outputRate);
+    // A block that was lost would be a hole.
+    const std::vector<float> mono = after.mono();
+    const double level = levelDb(mono);
+    for (double from = 0.1; from < before.seconds() - 0.2; from += 0.05) {
+        EXPECT_NEAR(levelDb(window(mono, after.sampleRate, from, 0.05)), level, 2) << from;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Sources, LargeBlockTest,
+        testing::Values(SourceCase{"FlacStereo", "flac", "flac", 48000, 2,
+                                   {"-frame_size", "65535", "-sample_fmt", "s16"}, 48000},
+                        SourceCase{"FlacSurround24", "mka", "flac", 48000, 6,
+                                   {"-frame_size", "65535", "-sample_fmt", "s32"}, 48000},
+                        SourceCase{"TtaHighRate", "tta", "tta", 96000, 2,
+                                   {"-sample_fmt", "s32"}, 96000}),
+        nameOf<SourceCase>);
+
+// ---- Shape --------------------------------------------------------------------------------------
+
+struct ShapeCase {
+    const char* name;
+    int sourceRate;
+    int sourceChannels;
+    int rate;      // 0: not asked for
+    int channels;  // 0: not asked for
+};
+
+class SoundShapeTest : public testing::TestWithParam<ShapeCase> {};
+
+// Each source channel carries a tone of its own; all of them must arrive in each channel of the
+// output as loud as the `ffmpeg` command makes them.
+TEST_P(SoundShapeTest, isMixedAsThePeerMixes) {
+    constexpr double kMaxDifferenceDb = 0.5;
+    constexpr double kInaudibleDb = -60;
+    const ShapeCase& shape = GetParam();
+    // The fourth channel is the bass of 5.1.
+    const std::vector<double> tones = {440, 620, 830, 60, 1070, 1310};
+    ClipOptions options;
+    options.extension = "wav";
+    options.audioCodec = "pcm_s16le";
+    options.sampleRate = shape.sourceRate;
+    options.seconds = 3;
+    const std::string source =
+            sineClip({tones.begin(), tones.begin() + shape.sourceChannels}, 0.1, options);
+    TempDir folder;
+    const std::string output = folder.file("out.mp4");
+    const std::string peer = folder.file("peer.mp4");
+    Arguments playerOptions;
+    Arguments peerCommand = {"ffmpeg", "-v", "error", "-i", source, "-c:a", "aac", "-b:a", "256k"};
+    if (shape.rate > 0) {
+        playerOptions.insert(playerOptions.end(), {"--audio-rate", std::to_string(shape.rate)});
+        peerCommand.insert(peerCommand.end(), {"-ar", std::to_string(shape.rate)});
+    }
+    if (shape.channels > 0) {
+        playerOptions.insert(playerOptions.end(),
+                             {"--audio-channels", std::to_string(shape.channels)});
+        peerCommand.insert(peerCommand.end(), {"-ac", std::to_string(shape.channels)});
+    }
+    peerCommand.push_back(peer);
+    runOrDie(peerCommand);
+    transcode(source, output, playerOptions);
+
+    const Sound ours = decodeSound(output);
+    const Sound theirs = decodeSound(peer);
+    ASSERT_EQ(ours.channels, shape.channels > 0 ? shape.channels : shape.sourceChannels);
+    ASSERT_EQ(ours.sampleRate, shape.rate > 0 ? shape.rate : shape.sourceRate);
+    ASSERT_EQ(theirs.channels, ours.channels);
+    EXPECT_NEAR(ours.seconds(), 3, 1024.0 / ours.sampleRate);
+    for (int channel = 0; channel < ours.channels; ++channel) {
+        for (int tone = 0; tone < shape.sourceChannels; ++tone) {
+            const auto level = [&](const Sound& sound) {
+                return toneDb(window(sound.channel(channel), sound.sampleRate, 0.5, 2),
+                              sound.sampleRate, tones[tone]);
+            };
+            const double expected = level(theirs);
+            if (expected < kInaudibleDb) {
+                EXPECT_LT(level(ours), kInaudibleDb) << "channel " << channel << " tone " << tone;
+            } else {
+                EXPECT_NEAR(level(ours), expected, kMaxDifferenceDb)
+                        << "channel " << channel << " tone " << tone;
+            }
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Shapes, SoundShapeTest,
+                         testing::Values(ShapeCase{"MonoToStereo48k", 44100, 1, 48000, 2},
+                                         ShapeCase{"Rate44100To22050", 44100, 2, 22050, 0},
+                                         ShapeCase{"Rate48000To44100", 48000, 2, 44100, 0},
+                                         ShapeCase{"PhoneTo48k", 8000, 1, 48000, 0},
+                                         ShapeCase{"StereoToMono", 48000, 2, 0, 1},
+                                         ShapeCase{"SurroundToStereo", 48000, 6, 0, 2},
+                                         ShapeCase{"SurroundToMono44100", 48000, 6, 44100, 1},
+                                         ShapeCase{"SurroundKept", 48000, 6, 0, 0},
+                                         ShapeCase{"StereoToSurround", 48000, 2, 0, 6}),
+                         nameOf<ShapeCase>);
+
+// A film's 5.1, loud passages included.
+TEST(SoundMixTest, filmInSurroundIsAsLoudAsThePeers) {
+    const std::string source = mediaPath("bunny_360p_aac51.ts");
+    TempDir folder;
+    const std::string output = folder.file("out.mp4");
+    const std::string peer = folder.file("peer.mp4");
+    transcode(source, output, {"--only", "audio", "--audio-channels", "2"});
+    runOrDie({"ffmpeg", "-v", "error", "-i", source, "-vn", "-ac", "2", "-c:a", "aac", peer});
+    const Sound ours = decodeSound(output);
+    const Sound theirs = decodeSound(peer);
+    ASSERT_EQ(ours.channels, 2);
+    for (int channel = 0; channel < 2; ++channel) {
+        EXPECT_NEAR(levelDb(ours.channel(channel)), levelDb(theirs.channel(channel)), 0.5);
+    }
+}
+
+// ---- Sound and picture --------------------------------------------------------------------------
+
+struct SyncCase {
+    const char* name;
+    const char* extension;
+    const char* videoCodec;
+    const char* audioCodec;
+    int sampleRate;
+    double beepOffsetMs;
+    Arguments options;
+};
+
+class SyncTest : public testing::TestWithParam<SyncCase> {};
+
+TEST_P(SyncTest, soundStaysWithThePicture) {
+    constexpr double kMaxChangeMs = 5;
+    const SyncCase& test = GetParam();
+    ClipOptions options;
+    options.seconds = 5;
+    options.extension = test.extension;
+    options.videoCodec = test.videoCodec;
+    options.audioCodec = test.audioCodec;
+    options.sampleRate = test.sampleRate;
+    if (options.videoCodec == "libx264") options.videoArguments = {"-bf", "2"};
+    const std::string source = flashBeepClip(options, test.beepOffsetMs);
+    const SyncMeasure before = measureSync(source);
+    ASSERT_EQ(before.offsetsMs.size(), static_cast<size_t>(flashCount(options)));
+    TempDir folder;
+    for (const std::string& output : {folder.file("out.mp4"), folder.file("out.ts")}) {
+        transcode(source, output, test.options);
+        const SyncMeasure after = measureSync(output);
+        ASSERT_EQ(after.offsetsMs.size(), before.offsetsMs.size());
+        double largest = 0;
+        for (size_t i = 0; i < before.offsetsMs.size(); ++i) {
+            EXPECT_NEAR(after.offsetsMs[i], before.offsetsMs[i], kMaxChangeMs) << "flash " << i;
+            largest = std::max(largest, std::abs(after.offsetsMs[i] - before.offsetsMs[i]));
+        }
+        std::cout << "sync: changed by up to " << largest << " ms\n";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Clips, SyncTest,
+        testing::Values(
+                SyncCase{"Mp4", "mp4", "libx264", "aac", 48000, 0, {}},
+                SyncCase{"LateSound", "mp4", "libx264", "aac", 44100, 70, {}},
+                SyncCase{"EarlySound", "mp4", "libx264", "aac", 44100, -70, {}},
+                SyncCase{"TransportStream", "ts", "libx264", "aac", 48000, 0, {}},
+                SyncCase{"WebM", "webm", "libvpx", "libopus", 48000, 0, {}},
+                SyncCase{"Avi", "avi", "mpeg4", "libmp3lame", 44100, 0, {}},
+                SyncCase{"Resampled", "mp4", "libx264", "aac", 44100, 0, {"--audio-rate", "32000"}},
+                SyncCase{"Converted", "mkv", "libx264", "flac", 48000, 0,
+                         {"--fps", "50", "--size", "160x120"}}),
+        nameOf<SyncCase>);
+
+}  // namespace
+}  // namespace oxa::test

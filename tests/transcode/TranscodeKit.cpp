@@ -1,0 +1,195 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "transcode/TranscodeKit.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <sstream>
+#include <thread>
+
+#include "cli/PlayerProgram.h"
+#include "support/Sound.h"
+#include "support/TempDir.h"
+
+namespace oxa::test {
+
+namespace {
+
+constexpr double kMaxTimeErrorUs = 1000;
+constexpr double kMaxQualityLossDb = 0.3;
+constexpr int kKeyFrameIntervalSec = 2;  // the player's default
+constexpr double kAacFrame = 1024;
+constexpr double kTailSeconds = 0.1;
+
+std::vector<std::string> command(const std::vector<std::string>& arguments) {
+    std::vector<std::string> all = {"ffmpeg", "-hide_banner", "-nostdin", "-v", "error", "-y"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return all;
+}
+
+// The content of a log of the psnr filter: "n:1 mse_avg:0.53 mse_y:0.60 ..." for each picture.
+PictureQuality readQuality(const std::string& log) {
+    const auto toDb = [](double error) {
+        constexpr double kLossless = 1e-5;  // equal pictures have a finite figure, too
+        return 10 * std::log10(255 * 255 / std::max(error, kLossless));
+    };
+    const std::string key = "mse_avg:";
+    PictureQuality quality;
+    double sum = 0;
+    double largest = 0;
+    std::istringstream lines(readFile(log));
+    for (std::string line; std::getline(lines, line);) {
+        const size_t at = line.find(key);
+        if (at == std::string::npos) continue;
+        const double error = std::strtod(line.c_str() + at + key.size(), nullptr);
+        sum += error;
+        largest = std::max(largest, error);
+        ++quality.pictures;
+    }
+    if (quality.pictures == 0) return quality;
+    quality.meanDb = toDb(sum / static_cast<double>(quality.pictures));
+    quality.lowestDb = toDb(largest);
+    return quality;
+}
+
+// The part of a sound that is heard between two times.
+std::vector<float> partOf(const Sound& sound, const std::vector<float>& mono, double fromUs,
+                          double toUs) {
+    if (sound.blocks.empty()) return {};
+    const double startUs = sound.timeUs(0);
+    return window(mono, sound.sampleRate, std::max(0.0, fromUs - startUs) / 1e6,
+                  (toUs - fromUs) / 1e6);
+}
+
+}  // namespace
+
+int testRounds(int usual) {
+    const char* rounds = getenv("OXA_TEST_ROUNDS");
+    return rounds != nullptr ? std::max(1, atoi(rounds)) : usual;
+}
+
+ProcessResult transcode(const std::string& input, const std::string& output,
+                        const std::vector<std::string>& options) {
+    std::vector<std::string> arguments = {"transcode", input, "-o", output, "--force"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    ProcessResult result = runPlayer(arguments);
+    EXPECT_EQ(result.exitCode, 0) << input << ": " << result.err << " signal " << result.signal;
+    EXPECT_EQ(complaintsAbout(output), "") << input;
+    return result;
+}
+
+std::string complaintsAbout(const std::string& path) {
+    const ProcessResult result =
+            ProcessRunner(command({"-i", path, "-map", "0", "-f", "null", "-"})).run();
+    return result.out + result.err;
+}
+
+// ---- Pictures
+
+void encodePeer(const std::string& source, const std::string& filters, int keyFrameInterval,
+                const std::string& output) {
+    runOrDie(command({"-i", source, "-map", "0:v:0", "-vf", filters, "-fps_mode", "passthrough",
+                      "-c:v", "libx264", "-preset", "veryfast", "-bf", "0", "-g",
+                      std::to_string(keyFrameInterval), "-b:v", std::to_string(kQualityBitRate),
+                      "-threads", std::to_string(std::thread::hardware_concurrency()), output}));
+}
+
+std::vector<PictureQuality> pictureQuality(const std::string& source, const std::string& filters,
+                                           const std::vector<std::string>& files) {
+    // Pictures are paired by their number: their times differ by what a container can express.
+    const std::string numbered = ",format=yuv420p,settb=1/1000,setpts=N";
+    const TempDir folder;
+    std::vector<std::string> arguments = {"-i", source};
+    std::string graph = "[0:v:0]" + filters + numbered + ",split=" + std::to_string(files.size());
+    std::string pairs;
+    for (size_t i = 0; i < files.size(); ++i) {
+        const std::string number = std::to_string(i);
+        arguments.insert(arguments.end(), {"-i", files[i]});
+        graph += "[source" + number + "]";
+        pairs += ";[" + std::to_string(i + 1) + ":v:0]null" + numbered + "[file" + number +
+                 "];[file" + number + "][source" + number +
+                 "]psnr=shortest=1:stats_file=" + folder.file(number);
+    }
+    arguments.insert(arguments.end(), {"-filter_complex", graph + pairs, "-f", "null", "-"});
+    runOrDie(command(arguments));
+    std::vector<PictureQuality> qualities;
+    for (size_t i = 0; i < files.size(); ++i) {
+        qualities.push_back(readQuality(folder.file(std::to_string(i))));
+    }
+    return qualities;
+}
+
+std::string scaledTo(int width, int height) {
+    return "scale=" + std::to_string(width) + ":" + std::to_string(height) +
+           ":flags=bicubic,setsar=1,format=yuv420p";
+}
+
+void expectAsGoodAsPeer(const std::string& source, const std::string& filters,
+                        const std::string& output) {
+    const MediaProbe probe(output);
+    ASSERT_NE(probe.video(), nullptr) << probe.error();
+    const std::string peer = output + ".peer.mp4";
+    const int keyFrameInterval = kKeyFrameIntervalSec * static_cast<int>(std::lround(probe.video()->frameRate));
+    encodePeer(source, filters, keyFrameInterval, peer);
+    EXPECT_EQ(probe.video()->frameCount, MediaProbe(peer).video()->frameCount);
+    const auto qualities = pictureQuality(source, filters, {output, peer});
+    EXPECT_EQ(qualities[0].pictures, static_cast<size_t>(probe.video()->frameCount));
+    EXPECT_GE(qualities[0].meanDb, qualities[1].meanDb - kMaxQualityLossDb);
+    std::cout << "quality: " << qualities[0].meanDb << " dB, peer " << qualities[1].meanDb
+              << " dB\n";
+}
+
+void expectSamePictures(const StreamProbe& source, const StreamProbe& output) {
+    ASSERT_EQ(output.frameCount, source.frameCount);
+    double largestUs = 0;
+    for (size_t i = 0; i < source.timesUs.size(); ++i) {
+        largestUs = std::max(largestUs, std::abs(1.0 * output.timesUs[i] - source.timesUs[i]));
+    }
+    EXPECT_LE(largestUs, kMaxTimeErrorUs);
+}
+
+// ---- Sound
+
+SoundChange compareSound(const std::string& source, const std::string& output) {
+    constexpr double kSearchedSeconds = 0.5;
+    const Sound before = decodeSound(source);
+    const Sound after = decodeSound(output);
+    SoundChange change;
+    EXPECT_EQ(after.sampleRate, before.sampleRate);
+    EXPECT_FALSE(before.empty() || after.empty());
+    if (before.empty() || after.empty()) return change;
+    const std::vector<float> monoBefore = before.mono();
+    const std::vector<float> monoAfter = after.mono();
+    const int64_t lag = correlationLag(monoBefore, monoAfter,
+                                       std::llround(kSearchedSeconds * before.sampleRate));
+    const double middle = static_cast<double>(before.frames()) / 2;
+    change.laterMs =
+            (after.timeUs(middle + static_cast<double>(lag)) - before.timeUs(middle)) / 1000;
+    const double endUs = before.timeUs(static_cast<double>(before.frames()));
+    change.endLaterMs = (after.timeUs(static_cast<double>(after.frames())) - endUs) / 1000;
+    const double tailUs = endUs - kTailSeconds * 1e6;
+    change.tailDb = levelDb(partOf(after, monoAfter, tailUs, endUs)) -
+                    levelDb(partOf(before, monoBefore, tailUs, endUs));
+    change.levelDb = levelDb(monoAfter) - levelDb(monoBefore);
+    return change;
+}
+
+void expectSameSound(const std::string& source, const std::string& output, double pictureLaterMs) {
+    constexpr double kMaxOffsetMs = 5;
+    constexpr double kMaxLevelChangeDb = 1;
+    const SoundChange change = compareSound(source, output);
+    const double aacFrameMs = kAacFrame / MediaProbe(output).audio()->sampleRate * 1000;
+    EXPECT_NEAR(change.endLaterMs, 0, aacFrameMs);
+    EXPECT_NEAR(change.laterMs, pictureLaterMs, kMaxOffsetMs);
+    EXPECT_NEAR(change.levelDb, 0, kMaxLevelChangeDb);
+    EXPECT_NEAR(change.tailDb, 0, kMaxLevelChangeDb);
+    std::cout << "sound: " << change.laterMs - pictureLaterMs << " ms late, end "
+              << change.endLaterMs << " ms late, level " << change.levelDb << " dB, tail "
+              << change.tailDb << " dB\n";
+}
+
+}  // namespace oxa::test

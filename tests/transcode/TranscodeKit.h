@@ -1,0 +1,72 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "support/MediaProbe.h"
+#include "support/ProcessRunner.h"
+
+namespace oxa::test {
+
+// How often a repeating test repeats: the environment variable OXA_TEST_ROUNDS, or `usual`.
+int testRounds(int usual);
+
+// Runs `oxaplayer transcode` over a file, replacing the output. The test fails unless the program
+// ends well and the `ffmpeg` command then decodes the whole output without a complaint.
+ProcessResult transcode(const std::string& input, const std::string& output,
+                        const std::vector<std::string>& options = {});
+
+// What the `ffmpeg` command says while it decodes all of a file: empty when nothing is wrong.
+std::string complaintsAbout(const std::string& path);
+
+// ---- Pictures
+
+constexpr int kQualityBitRate = 6'000'000;
+
+// The peer of a transcoded picture: the first video stream through a chain of libavfilter's, by the
+// `ffmpeg` command with the encoder settings that the player uses, at kQualityBitRate.
+void encodePeer(const std::string& source, const std::string& filters, int keyFrameInterval,
+                const std::string& output);
+
+struct PictureQuality {
+    size_t pictures = 0;
+    double meanDb = 0;    // of the mean square error over all pictures and planes
+    double lowestDb = 0;  // of the worst picture
+};
+
+// How far the pictures of each file are from those that `filters` makes of the source's, one by one
+// in their order. The source is decoded by the `ffmpeg` command, which turns it upright.
+std::vector<PictureQuality> pictureQuality(const std::string& source, const std::string& filters,
+                                           const std::vector<std::string>& files);
+
+// The filters for an upright picture of this size.
+std::string scaledTo(int width, int height);
+
+// The test fails if the output, made at kQualityBitRate, has other pictures than the peer's encoding
+// of the same source, or is visibly farther from what `filters` makes of the source.
+void expectAsGoodAsPeer(const std::string& source, const std::string& filters,
+                        const std::string& output);
+
+// Presentation times within a millisecond of the source's, one for each of its pictures.
+void expectSamePictures(const StreamProbe& source, const StreamProbe& output);
+
+// ---- Sound
+
+// What a transcode did to the first sound of a file.
+struct SoundChange {
+    double laterMs = 0;      // by how much the same sound is heard later than in the source
+    double endLaterMs = 0;   // by how much the last sample ends later
+    double tailDb = 0;       // by how much the source's last 100 ms are louder in the output
+    double levelDb = 0;      // the same for all of it
+};
+// Both must have one sample rate.
+SoundChange compareSound(const std::string& source, const std::string& output);
+
+// The test fails unless the output has the source's sound from begin to end, at its level and,
+// against the picture, which is heard `pictureLaterMs` later, in its place.
+void expectSameSound(const std::string& source, const std::string& output, double pictureLaterMs);
+
+}  // namespace oxa::test
