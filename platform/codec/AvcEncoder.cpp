@@ -96,6 +96,22 @@ std::vector<sp<ABuffer>> parameterSets(const uint8_t* header, size_t size) {
     return sets;
 }
 
+// FF_LEVEL_UNKNOWN lets the encoder choose.
+int levelIdc(int32_t number) {
+    for (const NumberedLevel& level : kLevels) {
+        if (level.number == number) return level.idc;
+    }
+    return FF_LEVEL_UNKNOWN;
+}
+
+int levelIdcOf(const AVCodecContext& codec) {
+    constexpr size_t kLevelOffset = 7;  // start code, type, profile, constraints
+    const std::vector<sp<ABuffer>> sets =
+            parameterSets(codec.extradata, static_cast<size_t>(codec.extradata_size));
+    if (sets.empty() || sets[0]->size() <= kLevelOffset) return FF_LEVEL_UNKNOWN;
+    return sets[0]->data()[kLevelOffset];
+}
+
 bool hasSameParameterSets(const AVCodecContext& a, const AVCodecContext& b) {
     return a.extradata_size == b.extradata_size &&
            memcmp(a.extradata, b.extradata, static_cast<size_t>(a.extradata_size)) == 0;
@@ -198,7 +214,7 @@ void AvcEncoder::onStopped() {
 status_t AvcEncoder::openCodec() {
     mFrame = av_frame_alloc();
     mPacket = av_packet_alloc();
-    mCodec = newCodec(mBitrate);
+    mCodec = newCodec(mBitrate, levelIdc(mLevel));
     if (mCodec == nullptr || mFrame == nullptr || mPacket == nullptr) return NO_INIT;
     Conversion conversion;
     conversion.width = mWidth;
@@ -213,12 +229,13 @@ status_t AvcEncoder::openCodec() {
     return OK;
 }
 
-AVCodecContext* AvcEncoder::newCodec(int32_t bitrate) const {
+AVCodecContext* AvcEncoder::newCodec(int32_t bitrate, int level) const {
     const AVCodec* encoder = avcodec_find_encoder_by_name("libx264");
     AVCodecContext* codec = encoder == nullptr ? nullptr : avcodec_alloc_context3(encoder);
     if (codec == nullptr) return nullptr;
     setPicture(codec);
     setStream(codec, bitrate);
+    codec->level = level;
     const int err = avcodec_open2(codec, encoder, nullptr);
     if (err < 0) {
         ALOGE("cannot open the encoder for %dx%d (%d)", mWidth, mHeight, err);
@@ -252,9 +269,6 @@ void AvcEncoder::setStream(AVCodecContext* codec, int32_t bitrate) const {
     codec->thread_count =
             static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, kMaxThreads));
     codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    for (const NumberedLevel& level : kLevels) {
-        if (level.number == mLevel) codec->level = level.idc;
-    }
     for (const NamedProfile& profile : kProfiles) {
         if (profile.number == mProfile) av_opt_set(codec->priv_data, "profile", profile.name, 0);
     }
@@ -415,7 +429,8 @@ bool AvcEncoder::changeBitrate() {
         mNewBitrate = 0;
     }
     if (bitrate == 0 || bitrate == mCodec->bit_rate || mBitrate == 0) return true;
-    AVCodecContext* next = newCodec(bitrate);
+    // Left alone, the encoder would choose another level for another bit rate.
+    AVCodecContext* next = newCodec(bitrate, levelIdcOf(*mCodec));
     if (next == nullptr) return true;
     if (!hasSameParameterSets(*mCodec, *next)) {
         ALOGW("the bit rate cannot become %d: the stream's header would change", bitrate);

@@ -53,7 +53,7 @@ class AvcEncoder : public WorkerComponent {
     static constexpr size_t kInputCount = 4;
 
     status_t readLayout(const sp<AMessage>& format);
-    AVCodecContext* newCodec(int32_t bitrate) const;
+    AVCodecContext* newCodec(int32_t bitrate, int level) const;
     void setPicture(AVCodecContext* codec) const;
     void setStream(AVCodecContext* codec, int32_t bitrate) const;
     void reportFormat();

@@ -312,6 +312,8 @@ TEST_F(MediaCodecTest, DyingUnreleasedIsFatal) {
                 const sp<ALooper> looper = new ALooper;
                 looper->start();
                 MediaCodec::CreateByType(looper, ScriptedComponent::kMime, false);
+                // The looper may hold the codec a moment longer than its client.
+                looper->stop();
             },
             "CHECK_EQ\\( mState,UNINITIALIZED\\) failed: 1 vs. 0");
 }
