@@ -22,6 +22,8 @@ namespace android {
 namespace {
 
 constexpr size_t kMaxNumItems = 64;
+// What the callbacks of a codec carry: one allocation for them all.
+constexpr size_t kUsualNumItems = 8;
 // Larger buffers show only their address in a message's text.
 constexpr size_t kMaxDumpedBytes = 64;
 
@@ -165,6 +167,7 @@ AMessage::Item& AMessage::itemFor(const char* name) {
     // Named as in the text that field tools match on.
     const size_t mNumItems = mItems.size();
     CHECK(mNumItems < kMaxNumItems);
+    if (mItems.empty()) mItems.reserve(kUsualNumItems);
     mItems.push_back({name, {}});
     return mItems.back();
 }
