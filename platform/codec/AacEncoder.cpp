@@ -180,7 +180,7 @@ bool AacEncoder::encodeInput(const CodecInput& input) {
 bool AacEncoder::pushSilence(int64_t frames) {
     while (frames > 0) {
         const int step = static_cast<int>(std::min<int64_t>(frames, kSilenceStepFrames));
-        if (stopping() || !pushPcm(mSilence.data(), step)) return false;
+        if (!pushPcm(mSilence.data(), step)) return false;
         frames -= step;
     }
     return true;

@@ -45,7 +45,7 @@ class AacEncoder : public WorkerComponent {
 
   private:
     static constexpr size_t kInputCount = 4;
-    static constexpr size_t kMinInputCapacity = 256 * 1024;
+    static constexpr size_t kMinInputCapacity = size_t{256} * 1024;
     static constexpr int32_t kDefaultBitRate = 128000;
     static constexpr int kMaxStreamChannels = 8;
     static constexpr int kMaxInputChannels = 64;

@@ -35,7 +35,7 @@ class AvAudioDecoder : public WorkerComponent {
   private:
     static constexpr size_t kInputCount = 4;
     // Lossless formats put seconds of sound into one packet; pages that stay unused cost nothing.
-    static constexpr size_t kMinInputCapacity = 4 * 1024 * 1024;
+    static constexpr size_t kMinInputCapacity = size_t{4} * 1024 * 1024;
     static constexpr int kMaxOutputFrames = 2048;
     // Codecs with tiny frames: fewer and larger outputs.
     static constexpr int kMinOutputFrames = 512;
