@@ -10,6 +10,8 @@
 #include <cmath>
 #include <map>
 
+#include "ParsedOption.h"
+
 namespace oxaplayer {
 
 namespace {

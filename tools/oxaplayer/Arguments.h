@@ -3,7 +3,6 @@
 
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -58,23 +57,6 @@ const char* containerName(Container container);
 
 // The options that `transcode` and `record` share.
 void addEncodeOptions(CLI::App& app, EncodeOptions* options);
-
-// Adds an option whose text is read by `parse`, with `expected` in the message when it is not.
-template <typename Value, typename Parse>
-void addParsedOption(CLI::App& app, const std::string& name, std::optional<Value>* value,
-                     Parse parse, const std::string& type, const std::string& description,
-                     const std::string& expected) {
-    app.add_option_function<std::string>(
-               name,
-               [=](const std::string& text) {
-                   *value = parse(text);
-                   if (!value->has_value()) {
-                       throw CLI::ValidationError(name + " '" + text + "': expected " + expected);
-                   }
-               },
-               description)
-            ->type_name(type);
-}
 
 // The outcome of reading the command line: a command to run, or an answer to give at once.
 struct ParsedArguments {

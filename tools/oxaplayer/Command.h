@@ -3,11 +3,14 @@
 
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <vector>
 
 #include "ExitCode.h"
+
+namespace CLI {
+class App;
+}
 
 namespace oxaplayer {
 

@@ -4,6 +4,7 @@
 #include "Events.h"
 
 #include <cmath>
+#include <nlohmann/json.hpp>
 
 #include "Console.h"
 

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 namespace oxaplayer {
@@ -26,7 +26,7 @@ class EventWriter {
     explicit EventWriter(int descriptor) : mDescriptor(descriptor) {}
 
     // Writes {"event": name, ...fields}. A reader that has gone away ends the events, not the job.
-    void write(const std::string& name, const Json& fields = Json::object());
+    void write(const std::string& name, const Json& fields);
 
   private:
     int mDescriptor = -1;

@@ -5,8 +5,11 @@
 
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
+
 #include <cerrno>
 #include <cstring>
+#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "Console.h"

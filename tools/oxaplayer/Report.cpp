@@ -5,6 +5,8 @@
 
 #include <unistd.h>
 
+#include <nlohmann/json.hpp>
+
 #include "Console.h"
 
 namespace oxaplayer {

@@ -21,7 +21,7 @@ class Report {
     // is written there.
     Report(const std::string& command, const CommonOptions& common, int eventDescriptor);
 
-    void event(const std::string& name, const Json& fields = Json::object());
+    void event(const std::string& name, const Json& fields);
     void note(const std::string& text);
     void warning(const std::string& text);
     void error(const Failure& failure);

@@ -7,7 +7,10 @@
 #include <oxa/host/EncoderPreset.h>
 #include <unistd.h>
 
+#include <nlohmann/json.hpp>
+
 #include "DecodeTrial.h"
+#include "ParsedOption.h"
 #include "Signals.h"
 #include "TranscodeJob.h"
 
@@ -70,9 +73,7 @@ ExitCode TranscodeCommand::run(const CommonOptions& common) {
         mOutput.discard();
         code = failure->code;
     }
-    Json result = {{"exit", static_cast<int>(code)}};
-    result.update(mResult);
-    mReport->event("result", result);
+    reportResult(code);
     return code;
 }
 
@@ -169,27 +170,36 @@ std::optional<Failure> TranscodeCommand::complete(const TranscodeJob& job) {
         return Failure{ExitCode::kInterrupted, "interrupted, nothing was written"};
     if (auto failure = mOutput.keepShortened()) return failure;
     summarize(job);
-    return Failure{ExitCode::kInterrupted, "interrupted; what was written until then is '" +
-                                                   mResult.value("output", "") + "'"};
+    return Failure{ExitCode::kInterrupted,
+                   "interrupted; what was written until then is '" + mResult->output + "'"};
 }
 
 void TranscodeCommand::summarize(const TranscodeJob& job) {
-    ProgressNumbers numbers = job.numbers();
+    Result result = {mOutput.path() == "-" ? "-" : mOutput.currentName(), job.lastTimeUs() / 1e6,
+                     job.numbers()};
     // The file itself knows best; what went through a pipe can only be counted.
     InputFile written;
     std::vector<SourceTrack> tracks;
-    double durationSec = job.lastTimeUs() / 1e6;
-    if (numbers.bytes && !written.open(mOutput.currentName()) && !readTracks(written, &tracks)) {
-        durationSec = longestDurationUs(tracks).value_or(0) / 1e6;
+    if (result.numbers.bytes && !written.open(result.output) && !readTracks(written, &tracks)) {
+        result.durationSec = longestDurationUs(tracks).value_or(0) / 1e6;
     }
     mReport->endProgress();
-    const std::string name = mOptions.output == "-" ? "-" : mOutput.currentName();
-    mReport->note(summaryOf(name == "-" ? "standard output" : name, durationSec, numbers));
-    mResult = {{"output", name}, {"duration_s", rounded(durationSec, 1000)}};
-    Json fields = progressFields(numbers);
-    for (const char* key : {"frames", "bytes", "elapsed_s", "fps", "speed"}) {
-        if (fields.contains(key)) mResult[key] = fields[key];
+    mReport->note(summaryOf(result.output == "-" ? "standard output" : result.output,
+                            result.durationSec, result.numbers));
+    mResult = result;
+}
+
+void TranscodeCommand::reportResult(ExitCode code) const {
+    Json event = {{"exit", static_cast<int>(code)}};
+    if (mResult) {
+        event["output"] = mResult->output;
+        event["duration_s"] = rounded(mResult->durationSec, 1000);
+        const Json fields = progressFields(mResult->numbers);
+        for (const char* key : {"frames", "elapsed_s", "fps", "speed", "bytes"}) {
+            if (fields.contains(key)) event[key] = fields[key];
+        }
     }
+    mReport->event("result", event);
 }
 
 }  // namespace oxaplayer

@@ -28,12 +28,20 @@ class TranscodeCommand : public Command {
     const TranscodeOptions& options() const { return mOptions; }
 
   private:
+    // What was written, whole or shortened.
+    struct Result {
+        std::string output;  // its name now
+        double durationSec;
+        ProgressNumbers numbers;
+    };
+
     std::optional<Failure> transcode();
     std::optional<Failure> chooseTracks();
     std::optional<Failure> openOutput();
     void announce() const;
     std::optional<Failure> complete(const TranscodeJob& job);
     void summarize(const TranscodeJob& job);
+    void reportResult(ExitCode code) const;
 
     TranscodeOptions mOptions;
     Container mContainer = Container::kMpeg2Ts;
@@ -43,7 +51,7 @@ class TranscodeCommand : public Command {
     OutputFile mOutput;
     std::optional<SourceTrack> mVideo;
     std::optional<SourceTrack> mAudio;
-    Json mResult = Json::object();
+    std::optional<Result> mResult;
 };
 
 }  // namespace oxaplayer

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "PlayerEvents.h"
 
@@ -118,7 +119,7 @@ void TranscodeJob::handle(const JobEvent& event) {
     if (std::holds_alternative<Interrupted>(event)) {
         mInterrupted = true;
     } else if (std::holds_alternative<EndOfStream>(event)) {
-        if (!mEnded) mReport->event("eos");
+        if (!mEnded) mReport->event("eos", Json::object());
         mEnded = true;
     } else if (const auto* rate = std::get_if<FrameRate>(&event)) {
         mLastActivityUs = nowUs();
