@@ -5,6 +5,8 @@
 // are complete, 1 when one failed, 2 for wrong usage.
 
 #include <OxaMediaCodecPlayer.h>
+#include <android/log.h>
+#include <errno.h>
 #include <fcntl.h>
 #include <oxa/host/FaultListener.h>
 #include <string.h>
@@ -129,6 +131,12 @@ int main(int argc, char** argv) {
                 argv[0]);
         return 2;
     }
+    // A pipeline that cannot be prepared is fatal, so what can be foreseen is tested before.
+    if (access(argv[1], R_OK) != 0) {
+        fprintf(stderr, "%s: %s\n", argv[1], strerror(errno));
+        return 1;
+    }
+    __android_log_set_minimum_priority(ANDROID_LOG_ERROR);
     android::_AV_FORMAT_FORMAT format = {};
     format.width = atoi(argv[2]);
     format.height = atoi(argv[3]);

@@ -99,8 +99,8 @@ class GStreamer:
                  f"bitrate={AUDIO_BIT_RATE}", *"! aacparse ! queue ! out.".split()]
         return ["gst-launch-1.0", "-q", "filesrc", f"location={job.source}",
                 *"! decodebin name=in".split(),
-                *"in. ! queue ! videoconvert".split(), *scale,
-                *"! x264enc speed-preset=veryfast bframes=0".split(),
+                *"in. ! queue ! videoconvert ! videoflip video-direction=auto".split(), *scale,
+                *"! x264enc speed-preset=veryfast bframes=0 vbv-buf-capacity=0".split(),
                 f"key-int-max={job.key_frame_distance}", f"threads={ENCODER_THREADS}",
                 f"bitrate={round(job.video_bit_rate / 1000)}",
                 *"! h264parse ! queue ! out.".split(), *(sound if job.channels else []),

@@ -41,7 +41,7 @@ def _row(comparison):
     for figure, (_, digits) in FIGURES.items():
         row.append(f"{getattr(comparison.ours, figure):.{digits}f} / "
                    f"{getattr(comparison.theirs, figure):.{digits}f}")
-        row.append(f"{comparison.ratios[figure]:.2f}{MISSED if figure in misses else ' '}")
+        row.append(f"{comparison.ratios[figure]:.3f}{MISSED if figure in misses else ' '}")
     row.append(f"{comparison.byte_ratio:.2f}")
     row.append(f"not comparable: {comparison.difference}" if comparison.difference
                else f"{comparison.frames} = {comparison.frames}")

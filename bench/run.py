@@ -7,6 +7,7 @@ and prints one table of ratios of medians. docs/performance.md tells how to read
 import argparse
 import fnmatch
 import os
+import signal
 import subprocess
 import sys
 import tempfile
@@ -110,28 +111,38 @@ def run_once(contender, job, folder):
 
 def measure(job, sides, count):
     """Alternates between the contenders, so that whatever the machine does meets all of them, and
-    begins with another one each time. The first runs of all are not counted: they fill caches."""
-    all_runs = [comparison.Runs(side.name, [], []) for side in sides]
+    begins with another one each time. The first runs of all are not counted: they fill caches.
+    Returns the runs by contender; one that fails is left out."""
+    all_runs = {side: comparison.Runs(side.name, [], []) for side in sides}
     with tempfile.TemporaryDirectory(prefix="oxa-bench-") as folder:
         for turn in range(count + 1):
-            for place in range(len(sides)):
-                number = (turn + place) % len(sides)
-                usage, work = run_once(sides[number], job, folder)
+            first = turn % len(sides)
+            for side in sides[first:] + sides[:first]:
+                if side not in all_runs:
+                    continue
+                try:
+                    usage, all_runs[side].work = run_once(side, job, folder)
+                except (RunFailed, subprocess.CalledProcessError) as error:
+                    say(f"{job.name}: {side.name} failed: {error}")
+                    del all_runs[side]
+                    continue
                 if turn > 0:
-                    all_runs[number].usages.append(usage)
-                all_runs[number].work = work
+                    all_runs[side].usages.append(usage)
     return all_runs
 
 
 def compare_job(job, arguments, peers):
+    """Returns comparisons, all runs, and the names of the contenders that failed."""
     ours = contenders.OxaPlayer(arguments.bin)
     variants = {peer: contenders.variants(peer) for peer in peers}
     sides = [ours, *(side for peer in peers for side in variants[peer])]
     all_runs = measure(job, sides, arguments.runs)
-    rest = iter(all_runs[1:])
-    comparisons = [comparison.compare(job.name, peer, all_runs[0],
-                                      [next(rest) for _ in variants[peer]]) for peer in peers]
-    return comparisons, all_runs
+    comparisons = []
+    for peer in peers:
+        runs = [all_runs[side] for side in variants[peer] if side in all_runs]
+        if runs and ours in all_runs:
+            comparisons.append(comparison.compare(job.name, peer, all_runs[ours], runs))
+    return comparisons, all_runs.values(), [side.name for side in sides if side not in all_runs]
 
 
 def compare_all(jobs, arguments, peers):
@@ -139,22 +150,19 @@ def compare_all(jobs, arguments, peers):
     comparisons, all_runs, failed = [], [], []
     for job in jobs:
         say(f"{job.name}: {job.size}, {job.video_bit_rate / 1e6:.2f} Mb/s")
-        try:
-            some, runs = compare_job(job, arguments, peers)
-        except (RunFailed, subprocess.CalledProcessError) as error:
-            say(f"{job.name}: {error}")
-            failed.append(job.name)
-            continue
-        comparisons += some
+        of_job, runs, failed_names = compare_job(job, arguments, peers)
+        comparisons += of_job
         all_runs += [(job.name, each) for each in runs]
+        failed += [f"{name} at {job.name}" for name in failed_names]
+    print(report.heading(facts, arguments.runs), end="\n\n")
     if comparisons:
-        print(report.heading(facts, arguments.runs), end="\n\n")
         print(report.table(comparisons, arguments.markdown), end="\n\n")
+    if all_runs:
         print(report.spreads(all_runs))
-    if arguments.json:
-        report.write_json(arguments.json, facts, comparisons, all_runs)
     if failed:
         print("Failed: " + ", ".join(failed))
+    if arguments.json:
+        report.write_json(arguments.json, facts, comparisons, all_runs)
     return 1 if failed or any(each.difference for each in comparisons) else 0
 
 
@@ -195,6 +203,8 @@ def chosen(makers, arguments):
 
 
 def main():
+    # By way of an exception, so that what was started ends too.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     arguments = parse_arguments()
     makers = case_makers(arguments)
     if arguments.list:
