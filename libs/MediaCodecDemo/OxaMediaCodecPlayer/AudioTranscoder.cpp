@@ -388,7 +388,7 @@ void AudioTranscoder::handleDecoderOutputFormatChange(const sp<AMessage>& format
         ALOGE("Failed to start %s encoder (err=%d)", mEncoderName.c_str(), err);
         reportDone(err);
         // The reset belongs to the command looper: a stop may be under way there.
-        (new AMessage(kWhatSelfReset, this))->post();
+        sp<AMessage>(new AMessage(kWhatSelfReset, this))->post();
     }
 }
 
@@ -479,7 +479,7 @@ void AudioTranscoder::handleEncoderOutputFormatChange(const sp<AMessage>& format
         mState = STOPPED;
         reportDone(mAudioTrackIndex);
         // This thread cannot stop the looper it runs on and wait for it; the command looper can.
-        (new AMessage(kWhatSelfStop, this))->post();
+        sp<AMessage>(new AMessage(kWhatSelfStop, this))->post();
         return;
     }
     mWriting = mMuxer->announceAndWaitForStart(

@@ -456,7 +456,7 @@ void VideoTranscoder::handleDecoderOutputFormatChange(const sp<AMessage>& /* for
         ALOGE("Failed to start %s encoder (err=%d)", mDecoderName.c_str(), err);
         reportDone(err);
         // The reset belongs to the command looper: a stop may be under way there.
-        (new AMessage(kWhatSelfReset, this))->post();
+        sp<AMessage>(new AMessage(kWhatSelfReset, this))->post();
         return;
     }
     ALOGD("start encoder success");
@@ -482,7 +482,7 @@ void VideoTranscoder::handleEncoderOutputFormatChange(const sp<AMessage>& format
         mState = STOPPED;
         reportDone(mVideoTrackIndex);
         // This thread cannot stop the looper it runs on and wait for it; the command looper can.
-        (new AMessage(kWhatSelfStop, this))->post();
+        sp<AMessage>(new AMessage(kWhatSelfStop, this))->post();
         return;
     }
     mWriting = mMuxer->announceAndWaitForStart(
