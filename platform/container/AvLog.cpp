@@ -22,8 +22,8 @@ void printToLog(void* object, int level, const char* format, va_list arguments) 
     if (level > av_log_get_level()) return;
     char line[1024];
     int printPrefix = 1;
-    int length = av_log_format_line2(object, level, format, arguments, line, sizeof(line),
-                                     &printPrefix);
+    int length =
+            av_log_format_line2(object, level, format, arguments, line, sizeof(line), &printPrefix);
     if (length < 0) return;
     char* const newline = strchr(line, '\n');
     if (newline != nullptr) *newline = '\0';

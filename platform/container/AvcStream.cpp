@@ -38,8 +38,8 @@ class BitReader {
     explicit BitReader(const NalUnit& unit) {
         mBytes.reserve(unit.size);
         for (size_t i = 0; i < unit.size; ++i) {
-            const bool escape = i >= 2 && unit.data[i] == 3 && unit.data[i - 1] == 0 &&
-                                unit.data[i - 2] == 0;
+            const bool escape =
+                    i >= 2 && unit.data[i] == 3 && unit.data[i - 1] == 0 && unit.data[i - 2] == 0;
             if (!escape) mBytes.push_back(unit.data[i]);
         }
     }
@@ -48,14 +48,16 @@ class BitReader {
 
     uint32_t bits(int count) {
         uint32_t value = 0;
-        while (count-- > 0) value = value << 1 | bit();
+        while (count-- > 0)
+            value = value << 1 | bit();
         return value;
     }
 
     // Exponential Golomb code.
     uint32_t number() {
         int zeros = 0;
-        while (zeros < 32 && !mOverrun && bit() == 0) ++zeros;
+        while (zeros < 32 && !mOverrun && bit() == 0)
+            ++zeros;
         return static_cast<uint32_t>((UINT64_C(1) << zeros) - 1 + bits(zeros));
     }
 
@@ -81,25 +83,35 @@ class BitReader {
 };
 
 void skipScalingList(BitReader* reader, int size) {
-    int last = 8;
-    int next = 8;
+    uint32_t last = 8;
+    uint32_t next = 8;
     for (int i = 0; i < size && next != 0; ++i) {
-        next = (last + reader->signedNumber() + 256) % 256;
+        next = (last + static_cast<uint32_t>(reader->signedNumber())) % 256;
         if (next != 0) last = next;
     }
 }
 
-void readChromaFields(BitReader* reader, AvcSequence* sequence) {
-    sequence->chromaFormat = static_cast<int>(reader->number());
-    if (sequence->chromaFormat == 3) reader->bits(1);  // separate planes
-    sequence->lumaBits = 8 + static_cast<int>(reader->number());
-    sequence->chromaBits = 8 + static_cast<int>(reader->number());
+bool readChromaFields(BitReader* reader, AvcSequence* sequence) {
+    constexpr uint32_t kMaxChromaFormat = 3;
+    constexpr uint32_t kMaxExtraBits = 6;
+    const uint32_t chromaFormat = reader->number();
+    if (chromaFormat == kMaxChromaFormat) reader->bits(1);  // separate planes
+    const uint32_t extraLumaBits = reader->number();
+    const uint32_t extraChromaBits = reader->number();
+    if (chromaFormat > kMaxChromaFormat || extraLumaBits > kMaxExtraBits ||
+        extraChromaBits > kMaxExtraBits) {
+        return false;
+    }
+    sequence->chromaFormat = static_cast<int>(chromaFormat);
+    sequence->lumaBits = static_cast<int>(8 + extraLumaBits);
+    sequence->chromaBits = static_cast<int>(8 + extraChromaBits);
     reader->bits(1);  // transform bypass
-    if (reader->bits(1) == 0) return;
-    const int lists = sequence->chromaFormat == 3 ? 12 : 8;
+    if (reader->bits(1) == 0) return true;
+    const int lists = chromaFormat == kMaxChromaFormat ? 12 : 8;
     for (int i = 0; i < lists; ++i) {
         if (reader->bits(1) != 0) skipScalingList(reader, i < 6 ? 16 : 64);
     }
+    return true;
 }
 
 void skipPictureOrder(BitReader* reader) {
@@ -111,17 +123,19 @@ void skipPictureOrder(BitReader* reader) {
         reader->signedNumber();
         reader->signedNumber();
         const uint32_t offsets = reader->number();
-        for (uint32_t i = 0; i < offsets && !reader->overrun(); ++i) reader->signedNumber();
+        for (uint32_t i = 0; i < offsets && !reader->overrun(); ++i)
+            reader->signedNumber();
     }
 }
 
 void skipPictureSize(BitReader* reader) {
-    reader->number();                         // width
-    reader->number();                         // height
+    reader->number();                           // width
+    reader->number();                           // height
     if (reader->bits(1) == 0) reader->bits(1);  // fields
-    reader->bits(1);                          // direct inference
+    reader->bits(1);                            // direct inference
     if (reader->bits(1) != 0) {
-        for (int side = 0; side < 4; ++side) reader->number();
+        for (int side = 0; side < 4; ++side)
+            reader->number();
     }
 }
 
@@ -129,9 +143,9 @@ void readAspect(BitReader* reader, AvcSequence* sequence) {
     constexpr struct {
         int width;
         int height;
-    } kKnown[] = {{0, 0},   {1, 1},   {12, 11}, {10, 11}, {16, 11},  {40, 33}, {24, 11}, {20, 11},
-                  {32, 11}, {80, 33}, {18, 11}, {15, 11}, {64, 33}, {160, 99}, {4, 3},   {3, 2},
-                  {2, 1}};
+    } kKnown[] = {{0, 0},   {1, 1},    {12, 11}, {10, 11}, {16, 11}, {40, 33},
+                  {24, 11}, {20, 11},  {32, 11}, {80, 33}, {18, 11}, {15, 11},
+                  {64, 33}, {160, 99}, {4, 3},   {3, 2},   {2, 1}};
     constexpr uint32_t kExtended = 255;
     const uint32_t code = reader->bits(8);
     if (code == kExtended) {
@@ -152,7 +166,8 @@ std::vector<NalUnit> splitAnnexB(const uint8_t* data, size_t size) {
         const uint8_t* const begin = code + 3;
         code = findStartCode(begin, end);
         const uint8_t* last = code;
-        while (last > begin && last[-1] == 0) --last;  // belongs to the next start code
+        while (last > begin && last[-1] == 0)
+            --last;  // belongs to the next start code
         if (last > begin) units.push_back({begin, static_cast<size_t>(last - begin)});
     }
     return units;
@@ -218,7 +233,7 @@ bool parseAvcSequence(const NalUnit& unit, AvcSequence* sequence) {
     const int profile = static_cast<int>(reader.bits(8));
     reader.bits(16);  // constraints, level
     reader.number();  // id
-    if (hasChromaFields(profile)) readChromaFields(&reader, sequence);
+    if (hasChromaFields(profile) && !readChromaFields(&reader, sequence)) return false;
     reader.number();  // frame number's bits
     skipPictureOrder(&reader);
     reader.number();  // reference frames

@@ -43,7 +43,7 @@ struct AvcSequence {
     int sarHeight = 0;
 };
 
-// False for a unit that ends too early.
+// False for a unit that ends too early or says what no decoder takes.
 bool parseAvcSequence(const NalUnit& unit, AvcSequence* sequence);
 
 }  // namespace android

@@ -258,13 +258,14 @@ void ContainerReader::placeInTime(Track* track, const AVPacket& packet) {
     const int64_t stamp = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
     mSampleTimeUs = track->nextTimeUs;
     if (stamp != AV_NOPTS_VALUE) mSampleTimeUs = track->parameters->toUs(stamp);
-    track->nextTimeUs = mSampleTimeUs + av_rescale_q(packet.duration,
-                                                     track->parameters->timeBase(), kMicroseconds);
+    track->nextTimeUs = mSampleTimeUs +
+                        av_rescale_q(packet.duration, track->parameters->timeBase(), kMicroseconds);
 }
 
 void ContainerReader::leaveOut(const char* why) {
-    report(false, "a sample of " + std::to_string(mPacket->size) + " bytes " + why +
-                          " and is left out", 0, ++mLeftOutSamples);
+    report(false,
+           "a sample of " + std::to_string(mPacket->size) + " bytes " + why + " and is left out", 0,
+           ++mLeftOutSamples);
     mSampleTrack = nullptr;
 }
 

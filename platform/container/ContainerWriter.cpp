@@ -69,7 +69,8 @@ status_t ContainerWriter::startSources(MetaData* params) {
     for (size_t i = 0; i < mTracks.size(); ++i) {
         const status_t err = mTracks[i]->source->start(params);
         if (err == OK) continue;
-        while (i > 0) mTracks[--i]->source->stop();
+        while (i > 0)
+            mTracks[--i]->source->stop();
         return err;
     }
     mState = State::kStarted;
@@ -123,8 +124,10 @@ void ContainerWriter::stop() {
     if (mState != State::kStarted) return;
     mState = State::kStopped;
     mOutput->limitWaits();
-    for (auto& track : mTracks) track->source->stop();
-    for (auto& track : mTracks) track->thread.join();
+    for (auto& track : mTracks)
+        track->source->stop();
+    for (auto& track : mTracks)
+        track->thread.join();
     std::unique_lock<std::mutex> lock(mMuxerLock);
     handleResult(mMuxer->finish(), &lock);
 }

@@ -83,8 +83,8 @@ ssize_t FileSource::readAt(off64_t offset, void* data, size_t size) {
     size = std::min<off64_t>(size, mLength - offset);
     size_t done = 0;
     while (done < size) {
-        ssize_t count = pread64(mFd, static_cast<char*>(data) + done, size - done,
-                                mOffset + offset + done);
+        ssize_t count =
+                pread64(mFd, static_cast<char*>(data) + done, size - done, mOffset + offset + done);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0 && done == 0) return -errno;
         if (count <= 0) break;  // an error after some bytes comes again at the next read
@@ -101,8 +101,8 @@ ssize_t FileSource::readPipeLocked(off64_t offset, void* data, size_t size) {
     }
     std::vector<char> skipped(std::min<off64_t>(offset - mPipePosition, 65536));
     while (mPipePosition < offset) {
-        ssize_t count = readSome(
-                mFd, skipped.data(), std::min<off64_t>(skipped.size(), offset - mPipePosition));
+        ssize_t count = readSome(mFd, skipped.data(),
+                                 std::min<off64_t>(skipped.size(), offset - mPipePosition));
         if (count <= 0) return count;
         mPipePosition += count;
     }

@@ -74,8 +74,7 @@ bool MetaDataBase::setPointer(uint32_t key, void* value) {
     return setValue(key, TYPE_POINTER, value);
 }
 
-bool MetaDataBase::setRect(uint32_t key, int32_t left, int32_t top, int32_t right,
-                           int32_t bottom) {
+bool MetaDataBase::setRect(uint32_t key, int32_t left, int32_t top, int32_t right, int32_t bottom) {
     return setValue(key, TYPE_RECT, Rect{left, top, right, bottom});
 }
 

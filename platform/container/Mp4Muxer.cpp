@@ -61,7 +61,8 @@ bool Mp4Muxer::accepts(const char* mime) const {
 int Mp4Muxer::open(WriterOutput* output,
                    const std::vector<std::unique_ptr<TrackDescription>>& tracks, int rotation) {
     mOutput = output;
-    for (const auto& track : tracks) mTracks.push_back({track->timeBase, false, {}});
+    for (const auto& track : tracks)
+        mTracks.push_back({track->timeBase, false, {}});
 
     mPieceStream = std::make_unique<MuxerStream>(
             false, [this](int64_t position, const uint8_t* data, int size) {
@@ -176,7 +177,8 @@ int Mp4Muxer::writeBoxes() {
         }
     }
     mPiece.clear();
-    for (Track& track : mTracks) track.samples.clear();
+    for (Track& track : mTracks)
+        track.samples.clear();
     return 0;
 }
 

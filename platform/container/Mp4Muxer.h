@@ -75,13 +75,13 @@ class Mp4Muxer : public ContainerMuxer {
     bool mOpen = false;
     std::vector<Track> mTracks;
 
-    std::vector<uint8_t> mPiece;     // bytes of mPieceMuxer that are not in the file yet
-    int64_t mPieceSize = 0;          // bytes of samples that mPieceMuxer holds
-    int64_t mFileEnd = 0;            // behind the last whole piece
-    int64_t mMediaStart = 0;         // of "free"
-    bool mCollectIndex = false;      // false: mIndexMuxer's bytes are samples, which are there
-    std::vector<uint8_t> mIndex;     // the bytes from mFileEnd on
-    std::vector<uint8_t> mZeros;     // stands for a sample's bytes
+    std::vector<uint8_t> mPiece;  // bytes of mPieceMuxer that are not in the file yet
+    int64_t mPieceSize = 0;       // bytes of samples that mPieceMuxer holds
+    int64_t mFileEnd = 0;         // behind the last whole piece
+    int64_t mMediaStart = 0;      // of "free"
+    bool mCollectIndex = false;   // false: mIndexMuxer's bytes are samples, which are there
+    std::vector<uint8_t> mIndex;  // the bytes from mFileEnd on
+    std::vector<uint8_t> mZeros;  // stands for a sample's bytes
 };
 
 }  // namespace android

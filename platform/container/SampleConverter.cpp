@@ -43,7 +43,8 @@ AVPacket* newPacket(size_t size) {
 AVPacket* lengthPrefixed(const uint8_t* data, size_t size) {
     const std::vector<NalUnit> units = splitAnnexB(data, size);
     size_t total = 0;
-    for (const NalUnit& unit : units) total += kLengthSize + unit.size;
+    for (const NalUnit& unit : units)
+        total += kLengthSize + unit.size;
     AVPacket* const packet = newPacket(total);
     uint8_t* out = packet->data;
     for (const NalUnit& unit : units) {

@@ -46,7 +46,8 @@ void fillAspect(AVCodecParameters* parameters, AVStream* stream) {
 
 bool isComplete(const AVFormatContext& context, const AVStream& stream) {
     const AVCodecParameters& parameters = *stream.codecpar;
-    if (parameters.codec_type != AVMEDIA_TYPE_VIDEO && parameters.codec_type != AVMEDIA_TYPE_AUDIO) {
+    if (parameters.codec_type != AVMEDIA_TYPE_VIDEO &&
+        parameters.codec_type != AVMEDIA_TYPE_AUDIO) {
         return true;
     }
     if ((stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) return true;
@@ -60,8 +61,7 @@ bool isComplete(const AVFormatContext& context, const AVStream& stream) {
                    plausible(stream.avg_frame_rate);
         case AV_CODEC_ID_AAC:
             return parameters.extradata[0] >> 3 == kPlainAac &&
-                   parameters.sample_rate > kMaxAacCoreRate &&
-                   parameters.ch_layout.nb_channels > 0;
+                   parameters.sample_rate > kMaxAacCoreRate && parameters.ch_layout.nb_channels > 0;
         default:
             return false;
     }
@@ -90,8 +90,8 @@ int64_t fileStartUs(const AVFormatContext& context) {
         const AVMediaType type = stream.codecpar->codec_type;
         if (stream.start_time == AV_NOPTS_VALUE) continue;
         if (type != AVMEDIA_TYPE_VIDEO && type != AVMEDIA_TYPE_AUDIO) continue;
-        startUs = std::min(startUs,
-                           av_rescale_q(stream.start_time, stream.time_base, kMicroseconds));
+        startUs =
+                std::min(startUs, av_rescale_q(stream.start_time, stream.time_base, kMicroseconds));
     }
     return startUs != INT64_MAX ? startUs : 0;
 }

@@ -9,7 +9,7 @@ namespace android {
 
 namespace {
 
-constexpr int64_t kMaxGapUs = 10000000;    // more is a jump, less is a pause in the programme
+constexpr int64_t kMaxGapUs = 10000000;     // more is a jump, less is a pause in the programme
 constexpr int64_t kMaxStepBackUs = 100000;  // decoding times do not go back by themselves
 constexpr int64_t kMaxDelayUs = 2000000;    // of packets of the old part behind a jump
 

@@ -32,8 +32,8 @@ class TimelineSmoother {
     bool mJumped = false;
     int64_t mJumpUs = 0;  // where the last jump was, shifted
     bool mStarted = false;
-    int64_t mLastUs = 0;               // end of the last packet, shifted
-    std::map<int, int64_t> mNextUs;    // of each stream: end of its last packet, shifted
+    int64_t mLastUs = 0;             // end of the last packet, shifted
+    std::map<int, int64_t> mNextUs;  // of each stream: end of its last packet, shifted
 };
 
 }  // namespace android

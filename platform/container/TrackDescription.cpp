@@ -59,8 +59,7 @@ std::vector<uint8_t> findBytes(const MetaDataBase& meta, uint32_t key) {
     return std::vector<uint8_t>(bytes, bytes + size);
 }
 
-std::vector<uint8_t> decoderConfiguration(const MetaDataBase& meta, AVCodecID codec,
-                                          AvcForm form) {
+std::vector<uint8_t> decoderConfiguration(const MetaDataBase& meta, AVCodecID codec, AvcForm form) {
     if (codec == AV_CODEC_ID_HEVC) return findBytes(meta, kKeyHVCC);
     if (codec == AV_CODEC_ID_H264) {
         const std::vector<uint8_t> record = findBytes(meta, kKeyAVCC);
@@ -123,8 +122,8 @@ status_t describeTrack(const MetaDataBase& meta, AvcForm form, TrackDescription*
 
     const std::vector<uint8_t> extra = decoderConfiguration(meta, type->codec, form);
     if (!complete || (extra.empty() && needsConfiguration(type->codec))) return ERROR_MALFORMED;
-    parameters->extradata = static_cast<uint8_t*>(
-            av_mallocz(extra.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    parameters->extradata =
+            static_cast<uint8_t*>(av_mallocz(extra.size() + AV_INPUT_BUFFER_PADDING_SIZE));
     parameters->extradata_size = static_cast<int>(extra.size());
     if (!extra.empty()) memcpy(parameters->extradata, extra.data(), extra.size());
     return OK;
@@ -137,8 +136,8 @@ int addStream(AVFormatContext* muxer, const TrackDescription& track, int rotatio
     if (result < 0) return result;
     stream->time_base = track.timeBase;
     if (!track.isVideo() || rotation == 0) return 0;
-    uint8_t* const matrix = av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX,
-                                                    9 * sizeof(int32_t));
+    uint8_t* const matrix =
+            av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(int32_t));
     if (matrix == nullptr) return AVERROR(ENOMEM);
     av_display_rotation_set(reinterpret_cast<int32_t*>(matrix), rotation);
     return 0;

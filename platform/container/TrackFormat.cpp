@@ -36,8 +36,7 @@ int64_t largestIndexedSample(const AVStream& stream) {
     if (stream.nb_frames <= 0) return 0;
     int64_t largest = 0;
     for (int i = 0; i < entries; ++i) {
-        const AVIndexEntry* entry =
-                avformat_index_get_entry(const_cast<AVStream*>(&stream), i);
+        const AVIndexEntry* entry = avformat_index_get_entry(const_cast<AVStream*>(&stream), i);
         largest = std::max<int64_t>(largest, entry->size);
     }
     return largest;
@@ -101,7 +100,8 @@ int64_t durationUs(const AVFormatContext& context, const AVStream& stream) {
 
 bool isPlayable(const AVStream& stream) {
     const AVCodecParameters& parameters = *stream.codecpar;
-    if ((stream.disposition & (AV_DISPOSITION_ATTACHED_PIC | AV_DISPOSITION_TIMED_THUMBNAILS)) != 0) {
+    if ((stream.disposition & (AV_DISPOSITION_ATTACHED_PIC | AV_DISPOSITION_TIMED_THUMBNAILS)) !=
+        0) {
         return false;
     }
     bool usable = false;
@@ -139,8 +139,8 @@ sp<AMessage> makeTrackFormat(const AVFormatContext& context, const AVStream& str
     }
     format->setInt32("max-input-size", maxInputSize(stream));
     if (parameters.extradata_size > 0) {
-        format->setBuffer("csd-0", ABuffer::CreateAsCopy(parameters.extradata,
-                                                         parameters.extradata_size));
+        format->setBuffer("csd-0",
+                          ABuffer::CreateAsCopy(parameters.extradata, parameters.extradata_size));
     }
     const AVDictionaryEntry* language = av_dict_get(stream.metadata, "language", nullptr, 0);
     if (language != nullptr) format->setString("language", language->value);

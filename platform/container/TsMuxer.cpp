@@ -44,7 +44,8 @@ int TsMuxer::open(WriterOutput* output,
     AVDictionary* options = nullptr;
     av_dict_set(&options, "mpegts_pmt_start_pid", "480", 0);
     av_dict_set(&options, "mpegts_start_pid", "481", 0);
-    // Every sample has a packet and a time of its own, so that a gap in the sound stays where it is.
+    // Every sample has a packet and a time of its own, so that a gap in the sound stays where it
+    // is.
     av_dict_set(&options, "pes_payload_size", "0", 0);
     const int result = avformat_write_header(mMuxer, &options);
     av_dict_free(&options);

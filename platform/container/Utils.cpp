@@ -35,16 +35,23 @@ constexpr KeyPair kCommonInt64Keys[] = {
         {"timeUs", kKeyTime},
 };
 constexpr KeyPair kVideoInt32Keys[] = {
-        {"color-format", kKeyColorFormat},    {"rotation-degrees", kKeyRotation},
-        {"sar-width", kKeySARWidth},          {"sar-height", kKeySARHeight},
-        {"display-width", kKeyDisplayWidth},  {"display-height", kKeyDisplayHeight},
-        {"stride", kKeyStride},               {"slice-height", kKeySliceHeight},
+        {"color-format", kKeyColorFormat},
+        {"rotation-degrees", kKeyRotation},
+        {"sar-width", kKeySARWidth},
+        {"sar-height", kKeySARHeight},
+        {"display-width", kKeyDisplayWidth},
+        {"display-height", kKeyDisplayHeight},
+        {"stride", kKeyStride},
+        {"slice-height", kKeySliceHeight},
         {"i-frame-interval", kKeyIFramesInterval},
 };
 constexpr KeyPair kAudioInt32Keys[] = {
-        {"bits-per-sample", kKeyBitsPerSample}, {"channel-mask", kKeyChannelMask},
-        {"encoder-delay", kKeyEncoderDelay},    {"encoder-padding", kKeyEncoderPadding},
-        {"is-adts", kKeyIsADTS},                {"aac-profile", kKeyAACAOT},
+        {"bits-per-sample", kKeyBitsPerSample},
+        {"channel-mask", kKeyChannelMask},
+        {"encoder-delay", kKeyEncoderDelay},
+        {"encoder-padding", kKeyEncoderPadding},
+        {"is-adts", kKeyIsADTS},
+        {"aac-profile", kKeyAACAOT},
         {"pcm-encoding", kKeyPcmEncoding},
 };
 constexpr KeyPair kCsdKeys[] = {
@@ -99,7 +106,8 @@ void convertCommon(const sp<AMessage>& from, const sp<MetaData>& to) {
     int32_t bitRate = 0;
     if (from->findInt32("bitrate", &bitRate) && bitRate > 0) to->setInt32(kKeyBitRate, bitRate);
     AString language;
-    if (from->findString("language", &language)) to->setCString(kKeyMediaLanguage, language.c_str());
+    if (from->findString("language", &language))
+        to->setCString(kKeyMediaLanguage, language.c_str());
     convertFrameRate(from, to);
 }
 
@@ -160,9 +168,12 @@ status_t convertMetaDataToMessage(const sp<MetaData>& meta, sp<AMessage>* format
 
 status_t convertMetaDataToMessage(const MetaDataBase* meta, sp<AMessage>* format) {
     constexpr KeyPair kPlainInt32Keys[] = {
-            {"width", kKeyWidth},           {"height", kKeyHeight},
-            {"channel-count", kKeyChannelCount}, {"sample-rate", kKeySampleRate},
-            {"bitrate", kKeyBitRate},       {"frame-rate", kKeyFrameRate},
+            {"width", kKeyWidth},
+            {"height", kKeyHeight},
+            {"channel-count", kKeyChannelCount},
+            {"sample-rate", kKeySampleRate},
+            {"bitrate", kKeyBitRate},
+            {"frame-rate", kKeyFrameRate},
     };
     const char* text = nullptr;
     if (meta == nullptr || !meta->findCString(kKeyMIMEType, &text)) return BAD_VALUE;

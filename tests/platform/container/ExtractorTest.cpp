@@ -60,8 +60,7 @@ void PrintTo(const Sample& sample, std::ostream* out) {
 }
 
 // Reads what is left, as a pipeline does.
-std::vector<Sample> readAll(const sp<NuMediaExtractor>& extractor,
-                            size_t capacity = kBufferSize) {
+std::vector<Sample> readAll(const sp<NuMediaExtractor>& extractor, size_t capacity = kBufferSize) {
     std::vector<Sample> samples;
     sp<ABuffer> buffer = new ABuffer(capacity);
     while (extractor->readSampleData(buffer) == OK) {
@@ -99,7 +98,8 @@ std::vector<std::vector<Sample>> probePackets(const std::string& path) {
     const auto result = oxa::test::runOrDie(
             {"ffprobe", "-v", "error", "-show_entries",
              "packet=stream_index,pts_time,dts_time,size,flags:stream=index,codec_type:"
-             "format=start_time", "-of", "compact=nokey=0", path});
+             "format=start_time",
+             "-of", "compact=nokey=0", path});
     std::map<int, std::vector<Sample>> packets;
     std::map<int, bool> wanted;
     double start = 0;
@@ -111,7 +111,8 @@ std::vector<std::vector<Sample>> probePackets(const std::string& path) {
         for (std::string part; std::getline(parts, part, '|');) {
             const size_t equals = part.find('=');
             if (kind.empty()) kind = part;
-            if (equals != std::string::npos) fields[part.substr(0, equals)] = part.substr(equals + 1);
+            if (equals != std::string::npos)
+                fields[part.substr(0, equals)] = part.substr(equals + 1);
         }
         if (kind == "stream") {
             const std::string& type = fields["codec_type"];
@@ -128,7 +129,8 @@ std::vector<std::vector<Sample>> probePackets(const std::string& path) {
     std::vector<std::vector<Sample>> tracks;
     for (auto& [index, samples] : packets) {
         if (!wanted[index]) continue;
-        for (Sample& sample : samples) sample.timeUs -= std::llround(start * 1e6);
+        for (Sample& sample : samples)
+            sample.timeUs -= std::llround(start * 1e6);
         tracks.push_back(samples);
     }
     return tracks;
@@ -180,7 +182,8 @@ TEST_P(ClipTest, FormatsSayWhatIsInTheFile) {
         const std::vector<Sample> samples = readTrack(mPath, i);
         EXPECT_NEAR(durationUs, samples.back().timeUs - samples.front().timeUs, 250000);
         size_t largest = 0;
-        for (const Sample& sample : samples) largest = std::max(largest, sample.size);
+        for (const Sample& sample : samples)
+            largest = std::max(largest, sample.size);
         EXPECT_GT(int32Of(format, "max-input-size"), static_cast<int32_t>(largest));
     }
     EXPECT_THAT(tracks, testing::ElementsAreArray(GetParam().tracks));
@@ -278,7 +281,8 @@ TEST(ExtractorTest, MovesOnOnlyWhenAskedAndSaysThatTheLastSampleWasTheLast) {
     EXPECT_FALSE(parameters->popSample(0, packet));
     av_packet_free(&packet);
 
-    for (int i = 1; i < 30; ++i) ASSERT_EQ(extractor->advance(), OK) << i;
+    for (int i = 1; i < 30; ++i)
+        ASSERT_EQ(extractor->advance(), OK) << i;
     ASSERT_EQ(extractor->readSampleData(buffer), OK);
     EXPECT_EQ(extractor->advance(), ERROR_END_OF_STREAM);
     EXPECT_EQ(extractor->advance(), ERROR_END_OF_STREAM);
@@ -337,7 +341,8 @@ TEST(ExtractorTest, LeavesOutSamplesThatDoNotFit) {
     const std::vector<Sample> all = readTrack(path, 0);
     constexpr size_t kCapacity = 8000;
     size_t fitting = 0;
-    for (const Sample& sample : all) fitting += sample.size <= kCapacity ? 1 : 0;
+    for (const Sample& sample : all)
+        fitting += sample.size <= kCapacity ? 1 : 0;
     ASSERT_LT(fitting, all.size());
 
     FaultCollector collector;
@@ -397,8 +402,8 @@ TEST(ExtractorTest, FindsShapeOfPointsAndRotation) {
         EXPECT_THAT(clockwise, testing::AnyOf(90, 270));
         sp<AMessage> format;
         openClip(turned)->getTrackFormat(0, &format);
-        EXPECT_EQ(describe(format), "video/avc 320x240 25fps rot" + std::to_string(clockwise) +
-                                            " sar32:27");
+        EXPECT_EQ(describe(format),
+                  "video/avc 320x240 25fps rot" + std::to_string(clockwise) + " sar32:27");
     }
 }
 
@@ -415,7 +420,8 @@ TEST(ExtractorTest, ReadersOfOneDescriptorDoNotDisturbEachOther) {
             found[track] = readAll(extractor);
         });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads)
+        thread.join();
     for (size_t track = 0; track < found.size(); ++track) {
         EXPECT_EQ(found[track], readTrack(path, track)) << "track " << track;
     }
@@ -510,7 +516,8 @@ TEST_P(FailingReadTest, IsTheEndAndIsTold) {
     EXPECT_EQ(faults[0].error, EIO);
     EXPECT_EQ(faults[0].cause, "Input/output error");
     EXPECT_EQ(faults[0].object, path);
-    for (size_t i = 1; i < faults.size(); ++i) EXPECT_FALSE(faults[i].ended) << faults[i].cause;
+    for (size_t i = 1; i < faults.size(); ++i)
+        EXPECT_FALSE(faults[i].ended) << faults[i].cause;
 
     // From the first byte on there is nothing to open.
     EXPECT_EQ(newExtractor()->setDataSource(new FailingSource(path, 0)), ERROR_IO);
@@ -570,7 +577,8 @@ INSTANTIATE_TEST_SUITE_P(
         Texts, HostileFileTest,
         testing::Values("", "x",
                         "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXTINF:10,\nCLIP\n#EXT-X-ENDLIST\n",
-                        "ffconcat version 1.0\nfile 'CLIP'\n", "ffconcat version 1.0\nfile hostile\n",
+                        "ffconcat version 1.0\nfile 'CLIP'\n",
+                        "ffconcat version 1.0\nfile hostile\n",
                         "v=0\no=- 0 0 IN IP4 127.0.0.1\ns=x\nc=IN IP4 127.0.0.1\nt=0 0\n"
                         "m=audio 5004 RTP/AVP 0\n"));
 

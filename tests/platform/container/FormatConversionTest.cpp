@@ -10,6 +10,7 @@
 #include <media/stagefright/foundation/MediaDefs.h>
 
 #include <optional>
+#include <random>
 #include <vector>
 
 #include "container/AvcStream.h"
@@ -56,10 +57,10 @@ TEST(FormatConversionTest, ParameterSetsBecomeAConfigurationRecord) {
     sp<MetaData> meta = new MetaData;
     EXPECT_EQ(convertMessageToMetaData(message, meta), OK);
     EXPECT_THAT(bytesOf(meta, kKeyAVCC),
-                ElementsAreArray({1, 0x42, 0xC0, 0x1E, 0xFF, 0xE1, 0, 6, 0x67, 0x42, 0xC0, 0x1E,
-                                  0xAB, 0xCD, 1, 0, 4, 0x68, 0xCE, 0x38, 0x80}));
-    EXPECT_THAT(bytesOf(meta, kKeyOpaqueCSD1), ElementsAreArray({0, 0, 0, 1, 0x68, 0xCE, 0x38,
-                                                                 0x80}));
+                ElementsAreArray({1,    0x42, 0xC0, 0x1E, 0xFF, 0xE1, 0,    6,    0x67, 0x42, 0xC0,
+                                  0x1E, 0xAB, 0xCD, 1,    0,    4,    0x68, 0xCE, 0x38, 0x80}));
+    EXPECT_THAT(bytesOf(meta, kKeyOpaqueCSD1),
+                ElementsAreArray({0, 0, 0, 1, 0x68, 0xCE, 0x38, 0x80}));
 
     // One of them alone makes none.
     sp<AMessage> half = format(MEDIA_MIMETYPE_VIDEO_AVC);
@@ -83,8 +84,8 @@ TEST(FormatConversionTest, SoundConfigurationIsWrappedInADescriptor) {
     const Bytes esds = bytesOf(meta, kKeyESDS);
     ASSERT_EQ(esds.size(), 33u);
     EXPECT_THAT(Bytes(esds.begin(), esds.begin() + 15),
-                ElementsAreArray({3, 0x80, 0x80, 0x80, 28, 0, 0, 0, 4, 0x80, 0x80, 0x80, 20, 0x40,
-                                  0x15}));
+                ElementsAreArray(
+                        {3, 0x80, 0x80, 0x80, 28, 0, 0, 0, 4, 0x80, 0x80, 0x80, 20, 0x40, 0x15}));
     EXPECT_THAT(Bytes(esds.begin() + 26, esds.end()),
                 ElementsAreArray({5, 0x80, 0x80, 0x80, 2, 0x11, 0x90}));
     EXPECT_THAT(configurationFromEsds(esds.data(), esds.size()), ElementsAreArray({0x11, 0x90}));
@@ -92,8 +93,8 @@ TEST(FormatConversionTest, SoundConfigurationIsWrappedInADescriptor) {
         EXPECT_TRUE(configurationFromEsds(esds.data(), size).empty()) << size;
     }
     // Lengths of one byte and the optional fields, as files have them.
-    const Bytes file = {3, 0x1A, 0, 1, 0xE0, 9, 9, 1, 'u', 8, 8, 4, 0x14, 0x40, 0x15, 0, 0, 0,
-                        0, 0, 0, 0, 0, 0, 0, 0, 5, 2, 0x12, 0x10};
+    const Bytes file = {3, 0x1A, 0, 1, 0xE0, 9, 9, 1, 'u', 8, 8, 4, 0x14, 0x40, 0x15,
+                        0, 0,    0, 0, 0,    0, 0, 0, 0,   0, 0, 5, 2,    0x12, 0x10};
     EXPECT_THAT(configurationFromEsds(file.data(), file.size()), ElementsAreArray({0x12, 0x10}));
 }
 
@@ -117,7 +118,8 @@ TEST(FormatConversionTest, ConvertsBothWaysAndSaysWhatIsMissing) {
 
     sp<AMessage> back;
     ASSERT_EQ(convertMetaDataToMessage(meta, &back), OK);
-    for (const char* lost : {"bitrate", "unknown"}) EXPECT_FALSE(back->contains(lost));
+    for (const char* lost : {"bitrate", "unknown"})
+        EXPECT_FALSE(back->contains(lost));
     int32_t rate = 0;
     EXPECT_TRUE(back->findInt32("frame-rate", &rate));
     EXPECT_EQ(rate, 29);
@@ -136,7 +138,8 @@ TEST(FormatConversionTest, ConvertsBothWaysAndSaysWhatIsMissing) {
 }
 
 TEST(AvcStreamTest, SplitsAtStartCodesOfBothLengths) {
-    const Bytes stream = {9, 0, 0, 1, 0x67, 0, 0, 3, 1, 0, 0, 0, 1, 0x68, 0, 0, 0, 0, 1, 0, 0, 1, 5};
+    const Bytes stream = {9, 0,    0, 1, 0x67, 0, 0, 3, 1, 0, 0, 0,
+                          1, 0x68, 0, 0, 0,    0, 1, 0, 0, 1, 5};
     std::vector<Bytes> units;
     for (const NalUnit& unit : splitAnnexB(stream.data(), stream.size())) {
         units.emplace_back(unit.data, unit.data + unit.size);
@@ -160,6 +163,25 @@ TEST(AvcStreamTest, RebuildsTheRecordOfAFile) {
     for (size_t size = 0; size < record.size() - 4; ++size) {
         EXPECT_TRUE(annexBFromAvcConfiguration(record.data(), size).empty()) << size;
     }
+}
+
+// What a file says reaches the parser unchecked: nothing may overflow or run on (sanitizers tell).
+TEST(AvcStreamTest, AnyBytesAreSurvived) {
+    std::mt19937 random(1);
+    AvcSequence sequence;
+    int accepted = 0;
+    for (int round = 0; round < 20000; ++round) {
+        Bytes unit = {0x67, 100, 0, 30};
+        const size_t size = 4 + random() % 40;
+        while (unit.size() < size)
+            unit.push_back(static_cast<uint8_t>(random() & random()));
+        accepted += parseAvcSequence({unit.data(), unit.size()}, &sequence) ? 1 : 0;
+        annexBFromAvcConfiguration(unit.data() + 1, unit.size() - 1);
+        configurationFromEsds(unit.data() + 1, unit.size() - 1);
+    }
+    EXPECT_GT(accepted, 0);
+    EXPECT_LT(accepted, 20000);
+    EXPECT_LE(sequence.lumaBits, 14);
 }
 
 struct Aspect {

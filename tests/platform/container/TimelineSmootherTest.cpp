@@ -47,7 +47,8 @@ INSTANTIATE_TEST_SUITE_P(
                 Case{"StartsAnywhere", {{0, 95000}, {1, 95100}}, {95000, 95100}},
                 Case{"KeepsPauses", {{0, 0}, {0, 9000}, {0, 9500}}, {0, 9000, 9500}},
                 Case{"JumpsForward", {{0, 0}, {0, 100000}, {0, 100500}}, {0, 500, 1000}},
-                Case{"JumpsBack", {{0, 50000}, {0, 50500}, {0, 0}, {0, 500}},
+                Case{"JumpsBack",
+                     {{0, 50000}, {0, 50500}, {0, 0}, {0, 500}},
                      {50000, 50500, 51000, 51500}},
                 // The sound's last packet of the old part is written behind the picture's first
                 // one of the new part, as demuxers do, and must not be taken for another jump.

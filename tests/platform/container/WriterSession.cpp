@@ -61,10 +61,12 @@ TrackSample makeSample(const AVStream& stream, const AVPacket& packet) {
     sample.timeUs = av_rescale_q(packet.pts, stream.time_base, kMicroseconds);
     sample.sync = (packet.flags & AV_PKT_FLAG_KEY) != 0;
     const AVCodecParameters& parameters = *stream.codecpar;
-    const bool lengths = parameters.codec_id == AV_CODEC_ID_H264 &&
-                         parameters.extradata_size > 0 && parameters.extradata[0] == 1;
-    if (lengths) sample.data = startCodesForLengths(packet.data, packet.size);
-    else sample.data.assign(packet.data, packet.data + packet.size);
+    const bool lengths = parameters.codec_id == AV_CODEC_ID_H264 && parameters.extradata_size > 0 &&
+                         parameters.extradata[0] == 1;
+    if (lengths)
+        sample.data = startCodesForLengths(packet.data, packet.size);
+    else
+        sample.data.assign(packet.data, packet.data + packet.size);
     return sample;
 }
 
@@ -87,8 +89,10 @@ size_t EncodedClip::count(size_t track) const {
 }
 
 WriterSession::WriterSession(Container container, int fd) {
-    if (container == Container::kMp4) mWriter = new MPEG4Writer(fd);
-    else mWriter = new MPEG2TSWriter(fd);
+    if (container == Container::kMp4)
+        mWriter = new MPEG4Writer(fd);
+    else
+        mWriter = new MPEG2TSWriter(fd);
     if (fd >= 0) close(fd);
 }
 
@@ -102,7 +106,8 @@ status_t WriterSession::addTrack(const sp<MetaData>& format) {
 }
 
 void WriterSession::start(const EncodedClip& clip, MetaData* params) {
-    for (const sp<MetaData>& format : clip.formats) ASSERT_EQ(addTrack(format), OK);
+    for (const sp<MetaData>& format : clip.formats)
+        ASSERT_EQ(addTrack(format), OK);
     ASSERT_EQ(mWriter->start(params), OK);
 }
 
@@ -136,7 +141,8 @@ bool WriterSession::push(const std::vector<TrackSample>& samples) {
 }
 
 status_t WriterSession::stop() {
-    for (const sp<MediaAdapter>& adapter : mAdapters) adapter->stop();
+    for (const sp<MediaAdapter>& adapter : mAdapters)
+        adapter->stop();
     return mWriter->stop();
 }
 

@@ -62,7 +62,8 @@ std::vector<std::string> boxesOf(const std::string& path) {
     const std::string bytes = readFile(path);
     const auto number = [&](size_t position, int count) {
         uint64_t value = 0;
-        for (int i = 0; i < count; ++i) value = value << 8 | uint8_t(bytes[position + i]);
+        for (int i = 0; i < count; ++i)
+            value = value << 8 | uint8_t(bytes[position + i]);
         return value;
     };
     std::vector<std::string> boxes;
@@ -110,8 +111,8 @@ class WriterTest : public ::testing::TestWithParam<Container> {
     TempDir mDir;
     const std::string mPath = mDir.file("out");
 };
-INSTANTIATE_TEST_SUITE_P(Containers, WriterTest,
-                         testing::Values(Container::kMp4, Container::kTs), nameOf);
+INSTANTIATE_TEST_SUITE_P(Containers, WriterTest, testing::Values(Container::kMp4, Container::kTs),
+                         nameOf);
 
 // Would catch a sample that is lost, doubled, cut, written twice in one piece or noted at another
 // place than it has, in every order in which one thread can push two tracks; a writer that lets a
@@ -158,7 +159,8 @@ TEST_P(WriterTest, TracksFromSeveralThreads) {
         threads.emplace_back(
                 [&, track] { EXPECT_TRUE(session.push(trackOf(carClip().samples, track))); });
     }
-    for (std::thread& thread : threads) thread.join();
+    for (std::thread& thread : threads)
+        thread.join();
     session.stop();
     int64_t movedUs = 0;
     expectSameSamples(carClip().samples, readSamples(mPath), &movedUs);
@@ -231,7 +233,8 @@ TEST_P(WriterTest, LeavesOutWhatIsNoSample) {
     EXPECT_EQ(probe.audio()->packetCount, 20);
     EXPECT_TRUE(probe.video()->decodingTimesRise);
     const auto& times = probe.video()->packetTimesUs;
-    for (size_t i = 10; i < 13; ++i) EXPECT_NEAR(times[i] - times[i - 1], 11, 2) << i;
+    for (size_t i = 10; i < 13; ++i)
+        EXPECT_NEAR(times[i] - times[i - 1], 11, 2) << i;
     EXPECT_NEAR(times[13] - times[9], 4 * 80000, 2);
 }
 
@@ -375,7 +378,8 @@ class Pipe {
             std::string bytes;
             char part[5000];
             ssize_t count;
-            while ((count = read(mEnds[0], part, sizeof(part))) > 0) bytes.append(part, count);
+            while ((count = read(mEnds[0], part, sizeof(part))) > 0)
+                bytes.append(part, count);
             writeFile(path, bytes);
         });
     }
@@ -432,7 +436,8 @@ class StalledReaderTest : public WriterTest {
         mWriteEnd = fcntl(mPipe.takeWriter(), F_DUPFD_CLOEXEC, 0);
     }
     void TearDown() override {
-        for (int fd : {mSocket[0], mSocket[1], mWriteEnd}) close(fd);
+        for (int fd : {mSocket[0], mSocket[1], mWriteEnd})
+            close(fd);
     }
 
     // Pushes until the writer stands still.

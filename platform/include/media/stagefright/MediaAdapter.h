@@ -45,11 +45,11 @@ struct MediaAdapter : public MediaSource, public MediaBufferObserver {
 
     const sp<MetaData> mOutputFormat;
     std::mutex mLock;
-    std::condition_variable mBufferPushed;    // or stopped
+    std::condition_variable mBufferPushed;  // or stopped
     std::condition_variable mBufferReturned;
-    bool mStarted = false;              // guarded by mLock
-    MediaBuffer* mBuffer = nullptr;     // guarded by mLock
-    uint64_t mReturnedBuffers = 0;      // guarded by mLock
+    bool mStarted = false;           // guarded by mLock
+    MediaBuffer* mBuffer = nullptr;  // guarded by mLock
+    uint64_t mReturnedBuffers = 0;   // guarded by mLock
 };
 
 }  // namespace android

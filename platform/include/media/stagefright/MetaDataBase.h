@@ -40,8 +40,8 @@ enum {
     kKeyAACProfile = 'aacp',
     kKeyAACAOT = 'aaot',
     kKeyIsADTS = 'adts',
-    kKeyAVCC = 'avcc',  // data
-    kKeyHVCC = 'hvcc',  // data
+    kKeyAVCC = 'avcc',           // data
+    kKeyHVCC = 'hvcc',           // data
     kKeyMediaLanguage = 'lang',  // cstring
     kKeyIsSyncFrame = 'sync',
     kKeyIsCodecConfig = 'conf',

@@ -47,9 +47,9 @@ struct NuMediaExtractor : public RefBase {
 
     // A track that is selected after reading has begun starts at the file's present position,
     // unless it is the only one; that starts at its beginning.
-    status_t selectTrack(size_t index, int64_t startTimeUs = -1ll,
-                         MediaSource::ReadOptions::SeekMode mode =
-                                 MediaSource::ReadOptions::SEEK_CLOSEST_SYNC);
+    status_t selectTrack(
+            size_t index, int64_t startTimeUs = -1ll,
+            MediaSource::ReadOptions::SeekMode mode = MediaSource::ReadOptions::SEEK_CLOSEST_SYNC);
     status_t unselectTrack(size_t index);
 
     // The next sample is the one at that time (microseconds) or the sync sample that the mode asks
