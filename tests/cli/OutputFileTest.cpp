@@ -3,6 +3,7 @@
 
 #include "OutputFile.h"
 
+#include <android/log.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -77,6 +78,20 @@ TEST_F(OutputFileTest, nothingIsLeftOfAnOutputThatIsNotFinished) {
     OutputFile output;
     write(&output, mFinal, false, "half");
     OutputFile::removeTemporary();  // what a second Ctrl-C does
+    EXPECT_THAT(names(), IsEmpty());
+}
+
+using OutputFileDeathTest = OutputFileTest;
+
+TEST_F(OutputFileDeathTest, nothingIsLeftAfterAFatalAssertion) {
+    EXPECT_DEATH(
+            {
+                OutputFile::removeAtFatalError();
+                OutputFile output;
+                output.open(mFinal, false, -1);
+                __android_log_assert(nullptr, "test", "broken invariant");
+            },
+            "broken invariant");
     EXPECT_THAT(names(), IsEmpty());
 }
 

@@ -243,6 +243,14 @@ TEST_F(TranscodeCliTest, eventsTellTheWholeJob) {
     EXPECT_GT(last["speed"], 0);
 }
 
+// A program that reads only the first events must not cost the user the file.
+TEST_F(TranscodeCliTest, readerOfEventsMayGoAway) {
+    const ProcessResult result =
+            player(quick(mFlower, mMp4, {"--json"})).closeOutputAfter(10).run();
+    EXPECT_EQ(result.exitCode, 0) << result.signal << result.err;
+    EXPECT_NE(MediaProbe(mMp4).video(), nullptr);
+}
+
 TEST_F(TranscodeCliTest, quietSaysNothingAndVerboseShowsThePlatformLog) {
     const ProcessResult quiet = runPlayer(quick(mediaPath("roar.mp3"), mMp4, {"--quiet"}));
     EXPECT_EQ(quiet.exitCode, 0);
@@ -401,6 +409,14 @@ INSTANTIATE_TEST_SUITE_P(Signals, InterruptCliTest,
                              name[name.find('.')] = '_';
                              return name;
                          });
+
+TEST_F(TranscodeCliTest, interruptedStreamEndsWithWholePackets) {
+    const ProcessResult result = player(longJob("-")).signalOnText(SIGINT, kEncoderReport).run();
+    EXPECT_EQ(result.exitCode, 130) << result.signal << result.err;
+    EXPECT_GT(result.out.size(), 0u);
+    EXPECT_EQ(result.out.size() % 188, 0u);
+    EXPECT_EQ(eventsOf(result.err).back()["exit"], 130);
+}
 
 TEST_F(TranscodeCliTest, shortenedFileDoesNotReplaceAnOldOne) {
     ASSERT_TRUE(writeFile(mMp4, "precious"));

@@ -19,6 +19,8 @@
 #include <condition_variable>
 #include <mutex>
 
+#include "Signals.h"
+
 namespace oxaplayer {
 
 using namespace android;
@@ -26,6 +28,7 @@ using namespace android;
 namespace {
 
 constexpr std::chrono::seconds kLongestTrial(30);
+constexpr std::chrono::milliseconds kSignalInterval(100);
 constexpr int32_t kSurfaceColourFormat = 0x7F000789;
 constexpr int32_t kAnySize = 64;
 
@@ -36,8 +39,11 @@ class Trial : public AHandler {
         : mExtractor(extractor), mDecoder(decoder) {}
 
     bool waitForResult() {
+        const auto end = std::chrono::steady_clock::now() + kLongestTrial;
         std::unique_lock<std::mutex> lock(mLock);
-        mDecided.wait_for(lock, kLongestTrial, [this] { return mResult != kOpen; });
+        while (mResult == kOpen && !Signals::arrived() && std::chrono::steady_clock::now() < end) {
+            mDecided.wait_for(lock, kSignalInterval);
+        }
         return mResult == kDecodes;
     }
 

@@ -3,6 +3,7 @@
 
 #include "OutputFile.h"
 
+#include <android/log.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -194,6 +195,10 @@ void OutputFile::removeTemporary() {
     std::lock_guard<std::mutex> lock(gTemporaryLock);
     if (!gTemporaryName.empty()) unlink(gTemporaryName.c_str());
     gTemporaryName.clear();
+}
+
+void OutputFile::removeAtFatalError() {
+    __android_log_set_aborter([](const char*) { removeTemporary(); });
 }
 
 }  // namespace oxaplayer

@@ -52,6 +52,9 @@ class OutputFile {
     // For the last moment of the process, from any thread: removes the temporary file if there is
     // one.
     static void removeTemporary();
+    // From now on a fatal assertion of the platform or the library does that, too, before it ends
+    // the process.
+    static void removeAtFatalError();
 
   private:
     std::optional<Failure> openTemporary(bool force);

@@ -18,6 +18,8 @@ namespace oxaplayer {
 
 namespace {
 
+const Failure kNothingWritten = {ExitCode::kInterrupted, "interrupted, nothing was written"};
+
 // Gives the descriptor of standard output for media, and has everything else that is printed there
 // from now on go to standard error.
 int takeStandardOutput() {
@@ -65,6 +67,7 @@ ExitCode TranscodeCommand::run(const CommonOptions& common) {
     mQueue = std::make_shared<EventQueue>();
     Signals::takeOver([queue = mQueue] { queue->push(Interrupted{}); },
                       &OutputFile::removeTemporary);
+    OutputFile::removeAtFatalError();
     const auto failure = transcode();
     mReport->endProgress();
     ExitCode code = ExitCode::kDone;
@@ -90,7 +93,9 @@ std::optional<Failure> TranscodeCommand::transcode() {
                                                  "': expected a name from ultrafast to placebo"};
     }
     if (auto failure = mInput.open(mOptions.input)) return failure;
-    if (auto failure = chooseTracks()) return failure;
+    const auto noTracks = chooseTracks();
+    if (Signals::arrived()) return kNothingWritten;
+    if (noTracks) return noTracks;
     if (auto failure = openOutput()) return failure;
     announce();
 

@@ -117,6 +117,7 @@ void TranscodeJob::handlePending() {
 
 void TranscodeJob::handle(const JobEvent& event) {
     if (std::holds_alternative<Interrupted>(event)) {
+        mReport->note("interrupted, finishing the output (once more to end at once)");
         mInterrupted = true;
     } else if (std::holds_alternative<EndOfStream>(event)) {
         if (!mEnded) mReport->event("eos", Json::object());
