@@ -12,7 +12,9 @@
 
 namespace android {
 
-ALooperRoster gLooperRoster;
+// Never destroyed: a looper thread may drop the last reference to a handler, which unregisters
+// itself, while the process already runs its exit handlers.
+ALooperRoster& gLooperRoster = *new ALooperRoster;
 
 ALooper::handler_id ALooperRoster::registerHandler(const sp<ALooper>& looper,
                                                    const sp<AHandler>& handler) {

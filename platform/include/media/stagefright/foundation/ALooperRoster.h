@@ -38,6 +38,6 @@ struct ALooperRoster {
     DISALLOW_EVIL_CONSTRUCTORS(ALooperRoster);
 };
 
-extern ALooperRoster gLooperRoster;
+extern ALooperRoster& gLooperRoster;
 
 }  // namespace android
