@@ -10,7 +10,7 @@
 
 namespace android {
 
-// Helpers for H.264 byte streams: NAL units, parameter sets and the decoder configuration record
+// For H.264 byte streams: NAL units, parameter sets and the decoder configuration record
 // ("avcC") that MP4 files keep them in.
 
 struct NalUnit {
