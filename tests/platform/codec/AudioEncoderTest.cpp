@@ -179,7 +179,7 @@ TEST_P(AacEncoderTimeTest, ClickAndToneAreWhereTheyWere) {
     const std::vector<float> mono = sound.channel(0);
     const size_t click = peakPosition(window(mono, rate, 0, 1.2));
     EXPECT_NEAR(sound.timeUs(static_cast<double>(click)),
-                conversion.firstStampUs + kClickSeconds * 1e6, 1000);
+                conversion.firstStampUs + kClickSeconds * 1e6, 150);
 
     const double realFrames = static_cast<double>(sound.frames()) - kUnitFrames;
     EXPECT_GE(realFrames, kSeconds * rate - 1);
