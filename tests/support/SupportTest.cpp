@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The kit's own tests: only where a helper that lies would let a fault pass.
+// The kit's own tests: only where a measurement that lies would let a fault pass.
 
 #include <gtest/gtest.h>
 #include <signal.h>
