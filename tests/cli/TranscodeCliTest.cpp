@@ -1,8 +1,10 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -208,6 +210,19 @@ TEST_F(TranscodeCliTest, brokenPipeIsAnOutputError) {
     const ProcessResult result = player(quick(mFlower, "-")).closeOutputAfter(100'000).run();
     EXPECT_EQ(result.exitCode, 4) << result.signal << result.err;
     EXPECT_THAT(result.err, HasSubstr("cannot write '-': Broken pipe"));
+}
+
+// Whoever holds a pipe open and never reads would hold up the job for ever.
+TEST_F(TranscodeCliTest, stalledReaderIsAFailureAfterHalfAMinute) {
+    const std::string pipe = mFolder.file("pipe.ts");
+    runOrDie({"mkfifo", pipe});
+    const int reader = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    const ProcessResult result = runPlayer(quick(mFlower, pipe));
+    close(reader);
+    EXPECT_EQ(result.exitCode, 1) << result.signal << result.err;
+    EXPECT_THAT(result.err, HasSubstr("nothing was read or written for 30 seconds"));
+    EXPECT_GE(result.duration, std::chrono::seconds(30));
 }
 
 TEST_F(TranscodeCliTest, mp4IntoAPipeIsRefused) {

@@ -3,13 +3,14 @@
 
 #include "SourceTracks.h"
 
-#include <media/stagefright/MediaErrors.h>
 #include <media/stagefright/NuMediaExtractor.h>
 #include <media/stagefright/foundation/AString.h>
 
 #include <algorithm>
 #include <cstring>
 #include <nlohmann/json.hpp>
+
+#include "StatusText.h"
 
 namespace oxaplayer {
 
@@ -52,11 +53,6 @@ SourceTrack describe(size_t index, const sp<AMessage>& format) {
     return track;
 }
 
-std::string causeOf(status_t status) {
-    if (status == android::ERROR_UNSUPPORTED) return "Not a media file of a known kind";
-    return status > -1000 ? strerror(-status) : "The file is damaged";
-}
-
 template <typename Value>
 Json orNull(const std::optional<Value>& value) {
     return value ? Json(*value) : Json(nullptr);
@@ -68,7 +64,8 @@ std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrac
     sp<NuMediaExtractor> extractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
     const status_t status = extractor->setDataSource(input.descriptor(), 0, input.size());
     if (status != android::OK) {
-        return Failure{ExitCode::kInput, "cannot read '" + input.path() + "': " + causeOf(status)};
+        return Failure{ExitCode::kInput,
+                       "cannot read '" + input.path() + "': " + statusText(status)};
     }
     tracks->clear();
     for (size_t index = 0; index < extractor->countTracks(); ++index) {

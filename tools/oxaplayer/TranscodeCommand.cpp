@@ -77,6 +77,7 @@ ExitCode TranscodeCommand::run(const CommonOptions& common) {
         code = failure->code;
     }
     reportResult(code);
+    if (mStalled) _exit(static_cast<int>(code));
     return code;
 }
 
@@ -104,8 +105,9 @@ std::optional<Failure> TranscodeCommand::transcode() {
     TranscodeJob job(
             {mInput, mOutput, mContainer, video, audio, makeTargetFormat(mOptions, video, audio)},
             mQueue, mReport.get());
-    if (auto failure = job.run()) return failure;
-    return complete(job);
+    const auto failure = job.run();
+    mStalled = job.hasStalled();
+    return failure ? failure : complete(job);
 }
 
 std::optional<Failure> TranscodeCommand::chooseTracks() {
@@ -171,8 +173,7 @@ std::optional<Failure> TranscodeCommand::complete(const TranscodeJob& job) {
         summarize(job);
         return std::nullopt;
     }
-    if (!job.hasOutput())
-        return Failure{ExitCode::kInterrupted, "interrupted, nothing was written"};
+    if (!job.hasOutput()) return kNothingWritten;
     if (auto failure = mOutput.keepShortened()) return failure;
     summarize(job);
     return Failure{ExitCode::kInterrupted,

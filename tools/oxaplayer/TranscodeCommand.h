@@ -52,6 +52,7 @@ class TranscodeCommand : public Command {
     std::optional<SourceTrack> mVideo;
     std::optional<SourceTrack> mAudio;
     std::optional<Result> mResult;
+    bool mStalled = false;
 };
 
 }  // namespace oxaplayer

@@ -4,10 +4,10 @@
 #include "TranscodeJob.h"
 
 #include <algorithm>
-#include <cstring>
 #include <nlohmann/json.hpp>
 
 #include "PlayerEvents.h"
+#include "StatusText.h"
 
 namespace oxaplayer {
 
@@ -39,7 +39,7 @@ TranscodeJob::TranscodeJob(const Work& work, std::shared_ptr<EventQueue> queue, 
       mWarnings([report](const std::string& text) { report->warning(text); }),
       mMeter(nowUs(), std::max(durationUs(work.video), durationUs(work.audio))),
       mWritten{-1, -1, 0},
-      mLastActivityUs(nowUs()) {}
+      mLastWatchUs(nowUs()) {}
 
 std::optional<Failure> TranscodeJob::run() {
     const PlayerEvents events(mQueue);
@@ -47,9 +47,13 @@ std::optional<Failure> TranscodeJob::run() {
     mPlayer->mStatusHandler = events.handler();
     mFailure = start();
     if (!mFailure) waitForEnd();
-    mPlayer->stop();
-    updateProgress();
-    mPlayer->cleanup();
+    if (mStalled) {
+        mPlayer->incStrong(this);
+    } else {
+        mPlayer->stop();
+        updateProgress();
+        mPlayer->cleanup();
+    }
     mPlayer.clear();
     // Closing the output may have failed, too.
     handlePending();
@@ -61,7 +65,7 @@ std::optional<Failure> TranscodeJob::run() {
 std::optional<Failure> TranscodeJob::start() {
     const auto check = [](status_t status, const char* step) -> std::optional<Failure> {
         if (status == OK) return std::nullopt;
-        return Failure{ExitCode::kFailed, std::string(step) + ": " + strerror(-status)};
+        return Failure{ExitCode::kFailed, std::string(step) + ": " + statusText(status)};
     };
     android::_OxaTranscodeConfig config = {};
     config.type = kOutputDescriptor;
@@ -84,10 +88,9 @@ std::optional<Failure> TranscodeJob::start() {
 }
 
 void TranscodeJob::waitForEnd() {
-    bool drained = false;
-    while (!drained && !mInterrupted && !mFailure) {
+    while (!mDrained && !mInterrupted && !mFailure) {
         if (mEnded) {
-            drained = drain();
+            drain();
             handlePending();
         } else if (const auto event = mQueue->pop(nowUs() + kTickUs)) {
             handle(*event);
@@ -97,22 +100,22 @@ void TranscodeJob::waitForEnd() {
     }
 }
 
-bool TranscodeJob::drain() {
+void TranscodeJob::drain() {
     const status_t status = mPlayer->drain(kTickUs);
-    if (status == OK) return true;
-    if (status != android::TIMED_OUT) {
-        if (hasOutput()) {
-            fail(ExitCode::kFailed, "the output could not be completed");
-        } else {
-            fail(ExitCode::kInput, "'" + mWork.input.path() + "' has nothing that can be decoded");
-        }
+    mDrained = status == OK;
+    if (mDrained || status == android::TIMED_OUT) return;
+    updateProgress();
+    if (hasOutput()) {
+        fail(ExitCode::kFailed, "the output could not be completed");
+    } else {
+        fail(ExitCode::kInput, "'" + mWork.input.path() + "' has nothing that can be decoded");
     }
-    return false;
 }
 
 void TranscodeJob::handlePending() {
-    while (const auto event = mQueue->pop(0))
+    while (const auto event = mQueue->pop(0)) {
         handle(*event);
+    }
 }
 
 void TranscodeJob::handle(const JobEvent& event) {
@@ -123,7 +126,7 @@ void TranscodeJob::handle(const JobEvent& event) {
         if (!mEnded) mReport->event("eos", Json::object());
         mEnded = true;
     } else if (const auto* rate = std::get_if<FrameRate>(&event)) {
-        mLastActivityUs = nowUs();
+        mIdleUs = 0;
         mReport->event("fps", {{"side", rate->encoder ? "encoder" : "decoder"},
                                {"fps", rounded(rate->framesPerSecond, 100)}});
     } else {
@@ -159,7 +162,7 @@ void TranscodeJob::updateProgress() {
     if (mPlayer->getTranscodeProgress(&written) != OK) return;
     if (written.videoFrames != mWritten.videoFrames ||
         written.audioTimeUs != mWritten.audioTimeUs) {
-        mLastActivityUs = nowUs();
+        mIdleUs = 0;
     }
     mWritten = written;
     mSample.nowUs = nowUs();
@@ -187,7 +190,11 @@ int64_t TranscodeJob::completeTimeUs() const {
 }
 
 void TranscodeJob::watch() {
-    if (nowUs() - mLastActivityUs < kStallUs) return;
+    // A process that was stopped and goes on later has not been idle meanwhile.
+    mIdleUs += std::min(nowUs() - mLastWatchUs, 2 * kTickUs);
+    mLastWatchUs = nowUs();
+    if (mFailure || mIdleUs < kStallUs) return;
+    mStalled = true;
     fail(ExitCode::kFailed, "nothing was read or written for 30 seconds");
 }
 

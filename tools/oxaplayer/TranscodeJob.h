@@ -40,7 +40,11 @@ class TranscodeJob {
     // when all went well, or when the job was interrupted; otherwise the first thing that failed.
     std::optional<Failure> run();
 
-    bool wasInterrupted() const { return mInterrupted; }
+    // Whether an interrupt has made the output shorter.
+    bool wasInterrupted() const { return mInterrupted && !mDrained; }
+    // Whether nothing moved any more. What hangs cannot be stopped either: the player is left
+    // alone, and the process has to end without waiting for its threads.
+    bool hasStalled() const { return mStalled; }
     // Whether any sample has reached the output.
     bool hasOutput() const;
     // What was done in all; rates are those of the whole job.
@@ -51,7 +55,7 @@ class TranscodeJob {
   private:
     std::optional<Failure> start();
     void waitForEnd();
-    bool drain();
+    void drain();
     void handle(const JobEvent& event);
     void handleFault(const oxa::host::Fault& fault);
     void handlePending();
@@ -68,9 +72,12 @@ class TranscodeJob {
     ProgressMeter mMeter;
     ProgressSample mSample;
     android::_TRANSCODE_PROGRESS mWritten;
-    int64_t mLastActivityUs;
-    bool mEnded = false;
+    int64_t mLastWatchUs;
+    int64_t mIdleUs = 0;
+    bool mEnded = false;    // the source is read
+    bool mDrained = false;  // all of it is with the muxer
     bool mInterrupted = false;
+    bool mStalled = false;
     std::optional<Failure> mFailure;
 };
 

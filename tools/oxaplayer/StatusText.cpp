@@ -1,0 +1,27 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "StatusText.h"
+
+#include <media/stagefright/MediaErrors.h>
+
+#include <cstring>
+
+namespace oxaplayer {
+
+std::string statusText(android::status_t status) {
+    switch (status) {
+        case android::ERROR_UNSUPPORTED:
+            return "Not a media file of a known kind";
+        case android::ERROR_MALFORMED:
+            return "The file is damaged";
+        case android::ERROR_IO:
+            return "It cannot be read";
+        default:
+            break;
+    }
+    if (status < 0 && status > android::MEDIA_ERROR_BASE) return strerror(-status);
+    return "Error " + std::to_string(status);
+}
+
+}  // namespace oxaplayer
