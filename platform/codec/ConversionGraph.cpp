@@ -72,7 +72,7 @@ int ConversionGraph::push(AVFrame* frame) {
         return 0;
     }
     int err = mGraph == nullptr ? build(*frame) : 0;
-    if (err >= 0) err = av_buffersrc_add_frame_flags(mSource, frame, AV_BUFFERSRC_FLAG_PUSH);
+    if (err >= 0) err = av_buffersrc_add_frame_flags(mSource, frame, 0);
     av_frame_unref(frame);
     return std::min(err, 0);
 }
@@ -80,7 +80,7 @@ int ConversionGraph::push(AVFrame* frame) {
 int ConversionGraph::finish(int64_t endPts) {
     if (mGraph == nullptr || mFinished) return 0;
     mFinished = true;
-    return std::min(av_buffersrc_close(mSource, endPts, AV_BUFFERSRC_FLAG_PUSH), 0);
+    return std::min(av_buffersrc_close(mSource, endPts, 0), 0);
 }
 
 int ConversionGraph::pull(AVFrame* frame) {
