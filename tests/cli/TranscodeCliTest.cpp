@@ -225,6 +225,23 @@ TEST_F(TranscodeCliTest, stalledReaderIsAFailureAfterHalfAMinute) {
     EXPECT_GE(result.duration, std::chrono::seconds(30));
 }
 
+// The writer sits in a write that nobody will ever take; the interrupted job must get past it.
+TEST_F(TranscodeCliTest, interruptEndsAJobWhoseReaderHasStopped) {
+    const std::string pipe = mFolder.file("pipe.ts");
+    runOrDie({"mkfifo", pipe});
+    const int reader = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    // The second line of progress comes seconds later, when the pipe has long been full.
+    const ProcessResult result = player(quick(mFlower, pipe))
+                                         .signalOnText(0, " %")
+                                         .signalOnText(SIGINT, " %")
+                                         .setTimeLimit(std::chrono::seconds(25))
+                                         .run();
+    close(reader);
+    EXPECT_FALSE(result.timedOut);
+    EXPECT_EQ(result.signal, 0) << result.err;
+}
+
 TEST_F(TranscodeCliTest, mp4IntoAPipeIsRefused) {
     const ProcessResult result = runPlayer(quick(mFlower, "-", {"--format", "mp4"}));
     EXPECT_EQ(result.exitCode, 4);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <oxa/host/OutputWait.h>
 
 #include "PlayerEvents.h"
 #include "StatusText.h"
@@ -18,6 +19,7 @@ namespace {
 
 constexpr int64_t kTickUs = 200'000;
 constexpr int64_t kStallUs = 30'000'000;
+constexpr int64_t kStopOutputWaitUs = 1'000'000;
 constexpr double kFrameRateIntervalSec = 1;
 constexpr int32_t kOutputDescriptor = 7;
 
@@ -47,6 +49,8 @@ std::optional<Failure> TranscodeJob::run() {
     mPlayer->mStatusHandler = events.handler();
     mFailure = start();
     if (!mFailure) waitForEnd();
+    // A reader of our pipe that does not read must not hold the end of a job that is given up.
+    if (!mDrained) oxa::host::setOutputWaitLimit(kStopOutputWaitUs);
     if (mStalled) {
         mPlayer->incStrong(this);
     } else {
