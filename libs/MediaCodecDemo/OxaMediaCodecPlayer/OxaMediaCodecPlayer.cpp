@@ -200,7 +200,9 @@ status_t OxaMediaCodecPlayer::stop() {
 
 status_t OxaMediaCodecPlayer::cleanup() {
     ALOGD("%s[%d]: release resource", __FUNCTION__, __LINE__);
-    // Pipelines must not run, nor reports be on their way, while everything is taken apart.
+    // Pipelines must not run, nor reports be on their way, while everything is taken apart: what
+    // they posted while they were being stopped is handled before a second, empty stop.
+    stop();
     stop();
     onReset();
     return OK;
