@@ -6,6 +6,7 @@ import hashlib
 import json
 import os
 import subprocess
+import sys
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
@@ -28,14 +29,15 @@ def test_clips():
     return sorted(path for path in CLIPS.iterdir() if path.suffix in CLIP_SUFFIXES)
 
 
-def full_hd_clip(seconds, cache=CACHE):
+def full_hd_clip(seconds, cache):
     """1920x1080 at 30 frames a second, H.264 High with B-frames and AAC; made once."""
     arguments = ["-filter_complex", f"{PICTURE};{SOUND}", "-map", "[picture]", "-map", "[sound]",
                  *ENCODER, "-t", str(seconds)]
     digest = hashlib.sha256("\0".join(arguments).encode()).hexdigest()[:12]
-    clip = Path(cache) / f"full_hd_{seconds}s_{digest}.mp4"
+    clip = cache / f"full_hd_{seconds}s_{digest}.mp4"
     if not clip.exists():
         clip.parent.mkdir(parents=True, exist_ok=True)
+        print(f"== making {clip}", file=sys.stderr, flush=True)
         unfinished = clip.with_suffix(f".{os.getpid()}.mp4")
         try:
             subprocess.run(["ffmpeg", "-v", "error", "-nostdin", "-y", *arguments, unfinished],

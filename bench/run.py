@@ -45,6 +45,8 @@ def parse_arguments():
     parser.add_argument("--markdown", action="store_true", help="print the table as Markdown")
     parser.add_argument("--bin", metavar="DIR", default=media.ROOT / "build" / "release" / "bin",
                         type=Path, help="where the built programs are (default: %(default)s)")
+    parser.add_argument("--cache", metavar="DIR", default=media.CACHE, type=Path,
+                        help="where the clip that is made stays (default: %(default)s)")
     arguments = parser.parse_args()
     arguments.peers = arguments.peers.split(",")
     for peer in arguments.peers:
@@ -63,8 +65,8 @@ def case_makers(arguments):
     player = arguments.bin / "oxaplayer"
 
     def full_hd(name, size, bit_rate, clip_seconds=seconds, copies=1):
-        return lambda: make_job(player, name, media.full_hd_clip(clip_seconds), size, bit_rate,
-                                copies)
+        return lambda: make_job(player, name, media.full_hd_clip(clip_seconds, arguments.cache),
+                                size, bit_rate, copies)
 
     makers = {path.stem: lambda path=path: make_job(player, path.stem, path)
               for path in media.test_clips()}
