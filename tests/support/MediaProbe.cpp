@@ -77,15 +77,15 @@ int64_t StreamProbe::largestStepUs() const {
     return largest;
 }
 
-MediaProbe::MediaProbe(const std::string& path) {
-    MediaReader reader(path);
+MediaProbe::MediaProbe(const std::string& path, const std::string& format) {
+    MediaReader reader(path, format);
     mError = reader.error();
     if (!reader.ok()) return;
-    const AVFormatContext* format = reader.format();
-    mFormatName = format->iformat->name;
-    if (format->duration != AV_NOPTS_VALUE) mHeaderDurationUs = format->duration;
-    for (unsigned index = 0; index < format->nb_streams; ++index) {
-        mStreams.push_back(describe(format, format->streams[index]));
+    const AVFormatContext* context = reader.format();
+    mFormatName = context->iformat->name;
+    if (context->duration != AV_NOPTS_VALUE) mHeaderDurationUs = context->duration;
+    for (unsigned index = 0; index < context->nb_streams; ++index) {
+        mStreams.push_back(describe(context, context->streams[index]));
     }
 
     std::vector<int64_t> lastDecoding(mStreams.size(), INT64_MIN);
@@ -108,7 +108,7 @@ MediaProbe::MediaProbe(const std::string& path) {
         last = packet.dts;
     };
     const auto onFrame = [&](int stream, const AVFrame& frame, int64_t timeUs) {
-        addFrame(format->streams[stream], frame, timeUs, &mStreams[stream]);
+        addFrame(context->streams[stream], frame, timeUs, &mStreams[stream]);
     };
     reader.decode({}, onFrame, onPacket);
     for (size_t index = 0; index < mStreams.size(); ++index) {

@@ -49,7 +49,8 @@ struct StreamProbe {
 // Opens a media file with libavformat, decodes all of it and tells what is in it.
 class MediaProbe {
   public:
-    explicit MediaProbe(const std::string& path);
+    // `format`: libavformat's name, for a file too short to be recognised; empty: find out.
+    explicit MediaProbe(const std::string& path, const std::string& format = "");
 
     bool ok() const { return mError.empty(); }
     const std::string& error() const { return mError; }

@@ -19,8 +19,10 @@ std::string errorText(int error) {
 
 }  // namespace
 
-MediaReader::MediaReader(const std::string& path) {
-    int err = avformat_open_input(&mFormat, path.c_str(), nullptr, nullptr);
+MediaReader::MediaReader(const std::string& path, const std::string& format) {
+    const AVInputFormat* const known =
+            format.empty() ? nullptr : av_find_input_format(format.c_str());
+    int err = avformat_open_input(&mFormat, path.c_str(), known, nullptr);
     if (err >= 0) err = avformat_find_stream_info(mFormat, nullptr);
     if (err >= 0) {
         mErrors.resize(mFormat->nb_streams);
@@ -52,7 +54,12 @@ int64_t MediaReader::toUs(int stream, int64_t streamTime) const {
 
 void MediaReader::readPackets(const std::function<void(const AVPacket&)>& onPacket) {
     PacketPtr packet(av_packet_alloc());
-    while (ok() && av_read_frame(mFormat, packet.get()) >= 0) {
+    while (ok()) {
+        const int64_t position = avio_tell(mFormat->pb);
+        const int err = av_read_frame(mFormat, packet.get());
+        // A demuxer that has lost its way in damaged data goes on with the next call.
+        if (err == AVERROR(EAGAIN) && avio_tell(mFormat->pb) > position) continue;
+        if (err < 0) return;
         onPacket(*packet);
         av_packet_unref(packet.get());
     }

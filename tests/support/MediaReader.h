@@ -33,7 +33,8 @@ using CodecContextPtr = std::unique_ptr<AVCodecContext, CodecContextDeleter>;
 // the file's start time, so that those of all streams can be compared.
 class MediaReader {
   public:
-    explicit MediaReader(const std::string& path);
+    // `format`: libavformat's name, for a file too short to be recognised; empty: find out.
+    explicit MediaReader(const std::string& path, const std::string& format = "");
     ~MediaReader();
     MediaReader(const MediaReader&) = delete;
     MediaReader& operator=(const MediaReader&) = delete;

@@ -3,6 +3,7 @@
 
 #include "transcode/LibraryJob.h"
 
+#include <android/log.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -21,7 +22,8 @@ constexpr int kOutputDescriptor = 7;
 constexpr std::chrono::minutes kLongestJob{3};
 
 bool endsWith(const std::string& text, const std::string& end) {
-    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
 int entriesOf(const char* folder) {
@@ -37,7 +39,10 @@ int entriesOf(const char* folder) {
 LibraryJob::LibraryJob(const Work& work)
     : mWork(work),
       mDescriptor(open(work.output.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)),
-      mPlayer(new android::OxaMediaCodecPlayer(true, work.onlyTrack)) {}
+      mPlayer(new android::OxaMediaCodecPlayer(true, work.onlyTrack)) {
+    // Thousands of lines that say that all is well hide the one that does not.
+    __android_log_set_minimum_priority(ANDROID_LOG_WARN);
+}
 
 LibraryJob::~LibraryJob() {
     mPlayer->cleanup();

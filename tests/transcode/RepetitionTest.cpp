@@ -27,7 +27,7 @@ class RepetitionTest : public testing::Test {
         ClipOptions options;
         options.seconds = 1;
         const std::string source = testClip(options);
-        ProcessUse before;
+        ProcessUse before = currentUse();
         for (int i = 0; i < count; ++i) {
             SCOPED_TRACE("job " + std::to_string(i));
             const std::string output = mFolder.file(i % 2 == 0 ? "out.mp4" : "out.ts");
@@ -38,12 +38,11 @@ class RepetitionTest : public testing::Test {
             ASSERT_EQ(probe.video()->decodeErrors, 0);
             ASSERT_EQ(probe.audio()->decodeErrors, 0);
             ASSERT_NEAR(probe.audio()->endUs, 1'000'000, 1024e6 / 48000);
-            if (i == 0) before = currentUse();
+            if (i == 0) before.descriptors = currentUse().descriptors;
         }
         EXPECT_TRUE(waitFor([&] { return currentUse() == before; }))
                 << currentUse().descriptors << " descriptors, " << currentUse().threads
-                << " threads; after the first job " << before.descriptors << " and "
-                << before.threads;
+                << " threads; before " << before.descriptors << " and " << before.threads;
     }
 
     void transcodeOnce(const std::string& source, const std::string& output) {

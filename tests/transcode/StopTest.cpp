@@ -6,6 +6,7 @@
 #include <chrono>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "support/Deadline.h"
 #include "support/MediaProbe.h"
@@ -48,16 +49,23 @@ class StopTest : public testing::TestWithParam<StopCase> {
         job.stopAndCleanUp();
     }
 
-    // Nothing was written, or what was written is a file like any other.
+    // Nothing was written, or what was written is a file like any other. It may be so short that a
+    // stream that is announced has no sample.
     void expectEmptyOrPlayable() const {
         const std::string output = work().output;
         if (fileSize(output) == 0) return;
-        EXPECT_EQ(complaintsAbout(output), "");
-        const MediaProbe probe(output);
+        const MediaProbe probe(output, isTransportStream(output) ? kTransportStream : "");
         ASSERT_TRUE(probe.ok()) << probe.error();
-        for (const StreamProbe& stream : probe.streams()) {
+        std::vector<size_t> filled;
+        for (size_t i = 0; i < probe.streams().size(); ++i) {
+            const StreamProbe& stream = probe.streams()[i];
+            if (stream.packetCount == 0) continue;
+            filled.push_back(i);
             EXPECT_EQ(stream.decodeErrors, 0);
             EXPECT_TRUE(stream.decodingTimesRise);
+        }
+        if (!filled.empty()) {
+            EXPECT_EQ(complaintsAbout(output, filled), "");
         }
     }
 
@@ -65,9 +73,10 @@ class StopTest : public testing::TestWithParam<StopCase> {
 };
 
 TEST_P(StopTest, stopsAtAnyMomentAndLeavesNothingBehind) {
-    // What is made once for a process is made here.
+    ProcessUse before = currentUse();
+    // What is opened once for a process is opened here. No thread may stay.
     ASSERT_NO_FATAL_FAILURE(startAndStopAfter(milliseconds(200)));
-    const ProcessUse before = currentUse();
+    before.descriptors = currentUse().descriptors;
     for (int round = testRounds(3); round > 0; --round) {
         for (int pause : {0, 1, 5, 20, 50, 100, 500}) {
             SCOPED_TRACE(std::to_string(pause) + " ms");

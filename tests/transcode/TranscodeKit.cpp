@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <sstream>
+#include <string_view>
 #include <thread>
 
 #include "cli/PlayerProgram.h"
@@ -23,7 +24,8 @@ constexpr double kMaxTimeErrorUs = 1000;
 constexpr double kMaxQualityLossDb = 0.3;
 constexpr int kKeyFrameIntervalSec = 2;  // the player's default
 constexpr double kAacFrame = 1024;
-constexpr double kTailSeconds = 0.1;
+constexpr double kTailUs = 100'000;
+constexpr double kInaudibleDb = -90;
 
 std::vector<std::string> command(const std::vector<std::string>& arguments) {
     std::vector<std::string> all = {"ffmpeg", "-hide_banner", "-nostdin", "-v", "error", "-y"};
@@ -56,16 +58,59 @@ PictureQuality readQuality(const std::string& log) {
     return quality;
 }
 
-// The part of a sound that is heard between two times.
-std::vector<float> partOf(const Sound& sound, const std::vector<float>& mono, double fromUs,
-                          double toUs) {
-    if (sound.blocks.empty()) return {};
-    const double startUs = sound.timeUs(0);
-    return window(mono, sound.sampleRate, std::max(0.0, fromUs - startUs) / 1e6,
-                  (toUs - fromUs) / 1e6);
+// A sound that can be asked for the samples that are heard between two times.
+class HeardSound {
+  public:
+    explicit HeardSound(const Sound& sound) : mSound(sound), mMono(sound.mono()) {}
+
+    int sampleRate() const { return mSound.sampleRate; }
+    double beginUs() const { return mSound.timeUs(0); }
+    double endUs() const { return mSound.timeUs(static_cast<double>(mSound.frames())); }
+    // Clipped to what there is.
+    std::vector<float> part(double fromUs, double toUs) const {
+        return std::vector<float>(mMono.begin() + frameAt(fromUs), mMono.begin() + frameAt(toUs));
+    }
+
+  private:
+    // The first frame that is heard at this time or later.
+    int64_t frameAt(double timeUs) const {
+        int64_t low = 0;
+        auto high = static_cast<int64_t>(mMono.size());
+        while (low < high) {
+            const int64_t middle = (low + high) / 2;
+            if (mSound.timeUs(static_cast<double>(middle)) < timeUs) {
+                low = middle + 1;
+            } else {
+                high = middle;
+            }
+        }
+        return low;
+    }
+
+    const Sound& mSound;
+    const std::vector<float> mMono;
+};
+
+double laterMs(const HeardSound& before, const HeardSound& after, double fromUs, double toUs) {
+    constexpr double kSearchedSeconds = 0.5;
+    const int64_t lag = correlationLag(before.part(fromUs, toUs), after.part(fromUs, toUs),
+                                       std::llround(kSearchedSeconds * before.sampleRate()));
+    // The part begins later than asked for where the sound itself does.
+    const double clippedUs = std::max(0.0, after.beginUs() - std::max(fromUs, before.beginUs()));
+    return (1e6 * static_cast<double>(lag) / before.sampleRate() + clippedUs) / 1000;
+}
+
+double louderDb(const HeardSound& before, const HeardSound& after, double fromUs, double toUs) {
+    return levelDb(after.part(fromUs, toUs)) - levelDb(before.part(fromUs, toUs));
 }
 
 }  // namespace
+
+bool isTransportStream(const std::string& path) {
+    constexpr std::string_view kExtension = ".ts";
+    return path.size() >= kExtension.size() &&
+           path.compare(path.size() - kExtension.size(), kExtension.size(), kExtension) == 0;
+}
 
 int testRounds(int usual) {
     const char* rounds = getenv("OXA_TEST_ROUNDS");
@@ -82,9 +127,16 @@ ProcessResult transcode(const std::string& input, const std::string& output,
     return result;
 }
 
-std::string complaintsAbout(const std::string& path) {
-    const ProcessResult result =
-            ProcessRunner(command({"-i", path, "-map", "0", "-f", "null", "-"})).run();
+std::string complaintsAbout(const std::string& path, const std::vector<size_t>& streams) {
+    std::vector<std::string> arguments;
+    if (isTransportStream(path)) arguments = {"-f", kTransportStream};
+    arguments.insert(arguments.end(), {"-i", path});
+    for (size_t stream : streams) {
+        arguments.insert(arguments.end(), {"-map", "0:" + std::to_string(stream)});
+    }
+    if (streams.empty()) arguments.insert(arguments.end(), {"-map", "0"});
+    arguments.insert(arguments.end(), {"-f", "null", "-"});
+    const ProcessResult result = ProcessRunner(command(arguments)).run();
     return result.out + result.err;
 }
 
@@ -92,10 +144,17 @@ std::string complaintsAbout(const std::string& path) {
 
 void encodePeer(const std::string& source, const std::string& filters, int keyFrameInterval,
                 const std::string& output) {
-    runOrDie(command({"-i", source, "-map", "0:v:0", "-vf", filters, "-fps_mode", "passthrough",
-                      "-c:v", "libx264", "-preset", "veryfast", "-bf", "0", "-g",
-                      std::to_string(keyFrameInterval), "-b:v", std::to_string(kQualityBitRate),
-                      "-threads", std::to_string(std::thread::hardware_concurrency()), output}));
+    runOrDie(command({"-i",        source,
+                      "-map",      "0:v:0",
+                      "-vf",       filters,
+                      "-fps_mode", "passthrough",
+                      "-c:v",      "libx264",
+                      "-preset",   "veryfast",
+                      "-bf",       "0",
+                      "-g",        std::to_string(keyFrameInterval),
+                      "-b:v",      std::to_string(kQualityBitRate),
+                      "-threads",  std::to_string(std::thread::hardware_concurrency()),
+                      output}));
 }
 
 std::vector<PictureQuality> pictureQuality(const std::string& source, const std::string& filters,
@@ -133,63 +192,69 @@ void expectAsGoodAsPeer(const std::string& source, const std::string& filters,
     const MediaProbe probe(output);
     ASSERT_NE(probe.video(), nullptr) << probe.error();
     const std::string peer = output + ".peer.mp4";
-    const int keyFrameInterval = kKeyFrameIntervalSec * static_cast<int>(std::lround(probe.video()->frameRate));
+    const int keyFrameInterval =
+            kKeyFrameIntervalSec * static_cast<int>(std::lround(probe.video()->frameRate));
     encodePeer(source, filters, keyFrameInterval, peer);
     EXPECT_EQ(probe.video()->frameCount, MediaProbe(peer).video()->frameCount);
     const auto qualities = pictureQuality(source, filters, {output, peer});
     EXPECT_EQ(qualities[0].pictures, static_cast<size_t>(probe.video()->frameCount));
     EXPECT_GE(qualities[0].meanDb, qualities[1].meanDb - kMaxQualityLossDb);
-    std::cout << "quality: " << qualities[0].meanDb << " dB, peer " << qualities[1].meanDb
-              << " dB\n";
 }
 
-void expectSamePictures(const StreamProbe& source, const StreamProbe& output) {
+void expectSamePictures(const StreamProbe& source, const StreamProbe& output, double laterUs) {
     ASSERT_EQ(output.frameCount, source.frameCount);
     double largestUs = 0;
     for (size_t i = 0; i < source.timesUs.size(); ++i) {
-        largestUs = std::max(largestUs, std::abs(1.0 * output.timesUs[i] - source.timesUs[i]));
+        const auto changeUs = static_cast<double>(output.timesUs[i] - source.timesUs[i]);
+        largestUs = std::max(largestUs, std::abs(changeUs - laterUs));
     }
     EXPECT_LE(largestUs, kMaxTimeErrorUs);
+}
+
+double startChangeUs(const MediaProbe& source, const MediaProbe& output) {
+    if (output.formatName() != kTransportStream) return 0;
+    int64_t firstUs = INT64_MAX;
+    for (const StreamProbe* stream : {source.video(), source.audio()}) {
+        if (stream != nullptr) firstUs = std::min(firstUs, stream->firstUs());
+    }
+    return -static_cast<double>(firstUs);
 }
 
 // ---- Sound
 
 SoundChange compareSound(const std::string& source, const std::string& output) {
-    constexpr double kSearchedSeconds = 0.5;
+    constexpr double kComparedUs = 4e6;
     const Sound before = decodeSound(source);
     const Sound after = decodeSound(output);
     SoundChange change;
     EXPECT_EQ(after.sampleRate, before.sampleRate);
     EXPECT_FALSE(before.empty() || after.empty());
     if (before.empty() || after.empty()) return change;
-    const std::vector<float> monoBefore = before.mono();
-    const std::vector<float> monoAfter = after.mono();
-    const int64_t lag = correlationLag(monoBefore, monoAfter,
-                                       std::llround(kSearchedSeconds * before.sampleRate));
-    const double middle = static_cast<double>(before.frames()) / 2;
-    change.laterMs =
-            (after.timeUs(middle + static_cast<double>(lag)) - before.timeUs(middle)) / 1000;
-    const double endUs = before.timeUs(static_cast<double>(before.frames()));
-    change.endLaterMs = (after.timeUs(static_cast<double>(after.frames())) - endUs) / 1000;
-    const double tailUs = endUs - kTailSeconds * 1e6;
-    change.tailDb = levelDb(partOf(after, monoAfter, tailUs, endUs)) -
-                    levelDb(partOf(before, monoBefore, tailUs, endUs));
-    change.levelDb = levelDb(monoAfter) - levelDb(monoBefore);
+    const HeardSound heardBefore(before);
+    const HeardSound heardAfter(after);
+    const double beginUs = heardBefore.beginUs();
+    const double endUs = heardBefore.endUs();
+    const double comparedUs = std::min(kComparedUs, endUs - beginUs);
+    change.silent = levelDb(heardBefore.part(beginUs, endUs)) < kInaudibleDb;
+    change.beginLaterMs = laterMs(heardBefore, heardAfter, beginUs, beginUs + comparedUs);
+    change.endLaterMs = laterMs(heardBefore, heardAfter, endUs - comparedUs, endUs);
+    change.cutLaterMs = (heardAfter.endUs() - endUs) / 1000;
+    change.levelDb = louderDb(heardBefore, heardAfter, beginUs, endUs);
+    change.tailDb = louderDb(heardBefore, heardAfter, endUs - kTailUs, endUs);
     return change;
 }
 
-void expectSameSound(const std::string& source, const std::string& output, double pictureLaterMs) {
+void expectSameSound(const std::string& source, const std::string& output, double laterMs) {
     constexpr double kMaxOffsetMs = 5;
     constexpr double kMaxLevelChangeDb = 1;
     const SoundChange change = compareSound(source, output);
     const double aacFrameMs = kAacFrame / MediaProbe(output).audio()->sampleRate * 1000;
-    EXPECT_NEAR(change.endLaterMs, 0, aacFrameMs);
-    EXPECT_NEAR(change.laterMs, pictureLaterMs, kMaxOffsetMs);
+    EXPECT_NEAR(change.cutLaterMs, laterMs, aacFrameMs);
+    if (change.silent) return;
+    EXPECT_NEAR(change.beginLaterMs, laterMs, kMaxOffsetMs);
+    EXPECT_NEAR(change.endLaterMs, laterMs, kMaxOffsetMs);
     EXPECT_NEAR(change.levelDb, 0, kMaxLevelChangeDb);
     EXPECT_NEAR(change.tailDb, 0, kMaxLevelChangeDb);
-    std::cout << "sound: " << change.laterMs - pictureLaterMs << " ms late, end "
-              << change.endLaterMs << " ms late, level " << change.levelDb << " dB, tail "
-              << change.tailDb << " dB\n";
 }
 
 }  // namespace oxa::test

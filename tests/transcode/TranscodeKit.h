@@ -11,6 +11,10 @@
 
 namespace oxa::test {
 
+// libavformat's name for it. A transport stream of a few packets is not recognised without.
+constexpr char kTransportStream[] = "mpegts";
+bool isTransportStream(const std::string& path);
+
 // How often a repeating test repeats: the environment variable OXA_TEST_ROUNDS, or `usual`.
 int testRounds(int usual);
 
@@ -19,8 +23,9 @@ int testRounds(int usual);
 ProcessResult transcode(const std::string& input, const std::string& output,
                         const std::vector<std::string>& options = {});
 
-// What the `ffmpeg` command says while it decodes all of a file: empty when nothing is wrong.
-std::string complaintsAbout(const std::string& path);
+// What the `ffmpeg` command says while it decodes these streams of a file, all without a list:
+// empty when nothing is wrong.
+std::string complaintsAbout(const std::string& path, const std::vector<size_t>& streams = {});
 
 // ---- Pictures
 
@@ -45,28 +50,35 @@ std::vector<PictureQuality> pictureQuality(const std::string& source, const std:
 // The filters for an upright picture of this size.
 std::string scaledTo(int width, int height);
 
-// The test fails if the output, made at kQualityBitRate, has other pictures than the peer's encoding
-// of the same source, or is visibly farther from what `filters` makes of the source.
+// The test fails if the output, made at kQualityBitRate, has other pictures than the peer's
+// encoding of the same source, or is visibly farther from what `filters` makes of the source.
 void expectAsGoodAsPeer(const std::string& source, const std::string& filters,
                         const std::string& output);
 
-// Presentation times within a millisecond of the source's, one for each of its pictures.
-void expectSamePictures(const StreamProbe& source, const StreamProbe& output);
+// How much later all of a source is in a transcode of it, relative to the start of each file. A
+// transport stream has no start of its own but the first sample that is in it.
+double startChangeUs(const MediaProbe& source, const MediaProbe& output);
+
+// The test fails unless the output has the source's pictures, each presented at its time, within a
+// millisecond, but for `laterUs`.
+void expectSamePictures(const StreamProbe& source, const StreamProbe& output, double laterUs = 0);
 
 // ---- Sound
 
-// What a transcode did to the first sound of a file.
+// What a transcode did to the first sound of a file. Times are relative to each file's start.
 struct SoundChange {
-    double laterMs = 0;      // by how much the same sound is heard later than in the source
-    double endLaterMs = 0;   // by how much the last sample ends later
-    double tailDb = 0;       // by how much the source's last 100 ms are louder in the output
-    double levelDb = 0;      // the same for all of it
+    bool silent = false;      // there is nothing to be heard in the source
+    double beginLaterMs = 0;  // by how much later the same sound is heard, near the begin
+    double endLaterMs = 0;    // the same, near the end
+    double cutLaterMs = 0;    // by how much later the last sample ends
+    double levelDb = 0;       // by how much the sound is louder
+    double tailDb = 0;        // by how much the source's last 100 ms are
 };
 // Both must have one sample rate.
 SoundChange compareSound(const std::string& source, const std::string& output);
 
-// The test fails unless the output has the source's sound from begin to end, at its level and,
-// against the picture, which is heard `pictureLaterMs` later, in its place.
-void expectSameSound(const std::string& source, const std::string& output, double pictureLaterMs);
+// The test fails unless the output has the source's sound from begin to end at its level, and in
+// its place but for `laterMs`.
+void expectSameSound(const std::string& source, const std::string& output, double laterMs = 0);
 
 }  // namespace oxa::test

@@ -154,24 +154,23 @@ INSTANTIATE_TEST_SUITE_P(
                 DamageCase{"HoleInTs", [] { return zeroRegion(mediaPath("bunny_360p_aac51.ts")); }},
                 DamageCase{"HoleInMpeg2Ts",
                            [] {
-                               return zeroRegion(mediaPath("bunny_480i_tff_mpeg2_mp2.ts"), 0.5, 0.55);
+                               return zeroRegion(mediaPath("bunny_480i_tff_mpeg2_mp2.ts"), 0.5,
+                                                 0.55);
                            }},
                 DamageCase{"HoleInWebM",
                            [] { return zeroRegion(mediaPath("flower_540p_vp8_vorbis.webm")); }},
-                DamageCase{"HoleInMkv",
-                           [] {
-                               return zeroRegion(streamCopy("flower_540p_h264_aac.mp4", "mkv"));
-                           }},
+                DamageCase{
+                        "HoleInMkv",
+                        [] { return zeroRegion(streamCopy("flower_540p_h264_aac.mp4", "mkv")); }},
                 DamageCase{"HoleInAvi",
                            [] { return zeroRegion(mediaPath("bird_mpeg4asp_mp3.avi")); }},
                 DamageCase{"CutMp4",
                            [] { return truncateClip(mediaPath("flower_540p_h264_aac.mp4"), 0.6); }},
                 DamageCase{"CutAvi",
                            [] { return truncateClip(mediaPath("bird_mpeg4asp_mp3.avi"), 0.6); }},
-                DamageCase{"CutWebM",
-                           [] {
-                               return truncateClip(mediaPath("flower_540p_vp8_vorbis.webm"), 0.6);
-                           }},
+                DamageCase{
+                        "CutWebM",
+                        [] { return truncateClip(mediaPath("flower_540p_vp8_vorbis.webm"), 0.6); }},
                 DamageCase{"CutMkv",
                            [] {
                                return truncateClip(streamCopy("flower_540p_h264_aac.mp4", "mkv"),
