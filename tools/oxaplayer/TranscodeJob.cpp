@@ -3,9 +3,9 @@
 
 #include "TranscodeJob.h"
 
+#include <oxa/host/OutputWait.h>
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <oxa/host/OutputWait.h>
 
 #include "PlayerEvents.h"
 #include "StatusText.h"
