@@ -134,6 +134,7 @@ status_t AvAudioDecoder::openCodec() {
     mPacket = av_packet_alloc();
     mFrame = av_frame_alloc();
     if (mCodec == nullptr || mPacket == nullptr || mFrame == nullptr) return NO_MEMORY;
+    mDamage.listenTo(mCodec);
     int err = avcodec_parameters_to_context(mCodec, &mTrack->codec());
     mCodec->pkt_timebase = mTrack->timeBase();
     mCodec->thread_count = 1;
@@ -188,7 +189,9 @@ bool AvAudioDecoder::decodeInput(const CodecInput& input) {
     }
     av_packet_unref(mPacket);
     if (err < 0) mDamage.add(err);
-    return running && receiveFrames();
+    running = running && receiveFrames();
+    mDamage.addRepaired();
+    return running;
 }
 
 bool AvAudioDecoder::fillPacket(const CodecInput& input) {
@@ -313,6 +316,7 @@ bool AvAudioDecoder::emitPending(int minFrames) {
 bool AvAudioDecoder::finish() {
     avcodec_send_packet(mCodec, nullptr);
     if (!receiveFrames()) return false;
+    mDamage.addRepaired();
     mDamage.finish();
     if (!mFormatReported) reportFallbackFormat();
     mConverter.flush();

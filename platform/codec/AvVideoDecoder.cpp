@@ -205,6 +205,8 @@ status_t AvVideoDecoder::openCodec() {
     if (mCodec == nullptr || mPacket == nullptr || mDecoded == nullptr || mConverted == nullptr) {
         return NO_MEMORY;
     }
+    mDamage.start(name().c_str());
+    mDamage.listenTo(mCodec);
     mCodec->pkt_timebase = mTrack->timeBase();
     mCodec->thread_count =
             static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, kMaxThreads));
@@ -215,7 +217,6 @@ status_t AvVideoDecoder::openCodec() {
         return BAD_VALUE;
     }
     mGraph.start(mConversion, mTrack->timeBase());
-    mDamage.start(name().c_str());
     mNextPts = av_rescale_q(mStartUs, kMicroseconds, mTrack->timeBase());
     mGraphStartPts = mConversion.frameRate == 0 ? 0 : mNextPts;
     mGraphStartUs = mConversion.frameRate == 0 ? mStartUs : 0;
@@ -297,7 +298,9 @@ bool AvVideoDecoder::decodePacket() {
     }
     av_packet_unref(mPacket);
     if (err < 0) mDamage.add(err);
-    return running && receiveFrames();
+    running = running && receiveFrames();
+    mDamage.addRepaired();
+    return running;
 }
 
 bool AvVideoDecoder::receiveFrames() {
@@ -376,6 +379,7 @@ bool AvVideoDecoder::drain() {
     if (!receiveFrames() || !finishGraph()) return false;
     // Whoever waits for the format (an encoder that is started with it) waits for the end, too.
     if (!mFormatReported) reportFormat(formatOfStream());
+    mDamage.addRepaired();
     mDamage.finish();
     if (mQueue != nullptr) mQueue->producerDrained();
     return true;

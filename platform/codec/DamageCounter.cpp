@@ -14,6 +14,8 @@ void DamageCounter::start(const std::string& object) {
     mLastError = 0;
     mCount = 0;
     mReported = 0;
+    mAtLastUse = 0;
+    mComplaints.takeNew();
     mNextReport = 1;
 }
 
@@ -22,6 +24,12 @@ void DamageCounter::add(int error) {
     if (++mCount < mNextReport) return;
     mNextReport *= 10;
     report();
+}
+
+void DamageCounter::addRepaired() {
+    // What it has refused is counted already.
+    if (mComplaints.takeNew() && mCount == mAtLastUse) add(AVERROR_INVALIDDATA);
+    mAtLastUse = mCount;
 }
 
 void DamageCounter::finish() {

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <string>
 
+#include "container/AvLog.h"
+
 namespace android {
 
 // Counts what a component had to skip and tells the fault listeners: at 1, 10, 100, ... and once
@@ -21,6 +23,10 @@ class DamageCounter {
     void start(const std::string& object);
     // `error` is an AVERROR, 0 where there is none.
     void add(int error = 0);
+    // Listens to a decoder that is about to be opened; it must be closed before the counter goes.
+    void listenTo(AVCodecContext* codec) { mComplaints.listenTo(codec); }
+    // To be called after each use of the decoder: adds damage that it has repaired by itself.
+    void addRepaired();
     // Tells the final count, unless add() just did.
     void finish();
 
@@ -31,10 +37,12 @@ class DamageCounter {
 
     const oxa::host::FaultSource mSource;
     const std::string mWhat;
+    AvComplaints mComplaints;
     std::string mObject;
     int mLastError = 0;
     uint64_t mCount = 0;
     uint64_t mReported = 0;
+    uint64_t mAtLastUse = 0;
     uint64_t mNextReport = 1;
 };
 

@@ -6,11 +6,12 @@
 #include "container/AvLog.h"
 
 #include <log/log.h>
+#include <stdio.h>
 #include <string.h>
 
-#include <mutex>
-
 extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
 #include <libavutil/log.h>
 }
 
@@ -18,9 +19,36 @@ namespace android {
 
 namespace {
 
+constexpr size_t kMaxLine = 1024;
+
+// Null for an object that nobody listens to.
+AvComplaints* listenerOf(void* object) {
+    if (object == nullptr) return nullptr;
+    const AVClass* const type = *static_cast<const AVClass* const*>(object);
+    void* listener = nullptr;
+    if (type == avformat_get_class()) {
+        listener = static_cast<AVFormatContext*>(object)->opaque;
+    } else if (type == avcodec_get_class()) {
+        listener = static_cast<AVCodecContext*>(object)->opaque;
+    }
+    return static_cast<AvComplaints*>(listener);
+}
+
+void complain(AvComplaints* listener, const char* format, va_list arguments) {
+    char text[kMaxLine];
+    va_list copy;
+    va_copy(copy, arguments);
+    vsnprintf(text, sizeof(text), format, copy);
+    va_end(copy);
+    text[strcspn(text, "\n")] = '\0';
+    listener->add(text);
+}
+
 void printToLog(void* object, int level, const char* format, va_list arguments) {
     if (level > av_log_get_level()) return;
-    char line[1024];
+    AvComplaints* const listener = level <= AV_LOG_ERROR ? listenerOf(object) : nullptr;
+    if (listener != nullptr) complain(listener, format, arguments);
+    char line[kMaxLine];
     int printPrefix = 1;
     int length =
             av_log_format_line2(object, level, format, arguments, line, sizeof(line), &printPrefix);
@@ -35,6 +63,34 @@ void printToLog(void* object, int level, const char* format, va_list arguments) 
 void routeAvLog() {
     static std::once_flag once;
     std::call_once(once, [] { av_log_set_callback(printToLog); });
+}
+
+void AvComplaints::listenTo(AVFormatContext* context) {
+    routeAvLog();
+    context->opaque = this;
+}
+
+void AvComplaints::listenTo(AVCodecContext* context) {
+    routeAvLog();
+    context->opaque = this;
+}
+
+bool AvComplaints::takeNew() {
+    std::lock_guard<std::mutex> lock(mLock);
+    const bool hasNew = mHasNew;
+    mHasNew = false;
+    return hasNew;
+}
+
+std::string AvComplaints::first() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mFirst;
+}
+
+void AvComplaints::add(const std::string& text) {
+    std::lock_guard<std::mutex> lock(mLock);
+    if (mFirst.empty()) mFirst = text;
+    mHasNew = true;
 }
 
 }  // namespace android

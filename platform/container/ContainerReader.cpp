@@ -12,7 +12,6 @@
 
 #include <algorithm>
 
-#include "container/AvLog.h"
 #include "container/StreamInfo.h"
 #include "container/TrackFormat.h"
 
@@ -59,6 +58,7 @@ status_t ContainerReader::open() {
 status_t ContainerReader::openContext() {
     auto stream = std::make_unique<DataSourceStream>(mSource);
     AVFormatContext* context = avformat_alloc_context();
+    mComplaints.listenTo(context);
     context->pb = stream->context();
     context->io_open = refuseToOpen;
     context->protocol_whitelist = av_strdup("none");
@@ -280,6 +280,8 @@ void ContainerReader::end(int result) {
     } else if (isTruncated()) {
         report(false, "the file ends early: it is shorter than its own index says", 0, 1);
     }
+    const std::string complaint = mComplaints.first();
+    if (!complaint.empty()) report(false, "damaged: " + complaint, 0, 1);
     if (mDamagedPackets > 0) report(false, "damaged packets", 0, mDamagedPackets);
 }
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "codec/TrackParameters.h"
+#include "container/AvLog.h"
 #include "container/DataSourceStream.h"
 #include "container/TimelineSmoother.h"
 
@@ -84,6 +85,7 @@ class ContainerReader {
     void report(bool ended, const std::string& cause, int error, uint64_t count);
 
     const sp<DataSource> mSource;
+    AvComplaints mComplaints;  // outlives mContext, which it listens to
     std::unique_ptr<DataSourceStream> mStream;
     std::unique_ptr<AVFormatContext, ContextDeleter> mContext;  // reads from mStream
     std::unique_ptr<AVPacket, PacketDeleter> mPacket;
