@@ -1,0 +1,88 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <stdint.h>
+
+// The values of the audio interfaces. The enumerations have fixed types, since ids and masks that
+// are no enumerators pass through them.
+
+typedef enum : int32_t {
+    AUDIO_STREAM_DEFAULT = -1,
+    AUDIO_STREAM_VOICE_CALL = 0,
+    AUDIO_STREAM_SYSTEM = 1,
+    AUDIO_STREAM_RING = 2,
+    AUDIO_STREAM_MUSIC = 3,
+    AUDIO_STREAM_ALARM = 4,
+    AUDIO_STREAM_NOTIFICATION = 5,
+    AUDIO_STREAM_BLUETOOTH_SCO = 6,
+    AUDIO_STREAM_ENFORCED_AUDIBLE = 7,
+    AUDIO_STREAM_DTMF = 8,
+    AUDIO_STREAM_TTS = 9,
+    AUDIO_STREAM_ACCESSIBILITY = 10,
+    AUDIO_STREAM_ASSISTANT = 11,
+} audio_stream_type_t;
+
+typedef enum : uint32_t {
+    AUDIO_FORMAT_INVALID = 0xFFFFFFFFu,
+    AUDIO_FORMAT_DEFAULT = 0,
+    AUDIO_FORMAT_PCM_16_BIT = 0x1,
+    AUDIO_FORMAT_PCM_8_BIT = 0x2,
+    AUDIO_FORMAT_PCM_32_BIT = 0x3,
+    AUDIO_FORMAT_PCM_8_24_BIT = 0x4,
+    AUDIO_FORMAT_PCM_FLOAT = 0x5,
+    AUDIO_FORMAT_PCM_24_BIT_PACKED = 0x6,
+} audio_format_t;
+
+typedef enum : uint32_t {
+    AUDIO_OUTPUT_FLAG_NONE = 0,
+} audio_output_flags_t;
+
+typedef enum : uint32_t {
+    AUDIO_INPUT_FLAG_NONE = 0,
+} audio_input_flags_t;
+
+typedef enum : int32_t {
+    AUDIO_SESSION_OUTPUT_MIX = 0,
+    AUDIO_SESSION_ALLOCATE = 0,
+    AUDIO_SESSION_NONE = 0,
+} audio_session_t;
+
+typedef enum : int32_t {
+    AUDIO_SOURCE_DEFAULT = 0,
+    AUDIO_SOURCE_MIC = 1,
+    AUDIO_SOURCE_VOICE_UPLINK = 2,
+    AUDIO_SOURCE_VOICE_DOWNLINK = 3,
+    AUDIO_SOURCE_VOICE_CALL = 4,
+    AUDIO_SOURCE_CAMCORDER = 5,
+    AUDIO_SOURCE_VOICE_RECOGNITION = 6,
+    AUDIO_SOURCE_VOICE_COMMUNICATION = 7,
+    AUDIO_SOURCE_REMOTE_SUBMIX = 8,
+    AUDIO_SOURCE_UNPROCESSED = 9,
+    AUDIO_SOURCE_VOICE_PERFORMANCE = 10,
+    AUDIO_SOURCE_ECHO_REFERENCE = 1997,
+    AUDIO_SOURCE_FM_TUNER = 1998,
+    AUDIO_SOURCE_HOTWORD = 1999,
+} audio_source_t;
+
+// Channel masks: a position for each bit, or with AUDIO_CHANNEL_INDEX_HDR just numbered channels.
+enum : uint32_t {
+    AUDIO_CHANNEL_REPRESENTATION_POSITION = 0,
+    AUDIO_CHANNEL_REPRESENTATION_INDEX = 2,
+    AUDIO_CHANNEL_NONE = 0,
+    AUDIO_CHANNEL_INVALID = 0xC0000000u,
+    AUDIO_CHANNEL_INDEX_HDR = 0x80000000u,
+
+    AUDIO_CHANNEL_OUT_MONO = 0x1,
+    AUDIO_CHANNEL_OUT_STEREO = 0x3,
+    AUDIO_CHANNEL_OUT_2POINT1 = 0xB,
+    AUDIO_CHANNEL_OUT_QUAD = 0x33,
+    AUDIO_CHANNEL_OUT_PENTA = 0x37,
+    AUDIO_CHANNEL_OUT_5POINT1 = 0x3F,
+    AUDIO_CHANNEL_OUT_6POINT1 = 0x13F,
+    AUDIO_CHANNEL_OUT_7POINT1 = 0x63F,
+
+    AUDIO_CHANNEL_IN_STEREO = 0xC,
+    AUDIO_CHANNEL_IN_MONO = 0x10,
+};
