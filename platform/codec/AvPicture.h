@@ -15,7 +15,9 @@ namespace android {
 class AvPicture : public Picture {
   public:
     // Takes the frame's references over and leaves `frame` empty.
-    explicit AvPicture(AVFrame* frame);
+    explicit AvPicture(AVFrame* frame, int64_t mediaTimeUs = kNoTime);
+
+    PicturePlanes planes() const override;
 
     const AVFrame* frame() const { return mFrame; }
 

@@ -364,7 +364,7 @@ bool AvVideoDecoder::emitPicture() {
         return output.data == nullptr || emit(output);
     }
     if (!waitUntil([this] { return mQueue->tryReserve(); })) return false;
-    output.picture = new AvPicture(mConverted);
+    output.picture = new AvPicture(mConverted, output.timeUs);
     return emit(output);
 }
 

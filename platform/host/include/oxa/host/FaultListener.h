@@ -9,7 +9,7 @@
 
 namespace oxa::host {
 
-enum class FaultSource { kReader, kWriter, kDecoder, kEncoder, kCamera, kSound };
+enum class FaultSource { kReader, kWriter, kDecoder, kEncoder, kCamera, kSound, kDisplay };
 
 // Something that went wrong below the library, where its interfaces have no way to say so.
 struct Fault {
