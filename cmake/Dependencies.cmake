@@ -6,7 +6,6 @@ find_package(Threads REQUIRED)
 find_package(SDL2 REQUIRED)
 pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET
     libavformat libavcodec libavfilter libswresample libswscale libavutil)
-pkg_check_modules(SDL2 REQUIRED IMPORTED_TARGET sdl2>=2.0.22)
 
 # Debian's builds of the platform's base libraries lie outside the default paths.
 find_path(ANDROID_INCLUDE_DIR utils/RefBase.h PATHS /usr/include/android NO_DEFAULT_PATH REQUIRED)

@@ -46,7 +46,7 @@ struct QueuedPicture {
 // the change, and may call the queue.
 class PictureQueue : public RefBase {
   public:
-    static constexpr size_t kDefaultPlaces = 3;
+    static constexpr size_t kDefaultPlaces = 4;
 
     class ProducerListener : public RefBase {
       public:
