@@ -55,12 +55,6 @@ class SessionClock : public RefBase {
     ~SessionClock() override = default;
 
   private:
-    // A straight line from the monotonic clock to media times.
-    struct Line {
-        bool valid = false;
-        int64_t offsetUs = 0;  // media time - monotonic time
-    };
-
     explicit SessionClock(bool hasSound) : mHasSound(hasSound) {}
 
     bool startReadingLocked(int64_t nowUs, int64_t pictureUs);
@@ -72,9 +66,9 @@ class SessionClock : public RefBase {
     int64_t mFirstTimeUs = 0;  // media time of frame 0 of mFrames
     int64_t mFrames = 0;       // reported since mFirstTimeUs, at mSampleRate
     int32_t mSampleRate = 0;
-    Line mSound;          // where the sound is
-    Line mFree;           // without sound
-    bool mAsked = false;  // the reader has called
+    bool mHeard = false;    // sound was reported
+    int64_t mOffsetUs = 0;  // where the time moves to: media time - monotonic time
+    bool mAsked = false;    // the reader has called
     int64_t mFirstAskUs = 0;
     int64_t mFirstPictureUs = 0;
     bool mRunning = false;

@@ -119,6 +119,9 @@ status_t AvAudioDecoder::configure(const sp<AMessage>& format, const sp<Surface>
         mTrack = nullptr;
         return BAD_VALUE;
     }
+    int32_t hwSync = 0;
+    format->findInt32("audio-hw-sync", &hwSync);
+    mSessionClock = hwSync != 0 ? SessionClock::forHwSync(hwSync) : nullptr;
     int32_t maxInputSize = 0;
     format->findInt32("max-input-size", &maxInputSize);
     mInputCapacity = std::max(kMinInputCapacity, static_cast<size_t>(std::max(0, maxInputSize)));
@@ -150,6 +153,7 @@ void AvAudioDecoder::closeCodec() {
     av_frame_free(&mFrame);
     mConverter.close();
     mFormatReported = false;
+    mFirstTimePublished = false;
     mClockSet = false;
     mInputTimeUs = 0;
 }
@@ -308,9 +312,16 @@ bool AvAudioDecoder::emitPending(int minFrames) {
         mConverter.pull(&plane, frames);
         output.timeUs = pulledTimeUs(0);
         mPulledFrames += frames;
+        publishFirstTime(output.timeUs);
         if (!emit(output)) return false;
     }
     return true;
+}
+
+void AvAudioDecoder::publishFirstTime(int64_t timeUs) {
+    if (mFirstTimePublished || mSessionClock == nullptr) return;
+    mSessionClock->setFirstTimeUs(timeUs);
+    mFirstTimePublished = true;
 }
 
 bool AvAudioDecoder::finish() {

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "audio/SessionClock.h"
 #include "codec/AudioConverter.h"
 #include "codec/DamageCounter.h"
 #include "codec/TrackParameters.h"
@@ -16,6 +17,7 @@ namespace android {
 //
 // configure() takes the stream's parameters from the format's TrackParameters object, or without
 // one from "mime", "channel-count", "sample-rate" and "csd-0". Damaged data is skipped and counted.
+// With "audio-hw-sync" the clock of that session is told the time of the first output.
 class AvAudioDecoder : public WorkerComponent {
   public:
     explicit AvAudioDecoder(const AString& mime);
@@ -53,12 +55,14 @@ class AvAudioDecoder : public WorkerComponent {
     bool openOutput(const AudioShape& shape);
     void reportFallbackFormat();
     void followClock();
+    void publishFirstTime(int64_t timeUs);
     int64_t frameTimeUs() const;
     int64_t pulledTimeUs(int64_t framesAhead) const;
 
     const AString mMime;
     sp<TrackParameters> mTrack;  // constant while the worker runs, like mInputCapacity
     size_t mInputCapacity = kMinInputCapacity;
+    sp<SessionClock> mSessionClock;  // null without a session
 
     // Worker only while it runs.
     AVCodecContext* mCodec = nullptr;
@@ -66,6 +70,7 @@ class AvAudioDecoder : public WorkerComponent {
     AVFrame* mFrame = nullptr;
     AudioConverter mConverter;
     bool mFormatReported = false;
+    bool mFirstTimePublished = false;
     bool mClockSet = false;
     int64_t mBaseTimeUs = 0;    // the time of the first frame that counts in mPulledFrames
     int64_t mPulledFrames = 0;  // output frames since mBaseTimeUs

@@ -122,7 +122,7 @@ class AudioTrack : public AudioSystem::AudioDeviceCallback {
     status_t start();
 
     // From active: plays what was written, waits for the end of it (the length of the ring and the
-    // output's latency at most, plus half a second when the output is stuck), and becomes stopped.
+    // output's latency at most, plus one second when the output is stuck), and becomes stopped.
     // From paused: drops what was written. Else nothing. The position is 0 afterwards.
     void stop();
 

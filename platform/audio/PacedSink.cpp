@@ -1,0 +1,74 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "audio/PacedSink.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <chrono>
+
+namespace android {
+
+PacedSink::PacedSink(std::unique_ptr<SoundConsumer> consumer) : mConsumer(std::move(consumer)) {}
+
+PacedSink::~PacedSink() {
+    stop();
+}
+
+status_t PacedSink::open(const SoundFormat& format, SoundSource* source) {
+    constexpr int kBlocksPerSecond = 100;
+    mFormat = format;
+    mSource = source;
+    mBlockFrames = std::max(1, format.sampleRate / kBlocksPerSecond);
+    mBlock.resize(mBlockFrames * format.channels);
+    return mConsumer != nullptr ? mConsumer->open(format) : OK;
+}
+
+status_t PacedSink::start() {
+    if (mThread.joinable()) return OK;
+    mStopping = false;
+    mThread = std::thread([this] { run(); });
+    return OK;
+}
+
+void PacedSink::stop() {
+    if (!mThread.joinable()) return;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mStopping = true;
+    }
+    mWake.notify_all();
+    mThread.join();
+    if (mConsumer != nullptr) mConsumer->onStopped();
+}
+
+void PacedSink::run() {
+    pthread_setname_np(pthread_self(), "PacedSink");
+    int64_t startUs = monotonicUs();
+    int64_t frames = 0;
+    int64_t heardAtUs = startUs;
+    while (waitUntil(heardAtUs)) {
+        pull(heardAtUs);
+        frames += mBlockFrames;
+        heardAtUs = startUs + framesToUs(frames, mFormat.sampleRate);
+        const int64_t nowUs = monotonicUs();
+        if (nowUs - heardAtUs > kMaxLateUs) {
+            startUs = heardAtUs = nowUs;
+            frames = 0;
+        }
+    }
+}
+
+bool PacedSink::waitUntil(int64_t timeUs) {
+    const std::chrono::steady_clock::time_point time{std::chrono::microseconds(timeUs)};
+    std::unique_lock<std::mutex> lock(mLock);
+    return !mWake.wait_until(lock, time, [this] { return mStopping; });
+}
+
+void PacedSink::pull(int64_t heardAtUs) {
+    mSource->fill(mBlock.data(), mBlockFrames, heardAtUs);
+    if (mConsumer != nullptr) mConsumer->consume(mBlock.data(), mBlockFrames, heardAtUs);
+}
+
+}  // namespace android

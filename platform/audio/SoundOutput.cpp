@@ -1,0 +1,166 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "SoundOutput"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <log/log.h>
+#include <oxa/host/SoundOutput.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+
+#include "audio/PacedSink.h"
+#include "audio/SdlSink.h"
+#include "audio/SoundOutputChoice.h"
+#include "audio/WavFile.h"
+
+namespace android {
+
+namespace {
+
+std::unique_ptr<SoundSink> openPacedSink(std::unique_ptr<SoundConsumer> consumer,
+                                         const SoundFormat& format, SoundSource* source) {
+    auto sink = std::make_unique<PacedSink>(std::move(consumer));
+    if (sink->open(format, source) != OK) return nullptr;
+    return sink;
+}
+
+std::unique_ptr<SoundSink> openDeviceSink(const SoundFormat& format, SoundSource* source) {
+    auto sink = std::make_unique<SdlSink>();
+    if (sink->open(format, source) == OK) return sink;
+    ALOGW("no sound device (%s), playing silently", sink->error().c_str());
+    return openPacedSink(nullptr, format, source);
+}
+
+std::unique_ptr<SoundSink> openNullSink(const SoundFormat& format, SoundSource* source) {
+    return openPacedSink(nullptr, format, source);
+}
+
+std::mutex gFactoryLock;
+SoundSinkFactory gFactory = openDeviceSink;  // guarded by gFactoryLock
+
+// "name.wav" for the first track, "name-2.wav" for the second.
+std::string numberedPath(const std::string& path, int number) {
+    if (number == 1) return path;
+    const size_t slash = path.rfind('/');
+    size_t dot = path.rfind('.');
+    const size_t nameBegin = slash == std::string::npos ? 0 : slash + 1;
+    if (dot == std::string::npos || dot <= nameBegin) dot = path.size();
+    return path.substr(0, dot) + "-" + std::to_string(number) + path.substr(dot);
+}
+
+class RecordingConsumer : public SoundConsumer {
+  public:
+    explicit RecordingConsumer(std::shared_ptr<oxa::host::SoundRecording> recording)
+        : mRecording(std::move(recording)) {}
+
+    status_t open(const SoundFormat& format) override {
+        mFormat = format;
+        mTrack = mRecording->addTrack();
+        return OK;
+    }
+
+    void consume(const int16_t* samples, size_t frames, int64_t heardAtUs) override {
+        oxa::host::SoundBlock block;
+        block.track = mTrack;
+        block.timeUs = heardAtUs;
+        block.sampleRate = mFormat.sampleRate;
+        block.channels = mFormat.channels;
+        block.samples.assign(samples, samples + frames * mFormat.channels);
+        mRecording->add(std::move(block));
+    }
+
+  private:
+    const std::shared_ptr<oxa::host::SoundRecording> mRecording;
+    SoundFormat mFormat;
+    int mTrack = 0;
+};
+
+}  // namespace
+
+void setSoundSinkFactory(SoundSinkFactory factory) {
+    std::lock_guard<std::mutex> lock(gFactoryLock);
+    gFactory = std::move(factory);
+}
+
+std::unique_ptr<SoundSink> openSoundSink(const SoundFormat& format, SoundSource* source) {
+    SoundSinkFactory factory;
+    {
+        std::lock_guard<std::mutex> lock(gFactoryLock);
+        factory = gFactory;
+    }
+    return factory(format, source);
+}
+
+}  // namespace android
+
+namespace oxa::host {
+
+using android::SoundFormat;
+using android::SoundSource;
+
+void useSoundDevice() {
+    android::setSoundSinkFactory(android::openDeviceSink);
+}
+
+void useNullSound() {
+    android::setSoundSinkFactory(android::openNullSink);
+}
+
+std::string useWavSound(const std::string& path) {
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (fd < 0) return strerror(errno);
+    close(fd);
+    auto tracks = std::make_shared<std::atomic<int>>(0);
+    android::setSoundSinkFactory([=](const SoundFormat& format, SoundSource* source) {
+        auto file = std::make_unique<android::WavFile>(android::numberedPath(path, ++*tracks));
+        return android::openPacedSink(std::move(file), format, source);
+    });
+    return {};
+}
+
+std::string soundDeviceError() {
+    return android::SdlSink::probe();
+}
+
+std::shared_ptr<SoundRecording> useSoundRecording(size_t maxFrames) {
+    auto recording = std::make_shared<SoundRecording>(maxFrames);
+    android::setSoundSinkFactory([=](const SoundFormat& format, SoundSource* source) {
+        return android::openPacedSink(std::make_unique<android::RecordingConsumer>(recording),
+                                      format, source);
+    });
+    return recording;
+}
+
+std::vector<SoundBlock> SoundRecording::blocks() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mBlocks;
+}
+
+size_t SoundRecording::frames() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mFrames;
+}
+
+bool SoundRecording::full() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mFull;
+}
+
+int SoundRecording::addTrack() {
+    std::lock_guard<std::mutex> lock(mLock);
+    return ++mTracks;
+}
+
+void SoundRecording::add(SoundBlock block) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mFull = mFull || mFrames + block.frames() > mMaxFrames;
+    if (mFull) return;
+    mFrames += block.frames();
+    mBlocks.push_back(std::move(block));
+}
+
+}  // namespace oxa::host

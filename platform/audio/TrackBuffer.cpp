@@ -1,0 +1,212 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "audio/TrackBuffer.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace android {
+
+namespace {
+
+std::chrono::steady_clock::time_point timePoint(int64_t timeUs) {
+    return std::chrono::steady_clock::time_point(std::chrono::microseconds(timeUs));
+}
+
+void scale(int16_t* samples, size_t count, float volume) {
+    if (volume == 1.0f) return;
+    std::transform(samples, samples + count, samples, [volume](int16_t sample) {
+        return static_cast<int16_t>(std::lrintf(sample * volume));
+    });
+}
+
+}  // namespace
+
+TrackBuffer::TrackBuffer(const SoundFormat& format, size_t frameCount,
+                         const sp<SessionClock>& clock)
+    : mFormat(format), mCapacity(frameCount), mClock(clock), mRing(frameCount * format.channels) {}
+
+void TrackBuffer::setLatencyUs(int64_t latencyUs) {
+    mLatencyUs = latencyUs;
+}
+
+void TrackBuffer::begin() {
+    std::lock_guard<std::mutex> lock(mLock);
+    mActive = true;
+    mStuck = false;
+    mDry = true;
+    mSoundFromUs = monotonicUs() + kLeadUs;
+    mChanged.notify_all();
+}
+
+void TrackBuffer::end() {
+    std::lock_guard<std::mutex> lock(mLock);
+    endLocked();
+}
+
+void TrackBuffer::endLocked() {
+    mActive = false;
+    mDraining = false;
+    mUnderrun = false;
+    for (const Block& block : mBlocks)
+        mHeard += block.frames;
+    mBlocks.clear();
+    mChanged.notify_all();
+}
+
+bool TrackBuffer::drain() {
+    Lock lock(mLock);
+    mDraining = true;
+    mChanged.notify_all();
+    const bool heard = waitUntilHeardLocked(lock);
+    if (!heard) mStuck = true;
+    endLocked();
+    clearLocked();
+    return heard;
+}
+
+bool TrackBuffer::waitUntilHeardLocked(Lock& lock) {
+    const auto limit = timePoint(monotonicUs() + framesToUs(mCount, mFormat.sampleRate) + kLeadUs +
+                                 mLatencyUs) +
+                       kStuckTime;
+    if (!mChanged.wait_until(lock, limit, [this] { return mCount == 0; })) return false;
+    if (mBlocks.empty()) return true;
+    const Block& last = mBlocks.back();
+    const int64_t endUs = last.heardAtUs + framesToUs(last.frames, mFormat.sampleRate);
+    mChanged.wait_until(lock, std::min(limit, timePoint(endUs)), [] { return false; });
+    return true;
+}
+
+void TrackBuffer::clear() {
+    std::lock_guard<std::mutex> lock(mLock);
+    clearLocked();
+}
+
+void TrackBuffer::clearLocked() {
+    mFirst = 0;
+    mCount = 0;
+    mBlocks.clear();
+    mHeard = 0;
+}
+
+size_t TrackBuffer::write(const int16_t* samples, size_t frames, bool blocking) {
+    Lock lock(mLock);
+    size_t written = 0;
+    for (;;) {
+        written += putLocked(samples + written * mFormat.channels, frames - written);
+        if (written == frames || !blocking || !waitForRoomLocked(lock)) return written;
+    }
+}
+
+bool TrackBuffer::waitForRoomLocked(Lock& lock) {
+    if (mStuck) return false;
+    const auto ready = [this] { return !mActive || mDraining || roomForAllLocked(1); };
+    if (!mChanged.wait_for(lock, kStuckTime, ready)) mStuck = true;
+    return mActive && !mDraining && !mStuck;
+}
+
+size_t TrackBuffer::putLocked(const int16_t* samples, size_t frames) {
+    if (mDraining) return 0;
+    frames = std::min(frames, mCapacity - mCount);
+    if (frames == 0) return 0;
+    if (mDry && mCount == 0) mSoundFromUs = monotonicUs() + kLeadUs;
+    const size_t channels = mFormat.channels;
+    const size_t begin = (mFirst + mCount) % mCapacity;
+    const size_t untilWrap = std::min(frames, mCapacity - begin);
+    std::copy_n(samples, untilWrap * channels, mRing.begin() + begin * channels);
+    std::copy_n(samples + untilWrap * channels, (frames - untilWrap) * channels, mRing.begin());
+    mCount += frames;
+    return frames;
+}
+
+void TrackBuffer::takeLocked(int16_t* samples, size_t frames) {
+    const size_t channels = mFormat.channels;
+    const size_t untilWrap = std::min(frames, mCapacity - mFirst);
+    std::copy_n(mRing.begin() + mFirst * channels, untilWrap * channels, samples);
+    std::copy_n(mRing.begin(), (frames - untilWrap) * channels, samples + untilWrap * channels);
+    mFirst = (mFirst + frames) % mCapacity;
+    mCount -= frames;
+}
+
+TrackBuffer::Need TrackBuffer::waitForNeed(size_t frames) {
+    Lock lock(mLock);
+    mChanged.wait(lock, [&] {
+        return mQuit || mUnderrun || (mActive && !mDraining && roomForAllLocked(frames));
+    });
+    if (mQuit) return Need::kNothingMore;
+    if (!mUnderrun) return Need::kData;
+    mUnderrun = false;
+    return Need::kUnderrunReport;
+}
+
+void TrackBuffer::waitBeforeRetry() {
+    Lock lock(mLock);
+    mChanged.wait_for(lock, kRetryTime, [this] { return mQuit; });
+}
+
+void TrackBuffer::quit() {
+    std::lock_guard<std::mutex> lock(mLock);
+    mQuit = true;
+    mChanged.notify_all();
+}
+
+int64_t TrackBuffer::position() {
+    std::lock_guard<std::mutex> lock(mLock);
+    return positionLocked(monotonicUs());
+}
+
+int64_t TrackBuffer::positionLocked(int64_t nowUs) {
+    while (!mBlocks.empty()) {
+        const Block& block = mBlocks.front();
+        const int64_t heard =
+                std::max<int64_t>(0, nowUs - block.heardAtUs) * mFormat.sampleRate / 1000000;
+        if (heard < block.frames) return mHeard + heard;
+        mHeard += block.frames;
+        mBlocks.pop_front();
+    }
+    return mHeard;
+}
+
+bool TrackBuffer::takeStuck() {
+    std::lock_guard<std::mutex> lock(mLock);
+    const bool news = mStuck && !mStuckTold;
+    mStuckTold = mStuckTold || mStuck;
+    return news;
+}
+
+void TrackBuffer::fill(int16_t* samples, size_t frames, int64_t heardAtUs) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mStuck = false;
+    const size_t lead = leadFramesLocked(frames, heardAtUs);
+    const size_t taken = std::min(frames - lead, mActive ? mCount : 0);
+    const size_t channels = mFormat.channels;
+    std::fill_n(samples, lead * channels, 0);
+    takeLocked(samples + lead * channels, taken);
+    std::fill_n(samples + (lead + taken) * channels, (frames - lead - taken) * channels, 0);
+    if (taken > 0) noteHeardLocked(taken, heardAtUs + framesToUs(lead, mFormat.sampleRate));
+    if (lead + taken < frames && !mDry) {
+        mUnderrun = mUnderrun || (mActive && !mDraining);
+        mDry = true;
+    } else if (taken > 0) {
+        mDry = false;
+    }
+    scale(samples + lead * channels, taken * channels, mVolume);
+    mChanged.notify_all();
+}
+
+// How many of the next frames stay silent before the first sound.
+size_t TrackBuffer::leadFramesLocked(size_t frames, int64_t heardAtUs) const {
+    if (!mDry || mCount == 0) return 0;
+    const int64_t silentUs = std::max<int64_t>(0, mSoundFromUs - (heardAtUs - mLatencyUs));
+    const int64_t silent = silentUs * mFormat.sampleRate / 1000000;
+    return static_cast<size_t>(std::min<int64_t>(frames, silent));
+}
+
+void TrackBuffer::noteHeardLocked(size_t frames, int64_t heardAtUs) {
+    positionLocked(monotonicUs());  // forgets the blocks that have been heard
+    mBlocks.push_back({heardAtUs, static_cast<int64_t>(frames)});
+    if (mClock != nullptr) mClock->onSoundHeard(frames, mFormat.sampleRate, heardAtUs);
+}
+
+}  // namespace android
