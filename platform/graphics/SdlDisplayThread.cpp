@@ -1,0 +1,159 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "SdlDisplayThread"
+
+#include "graphics/SdlDisplayThread.h"
+
+#include <SDL.h>
+#include <sys/prctl.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+
+#include "audio/SdlSubsystemLock.h"
+
+namespace android {
+
+namespace {
+
+// How late a key or a new window size may be seen. SDL's own wait for events could be ended by an
+// event only, and to send one from a codec's thread means to talk to the X server there.
+constexpr std::chrono::milliseconds kPollInterval(10);
+
+std::mutex gUsersLock;                // held while the thread starts and ends, so that there is one
+size_t gUserCount = 0;                // guarded by gUsersLock
+SdlDisplayThread* gThread = nullptr;  // guarded by gUsersLock
+
+bool isSet(const char* variable) {
+    const char* value = getenv(variable);
+    return value != nullptr && *value != '\0';
+}
+
+}  // namespace
+
+SdlDisplayThread::User::User() {
+    std::lock_guard<std::mutex> lock(gUsersLock);
+    if (gUserCount++ == 0) gThread = new SdlDisplayThread;
+    mThread = gThread;
+}
+
+SdlDisplayThread::User::~User() {
+    std::lock_guard<std::mutex> lock(gUsersLock);
+    if (--gUserCount > 0) return;
+    delete gThread;
+    gThread = nullptr;
+}
+
+SdlDisplayThread::SdlDisplayThread() : mThread([this] { run(); }) {}
+
+SdlDisplayThread::~SdlDisplayThread() {
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mStopping = true;
+        mWake.notify_one();
+    }
+    mThread.join();
+}
+
+std::string SdlDisplayThread::error() {
+    std::unique_lock<std::mutex> lock(mLock);
+    mChanged.wait(lock, [this] { return mTried; });
+    return mError;
+}
+
+void SdlDisplayThread::add(Window* window) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mAdded.push_back(window);
+    mWake.notify_one();
+}
+
+void SdlDisplayThread::remove(Window* window) {
+    std::unique_lock<std::mutex> lock(mLock);
+    mRemoved.push_back(window);
+    mWake.notify_one();
+    mChanged.wait(lock, [&] {
+        return std::find(mRemoved.begin(), mRemoved.end(), window) == mRemoved.end();
+    });
+}
+
+void SdlDisplayThread::wake() {
+    std::lock_guard<std::mutex> lock(mLock);
+    mWoken = true;
+    mWake.notify_one();
+}
+
+// ---- The display thread
+
+void SdlDisplayThread::run() {
+    prctl(PR_SET_NAME, "SdlDisplay");
+    const std::string error = startVideo();
+    std::unique_lock<std::mutex> lock(mLock);
+    mError = error;
+    mTried = true;
+    mChanged.notify_all();
+    while (!mStopping) {
+        mWoken = false;
+        mWindows.insert(mWindows.end(), mAdded.begin(), mAdded.end());
+        mAdded.clear();
+        const std::vector<Window*> removed = mRemoved;
+        for (Window* window : removed)
+            mWindows.erase(std::remove(mWindows.begin(), mWindows.end(), window), mWindows.end());
+        lock.unlock();
+
+        for (Window* window : removed)
+            window->onRemoved();
+        if (!mWindows.empty()) takeEvents();
+        for (Window* window : mWindows)
+            window->onTurn();
+
+        lock.lock();
+        mRemoved.erase(mRemoved.begin(), mRemoved.begin() + static_cast<ptrdiff_t>(removed.size()));
+        if (!removed.empty()) mChanged.notify_all();
+        const auto hasWork = [this] {
+            return mWoken || mStopping || !mAdded.empty() || !mRemoved.empty();
+        };
+        if (mWindows.empty()) {
+            mWake.wait(lock, hasWork);
+        } else {
+            mWake.wait_for(lock, kPollInterval, hasWork);
+        }
+    }
+    lock.unlock();
+    if (!error.empty()) return;
+    std::lock_guard<std::mutex> subsystemLock(sdlSubsystemLock());
+    SDL_QuitSubSystem(SDL_INIT_VIDEO);
+}
+
+std::string SdlDisplayThread::startVideo() {
+    if (!isSet("SDL_VIDEODRIVER")) {
+        if (!isSet("DISPLAY") && !isSet("WAYLAND_DISPLAY")) {
+            return "neither DISPLAY nor WAYLAND_DISPLAY is set";
+        }
+        // Never the drivers that would take the whole console.
+        SDL_SetHint(SDL_HINT_VIDEODRIVER, isSet("DISPLAY") ? "x11,wayland" : "wayland");
+    }
+    // Signals are the program's matter.
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+    SDL_SetHint(SDL_HINT_QUIT_ON_LAST_WINDOW_CLOSE, "0");
+    SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
+    SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
+    std::lock_guard<std::mutex> lock(sdlSubsystemLock());
+    if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
+        return std::string("SDL cannot open the screen: ") + SDL_GetError();
+    }
+    // Keys are commands here; an input method would swallow them.
+    SDL_StopTextInput();
+    return "";
+}
+
+void SdlDisplayThread::takeEvents() {
+    SDL_Event event;
+    while (SDL_PollEvent(&event) != 0) {
+        for (Window* window : mWindows)
+            window->onEvent(event);
+    }
+}
+
+}  // namespace android

@@ -1,0 +1,60 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <SDL_events.h>
+#include <SDL_render.h>
+
+#include <memory>
+#include <string>
+
+#include "graphics/PictureConverter.h"
+#include "graphics/PictureIntake.h"
+
+namespace android {
+
+// One window on the screen with the picture that was shown last. Bound to the display thread.
+class SdlWindow {
+  public:
+    enum class Request { kNone, kClose, kQuit };
+
+    // Opens it as large as the picture, or as the screen allows. Null with the reason in `error`
+    // when that fails.
+    static std::unique_ptr<SdlWindow> open(const std::string& title, bool fullScreen,
+                                           const IntakePicture& first, std::string* error);
+    ~SdlWindow();
+    SdlWindow(const SdlWindow&) = delete;
+    SdlWindow& operator=(const SdlWindow&) = delete;
+
+    // Uploads the picture, which is not needed any more when this returns, and presents it.
+    bool show(const IntakePicture& picture, std::string* error);
+
+    // Does what an event asks of this window; what is the program's matter is answered.
+    Request handleEvent(const SDL_Event& event);
+
+  private:
+    SdlWindow() = default;
+
+    bool upload(const PicturePlanes& planes, int32_t width, int32_t height);
+    bool prepareTexture(uint32_t format, int32_t width, int32_t height);
+    bool redraw();
+    Request handleKey(SDL_Keycode key);
+    void setFullScreen(bool fullScreen);
+
+    SDL_Window* mWindow = nullptr;
+    SDL_Renderer* mRenderer = nullptr;
+    SDL_Texture* mTexture = nullptr;
+    uint32_t mTextureFormat = 0;
+    int32_t mTextureWidth = 0;
+    int32_t mTextureHeight = 0;
+    bool mUpsideDown = false;  // the texture's rows are in reverse order
+    SDL_YUV_CONVERSION_MODE mColours = SDL_YUV_CONVERSION_AUTOMATIC;
+    // The shape of the whole picture.
+    int64_t mAspectWidth = 1;
+    int64_t mAspectHeight = 1;
+    bool mFullScreen = false;
+    std::unique_ptr<PictureConverter> mConverter;  // made when a picture needs it
+};
+
+}  // namespace android
