@@ -1,0 +1,172 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "audio/SessionClock.h"
+
+#include <gtest/gtest.h>
+#include <media/AudioSystem.h>
+
+#include <algorithm>
+
+namespace android {
+namespace {
+
+constexpr int64_t kNow = 1000000000;  // some monotonic time
+constexpr int64_t kSecond = 1000000;
+constexpr int kRate = 48000;
+constexpr int kBlock = 480;  // frames
+constexpr int64_t kBlockUs = 10000;
+
+int32_t newHwSync() {
+    const auto session = AudioSystem::newAudioUniqueId(AUDIO_UNIQUE_ID_USE_SESSION);
+    return static_cast<int32_t>(
+            AudioSystem::getAudioHwSyncForSession(static_cast<audio_session_t>(session)));
+}
+
+// Reports blocks that are heard one after the other from `fromUs` until `untilUs`.
+void play(const sp<SessionClock>& clock, int64_t fromUs, int64_t untilUs) {
+    for (int64_t timeUs = fromUs; timeUs < untilUs; timeUs += kBlockUs) {
+        clock->onSoundHeard(kBlock, kRate, timeUs);
+    }
+}
+
+// Reads every `stepUs` and checks that time is continuous: never backward, and never faster than
+// twice the monotonic clock. Returns the last reading.
+int64_t readThrough(const sp<SessionClock>& clock, int64_t fromUs, int64_t untilUs,
+                    int64_t stepUs = 1000) {
+    int64_t lastUs = clock->mediaTimeUs(fromUs, 0);
+    for (int64_t nowUs = fromUs + stepUs; nowUs <= untilUs; nowUs += stepUs) {
+        const int64_t timeUs = clock->mediaTimeUs(nowUs, 0);
+        EXPECT_GE(timeUs, lastUs) << "at " << nowUs - kNow;
+        EXPECT_LE(timeUs, lastUs + 2 * stepUs) << "at " << nowUs - kNow;
+        lastUs = timeUs;
+    }
+    return lastUs;
+}
+
+TEST(SessionClock, IsSharedByIdWhileSomebodyHoldsIt) {
+    const int32_t id = newHwSync();
+    sp<SessionClock> clock = SessionClock::forHwSync(id);
+    EXPECT_EQ(clock, SessionClock::forHwSync(id));
+    EXPECT_NE(clock, SessionClock::forHwSync(newHwSync()));
+    for (const int32_t unknown : {0, -1, 1}) {
+        EXPECT_NE(SessionClock::forHwSync(unknown), SessionClock::forHwSync(unknown)) << unknown;
+    }
+
+    // A session that is over leaves nothing behind.
+    clock->onSoundHeard(kBlock, kRate, kNow);
+    clock.clear();
+    EXPECT_EQ(SessionClock::kNotRunning, SessionClock::forHwSync(id)->mediaTimeUs(kNow, 0));
+}
+
+TEST(SessionClock, WithoutSessionRunsFromItsFirstReading) {
+    const sp<SessionClock> clock = SessionClock::forHwSync(0);
+    EXPECT_EQ(7 * kSecond, clock->mediaTimeUs(kNow, 7 * kSecond));
+    // Later pictures do not matter.
+    EXPECT_EQ(7 * kSecond + 12345, clock->mediaTimeUs(kNow + 12345, 9 * kSecond));
+}
+
+TEST(SessionClock, FollowsTheSoundFromItsFirstTimeOn) {
+    const sp<SessionClock> clock = SessionClock::forHwSync(newHwSync());
+    clock->setFirstTimeUs(3 * kSecond);
+    EXPECT_EQ(SessionClock::kNotRunning, clock->mediaTimeUs(kNow, 3 * kSecond));
+    // Heard a little later: the pictures before it are due, the one of that moment is not.
+    clock->onSoundHeard(kBlock, kRate, kNow + 5000);
+    EXPECT_EQ(3 * kSecond - 5000, clock->mediaTimeUs(kNow, 3 * kSecond));
+    EXPECT_EQ(3 * kSecond, clock->mediaTimeUs(kNow + 5000, 3 * kSecond));
+    play(clock, kNow + 15000, kNow + kSecond + 5000);
+    EXPECT_EQ(4 * kSecond, readThrough(clock, kNow + 5000, kNow + kSecond + 5000));
+    // A dry sound is extrapolated.
+    EXPECT_EQ(14 * kSecond, readThrough(clock, kNow + kSecond + 5000, kNow + 11 * kSecond + 5000));
+}
+
+TEST(SessionClock, CountsFramesOfAllTracksOfTheSession) {
+    const sp<SessionClock> clock = SessionClock::forHwSync(newHwSync());
+    clock->setFirstTimeUs(kSecond);
+    clock->onSoundHeard(48000, 48000, kNow);
+    clock->onSoundHeard(44100, 44100, kNow + kSecond);
+    clock->onSoundHeard(8000, 8000, kNow + 2 * kSecond);
+    EXPECT_EQ(4 * kSecond, clock->mediaTimeUs(kNow + 3 * kSecond, 0));
+}
+
+TEST(SessionClock, StartsAnewWithADecoderThatStartsAnew) {
+    const sp<SessionClock> clock = SessionClock::forHwSync(newHwSync());
+    play(clock, kNow, kNow + kSecond);
+    clock->setFirstTimeUs(60 * kSecond);
+    clock->onSoundHeard(kBlock, kRate, kNow + kSecond);
+    EXPECT_EQ(60 * kSecond, clock->mediaTimeUs(kNow + kSecond, 0));
+}
+
+TEST(SessionClock, LetsPicturesGoOnWhenNoSoundComes) {
+    const sp<SessionClock> clock = SessionClock::forHwSync(newHwSync());
+    const int64_t limitUs = kNow + SessionClock::kSoundWaitUs;
+    EXPECT_EQ(SessionClock::kNotRunning, clock->mediaTimeUs(kNow, 2 * kSecond));
+    EXPECT_EQ(SessionClock::kNotRunning, clock->mediaTimeUs(limitUs - 1, 2 * kSecond));
+    EXPECT_EQ(2 * kSecond, clock->mediaTimeUs(limitUs, 2 * kSecond));
+    EXPECT_EQ(3 * kSecond, readThrough(clock, limitUs, limitUs + kSecond));
+}
+
+struct Switch {
+    const char* name;
+    int64_t soundUs;  // where the sound is, against the running clock, when it is first heard
+};
+
+class SessionClockSwitch : public testing::TestWithParam<Switch> {};
+
+// Sound that comes after the pictures have begun without it, or again after a break.
+TEST_P(SessionClockSwitch, MovesToTheSoundWithoutAJump) {
+    const sp<SessionClock> clock = SessionClock::forHwSync(newHwSync());
+    const int64_t limitUs = kNow + SessionClock::kSoundWaitUs;
+    clock->mediaTimeUs(kNow, 0);
+    ASSERT_EQ(2 * kSecond, readThrough(clock, limitUs, limitUs + 2 * kSecond));
+
+    const int64_t soundStartUs = limitUs + 2 * kSecond;
+    clock->setFirstTimeUs(2 * kSecond + GetParam().soundUs);
+    play(clock, soundStartUs, soundStartUs + 2 * kSecond);
+    EXPECT_EQ(4 * kSecond + GetParam().soundUs,
+              readThrough(clock, soundStartUs, soundStartUs + 2 * kSecond));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, SessionClockSwitch,
+                         testing::Values(Switch{"Ahead", 300000}, Switch{"FarAhead", 1900000},
+                                         Switch{"Behind", -300000}, Switch{"FarBehind", -1900000},
+                                         Switch{"Equal", 0}),
+                         [](const auto& info) { return info.param.name; });
+
+TEST(SessionClock, HoldsAfterABreakOfTheSoundUntilItHasCaughtUp) {
+    const sp<SessionClock> clock = SessionClock::forHwSync(newHwSync());
+    play(clock, kNow, kNow + kSecond);
+    readThrough(clock, kNow, kNow + kSecond + 200000);
+    // 200 ms were missing; the sound goes on where it stopped.
+    const int64_t againUs = kNow + kSecond + 200000;
+    play(clock, againUs, againUs + kSecond);
+    EXPECT_EQ(1200000, readThrough(clock, againUs, againUs + 200000));
+    EXPECT_EQ(2 * kSecond, readThrough(clock, againUs + 200000, againUs + kSecond));
+}
+
+// Devices call early and late: pictures must not stutter for it, and not drift away either.
+TEST(SessionClock, SmoothsTheJitterOfADevice) {
+    constexpr int64_t kJitterUs = 8000;
+    const sp<SessionClock> clock = SessionClock::forHwSync(newHwSync());
+    int64_t largestUs = 0;
+    int64_t nowUs = kNow;
+    for (int block = 0; block < 1000; ++block) {
+        clock->onSoundHeard(kBlock, kRate, nowUs + (block % 2 == 0 ? kJitterUs : -kJitterUs));
+        const int64_t errorUs = clock->mediaTimeUs(nowUs, 0) - (nowUs - kNow);
+        if (block > 100) largestUs = std::max(largestUs, std::abs(errorUs));
+        nowUs += kBlockUs;
+    }
+    EXPECT_LT(largestUs, kJitterUs / 2);
+}
+
+// Readings in any order of several threads cannot move time backward.
+TEST(SessionClock, IgnoresAReadingInThePast) {
+    const sp<SessionClock> clock = SessionClock::forHwSync(0);
+    clock->mediaTimeUs(kNow, 0);
+    EXPECT_EQ(kSecond, clock->mediaTimeUs(kNow + kSecond, 0));
+    EXPECT_EQ(kSecond, clock->mediaTimeUs(kNow, 0));
+    EXPECT_EQ(kSecond + 1000, clock->mediaTimeUs(kNow + kSecond + 1000, 0));
+}
+
+}  // namespace
+}  // namespace android
