@@ -1,0 +1,62 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "graphics/PictureQueue.h"
+
+extern "C" {
+#include <libavutil/pixfmt.h>
+}
+
+namespace oxa::test {
+
+struct Rgb {
+    int red = 0;
+    int green = 0;
+    int blue = 0;
+};
+
+// What the quarters of a card show: top left, top right, bottom left, bottom right.
+using CardColours = std::array<Rgb, 4>;
+constexpr CardColours kCardColours = {
+        {{200, 40, 40}, {40, 180, 60}, {50, 60, 190}, {220, 220, 90}}};
+
+struct CardOptions {
+    int width = 320;
+    int height = 240;
+    AVPixelFormat pixelFormat = AV_PIX_FMT_YUV420P;
+    int matrix = AVCOL_SPC_SMPTE170M;
+    int range = AVCOL_RANGE_MPEG;
+    bool upsideDownInMemory = false;  // rows are stored from the last one on
+    int64_t mediaTimeUs = -1;
+};
+
+// A picture of four plain colours, as decoders and cameras make them.
+android::sp<android::Picture> makeCard(const CardOptions& options = {});
+// How a surface is told of it.
+android::PictureFormat formatOf(const CardOptions& options);
+
+// A producer that holds no reservation between its calls.
+class CardProducer : public android::PictureQueue::ProducerListener {
+  public:
+    explicit CardProducer(const android::sp<android::PictureQueue>& queue) : mQueue(queue) {}
+
+    void connect();
+    void disconnect();
+    // Waits for a place; false when none comes.
+    bool queue(const android::sp<android::Picture>& picture, int64_t timestampNs = 0);
+    // How many places can be had now. Leaves them free.
+    size_t freePlaces();
+
+    void onPlaceFree() override {}
+    void onDrainRequested() override {}
+
+  private:
+    const android::sp<android::PictureQueue> mQueue;
+};
+
+}  // namespace oxa::test
