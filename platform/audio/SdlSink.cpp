@@ -4,6 +4,7 @@
 #include "audio/SdlSink.h"
 
 #include <SDL.h>
+#include <dlfcn.h>
 
 #include <algorithm>
 
@@ -17,6 +18,18 @@ namespace {
 constexpr int kDeviceFrames = 1024;
 constexpr int kDeviceFramesAtLowRates = 512;
 constexpr int kLowRate = 32000;
+
+void ignoreAlsaLine(const char* /*file*/, int /*line*/, const char* /*function*/, int /*error*/,
+                    const char* /*format*/, ...) {}
+
+// ALSA's library, where SDL has brought it in, prints several lines to standard error on a machine
+// without a sound card. SDL tells the same as a text.
+void silenceAlsa() {
+    using SetHandler = int (*)(decltype(&ignoreAlsaLine));
+    const auto setHandler =
+            reinterpret_cast<SetHandler>(dlsym(RTLD_DEFAULT, "snd_lib_error_set_handler"));
+    if (setHandler != nullptr) setHandler(ignoreAlsaLine);
+}
 
 class NoSource : public SoundSource {
   public:
@@ -48,6 +61,7 @@ status_t SdlSink::open(const SoundFormat& format, SoundSource* source) {
     mMap = channelMap(format.channels);
 
     std::lock_guard<std::mutex> lock(sdlSubsystemLock());
+    silenceAlsa();
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     mInitialised = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0;
     if (mInitialised) {

@@ -4,7 +4,6 @@
 #define LOG_TAG "SoundOutput"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <log/log.h>
 #include <oxa/host/SoundOutput.h>
 #include <unistd.h>
@@ -111,7 +110,7 @@ void useNullSound() {
 }
 
 std::string useWavSound(const std::string& path) {
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    const int fd = open(path.c_str(), android::kWavOpenFlags, android::kWavMode);
     if (fd < 0) return strerror(errno);
     close(fd);
     auto tracks = std::make_shared<std::atomic<int>>(0);

@@ -4,8 +4,8 @@
 #include "audio/WavFile.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <oxa/host/FaultListener.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -57,7 +57,7 @@ WavFile::~WavFile() {
 
 status_t WavFile::open(const SoundFormat& format) {
     mFormat = format;
-    mFd = ::open(mPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    mFd = ::open(mPath.c_str(), kWavOpenFlags, kWavMode);
     if (mFd < 0) {
         fail(errno);
         return OK;
@@ -107,7 +107,7 @@ bool WavFile::writeAll(const void* data, size_t size) {
     const char* bytes = static_cast<const char*>(data);
     while (size > 0) {
         const ssize_t written = write(mFd, bytes, size);
-        if (written < 0 && errno == EINTR) continue;
+        if (written < 0 && (errno == EINTR || (errno == EAGAIN && waitForReader()))) continue;
         if (written < 0) {
             fail(errno);
             return false;
@@ -116,6 +116,15 @@ bool WavFile::writeAll(const void* data, size_t size) {
         size -= written;
     }
     return true;
+}
+
+// Not for long: the sound waits for it, and then whoever stops the track.
+bool WavFile::waitForReader() {
+    constexpr int kLimitMs = 500;
+    pollfd output = {mFd, POLLOUT, 0};
+    const bool ready = poll(&output, 1, kLimitMs) > 0;
+    if (!ready) errno = ETIMEDOUT;
+    return ready;
 }
 
 void WavFile::fail(int error) {

@@ -3,11 +3,17 @@
 
 #pragma once
 
+#include <fcntl.h>
+
 #include <string>
 
 #include "audio/PacedSink.h"
 
 namespace android {
+
+// How WAV files are opened. Not blocking, since the file may be a pipe that nobody reads.
+constexpr int kWavOpenFlags = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK;
+constexpr mode_t kWavMode = 0666;
 
 // Sound into a WAV file whose header is brought up to date every second and when the sink stops, so
 // that a process that dies leaves a readable file. (Writers of libraries complete it only at their
@@ -26,6 +32,7 @@ class WavFile : public SoundConsumer {
     std::string header() const;
     void updateHeader();
     bool writeAll(const void* data, size_t size);
+    bool waitForReader();
     void fail(int error);
 
     const std::string mPath;

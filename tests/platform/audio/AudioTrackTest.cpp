@@ -391,6 +391,7 @@ TEST_F(AudioTrackTest, AppliesTheVolume) {
 
 TEST_F(AudioTrackTest, StopWaitsUntilTheRingHasPlayed) {
     constexpr int64_t kLongUs = 300000;
+    mOutput.setLatencyUs(5000000);  // stop() waits as much longer for it
     const sp<AudioTrack> track = newTrack();
     ASSERT_EQ(OK, track->start());
     ASSERT_EQ(2000, write(track, ramp(1000)));

@@ -1,10 +1,12 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <media/AudioTrack.h>
 #include <oxa/host/SoundOutput.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -278,6 +280,26 @@ TEST_F(SoundOutputTest, PlaysOnWhenTheDiskIsFullAndTellsItOnce) {
     EXPECT_EQ("/dev/full", fault.object);
     EXPECT_EQ(ENOSPC, fault.error);
     EXPECT_TRUE(fault.ended);
+}
+
+// A pipe whose reader has stopped must not hold the sound, and whoever stops it, for ever.
+TEST_F(SoundOutputTest, PlaysOnWhenNobodyReadsThePipe) {
+    constexpr int kRate = 48000;
+    constexpr int kChannels = 8;
+    const FaultLog log;
+    const std::string path = TempDir::ofProcess().file("pipe.wav");
+    ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
+    EXPECT_NE("", oxa::host::useWavSound(path)) << "there is no reader";
+    const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    ASSERT_EQ("", oxa::host::useWavSound(path));
+    // Several times what a pipe holds.
+    ASSERT_NO_FATAL_FAILURE(
+            playAll(newTrack(kChannels, kRate), tones(kChannels, kRate, kRate / 2)));
+    close(reader);
+    ASSERT_EQ(1u, log.faults().size());
+    EXPECT_EQ(path, log.faults()[0].object);
+    EXPECT_EQ(ETIMEDOUT, log.faults()[0].error);
 }
 
 // SDL's own driver that writes what a device would play into a file.
