@@ -36,6 +36,8 @@ constexpr float kDefaultFrameRate = 30;
 constexpr float kDefaultKeyIntervalSec = 2;
 constexpr int kNoFurtherKeyFrames = INT_MAX;
 constexpr int32_t kColorFormatYuv420SemiPlanar = 21;
+// One picture that is encoded and one that waits: more would not make the encoder faster.
+constexpr size_t kSurfacePlaces = 2;
 
 struct NamedProfile {
     int32_t number;
@@ -182,7 +184,7 @@ status_t AvcEncoder::readLayout(const sp<AMessage>& format) {
 
 status_t AvcEncoder::createInputSurface(sp<IGraphicBufferProducer>* producer) {
     if (mQueue != nullptr) return INVALID_OPERATION;
-    mQueue = new PictureQueue;
+    mQueue = new PictureQueue(kSurfacePlaces);
     mQueue->setRequiredSize(mWidth, mHeight);
     mQueue->setConsumer(new SurfaceListener(this));
     *producer = new LocalBufferProducer(mQueue);

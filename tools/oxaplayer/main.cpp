@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include "Arguments.h"
@@ -22,12 +23,19 @@ void occupyStandardStreams() {
     if (descriptor >= 0) close(descriptor);
 }
 
+// A job has some twenty threads of which few allocate much: with a heap for each of them, what one
+// has freed is of no use to the others.
+void shareHeaps() {
+    mallopt(M_ARENA_MAX, 2);
+}
+
 }  // namespace
 
 }  // namespace oxaplayer
 
 int main(int argc, char** argv) {
     using namespace oxaplayer;
+    shareHeaps();
     occupyStandardStreams();
     Signals::ignoreWriteSignals();
     const auto commands = makeCommands();

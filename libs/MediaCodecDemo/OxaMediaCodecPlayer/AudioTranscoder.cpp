@@ -33,7 +33,7 @@ constexpr int64_t kStreamLeadUs = 10000;
 constexpr nsecs_t kThrottleStepNs = 100000000;
 constexpr nsecs_t kPollStepNs = 10000;
 // Sound alone decodes far faster than it encodes.
-constexpr size_t kMaxPcmBytes = 16 << 20;
+constexpr size_t kMaxPcmBytes = 4 << 20;
 
 }  // namespace
 

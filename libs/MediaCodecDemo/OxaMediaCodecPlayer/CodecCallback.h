@@ -84,13 +84,19 @@ static inline bool unpackCodecCallback(const sp<AMessage>& msg, const char* file
     return true;
 }
 
-// Starts the callback looper, registers the relay on it and returns the message for
-// MediaCodec::setCallback. The message is built last: it keeps the looper that the relay has then.
+// Registers the relay on its looper and returns the message for MediaCodec::setCallback. The
+// message is built last: it keeps the looper that the relay has then.
+static inline sp<AMessage> registerCallbackRelay(const sp<ALooper>& looper,
+                                                 const sp<AHandler>& relay) {
+    looper->registerHandler(relay);
+    return new AMessage(kWhatCodecCallback, relay);
+}
+
+// The same on a new looper, which it starts.
 static inline sp<AMessage> attachCallbackRelay(const char* looperName, const sp<AHandler>& relay,
                                                sp<ALooper>* looper) {
     *looper = startLooper(looperName);
-    (*looper)->registerHandler(relay);
-    return new AMessage(kWhatCodecCallback, relay);
+    return registerCallbackRelay(*looper, relay);
 }
 
 // Unregisters and drops the relay, then drops its looper, which ends the callback thread.

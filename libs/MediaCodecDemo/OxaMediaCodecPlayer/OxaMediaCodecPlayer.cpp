@@ -37,6 +37,7 @@ OxaMediaCodecPlayer::OxaMediaCodecPlayer(bool createLooper, int onlyTrack)
       mFileSourceType(0),
       mOutputName(),
       mOutputAddress(),
+      mStopRequested(false),
       mDefaultName(false),
       mOutputFdOwned(false),
       mVideoDrained(false),
@@ -164,6 +165,13 @@ status_t OxaMediaCodecPlayer::setPlayback(bool video, bool audio) {
     return request(msg);
 }
 
+status_t OxaMediaCodecPlayer::setTunneledPlayback(bool enable) {
+    ALOGD("%s[%d]: TunneledPlayback:%s", __FUNCTION__, __LINE__, enable ? "true" : "false");
+    sp<AMessage> msg = new AMessage(kWhatSetTunneledPlayback, this);
+    msg->setInt32(AMSG_SET_TUNNELED_PLAYBACK, enable);
+    return request(msg);
+}
+
 status_t OxaMediaCodecPlayer::setFreeRun(bool enable) {
     ALOGD("%s[%d]: %s FreeRun", __FUNCTION__, __LINE__, enable ? "enable" : "disable");
     sp<AMessage> msg = new AMessage(kWhatSetFreeRun, this);
@@ -194,6 +202,7 @@ status_t OxaMediaCodecPlayer::start() {
 
 status_t OxaMediaCodecPlayer::stop() {
     ALOGD("%s[%d]", __FUNCTION__, __LINE__);
+    mStopRequested = true;
     endDrain(INVALID_OPERATION);
     return request(new AMessage(kWhatStop, this));
 }
@@ -226,6 +235,18 @@ status_t OxaMediaCodecPlayer::getTranscodeProgress(_TRANSCODE_PROGRESS* progress
         progress->videoFrames = mVideoTranscoder->encodedFrames();
     }
     if (mAudioTranscoder != NULL) progress->audioTimeUs = mAudioTranscoder->lastTimeUs();
+    return OK;
+}
+
+status_t OxaMediaCodecPlayer::getPlaybackProgress(_PLAYBACK_PROGRESS* progress) {
+    if (progress == NULL) return BAD_VALUE;
+    *progress = {-1, -1, 0, 0};
+    if (mVideoDecoder != NULL) {
+        progress->videoTimeUs = mVideoDecoder->lastTimeUs();
+        progress->shownFrames = mVideoDecoder->shownFrames();
+        progress->droppedFrames = mVideoDecoder->droppedFrames();
+    }
+    if (mAudioDecoder != NULL) progress->audioTimeUs = mAudioDecoder->lastTimeUs();
     return OK;
 }
 
@@ -286,6 +307,13 @@ bool OxaMediaCodecPlayer::handleRequest(const sp<AMessage>& msg) {
             replyWithError(msg, OK);
             return true;
         }
+        case kWhatSetTunneledPlayback: {
+            int32_t enable;
+            CHECK(msg->findInt32(AMSG_SET_TUNNELED_PLAYBACK, &enable));
+            if (enable != 0) onSetTunneledPlayback();
+            replyWithError(msg, OK);
+            return true;
+        }
         case kWhatSetFreeRun: {
             CHECK(mState != UNINITIALIZED);
             int32_t enable;
@@ -328,6 +356,7 @@ bool OxaMediaCodecPlayer::handleRequest(const sp<AMessage>& msg) {
                 onStop();
                 mState = STOPPED;
             }
+            mStopRequested = false;
             replyWithError(msg, OK);
             return true;
         default:

@@ -16,9 +16,11 @@
 
 #include <atomic>
 
+#include "AudioDecoder.h"
 #include "AudioTranscoder.h"
 #include "OxaMediaCodecPlayerCommon.h"
 #include "OxaMediaMuxer.h"
+#include "VideoDecoder.h"
 #include "VideoTranscoder.h"
 
 namespace android {
@@ -28,6 +30,14 @@ struct _TRANSCODE_PROGRESS {
     int64_t videoTimeUs;  // time of the last picture, -1 before the first
     int64_t audioTimeUs;  // time of the last access unit, -1 before the first
     int64_t videoFrames;  // pictures so far
+};
+
+// How far a playback has come.
+struct _PLAYBACK_PROGRESS {
+    int64_t videoTimeUs;    // time of the last picture that was shown, -1 before the first
+    int64_t audioTimeUs;    // time of the last sound that was written, -1 before the first
+    int64_t shownFrames;    // pictures so far; tunneled: handed to the codec
+    int64_t droppedFrames;  // pictures that came too late and were not shown
 };
 
 // The library's one public object: plays a file, transcodes a file, previews and records a live
@@ -82,6 +92,9 @@ class OxaMediaCodecPlayer : public AHandler {
 
     // Switches. Any state: what is rendered.
     status_t setPlayback(bool video, bool audio);
+    // File playback, between initiate() and prepare(): the codec shows the pictures by itself, in
+    // step with the sound of an audio session of its own. `enable` false has no effect.
+    status_t setTunneledPlayback(bool enable);
     // Not in UNINITIALIZED: playback without pacing; interval of frame-rate reports in seconds.
     status_t setFreeRun(bool enable);
     status_t setCalculateFPS(double seconds);
@@ -105,6 +118,7 @@ class OxaMediaCodecPlayer : public AHandler {
     bool EOSReached();
     // Between initiate() and cleanup(), from the thread that calls these: BAD_VALUE for null.
     status_t getTranscodeProgress(_TRANSCODE_PROGRESS* progress);
+    status_t getPlaybackProgress(_PLAYBACK_PROGRESS* progress);
     // Sleeps on the caller's thread.
     status_t waitTime(long long us);
 
@@ -119,6 +133,7 @@ class OxaMediaCodecPlayer : public AHandler {
         kWhatSetDataSource = 1,
         kWhatSetDataSourceFd = 2,
         kWhatSetPlayback = 6,
+        kWhatSetTunneledPlayback = 8,
         kWhatSetFreeRun = 9,
         kWhatSetCalculateFPS = 10,
         kWhatPrepare = 11,
@@ -181,12 +196,18 @@ class OxaMediaCodecPlayer : public AHandler {
     status_t onSetSurface();
     void onSetTargetFormat();
     void onSetPlayback(bool video, bool audio);
+    void onSetTunneledPlayback();
     void onSetFreeRun(bool enable);
     void onSetCalculateFPS(double seconds);
     void onPrepare();
     void onStart();
+    void onStartPlayback();
+    int64_t waitForFirstFrame();
+    void onTrackLost(int32_t item);
     void onStartTranscode();
     void onStop();
+    void onStopPlayback();
+    void onStopTranscoders();
     void onReset();
 
     // Reports of the pipelines.
@@ -245,6 +266,10 @@ class OxaMediaCodecPlayer : public AHandler {
     bool mMuxerStopped;
     bool mVideoTrackAdded;
     bool mAudioTrackAdded;
+    sp<AudioDecoder> mAudioDecoder;
+    sp<ALooper> mAudioDecodeLooper;
+    sp<VideoDecoder> mVideoDecoder;
+    sp<ALooper> mVideoDecodeLooper;
     sp<VideoTranscoder> mVideoTranscoder;
     sp<ALooper> mVideoTranscodeLooper;
     sp<AudioTranscoder> mAudioTranscoder;
@@ -261,6 +286,8 @@ class OxaMediaCodecPlayer : public AHandler {
     int32_t mFileSourceType;  // 0 by path, 1 by descriptor
     char mOutputName[kMaxOutputText];
     char mOutputAddress[kMaxOutputText];
+
+    std::atomic<bool> mStopRequested;  // ends the wait for the first picture
 
     bool mDefaultName;    // the output's name was made here
     bool mOutputFdOwned;  // mOutputFormat.fileDesc is a duplicate that is still open

@@ -5,11 +5,18 @@
 
 #define LOG_TAG "OxaMediaCodecPlayer"
 
+#include <media/AudioSystem.h>
 #include <utils/Timers.h>
 
 #include "OxaMediaCodecPlayer.h"
 
 namespace android {
+
+namespace {
+
+constexpr int64_t kFirstFrameTimeoutUs = 3000000;
+
+}  // namespace
 
 template <typename Pipeline>
 void OxaMediaCodecPlayer::createPipeline(sp<Pipeline>* pipeline, sp<ALooper>* looper,
@@ -41,11 +48,16 @@ void OxaMediaCodecPlayer::onInitiate() {
     }
     if (mTranscodeType != SourceTypeFile) return;
     LOG_ALWAYS_FATAL_IF(mPlayback && mTranscode, "Both mPlayback and mTranscode are set!");
-    if (!mTranscode) return;
-    if (handlesVideo()) {
+    if (mPlayback && handlesVideo()) {
+        createPipeline(&mVideoDecoder, &mVideoDecodeLooper, "VideoDecodeLooper");
+    }
+    if (mPlayback && handlesAudio()) {
+        createPipeline(&mAudioDecoder, &mAudioDecodeLooper, "AudioDecodeLooper");
+    }
+    if (mTranscode && handlesVideo()) {
         createPipeline(&mVideoTranscoder, &mVideoTranscodeLooper, "VideoTranscodeLooper");
     }
-    if (handlesAudio()) {
+    if (mTranscode && handlesAudio()) {
         createPipeline(&mAudioTranscoder, &mAudioTranscodeLooper, "AudioTranscodeLooper");
     }
 }
@@ -69,12 +81,17 @@ status_t OxaMediaCodecPlayer::onSetDataSource() {
         return byPath ? pipeline->setDataSource(mInputFile.c_str())
                       : pipeline->setDataSource(mFileId, mFileOffset, mFileLength);
     };
+    if (mPlayback && handlesVideo()) CHECK(setSource(mVideoDecoder) == OK);
+    if (mPlayback && handlesAudio()) CHECK(setSource(mAudioDecoder) == OK);
     if (mTranscode && handlesVideo()) CHECK(setSource(mVideoTranscoder) == OK);
     if (mTranscode && handlesAudio()) CHECK(setSource(mAudioTranscoder) == OK);
     return OK;
 }
 
 status_t OxaMediaCodecPlayer::onSetSurface() {
+    if (mTranscodeType == SourceTypeFile && mPlayback && handlesVideo()) {
+        CHECK(mVideoDecoder->setSurface(mSurface) == OK);
+    }
     return OK;
 }
 
@@ -91,21 +108,77 @@ void OxaMediaCodecPlayer::onSetPlayback(bool video, bool audio) {
     mRenderAudio = audio;
 }
 
-void OxaMediaCodecPlayer::onSetFreeRun(bool /* enable */) {}
+void OxaMediaCodecPlayer::onSetTunneledPlayback() {
+    // Without sound there is no session to follow: session 0, by design.
+    mSessionId = mOnlyTrack == CODEC_VIDEO_ONLY
+                         ? 0
+                         : AudioSystem::newAudioUniqueId(AUDIO_UNIQUE_ID_USE_SESSION);
+    if (handlesAudio()) mAudioDecoder->setAudioSession(mSessionId);
+    if (handlesVideo()) mVideoDecoder->setAudioSession(mSessionId);
+}
+
+void OxaMediaCodecPlayer::onSetFreeRun(bool enable) {
+    if (mTranscodeType != SourceTypeFile || !mPlayback) return;
+    if (handlesVideo()) CHECK(mVideoDecoder->setFreeRun(enable) == OK);
+    if (handlesAudio()) CHECK(mAudioDecoder->setFreeRun(enable) == OK);
+}
 
 void OxaMediaCodecPlayer::onSetCalculateFPS(double seconds) {
-    if (mTranscodeType != SourceTypeFile) return;
-    if (mTranscode && handlesVideo()) CHECK(mVideoTranscoder->setCalculateFPS(seconds) == OK);
+    if (mTranscodeType != SourceTypeFile || !handlesVideo()) return;
+    if (mPlayback) {
+        CHECK(mVideoDecoder->setCalculateFPS(seconds) == OK);
+    } else if (mTranscode) {
+        CHECK(mVideoTranscoder->setCalculateFPS(seconds) == OK);
+    }
 }
 
 void OxaMediaCodecPlayer::onPrepare() {
-    if (mTranscodeType != SourceTypeFile || !mTranscode) return;
-    if (handlesVideo()) CHECK(mVideoTranscoder->prepare() == OK);
-    if (handlesAudio()) CHECK(mAudioTranscoder->prepare() == OK);
+    if (mTranscodeType != SourceTypeFile) return;
+    if (mPlayback && handlesVideo()) CHECK(mVideoDecoder->prepare() == OK);
+    if (mPlayback && handlesAudio()) CHECK(mAudioDecoder->prepare() == OK);
+    if (mTranscode && handlesVideo()) CHECK(mVideoTranscoder->prepare() == OK);
+    if (mTranscode && handlesAudio()) CHECK(mAudioTranscoder->prepare() == OK);
 }
 
 void OxaMediaCodecPlayer::onStart() {
-    if (mTranscodeType == SourceTypeFile && mTranscode) onStartTranscode();
+    if (mTranscodeType != SourceTypeFile) return;
+    if (mPlayback) onStartPlayback();
+    if (mTranscode) onStartTranscode();
+}
+
+void OxaMediaCodecPlayer::onStartPlayback() {
+    bool playsVideo = handlesVideo() && !mNoVideoTrack;
+    if (playsVideo) {
+        if (mVideoDecoder->start() != OK) onTrackLost(NO_VIDEO_TRACK);
+        ALOGD("%s[%d]: start video playback", __FUNCTION__, __LINE__);
+    }
+    if (!handlesAudio() || mNoAudioTrack) return;
+    int64_t startTimeUs = ALooper::GetNowUs();
+    if (playsVideo && !mNoVideoTrack) {
+        startTimeUs = mSessionId == -1 ? waitForFirstFrame() : mVideoDecoder->firstFrameTimeUs();
+    }
+    if (mAudioDecoder->start(startTimeUs) != OK) onTrackLost(NO_AUDIO_TRACK);
+    ALOGD("%s[%d]: start audio playback", __FUNCTION__, __LINE__);
+}
+
+// When the first picture came. The wait holds this looper, so it also ends when no picture will
+// come, when the client wants to stop, and after a while; the sound then starts now.
+int64_t OxaMediaCodecPlayer::waitForFirstFrame() {
+    int64_t deadlineUs = ALooper::GetNowUs() + kFirstFrameTimeoutUs;
+    while (mSessionId == -1 && mVideoDecoder->firstFrameTimeUs() <= 0) {
+        if (mVideoDecoder->hasEnded() || mStopRequested || ALooper::GetNowUs() > deadlineUs) {
+            return ALooper::GetNowUs();
+        }
+        waitTime(10);
+    }
+    return mVideoDecoder->firstFrameTimeUs();
+}
+
+// A decoder that did not start has gone back to its first state: its stream counts as missing.
+void OxaMediaCodecPlayer::onTrackLost(int32_t item) {
+    sp<AMessage> report = new AMessage(kWhatDecodeGotEOS, this);
+    report->setInt32(AMSG_STOP_ITEM, item);
+    onDecodeGotEOS(report);
 }
 
 void OxaMediaCodecPlayer::onStartTranscode() {
@@ -126,23 +199,33 @@ void OxaMediaCodecPlayer::onStartTranscode() {
 }
 
 void OxaMediaCodecPlayer::onStop() {
-    if (mTranscodeType == SourceTypeFile && mTranscode) {
-        // A pipeline may be waiting for a start that cannot come any more: this very thread would
-        // have to make it.
-        mMediaMuxer->openGate();
-        if (handlesVideo() && !(mOnlyTrack == CODEC_VIDEO_ONLY && mNoVideoTrack)) {
-            CHECK(mVideoTranscoder->stop() == OK);
-        }
-        if (handlesAudio() && !(mOnlyTrack == CODEC_AUDIO_ONLY && mNoAudioTrack)) {
-            CHECK(mAudioTranscoder->stop() == OK);
-        }
-        // Stopped before every track came, the muxer never started and has nothing to finish.
-        if (mMediaMuxer->isStarted()) CHECK(mMediaMuxer->stop() == OK);
-    }
+    if (mTranscodeType == SourceTypeFile && mPlayback) onStopPlayback();
+    if (mTranscodeType == SourceTypeFile && mTranscode) onStopTranscoders();
     ALOGD("%s[%d]: Stop OxaMediaCodecPlayer success", __FUNCTION__, __LINE__);
 }
 
+void OxaMediaCodecPlayer::onStopPlayback() {
+    if (handlesVideo() && !mNoVideoTrack) CHECK(mVideoDecoder->stop() == OK);
+    if (handlesAudio() && !mNoAudioTrack) CHECK(mAudioDecoder->stop() == OK);
+}
+
+void OxaMediaCodecPlayer::onStopTranscoders() {
+    // A pipeline may be waiting for a start that cannot come any more: this very thread would
+    // have to make it.
+    mMediaMuxer->openGate();
+    if (handlesVideo() && !(mOnlyTrack == CODEC_VIDEO_ONLY && mNoVideoTrack)) {
+        CHECK(mVideoTranscoder->stop() == OK);
+    }
+    if (handlesAudio() && !(mOnlyTrack == CODEC_AUDIO_ONLY && mNoAudioTrack)) {
+        CHECK(mAudioTranscoder->stop() == OK);
+    }
+    // Stopped before every track came, the muxer never started and has nothing to finish.
+    if (mMediaMuxer->isStarted()) CHECK(mMediaMuxer->stop() == OK);
+}
+
 void OxaMediaCodecPlayer::onReset() {
+    releasePipeline(&mVideoDecoder, &mVideoDecodeLooper);
+    releasePipeline(&mAudioDecoder, &mAudioDecodeLooper);
     releasePipeline(&mVideoTranscoder, &mVideoTranscodeLooper);
     releasePipeline(&mAudioTranscoder, &mAudioTranscodeLooper);
     resetVariables();
