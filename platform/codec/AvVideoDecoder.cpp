@@ -9,6 +9,7 @@
 #include <log/log.h>
 #include <media/MediaCodecBuffer.h>
 #include <media/stagefright/MediaCodec.h>
+#include <media/stagefright/foundation/ALooper.h>
 
 #include <algorithm>
 #include <cmath>
@@ -29,6 +30,10 @@ namespace {
 
 constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr unsigned kMaxThreads = 4;
+// Tunneled playback.
+constexpr int64_t kMaxLateUs = 30000;
+constexpr int64_t kMinWaitUs = 500;
+constexpr int64_t kClockPollUs = 10000;
 constexpr int32_t kColorFormatYuv420Planar = 19;
 constexpr int32_t kColorFormatYuv420SemiPlanar = 21;
 
@@ -142,6 +147,7 @@ status_t AvVideoDecoder::configure(const sp<AMessage>& format, const sp<Surface>
     mInputCapacity = maxInputSize > 0 ? static_cast<size_t>(maxInputSize)
                                       : std::max<size_t>(kMinInputCapacity, pictureBytes);
 
+    readTunnel(format, surface);
     const status_t err = readConversion(format);
     return err == OK && surface != nullptr ? connect(surface) : err;
 }
@@ -170,6 +176,17 @@ status_t AvVideoDecoder::readConversion(const sp<AMessage>& format) {
                                                   mTrack->timeBase())
                                    : 0;
     return OK;
+}
+
+void AvVideoDecoder::readTunnel(const sp<AMessage>& format, const sp<Surface>& surface) {
+    int32_t tunneled = 0;
+    int32_t noAudio = 0;
+    mHwSync = 0;
+    format->findInt32("feature-tunneled-playback", &tunneled);
+    format->findInt32("audio-hw-sync", &mHwSync);
+    format->findInt32("tunnel-no-audio", &noAudio);
+    mTunneled = tunneled != 0 && surface != nullptr;
+    if (noAudio != 0) mHwSync = 0;
 }
 
 status_t AvVideoDecoder::connect(const sp<Surface>& surface) {
@@ -216,6 +233,7 @@ status_t AvVideoDecoder::openCodec() {
         ALOGE("%s cannot be opened", name().c_str());
         return BAD_VALUE;
     }
+    if (mTunneled) mClock = SessionClock::forHwSync(mHwSync);
     mGraph.start(mConversion, mTrack->timeBase());
     mNextPts = av_rescale_q(mStartUs, kMicroseconds, mTrack->timeBase());
     mGraphStartPts = mConversion.frameRate == 0 ? 0 : mNextPts;
@@ -227,6 +245,7 @@ status_t AvVideoDecoder::openCodec() {
 }
 
 void AvVideoDecoder::closeCodec() {
+    mClock.clear();
     mGraph.start(Conversion(), kMicroseconds);
     av_frame_free(&mConverted);
     av_frame_free(&mDecoded);
@@ -260,9 +279,17 @@ void AvVideoDecoder::runWorker() {
         }
         if (!decodeInput(input)) return;
         if (input.flags & MediaCodec::BUFFER_FLAG_EOS) {
-            if (drain()) emitEnd(mLastTimeUs);
+            if (drain()) reportEnd();
             return;
         }
+    }
+}
+
+void AvVideoDecoder::reportEnd() {
+    if (mTunneled) {
+        client()->onError(WOULD_BLOCK, ACTION_CODE_RECOVERABLE);
+    } else {
+        emitEnd(mLastTimeUs);
     }
 }
 
@@ -359,6 +386,7 @@ bool AvVideoDecoder::emitPicture() {
     CodecOutput output;
     output.timeUs = timeUsOf(*mConverted);
     mLastTimeUs = output.timeUs;
+    if (mTunneled) return renderTunneled();
     if (mQueue == nullptr) {
         output.data = copyOf(*mConverted);
         return output.data == nullptr || emit(output);
@@ -366,6 +394,35 @@ bool AvVideoDecoder::emitPicture() {
     if (!waitUntil([this] { return mQueue->tryReserve(); })) return false;
     output.picture = new AvPicture(mConverted, output.timeUs);
     return emit(output);
+}
+
+bool AvVideoDecoder::renderTunneled() {
+    const int64_t timeUs = mLastTimeUs;
+    int64_t lateUs = 0;
+    if (!waitUntil([this] { return mQueue->tryReserve(); }) || !waitForTurn(timeUs, &lateUs)) {
+        return false;
+    }
+    if (lateUs > kMaxLateUs) {
+        mQueue->cancelReservation();
+    } else {
+        mQueue->queue(new AvPicture(mConverted, timeUs), ALooper::GetNowUs() * 1000);
+    }
+    return true;
+}
+
+bool AvVideoDecoder::waitForTurn(int64_t timeUs, int64_t* lateUs) {
+    for (;;) {
+        const int64_t nowUs = ALooper::GetNowUs();
+        const int64_t mediaTimeUs = mClock->mediaTimeUs(nowUs, timeUs);
+        const bool running = mediaTimeUs != SessionClock::kNotRunning;
+        if (running && mediaTimeUs >= timeUs) {
+            *lateUs = mediaTimeUs - timeUs;
+            return !stopping();
+        }
+        // While the clock catches up with the sound it runs up to twice as fast.
+        const int64_t waitUs = running ? (timeUs - mediaTimeUs) / 2 : kClockPollUs;
+        if (!sleepUntil(nowUs + std::clamp(waitUs, kMinWaitUs, kClockPollUs))) return false;
+    }
 }
 
 int64_t AvVideoDecoder::timeUsOf(const AVFrame& converted) const {

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "audio/SessionClock.h"
 #include "codec/ConversionGraph.h"
 #include "codec/DamageCounter.h"
 #include "codec/TrackParameters.h"
@@ -21,6 +22,11 @@ namespace android {
 // With a surface, a place of it is reserved before a picture is offered; without one, outputs are
 // planar 4:2:0 bytes. The end comes from an end-of-stream input (an empty end-of-stream output
 // follows the last picture) or from the surface's request to drain (none follows).
+//
+// Tunneled, with "feature-tunneled-playback" 1 and a surface, it renders by itself when the clock
+// of the session ("audio-hw-sync", its own one with "tunnel-no-audio" 1) has reached a picture,
+// drops those that are late, and offers no outputs. The end is then the recoverable error
+// WOULD_BLOCK.
 class AvVideoDecoder : public WorkerComponent {
   public:
     explicit AvVideoDecoder(const AString& mime);
@@ -46,6 +52,7 @@ class AvVideoDecoder : public WorkerComponent {
     static constexpr size_t kMinInputCapacity = 1024 * 1024;
 
     status_t readConversion(const sp<AMessage>& format);
+    void readTunnel(const sp<AMessage>& format, const sp<Surface>& surface);
     status_t connect(const sp<Surface>& surface);
 
     // Worker only. The steps answer false when the component is being stopped.
@@ -56,7 +63,10 @@ class AvVideoDecoder : public WorkerComponent {
     bool finishGraph();
     bool emitConverted();
     bool emitPicture();
+    bool renderTunneled();
+    bool waitForTurn(int64_t timeUs, int64_t* lateUs);
     bool drain();
+    void reportEnd();
 
     bool fillPacket(const CodecInput& input);
     int64_t ptsOfFrame();
@@ -75,6 +85,8 @@ class AvVideoDecoder : public WorkerComponent {
     bool mSizeAsked = false;  // then samples are taken to be square
     sp<PictureQueue> mQueue;  // null without a surface
     sp<SurfaceListener> mListener;
+    bool mTunneled = false;
+    int32_t mHwSync = 0;
     int64_t mStartUs = 0;  // the stream's time of the track's time 0
     // A new frame rate counts from the track's time 0 and needs it taken off before the graph;
     // else it is taken off behind it, which keeps times exact.
@@ -87,6 +99,7 @@ class AvVideoDecoder : public WorkerComponent {
     AVPacket* mPacket = nullptr;
     AVFrame* mDecoded = nullptr;
     AVFrame* mConverted = nullptr;
+    sp<SessionClock> mClock;  // of tunneled playback
     ConversionGraph mGraph;
     DamageCounter mDamage;
     int64_t mNextPts = 0;  // when the last frame ended

@@ -8,6 +8,8 @@
 #include <media/stagefright/MediaCodec.h>
 #include <sys/prctl.h>
 
+#include <chrono>
+
 namespace android {
 
 WorkerComponent::~WorkerComponent() {
@@ -85,6 +87,12 @@ WorkerComponent::Next WorkerComponent::nextInput(CodecInput* input) {
     }
     mDrainRequested = false;
     return Next::kDrain;
+}
+
+bool WorkerComponent::sleepUntil(int64_t timeUs) {
+    const std::chrono::steady_clock::time_point end{std::chrono::microseconds(timeUs)};
+    std::unique_lock<std::mutex> lock(mLock);
+    return !mWake.wait_until(lock, end, [this] { return mStopping; });
 }
 
 bool WorkerComponent::emit(const CodecOutput& output) {

@@ -51,6 +51,8 @@ class WorkerComponent : public CodecComponent {
         mWake.wait(lock, [&] { return mStopping || ready(); });
         return !mStopping;
     }
+    // Worker only. Waits until this time of the monotonic clock; false, at once, when stopping.
+    bool sleepUntil(int64_t timeUs);
     // Worker only. Waits for room, then hands the output to the client; false when stopping.
     bool emit(const CodecOutput& output);
     // Worker only. emit() of an empty output with the end-of-stream flag.
