@@ -7,6 +7,10 @@
 
 #include "codec/AvPicture.h"
 
+extern "C" {
+#include <libavutil/opt.h>
+}
+
 namespace android {
 
 namespace {
@@ -80,15 +84,10 @@ AVFrame* AvPictureConverter::convert(const Picture& picture, const PictureFormat
     bool fullRange;
     const AVPixelFormat sourceFormat = plainFormat(source.format, &fullRange);
     fullRange = fullRange || format.range == AVCOL_RANGE_JPEG;
-    mScaler = sws_getCachedContext(mScaler, source.width, source.height, sourceFormat, source.width,
-                                   source.height, pixelFormat,
-                                   SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr,
-                                   nullptr, nullptr);
-    if (mScaler == nullptr) return nullptr;
-    constexpr int kOne = 1 << 16;  // contrast and saturation as they are
-    // libswscale's tables are numbered as the standard numbers matrices.
-    sws_setColorspaceDetails(mScaler, sws_getCoefficients(matrixOf(format, source.height)),
-                             fullRange, sws_getCoefficients(matrix), 0, 0, kOne, kOne);
+    if (!openScaler(source, sourceFormat, fullRange, matrixOf(format, source.height), pixelFormat,
+                    matrix)) {
+        return nullptr;
+    }
     AVFrame* result = av_frame_alloc();
     if (result == nullptr) return nullptr;
     result->format = pixelFormat;
@@ -100,6 +99,38 @@ AVFrame* AvPictureConverter::convert(const Picture& picture, const PictureFormat
         av_frame_free(&result);
     }
     return result;
+}
+
+bool AvPictureConverter::openScaler(const AVFrame& source, AVPixelFormat sourceFormat,
+                                    bool fullRange, int sourceMatrix, AVPixelFormat resultFormat,
+                                    int resultMatrix) {
+    const std::array<int, 7> key = {source.width, source.height, sourceFormat, fullRange,
+                                    sourceMatrix, resultFormat,  resultMatrix};
+    if (mScaler != nullptr && key == mScalerKey) return true;
+    sws_freeContext(mScaler);
+    mScaler = sws_alloc_context();
+    if (mScaler == nullptr) return false;
+    mScalerKey = key;
+    av_opt_set_int(mScaler, "srcw", source.width, 0);
+    av_opt_set_int(mScaler, "srch", source.height, 0);
+    av_opt_set_int(mScaler, "src_format", sourceFormat, 0);
+    av_opt_set_int(mScaler, "dstw", source.width, 0);
+    av_opt_set_int(mScaler, "dsth", source.height, 0);
+    av_opt_set_int(mScaler, "dst_format", resultFormat, 0);
+    av_opt_set_int(mScaler, "sws_flags", SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, 0);
+    // Told before it is initialised: it takes two equal formats of different range for a copy else.
+    av_opt_set_int(mScaler, "src_range", fullRange, 0);
+    av_opt_set_int(mScaler, "dst_range", 0, 0);
+    if (sws_init_context(mScaler, nullptr, nullptr) < 0) {
+        sws_freeContext(mScaler);
+        mScaler = nullptr;
+        return false;
+    }
+    constexpr int kOne = 1 << 16;  // contrast and saturation as they are
+    // libswscale's tables are numbered as the standard numbers matrices.
+    sws_setColorspaceDetails(mScaler, sws_getCoefficients(sourceMatrix), fullRange,
+                             sws_getCoefficients(resultMatrix), 0, 0, kOne, kOne);
+    return true;
 }
 
 bool AvPictureConverter::openEncoder(const AVFrame& frame) {

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <array>
+
 #include "graphics/PictureConverter.h"
 
 extern "C" {
@@ -28,10 +30,13 @@ class AvPictureConverter : public PictureConverter {
     // A frame of its own with the same pixels; null when that fails.
     AVFrame* convert(const Picture& picture, const PictureFormat& format, AVPixelFormat pixelFormat,
                      int matrix);
+    bool openScaler(const AVFrame& source, AVPixelFormat sourceFormat, bool fullRange,
+                    int sourceMatrix, AVPixelFormat resultFormat, int resultMatrix);
     bool openEncoder(const AVFrame& frame);
     bool encode(const AVFrame& frame, std::vector<uint8_t>* bytes);
 
     SwsContext* mScaler = nullptr;
+    std::array<int, 7> mScalerKey = {};  // what it was made for
     AVCodecContext* mEncoder = nullptr;
 };
 

@@ -22,6 +22,8 @@ constexpr int kMatrixBt2020 = 9;
 constexpr int kMatrixBt2020Constant = 10;
 // Pictures that do not tell are taken as what is usual for their size.
 constexpr int32_t kTallestStandardPicture = 576;
+// Of the screen, for the first size of a window: its frame needs room, too.
+constexpr int kLargestPercent = 90;
 
 uint32_t textureFormatOf(PicturePlanes::Layout layout) {
     switch (layout) {
@@ -103,10 +105,14 @@ std::unique_ptr<SdlWindow> SdlWindow::open(const std::string& title, bool fullSc
     int64_t height;
     shapeOf(first, &width, &height);
     SDL_Rect screen;
-    if (SDL_GetDisplayUsableBounds(0, &screen) == 0 && (width > screen.w || height > screen.h)) {
-        const SDL_Rect largest = fit(width, height, screen.w, screen.h);
-        width = largest.w;
-        height = largest.h;
+    if (SDL_GetDisplayUsableBounds(0, &screen) == 0) {
+        const int largestWidth = screen.w * kLargestPercent / 100;
+        const int largestHeight = screen.h * kLargestPercent / 100;
+        if (width > largestWidth || height > largestHeight) {
+            const SDL_Rect largest = fit(width, height, largestWidth, largestHeight);
+            width = largest.w;
+            height = largest.h;
+        }
     }
     std::unique_ptr<SdlWindow> window(new SdlWindow);
     window->mWindow = SDL_CreateWindow(
@@ -146,15 +152,17 @@ bool SdlWindow::show(const IntakePicture& picture, std::string* error) {
         }
         planes = shown->planes();
     }
-    mColours = coloursOf(format, shown->height());
+    const SDL_YUV_CONVERSION_MODE colours = coloursOf(format, shown->height());
     shapeOf(picture, &mAspectWidth, &mAspectHeight);
-    if (upload(planes, shown->width(), shown->height()) && redraw()) return true;
+    if (prepareTexture(textureFormatOf(planes.layout), shown->width(), shown->height(), colours) &&
+        upload(planes) && redraw()) {
+        return true;
+    }
     *error = SDL_GetError();
     return false;
 }
 
-bool SdlWindow::upload(const PicturePlanes& planes, int32_t width, int32_t height) {
-    if (!prepareTexture(textureFormatOf(planes.layout), width, height)) return false;
+bool SdlWindow::upload(const PicturePlanes& planes) {
     const uint8_t* data[PicturePlanes::kMaxPlanes] = {};
     int stride[PicturePlanes::kMaxPlanes] = {};
     // A mirrored picture is stored from its last row on and turned when it is drawn.
@@ -164,8 +172,6 @@ bool SdlWindow::upload(const PicturePlanes& planes, int32_t width, int32_t heigh
         data[i] = mUpsideDown ? plane.data + (plane.rows - 1) * plane.stride : plane.data;
         stride[i] = static_cast<int>(std::abs(plane.stride));
     }
-    // Some renderers convert while they take the samples, others while they draw.
-    SDL_SetYUVConversionMode(mColours);
     switch (planes.layout) {
         case PicturePlanes::Layout::kI420:
             return SDL_UpdateYUVTexture(mTexture, nullptr, data[0], stride[0], data[1], stride[1],
@@ -178,9 +184,13 @@ bool SdlWindow::upload(const PicturePlanes& planes, int32_t width, int32_t heigh
     }
 }
 
-bool SdlWindow::prepareTexture(uint32_t format, int32_t width, int32_t height) {
+bool SdlWindow::prepareTexture(uint32_t format, int32_t width, int32_t height,
+                               SDL_YUV_CONVERSION_MODE colours) {
+    // The mode is one for all windows. Some renderers look at it when they make a texture, others
+    // when they take its samples or draw it: it is set before all of these.
+    SDL_SetYUVConversionMode(colours);
     if (mTexture != nullptr && mTextureFormat == format && mTextureWidth == width &&
-        mTextureHeight == height) {
+        mTextureHeight == height && mColours == colours) {
         return true;
     }
     if (mTexture != nullptr) SDL_DestroyTexture(mTexture);
@@ -188,6 +198,7 @@ bool SdlWindow::prepareTexture(uint32_t format, int32_t width, int32_t height) {
     mTextureFormat = format;
     mTextureWidth = width;
     mTextureHeight = height;
+    mColours = colours;
     return mTexture != nullptr;
 }
 

@@ -36,8 +36,9 @@ class SdlWindow {
   private:
     SdlWindow() = default;
 
-    bool upload(const PicturePlanes& planes, int32_t width, int32_t height);
-    bool prepareTexture(uint32_t format, int32_t width, int32_t height);
+    bool prepareTexture(uint32_t format, int32_t width, int32_t height,
+                        SDL_YUV_CONVERSION_MODE colours);
+    bool upload(const PicturePlanes& planes);
     bool redraw();
     Request handleKey(SDL_Keycode key);
     void setFullScreen(bool fullScreen);
@@ -48,8 +49,8 @@ class SdlWindow {
     uint32_t mTextureFormat = 0;
     int32_t mTextureWidth = 0;
     int32_t mTextureHeight = 0;
-    bool mUpsideDown = false;  // the texture's rows are in reverse order
     SDL_YUV_CONVERSION_MODE mColours = SDL_YUV_CONVERSION_AUTOMATIC;
+    bool mUpsideDown = false;  // the texture's rows are in reverse order
     // The shape of the whole picture.
     int64_t mAspectWidth = 1;
     int64_t mAspectHeight = 1;

@@ -261,9 +261,7 @@ TEST_F(WindowTest, FollowsAChangeOfThePictureSize) {
     narrow.width = 120;
     mQueue->setFormat(formatOf(narrow));
     ASSERT_TRUE(mProducer->queue(makeCard(narrow)));
-    EXPECT_TRUE(waitForCard([](const Area& window) {
-        return Area{window.x + 100, window.y, 120, 240};
-    }));
+    EXPECT_TRUE(waitForCard(320, 240, {100, 0, 120, 240}));
 }
 
 // ---- Keys and closing

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -87,6 +88,7 @@ pid_t XServer::spawn(const std::vector<std::string>& command, int inheritedFd) {
     arguments.push_back(nullptr);
     const pid_t process = fork();
     if (process != 0) return process;
+    prctl(PR_SET_PDEATHSIG, SIGTERM);  // not left behind when the test is killed
     if (inheritedFd >= 0) fcntl(inheritedFd, F_SETFD, 0);
     const int nowhere = open("/dev/null", O_RDWR);
     dup2(nowhere, STDOUT_FILENO);
