@@ -28,7 +28,7 @@ status_t PacedSink::open(const SoundFormat& format, SoundSource* source) {
 status_t PacedSink::start() {
     if (mThread.joinable()) return OK;
     mStopping = false;
-    mThread = std::thread([this] { run(); });
+    mThread = std::thread([this, startUs = monotonicUs()] { run(startUs); });
     return OK;
 }
 
@@ -43,9 +43,8 @@ void PacedSink::stop() {
     if (mConsumer != nullptr) mConsumer->onStopped();
 }
 
-void PacedSink::run() {
+void PacedSink::run(int64_t startUs) {
     pthread_setname_np(pthread_self(), "PacedSink");
-    int64_t startUs = monotonicUs();
     int64_t frames = 0;
     int64_t heardAtUs = startUs;
     while (waitUntil(heardAtUs)) {

@@ -43,7 +43,7 @@ class PacedSink : public SoundSink {
     // A process that was stopped or slept longer than this does not make up for it.
     static constexpr int64_t kMaxLateUs = 2000000;
 
-    void run();
+    void run(int64_t startUs);
     bool waitUntil(int64_t timeUs);
     void pull(int64_t heardAtUs);
 

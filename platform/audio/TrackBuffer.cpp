@@ -35,6 +35,7 @@ void TrackBuffer::begin() {
     std::lock_guard<std::mutex> lock(mLock);
     mActive = true;
     mStuck = false;
+    mPulled = false;
     mDry = true;
     mSoundFromUs = monotonicUs() + kLeadUs;
     mChanged.notify_all();
@@ -178,6 +179,9 @@ bool TrackBuffer::takeStuck() {
 void TrackBuffer::fill(int16_t* samples, size_t frames, int64_t heardAtUs) {
     std::lock_guard<std::mutex> lock(mLock);
     mStuck = false;
+    // A sink that is slow to start does not shorten the silence.
+    if (!mPulled) mSoundFromUs = std::max(mSoundFromUs, heardAtUs - mLatencyUs + kLeadUs);
+    mPulled = true;
     const size_t lead = leadFramesLocked(frames, heardAtUs);
     const size_t taken = std::min(frames - lead, mActive ? mCount : 0);
     const size_t channels = mFormat.channels;

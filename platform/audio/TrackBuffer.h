@@ -102,6 +102,7 @@ class TrackBuffer : public SoundSource {
     bool mQuit = false;
     bool mStuck = false;  // the sink does not pull; cleared when it does
     bool mStuckTold = false;
+    bool mPulled = false;      // since begin()
     bool mDry = true;          // nothing to play: the next sound waits until mSoundFromUs
     int64_t mSoundFromUs = 0;  // in the sink's pull time
     bool mUnderrun = false;    // to be reported

@@ -54,6 +54,7 @@ std::vector<int16_t> ManualOutput::pull(size_t frames, int64_t heardAtUs) {
 
 std::vector<int16_t> ManualOutput::pullSound(size_t frames) {
     constexpr int64_t kLateUs = 10000000;
+    pull(0, 0);  // the silence counts from the first pull on
     return pull(frames, monotonicUs() + kLateUs);
 }
 
