@@ -136,6 +136,22 @@ const char* containerName(Container container) {
     return container == Container::kMp4 ? "mp4" : "ts";
 }
 
+void addOnlyOption(CLI::App& app, Only* only) {
+    const std::map<std::string, Only> onlyNames = {{"audio", Only::kAudio},
+                                                   {"video", Only::kVideo}};
+    app.add_option_function<std::string>(
+               "--only",
+               [only, onlyNames](const std::string& text) {
+                   const auto entry = onlyNames.find(text);
+                   if (entry == onlyNames.end()) {
+                       throw CLI::ValidationError("--only '" + text + "': expected audio or video");
+                   }
+                   *only = entry->second;
+               },
+               "Leave the other kind of track out")
+            ->type_name("audio|video");
+}
+
 void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
     app.add_option("-o,--output", options->output, "Where to write; - is standard output")
             ->required()
@@ -176,19 +192,7 @@ void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
             app, "--deinterlace", &options->deinterlace,
             [](const std::string& text) { return parseWholeNumber(text, 0, 2); }, "0|1|2",
             "0 off, 1 keep the frame rate, 2 double it (default: off)", "0, 1 or 2");
-    const std::map<std::string, Only> onlyNames = {{"audio", Only::kAudio},
-                                                   {"video", Only::kVideo}};
-    app.add_option_function<std::string>(
-               "--only",
-               [options, onlyNames](const std::string& text) {
-                   const auto entry = onlyNames.find(text);
-                   if (entry == onlyNames.end()) {
-                       throw CLI::ValidationError("--only '" + text + "': expected audio or video");
-                   }
-                   options->only = entry->second;
-               },
-               "Leave the other kind of track out")
-            ->type_name("audio|video");
+    addOnlyOption(app, &options->only);
     app.add_option("--preset", options->preset,
                    "Speed of the encoder, ultrafast to placebo (default: veryfast)")
             ->type_name("NAME");

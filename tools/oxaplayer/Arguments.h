@@ -55,6 +55,9 @@ bool isAacSampleRate(int32_t sampleRate);
 std::optional<Container> chooseContainer(const EncodeOptions& options);
 const char* containerName(Container container);
 
+// --only, for every command that works on tracks.
+void addOnlyOption(CLI::App& app, Only* only);
+
 // The options that `transcode` and `record` share.
 void addEncodeOptions(CLI::App& app, EncodeOptions* options);
 

@@ -3,6 +3,7 @@
 
 #include "Command.h"
 
+#include "PlayCommand.h"
 #include "ProbeCommand.h"
 #include "TranscodeCommand.h"
 
@@ -11,6 +12,7 @@ namespace oxaplayer {
 std::vector<std::unique_ptr<Command>> makeCommands() {
     std::vector<std::unique_ptr<Command>> commands;
     commands.push_back(std::make_unique<TranscodeCommand>());
+    commands.push_back(std::make_unique<PlayCommand>());
     commands.push_back(std::make_unique<ProbeCommand>());
     return commands;
 }

@@ -16,12 +16,13 @@ namespace oxaplayer {
 
 // What can happen while a job runs.
 struct Interrupted {};  // Ctrl-C or SIGTERM
+struct Closed {};       // the user has closed the window or pressed its quit key
 struct EndOfStream {};  // the player has reached the end
 struct FrameRate {      // of the last interval
     bool encoder;       // pictures out of the encoder; otherwise samples into the decoder
     double framesPerSecond;
 };
-using JobEvent = std::variant<Interrupted, EndOfStream, FrameRate, oxa::host::Fault>;
+using JobEvent = std::variant<Interrupted, Closed, EndOfStream, FrameRate, oxa::host::Fault>;
 
 // Where every thread puts what it has to tell the thread that runs a job. Thread-safe.
 class EventQueue {

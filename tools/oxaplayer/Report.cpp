@@ -5,6 +5,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "Console.h"
@@ -56,15 +57,24 @@ void Report::error(const Failure& failure) {
 }
 
 void Report::progress(const ProgressNumbers& numbers, int64_t nowUs) {
+    show(formatProgressBar(numbers, Console::columns()), formatProgressLine(numbers),
+         progressFields(numbers), nowUs);
+}
+
+void Report::status(const std::string& line, const Json& fields, int64_t nowUs) {
+    const auto room = static_cast<size_t>(std::max(Console::columns() - 1, 0));
+    show(line.substr(0, room), line, fields, nowUs);
+}
+
+void Report::show(const std::string& bar, const std::string& line, const Json& fields,
+                  int64_t nowUs) {
     Console& console = Console::instance();
     if (console.isTerminal()) {
-        console.setBar(formatProgressBar(numbers, Console::columns()));
+        console.setBar(bar);
     } else if (isDue(nowUs, kLineIntervalUs, &mLastLineUs)) {
-        console.note(formatProgressLine(numbers));
+        console.note(line);
     }
-    if (isDue(nowUs, kEventIntervalUs, &mLastEventUs)) {
-        mEvents.write("progress", progressFields(numbers));
-    }
+    if (isDue(nowUs, kEventIntervalUs, &mLastEventUs)) mEvents.write("progress", fields);
 }
 
 void Report::endProgress() {

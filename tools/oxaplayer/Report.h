@@ -27,10 +27,14 @@ class Report {
     void error(const Failure& failure);
     // Shows it as often as its reader can follow; call it a few times a second.
     void progress(const ProgressNumbers& numbers, int64_t nowUs);
+    // The same for a job that is not done in percent.
+    void status(const std::string& line, const Json& fields, int64_t nowUs);
     // Takes the bar away; before the last words.
     void endProgress();
 
   private:
+    void show(const std::string& bar, const std::string& line, const Json& fields, int64_t nowUs);
+
     const std::string mCommand;
     EventWriter mEvents;
     int64_t mLastLineUs = 0;

@@ -9,7 +9,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "DecodeTrial.h"
 #include "ParsedOption.h"
 #include "Signals.h"
 #include "TranscodeJob.h"
@@ -94,42 +93,20 @@ std::optional<Failure> TranscodeCommand::transcode() {
                                                  "': expected a name from ultrafast to placebo"};
     }
     if (auto failure = mInput.open(mOptions.input)) return failure;
-    const auto noTracks = chooseTracks();
+    const auto noTracks = chooseTracks(mInput, mOptions.only, mReport.get(), &mTracks);
     if (Signals::arrived()) return kNothingWritten;
     if (noTracks) return noTracks;
     if (auto failure = openOutput()) return failure;
     announce();
 
-    const SourceTrack* video = mVideo ? &*mVideo : nullptr;
-    const SourceTrack* audio = mAudio ? &*mAudio : nullptr;
+    const SourceTrack* video = mTracks.video ? &*mTracks.video : nullptr;
+    const SourceTrack* audio = mTracks.audio ? &*mTracks.audio : nullptr;
     TranscodeJob job(
             {mInput, mOutput, mContainer, video, audio, makeTargetFormat(mOptions, video, audio)},
             mQueue, mReport.get());
     const auto failure = job.run();
     mStalled = job.hasStalled();
     return failure ? failure : complete(job);
-}
-
-std::optional<Failure> TranscodeCommand::chooseTracks() {
-    std::vector<SourceTrack> tracks;
-    if (auto failure = readTracks(mInput, &tracks)) return failure;
-    for (const SourceTrack& track : tracks) {
-        std::optional<SourceTrack>& place = track.isVideo ? mVideo : mAudio;
-        const bool wanted = mOptions.only != (track.isVideo ? Only::kAudio : Only::kVideo);
-        if (!place && wanted) place = track;
-    }
-    for (std::optional<SourceTrack>* place : {&mVideo, &mAudio}) {
-        if (!*place || canDecode(mInput, **place)) continue;
-        mReport->warning(std::string((*place)->isVideo ? "the picture" : "the sound") +
-                         " cannot be decoded and is left out (" + (*place)->mime + ")");
-        place->reset();
-    }
-    if (mVideo || mAudio) return std::nullopt;
-    const char* what = mOptions.only == Only::kAudio   ? "sound"
-                       : mOptions.only == Only::kVideo ? "picture"
-                                                       : "picture or sound";
-    return Failure{ExitCode::kInput,
-                   "'" + mOptions.input + "' has no " + what + " that can be decoded"};
 }
 
 std::optional<Failure> TranscodeCommand::openOutput() {
@@ -156,11 +133,7 @@ void TranscodeCommand::announce() const {
                              {"input", mOptions.input},
                              {"output", mOptions.output},
                              {"format", containerName(mContainer)}});
-    for (const auto& track : {mVideo, mAudio}) {
-        if (!track) continue;
-        mReport->event("track", trackFields(*track));
-        mReport->note(mOptions.input + ": " + describeTrack(*track));
-    }
+    announceTracks(mInput, mTracks, mReport.get());
 }
 
 std::optional<Failure> TranscodeCommand::complete(const TranscodeJob& job) {

@@ -12,8 +12,8 @@
 #include "InputFile.h"
 #include "OutputFile.h"
 #include "Report.h"
-#include "SourceTracks.h"
 #include "TargetFormat.h"
+#include "TrackChoice.h"
 
 namespace oxaplayer {
 
@@ -36,7 +36,6 @@ class TranscodeCommand : public Command {
     };
 
     std::optional<Failure> transcode();
-    std::optional<Failure> chooseTracks();
     std::optional<Failure> openOutput();
     void announce() const;
     std::optional<Failure> complete(const TranscodeJob& job);
@@ -49,8 +48,7 @@ class TranscodeCommand : public Command {
     std::unique_ptr<Report> mReport;
     InputFile mInput;
     OutputFile mOutput;
-    std::optional<SourceTrack> mVideo;
-    std::optional<SourceTrack> mAudio;
+    TrackChoice mTracks;
     std::optional<Result> mResult;
     bool mStalled = false;
 };

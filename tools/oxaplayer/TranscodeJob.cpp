@@ -133,8 +133,8 @@ void TranscodeJob::handle(const JobEvent& event) {
         mIdleUs = 0;
         mReport->event("fps", {{"side", rate->encoder ? "encoder" : "decoder"},
                                {"fps", rounded(rate->framesPerSecond, 100)}});
-    } else {
-        handleFault(std::get<oxa::host::Fault>(event));
+    } else if (const auto* fault = std::get_if<oxa::host::Fault>(&event)) {
+        handleFault(*fault);
     }
 }
 

@@ -38,6 +38,8 @@ class AudioDecoder : public BaseDecoder, virtual public OxaBase {
     status_t stop();
     status_t reset();
 
+    // Any thread: what start() was given, 0 before.
+    int64_t startTimeUs() const { return mStartTimeUs; }
     // Any thread: time of the last buffer that was written, -1 before the first.
     int64_t lastTimeUs() const { return mLastTimeUs; }
 

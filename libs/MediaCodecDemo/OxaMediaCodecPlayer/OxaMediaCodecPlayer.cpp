@@ -240,13 +240,17 @@ status_t OxaMediaCodecPlayer::getTranscodeProgress(_TRANSCODE_PROGRESS* progress
 
 status_t OxaMediaCodecPlayer::getPlaybackProgress(_PLAYBACK_PROGRESS* progress) {
     if (progress == NULL) return BAD_VALUE;
-    *progress = {-1, -1, 0, 0};
+    *progress = {0, -1, -1, 0, 0};
     if (mVideoDecoder != NULL) {
+        progress->startTimeUs = mVideoDecoder->firstFrameTimeUs();
         progress->videoTimeUs = mVideoDecoder->lastTimeUs();
         progress->shownFrames = mVideoDecoder->shownFrames();
         progress->droppedFrames = mVideoDecoder->droppedFrames();
     }
-    if (mAudioDecoder != NULL) progress->audioTimeUs = mAudioDecoder->lastTimeUs();
+    if (mAudioDecoder != NULL) {
+        if (progress->startTimeUs == 0) progress->startTimeUs = mAudioDecoder->startTimeUs();
+        progress->audioTimeUs = mAudioDecoder->lastTimeUs();
+    }
     return OK;
 }
 

@@ -34,6 +34,7 @@ struct _TRANSCODE_PROGRESS {
 
 // How far a playback has come.
 struct _PLAYBACK_PROGRESS {
+    int64_t startTimeUs;    // when media time 0 was due (ALooper::GetNowUs), 0: not known yet
     int64_t videoTimeUs;    // time of the last picture that was shown, -1 before the first
     int64_t audioTimeUs;    // time of the last sound that was written, -1 before the first
     int64_t shownFrames;    // pictures so far; tunneled: handed to the codec
