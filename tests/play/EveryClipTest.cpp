@@ -1,0 +1,216 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cctype>
+#include <cmath>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "library/LogCapture.h"
+#include "play/LibraryPlay.h"
+#include "support/MediaProbe.h"
+#include "support/Sound.h"
+#include "support/TestClips.h"
+#include "transcode/Watchdog.h"
+
+namespace oxa::test {
+namespace {
+
+using android::LogCapture;
+using oxa::host::RecordedPicture;
+
+constexpr int64_t kMaxTimeErrorUs = 1000;
+constexpr int64_t kMaxEndErrorUs = 150'000;
+
+int64_t endUs(const MediaProbe& probe) {
+    int64_t end = 0;
+    for (const StreamProbe* stream : {probe.video(), probe.audio()}) {
+        if (stream != nullptr) end = std::max(end, stream->endUs);
+    }
+    return end;
+}
+
+int endReports(const LogCapture& log, const std::string& item) {
+    return log.count("OxaMediaCodecPlayer", "Received kWhatDecodeGotEOS:" + item);
+}
+
+// Each picture that was shown is one of the file's, upright, and later in it than the one before.
+void expectPicturesInOrder(const std::vector<RecordedPicture>& shown,
+                           const std::vector<ExpectedPicture>& expected, int rotation) {
+    const bool turned = rotation % 180 != 0;
+    size_t next = 0;
+    for (const RecordedPicture& picture : shown) {
+        while (next < expected.size() &&
+               expected[next].timeUs < picture.mediaTimeUs - kMaxTimeErrorUs)
+            ++next;
+        ASSERT_LT(next, expected.size()) << picture.mediaTimeUs;
+        const ExpectedPicture& source = expected[next++];
+        ASSERT_NEAR(picture.mediaTimeUs, source.timeUs, kMaxTimeErrorUs);
+        ASSERT_EQ(picture.width, turned ? source.height : source.width);
+        ASSERT_EQ(picture.height, turned ? source.width : source.height);
+        if (rotation == 0) {
+            ASSERT_EQ(picture.hash, source.hash) << picture.mediaTimeUs;
+        }
+    }
+}
+
+// ---- As fast as they come -----------------------------------------------------------------------
+
+class FreeRunTest : public testing::TestWithParam<std::string> {};
+
+TEST_P(FreeRunTest, showsEveryPictureAndEndsOnce) {
+    const std::string path = mediaPath(GetParam());
+    const MediaProbe probe(path);
+    const std::vector<ExpectedPicture> expected = expectedPictures(path);
+    const LogCapture log;
+    PlayOptions options;
+    options.input = path;
+    options.freeRun = true;
+    LibraryPlay play(options);
+    ASSERT_NO_FATAL_FAILURE(play.start());
+    ASSERT_NO_FATAL_FAILURE(play.waitForEnd());
+    play.waitForPictures();
+    const android::_PLAYBACK_PROGRESS progress = play.progress();
+    const std::vector<RecordedPicture> shown = play.display().pictures();
+    play.stopAndCleanUp();
+
+    EXPECT_EQ(shown.size(), expected.size());
+    EXPECT_EQ(progress.shownFrames, static_cast<int64_t>(expected.size()));
+    EXPECT_EQ(progress.droppedFrames, 0);
+    expectPicturesInOrder(shown, expected, probe.video() != nullptr ? probe.video()->rotation : 0);
+    if (!shown.empty()) {
+        EXPECT_EQ(progress.videoTimeUs, shown.back().mediaTimeUs);
+    }
+    EXPECT_EQ(endReports(log, "EOSVideoReached"), probe.video() != nullptr);
+    EXPECT_EQ(endReports(log, "NO_VIDEO_TRACK"), probe.video() == nullptr);
+    EXPECT_EQ(endReports(log, "EOSAudioReached"), probe.audio() != nullptr);
+    EXPECT_EQ(endReports(log, "NO_AUDIO_TRACK"), probe.audio() == nullptr);
+    EXPECT_EQ(play.reports().count(android::kWhatPlayerEOS), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Clips, FreeRunTest, testing::ValuesIn(mediaClips()), [](const auto& info) {
+    std::string name = info.param;
+    std::replace_if(
+            name.begin(), name.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
+    return name;
+});
+
+// ---- In time ------------------------------------------------------------------------------------
+
+// What was seen and heard of one clip that was played at its own pace.
+struct PacedResult {
+    std::string name;
+    android::_PLAYBACK_PROGRESS progress = {};
+    std::vector<RecordedPicture> pictures;
+    HeardSound heard;
+    int64_t endUs = 0;
+    int ends = 0;
+};
+
+PacedResult playPaced(const std::string& name) {
+    PacedResult result;
+    result.name = name;
+    const std::string path = mediaPath(name);
+    PlayOptions options;
+    options.input = path;
+    const bool hasSound = MediaProbe(path).audio() != nullptr;
+    if (hasSound) options.sound = PlayOptions::Sound::kRecorded;
+    LibraryPlay play(options);
+    play.start();
+    play.waitForEnd();
+    play.waitForPictures();
+    result.progress = play.progress();
+    play.stopAndCleanUp();
+    result.endUs = play.reports().timeUs(android::kWhatPlayerEOS);
+    result.ends = play.reports().count(android::kWhatPlayerEOS);
+    result.pictures = play.display().pictures();
+    if (hasSound) result.heard = heardSound(*play.sound());
+    return result;
+}
+
+// All clips, several at once in this process, each with the next one behind it.
+std::vector<PacedResult> playAllPaced(size_t atOnce) {
+    std::vector<std::pair<int64_t, std::string>> clips;
+    for (const std::string& name : mediaClips())
+        clips.emplace_back(endUs(MediaProbe(mediaPath(name))), name);
+    // The longest first, so that all lanes end at about the same time.
+    std::sort(clips.rbegin(), clips.rend());
+    std::vector<PacedResult> results(clips.size());
+    std::atomic<size_t> next{0};
+    std::vector<std::thread> lanes;
+    for (size_t lane = 0; lane < atOnce; ++lane) {
+        lanes.emplace_back([&] {
+            for (size_t i = next++; i < clips.size(); i = next++)
+                results[i] = playPaced(clips[i].second);
+        });
+    }
+    for (std::thread& lane : lanes)
+        lane.join();
+    return results;
+}
+
+void expectPicturesInTime(const PacedResult& result) {
+    std::vector<int64_t> lateUs;
+    for (const RecordedPicture& picture : result.pictures) {
+        const int64_t dueUs = result.progress.startTimeUs + picture.mediaTimeUs;
+        ASSERT_GE(picture.arrivalUs, dueUs) << "a picture came before its time";
+        lateUs.push_back(picture.arrivalUs - dueUs);
+    }
+    if (lateUs.empty()) return;
+    std::sort(lateUs.begin(), lateUs.end());
+    EXPECT_LT(lateUs[lateUs.size() / 2], 30'000);
+}
+
+void expectWholeSound(const PacedResult& result, const StreamProbe& audio) {
+    constexpr double kOutputBufferS = 0.15;
+    constexpr double kQuietDb = -60;
+    EXPECT_EQ(result.heard.tracks, 1);
+    EXPECT_EQ(result.heard.sampleRate, audio.sampleRate);
+    EXPECT_EQ(result.heard.channels, audio.channels);
+    EXPECT_GT(result.heard.seconds(), audio.durationUs() / 1e6 - kOutputBufferS);
+    // Silence at the begin and the end of the recording may change the level a little.
+    const double sourceDb = levelDb(decodeSound(mediaPath(result.name)).mono());
+    if (sourceDb > kQuietDb) {
+        EXPECT_NEAR(levelDb(result.heard.samples), sourceDb, 2);
+    }
+}
+
+TEST(PacedTest, playsAllClipsInTheirTimeSeveralAtOnce) {
+    const Watchdog watchdog("playing all clips", std::chrono::minutes(3));
+    const LogCapture log;
+    int videos = 0;
+    int audios = 0;
+    for (const PacedResult& result : playAllPaced(4)) {
+        SCOPED_TRACE(result.name);
+        const std::string path = mediaPath(result.name);
+        const MediaProbe probe(path);
+        EXPECT_EQ(result.ends, 1);
+        const int64_t playedUs = result.endUs - result.progress.startTimeUs;
+        EXPECT_NEAR(playedUs, endUs(probe), kMaxEndErrorUs);
+        if (probe.video() != nullptr) {
+            ++videos;
+            const std::vector<ExpectedPicture> expected = expectedPictures(path);
+            EXPECT_EQ(result.progress.shownFrames + result.progress.droppedFrames,
+                      static_cast<int64_t>(expected.size()));
+            EXPECT_EQ(static_cast<int64_t>(result.pictures.size()), result.progress.shownFrames);
+            EXPECT_GT(result.pictures.size(), expected.size() / 2);
+            expectPicturesInOrder(result.pictures, expected, probe.video()->rotation);
+            expectPicturesInTime(result);
+        }
+        if (probe.audio() != nullptr) {
+            ++audios;
+            expectWholeSound(result, *probe.audio());
+        }
+    }
+    EXPECT_EQ(endReports(log, "EOSVideoReached"), videos);
+    EXPECT_EQ(endReports(log, "EOSAudioReached"), audios);
+}
+
+}  // namespace
+}  // namespace oxa::test
