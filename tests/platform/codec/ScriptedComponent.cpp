@@ -9,14 +9,17 @@ using namespace android;
 
 void ScriptedComponent::install() {
     static const bool installed = [] {
-        addComponent({kMime, CodecDirection::kDecoder,
-                      [](const AString&) -> sp<CodecComponent> { return new ScriptedComponent; }});
+        standInFor(kMime);
         return true;
     }();
     (void)installed;
     sConfigureResult = OK;
     sStartResult = OK;
     sReportsInStart = false;
+}
+
+void ScriptedComponent::standInFor(const char* mime) {
+    addComponent({mime, CodecDirection::kDecoder, create});
 }
 
 void ScriptedComponent::offer(int64_t timeUs, size_t size, uint32_t flags) {

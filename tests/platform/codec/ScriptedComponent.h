@@ -20,6 +20,8 @@ class ScriptedComponent : public android::CodecComponent {
 
     // Once in a process; more calls do nothing.
     static void install();
+    // Stands in for the decoder of another type from now on, for the rest of the process.
+    static void standInFor(const char* mime);
     static ScriptedComponent* last() { return sLast; }
 
     // What the next calls answer.
@@ -55,6 +57,9 @@ class ScriptedComponent : public android::CodecComponent {
                        int64_t timestampNs) override;
 
   private:
+    static android::sp<android::CodecComponent> create(const android::AString&) {
+        return new ScriptedComponent;
+    }
     ScriptedComponent() { sLast = this; }
     ~ScriptedComponent() override {
         if (sLast == this) sLast = nullptr;
