@@ -21,7 +21,7 @@ packages=(
     # command line client
     libcli11-dev nlohmann-json3-dev
     # tests
-    libgtest-dev libgmock-dev ffmpeg xvfb xdotool
+    libgtest-dev libgmock-dev ffmpeg xvfb xdotool openbox
 )
 
 is_installed() {
