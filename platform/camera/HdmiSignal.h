@@ -1,0 +1,69 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <utils/RefBase.h>
+
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+
+#include "live/LiveClock.h"
+#include "live/LiveControl.h"
+
+namespace android {
+
+// What comes over the cable of the simulated HDMI receiver, for those who read it: its camera and
+// the HDMI audio service. Thread-safe.
+class HdmiSignal : public RefBase {
+  public:
+    using PlugListener = std::function<void(bool plugged)>;
+
+    // Null without a receiver.
+    static sp<HdmiSignal> current();
+    // For the receiver; null when it goes. False when there is one already.
+    static bool setCurrent(const sp<HdmiSignal>& signal);
+
+    HdmiSignal(const std::string& source, int sampleRate);
+
+    // For LiveOptions, whose `clock` it keeps alive.
+    const std::string& source() const { return mSource; }
+    const sp<LiveClock>& clock() const { return mClock; }
+    const sp<LiveControl>& pictureControl() const { return mPictureControl; }
+    // Stalled while the sound is gone: readers that shall outlast that have no silence limit.
+    const sp<LiveControl>& soundControl() const { return mSoundControl; }
+
+    int sampleRate() const { return mSampleRate; }  // Hz
+    bool isPlugged() const;
+    // Plugged, and its sound is there.
+    bool hasSound() const;
+
+    void setPlugged(bool plugged);
+    void setSoundLost(bool lost);
+    void setStalled(bool stalled);
+
+    // Called on the thread that pulls or puts the plug, with the files already changed. Must not
+    // add or remove listeners. Nothing is called any more when removePlugListener() has returned.
+    int addPlugListener(PlugListener listener);
+    void removePlugListener(int id);
+
+  private:
+    void applyToSoundLocked();
+
+    const std::string mSource;
+    const int mSampleRate;
+    const sp<LiveClock> mClock;
+    const sp<LiveControl> mPictureControl;
+    const sp<LiveControl> mSoundControl;
+    mutable std::mutex mLock;
+    bool mPlugged = true;     // guarded by mLock
+    bool mSoundLost = false;  // guarded by mLock
+    bool mStalled = false;    // guarded by mLock
+    std::mutex mListenerLock;
+    std::map<int, PlugListener> mListeners;  // guarded by mListenerLock
+    int mNextListener = 1;                   // guarded by mListenerLock
+};
+
+}  // namespace android
