@@ -5,7 +5,7 @@ find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(SDL2 REQUIRED)
 pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET
-    libavformat libavcodec libavfilter libswresample libswscale libavutil)
+    libavdevice libavformat libavcodec libavfilter libswresample libswscale libavutil)
 
 # Debian's builds of the platform's base libraries lie outside the default paths.
 find_path(ANDROID_INCLUDE_DIR utils/RefBase.h PATHS /usr/include/android NO_DEFAULT_PATH REQUIRED)

@@ -67,4 +67,21 @@ PicturePlanes AvPicture::planes() const {
     return planes;
 }
 
+PictureFormat pictureFormatOf(const AVFrame& frame) {
+    PictureFormat format;
+    format.width = frame.width;
+    format.height = frame.height;
+    format.range = frame.format == AV_PIX_FMT_YUVJ420P ? AVCOL_RANGE_JPEG : frame.color_range;
+    format.primaries = frame.color_primaries;
+    format.transfer = frame.color_trc;
+    format.matrix = frame.colorspace;
+    format.chromaLocation = frame.chroma_location;
+    const AVRational aspect = frame.sample_aspect_ratio;
+    if (aspect.num > 0 && aspect.den > 0) {
+        format.aspectNumerator = aspect.num;
+        format.aspectDenominator = aspect.den;
+    }
+    return format;
+}
+
 }  // namespace android

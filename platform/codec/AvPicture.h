@@ -4,6 +4,7 @@
 #pragma once
 
 #include "graphics/Picture.h"
+#include "graphics/PictureQueue.h"
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -26,5 +27,8 @@ class AvPicture : public Picture {
 
     AVFrame* const mFrame;
 };
+
+// What the frame tells about itself.
+PictureFormat pictureFormatOf(const AVFrame& frame);
 
 }  // namespace android

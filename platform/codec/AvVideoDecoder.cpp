@@ -467,19 +467,8 @@ void AvVideoDecoder::reportFormat(const PictureFormat& format) {
 }
 
 PictureFormat AvVideoDecoder::formatOf(const AVFrame& frame) const {
-    PictureFormat format;
-    format.width = frame.width;
-    format.height = frame.height;
-    format.range = frame.format == AV_PIX_FMT_YUVJ420P ? AVCOL_RANGE_JPEG : frame.color_range;
-    format.primaries = frame.color_primaries;
-    format.transfer = frame.color_trc;
-    format.matrix = frame.colorspace;
-    format.chromaLocation = frame.chroma_location;
-    const AVRational aspect = frame.sample_aspect_ratio;
-    if (!mSizeAsked && aspect.num > 0 && aspect.den > 0) {
-        format.aspectNumerator = aspect.num;
-        format.aspectDenominator = aspect.den;
-    }
+    PictureFormat format = pictureFormatOf(frame);
+    if (mSizeAsked) format.aspectNumerator = format.aspectDenominator = 1;
     return format;
 }
 

@@ -1,0 +1,219 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "FormatInput"
+
+#include <log/log.h>
+#include <utils/Timers.h>
+
+#include <algorithm>
+#include <mutex>
+#include <thread>
+
+#include "container/AvLog.h"
+#include "container/StreamInfo.h"
+#include "live/DeviceOptions.h"
+#include "live/LiveInput.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavdevice/avdevice.h>
+#include <libavformat/avformat.h>
+}
+
+namespace android {
+
+namespace {
+
+constexpr AVRational kMicroseconds = {1, 1000000};
+constexpr unsigned kMaxThreads = 4;
+
+// One stream of a device or of a media file.
+class FormatInput : public LiveInput {
+  public:
+    FormatInput(const LiveSource& source, LiveKind kind) : mSource(source), mKind(kind) {
+        routeAvLog();
+        static std::once_flag once;
+        std::call_once(once, avdevice_register_all);
+    }
+
+    ~FormatInput() override {
+        av_packet_free(&mPacket);
+        avcodec_free_context(&mDecoder);
+        avformat_close_input(&mFormat);
+    }
+
+    int open(const LiveOptions& options) {
+        int err = openFormat(options);
+        // A device tells all when it is opened; there is nothing to read ahead.
+        if (err >= 0 && !mSource.isDevice()) err = completeStreamInfo(mFormat);
+        if (err >= 0) err = chooseStream();
+        return err < 0 ? err : openDecoder();
+    }
+
+    LiveInfo info() const override {
+        LiveInfo info;
+        if (mKind == LiveKind::kPicture) {
+            info.width = mDecoder->width;
+            info.height = mDecoder->height;
+            info.frameRate = frameRateOf(*mStream);
+        } else {
+            info.channels = mDecoder->ch_layout.nb_channels;
+            info.sampleRate = mDecoder->sample_rate;
+        }
+        return info;
+    }
+
+    int read(AVFrame* frame) override {
+        for (;;) {
+            int err = avcodec_receive_frame(mDecoder, frame);
+            if (err >= 0) {
+                frame->pts = timeOf(*frame);
+                return 0;
+            }
+            if (err != AVERROR(EAGAIN)) return err;
+            err = feed();
+            if (err < 0) return err;
+        }
+    }
+
+    bool rewind() override {
+        if (mSource.isDevice() || mFormat->duration <= 0) return false;
+        const int64_t startUs = fileStartUs(*mFormat);
+        if (avformat_seek_file(mFormat, -1, INT64_MIN, startUs, startUs, 0) < 0) return false;
+        avcodec_flush_buffers(mDecoder);
+        mEnded = false;
+        mRepeatUs += mFormat->duration;
+        return true;
+    }
+
+  private:
+    int openFormat(const LiveOptions& options) {
+        AVDictionary* settings = nullptr;
+        const AVInputFormat* device = nullptr;
+        int err = 0;
+        if (mSource.isDevice()) {
+            DeviceOptions wanted;
+            err = deviceOptions(mSource, options, &wanted);
+            device = av_find_input_format(wanted.format.c_str());
+            if (err >= 0 && device == nullptr) err = AVERROR_DEMUXER_NOT_FOUND;
+            for (const auto& [name, value] : wanted.settings) {
+                av_dict_set(&settings, name.c_str(), value.c_str(), 0);
+            }
+            mFormat = avformat_alloc_context();
+            if (mFormat != nullptr) mFormat->flags |= AVFMT_FLAG_NONBLOCK;
+            mWallClockUs = systemTime(SYSTEM_TIME_REALTIME) / 1000 - nowUs();
+        }
+        if (err >= 0) err = avformat_open_input(&mFormat, mSource.name.c_str(), device, &settings);
+        av_dict_free(&settings);
+        return err;
+    }
+
+    int chooseStream() {
+        const AVMediaType type =
+                mKind == LiveKind::kPicture ? AVMEDIA_TYPE_VIDEO : AVMEDIA_TYPE_AUDIO;
+        for (unsigned i = 0; i < mFormat->nb_streams; ++i) {
+            AVStream* const stream = mFormat->streams[i];
+            const bool isCover = (stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+            if (mStream == nullptr && stream->codecpar->codec_type == type && !isCover) {
+                mStream = stream;
+            } else {
+                stream->discard = AVDISCARD_ALL;
+            }
+        }
+        return mStream == nullptr ? AVERROR_STREAM_NOT_FOUND : 0;
+    }
+
+    int openDecoder() {
+        const AVCodec* codec = avcodec_find_decoder(mStream->codecpar->codec_id);
+        if (codec == nullptr) return AVERROR_DECODER_NOT_FOUND;
+        mDecoder = avcodec_alloc_context3(codec);
+        mPacket = av_packet_alloc();
+        if (mDecoder == nullptr || mPacket == nullptr) return AVERROR(ENOMEM);
+        const int err = avcodec_parameters_to_context(mDecoder, mStream->codecpar);
+        if (err < 0) return err;
+        mDecoder->pkt_timebase = mStream->time_base;
+        // Threads hold pictures back: a device's are wanted at once.
+        mDecoder->thread_count =
+                mSource.isDevice() ? 1
+                                   : static_cast<int>(std::clamp(
+                                             std::thread::hardware_concurrency(), 1U, kMaxThreads));
+        return avcodec_open2(mDecoder, codec, nullptr);
+    }
+
+    // Gives the decoder one packet, or the end.
+    int feed() {
+        for (;;) {
+            if (mEnded) return AVERROR_EOF;
+            int err = av_read_frame(mFormat, mPacket);
+            if (err == AVERROR_EOF) {
+                mEnded = true;
+                err = avcodec_send_packet(mDecoder, nullptr);
+                return err == AVERROR_EOF ? 0 : err;
+            }
+            if (err < 0) return err;
+            const bool isOurs = mPacket->stream_index == mStream->index;
+            // A packet that cannot be decoded is left out: the next one may be whole.
+            if (isOurs) avcodec_send_packet(mDecoder, mPacket);
+            av_packet_unref(mPacket);
+            if (isOurs) return 0;
+        }
+    }
+
+    int64_t timeOf(const AVFrame& frame) {
+        int64_t timeUs = AV_NOPTS_VALUE;
+        if (frame.best_effort_timestamp != AV_NOPTS_VALUE) {
+            timeUs = av_rescale_q(frame.best_effort_timestamp, mStream->time_base, kMicroseconds);
+        }
+        if (mSource.isDevice()) return monotonicTimeOf(timeUs, nowUs(), mWallClockUs);
+        if (timeUs == AV_NOPTS_VALUE) return mNextUs;
+        timeUs += mRepeatUs - fileStartUs(*mFormat);
+        mNextUs = timeUs + durationUs(frame);
+        return timeUs;
+    }
+
+    int64_t durationUs(const AVFrame& frame) const {
+        if (frame.sample_rate > 0) return frame.nb_samples * INT64_C(1000000) / frame.sample_rate;
+        const double rate = frameRateOf(*mStream);
+        return rate > 0 ? static_cast<int64_t>(1e6 / rate) : 0;
+    }
+
+    static int64_t nowUs() { return systemTime(SYSTEM_TIME_MONOTONIC) / 1000; }
+
+    const LiveSource mSource;
+    const LiveKind mKind;
+    AVFormatContext* mFormat = nullptr;
+    AVStream* mStream = nullptr;  // the context's
+    AVCodecContext* mDecoder = nullptr;
+    AVPacket* mPacket = nullptr;
+    bool mEnded = false;
+    int64_t mRepeatUs = 0;     // how long the former rounds were
+    int64_t mNextUs = 0;       // for a frame without a time
+    int64_t mWallClockUs = 0;  // the wall clock minus the monotonic clock
+};
+
+}  // namespace
+
+std::string liveOpenError(const LiveSource& source, int averror) {
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    const char* cause = text;
+    if (averror == AVERROR_STREAM_NOT_FOUND) {
+        cause = "nothing of the kind is in it";
+    } else if (averror == AVERROR_DEMUXER_NOT_FOUND) {
+        cause = "this build has no such devices";
+    } else {
+        av_strerror(averror, text, sizeof(text));
+    }
+    return "cannot open '" + source.name + "': " + cause;
+}
+
+std::unique_ptr<LiveInput> openFormatInput(const LiveSource& source, const LiveOptions& options,
+                                           std::string* error) {
+    auto input = std::make_unique<FormatInput>(source, options.kind);
+    const int err = input->open(options);
+    if (err >= 0) return input;
+    *error = liveOpenError(source, err);
+    return nullptr;
+}
+
+}  // namespace android
