@@ -30,6 +30,11 @@ void LiveControl::setLost(bool lost) {
     mChanged.notify_all();
 }
 
+bool LiveControl::isLost() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mLost;
+}
+
 void LiveControl::setPictureSize(int width, int height) {
     std::lock_guard<std::mutex> lock(mLock);
     mWidth = width;

@@ -21,6 +21,7 @@ class LiveControl : public RefBase {
     void setStalled(bool stalled);
     // The device has been pulled out; or put back, for readers that are opened then.
     void setLost(bool lost);
+    bool isLost() const;
     // The source delivers pictures of this size from now on; 0 x 0: its own.
     void setPictureSize(int width, int height);
     void pictureSize(int* width, int* height) const;

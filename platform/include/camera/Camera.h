@@ -62,11 +62,11 @@ class Camera : public CameraBase<Camera>, public hardware::BnCameraClient {
     status_t setPreviewTarget(const sp<IGraphicBufferProducer>& bufferProducer);
     // OK when it runs already.
     status_t startPreview();
-    // Ends a recording, too. Harmless when no preview runs.
+    // Nothing more is shown; a recording goes on. Harmless when no preview runs.
     void stopPreview();
     bool previewEnabled();
 
-    // Pictures go to the video target from now on. Starts the preview if need be.
+    // Pictures go to the video target from now on, with or without a preview.
     status_t startRecording();
     void stopRecording();
     bool recordingEnabled();

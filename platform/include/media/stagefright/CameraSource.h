@@ -89,7 +89,6 @@ class CameraSource : public MediaSource, public MediaBufferObserver {
     void takePictures();
     bool isTimely(int64_t timeUs);
     bool hasEndedLocked() const;
-    void waitForFrames(int* waited);
 
     const sp<ICameraRecordingProxy> mRecordingProxy;  // null: the camera is this object's own
     const int32_t mWantedFrameRate;
@@ -111,7 +110,6 @@ class CameraSource : public MediaSource, public MediaBufferObserver {
     int64_t mFirstTimeUs = -1;
     int64_t mLastTimeUs = -1;
     bool mStopTimeReached = false;
-    uint64_t mDroppedFrames = 0;
 };
 
 }  // namespace android

@@ -1,0 +1,103 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <camera/CameraParameters.h>
+#include <camera/android/hardware/ICamera.h>
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "camera/CameraAbilities.h"
+#include "camera/CameraOutput.h"
+#include "camera/CameraRegistry.h"
+#include "live/LiveReader.h"
+
+namespace android {
+
+// An opened camera. One thread captures while preview or recording wants pictures and hands each
+// of them, by reference, to the targets.
+//
+// Lock order: mLock (commands, one at a time, which may wait for the capture thread), mOutputLock.
+// The capture thread takes mOutputLock only.
+class CameraDevice : public hardware::BnCamera {
+  public:
+    // Null when it is in use or its source cannot be opened, which the fault listeners are told.
+    static sp<CameraDevice> open(const sp<RegisteredCamera>& camera);
+
+    binder::Status disconnect() override;
+    status_t connect(const sp<hardware::ICameraClient>& client) override;
+    status_t lock() override;
+    status_t unlock() override;
+    status_t setPreviewTarget(const sp<IGraphicBufferProducer>& target) override;
+    void setPreviewCallbackFlag(int flag) override;
+    status_t setPreviewCallbackTarget(const sp<IGraphicBufferProducer>& target) override;
+    status_t startPreview() override;
+    void stopPreview() override;
+    bool previewEnabled() override;
+    status_t startRecording() override;
+    void stopRecording() override;
+    bool recordingEnabled() override;
+    void releaseRecordingFrame(const sp<IMemory>& mem) override;
+    void releaseRecordingFrameHandle(native_handle_t* handle) override;
+    void releaseRecordingFrameHandleBatch(const std::vector<native_handle_t*>& handles) override;
+    status_t autoFocus() override;
+    status_t cancelAutoFocus() override;
+    status_t takePicture(int msgType) override;
+    status_t setParameters(const String8& params) override;
+    String8 getParameters() const override;
+    status_t sendCommand(int32_t cmd, int32_t arg1, int32_t arg2) override;
+    status_t setVideoBufferMode(int32_t mode) override;
+    status_t setVideoTarget(const sp<IGraphicBufferProducer>& target) override;
+    status_t setAudioRestriction(int32_t mode) override;
+    int32_t getGlobalAudioRestriction() override;
+
+  protected:
+    ~CameraDevice() override;
+
+  private:
+    CameraDevice(const sp<RegisteredCamera>& camera, const CameraAbilities& abilities);
+
+    status_t checkParametersLocked(const CameraParameters& wanted) const;
+    status_t startCaptureLocked();
+    void stopCaptureLocked();
+    void stopPreviewLocked();
+    void stopRecordingLocked();
+    status_t connectOutput(const sp<IGraphicBufferProducer>& target, sp<CameraOutput>* output);
+    void dropOutput(sp<CameraOutput>* output);
+
+    void capture();
+    void deliver(const LiveBlock& block);
+    void countDelivered(bool recording, bool recorded, bool previewDropped);
+    void onSourceEnded(bool lost);
+    static void report(const RegisteredCamera& camera, bool ended, const std::string& cause,
+                       int error);
+
+    const sp<RegisteredCamera> mCamera;
+    const CameraAbilities mAbilities;
+
+    mutable std::mutex mLock;
+    // All below guarded by mLock.
+    bool mConnected = true;
+    bool mPreviewing = false;
+    bool mRecording = false;
+    CameraParameters mParameters;
+    sp<IGraphicBufferProducer> mPreviewTarget;
+    sp<IGraphicBufferProducer> mVideoTarget;
+    std::unique_ptr<LiveReader> mReader;  // constant while the thread runs
+    std::thread mThread;
+    sp<LiveClock> mClock;  // held, so that the source goes on while nobody captures
+
+    std::mutex mOutputLock;
+    // All below guarded by mOutputLock.
+    sp<hardware::ICameraClient> mClient;
+    sp<CameraOutput> mPreviewOutput;
+    sp<CameraOutput> mVideoOutput;
+    bool mEnded = false;
+    bool mDropReported = false;
+};
+
+}  // namespace android

@@ -1,0 +1,37 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <gui/IGraphicBufferProducer.h>
+#include <utils/Errors.h>
+
+#include "graphics/PictureQueue.h"
+
+namespace android {
+
+// A camera's end of a target: what finds no place is dropped, nobody waits. Thread-safe.
+class CameraOutput : public PictureQueue::ProducerListener {
+  public:
+    // Null, with the status, when another producer has the target.
+    static sp<CameraOutput> connect(const sp<IGraphicBufferProducer>& target, status_t* status);
+
+    // The target is free for others, and gets nothing more.
+    void disconnect();
+
+    // False: dropped.
+    bool offer(const sp<Picture>& picture, int64_t timestampNs, const PictureFormat& format);
+    // Nothing more will be offered.
+    void finish();
+
+    void onPlaceFree() override {}
+    // A camera ends with its source, not when it is asked.
+    void onDrainRequested() override {}
+
+  private:
+    explicit CameraOutput(const sp<PictureQueue>& queue) : mQueue(queue) {}
+
+    const sp<PictureQueue> mQueue;
+};
+
+}  // namespace android

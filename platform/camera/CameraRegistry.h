@@ -1,0 +1,77 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <oxa/host/Cameras.h>
+#include <utils/RefBase.h>
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "live/LiveClock.h"
+#include "live/LiveControl.h"
+
+namespace android {
+
+// One camera that there is, opened or not. Thread-safe.
+class RegisteredCamera : public RefBase {
+  public:
+    using Figures = oxa::host::CameraFigures;
+
+    RegisteredCamera(int number, const std::string& source, bool repeat,
+                     const sp<LiveControl>& control);
+
+    int number() const { return mNumber; }
+    const std::string& source() const { return mSource; }
+    bool repeat() const { return mRepeat; }
+    const sp<LiveControl>& control() const { return mControl; }
+
+    // False when somebody has opened it already. Figures begin anew.
+    bool tryOpen();
+    void close();
+
+    Figures figures() const;
+    template <typename Change>
+    void changeFigures(Change change) {
+        std::lock_guard<std::mutex> lock(mLock);
+        change(&mFigures);
+    }
+
+  private:
+    const int mNumber;
+    const std::string mSource;
+    const bool mRepeat;
+    const sp<LiveControl> mControl;
+    mutable std::mutex mLock;
+    Figures mFigures;  // guarded by mLock
+};
+
+// The cameras of the process. Thread-safe.
+class CameraRegistry {
+  public:
+    static CameraRegistry& instance();
+
+    // In place of what had the number.
+    void add(const sp<RegisteredCamera>& camera);
+    void remove(int number);
+    void clear();
+
+    // Null when there is none with this number.
+    sp<RegisteredCamera> find(int number);
+    // In the order of their numbers.
+    std::vector<sp<RegisteredCamera>> list();
+
+  private:
+    using Cameras = std::map<int, sp<RegisteredCamera>>;
+
+    Cameras& camerasLocked();
+
+    std::mutex mLock;
+    Cameras mRegistered;  // guarded by mLock
+    Cameras mDevices;     // guarded by mLock: the kernel's, as they were found last
+};
+
+}  // namespace android
