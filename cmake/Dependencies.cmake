@@ -6,6 +6,7 @@ find_package(Threads REQUIRED)
 find_package(SDL2 REQUIRED)
 pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET
     libavdevice libavformat libavcodec libavfilter libswresample libswscale libavutil)
+pkg_check_modules(SPEEXDSP REQUIRED IMPORTED_TARGET speexdsp)
 
 # Debian's builds of the platform's base libraries lie outside the default paths.
 find_path(ANDROID_INCLUDE_DIR utils/RefBase.h PATHS /usr/include/android NO_DEFAULT_PATH REQUIRED)

@@ -20,7 +20,6 @@
 namespace android {
 
 class RecordBuffer;
-class SoundCapture;
 
 // One stream of 16-bit sound from a microphone. Which microphone an audio source means was chosen
 // before the record was made, see oxa/host/Microphones.h.
@@ -118,13 +117,16 @@ class AudioRecord : public AudioSystem::AudioDeviceCallback {
     ~AudioRecord() override;
 
   private:
+    class Input;
+
     AudioRecord(const AudioRecord&) = delete;
     AudioRecord& operator=(const AudioRecord&) = delete;
 
     status_t open(audio_format_t format, audio_channel_mask_t channelMask, size_t frameCount,
                   uint32_t notificationFrames, transfer_type transferType);
-    status_t openMicrophone();
+    bool openInput();
     void runCallback();
+    void offerData(Buffer* offer, int16_t* samples);
 
     const audio_source_t mInputSource;
     const callback_t mCallback;
@@ -140,8 +142,8 @@ class AudioRecord : public AudioSystem::AudioDeviceCallback {
 
     std::mutex mTransitionLock;  // held through start and stop
     std::atomic<bool> mActive{false};
-    std::unique_ptr<RecordBuffer> mBuffer;   // null only when mStatus is not OK
-    std::unique_ptr<SoundCapture> mCapture;  // after mBuffer, which it fills; the transition's
+    std::unique_ptr<RecordBuffer> mBuffer;  // null only when mStatus is not OK
+    std::unique_ptr<Input> mInput;          // after mBuffer, which it fills; the transition's
     std::thread mCallbackThread;
 };
 

@@ -1,0 +1,102 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <oxa/host/Microphones.h>
+#include <system/audio.h>
+
+#include <map>
+#include <mutex>
+
+#include "audio/MicrophoneTable.h"
+#include "live/LiveReader.h"
+
+namespace android {
+
+namespace {
+
+constexpr char kSystemMicrophone[] = "alsa:default";
+
+std::mutex gLock;
+auto& gMicrophones = *new std::map<int, sp<Microphone>>;  // guarded by gLock
+
+// Null when the audio source has none of its own.
+sp<Microphone> registered(int audioSource) {
+    std::lock_guard<std::mutex> lock(gLock);
+    const auto found = gMicrophones.find(audioSource);
+    return found == gMicrophones.end() ? nullptr : found->second;
+}
+
+}  // namespace
+
+sp<Microphone> microphoneOf(int audioSource) {
+    sp<Microphone> microphone = registered(audioSource);
+    if (microphone == nullptr) microphone = registered(AUDIO_SOURCE_DEFAULT);
+    if (microphone == nullptr) {
+        microphone = new Microphone;
+        microphone->source = kSystemMicrophone;
+    }
+    return microphone;
+}
+
+}  // namespace android
+
+namespace oxa::host {
+
+using android::Microphone;
+using android::sp;
+
+bool registerMicrophone(int audioSource, const std::string& source,
+                        const MicrophoneOptions& options) {
+    if (audioSource < AUDIO_SOURCE_DEFAULT || audioSource > AUDIO_SOURCE_MAX || source.empty()) {
+        return false;
+    }
+    sp<Microphone> microphone = new Microphone;
+    microphone->source = source;
+    microphone->repeat = options.repeat;
+    std::lock_guard<std::mutex> lock(android::gLock);
+    android::gMicrophones[audioSource] = microphone;
+    return true;
+}
+
+void clearMicrophones() {
+    std::lock_guard<std::mutex> lock(android::gLock);
+    android::gMicrophones.clear();
+}
+
+std::string microphoneSource(int audioSource) {
+    return android::microphoneOf(audioSource)->source;
+}
+
+std::string microphoneSourceError(const std::string& source) {
+    android::LiveOptions options;
+    options.source = source;
+    options.kind = android::LiveKind::kSound;
+    std::string error;
+    android::LiveReader::open(options, &error);
+    return error;
+}
+
+MicrophoneFigures microphoneFigures(int audioSource) {
+    MicrophoneFigures figures;
+    const sp<Microphone> microphone = android::registered(audioSource);
+    if (microphone == nullptr) return figures;
+    figures.captured = microphone->captured;
+    figures.dropped = microphone->dropped;
+    return figures;
+}
+
+bool stallMicrophone(int audioSource, bool stalled) {
+    const sp<Microphone> microphone = android::registered(audioSource);
+    if (microphone == nullptr) return false;
+    microphone->control->setStalled(stalled);
+    return true;
+}
+
+bool loseMicrophone(int audioSource, bool lost) {
+    const sp<Microphone> microphone = android::registered(audioSource);
+    if (microphone == nullptr) return false;
+    microphone->control->setLost(lost);
+    return true;
+}
+
+}  // namespace oxa::host

@@ -1,0 +1,71 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+namespace android {
+
+// The ring between a microphone and the client of its record. Thread-safe; put() does not wait.
+class RecordBuffer {
+  public:
+    enum class Event { kData, kOverrun, kQuit };
+
+    RecordBuffer(int channels, size_t frameCount);
+
+    // Empties it, and takes sound from here on.
+    void begin();
+    // The reverse; who waits comes back. What was taken stays.
+    void end();
+    // The microphone gives nothing more; `failed` tells how that came.
+    void endOfSound(bool failed);
+    bool hasFailed() const;
+
+    // What does not fit is dropped. Returns the frames dropped.
+    size_t put(const int16_t* samples, size_t frames);
+
+    // Takes frames out. `blocking`: waits until there are so many, or none will come. Returns the
+    // frames taken.
+    size_t take(int16_t* samples, size_t frames, bool blocking);
+
+    // For the callback's thread: waits until `frames` are there while the buffer is active (less
+    // after the end of the sound), until frames were dropped, or for quit().
+    Event waitForEvent(size_t frames);
+    // Copies up to `frames`, for drop() to take them out. `run` tells between which calls of
+    // begin() they came.
+    size_t peek(int16_t* samples, size_t frames, uint32_t* run) const;
+    void drop(size_t frames, uint32_t run);
+    // Waits a moment, or until quit().
+    void waitBeforeRetry();
+    void quit();
+
+  private:
+    static constexpr std::chrono::milliseconds kRetryTime{10};
+
+    void copyLocked(int16_t* samples, size_t frames) const;
+    void dropLocked(size_t frames);
+    bool isOverLocked() const { return !mActive || mEnded; }
+
+    const size_t mChannels;
+    const size_t mCapacity;  // frames
+
+    mutable std::mutex mLock;
+    std::condition_variable mChanged;
+    // All below guarded by mLock.
+    std::vector<int16_t> mRing;
+    size_t mFirst = 0;  // frame index in mRing
+    size_t mCount = 0;
+    uint32_t mRun = 0;
+    bool mActive = false;
+    bool mEnded = false;
+    bool mFailed = false;
+    bool mOverrun = false;  // to be reported
+    bool mQuit = false;
+};
+
+}  // namespace android
