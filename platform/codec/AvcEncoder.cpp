@@ -7,6 +7,7 @@
 
 #include <log/log.h>
 #include <media/MediaCodecBuffer.h>
+#include <media/hardware/HardwareAPI.h>
 #include <media/stagefright/MediaCodec.h>
 #include <oxa/host/EncoderPreset.h>
 
@@ -17,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "camera/PictureBuffer.h"
 #include "codec/AvPicture.h"
 #include "container/AvLog.h"
 #include "graphics/LocalBufferProducer.h"
@@ -174,11 +176,20 @@ status_t AvcEncoder::readLayout(const sp<AMessage>& format) {
     format->findInt32("stride", &mStride);
     format->findInt32("slice-height", &mSliceHeight);
     format->findInt32("max-input-size", &capacity);
-    if (mStride < mWidth || mSliceHeight < mHeight) return BAD_VALUE;
+    int32_t recordType = kMetadataBufferTypeInvalid;
+    format->findInt32("android._input-metadata-buffer-type", &recordType);
+    mInputIsRecords = recordType == kMetadataBufferTypeANWBuffer;
+    mDeinterlace = 0;
+    if (mInputIsRecords) {
+        format->findInt32("video-de-interlace", &mDeinterlace);
+    } else if (mStride < mWidth || mSliceHeight < mHeight) {
+        return BAD_VALUE;
+    }
     mPixelFormat =
             colorFormat == kColorFormatYuv420SemiPlanar ? AV_PIX_FMT_NV12 : AV_PIX_FMT_YUV420P;
     const auto pictureBytes = static_cast<size_t>(mStride) * mSliceHeight * 3 / 2;
-    mInputCapacity = capacity > 0 ? static_cast<size_t>(capacity) : pictureBytes;
+    const size_t needed = mInputIsRecords ? sizeof(VideoNativeMetadata) : pictureBytes;
+    mInputCapacity = capacity > 0 ? static_cast<size_t>(capacity) : needed;
     return OK;
 }
 
@@ -222,6 +233,7 @@ status_t AvcEncoder::openCodec() {
     conversion.width = mWidth;
     conversion.height = mHeight;
     conversion.pixelFormat = mPixelFormat;
+    conversion.deinterlace = mDeinterlace;
     mGraph.start(conversion, kMicroseconds);
     mLate.start(name().c_str());
     mUnusable.start(name().c_str());
@@ -345,11 +357,65 @@ bool AvcEncoder::encodeInputs() {
                 break;
         }
         if (!changeBitrate()) return false;
-        if (input.buffer->size() > 0) encodeInput(input);
+        if (input.buffer->size() > 0) {
+            if (mInputIsRecords) {
+                encodeRecord(input);
+            } else {
+                encodeInput(input);
+            }
+        }
+        const bool isLast = (input.flags & MediaCodec::BUFFER_FLAG_EOS) != 0;
+        if (isLast && mDeinterlace != 0) finishDeinterlacing();
         client()->onInputConsumed(input.index);
         if (!receiveUnits()) return false;
-        if (input.flags & MediaCodec::BUFFER_FLAG_EOS) return true;
+        if (isLast) return true;
     }
+}
+
+// The client keeps what the record refers to until the input is consumed.
+void AvcEncoder::encodeRecord(const CodecInput& input) {
+    VideoNativeMetadata record = {};
+    if (input.buffer->size() >= sizeof(record)) {
+        memcpy(&record, input.buffer->data(), sizeof(record));
+    }
+    if (record.eType != kMetadataBufferTypeANWBuffer || record.pBuffer == nullptr) {
+        mUnusable.add();
+        return;
+    }
+    // Cameras make AvPictures.
+    const AVFrame& picture = *static_cast<AvPicture*>(record.pBuffer->picture.get())->frame();
+    if (mDeinterlace == 0) {
+        encodePicture(picture, input.timeUs);
+    } else {
+        encodeDeinterlaced(picture, input.timeUs);
+    }
+}
+
+void AvcEncoder::encodeDeinterlaced(const AVFrame& picture, int64_t timeUs) {
+    int err = av_frame_ref(mFrame, &picture);
+    mFrame->pts = timeUs;
+    if (err >= 0) err = mGraph.push(mFrame);
+    if (err >= 0) err = encodeFieldPictures();
+    av_frame_unref(mFrame);
+    if (err < 0) mUnusable.add(err);
+}
+
+// What the filters give at the moment, which lags behind by a picture.
+int AvcEncoder::encodeFieldPictures() {
+    for (;;) {
+        int err = mGraph.pull(mFrame);
+        if (err == AVERROR(EAGAIN) || err == AVERROR_EOF) return 0;
+        const int64_t timeUs = av_rescale_q(mFrame->pts, mGraph.timeBase(), kMicroseconds);
+        if (err >= 0) err = encodeFrame(timeUs);
+        av_frame_unref(mFrame);
+        if (err < 0) return err;
+        if (!receiveUnits()) return 0;
+    }
+}
+
+void AvcEncoder::finishDeinterlacing() {
+    const auto intervalUs = static_cast<int64_t>(1e6F / mFrameRate);
+    if (mGraph.finish(mLastTimeUs + intervalUs) >= 0) encodeFieldPictures();
 }
 
 void AvcEncoder::encodeInput(const CodecInput& input) {
@@ -381,25 +447,27 @@ void AvcEncoder::encodeInput(const CodecInput& input) {
 }
 
 void AvcEncoder::encodePicture(const AVFrame& picture, int64_t timeUs) {
+    int err = av_frame_ref(mFrame, &picture);
+    if (err >= 0 && (!mHasLastTime || timeUs > mLastTimeUs)) err = convertPicture();
+    if (err >= 0) err = encodeFrame(timeUs);
+    av_frame_unref(mFrame);
+    if (err < 0) mUnusable.add(err);
+}
+
+// Encodes mFrame, which has the encoder's size and format.
+int AvcEncoder::encodeFrame(int64_t timeUs) {
     if (mHasLastTime && timeUs <= mLastTimeUs) {
         mLate.add();
-        return;
+        return 0;
     }
-    int err = av_frame_ref(mFrame, &picture);
-    if (err >= 0) err = convertPicture();
-    if (err >= 0) {
-        // The encoder chooses the picture's type by itself: the decoder's means nothing here.
-        mFrame->pict_type = takeSyncRequest() ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
-        mFrame->pts = timeUs;
-        err = avcodec_send_frame(mCodec, mFrame);
-    }
-    av_frame_unref(mFrame);
-    if (err < 0) {
-        mUnusable.add(err);
-        return;
-    }
+    // The encoder chooses the picture's type by itself: the decoder's means nothing here.
+    mFrame->pict_type = takeSyncRequest() ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
+    mFrame->pts = timeUs;
+    const int err = avcodec_send_frame(mCodec, mFrame);
+    if (err < 0) return err;
     mHasLastTime = true;
     mLastTimeUs = timeUs;
+    return 0;
 }
 
 int AvcEncoder::convertPicture() {

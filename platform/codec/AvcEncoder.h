@@ -22,6 +22,9 @@ namespace android {
 // in bits per second (0: constant quality), "frame-rate" (30), "i-frame-interval" in seconds (2;
 // 0: only key frames, negative: only the first), "profile" and "level" as the platform numbers them
 // (0: the encoder's choice), and for input by bytes "color-format", "stride" and "slice-height".
+// With "android._input-metadata-buffer-type" for native buffers an input holds a record that refers
+// to a picture, whose pixels are not copied; "video-de-interlace" works on such pictures (1: keeps
+// their rate, 2: doubles it).
 //
 // The encoder opens in start() and reports its output format there, with "csd-0" (SPS) and "csd-1"
 // (PPS); access units hold no parameter sets. The colours of an input surface are taken over as
@@ -66,7 +69,12 @@ class AvcEncoder : public WorkerComponent {
     bool drain();
 
     void encodePicture(const AVFrame& picture, int64_t timeUs);
+    int encodeFrame(int64_t timeUs);
     int convertPicture();
+    void encodeDeinterlaced(const AVFrame& picture, int64_t timeUs);
+    int encodeFieldPictures();
+    void finishDeinterlacing();
+    void encodeRecord(const CodecInput& input);
     void encodeInput(const CodecInput& input);
     bool takeSyncRequest();
 
@@ -82,7 +90,9 @@ class AvcEncoder : public WorkerComponent {
     int32_t mStride = 0;  // of the bytes that are queued
     int32_t mSliceHeight = 0;
     size_t mInputCapacity = 0;
-    sp<PictureQueue> mQueue;  // null: input by bytes
+    bool mInputIsRecords = false;
+    int32_t mDeinterlace = 0;
+    sp<PictureQueue> mQueue;  // null: input by bytes or records
 
     std::mutex mParametersLock;
     int32_t mNewBitrate = 0;      // guarded by mParametersLock; 0: no change
