@@ -1,0 +1,70 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <random>
+#include <vector>
+
+#include "live/LiveReader.h"
+
+namespace android {
+
+// What the audio service gives at a time.
+struct RxBlock {
+    int64_t timeUs = 0;  // CLOCK_MONOTONIC of the first sample, as the service has seen it
+    int channels = 0;
+    int sampleRate = 0;
+    bool afterLoss = false;  // blocks before it were dropped
+    std::vector<int16_t> samples;
+};
+
+// Cuts captured sound into the blocks of the audio service, and keeps them until the client comes
+// for them; when it does not, the oldest go. Thread-safe; nothing waits.
+//
+// The times of the blocks are those of the samples, and up to a millisecond late: the service
+// stamps when it gets to it.
+class RxBlockQueue {
+  public:
+    // Empties it, and takes sound from `fromUs` on.
+    void begin(int64_t fromUs);
+    // Empties it, and takes none.
+    void end();
+
+    void add(const LiveBlock& sound);
+
+    // False when there is none. A block larger than `maxBytes` is given in parts.
+    bool take(size_t maxBytes, RxBlock* block);
+
+    uint64_t dropped() const;
+
+  private:
+    static constexpr size_t kMaxBlocks = 32;
+    static constexpr int kBlockFrames = 1024;
+    // Clients fetch one block every 15 ms.
+    static constexpr int kMaxBlocksPerSecond = 48;
+    static constexpr int64_t kMaxJitterUs = 1000;
+    // Sound that is farther off its place does not continue what came before.
+    static constexpr int64_t kGapUs = 5000;
+
+    static size_t blockFrames(int sampleRate);
+    bool continuesLocked(const LiveBlock& sound) const;
+    void appendLocked(const LiveBlock& sound);
+    void finishLocked(size_t frames);
+    int64_t pendingUsLocked(size_t frames) const;
+
+    mutable std::mutex mLock;
+    // All below guarded by mLock.
+    bool mActive = false;
+    int64_t mFromUs = 0;
+    RxBlock mPending;            // not full yet; its time without jitter
+    int64_t mPendingFrames = 0;  // that have left mPending since its time was taken
+    std::deque<RxBlock> mBlocks;
+    uint64_t mDropped = 0;
+    std::minstd_rand mRandom;
+};
+
+}  // namespace android
