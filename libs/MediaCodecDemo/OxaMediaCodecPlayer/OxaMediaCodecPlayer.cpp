@@ -11,9 +11,13 @@
 #include <unistd.h>
 #include <utils/Timers.h>
 
+#include "HdmiRxInfo.h"
+
 namespace android {
 
 namespace {
+
+constexpr char kSharedCameraClient[] = "TranscodePlayerService";
 
 // The looper thread's own player; a request from that thread would wait for itself.
 thread_local const OxaMediaCodecPlayer* tDispatchingPlayer = nullptr;
@@ -37,6 +41,12 @@ OxaMediaCodecPlayer::OxaMediaCodecPlayer(bool createLooper, int onlyTrack)
       mFileSourceType(0),
       mOutputName(),
       mOutputAddress(),
+      mCameraType(0),
+      mCameraId(0),
+      mAudioSource(0),
+      mLiveRuns(false),
+      mCameraStarted(false),
+      mSwitchOnPending(false),
       mStopRequested(false),
       mDefaultName(false),
       mOutputFdOwned(false),
@@ -83,6 +93,12 @@ void OxaMediaCodecPlayer::resetVariables() {
     mAudioTrackAdded = false;
     mStatusHandler.clear();
     mStatusCallback = NULL;
+    mICamera.clear();
+    mLiveRuns = false;
+    mCameraStarted = false;
+    mSwitchOnPending = false;
+    // The next recording reads the receiver's facts afresh.
+    HdmiRxInfo::DelInstance();
     closeFd();
 }
 
@@ -124,6 +140,44 @@ status_t OxaMediaCodecPlayer::setDataSource(const char* path) {
 status_t OxaMediaCodecPlayer::setDataSource(int fd, long long offset, long long length) {
     ALOGD("%s[%d]: fileId:%d offset:%lld length:%lld", __FUNCTION__, __LINE__, fd, offset, length);
     return request(newFileRequest(kWhatSetDataSourceFd, this, fd, offset, length));
+}
+
+status_t OxaMediaCodecPlayer::setCameraSource(int cameraId, const String16& clientName) {
+    ALOGD("%s[%d] cameraId:%d clientName:%s", __FUNCTION__, __LINE__, cameraId,
+          String8(clientName).string());
+    sp<AMessage> msg = newCameraRequest(kWhatSetCameraSource, clientName);
+    msg->setInt32(AMSG_CAMERA_ID, cameraId);
+    return request(msg);
+}
+
+status_t OxaMediaCodecPlayer::setCameraSource(const sp<hardware::ICamera>& camera) {
+    ALOGD("%s[%d]", __FUNCTION__, __LINE__);
+    String16 clientName(kSharedCameraClient);
+    sp<AMessage> msg = newCameraRequest(kWhatSetCameraSource2, clientName);
+    msg->setPointer(AMSG_CAMERA_SP, const_cast<sp<hardware::ICamera>*>(&camera));
+    return request(msg);
+}
+
+// The name is read while the caller waits.
+sp<AMessage> OxaMediaCodecPlayer::newCameraRequest(uint32_t what, const String16& clientName) {
+    sp<AMessage> msg = new AMessage(what, this);
+    msg->setInt32(AMSG_CAMERA_TYPE, mTranscodeType == SourceTypeHdmiRx ? 1 : 0);
+    msg->setPointer(AMSG_CLIENT_NAME, const_cast<String16*>(&clientName));
+    return msg;
+}
+
+status_t OxaMediaCodecPlayer::setAudioSource(int audioSource) {
+    ALOGD("%s[%d]: audioSource:%d", __FUNCTION__, __LINE__, audioSource);
+    sp<AMessage> msg = new AMessage(kWhatSetAudioSource, this);
+    msg->setInt32(AMSG_AUDIO_SOURCE, audioSource);
+    return request(msg);
+}
+
+status_t OxaMediaCodecPlayer::setTranscode(bool transcode) {
+    ALOGD("%s[%d]: transcode:%d", __FUNCTION__, __LINE__, transcode);
+    sp<AMessage> msg = new AMessage(kWhatSetTranscode, this);
+    msg->setInt32(AMSG_SET_TRANSCODE, transcode);
+    return request(msg);
 }
 
 status_t OxaMediaCodecPlayer::setSurface(const sp<IGraphicBufferProducer>& producer) {
@@ -223,6 +277,43 @@ status_t OxaMediaCodecPlayer::waitTime(long long us) {
     return OK;
 }
 
+status_t OxaMediaCodecPlayer::getCameraSnapshot(_CAMERA_SNAPSHOT_PARA* snapshot) {
+    sp<AMessage> msg = new AMessage(CameraRecorder::kWhatGetCameraSnapshot, mCameraRecorder);
+    msg->setInt32(AMSG_PIXELFORMAT, snapshot->format);
+    msg->setInt32(AMSG_COORDINATE_X, snapshot->x);
+    msg->setInt32(AMSG_COORDINATE_Y, snapshot->y);
+    msg->setInt32(AMSG_VIDEO_WIDTH, snapshot->width);
+    msg->setInt32(AMSG_VIDEO_HEIGHT, snapshot->height);
+    msg->setInt32(AMSG_OUTPUT_WIDTH, snapshot->outWidth);
+    msg->setInt32(AMSG_OUTPUT_HEIGHT, snapshot->outHeight);
+    sp<AMessage> response;
+    status_t err = postRequest(msg, &response);
+    if (err != OK) return err;
+    void* memory;
+    CHECK(response->findInt32(AMSG_PIXELFORMAT, &snapshot->format));
+    CHECK(response->findInt32(AMSG_COORDINATE_X, &snapshot->x));
+    CHECK(response->findInt32(AMSG_COORDINATE_Y, &snapshot->y));
+    CHECK(response->findInt32(AMSG_VIDEO_WIDTH, &snapshot->width));
+    CHECK(response->findInt32(AMSG_VIDEO_HEIGHT, &snapshot->height));
+    CHECK(response->findInt32(AMSG_OUTPUT_WIDTH, &snapshot->outWidth));
+    CHECK(response->findInt32(AMSG_OUTPUT_HEIGHT, &snapshot->outHeight));
+    CHECK(response->findInt32(AMSG_SIZE, &snapshot->size));
+    CHECK(response->findPointer(AMSG_VIRT_ADDR, &snapshot->data));
+    CHECK(response->findPointer(AMSG_IMEMORY_PTR, &memory));
+    mSnapshotMemory = static_cast<IMemory*>(memory);
+    return OK;
+}
+
+String8 OxaMediaCodecPlayer::getCameraParameters() {
+    sp<AMessage> response;
+    status_t err = postRequest(new AMessage(CameraRecorder::kWhatGetCameraParam, mCameraRecorder),
+                               &response);
+    if (err != OK) return String8();
+    AString parameters;
+    CHECK(response->findString(AMSG_CAMERA_PARAM, &parameters));
+    return String8(parameters.c_str());
+}
+
 bool OxaMediaCodecPlayer::EOSReached() {
     return mAllEOS;
 }
@@ -303,6 +394,24 @@ bool OxaMediaCodecPlayer::handleRequest(const sp<AMessage>& msg) {
         case kWhatSetDataSourceFd:
             handleSourceRequest(msg);
             return true;
+        case kWhatSetCameraSource:
+        case kWhatSetCameraSource2:
+            handleCameraRequest(msg);
+            return true;
+        case kWhatSetAudioSource:
+            CHECK(mState == WAIT_AUDIO_SOURCE);
+            CHECK(msg->findInt32(AMSG_AUDIO_SOURCE, &mAudioSource));
+            onSetAudioSource();
+            mState = WAIT_SURFACE;
+            replyWithError(msg, OK);
+            return true;
+        case kWhatSetTranscode: {
+            int32_t transcode;
+            CHECK(msg->findInt32(AMSG_SET_TRANSCODE, &transcode));
+            onSetTranscode(transcode != 0);
+            replyWithError(msg, OK);
+            return true;
+        }
         case kWhatSetPlayback: {
             int32_t video, audio;
             CHECK(msg->findInt32(AMSG_SET_RENDER_VIDEO, &video));
@@ -356,7 +465,7 @@ bool OxaMediaCodecPlayer::handleRequest(const sp<AMessage>& msg) {
             handleSurfaceRequest(msg);
             return true;
         case kWhatStop:
-            if (mState == STARTED) {
+            if (mState == STARTED || mLiveRuns) {
                 onStop();
                 mState = STOPPED;
             }
@@ -388,6 +497,28 @@ void OxaMediaCodecPlayer::handleSourceRequest(const sp<AMessage>& msg) {
         if (mTranscode) mState = WAIT_MUXER;
     }
     replyWithError(msg, err);
+}
+
+void OxaMediaCodecPlayer::handleCameraRequest(const sp<AMessage>& msg) {
+    CHECK(mState == INITIALIZED &&
+          (mTranscodeType == SourceTypeHdmiRx || mTranscodeType == SourceTypeUsbCamera));
+    CHECK(msg->findInt32(AMSG_CAMERA_TYPE, &mCameraType));
+    void* clientName;
+    if (msg->what() == kWhatSetCameraSource) {
+        CHECK(msg->findInt32(AMSG_CAMERA_ID, &mCameraId));
+        CHECK(msg->findPointer(AMSG_CLIENT_NAME, &clientName));
+        mClientName = *static_cast<String16*>(clientName);
+        onSetCameraSource();
+    } else {
+        void* camera;
+        CHECK(msg->findPointer(AMSG_CLIENT_NAME, &clientName));
+        CHECK(msg->findPointer(AMSG_CAMERA_SP, &camera));
+        mClientName = *static_cast<String16*>(clientName);
+        mICamera = *static_cast<sp<hardware::ICamera>*>(camera);
+        onSetCameraSource2();
+    }
+    mState = WAIT_AUDIO_SOURCE;
+    replyWithError(msg, OK);
 }
 
 void OxaMediaCodecPlayer::handleMuxerRequest(const sp<AMessage>& msg) {
@@ -475,6 +606,7 @@ void OxaMediaCodecPlayer::onStopTranscode(const sp<AMessage>& msg) {
     if (mMuxerStopped) {
         onStopMuxer();
         ALOGD("%s[%d]: Stop muxer success", __FUNCTION__, __LINE__);
+        if (mSwitchOnPending) onSetTranscode(true);
     }
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <binder/IMemory.h>
+#include <camera/android/hardware/ICamera.h>
 #include <gui/IGraphicBufferProducer.h>
 #include <gui/Surface.h>
 #include <media/stagefright/foundation/AHandler.h>
@@ -13,11 +14,15 @@
 #include <utils/Condition.h>
 #include <utils/Mutex.h>
 #include <utils/String16.h>
+#include <utils/String8.h>
 
 #include <atomic>
 
 #include "AudioDecoder.h"
+#include "AudioRecordEncoder.h"
+#include "AudioRxEncoder.h"
 #include "AudioTranscoder.h"
+#include "CameraRecorder.h"
 #include "OxaMediaCodecPlayerCommon.h"
 #include "OxaMediaMuxer.h"
 #include "VideoDecoder.h"
@@ -80,6 +85,14 @@ class OxaMediaCodecPlayer : public AHandler {
     status_t setDataSource(const char* path);
     status_t setDataSource(int fd, long long offset, long long length);
 
+    // A live source, in INITIALIZED. `cameraId`: number of the camera; 1 always means the HDMI
+    // receiver. Or a camera that the client has opened; shared. The name is copied.
+    status_t setCameraSource(int cameraId, const String16& clientName);
+    status_t setCameraSource(const sp<hardware::ICamera>& camera);
+    // Sound of a live source, in WAIT_AUDIO_SOURCE: audio_source_t for a USB camera (another number
+    // is a fatal assertion), without effect for the HDMI receiver.
+    status_t setAudioSource(int audioSource);
+
     // Surface of a playback or preview; in WAIT_SURFACE. Shares `producer`.
     status_t setSurface(const sp<IGraphicBufferProducer>& producer);
 
@@ -91,8 +104,13 @@ class OxaMediaCodecPlayer : public AHandler {
     // In WAIT_TARGET_FORMAT, WAIT_PREVIEW_PARAMS or STARTED. The record is copied.
     status_t setTargetFormat(const _AV_FORMAT_FORMAT& format);
 
-    // Switches. Any state: what is rendered.
+    // Switches. Any state: what is rendered, which for a live source is preview and monitor.
     status_t setPlayback(bool video, bool audio);
+    // Any state, for a live source: recording on or off, to the output of the last setMuxer (a file
+    // whose name was used up gets a default name). OK always; without a usable output it stays off.
+    // Off: the file is whole a little later, at the latest when stop() returns. On while the former
+    // recording is still being finished: begins after that.
+    status_t setTranscode(bool transcode);
     // File playback, between initiate() and prepare(): the codec shows the pictures by itself, in
     // step with the sound of an audio session of its own. `enable` false has no effect.
     status_t setTunneledPlayback(bool enable);
@@ -115,6 +133,13 @@ class OxaMediaCodecPlayer : public AHandler {
     // Stops, dismantles the pipelines on the caller's thread and closes the descriptors. Any state.
     status_t cleanup();
 
+    // Of a live source, between initiate() and cleanup(), on any thread; wait for the camera's
+    // looper, not for the player's. A picture into memory that stays until the next one: the
+    // recorder takes none, and its answer ends the process by a fatal assertion. The camera's
+    // parameter list, empty without one.
+    status_t getCameraSnapshot(_CAMERA_SNAPSHOT_PARA* snapshot);
+    String8 getCameraParameters();
+
     // Any thread, without blocking. All streams have reached their end.
     bool EOSReached();
     // Between initiate() and cleanup(), from the thread that calls these: BAD_VALUE for null.
@@ -133,7 +158,11 @@ class OxaMediaCodecPlayer : public AHandler {
         kWhatInitiate = 0,
         kWhatSetDataSource = 1,
         kWhatSetDataSourceFd = 2,
+        kWhatSetCameraSource = 3,
+        kWhatSetCameraSource2 = 4,
+        kWhatSetAudioSource = 5,
         kWhatSetPlayback = 6,
+        kWhatSetTranscode = 7,
         kWhatSetTunneledPlayback = 8,
         kWhatSetFreeRun = 9,
         kWhatSetCalculateFPS = 10,
@@ -182,10 +211,12 @@ class OxaMediaCodecPlayer : public AHandler {
     bool isLive() const;
 
     status_t request(const sp<AMessage>& msg);
+    sp<AMessage> newCameraRequest(uint32_t what, const String16& clientName);
     void resetVariables();
 
     // Requests that do more than call one step.
     void handleSourceRequest(const sp<AMessage>& msg);
+    void handleCameraRequest(const sp<AMessage>& msg);
     void handleMuxerRequest(const sp<AMessage>& msg);
     void handleTargetFormatRequest(const sp<AMessage>& msg);
     void handleSurfaceRequest(const sp<AMessage>& msg);
@@ -239,10 +270,24 @@ class OxaMediaCodecPlayer : public AHandler {
     template <typename Pipeline>
     void createPipeline(sp<Pipeline>* pipeline, sp<ALooper>* looper, const char* looperName);
     template <typename Pipeline>
-    void releasePipeline(sp<Pipeline>* pipeline, sp<ALooper>* looper);
+    void releasePipeline(sp<Pipeline>* pipeline, sp<ALooper>* looper, int64_t pauseUs = 0);
+    void createLivePipelines();
 
     void beginDrain();
     void endDrain(status_t err);
+
+    // Live sources.
+    void onSetCameraSource();
+    void onSetCameraSource2();
+    void onSetAudioSource();
+    void onSetTargetFormatLive();
+    void onSetPlaybackLive(bool video, bool audio);
+    void onSetTranscode(bool transcode);
+    bool switchOn();
+    void tellRecordingSwitch();
+    void onPrepareLive();
+    void onStartLive();
+    void onStopLive();
 
     sp<IMemory> mSnapshotMemory;
     std::atomic<int> mState;
@@ -275,6 +320,12 @@ class OxaMediaCodecPlayer : public AHandler {
     sp<ALooper> mVideoTranscodeLooper;
     sp<AudioTranscoder> mAudioTranscoder;
     sp<ALooper> mAudioTranscodeLooper;
+    sp<CameraRecorder> mCameraRecorder;
+    sp<ALooper> mCameraReaderLooper;
+    sp<AudioRecordEncoder> mAudioRecordEncoder;
+    sp<ALooper> mAudioRecordReaderLooper;
+    sp<AudioRxEncoder> mAudioRxEncoder;
+    sp<ALooper> mAudioManagerLooper;
     sp<OxaMediaMuxer> mMediaMuxer;
     AString mInputFile;
     AString mSecondFile;
@@ -287,6 +338,15 @@ class OxaMediaCodecPlayer : public AHandler {
     int32_t mFileSourceType;  // 0 by path, 1 by descriptor
     char mOutputName[kMaxOutputText];
     char mOutputAddress[kMaxOutputText];
+
+    int32_t mCameraType;
+    int32_t mCameraId;
+    int32_t mAudioSource;
+    String16 mClientName;
+    sp<hardware::ICamera> mICamera;
+    bool mLiveRuns;         // between onStartLive and onStopLive, whatever setMuxer made of mState
+    bool mCameraStarted;    // its pipeline is in STARTED
+    bool mSwitchOnPending;  // recording is wanted again, its former output is not finished yet
 
     std::atomic<bool> mStopRequested;  // ends the wait for the first picture
 

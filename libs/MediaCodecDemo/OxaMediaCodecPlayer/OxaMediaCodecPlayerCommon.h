@@ -31,7 +31,8 @@
         }                                                                           \
     } while (false)
 
-#define TRESPASS_AT(line) LOG_ALWAYS_FATAL(__FILE__ ":" #line " Should not be here. ")
+#define TRESPASS_AT(line) TRESPASS_IN(__FILE__, line)
+#define TRESPASS_IN(file, line) LOG_ALWAYS_FATAL("%s:%d Should not be here. ", file, line)
 
 // Colours of the platform log: red for ends, stops and failures, green for format summaries.
 #define LOG_RED "\e[31m"
@@ -176,12 +177,16 @@ sp<AMessage> newFileRequest(uint32_t what, const sp<AHandler>& target, int fd, i
                             int64_t length);
 
 // Answers a request that was posted with postRequest; anything else is a programming error.
-inline void replyWithError(const sp<AMessage>& msg, status_t err) {
-    sp<AMessage> response = new AMessage;
-    response->setInt32("err", err);
+inline void reply(const sp<AMessage>& msg, const sp<AMessage>& response) {
     sp<AReplyToken> replyID;
     CHECK(msg->senderAwaitsResponse(&replyID));
     response->postReply(replyID);
+}
+
+inline void replyWithError(const sp<AMessage>& msg, status_t err) {
+    sp<AMessage> response = new AMessage;
+    response->setInt32("err", err);
+    reply(msg, response);
 }
 
 // A descriptor for the same file with an offset of its own; the caller owns it. Two readers of

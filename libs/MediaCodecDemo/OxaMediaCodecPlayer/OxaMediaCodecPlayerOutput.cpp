@@ -209,7 +209,15 @@ int OxaMediaCodecPlayer::openOutputFile() {
     return open(mOutputName, kOutputFlags | O_TRUNC, kOutputMode);
 }
 
+// For live sources the picture comes first, for files the sound, by design.
 void OxaMediaCodecPlayer::handOutMuxer() {
+    if (isLive() && handlesVideo()) CHECK(mCameraRecorder->setMuxer(mMediaMuxer) == OK);
+    if (mTranscodeType == SourceTypeHdmiRx && handlesAudio()) {
+        CHECK(mAudioRxEncoder->setMuxer(mMediaMuxer) == OK);
+    }
+    if (mTranscodeType == SourceTypeUsbCamera && handlesAudio()) {
+        CHECK(mAudioRecordEncoder->setMuxer(mMediaMuxer) == OK);
+    }
     if (mTranscodeType != SourceTypeFile) return;
     if (handlesAudio()) CHECK(mAudioTranscoder->setMuxer(mMediaMuxer) == OK);
     if (handlesVideo()) CHECK(mVideoTranscoder->setMuxer(mMediaMuxer) == OK);
@@ -217,7 +225,8 @@ void OxaMediaCodecPlayer::handOutMuxer() {
 
 status_t OxaMediaCodecPlayer::onStopMuxer() {
     if (mMediaMuxer != NULL) {
-        CHECK(mMediaMuxer->stop() == OK);
+        // Switched off before every track came, it never started and has nothing to finish.
+        if (mMediaMuxer->isStarted()) CHECK(mMediaMuxer->stop() == OK);
         mMediaMuxer.clear();
     }
     mVideoStopped = false;

@@ -15,6 +15,7 @@ namespace android {
 namespace {
 
 constexpr int64_t kFirstFrameTimeoutUs = 3000000;
+constexpr int64_t kHdmiRxResetPauseUs = 1000;
 
 }  // namespace
 
@@ -24,16 +25,19 @@ void OxaMediaCodecPlayer::createPipeline(sp<Pipeline>* pipeline, sp<ALooper>* lo
     *pipeline = new Pipeline;
     *looper = new ALooper;
     (*looper)->setName(looperName);
-    (*looper)->registerHandler(*pipeline);
-    (*looper)->start();
+    // Before the pipeline's thread can look at them.
     (*pipeline)->mPlayerHandler = this;
     (*pipeline)->mStatusHandler = mStatusHandler;
+    (*looper)->registerHandler(*pipeline);
+    (*looper)->start();
 }
 
 template <typename Pipeline>
-void OxaMediaCodecPlayer::releasePipeline(sp<Pipeline>* pipeline, sp<ALooper>* looper) {
+void OxaMediaCodecPlayer::releasePipeline(sp<Pipeline>* pipeline, sp<ALooper>* looper,
+                                          int64_t pauseUs) {
     if (*pipeline == NULL) return;
     CHECK((*pipeline)->reset() == OK);
+    if (pauseUs > 0) waitTime(pauseUs);
     (*looper)->unregisterHandler((*pipeline)->id());
     (*looper)->stop();
     looper->clear();
@@ -46,6 +50,7 @@ void OxaMediaCodecPlayer::onInitiate() {
         mStatusHandler = this;
         ALOGD("%s[%d]: Register myself as status handler", __FUNCTION__, __LINE__);
     }
+    if (isLive()) createLivePipelines();
     if (mTranscodeType != SourceTypeFile) return;
     LOG_ALWAYS_FATAL_IF(mPlayback && mTranscode, "Both mPlayback and mTranscode are set!");
     if (mPlayback && handlesVideo()) {
@@ -59,6 +64,18 @@ void OxaMediaCodecPlayer::onInitiate() {
     }
     if (mTranscode && handlesAudio()) {
         createPipeline(&mAudioTranscoder, &mAudioTranscodeLooper, "AudioTranscodeLooper");
+    }
+}
+
+void OxaMediaCodecPlayer::createLivePipelines() {
+    if (handlesVideo()) {
+        createPipeline(&mCameraRecorder, &mCameraReaderLooper, "CameraReaderLooper");
+    }
+    if (!handlesAudio()) return;
+    if (mTranscodeType == SourceTypeUsbCamera) {
+        createPipeline(&mAudioRecordEncoder, &mAudioRecordReaderLooper, "AudioRecordReaderLooper");
+    } else {
+        createPipeline(&mAudioRxEncoder, &mAudioManagerLooper, "AudioManagerLooper");
     }
 }
 
@@ -92,10 +109,12 @@ status_t OxaMediaCodecPlayer::onSetSurface() {
     if (mTranscodeType == SourceTypeFile && mPlayback && handlesVideo()) {
         CHECK(mVideoDecoder->setSurface(mSurface) == OK);
     }
+    if (isLive() && handlesVideo()) CHECK(mCameraRecorder->setSurface(mSurface) == OK);
     return OK;
 }
 
 void OxaMediaCodecPlayer::onSetTargetFormat() {
+    if (isLive()) onSetTargetFormatLive();
     if (mTranscodeType != SourceTypeFile || !mTranscode) return;
     // For files the sound comes first, by design.
     if (handlesAudio()) CHECK(mAudioTranscoder->setTargetFormat(mTargetFormat) == OK);
@@ -103,6 +122,7 @@ void OxaMediaCodecPlayer::onSetTargetFormat() {
 }
 
 void OxaMediaCodecPlayer::onSetPlayback(bool video, bool audio) {
+    if (isLive()) onSetPlaybackLive(video, audio);
     if (mTranscodeType != SourceTypeFile || !mPlayback) return;
     mRenderVideo = video;
     mRenderAudio = audio;
@@ -133,6 +153,7 @@ void OxaMediaCodecPlayer::onSetCalculateFPS(double seconds) {
 }
 
 void OxaMediaCodecPlayer::onPrepare() {
+    if (isLive()) onPrepareLive();
     if (mTranscodeType != SourceTypeFile) return;
     if (mPlayback && handlesVideo()) CHECK(mVideoDecoder->prepare() == OK);
     if (mPlayback && handlesAudio()) CHECK(mAudioDecoder->prepare() == OK);
@@ -141,6 +162,7 @@ void OxaMediaCodecPlayer::onPrepare() {
 }
 
 void OxaMediaCodecPlayer::onStart() {
+    if (isLive()) onStartLive();
     if (mTranscodeType != SourceTypeFile) return;
     if (mPlayback) onStartPlayback();
     if (mTranscode) onStartTranscode();
@@ -199,6 +221,7 @@ void OxaMediaCodecPlayer::onStartTranscode() {
 }
 
 void OxaMediaCodecPlayer::onStop() {
+    if (isLive()) onStopLive();
     if (mTranscodeType == SourceTypeFile && mPlayback) onStopPlayback();
     if (mTranscodeType == SourceTypeFile && mTranscode) onStopTranscoders();
     ALOGD("%s[%d]: Stop OxaMediaCodecPlayer success", __FUNCTION__, __LINE__);
@@ -228,6 +251,10 @@ void OxaMediaCodecPlayer::onReset() {
     releasePipeline(&mAudioDecoder, &mAudioDecodeLooper);
     releasePipeline(&mVideoTranscoder, &mVideoTranscodeLooper);
     releasePipeline(&mAudioTranscoder, &mAudioTranscodeLooper);
+    releasePipeline(&mCameraRecorder, &mCameraReaderLooper,
+                    mTranscodeType == SourceTypeHdmiRx ? kHdmiRxResetPauseUs : 0);
+    releasePipeline(&mAudioRxEncoder, &mAudioManagerLooper);
+    releasePipeline(&mAudioRecordEncoder, &mAudioRecordReaderLooper);
     resetVariables();
     ALOGD("%s[%d] release resource success", __FUNCTION__, __LINE__);
 }

@@ -1,0 +1,458 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "AudioRecordEncoder"
+
+#include "AudioRecordEncoder.h"
+
+#include <gui/Surface.h>
+#include <media/MediaCodecBuffer.h>
+#include <media/stagefright/foundation/MediaDefs.h>
+#include <mediadrm/ICrypto.h>
+#include <string.h>
+#include <system/audio.h>
+#include <utils/Timers.h>
+
+#include <algorithm>
+
+#include "CodecCallback.h"
+
+namespace android {
+
+namespace {
+
+constexpr char ABUFFER_META_TIMESTAMP[] = "timeUs";
+constexpr int32_t kNotifiedSamples = 1024;
+constexpr size_t kMinBufferCount = 6;
+constexpr int32_t kAacProfileLc = 2;
+constexpr int32_t kBitRate = 128000;
+constexpr int32_t kMaxInputSize = 2048;
+constexpr nsecs_t kInputPollNs = 10000;
+// Of at most 1,024 samples each: a second for the monitor, which must not fall behind, and what is
+// spoken while an encoder waits for its muxer.
+constexpr size_t kMaxRenderBuffers = 50;
+constexpr size_t kMaxEncodeBuffers = 2000;
+
+}  // namespace
+
+AudioRecordEncoder::AudioRecordEncoder()
+    : mState(UNINITIALIZED),
+      mPlayback(false),
+      mRecord(false),
+      mRenderQueue(kMaxRenderBuffers),
+      mEncodeQueue(kMaxEncodeBuffers),
+      mChannelCount(0),
+      mSampleRate(0),
+      mAudioSource(AUDIO_SOURCE_DEFAULT),
+      mAudioTrackIndex(-1),
+      mRecordStartTimeUs(-1),
+      mWriting(false) {}
+
+AudioRecordEncoder::~AudioRecordEncoder() {
+    // Their threads call this object.
+    mAudioRecord.clear();
+    mAudioTrack.clear();
+    releaseEncoder();
+}
+
+// ---- Public calls ------------------------------------------------------------------------------
+
+status_t AudioRecordEncoder::setAudioSource(int source, const String16& clientName) {
+    sp<AMessage> msg = new AMessage(kWhatSetAudioSource, this);
+    msg->setInt32(AMSG_AUDIO_SOURCE, source);
+    msg->setPointer(AMSG_CLIENT_NAME, const_cast<String16*>(&clientName));
+    return postRequest(msg);
+}
+
+status_t AudioRecordEncoder::configure(const _AV_FORMAT_FORMAT* format) {
+    ALOGD("%s[%d]: channelCount=%d sampleRate=%d", __FUNCTION__, __LINE__, format->channelCount,
+          format->sampleRate);
+    sp<AMessage> msg = new AMessage(kWhatConfigure, this);
+    msg->setInt32(AMSG_AUDIO_SAMPLERATE, format->sampleRate);
+    msg->setInt32(AMSG_AUDIO_CHANNELCOUNT, format->channelCount);
+    return postRequest(msg);
+}
+
+status_t AudioRecordEncoder::prepare() {
+    return postRequest(new AMessage(kWhatPrepare, this));
+}
+
+status_t AudioRecordEncoder::setMuxer(const sp<OxaMediaMuxer>& muxer) {
+    sp<AMessage> msg = new AMessage(kWhatSetMuxer, this);
+    msg->setObject(AMSG_MUXER, muxer);
+    return postRequest(msg);
+}
+
+status_t AudioRecordEncoder::setPlayback(int enable) {
+    sp<AMessage> msg = new AMessage(kWhatSetPlayback, this);
+    msg->setInt32(AMSG_SET_RENDER_AUDIO, enable);
+    return postRequest(msg);
+}
+
+status_t AudioRecordEncoder::setRecord(int enable) {
+    sp<AMessage> msg = new AMessage(kWhatSetRecord, this);
+    msg->setInt32(AMSG_SET_TRANSCODE, enable);
+    return postRequest(msg);
+}
+
+status_t AudioRecordEncoder::start() {
+    return postRequest(new AMessage(kWhatStart, this));
+}
+
+status_t AudioRecordEncoder::stop() {
+    return postRequest(new AMessage(kWhatStop, this));
+}
+
+status_t AudioRecordEncoder::reset() {
+    return postRequest(new AMessage(kWhatReset, this));
+}
+
+// ---- Commands ----------------------------------------------------------------------------------
+
+void AudioRecordEncoder::onMessageReceived(const sp<AMessage>& msg) {
+    status_t err = OK;
+    switch (msg->what()) {
+        case kWhatSetAudioSource:
+            onSetAudioSource(msg);
+            break;
+        case kWhatConfigure:
+            onConfigure(msg);
+            break;
+        case kWhatPrepare:
+            CHECK(mState == CONFIGURED);
+            err = onPrepare();
+            if (err == OK) mState = PREPARED;
+            break;
+        case kWhatSetMuxer: {
+            sp<RefBase> obj;
+            CHECK(msg->findObject(AMSG_MUXER, &obj));
+            mMuxer = static_cast<OxaMediaMuxer*>(obj.get());
+            break;
+        }
+        case kWhatSetPlayback: {
+            int32_t enable;
+            CHECK(msg->findInt32(AMSG_SET_RENDER_AUDIO, &enable));
+            onSetPlayback(enable != 0);
+            break;
+        }
+        case kWhatSetRecord: {
+            int32_t enable;
+            CHECK(msg->findInt32(AMSG_SET_TRANSCODE, &enable));
+            onSetRecord(enable != 0);
+            break;
+        }
+        case kWhatStart:
+            CHECK(mState == PREPARED);
+            onStart();
+            break;
+        case kWhatStop:
+            CHECK(mState == STARTED);
+            onStop();
+            break;
+        case kWhatReset:
+            releaseEncoder();
+            mState = UNINITIALIZED;
+            break;
+        default:
+            TRESPASS_AT(132);
+    }
+    replyWithError(msg, err);
+}
+
+void AudioRecordEncoder::onSetAudioSource(const sp<AMessage>& msg) {
+    CHECK(mState == UNINITIALIZED);
+    void* clientName;
+    CHECK(msg->findInt32(AMSG_AUDIO_SOURCE, &mAudioSource));
+    CHECK(msg->findPointer(AMSG_CLIENT_NAME, &clientName));
+    mClientName = *static_cast<String16*>(clientName);
+    CHECK(mAudioSource >= AUDIO_SOURCE_DEFAULT && mAudioSource <= AUDIO_SOURCE_MAX);
+    mState = INITIALIZED;
+}
+
+void AudioRecordEncoder::onConfigure(const sp<AMessage>& msg) {
+    CHECK(mState == INITIALIZED || mState == STARTED);
+    CHECK(msg->findInt32(AMSG_AUDIO_SAMPLERATE, &mSampleRate));
+    CHECK(msg->findInt32(AMSG_AUDIO_CHANNELCOUNT, &mChannelCount));
+    CHECK(mChannelCount == 1 || mChannelCount == 2);
+    if (mState != STARTED) mState = CONFIGURED;
+}
+
+status_t AudioRecordEncoder::onPrepare() {
+    status_t err = createAudioRecord();
+    return err == OK ? createAudioTrack() : err;
+}
+
+status_t AudioRecordEncoder::createAudioRecord() {
+    audio_channel_mask_t mask = audio_channel_in_mask_from_count(mChannelCount);
+    size_t minFrameCount = 0;
+    status_t err = AudioRecord::getMinFrameCount(&minFrameCount, mSampleRate,
+                                                 AUDIO_FORMAT_PCM_16_BIT, mask);
+    if (err != OK) {
+        ALOGE("Failed to get min frame count:%d", err);
+        return err;
+    }
+    size_t frmcnt = kNotifiedSamples / mChannelCount;
+    size_t bufcnt = kMinBufferCount;
+    while (bufcnt * frmcnt < minFrameCount)
+        ++bufcnt;
+    mAudioRecord = new AudioRecord(static_cast<audio_source_t>(mAudioSource), mSampleRate,
+                                   AUDIO_FORMAT_PCM_16_BIT, mask, mClientName, bufcnt * frmcnt,
+                                   AudioRecordCallback, this, frmcnt, AUDIO_SESSION_ALLOCATE,
+                                   AudioRecord::TRANSFER_DEFAULT, AUDIO_INPUT_FLAG_NONE);
+    err = mAudioRecord->initCheck();
+    if (err != OK) {
+        ALOGE("Failed to create AudioRecord:%d", err);
+        return err;
+    }
+    ALOGD("Create AudioRecord: source:%d 16bit %dch %dHz bufcnt:%zu frmcnt:%zu minfrmcnt:%zu",
+          mAudioSource, mChannelCount, mSampleRate, bufcnt, frmcnt, minFrameCount);
+    return OK;
+}
+
+status_t AudioRecordEncoder::createAudioTrack() {
+    mAudioTrack = new AudioTrack(AUDIO_STREAM_MUSIC, mSampleRate, AUDIO_FORMAT_PCM_16_BIT,
+                                 audio_channel_out_mask_from_count(mChannelCount), 0,
+                                 AUDIO_OUTPUT_FLAG_NONE, AudioTrackCallback, this);
+    status_t err = mAudioTrack->initCheck();
+    if (err != OK) {
+        ALOGE("Failed to create AudioTrack:%d", err);
+        return err;
+    }
+    ALOGD("Create AudioTrack: 16bit %dch %dHz", mChannelCount, mSampleRate);
+    return OK;
+}
+
+void AudioRecordEncoder::onSetPlayback(bool enable) {
+    if (enable == mPlayback) return;
+    mPlayback = enable;
+    if (mState != STARTED) return;
+    if (enable) {
+        startCapture();
+        if (mAudioTrack->stopped()) startAudioRender();
+    } else {
+        if (!mRecord) stopCapture();
+        if (!mAudioTrack->stopped()) stopAudioRender();
+    }
+}
+
+void AudioRecordEncoder::onSetRecord(bool enable) {
+    if (enable == mRecord) return;
+    // On only when there is an encoder: the capture's thread looks at the switch.
+    if (enable) setupAudioEncoder();
+    mRecord = enable;
+    if (mState != STARTED) return;
+    if (enable) {
+        startCapture();
+        mEncoder->start();
+    } else {
+        if (!mPlayback) stopCapture();
+        releaseEncoder();
+        postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_AUDIO);
+    }
+}
+
+void AudioRecordEncoder::onStart() {
+    // The state comes first: the encoder's first input callbacks arrive before its start returns,
+    // and one that was ignored would never come again.
+    mState = STARTED;
+    if (mRecord) startCapture();
+    if (mPlayback) startCapture();
+    if (mPlayback) startAudioRender();
+    if (mRecord && mEncoder != NULL) mEncoder->start();
+}
+
+void AudioRecordEncoder::onStop() {
+    mState = STOPPED;
+    stopCapture();
+    if (!mAudioTrack->stopped()) {
+        stopAudioRender();
+        mAudioTrack->stop();
+    }
+    // The muxer is finished next: nothing may be written any more.
+    stopCallbacks();
+}
+
+void AudioRecordEncoder::startCapture() {
+    if (mAudioRecord->stopped()) mAudioRecord->start();
+}
+
+void AudioRecordEncoder::stopCapture() {
+    if (!mAudioRecord->stopped()) mAudioRecord->stop();
+}
+
+void AudioRecordEncoder::startAudioRender() {
+    mRenderQueue.clear();
+    mAudioTrack->start();
+}
+
+void AudioRecordEncoder::stopAudioRender() {
+    mRenderQueue.clear();
+    mAudioTrack->pause();
+    mAudioTrack->flush();
+}
+
+// ---- Capture and monitor -----------------------------------------------------------------------
+
+void AudioRecordEncoder::AudioRecordCallback(int event, void* user, void* info) {
+    switch (event) {
+        case AudioRecord::EVENT_MORE_DATA:
+            static_cast<AudioRecordEncoder*>(user)->AudioRecordDataCb(
+                    static_cast<AudioRecord::Buffer*>(info));
+            break;
+        case AudioRecord::EVENT_OVERRUN:
+            ALOGD("AudioRecord reported overrun!");
+            break;
+        default:
+            ALOGD("unhandled AudioRecord event:%d", event);
+    }
+}
+
+void AudioRecordEncoder::AudioRecordDataCb(AudioRecord::Buffer* buffer) {
+    int64_t nowUs = systemTime(SYSTEM_TIME_MONOTONIC) / 1000;
+    if (buffer->size == 0) return;
+    if (mPlayback && mAudioTrack != NULL) {
+        mRenderQueue.push(ABuffer::CreateAsCopy(buffer->raw, buffer->size));
+    }
+    Mutex::Autolock lock(mRecordLock);
+    if (!mRecord) return;
+    if (mRecordStartTimeUs < 0) mRecordStartTimeUs = nowUs;
+    sp<ABuffer> sound = ABuffer::CreateAsCopy(buffer->raw, buffer->size);
+    sound->meta()->setInt64(ABUFFER_META_TIMESTAMP, nowUs - mRecordStartTimeUs);
+    mEncodeQueue.push(sound);
+}
+
+void AudioRecordEncoder::AudioTrackCallback(int event, void* user, void* info) {
+    switch (event) {
+        case AudioTrack::EVENT_MORE_DATA:
+            static_cast<AudioRecordEncoder*>(user)->AudioTrackDataCb(
+                    static_cast<AudioTrack::Buffer*>(info));
+            break;
+        case AudioTrack::EVENT_UNDERRUN:
+            ALOGD("AudioTrack reported underrun!");
+            break;
+        default:
+            ALOGD("unhandled AudioTrack event:%d", event);
+    }
+}
+
+void AudioRecordEncoder::AudioTrackDataCb(AudioTrack::Buffer* buffer) {
+    size_t requested = buffer->size;
+    buffer->size = 0;
+    if (!mPlayback) return;
+    sp<ABuffer> sound = mRenderQueue.pop();
+    if (sound == NULL) return;
+    buffer->size = std::min(requested, sound->size());
+    memcpy(buffer->raw, sound->data(), buffer->size);
+    if (buffer->size == sound->size()) return;
+    sound->setRange(sound->offset() + buffer->size, sound->size() - buffer->size);
+    mRenderQueue.unpop(sound);
+}
+
+// ---- Encoder -----------------------------------------------------------------------------------
+
+void AudioRecordEncoder::setupAudioEncoder() {
+    mWriting = false;
+    mEncoderLooper = startLooper("A-EncoderLooper");
+    sp<MediaCodec> encoder =
+            MediaCodec::CreateByType(mEncoderLooper, MEDIA_MIMETYPE_AUDIO_AAC, true /* encoder */);
+    CHECK(encoder != NULL);
+    AString name;
+    encoder->getName(&name);
+    ALOGD(LOG_RED "%s[%d]: Audio encoder component name: %s" LOG_RESET, __FUNCTION__, __LINE__,
+          name.c_str());
+    sp<AMessage> format = new AMessage;
+    format->setString(AMSG_MIME, MEDIA_MIMETYPE_AUDIO_AAC);
+    format->setInt32(AMSG_AUDIO_CHANNELCOUNT, mChannelCount);
+    format->setInt32(AMSG_AUDIO_SAMPLERATE, mSampleRate);
+    format->setInt32("aac-profile", kAacProfileLc);
+    format->setInt32("bitrate", kBitRate);
+    format->setInt32("max-input-size", kMaxInputSize);
+    mEncodeCBHandler = new EncodeCBHandler(this);
+    sp<AMessage> encoderCallback =
+            attachCallbackRelay("A-EncodeCBLooper", mEncodeCBHandler, &mEncodeCBLooper);
+    CHECK(encoder->setCallback(encoderCallback) == OK);
+    CHECK(encoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE) == OK);
+    mEncoder = encoder;
+    ALOGD("%s:%d Setup audio encoder done", __FUNCTION__, __LINE__);
+}
+
+// No callback may run into a codec that is being released, or into a muxer that is being stopped.
+// One of them may wait for a muxer that nobody will start any more.
+void AudioRecordEncoder::stopCallbacks() {
+    if (mMuxer != NULL) mMuxer->openGate();
+    if (mEncodeCBLooper != NULL) mEncodeCBLooper->stop();
+}
+
+void AudioRecordEncoder::releaseEncoder() {
+    if (mEncoder != NULL) {
+        stopCallbacks();
+        stopCodec(mEncoder);
+        releaseCodec(mEncoder);
+    }
+    if (mEncoderLooper != NULL) mEncoderLooper->stop();
+    mEncoderLooper.clear();
+    detachCallbackRelay(&mEncodeCBHandler, &mEncodeCBLooper);
+    // Recording is off by now, and no sound comes in behind this.
+    Mutex::Autolock lock(mRecordLock);
+    mEncodeQueue.clear();
+    mRecordStartTimeUs = -1;
+}
+
+void AudioRecordEncoder::handleEncoderInputBuffer(uint32_t index) {
+    sp<ABuffer> srcBuffer;
+    if (!waitForSound(&srcBuffer)) return;
+    sp<MediaCodecBuffer> buffer;
+    CHECK(mEncoder->getInputBuffer(index, &buffer) == OK);
+    size_t size = std::min(srcBuffer->size(), buffer->capacity());
+    memcpy(buffer->base(), srcBuffer->data(), size);
+    int64_t timeUs;
+    CHECK(srcBuffer->meta()->findInt64(ABUFFER_META_TIMESTAMP, &timeUs));
+    CHECK(mEncoder->queueInputBuffer(index, 0, size, timeUs, 0) == OK);
+}
+
+// Waits in short polls and takes the oldest buffer; false when recording has ended.
+bool AudioRecordEncoder::waitForSound(sp<ABuffer>* sound) {
+    while (isRecording()) {
+        *sound = mEncodeQueue.pop();
+        if (*sound != NULL) return true;
+        Mutex::Autolock lock(mWaitLock);
+        mWaitCond.waitRelative(mWaitLock, kInputPollNs);
+    }
+    return false;
+}
+
+void AudioRecordEncoder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offset */,
+                                                   uint32_t size, int64_t timeUs, int32_t flags) {
+    if (!isRecording()) return;
+    sp<MediaCodecBuffer> buffer;
+    mEncoder->getOutputBuffer(index, &buffer);
+    if (buffer == NULL) return;
+    if (mWriting) {
+        sp<ABuffer> abuffer = new ABuffer(buffer->base(), buffer->capacity());
+        abuffer->setRange(0, size);
+        CHECK_EQ(mMuxer->writeSampleData(abuffer, mAudioTrackIndex, timeUs, flags), (status_t)OK);
+    }
+    mEncoder->releaseOutputBuffer(index);
+}
+
+void AudioRecordEncoder::handleEncoderOutputFormatChange(const sp<AMessage>& format) {
+    ALOGD(LOG_RED "%s[%d]: output-format change" LOG_RESET, __FUNCTION__, __LINE__);
+    if (mMuxer == NULL) return;
+    mAudioTrackIndex = mMuxer->addTrack(format);
+    if (mAudioTrackIndex < 0) {
+        // By design the line says "video".
+        ALOGE("%s[%d]: This video track unsupported by muxer", __FUNCTION__, __LINE__);
+        postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSAudioReached);
+        return;
+    }
+    mWriting = mMuxer->announceAndWaitForStart(
+            newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, AUDIO_TRACK));
+    ALOGD("%s[%d]: Add audio track #%zd done", __FUNCTION__, __LINE__, mAudioTrackIndex);
+}
+
+void AudioRecordEncoder::handleEncoderError(int32_t err, int32_t actionCode, const char* detail) {
+    ALOGE(LOG_RED "%s[%d]: MediaCodec error: status=%d, actionCode=%d, detail=%s" LOG_RESET,
+          __FUNCTION__, __LINE__, err, actionCode, detail);
+}
+
+}  // namespace android

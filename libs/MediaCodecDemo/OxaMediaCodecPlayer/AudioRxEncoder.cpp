@@ -1,0 +1,433 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "AudioRxEncoder"
+
+#include "AudioRxEncoder.h"
+
+#include <android/hidl/allocator/1.0/IAllocator.h>
+#include <fcntl.h>
+#include <hidlmemory/mapping.h>
+#include <gui/Surface.h>
+#include <media/MediaCodecBuffer.h>
+#include <media/stagefright/foundation/ABuffer.h>
+#include <media/stagefright/foundation/MediaDefs.h>
+#include <mediadrm/ICrypto.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+#include <utils/Timers.h>
+
+#include <algorithm>
+
+#include "CodecCallback.h"
+
+namespace android {
+
+using hardware::Return;
+using hardware::Void;
+using hidl::allocator::V1_0::IAllocator;
+using ::vendor::oxa::audioutil::V1_0::IAudioUtil;
+using ::vendor::oxa::audioutil::V1_0::IAudioUtilCallback;
+
+namespace {
+
+constexpr char kVideoSwitchFile[] = "/sys/devices/virtual/switch/rx_video/state";
+constexpr size_t kVideoSwitchSize = 32;
+constexpr int kEventVideoHotplug = 0;
+constexpr int32_t kSharedSize = 16384;
+constexpr int32_t kDefaultChannelCount = 2;
+constexpr int32_t kDefaultSampleRate = 48000;
+constexpr int32_t kAacProfileLc = 2;
+constexpr int32_t kBitRate = 128000;
+constexpr int64_t kFirstPollDelayUs = 10000;
+constexpr int64_t kPollDelayUs = 15000;
+constexpr nsecs_t kInputPollNs = 10000;
+// States of a block that is none.
+constexpr int32_t kStateError = -1;
+constexpr int32_t kStateNoBlock = 3;
+
+}  // namespace
+
+// The service keeps it as long as it likes; it refers to the encoder only until detach().
+class AudioRxEncoder::AudioCallback : public IAudioUtilCallback {
+  public:
+    explicit AudioCallback(AudioRxEncoder* encoder) : mEncoder(encoder) {}
+
+    // Waits for an event that is being handled.
+    void detach() {
+        Mutex::Autolock lock(mLock);
+        mEncoder = NULL;
+    }
+
+    Return<void> handleEvent(int32_t event) override {
+        if (event != kEventVideoHotplug) return Void();
+        char text[kVideoSwitchSize] = {};
+        int fd = open(devicePath(kVideoSwitchFile).c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd >= 0) {
+            // The last byte stays 0; without a text the number is 0.
+            if (read(fd, text, sizeof(text) - 1) < 0) text[0] = '\0';
+            close(fd);
+        }
+        Mutex::Autolock lock(mLock);
+        if (mEncoder != NULL) mEncoder->notifyHotplug(atoi(text));
+        return Void();
+    }
+
+  private:
+    Mutex mLock;
+    AudioRxEncoder* mEncoder;  // guarded by mLock
+};
+
+AudioRxEncoder::AudioRxEncoder()
+    : mState(UNINITIALIZED),
+      mResampler(NULL),
+      mAudioTrackIndex(-1),
+      mChannelCount(kDefaultChannelCount),
+      mSampleRate(kDefaultSampleRate),
+      mStartTimeUs(-1),
+      mRecord(false),
+      mPid(getpid()),
+      mSharedBase(NULL),
+      mResamplerChannels(0),
+      mRecordingCount(0),
+      mWriting(false) {
+    connectService();
+    allocateSharedMemory();
+}
+
+AudioRxEncoder::~AudioRxEncoder() {
+    ALOGD("[HDMIRx] remove callback PID:%d", mPid);
+    if (mAudioUtil != NULL) mAudioUtil->removeRxCallback(mPid);
+    mAudioCallback->detach();
+    mMemory.clear();
+    if (mResampler != NULL) release_resampler(mResampler);
+    // A reset with recording on has released it already.
+    if (mCBLooper != NULL) mCBLooper->stop();
+    releaseCodec(mEncoder);
+    detachCallbackRelay(&mEncodeCBHandler, &mCBLooper);
+    dropFrames();
+}
+
+void AudioRxEncoder::connectService() {
+    mAudioUtil = IAudioUtil::getService("default", false);
+    mAudioCallback = new AudioCallback(this);
+    ALOGD("[HDMIRx] register callback PID:%d", mPid);
+    if (mAudioUtil != NULL) mAudioUtil->registerRxCallback(mPid, mAudioCallback);
+}
+
+void AudioRxEncoder::allocateSharedMemory() {
+    sp<IAllocator> allocator = IAllocator::getService("ashmem");
+    if (allocator == NULL) return;
+    allocator->allocate(kSharedSize, [this](bool success, const hardware::hidl_memory& memory) {
+        if (!success) ALOGE("Failed to allocate memory: %d", 51);
+        mSharedMemory = memory;
+        // By design also after a failure.
+        ALOGI("Success to allocate memory: %d", 54);
+    });
+    mMemory = hardware::mapMemory(mSharedMemory);
+    // Nothing is mapped after a failure; blocks are dropped then.
+    if (mMemory != NULL) mSharedBase = static_cast<void*>(mMemory->getPointer());
+}
+
+void AudioRxEncoder::notifyHotplug(int state) {
+    ALOGD("[%s][HDMIRx] state: %d", __FUNCTION__, state);
+    // By way of this handler's thread: the owner comes and goes on threads of its own.
+    sp<AMessage> msg = new AMessage(kWhatHDMIRxVideoHotplug, this);
+    msg->setInt32("rx-video", state);
+    msg->post();
+}
+
+// ---- Public calls ------------------------------------------------------------------------------
+
+status_t AudioRxEncoder::setAudioSource(int /* source */) {
+    CHECK(mState == UNINITIALIZED);
+    mState = INITIALIZED;
+    return OK;
+}
+
+status_t AudioRxEncoder::configure(const _AV_FORMAT_FORMAT* format) {
+    ALOGD("%s[%d]: channel-count=%d, sample-rate=%d", "configure", 274, format->channelCount,
+          format->sampleRate);
+    LOG_ALWAYS_FATAL_IF(mState != INITIALIZED && mState != STARTED, "%s",
+                        "CHECK(mState == INITIALIZED || mState ==STARTED) failed.");
+    mChannelCount = format->channelCount;
+    mSampleRate = format->sampleRate;
+    if (mState != STARTED) mState = CONFIGURED;
+    return OK;
+}
+
+status_t AudioRxEncoder::prepare() {
+    CHECK(mState == CONFIGURED);
+    mState = PREPARED;
+    return OK;
+}
+
+status_t AudioRxEncoder::start(int64_t /* startTimeUs */) {
+    CHECK(mState == PREPARED);
+    mState = STARTED;
+    status_t err = mRecord ? mEncoder->start() : OK;
+    if (mAudioUtil != NULL) mAudioUtil->setRxRender(1, mSampleRate, mChannelCount);
+    ALOGD("start render");
+    return err;
+}
+
+status_t AudioRxEncoder::setPlayback(int flag) {
+    ALOGD("%s[%d]: %s audio render", "setPlayback", 331, flag ? "enable" : "disable");
+    if (mAudioUtil != NULL) mAudioUtil->setRxPlayback(flag != 0);
+    return OK;
+}
+
+status_t AudioRxEncoder::setRecord(int flag, int64_t /* startTimeUs */) {
+    ALOGD("%s[%d]: %s audio encode", "setRecord", 340, flag ? "enable" : "disable");
+    bool enable = flag != 0;
+    if (enable == mRecord) return OK;
+    if (enable) {
+        mRecord = true;
+        configureEncoder();
+        if (mState == STARTED) CHECK(mEncoder->start() == OK);
+    } else {
+        mRecord = false;
+        if (mState == STARTED) CHECK(stopEncoder() == OK);
+        releaseEncoder();
+        postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_AUDIO);
+    }
+    if (mAudioUtil != NULL) mAudioUtil->setRxRecord(enable);
+    if (mRecord) postFirstPoll();
+    return OK;
+}
+
+status_t AudioRxEncoder::setMuxer(const sp<OxaMediaMuxer>& muxer) {
+    mMuxer = muxer;
+    return OK;
+}
+
+status_t AudioRxEncoder::stop() {
+    mState = STOPPED;
+    if (!mRecord) return OK;
+    status_t err = stopEncoder();
+    postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_AUDIO);
+    return err;
+}
+
+status_t AudioRxEncoder::reset() {
+    ALOGD("%s[%d]", "reset", 375);
+    if (mAudioUtil != NULL) mAudioUtil->setRxRender(0, 0, 0);
+    ALOGD("stop render");
+    if (mRecord) releaseEncoder();
+    mState = UNINITIALIZED;
+    return OK;
+}
+
+// ---- Blocks of sound ---------------------------------------------------------------------------
+
+void AudioRxEncoder::onMessageReceived(const sp<AMessage>& msg) {
+    switch (msg->what()) {
+        case kWhatReadRxAudio:
+            if (!isCurrentPoll(msg)) break;
+            onReadRxAudio();
+            if (isCurrentPoll(msg)) msg->post(kPollDelayUs);
+            break;
+        case kWhatHDMIRxVideoHotplug: {
+            int32_t state;
+            CHECK(msg->findInt32("rx-video", &state));
+            postReport(kWhatHDMIRxVideoHotplug, "rx-video", state);
+            break;
+        }
+        default:
+            ALOGI("In [%d] what [%x]", 206, msg->what());
+            TRESPASS_AT(207);
+    }
+}
+
+// Recording may be switched off and on between two polls: the old row of polls ends then.
+void AudioRxEncoder::postFirstPoll() {
+    sp<AMessage> msg = new AMessage(kWhatReadRxAudio, this);
+    msg->setInt32("recording", ++mRecordingCount);
+    msg->post(kFirstPollDelayUs);
+}
+
+bool AudioRxEncoder::isCurrentPoll(const sp<AMessage>& msg) const {
+    int32_t recording;
+    return isRecording() && msg->findInt32("recording", &recording) && recording == mRecordingCount;
+}
+
+void AudioRxEncoder::onReadRxAudio() {
+    if (mAudioUtil == NULL) return;
+    mAudioUtil->readRxAudio(mSharedMemory,
+                            [this](int64_t timeStampUs, int32_t size, int32_t channelCount,
+                                   int32_t sampleRate, int32_t state) {
+                                handleBlock(timeStampUs, size, channelCount, sampleRate, state);
+                            });
+}
+
+void AudioRxEncoder::handleBlock(int64_t timeStampUs, int32_t size, int32_t channelCount,
+                                 int32_t sampleRate, int32_t state) {
+    if (state == kStateError || state == kStateNoBlock || timeStampUs < 0) return;
+    // Whoever switches recording off clears the start time, and this must not set it again.
+    Mutex::Autolock lock(mLock);
+    if (!isRecording()) return;
+    if (mStartTimeUs < 0) {
+        mStartTimeUs = timeStampUs;
+        ALOGI("mStartTimeUs = %lld", (long long)mStartTimeUs);
+    }
+    if (channelCount < 1 || size < 1 || sampleRate < 1 || mSharedBase == NULL) return;
+    // The service's word is not taken for what is in the region.
+    size = std::min(size, kSharedSize);
+    _RxAudioFrame in = {mSharedBase,  size,      size, timeStampUs - mStartTimeUs,
+                        channelCount, sampleRate};
+    _RxAudioFrame out = {NULL, 0, 0, 0, mChannelCount, mSampleRate};
+    if (resampleAudio(in, &out)) mFrames.push_back(out);
+}
+
+bool AudioRxEncoder::resampleAudio(const _RxAudioFrame& in, _RxAudioFrame* out) {
+    return in.sampleRate != out->sampleRate ? convertRate(in, out) : copyBlock(in, out);
+}
+
+bool AudioRxEncoder::convertRate(const _RxAudioFrame& in, _RxAudioFrame* out) {
+    if (mResampler == NULL) {
+        if (create_resampler(in.sampleRate, out->sampleRate, in.channelCount,
+                             RESAMPLER_QUALITY_DEFAULT, NULL, &mResampler) != 0) {
+            return false;
+        }
+        mResamplerChannels = in.channelCount;
+    }
+    // Counted with the channels of the output, by design.
+    int32_t outFrameSize = out->channelCount * static_cast<int32_t>(sizeof(int16_t));
+    int64_t inFrames = in.size / outFrameSize;
+    int64_t outFrames = inFrames * out->sampleRate / in.sampleRate + 1;
+    out->bufferSize = static_cast<int32_t>(outFrames * outFrameSize);
+    // The resampler knows the channels of the block that it was made for, in both directions; with
+    // more of them than the output has it must neither read nor write beyond the buffers.
+    int64_t resamplerFrameSize = mResamplerChannels * static_cast<int64_t>(sizeof(int16_t));
+    size_t inCount = std::min(inFrames, kSharedSize / resamplerFrameSize);
+    size_t outCount = std::min(outFrames, out->bufferSize / resamplerFrameSize);
+    out->buffer = calloc(1, out->bufferSize);
+    if (out->buffer == NULL) return false;
+    out->timeUs = in.timeUs;
+    mResampler->resample_from_input(mResampler, static_cast<int16_t*>(in.buffer), &inCount,
+                                    static_cast<int16_t*>(out->buffer), &outCount);
+    out->size = std::min(static_cast<int32_t>(outCount) * outFrameSize, out->bufferSize);
+    return true;
+}
+
+bool AudioRxEncoder::copyBlock(const _RxAudioFrame& in, _RxAudioFrame* out) {
+    out->buffer = malloc(in.size);
+    if (out->buffer == NULL) return false;
+    out->bufferSize = in.bufferSize;
+    out->size = in.size;
+    out->timeUs = in.timeUs;
+    memcpy(out->buffer, mSharedBase, in.size);
+    return true;
+}
+
+void AudioRxEncoder::dropFrames() {
+    Mutex::Autolock lock(mLock);
+    for (const _RxAudioFrame& frame : mFrames)
+        free(frame.buffer);
+    mFrames.clear();
+    mStartTimeUs = -1;
+}
+
+// ---- Encoder -----------------------------------------------------------------------------------
+
+void AudioRxEncoder::configureEncoder() {
+    mWriting = false;
+    mEncoderLooper = startLooper("A-EncoderLooper");
+    mEncoder =
+            MediaCodec::CreateByType(mEncoderLooper, MEDIA_MIMETYPE_AUDIO_AAC, true /* encoder */);
+    CHECK(mEncoder != NULL);
+    ALOGD("%d  %d", mChannelCount, mSampleRate);
+    sp<AMessage> format = new AMessage;
+    format->setString(AMSG_MIME, MEDIA_MIMETYPE_AUDIO_AAC);
+    format->setInt32(AMSG_AUDIO_CHANNELCOUNT, mChannelCount);
+    format->setInt32(AMSG_AUDIO_SAMPLERATE, mSampleRate);
+    format->setInt32("aac-profile", kAacProfileLc);
+    format->setInt32("bitrate", kBitRate);
+    format->setInt32("max-input-size", kSharedSize);
+    mEncodeCBHandler = new EncodeCBHandler(this);
+    sp<AMessage> callback = attachCallbackRelay("A-EncodeCBLooper", mEncodeCBHandler, &mCBLooper);
+    CHECK(mEncoder->setCallback(callback) == OK);
+    CHECK(mEncoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE) == OK);
+    ALOGD("%s:%d configure audio encoder success", "configureEncoder", 429);
+}
+
+// The callback thread comes first: a callback that is under way counts on a running encoder. It
+// may wait for a muxer that nobody will start any more.
+status_t AudioRxEncoder::stopEncoder() {
+    if (mMuxer != NULL) mMuxer->openGate();
+    mCBLooper->stop();
+    return stopCodec(mEncoder);
+}
+
+void AudioRxEncoder::releaseEncoder() {
+    if (mEncoder == NULL) return;
+    CHECK(mEncoder->release() == OK);
+    mEncoder.clear();
+    mMuxer.clear();
+    mEncoderLooper.clear();
+    detachCallbackRelay(&mEncodeCBHandler, &mCBLooper);
+    dropFrames();
+    ALOGD("%s[%d]: Reset audio encoder done", "releaseEncoder", 460);
+}
+
+void AudioRxEncoder::handleEncoderInputBuffer(uint32_t index) {
+    _RxAudioFrame frame;
+    if (!waitForFrame(&frame)) return;
+    sp<MediaCodecBuffer> buffer;
+    CHECK(mEncoder->getInputBuffer(index, &buffer) == OK);
+    size_t size = std::min(static_cast<size_t>(frame.size), buffer->capacity());
+    memcpy(buffer->base(), frame.buffer, size);
+    free(frame.buffer);
+    buffer->setRange(0, size);
+    status_t err = mEncoder->queueInputBuffer(index, 0, buffer->size(), frame.timeUs, 0);
+    CHECK_EQ(err, (status_t)OK);
+}
+
+// Waits in short polls and takes the oldest frame; false when recording has ended.
+bool AudioRxEncoder::waitForFrame(_RxAudioFrame* frame) {
+    Mutex::Autolock lock(mLock);
+    while (mFrames.empty()) {
+        if (!isRecording()) return false;
+        mCond.waitRelative(mLock, kInputPollNs);
+    }
+    if (!isRecording()) return false;
+    *frame = *mFrames.begin();
+    mFrames.erase(mFrames.begin());
+    return true;
+}
+
+void AudioRxEncoder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offset */, uint32_t size,
+                                               int64_t timeUs, int32_t flags) {
+    if (!isRecording()) return;
+    sp<MediaCodecBuffer> buffer;
+    CHECK(mEncoder->getOutputBuffer(index, &buffer) == OK);
+    if (buffer != NULL && mWriting) {
+        sp<ABuffer> abuffer = new ABuffer(buffer->base(), buffer->capacity());
+        abuffer->setRange(0, size);
+        CHECK_EQ_AT(515, mMuxer->writeSampleData(abuffer, mAudioTrackIndex, timeUs, flags),
+                    (status_t)OK);
+    }
+    mEncoder->releaseOutputBuffer(index);
+}
+
+void AudioRxEncoder::handleEncoderOutputFormatChange(const sp<AMessage>& format) {
+    if (mMuxer == NULL) return;
+    mAudioTrackIndex = mMuxer->addTrack(format);
+    if (mAudioTrackIndex < 0) {
+        ALOGE("%s:%d Unavailable audio track", "handleEncoderOutputFormatChange", 527);
+        postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSAudioReached);
+        return;
+    }
+    mWriting = mMuxer->announceAndWaitForStart(
+            newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, AUDIO_TRACK));
+    ALOGD("%s[%d]: Add audio track #%zd done", "handleEncoderOutputFormatChange", 545,
+          mAudioTrackIndex);
+}
+
+void AudioRxEncoder::handleEncoderError(int32_t err, int32_t actionCode, const char* detail) {
+    ALOGE(LOG_RED "%s[%d]: MediaCodec error: status=%d, actionCode=%d, detail=%s" LOG_RESET,
+          "handleEncoderError", __LINE__, err, actionCode, detail);
+}
+
+}  // namespace android

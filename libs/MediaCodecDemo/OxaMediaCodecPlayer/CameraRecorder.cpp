@@ -1,0 +1,425 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "CameraRecorder"
+
+#include "CameraRecorder.h"
+
+#include <binder/IPCThreadState.h>
+#include <utils/String8.h>
+
+#include <string.h>
+
+#include <algorithm>
+
+#include "CameraPuller.h"
+#include "CodecCallback.h"
+#include "HdmiRxInfo.h"
+
+namespace android {
+
+namespace {
+
+// The receiver is always driven at this rate, whatever the driver tells.
+constexpr int32_t kHdmiRxFrameRate = 30;
+
+}  // namespace
+
+CameraRecorder::CameraRecorder()
+    : mFirstFrameTimeUs(-1),
+      mCameraId(0),
+      mSrc(),
+      mPreviewWidth(0),
+      mPreviewHeight(0),
+      mPreviewFps(0),
+      mIsHdmiRx(false),
+      mPlayback(false),
+      mRecord(false),
+      mHasInputFormat(false),
+      mPixelFormat(0),
+      mDataSpace(0),
+      mClientName("CameraRecorder"),
+      mClientUid(0),
+      mClientPid(0),
+      mTargetFormat(NULL),
+      mVideoTrackIndex(-1),
+      mMetaDataType(0),
+      mState(UNINITIALIZED),
+      mWriting(false),
+      mRecordingOpen(false),
+      mEndClaimed(false),
+      mEncoderFailed(false),
+      mLastOutputUs(0) {}
+
+CameraRecorder::~CameraRecorder() {
+    mState = UNINITIALIZED;
+    if (mCBLooper != NULL) mCBLooper->stop();
+    releaseEncoder();
+    releaseCameraSource();
+    if (mCamera != NULL) mCamera->disconnect();
+}
+
+// ---- Public calls ------------------------------------------------------------------------------
+
+status_t CameraRecorder::setDataSource(int cameraType, int cameraId, const String16& clientName) {
+    ALOGD("%s[%d]: cameraType=%d, cameraId=%d, clientName=%s", "setDataSource", 478, cameraType,
+          cameraId, String8(clientName).string());
+    sp<AMessage> msg = new AMessage(kWhatSetDataSource, this);
+    msg->setInt32(AMSG_CAMERA_TYPE, cameraType);
+    msg->setInt32(AMSG_CAMERA_ID, cameraId);
+    msg->setPointer(AMSG_CLIENT_NAME, const_cast<String16*>(&clientName));
+    return postRequest(msg);
+}
+
+status_t CameraRecorder::setDataSource(int cameraType, const sp<hardware::ICamera>& camera,
+                                       const String16& clientName) {
+    ALOGD("%s[%d]: cameraType=%d, clientName=%s", "setDataSource", 491, cameraType,
+          String8(clientName).string());
+    sp<AMessage> msg = new AMessage(kWhatSetCamera, this);
+    msg->setInt32(AMSG_CAMERA_TYPE, cameraType);
+    msg->setPointer(AMSG_CLIENT_NAME, const_cast<String16*>(&clientName));
+    msg->setPointer(AMSG_CAMERA_SP, camera.get());
+    return postRequest(msg);
+}
+
+status_t CameraRecorder::setSurface(const sp<Surface>& surface) {
+    ALOGD("%s[%d]", "setSurface", 503);
+    sp<AMessage> msg = new AMessage(kWhatSetSurface, this);
+    msg->setObject(AMSG_SURFACE, surface);
+    return postRequest(msg);
+}
+
+status_t CameraRecorder::setMuxer(const sp<OxaMediaMuxer>& muxer) {
+    ALOGD("%s[%d]", "setMuxer", 513);
+    sp<AMessage> msg = new AMessage(kWhatSetMuxer, this);
+    msg->setObject(AMSG_MUXER, muxer);
+    return postRequest(msg);
+}
+
+status_t CameraRecorder::configure(_AV_FORMAT_FORMAT& format) {
+    ALOGI(LOG_GREEN
+          "TargetFormat: Video:%dx%d/%dfps/%dbps/%dsec/deinterlace:%d/bitrateMode:%d/level:%d/"
+          "profile:%d" LOG_RESET,
+          format.width, format.height, format.frameRate, format.bitRate, format.iFrameInterval,
+          format.deinterlace, format.bitrateMode, format.level, format.profile);
+    sp<AMessage> msg = new AMessage(kWhatConfigure, this);
+    msg->setPointer(AMSG_TARTGET_FORMAT, &format);
+    return postRequest(msg);
+}
+
+status_t CameraRecorder::prepare() {
+    ALOGD("%s[%d]", "prepare", 538);
+    return postRequest(new AMessage(kWhatPrepare, this));
+}
+
+status_t CameraRecorder::setPlayback(int flag) {
+    ALOGD("%s[%d]: flag=%d", "setPlayback", 547, flag);
+    sp<AMessage> msg = new AMessage(kWhatSetPlayback, this);
+    msg->setInt32(AMSG_SET_RENDER_VIDEO, flag);
+    return postRequest(msg);
+}
+
+status_t CameraRecorder::setRecord(int flag) {
+    ALOGD("%s[%d]: flag=%d", "setRecord", 557, flag);
+    sp<AMessage> msg = new AMessage(kWhatSetRecord, this);
+    msg->setInt32(AMSG_SET_TRANSCODE, flag);
+    return postRequest(msg);
+}
+
+status_t CameraRecorder::start() {
+    ALOGD("%s[%d]", "start", 567);
+    return postRequest(new AMessage(kWhatStart, this));
+}
+
+status_t CameraRecorder::stop() {
+    ALOGD("%s[%d]", "stop", 576);
+    // A recording that was switched off may still be on its way through the encoder.
+    if (!mRecord && !mRecordingOpen) return postRequest(new AMessage(kWhatStop, this));
+    Mutex::Autolock lock(mStopLock);
+    mStopProcess.mStopRequested = true;
+    status_t err = setRecord(0);
+    waitForEnd();
+    return err;
+}
+
+status_t CameraRecorder::reset() {
+    ALOGD("%s[%d]", "reset", 593);
+    return postRequest(new AMessage(kWhatReset, this));
+}
+
+// ---- Commands ----------------------------------------------------------------------------------
+
+void CameraRecorder::onMessageReceived(const sp<AMessage>& msg) {
+    switch (msg->what()) {
+        case kWhatPullerNotify:
+            // The encoder's input callback takes the frames by itself.
+            break;
+        case kWhatSetDataSource:
+            onSetDataSource(msg);
+            replyWithError(msg, OK);
+            break;
+        case kWhatSetCamera:
+            onSetCamera(msg);
+            replyWithError(msg, OK);
+            break;
+        case kWhatSetSurface:
+            onSetSurface(msg);
+            replyWithError(msg, OK);
+            break;
+        case kWhatSetMuxer:
+            onSetMuxer(msg);
+            replyWithError(msg, OK);
+            break;
+        case kWhatConfigure:
+            onConfigure(msg);
+            replyWithError(msg, OK);
+            break;
+        case kWhatPrepare: {
+            CHECK(mState == CONFIGURED);
+            status_t err = onPrepare();
+            if (err == OK) mState = PREPARED;
+            replyWithError(msg, err);
+            break;
+        }
+        case kWhatSetPlayback: {
+            int32_t enable;
+            CHECK(msg->findInt32(AMSG_SET_RENDER_VIDEO, &enable));
+            onSetPlayback(enable != 0);
+            replyWithError(msg, OK);
+            break;
+        }
+        case kWhatSetRecord: {
+            int32_t enable;
+            CHECK(msg->findInt32(AMSG_SET_TRANSCODE, &enable));
+            replyWithError(msg, onSetRecord(enable != 0));
+            break;
+        }
+        case kWhatStart:
+            CHECK(mState == PREPARED);
+            replyWithError(msg, onStart());
+            break;
+        case kWhatStop:
+            CHECK(mState == STARTED);
+            onStop();
+            replyWithError(msg, OK);
+            break;
+        case kWhatReset:
+            onReset();
+            replyWithError(msg, OK);
+            break;
+        case kWhatGetCameraSnapshot:
+            reply(msg, new AMessage);
+            break;
+        case kWhatGetCameraParam:
+            onGetCameraParam(msg);
+            break;
+        default:
+            TRESPASS_AT(470);
+    }
+}
+
+void CameraRecorder::onSetDataSource(const sp<AMessage>& msg) {
+    CHECK(mState == UNINITIALIZED);
+    int32_t cameraType;
+    void* clientName;
+    CHECK(msg->findInt32(AMSG_CAMERA_TYPE, &cameraType));
+    CHECK(msg->findInt32(AMSG_CAMERA_ID, &mCameraId));
+    CHECK(msg->findPointer(AMSG_CLIENT_NAME, &clientName));
+    mClientName = *static_cast<String16*>(clientName);
+    if (cameraType != kCameraTypeHdmiRx && mCameraId != 1) {
+        int32_t numCamera = Camera::getNumberOfCameras();
+        CHECK(mCameraId >= 0 && mCameraId < numCamera);
+    } else {
+        // Id 1 means the receiver too, by design; the camera service offers it as camera 0.
+        mCameraId = 0;
+        mIsHdmiRx = true;
+    }
+    mState = WAIT_SURFACE;
+}
+
+void CameraRecorder::onSetCamera(const sp<AMessage>& msg) {
+    CHECK(mState == UNINITIALIZED);
+    int32_t cameraType;
+    void* clientName;
+    void* camera;
+    CHECK(msg->findInt32(AMSG_CAMERA_TYPE, &cameraType));
+    CHECK(msg->findPointer(AMSG_CLIENT_NAME, &clientName));
+    mClientName = *static_cast<String16*>(clientName);
+    mClientUid = IPCThreadState::self()->getCallingUid();
+    mClientPid = IPCThreadState::self()->getCallingPid();
+    mIsHdmiRx = cameraType == kCameraTypeHdmiRx;
+    CHECK(msg->findPointer(AMSG_CAMERA_SP, &camera));
+    // The caller waits with a reference of its own.
+    sp<hardware::ICamera> shared = static_cast<hardware::ICamera*>(camera);
+    mCamera = Camera::create(shared);
+    mState = WAIT_SURFACE;
+}
+
+void CameraRecorder::onSetSurface(const sp<AMessage>& msg) {
+    CHECK(mState == WAIT_SURFACE);
+    sp<RefBase> obj;
+    CHECK(msg->findObject(AMSG_SURFACE, &obj));
+    mSurface = static_cast<Surface*>(obj.get());
+    CHECK(mSurface != NULL);
+    mState = INITIALIZED;
+}
+
+void CameraRecorder::onSetMuxer(const sp<AMessage>& msg) {
+    sp<RefBase> obj;
+    CHECK(msg->findObject(AMSG_MUXER, &obj));
+    mMuxer = static_cast<OxaMediaMuxer*>(obj.get());
+}
+
+void CameraRecorder::onConfigure(const sp<AMessage>& msg) {
+    CHECK(mState == INITIALIZED || mState == STARTED);
+    void* format;
+    CHECK(msg->findPointer(AMSG_TARTGET_FORMAT, &format));
+    mTargetFormat = static_cast<_AV_FORMAT_FORMAT*>(format);
+    if (mState != STARTED) mState = CONFIGURED;
+}
+
+// The preview runs from start() on whatever is asked for; before that nothing is remembered.
+void CameraRecorder::onSetPlayback(bool enable) {
+    if (mState != STARTED || enable == mPlayback) return;
+    mPlayback = enable;
+    if (enable) {
+        mCamera->startPreview();
+    } else {
+        mCamera->stopPreview();
+    }
+}
+
+status_t CameraRecorder::onStart() {
+    if (mCamera == NULL) return INVALID_OPERATION;
+    // Whatever mPlayback says: the capture source draws its frames from the running preview.
+    status_t err = mCamera->startPreview();
+    if (err == OK) mState = STARTED;
+    return err;
+}
+
+void CameraRecorder::onStop() {
+    mState = STOPPED;
+    stopPreview();
+}
+
+void CameraRecorder::stopPreview() {
+    if (mCamera != NULL && mCamera->previewEnabled()) mCamera->stopPreview();
+}
+
+void CameraRecorder::onReset() {
+    if (mState != STOPPED) stopPreview();
+    if (mCamera != NULL) {
+        mCamera->disconnect();
+        mCamera.clear();
+    }
+    mSurface.clear();
+    mState = UNINITIALIZED;
+}
+
+void CameraRecorder::onGetCameraParam(const sp<AMessage>& msg) {
+    if (mCamera == NULL) {
+        ALOGE("call camera connect at kWhatGetCameraParam, should not reach here under service "
+              "mode");
+        connectCamera();
+    }
+    sp<AMessage> response = new AMessage;
+    response->setString(AMSG_CAMERA_PARAM,
+                        mCamera != NULL ? mCamera->getParameters().string() : "");
+    reply(msg, response);
+}
+
+// ---- Preparing the camera ----------------------------------------------------------------------
+
+status_t CameraRecorder::connectCamera() {
+    mCamera = Camera::connect(mCameraId, mClientName, Camera::USE_CALLING_UID,
+                              Camera::USE_CALLING_PID);
+    return mCamera != NULL ? OK : NO_INIT;
+}
+
+status_t CameraRecorder::onPrepare() {
+    if (mTargetFormat != NULL) {
+        mPreviewWidth = mTargetFormat->width;
+        mPreviewHeight = mTargetFormat->height;
+        mPreviewFps = mTargetFormat->frameRate;
+    }
+    if (mCamera == NULL) {
+        ALOGE(LOG_RED " Call Camera::connect, should not reach here under service mode" LOG_RESET);
+        status_t err = connectCamera();
+        if (err != OK) return err;
+    }
+    mParams.unflatten(mCamera->getParameters());
+    if (mIsHdmiRx) {
+        status_t err = adaptPreviewToHdmiRx();
+        if (err != OK) return err;
+    }
+    if (!isPreviewSizeSupported()) return BAD_VALUE;
+    mParams.setPreviewSize(mPreviewWidth, mPreviewHeight);
+    setPreviewFrameRate();
+    if (mCamera->setParameters(mParams.flatten()) != OK) {
+        ALOGE("Could not change settings. Someone else is using camera %p?", mCamera.get());
+        return -EBUSY;
+    }
+    if (mCamera->setPreviewTarget(mSurface->getIGraphicBufferProducer()) != OK) {
+        ALOGE("Could not setPreviewTarget");
+        return UNKNOWN_ERROR;
+    }
+    return OK;
+}
+
+status_t CameraRecorder::adaptPreviewToHdmiRx() {
+    CHECK(retrieveHdmiRxVideoInfo() == OK);
+    if (mPreviewWidth >= 1) mPreviewWidth = std::min(mPreviewWidth, mSrc.width);
+    if (mPreviewHeight >= 1) mPreviewHeight = std::min(mPreviewHeight, mSrc.height);
+    if (mSrc.frameRate < mPreviewFps) {
+        ALOGW("Invalid target frame rate(%d) > source frame rate(%d)", mPreviewFps, mSrc.frameRate);
+        return BAD_VALUE;
+    }
+    if (mSrc.frameRate > mPreviewFps) {
+        ALOGW("Frames will be dropped because target frame rate(%d) < source frame rate(%d)",
+              mPreviewFps, mSrc.frameRate);
+        mPreviewFps = mSrc.frameRate;
+    }
+    ALOGD("Reset preview params: width=%d, height=%d, fps=%d", mPreviewWidth, mPreviewHeight,
+          mPreviewFps);
+    return OK;
+}
+
+status_t CameraRecorder::retrieveHdmiRxVideoInfo() {
+    const HdmiRxInfo* info = HdmiRxInfo::GetInstance();
+    if (info == NULL) return UNKNOWN_ERROR;
+    mSrc.isHdmiRx = info->mVideoIsHdmiRx;
+    mSrc.ready = info->mVideoReady;
+    mSrc.progressive = info->mVideoProgressive;
+    mSrc.color = info->mVideoColor;
+    mSrc.width = info->mVideoWidth;
+    mSrc.height = info->mVideoHeight;
+    mSrc.frameRate = kHdmiRxFrameRate;
+    ALOGD("HDMI Rx video %dx%d%c%d Color:%d %sReady", mSrc.width, mSrc.height,
+          mSrc.progressive ? 'p' : 'i', mSrc.frameRate, mSrc.color, mSrc.ready ? "" : "Not");
+    return OK;
+}
+
+bool CameraRecorder::isPreviewSizeSupported() const {
+    Vector<Size> sizes;
+    mParams.getSupportedPreviewSizes(sizes);
+    for (size_t i = 0; i < sizes.size(); ++i) {
+        if (sizes[i].width != mPreviewWidth || sizes[i].height != mPreviewHeight) continue;
+        ALOGD("%s: support size: width=%d, height=%d", __FUNCTION__, mPreviewWidth, mPreviewHeight);
+        return true;
+    }
+    ALOGE("%s: unsupport size: width=%d, height=%d", __FUNCTION__, mPreviewWidth, mPreviewHeight);
+    return false;
+}
+
+void CameraRecorder::setPreviewFrameRate() {
+    const char* supportedFrameRates =
+            mParams.get(CameraParameters::KEY_SUPPORTED_PREVIEW_FRAME_RATES);
+    CHECK(supportedFrameRates != NULL);
+    AString rate = AStringPrintf("%d", mPreviewFps);
+    if (strstr(supportedFrameRates, rate.c_str()) == NULL) {
+        ALOGE("Requested frame rate (%d) is not supported: %s", mPreviewFps, supportedFrameRates);
+    }
+    mParams.setPreviewFrameRate(mPreviewFps);
+}
+
+}  // namespace android

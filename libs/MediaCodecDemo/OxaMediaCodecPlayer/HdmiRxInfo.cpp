@@ -1,0 +1,148 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "HdmiRxInfo"
+
+#include "HdmiRxInfo.h"
+
+#include <errno.h>
+#include <log/log.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "OxaMediaCodecPlayerCommon.h"
+
+namespace android {
+
+namespace {
+
+constexpr char kVideoInfoFile[] = "/sys/devices/virtual/video4linux/video250/hdmirx_video_info";
+constexpr char kAudioInfoFile[] = "/sys/devices/virtual/video4linux/video250/hdmirx_audio_info";
+
+bool startsWith(const char* text, const char* prefix) {
+    return strncmp(text, prefix, strlen(prefix)) == 0;
+}
+
+int32_t isText(const char* value, const char* expected) {
+    return startsWith(value, expected) ? 1 : 0;
+}
+
+int32_t toNumber(const char* value) {
+    return static_cast<int32_t>(strtol(value, NULL, 10));
+}
+
+// Hands each "key:value" line to `setFact`, up to the first line without a colon, by design.
+template <typename SetFact>
+bool readFacts(const char* path, SetFact setFact) {
+    FILE* file = fopen(devicePath(path).c_str(), "re");
+    if (file == NULL) return false;
+    char* line = NULL;
+    size_t capacity = 0;
+    while (getline(&line, &capacity, file) >= 0) {
+        char* colon = strchr(line, ':');
+        if (colon == NULL) break;
+        *colon = '\0';
+        setFact(line, colon + 1);
+    }
+    free(line);
+    fclose(file);
+    return true;
+}
+
+}  // namespace
+
+HdmiRxInfo* HdmiRxInfo::sInstance = NULL;
+
+HdmiRxInfo* HdmiRxInfo::GetInstance() {
+    if (sInstance == NULL) sInstance = new HdmiRxInfo;
+    return sInstance;
+}
+
+void HdmiRxInfo::DelInstance() {
+    if (sInstance == NULL) return;
+    ALOGD("%s[%d]", "~HdmiRxInfo", 41);
+    delete sInstance;
+    sInstance = NULL;
+}
+
+HdmiRxInfo::HdmiRxInfo()
+    : mVideoIsHdmiRx(0),
+      mVideoReady(0),
+      mVideoProgressive(0),
+      mVideoColor(0),
+      mVideoWidth(0),
+      mVideoHeight(0),
+      mVideoFps(0),
+      mAudioReady(0),
+      mAudioFreq(0),
+      mAudioLpcm(0) {
+    ALOGD("%s[%d]", "HdmiRxInfo", 35);
+    retrieveHdmiRxVideoInfo();
+    retrieveHdmiRxAduioInfo();
+}
+
+HdmiRxInfo::~HdmiRxInfo() {
+    ALOGD("%s[%d]", "~HdmiRxInfo", 41);
+}
+
+int HdmiRxInfo::retrieveHdmiRxVideoInfo() {
+    if (!readFacts(kVideoInfoFile,
+                   [this](const char* key, const char* value) { setVideoFact(key, value); })) {
+        ALOGE("retrieveHdmiRxVideoInfo: failed to open file %s: %s", kVideoInfoFile,
+              strerror(errno));
+        return -1;
+    }
+    ALOGD("HDMI-Rx video %dx%d%c%d Color:%d %s Ready", mVideoWidth, mVideoHeight,
+          mVideoProgressive ? 'p' : 'i', mVideoFps, mVideoColor, mVideoReady ? "" : "Not");
+    return 0;
+}
+
+int HdmiRxInfo::retrieveHdmiRxAduioInfo() {
+    if (!readFacts(kAudioInfoFile,
+                   [this](const char* key, const char* value) { setAudioFact(key, value); })) {
+        ALOGE("retrieveHdmiRxAudioInfo: failed to open file %s: %s", kAudioInfoFile,
+              strerror(errno));
+        return -1;
+    }
+    ALOGD("HDMI-Rx audio %s Ready %dHz SPDIF:%s", mAudioReady ? "" : "Not", mAudioFreq,
+          mAudioLpcm == 1 ? "LPCM" : "RAW");
+    return 0;
+}
+
+// Keys are matched by their beginning, in this order.
+void HdmiRxInfo::setVideoFact(const char* key, const char* value) {
+    if (startsWith(key, "Type")) {
+        mVideoIsHdmiRx = isText(value, "HDMIRx");
+    } else if (startsWith(key, "Status")) {
+        mVideoReady = isText(value, "Ready");
+    } else if (startsWith(key, "Width")) {
+        mVideoWidth = toNumber(value);
+    } else if (startsWith(key, "Height")) {
+        mVideoHeight = toNumber(value);
+    } else if (startsWith(key, "ScanMode")) {
+        mVideoProgressive = isText(value, "Progressive");
+    } else if (startsWith(key, "Color")) {
+        if (startsWith(value, "RGB")) {
+            mVideoColor = 0;
+        } else if (startsWith(value, "YUV422")) {
+            mVideoColor = 1;
+        } else if (startsWith(value, "YUV444")) {
+            mVideoColor = 2;
+        }
+    } else if (startsWith(key, "Fps")) {
+        mVideoFps = toNumber(value);
+    }
+}
+
+void HdmiRxInfo::setAudioFact(const char* key, const char* value) {
+    if (startsWith(key, "Ready")) {
+        mAudioReady = toNumber(value) == 1 ? 1 : 0;
+    } else if (startsWith(key, "Freq")) {
+        mAudioFreq = toNumber(value);
+    } else if (startsWith(key, "SPDIF Type")) {
+        mAudioLpcm = isText(value, "Non-LPCM") ? 0 : 1;
+    }
+}
+
+}  // namespace android

@@ -1,0 +1,46 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <stdint.h>
+
+namespace android {
+
+// What the HDMI receiver delivers, as its driver tells in two text files. They are read once, when
+// the one instance is made; the fields are a snapshot. A field whose key is missing, or whose file
+// cannot be opened, is 0.
+class HdmiRxInfo {
+  public:
+    // The instance, made on the first call. Not thread-safe: called by one thread at a time. It
+    // stays owned by the class.
+    static HdmiRxInfo* GetInstance();
+    // Drops the instance, if there is one; the next GetInstance() reads the files afresh.
+    static void DelInstance();
+
+    int32_t mVideoIsHdmiRx;     // 1: the source is the HDMI receiver
+    int32_t mVideoReady;        // 1: there is a picture
+    int32_t mVideoProgressive;  // 1 progressive, 0 interlaced
+    int32_t mVideoColor;        // 0 RGB, 1 YUV 4:2:2, 2 YUV 4:4:4
+    int32_t mVideoWidth;        // pixels
+    int32_t mVideoHeight;       // lines
+    int32_t mVideoFps;          // frames per second
+    int32_t mAudioReady;        // 1: there is sound
+    int32_t mAudioFreq;         // Hz
+    int32_t mAudioLpcm;         // 1 linear PCM, 0 compressed
+
+  private:
+    HdmiRxInfo();
+    ~HdmiRxInfo();
+
+    // 0 when the file could be opened, whatever is in it, else -1. The second name is spelt so.
+    int retrieveHdmiRxVideoInfo();
+    int retrieveHdmiRxAduioInfo();
+
+    void setVideoFact(const char* key, const char* value);
+    void setAudioFact(const char* key, const char* value);
+
+    static HdmiRxInfo* sInstance;
+};
+
+}  // namespace android
