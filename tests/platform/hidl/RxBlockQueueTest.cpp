@@ -1,0 +1,195 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "hidl/RxBlockQueue.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/audio/RampSource.h"
+
+namespace android {
+namespace {
+
+using oxa::test::kRampLength;
+using oxa::test::rampBreaks;
+
+constexpr size_t kAll = 16384;
+constexpr int64_t kStartUs = 1000000;
+constexpr int64_t kJitterUs = 1000;
+
+// Sound that counts, in pieces of any length, at exact times.
+class Feed {
+  public:
+    Feed(RxBlockQueue* queue, int sampleRate, int channels)
+        : mQueue(queue), mRate(sampleRate), mChannels(channels) {}
+
+    void add(size_t frames) {
+        LiveBlock sound;
+        sound.timeUs = kStartUs + mSkippedUs + mFrames * 1000000 / mRate;
+        sound.channels = mChannels;
+        sound.sampleRate = mRate;
+        for (size_t i = 0; i < frames * mChannels; ++i) {
+            const int64_t frame = mFrames + static_cast<int64_t>(i) / mChannels;
+            sound.samples.push_back(static_cast<int16_t>(frame % kRampLength));
+        }
+        mFrames += static_cast<int64_t>(frames);
+        mQueue->add(sound);
+    }
+    void skip(int64_t timeUs) { mSkippedUs += timeUs; }
+
+  private:
+    RxBlockQueue* const mQueue;
+    const int mRate;
+    const int mChannels;
+    int64_t mFrames = 0;
+    int64_t mSkippedUs = 0;
+};
+
+std::vector<RxBlock> takeAll(RxBlockQueue* queue, size_t maxBytes = kAll) {
+    std::vector<RxBlock> blocks;
+    RxBlock block;
+    while (queue->take(maxBytes, &block))
+        blocks.push_back(block);
+    return blocks;
+}
+
+size_t bytes(const RxBlock& block) {
+    return block.samples.size() * sizeof(int16_t);
+}
+
+struct Shape {
+    int sampleRate;
+    int channels;
+    size_t blockBytes;
+};
+
+class RxBlockShape : public testing::TestWithParam<Shape> {};
+
+TEST_P(RxBlockShape, CutsSoundIntoBlocksThatKeepUpWithThePolls) {
+    const Shape& shape = GetParam();
+    RxBlockQueue queue;
+    queue.begin(kStartUs);
+    Feed feed(&queue, shape.sampleRate, shape.channels);
+    std::vector<int16_t> all;
+    int64_t lastUs = 0;
+    size_t frames = 0;
+    for (const size_t piece : {100, 5000, 1, 1023, 4096, 9000, 333}) {
+        feed.add(piece);
+        for (const RxBlock& block : takeAll(&queue)) {
+            EXPECT_EQ(shape.blockBytes, bytes(block));
+            EXPECT_LE(bytes(block), kAll);
+            EXPECT_EQ(shape.channels, block.channels);
+            EXPECT_EQ(shape.sampleRate, block.sampleRate);
+            const int64_t dueUs =
+                    kStartUs + static_cast<int64_t>(frames) * 1000000 / shape.sampleRate;
+            EXPECT_GE(block.timeUs, dueUs);
+            EXPECT_LE(block.timeUs, dueUs + kJitterUs);
+            EXPECT_GT(block.timeUs, lastUs);
+            lastUs = block.timeUs;
+            frames += block.samples.size() / block.channels;
+            all.insert(all.end(), block.samples.begin(), block.samples.end());
+        }
+    }
+    EXPECT_GT(frames, 0U);
+    EXPECT_EQ(0U, rampBreaks(all, shape.channels));
+    EXPECT_EQ(0U, queue.dropped());
+    // One block is fetched every 15 ms.
+    EXPECT_GT(1000.0 * shape.blockBytes / sizeof(int16_t) / shape.channels / shape.sampleRate, 20);
+}
+
+INSTANTIATE_TEST_SUITE_P(RxBlockQueue, RxBlockShape,
+                         testing::Values(Shape{48000, 2, 4096}, Shape{44100, 2, 4096},
+                                         Shape{48000, 1, 2048}, Shape{96000, 2, 8192},
+                                         Shape{192000, 2, 16384}, Shape{48000, 8, 16384}),
+                         [](const testing::TestParamInfo<Shape>& info) {
+                             return std::to_string(info.param.sampleRate) + "x" +
+                                    std::to_string(info.param.channels);
+                         });
+
+TEST(RxBlockQueueTest, BeginsWithTheFirstSampleAfterItsTime) {
+    RxBlockQueue queue;
+    queue.begin(kStartUs + 50000);
+    Feed feed(&queue, 48000, 1);
+    for (int i = 0; i < 5; ++i)
+        feed.add(1000);
+    const std::vector<RxBlock> blocks = takeAll(&queue);
+    ASSERT_FALSE(blocks.empty());
+    EXPECT_EQ(2400, blocks.front().samples.front());
+    EXPECT_NEAR(kStartUs + 50000, blocks.front().timeUs, kJitterUs);
+}
+
+TEST(RxBlockQueueTest, GivesWhatCameBeforeAGapAndTheTimesAfterIt) {
+    RxBlockQueue queue;
+    queue.begin(kStartUs);
+    Feed feed(&queue, 48000, 1);
+    feed.add(1500);
+    feed.skip(3000);  // not a gap: a driver's stamps are not exact
+    feed.add(100);
+    feed.skip(300000);
+    feed.add(1024);
+    const std::vector<RxBlock> blocks = takeAll(&queue);
+    ASSERT_EQ(3U, blocks.size());
+    EXPECT_EQ(1024U, blocks[0].samples.size());
+    EXPECT_EQ(576U, blocks[1].samples.size());
+    EXPECT_EQ(1600, blocks[2].samples.front());
+    EXPECT_NEAR(kStartUs + 303000 + 1600 * 1000 / 48, blocks[2].timeUs, kJitterUs);
+}
+
+TEST(RxBlockQueueTest, NeverMixesFormatsInABlock) {
+    RxBlockQueue queue;
+    queue.begin(kStartUs);
+    Feed(&queue, 48000, 2).add(1000);
+    Feed(&queue, 44100, 2).add(2000);
+    const std::vector<RxBlock> blocks = takeAll(&queue);
+    ASSERT_EQ(2U, blocks.size());
+    EXPECT_EQ(48000, blocks[0].sampleRate);
+    EXPECT_EQ(2000U, blocks[0].samples.size());
+    EXPECT_EQ(44100, blocks[1].sampleRate);
+    EXPECT_EQ(2048U, blocks[1].samples.size());
+}
+
+TEST(RxBlockQueueTest, DropsTheOldestWhenNobodyComes) {
+    RxBlockQueue queue;
+    queue.begin(kStartUs);
+    Feed feed(&queue, 48000, 1);
+    feed.add(40 * 1024);
+    EXPECT_EQ(8U, queue.dropped());
+    const std::vector<RxBlock> blocks = takeAll(&queue);
+    ASSERT_EQ(32U, blocks.size());
+    EXPECT_TRUE(blocks[0].afterLoss);
+    EXPECT_FALSE(blocks[1].afterLoss);
+    EXPECT_EQ(8 * 1024, blocks[0].samples.front());
+}
+
+TEST(RxBlockQueueTest, GivesALargeBlockInParts) {
+    RxBlockQueue queue;
+    queue.begin(kStartUs);
+    Feed feed(&queue, 48000, 2);
+    feed.add(1024);
+    RxBlock block;
+    EXPECT_FALSE(queue.take(3, &block));
+    const std::vector<RxBlock> parts = takeAll(&queue, 1602);
+    ASSERT_EQ(3U, parts.size());
+    EXPECT_EQ(1600U, bytes(parts[0]));
+    EXPECT_EQ(4096U, bytes(parts[0]) + bytes(parts[1]) + bytes(parts[2]));
+    EXPECT_EQ(400, parts[1].samples.front());
+    EXPECT_EQ(parts[0].timeUs + 400 * 1000 / 48, parts[1].timeUs);
+}
+
+TEST(RxBlockQueueTest, HoldsNothingWhileNobodyRecords) {
+    RxBlockQueue queue;
+    Feed feed(&queue, 48000, 1);
+    feed.add(5000);
+    EXPECT_TRUE(takeAll(&queue).empty());
+    queue.begin(kStartUs);
+    feed.add(5000);
+    queue.end();
+    EXPECT_TRUE(takeAll(&queue).empty());
+    queue.begin(kStartUs);
+    EXPECT_TRUE(takeAll(&queue).empty());
+    feed.add(1024);
+    ASSERT_EQ(1U, takeAll(&queue).size());
+}
+
+}  // namespace
+}  // namespace android
