@@ -220,7 +220,9 @@ void AudioDecoder::handleDecoderOutputBuffer(uint32_t index, uint32_t /* offset 
         postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSAudioReached);
     }
     sp<MediaCodecBuffer> buffer;
-    CHECK_AT(399, mMediaCodec->getOutputBuffer(index, &buffer) == OK);
+    status_t err = mMediaCodec->getOutputBuffer(index, &buffer);
+    if (hasCodecFailed(err)) return;
+    CHECK_AT(399, err == OK);
     if (isDue(timeUs)) writePcm(buffer, size, timeUs);
     mMediaCodec->releaseOutputBuffer(index);
 }

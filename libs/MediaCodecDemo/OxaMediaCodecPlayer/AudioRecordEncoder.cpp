@@ -402,12 +402,15 @@ void AudioRecordEncoder::handleEncoderInputBuffer(uint32_t index) {
     sp<ABuffer> srcBuffer;
     if (!waitForSound(&srcBuffer)) return;
     sp<MediaCodecBuffer> buffer;
-    CHECK(mEncoder->getInputBuffer(index, &buffer) == OK);
+    status_t err = mEncoder->getInputBuffer(index, &buffer);
+    if (hasCodecFailed(err)) return;
+    CHECK(err == OK);
     size_t size = std::min(srcBuffer->size(), buffer->capacity());
     memcpy(buffer->base(), srcBuffer->data(), size);
     int64_t timeUs;
     CHECK(srcBuffer->meta()->findInt64(ABUFFER_META_TIMESTAMP, &timeUs));
-    CHECK(mEncoder->queueInputBuffer(index, 0, size, timeUs, 0) == OK);
+    err = mEncoder->queueInputBuffer(index, 0, size, timeUs, 0);
+    CHECK(err == OK || hasCodecFailed(err));
 }
 
 // Waits in short polls and takes the oldest buffer; false when recording has ended.

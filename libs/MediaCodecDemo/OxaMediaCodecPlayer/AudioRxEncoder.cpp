@@ -7,8 +7,8 @@
 
 #include <android/hidl/allocator/1.0/IAllocator.h>
 #include <fcntl.h>
-#include <hidlmemory/mapping.h>
 #include <gui/Surface.h>
+#include <hidlmemory/mapping.h>
 #include <media/MediaCodecBuffer.h>
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/MediaDefs.h>
@@ -375,13 +375,18 @@ void AudioRxEncoder::handleEncoderInputBuffer(uint32_t index) {
     _RxAudioFrame frame;
     if (!waitForFrame(&frame)) return;
     sp<MediaCodecBuffer> buffer;
-    CHECK(mEncoder->getInputBuffer(index, &buffer) == OK);
+    status_t err = mEncoder->getInputBuffer(index, &buffer);
+    if (hasCodecFailed(err)) {
+        free(frame.buffer);
+        return;
+    }
+    CHECK(err == OK);
     size_t size = std::min(static_cast<size_t>(frame.size), buffer->capacity());
     memcpy(buffer->base(), frame.buffer, size);
     free(frame.buffer);
     buffer->setRange(0, size);
-    status_t err = mEncoder->queueInputBuffer(index, 0, buffer->size(), frame.timeUs, 0);
-    CHECK_EQ(err, (status_t)OK);
+    err = mEncoder->queueInputBuffer(index, 0, buffer->size(), frame.timeUs, 0);
+    if (!hasCodecFailed(err)) CHECK_EQ(err, (status_t)OK);
 }
 
 // Waits in short polls and takes the oldest frame; false when recording has ended.
@@ -401,7 +406,9 @@ void AudioRxEncoder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offse
                                                int64_t timeUs, int32_t flags) {
     if (!isRecording()) return;
     sp<MediaCodecBuffer> buffer;
-    CHECK(mEncoder->getOutputBuffer(index, &buffer) == OK);
+    status_t err = mEncoder->getOutputBuffer(index, &buffer);
+    if (hasCodecFailed(err)) return;
+    CHECK(err == OK);
     if (buffer != NULL && mWriting) {
         sp<ABuffer> abuffer = new ABuffer(buffer->base(), buffer->capacity());
         abuffer->setRange(0, size);

@@ -309,6 +309,7 @@ void AudioTranscoder::queueSample(uint32_t index, const sp<MediaCodecBuffer>& bu
     int64_t timeUs;
     CHECK_AT(434, mExtractor->getSampleTime(&timeUs) == OK);
     err = mDecoderCodec->queueInputBuffer(index, sample->offset(), sample->size(), timeUs, 0);
+    if (hasCodecFailed(err)) return;
     CHECK_EQ_AT(441, err, (status_t)OK);
     // Leaving the last sample answers the end of the stream; the next read finds it.
     err = mExtractor->advance();
@@ -320,6 +321,7 @@ void AudioTranscoder::endInput(uint32_t index) {
     ALOGD(LOG_RED "%s[%d]: Reach to EOS" LOG_RESET, __FUNCTION__, __LINE__);
     mInputEOS = true;
     status_t err = mDecoderCodec->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS);
+    if (hasCodecFailed(err)) return;
     CHECK_EQ_AT(420, err, (status_t)OK);
     signalEOS();
 }
@@ -462,6 +464,7 @@ void AudioTranscoder::queuePcm(uint32_t index) {
     CHECK_AT(546, sBuffer->meta()->findInt64(ABUFFER_META_TIMESTAMP, &timeUs));
     CHECK_AT(548, sBuffer->meta()->findInt32(ABUFFER_META_FLAGS, &flags));
     status_t err = mEncoderCodec->queueInputBuffer(index, 0, buffer->size(), timeUs, flags);
+    if (hasCodecFailed(err)) return;
     CHECK_EQ_AT(555, err, (status_t)OK);
     if (flags & MediaCodec::BUFFER_FLAG_EOS) mEncoderInputEOS = true;
     mPcmBytes -= sBuffer->capacity();

@@ -68,24 +68,29 @@ enum class Feed { kSample, kEnd, kNothing };
 static inline Feed feedDecoder(const sp<MediaCodec>& codec, const sp<NuMediaExtractor>& extractor,
                                uint32_t index, int64_t* timeUs, const char* function, int line) {
     sp<MediaCodecBuffer> buffer;
-    CHECK(codec->getInputBuffer(index, &buffer) == OK);
+    status_t err = codec->getInputBuffer(index, &buffer);
+    if (hasCodecFailed(err)) return Feed::kNothing;
+    CHECK(err == OK);
     if (buffer == NULL) {
         ALOGE(LOG_RED "%s[%d]: Failed to getInputBuffer" LOG_RESET, function, line);
         return Feed::kNothing;
     }
     sp<ABuffer> sample = new ABuffer(buffer->base(), buffer->capacity());
-    status_t err = extractor->readSampleData(sample);
+    err = extractor->readSampleData(sample);
     if (err == NO_MEMORY) {
         ALOGE(LOG_RED "%s[%d]: Not enough memory" LOG_RESET, function, line);
         return Feed::kNothing;
     }
     if (err == ERROR_END_OF_STREAM) {
-        CHECK(codec->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS) == OK);
+        err = codec->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS);
+        CHECK(err == OK || hasCodecFailed(err));
         return Feed::kEnd;
     }
     buffer->setRange(sample->offset(), sample->size());
     CHECK(extractor->getSampleTime(timeUs) == OK);
-    CHECK(codec->queueInputBuffer(index, sample->offset(), sample->size(), *timeUs, 0) == OK);
+    err = codec->queueInputBuffer(index, sample->offset(), sample->size(), *timeUs, 0);
+    if (hasCodecFailed(err)) return Feed::kNothing;
+    CHECK(err == OK);
     // Leaving the last sample answers the end of the stream; the next read finds it.
     err = extractor->advance();
     CHECK(err == OK || err == ERROR_END_OF_STREAM);

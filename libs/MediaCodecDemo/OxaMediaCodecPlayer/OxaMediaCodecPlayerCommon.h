@@ -199,6 +199,12 @@ void releaseCodec(sp<MediaCodec>& codec);
 // Stops a codec. One that failed cannot be stopped any more and is reset instead.
 status_t stopCodec(const sp<MediaCodec>& codec);
 
+// A codec that failed by itself refuses the calls that are still on their way to it; its error
+// report follows them. No callback runs beside a stop, so there is no other reason for this status.
+inline bool hasCodecFailed(status_t err) {
+    return err == INVALID_OPERATION;
+}
+
 // Creates and starts a looper with a thread of its own.
 sp<ALooper> startLooper(const char* name);
 

@@ -401,6 +401,7 @@ void VideoTranscoder::handleDecoderInputBuffer(uint32_t index) {
     if (mState != STARTED || mInputEOS) return;
     sp<MediaCodecBuffer> buffer;
     status_t err = mDecoderCodec->getInputBuffer(index, &buffer);
+    if (hasCodecFailed(err)) return;
     CHECK_EQ_AT(537, err, (status_t)OK);
     if (buffer == NULL) {
         ALOGE(LOG_RED "%s[%d]: Failed to getInputBuffer" LOG_RESET, __FUNCTION__, __LINE__);
@@ -424,6 +425,7 @@ void VideoTranscoder::queueSample(uint32_t index, const sp<MediaCodecBuffer>& bu
     int64_t timeUs;
     CHECK_AT(568, mExtractor->getSampleTime(&timeUs) == OK);
     err = mDecoderCodec->queueInputBuffer(index, sample->offset(), sample->size(), timeUs, 0);
+    if (hasCodecFailed(err)) return;
     CHECK_EQ_AT(575, err, (status_t)OK);
     // Leaving the last sample answers the end of the stream; the next read finds it.
     err = mExtractor->advance();
@@ -504,6 +506,7 @@ void VideoTranscoder::handleEncoderOutputBuffer(uint32_t index, uint32_t offset,
     }
     sp<MediaCodecBuffer> buffer;
     status_t err = mEncoderCodec->getOutputBuffer(index, &buffer);
+    if (hasCodecFailed(err)) return;
     CHECK_EQ_AT(632, err, (status_t)OK);
     if (buffer == NULL) {
         ALOGE(LOG_RED "%s[%d]: Failed to getOutputBuffer" LOG_RESET, __FUNCTION__, __LINE__);

@@ -51,7 +51,7 @@ class EveryDisplayTest : public testing::TestWithParam<DisplayCase> {
         mDisplay = GetParam().create();
         ASSERT_NE(nullptr, mDisplay);
         mQueue = mDisplay->producer()->pictureQueue();
-        mProducer = new CardProducer(mQueue);
+        mProducer = std::make_unique<CardProducer>(mQueue);
         mProducer->connect();
         mQueue->setFormat(formatOf({}));
     }
@@ -64,7 +64,7 @@ class EveryDisplayTest : public testing::TestWithParam<DisplayCase> {
     const HeadlessVideo mHeadless;
     std::unique_ptr<Display> mDisplay;
     sp<PictureQueue> mQueue;
-    sp<CardProducer> mProducer;
+    std::unique_ptr<CardProducer> mProducer;
 };
 
 // Each picture is counted once, and each place comes back, whatever the order of what is queued,
@@ -141,6 +141,7 @@ TEST_P(EveryDisplayTest, TakesPicturesThatAreQueuedWhenAPlaceGetsFree) {
     EXPECT_TRUE(done) << counted() << " pictures, " << chain->mLeft << " left";
     if (!done) _exit(1);
     starter.join();
+    mQueue->disconnect(chain);  // they hold each other
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -154,7 +155,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(RecordingDisplayTest, KeepsWhatCameWithItsTimesUpToTheLimit) {
     const auto display = host::createRecordingDisplay(3);
-    const sp<CardProducer> producer = new CardProducer(display->producer()->pictureQueue());
+    const auto producer = std::make_unique<CardProducer>(display->producer()->pictureQueue());
     producer->connect();
     for (int i = 0; i < 5; ++i) {
         CardOptions card;
@@ -178,7 +179,7 @@ TEST(RecordingDisplayTest, KeepsWhatCameWithItsTimesUpToTheLimit) {
 // The same samples give the same hash whatever their padding and order in memory; others do not.
 TEST(RecordingDisplayTest, HashesWhatIsSeen) {
     const auto display = host::createRecordingDisplay();
-    const sp<CardProducer> producer = new CardProducer(display->producer()->pictureQueue());
+    const auto producer = std::make_unique<CardProducer>(display->producer()->pictureQueue());
     producer->connect();
     CardOptions card;
     card.width = 50;  // rows are padded
@@ -202,7 +203,7 @@ TEST(PngDisplayTest, ReportsOnceThatItCannotWrite) {
     const FaultLog log;
     const std::string directory = TempDir::ofProcess().file("is-not-there");
     const auto display = host::createPngDisplay(directory);
-    const sp<CardProducer> producer = new CardProducer(display->producer()->pictureQueue());
+    const auto producer = std::make_unique<CardProducer>(display->producer()->pictureQueue());
     producer->connect();
     for (int i = 0; i < 10; ++i)
         ASSERT_TRUE(producer->queue(makeCard()));

@@ -87,12 +87,19 @@ PictureFormat formatOf(const CardOptions& options) {
     return format;
 }
 
+CardProducer::CardProducer(const sp<PictureQueue>& queue)
+    : mQueue(queue), mListener(new Listener) {}
+
+CardProducer::~CardProducer() {
+    disconnect();
+}
+
 void CardProducer::connect() {
-    mQueue->connect(this);
+    mQueue->connect(mListener);
 }
 
 void CardProducer::disconnect() {
-    mQueue->disconnect(this);
+    mQueue->disconnect(mListener);
 }
 
 bool CardProducer::queue(const sp<Picture>& picture, int64_t timestampNs) {

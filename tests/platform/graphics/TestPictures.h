@@ -41,9 +41,13 @@ android::sp<android::Picture> makeCard(const CardOptions& options = {});
 android::PictureFormat formatOf(const CardOptions& options);
 
 // A producer that holds no reservation between its calls.
-class CardProducer : public android::PictureQueue::ProducerListener {
+class CardProducer {
   public:
-    explicit CardProducer(const android::sp<android::PictureQueue>& queue) : mQueue(queue) {}
+    explicit CardProducer(const android::sp<android::PictureQueue>& queue);
+    // Disconnects.
+    ~CardProducer();
+    CardProducer(const CardProducer&) = delete;
+    CardProducer& operator=(const CardProducer&) = delete;
 
     void connect();
     void disconnect();
@@ -52,11 +56,15 @@ class CardProducer : public android::PictureQueue::ProducerListener {
     // How many places can be had now. Leaves them free.
     size_t freePlaces();
 
-    void onPlaceFree() override {}
-    void onDrainRequested() override {}
-
   private:
+    // The queue keeps it while it is connected.
+    struct Listener : android::PictureQueue::ProducerListener {
+        void onPlaceFree() override {}
+        void onDrainRequested() override {}
+    };
+
     const android::sp<android::PictureQueue> mQueue;
+    const android::sp<Listener> mListener;
 };
 
 }  // namespace oxa::test

@@ -94,7 +94,7 @@ class WindowTest : public testing::Test {
         mDisplay = host::createWindowDisplay(options, &error);
         ASSERT_NE(nullptr, mDisplay) << error;
         mQueue = mDisplay->producer()->pictureQueue();
-        mProducer = new CardProducer(mQueue);
+        mProducer = std::make_unique<CardProducer>(mQueue);
         mProducer->connect();
         mQueue->setFormat(format);
         ASSERT_TRUE(mProducer->queue(makeCard(card)));
@@ -131,7 +131,7 @@ class WindowTest : public testing::Test {
     static XServer* sServer;
     std::unique_ptr<host::Display> mDisplay;
     sp<PictureQueue> mQueue;
-    sp<CardProducer> mProducer;
+    std::unique_ptr<CardProducer> mProducer;
     std::string mWindow;
     std::atomic<int> mClosed{0};
     std::atomic<int> mQuit{0};
@@ -320,7 +320,7 @@ TEST_F(WindowTest, ShowsEightAtATime) {
     constexpr int kWindows = 8;
     constexpr int kPictures = 25;
     std::vector<std::unique_ptr<host::Display>> displays;
-    std::vector<sp<CardProducer>> producers;
+    std::vector<std::unique_ptr<CardProducer>> producers;
     CardOptions card;
     const sp<Picture> picture = makeCard(card);
     for (int i = 0; i < kWindows; ++i) {
@@ -328,11 +328,12 @@ TEST_F(WindowTest, ShowsEightAtATime) {
         options.title = "many-" + std::to_string(i);
         displays.push_back(host::createWindowDisplay(options, nullptr));
         ASSERT_NE(nullptr, displays.back());
-        producers.push_back(new CardProducer(displays.back()->producer()->pictureQueue()));
+        producers.push_back(
+                std::make_unique<CardProducer>(displays.back()->producer()->pictureQueue()));
         producers.back()->connect();
     }
     for (int n = 0; n < kPictures; ++n) {
-        for (const sp<CardProducer>& producer : producers)
+        for (const std::unique_ptr<CardProducer>& producer : producers)
             ASSERT_TRUE(producer->queue(picture));
     }
     for (int i = 0; i < kWindows; ++i) {
