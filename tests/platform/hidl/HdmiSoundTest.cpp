@@ -8,9 +8,9 @@
 #include <oxa/host/SoundOutput.h>
 #include <utils/Timers.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cmath>
 #include <filesystem>
 #include <thread>
 
@@ -241,14 +241,12 @@ class DeathWatch : public hardware::hidl_death_recipient {
   public:
     void serviceDied(uint64_t cookie, const wp<hidl::base::V1_0::IBase>& who) override {
         mWho = who.unsafe_get();
-        mThread = std::this_thread::get_id();
         mCookie = cookie;
         ++mDeaths;
     }
     std::atomic<int> mDeaths{0};
     std::atomic<uint64_t> mCookie{0};
     std::atomic<const void*> mWho{nullptr};
-    std::atomic<std::thread::id> mThread{};
 };
 
 TEST_F(HdmiSoundTest, ServiceThatDiesIsNoticedAndFoundAgain) {

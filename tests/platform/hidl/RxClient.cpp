@@ -7,10 +7,7 @@
 #include <gtest/gtest.h>
 #include <hidlmemory/mapping.h>
 
-#include <chrono>
 #include <thread>
-
-#include "support/Deadline.h"
 
 namespace oxa::test {
 
@@ -64,8 +61,9 @@ bool RxClient::poll(RxAnswer* answer) {
     return reached.isOk();
 }
 
-bool RxClient::pollUntil(const std::function<bool()>& condition) {
-    const Deadline deadline;
+bool RxClient::pollUntil(const std::function<bool()>& condition,
+                         std::chrono::milliseconds timeout) {
+    const Deadline deadline(timeout);
     RxAnswer answer;
     while (!condition()) {
         if (deadline.passed()) return false;

@@ -7,9 +7,12 @@
 #include <hidl/HidlSupport.h>
 #include <vendor/oxa/audioutil/1.0/IAudioUtil.h>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <vector>
+
+#include "support/Deadline.h"
 
 namespace oxa::test {
 
@@ -42,7 +45,8 @@ class RxClient {
 
     // Polls until the condition holds or the service is dead; false when that takes too long.
     // Blocks are collected.
-    bool pollUntil(const std::function<bool()>& condition);
+    bool pollUntil(const std::function<bool()>& condition,
+                   std::chrono::milliseconds timeout = Deadline::kDefault);
     bool pollFrames(size_t frames);
 
     const std::vector<RxAnswer>& blocks() const { return mBlocks; }
