@@ -31,14 +31,27 @@ def test_clips():
 
 def full_hd_clip(seconds, cache):
     """1920x1080 at 30 frames a second, H.264 High with B-frames and AAC; made once."""
-    arguments = ["-filter_complex", f"{PICTURE};{SOUND}", "-map", "[picture]", "-map", "[sound]",
-                 *ENCODER, "-t", str(seconds)]
+    return made_once(f"full_hd_{seconds}s", ".mp4", cache, [
+        "-filter_complex", f"{PICTURE};{SOUND}", "-map", "[picture]", "-map", "[sound]",
+        *ENCODER, "-t", str(seconds)])
+
+
+def flash_clip(rate, seconds, cache):
+    """1280x720 H.264 with a beep at each whole second in sound without loss; made once."""
+    return made_once(f"flash_{rate}_{seconds}s", ".mkv", cache, [
+        "-f", "lavfi", "-i", f"testsrc2=size=1280x720:rate={rate},format=yuv420p",
+        "-f", "lavfi", "-i", "aevalsrc='if(lt(mod(t,1),0.05),0.5*cos(2*PI*1000*t),0)':s=48000",
+        "-c:v", "libx264", "-preset", "veryfast", "-b:v", "4M", "-c:a", "flac",
+        "-t", str(seconds)])
+
+
+def made_once(name, suffix, cache, arguments):
     digest = hashlib.sha256("\0".join(arguments).encode()).hexdigest()[:12]
-    clip = cache / f"full_hd_{seconds}s_{digest}.mp4"
+    clip = cache / f"{name}_{digest}{suffix}"
     if not clip.exists():
         clip.parent.mkdir(parents=True, exist_ok=True)
         print(f"== making {clip}", file=sys.stderr, flush=True)
-        unfinished = clip.with_suffix(f".{os.getpid()}.mp4")
+        unfinished = clip.with_suffix(f".{os.getpid()}{suffix}")
         try:
             subprocess.run(["ffmpeg", "-v", "error", "-nostdin", "-y", *arguments, unfinished],
                            check=True)

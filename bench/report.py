@@ -26,11 +26,15 @@ def machine():
             "ffmpeg": first_line("ffmpeg", "-version").split(" Copyright")[0]}
 
 
+def machine_line(facts):
+    return (f"{facts['processor']}, {facts['cores']} cores, Linux {facts['kernel']}, "
+            f"{facts['ffmpeg']}; load at the start {facts['load']}.")
+
+
 def heading(facts, runs):
     targets = ", ".join(f"{FIGURES[figure][0].split()[0]} {target:.2f}"
                         for figure, target in TARGETS.items())
-    return (f"{facts['processor']}, {facts['cores']} cores, Linux {facts['kernel']}, "
-            f"{facts['ffmpeg']}; load at the start {facts['load']}.\n"
+    return (f"{machine_line(facts)}\n"
             f"Medians of {runs} alternating runs, ours / peer's, and their ratio. Targets: at "
             f"most {targets}. {MISSED} marks a miss.")
 
