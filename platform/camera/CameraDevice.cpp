@@ -17,6 +17,8 @@ namespace {
 
 constexpr int kHighestFrameRate = 120;
 
+using Offer = CameraOutput::Offer;
+
 }  // namespace
 
 sp<CameraDevice> CameraDevice::open(const sp<RegisteredCamera>& camera) {
@@ -330,21 +332,22 @@ void CameraDevice::deliver(const LiveBlock& block) {
         video = mVideoOutput;
     }
     const int64_t timeNs = block.timeUs * 1000;
-    const bool recorded = video != nullptr && video->offer(block.picture, timeNs, block.format);
-    const bool previewDropped =
-            preview != nullptr && !preview->offer(block.picture, timeNs, block.format);
-    countDelivered(video != nullptr, recorded, previewDropped);
+    Offer recorded = Offer::kDisconnected;
+    Offer shown = Offer::kDisconnected;
+    if (video != nullptr) recorded = video->offer(block.picture, timeNs, block.format);
+    if (preview != nullptr) shown = preview->offer(block.picture, timeNs, block.format);
+    countDelivered(recorded, shown);
 }
 
-void CameraDevice::countDelivered(bool recording, bool recorded, bool previewDropped) {
+void CameraDevice::countDelivered(Offer recorded, Offer shown) {
     mCamera->changeFigures([&](RegisteredCamera::Figures* figures) {
         ++figures->captured;
         figures->late = mReader->late();
-        if (previewDropped) ++figures->previewDropped;
-        if (!recording) return;
-        ++(recorded ? figures->recorded : figures->recordingDropped);
+        if (recorded == Offer::kTaken) ++figures->recorded;
+        if (recorded == Offer::kDropped) ++figures->recordingDropped;
+        if (shown == Offer::kDropped) ++figures->previewDropped;
     });
-    if (!recording || recorded) return;
+    if (recorded != Offer::kDropped) return;
     {
         std::lock_guard<std::mutex> lock(mOutputLock);
         if (mDropReported) return;

@@ -71,7 +71,7 @@ class CameraDevice : public hardware::BnCamera {
 
     void capture();
     void deliver(const LiveBlock& block);
-    void countDelivered(bool recording, bool recorded, bool previewDropped);
+    void countDelivered(CameraOutput::Offer recorded, CameraOutput::Offer shown);
     void onSourceEnded(bool lost);
     static void report(const RegisteredCamera& camera, bool ended, const std::string& cause,
                        int error);

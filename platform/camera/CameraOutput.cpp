@@ -10,19 +10,26 @@ namespace android {
 sp<CameraOutput> CameraOutput::connect(const sp<IGraphicBufferProducer>& target, status_t* status) {
     const sp<CameraOutput> output = new CameraOutput(target->pictureQueue());
     *status = output->mQueue->connect(output);
+    output->mConnected = *status == OK;
     return *status == OK ? output : nullptr;
 }
 
 void CameraOutput::disconnect() {
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mConnected = false;
+    }
     mQueue->disconnect(this);
 }
 
-bool CameraOutput::offer(const sp<Picture>& picture, int64_t timestampNs,
-                         const PictureFormat& format) {
-    if (!mQueue->tryReserve()) return false;
+CameraOutput::Offer CameraOutput::offer(const sp<Picture>& picture, int64_t timestampNs,
+                                        const PictureFormat& format) {
+    std::lock_guard<std::mutex> lock(mLock);
+    if (!mConnected) return Offer::kDisconnected;
+    if (!mQueue->tryReserve()) return Offer::kDropped;
     mQueue->setFormat(format);
     mQueue->queue(picture, timestampNs);
-    return true;
+    return Offer::kTaken;
 }
 
 void CameraOutput::finish() {

@@ -6,6 +6,8 @@
 #include <gui/IGraphicBufferProducer.h>
 #include <utils/Errors.h>
 
+#include <mutex>
+
 #include "graphics/PictureQueue.h"
 
 namespace android {
@@ -13,14 +15,15 @@ namespace android {
 // A camera's end of a target: what finds no place is dropped, nobody waits. Thread-safe.
 class CameraOutput : public PictureQueue::ProducerListener {
   public:
+    enum class Offer { kTaken, kDropped, kDisconnected };
+
     // Null, with the status, when another producer has the target.
     static sp<CameraOutput> connect(const sp<IGraphicBufferProducer>& target, status_t* status);
 
-    // The target is free for others, and gets nothing more.
+    // The target is free for others, and gets nothing more when this returns.
     void disconnect();
 
-    // False: dropped.
-    bool offer(const sp<Picture>& picture, int64_t timestampNs, const PictureFormat& format);
+    Offer offer(const sp<Picture>& picture, int64_t timestampNs, const PictureFormat& format);
     // Nothing more will be offered.
     void finish();
 
@@ -32,6 +35,8 @@ class CameraOutput : public PictureQueue::ProducerListener {
     explicit CameraOutput(const sp<PictureQueue>& queue) : mQueue(queue) {}
 
     const sp<PictureQueue> mQueue;
+    std::mutex mLock;         // held while a picture is handed over
+    bool mConnected = false;  // guarded by mLock
 };
 
 }  // namespace android

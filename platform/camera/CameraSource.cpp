@@ -21,7 +21,8 @@ namespace android {
 namespace {
 
 constexpr int32_t kColorFormatOpaque = 0x7F000789;
-constexpr int32_t kDefaultPlaces = 9;
+// Half a second at 30 pictures a second: what a recording may take to get going.
+constexpr int32_t kDefaultPlaces = 15;
 constexpr nsecs_t kWarnIntervalNs = 3000000000;
 
 }  // namespace

@@ -1,0 +1,228 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+#include <media/hardware/HardwareAPI.h>
+#include <media/stagefright/CameraSource.h>
+#include <media/stagefright/MediaBuffer.h>
+#include <utils/Timers.h>
+
+#include <atomic>
+#include <thread>
+
+#include "camera/PictureBuffer.h"
+#include "platform/camera/CameraKit.h"
+#include "platform/live/LiveSources.h"
+#include "support/Deadline.h"
+
+namespace oxa::test {
+namespace {
+
+using namespace android;
+
+class CameraSourceTest : public testing::Test {
+  protected:
+    CameraSourceTest() { mCameras.add(0, "lavfi:" + numberedPictures(60, 128, 96)); }
+
+    sp<CameraSource> createSource(Size size = Size(-1, -1), int32_t frameRate = -1,
+                                  bool metadata = true) {
+        return CameraSource::CreateFromCamera(nullptr, nullptr, 0, String16("test"), 0, 0, size,
+                                              frameRate, nullptr, metadata);
+    }
+
+    static MediaBufferBase* read(const sp<CameraSource>& source) {
+        MediaBufferBase* buffer = nullptr;
+        EXPECT_EQ(OK, source->read(&buffer));
+        return buffer;
+    }
+    static int64_t timeOf(MediaBufferBase* buffer) {
+        int64_t timeUs = -1;
+        EXPECT_TRUE(buffer->meta_data().findInt64(kKeyTime, &timeUs));
+        return timeUs;
+    }
+    static const Picture& pictureOf(MediaBufferBase* buffer) {
+        return *static_cast<VideoNativeMetadata*>(buffer->data())->pBuffer->picture;
+    }
+
+    Cameras mCameras;
+};
+
+// ---- Making one
+
+TEST_F(CameraSourceTest, ChecksWhatIsWantedOfTheCamera) {
+    EXPECT_EQ(BAD_VALUE, createSource(Size(100, 100))->initCheck());
+    EXPECT_EQ(BAD_VALUE, createSource(Size(-1, 96))->initCheck());
+    EXPECT_EQ(BAD_VALUE, createSource(Size(128, 96), 23)->initCheck());
+    EXPECT_EQ(ERROR_UNSUPPORTED, createSource(Size(128, 96), 30, false)->initCheck());
+    EXPECT_DEATH(createSource(Size(128, 96), 0), "mWantedFrameRate > 0");
+
+    const sp<CameraSource> source = createSource(Size(1280, 720), 30);
+    ASSERT_EQ(OK, source->initCheck());
+    EXPECT_EQ(kMetadataBufferTypeANWBuffer, source->metaDataStoredInVideoBuffers());
+    const struct {
+        uint32_t key;
+        int32_t value;
+    } facts[] = {{kKeyWidth, 1280},      {kKeyHeight, 720},   {kKeyStride, 1280},
+                 {kKeySliceHeight, 720}, {kKeyFrameRate, 30}, {kKeyColorFormat, 0x7F000789}};
+    for (const auto& fact : facts) {
+        int32_t value = 0;
+        EXPECT_TRUE(source->getFormat()->findInt32(fact.key, &value));
+        EXPECT_EQ(fact.value, value);
+    }
+    EXPECT_EQ(NO_INIT, createSource()->initCheck()) << "the camera has an owner";
+}
+
+// ---- Reading
+
+// The encoder takes the record for the picture: it must refer to the one of that time.
+TEST_F(CameraSourceTest, GivesRecordsOfTheCapturedPictures) {
+    const sp<CameraSource> source = createSource(Size(128, 96), 30);
+    ASSERT_EQ(OK, source->initCheck());
+    ASSERT_EQ(OK, source->start());
+    for (int i = 0; i < 8; ++i) {
+        MediaBufferBase* const buffer = read(source);
+        ASSERT_NE(nullptr, buffer);
+        ASSERT_EQ(sizeof(VideoNativeMetadata), buffer->size());
+        const auto* const record = static_cast<VideoNativeMetadata*>(buffer->data());
+        EXPECT_EQ(kMetadataBufferTypeANWBuffer, record->eType);
+        EXPECT_EQ(-1, record->nFenceFd);
+        EXPECT_EQ(128, pictureOf(buffer).width());
+        EXPECT_EQ(2 * i, numberOf(pictureOf(buffer)));
+        EXPECT_NEAR(i * 1e6 / 30, static_cast<double>(timeOf(buffer)), 1);
+        buffer->release();
+    }
+    MediaBufferBase* buffer = nullptr;
+    MediaSource::ReadOptions seek;
+    seek.setSeekTo(0);
+    EXPECT_EQ(ERROR_UNSUPPORTED, source->read(&buffer, &seek));
+    EXPECT_EQ(OK, source->stop());
+    EXPECT_EQ(OK, source->stop());
+    EXPECT_EQ(OK, source->read(&buffer));
+    EXPECT_EQ(nullptr, buffer);
+}
+
+TEST_F(CameraSourceTest, CountsFromTheStartTimeIfThereIsOne) {
+    const sp<CameraSource> source = createSource();
+    ASSERT_EQ(OK, source->initCheck());
+    const sp<MetaData> params = new MetaData;
+    const int64_t startUs = systemTime(SYSTEM_TIME_MONOTONIC) / 1000 + 200000;
+    params->setInt64(kKeyTime, startUs);
+    ASSERT_EQ(OK, source->start(params.get()));
+    ASSERT_EQ(OK, source->setStopTimeUs(startUs + 100000));
+    int count = 0;
+    int64_t lastUs = -1;
+    MediaBufferBase* buffer = nullptr;
+    status_t status;
+    while ((status = source->read(&buffer)) == OK) {
+        ASSERT_NE(nullptr, buffer);
+        EXPECT_GT(timeOf(buffer), lastUs);
+        lastUs = timeOf(buffer);
+        ++count;
+        buffer->release();
+    }
+    EXPECT_EQ(ERROR_END_OF_STREAM, status);
+    EXPECT_NEAR(6, count, 1);
+    EXPECT_LT(lastUs, 100000);
+    source->stop();
+}
+
+// Each place is a whole picture: a reader that keeps them must not make the process grow.
+TEST_F(CameraSourceTest, HasAFixedNumberOfPicturesOnTheWay) {
+    const sp<CameraSource> source = createSource();
+    ASSERT_EQ(OK, source->initCheck());
+    const sp<MetaData> params = new MetaData;
+    params->setInt32(kKeyNumBuffers, 3);
+    ASSERT_EQ(OK, source->start(params.get()));
+    MediaBufferBase* const held[] = {read(source), read(source), read(source)};
+    ASSERT_TRUE(waitFor([] { return host::cameraFigures(0).recordingDropped >= 5; }));
+    EXPECT_EQ(3u, host::cameraFigures(0).recorded);
+    const int64_t gapUs = timeOf(held[2]);
+    for (MediaBufferBase* buffer : held)
+        buffer->release();
+    MediaBufferBase* const next = read(source);
+    ASSERT_NE(nullptr, next);
+    EXPECT_GE(timeOf(next) - gapUs, 6 * 16666) << "what was dropped leaves a gap in the times";
+    next->release();
+    source->stop();
+}
+
+// ---- Ending
+
+TEST_F(CameraSourceTest, StopWaitsForPicturesThatWereReadAndWakesReaders) {
+    const sp<CameraSource> source = createSource(Size(-1, -1), -1);
+    ASSERT_EQ(OK, source->initCheck());
+    ASSERT_EQ(OK, source->start());
+    MediaBufferBase* const held = read(source);
+    ASSERT_NE(nullptr, held);
+    std::atomic<bool> stopped{false};
+    std::thread stopping([&] {
+        source->stop();
+        stopped = true;
+    });
+    MediaBufferBase* buffer = held;
+    while (buffer != nullptr) {
+        EXPECT_EQ(OK, source->read(&buffer));
+        if (buffer != nullptr) buffer->release();
+    }
+    EXPECT_FALSE(stopped) << "the encoder may still look at the picture";
+    EXPECT_LE(0, numberOf(pictureOf(held)));
+    held->release();
+    stopping.join();
+    EXPECT_TRUE(OpenCamera(0).exists()) << "the source has given its camera back";
+}
+
+TEST_F(CameraSourceTest, EndsWithTheCamera) {
+    for (const bool lost : {true, false}) {
+        OpenCamera camera;
+        ASSERT_TRUE(camera.exists());
+        const sp<CameraSource> source =
+                CameraSource::CreateFromCamera(camera->remote(), camera->getRecordingProxy(), 0,
+                                               String16("test"), 0, 0, Size(128, 96), 60, nullptr);
+        ASSERT_EQ(OK, source->initCheck());
+        ASSERT_EQ(OK, source->start());
+        read(source)->release();
+        if (lost) {
+            host::loseCamera(0, true);
+        } else {
+            camera->disconnect();
+        }
+        MediaBufferBase* buffer = nullptr;
+        status_t status;
+        while ((status = source->read(&buffer)) == OK) {
+            ASSERT_NE(nullptr, buffer);
+            buffer->release();
+        }
+        EXPECT_EQ(ERROR_END_OF_STREAM, status);
+        EXPECT_EQ(OK, source->stop());
+        host::loseCamera(0, false);
+    }
+}
+
+// A recorder that shares the client's camera must leave it to the client.
+TEST_F(CameraSourceTest, LeavesACameraThatWasHandedIn) {
+    OpenCamera camera;
+    ASSERT_TRUE(camera.exists());
+    const sp<PictureTarget> preview = PictureTarget::create();
+    preview->releaseAll();
+    ASSERT_EQ(OK, camera->setPreviewTarget(preview->producer()));
+    ASSERT_EQ(OK, camera->startPreview());
+    {
+        const sp<CameraSource> source =
+                CameraSource::CreateFromCamera(camera->remote(), camera->getRecordingProxy(), 0,
+                                               String16("test"), 0, 0, Size(128, 96), 60, nullptr);
+        ASSERT_EQ(OK, source->initCheck());
+        ASSERT_EQ(OK, source->start());
+        read(source)->release();
+        // Dropped while it runs.
+    }
+    EXPECT_FALSE(camera->recordingEnabled());
+    EXPECT_TRUE(camera->previewEnabled());
+    const size_t shown = preview->count();
+    EXPECT_TRUE(preview->waitForCount(shown + 2));
+    EXPECT_DEATH(CameraSource::CreateFromCamera(camera->remote(), nullptr, 0, String16("test"), 0,
+                                                0, Size(-1, -1), -1, nullptr),
+                 "mRecordingProxy");
+}
+
+}  // namespace
+}  // namespace oxa::test

@@ -1,0 +1,182 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+#include <oxa/host/HdmiReceiver.h>
+
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <thread>
+
+#include "camera/HdmiSignal.h"
+#include "live/LiveReader.h"
+#include "platform/camera/CameraKit.h"
+#include "platform/live/LiveSources.h"
+#include "support/Deadline.h"
+#include "support/TempDir.h"
+
+namespace oxa::test {
+namespace {
+
+using namespace android;
+
+constexpr char kVideoInfo[] = "/sys/devices/virtual/video4linux/video250/hdmirx_video_info";
+constexpr char kAudioInfo[] = "/sys/devices/virtual/video4linux/video250/hdmirx_audio_info";
+constexpr char kPlugState[] = "/sys/devices/virtual/switch/rx_video/state";
+
+class HdmiReceiverTest : public testing::Test {
+  protected:
+    HdmiReceiverTest() {
+        mOptions.deviceRoot = mDirectory.path();
+        mOptions.source =
+                "lavfi:" + numberedPictures(60, 320, 240) + "[out0];" + timedSound() + "[out1]";
+    }
+
+    void create() {
+        std::string error;
+        mReceiver = host::SimulatedHdmiReceiver::create(mOptions, &error);
+        ASSERT_NE(nullptr, mReceiver) << error;
+    }
+
+    std::string textOf(const char* path) const { return readFile(mDirectory.path() + path); }
+
+    TempDir mDirectory;
+    host::HdmiReceiverOptions mOptions;
+    std::unique_ptr<host::SimulatedHdmiReceiver> mReceiver;
+};
+
+// The files are all that recorders know of the signal.
+TEST_F(HdmiReceiverTest, PublishesItsSignal) {
+    create();
+    EXPECT_EQ(
+            "Type:HDMIRx\nStatus:Ready\nWidth:320\nHeight:240\nScanMode:Progressive\n"
+            "Color:YUV422\nFps:60\n",
+            textOf(kVideoInfo));
+    EXPECT_EQ("Ready:1\nFreq:48000\nSPDIF Type:LPCM\n", textOf(kAudioInfo));
+    EXPECT_EQ("1\n", textOf(kPlugState));
+    std::string error;
+    EXPECT_EQ(nullptr, host::SimulatedHdmiReceiver::create(mOptions, &error));
+    EXPECT_EQ("there is an HDMI receiver already", error);
+
+    mReceiver->setSize(128, 96);
+    EXPECT_NE(std::string::npos, textOf(kVideoInfo).find("Width:128\nHeight:96\n"));
+    mReceiver->loseAudio();
+    EXPECT_EQ("Ready:0\n", textOf(kAudioInfo));
+    EXPECT_FALSE(HdmiSignal::current()->hasSound());
+    mReceiver->restoreAudio();
+    EXPECT_TRUE(HdmiSignal::current()->hasSound());
+
+    std::vector<bool> states;
+    std::string stateWhenTold;
+    const int id = HdmiSignal::current()->addPlugListener([&](bool plugged) {
+        states.push_back(plugged);
+        stateWhenTold = textOf(kPlugState);
+    });
+    mReceiver->unplug();
+    EXPECT_EQ("0\n", stateWhenTold) << "who is told reads the file";
+    EXPECT_EQ("Type:HDMIRx\nStatus:NotReady\n", textOf(kVideoInfo));
+    EXPECT_EQ("Ready:0\n", textOf(kAudioInfo));
+    mReceiver->plug();
+    EXPECT_EQ((std::vector<bool>{false, true}), states);
+    EXPECT_EQ("Ready:1\nFreq:48000\nSPDIF Type:LPCM\n", textOf(kAudioInfo));
+    HdmiSignal::current()->removePlugListener(id);
+
+    mReceiver.reset();
+    EXPECT_FALSE(std::filesystem::exists(mDirectory.path() + kVideoInfo));
+    EXPECT_EQ(nullptr, HdmiSignal::current().get());
+    create();
+    mReceiver.reset();
+    mOptions.deviceRoot = "/proc/nowhere";
+    EXPECT_EQ(nullptr, host::SimulatedHdmiReceiver::create(mOptions, &error));
+    EXPECT_NE(std::string::npos, error.find("cannot write below '/proc/nowhere'")) << error;
+    EXPECT_EQ(nullptr, HdmiSignal::current().get());
+}
+
+TEST_F(HdmiReceiverTest, IsACameraThatIsLostWithThePlug) {
+    mOptions.source.clear();
+    mOptions.width = 320;
+    mOptions.height = 180;
+    create();
+    const FaultLog log;
+    {
+        OpenCamera camera(mOptions.camera);
+        ASSERT_TRUE(camera.exists());
+        ASSERT_EQ(OK, camera.change("preview-size=320x180;preview-frame-rate=30"));
+        const sp<PictureTarget> target = PictureTarget::create();
+        target->releaseAll();
+        ASSERT_EQ(OK, camera->setPreviewTarget(target->producer()));
+        ASSERT_EQ(OK, camera->startPreview());
+        ASSERT_TRUE(target->waitForCount(3));
+        mReceiver->setSize(160, 90);
+        ASSERT_TRUE(target->waitForCount(target->count() + 3));
+        for (const QueuedPicture& queued : target->pictures()) {
+            EXPECT_EQ(320, queued.picture->width()) << "a recording goes on in one size";
+        }
+        mReceiver->unplug();
+        int error = 0;
+        ASSERT_TRUE(waitForEnd(log, &error));
+        EXPECT_EQ(ENODEV, error);
+    }
+    mReceiver->plug();
+    OpenCamera camera(mOptions.camera);
+    ASSERT_TRUE(camera.exists());
+    Size size;
+    CameraParameters(camera->getParameters()).getPreviewSize(&size.width, &size.height);
+    EXPECT_EQ(160, size.width);
+}
+
+// The limit of a stalled device, in full length once.
+TEST_F(HdmiReceiverTest, IsLostWhenItStallsForThreeSeconds) {
+    create();
+    const FaultLog log;
+    OpenCamera camera(mOptions.camera);
+    ASSERT_TRUE(camera.exists());
+    const sp<PictureTarget> target = PictureTarget::create();
+    target->releaseAll();
+    ASSERT_EQ(OK, camera->setPreviewTarget(target->producer()));
+    ASSERT_EQ(OK, camera->startPreview());
+    ASSERT_TRUE(target->waitForCount(2));
+    mReceiver->stall();
+    int error = 0;
+    ASSERT_TRUE(waitForEnd(log, &error));
+    EXPECT_EQ(ETIMEDOUT, error);
+    camera->stopPreview();
+}
+
+// The service reads on through a loss of sound and finds itself in time with the picture.
+TEST_F(HdmiReceiverTest, GivesSoundThatPausesAndStaysInTime) {
+    create();
+    const sp<HdmiSignal> signal = HdmiSignal::current();
+    LiveOptions options;
+    options.source = signal->source();
+    options.kind = LiveKind::kSound;
+    options.clock = signal->clock();
+    options.control = signal->soundControl();
+    options.silenceLimitUs = 0;
+    std::string error;
+    const std::unique_ptr<LiveReader> sound = LiveReader::open(options, &error);
+    ASSERT_NE(nullptr, sound) << error;
+    sound->start();
+    LiveBlock block;
+    ASSERT_EQ(LiveResult::kOk, sound->read(&block));
+    const int64_t originUs = signal->clock()->start(0);
+    mReceiver->loseAudio();
+    std::atomic<bool> read{false};
+    LiveBlock next;
+    std::thread reading([&] {
+        EXPECT_EQ(LiveResult::kOk, sound->read(&next));
+        read = true;
+    });
+    const Deadline pause(std::chrono::milliseconds(200));
+    EXPECT_TRUE(waitFor([&] { return pause.passed(); }));
+    EXPECT_FALSE(read);
+    mReceiver->restoreAudio();
+    reading.join();
+    EXPECT_GE(next.timeUs - block.timeUs, 190000);
+    EXPECT_NEAR(static_cast<double>(next.timeUs - originUs),
+                static_cast<double>(timeOfSampleUs(next.samples[0])), 1000);
+}
+
+}  // namespace
+}  // namespace oxa::test
