@@ -141,8 +141,12 @@ void LibraryPlay::waitForPictures() {
     EXPECT_TRUE(waitFor([&] { return mDisplay->figures().shown >= shown; }));
 }
 
-void LibraryPlay::stopAndCleanUp() {
+void LibraryPlay::stop() {
     EXPECT_EQ(mPlayer->stop(), OK);
+}
+
+void LibraryPlay::stopAndCleanUp() {
+    stop();
     EXPECT_EQ(mPlayer->cleanup(), OK);
 }
 

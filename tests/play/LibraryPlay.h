@@ -64,6 +64,7 @@ class LibraryPlay {
     void waitForEnd();
     // Until what was shown is also recorded.
     void waitForPictures();
+    void stop();
     void stopAndCleanUp();
 
     // Before the cleanup.
