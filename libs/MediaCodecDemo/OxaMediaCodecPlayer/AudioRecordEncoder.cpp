@@ -46,6 +46,7 @@ AudioRecordEncoder::AudioRecordEncoder()
       mAudioSource(AUDIO_SOURCE_DEFAULT),
       mAudioTrackIndex(-1),
       mRecordStartTimeUs(-1),
+      mLastTimeUs(-1),
       mWriting(false) {}
 
 AudioRecordEncoder::~AudioRecordEncoder() {
@@ -352,6 +353,7 @@ void AudioRecordEncoder::AudioTrackDataCb(AudioTrack::Buffer* buffer) {
 
 void AudioRecordEncoder::setupAudioEncoder() {
     mWriting = false;
+    mLastTimeUs = -1;
     mEncoderLooper = startLooper("A-EncoderLooper");
     sp<MediaCodec> encoder =
             MediaCodec::CreateByType(mEncoderLooper, MEDIA_MIMETYPE_AUDIO_AAC, true /* encoder */);
@@ -434,6 +436,7 @@ void AudioRecordEncoder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* o
         sp<ABuffer> abuffer = new ABuffer(buffer->base(), buffer->capacity());
         abuffer->setRange(0, size);
         CHECK_EQ(mMuxer->writeSampleData(abuffer, mAudioTrackIndex, timeUs, flags), (status_t)OK);
+        mLastTimeUs = timeUs;
     }
     mEncoder->releaseOutputBuffer(index);
 }

@@ -50,6 +50,10 @@ class AudioRecordEncoder : public BaseEncoder, virtual public OxaBase {
     // Any state: drops the encoder; capture and monitor last as long as the object.
     status_t reset();
 
+    // The time of the last access unit handed to the muxer in this recording or the last one, -1
+    // before the first; any thread, without blocking.
+    int64_t lastTimeUs() const { return mLastTimeUs; }
+
     void handleEncoderInputBuffer(uint32_t index) override;
     void handleEncoderOutputBuffer(uint32_t index, uint32_t offset, uint32_t size, int64_t timeUs,
                                    int32_t flags) override;
@@ -133,6 +137,7 @@ class AudioRecordEncoder : public BaseEncoder, virtual public OxaBase {
     Condition mWaitCond;  // monotonic; never signalled
 
     Mutex mRecordLock;
+    std::atomic<int64_t> mLastTimeUs;
     bool mWriting;  // encoder callback thread: the muxer takes samples
 };
 

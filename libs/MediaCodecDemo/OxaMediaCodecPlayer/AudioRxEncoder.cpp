@@ -91,6 +91,7 @@ AudioRxEncoder::AudioRxEncoder()
       mSharedBase(NULL),
       mResamplerChannels(0),
       mRecordingCount(0),
+      mLastTimeUs(-1),
       mWriting(false) {
     connectService();
     allocateSharedMemory();
@@ -333,6 +334,7 @@ void AudioRxEncoder::dropFrames() {
 
 void AudioRxEncoder::configureEncoder() {
     mWriting = false;
+    mLastTimeUs = -1;
     mEncoderLooper = startLooper("A-EncoderLooper");
     mEncoder =
             MediaCodec::CreateByType(mEncoderLooper, MEDIA_MIMETYPE_AUDIO_AAC, true /* encoder */);
@@ -414,6 +416,7 @@ void AudioRxEncoder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offse
         abuffer->setRange(0, size);
         CHECK_EQ_AT(515, mMuxer->writeSampleData(abuffer, mAudioTrackIndex, timeUs, flags),
                     (status_t)OK);
+        mLastTimeUs = timeUs;
     }
     mEncoder->releaseOutputBuffer(index);
 }

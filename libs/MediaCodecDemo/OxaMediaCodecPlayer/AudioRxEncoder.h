@@ -56,6 +56,10 @@ class AudioRxEncoder : public BaseEncoder, virtual public OxaBase {
     status_t stop();
     status_t reset();
 
+    // The time of the last access unit handed to the muxer in this recording or the last one, -1
+    // before the first; any thread, without blocking.
+    int64_t lastTimeUs() const { return mLastTimeUs; }
+
     void onMessageReceived(const sp<AMessage>& msg) override;
 
     void handleEncoderInputBuffer(uint32_t index) override;
@@ -135,6 +139,7 @@ class AudioRxEncoder : public BaseEncoder, virtual public OxaBase {
 
     int32_t mResamplerChannels;
     std::atomic<int32_t> mRecordingCount;
+    std::atomic<int64_t> mLastTimeUs;
     bool mWriting;  // encoder callback thread: the muxer takes samples
 };
 

@@ -35,8 +35,9 @@ void CameraRecorder::Puller::Queue::flush() {
         buffer->release();
 }
 
-CameraRecorder::Puller::Puller(const sp<MediaSource>& source)
+CameraRecorder::Puller::Puller(const sp<MediaSource>& source, std::atomic<int64_t>* thinnedFrames)
     : mSource(source),
+      mThinnedFrames(thinnedFrames),
       mLooper(new ALooper),
       mSourceStopped(true),
       mRecordInterval(1),
@@ -173,6 +174,7 @@ void CameraRecorder::Puller::queueOrDrop(MediaBufferBase* buffer) {
     ++mFrameCount;
     if (mFrameCount % mRecordInterval != 0 && mQueue.mPulling) {
         buffer->release();
+        ++*mThinnedFrames;
     } else {
         mQueue.pushBuffer(buffer);
     }

@@ -22,7 +22,8 @@ class CameraRecorder::Puller : public AHandler {
     // Marks the last frame of a recording: int32 1 in the frame's metadata.
     enum { kKeyEOS = 0x00656F73 /* "eos" */ };
 
-    explicit Puller(const sp<MediaSource>& source);
+    // `thinnedFrames` counts the frames that the target rate has no room for; outlives the puller.
+    Puller(const sp<MediaSource>& source, std::atomic<int64_t>* thinnedFrames);
 
     // Keeps one frame out of so many; before start(). Default 1.
     void setRecordInterval(int32_t interval) { mRecordInterval = interval; }
@@ -76,6 +77,7 @@ class CameraRecorder::Puller : public AHandler {
     bool isStuckLocked() const;
 
     sp<MediaSource> mSource;
+    std::atomic<int64_t>* const mThinnedFrames;
     sp<AMessage> mNotify;
     sp<ALooper> mLooper;
     std::atomic<bool> mSourceStopped;

@@ -49,6 +49,10 @@ CameraRecorder::CameraRecorder()
       mRecordingOpen(false),
       mEndClaimed(false),
       mEncoderFailed(false),
+      mCapturedTimeUs(-1),
+      mLastTimeUs(-1),
+      mWrittenFrames(0),
+      mThinnedFrames(0),
       mLastOutputUs(0) {}
 
 CameraRecorder::~CameraRecorder() {

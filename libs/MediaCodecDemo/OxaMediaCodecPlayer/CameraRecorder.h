@@ -66,6 +66,14 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
     // Any state: gives the camera up.
     status_t reset();
 
+    // Of the present recording or the last one; any thread, without blocking. Times are -1 before
+    // the first picture: the last one given to the encoder, the last one handed to the muxer.
+    int64_t capturedTimeUs() const { return mCapturedTimeUs; }
+    int64_t lastTimeUs() const { return mLastTimeUs; }
+    int64_t writtenFrames() const { return mWrittenFrames; }
+    // Pictures that the target rate has no room for.
+    int64_t thinnedFrames() const { return mThinnedFrames; }
+
     void onMessageReceived(const sp<AMessage>& msg) override;
 
     void handleEncoderInputBuffer(uint32_t index) override;
@@ -203,10 +211,14 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
     int32_t mMetaDataType;
     std::atomic<int> mState;
 
-    bool mWriting;                       // encoder callback thread: the muxer takes samples
-    std::atomic<bool> mRecordingOpen;    // encoder and puller were started and have not ended
-    std::atomic<bool> mEndClaimed;       // somebody is dismantling the recording
-    std::atomic<bool> mEncoderFailed;    // no end of the stream will come out of it
+    bool mWriting;                     // encoder callback thread: the muxer takes samples
+    std::atomic<bool> mRecordingOpen;  // encoder and puller were started and have not ended
+    std::atomic<bool> mEndClaimed;     // somebody is dismantling the recording
+    std::atomic<bool> mEncoderFailed;  // no end of the stream will come out of it
+    std::atomic<int64_t> mCapturedTimeUs;
+    std::atomic<int64_t> mLastTimeUs;
+    std::atomic<int64_t> mWrittenFrames;
+    std::atomic<int64_t> mThinnedFrames;
     std::atomic<int64_t> mLastOutputUs;  // when the encoder last gave something
 };
 

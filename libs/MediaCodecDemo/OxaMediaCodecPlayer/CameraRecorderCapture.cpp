@@ -66,6 +66,10 @@ status_t CameraRecorder::onSetRecord(bool enable) {
 status_t CameraRecorder::startRecording() {
     mEncoderFailed = false;
     mWriting = false;
+    mCapturedTimeUs = -1;
+    mLastTimeUs = -1;
+    mWrittenFrames = 0;
+    mThinnedFrames = 0;
     mLastOutputUs = 0;
     // Before the encoder starts: its callbacks come at once.
     mRecordingOpen = true;
@@ -96,7 +100,7 @@ status_t CameraRecorder::setupCameraSource() {
         return NO_INIT;
     }
     mMetaDataType = mCameraSource->metaDataStoredInVideoBuffers();
-    mPuller = new Puller(mCameraSource);
+    mPuller = new Puller(mCameraSource, &mThinnedFrames);
     int32_t interval = 1;
     if (mIsHdmiRx) {
         CHECK(mTargetFormat->frameRate > 0);
@@ -238,6 +242,7 @@ void CameraRecorder::queueFrame(uint32_t index, MediaBufferBase* mbuf) {
     memcpy(buffer->base(), mbuf->data(), size);
     buffer->meta()->setObject("mediaBufferHolder", new MediaBufferHolder(mbuf));
     mbuf->release();
+    mCapturedTimeUs = timeUs;
     mEncoder->queueInputBuffer(index, 0, size, timeUs, eos != 0 ? MediaCodec::BUFFER_FLAG_EOS : 0);
 }
 
@@ -256,6 +261,8 @@ void CameraRecorder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offse
         sp<ABuffer> abuffer = new ABuffer(buffer->base(), buffer->capacity());
         abuffer->setRange(0, size);
         CHECK_EQ(mMuxer->writeSampleData(abuffer, mVideoTrackIndex, timeUs, flags), (status_t)OK);
+        mLastTimeUs = timeUs;
+        ++mWrittenFrames;
     }
     mEncoder->releaseOutputBuffer(index);
 }

@@ -345,6 +345,20 @@ status_t OxaMediaCodecPlayer::getPlaybackProgress(_PLAYBACK_PROGRESS* progress) 
     return OK;
 }
 
+status_t OxaMediaCodecPlayer::getRecordingProgress(_RECORDING_PROGRESS* progress) {
+    if (progress == NULL) return BAD_VALUE;
+    *progress = {-1, -1, -1, 0, 0};
+    if (mCameraRecorder != NULL) {
+        progress->capturedTimeUs = mCameraRecorder->capturedTimeUs();
+        progress->videoTimeUs = mCameraRecorder->lastTimeUs();
+        progress->videoFrames = mCameraRecorder->writtenFrames();
+        progress->thinnedFrames = mCameraRecorder->thinnedFrames();
+    }
+    if (mAudioRecordEncoder != NULL) progress->audioTimeUs = mAudioRecordEncoder->lastTimeUs();
+    if (mAudioRxEncoder != NULL) progress->audioTimeUs = mAudioRxEncoder->lastTimeUs();
+    return OK;
+}
+
 // ---- Dispatch ----------------------------------------------------------------------------------
 
 void OxaMediaCodecPlayer::onMessageReceived(const sp<AMessage>& msg) {

@@ -46,6 +46,15 @@ struct _PLAYBACK_PROGRESS {
     int64_t droppedFrames;  // pictures that came too late and were not shown
 };
 
+// How far the present recording of a live source has come, or the last one.
+struct _RECORDING_PROGRESS {
+    int64_t capturedTimeUs;  // time of the last picture given to the encoder, -1 before the first
+    int64_t videoTimeUs;     // time of the last picture handed to the muxer, -1 before the first
+    int64_t audioTimeUs;     // time of the last access unit, -1 before the first
+    int64_t videoFrames;     // pictures handed to the muxer
+    int64_t thinnedFrames;   // pictures of the camera that the target rate has no room for
+};
+
 // The library's one public object: plays a file, transcodes a file, previews and records a live
 // source.
 //
@@ -145,6 +154,7 @@ class OxaMediaCodecPlayer : public AHandler {
     // Between initiate() and cleanup(), from the thread that calls these: BAD_VALUE for null.
     status_t getTranscodeProgress(_TRANSCODE_PROGRESS* progress);
     status_t getPlaybackProgress(_PLAYBACK_PROGRESS* progress);
+    status_t getRecordingProgress(_RECORDING_PROGRESS* progress);
     // Sleeps on the caller's thread.
     status_t waitTime(long long us);
 
