@@ -58,7 +58,7 @@ class HdmiReceiver : public SimulatedHdmiReceiver {
 
     ~HdmiReceiver() override {
         if (!mPublished) return;
-        unplug();
+        setPlugged(false);
         CameraRegistry::instance().remove(mOptions.camera);
         for (const char* path : {kVideoInfo, kAudioInfo, kPlugState}) {
             ::unlink((mOptions.deviceRoot + path).c_str());

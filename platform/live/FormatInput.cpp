@@ -71,7 +71,8 @@ class FormatInput : public LiveInput {
                 frame->pts = timeOf(*frame);
                 return 0;
             }
-            if (err != AVERROR(EAGAIN)) return err;
+            if (err == AVERROR_EOF) return err;
+            // It wants a packet, or has found damage, which ends with the packet.
             err = feed();
             if (err < 0) return err;
         }

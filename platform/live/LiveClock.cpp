@@ -3,6 +3,7 @@
 
 #include "live/LiveClock.h"
 
+#include <iterator>
 #include <map>
 
 namespace android {
@@ -11,12 +12,15 @@ sp<LiveClock> LiveClock::forSource(const std::string& source) {
     static std::mutex lock;
     static auto& clocks = *new std::map<std::string, wp<LiveClock>>;
     std::lock_guard<std::mutex> guard(lock);
-    wp<LiveClock>& known = clocks[source];
-    sp<LiveClock> clock = known.promote();
-    if (clock == nullptr) {
-        clock = new LiveClock;
-        known = clock;
+    const auto known = clocks.find(source);
+    sp<LiveClock> clock = known == clocks.end() ? nullptr : known->second.promote();
+    if (clock != nullptr) return clock;
+    // Those that nobody holds any more are forgotten now and then.
+    for (auto it = clocks.begin(); it != clocks.end();) {
+        it = it->second.promote() == nullptr ? clocks.erase(it) : std::next(it);
     }
+    clock = new LiveClock;
+    clocks[source] = clock;
     return clock;
 }
 

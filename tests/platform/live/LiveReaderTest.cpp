@@ -270,6 +270,23 @@ TEST(LiveReader, GoesOnWithThePresentAfterAStall) {
     }
 }
 
+// Who does not read for long finds the present, not an ever growing backlog; what is left out is
+// counted.
+TEST(LiveReader, LeavesOutWhatIsLongPast) {
+    const auto reader = openReader(optionsFor("lavfi:" + numberedPictures(50)));
+    reader->start();
+    const std::vector<Seen> first = readPictures(reader.get(), 1);
+    ASSERT_EQ(1u, first.size());
+    const int64_t pauseEndUs = nowUs() + 1300000;
+    EXPECT_TRUE(waitFor([&] { return nowUs() >= pauseEndUs; }));
+    EXPECT_EQ(0u, reader->late());
+    const std::vector<Seen> after = readPictures(reader.get(), 2);
+    ASSERT_EQ(2u, after.size());
+    EXPECT_GE(reader->late(), 10u);
+    EXPECT_EQ(static_cast<uint64_t>(after[1].number - after[0].number - 1), reader->late());
+    EXPECT_EQ(first[0].timeUs + after[1].number * 20000, after[1].timeUs);
+}
+
 enum class Event { kInterrupt, kLose, kStallTooLong };
 
 class LiveReaderWait : public testing::TestWithParam<Event> {};

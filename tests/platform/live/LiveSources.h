@@ -12,9 +12,9 @@ namespace oxa::test {
 
 // A small grey picture whose brightness tells its number, 0 to 199 and again.
 inline std::string numberedPictures(int frameRate, int width = 64, int height = 48) {
-    return "nullsrc=size=" + std::to_string(width) + "x" + std::to_string(height) +
-           ":rate=" + std::to_string(frameRate) +
-           ",format=yuv420p,geq=lum='20+mod(N\\,200)':cb=128:cr=128";
+    return "nullsrc=size=16x16:rate=" + std::to_string(frameRate) +
+           ",format=yuv420p,geq=lum='20+mod(N\\,200)':cb=128:cr=128,scale=" +
+           std::to_string(width) + ":" + std::to_string(height) + ":flags=neighbor,setsar=1";
 }
 
 inline int numberOf(const android::Picture& picture) {
