@@ -117,7 +117,7 @@ status_t AudioTrack::open(audio_stream_type_t streamType, uint32_t sampleRate,
                                             SessionClock::forHwSync(static_cast<int32_t>(hwSync)));
     mSink = openSoundSink(soundFormat, mBuffer.get());
     if (mSink == nullptr) return NO_INIT;
-    mBuffer->setLatencyUs(mSink->latencyUs());
+    mBuffer->setSinkTimes(mSink->latencyUs(), mSink->blockUs());
     return OK;
 }
 

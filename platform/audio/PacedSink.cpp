@@ -17,7 +17,7 @@ PacedSink::~PacedSink() {
 }
 
 status_t PacedSink::open(const SoundFormat& format, SoundSource* source) {
-    constexpr int kBlocksPerSecond = 100;
+    constexpr int kBlocksPerSecond = 200;
     mFormat = format;
     mSource = source;
     mBlockFrames = std::max(1, format.sampleRate / kBlocksPerSecond);

@@ -26,7 +26,7 @@ class SoundConsumer {
     virtual void onStopped() {}
 };
 
-// A sink without a device: pulls blocks of 10 ms by the monotonic clock. Each block has an absolute
+// A sink without a device: pulls blocks of 5 ms by the monotonic clock. Each block has an absolute
 // time, so it does not drift.
 class PacedSink : public SoundSink {
   public:
@@ -38,6 +38,7 @@ class PacedSink : public SoundSink {
     status_t start() override;
     void stop() override;
     int64_t latencyUs() const override { return 0; }
+    int64_t blockUs() const override { return framesToUs(mBlockFrames, mFormat.sampleRate); }
 
   private:
     // A process that was stopped or slept longer than this does not make up for it.

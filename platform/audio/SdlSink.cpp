@@ -14,10 +14,10 @@ namespace android {
 
 namespace {
 
-// 20 to 24 ms at the usual rates.
-constexpr int kDeviceFrames = 1024;
-constexpr int kDeviceFramesAtLowRates = 512;
-constexpr int kLowRate = 32000;
+// 11 to 16 ms at the usual rates.
+constexpr int kDeviceFrames = 512;
+constexpr int kDeviceFramesAtHighRates = 1024;
+constexpr int kHighRate = 64000;
 
 void ignoreAlsaLine(const char* /*file*/, int /*line*/, const char* /*function*/, int /*error*/,
                     const char* /*format*/, ...) {}
@@ -69,10 +69,9 @@ status_t SdlSink::open(const SoundFormat& format, SoundSource* source) {
         wanted.freq = format.sampleRate;
         wanted.format = AUDIO_S16SYS;
         wanted.channels = static_cast<uint8_t>(mMap.empty() ? format.channels : mMap.size());
-        wanted.samples = format.sampleRate < kLowRate ? kDeviceFramesAtLowRates : kDeviceFrames;
+        wanted.samples = format.sampleRate > kHighRate ? kDeviceFramesAtHighRates : kDeviceFrames;
         wanted.callback = onPull;
         wanted.userdata = this;
-        // While one block is heard the next one is pulled.
         mLatencyUs = framesToUs(wanted.samples, format.sampleRate);
         mDevice = SDL_OpenAudioDevice(nullptr, 0, &wanted, nullptr, 0);
     }

@@ -26,6 +26,8 @@ class SdlSink : public SoundSink {
     status_t start() override;
     void stop() override;
     int64_t latencyUs() const override { return mLatencyUs; }
+    // While one block is heard the next one is pulled.
+    int64_t blockUs() const override { return mLatencyUs; }
 
     // Why open() failed.
     const std::string& error() const { return mError; }

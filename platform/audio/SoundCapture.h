@@ -3,10 +3,8 @@
 
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 
@@ -26,8 +24,10 @@ class SoundCaptureClient {
     virtual ~SoundCaptureClient() = default;
 };
 
-// Captures sound on a thread of its own from construction to destruction, which does not wait for
-// sound. Nothing is called any more when the destructor has returned.
+// Captures sound on a thread of its own from construction to destruction. Nothing is called any
+// more when the destructor has returned. It does not wait for sound: a source that is stuck in the
+// system (a sound server that gives nothing, a pipe without a writer) is left to its thread, which
+// ends when the source comes back.
 class SoundCapture {
   public:
     // `reader` is open or null: then the thread opens it. `retryUs`: how long to wait before a
@@ -38,18 +38,9 @@ class SoundCapture {
     ~SoundCapture();
 
   private:
-    void run();
-    bool openReader();
-    bool readAll();
-    bool waitForRetry();
+    class Worker;
 
-    const LiveOptions mOptions;
-    const int64_t mRetryUs;
-    SoundCaptureClient* const mClient;
-    std::mutex mLock;
-    std::condition_variable mWake;
-    bool mQuit = false;                   // guarded by mLock
-    std::unique_ptr<LiveReader> mReader;  // replaced by the thread, with mLock
+    const std::shared_ptr<Worker> mWorker;
     std::thread mThread;
 };
 

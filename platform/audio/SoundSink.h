@@ -53,6 +53,8 @@ class SoundSink {
     virtual void stop() = 0;
     // From the pull of a frame to the moment it is heard; valid after open().
     virtual int64_t latencyUs() const = 0;
+    // How much is pulled at a time; valid after open().
+    virtual int64_t blockUs() const = 0;
 };
 
 }  // namespace android

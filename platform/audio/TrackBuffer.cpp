@@ -27,8 +27,10 @@ TrackBuffer::TrackBuffer(const SoundFormat& format, size_t frameCount,
                          const sp<SessionClock>& clock)
     : mFormat(format), mCapacity(frameCount), mClock(clock), mRing(frameCount * format.channels) {}
 
-void TrackBuffer::setLatencyUs(int64_t latencyUs) {
+void TrackBuffer::setSinkTimes(int64_t latencyUs, int64_t blockUs) {
+    std::lock_guard<std::mutex> lock(mLock);
     mLatencyUs = latencyUs;
+    mLeadUs = std::min(blockUs + kReserveUs, kLongestLeadUs);
 }
 
 void TrackBuffer::begin() {
@@ -37,7 +39,7 @@ void TrackBuffer::begin() {
     mStuck = false;
     mPulled = false;
     mDry = true;
-    mSoundFromUs = monotonicUs() + kLeadUs;
+    mSoundFromUs = monotonicUs() + mLeadUs;
     mChanged.notify_all();
 }
 
@@ -68,7 +70,7 @@ bool TrackBuffer::drain() {
 }
 
 bool TrackBuffer::waitUntilHeardLocked(Lock& lock) {
-    const auto limit = timePoint(monotonicUs() + framesToUs(mCount, mFormat.sampleRate) + kLeadUs +
+    const auto limit = timePoint(monotonicUs() + framesToUs(mCount, mFormat.sampleRate) + mLeadUs +
                                  mLatencyUs) +
                        kStuckTime;
     if (!mChanged.wait_until(lock, limit, [this] { return mCount == 0; })) return false;
@@ -111,7 +113,7 @@ size_t TrackBuffer::putLocked(const int16_t* samples, size_t frames) {
     if (mDraining) return 0;
     frames = std::min(frames, mCapacity - mCount);
     if (frames == 0) return 0;
-    if (mDry && mCount == 0) mSoundFromUs = monotonicUs() + kLeadUs;
+    if (mDry && mCount == 0) mSoundFromUs = monotonicUs() + mLeadUs;
     const size_t channels = mFormat.channels;
     const size_t begin = (mFirst + mCount) % mCapacity;
     const size_t untilWrap = std::min(frames, mCapacity - begin);
@@ -180,7 +182,7 @@ void TrackBuffer::fill(int16_t* samples, size_t frames, int64_t heardAtUs) {
     std::lock_guard<std::mutex> lock(mLock);
     mStuck = false;
     // A sink that is slow to start does not shorten the silence.
-    if (!mPulled) mSoundFromUs = std::max(mSoundFromUs, heardAtUs - mLatencyUs + kLeadUs);
+    if (!mPulled) mSoundFromUs = std::max(mSoundFromUs, heardAtUs - mLatencyUs + mLeadUs);
     mPulled = true;
     const size_t lead = leadFramesLocked(frames, heardAtUs);
     const size_t taken = std::min(frames - lead, mActive ? mCount : 0);
@@ -190,7 +192,9 @@ void TrackBuffer::fill(int16_t* samples, size_t frames, int64_t heardAtUs) {
     std::fill_n(samples + (lead + taken) * channels, (frames - lead - taken) * channels, 0);
     if (taken > 0) noteHeardLocked(taken, heardAtUs + framesToUs(lead, mFormat.sampleRate));
     if (lead + taken < frames && !mDry) {
-        mUnderrun = mUnderrun || (mActive && !mDraining);
+        const bool late = mActive && !mDraining;
+        mUnderrun = mUnderrun || late;
+        if (late) mLeadUs = kLongestLeadUs;
         mDry = true;
     } else if (taken > 0) {
         mDry = false;

@@ -22,16 +22,20 @@ namespace android {
 // what has been heard, and tells the session's clock. All calls are thread-safe.
 class TrackBuffer : public SoundSource {
   public:
-    // Silence before the first sound, at the start and after an underrun.
-    static constexpr int64_t kLeadUs = 40000;
+    // Silence before the first sound, so that a writer who brings each piece when it is due is
+    // never late. At the start it is short, since all of it is an offset between sound and picture:
+    // what the sink takes at a time and this reserve. Where that was not enough, after an underrun,
+    // it is kLongestLeadUs.
+    static constexpr int64_t kReserveUs = 10000;
+    static constexpr int64_t kLongestLeadUs = 40000;
 
     enum class Need { kData, kUnderrunReport, kNothingMore };
 
     // `clock` may be null.
     TrackBuffer(const SoundFormat& format, size_t frameCount, const sp<SessionClock>& clock);
 
-    // Before the first start.
-    void setLatencyUs(int64_t latencyUs);
+    // Before the first start: how long the sink takes to be heard, and how much it pulls at a time.
+    void setSinkTimes(int64_t latencyUs, int64_t blockUs);
     void setVolume(float volume) { mVolume = volume; }
 
     // From here on the sink may pull, and writers may wait.
@@ -105,7 +109,8 @@ class TrackBuffer : public SoundSource {
     bool mPulled = false;      // since begin()
     bool mDry = true;          // nothing to play: the next sound waits until mSoundFromUs
     int64_t mSoundFromUs = 0;  // in the sink's pull time
-    bool mUnderrun = false;    // to be reported
+    int64_t mLeadUs = kLongestLeadUs;
+    bool mUnderrun = false;  // to be reported
     std::deque<Block> mBlocks;
     int64_t mHeard = 0;  // frames before mBlocks
 };

@@ -48,7 +48,7 @@ class RxBlockQueue {
     static constexpr int kMaxBlocksPerSecond = 48;
     static constexpr int64_t kMaxJitterUs = 1000;
     // Sound that is farther off its place does not continue what came before.
-    static constexpr int64_t kGapUs = 5000;
+    static constexpr int64_t kGapUs = 20000;
 
     static size_t blockFrames(int sampleRate);
     bool continuesLocked(const LiveBlock& sound) const;

@@ -18,9 +18,6 @@ namespace {
 // Farther off the present, a stamp is on another clock.
 constexpr int64_t kPresentUs = 10000000;
 
-// 10 ms of the usual stereo sound.
-constexpr int kPulseFragmentBytes = 1920;
-
 bool isPresent(int64_t timeUs, int64_t nowUs) {
     return timeUs > nowUs - kPresentUs && timeUs < nowUs + kPresentUs;
 }
@@ -53,10 +50,6 @@ int deviceOptions(const LiveSource& source, const LiveOptions& options, DeviceOp
         result->settings["sample_rate"] = std::to_string(options.sampleRate);
     }
     if (options.channels > 0) result->settings["channels"] = std::to_string(options.channels);
-    if (source.scheme == LiveScheme::kPulse) {
-        // Left to itself the server sends sound in pieces of two seconds.
-        result->settings["fragment_size"] = std::to_string(kPulseFragmentBytes);
-    }
     return 0;
 }
 

@@ -2,10 +2,13 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <audio_utils/resampler.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <oxa/host/HdmiReceiver.h>
 #include <oxa/host/HdmiSound.h>
 #include <oxa/host/SoundOutput.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <utils/Timers.h>
 
 #include <algorithm>
@@ -226,6 +229,28 @@ TEST_F(HdmiSoundTest, ComesBackWithItsSource) {
     client.forget();
     ASSERT_TRUE(client.pollFrames(20000));
     EXPECT_EQ(2, faults(ENODEV));
+}
+
+// A pipe that nobody writes cannot be opened, and whoever opens it cannot be interrupted.
+TEST_F(HdmiSoundTest, StopsWhileItsSourceIsStuck) {
+    const std::string path = mRoot.file("pipe.wav");
+    ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
+    useSource(path);
+    RxClient client;
+    client.start(1);
+    RxAnswer answer;
+    ASSERT_TRUE(client.poll(&answer));
+    EXPECT_EQ(kStateNoBlock, answer.state);
+    client.stop();
+    EXPECT_FALSE(oxa::host::hdmiSoundFigures().capturing);
+    // Lets the thread go on, and find that it is not wanted any more.
+    int fd = -1;
+    ASSERT_TRUE(waitFor([&] { return (fd = open(path.c_str(), O_WRONLY | O_NONBLOCK)) >= 0; }));
+    close(fd);
+    useSource(rampSource(kRate));
+    client.start(1);
+    EXPECT_TRUE(client.pollFrames(4096));
+    EXPECT_EQ(0, faults(ENODEV));
 }
 
 TEST_F(HdmiSoundTest, TellsTheEndOfAFile) {

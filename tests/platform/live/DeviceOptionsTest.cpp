@@ -81,8 +81,7 @@ TEST(DeviceOptions, NameWhatIsWantedOfSound) {
     result = DeviceOptions();
     ASSERT_EQ(0, deviceOptions(source, options, &result));
     EXPECT_EQ("pulse", result.format);
-    const std::map<std::string, std::string> small = {{"fragment_size", "1920"}};
-    EXPECT_EQ(small, result.settings);
+    EXPECT_TRUE(result.settings.empty());
 }
 
 TEST(LiveSource, TakesWhatHasNoKnownSchemeAsAFile) {
