@@ -27,6 +27,7 @@ class ManualOutput::Sink : public SoundSink {
     }
     void stop() override { mState->running = false; }
     int64_t latencyUs() const override { return mState->latencyUs; }
+    int64_t blockUs() const override { return kBlockUs; }
 
   private:
     const std::shared_ptr<State> mState;

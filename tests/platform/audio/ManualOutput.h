@@ -18,6 +18,9 @@ namespace oxa::test {
 // called, and heard when the test says so. For one track at a time.
 class ManualOutput {
   public:
+    // What the sink says that it pulls at a time.
+    static constexpr int64_t kBlockUs = 12000;
+
     ManualOutput();
     ~ManualOutput();
     ManualOutput(const ManualOutput&) = delete;
