@@ -61,10 +61,18 @@ class OpenCamera {
 // A target that keeps what comes, at most so many pictures until release() is called.
 class PictureTarget : public android::PictureQueue::ConsumerListener {
   public:
-    static android::sp<PictureTarget> create(size_t places = 4) {
-        const android::sp<PictureTarget> target = new PictureTarget(places);
+    // Its queue refers to it: it is closed before it is let go.
+    struct Closer {
+        void operator()(PictureTarget* target) const {
+            target->mQueue->abandon();
+            target->decStrong(nullptr);
+        }
+    };
+    static std::unique_ptr<PictureTarget, Closer> create(size_t places = 4) {
+        auto* const target = new PictureTarget(places);
+        target->incStrong(nullptr);
         target->mQueue->setConsumer(target);
-        return target;
+        return std::unique_ptr<PictureTarget, Closer>(target);
     }
 
     android::sp<android::IGraphicBufferProducer> producer() const {
@@ -75,7 +83,6 @@ class PictureTarget : public android::PictureQueue::ConsumerListener {
     bool waitForCount(size_t count) const;
     size_t count() const;
     std::vector<android::QueuedPicture> pictures() const;
-    void close() { mQueue->abandon(); }
 
     void onPictureQueued() override;
 

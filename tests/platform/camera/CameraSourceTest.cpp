@@ -202,7 +202,7 @@ TEST_F(CameraSourceTest, EndsWithTheCamera) {
 TEST_F(CameraSourceTest, LeavesACameraThatWasHandedIn) {
     OpenCamera camera;
     ASSERT_TRUE(camera.exists());
-    const sp<PictureTarget> preview = PictureTarget::create();
+    const auto preview = PictureTarget::create();
     preview->releaseAll();
     ASSERT_EQ(OK, camera->setPreviewTarget(preview->producer()));
     ASSERT_EQ(OK, camera->startPreview());

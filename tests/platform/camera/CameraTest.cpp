@@ -123,7 +123,7 @@ TEST_F(CameraTest, ShowsItsPreviewInTheSizeAndRateThatWereSet) {
     OpenCamera camera;
     ASSERT_TRUE(camera.exists());
     ASSERT_EQ(OK, camera.change("preview-size=320x240;preview-frame-rate=30"));
-    const sp<PictureTarget> target = PictureTarget::create();
+    const auto target = PictureTarget::create();
     target->releaseAll();
     ASSERT_EQ(OK, camera->setPreviewTarget(target->producer()));
     EXPECT_FALSE(camera->previewEnabled());
@@ -155,8 +155,8 @@ TEST_F(CameraTest, DropsAndCountsWhatFindsNoPlace) {
     OpenCamera camera;
     ASSERT_TRUE(camera.exists());
     const FaultLog log;
-    const sp<PictureTarget> preview = PictureTarget::create();
-    const sp<PictureTarget> video = PictureTarget::create(3);
+    const auto preview = PictureTarget::create();
+    const auto video = PictureTarget::create(3);
     ASSERT_EQ(OK, camera->setPreviewTarget(preview->producer()));
     preview->releaseAll();
     EXPECT_EQ(INVALID_OPERATION, camera->startRecording()) << "nowhere to record to";
@@ -183,8 +183,8 @@ TEST_F(CameraTest, RecordsWithAndWithoutPreview) {
     mCameras.add(0, "lavfi:" + numberedPictures(60));
     OpenCamera camera;
     ASSERT_TRUE(camera.exists());
-    const sp<PictureTarget> preview = PictureTarget::create();
-    const sp<PictureTarget> video = PictureTarget::create();
+    const auto preview = PictureTarget::create();
+    const auto video = PictureTarget::create();
     preview->releaseAll();
     video->releaseAll();
     ASSERT_EQ(OK, camera->setPreviewTarget(preview->producer()));
@@ -241,7 +241,7 @@ TEST_F(CameraTest, TellsThatItIsLostAndCanBeOpenedAgain) {
     host::loseCamera(0, false);
     OpenCamera camera;
     ASSERT_TRUE(camera.exists());
-    const sp<PictureTarget> target = PictureTarget::create();
+    const auto target = PictureTarget::create();
     ASSERT_EQ(OK, camera->setPreviewTarget(target->producer()));
     ASSERT_EQ(OK, camera->startPreview());
     EXPECT_TRUE(target->waitForCount(1));
@@ -255,7 +255,7 @@ TEST_F(CameraTest, TellsTheEndOfItsSource) {
     const FaultLog log;
     OpenCamera camera;
     ASSERT_TRUE(camera.exists());
-    const sp<PictureTarget> target = PictureTarget::create();
+    const auto target = PictureTarget::create();
     target->releaseAll();
     ASSERT_EQ(OK, camera->setPreviewTarget(target->producer()));
     ASSERT_EQ(OK, camera->startPreview());

@@ -103,7 +103,7 @@ TEST_F(HdmiReceiverTest, IsACameraThatIsLostWithThePlug) {
         OpenCamera camera(mOptions.camera);
         ASSERT_TRUE(camera.exists());
         ASSERT_EQ(OK, camera.change("preview-size=320x180;preview-frame-rate=30"));
-        const sp<PictureTarget> target = PictureTarget::create();
+        const auto target = PictureTarget::create();
         target->releaseAll();
         ASSERT_EQ(OK, camera->setPreviewTarget(target->producer()));
         ASSERT_EQ(OK, camera->startPreview());
@@ -132,7 +132,7 @@ TEST_F(HdmiReceiverTest, IsLostWhenItStallsForThreeSeconds) {
     const FaultLog log;
     OpenCamera camera(mOptions.camera);
     ASSERT_TRUE(camera.exists());
-    const sp<PictureTarget> target = PictureTarget::create();
+    const auto target = PictureTarget::create();
     target->releaseAll();
     ASSERT_EQ(OK, camera->setPreviewTarget(target->producer()));
     ASSERT_EQ(OK, camera->startPreview());
