@@ -20,6 +20,7 @@ constexpr int32_t kLowestPictureSide = 16;
 constexpr int32_t kHighestBitRate = 1'000'000'000;
 constexpr int32_t kHighestFrameRate = 240;
 constexpr int32_t kLongestKeyFrameIntervalSec = 600;
+constexpr double kLongestSeconds = 1e7;
 
 constexpr std::array<int32_t, 12> kAacSampleRates = {8000,  11025, 12000, 16000, 22050, 24000,
                                                      32000, 44100, 48000, 64000, 88200, 96000};
@@ -97,6 +98,15 @@ std::optional<int32_t> parseBitRate(const std::string& text) {
     const double bits = std::round(value * unit);
     if (bits > kHighestBitRate || std::abs(bits - value * unit) > 1e-3) return std::nullopt;
     return static_cast<int32_t>(bits);
+}
+
+std::optional<int64_t> parseSeconds(const std::string& text) {
+    double value = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value, std::chars_format::fixed);
+    if (error != std::errc() || stop != end || !(value <= kLongestSeconds)) return std::nullopt;
+    const int64_t us = std::llround(value * 1e6);
+    return us > 0 ? std::optional(us) : std::nullopt;
 }
 
 std::optional<int32_t> parseProfile(const std::string& text) {
@@ -202,7 +212,7 @@ void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
 ParsedArguments parseArguments(const std::vector<std::string>& arguments,
                                const std::vector<std::unique_ptr<Command>>& commands) {
     ParsedArguments parsed;
-    CLI::App app("Transcodes media files and shows what is in them.", "oxaplayer");
+    CLI::App app("Plays, transcodes and records.", "oxaplayer");
     app.require_subcommand(1);
     app.fallthrough();
     app.set_version_flag("--version", "oxaplayer " OXAPLAYER_VERSION);

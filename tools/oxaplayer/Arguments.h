@@ -46,6 +46,7 @@ struct EncodeOptions {
 std::optional<Size> parseSize(const std::string& text);        // 640x360
 std::optional<int32_t> parseBitRate(const std::string& text);  // 800000, 800k, 4M, 2.5M
 std::optional<int32_t> parseWholeNumber(const std::string& text, int32_t lowest, int32_t highest);
+std::optional<int64_t> parseSeconds(const std::string& text);  // above 0; in microseconds
 std::optional<int32_t> parseProfile(const std::string& text);  // the platform's value
 std::optional<int32_t> parseLevel(const std::string& text);    // the platform's value
 std::optional<int32_t> parseAacSampleRate(const std::string& text);

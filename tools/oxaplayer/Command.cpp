@@ -3,8 +3,10 @@
 
 #include "Command.h"
 
+#include "CameraCommand.h"
 #include "PlayCommand.h"
 #include "ProbeCommand.h"
+#include "RecordCommand.h"
 #include "TranscodeCommand.h"
 
 namespace oxaplayer {
@@ -13,6 +15,8 @@ std::vector<std::unique_ptr<Command>> makeCommands() {
     std::vector<std::unique_ptr<Command>> commands;
     commands.push_back(std::make_unique<TranscodeCommand>());
     commands.push_back(std::make_unique<PlayCommand>());
+    commands.push_back(std::make_unique<RecordCommand>());
+    commands.push_back(std::make_unique<CameraCommand>());
     commands.push_back(std::make_unique<ProbeCommand>());
     return commands;
 }

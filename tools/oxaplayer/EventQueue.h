@@ -18,11 +18,15 @@ namespace oxaplayer {
 struct Interrupted {};  // Ctrl-C or SIGTERM
 struct Closed {};       // the user has closed the window or pressed its quit key
 struct EndOfStream {};  // the player has reached the end
-struct FrameRate {      // of the last interval
-    bool encoder;       // pictures out of the encoder; otherwise samples into the decoder
+struct Hotplug {        // of the HDMI receiver
+    bool plugged;
+};
+struct FrameRate {  // of the last interval
+    bool encoder;   // pictures out of the encoder; otherwise samples into the decoder
     double framesPerSecond;
 };
-using JobEvent = std::variant<Interrupted, Closed, EndOfStream, FrameRate, oxa::host::Fault>;
+using JobEvent =
+        std::variant<Interrupted, Closed, EndOfStream, Hotplug, FrameRate, oxa::host::Fault>;
 
 // Where every thread puts what it has to tell the thread that runs a job. Thread-safe.
 class EventQueue {

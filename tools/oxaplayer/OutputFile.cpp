@@ -19,15 +19,32 @@ namespace oxaplayer {
 
 namespace {
 
-constexpr char kTemporaryMark[] = ".part-XXXXXX";
+constexpr char kAsideMark[] = ".old-XXXXXX";
 constexpr int kReaderPollUs = 50'000;
 
 std::mutex gTemporaryLock;
 std::string gTemporaryName;  // guarded by gTemporaryLock
+std::string gAsideName;      // guarded by gTemporaryLock: what comes back under gTemporaryName
 
 void forgetTemporary() {
     std::lock_guard<std::mutex> lock(gTemporaryLock);
     gTemporaryName.clear();
+}
+
+// Moves a file out of the way; false, with errno set, when it cannot be.
+bool moveAside(const std::string& path, std::string* aside) {
+    int suffixLength = 0;
+    std::string name = temporaryPattern(path, &suffixLength, kAsideMark);
+    const FileDescriptor place(mkostemps(name.data(), suffixLength, O_CLOEXEC));
+    if (!place.isOpen()) return false;
+    if (rename(path.c_str(), name.c_str()) != 0) {
+        const int error = errno;
+        unlink(name.c_str());
+        errno = error;
+        return false;
+    }
+    *aside = name;
+    return true;
 }
 
 mode_t currentUmask() {
@@ -53,17 +70,17 @@ std::string resolved(const std::string& path) {
 
 }  // namespace
 
-std::string temporaryPattern(const std::string& path, int* suffixLength) {
+std::string temporaryPattern(const std::string& path, int* suffixLength, const std::string& mark) {
     const size_t slash = path.rfind('/');
     const std::string folder = slash == std::string::npos ? "" : path.substr(0, slash + 1);
     const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
     const size_t dot = name.rfind('.');
     const bool hasExtension = dot != std::string::npos && dot != 0 && name.size() - dot <= 8;
     const std::string extension = hasExtension ? name.substr(dot) : "";
-    const size_t room = NAME_MAX - strlen(kTemporaryMark) - extension.size();
+    const size_t room = NAME_MAX - mark.size() - extension.size();
     const std::string stem = name.substr(0, std::min(name.size() - extension.size(), room));
     *suffixLength = static_cast<int>(extension.size());
-    return folder + stem + kTemporaryMark + extension;
+    return folder + stem + mark + extension;
 }
 
 OutputFile::~OutputFile() {
@@ -75,6 +92,18 @@ std::optional<Failure> OutputFile::failure(const std::string& cause) const {
 }
 
 std::optional<Failure> OutputFile::open(const std::string& path, bool force, int standardOutput) {
+    mInPlace = false;
+    return openAny(path, force, standardOutput);
+}
+
+std::optional<Failure> OutputFile::openInPlace(const std::string& path, bool force,
+                                               int standardOutput) {
+    mInPlace = true;
+    return openAny(path, force, standardOutput);
+}
+
+std::optional<Failure> OutputFile::openAny(const std::string& path, bool force,
+                                           int standardOutput) {
     mPath = path;
     mForce = force;
     if (path == "-") {
@@ -84,18 +113,22 @@ std::optional<Failure> OutputFile::open(const std::string& path, bool force, int
     struct stat status;
     if (lstat(path.c_str(), &status) != 0) {
         if (errno != ENOENT || path.empty()) return failure(strerror(errno));
-        return openTemporary(force);
+        return openFile(force);
     }
     if (stat(path.c_str(), &status) == 0) {
         if (S_ISDIR(status.st_mode)) return failure(strerror(EISDIR));
         if (!S_ISREG(status.st_mode)) return openDirectly(S_ISFIFO(status.st_mode));
     }
     if (!force) return failure(std::string(strerror(EEXIST)) + " (--force replaces it)");
-    return openTemporary(force);
+    return openFile(force);
 }
 
-std::optional<Failure> OutputFile::openTemporary(bool force) {
+std::optional<Failure> OutputFile::openFile(bool force) {
     mFinalName = force ? resolved(mPath) : mPath;
+    return mInPlace ? createInPlace(force) : openTemporary();
+}
+
+std::optional<Failure> OutputFile::openTemporary() {
     int suffixLength = 0;
     std::string name = temporaryPattern(mFinalName, &suffixLength);
     {
@@ -108,6 +141,25 @@ std::optional<Failure> OutputFile::openTemporary(bool force) {
     mCurrentName = name;
     mDescriptor = mOwned.get();
     if (fchmod(mDescriptor, 0666 & ~currentUmask()) != 0) return failure(strerror(errno));
+    return std::nullopt;
+}
+
+std::optional<Failure> OutputFile::createInPlace(bool force) {
+    std::lock_guard<std::mutex> lock(gTemporaryLock);
+    std::string aside;
+    if (force && !moveAside(mFinalName, &aside) && errno != ENOENT) return failure(strerror(errno));
+    mOwned =
+            FileDescriptor(::open(mFinalName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    if (!mOwned.isOpen()) {
+        const std::string cause = strerror(errno);
+        if (!aside.empty()) rename(aside.c_str(), mFinalName.c_str());
+        return failure(cause);
+    }
+    gTemporaryName = mFinalName;
+    gAsideName = aside;
+    mTemporary = true;
+    mCurrentName = mFinalName;
+    mDescriptor = mOwned.get();
     return std::nullopt;
 }
 
@@ -164,7 +216,20 @@ bool OutputFile::takeFinalName(bool replace) {
     return true;
 }
 
+void OutputFile::keep() {
+    if (!mInPlace || !mTemporary) return;
+    std::lock_guard<std::mutex> lock(gTemporaryLock);
+    if (!gAsideName.empty()) unlink(gAsideName.c_str());
+    gAsideName.clear();
+    gTemporaryName.clear();
+    mTemporary = false;
+}
+
 std::optional<Failure> OutputFile::finish() {
+    if (mInPlace) {
+        keep();
+        return sync();
+    }
     if (!mTemporary) return std::nullopt;
     if (auto fault = sync()) return fault;
     if (takeFinalName(mForce)) return std::nullopt;
@@ -194,6 +259,8 @@ void OutputFile::discard() {
 void OutputFile::removeTemporary() {
     std::lock_guard<std::mutex> lock(gTemporaryLock);
     if (!gTemporaryName.empty()) unlink(gTemporaryName.c_str());
+    if (!gAsideName.empty()) rename(gAsideName.c_str(), gTemporaryName.c_str());
+    gAsideName.clear();
     gTemporaryName.clear();
 }
 

@@ -119,8 +119,8 @@ void PlayJob::handle(const JobEvent& event) {
     } else if (const auto* rate = std::get_if<FrameRate>(&event)) {
         mFramesPerSecond = rate->framesPerSecond;
         mReport->event("fps", {{"fps", rounded(rate->framesPerSecond, 100)}});
-    } else {
-        handleFault(std::get<oxa::host::Fault>(event));
+    } else if (const auto* fault = std::get_if<oxa::host::Fault>(&event)) {
+        handleFault(*fault);
     }
 }
 

@@ -34,6 +34,12 @@ class Handler : public AHandler {
                 mQueue->push(FrameRate{side == kEncoderSide, framesPerSecond});
                 break;
             }
+            case android::kWhatHDMIRxVideoHotplug: {
+                int32_t state = 0;
+                message->findInt32("rx-video", &state);
+                mQueue->push(Hotplug{state != 0});
+                break;
+            }
             default:
                 break;
         }

@@ -3,12 +3,11 @@
 
 #include "TranscodeCommand.h"
 
-#include <fcntl.h>
-#include <oxa/host/EncoderPreset.h>
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
+#include "EncodeSetup.h"
 #include "ParsedOption.h"
 #include "Signals.h"
 #include "TranscodeJob.h"
@@ -18,14 +17,6 @@ namespace oxaplayer {
 namespace {
 
 const Failure kNothingWritten = {ExitCode::kInterrupted, "interrupted, nothing was written"};
-
-// Gives the descriptor of standard output for media, and has everything else that is printed there
-// from now on go to standard error.
-int takeStandardOutput() {
-    const int media = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    dup2(STDERR_FILENO, STDOUT_FILENO);
-    return media;
-}
 
 // "out.mp4: 5.1 s, 150 pictures, 812 kB (took 2.1 s, 2.4x)"
 std::string summaryOf(const std::string& name, double durationSec, const ProgressNumbers& numbers) {
@@ -81,17 +72,7 @@ ExitCode TranscodeCommand::run(const CommonOptions& common) {
 }
 
 std::optional<Failure> TranscodeCommand::transcode() {
-    const auto container = chooseContainer(mOptions);
-    if (!container) {
-        return Failure{ExitCode::kUsage, "cannot tell the container of '" + mOptions.output +
-                                                 "' by its name: use .mp4, .m4v, .ts or .m2ts, "
-                                                 "or --format"};
-    }
-    mContainer = *container;
-    if (mOptions.preset && !oxa::host::setEncoderPreset(*mOptions.preset)) {
-        return Failure{ExitCode::kUsage, "--preset '" + *mOptions.preset +
-                                                 "': expected a name from ultrafast to placebo"};
-    }
+    if (auto failure = setUpEncoding(mOptions, &mContainer)) return failure;
     if (auto failure = mInput.open(mOptions.input)) return failure;
     const auto noTracks = chooseTracks(mInput, mOptions.only, mReport.get(), &mTracks);
     if (Signals::arrived()) return kNothingWritten;
@@ -110,22 +91,10 @@ std::optional<Failure> TranscodeCommand::transcode() {
 }
 
 std::optional<Failure> TranscodeCommand::openOutput() {
-    if (mOptions.output == "-" && isatty(STDOUT_FILENO)) {
-        return Failure{ExitCode::kUsage, "standard output is a terminal, which shows no media"};
-    }
     if (mOptions.output != "-" && mInput.isSameFileAs(mOptions.output)) {
         return Failure{ExitCode::kUsage, "'" + mOptions.output + "' is the input itself"};
     }
-    const int standardOutput = mOptions.output == "-" ? takeStandardOutput() : -1;
-    if (auto failure = mOutput.open(mOptions.output, mOptions.force, standardOutput)) {
-        return failure;
-    }
-    if (mContainer == Container::kMp4 && !mOutput.isSeekable()) {
-        return Failure{ExitCode::kOutput, "cannot write '" + mOptions.output +
-                                                  "': MP4 needs a file, --format ts goes "
-                                                  "through a pipe"};
-    }
-    return std::nullopt;
+    return oxaplayer::openOutput(mOptions, mContainer, WriteWay::kWhenComplete, &mOutput);
 }
 
 void TranscodeCommand::announce() const {
