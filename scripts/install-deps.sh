@@ -16,12 +16,12 @@ packages=(
     android-libutils-dev android-libcutils-dev android-liblog-dev
     android-platform-system-core-headers
     # media
-    libavcodec-dev libavformat-dev libavfilter-dev libavutil-dev libswresample-dev libswscale-dev
-    libsdl2-dev
+    libavcodec-dev libavdevice-dev libavformat-dev libavfilter-dev libavutil-dev libswresample-dev
+    libswscale-dev libspeexdsp-dev libsdl2-dev
     # command line client
     libcli11-dev nlohmann-json3-dev
     # tests
-    libgtest-dev libgmock-dev ffmpeg xvfb xdotool openbox
+    libgtest-dev libgmock-dev ffmpeg xvfb xdotool openbox hidl-gen
 )
 
 is_installed() {

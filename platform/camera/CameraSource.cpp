@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <mutex>
 
+#include "camera/HdmiSignal.h"
 #include "camera/PictureBuffer.h"
 #include "graphics/LocalBufferProducer.h"
 
@@ -80,15 +81,16 @@ CameraSource* CameraSource::CreateFromCamera(const sp<hardware::ICamera>& camera
                                              int32_t frameRate,
                                              const sp<IGraphicBufferProducer>& surface,
                                              bool storeMetaDataInVideoBuffers) {
-    auto* const source = new CameraSource(camera == nullptr ? nullptr : proxy, frameRate);
+    auto* const source = new CameraSource(camera == nullptr ? nullptr : proxy, cameraId, frameRate);
     source->mInitCheck = source->init(camera, cameraId, clientName, clientUid, clientPid, videoSize,
                                       surface, storeMetaDataInVideoBuffers);
     if (source->mInitCheck != OK) source->releaseCamera();
     return source;
 }
 
-CameraSource::CameraSource(const sp<ICameraRecordingProxy>& proxy, int32_t frameRate)
-    : mRecordingProxy(proxy), mWantedFrameRate(frameRate) {}
+CameraSource::CameraSource(const sp<ICameraRecordingProxy>& proxy, int32_t cameraId,
+                           int32_t frameRate)
+    : mRecordingProxy(proxy), mCameraId(cameraId), mWantedFrameRate(frameRate) {}
 
 CameraSource::~CameraSource() {
     if (mStarted) {
@@ -218,6 +220,7 @@ status_t CameraSource::start(MetaData* params) {
             places = wantedPlaces;
         }
         mStarted = true;
+        tellPictureStart(HdmiSignal::kNoPictureYet);
         mVideoQueue = new VideoQueue(this, static_cast<size_t>(places));
         mVideoQueue->open();
     }
@@ -240,6 +243,7 @@ status_t CameraSource::stop() {
         Mutex::Autolock lock(mLock);
         if (!mStarted) return OK;
         mStarted = false;
+        tellPictureStart(HdmiSignal::kNotRecorded);
         mFrameAvailable.broadcast();
         for (Frame* frame : mFrames) {
             delete frame;
@@ -302,11 +306,20 @@ void CameraSource::takePictures() {
     mFrameAvailable.broadcast();
 }
 
+// To the sound of the same receiver.
+void CameraSource::tellPictureStart(int64_t timeUs) const {
+    const sp<HdmiSignal> signal = HdmiSignal::current();
+    if (signal != nullptr && signal->camera() == mCameraId) signal->setPicturesFromUs(timeUs);
+}
+
 bool CameraSource::isTimely(int64_t timeUs) {
     if (mStopTimeUs >= 0 && timeUs >= mStopTimeUs) mStopTimeReached = true;
     if (mStopTimeReached || timeUs < mStartTimeUs) return false;
     if (mLastTimeUs >= 0 && timeUs <= mLastTimeUs) return false;
-    if (mLastTimeUs < 0) mFirstTimeUs = mStartTimeUs > 0 ? mStartTimeUs : timeUs;
+    if (mLastTimeUs < 0) {
+        mFirstTimeUs = mStartTimeUs > 0 ? mStartTimeUs : timeUs;
+        tellPictureStart(mFirstTimeUs);
+    }
     mLastTimeUs = timeUs;
     return true;
 }

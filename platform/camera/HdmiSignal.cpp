@@ -32,9 +32,10 @@ bool HdmiSignal::setCurrent(const sp<HdmiSignal>& signal) {
     return true;
 }
 
-HdmiSignal::HdmiSignal(const std::string& source, int sampleRate)
+HdmiSignal::HdmiSignal(const std::string& source, int sampleRate, int camera)
     : mSource(source),
       mSampleRate(sampleRate),
+      mCamera(camera),
       mClock(LiveClock::forSource(source)),
       mPictureControl(new LiveControl),
       mSoundControl(new LiveControl) {}

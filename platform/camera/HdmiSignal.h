@@ -5,6 +5,8 @@
 
 #include <utils/RefBase.h>
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -26,7 +28,12 @@ class HdmiSignal : public RefBase {
     // For the receiver; null when it goes. False when there is one already.
     static bool setCurrent(const sp<HdmiSignal>& signal);
 
-    HdmiSignal(const std::string& source, int sampleRate);
+    // Of picturesFromUs().
+    static constexpr int64_t kNotRecorded = 0;
+    static constexpr int64_t kNoPictureYet = -1;
+
+    // `camera`: the number of the receiver as a camera.
+    HdmiSignal(const std::string& source, int sampleRate, int camera);
 
     // For LiveOptions, whose `clock` it keeps alive.
     const std::string& source() const { return mSource; }
@@ -36,6 +43,13 @@ class HdmiSignal : public RefBase {
     const sp<LiveControl>& soundControl() const { return mSoundControl; }
 
     int sampleRate() const { return mSampleRate; }  // Hz
+    int camera() const { return mCamera; }
+
+    // When the first picture of the recording that runs was captured (monotonic clock): its sound
+    // begins there, too, although it is switched on later.
+    int64_t picturesFromUs() const { return mPicturesFromUs; }
+    void setPicturesFromUs(int64_t timeUs) { mPicturesFromUs = timeUs; }
+
     bool isPlugged() const;
     // Plugged, and its sound is there.
     bool hasSound() const;
@@ -54,6 +68,8 @@ class HdmiSignal : public RefBase {
 
     const std::string mSource;
     const int mSampleRate;
+    const int mCamera;
+    std::atomic<int64_t> mPicturesFromUs{kNotRecorded};
     const sp<LiveClock> mClock;
     const sp<LiveControl> mPictureControl;
     const sp<LiveControl> mSoundControl;

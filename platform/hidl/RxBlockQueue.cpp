@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "camera/HdmiSignal.h"
+
 namespace android {
 
 namespace {
@@ -17,12 +19,14 @@ size_t framesOf(const std::vector<int16_t>& samples, int channels) {
 
 }  // namespace
 
-void RxBlockQueue::begin(int64_t fromUs) {
+void RxBlockQueue::begin(int64_t fromUs, PictureStart pictureStart) {
     std::lock_guard<std::mutex> lock(mLock);
     mActive = true;
     mFromUs = fromUs;
+    mPictureStart = std::move(pictureStart);
     mPending = RxBlock();
     mBlocks.clear();
+    findBeginningLocked(fromUs);
 }
 
 void RxBlockQueue::end() {
@@ -33,7 +37,33 @@ void RxBlockQueue::end() {
 
 void RxBlockQueue::add(const LiveBlock& sound) {
     std::lock_guard<std::mutex> lock(mLock);
+    keepLocked(sound);
     if (!mActive) return;
+    if (mPictureStart != nullptr) {
+        findBeginningLocked(sound.timeUs);
+    } else {
+        cutLocked(sound);
+    }
+}
+
+void RxBlockQueue::keepLocked(const LiveBlock& sound) {
+    mRecent.push_back(sound);
+    while (sound.timeUs - mRecent.front().timeUs > kMaxBackUs)
+        mRecent.pop_front();
+}
+
+// Once the picture has begun, or is too late to be waited for: what was kept follows from there.
+void RxBlockQueue::findBeginningLocked(int64_t nowUs) {
+    if (mPictureStart == nullptr) return;
+    const int64_t startUs = mPictureStart();
+    if (startUs == HdmiSignal::kNoPictureYet && nowUs - mFromUs < kMaxBackUs) return;
+    mPictureStart = nullptr;
+    if (startUs > 0) mFromUs = std::max(startUs, mFromUs - kMaxBackUs);
+    for (const LiveBlock& kept : mRecent)
+        cutLocked(kept);
+}
+
+void RxBlockQueue::cutLocked(const LiveBlock& sound) {
     if (!continuesLocked(sound)) {
         finishLocked(framesOf(mPending.samples, mPending.channels));
         mPending = RxBlock();

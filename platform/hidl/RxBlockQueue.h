@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <random>
 #include <vector>
@@ -29,8 +30,12 @@ struct RxBlock {
 // stamps when it gets to it.
 class RxBlockQueue {
   public:
-    // Empties it, and takes sound from `fromUs` on.
-    void begin(int64_t fromUs);
+    // Tells when the recorded picture begins: HdmiSignal::picturesFromUs().
+    using PictureStart = std::function<int64_t()>;
+
+    // Empties it, and takes sound from `fromUs` on; where there is a picture from its beginning on,
+    // which may lie a little back or ahead.
+    void begin(int64_t fromUs, PictureStart pictureStart = nullptr);
     // Empties it, and takes none.
     void end();
 
@@ -50,7 +55,13 @@ class RxBlockQueue {
     // Sound that is farther off its place does not continue what came before.
     static constexpr int64_t kGapUs = 20000;
 
+    // How long sound is kept for a beginning that lies back, and a picture is waited for.
+    static constexpr int64_t kMaxBackUs = 500000;
+
     static size_t blockFrames(int sampleRate);
+    void keepLocked(const LiveBlock& sound);
+    void findBeginningLocked(int64_t nowUs);
+    void cutLocked(const LiveBlock& sound);
     bool continuesLocked(const LiveBlock& sound) const;
     void appendLocked(const LiveBlock& sound);
     void finishLocked(size_t frames);
@@ -60,8 +71,10 @@ class RxBlockQueue {
     // All below guarded by mLock.
     bool mActive = false;
     int64_t mFromUs = 0;
-    RxBlock mPending;            // not full yet; its time without jitter
-    int64_t mPendingFrames = 0;  // that have left mPending since its time was taken
+    PictureStart mPictureStart;     // null once the beginning is known
+    std::deque<LiveBlock> mRecent;  // of the last kMaxBackUs
+    RxBlock mPending;               // not full yet; its time without jitter
+    int64_t mPendingFrames = 0;     // that have left mPending since its time was taken
     std::deque<RxBlock> mBlocks;
     uint64_t mDropped = 0;
     std::minstd_rand mRandom;

@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "camera/HdmiSignal.h"
+
 namespace android {
 
 namespace {
@@ -68,7 +70,10 @@ void RxCapture::stopLocked() {
 void RxCapture::setRecorded(bool recorded) {
     if (recorded) {
         mSoundUs = nowUs();
-        mQueue.begin(mSoundUs);
+        const sp<HdmiSignal> signal = HdmiSignal::current();
+        mQueue.begin(mSoundUs, [signal] {
+            return signal != nullptr ? signal->picturesFromUs() : HdmiSignal::kNotRecorded;
+        });
     } else {
         mQueue.end();
     }

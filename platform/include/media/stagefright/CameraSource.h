@@ -73,7 +73,7 @@ class CameraSource : public MediaSource, public MediaBufferObserver {
     class VideoQueue;
     struct Frame;
 
-    CameraSource(const sp<ICameraRecordingProxy>& proxy, int32_t frameRate);
+    CameraSource(const sp<ICameraRecordingProxy>& proxy, int32_t cameraId, int32_t frameRate);
 
     status_t init(const sp<hardware::ICamera>& camera, int32_t cameraId, const String16& clientName,
                   uid_t clientUid, pid_t clientPid, Size videoSize,
@@ -90,7 +90,10 @@ class CameraSource : public MediaSource, public MediaBufferObserver {
     bool isTimely(int64_t timeUs);
     bool hasEndedLocked() const;
 
+    void tellPictureStart(int64_t timeUs) const;
+
     const sp<ICameraRecordingProxy> mRecordingProxy;  // null: the camera is this object's own
+    const int32_t mCameraId;
     const int32_t mWantedFrameRate;
     // Set by init, constant afterwards.
     status_t mInitCheck = NO_INIT;

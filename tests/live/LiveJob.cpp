@@ -1,0 +1,167 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "live/LiveJob.h"
+
+#include <android/log.h>
+#include <gtest/gtest.h>
+#include <oxa/host/Cameras.h>
+#include <oxa/host/Microphones.h>
+#include <oxa/host/SoundOutput.h>
+#include <system/audio.h>
+
+#include <chrono>
+#include <filesystem>
+
+#include "support/Deadline.h"
+
+namespace oxa::test {
+
+using namespace android;
+
+namespace {
+
+constexpr int32_t kOutputFile = 0;
+constexpr int32_t kMpeg4 = 1;
+constexpr std::chrono::seconds kLongestRecording{60};
+constexpr char kPictures[] = "/storage/emulated/0/Pictures";
+// Switches the platform's encoder to what a busy machine can do in real time.
+constexpr int32_t kBitRate = 1'000'000;
+
+}  // namespace
+
+std::string flashesAndBeeps(int frameRate, int sampleRate, int width, int height) {
+    const std::string size = std::to_string(width) + "x" + std::to_string(height);
+    return "color=black:size=" + size + ":rate=" + std::to_string(frameRate) +
+           ",drawbox=color=white:t=fill:enable='lt(mod(t+0.5,1),0.1)'[out0];"
+           "aevalsrc='if(lt(mod(t+0.5,1),0.1),0.5*sin(2*PI*1000*t),0)|"
+           "if(lt(mod(t+0.5,1),0.1),0.5*sin(2*PI*1000*t),0)':s=" +
+           std::to_string(sampleRate) + "[out1]";
+}
+
+class LiveJob::Reports : public AHandler {
+  public:
+    int hotplugState() const { return mHotplugState; }
+    void onMessageReceived(const sp<AMessage>& msg) override {
+        int32_t state;
+        if (msg->what() == kWhatHDMIRxVideoHotplug && msg->findInt32("rx-video", &state)) {
+            mHotplugState = state;
+        }
+    }
+
+  private:
+    std::atomic<int> mHotplugState{-1};
+};
+
+LiveJob::LiveJob(const LiveOptions& options)
+    : mOptions(options),
+      mDisplay(oxa::host::createRecordingDisplay()),
+      mReports(new Reports),
+      mReportLooper(new ALooper),
+      mPlayer(new OxaMediaCodecPlayer(true, options.onlyTrack)) {
+    // Thousands of lines that say that all is well hide the one that does not.
+    __android_log_set_minimum_priority(ANDROID_LOG_WARN);
+    std::filesystem::create_directories(deviceFile(kPictures));
+    setDeviceRoot(mDeviceRoot.path().c_str());
+    oxa::host::useNullSound();
+    mReportLooper->setName("LiveReports");
+    mReportLooper->start();
+    mReportLooper->registerHandler(mReports);
+    mPlayer->mStatusHandler = mReports;
+}
+
+LiveJob::~LiveJob() {
+    cleanUp();
+    mReportLooper->unregisterHandler(mReports->id());
+    mReportLooper->stop();
+    mReceiver.reset();
+    oxa::host::clearCameras();
+    oxa::host::clearMicrophones();
+    setDeviceRoot("");
+}
+
+void LiveJob::makeSource() {
+    if (!mOptions.hdmi) {
+        ASSERT_TRUE(oxa::host::registerCamera(0, "lavfi:" + mOptions.source));
+        if (!mOptions.microphone.empty()) {
+            ASSERT_TRUE(oxa::host::registerMicrophone(AUDIO_SOURCE_DEFAULT,
+                                                      "lavfi:" + mOptions.microphone));
+        }
+        return;
+    }
+    oxa::host::HdmiReceiverOptions receiver;
+    receiver.deviceRoot = mDeviceRoot.path();
+    receiver.source = "lavfi:" + mOptions.source;
+    receiver.sampleRate = mOptions.signalRate;
+    std::string error;
+    mReceiver = oxa::host::SimulatedHdmiReceiver::create(receiver, &error);
+    ASSERT_NE(mReceiver, nullptr) << error;
+    if (!mOptions.signalHasSound) mReceiver->loseAudio();
+}
+
+void LiveJob::start() {
+    ASSERT_NO_FATAL_FAILURE(prepare());
+    run();
+}
+
+void LiveJob::prepare() {
+    ASSERT_NO_FATAL_FAILURE(makeSource());
+    mFormat.width = mOptions.width;
+    mFormat.height = mOptions.height;
+    mFormat.frameRate = mOptions.frameRate;
+    mFormat.bitRate = kBitRate;
+    mFormat.iFrameInterval = 1;
+    mFormat.deinterlace = -1;
+    mFormat.channelCount = 2;
+    mFormat.sampleRate = mOptions.sampleRate;
+    _OxaTranscodeConfig config = {};
+    config.type = kOutputFile;
+    config.fmt = kMpeg4;
+    config.fileDesc = -1;
+    config.fileName = mOptions.output.c_str();
+    if (mOptions.output.size() > 3 && mOptions.output.substr(mOptions.output.size() - 3) == ".ts") {
+        config.fmt = 0;
+    }
+    ASSERT_EQ(mPlayer->initiate(mOptions.hdmi ? SourceTypeHdmiRx : SourceTypeUsbCamera, true, true),
+              OK);
+    ASSERT_EQ(mPlayer->setCameraSource(0, String16("live-test")), OK);
+    ASSERT_EQ(mPlayer->setAudioSource(AUDIO_SOURCE_DEFAULT), OK);
+    ASSERT_EQ(mPlayer->setSurface(mDisplay->producer()), OK);
+    ASSERT_EQ(mPlayer->setMuxer(config), OK);
+    ASSERT_EQ(mPlayer->setTargetFormat(mFormat), OK);
+    ASSERT_EQ(mPlayer->prepare(), OK);
+}
+
+void LiveJob::run() {
+    ASSERT_EQ(mPlayer->start(), OK);
+}
+
+void LiveJob::setRecording(bool on) {
+    ASSERT_EQ(mPlayer->setTranscode(on), OK);
+}
+
+void LiveJob::waitForRecorded(double seconds) {
+    const bool recorded = waitFor(
+            [&] {
+                _RECORDING_PROGRESS progress;
+                EXPECT_EQ(mPlayer->getRecordingProgress(&progress), OK);
+                const bool ofSound = mOptions.onlyTrack == CODEC_AUDIO_ONLY;
+                return (ofSound ? progress.audioTimeUs : progress.videoTimeUs) >= seconds * 1e6;
+            },
+            kLongestRecording);
+    ASSERT_TRUE(recorded) << "nothing comes any more";
+}
+
+void LiveJob::stop() {
+    EXPECT_EQ(mPlayer->stop(), OK);
+}
+
+void LiveJob::cleanUp() {
+    EXPECT_EQ(mPlayer->cleanup(), OK);
+}
+
+int LiveJob::hotplugState() const {
+    return mReports->hotplugState();
+}
+
+}  // namespace oxa::test

@@ -1,0 +1,82 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <OxaMediaCodecPlayer.h>
+#include <oxa/host/Display.h>
+#include <oxa/host/HdmiReceiver.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "support/TempDir.h"
+
+namespace oxa::test {
+
+struct LiveOptions {
+    bool hdmi = true;  // else a USB camera
+    // A filter graph; of a receiver with outputs for picture and sound.
+    std::string source;
+    std::string microphone;  // a filter graph, of a USB camera
+    int onlyTrack = 0;       // or CODEC_AUDIO_ONLY, CODEC_VIDEO_ONLY
+    int width = 320;
+    int height = 240;
+    int frameRate = 30;
+    int sampleRate = 48000;  // of the recording
+    int signalRate = 48000;  // what a receiver tells of its sound
+    bool signalHasSound = true;
+    // Empty: the default name under the device root.
+    std::string output;
+};
+
+// White flashes of 100 ms and beeps that begin with them, one each second from `firstS` on, as a
+// filter graph with both outputs; the picture goes on for ever.
+std::string flashesAndBeeps(int frameRate = 30, int sampleRate = 48000, int width = 320,
+                            int height = 240);
+
+// A live source and its recorder, through the library's public class as a client drives it, with a
+// device root of its own. Each call fails the test if the player refuses it. One at a time.
+class LiveJob {
+  public:
+    explicit LiveJob(const LiveOptions& options);
+    // Cleans up.
+    ~LiveJob();
+    LiveJob(const LiveJob&) = delete;
+    LiveJob& operator=(const LiveJob&) = delete;
+
+    // From nothing to a running preview; start() is all of it, prepare() all but the start.
+    void start();
+    void prepare();
+    void run();
+    void setRecording(bool on);
+    // Until so much is with the muxer.
+    void waitForRecorded(double seconds);
+    void stop();
+    void cleanUp();
+
+    android::OxaMediaCodecPlayer& player() { return *mPlayer; }
+    // Null for a USB camera.
+    oxa::host::SimulatedHdmiReceiver* receiver() { return mReceiver.get(); }
+    const oxa::host::RecordingDisplay& display() const { return *mDisplay; }
+    std::string deviceFile(const std::string& path) const { return mDeviceRoot.path() + path; }
+    // The last plug state that the client's handler was told; -1: none.
+    int hotplugState() const;
+
+  private:
+    class Reports;
+
+    void makeSource();
+
+    const LiveOptions mOptions;
+    const TempDir mDeviceRoot;
+    std::unique_ptr<oxa::host::SimulatedHdmiReceiver> mReceiver;
+    const std::unique_ptr<oxa::host::RecordingDisplay> mDisplay;
+    const android::sp<Reports> mReports;
+    const android::sp<android::ALooper> mReportLooper;
+    const android::sp<android::OxaMediaCodecPlayer> mPlayer;
+    android::_AV_FORMAT_FORMAT mFormat = {};
+};
+
+}  // namespace oxa::test
