@@ -8,6 +8,7 @@
 
 #include <random>
 
+#include "RecordCommand.h"
 #include "TranscodeCommand.h"
 
 namespace oxaplayer {
@@ -87,6 +88,21 @@ TEST_F(ArgumentsTest, everyOptionOfTranscodeArrives) {
 }
 
 // A default that slips in where nothing was asked would override the source's own value.
+TEST_F(ArgumentsTest, everyOptionOfRecordArrives) {
+    const auto parsed =
+            parse({"record", "--hdmi", "lavfi:testsrc2", "--audio", "none", "-o", "out.ts",
+                   "--duration", "2.5", "--preview", "--monitor", "--fps", "15", "--force"});
+    ASSERT_NE(parsed.command, nullptr) << parsed.standardError;
+    const RecordOptions& options = dynamic_cast<const RecordCommand&>(*parsed.command).options();
+    EXPECT_EQ(options.source.hdmi, "lavfi:testsrc2");
+    EXPECT_FALSE(options.source.usb);
+    EXPECT_EQ(options.source.audio, "none");
+    EXPECT_EQ(options.output, "out.ts");
+    EXPECT_EQ(options.durationUs, 2'500'000);
+    EXPECT_EQ(options.frameRate, 15);
+    EXPECT_TRUE(options.preview && options.monitor && options.force);
+}
+
 TEST_F(ArgumentsTest, whatIsNotGivenIsLeftToTheSource) {
     const auto parsed = parse({"--json", "transcode", "in.mkv", "-o", "-"});
     ASSERT_NE(parsed.command, nullptr) << parsed.standardError;
@@ -152,7 +168,10 @@ INSTANTIATE_TEST_SUITE_P(
                 with({"--deinterlace", "3"}), with({"--profile", "best"}), with({"--level", "9"}),
                 with({"--audio-rate", "47999"}), with({"--audio-channels", "0"}),
                 with({"--audio-channels", "7"}), with({"--only", "subtitles"}),
-                with({"--format", "mkv"}), with({"--fps", "25", "--fps", "30"})),
+                with({"--format", "mkv"}), with({"--fps", "25", "--fps", "30"}),
+                std::vector<std::string>{"record", "--usb", "lavfi:testsrc2"},
+                std::vector<std::string>{"record", "--usb", "a", "-o", "b.ts", "--profile", "high"},
+                std::vector<std::string>{"camera", "--usb"}),
         [](const testing::TestParamInfo<std::vector<std::string>>& info) {
             std::string name = std::to_string(info.index);
             for (const std::string& word : info.param)
@@ -171,6 +190,14 @@ TEST(BitRate, suffixesAreDecimal) {
     EXPECT_EQ(parseBitRate("0"), 0);
     EXPECT_EQ(parseBitRate("1000M"), 1'000'000'000);
     EXPECT_EQ(parseBitRate("1001M"), std::nullopt);
+}
+
+TEST(Seconds, mayHaveAFraction) {
+    EXPECT_EQ(parseSeconds("90"), 90'000'000);
+    EXPECT_EQ(parseSeconds("0.25"), 250'000);
+    for (const char* text :
+         {"", "0", "-1", "0.0000001", "1e3", "1s", "inf", "nan", "1e99", "99999999"})
+        EXPECT_FALSE(parseSeconds(text)) << text;
 }
 
 TEST(ContainerChoice, followsTheExtensionUnlessAsked) {

@@ -95,6 +95,64 @@ TEST_F(OutputFileDeathTest, nothingIsLeftAfterAFatalAssertion) {
     EXPECT_THAT(names(), IsEmpty());
 }
 
+TEST_F(OutputFileDeathTest, oldFileComesBackAfterAFatalAssertion) {
+    ASSERT_TRUE(writeFile(mFinal, "old"));
+    EXPECT_DEATH(
+            {
+                OutputFile::removeAtFatalError();
+                OutputFile output;
+                output.openInPlace(mFinal, true, -1);
+                __android_log_assert(nullptr, "test", "broken invariant");
+            },
+            "broken invariant");
+    EXPECT_EQ(readFile(mFinal), "old");
+    EXPECT_THAT(names(), UnorderedElementsAre("film.mp4"));
+}
+
+// ---- In place -----------------------------------------------------------------------------------
+
+TEST_F(OutputFileTest, fileInPlaceHasItsNameAtOnceAndStaysWhenKept) {
+    {
+        OutputFile output;
+        ASSERT_FALSE(output.openInPlace(mFinal, false, -1));
+        EXPECT_THAT(names(), UnorderedElementsAre("film.mp4"));
+        EXPECT_FALSE(output.isKept());
+        ASSERT_TRUE(writeFully(output.descriptor(), "new"));
+        output.keep();
+        EXPECT_TRUE(output.isKept());
+        output.discard();
+    }
+    EXPECT_EQ(readFile(mFinal), "new");
+    OutputFile refused;
+    const auto failure = refused.openInPlace(mFinal, false, -1);
+    ASSERT_TRUE(failure);
+    EXPECT_THAT(failure->text, HasSubstr("File exists"));
+}
+
+TEST_F(OutputFileTest, oldFileComesBackUntilTheNewOneIsKept) {
+    const std::string link = mFolder.file("link.mp4");
+    ASSERT_TRUE(writeFile(mFinal, "old"));
+    std::filesystem::create_symlink(mFinal, link);
+    for (const std::string& path : {mFinal, link}) {
+        OutputFile output;
+        ASSERT_FALSE(output.openInPlace(path, true, -1));
+        ASSERT_TRUE(writeFully(output.descriptor(), "new"));
+        EXPECT_EQ(readFile(mFinal), "new");
+        output.discard();
+        EXPECT_EQ(readFile(mFinal), "old");
+        EXPECT_THAT(names(), UnorderedElementsAre("film.mp4", "link.mp4"));
+    }
+    OutputFile output;
+    ASSERT_FALSE(output.openInPlace(link, true, -1));
+    ASSERT_TRUE(writeFully(output.descriptor(), "new"));
+    EXPECT_FALSE(output.finish());
+    EXPECT_EQ(readFile(mFinal), "new");
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_THAT(names(), UnorderedElementsAre("film.mp4", "link.mp4"));
+}
+
+// ---- Beside its place ---------------------------------------------------------------------------
+
 TEST_F(OutputFileTest, existingFileIsReplacedOnlyByForce) {
     ASSERT_TRUE(writeFile(mFinal, "old"));
     OutputFile refused;

@@ -69,6 +69,12 @@ std::string escaped(const std::string& text, const std::string& special) {
     return result;
 }
 
+// A named pipe would hold whoever opens it.
+std::optional<Failure> checkFile(const std::string& source) {
+    InputFile file;
+    return isFile(source) ? file.open(source) : std::nullopt;
+}
+
 std::optional<int64_t> fileLengthUs(const std::string& path) {
     InputFile file;
     std::vector<SourceTrack> tracks;
@@ -128,6 +134,7 @@ CaptureSource::~CaptureSource() {
 std::optional<Failure> CaptureSource::open(const CaptureChoice& choice, Only only) {
     mChoice = choice;
     mHasVideo = only != Only::kAudio;
+    if (auto failure = checkFile(name())) return failure;
     if (mHasVideo) {
         const std::string error = oxa::host::cameraSourceError(name());
         if (!error.empty()) return Failure{ExitCode::kInput, "no picture: " + error};
@@ -149,6 +156,7 @@ std::optional<Failure> CaptureSource::chooseSound(Only only) {
         mSound = kDefaultMicrophone;
     }
     if (mSound.empty()) return std::nullopt;
+    if (auto failure = checkFile(mSound)) return failure;
     const std::string error = oxa::host::microphoneSourceError(mSound);
     if (error.empty()) return std::nullopt;
     const bool wasAsked = mChoice.audio || !mHasVideo;

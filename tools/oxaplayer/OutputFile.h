@@ -35,6 +35,7 @@ class OutputFile {
     std::optional<Failure> openInPlace(const std::string& path, bool force, int standardOutput);
     // Of a file in place: there is something in it that must not be lost. Harmless otherwise.
     void keep();
+    bool isKept() const { return mInPlace && !mTemporary; }
 
     // Stays this object's; readable and writable for an ordinary file.
     int descriptor() const { return mDescriptor; }

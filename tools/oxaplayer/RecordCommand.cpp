@@ -186,6 +186,8 @@ std::optional<Failure> RecordCommand::complete(const RecordJob& job,
         if (job.wasInterrupted()) return kNothingWritten;
         return Failure{ExitCode::kInput, "'" + mSource.name() + "' has given nothing to record"};
     }
+    // Not worth the file that was there before, which comes back.
+    if (failure && failure->code == ExitCode::kOutput && !mOutput.isKept()) return failure;
     // A disk that is full is told in the job's own words.
     const auto unfinished = mOutput.finish();
     if (!failure && unfinished) return unfinished;

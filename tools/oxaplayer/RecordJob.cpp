@@ -27,6 +27,8 @@ constexpr int64_t kShortestTickUs = 2'000;
 constexpr int64_t kStallUs = 30'000'000;
 constexpr int64_t kStopOutputWaitUs = 1'000'000;
 constexpr int32_t kOutputDescriptor = 7;
+// A disk that takes nothing has said so by now.
+constexpr int64_t kTrustedUs = 2'000'000;
 constexpr int kCamera = 0;
 
 int onlyTrack(const CaptureSource& source) {
@@ -194,8 +196,7 @@ void RecordJob::updateStatus() {
         mIdleUs = 0;
     }
     mRecorded = recorded;
-    // From now on there is more to lose than the file that was there before.
-    if (hasOutput()) mWork.output.keep();
+    if (lastTimeUs() >= kTrustedUs) mWork.output.keep();
     mSample = {nowUs(), lastTimeUs(), recorded.videoFrames, mWork.output.bytes()};
     const ProgressNumbers numbers = mMeter.add(mSample);
     std::string line = formatClock(numbers.timeSec);
