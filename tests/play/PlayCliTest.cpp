@@ -1,0 +1,163 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <cmath>
+
+#include "cli/PlayerProgram.h"
+#include "support/MediaProbe.h"
+#include "support/Sound.h"
+#include "support/TempDir.h"
+#include "support/TestClips.h"
+
+namespace oxa::test {
+namespace {
+
+using nlohmann::json;
+using std::chrono::milliseconds;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+class PlayCliTest : public testing::Test {
+  protected:
+    // Neither a screen nor a sound card.
+    static ProcessRunner play(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "play");
+        return player(std::move(arguments))
+                .setEnvironment("DISPLAY", "")
+                .setEnvironment("WAYLAND_DISPLAY", "")
+                .setEnvironment("SDL_VIDEODRIVER", "")
+                .setEnvironment("SDL_AUDIODRIVER", "alsa");
+    }
+
+    static std::string shortClip() {
+        ClipOptions clip;
+        clip.seconds = 1;
+        return testClip(clip);
+    }
+
+    const TempDir mFolder;
+};
+
+TEST_F(PlayCliTest, picturesAndSoundOfFilesAreThoseOfTheClip) {
+    const std::string pictures = mFolder.file("pictures");
+    const std::string sound = mFolder.file("sound.wav");
+    runOrDie({"mkdir", pictures});
+    const ProcessResult result = play({shortClip(), "--display", "png:" + pictures, "--sound",
+                                       "wav:" + sound, "--json", "--quiet"})
+                                         .run();
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const auto events = eventsOf(result.out);
+    EXPECT_EQ(events.front()["event"], "start");
+    EXPECT_EQ(eventsNamed(events, "track").size(), 2u);
+    EXPECT_EQ(eventsNamed(events, "eos").size(), 1u);
+    const json& last = events.back();
+    EXPECT_EQ(last["exit"], 0);
+    EXPECT_EQ(last["frames"].get<int>() + last["dropped"].get<int>(), 25);
+    EXPECT_EQ(namesIn(pictures).size(), last["frames"].get<size_t>());
+    const MediaProbe picture(pictures + "/" + namesIn(pictures).front());
+    ASSERT_TRUE(picture.ok()) << picture.error();
+    EXPECT_EQ(picture.video()->width, 320);
+    EXPECT_EQ(picture.video()->height, 240);
+    const Sound heard = decodeSound(sound);
+    EXPECT_EQ(heard.sampleRate, 48000);
+    EXPECT_EQ(heard.channels, 2);
+    EXPECT_NEAR(dominantFrequency(window(heard.channel(0), 48000, 0.3, 0.5), 48000), 440, 1);
+    EXPECT_GE(heard.seconds(), 1);
+    // Existing pictures and sound are not replaced.
+    for (const auto& arguments :
+         {std::vector<std::string>{"--display", "png:" + pictures},
+          std::vector<std::string>{"--display", "null", "--sound", "wav:" + sound}}) {
+        std::vector<std::string> again = {shortClip(), "--json"};
+        again.insert(again.end(), arguments.begin(), arguments.end());
+        const ProcessResult refused = play(again).run();
+        EXPECT_EQ(refused.exitCode, 4);
+        EXPECT_EQ(linesOf(refused.err).size(), 1u) << refused.err;
+    }
+}
+
+// What is missing is told in one line each, and the rest is as it would be.
+TEST_F(PlayCliTest, goesOnWithoutScreenAndSoundCard) {
+    const ProcessResult result = play({shortClip()}).run();
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_THAT(result.err, HasSubstr("neither DISPLAY nor WAYLAND_DISPLAY is set"));
+    EXPECT_THAT(result.err, HasSubstr("sound"));
+    EXPECT_EQ(result.out, "");
+}
+
+struct WrongCase {
+    const char* name;
+    std::vector<std::string> arguments;
+    int exitCode;
+    const char* says;
+};
+
+void PrintTo(const WrongCase& wrong, std::ostream* out) {
+    *out << wrong.name;
+}
+
+class WrongPlayTest : public PlayCliTest, public testing::WithParamInterface<WrongCase> {};
+
+TEST_P(WrongPlayTest, isOneLineAndItsExitCode) {
+    const ProcessResult result = play(GetParam().arguments).run();
+    EXPECT_EQ(result.exitCode, GetParam().exitCode) << result.err;
+    EXPECT_EQ(linesOf(result.err).size(), 1u) << result.err;
+    EXPECT_THAT(result.err, HasSubstr(GetParam().says));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        , WrongPlayTest,
+        testing::Values(
+                WrongCase{"NoSuchFile", {"/nowhere/x.mp4"}, 3, "cannot open '/nowhere/x.mp4'"},
+                WrongCase{"Garbage", {garbageFile(100'000)}, 3, "oxaplayer: play: "},
+                WrongCase{"NoPictureAskedFor",
+                          {mediaPath("roar.mp3"), "--only", "video"},
+                          3,
+                          "oxaplayer: play: "},
+                WrongCase{"UnknownDisplay",
+                          {mediaPath("roar.mp3"), "--display", "tv"},
+                          2,
+                          "window, null or png:DIR"},
+                WrongCase{"NoFolderForPictures",
+                          {mediaPath("flower_540p_h264_aac.mp4"), "--display", "png:/nowhere/x"},
+                          4,
+                          "/nowhere/x"},
+                WrongCase{"NoFolderForSound",
+                          {mediaPath("roar.mp3"), "--sound", "wav:/nowhere/x.wav"},
+                          4,
+                          "/nowhere/x.wav"}),
+        [](const auto& info) { return info.param.name; });
+
+TEST_F(PlayCliTest, interruptEndsItAtOnceAlsoDuringTheStart) {
+    const std::string clip = mediaPath("flower_540p_h264_aac.mp4");
+    for (const milliseconds delay : {milliseconds(0), milliseconds(30), milliseconds(80),
+                                     milliseconds(200), milliseconds(900)}) {
+        SCOPED_TRACE(delay.count());
+        const ProcessResult result = play({clip, "--display", "null", "--sound", "null", "--json"})
+                                             .signalAfter(SIGINT, delay)
+                                             .run();
+        EXPECT_FALSE(result.timedOut);
+        // A signal before the program has taken over signals ends it as the system does.
+        if (result.signal == SIGINT) continue;
+        EXPECT_EQ(result.exitCode, 130) << result.err;
+        EXPECT_EQ(eventsOf(result.out).back()["exit"], 130);
+    }
+}
+
+// The line that is redrawn is for people; a log gets whole lines.
+TEST_F(PlayCliTest, statusIsAWholeLineWithoutATerminal) {
+    const ProcessResult result = play({shortClip(), "--display", "null", "--sound", "null"}).run();
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_THAT(result.err, Not(HasSubstr("\r")));
+    EXPECT_THAT(result.err, Not(HasSubstr("\033")));
+}
+
+}  // namespace
+}  // namespace oxa::test
