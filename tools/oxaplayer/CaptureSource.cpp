@@ -75,11 +75,13 @@ std::optional<Failure> checkFile(const std::string& source) {
     return isFile(source) ? file.open(source) : std::nullopt;
 }
 
-std::optional<int64_t> fileLengthUs(const std::string& path) {
+std::optional<int64_t> pictureLengthUs(const std::string& path) {
     InputFile file;
     std::vector<SourceTrack> tracks;
     if (file.open(path) || readTracks(file, &tracks)) return std::nullopt;
-    return longestDurationUs(tracks);
+    const auto picture = std::find_if(tracks.begin(), tracks.end(),
+                                      [](const SourceTrack& track) { return track.isVideo; });
+    return picture == tracks.end() ? std::nullopt : picture->durationUs;
 }
 
 }  // namespace
@@ -193,7 +195,7 @@ std::optional<Failure> CaptureSource::openHdmi() {
     if (mReceiver == nullptr) return Failure{ExitCode::kInput, error};
     android::setDeviceRoot(mDeviceRoot.path().c_str());
     // It begins a file again at its end.
-    if (mHasVideo && isFile(name())) mLengthUs = fileLengthUs(name());
+    if (mHasVideo && isFile(name())) mLengthUs = pictureLengthUs(name());
     return std::nullopt;
 }
 

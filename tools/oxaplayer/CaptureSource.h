@@ -53,7 +53,7 @@ class CaptureSource {
     const std::string& name() const { return mChoice.source(); }
     // Where the sound comes from; the same text as name() for the source's own.
     const std::string& soundName() const { return mSound; }
-    // How long the source is; nothing where it does not end or says so by itself.
+    // How long its picture is; nothing where it does not end or says so by itself.
     std::optional<int64_t> lengthUs() const { return mLengthUs; }
     // Whether `path` is a file that the source reads.
     bool isReadFrom(const std::string& path) const;
