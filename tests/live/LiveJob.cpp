@@ -10,8 +10,10 @@
 #include <oxa/host/SoundOutput.h>
 #include <system/audio.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <thread>
 
 #include "support/Deadline.h"
 
@@ -22,6 +24,7 @@ using namespace android;
 namespace {
 
 constexpr int32_t kOutputFile = 0;
+constexpr int32_t kOutputDescriptor = 7;
 constexpr int32_t kMpeg4 = 1;
 constexpr std::chrono::seconds kLongestRecording{60};
 constexpr char kPictures[] = "/storage/emulated/0/Pictures";
@@ -119,6 +122,10 @@ void LiveJob::prepare() {
     config.fmt = kMpeg4;
     config.fileDesc = -1;
     config.fileName = mOptions.output.c_str();
+    if (mOptions.outputDescriptor >= 0) {
+        config.type = kOutputDescriptor;
+        config.fileDesc = mOptions.outputDescriptor;
+    }
     if (mOptions.output.size() > 3 && mOptions.output.substr(mOptions.output.size() - 3) == ".ts") {
         config.fmt = 0;
     }
@@ -140,16 +147,26 @@ void LiveJob::setRecording(bool on) {
     ASSERT_EQ(mPlayer->setTranscode(on), OK);
 }
 
+double LiveJob::recordedSeconds() {
+    _RECORDING_PROGRESS progress;
+    EXPECT_EQ(mPlayer->getRecordingProgress(&progress), OK);
+    const bool ofSound = mOptions.onlyTrack == CODEC_AUDIO_ONLY;
+    return (ofSound ? progress.audioTimeUs : progress.videoTimeUs) / 1e6;
+}
+
 void LiveJob::waitForRecorded(double seconds) {
-    const bool recorded = waitFor(
-            [&] {
-                _RECORDING_PROGRESS progress;
-                EXPECT_EQ(mPlayer->getRecordingProgress(&progress), OK);
-                const bool ofSound = mOptions.onlyTrack == CODEC_AUDIO_ONLY;
-                return (ofSound ? progress.audioTimeUs : progress.videoTimeUs) >= seconds * 1e6;
-            },
-            kLongestRecording);
-    ASSERT_TRUE(recorded) << "nothing comes any more";
+    ASSERT_TRUE(waitFor([&] { return recordedSeconds() >= seconds; }, kLongestRecording))
+            << "nothing comes any more";
+}
+
+void LiveJob::recordAnew(std::chrono::milliseconds pause) {
+    const double before = recordedSeconds();
+    ASSERT_NO_FATAL_FAILURE(setRecording(false));
+    std::this_thread::sleep_for(pause);
+    ASSERT_NO_FATAL_FAILURE(setRecording(true));
+    // The figure of the former recording stays until there is another one.
+    ASSERT_TRUE(waitFor([&] { return recordedSeconds() < before; }, kLongestRecording))
+            << "no recording has begun";
 }
 
 void LiveJob::stop() {
@@ -158,6 +175,15 @@ void LiveJob::stop() {
 
 void LiveJob::cleanUp() {
     EXPECT_EQ(mPlayer->cleanup(), OK);
+}
+
+std::vector<std::string> LiveJob::defaultRecordings() const {
+    std::vector<std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator(deviceFile(kPictures)))
+        files.push_back(entry.path());
+    // The names tell the time.
+    std::sort(files.begin(), files.end());
+    return files;
 }
 
 int LiveJob::hotplugState() const {

@@ -8,8 +8,10 @@
 #include <oxa/host/HdmiReceiver.h>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "support/TempDir.h"
 
@@ -29,6 +31,7 @@ struct LiveOptions {
     bool signalHasSound = true;
     // Empty: the default name under the device root.
     std::string output;
+    int outputDescriptor = -1;  // the output in place of a name; stays the caller's
 };
 
 // White flashes of 100 ms and beeps that begin with them, one each second from `firstS` on, as a
@@ -53,6 +56,11 @@ class LiveJob {
     void setRecording(bool on);
     // Until so much is with the muxer.
     void waitForRecorded(double seconds);
+    // Of the present recording or the last one, negative before its first sample; of the sound
+    // where nothing else is recorded.
+    double recordedSeconds();
+    // Switches recording off, waits so long, and on again, until the new recording has begun.
+    void recordAnew(std::chrono::milliseconds pause);
     void stop();
     void cleanUp();
 
@@ -61,6 +69,8 @@ class LiveJob {
     oxa::host::SimulatedHdmiReceiver* receiver() { return mReceiver.get(); }
     const oxa::host::RecordingDisplay& display() const { return *mDisplay; }
     std::string deviceFile(const std::string& path) const { return mDeviceRoot.path() + path; }
+    // Recordings with default names, the oldest first.
+    std::vector<std::string> defaultRecordings() const;
     // The last plug state that the client's handler was told; -1: none.
     int hotplugState() const;
 

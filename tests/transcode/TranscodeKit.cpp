@@ -140,6 +140,23 @@ std::string complaintsAbout(const std::string& path, const std::vector<size_t>& 
     return result.out + result.err;
 }
 
+void expectEmptyOrPlayable(const std::string& path) {
+    if (fileSize(path) == 0) return;
+    const MediaProbe probe(path, isTransportStream(path) ? kTransportStream : "");
+    ASSERT_TRUE(probe.ok()) << probe.error();
+    std::vector<size_t> filled;
+    for (size_t i = 0; i < probe.streams().size(); ++i) {
+        const StreamProbe& stream = probe.streams()[i];
+        if (stream.packetCount == 0) continue;
+        filled.push_back(i);
+        EXPECT_EQ(stream.decodeErrors, 0);
+        EXPECT_TRUE(stream.decodingTimesRise);
+    }
+    if (!filled.empty()) {
+        EXPECT_EQ(complaintsAbout(path, filled), "");
+    }
+}
+
 // ---- Pictures
 
 void encodePeer(const std::string& source, const std::string& filters, int keyFrameInterval,

@@ -27,6 +27,10 @@ ProcessResult transcode(const std::string& input, const std::string& output,
 // empty when nothing is wrong.
 std::string complaintsAbout(const std::string& path, const std::vector<size_t>& streams = {});
 
+// The test fails unless nothing was written, or what was written is a file like any other. It may
+// be so short that a stream that is announced has no sample.
+void expectEmptyOrPlayable(const std::string& path);
+
 // ---- Pictures
 
 constexpr int kQualityBitRate = 6'000'000;

@@ -1,0 +1,153 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <oxa/host/Cameras.h>
+#include <oxa/host/HdmiSound.h>
+#include <oxa/host/Microphones.h>
+#include <system/audio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <string>
+
+#include "live/LiveJob.h"
+#include "platform/codec/FaultLog.h"
+#include "support/Deadline.h"
+#include "support/MediaProbe.h"
+#include "support/TempDir.h"
+#include "transcode/TranscodeKit.h"
+#include "transcode/Watchdog.h"
+
+namespace oxa::test {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr double kBeforeS = 0.7;
+constexpr double kAfterS = 0.5;
+// Sound runs behind the picture by what is on its way.
+constexpr double kSoundBeforeS = 0.4;
+constexpr std::chrono::milliseconds kQuiet{300};
+constexpr std::chrono::seconds kStopLimit{20};
+constexpr std::chrono::seconds kFewSeconds{5};
+
+struct FaultCase {
+    const char* name;
+    bool hdmi;
+    bool pictureEnds;
+    void (*strike)(LiveJob* job);
+};
+
+const FaultCase kFaults[] = {
+        {"HdmiUnplugged", true, true, [](LiveJob* job) { job->receiver()->unplug(); }},
+        {"HdmiStalled", true, true, [](LiveJob* job) { job->receiver()->stall(); }},
+        {"HdmiSoundLost", true, false, [](LiveJob* job) { job->receiver()->loseAudio(); }},
+        {"HdmiSoundServiceEnded", true, false, [](LiveJob*) { host::endHdmiSoundService(); }},
+        {"UsbUnplugged", false, true, [](LiveJob*) { host::loseCamera(0, true); }},
+        {"UsbStalled", false, true, [](LiveJob*) { host::stallCamera(0, true); }},
+        {"UsbMicrophoneLost", false, false,
+         [](LiveJob*) { host::loseMicrophone(AUDIO_SOURCE_DEFAULT, true); }},
+        {"UsbMicrophoneStalled", false, false,
+         [](LiveJob*) { host::stallMicrophone(AUDIO_SOURCE_DEFAULT, true); }},
+};
+
+LiveOptions sourceOf(bool hdmi) {
+    LiveOptions options;
+    options.hdmi = hdmi;
+    options.source = hdmi ? flashesAndBeeps() : "testsrc2=size=320x240:rate=30";
+    options.microphone = "sine=frequency=440:sample_rate=48000";
+    return options;
+}
+
+void stopInTime(LiveJob* job) {
+    const Watchdog watchdog("stopping after a fault", kStopLimit);
+    const Clock::time_point begin = Clock::now();
+    job->stop();
+    EXPECT_LT(Clock::now() - begin, kFewSeconds);
+    job->cleanUp();
+}
+
+// The last picture has come out of the encoder.
+void waitForSilence(LiveJob* job) {
+    double last = -1;
+    Clock::time_point since = Clock::now();
+    ASSERT_TRUE(waitFor([&] {
+        const double now = job->recordedSeconds();
+        if (now != last) since = Clock::now();
+        last = now;
+        return Clock::now() - since > kQuiet;
+    })) << "pictures still come";
+}
+
+class LiveFaultTest : public testing::TestWithParam<FaultCase> {
+  protected:
+    ~LiveFaultTest() override { host::startHdmiSoundService(); }
+    const TempDir mFolder;
+};
+
+TEST_P(LiveFaultTest, whatWasRecordedBeforeIsKept) {
+    LiveOptions live = sourceOf(GetParam().hdmi);
+    live.output = mFolder.file("out.mp4");
+    {
+        LiveJob job(live);
+        ASSERT_NO_FATAL_FAILURE(job.start());
+        ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
+        ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kBeforeS));
+        GetParam().strike(&job);
+        if (GetParam().pictureEnds) {
+            ASSERT_NO_FATAL_FAILURE(waitForSilence(&job));
+        } else {
+            ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kBeforeS + kAfterS));
+        }
+        stopInTime(&job);
+    }
+    const MediaProbe probe(live.output);
+    ASSERT_TRUE(probe.ok()) << probe.error();
+    EXPECT_EQ(complaintsAbout(live.output), "");
+    ASSERT_NE(probe.video(), nullptr);
+    ASSERT_NE(probe.audio(), nullptr);
+    EXPECT_GE(probe.video()->durationUs(),
+              (kBeforeS + (GetParam().pictureEnds ? 0 : kAfterS)) * 1e6);
+    EXPECT_GE(probe.audio()->durationUs(), kSoundBeforeS * 1e6);
+    EXPECT_EQ(probe.video()->decodeErrors, 0);
+    EXPECT_EQ(probe.audio()->decodeErrors, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, LiveFaultTest, testing::ValuesIn(kFaults),
+                         [](const auto& info) { return info.param.name; });
+
+class FullDiskTest : public testing::TestWithParam<bool> {};
+
+TEST_P(FullDiskTest, theClientIsToldAndThePreviewGoesOn) {
+    const int full = open("/dev/full", O_RDWR | O_CLOEXEC);
+    ASSERT_GE(full, 0);
+    const FaultLog faults;
+    {
+        LiveOptions live = sourceOf(GetParam());
+        live.outputDescriptor = full;
+        LiveJob job(live);
+        ASSERT_NO_FATAL_FAILURE(job.start());
+        ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
+        const auto isTold = [&] {
+            const auto all = faults.faults();
+            return std::any_of(all.begin(), all.end(), [](const host::Fault& fault) {
+                return fault.source == host::FaultSource::kWriter && fault.error == ENOSPC;
+            });
+        };
+        EXPECT_TRUE(waitFor(isTold));
+        const uint64_t shown = job.display().figures().shown;
+        EXPECT_TRUE(waitFor([&] { return job.display().figures().shown > shown + 5; }));
+        stopInTime(&job);
+    }
+    close(full);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sources, FullDiskTest, testing::Bool(),
+                         [](const auto& info) { return info.param ? "Hdmi" : "Usb"; });
+
+}  // namespace
+}  // namespace oxa::test

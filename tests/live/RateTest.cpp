@@ -1,0 +1,139 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+#include <oxa/host/Cameras.h>
+
+#include <cmath>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "live/LiveJob.h"
+#include "support/MediaProbe.h"
+#include "support/Pictures.h"
+#include "support/Sound.h"
+#include "support/TempDir.h"
+
+namespace oxa::test {
+namespace {
+
+// Brightness steps that survive the encoder.
+constexpr int kDarkest = 20;
+constexpr int kStep = 4;
+constexpr int kNumbers = 50;
+constexpr double kSeconds = 1.5;
+constexpr double kToneHz = 1000;
+
+// Grey pictures whose brightness tells their number, and a tone.
+std::string numberedSignal(int frameRate, int width, int height, int sampleRate = 48000) {
+    return "nullsrc=size=16x16:rate=" + std::to_string(frameRate) + ",format=yuv420p,geq=lum='" +
+           std::to_string(kDarkest) + "+" + std::to_string(kStep) + "*mod(N\\," +
+           std::to_string(kNumbers) + ")':cb=128:cr=128,scale=" + std::to_string(width) + ":" +
+           std::to_string(height) +
+           ":flags=neighbor,setsar=1[out0];sine=frequency=" + std::to_string(int(kToneHz)) +
+           ":sample_rate=" + std::to_string(sampleRate) + "[out1]";
+}
+
+int numberOf(const Image& image) {
+    return static_cast<int>(std::lround((meanColour(image).y - kDarkest) / kStep));
+}
+
+// What a recording lost since this machine was too slow for it.
+struct Losses {
+    uint64_t pictures = 0;
+};
+
+void record(const LiveOptions& live, Losses* losses,
+            android::_RECORDING_PROGRESS* progress = nullptr) {
+    LiveJob job(live);
+    ASSERT_NO_FATAL_FAILURE(job.start());
+    ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
+    ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kSeconds));
+    job.stop();
+    const oxa::host::CameraFigures figures = oxa::host::cameraFigures(0);
+    losses->pictures = figures.recordingDropped + figures.late;
+    if (progress != nullptr) {
+        ASSERT_EQ(job.player().getRecordingProgress(progress), android::OK);
+    }
+}
+
+struct RateCase {
+    const char* name;
+    int sourceRate;
+    int recordedRate;
+    int width;
+    int height;
+};
+
+class RateTest : public testing::TestWithParam<RateCase> {
+  protected:
+    const TempDir mFolder;
+};
+
+TEST_P(RateTest, keepsExactlyEveryNthPicture) {
+    const RateCase& rates = GetParam();
+    LiveOptions live;
+    live.source = numberedSignal(rates.sourceRate, rates.width, rates.height);
+    live.width = rates.width;
+    live.height = rates.height;
+    live.frameRate = rates.recordedRate;
+    live.output = mFolder.file("out.mp4");
+    Losses losses;
+    android::_RECORDING_PROGRESS progress;
+    ASSERT_NO_FATAL_FAILURE(record(live, &losses, &progress));
+
+    const std::vector<Image> pictures = decodePictures(live.output);
+    ASSERT_GE(pictures.size(), kSeconds * rates.recordedRate - losses.pictures);
+    const int expected = rates.sourceRate / rates.recordedRate;
+    uint64_t others = 0;
+    for (size_t i = 1; i < pictures.size(); ++i) {
+        const int step = (numberOf(pictures[i]) - numberOf(pictures[i - 1]) + kNumbers) % kNumbers;
+        others += step != expected;
+        const double periodUs = 1e6 / rates.sourceRate;
+        EXPECT_NEAR(static_cast<double>(pictures[i].timeUs - pictures[i - 1].timeUs),
+                    step * periodUs, periodUs / 2)
+                << "a picture is shown at another one's time";
+    }
+    // Not the last one, which is kept whatever its number.
+    EXPECT_LE(others, losses.pictures + 1);
+    // The camera delivers 30 a second; the others are left out behind it.
+    const int interval = 30 / rates.recordedRate;
+    EXPECT_NEAR(static_cast<double>(progress.thinnedFrames),
+                static_cast<double>((interval - 1) * pictures.size()), interval);
+    std::cout << pictures.size() << " pictures, " << others << " irregular steps, "
+              << losses.pictures << " lost by this machine\n";
+}
+
+INSTANTIATE_TEST_SUITE_P(Rates, RateTest,
+                         testing::Values(RateCase{"From30To15", 30, 15, 320, 240},
+                                         RateCase{"From30To10", 30, 10, 320, 240},
+                                         RateCase{"From60To30", 60, 30, 1280, 720}),
+                         [](const auto& info) { return info.param.name; });
+
+TEST(SignalRateTest, soundOf44100HzIsRecordedAt48000InPitchAndLength) {
+    const TempDir folder;
+    LiveOptions live;
+    live.source = numberedSignal(30, 320, 240, 44100);
+    live.signalRate = 44100;
+    live.sampleRate = 48000;
+    live.output = folder.file("out.mp4");
+    Losses losses;
+    ASSERT_NO_FATAL_FAILURE(record(live, &losses));
+
+    const MediaProbe probe(live.output);
+    ASSERT_TRUE(probe.ok()) << probe.error();
+    ASSERT_NE(probe.video(), nullptr);
+    ASSERT_NE(probe.audio(), nullptr);
+    EXPECT_EQ(probe.audio()->sampleRate, 48000);
+    EXPECT_NEAR(probe.audio()->endUs / 1e3, probe.video()->endUs / 1e3, 60);
+    const Sound sound = decodeSound(live.output);
+    EXPECT_NEAR(dominantFrequency(sound.mono(), sound.sampleRate), kToneHz, 2);
+    EXPECT_NEAR(sound.seconds() * 1e3, probe.audio()->durationUs() / 1e3, 25)
+            << "samples and times tell different lengths";
+    std::cout << "sound ends " << (probe.audio()->endUs - probe.video()->endUs) / 1e3
+              << " ms after the picture\n";
+}
+
+}  // namespace
+}  // namespace oxa::test

@@ -1,0 +1,174 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "library/LogCapture.h"
+#include "live/LiveJob.h"
+#include "support/Deadline.h"
+#include "support/MediaProbe.h"
+#include "support/TempDir.h"
+#include "transcode/TranscodeKit.h"
+#include "transcode/Watchdog.h"
+
+namespace oxa::test {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr std::chrono::seconds kSwitchLimit{60};
+// Longer than the second that a default name tells.
+constexpr double kRecordingS = 1.1;
+constexpr double kShortRecordingS = 0.5;
+// A hang, on any machine.
+constexpr double kLongestGapS = 2;
+
+// How many descriptors of this process refer to the file.
+int descriptorsOf(const std::string& path) {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        count += std::filesystem::read_symlink(entry.path(), gone) == path;
+    }
+    return count;
+}
+
+void expectWholeFromZero(const std::string& path, double seconds) {
+    SCOPED_TRACE(path);
+    const MediaProbe probe(path);
+    ASSERT_TRUE(probe.ok()) << probe.error();
+    EXPECT_EQ(complaintsAbout(path), "");
+    ASSERT_NE(probe.video(), nullptr);
+    ASSERT_NE(probe.audio(), nullptr);
+    EXPECT_EQ(probe.video()->firstUs(), 0);
+    EXPECT_GE(probe.video()->durationUs(), seconds * 1e6);
+    EXPECT_LT(std::abs(probe.audio()->firstUs()), 150'000);
+    EXPECT_GT(probe.audio()->frameCount, 0);
+    for (const StreamProbe& stream : probe.streams()) {
+        EXPECT_EQ(stream.decodeErrors, 0);
+        EXPECT_TRUE(stream.decodingTimesRise);
+    }
+}
+
+double longestGapS(const std::vector<oxa::host::RecordedPicture>& pictures) {
+    int64_t longestUs = 0;
+    for (size_t i = 1; i < pictures.size(); ++i)
+        longestUs = std::max(longestUs, pictures[i].arrivalUs - pictures[i - 1].arrivalUs);
+    return longestUs / 1e6;
+}
+
+class SwitchTest : public testing::TestWithParam<bool> {
+  protected:
+    static LiveOptions options() {
+        LiveOptions options;
+        options.hdmi = GetParam();
+        options.source = options.hdmi ? flashesAndBeeps() : "testsrc2=size=320x240:rate=30";
+        options.microphone = "sine=frequency=440:sample_rate=48000";
+        return options;
+    }
+};
+
+TEST_P(SwitchTest, eachRecordingIsAFileFromZeroWhileThePreviewGoesOn) {
+    const int rounds = testRounds(3);
+    LiveJob job(options());
+    const Watchdog watchdog("switching recordings", kSwitchLimit * rounds);
+    ASSERT_NO_FATAL_FAILURE(job.start());
+    ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
+    for (int round = 1; round < rounds; ++round) {
+        ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kRecordingS));
+        ASSERT_NO_FATAL_FAILURE(job.setRecording(false));
+        const std::string file = job.defaultRecordings().back();
+        ASSERT_TRUE(waitFor([&] { return descriptorsOf(file) == 0; })) << "it is not finished";
+        expectWholeFromZero(file, kRecordingS);
+        const uint64_t shown = job.display().figures().shown;
+        ASSERT_TRUE(waitFor([&] { return job.display().figures().shown > shown; }))
+                << "the preview has ended with the recording";
+        ASSERT_NO_FATAL_FAILURE(job.recordAnew(milliseconds(0)));
+    }
+    ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kRecordingS));
+    const double gapS = longestGapS(job.display().pictures());
+    job.stop();
+
+    const std::vector<std::string> files = job.defaultRecordings();
+    EXPECT_EQ(static_cast<int>(files.size()), rounds);
+    expectWholeFromZero(files.back(), kRecordingS);
+    EXPECT_LT(gapS, kLongestGapS);
+    std::cout << "longest gap in the preview over " << rounds << " recordings: " << gapS * 1000
+              << " ms\n";
+}
+
+TEST_P(SwitchTest, aQuickSwitchOffAndOnDamagesNothing) {
+    LiveJob job(options());
+    const Watchdog watchdog("switching quickly", kSwitchLimit);
+    ASSERT_NO_FATAL_FAILURE(job.start());
+    ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
+    for (int pause : {0, 10, 100}) {
+        SCOPED_TRACE(std::to_string(pause) + " ms");
+        ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS));
+        ASSERT_NO_FATAL_FAILURE(job.recordAnew(milliseconds(pause)));
+    }
+    ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS));
+    job.stop();
+    const std::vector<std::string> files = job.defaultRecordings();
+    EXPECT_EQ(files.size(), 4U);
+    for (const std::string& file : files)
+        expectWholeFromZero(file, kShortRecordingS);
+}
+
+TEST_P(SwitchTest, aSecondSwitchOnChangesNothingAndCleanupFinishesTheFile) {
+    LiveJob job(options());
+    const Watchdog watchdog("cleaning up", kSwitchLimit);
+    ASSERT_NO_FATAL_FAILURE(job.start());
+    ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
+    ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS / 2));
+    ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
+    ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS));
+    job.cleanUp();
+    const std::vector<std::string> files = job.defaultRecordings();
+    ASSERT_EQ(files.size(), 1U);
+    expectWholeFromZero(files[0], kShortRecordingS);
+}
+
+// A descriptor is good for one recording: the client would not know what a second one overwrites.
+TEST_P(SwitchTest, aDescriptorIsClosedWithItsRecording) {
+    const TempDir folder;
+    const std::string output = folder.file("out.mp4");
+    const int descriptor = open(output.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_GE(descriptor, 0);
+    {
+        LiveOptions live = options();
+        live.outputDescriptor = descriptor;
+        LiveJob job(live);
+        ASSERT_NO_FATAL_FAILURE(job.start());
+        ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
+        ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS));
+        EXPECT_GT(descriptorsOf(output), 1);
+        ASSERT_NO_FATAL_FAILURE(job.setRecording(false));
+        EXPECT_TRUE(waitFor([&] { return descriptorsOf(output) == 1; }))
+                << "all but the client's must be closed";
+        const android::LogCapture log;
+        ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
+        EXPECT_TRUE(log.contains("OxaMediaCodecPlayer", "recording stays off"));
+        EXPECT_EQ(descriptorsOf(output), 1);
+        EXPECT_TRUE(job.defaultRecordings().empty());
+        job.stop();
+    }
+    EXPECT_EQ(fcntl(descriptor, F_GETFD), FD_CLOEXEC) << "the client's own stays open";
+    close(descriptor);
+    expectWholeFromZero(output, kShortRecordingS);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sources, SwitchTest, testing::Bool(),
+                         [](const auto& info) { return info.param ? "Hdmi" : "Usb"; });
+
+}  // namespace
+}  // namespace oxa::test
