@@ -122,6 +122,8 @@ void RecordJob::handlePending() {
 void RecordJob::handle(const JobEvent& event) {
     if (std::holds_alternative<Interrupted>(event)) {
         mInterrupted = true;
+        // A second signal shall not take it away.
+        if (hasOutput() && !mFailure) mWork.output.keep();
     } else if (std::holds_alternative<Closed>(event)) {
         mEnded = true;
     } else if (const auto* hotplug = std::get_if<Hotplug>(&event)) {
