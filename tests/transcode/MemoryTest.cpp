@@ -27,14 +27,14 @@ int64_t peakKiB(double seconds) {
     return result.maxResidentKiB;
 }
 
-// The sound is read far faster than it can be encoded: five minutes are 58 MB when decoded.
+// The sound is read far faster than it can be encoded: two minutes are 23 MB when decoded.
 TEST(MemoryTest, doesNotGrowWithTheLengthOfTheSound) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "what a sanitizer keeps in memory is not the program's";
 #endif
     constexpr int64_t kMaxGrowthKiB = 8 << 10;
-    const int64_t half = peakKiB(150);
-    const int64_t whole = peakKiB(300);
+    const int64_t half = peakKiB(60);
+    const int64_t whole = peakKiB(120);
     EXPECT_LT(whole, half + kMaxGrowthKiB);
     EXPECT_LT(whole, 100 << 10);
     std::cout << "peak: " << half << " KiB, twice as long " << whole << " KiB\n";

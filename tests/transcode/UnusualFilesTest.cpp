@@ -120,6 +120,11 @@ std::string streamCopy(const char* clip, const std::string& extension) {
     return copy;
 }
 
+// The first part of a transport stream.
+std::string shortBunny() {
+    return truncateClip(mediaPath("bunny_360p_aac51.ts"), 0.25);
+}
+
 TEST_P(DamagedFileTest, givesWhatCanBeDecoded) {
     const std::string source = GetParam().makeFile();
     TempDir folder;
@@ -145,13 +150,11 @@ TEST_P(DamagedFileTest, givesWhatCanBeDecoded) {
 INSTANTIATE_TEST_SUITE_P(
         Kinds, DamagedFileTest,
         testing::Values(
-                DamageCase{"LostTsPackets",
-                           [] { return dropTsPackets(mediaPath("bunny_360p_aac51.ts"), 50); }},
-                DamageCase{"ManyLostTsPackets",
-                           [] { return dropTsPackets(mediaPath("bunny_360p_aac51.ts"), 9); }},
+                DamageCase{"LostTsPackets", [] { return dropTsPackets(shortBunny(), 50); }},
+                DamageCase{"ManyLostTsPackets", [] { return dropTsPackets(shortBunny(), 9); }},
                 DamageCase{"HoleInMp4",
                            [] { return zeroRegion(mediaPath("flower_540p_h264_aac.mp4")); }},
-                DamageCase{"HoleInTs", [] { return zeroRegion(mediaPath("bunny_360p_aac51.ts")); }},
+                DamageCase{"HoleInTs", [] { return zeroRegion(shortBunny()); }},
                 DamageCase{"HoleInMpeg2Ts",
                            [] {
                                return zeroRegion(mediaPath("bunny_480i_tff_mpeg2_mp2.ts"), 0.5,
@@ -176,8 +179,7 @@ INSTANTIATE_TEST_SUITE_P(
                                return truncateClip(streamCopy("flower_540p_h264_aac.mp4", "mkv"),
                                                    0.6);
                            }},
-                DamageCase{"CutTs",
-                           [] { return truncateClip(mediaPath("bunny_360p_aac51.ts"), 0.6); }}),
+                DamageCase{"CutTs", [] { return truncateClip(shortBunny(), 0.6); }}),
         [](const auto& info) { return info.param.name; });
 
 }  // namespace
