@@ -130,6 +130,9 @@ void ContainerWriter::stop() {
         track->thread.join();
     std::unique_lock<std::mutex> lock(mMuxerLock);
     handleResult(mMuxer->finish(), &lock);
+    if (!lock.owns_lock()) lock.lock();
+    // Whoever made the writer may keep it for longer than the file is its business.
+    mOutput->close();
 }
 
 bool ContainerWriter::reachedEnd() const {

@@ -43,7 +43,12 @@ WriterOutput::WriterOutput(WriteFunction function)
     : mFunction(std::move(function)), mName("a write function") {}
 
 WriterOutput::~WriterOutput() {
-    if (mFd >= 0) close(mFd);
+    close();
+}
+
+void WriterOutput::close() {
+    if (mFd >= 0) ::close(mFd);
+    mFd = -1;
 }
 
 std::string WriterOutput::cause() const {

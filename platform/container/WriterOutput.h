@@ -48,6 +48,9 @@ class WriterOutput {
     // Forgets an error, and what was written behind `size`.
     int recover(off64_t size);
 
+    // Nothing is written any more: gives the descriptor back before the object goes.
+    void close();
+
     // From now on a reader who does not read on is waited for at most a second in all.
     void limitWaits();
 

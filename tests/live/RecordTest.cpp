@@ -92,8 +92,7 @@ TEST_P(RecordTest, isWholeAndInStep) {
         EXPECT_NEAR(probe.audio()->durationUs() / 1e6, probe.video()->durationUs() / 1e6, 0.3);
         const SyncMeasure sync = measureSync(live.output);
         EXPECT_GE(sync.offsetsMs.size(), 2U);
-        EXPECT_LT(std::fabs(sync.largestMs()),
-                  live.hdmi ? kMostOffsetMs : kMostMicrophoneOffsetMs);
+        EXPECT_LT(std::fabs(sync.largestMs()), live.hdmi ? kMostOffsetMs : kMostMicrophoneOffsetMs);
         std::cout << "sound after picture: " << sync.meanMs() << " ms, " << dropped
                   << " pictures dropped\n";
     }
