@@ -1,0 +1,186 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "HdmiRxInfo.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <filesystem>
+#include <ostream>
+#include <string>
+
+#include "OxaMediaCodecPlayerCommon.h"
+#include "library/LogCapture.h"
+#include "support/TempDir.h"
+
+namespace android {
+namespace {
+
+using oxa::test::TempDir;
+using oxa::test::writeFile;
+
+constexpr char kFolder[] = "/sys/devices/virtual/video4linux/video250";
+constexpr char kVideoFile[] = "hdmirx_video_info";
+constexpr char kAudioFile[] = "hdmirx_audio_info";
+constexpr char kTag[] = "HdmiRxInfo";
+
+// IsHdmiRx, Ready, Progressive, Color, Width, Height, Fps.
+using VideoFacts = std::array<int32_t, 7>;
+// Ready, Freq, Lpcm.
+using AudioFacts = std::array<int32_t, 3>;
+
+template <typename Facts>
+struct FactsCase {
+    const char* name;
+    const char* text;
+    Facts facts;
+    const char* summary;
+};
+template <typename Facts>
+void PrintTo(const FactsCase<Facts>& facts, std::ostream* out) {
+    *out << facts.name;
+}
+
+// The two files of the driver, and what is read from them.
+class DriverFiles {
+  public:
+    DriverFiles() {
+        setDeviceRoot(mRoot.path().c_str());
+        std::filesystem::create_directories(mRoot.path() + kFolder);
+        HdmiRxInfo::DelInstance();
+    }
+    ~DriverFiles() {
+        HdmiRxInfo::DelInstance();
+        setDeviceRoot("");
+    }
+    void write(const char* file, const std::string& text) const {
+        ASSERT_TRUE(writeFile(mRoot.path() + kFolder + "/" + file, text));
+    }
+    static VideoFacts video() {
+        const HdmiRxInfo* info = HdmiRxInfo::GetInstance();
+        return {info->mVideoIsHdmiRx, info->mVideoReady, info->mVideoProgressive,
+                info->mVideoColor,    info->mVideoWidth, info->mVideoHeight,
+                info->mVideoFps};
+    }
+    static AudioFacts audio() {
+        const HdmiRxInfo* info = HdmiRxInfo::GetInstance();
+        return {info->mAudioReady, info->mAudioFreq, info->mAudioLpcm};
+    }
+
+  private:
+    const TempDir mRoot;
+};
+
+class VideoFactsTest : public ::testing::TestWithParam<FactsCase<VideoFacts>> {
+  protected:
+    const DriverFiles mFiles;
+};
+
+TEST_P(VideoFactsTest, AreReadFromTheDriversFile) {
+    mFiles.write(kVideoFile, GetParam().text);
+    const LogCapture log;
+    EXPECT_EQ(DriverFiles::video(), GetParam().facts);
+    EXPECT_TRUE(log.contains(kTag, GetParam().summary));
+}
+
+const FactsCase<VideoFacts> kVideoCases[] = {
+        {"Whole",
+         "Type:HDMIRx\nStatus:Ready\nWidth:1920\nHeight:1080\nScanMode:Progressive\n"
+         "Color:YUV444\nFps:60\n",
+         {1, 1, 1, 2, 1920, 1080, 60},
+         "HDMI-Rx video 1920x1080p60 Color:2  Ready"},
+        {"AnyOrderWithoutLastLineEnd",
+         "Fps:50\nScanMode:Interlaced\nHeight:576\nWidth:720\nStatus:NotReady\nType:HDMIRx",
+         {1, 0, 0, 0, 720, 576, 50},
+         "HDMI-Rx video 720x576i50 Color:0 Not Ready"},
+        {"BlankBeforeATextDoesNotMatch",
+         "Type: HDMIRx\nStatus: Ready\nScanMode: Progressive\nWidth: 1920\nHeight:\t1080\n",
+         {0, 0, 0, 0, 1920, 1080, 0},
+         "1920x1080i0"},
+        {"LineWithoutColonEndsIt",
+         "Type:HDMIRx\nWidth:1280\n\nHeight:720\nFps:30\n",
+         {1, 0, 0, 0, 1280, 0, 0},
+         "1280x0i0"},
+        {"KeysAreBeginnings",
+         "Types:HDMIRx2\nStatusText:ReadyNow\nWidthInPixels:640\nColorSpace:YUV422 BT.709\n",
+         {1, 1, 0, 1, 640, 0, 0},
+         "640x0i0 Color:1"},
+        {"OtherKeysAndCasesAreIgnored",
+         "Name:HDMIRx\nstatus:Ready\n Width:640\nFp:30\nHeight:480\n",
+         {0, 0, 0, 0, 0, 480, 0},
+         "0x480i0"},
+        {"UnknownColorKeepsTheFormerOne",
+         "Color:YUV422\nColor:YUV420\n",
+         {0, 0, 0, 1, 0, 0, 0},
+         "Color:1"},
+        {"RgbAfterYuv", "Color:YUV444\nColor:RGB\n", {0, 0, 0, 0, 0, 0, 0}, "Color:0"},
+        {"NumbersStopAtTheFirstOtherCharacter",
+         "Width:1920px\nHeight:-1\nFps:59.94\n",
+         {0, 0, 0, 0, 1920, -1, 59},
+         "1920x-1i59"},
+        {"ValueWithAColon", "Width:12:34\n", {0, 0, 0, 0, 12, 0, 0}, "12x0i0"},
+        {"Empty", "", {0, 0, 0, 0, 0, 0, 0}, "HDMI-Rx video 0x0i0 Color:0 Not Ready"},
+};
+INSTANTIATE_TEST_SUITE_P(Texts, VideoFactsTest, ::testing::ValuesIn(kVideoCases),
+                         [](const auto& info) { return info.param.name; });
+
+class AudioFactsTest : public ::testing::TestWithParam<FactsCase<AudioFacts>> {
+  protected:
+    const DriverFiles mFiles;
+};
+
+TEST_P(AudioFactsTest, AreReadFromTheDriversFile) {
+    mFiles.write(kAudioFile, GetParam().text);
+    const LogCapture log;
+    EXPECT_EQ(DriverFiles::audio(), GetParam().facts);
+    EXPECT_TRUE(log.contains(kTag, GetParam().summary));
+}
+
+const FactsCase<AudioFacts> kAudioCases[] = {
+        {"Lpcm",
+         "Ready:1\nFreq:48000\nSPDIF Type:LPCM\n",
+         {1, 48000, 1},
+         "HDMI-Rx audio  Ready 48000Hz SPDIF:LPCM"},
+        {"Compressed",
+         "Ready:1\nFreq:44100\nSPDIF Type:Non-LPCM AC3\n",
+         {1, 44100, 0},
+         "HDMI-Rx audio  Ready 44100Hz SPDIF:RAW"},
+        {"OnlyOneIsReady",
+         "Ready:2\nFreq: 32000 Hz\nSPDIF Type:\n",
+         {0, 32000, 1},
+         "HDMI-Rx audio Not Ready 32000Hz SPDIF:LPCM"},
+        {"WithoutType", "Ready: 1\n", {1, 0, 0}, "HDMI-Rx audio  Ready 0Hz SPDIF:RAW"},
+        {"LineWithoutColonEndsIt", "Ready:1\nnothing\nFreq:48000\n", {1, 0, 0}, "0Hz"},
+};
+INSTANTIATE_TEST_SUITE_P(Texts, AudioFactsTest, ::testing::ValuesIn(kAudioCases),
+                         [](const auto& info) { return info.param.name; });
+
+TEST(HdmiRxInfoTest, MissingFilesLeaveZeros) {
+    const DriverFiles files;
+    const LogCapture log;
+    EXPECT_EQ(DriverFiles::video(), VideoFacts{});
+    EXPECT_EQ(DriverFiles::audio(), AudioFacts{});
+    EXPECT_EQ(log.count(kTag, std::string("retrieveHdmiRxVideoInfo: failed to open file ") +
+                                      kFolder + "/" + kVideoFile + ": No such file"),
+              1);
+    EXPECT_EQ(log.count(kTag, std::string("retrieveHdmiRxAudioInfo: failed to open file ") +
+                                      kFolder + "/" + kAudioFile + ": No such file"),
+              1);
+    EXPECT_FALSE(log.contains(kTag, "HDMI-Rx video")) << "a summary of nothing";
+}
+
+TEST(HdmiRxInfoTest, IsASnapshotUntilItIsDropped) {
+    const DriverFiles files;
+    files.write(kVideoFile, "Width:1920\n");
+    const HdmiRxInfo* info = HdmiRxInfo::GetInstance();
+    files.write(kVideoFile, "Width:1280\n");
+    EXPECT_EQ(HdmiRxInfo::GetInstance(), info);
+    EXPECT_EQ(info->mVideoWidth, 1920);
+    HdmiRxInfo::DelInstance();
+    HdmiRxInfo::DelInstance();
+    EXPECT_EQ(HdmiRxInfo::GetInstance()->mVideoWidth, 1280);
+}
+
+}  // namespace
+}  // namespace android
