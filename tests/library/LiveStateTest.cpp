@@ -12,6 +12,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -335,6 +336,9 @@ struct PrepareCase {
     int frameRate;
     status_t expected;
 };
+void PrintTo(const PrepareCase& value, std::ostream* out) {
+    *out << value.name;
+}
 
 class CameraPrepareTest : public ::testing::TestWithParam<PrepareCase> {
   protected:

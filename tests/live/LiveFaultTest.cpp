@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <ostream>
 #include <string>
 
 #include "live/LiveJob.h"
@@ -41,6 +42,9 @@ struct FaultCase {
     bool pictureEnds;
     void (*strike)(LiveJob* job);
 };
+void PrintTo(const FaultCase& value, std::ostream* out) {
+    *out << value.name;
+}
 
 const FaultCase kFaults[] = {
         {"HdmiUnplugged", true, true, [](LiveJob* job) { job->receiver()->unplug(); }},

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <iostream>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -70,6 +71,9 @@ struct RateCase {
     int width;
     int height;
 };
+void PrintTo(const RateCase& value, std::ostream* out) {
+    *out << value.name;
+}
 
 class RateTest : public testing::TestWithParam<RateCase> {
   protected:

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <iostream>
+#include <ostream>
 #include <string>
 
 #include "live/LiveJob.h"
@@ -45,6 +46,9 @@ struct RecordCase {
     bool sound;
     const char* container;
 };
+void PrintTo(const RecordCase& value, std::ostream* out) {
+    *out << value.name;
+}
 
 class RecordTest : public testing::TestWithParam<RecordCase> {
   protected:
