@@ -1,0 +1,178 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+#include <vendor/oxa/audioutil/1.0/IAudioUtil.h>
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "AudioRxEncoder.h"
+#include "library/LogCapture.h"
+#include "support/Deadline.h"
+#include "support/MediaProbe.h"
+#include "support/TempDir.h"
+
+namespace android {
+namespace {
+
+using hardware::Return;
+using hardware::Void;
+using ::vendor::oxa::audioutil::V1_0::IAudioUtil;
+using ::vendor::oxa::audioutil::V1_0::IAudioUtilCallback;
+
+constexpr int32_t kFull = 4096;  // 1,024 stereo frames
+constexpr int64_t kBlockUs = 1024 * 1000000LL / 48000;
+constexpr int64_t kFirstUs = 7000000;
+
+struct Block {
+    int64_t timeUs;
+    int32_t size;
+    int32_t channels;
+    int32_t sampleRate;
+    int32_t state;
+};
+
+// Gives the blocks of a list, and then none; takes the service's place while it lives.
+class ScriptedService : public IAudioUtil {
+  public:
+    void setBlocks(std::vector<Block> blocks) { mBlocks = std::move(blocks); }
+    bool isOver() const {
+        std::lock_guard<std::mutex> lock(mLock);
+        return mNext == mBlocks.size();
+    }
+
+    Return<void> setRxRender(int32_t, int32_t, int32_t) override { return Void(); }
+    Return<void> setRxPlayback(bool) override { return Void(); }
+    Return<void> setRxRecord(bool) override { return Void(); }
+    Return<void> readRxAudio(const hardware::hidl_memory&, readRxAudio_cb answer) override {
+        Block block = {-1, -1, -1, -1, 3};
+        {
+            std::lock_guard<std::mutex> lock(mLock);
+            if (mNext < mBlocks.size()) block = mBlocks[mNext++];
+        }
+        answer(block.timeUs, block.size, block.channels, block.sampleRate, block.state);
+        return Void();
+    }
+    Return<void> registerRxCallback(int32_t, const sp<IAudioUtilCallback>&) override {
+        return Void();
+    }
+    Return<void> removeRxCallback(int32_t) override { return Void(); }
+
+  private:
+    mutable std::mutex mLock;
+    std::vector<Block> mBlocks;
+    size_t mNext = 0;  // guarded by mLock
+};
+
+// Starts the muxer with its only track.
+class MuxerStarter : public AHandler {
+  public:
+    explicit MuxerStarter(const sp<OxaMediaMuxer>& muxer) : mMuxer(muxer) {}
+    void onMessageReceived(const sp<AMessage>& msg) override {
+        if (msg->what() == kWhatTrackAdded) mMuxer->start();
+    }
+
+  private:
+    const sp<OxaMediaMuxer> mMuxer;
+};
+
+class RxBlockTest : public ::testing::Test {
+  protected:
+    RxBlockTest() : mUsual(IAudioUtil::getService("default", false)) {
+        EXPECT_EQ(mService->registerAsService("default"), OK);
+    }
+    ~RxBlockTest() override { EXPECT_EQ(mUsual->registerAsService("default"), OK); }
+
+    // Records the blocks until so much is with the muxer and all were fetched.
+    void record(const std::vector<Block>& blocks, int64_t untilUs) {
+        mService->setBlocks(blocks);
+        FILE* file = fopen(mFolder.file("out.mp4").c_str(), "w+e");
+        ASSERT_NE(file, nullptr);
+        const sp<OxaMediaMuxer> muxer =
+                new OxaMediaMuxer(fileno(file), OxaMediaMuxer::OUTPUT_FORMAT_MPEG_4);
+        const sp<MuxerStarter> starter = new MuxerStarter(muxer);
+        const sp<ALooper> starterLooper = new ALooper;
+        starterLooper->registerHandler(starter);
+        starterLooper->start();
+        const sp<ALooper> looper = new ALooper;
+        const sp<AudioRxEncoder> encoder = new AudioRxEncoder;
+        looper->registerHandler(encoder);
+        looper->start();
+        encoder->mPlayerHandler = starter;
+
+        _AV_FORMAT_FORMAT format = {};
+        format.channelCount = 2;
+        format.sampleRate = 48000;
+        encoder->setMuxer(muxer);
+        EXPECT_EQ(encoder->setAudioSource(0), OK);
+        EXPECT_EQ(encoder->configure(&format), OK);
+        EXPECT_EQ(encoder->prepare(), OK);
+        EXPECT_EQ(encoder->start(-1), OK);
+        EXPECT_EQ(encoder->setRecord(1, -1), OK);
+        EXPECT_TRUE(oxa::test::waitFor([&] {
+            return mService->isOver() && encoder->lastTimeUs() >= untilUs;
+        })) << encoder->lastTimeUs();
+        EXPECT_EQ(encoder->stop(), OK);
+        EXPECT_EQ(muxer->stop(), OK);
+        EXPECT_EQ(encoder->reset(), OK);
+        encoder->cleanup();
+        looper->unregisterHandler(encoder->id());
+        looper->stop();
+        starterLooper->unregisterHandler(starter->id());
+        starterLooper->stop();
+        fclose(file);
+    }
+
+    const oxa::test::TempDir mFolder;
+    const sp<IAudioUtil> mUsual;
+    const sp<ScriptedService> mService = new ScriptedService;
+};
+
+// `count` usable blocks, one after the other.
+std::vector<Block> usableBlocks(int count) {
+    std::vector<Block> blocks;
+    for (int i = 0; i < count; ++i)
+        blocks.push_back({kFirstUs + i * kBlockUs, kFull, 2, 48000, 0});
+    return blocks;
+}
+
+TEST_F(RxBlockTest, UnusableBlocksAreSkippedAndPollingGoesOn) {
+    std::vector<Block> blocks = {
+            {1000000, kFull, 2, 48000, -1},
+            {1000000, kFull, 2, 48000, 3},
+            {-1, kFull, 2, 48000, 0},
+            // The first time that counts, though there is nothing to be heard.
+            {kFirstUs, 0, 2, 48000, 0},
+            {kFirstUs, kFull, 0, 48000, 0},
+            {kFirstUs, kFull, 2, 0, 0},
+    };
+    const std::vector<Block> usable = usableBlocks(30);
+    blocks.insert(blocks.end(), usable.begin(), usable.end());
+    const LogCapture log;
+    record(blocks, 400000);
+    EXPECT_EQ(log.count("AudioRxEncoder", "mStartTimeUs = "), 1);
+    EXPECT_TRUE(log.contains("AudioRxEncoder", "mStartTimeUs = 7000000"));
+    const oxa::test::MediaProbe probe(mFolder.file("out.mp4"));
+    ASSERT_NE(probe.audio(), nullptr);
+    EXPECT_EQ(probe.audio()->firstUs(), 0);
+    EXPECT_NEAR(probe.audio()->durationUs(), 500000, 150000);
+}
+
+// What the service tells of a block need not fit the memory, or the format of the blocks before.
+TEST_F(RxBlockTest, BlocksLargerThanTheirMemoryAndOfOtherFormatsDoNoHarm) {
+    std::vector<Block> blocks = usableBlocks(30);
+    blocks[3].size = 1 << 30;
+    blocks[5] = {blocks[5].timeUs, 16384, 8, 44100, 0};
+    blocks[7] = {blocks[7].timeUs, 1 << 30, 1, 96000, 0};
+    blocks[9] = {blocks[9].timeUs, 1 << 30, 2, 44100, 0};
+    blocks[11].size = 1;
+    record(blocks, 400000);
+    const oxa::test::MediaProbe probe(mFolder.file("out.mp4"));
+    ASSERT_NE(probe.audio(), nullptr);
+    EXPECT_EQ(probe.audio()->decodeErrors, 0);
+}
+
+}  // namespace
+}  // namespace android
