@@ -194,7 +194,7 @@ void TrackBuffer::fill(int16_t* samples, size_t frames, int64_t heardAtUs) {
     if (lead + taken < frames && !mDry) {
         const bool late = mActive && !mDraining;
         mUnderrun = mUnderrun || late;
-        if (late) mLeadUs = kLongestLeadUs;
+        if (late) mLeadUs = std::min(mLeadUs + kReserveUs, kLongestLeadUs);
         mDry = true;
     } else if (taken > 0) {
         mDry = false;

@@ -23,9 +23,8 @@ namespace android {
 class TrackBuffer : public SoundSource {
   public:
     // Silence before the first sound, so that a writer who brings each piece when it is due is
-    // never late. At the start it is short, since all of it is an offset between sound and picture:
-    // what the sink takes at a time and this reserve. Where that was not enough, after an underrun,
-    // it is kLongestLeadUs.
+    // never late. All of it is an offset between sound and picture, so it is short at the start:
+    // what the sink takes at a time and this reserve. Each underrun adds the reserve again.
     static constexpr int64_t kReserveUs = 10000;
     static constexpr int64_t kLongestLeadUs = 40000;
 

@@ -25,9 +25,10 @@ using namespace oxa::test;
 
 constexpr uint32_t kRate = 48000;
 constexpr size_t kRingFrames = kRate / 2;
-// Silence at the start: what is pulled at a time, and a reserve. After an underrun it is longer.
-constexpr int64_t kLeadUs = ManualOutput::kBlockUs + 10000;
-constexpr int64_t kLongestLeadUs = 40000;
+// Silence at the start: what is pulled at a time, and a reserve, which each underrun adds again.
+constexpr int64_t kReserveUs = 10000;
+constexpr int64_t kLeadUs = ManualOutput::kBlockUs + kReserveUs;
+constexpr int64_t kLeadAfterUnderrunUs = kLeadUs + kReserveUs;
 constexpr size_t kDeviceBlock = 480;
 
 sp<AudioTrack> newTrack(uint32_t channels = 1, uint32_t rate = kRate) {
@@ -327,8 +328,8 @@ TEST_F(AudioTrackTest, BeginsWithSilence) {
     const int64_t afterWriteUs = monotonicUs();
     const std::vector<int16_t> again = mOutput.pull(kRate, beforeWriteUs);
     const int64_t silent = silentFrames(again);
-    EXPECT_GE(silent, kLongestLeadUs * kRate / 1000000 - 1);
-    EXPECT_LE(silent, (kLongestLeadUs + afterWriteUs - beforeWriteUs) * kRate / 1000000 + 1);
+    EXPECT_GE(silent, kLeadAfterUnderrunUs * kRate / 1000000 - 1);
+    EXPECT_LE(silent, (kLeadAfterUnderrunUs + afterWriteUs - beforeWriteUs) * kRate / 1000000 + 1);
     EXPECT_EQ(ramp(200),
               std::vector<int16_t>(again.begin() + silent, again.begin() + silent + 200));
 }
