@@ -19,7 +19,7 @@ namespace {
 using oxa::host::RecordedPicture;
 
 // A machine that does much else may add to it; bench/play.py tells how good it can be.
-constexpr double kMaxOffsetMs = 100;
+constexpr double kMaxOffsetMs = 60;
 
 struct SyncCase {
     const char* name;
