@@ -76,9 +76,18 @@ TEST(Probe, tableIsForPeople) {
     const std::string path = mediaPath("bunny_rotated90_aac51.mp4");
     const ProcessResult result = runPlayer({"probe", path});
     ASSERT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_THAT(result.out, HasSubstr(path));
-    EXPECT_THAT(result.out, HasSubstr("track 0: video, video/avc 1920x1080, rotated by 90"));
-    EXPECT_THAT(result.out, HasSubstr("audio/mp4a-latm 6 ch, 48000 Hz"));
+    const auto lines = linesOf(result.out);
+    ASSERT_EQ(lines.size(), 4u) << result.out;
+    EXPECT_EQ(lines[0], path);
+    EXPECT_EQ(lines[2].substr(0, lines[2].find(" fps")),
+              "  0      video  video/avc        1920x1080, rotated by 90, 30");
+    EXPECT_THAT(lines[3], HasSubstr("1      audio  audio/mp4a-latm  6 ch, 48000 Hz "));
+    // One column below the other.
+    const size_t column = lines[1].find("length");
+    for (const std::string& line : {lines[2], lines[3]}) {
+        EXPECT_EQ(line[column - 1], ' ') << line;
+        EXPECT_NE(line[column], ' ') << line;
+    }
 }
 
 // A picture that belongs to the file and not to a film must not become a film.

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+#include <regex>
 
 #include "FaultWarnings.h"
 
@@ -73,10 +74,19 @@ TEST(ProgressText, lineHoldsAllThatIsKnown) {
 // A bar as wide as the terminal would wrap and leave a trail of lines.
 TEST(ProgressText, barNeverFillsTheTerminal) {
     for (int columns : {0, 1, 10, 40, 60, 80, 200}) {
-        const std::string bar = formatProgressBar(someNumbers(), columns);
+        const std::string bar = formatProgressBar(someNumbers(), columns, false);
         EXPECT_LT(static_cast<int>(bar.size()), std::max(columns, 1)) << columns;
     }
-    EXPECT_EQ(formatProgressBar(someNumbers(), 80).substr(0, 8), "[####---");
+    EXPECT_EQ(formatProgressBar(someNumbers(), 80, false).substr(0, 8), "[####---");
+}
+
+// Colour takes no room: without it the same text is left.
+TEST(ProgressText, colouredBarIsAsWide) {
+    for (int columns : {10, 60, 80, 200}) {
+        const std::string coloured = formatProgressBar(someNumbers(), columns, true);
+        EXPECT_EQ(std::regex_replace(coloured, std::regex("\033\\[[0-9;]*m"), ""),
+                  formatProgressBar(someNumbers(), columns, false));
+    }
 }
 
 TEST(ProgressText, eventLeavesUnknownNumbersOut) {

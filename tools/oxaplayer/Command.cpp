@@ -4,6 +4,7 @@
 #include "Command.h"
 
 #include "CameraCommand.h"
+#include "ContactSheetCommand.h"
 #include "PlayCommand.h"
 #include "ProbeCommand.h"
 #include "RecordCommand.h"
@@ -18,6 +19,7 @@ std::vector<std::unique_ptr<Command>> makeCommands() {
     commands.push_back(std::make_unique<RecordCommand>());
     commands.push_back(std::make_unique<CameraCommand>());
     commands.push_back(std::make_unique<ProbeCommand>());
+    commands.push_back(std::make_unique<ContactSheetCommand>());
     return commands;
 }
 

@@ -21,9 +21,15 @@ constexpr char kYellow[] = "\033[33m";
 constexpr char kPlain[] = "\033[0m";
 constexpr char kClearLine[] = "\r\033[K";
 
-bool isCapableTerminal() {
+bool isCapableTerminal(int descriptor) {
     const char* terminal = getenv("TERM");
-    return isatty(STDERR_FILENO) && terminal != nullptr && strcmp(terminal, "dumb") != 0;
+    return isatty(descriptor) && terminal != nullptr && strcmp(terminal, "dumb") != 0;
+}
+
+// https://no-color.org: set to anything but an empty text.
+bool isColourRefused() {
+    const char* refusal = getenv("NO_COLOR");
+    return refusal != nullptr && *refusal != '\0';
 }
 
 char priorityLetter(int priority) {
@@ -55,7 +61,11 @@ Console& Console::instance() {
 }
 
 Console::Console()
-    : mTerminal(isCapableTerminal()), mColour(mTerminal && getenv("NO_COLOR") == nullptr) {}
+    : mTerminal(isCapableTerminal(STDERR_FILENO)), mColour(mTerminal && !isColourRefused()) {}
+
+bool Console::outputHasColour() {
+    return isCapableTerminal(STDOUT_FILENO) && !isColourRefused();
+}
 
 void Console::setLevel(Level level) {
     std::lock_guard<std::mutex> lock(mLock);
@@ -67,6 +77,16 @@ void Console::error(const std::string& command, const std::string& text) {
     if (mLevel == Level::kNone) return;
     const std::string prefix = command.empty() ? "oxaplayer: " : "oxaplayer: " + command + ": ";
     writeLineLocked(mColour ? kRed + prefix + kPlain + text : prefix + text);
+}
+
+void Console::usageError(const std::string& line) {
+    const size_t prefix = line.find(' ');
+    std::lock_guard<std::mutex> lock(mLock);
+    if (mColour && prefix != std::string::npos) {
+        writeFully(STDERR_FILENO, kRed + line.substr(0, prefix) + kPlain + line.substr(prefix));
+    } else {
+        writeFully(STDERR_FILENO, line);
+    }
 }
 
 void Console::warning(const std::string& command, const std::string& text) {

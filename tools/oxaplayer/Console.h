@@ -20,6 +20,8 @@ class Console {
     void setLevel(Level level);
 
     void error(const std::string& command, const std::string& text);
+    // A whole line, with its end, that begins with the program's name; before there is a bar.
+    void usageError(const std::string& line);
     void warning(const std::string& command, const std::string& text);
     void note(const std::string& text);
 
@@ -31,6 +33,8 @@ class Console {
 
     bool isTerminal() const { return mTerminal; }
     bool hasColour() const { return mColour; }
+    // Whether standard output may be coloured, which can be a terminal when standard error is none.
+    static bool outputHasColour();
     // Columns of the terminal at this moment, 80 where it does not say.
     static int columns();
 

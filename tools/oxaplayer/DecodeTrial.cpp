@@ -4,22 +4,12 @@
 #include "DecodeTrial.h"
 
 #include <gui/Surface.h>
-#include <media/MediaCodecBuffer.h>
 #include <media/stagefright/MediaCodec.h>
-#include <media/stagefright/MediaErrors.h>
 #include <media/stagefright/NuMediaExtractor.h>
-#include <media/stagefright/foundation/ABuffer.h>
-#include <media/stagefright/foundation/AHandler.h>
-#include <media/stagefright/foundation/ALooper.h>
 #include <media/stagefright/foundation/AMessage.h>
-#include <media/stagefright/foundation/AString.h>
 #include <mediadrm/ICrypto.h>
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
-
-#include "Signals.h"
+#include "TrackDecoding.h"
 
 namespace oxaplayer {
 
@@ -27,114 +17,8 @@ using namespace android;
 
 namespace {
 
-constexpr std::chrono::seconds kLongestTrial(30);
-constexpr std::chrono::milliseconds kSignalInterval(100);
 constexpr int32_t kSurfaceColourFormat = 0x7F000789;
 constexpr int32_t kAnySize = 64;
-
-// Feeds one decoder from one extractor until something comes out.
-class Trial : public AHandler {
-  public:
-    Trial(const sp<NuMediaExtractor>& extractor, const sp<MediaCodec>& decoder)
-        : mExtractor(extractor), mDecoder(decoder) {}
-
-    bool waitForResult() {
-        const auto end = std::chrono::steady_clock::now() + kLongestTrial;
-        std::unique_lock<std::mutex> lock(mLock);
-        while (mResult == kOpen && !Signals::arrived() && std::chrono::steady_clock::now() < end) {
-            mDecided.wait_for(lock, kSignalInterval);
-        }
-        return mResult == kDecodes;
-    }
-
-    void onMessageReceived(const sp<AMessage>& message) override {
-        int32_t callback = 0;
-        int32_t index = 0;
-        message->findInt32("callbackID", &callback);
-        message->findInt32("index", &index);
-        switch (callback) {
-            case MediaCodec::CB_INPUT_AVAILABLE:
-                onInput(index);
-                break;
-            case MediaCodec::CB_OUTPUT_AVAILABLE:
-                onOutput(index, message);
-                break;
-            case MediaCodec::CB_ERROR:
-                decide(kFails);
-                break;
-            default:
-                break;
-        }
-    }
-
-  private:
-    enum Result { kOpen, kDecodes, kFails };
-
-    void onInput(size_t index) {
-        sp<MediaCodecBuffer> buffer;
-        if (mDecoder->getInputBuffer(index, &buffer) != OK) return;
-        sp<ABuffer> sample = new ABuffer(buffer->base(), buffer->capacity());
-        int64_t timeUs = 0;
-        const status_t status = mExtractor->readSampleData(sample);
-        if (status == ERROR_END_OF_STREAM || mExtractor->getSampleTime(&timeUs) != OK) {
-            mDecoder->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS);
-            return;
-        }
-        // A sample that does not fit is left out, as the pipelines do it.
-        const size_t size = status == OK ? sample->size() : 0;
-        mDecoder->queueInputBuffer(index, sample->offset(), size, timeUs, 0);
-        mExtractor->advance();
-    }
-
-    void onOutput(size_t index, const sp<AMessage>& message) {
-        size_t size = 0;
-        int32_t flags = 0;
-        message->findSize("size", &size);
-        message->findInt32("flags", &flags);
-        mDecoder->releaseOutputBuffer(index);
-        if (size > 0) {
-            decide(kDecodes);
-        } else if ((flags & MediaCodec::BUFFER_FLAG_EOS) != 0) {
-            decide(kFails);
-        }
-    }
-
-    void decide(Result result) {
-        std::lock_guard<std::mutex> lock(mLock);
-        if (mResult == kOpen) mResult = result;
-        mDecided.notify_all();
-    }
-
-    const sp<NuMediaExtractor> mExtractor;
-    const sp<MediaCodec> mDecoder;
-    std::mutex mLock;
-    std::condition_variable mDecided;
-    Result mResult = kOpen;  // guarded by mLock
-};
-
-sp<ALooper> startLooper(const char* name) {
-    sp<ALooper> looper = new ALooper;
-    looper->setName(name);
-    looper->start();
-    return looper;
-}
-
-// A codec, released before its last reference goes.
-class Codec {
-  public:
-    Codec(const sp<ALooper>& looper, const char* mime, bool encoder)
-        : mCodec(MediaCodec::CreateByType(looper, mime, encoder)) {}
-    ~Codec() {
-        if (mCodec != nullptr) mCodec->release();
-    }
-    Codec(const Codec&) = delete;
-    Codec& operator=(const Codec&) = delete;
-
-    const sp<MediaCodec>& get() const { return mCodec; }
-
-  private:
-    const sp<MediaCodec> mCodec;
-};
 
 // Pictures need a surface to go to: that of an encoder which is never started.
 sp<Surface> makeSurface(const sp<MediaCodec>& encoder) {
@@ -154,9 +38,14 @@ sp<Surface> makeSurface(const sp<MediaCodec>& encoder) {
     return new Surface(producer);
 }
 
-}  // namespace
+// The first thing that comes out tells.
+Verdict judge(const sp<MediaCodec>& decoder, DecodedOutput output) {
+    decoder->releaseOutputBuffer(output.index);
+    if (output.size > 0) return Verdict::kDone;
+    return output.isEnd ? Verdict::kFails : Verdict::kGoOn;
+}
 
-bool canDecode(const InputFile& input, const SourceTrack& track) {
+bool tryToDecode(const InputFile& input, const SourceTrack& track, int mostSamples) {
     sp<NuMediaExtractor> extractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
     sp<AMessage> format;
     if (extractor->setDataSource(input.descriptor(), 0, input.size()) != OK ||
@@ -164,21 +53,18 @@ bool canDecode(const InputFile& input, const SourceTrack& track) {
         extractor->selectTrack(track.index) != OK) {
         return false;
     }
-    sp<ALooper> codecLooper = startLooper("TrialCodec");
-    sp<ALooper> callbackLooper = startLooper("TrialCallback");
-    Codec encoder(codecLooper, "video/avc", true);
-    Codec decoder(codecLooper, track.mime.c_str(), false);
-    if (decoder.get() == nullptr || encoder.get() == nullptr) return false;
-    sp<Surface> surface = track.isVideo ? makeSurface(encoder.get()) : nullptr;
+    const OwnedCodec encoder("video/avc", true);
+    if (encoder.get() == nullptr) return false;
+    const sp<Surface> surface = track.isVideo ? makeSurface(encoder.get()) : nullptr;
+    return decodeTrack(extractor, format, surface, mostSamples, judge);
+}
 
-    sp<Trial> trial = new Trial(extractor, decoder.get());
-    callbackLooper->registerHandler(trial);
-    decoder.get()->setCallback(new AMessage(0, trial));
-    const bool decodes = decoder.get()->configure(format, surface, nullptr, 0) == OK &&
-                         decoder.get()->start() == OK && trial->waitForResult();
-    callbackLooper->stop();
-    callbackLooper->unregisterHandler(trial->id());
-    return decodes;
+}  // namespace
+
+bool canDecode(const InputFile& input, const SourceTrack& track) {
+    // A decoder that may go on decodes far more pictures than are asked for: the first sample alone
+    // is nearly always enough.
+    return tryToDecode(input, track, 1) || tryToDecode(input, track, 0);
 }
 
 }  // namespace oxaplayer

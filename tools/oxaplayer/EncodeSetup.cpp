@@ -33,20 +33,24 @@ std::optional<Failure> setUpEncoding(const EncodeOptions& options, Container* co
         return Failure{ExitCode::kUsage, "--preset '" + *options.preset +
                                                  "': expected a name from ultrafast to placebo"};
     }
-    if (options.output == "-" && isatty(STDOUT_FILENO)) {
-        return Failure{ExitCode::kUsage, "standard output is a terminal, which shows no media"};
-    }
-    return std::nullopt;
+    return refuseTerminal(options.output);
+}
+
+std::optional<Failure> refuseTerminal(const std::string& output) {
+    if (output != "-" || !isatty(STDOUT_FILENO)) return std::nullopt;
+    return Failure{ExitCode::kUsage, "standard output is a terminal, which shows no media"};
+}
+
+std::optional<Failure> openOutput(const std::string& output, bool force, WriteWay way,
+                                  OutputFile* file) {
+    const int standardOutput = output == "-" ? takeStandardOutput() : -1;
+    return way == WriteWay::kInPlace ? file->openInPlace(output, force, standardOutput)
+                                     : file->open(output, force, standardOutput);
 }
 
 std::optional<Failure> openOutput(const EncodeOptions& options, Container container, WriteWay way,
                                   OutputFile* output) {
-    const int standardOutput = options.output == "-" ? takeStandardOutput() : -1;
-    const auto failure =
-            way == WriteWay::kInPlace
-                    ? output->openInPlace(options.output, options.force, standardOutput)
-                    : output->open(options.output, options.force, standardOutput);
-    if (failure) return failure;
+    if (auto failure = openOutput(options.output, options.force, way, output)) return failure;
     if (container == Container::kMp4 && !output->isSeekable()) {
         return Failure{ExitCode::kOutput, "cannot write '" + options.output +
                                                   "': MP4 needs a file, --format ts goes "

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
 #include "Arguments.h"
 #include "ExitCode.h"
@@ -17,8 +18,14 @@ std::optional<Failure> setUpEncoding(const EncodeOptions& options, Container* co
 
 enum class WriteWay { kWhenComplete, kInPlace };
 
-// Opens the output for that container. From then on everything that is printed to a standard output
+// Nothing, or what is wrong when media for `output` would go to a terminal (exit 2).
+std::optional<Failure> refuseTerminal(const std::string& output);
+
+// Opens `output`. From then on everything that is printed to a standard output
 // that receives media goes to standard error. Nothing when it is open; otherwise why not (exit 4).
+std::optional<Failure> openOutput(const std::string& output, bool force, WriteWay way,
+                                  OutputFile* file);
+// The same, for that container.
 std::optional<Failure> openOutput(const EncodeOptions& options, Container container, WriteWay way,
                                   OutputFile* output);
 

@@ -6,7 +6,8 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <nlohmann/json.hpp>
@@ -22,6 +23,26 @@ namespace oxaplayer {
 
 namespace {
 
+constexpr char kBold[] = "\033[1m";
+constexpr char kDim[] = "\033[2m";
+constexpr char kPlain[] = "\033[0m";
+
+using Row = std::array<std::string, 5>;
+
+// A row of a table whose columns are as wide as their widest text.
+std::string aligned(const std::vector<Row>& rows, size_t index) {
+    std::string line;
+    for (size_t column = 0; column < rows[index].size(); ++column) {
+        const std::string& text = rows[index][column];
+        if (column + 1 == rows[index].size()) return line + text;
+        size_t width = 0;
+        for (const Row& row : rows)
+            width = std::max(width, row[column].size());
+        line += text + std::string(width + 2 - text.size(), ' ');
+    }
+    return line;
+}
+
 std::string seconds(int64_t durationUs) {
     char text[32];
     snprintf(text, sizeof(text), "%.3f s", durationUs / 1e6);
@@ -29,11 +50,17 @@ std::string seconds(int64_t durationUs) {
 }
 
 std::string table(const std::string& path, const std::vector<SourceTrack>& tracks) {
-    std::string text = path + "\n";
+    std::vector<Row> rows = {{"track", "kind", "type", "details", "length"}};
     for (const SourceTrack& track : tracks) {
-        text += "  track " + std::to_string(track.index) + ": " +
-                (track.isVideo ? "video, " : "audio, ") + describeTrack(track) + ", " +
-                (track.durationUs ? seconds(*track.durationUs) : "unknown duration") + "\n";
+        rows.push_back({std::to_string(track.index), track.isVideo ? "video" : "audio", track.mime,
+                        trackDetails(track),
+                        track.durationUs ? seconds(*track.durationUs) : "unknown"});
+    }
+    const bool colour = Console::outputHasColour();
+    std::string text = colour ? kBold + path + kPlain + "\n" : path + "\n";
+    for (size_t i = 0; i < rows.size(); ++i) {
+        const std::string line = "  " + aligned(rows, i);
+        text += colour && i == 0 ? kDim + line + kPlain + "\n" : line + "\n";
     }
     return text;
 }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdarg>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
@@ -15,17 +16,24 @@ namespace {
 constexpr int64_t kWindowUs = 3'000'000;
 constexpr int kNarrowestBar = 8;
 constexpr int kWidestBar = 40;
+constexpr char kGreen[] = "\033[32m";
+constexpr char kDim[] = "\033[0;2m";
+constexpr char kPlain[] = "\033[0m";
 
-template <typename... Values>
-std::string format(const char* pattern, Values... values) {
+__attribute__((format(printf, 1, 2))) std::string format(const char* pattern, ...) {
     char text[128];
-    snprintf(text, sizeof(text), pattern, values...);
+    va_list values;
+    va_start(values, pattern);
+    vsnprintf(text, sizeof(text), pattern, values);
+    va_end(values);
     return text;
 }
 
-std::string bar(double percent, int cells) {
+std::string bar(double percent, int cells, bool colour) {
     const int full = static_cast<int>(percent / 100 * cells);
-    return "[" + std::string(full, '#') + std::string(cells - full, '-') + "] ";
+    const std::string done(full, '#');
+    const std::string open(cells - full, '-');
+    return colour ? "[" + (kGreen + done) + kDim + open + kPlain + "] " : "[" + done + open + "] ";
 }
 
 }  // namespace
@@ -89,12 +97,13 @@ std::string formatProgressLine(const ProgressNumbers& numbers) {
     return line;
 }
 
-std::string formatProgressBar(const ProgressNumbers& numbers, int columns) {
+std::string formatProgressBar(const ProgressNumbers& numbers, int columns, bool colour) {
     std::string line = formatProgressLine(numbers);
     // The last column stays free: a terminal that is written full moves on to the next line.
     const int room = columns - 1 - static_cast<int>(line.size());
     const int cells = std::min(room - 3, kWidestBar);
-    if (numbers.percent && cells >= kNarrowestBar) return bar(*numbers.percent, cells) + line;
+    if (numbers.percent && cells >= kNarrowestBar)
+        return bar(*numbers.percent, cells, colour) + line;
     return line.substr(0, std::max(columns - 1, 0));
 }
 

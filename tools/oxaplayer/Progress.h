@@ -52,7 +52,7 @@ class ProgressMeter {
 };
 
 // "12 %  1.53x  45.9 fps  0:42 left  3.4 MB" behind a bar that fills `columns`.
-std::string formatProgressBar(const ProgressNumbers& numbers, int columns);
+std::string formatProgressBar(const ProgressNumbers& numbers, int columns, bool colour);
 // The same as a plain line.
 std::string formatProgressLine(const ProgressNumbers& numbers);
 Json progressFields(const ProgressNumbers& numbers);

@@ -57,8 +57,8 @@ void Report::error(const Failure& failure) {
 }
 
 void Report::progress(const ProgressNumbers& numbers, int64_t nowUs) {
-    show(formatProgressBar(numbers, Console::columns()), formatProgressLine(numbers),
-         progressFields(numbers), nowUs);
+    show(formatProgressBar(numbers, Console::columns(), Console::instance().hasColour()),
+         formatProgressLine(numbers), progressFields(numbers), nowUs);
 }
 
 void Report::status(const std::string& line, const Json& fields, int64_t nowUs) {

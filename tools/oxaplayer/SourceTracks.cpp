@@ -104,18 +104,20 @@ Json trackFields(const SourceTrack& track) {
     return fields;
 }
 
-std::string describeTrack(const SourceTrack& track) {
+std::string trackDetails(const SourceTrack& track) {
     if (!track.isVideo) {
-        return track.mime + " " + std::to_string(track.channels) + " ch, " +
-               std::to_string(track.sampleRate) + " Hz";
+        return std::to_string(track.channels) + " ch, " + std::to_string(track.sampleRate) + " Hz";
     }
-    std::string text =
-            track.mime + " " + std::to_string(track.width) + "x" + std::to_string(track.height);
+    std::string text = std::to_string(track.width) + "x" + std::to_string(track.height);
     if (track.rotationDegrees != 0) {
         text += ", rotated by " + std::to_string(track.rotationDegrees);
     }
     if (track.frameRate) text += ", " + std::to_string(*track.frameRate) + " fps";
     return text;
+}
+
+std::string describeTrack(const SourceTrack& track) {
+    return track.mime + " " + trackDetails(track);
 }
 
 }  // namespace oxaplayer

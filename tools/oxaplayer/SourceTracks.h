@@ -42,6 +42,8 @@ std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrac
 std::optional<int64_t> longestDurationUs(const std::vector<SourceTrack>& tracks);
 
 Json trackFields(const SourceTrack& track);
+// "960x540, 30 fps"
+std::string trackDetails(const SourceTrack& track);
 // "video/avc 960x540, 30 fps"
 std::string describeTrack(const SourceTrack& track);
 

@@ -41,7 +41,7 @@ int main(int argc, char** argv) {
     const auto commands = makeCommands();
     const ParsedArguments parsed = parseArguments({argv + 1, argv + argc}, commands);
     writeFully(STDOUT_FILENO, parsed.standardOutput);
-    writeFully(STDERR_FILENO, parsed.standardError);
+    Console::instance().usageError(parsed.standardError);
     if (parsed.command == nullptr) return static_cast<int>(parsed.code);
     Console::instance().routePlatformLog(parsed.common.verbose);
     return static_cast<int>(parsed.command->run(parsed.common));

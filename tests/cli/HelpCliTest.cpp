@@ -1,0 +1,94 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <set>
+
+#include "cli/PlayerProgram.h"
+#include "support/TempDir.h"
+
+namespace oxa::test {
+namespace {
+
+using Words = std::set<std::string>;
+
+// What `pattern` finds at the beginnings of lines of a help text.
+Words wordsOfHelp(std::vector<std::string> command, const std::string& pattern) {
+    command.push_back("--help");
+    Words words;
+    const std::regex regex(pattern);
+    for (const std::string& line : linesOf(runPlayer(std::move(command)).out)) {
+        std::smatch match;
+        if (std::regex_search(line, match, regex)) words.insert(match[1]);
+    }
+    return words;
+}
+
+Words optionsOf(const std::vector<std::string>& command) {
+    return wordsOfHelp(command, "^ +(?:-[a-z],)?(--[a-z-]+)");
+}
+
+Words commands() {
+    Words words = wordsOfHelp({}, "^  ([a-z][a-z-]+)  ");
+    EXPECT_GE(words.size(), 6u);
+    return words;
+}
+
+// What the shell offers for the last of these words.
+Words completions(const std::vector<std::string>& words) {
+    std::vector<std::string> command = {
+            "bash", "-c",
+            "source \"$0\" && COMP_WORDS=(\"$@\") COMP_CWORD=$(($# - 1)) && _oxaplayer && "
+            "printf '%s\\n' \"${COMPREPLY[@]}\"",
+            OXA_PLAYER_COMPLETION, "oxaplayer"};
+    command.insert(command.end(), words.begin(), words.end());
+    const ProcessResult result = runOrDie(command);
+    const auto lines = linesOf(result.out);
+    return {lines.begin(), lines.end()};
+}
+
+// Completion and manual say what the program itself says, so that neither is forgotten when a
+// command or an option comes or goes.
+TEST(Help, completionOffersEveryCommandAndOption) {
+    EXPECT_EQ(completions({""}), commands());
+    EXPECT_EQ(completions({"--"}), optionsOf({}));
+    Words common = optionsOf({});
+    common.erase("--version");
+    for (const std::string& command : commands()) {
+        Words options = optionsOf({command});
+        options.insert(common.begin(), common.end());
+        EXPECT_EQ(completions({command, "--"}), options) << command;
+    }
+}
+
+TEST(Help, completionOffersValues) {
+    EXPECT_EQ(completions({"transcode", "x.mkv", "--format", ""}), (Words{"mp4", "ts"}));
+    EXPECT_EQ(completions({"play", "--display", "w"}), (Words{"window"}));
+    for (const std::string& preset : completions({"record", "--preset", ""})) {
+        const ProcessResult result =
+                runPlayer({"transcode", "x.mp4", "-o", "y.mp4", "--preset", preset});
+        EXPECT_EQ(result.exitCode, 3) << preset << result.err;  // only the file is missing
+    }
+}
+
+TEST(Help, manualNamesEveryCommandAndOption) {
+    const std::string manual =
+            std::regex_replace(readFile(OXA_PLAYER_MANUAL), std::regex("\\\\-"), "-");
+    Words options = optionsOf({});
+    for (const std::string& command : commands()) {
+        EXPECT_TRUE(std::regex_search(manual, std::regex("oxaplayer " + command + "\\\\fR")))
+                << command;
+        const Words own = optionsOf({command});
+        options.insert(own.begin(), own.end());
+    }
+    for (const std::string& option : options) {
+        EXPECT_TRUE(std::regex_search(manual, std::regex("\n\\.B.* " + option + "[ \n]")))
+                << option;
+    }
+}
+
+}  // namespace
+}  // namespace oxa::test

@@ -1,0 +1,176 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "ContactSheetCommand.h"
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
+#include <nlohmann/json.hpp>
+
+#include "Console.h"
+#include "EncodeSetup.h"
+#include "FaultWarnings.h"
+#include "Signals.h"
+#include "TargetFormat.h"
+
+namespace oxaplayer {
+
+namespace {
+
+constexpr int32_t kMostPerSide = 20;
+constexpr int32_t kNarrowestSheet = 64;
+constexpr int32_t kNarrowestCell = 16;
+constexpr int32_t kHighestSheet = 32768;
+
+void removeUnfinished() {
+    OutputFile::removeTemporary();
+    TemporaryFolder::removeAtExit();
+}
+
+void addNumber(CLI::App& app, const std::string& name, int* value, int32_t lowest, int32_t highest,
+               const std::string& type, const std::string& description) {
+    const std::string range = std::to_string(lowest) + " to " + std::to_string(highest);
+    app.add_option_function<std::string>(
+               name,
+               [=](const std::string& text) {
+                   const auto number = parseWholeNumber(text, lowest, highest);
+                   if (!number) {
+                       throw CLI::ValidationError(name + " '" + text + "': expected " + range);
+                   }
+                   *value = *number;
+               },
+               description + " (default: " + std::to_string(*value) + ")")
+            ->type_name(type);
+}
+
+std::string sizeText(Size size) {
+    return std::to_string(size.width) + "x" + std::to_string(size.height);
+}
+
+}  // namespace
+
+CLI::App* ContactSheetCommand::define(CLI::App& app) {
+    CLI::App* sheet = app.add_subcommand(
+            "contact-sheet", "Show pictures from all over a film in one picture, with their times");
+    sheet->add_option("INPUT", mInputPath, "A media file")->required()->type_name("");
+    sheet->add_option("-o,--output", mOutputPath, "A PNG file; - is standard output")
+            ->required()
+            ->type_name("OUTPUT");
+    addNumber(*sheet, "--columns", &mLayout.columns, 1, kMostPerSide, "N", "Pictures in a row");
+    addNumber(*sheet, "--rows", &mLayout.rows, 1, kMostPerSide, "N", "Rows");
+    addNumber(*sheet, "--width", &mLayout.width, kNarrowestSheet, kHighestPictureSide, "PX",
+              "Width of the whole sheet");
+    sheet->add_flag("--force", mForce, "Replace an existing OUTPUT");
+    return sheet;
+}
+
+ExitCode ContactSheetCommand::run(const CommonOptions& common) {
+    mReport = std::make_unique<Report>("contact-sheet", common,
+                                       mOutputPath == "-" ? STDERR_FILENO : STDOUT_FILENO);
+    mQueue = std::make_shared<EventQueue>();
+    Signals::takeOver([] {}, &removeUnfinished);
+    OutputFile::removeAtFatalError();
+    const int listener = oxa::host::addFaultListener(
+            [queue = mQueue](const oxa::host::Fault& fault) { queue->push(fault); });
+    auto failure = makeSheet();
+    oxa::host::removeFaultListener(listener);
+    if (Signals::arrived() && !mWritten) {
+        failure = Failure{ExitCode::kInterrupted, "interrupted, nothing was written"};
+    }
+    mReport->endProgress();
+    ExitCode code = ExitCode::kDone;
+    if (failure) {
+        mReport->error(*failure);
+        mOutput.discard();
+        code = failure->code;
+    }
+    reportResult(code);
+    return code;
+}
+
+std::optional<Failure> ContactSheetCommand::makeSheet() {
+    if (auto failure = refuseTerminal(mOutputPath)) return failure;
+    if (auto failure = mInput.open(mInputPath)) return failure;
+    if (auto failure = chooseTracks(mInput, Only::kVideo, mReport.get(), &mTracks)) return failure;
+    if (auto failure = chooseCell()) return failure;
+    if (auto failure = openOutput()) return failure;
+    mReport->event("start", {{"command", "contact-sheet"},
+                             {"input", mInputPath},
+                             {"output", mOutputPath},
+                             {"format", "png"}});
+    announceTracks(mInput, mTracks, mReport.get());
+
+    StillGrabber grabber(mInput, *mTracks.video, mCell);
+    const int cells = mLayout.cells();
+    const auto showProgress = [this, cells](int done) {
+        mReport->status(std::to_string(done) + " of " + std::to_string(cells) + " pictures",
+                        {{"frames", done}}, nowUs());
+    };
+    if (auto failure = grabber.grab(cells, showProgress, &mStills)) return failure;
+    FaultWarnings warnings([this](const std::string& text) { mReport->warning(text); });
+    while (const auto event = mQueue->pop(0))
+        warnings.add(std::get<oxa::host::Fault>(*event));
+    warnings.summarize();
+    if (Signals::arrived()) return std::nullopt;
+
+    ContactSheet sheet(mLayout, mCell);
+    for (size_t i = 0; i < mStills.size(); ++i) {
+        if (sheet.place(static_cast<int>(i), mStills[i].path, mStills[i].timeUs)) continue;
+        return Failure{ExitCode::kFailed, "cannot read '" + mStills[i].path + "'"};
+    }
+    return write(sheet);
+}
+
+// The cells have the shape of the picture as it is to be seen.
+std::optional<Failure> ContactSheetCommand::chooseCell() {
+    mCell = mLayout.cellFor(uprightSize(*mTracks.video));
+    const int64_t sheetHeight = static_cast<int64_t>(mLayout.rows) * mCell.height;
+    if (mCell.width >= kNarrowestCell && mCell.height >= kNarrowestCell &&
+        mCell.height <= kHighestPictureSide && sheetHeight <= kHighestSheet) {
+        return std::nullopt;
+    }
+    return Failure{ExitCode::kUsage, std::to_string(mLayout.columns) + " columns and " +
+                                             std::to_string(mLayout.rows) +
+                                             " rows of pictures of " + sizeText(mCell) +
+                                             " make no sheet"};
+}
+
+std::optional<Failure> ContactSheetCommand::openOutput() {
+    if (mOutputPath != "-" && mInput.isSameFileAs(mOutputPath)) {
+        return Failure{ExitCode::kUsage, "'" + mOutputPath + "' is the input itself"};
+    }
+    return oxaplayer::openOutput(mOutputPath, mForce, WriteWay::kWhenComplete, &mOutput);
+}
+
+std::optional<Failure> ContactSheetCommand::write(const ContactSheet& sheet) {
+    const std::vector<uint8_t> png = sheet.encode();
+    if (png.empty()) return Failure{ExitCode::kFailed, "the sheet is too large for this computer"};
+    if (!writeFully(mOutput.descriptor(), {png.begin(), png.end()})) {
+        return Failure{ExitCode::kOutput, "cannot write '" + mOutputPath + "': " + strerror(errno)};
+    }
+    if (auto failure = mOutput.finish()) return failure;
+    mWritten = sheet.size();
+    mReport->endProgress();
+    mReport->note((mOutputPath == "-" ? "standard output" : mOutput.currentName()) + ": " +
+                  std::to_string(mStills.size()) + " pictures, " + sizeText(*mWritten) + ", " +
+                  formatBytes(static_cast<int64_t>(png.size())));
+    return std::nullopt;
+}
+
+void ContactSheetCommand::reportResult(ExitCode code) const {
+    Json event = {{"exit", static_cast<int>(code)}};
+    if (mWritten) {
+        event["output"] = mOutputPath == "-" ? "-" : mOutput.currentName();
+        event["width"] = mWritten->width;
+        event["height"] = mWritten->height;
+        event["times_s"] = Json::array();
+        for (const Still& still : mStills)
+            event["times_s"].push_back(rounded(still.timeUs / 1e6, 1000));
+    }
+    mReport->event("result", event);
+}
+
+}  // namespace oxaplayer
