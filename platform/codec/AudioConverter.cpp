@@ -9,6 +9,8 @@
 #include <array>
 #include <vector>
 
+#include "container/MediaLimits.h"
+
 extern "C" {
 #include <libavutil/mem.h>
 #include <libavutil/opt.h>
@@ -47,9 +49,7 @@ AudioConverter::~AudioConverter() {
 
 bool AudioConverter::open(const AudioShape& output) {
     close();
-    if (output.channels() < 1 || output.channels() > kMaxChannels || output.sampleRate < 1) {
-        return false;
-    }
+    if (!isSoundAllowed(output.channels(), output.sampleRate)) return false;
     mOutput = output;
     mFifo = av_audio_fifo_alloc(output.format, output.channels(), kStepFrames);
     return mFifo != nullptr;
@@ -74,9 +74,7 @@ bool AudioConverter::setInput(const AudioShape& input) {
 }
 
 bool AudioConverter::openResampler() {
-    if (mInput.channels() < 1 || mInput.channels() > kMaxChannels || mInput.sampleRate < 1) {
-        return false;
-    }
+    if (!isSoundAllowed(mInput.channels(), mInput.sampleRate)) return false;
     return initResampler(false) || initResampler(true);
 }
 
@@ -111,7 +109,7 @@ bool AudioConverter::push(const uint8_t* const* planes, int frames) {
     const bool planar = av_sample_fmt_is_planar(mInput.format);
     const int count = planar ? mInput.channels() : 1;
     const int stride = av_get_bytes_per_sample(mInput.format) * (planar ? 1 : mInput.channels());
-    std::array<const uint8_t*, kMaxChannels> step = {};
+    std::array<const uint8_t*, limits::kMaxChannels> step = {};
     for (int done = 0; done < frames; done += kStepFrames) {
         for (int plane = 0; plane < count; ++plane) {
             step[plane] = planes[plane] + static_cast<size_t>(done) * stride;

@@ -66,7 +66,6 @@ class AudioConverter {
     int pull(uint8_t* const* planes, int frames);
 
   private:
-    static constexpr int kMaxChannels = 64;
     static constexpr int kStepFrames = 4096;
 
     bool openResampler();

@@ -15,6 +15,7 @@
 #include <string>
 
 #include "container/AvLog.h"
+#include "container/MediaLimits.h"
 
 namespace android {
 
@@ -22,7 +23,6 @@ namespace {
 
 constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr int32_t kPcmEncoding16Bit = 2;
-constexpr int64_t kMaxStampUs = INT64_MAX / 4;  // room for sums, whatever the stream says
 
 struct MimeType {
     const char* mime;
@@ -131,6 +131,7 @@ status_t AvAudioDecoder::configure(const sp<AMessage>& format, const sp<Surface>
 status_t AvAudioDecoder::openCodec() {
     if (mTrack == nullptr) return INVALID_OPERATION;
     routeAvLog();
+    limitAvAllocations();
     mDamage.start("audio");
     const AVCodec* decoder = avcodec_find_decoder(mTrack->codec().codec_id);
     mCodec = avcodec_alloc_context3(decoder);
@@ -290,7 +291,7 @@ void AvAudioDecoder::followClock() {
 
 int64_t AvAudioDecoder::frameTimeUs() const {
     if (mFrame->best_effort_timestamp != AV_NOPTS_VALUE) {
-        return std::clamp(mTrack->toUs(mFrame->best_effort_timestamp), -kMaxStampUs, kMaxStampUs);
+        return mTrack->toUs(mFrame->best_effort_timestamp);
     }
     if (!mClockSet) return mInputTimeUs;
     return pulledTimeUs(mConverter.available() + mConverter.delayedFrames());

@@ -19,6 +19,7 @@
 
 #include "codec/AvPicture.h"
 #include "container/AvLog.h"
+#include "container/MediaLimits.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>
@@ -116,6 +117,7 @@ class AvVideoDecoder::SurfaceListener : public PictureQueue::ProducerListener {
 AvVideoDecoder::AvVideoDecoder(const AString& mime)
     : mMime(mime), mDamage(oxa::host::FaultSource::kDecoder, "damaged picture data skipped") {
     routeAvLog();
+    limitAvAllocations();
 }
 
 AvVideoDecoder::~AvVideoDecoder() = default;
@@ -228,6 +230,7 @@ status_t AvVideoDecoder::openCodec() {
     mCodec->thread_count =
             static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, kMaxThreads));
     mCodec->thread_type = FF_THREAD_FRAME | FF_THREAD_SLICE;
+    mCodec->max_pixels = limits::kMaxPicturePoints;
     if (avcodec_parameters_to_context(mCodec, &mTrack->codec()) < 0 ||
         avcodec_open2(mCodec, decoder, nullptr) < 0) {
         ALOGE("%s cannot be opened", name().c_str());
@@ -426,7 +429,8 @@ bool AvVideoDecoder::waitForTurn(int64_t timeUs, int64_t* lateUs) {
 }
 
 int64_t AvVideoDecoder::timeUsOf(const AVFrame& converted) const {
-    return av_rescale_q(converted.pts, mGraph.timeBase(), kMicroseconds) - mGraphStartUs;
+    return clampTimeUs(av_rescale_q(converted.pts, mGraph.timeBase(), kMicroseconds)) -
+           mGraphStartUs;
 }
 
 bool AvVideoDecoder::drain() {

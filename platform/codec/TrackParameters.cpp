@@ -7,11 +7,13 @@
 
 #include <algorithm>
 
+#include "container/MediaLimits.h"
+
 namespace android {
 
 TrackParameters::TrackParameters(const AVCodecParameters& parameters, AVRational timeBase,
                                  int64_t startUs)
-    : mParameters(avcodec_parameters_alloc()), mTimeBase(timeBase), mStartUs(startUs) {
+    : mParameters(avcodec_parameters_alloc()), mTimeBase(timeBase), mStartUs(clampTimeUs(startUs)) {
     avcodec_parameters_copy(mParameters, &parameters);
 }
 
@@ -21,7 +23,7 @@ TrackParameters::~TrackParameters() {
 }
 
 int64_t TrackParameters::toUs(int64_t streamTime) const {
-    return av_rescale_q(streamTime, mTimeBase, AVRational{1, 1000000}) - mStartUs;
+    return clampTimeUs(av_rescale_q(streamTime, mTimeBase, AVRational{1, 1000000})) - mStartUs;
 }
 
 void TrackParameters::pushSample(const AVPacket& packet, int64_t timeUs) {
@@ -50,7 +52,8 @@ bool TrackParameters::popSample(int64_t timeUs, AVPacket* packet) {
 
 void TrackParameters::clearSamples() {
     std::lock_guard<std::mutex> lock(mLock);
-    while (!mSamples.empty()) dropFrontLocked();
+    while (!mSamples.empty())
+        dropFrontLocked();
 }
 
 void TrackParameters::dropFrontLocked() {

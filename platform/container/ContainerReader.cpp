@@ -12,6 +12,7 @@
 
 #include <algorithm>
 
+#include "container/MediaLimits.h"
 #include "container/StreamInfo.h"
 #include "container/TrackFormat.h"
 
@@ -20,15 +21,6 @@ namespace android {
 namespace {
 
 constexpr AVRational kMicroseconds = {1, 1000000};
-constexpr size_t kMaxTracks = 64;
-constexpr int kMaxSampleSize = 256 << 20;
-
-// A file is read through its source only: nothing that it refers to is opened.
-int refuseToOpen(AVFormatContext* /*context*/, AVIOContext** /*stream*/, const char* url,
-                 int /*flags*/, AVDictionary** /*options*/) {
-    ALOGW("the file refers to '%s', which is not opened", url);
-    return AVERROR(EACCES);
-}
 
 std::string errorText(int result) {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
@@ -41,6 +33,7 @@ std::string errorText(int result) {
 ContainerReader::ContainerReader(const sp<DataSource>& source)
     : mSource(source), mPacket(av_packet_alloc()) {
     routeAvLog();
+    limitAvAllocations();
 }
 
 ContainerReader::~ContainerReader() = default;
@@ -59,9 +52,7 @@ status_t ContainerReader::openContext() {
     auto stream = std::make_unique<DataSourceStream>(mSource);
     AVFormatContext* context = avformat_alloc_context();
     mComplaints.listenTo(context);
-    context->pb = stream->context();
-    context->io_open = refuseToOpen;
-    context->protocol_whitelist = av_strdup("none");
+    stream->feed(context);
     const int result = avformat_open_input(&context, nullptr, nullptr, nullptr);
     if (result < 0) {
         ALOGW("%s: %s", mSource->toString().c_str(), errorText(result).c_str());
@@ -75,11 +66,11 @@ status_t ContainerReader::openContext() {
 
 void ContainerReader::listTracks() {
     const int64_t startUs = fileStartUs(*mContext);
-    for (unsigned i = 0; i < mContext->nb_streams && mTracks.size() < kMaxTracks; ++i) {
+    for (unsigned i = 0; i < mContext->nb_streams && mTracks.size() < limits::kMaxTracks; ++i) {
         const AVStream& stream = *mContext->streams[i];
         if (!isPlayable(stream)) continue;
         Track track;
-        track.stream = stream.index;
+        track.stream = i;
         track.format = makeTrackFormat(*mContext, stream);
         track.parameters = new TrackParameters(*stream.codecpar, stream.time_base, startUs);
         mTracks.push_back(track);
@@ -93,10 +84,16 @@ void ContainerReader::applySelection() {
         mContext->streams[i]->discard = AVDISCARD_ALL;
     }
     for (const Track& track : mTracks) {
-        if (track.selected || mDiscontinuous) {
-            mContext->streams[track.stream]->discard = AVDISCARD_DEFAULT;
+        AVStream* const stream = streamOf(track);
+        if (stream != nullptr && (track.selected || mDiscontinuous)) {
+            stream->discard = AVDISCARD_DEFAULT;
         }
     }
+}
+
+// Null when the file was opened again and has become another one.
+AVStream* ContainerReader::streamOf(const Track& track) const {
+    return track.stream < mContext->nb_streams ? mContext->streams[track.stream] : nullptr;
 }
 
 bool ContainerReader::anySelected() const {
@@ -106,7 +103,7 @@ bool ContainerReader::anySelected() const {
 
 ContainerReader::Track* ContainerReader::trackOf(const AVPacket& packet) {
     for (Track& track : mTracks) {
-        if (track.stream == packet.stream_index) return &track;
+        if (static_cast<int>(track.stream) == packet.stream_index) return &track;
     }
     return nullptr;
 }
@@ -140,7 +137,7 @@ status_t ContainerReader::seek(int64_t timeUs, SeekMode mode) {
         if (err != OK) return err;
         completeStreamInfo(mContext.get());
     } else {
-        const int64_t target = timeUs + fileStartUs(*mContext);
+        const int64_t target = clampTimeUs(timeUs) + fileStartUs(*mContext);
         const bool forward = mode == SeekMode::SEEK_NEXT_SYNC;
         const bool backward = mode == SeekMode::SEEK_PREVIOUS_SYNC;
         if (avformat_seek_file(mContext.get(), -1, forward ? target : INT64_MIN, target,
@@ -151,7 +148,7 @@ status_t ContainerReader::seek(int64_t timeUs, SeekMode mode) {
     applySelection();
     for (Track& track : mTracks) {
         track.parameters->clearSamples();
-        track.nextTimeUs = std::max<int64_t>(timeUs, 0);
+        track.nextTimeUs = clampTimeUs(std::max<int64_t>(timeUs, 0));
     }
     mSmoother.reset();
     mSampleTrack = nullptr;
@@ -219,10 +216,11 @@ bool ContainerReader::fetchSample() {
         mReading = true;
         Track* const track = trackOf(*mPacket);
         if (track == nullptr) continue;
+        dropWildTimes(mPacket.get());
         if (mDiscontinuous) shiftTimes(mPacket.get());
         if (!track->selected || mPacket->size == 0) continue;
         placeInTime(track, *mPacket);
-        if (mPacket->size > kMaxSampleSize) {
+        if (mPacket->size > limits::kMaxSampleBytes) {
             leaveOut("is too large");
             continue;
         }
@@ -243,6 +241,17 @@ int ContainerReader::readPacket() {
     }
 }
 
+// Damaged times are as good as none.
+void ContainerReader::dropWildTimes(AVPacket* packet) const {
+    const AVRational timeBase = mContext->streams[packet->stream_index]->time_base;
+    if (!isTimeAllowed(packet->pts, timeBase)) packet->pts = AV_NOPTS_VALUE;
+    if (!isTimeAllowed(packet->dts, timeBase)) packet->dts = AV_NOPTS_VALUE;
+    const bool lasts =
+            packet->duration > 0 && isTimeAllowed(packet->duration, timeBase) &&
+            av_rescale_q(packet->duration, timeBase, kMicroseconds) <= limits::kMaxSampleDurationUs;
+    if (!lasts) packet->duration = 0;
+}
+
 void ContainerReader::shiftTimes(AVPacket* packet) {
     if (packet->dts == AV_NOPTS_VALUE) return;
     const AVRational timeBase = mContext->streams[packet->stream_index]->time_base;
@@ -250,6 +259,7 @@ void ContainerReader::shiftTimes(AVPacket* packet) {
             packet->stream_index, av_rescale_q(packet->dts, timeBase, kMicroseconds),
             av_rescale_q(packet->duration, timeBase, kMicroseconds));
     const int64_t shift = av_rescale_q(shiftUs, kMicroseconds, timeBase);
+    if (!isTimeAllowed(shift, timeBase)) return;
     packet->dts += shift;
     if (packet->pts != AV_NOPTS_VALUE) packet->pts += shift;
 }
@@ -258,8 +268,9 @@ void ContainerReader::placeInTime(Track* track, const AVPacket& packet) {
     const int64_t stamp = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
     mSampleTimeUs = track->nextTimeUs;
     if (stamp != AV_NOPTS_VALUE) mSampleTimeUs = track->parameters->toUs(stamp);
-    track->nextTimeUs = mSampleTimeUs +
-                        av_rescale_q(packet.duration, track->parameters->timeBase(), kMicroseconds);
+    track->nextTimeUs =
+            clampTimeUs(mSampleTimeUs + av_rescale_q(packet.duration, track->parameters->timeBase(),
+                                                     kMicroseconds));
 }
 
 void ContainerReader::leaveOut(const char* why) {
@@ -288,10 +299,11 @@ void ContainerReader::end(int result) {
 bool ContainerReader::isTruncated() const {
     if (mStream->size() < 0) return false;
     for (const Track& track : mTracks) {
-        AVStream* const stream = mContext->streams[track.stream];
+        AVStream* const stream = streamOf(track);
+        if (stream == nullptr) return true;
         for (int i = avformat_index_get_entries_count(stream) - 1; i >= 0; --i) {
             const AVIndexEntry* entry = avformat_index_get_entry(stream, i);
-            if (entry->pos + entry->size > mStream->size()) return true;
+            if (entry->pos > mStream->size() - entry->size) return true;
         }
     }
     return false;

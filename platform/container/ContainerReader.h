@@ -55,7 +55,7 @@ class ContainerReader {
     DISALLOW_EVIL_CONSTRUCTORS(ContainerReader);
 
     struct Track {
-        int stream;
+        unsigned stream;  // its place among the context's
         sp<AMessage> format;
         sp<TrackParameters> parameters;
         bool selected = false;
@@ -71,12 +71,14 @@ class ContainerReader {
     status_t openContext();
     void listTracks();
     void applySelection();
+    AVStream* streamOf(const Track& track) const;
     bool anySelected() const;
     Track* trackOf(const AVPacket& packet);
 
     bool ensureSample();
     bool fetchSample();
     int readPacket();
+    void dropWildTimes(AVPacket* packet) const;
     void shiftTimes(AVPacket* packet);
     void placeInTime(Track* track, const AVPacket& packet);
     void leaveOut(const char* why);

@@ -1,9 +1,12 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
+#define LOG_TAG "DataSourceStream"
+
 #include "container/DataSourceStream.h"
 
 #include <errno.h>
+#include <log/log.h>
 
 extern "C" {
 #include <libavutil/error.h>
@@ -17,6 +20,12 @@ namespace {
 constexpr int kBufferSize = 65536;
 constexpr int kMaxErrno = 4095;
 
+int refuseToOpen(AVFormatContext* /*context*/, AVIOContext** /*stream*/, const char* url,
+                 int /*flags*/, AVDictionary** /*options*/) {
+    ALOGW("the file refers to '%s', which is not opened", url);
+    return AVERROR(EACCES);
+}
+
 }  // namespace
 
 DataSourceStream::DataSourceStream(const sp<DataSource>& source) : mSource(source) {
@@ -29,6 +38,13 @@ DataSourceStream::DataSourceStream(const sp<DataSource>& source) : mSource(sourc
 DataSourceStream::~DataSourceStream() {
     av_freep(&mContext->buffer);
     avio_context_free(&mContext);
+}
+
+void DataSourceStream::feed(AVFormatContext* context) {
+    context->pb = mContext;
+    context->io_open = refuseToOpen;
+    // For those demuxers that open files by themselves.
+    context->protocol_whitelist = av_strdup("none");
 }
 
 int DataSourceStream::readPacket(void* opaque, uint8_t* buffer, int size) {

@@ -7,7 +7,7 @@
 #include <media/stagefright/foundation/ABase.h>
 
 extern "C" {
-#include <libavformat/avio.h>
+#include <libavformat/avformat.h>
 }
 
 namespace android {
@@ -20,6 +20,10 @@ class DataSourceStream {
 
     // Valid as long as this object.
     AVIOContext* context() { return mContext; }
+
+    // Makes it all that `context`, which is about to be opened, reads: nothing that a file refers
+    // to is opened, neither another file nor an address.
+    void feed(AVFormatContext* context);
 
     // -1 when it is not known: a pipe.
     off64_t size() const { return mSize; }

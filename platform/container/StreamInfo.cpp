@@ -7,8 +7,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "container/AvcStream.h"
+#include "container/MediaLimits.h"
 
 namespace android {
 
@@ -67,6 +69,17 @@ bool isComplete(const AVFormatContext& context, const AVStream& stream) {
     }
 }
 
+// Decoders are opened for it. Those of streams that it finds itself keep libavcodec's own limit.
+int findStreamInfo(AVFormatContext* context) {
+    std::vector<AVDictionary*> options(context->nb_streams, nullptr);
+    for (AVDictionary*& option : options)
+        av_dict_set_int(&option, "max_pixels", limits::kMaxPicturePoints, 0);
+    const int result = avformat_find_stream_info(context, options.data());
+    for (AVDictionary*& option : options)
+        av_dict_free(&option);
+    return result;
+}
+
 }  // namespace
 
 int completeStreamInfo(AVFormatContext* context) {
@@ -74,7 +87,7 @@ int completeStreamInfo(AVFormatContext* context) {
     for (unsigned i = 0; i < context->nb_streams; ++i) {
         complete = complete && isComplete(*context, *context->streams[i]);
     }
-    if (!complete) return avformat_find_stream_info(context, nullptr);
+    if (!complete) return findStreamInfo(context);
     for (unsigned i = 0; i < context->nb_streams; ++i) {
         AVStream* const stream = context->streams[i];
         if (stream->codecpar->codec_id == AV_CODEC_ID_H264) fillAspect(stream->codecpar, stream);
@@ -83,7 +96,7 @@ int completeStreamInfo(AVFormatContext* context) {
 }
 
 int64_t fileStartUs(const AVFormatContext& context) {
-    if (context.start_time != AV_NOPTS_VALUE) return context.start_time;
+    if (context.start_time != AV_NOPTS_VALUE) return clampTimeUs(context.start_time);
     int64_t startUs = INT64_MAX;
     for (unsigned i = 0; i < context.nb_streams; ++i) {
         const AVStream& stream = *context.streams[i];
@@ -93,7 +106,7 @@ int64_t fileStartUs(const AVFormatContext& context) {
         startUs =
                 std::min(startUs, av_rescale_q(stream.start_time, stream.time_base, kMicroseconds));
     }
-    return startUs != INT64_MAX ? startUs : 0;
+    return startUs != INT64_MAX ? clampTimeUs(startUs) : 0;
 }
 
 double frameRateOf(const AVStream& stream) {

@@ -7,10 +7,12 @@
 
 #include <log/log.h>
 #include <media/stagefright/foundation/ABuffer.h>
+#include <string.h>
 
 #include <algorithm>
 #include <cmath>
 
+#include "container/MediaLimits.h"
 #include "container/MediaMime.h"
 #include "container/StreamInfo.h"
 
@@ -24,14 +26,13 @@ namespace android {
 namespace {
 
 constexpr AVRational kMicroseconds = {1, 1000000};
-constexpr int kMaxDimension = 16384;
 constexpr int64_t kVideoReserve = 64 << 10;
 constexpr int64_t kMinUnknownVideoSize = 1 << 20;
 constexpr int64_t kMinAudioSize = 256 << 10;
-constexpr int64_t kMaxSampleSize = 256 << 20;
 
-// 0 when the container has no list of its samples, or not of all.
-int64_t largestIndexedSample(const AVStream& stream) {
+// 0 when the container has no list of its samples, or not of all. No sample is larger than its
+// file, whatever the list says.
+int64_t largestIndexedSample(const AVFormatContext& context, const AVStream& stream) {
     const int entries = avformat_index_get_entries_count(&stream);
     if (stream.nb_frames <= 0) return 0;
     int64_t largest = 0;
@@ -39,12 +40,13 @@ int64_t largestIndexedSample(const AVStream& stream) {
         const AVIndexEntry* entry = avformat_index_get_entry(const_cast<AVStream*>(&stream), i);
         largest = std::max<int64_t>(largest, entry->size);
     }
-    return largest;
+    const int64_t fileSize = avio_size(context.pb);
+    return fileSize >= 0 ? std::min(largest, fileSize) : largest;
 }
 
-int32_t maxInputSize(const AVStream& stream) {
+int32_t maxInputSize(const AVFormatContext& context, const AVStream& stream) {
     const AVCodecParameters& parameters = *stream.codecpar;
-    const int64_t indexed = largestIndexedSample(stream);
+    const int64_t indexed = largestIndexedSample(context, stream);
     int64_t size;
     if (parameters.codec_type == AVMEDIA_TYPE_AUDIO) {
         size = std::max(kMinAudioSize, indexed);
@@ -54,7 +56,7 @@ int32_t maxInputSize(const AVStream& stream) {
         const int64_t points = static_cast<int64_t>(parameters.width) * parameters.height;
         size = std::max(kMinUnknownVideoSize, points * 3 / 2);
     }
-    return static_cast<int32_t>(std::min(size, kMaxSampleSize));
+    return static_cast<int32_t>(std::min<int64_t>(size, limits::kMaxSampleBytes));
 }
 
 // Clockwise degrees by which the picture is to be turned for display.
@@ -89,11 +91,12 @@ void setAudioItems(const AVStream& stream, const sp<AMessage>& format) {
     format->setInt32("sample-rate", stream.codecpar->sample_rate);
 }
 
+// Not above 0 where it is not known.
 int64_t durationUs(const AVFormatContext& context, const AVStream& stream) {
-    if (stream.duration > 0) {
+    if (stream.duration > 0 && isTimeAllowed(stream.duration, stream.time_base)) {
         return av_rescale_q(stream.duration, stream.time_base, kMicroseconds);
     }
-    return context.duration;
+    return context.duration <= limits::kMaxTimeUs ? context.duration : 0;
 }
 
 }  // namespace
@@ -106,14 +109,14 @@ bool isPlayable(const AVStream& stream) {
     }
     bool usable = false;
     if (parameters.codec_type == AVMEDIA_TYPE_VIDEO) {
-        usable = parameters.width > 0 && parameters.width <= kMaxDimension &&
-                 parameters.height > 0 && parameters.height <= kMaxDimension;
+        usable = isPictureSizeAllowed(parameters.width, parameters.height);
     } else if (parameters.codec_type == AVMEDIA_TYPE_AUDIO) {
-        usable = parameters.sample_rate > 0 && parameters.ch_layout.nb_channels > 0;
+        usable = isSoundAllowed(parameters.ch_layout.nb_channels, parameters.sample_rate);
     } else {
         return false;
     }
-    usable = usable && avcodec_find_decoder(parameters.codec_id) != nullptr;
+    usable = usable && parameters.extradata_size <= limits::kMaxCodecDataBytes &&
+             avcodec_find_decoder(parameters.codec_id) != nullptr;
     ALOGW_IF(!usable, "stream %d (%s, %dx%d, %d Hz) cannot be decoded and is left out",
              stream.index, avcodec_get_name(parameters.codec_id), parameters.width,
              parameters.height, parameters.sample_rate);
@@ -137,13 +140,16 @@ sp<AMessage> makeTrackFormat(const AVFormatContext& context, const AVStream& str
     if (parameters.bit_rate > 0 && parameters.bit_rate <= INT32_MAX) {
         format->setInt32("bitrate", static_cast<int32_t>(parameters.bit_rate));
     }
-    format->setInt32("max-input-size", maxInputSize(stream));
+    format->setInt32("max-input-size", maxInputSize(context, stream));
     if (parameters.extradata_size > 0) {
         format->setBuffer("csd-0",
                           ABuffer::CreateAsCopy(parameters.extradata, parameters.extradata_size));
     }
     const AVDictionaryEntry* language = av_dict_get(stream.metadata, "language", nullptr, 0);
-    if (language != nullptr) format->setString("language", language->value);
+    if (language != nullptr) {
+        format->setString("language", language->value,
+                          strnlen(language->value, limits::kMaxLanguageLength));
+    }
     return format;
 }
 

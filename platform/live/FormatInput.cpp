@@ -3,14 +3,20 @@
 
 #define LOG_TAG "FormatInput"
 
+#include <datasource/FileSource.h>
+#include <errno.h>
 #include <log/log.h>
+#include <unistd.h>
 #include <utils/Timers.h>
 
 #include <algorithm>
+#include <memory>
 #include <mutex>
 #include <thread>
 
 #include "container/AvLog.h"
+#include "container/DataSourceStream.h"
+#include "container/MediaLimits.h"
 #include "container/StreamInfo.h"
 #include "live/DeviceOptions.h"
 #include "live/LiveInput.h"
@@ -33,6 +39,7 @@ class FormatInput : public LiveInput {
   public:
     FormatInput(const LiveSource& source, LiveKind kind) : mSource(source), mKind(kind) {
         routeAvLog();
+        limitAvAllocations();
         static std::once_flag once;
         std::call_once(once, avdevice_register_all);
     }
@@ -105,9 +112,19 @@ class FormatInput : public LiveInput {
             if (mFormat != nullptr) mFormat->flags |= AVFMT_FLAG_NONBLOCK;
             mWallClockUs = systemTime(SYSTEM_TIME_REALTIME) / 1000 - nowUs();
         }
+        if (!mSource.isDevice()) err = readFile();
         if (err >= 0) err = avformat_open_input(&mFormat, mSource.name.c_str(), device, &settings);
         av_dict_free(&settings);
         return err;
+    }
+
+    int readFile() {
+        if (access(mSource.name.c_str(), R_OK) != 0) return AVERROR(errno);
+        mFormat = avformat_alloc_context();
+        if (mFormat == nullptr) return AVERROR(ENOMEM);
+        mFile = std::make_unique<DataSourceStream>(new FileSource(mSource.name.c_str()));
+        mFile->feed(mFormat);
+        return 0;
     }
 
     int chooseStream() {
@@ -134,6 +151,7 @@ class FormatInput : public LiveInput {
         const int err = avcodec_parameters_to_context(mDecoder, mStream->codecpar);
         if (err < 0) return err;
         mDecoder->pkt_timebase = mStream->time_base;
+        mDecoder->max_pixels = limits::kMaxPicturePoints;
         // Threads hold pictures back: a device's are wanted at once.
         mDecoder->thread_count =
                 mSource.isDevice() ? 1
@@ -183,8 +201,9 @@ class FormatInput : public LiveInput {
 
     const LiveSource mSource;
     const LiveKind mKind;
-    AVFormatContext* mFormat = nullptr;
-    AVStream* mStream = nullptr;  // the context's
+    std::unique_ptr<DataSourceStream> mFile;  // null for a device
+    AVFormatContext* mFormat = nullptr;       // reads from mFile
+    AVStream* mStream = nullptr;              // the context's
     AVCodecContext* mDecoder = nullptr;
     AVPacket* mPacket = nullptr;
     bool mEnded = false;

@@ -11,6 +11,7 @@
 #include "live/LiveReader.h"
 #include "platform/live/LiveSources.h"
 #include "support/Deadline.h"
+#include "support/TempDir.h"
 #include "support/TestClips.h"
 
 namespace oxa::test {
@@ -131,6 +132,17 @@ TEST(LiveReader, RefusesWhatHasNothingOfTheKind) {
         EXPECT_EQ(nullptr, LiveReader::open(optionsFor(c.source, c.kind), &error)) << c.source;
         EXPECT_NE(std::string::npos, error.find(c.part)) << c.source << ": " << error;
     }
+}
+
+// A list that a stranger made must not decide what of this computer's files is recorded.
+TEST(LiveReader, OpensNothingThatAFileRefersTo) {
+    const TempDir folder;
+    ASSERT_TRUE(writeFile(folder.file("clip.mp4"), readFile(mediaPath("bunny_480p_hevc.mp4"))));
+    EXPECT_NE(nullptr, openReader(optionsFor(folder.file("clip.mp4"))));
+    const std::string list = folder.file("list.ffconcat");
+    ASSERT_TRUE(writeFile(list, "ffconcat version 1.0\nfile 'clip.mp4'\n"));
+    std::string error;
+    EXPECT_EQ(nullptr, LiveReader::open(optionsFor(list), &error));
 }
 
 // ---- Pictures
