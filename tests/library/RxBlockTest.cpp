@@ -148,6 +148,8 @@ TEST_F(RxBlockTest, UnusableBlocksAreSkippedAndPollingGoesOn) {
             {kFirstUs, kFull, 0, 48000, 0},
             {kFirstUs, kFull, 2, 0, 0},
     };
+    // So slow that each would become a block of hours.
+    blocks.insert(blocks.end(), 4, {kFirstUs, kFull, 2, 1, 0});
     const std::vector<Block> usable = usableBlocks(30);
     blocks.insert(blocks.end(), usable.begin(), usable.end());
     const LogCapture log;

@@ -36,6 +36,8 @@ constexpr char kVideoSwitchFile[] = "/sys/devices/virtual/switch/rx_video/state"
 constexpr size_t kVideoSwitchSize = 32;
 constexpr int kEventVideoHotplug = 0;
 constexpr int32_t kSharedSize = 16384;
+// A slower block would need hundreds of megabytes at the rate of the recording.
+constexpr int32_t kMinBlockRate = 1000;
 constexpr int32_t kDefaultChannelCount = 2;
 constexpr int32_t kDefaultSampleRate = 48000;
 constexpr int32_t kAacProfileLc = 2;
@@ -272,7 +274,7 @@ void AudioRxEncoder::handleBlock(int64_t timeStampUs, int32_t size, int32_t chan
         mStartTimeUs = timeStampUs;
         ALOGI("mStartTimeUs = %lld", (long long)mStartTimeUs);
     }
-    if (channelCount < 1 || size < 1 || sampleRate < 1 || mSharedBase == NULL) return;
+    if (channelCount < 1 || size < 1 || sampleRate < kMinBlockRate || mSharedBase == NULL) return;
     // The service's word is not taken for what is in the region.
     size = std::min(size, kSharedSize);
     _RxAudioFrame in = {mSharedBase,  size,      size, timeStampUs - mStartTimeUs,

@@ -11,6 +11,9 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <algorithm>
+#include <vector>
+
 #include "OxaMediaCodecPlayerCommon.h"
 
 namespace android {
@@ -19,6 +22,10 @@ namespace {
 
 constexpr char kVideoInfoFile[] = "/sys/devices/virtual/video4linux/video250/hdmirx_video_info";
 constexpr char kAudioInfoFile[] = "/sys/devices/virtual/video4linux/video250/hdmirx_audio_info";
+
+// The driver's files have a few short lines. Nothing else may be a reason to read without end.
+constexpr size_t kMaxInfoBytes = 65536;
+constexpr int kMaxInfoLines = 256;
 
 bool startsWith(const char* text, const char* prefix) {
     return strncmp(text, prefix, strlen(prefix)) == 0;
@@ -29,24 +36,37 @@ int32_t isText(const char* value, const char* expected) {
 }
 
 int32_t toNumber(const char* value) {
-    return static_cast<int32_t>(strtol(value, NULL, 10));
+    return static_cast<int32_t>(std::clamp<long>(strtol(value, NULL, 10), INT32_MIN, INT32_MAX));
+}
+
+// The beginning of a file as text; false, with errno set, when it cannot be opened.
+bool readBeginning(const char* path, std::vector<char>* text) {
+    FILE* file = fopen(devicePath(path).c_str(), "re");
+    if (file == NULL) return false;
+    text->resize(kMaxInfoBytes);
+    size_t size = fread(text->data(), 1, kMaxInfoBytes, file);
+    fclose(file);
+    text->resize(size);
+    text->push_back('\0');
+    return true;
 }
 
 // Hands each "key:value" line to `setFact`, up to the first line without a colon, by design.
 template <typename SetFact>
 bool readFacts(const char* path, SetFact setFact) {
-    FILE* file = fopen(devicePath(path).c_str(), "re");
-    if (file == NULL) return false;
-    char* line = NULL;
-    size_t capacity = 0;
-    while (getline(&line, &capacity, file) >= 0) {
+    std::vector<char> text;
+    if (!readBeginning(path, &text)) return false;
+    char* const end = text.data() + text.size() - 1;
+    char* line = text.data();
+    for (int count = 0; line < end && count < kMaxInfoLines; ++count) {
+        char* lineEnd = std::find(line, end, '\n');
+        *lineEnd = '\0';
         char* colon = strchr(line, ':');
         if (colon == NULL) break;
         *colon = '\0';
         setFact(line, colon + 1);
+        line = lineEnd + 1;
     }
-    free(line);
-    fclose(file);
     return true;
 }
 
