@@ -5,6 +5,8 @@
 
 #include "graphics/PngDisplay.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
@@ -17,7 +19,9 @@ namespace {
 
 // 0, or the errno of what went wrong; then there is no file.
 int writeFile(const std::string& path, const std::vector<uint8_t>& bytes) {
-    FILE* file = fopen(path.c_str(), "wb");
+    // Its name can be guessed: a link that somebody has laid there is not followed.
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666);
+    FILE* file = fd < 0 ? nullptr : fdopen(fd, "wb");
     if (file == nullptr) return errno;
     int err = fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() ? 0 : errno;
     if (fclose(file) != 0 && err == 0) err = errno;
