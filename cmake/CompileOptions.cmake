@@ -1,11 +1,28 @@
 # Copyright 2026 The Oxa Authors
 # SPDX-License-Identifier: Apache-2.0
 
+include(CheckCXXCompilerFlag)
+include(CheckPIESupported)
+
+option(OXA_FUZZ "Build the fuzzers (clang only)" OFF)
+
 # Warnings are options of our own targets only; -Wno-multichar because metadata keys are
 # four-character codes.
 add_library(oxa_warnings INTERFACE)
 target_compile_options(oxa_warnings INTERFACE
-    -Wall -Wextra -Werror -Wnon-virtual-dtor -Wno-multichar -Wno-unused-parameter)
+    -Wall -Wextra -Werror -Wformat=2 -Werror=format-security -Wnon-virtual-dtor -Wno-multichar
+    -Wno-unused-parameter)
+
+# Hardening. Programs are position independent, as libraries are anyway.
+check_pie_supported(LANGUAGES CXX)
+add_compile_options(-fstack-protector-strong)
+foreach(flag stack-clash-protection cf-protection)
+    check_cxx_compiler_flag(-f${flag} OXA_HAS_${flag})
+    if(OXA_HAS_${flag})
+        add_compile_options(-f${flag})
+    endif()
+endforeach()
+add_link_options(-Wl,-z,relro,-z,now)
 
 if(OXA_SANITIZE)
     add_compile_options(-fsanitize=${OXA_SANITIZE} -fno-omit-frame-pointer -O1)
@@ -13,12 +30,13 @@ if(OXA_SANITIZE)
     if(OXA_SANITIZE MATCHES "undefined")
         add_compile_options(-fno-sanitize-recover=undefined)
     endif()
-else()
-    add_compile_options(-fstack-protector-strong)
-    if(CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo" OR CMAKE_BUILD_TYPE STREQUAL "Release")
-        add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
-    endif()
-    add_link_options(-Wl,-z,relro,-z,now)
+elseif(CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo" OR CMAKE_BUILD_TYPE STREQUAL "Release")
+    # It needs optimised code; the sanitizers check more than it does, and get in its way.
+    add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+if(OXA_FUZZ)
+    # Debian's libraries have no type information for the sanitizer's look at virtual tables.
+    add_compile_options(-fsanitize=fuzzer-no-link -fno-sanitize=vptr)
 endif()
 if(OXA_COVERAGE)
     add_compile_options(--coverage)

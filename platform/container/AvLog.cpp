@@ -34,7 +34,8 @@ AvComplaints* listenerOf(void* object) {
     return static_cast<AvComplaints*>(listener);
 }
 
-void complain(AvComplaints* listener, const char* format, va_list arguments) {
+__attribute__((format(printf, 2, 0))) void complain(AvComplaints* listener, const char* format,
+                                                    va_list arguments) {
     char text[kMaxLine];
     va_list copy;
     va_copy(copy, arguments);
@@ -44,7 +45,8 @@ void complain(AvComplaints* listener, const char* format, va_list arguments) {
     listener->add(text);
 }
 
-void printToLog(void* object, int level, const char* format, va_list arguments) {
+__attribute__((format(printf, 3, 0))) void printToLog(void* object, int level, const char* format,
+                                                      va_list arguments) {
     if (level > av_log_get_level()) return;
     AvComplaints* const listener = level <= AV_LOG_ERROR ? listenerOf(object) : nullptr;
     if (listener != nullptr) complain(listener, format, arguments);
