@@ -72,6 +72,13 @@ INSTANTIATE_TEST_SUITE_P(
             return name;
         });
 
+// What is shown may come from a file: a title, or here a name, must not steer the terminal.
+TEST(Probe, showsNoControlCharacters) {
+    const ProcessResult result = runPlayer({"probe", "no\x1b[2Jsuch\r\xc2\x9b" "1mfile\xc3\xa9"});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_THAT(result.err, HasSubstr("'no?[2Jsuch?\xc2\xbf" "1mfile\xc3\xa9'"));
+}
+
 TEST(Probe, tableIsForPeople) {
     const std::string path = mediaPath("bunny_rotated90_aac51.mp4");
     const ProcessResult result = runPlayer({"probe", path});

@@ -37,6 +37,17 @@ char priorityLetter(int priority) {
     return priority >= 2 && priority <= 7 ? kLetters[priority] : '?';
 }
 
+// What comes from a file may be shown, but not steer the terminal.
+std::string printable(std::string text) {
+    for (size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if (byte < 0x20 || byte == 0x7F) text[i] = '?';
+        // The other control characters, U+0080 to U+009F, as UTF-8 has them.
+        if (byte >= 0x80 && byte < 0xA0 && i > 0 && text[i - 1] == '\xC2') text[i] = '\xBF';
+    }
+    return text;
+}
+
 }  // namespace
 
 bool writeFully(int descriptor, const std::string& text) {
@@ -76,7 +87,7 @@ void Console::error(const std::string& command, const std::string& text) {
     std::lock_guard<std::mutex> lock(mLock);
     if (mLevel == Level::kNone) return;
     const std::string prefix = command.empty() ? "oxaplayer: " : "oxaplayer: " + command + ": ";
-    writeLineLocked(mColour ? kRed + prefix + kPlain + text : prefix + text);
+    writeLineLocked(mColour ? kRed + prefix + kPlain + printable(text) : prefix + printable(text));
 }
 
 void Console::usageError(const std::string& line) {
@@ -93,12 +104,13 @@ void Console::warning(const std::string& command, const std::string& text) {
     std::lock_guard<std::mutex> lock(mLock);
     if (mLevel != Level::kNormal) return;
     const std::string prefix = "oxaplayer: " + command + ": warning: ";
-    writeLineLocked(mColour ? kYellow + prefix + kPlain + text : prefix + text);
+    writeLineLocked(mColour ? kYellow + prefix + kPlain + printable(text)
+                            : prefix + printable(text));
 }
 
 void Console::note(const std::string& text) {
     std::lock_guard<std::mutex> lock(mLock);
-    if (mLevel == Level::kNormal) writeLineLocked(text);
+    if (mLevel == Level::kNormal) writeLineLocked(printable(text));
 }
 
 void Console::setBar(const std::string& text) {
@@ -124,7 +136,7 @@ void Console::writeLineLocked(const std::string& line) {
 
 void Console::writeLogLine(const std::string& line) {
     std::lock_guard<std::mutex> lock(mLock);
-    writeLineLocked(line);
+    writeLineLocked(printable(line));
 }
 
 void Console::routePlatformLog(bool verbose) {
