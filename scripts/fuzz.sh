@@ -38,14 +38,14 @@ make_media_corpus() {
     local corpus="$1" clip name kind
     for clip in "$root"/tests/media/*.{mp4,ts,webm,avi,mp3}; do
         name="$(basename "$clip")"
-        head -c 65536 "$clip" >"$corpus/$name"
+        head -c 32768 "$clip" >"$corpus/$name"
         for kind in mp4 mpegts matroska avi flv; do
             # Not every container takes every codec: what cannot be made is left out.
             ffmpeg -v quiet -y -i "$clip" -c copy -t 0.2 -f "$kind" "$corpus/$name.$kind" \
                 </dev/null || rm -f "$corpus/$name.$kind"
         done
     done
-    find "$corpus" -type f \( -size 0 -o -size +256k \) -delete
+    find "$corpus" -type f \( -size 0 -o -size +64k \) -delete
 }
 
 # run_fuzzer TARGET: prints its line; false with findings.

@@ -34,10 +34,10 @@ namespace {
 using namespace android;
 
 // More would only be slower.
-constexpr size_t kMaxFileBytes = 256 << 10;
+constexpr size_t kMaxFileBytes = 64 << 10;
 constexpr size_t kMaxDecodedTracks = 3;
-constexpr int kMaxSamples = 48;
-constexpr int kMaxOutputs = 32;
+constexpr int kMaxSamples = 24;
+constexpr int kMaxOutputs = 16;
 constexpr int64_t kMaxPoints = 32 << 20;
 
 int32_t int32Of(const sp<AMessage>& format, const char* name) {

@@ -119,6 +119,10 @@ const FactsCase<VideoFacts> kVideoCases[] = {
          "Width:1920px\nHeight:-1\nFps:59.94\n",
          {0, 0, 0, 0, 1920, -1, 59},
          "1920x-1i59"},
+        {"NumbersBeyondTheirRange",
+         "Width:4294967297\nHeight:-9999999999999999999\n",
+         {0, 0, 0, 0, INT32_MAX, INT32_MIN, 0},
+         "2147483647x-2147483648i0"},
         {"ValueWithAColon", "Width:12:34\n", {0, 0, 0, 0, 12, 0, 0}, "12x0i0"},
         {"Empty", "", {0, 0, 0, 0, 0, 0, 0}, "HDMI-Rx video 0x0i0 Color:0 Not Ready"},
 };
@@ -168,6 +172,18 @@ TEST(HdmiRxInfoTest, MissingFilesLeaveZeros) {
                                       kFolder + "/" + kAudioFile + ": No such file"),
               1);
     EXPECT_FALSE(log.contains(kTag, "HDMI-Rx video")) << "a summary of nothing";
+}
+
+// A file that is no driver's must not be read without end.
+TEST(HdmiRxInfoTest, ReadsTheBeginningOfAnythingLarger) {
+    const DriverFiles files;
+    std::string lines;
+    for (int i = 0; i < 255; ++i)
+        lines += "Other:1\n";
+    files.write(kVideoFile, lines + "Width:1\nHeight:1\n");
+    files.write(kAudioFile, "Ready:1\nOther:" + std::string(65536, 'x') + "\nFreq:48000\n");
+    EXPECT_EQ(DriverFiles::video(), (VideoFacts{0, 0, 0, 0, 1, 0, 0})) << "256 lines count";
+    EXPECT_EQ(DriverFiles::audio(), (AudioFacts{1, 0, 0}));
 }
 
 TEST(HdmiRxInfoTest, IsASnapshotUntilItIsDropped) {

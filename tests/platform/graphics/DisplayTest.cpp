@@ -216,6 +216,21 @@ TEST(PngDisplayTest, ReportsOnceThatItCannotWrite) {
     EXPECT_EQ(ENOENT, faults[0].error);
 }
 
+// Whoever may write into the directory must not have other files of the user's overwritten.
+TEST(PngDisplayTest, FollowsNoLinks) {
+    const TempDir directory;
+    const std::string other = directory.file("other");
+    ASSERT_TRUE(writeFile(other, "kept"));
+    for (const char* name : {"picture-000001.png", "picture-000001-0.000000s.png"})
+        ASSERT_EQ(0, symlink(other.c_str(), directory.file(name).c_str()));
+    const auto display = host::createPngDisplay(directory.path());
+    const auto producer = std::make_unique<CardProducer>(display->producer()->pictureQueue());
+    producer->connect();
+    ASSERT_TRUE(producer->queue(makeCard()));
+    ASSERT_TRUE(waitFor([&] { return display->figures().failed == 1; }));
+    EXPECT_EQ("kept", readFile(other));
+}
+
 struct ProbeCase {
     const char* name;
     const char* variable;  // null: no screen is named
