@@ -1,0 +1,132 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/MediaProbe.h"
+#include "support/ProcessRunner.h"
+#include "support/TempDir.h"
+#include "support/TestClips.h"
+
+namespace oxa::test {
+namespace {
+
+using testing::HasSubstr;
+
+// An example with these arguments, on a machine without screen and sound card.
+ProcessResult runExample(const std::string& name, std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), OXA_EXAMPLES_PREFIX + name);
+    return ProcessRunner(arguments)
+            .setEnvironment("DISPLAY", "")
+            .setEnvironment("WAYLAND_DISPLAY", "")
+            .setEnvironment("SDL_AUDIODRIVER", "dummy")
+            .run();
+}
+
+std::string shortClip(bool video, bool audio) {
+    ClipOptions options;
+    options.seconds = 1.6;
+    options.video = video;
+    options.audio = audio;
+    return testClip(options);
+}
+
+TEST(PlayExample, playsInTimeWithoutWindow) {
+    const ProcessResult result = runExample("play", {shortClip(true, true)});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_THAT(result.err, HasSubstr("pictures are not shown: "));
+    EXPECT_GE(result.duration.count(), 1500);
+}
+
+TEST(ListenExample, hearsRateAndEnd) {
+    const ProcessResult result = runExample("listen", {shortClip(true, true)});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("the end after 40 pictures\n"));
+}
+
+struct Tracks {
+    bool video;
+    bool audio;
+};
+
+class TranscodeExampleTest : public testing::TestWithParam<Tracks> {};
+
+TEST_P(TranscodeExampleTest, keepsEveryTrackThatThereIs) {
+    const TempDir folder;
+    const std::string output = folder.file("out.mp4");
+    const Tracks& tracks = GetParam();
+    const ProcessResult result =
+            runExample("transcode", {shortClip(tracks.video, tracks.audio), output});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const MediaProbe probe(output);
+    ASSERT_TRUE(probe.ok()) << probe.error();
+    ASSERT_EQ(probe.video() != nullptr, tracks.video);
+    ASSERT_EQ(probe.audio() != nullptr, tracks.audio);
+    if (tracks.video) {
+        EXPECT_EQ(probe.video()->frameCount, 40);
+        EXPECT_EQ(probe.video()->width, 640);
+        EXPECT_EQ(probe.video()->height, 360);
+    }
+    if (tracks.audio) {
+        EXPECT_NEAR(probe.audio()->durationUs() / 1e6, 1.6, 0.1);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, TranscodeExampleTest,
+                         testing::Values(Tracks{true, true}, Tracks{true, false},
+                                         Tracks{false, true}),
+                         [](const testing::TestParamInfo<Tracks>& info) {
+                             return std::string(info.param.video ? "picture" : "") +
+                                    (info.param.audio ? "Sound" : "");
+                         });
+
+TEST(TranscodeExample, saysWhenTheOutputCannotBeWritten) {
+    const TempDir folder;
+    const ProcessResult result =
+            runExample("transcode", {shortClip(true, true), folder.file("missing") + "/out.mp4"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_THAT(result.err, HasSubstr("cannot transcode "));
+}
+
+TEST(RecordExample, recordsPictureAndSound) {
+    const TempDir folder;
+    const std::string output = folder.file("out.mp4");
+    const ProcessResult result = runExample("record", {output, "1"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const MediaProbe probe(output);
+    ASSERT_TRUE(probe.ok()) << probe.error();
+    ASSERT_NE(probe.video(), nullptr);
+    ASSERT_NE(probe.audio(), nullptr);
+    EXPECT_EQ(probe.video()->width, 640);
+    EXPECT_GE(probe.video()->durationUs(), 950'000);
+    EXPECT_GE(probe.audio()->durationUs(), 700'000);
+    EXPECT_EQ(probe.audio()->channels, 2);
+}
+
+class WrongUseTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(WrongUseTest, endsWithAMessageAndACode) {
+    const ProcessResult usage = runExample(GetParam(), {});
+    EXPECT_EQ(usage.exitCode, 2);
+    EXPECT_THAT(usage.err, HasSubstr("usage: "));
+    if (std::string(GetParam()) == "record") return;
+
+    const TempDir folder;
+    for (const std::string& input : {folder.file("none.mp4"), garbageFile(50'000)}) {
+        std::vector<std::string> arguments = {input};
+        if (std::string(GetParam()) == "transcode") arguments.push_back(folder.file("out.mp4"));
+        const ProcessResult result = runExample(GetParam(), arguments);
+        EXPECT_EQ(result.exitCode, 1) << input << result.err;
+        EXPECT_EQ(result.signal, 0) << input;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Examples, WrongUseTest,
+                         testing::Values("play", "transcode", "record", "listen"),
+                         [](const testing::TestParamInfo<const char*>& info) {
+                             return info.param;
+                         });
+
+}  // namespace
+}  // namespace oxa::test
