@@ -47,6 +47,7 @@ WriterOutput::~WriterOutput() {
 }
 
 void WriterOutput::close() {
+    mDiskSync.reset();
     if (mFd >= 0) ::close(mFd);
     mFd = -1;
 }
@@ -58,6 +59,7 @@ std::string WriterOutput::cause() const {
 
 int WriterOutput::append(const void* data, size_t size) {
     const char* rest = static_cast<const char*>(data);
+    if (mRegular && mDiskSync == nullptr) mDiskSync = std::make_unique<DiskSync>(mFd);
     while (size > 0 && mError == 0) {
         const ssize_t count = writeSome(rest, size);
         if (count < 0) {
@@ -68,6 +70,7 @@ int WriterOutput::append(const void* data, size_t size) {
         size -= count;
         mPosition += count;
     }
+    if (mDiskSync != nullptr) mDiskSync->wrote();
     return mError;
 }
 
@@ -124,6 +127,7 @@ void WriterOutput::limitWaits() {
 int WriterOutput::sync() {
     // Only what has a disk below it can be synced.
     if (mError == 0 && mRegular && fsync(mFd) != 0) mError = errno;
+    if (mError == 0 && mDiskSync != nullptr) mError = mDiskSync->error();
     return mError;
 }
 

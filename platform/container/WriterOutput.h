@@ -10,7 +10,10 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <string>
+
+#include "container/DiskSync.h"
 
 namespace android {
 
@@ -68,6 +71,7 @@ class WriterOutput {
     bool mSocket = false;
     off64_t mPosition = 0;  // of a seekable output
     int mError = 0;
+    std::unique_ptr<DiskSync> mDiskSync;  // of a file, from the first write on
     std::atomic<int64_t> mWaitsEndNs{INT64_MAX};  // on the monotonic clock
 };
 
