@@ -22,20 +22,17 @@
 #include <thread>
 #include <utility>
 
+#include "foundation/TimerSlack.h"
+
 namespace android {
 
 namespace {
-
-// The pipelines poll with waits of 10 microseconds. At the kernel's default slack of 50
-// microseconds that is 10,000 wake-ups a second and 30 % of a core for each poller; with half a
-// millisecond it is 7 %, and pacing of pictures stays exact to less than a millisecond.
-constexpr unsigned long kTimerSlackNs = 500000;
 
 constexpr int64_t kMaxWaitUs = INT64_MAX / 1000;
 
 void prepareThread(const char* name, int32_t priority) {
     prctl(PR_SET_NAME, name);
-    prctl(PR_SET_TIMERSLACK, kTimerSlackNs);
+    setLooperSlack();
     // Raising the priority needs a right that most processes lack; then it stays as it is.
     if (priority != PRIORITY_DEFAULT) setpriority(PRIO_PROCESS, 0, priority);
 }

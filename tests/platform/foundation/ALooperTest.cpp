@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "foundation/TimerSlack.h"
 #include "platform/foundation/LooperTestKit.h"
 
 namespace android {
@@ -567,6 +568,22 @@ TEST_F(ALooperTest, NamesItsThreadAndLowersItsPriority) {
     EXPECT_STREQ("a name of more ", ask(lower).name);
     EXPECT_EQ(lower, facts.niceness);
     EXPECT_NE(500000, prctl(PR_GET_TIMERSLACK)) << "only looper threads are less exact";
+}
+
+TEST_F(ALooperTest, RelaxesOnlyTheThreadsOfLoopers) {
+    int slackNs = 0;
+    sp<AHandler> handler = addHandler([&](const sp<AMessage>& msg) {
+        relaxLooperSlack();
+        slackNs = prctl(PR_GET_TIMERSLACK);
+        reply(msg, OK);
+    });
+    mLooper->start();
+    sp<AMessage> response;
+    EXPECT_EQ(OK, (new AMessage(0, handler))->postAndAwaitResponse(&response));
+    EXPECT_EQ(4000000, slackNs);
+    const int ownNs = prctl(PR_GET_TIMERSLACK);
+    relaxLooperSlack();
+    EXPECT_EQ(ownNs, prctl(PR_GET_TIMERSLACK));
 }
 
 TEST_F(ALooperTest, CountsTimeOnTheMonotonicClock) {
