@@ -129,23 +129,7 @@ void AacEncoder::reportFormat() {
 }
 
 void AacEncoder::runWorker() {
-    CodecInput input;
-    for (;;) {
-        switch (nextInput(&input)) {
-            case Next::kStop:
-                return;
-            case Next::kDrain:
-                continue;
-            case Next::kInput:
-                break;
-        }
-        if (!encodeInput(input)) return;
-        client()->onInputConsumed(input.index);
-        if (input.flags & MediaCodec::BUFFER_FLAG_EOS) {
-            finish();
-            return;
-        }
-    }
+    if (takeInputs([this](const CodecInput& input) { return encodeInput(input); })) finish();
 }
 
 bool AacEncoder::encodeInput(const CodecInput& input) {

@@ -160,23 +160,7 @@ void AvAudioDecoder::closeCodec() {
 }
 
 void AvAudioDecoder::runWorker() {
-    CodecInput input;
-    for (;;) {
-        switch (nextInput(&input)) {
-            case Next::kStop:
-                return;
-            case Next::kDrain:
-                continue;
-            case Next::kInput:
-                break;
-        }
-        if (!decodeInput(input)) return;
-        client()->onInputConsumed(input.index);
-        if (input.flags & MediaCodec::BUFFER_FLAG_EOS) {
-            finish();
-            return;
-        }
-    }
+    if (takeInputs([this](const CodecInput& input) { return decodeInput(input); })) finish();
 }
 
 bool AvAudioDecoder::decodeInput(const CodecInput& input) {

@@ -14,13 +14,16 @@
 #include <media/stagefright/foundation/ALooper.h>
 #include <media/stagefright/foundation/AMessage.h>
 #include <mediadrm/ICrypto.h>
+#include <oxa/host/FaultListener.h>
 
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <string>
 
 #include "codec/CodecComponent.h"
 #include "codec/ComponentTable.h"
+#include "foundation/TimerSlack.h"
 
 namespace android {
 
@@ -227,6 +230,8 @@ status_t MediaCodec::queueInputBuffer(size_t index, size_t offset, size_t size,
                                       int64_t presentationTimeUs, uint32_t flags,
                                       AString* errorDetailMsg) {
     if (errorDetailMsg != nullptr) errorDetailMsg->clear();
+    // Whoever feeds an encoder polls for data, and has no picture to show at its time.
+    if (mRow->direction == CodecDirection::kEncoder) relaxLooperSlack();
     const sp<AMessage> msg = new AMessage(kWhatQueueInput, this);
     msg->setSize("index", index);
     msg->setSize("offset", offset);
@@ -645,9 +650,20 @@ void MediaCodec::onComponentError(status_t err, int32_t actionCode) {
             onStop();
             break;
         default:
+            reportFailure(err);
             onRelease();
             break;
     }
+}
+
+void MediaCodec::reportFailure(status_t err) const {
+    oxa::host::Fault fault;
+    fault.source = mRow->direction == CodecDirection::kEncoder ? oxa::host::FaultSource::kEncoder
+                                                               : oxa::host::FaultSource::kDecoder;
+    fault.ended = true;
+    fault.object = mComponent->name().c_str();
+    fault.cause = "the codec has failed (status " + std::to_string(err) + ")";
+    oxa::host::reportFault(fault);
 }
 
 sp<AMessage> MediaCodec::newCallback(int32_t callbackId) const {

@@ -89,6 +89,18 @@ WorkerComponent::Next WorkerComponent::nextInput(CodecInput* input) {
     return Next::kDrain;
 }
 
+bool WorkerComponent::takeInputs(const std::function<bool(const CodecInput& input)>& take) {
+    CodecInput input;
+    for (;;) {
+        const Next next = nextInput(&input);
+        if (next == Next::kStop) return false;
+        if (next == Next::kDrain) continue;
+        if (!take(input)) return false;
+        client()->onInputConsumed(input.index);
+        if (input.flags & MediaCodec::BUFFER_FLAG_EOS) return true;
+    }
+}
+
 bool WorkerComponent::sleepUntil(int64_t timeUs) {
     const std::chrono::steady_clock::time_point end{std::chrono::microseconds(timeUs)};
     std::unique_lock<std::mutex> lock(mLock);

@@ -5,6 +5,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <thread>
 
@@ -43,6 +44,9 @@ class WorkerComponent : public CodecComponent {
     // Worker only. Waits for an input (front of the queue, removed), a drain request once the queue
     // is empty, or stop.
     Next nextInput(CodecInput* input);
+    // Worker only. Gives `take` each input and then its buffer back to the client. True after the
+    // last input, which has the end flag; false when stopping, or when `take` answers false.
+    bool takeInputs(const std::function<bool(const CodecInput& input)>& take);
     // Worker only. Waits until `ready` answers true; false when stopping. `ready` is called with
     // the component's lock held, and again after each wakeAll().
     template <typename Predicate>

@@ -191,6 +191,26 @@ TYPED_TEST(TranscoderStateTest, ARefusedTrackStopsThePipelineAndLaterStopIsAnswe
     EXPECT_EQ(job.transcoder->stop(), OK);
 }
 
+TYPED_TEST(TranscoderStateTest, AnErrorOfTheEncoderIsToldToTheFacadeAndToTheClient) {
+    for (bool clientIsFacade : {true, false}) {
+        Job<TypeParam> job;
+        const sp<Reports> client = new Reports;
+        const sp<ALooper> looper = new ALooper;
+        looper->registerHandler(client);
+        looper->start();
+        if (!clientIsFacade) job.transcoder->mStatusHandler = client;
+        job.transcoder->handleEncoderError(-5, 0, "");
+        ASSERT_TRUE(waitFor([&] { return job.reports->count(kWhatTranscodeDone) > 0; }));
+        EXPECT_EQ(job.reports->count(kWhatError, "err", -5), 1);
+        if (!clientIsFacade) {
+            EXPECT_TRUE(waitFor([&] { return client->count(kWhatError, "err", -5) > 0; }));
+        }
+        EXPECT_EQ(client->count(kWhatError), clientIsFacade ? 0 : 1);
+        looper->unregisterHandler(client->id());
+        looper->stop();
+    }
+}
+
 TYPED_TEST(TranscoderStateTest, StopComesOutOfAMuxerThatNeverStarts) {
     Job<TypeParam> job;
     job.reports->muxer = nullptr;

@@ -384,7 +384,7 @@ void OxaMediaCodecPlayer::onMessageReceived(const sp<AMessage>& msg) {
                 onTranscodeDone(msg);
                 break;
             default:
-                // Also kWhatError: pipelines report it for clients with a handler of their own.
+                // Also kWhatError, by design: clients with a handler of their own have a copy.
                 break;
         }
     }

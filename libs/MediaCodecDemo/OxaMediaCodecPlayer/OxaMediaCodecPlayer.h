@@ -79,7 +79,8 @@ class OxaMediaCodecPlayer : public AHandler {
     OxaMediaCodecPlayer(bool createLooper, int onlyTrack);
 
     // Set after construction, and again after each cleanup(), before initiate(). The handler
-    // receives kWhatPlayerEOS, hot-plug and frame-rate reports; null stands for the player itself.
+    // receives kWhatPlayerEOS, hot-plug and frame-rate reports, and kWhatError of a transcoding
+    // whose encoder failed; null stands for the player itself.
     sp<AHandler> mStatusHandler;
     // Called on the player's looper thread with kWhatPlayerEOS; it must not call the player, which
     // would wait for itself (caught in debug builds).

@@ -90,6 +90,11 @@ void OxaBase::handleError(int err, int what) {
     msg->setInt32("what", what);
     msg->setInt32("err", err);
     msg->post();
+    // The facade passes the report by: a client with a handler of its own gets a copy.
+    if (mStatusHandler == NULL || mStatusHandler == mPlayerHandler) return;
+    sp<AMessage> copy = msg->dup();
+    copy->setTarget(mStatusHandler);
+    copy->post();
 }
 
 sp<AMessage> OxaBase::newReport(uint32_t what, const char* key, int32_t item) const {

@@ -223,7 +223,8 @@ class OxaBase : virtual public AHandler {
     // dismantles a pipeline calls this before dropping it.
     void cleanup();
 
-    // Posts kWhatError with "what" and "err" to mPlayerHandler; never blocks.
+    // Posts kWhatError with "what" (the stream, as in "stop-item") and "err" to mPlayerHandler, and
+    // to mStatusHandler when that is another one; never blocks.
     void handleError(int err, int what);
 
     sp<AHandler> mPlayerHandler;  // the facade

@@ -113,19 +113,17 @@ void OxaMediaCodecPlayer::setDefaultAddress() {
 }
 
 void OxaMediaCodecPlayer::setDefaultName() {
-    const char* pattern;
-    if (mOutputFormat.fmt == kContainerMpeg4) {
-        pattern = kDefaultMp4Name;
-    } else if (mOutputFormat.fmt == kContainerMpeg2Ts) {
-        pattern = kDefaultTsName;
-    } else {
-        return;
-    }
     time_t now = time(NULL);
     tm local;
     localtime_r(&now, &local);
     char name[kDefaultNameSize];
-    strftime(name, sizeof(name), pattern, &local);
+    if (mOutputFormat.fmt == kContainerMpeg4) {
+        strftime(name, sizeof(name), kDefaultMp4Name, &local);
+    } else if (mOutputFormat.fmt == kContainerMpeg2Ts) {
+        strftime(name, sizeof(name), kDefaultTsName, &local);
+    } else {
+        return;
+    }
     setText(mOutputName, name);
     mDefaultName = true;
 }
