@@ -64,6 +64,7 @@ class AudioRecord::Input : public SoundCaptureClient {
     void onSound(LiveBlock block) override {
         const size_t frames = block.samples.size() / block.channels;
         mMicrophone->captured += frames;
+        mMicrophone->level.add(block);
         mMicrophone->dropped += mBuffer->put(block.samples.data(), frames);
     }
 

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <string>
 
+#include "live/LevelMeter.h"
 #include "live/LiveControl.h"
 
 namespace android {
@@ -20,6 +21,7 @@ struct Microphone : public RefBase {
     const sp<LiveControl> control = new LiveControl;
     std::atomic<uint64_t> captured{0};
     std::atomic<uint64_t> dropped{0};
+    LevelMeter level;
 };
 
 // The one that this audio source means now; never null. Thread-safe.

@@ -82,6 +82,7 @@ MicrophoneFigures microphoneFigures(int audioSource) {
     if (microphone == nullptr) return figures;
     figures.captured = microphone->captured;
     figures.dropped = microphone->dropped;
+    figures.peak = microphone->level.peak();
     return figures;
 }
 

@@ -42,6 +42,7 @@ class AudioUtilService : public vendor::oxa::audioutil::V1_0::IAudioUtil {
 
     uint64_t blocks() const { return mBlocks; }
     uint64_t droppedBlocks() const { return mCapture.droppedBlocks(); }
+    double peak() const { return mCapture.peak(); }
     bool isCapturing() const { return mCapture.isRunning(); }
 
     hardware::Return<void> setRxRender(int32_t enable, int32_t sampleRate,

@@ -99,6 +99,7 @@ HdmiSoundFigures hdmiSoundFigures() {
     if (service == nullptr) return figures;
     figures.blocks = service->blocks();
     figures.dropped = service->droppedBlocks();
+    figures.peak = service->peak();
     figures.capturing = service->isCapturing();
     return figures;
 }

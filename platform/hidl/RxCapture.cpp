@@ -90,6 +90,7 @@ void RxCapture::onSound(LiveBlock sound) {
     mSoundUs = nowUs();
     mSilenceTold = false;
     mFailureTold = false;
+    mLevel.add(sound);
     mQueue.add(sound);
     if (mMonitored) {
         mMonitor.play(sound);

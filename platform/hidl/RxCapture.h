@@ -12,6 +12,7 @@
 #include "audio/SoundCapture.h"
 #include "hidl/RxBlockQueue.h"
 #include "hidl/SoundMonitor.h"
+#include "live/LevelMeter.h"
 
 namespace android {
 
@@ -38,6 +39,7 @@ class RxCapture : public SoundCaptureClient {
     // The next block, at most so large. False when there is none.
     bool takeBlock(size_t maxBytes, RxBlock* block);
     uint64_t droppedBlocks() const { return mQueue.dropped(); }
+    double peak() const { return mLevel.peak(); }
 
     static void report(const std::string& cause, int error, bool ended);
 
@@ -56,6 +58,7 @@ class RxCapture : public SoundCaptureClient {
     std::atomic<int64_t> mSoundUs{0};       // when sound came last, or was asked for
     std::atomic<bool> mSilenceTold{false};  // since sound came
     std::atomic<bool> mFailureTold{false};  // since sound came
+    LevelMeter mLevel;
     RxBlockQueue mQueue;
     SoundMonitor mMonitor;  // the capture thread's while there is one
 

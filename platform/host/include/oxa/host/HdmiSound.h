@@ -38,6 +38,7 @@ void setHdmiSoundRate(int sampleRate);
 struct HdmiSoundFigures {
     uint64_t blocks = 0;   // given to the client
     uint64_t dropped = 0;  // blocks that the client did not fetch in time
+    double peak = 0;       // the largest sample of the last moments, from 0 to 1
     bool capturing = false;
 };
 

@@ -39,6 +39,7 @@ std::string microphoneSourceError(const std::string& source);
 struct MicrophoneFigures {
     uint64_t captured = 0;  // frames that have come, in the records' rates
     uint64_t dropped = 0;   // of these, did not fit since the client was slow
+    double peak = 0;        // the largest sample of the last moments, from 0 to 1
 };
 
 // Zeros when nothing is registered for the audio source itself.
