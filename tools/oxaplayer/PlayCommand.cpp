@@ -3,8 +3,6 @@
 
 #include "PlayCommand.h"
 
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
@@ -20,7 +18,7 @@ constexpr int32_t kMostChannels = 8;
 
 }  // namespace
 
-PlayCommand::PlayCommand() = default;
+PlayCommand::PlayCommand() : JobCommand("play") {}
 PlayCommand::~PlayCommand() = default;
 
 CLI::App* PlayCommand::define(CLI::App& app) {
@@ -39,23 +37,7 @@ CLI::App* PlayCommand::define(CLI::App& app) {
     return play;
 }
 
-ExitCode PlayCommand::run(const CommonOptions& common) {
-    mReport = std::make_unique<Report>("play", common, STDOUT_FILENO);
-    mQueue = std::make_shared<EventQueue>();
-    Signals::takeOver([queue = mQueue] { queue->push(Interrupted{}); }, [] {});
-    const auto failure = play();
-    mReport->endProgress();
-    ExitCode code = ExitCode::kDone;
-    if (failure) {
-        mReport->error(*failure);
-        code = failure->code;
-    }
-    reportResult(code);
-    if (mJob && mJob->hasStalled()) _exit(static_cast<int>(code));
-    return code;
-}
-
-std::optional<Failure> PlayCommand::play() {
+std::optional<Failure> PlayCommand::work() {
     const Failure interrupted = {ExitCode::kInterrupted, "interrupted"};
     if (auto failure = mInput.open(mOptions.input)) return failure;
     const auto noTracks = chooseTracks(mInput, mOptions.only, mReport.get(), &mTracks);
@@ -91,10 +73,12 @@ void PlayCommand::leaveOutManyChannels() {
     mTracks.audio.reset();
 }
 
-void PlayCommand::reportResult(ExitCode code) const {
-    Json event = {{"exit", static_cast<int>(code)}};
-    if (mJob) event.update(mJob->summary());
-    mReport->event("result", event);
+bool PlayCommand::hasStalled() const {
+    return mJob && mJob->hasStalled();
+}
+
+Json PlayCommand::result() const {
+    return mJob ? mJob->summary() : Json::object();
 }
 
 }  // namespace oxaplayer

@@ -8,11 +8,9 @@
 #include <string>
 
 #include "Arguments.h"
-#include "Command.h"
-#include "EventQueue.h"
 #include "InputFile.h"
+#include "JobCommand.h"
 #include "PlayOutputs.h"
-#include "Report.h"
 #include "TrackChoice.h"
 
 namespace oxaplayer {
@@ -29,24 +27,22 @@ struct PlayOptions {
 };
 
 // `play INPUT`: the first picture and the first sound of a file, at their times.
-class PlayCommand : public Command {
+class PlayCommand : public JobCommand {
   public:
     PlayCommand();
     ~PlayCommand() override;
 
     CLI::App* define(CLI::App& app) override;
-    ExitCode run(const CommonOptions& common) override;
 
     const PlayOptions& options() const { return mOptions; }
 
   private:
-    std::optional<Failure> play();
+    std::optional<Failure> work() override;
+    Json result() const override;
+    bool hasStalled() const override;
     void leaveOutManyChannels();
-    void reportResult(ExitCode code) const;
 
     PlayOptions mOptions;
-    std::shared_ptr<EventQueue> mQueue;
-    std::unique_ptr<Report> mReport;
     InputFile mInput;
     TrackChoice mTracks;
     PlayOutputs mOutputs;

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "PlayerEvents.h"
 #include "Progress.h"
 #include "StatusText.h"
 
@@ -17,8 +16,6 @@ using android::status_t;
 
 namespace {
 
-constexpr int64_t kTickUs = 200'000;
-constexpr int64_t kStallUs = 30'000'000;
 constexpr int64_t kLongestStillUs = 3'600'000'000;
 constexpr double kFrameRateIntervalSec = 1;
 
@@ -38,30 +35,13 @@ int64_t longestUs(const TrackChoice& tracks) {
 }  // namespace
 
 PlayJob::PlayJob(const Work& work, std::shared_ptr<EventQueue> queue, Report* report)
-    : mWork(work),
-      mQueue(std::move(queue)),
-      mReport(report),
+    : Job(onlyTrack(work.tracks), std::move(queue), report),
+      mWork(work),
       mDurationUs(longestUs(work.tracks)),
       mBeginUs(nowUs()),
-      mWarnings([report](const std::string& text) { report->warning(text); }),
       mProgress{0, -1, -1, 0, 0} {}
 
-std::optional<Failure> PlayJob::run() {
-    const PlayerEvents events(mQueue);
-    mPlayer = new android::OxaMediaCodecPlayer(true, onlyTrack(mWork.tracks));
-    mPlayer->mStatusHandler = events.handler();
-    mFailure = prepare();
-    if (!mFailure) {
-        mStarted = std::async(std::launch::async, [player = mPlayer] { return player->start(); });
-        waitForEnd();
-    }
-    finish();
-    handlePending();
-    mWarnings.summarize();
-    return mFailure;
-}
-
-std::optional<Failure> PlayJob::prepare() {
+std::optional<Failure> PlayJob::start() {
     status_t status = mPlayer->initiate(android::SourceTypeFile, true, false);
     if (status == OK) {
         status = mPlayer->setDataSource(mWork.input.descriptor(), 0, mWork.input.size());
@@ -71,8 +51,9 @@ std::optional<Failure> PlayJob::prepare() {
     if (status == OK) status = mPlayer->setFreeRun(mWork.freeRun);
     if (status == OK) status = mPlayer->setCalculateFPS(kFrameRateIntervalSec);
     if (status == OK) status = mPlayer->prepare();
-    if (status == OK) return std::nullopt;
-    return Failure{ExitCode::kFailed, "prepare: " + statusText(status)};
+    if (status != OK) return Failure{ExitCode::kFailed, "prepare: " + statusText(status)};
+    mStarted = std::async(std::launch::async, [player = mPlayer] { return player->start(); });
+    return std::nullopt;
 }
 
 void PlayJob::waitForEnd() {
@@ -90,20 +71,13 @@ int64_t PlayJob::deadlineUs() const {
 
 void PlayJob::finish() {
     if (mStalled) {
-        mPlayer->incStrong(this);  // what hangs cannot be stopped either
+        abandonPlayer();
         return;
     }
     mPlayer->stop();
     if (mStarted.valid()) mStarted.get();
     updateStatus();
     mPlayer->cleanup();
-    mPlayer.clear();
-}
-
-void PlayJob::handlePending() {
-    while (const auto event = mQueue->pop(0)) {
-        handle(*event);
-    }
 }
 
 void PlayJob::handle(const JobEvent& event) {
@@ -112,7 +86,8 @@ void PlayJob::handle(const JobEvent& event) {
     } else if (std::holds_alternative<Closed>(event)) {
         mClosed = true;
     } else if (std::holds_alternative<EndOfStream>(event)) {
-        if (mEndUs != 0) return;
+        // It may still be on its way when the user has ended the playback.
+        if (mEndUs != 0 || mPlayer == NULL) return;
         mReport->event("eos", Json::object());
         updateStatus();
         mEndUs = nowUs() + lastPictureLeftUs();
@@ -120,7 +95,8 @@ void PlayJob::handle(const JobEvent& event) {
         mFramesPerSecond = rate->framesPerSecond;
         mReport->event("fps", {{"fps", rounded(rate->framesPerSecond, 100)}});
     } else if (const auto* fault = std::get_if<oxa::host::Fault>(&event)) {
-        handleFault(*fault);
+        // What is written is a file of sound or of pictures.
+        handleFileFault(*fault, mWork.input.path(), fault->object);
     }
 }
 
@@ -134,25 +110,6 @@ int64_t PlayJob::lastPictureLeftUs() const {
         longestUs = 2 * mProgress.videoTimeUs / (mProgress.shownFrames - 1);
     }
     return std::clamp<int64_t>(endUs - nowUs(), 0, longestUs);
-}
-
-void PlayJob::handleFault(const oxa::host::Fault& fault) {
-    using oxa::host::FaultSource;
-    // Data that makes no sense any more ends a file as well, but what came before it was played.
-    const bool damaged = fault.source == FaultSource::kReader && fault.error == 0;
-    if (!fault.ended || damaged) {
-        mWarnings.add(fault);
-    } else if (fault.source == FaultSource::kWriter) {
-        fail(ExitCode::kOutput, "cannot write '" + fault.object + "': " + fault.cause);
-    } else if (fault.source == FaultSource::kReader) {
-        fail(ExitCode::kInput, "cannot read '" + mWork.input.path() + "': " + fault.cause);
-    } else {
-        fail(ExitCode::kFailed, fault.object + ": " + fault.cause);
-    }
-}
-
-void PlayJob::fail(ExitCode code, const std::string& text) {
-    if (!mFailure) mFailure = Failure{code, text};
 }
 
 void PlayJob::updateStatus() {

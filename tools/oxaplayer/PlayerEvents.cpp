@@ -6,6 +6,8 @@
 #include <OxaMediaCodecPlayerCommon.h>
 #include <media/stagefright/foundation/AMessage.h>
 
+#include <string>
+
 namespace oxaplayer {
 
 using android::AHandler;
@@ -40,12 +42,28 @@ class Handler : public AHandler {
                 mQueue->push(Hotplug{state != 0});
                 break;
             }
+            case android::kWhatError:
+                mQueue->push(encoderFault(message));
+                break;
             default:
                 break;
         }
     }
 
   private:
+    static oxa::host::Fault encoderFault(const sp<AMessage>& message) {
+        int32_t stream = 0;
+        int32_t status = 0;
+        message->findInt32("what", &stream);
+        message->findInt32("err", &status);
+        oxa::host::Fault fault;
+        fault.source = oxa::host::FaultSource::kEncoder;
+        fault.ended = true;
+        fault.object = stream == android::VIDEO_TRACK ? "picture" : "sound";
+        fault.cause = "the encoder has failed (status " + std::to_string(status) + ")";
+        return fault;
+    }
+
     const std::shared_ptr<EventQueue> mQueue;
 };
 

@@ -13,7 +13,8 @@
 namespace oxaplayer {
 
 // Passes on what a player and the platform below it report, for as long as it lives: end of
-// stream and frame rates through `handler()`, faults through the platform's fault listener.
+// stream, frame rates and failed encoders through `handler()`, faults through the platform's fault
+// listener.
 class PlayerEvents {
   public:
     explicit PlayerEvents(std::shared_ptr<EventQueue> queue);

@@ -4,7 +4,6 @@
 #include "RecordCommand.h"
 
 #include <oxa/host/SoundOutput.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -18,18 +17,12 @@
 #include "RecordJob.h"
 #include "Signals.h"
 #include "SourceTracks.h"
-#include "TemporaryFolder.h"
 
 namespace oxaplayer {
 
 namespace {
 
 const Failure kNothingWritten = {ExitCode::kInterrupted, "interrupted, nothing was recorded"};
-
-void removeUnfinished() {
-    OutputFile::removeTemporary();
-    TemporaryFolder::removeAtExit();
-}
 
 std::string shownName(const std::string& output) {
     return output == "-" ? "standard output" : output;
@@ -64,25 +57,7 @@ CLI::App* RecordCommand::define(CLI::App& app) {
     return record;
 }
 
-ExitCode RecordCommand::run(const CommonOptions& common) {
-    mReport = std::make_unique<Report>("record", common,
-                                       mOptions.output == "-" ? STDERR_FILENO : STDOUT_FILENO);
-    mQueue = std::make_shared<EventQueue>();
-    Signals::takeOver([queue = mQueue] { queue->push(Interrupted{}); }, &removeUnfinished);
-    OutputFile::removeAtFatalError();
-    const auto failure = record();
-    mReport->endProgress();
-    ExitCode code = ExitCode::kDone;
-    if (failure) {
-        mReport->error(*failure);
-        mOutput.discard();
-        code = failure->code;
-    }
-    reportResult(code);
-    return code;
-}
-
-std::optional<Failure> RecordCommand::record() {
+std::optional<Failure> RecordCommand::work() {
     if (auto failure = checkOptions()) return failure;
     if (auto failure = mSource.open(mOptions.source, mOptions.only)) return failure;
     if (auto failure = chooseFormat()) return failure;
@@ -217,19 +192,19 @@ void RecordCommand::summarize(const RecordJob& job) {
     mReport->note(line);
 }
 
-void RecordCommand::reportResult(ExitCode code) const {
-    Json event = {{"exit", static_cast<int>(code)}};
+Json RecordCommand::result() const {
+    Json fields = Json::object();
     if (mResult) {
-        event["output"] = mResult->output;
-        event["duration_s"] = rounded(mResult->durationSec, 1000);
-        event["elapsed_s"] = rounded(mResult->numbers.elapsedSec, 1000);
+        fields["output"] = mResult->output;
+        fields["duration_s"] = rounded(mResult->durationSec, 1000);
+        fields["elapsed_s"] = rounded(mResult->numbers.elapsedSec, 1000);
         if (mSource.hasVideo()) {
-            event["frames"] = mResult->numbers.frames;
-            event["dropped"] = mResult->droppedFrames;
+            fields["frames"] = mResult->numbers.frames;
+            fields["dropped"] = mResult->droppedFrames;
         }
-        if (mResult->numbers.bytes) event["bytes"] = *mResult->numbers.bytes;
+        if (mResult->numbers.bytes) fields["bytes"] = *mResult->numbers.bytes;
     }
-    mReport->event("result", event);
+    return fields;
 }
 
 }  // namespace oxaplayer

@@ -11,12 +11,9 @@
 
 #include "Arguments.h"
 #include "CaptureSource.h"
-#include "Command.h"
-#include "EventQueue.h"
-#include "OutputFile.h"
+#include "JobCommand.h"
 #include "PlayOutputs.h"
 #include "Progress.h"
-#include "Report.h"
 
 namespace oxaplayer {
 
@@ -31,10 +28,11 @@ struct RecordOptions : EncodeOptions {
 
 // `record (--hdmi SOURCE | --usb SOURCE) -o OUTPUT`: pictures and sound of a live source as AVC and
 // AAC.
-class RecordCommand : public Command {
+class RecordCommand : public JobCommand {
   public:
+    RecordCommand() : JobCommand("record") {}
+
     CLI::App* define(CLI::App& app) override;
-    ExitCode run(const CommonOptions& common) override;
 
     const RecordOptions& options() const { return mOptions; }
 
@@ -47,22 +45,20 @@ class RecordCommand : public Command {
         int64_t droppedFrames;
     };
 
-    std::optional<Failure> record();
+    std::optional<Failure> work() override;
+    Json result() const override;
+    bool usesStandardOutput() const override { return mOptions.output == "-"; }
     std::optional<Failure> checkOptions();
     std::optional<Failure> chooseFormat();
     std::optional<Failure> openOutputs();
     void announce() const;
     std::optional<Failure> complete(const RecordJob& job, const std::optional<Failure>& failure);
     void summarize(const RecordJob& job);
-    void reportResult(ExitCode code) const;
 
     RecordOptions mOptions;
     Container mContainer = Container::kMpeg2Ts;
-    std::shared_ptr<EventQueue> mQueue;
-    std::unique_ptr<Report> mReport;
     CaptureSource mSource;
     PlayOutputs mPreview;
-    OutputFile mOutput;
     android::_AV_FORMAT_FORMAT mFormat = {};
     int32_t mFrameRate = 0;  // to be expected
     std::optional<Result> mResult;

@@ -10,9 +10,9 @@
 #include <system/audio.h>
 
 #include <algorithm>
+#include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "PlayerEvents.h"
 #include "StatusText.h"
 
 namespace oxaplayer {
@@ -22,9 +22,7 @@ using android::status_t;
 
 namespace {
 
-constexpr int64_t kTickUs = 200'000;
 constexpr int64_t kShortestTickUs = 2'000;
-constexpr int64_t kStallUs = 30'000'000;
 constexpr int64_t kStopOutputWaitUs = 1'000'000;
 constexpr int32_t kOutputDescriptor = 7;
 // A disk that takes nothing has said so by now.
@@ -39,33 +37,10 @@ int onlyTrack(const CaptureSource& source) {
 }  // namespace
 
 RecordJob::RecordJob(const Work& work, std::shared_ptr<EventQueue> queue, Report* report)
-    : mWork(work),
-      mQueue(std::move(queue)),
-      mReport(report),
-      mWarnings([report](const std::string& text) { report->warning(text); }),
+    : Job(onlyTrack(work.source), std::move(queue), report),
+      mWork(work),
       mMeter(nowUs(), work.durationUs.value_or(0)),
-      mRecorded{-1, -1, -1, 0, 0},
-      mLastWatchUs(nowUs()) {}
-
-std::optional<Failure> RecordJob::run() {
-    const PlayerEvents events(mQueue);
-    mPlayer = new android::OxaMediaCodecPlayer(true, onlyTrack(mWork.source));
-    mPlayer->mStatusHandler = events.handler();
-    mFailure = start();
-    if (!mFailure) waitForEnd();
-    // A reader of our pipe that does not read must not hold the end.
-    oxa::host::setOutputWaitLimit(kStopOutputWaitUs);
-    mPlayer->stop();
-    updateStatus();
-    mPlayer->cleanup();
-    mPlayer.clear();
-    // Closing the output may have failed, too.
-    handlePending();
-    mSample.bytes = mWork.output.bytes();
-    mWarnings.summarize();
-    warnOfLostSound();
-    return mFailure;
-}
+      mRecorded{-1, -1, -1, 0, 0} {}
 
 std::optional<Failure> RecordJob::start() {
     const bool isHdmi = mWork.source.isHdmi();
@@ -89,11 +64,23 @@ std::optional<Failure> RecordJob::start() {
     return std::nullopt;
 }
 
+void RecordJob::finish() {
+    // A reader of our pipe that does not read must not hold the end.
+    oxa::host::setOutputWaitLimit(kStopOutputWaitUs);
+    mPlayer->stop();
+    updateStatus();
+    mPlayer->cleanup();
+    mSample.bytes = mWork.output.bytes();
+    warnOfLostSound();
+}
+
 void RecordJob::waitForEnd() {
     while (!mEnded && !mInterrupted && !mFailure) {
         if (const auto event = mQueue->pop(nowUs() + waitUs())) handle(*event);
         updateStatus();
-        watch();
+        if (mIdleWatch.isStalled()) {
+            fail(ExitCode::kFailed, "nothing was recorded for 30 seconds");
+        }
         mComplete = mWork.durationUs && missingUs() <= 0;
         mEnded = mEnded || mComplete;
     }
@@ -111,12 +98,6 @@ int64_t RecordJob::missingUs() const {
     const int64_t pictureUs = 1'000'000 / mWork.frameRate;
     if (mRecorded.capturedTimeUs < 0) return *mWork.durationUs;
     return *mWork.durationUs - mRecorded.capturedTimeUs - 5 * pictureUs / 2;
-}
-
-void RecordJob::handlePending() {
-    while (const auto event = mQueue->pop(0)) {
-        handle(*event);
-    }
 }
 
 void RecordJob::handle(const JobEvent& event) {
@@ -137,18 +118,14 @@ void RecordJob::handleFault(const oxa::host::Fault& fault) {
     using oxa::host::FaultSource;
     if (fault.source == FaultSource::kSound) {
         handleSoundFault(fault);
-    } else if (!fault.ended) {
-        mWarnings.add(fault);
-    } else if (fault.source == FaultSource::kWriter) {
-        fail(ExitCode::kOutput, "cannot write '" + mWork.output.path() + "': " + fault.cause);
-    } else if (fault.source == FaultSource::kCamera && fault.error == 0) {
+    } else if (!fault.ended || fault.source != FaultSource::kCamera) {
+        handleFileFault(fault, mWork.source.name(), mWork.output.path());
+    } else if (fault.error == 0) {
         mReport->event("eos", Json::object());
         mEnded = true;
-    } else if (fault.source == FaultSource::kCamera) {
+    } else {
         fail(ExitCode::kFailed,
              "the camera '" + mWork.source.name() + "' has failed: " + fault.cause);
-    } else {
-        fail(ExitCode::kFailed, fault.object + ": " + fault.cause);
     }
 }
 
@@ -166,10 +143,6 @@ void RecordJob::handleSoundFault(const oxa::host::Fault& fault) {
     } else if (source.soundName() != source.name()) {
         mReport->warning("the sound has ended, only pictures are recorded now");
     }
-}
-
-void RecordJob::fail(ExitCode code, const std::string& text) {
-    if (!mFailure) mFailure = Failure{code, text};
 }
 
 bool RecordJob::isShort() const {
@@ -195,7 +168,7 @@ void RecordJob::updateStatus() {
     mPlayer->getRecordingProgress(&recorded);
     if (recorded.videoFrames != mRecorded.videoFrames ||
         recorded.audioTimeUs != mRecorded.audioTimeUs) {
-        mIdleUs = 0;
+        mIdleWatch.moved();
     }
     mRecorded = recorded;
     if (lastTimeUs() >= kTrustedUs) mWork.output.keep();
@@ -214,11 +187,26 @@ void RecordJob::updateStatus() {
         fields["dropped"] = droppedFrames();
         fields["thinned"] = recorded.thinnedFrames;
     }
+    if (mWork.source.hasAudio()) {
+        char text[32];
+        snprintf(text, sizeof(text), "  sound %.0f dB", levelDb());
+        line += text;
+        fields["level_db"] = rounded(levelDb(), 10);
+    }
     if (numbers.bytes) {
         line += "  " + formatBytes(*numbers.bytes);
         fields["bytes"] = *numbers.bytes;
     }
     mReport->status(line, fields, mSample.nowUs);
+}
+
+// How loud the source is now; digital silence is the least that 16 bits can tell from a sample.
+double RecordJob::levelDb() const {
+    constexpr double kLeast = 1.0 / 32768;
+    const double peak = mWork.source.isHdmi()
+                                ? oxa::host::hdmiSoundFigures().peak
+                                : oxa::host::microphoneFigures(AUDIO_SOURCE_DEFAULT).peak;
+    return 20 * std::log10(std::max(peak, kLeast));
 }
 
 void RecordJob::warnOfLostSound() {
@@ -229,13 +217,6 @@ void RecordJob::warnOfLostSound() {
     if (lost == 0) return;
     mReport->warning("pieces of sound were lost, the computer is too slow: " +
                      std::to_string(lost));
-}
-
-void RecordJob::watch() {
-    // A process that was stopped and goes on later has not been idle meanwhile.
-    mIdleUs += std::min(nowUs() - mLastWatchUs, 2 * kTickUs);
-    mLastWatchUs = nowUs();
-    if (mIdleUs >= kStallUs) fail(ExitCode::kFailed, "nothing was recorded for 30 seconds");
 }
 
 }  // namespace oxaplayer

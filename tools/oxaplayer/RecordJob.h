@@ -3,27 +3,21 @@
 
 #pragma once
 
-#include <OxaMediaCodecPlayer.h>
-
 #include <memory>
 #include <optional>
-#include <string>
 
 #include "Arguments.h"
 #include "CaptureSource.h"
-#include "EventQueue.h"
-#include "ExitCode.h"
-#include "FaultWarnings.h"
+#include "Job.h"
 #include "OutputFile.h"
 #include "PlayOutputs.h"
 #include "Progress.h"
-#include "Report.h"
 
 namespace oxaplayer {
 
-// One recording of a live source, from the player's first call to its last. Everything happens on
-// the caller's thread; what other threads have to say comes through the queue.
-class RecordJob {
+// One recording of a live source. It is over when the recording has ended and its output is closed
+// by the player; of one that failed, what was recorded before is good.
+class RecordJob : public Job {
   public:
     struct Work {
         const CaptureSource& source;
@@ -37,12 +31,8 @@ class RecordJob {
         bool isMonitored;
     };
 
-    // `queue` receives faults; an Interrupted or Closed in it ends the recording.
+    // An Interrupted or Closed in the queue ends the recording.
     RecordJob(const Work& work, std::shared_ptr<EventQueue> queue, Report* report);
-
-    // Returns when the recording has ended and its output is closed by the player. Nothing unless
-    // something failed; what was recorded before that is good.
-    std::optional<Failure> run();
 
     // Whether Ctrl-C or SIGTERM has ended it.
     bool wasInterrupted() const { return mInterrupted; }
@@ -57,33 +47,25 @@ class RecordJob {
     int64_t droppedFrames() const;
 
   private:
-    std::optional<Failure> start();
-    void waitForEnd();
+    std::optional<Failure> start() override;
+    void waitForEnd() override;
+    void finish() override;
+    void handle(const JobEvent& event) override;
     int64_t waitUs() const;
     int64_t missingUs() const;
-    void handle(const JobEvent& event);
     void handleFault(const oxa::host::Fault& fault);
     void handleSoundFault(const oxa::host::Fault& fault);
-    void handlePending();
     void updateStatus();
+    double levelDb() const;
     void warnOfLostSound();
-    void watch();
-    void fail(ExitCode code, const std::string& text);
 
     Work mWork;
-    const std::shared_ptr<EventQueue> mQueue;
-    Report* const mReport;
-    android::sp<android::OxaMediaCodecPlayer> mPlayer;
-    FaultWarnings mWarnings;
     ProgressMeter mMeter;
     ProgressSample mSample;
     android::_RECORDING_PROGRESS mRecorded;
-    int64_t mLastWatchUs;
-    int64_t mIdleUs = 0;
-    bool mEnded = false;  // by its source, its duration or its user
-    bool mInterrupted = false;
+    IdleWatch mIdleWatch;
+    bool mEnded = false;     // by its source, its duration or its user
     bool mComplete = false;  // the duration was reached
-    std::optional<Failure> mFailure;
 };
 
 }  // namespace oxaplayer

@@ -3,8 +3,6 @@
 
 #include "TranscodeCommand.h"
 
-#include <unistd.h>
-
 #include <nlohmann/json.hpp>
 
 #include "EncodeSetup.h"
@@ -50,28 +48,7 @@ CLI::App* TranscodeCommand::define(CLI::App& app) {
     return transcode;
 }
 
-ExitCode TranscodeCommand::run(const CommonOptions& common) {
-    const bool toStandardOutput = mOptions.output == "-";
-    mReport = std::make_unique<Report>("transcode", common,
-                                       toStandardOutput ? STDERR_FILENO : STDOUT_FILENO);
-    mQueue = std::make_shared<EventQueue>();
-    Signals::takeOver([queue = mQueue] { queue->push(Interrupted{}); },
-                      &OutputFile::removeTemporary);
-    OutputFile::removeAtFatalError();
-    const auto failure = transcode();
-    mReport->endProgress();
-    ExitCode code = ExitCode::kDone;
-    if (failure) {
-        mReport->error(*failure);
-        mOutput.discard();
-        code = failure->code;
-    }
-    reportResult(code);
-    if (mStalled) _exit(static_cast<int>(code));
-    return code;
-}
-
-std::optional<Failure> TranscodeCommand::transcode() {
+std::optional<Failure> TranscodeCommand::work() {
     if (auto failure = setUpEncoding(mOptions, &mContainer)) return failure;
     if (auto failure = mInput.open(mOptions.input)) return failure;
     const auto noTracks = chooseTracks(mInput, mOptions.only, mReport.get(), &mTracks);
@@ -137,17 +114,17 @@ void TranscodeCommand::summarize(const TranscodeJob& job) {
     mResult = result;
 }
 
-void TranscodeCommand::reportResult(ExitCode code) const {
-    Json event = {{"exit", static_cast<int>(code)}};
+Json TranscodeCommand::result() const {
+    Json fields = Json::object();
     if (mResult) {
-        event["output"] = mResult->output;
-        event["duration_s"] = rounded(mResult->durationSec, 1000);
-        const Json fields = progressFields(mResult->numbers);
+        fields["output"] = mResult->output;
+        fields["duration_s"] = rounded(mResult->durationSec, 1000);
+        const Json numbers = progressFields(mResult->numbers);
         for (const char* key : {"frames", "elapsed_s", "fps", "speed", "bytes"}) {
-            if (fields.contains(key)) event[key] = fields[key];
+            if (numbers.contains(key)) fields[key] = numbers[key];
         }
     }
-    mReport->event("result", event);
+    return fields;
 }
 
 }  // namespace oxaplayer

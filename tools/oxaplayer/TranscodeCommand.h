@@ -7,11 +7,8 @@
 #include <optional>
 #include <vector>
 
-#include "Command.h"
-#include "EventQueue.h"
 #include "InputFile.h"
-#include "OutputFile.h"
-#include "Report.h"
+#include "JobCommand.h"
 #include "TargetFormat.h"
 #include "TrackChoice.h"
 
@@ -20,10 +17,11 @@ namespace oxaplayer {
 class TranscodeJob;
 
 // `transcode INPUT -o OUTPUT`: the first picture and the first sound of a file as AVC and AAC.
-class TranscodeCommand : public Command {
+class TranscodeCommand : public JobCommand {
   public:
+    TranscodeCommand() : JobCommand("transcode") {}
+
     CLI::App* define(CLI::App& app) override;
-    ExitCode run(const CommonOptions& common) override;
 
     const TranscodeOptions& options() const { return mOptions; }
 
@@ -35,19 +33,18 @@ class TranscodeCommand : public Command {
         ProgressNumbers numbers;
     };
 
-    std::optional<Failure> transcode();
+    std::optional<Failure> work() override;
+    Json result() const override;
+    bool usesStandardOutput() const override { return mOptions.output == "-"; }
+    bool hasStalled() const override { return mStalled; }
     std::optional<Failure> openOutput();
     void announce() const;
     std::optional<Failure> complete(const TranscodeJob& job);
     void summarize(const TranscodeJob& job);
-    void reportResult(ExitCode code) const;
 
     TranscodeOptions mOptions;
     Container mContainer = Container::kMpeg2Ts;
-    std::shared_ptr<EventQueue> mQueue;
-    std::unique_ptr<Report> mReport;
     InputFile mInput;
-    OutputFile mOutput;
     TrackChoice mTracks;
     std::optional<Result> mResult;
     bool mStalled = false;

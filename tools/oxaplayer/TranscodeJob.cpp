@@ -4,10 +4,10 @@
 #include "TranscodeJob.h"
 
 #include <oxa/host/OutputWait.h>
+
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "PlayerEvents.h"
 #include "StatusText.h"
 
 namespace oxaplayer {
@@ -17,8 +17,6 @@ using android::status_t;
 
 namespace {
 
-constexpr int64_t kTickUs = 200'000;
-constexpr int64_t kStallUs = 30'000'000;
 constexpr int64_t kStopOutputWaitUs = 1'000'000;
 constexpr double kFrameRateIntervalSec = 1;
 constexpr int32_t kOutputDescriptor = 7;
@@ -35,36 +33,10 @@ int64_t durationUs(const SourceTrack* track) {
 }  // namespace
 
 TranscodeJob::TranscodeJob(const Work& work, std::shared_ptr<EventQueue> queue, Report* report)
-    : mWork(work),
-      mQueue(std::move(queue)),
-      mReport(report),
-      mWarnings([report](const std::string& text) { report->warning(text); }),
+    : Job(onlyTrack(work), std::move(queue), report),
+      mWork(work),
       mMeter(nowUs(), std::max(durationUs(work.video), durationUs(work.audio))),
-      mWritten{-1, -1, 0},
-      mLastWatchUs(nowUs()) {}
-
-std::optional<Failure> TranscodeJob::run() {
-    const PlayerEvents events(mQueue);
-    mPlayer = new android::OxaMediaCodecPlayer(true, onlyTrack(mWork));
-    mPlayer->mStatusHandler = events.handler();
-    mFailure = start();
-    if (!mFailure) waitForEnd();
-    // A reader of our pipe that does not read must not hold the end of a job that is given up.
-    if (!mDrained) oxa::host::setOutputWaitLimit(kStopOutputWaitUs);
-    if (mStalled) {
-        mPlayer->incStrong(this);
-    } else {
-        mPlayer->stop();
-        updateProgress();
-        mPlayer->cleanup();
-    }
-    mPlayer.clear();
-    // Closing the output may have failed, too.
-    handlePending();
-    mSample.bytes = mWork.output.bytes();
-    mWarnings.summarize();
-    return mFailure;
-}
+      mWritten{-1, -1, 0} {}
 
 std::optional<Failure> TranscodeJob::start() {
     const auto check = [](status_t status, const char* step) -> std::optional<Failure> {
@@ -104,6 +76,19 @@ void TranscodeJob::waitForEnd() {
     }
 }
 
+void TranscodeJob::finish() {
+    // A reader of our pipe that does not read must not hold the end of a job that is given up.
+    if (!mDrained) oxa::host::setOutputWaitLimit(kStopOutputWaitUs);
+    if (mStalled) {
+        abandonPlayer();
+        return;
+    }
+    mPlayer->stop();
+    updateProgress();
+    mPlayer->cleanup();
+    mSample.bytes = mWork.output.bytes();
+}
+
 void TranscodeJob::drain() {
     const status_t status = mPlayer->drain(kTickUs);
     mDrained = status == OK;
@@ -116,12 +101,6 @@ void TranscodeJob::drain() {
     }
 }
 
-void TranscodeJob::handlePending() {
-    while (const auto event = mQueue->pop(0)) {
-        handle(*event);
-    }
-}
-
 void TranscodeJob::handle(const JobEvent& event) {
     if (std::holds_alternative<Interrupted>(event)) {
         mReport->note("interrupted, finishing the output (once more to end at once)");
@@ -130,31 +109,12 @@ void TranscodeJob::handle(const JobEvent& event) {
         if (!mEnded) mReport->event("eos", Json::object());
         mEnded = true;
     } else if (const auto* rate = std::get_if<FrameRate>(&event)) {
-        mIdleUs = 0;
+        mIdleWatch.moved();
         mReport->event("fps", {{"side", rate->encoder ? "encoder" : "decoder"},
                                {"fps", rounded(rate->framesPerSecond, 100)}});
     } else if (const auto* fault = std::get_if<oxa::host::Fault>(&event)) {
-        handleFault(*fault);
+        handleFileFault(*fault, mWork.input.path(), mWork.output.path());
     }
-}
-
-void TranscodeJob::handleFault(const oxa::host::Fault& fault) {
-    using oxa::host::FaultSource;
-    // Data that makes no sense any more ends a file as well, but what came before it is good.
-    const bool damaged = fault.source == FaultSource::kReader && fault.error == 0;
-    if (!fault.ended || damaged) {
-        mWarnings.add(fault);
-    } else if (fault.source == FaultSource::kWriter) {
-        fail(ExitCode::kOutput, "cannot write '" + mWork.output.path() + "': " + fault.cause);
-    } else if (fault.source == FaultSource::kReader) {
-        fail(ExitCode::kInput, "cannot read '" + mWork.input.path() + "': " + fault.cause);
-    } else {
-        fail(ExitCode::kFailed, fault.object + ": " + fault.cause);
-    }
-}
-
-void TranscodeJob::fail(ExitCode code, const std::string& text) {
-    if (!mFailure) mFailure = Failure{code, text};
 }
 
 bool TranscodeJob::hasOutput() const {
@@ -166,7 +126,7 @@ void TranscodeJob::updateProgress() {
     if (mPlayer->getTranscodeProgress(&written) != OK) return;
     if (written.videoFrames != mWritten.videoFrames ||
         written.audioTimeUs != mWritten.audioTimeUs) {
-        mIdleUs = 0;
+        mIdleWatch.moved();
     }
     mWritten = written;
     mSample.nowUs = nowUs();
@@ -194,10 +154,7 @@ int64_t TranscodeJob::completeTimeUs() const {
 }
 
 void TranscodeJob::watch() {
-    // A process that was stopped and goes on later has not been idle meanwhile.
-    mIdleUs += std::min(nowUs() - mLastWatchUs, 2 * kTickUs);
-    mLastWatchUs = nowUs();
-    if (mFailure || mIdleUs < kStallUs) return;
+    if (!mIdleWatch.isStalled() || mFailure) return;
     mStalled = true;
     fail(ExitCode::kFailed, "nothing was read or written for 30 seconds");
 }

@@ -3,26 +3,21 @@
 
 #pragma once
 
-#include <OxaMediaCodecPlayer.h>
-
 #include <memory>
 #include <optional>
 
 #include "Arguments.h"
-#include "EventQueue.h"
-#include "ExitCode.h"
-#include "FaultWarnings.h"
 #include "InputFile.h"
+#include "Job.h"
 #include "OutputFile.h"
 #include "Progress.h"
-#include "Report.h"
 #include "SourceTracks.h"
 
 namespace oxaplayer {
 
-// One run of the player over one file, from its first call to its last. Everything happens on the
-// caller's thread; what other threads have to say comes through the queue.
-class TranscodeJob {
+// One run of the player over one file. It is over when the output is complete and closed by the
+// player, or as far as it came; being interrupted is no failure.
+class TranscodeJob : public Job {
   public:
     struct Work {
         const InputFile& input;
@@ -33,12 +28,8 @@ class TranscodeJob {
         android::_AV_FORMAT_FORMAT targetFormat;
     };
 
-    // `queue` receives the end of the job and its faults; an Interrupted in it ends the job.
+    // An Interrupted in the queue ends the job.
     TranscodeJob(const Work& work, std::shared_ptr<EventQueue> queue, Report* report);
-
-    // Returns when the output is complete and closed by the player, or as far as it came. Nothing
-    // when all went well, or when the job was interrupted; otherwise the first thing that failed.
-    std::optional<Failure> run();
 
     // Whether an interrupt has made the output shorter.
     bool wasInterrupted() const { return mInterrupted && !mDrained; }
@@ -53,32 +44,23 @@ class TranscodeJob {
     int64_t lastTimeUs() const;
 
   private:
-    std::optional<Failure> start();
-    void waitForEnd();
+    std::optional<Failure> start() override;
+    void waitForEnd() override;
+    void finish() override;
+    void handle(const JobEvent& event) override;
     void drain();
-    void handle(const JobEvent& event);
-    void handleFault(const oxa::host::Fault& fault);
-    void handlePending();
     void updateProgress();
     int64_t completeTimeUs() const;
     void watch();
-    void fail(ExitCode code, const std::string& text);
 
     Work mWork;
-    const std::shared_ptr<EventQueue> mQueue;
-    Report* const mReport;
-    android::sp<android::OxaMediaCodecPlayer> mPlayer;
-    FaultWarnings mWarnings;
     ProgressMeter mMeter;
     ProgressSample mSample;
     android::_TRANSCODE_PROGRESS mWritten;
-    int64_t mLastWatchUs;
-    int64_t mIdleUs = 0;
+    IdleWatch mIdleWatch;
     bool mEnded = false;    // the source is read
     bool mDrained = false;  // all of it is with the muxer
-    bool mInterrupted = false;
     bool mStalled = false;
-    std::optional<Failure> mFailure;
 };
 
 }  // namespace oxaplayer

@@ -8,6 +8,7 @@
 #include "Arguments.h"
 #include "Command.h"
 #include "Console.h"
+#include "Exhaustion.h"
 #include "Signals.h"
 
 namespace oxaplayer {
@@ -24,9 +25,12 @@ void occupyStandardStreams() {
 }
 
 // A job has some twenty threads of which few allocate much: with a heap for each of them, what one
-// has freed is of no use to the others.
+// has freed is of no use to the others. Pictures stay out of the heaps, in which they would leave
+// holes; without a fixed bound the first one that is freed moves the others in.
 void shareHeaps() {
+    constexpr int kSmallestMapping = 128 * 1024;
     mallopt(M_ARENA_MAX, 2);
+    mallopt(M_MMAP_THRESHOLD, kSmallestMapping);
 }
 
 }  // namespace
@@ -35,6 +39,7 @@ void shareHeaps() {
 
 int main(int argc, char** argv) {
     using namespace oxaplayer;
+    endWhenExhausted();
     shareHeaps();
     occupyStandardStreams();
     Signals::ignoreWriteSignals();

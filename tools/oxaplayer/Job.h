@@ -1,0 +1,76 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <OxaMediaCodecPlayer.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "EventQueue.h"
+#include "ExitCode.h"
+#include "FaultWarnings.h"
+#include "PlayerEvents.h"
+#include "Report.h"
+
+namespace oxaplayer {
+
+// One run of the player, from its first call to its last: what all kinds of jobs share. Everything
+// happens on the caller's thread; what other threads have to say comes through the queue.
+class Job {
+  public:
+    virtual ~Job() = default;
+    Job(const Job&) = delete;
+    Job& operator=(const Job&) = delete;
+
+    // Returns when the job is over. Nothing unless something failed, else the first thing that did.
+    std::optional<Failure> run();
+
+  protected:
+    // `queue` receives the job's end and its faults.
+    Job(int onlyTrack, std::shared_ptr<EventQueue> queue, Report* report);
+
+    // The three parts of run(); waitForEnd() is left out when start() fails.
+    virtual std::optional<Failure> start() = 0;
+    virtual void waitForEnd() = 0;
+    virtual void finish() = 0;
+    virtual void handle(const JobEvent& event) = 0;
+
+    void handlePending();
+    // A fault of a job that reads `input` and writes `output`. Data that makes no sense any more
+    // ends a file as well, but what came before it is good.
+    void handleFileFault(const oxa::host::Fault& fault, const std::string& input,
+                         const std::string& output);
+    // The first one counts.
+    void fail(ExitCode code, const std::string& text);
+    // What hangs cannot be stopped either: the player is never deleted.
+    void abandonPlayer();
+
+    const std::shared_ptr<EventQueue> mQueue;
+    Report* const mReport;
+    android::sp<android::OxaMediaCodecPlayer> mPlayer;
+    FaultWarnings mWarnings;
+    std::optional<Failure> mFailure;
+    bool mInterrupted = false;
+};
+
+// For how long a job has not moved. A process that was stopped and goes on later has not been idle
+// meanwhile.
+class IdleWatch {
+  public:
+    void moved() { mIdleUs = 0; }
+    // To be asked often.
+    bool isStalled();
+
+  private:
+    int64_t mLastUs = nowUs();
+    int64_t mIdleUs = 0;
+};
+
+// How often a job looks at its progress, and after how long without any it has failed.
+constexpr int64_t kTickUs = 200'000;
+constexpr int64_t kStallUs = 30'000'000;
+
+}  // namespace oxaplayer
