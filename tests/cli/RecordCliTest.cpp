@@ -151,6 +151,17 @@ TEST_F(RecordCliTest, streamGoesThroughAPipe) {
 
 // ---- Status -------------------------------------------------------------------------------------
 
+TEST_F(RecordCliTest, levelOfTheSoundIsTold) {
+    constexpr double kSineDb = -21.07;  // an amplitude of 1/8 on one channel, made two
+    for (const char* kind : {"--hdmi", "--usb"}) {
+        const ProcessResult result =
+                runPlayer(record({kind, kBoth}, mMp4, {"--duration", "2.2", "--json", "--force"}));
+        const auto progress = eventsNamed(eventsOf(result.out), "progress");
+        ASSERT_FALSE(progress.empty()) << result.err;
+        EXPECT_NEAR(progress.back()["level_db"].get<double>(), kSineDb, 0.2) << kind;
+    }
+}
+
 TEST_F(RecordCliTest, eventsTellTheWholeRecording) {
     const ProcessResult result = runPlayer(
             record({"--hdmi", kBoth}, mMp4, {"--duration", "2.2", "--fps", "15", "--json"}));

@@ -92,6 +92,23 @@ TEST_F(PlayCliTest, goesOnWithoutScreenAndSoundCard) {
     EXPECT_EQ(result.out, "");
 }
 
+// A sound that the library's pipeline does not take must not take the picture with it.
+TEST_F(PlayCliTest, soundOfTooManyChannelsIsLeftOut) {
+    ClipOptions clip;
+    clip.extension = "mkv";
+    clip.seconds = 1;
+    clip.channels = 16;
+    clip.audioCodec = "pcm_s16le";
+    const ProcessResult result = play({testClip(clip), "--display", "null", "--json"}).run();
+    EXPECT_EQ(result.exitCode, 0) << result.signal;
+    EXPECT_THAT(result.err, HasSubstr("16 channels, more than 8"));
+    EXPECT_EQ(eventsNamed(eventsOf(result.out), "track").size(), 1u);
+    clip.video = false;
+    const ProcessResult soundOnly = play({testClip(clip)}).run();
+    EXPECT_EQ(soundOnly.exitCode, 3) << soundOnly.signal;
+    EXPECT_THAT(soundOnly.err, HasSubstr("has no sound that can be played"));
+}
+
 struct WrongCase {
     const char* name;
     std::vector<std::string> arguments;

@@ -3,6 +3,7 @@
 
 #include "play/StallingDecoder.h"
 
+#include <atomic>
 #include <thread>
 
 #include "codec/ComponentTable.h"
@@ -34,16 +35,11 @@ void StallingDecoder::setStall(int picture, std::chrono::milliseconds length) {
     gStallLength = length;
 }
 
-status_t StallingDecoder::start(CodecComponent::Client* client) {
-    mClient = client;
-    return mDecoder->start(this);
-}
-
 void StallingDecoder::onOutput(const CodecOutput& output) {
     if (output.picture != nullptr && mPictures++ == gStallPicture) {
         std::this_thread::sleep_for(gStallLength.load());
     }
-    mClient->onOutput(output);
+    CodecShim::onOutput(output);
 }
 
 }  // namespace oxa::test

@@ -1,0 +1,62 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <random>
+#include <string>
+
+#include "cli/PlayerProgram.h"
+#include "support/MediaProbe.h"
+#include "support/TempDir.h"
+#include "transcode/TranscodeKit.h"
+
+namespace oxa::test {
+namespace {
+
+using nlohmann::json;
+using std::chrono::milliseconds;
+
+constexpr int kUsualRounds = 3;
+constexpr int kEarliestMs = 1800;
+constexpr int kSpreadMs = 2500;
+constexpr double kMostMissingS = 1.5;
+
+class RecordKillTest : public testing::TestWithParam<const char*> {};
+
+// What a power failure leaves: the file of a process that had no chance to end it.
+TEST_P(RecordKillTest, losesAtMostTheLastMoment) {
+    const TempDir folder;
+    std::mt19937 random(1);
+    for (int round = 0; round < testRounds(kUsualRounds); ++round) {
+        const std::string output = folder.file(std::to_string(round) + "." + GetParam());
+        const milliseconds delay(kEarliestMs + static_cast<int>(random() % kSpreadMs));
+        SCOPED_TRACE("killed after " + std::to_string(delay.count()) + " ms");
+        const ProcessResult result =
+                player({"record", "--usb", "lavfi:testsrc2=size=320x180:rate=30;sine", "-o", output,
+                        "--preset", "ultrafast", "--json"})
+                        .signalOnText(0, "\"progress\"")
+                        .signalAfter(SIGKILL, delay)
+                        .run();
+        ASSERT_EQ(result.signal, SIGKILL);
+        // The last line may have been cut by the kill.
+        const std::string out = result.out.substr(0, result.out.rfind('\n') + 1);
+        const auto progress = eventsNamed(eventsOf(out), "progress");
+        ASSERT_FALSE(progress.empty());
+        const MediaProbe probe(output);
+        ASSERT_TRUE(probe.ok()) << probe.error();
+        ASSERT_NE(probe.video(), nullptr);
+        EXPECT_EQ(probe.video()->decodeErrors, 0);
+        EXPECT_GE(probe.video()->endUs / 1e6,
+                  progress.back()["time_s"].get<double>() - kMostMissingS);
+        EXPECT_EQ(runPlayer({"probe", output}).exitCode, 0);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Containers, RecordKillTest, testing::Values("mp4", "ts"),
+                         [](const auto& info) { return info.param; });
+
+}  // namespace
+}  // namespace oxa::test
