@@ -54,7 +54,8 @@ def timing_row(rate, clip, arguments):
             mark(seen["picture_median_ms"], MAX_MEDIAN_MS), mark(seen["picture_p99_ms"], MAX_P99_MS),
             mark(seen["sound_median_ms"], MAX_MEDIAN_MS), mark(seen["sound_p99_ms"], MAX_P99_MS),
             f"{seen['sync_least_ms']:.1f} to {seen['sync_most_ms']:.1f}"
-            f"{'!' if abs(sync) > MAX_SYNC_MS else ''}"]
+            f"{'!' if abs(sync) > MAX_SYNC_MS else ''}",
+            f"{seen['sleep_p99_ms']:.2f}, {seen['sleep_most_ms']:.1f}"]
 
 
 def cost_row(rate, clip, arguments):
@@ -89,7 +90,8 @@ def main():
         os.environ.update(SDL_VIDEODRIVER="dummy", SDL_AUDIODRIVER="dummy", HOME=home)
         print(f"{report.machine_line(report.machine())}\n")
         print(report.grid(["clip", "pictures", "dropped", "picture late, median ms", "p99 ms",
-                           "sound late, median ms", "p99 ms", "sound after picture, ms"],
+                           "sound late, median ms", "p99 ms", "sound after picture, ms",
+                           "a sleep late, p99 and most ms"],
                           [timing_row(rate, clip, arguments) for rate, clip in clips.items()],
                           arguments.markdown), end="\n\n")
         if shutil.which("ffplay") is None:

@@ -3,8 +3,8 @@
 
 // Plays one file as fast as it is meant to be, onto a display and into sound that are recorded, and
 // prints as one JSON object how far from their due times pictures were shown and sound was written,
-// and how far each beep was heard from its flash. Beeps are expected at whole seconds after
-// silence. Exit 0, 1 when it failed, 2 for wrong usage.
+// how far each beep was heard from its flash, and how late a mere sleep ended meanwhile. Beeps are
+// expected at whole seconds after silence. Exit 0, 1 when it failed, 2 for wrong usage.
 
 #include <OxaMediaCodecPlayer.h>
 #include <android/log.h>
@@ -129,11 +129,14 @@ int main(int argc, char** argv) {
     player->start();
 
     Writes writes;
+    std::vector<double> sleepLateMs;
     android::_PLAYBACK_PROGRESS progress = {};
     while (!end->reached()) {
         player->getPlaybackProgress(&progress);
         writes.look(progress);
+        const int64_t beforeUs = ALooper::GetNowUs();
         std::this_thread::sleep_for(kLookInterval);
+        sleepLateMs.push_back((ALooper::GetNowUs() - beforeUs - kLookInterval.count()) / 1000.0);
     }
     player->getPlaybackProgress(&progress);
     player->stop();
@@ -151,11 +154,13 @@ int main(int argc, char** argv) {
             "{\"pictures\": %lld, \"dropped\": %lld, "
             "\"picture_median_ms\": %.3f, \"picture_p99_ms\": %.3f, "
             "\"sounds\": %zu, \"sound_median_ms\": %.3f, \"sound_p99_ms\": %.3f, "
-            "\"beeps\": %zu, \"sync_least_ms\": %.3f, \"sync_most_ms\": %.3f}\n",
+            "\"beeps\": %zu, \"sync_least_ms\": %.3f, \"sync_most_ms\": %.3f, "
+            "\"sleep_p99_ms\": %.3f, \"sleep_most_ms\": %.3f}\n",
             static_cast<long long>(progress.shownFrames),
             static_cast<long long>(progress.droppedFrames), percentile(pictureLateMs, 0.5),
             percentile(pictureLateMs, 0.99), writes.lateMs.size(), percentile(writes.lateMs, 0.5),
             percentile(writes.lateMs, 0.99), soundAfterPictureMs.size(),
-            percentile(soundAfterPictureMs, 0), percentile(soundAfterPictureMs, 1));
+            percentile(soundAfterPictureMs, 0), percentile(soundAfterPictureMs, 1),
+            percentile(sleepLateMs, 0.99), percentile(sleepLateMs, 1));
     return 0;
 }
