@@ -389,6 +389,7 @@ status_t CameraRecorder::adaptPreviewToHdmiRx() {
 }
 
 status_t CameraRecorder::retrieveHdmiRxVideoInfo() {
+    AutoMutex lock(HdmiRxInfo::sLock);
     const HdmiRxInfo* info = HdmiRxInfo::GetInstance();
     if (info == NULL) return UNKNOWN_ERROR;
     mSrc.isHdmiRx = info->mVideoIsHdmiRx;

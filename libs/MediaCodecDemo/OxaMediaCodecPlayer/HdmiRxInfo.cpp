@@ -72,6 +72,7 @@ bool readFacts(const char* path, SetFact setFact) {
 
 }  // namespace
 
+Mutex HdmiRxInfo::sLock;
 HdmiRxInfo* HdmiRxInfo::sInstance = NULL;
 
 HdmiRxInfo* HdmiRxInfo::GetInstance() {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <stdint.h>
+#include <utils/Mutex.h>
 
 namespace android {
 
@@ -12,8 +13,11 @@ namespace android {
 // cannot be opened, is 0.
 class HdmiRxInfo {
   public:
-    // The instance, made on the first call. Not thread-safe: called by one thread at a time. It
-    // stays owned by the class.
+    // Held by whoever calls what follows or reads the instance: a player that ends drops what
+    // another one may be looking at.
+    static Mutex sLock;
+
+    // The instance, made on the first call. It stays owned by the class.
     static HdmiRxInfo* GetInstance();
     // Drops the instance, if there is one; the next GetInstance() reads the files afresh.
     static void DelInstance();

@@ -98,7 +98,10 @@ void OxaMediaCodecPlayer::resetVariables() {
     mCameraStarted = false;
     mSwitchOnPending = false;
     // The next recording reads the receiver's facts afresh.
-    HdmiRxInfo::DelInstance();
+    {
+        AutoMutex lock(HdmiRxInfo::sLock);
+        HdmiRxInfo::DelInstance();
+    }
     closeFd();
 }
 

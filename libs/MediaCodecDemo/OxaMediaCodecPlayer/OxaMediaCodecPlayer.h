@@ -295,6 +295,7 @@ class OxaMediaCodecPlayer : public AHandler {
     void onSetPlaybackLive(bool video, bool audio);
     void onSetTranscode(bool transcode);
     bool switchOn();
+    static bool isReceiverSoundReady();
     void tellRecordingSwitch();
     void onPrepareLive();
     void onStartLive();

@@ -88,12 +88,17 @@ bool OxaMediaCodecPlayer::switchOn() {
     return false;
 }
 
+bool OxaMediaCodecPlayer::isReceiverSoundReady() {
+    AutoMutex lock(HdmiRxInfo::sLock);
+    return HdmiRxInfo::GetInstance()->mAudioReady == 1;
+}
+
 void OxaMediaCodecPlayer::tellRecordingSwitch() {
     if (handlesVideo()) CHECK(mCameraRecorder->setRecord(mTranscode) == OK);
     if (!handlesAudio()) return;
     if (mTranscodeType == SourceTypeUsbCamera) {
         CHECK(mAudioRecordEncoder->setRecord(mTranscode) == OK);
-    } else if (HdmiRxInfo::GetInstance()->mAudioReady != 1) {
+    } else if (!isReceiverSoundReady()) {
         // By design an audio track is pretended, so that the muxer starts and stops on the picture
         // alone.
         mAudioTrackAdded = true;
