@@ -3,8 +3,6 @@
 
 #include "ContactSheetCommand.h"
 
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstring>
@@ -24,11 +22,6 @@ constexpr int32_t kMostPerSide = 20;
 constexpr int32_t kNarrowestSheet = 64;
 constexpr int32_t kNarrowestCell = 16;
 constexpr int32_t kHighestSheet = 32768;
-
-void removeUnfinished() {
-    OutputFile::removeTemporary();
-    TemporaryFolder::removeAtExit();
-}
 
 void addNumber(CLI::App& app, const std::string& name, int* value, int32_t lowest, int32_t highest,
                const std::string& type, const std::string& description) {
@@ -67,28 +60,13 @@ CLI::App* ContactSheetCommand::define(CLI::App& app) {
     return sheet;
 }
 
-ExitCode ContactSheetCommand::run(const CommonOptions& common) {
-    mReport = std::make_unique<Report>("contact-sheet", common,
-                                       mOutputPath == "-" ? STDERR_FILENO : STDOUT_FILENO);
-    mQueue = std::make_shared<EventQueue>();
-    Signals::takeOver([] {}, &removeUnfinished);
-    OutputFile::removeAtFatalError();
+std::optional<Failure> ContactSheetCommand::work() {
     const int listener = oxa::host::addFaultListener(
             [queue = mQueue](const oxa::host::Fault& fault) { queue->push(fault); });
-    auto failure = makeSheet();
+    const auto failure = makeSheet();
     oxa::host::removeFaultListener(listener);
-    if (Signals::arrived() && !mWritten) {
-        failure = Failure{ExitCode::kInterrupted, "interrupted, nothing was written"};
-    }
-    mReport->endProgress();
-    ExitCode code = ExitCode::kDone;
-    if (failure) {
-        mReport->error(*failure);
-        mOutput.discard();
-        code = failure->code;
-    }
-    reportResult(code);
-    return code;
+    if (!Signals::arrived() || mWritten) return failure;
+    return Failure{ExitCode::kInterrupted, "interrupted, nothing was written"};
 }
 
 std::optional<Failure> ContactSheetCommand::makeSheet() {
@@ -111,8 +89,9 @@ std::optional<Failure> ContactSheetCommand::makeSheet() {
     };
     if (auto failure = grabber.grab(cells, showProgress, &mStills)) return failure;
     FaultWarnings warnings([this](const std::string& text) { mReport->warning(text); });
-    while (const auto event = mQueue->pop(0))
-        warnings.add(std::get<oxa::host::Fault>(*event));
+    while (const auto event = mQueue->pop(0)) {
+        if (const auto* fault = std::get_if<oxa::host::Fault>(&*event)) warnings.add(*fault);
+    }
     warnings.summarize();
     if (Signals::arrived()) return std::nullopt;
 
@@ -160,17 +139,17 @@ std::optional<Failure> ContactSheetCommand::write(const ContactSheet& sheet) {
     return std::nullopt;
 }
 
-void ContactSheetCommand::reportResult(ExitCode code) const {
-    Json event = {{"exit", static_cast<int>(code)}};
+Json ContactSheetCommand::result() const {
+    Json fields = Json::object();
     if (mWritten) {
-        event["output"] = mOutputPath == "-" ? "-" : mOutput.currentName();
-        event["width"] = mWritten->width;
-        event["height"] = mWritten->height;
-        event["times_s"] = Json::array();
+        fields["output"] = mOutputPath == "-" ? "-" : mOutput.currentName();
+        fields["width"] = mWritten->width;
+        fields["height"] = mWritten->height;
+        fields["times_s"] = Json::array();
         for (const Still& still : mStills)
-            event["times_s"].push_back(rounded(still.timeUs / 1e6, 1000));
+            fields["times_s"].push_back(rounded(still.timeUs / 1e6, 1000));
     }
-    mReport->event("result", event);
+    return fields;
 }
 
 }  // namespace oxaplayer
