@@ -45,26 +45,27 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
 set(CPACK_DEBIAN_LIBRARY_DESCRIPTION
-    "media engine on Android's interfaces: libraries
-Plays files, transcodes them to AVC and AAC in MP4 or MPEG transport streams,
+    "Plays files, transcodes them to AVC and AAC in MP4 or MPEG transport streams,
 and records cameras, microphones and HDMI signals. A platform layer gives
-Android's native media interfaces on top of FFmpeg's libraries.")
+Android's native media interfaces on top of FFmpeg's libraries.
+.
+This package has the shared libraries.")
 
 set(exact_library "${library_package} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS ${exact_library})
 set(CPACK_DEBIAN_TOOL_DESCRIPTION
-    "plays, transcodes and records media from the command line
-Turns media files into AVC and AAC in MP4 or MPEG transport streams, plays
-them, records cameras, microphones and HDMI signals, and makes contact sheets.")
+    "Turns media files into AVC and AAC in MP4 or MPEG transport streams, plays
+them, records cameras, microphones and HDMI signals, and makes contact sheets.
+.
+This package has the command line client.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 string(JOIN ", " CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     ${exact_library} android-libutils-dev android-libcutils-dev android-liblog-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
-    "media engine on Android's interfaces: development files
-Headers, and what CMake and pkg-config need, to build programs with the
+    "Headers, and what CMake and pkg-config need, to build programs with the
 library that plays, transcodes and records media.")
 
 include(CPack)
