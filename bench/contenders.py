@@ -107,9 +107,10 @@ class GStreamer:
                 *"mp4mux name=out ! filesink".split(), f"location={output}"]
 
 
-# A peer's variants; each of its figures is that of its better variant.
+# By name: the program, and its variants; each figure of a peer is that of its better variant.
 PEERS = {
-    "ffmpeg": ("ffmpeg", lambda: [FFmpeg(None), FFmpeg(DECODER_THREADS)]),
+    "ffmpeg": ("ffmpeg", lambda: [FFmpeg(None)]),
+    "ffmpeg-few-threads": ("ffmpeg", lambda: [FFmpeg(DECODER_THREADS)]),
     "gstreamer": ("gst-launch-1.0", lambda: [GStreamer()]),
 }
 

@@ -2,8 +2,11 @@
 # Copyright 2026 The Oxa Authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# Installs what the build and the tests need on Debian 12. With everything there it needs neither
-# the network nor root.
+# install-deps.sh [--all]
+#
+# Installs what the build and the tests need on Debian 12; with --all also what maintainers use:
+# fuzzing, coverage, formatter, API reference, packages. With everything there it needs neither the
+# network nor root.
 
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
@@ -19,10 +22,22 @@ packages=(
     libavcodec-dev libavdevice-dev libavformat-dev libavfilter-dev libavutil-dev libswresample-dev
     libswscale-dev libspeexdsp-dev libsdl2-dev
     # command line client
-    libcli11-dev nlohmann-json3-dev
+    libcli11-dev nlohmann-json3-dev libpng-dev
     # tests
-    libgtest-dev libgmock-dev ffmpeg xvfb xdotool openbox hidl-gen
+    libgtest-dev libgmock-dev ffmpeg xvfb xdotool openbox hidl-gen bsdutils
 )
+if [[ "${1:-}" == --all ]]; then
+    packages+=(
+        clang libclang-rt-14-dev llvm   # scripts/fuzz.sh
+        gcovr                           # coverage
+        clang-format clang-tidy doxygen
+        dpkg-dev lintian                # cpack
+        parallel
+    )
+elif (($# > 0)); then
+    printf 'usage: install-deps.sh [--all]\n' >&2
+    exit 2
+fi
 
 is_installed() {
     [[ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" == installed ]]

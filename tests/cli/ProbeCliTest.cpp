@@ -87,7 +87,7 @@ TEST(Probe, tableIsForPeople) {
     ASSERT_EQ(lines.size(), 4u) << result.out;
     EXPECT_EQ(lines[0], path);
     EXPECT_EQ(lines[2].substr(0, lines[2].find(" fps")),
-              "  0      video  video/avc        1920x1080, rotated by 90, 30");
+              "  0      video  video/avc        1920x1080, rotated by 90, 24");
     EXPECT_THAT(lines[3], HasSubstr("1      audio  audio/mp4a-latm  6 ch, 48000 Hz "));
     // One column below the other.
     const size_t column = lines[1].find("length");
