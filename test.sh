@@ -17,5 +17,5 @@ say "Building"
 build_release all
 say "Testing"
 cd "$root"
-# One more than there are processors: several tests wait most of their time.
-ctest --preset release --parallel "$(($(nproc) + 1))"
+# More than there are processors: many tests wait most of their time.
+ctest --preset release --parallel "$(($(nproc) + 2))"

@@ -636,6 +636,10 @@ void MediaCodec::onOutput(const ComponentEvent& event) {
 }
 
 void MediaCodec::onComponentError(status_t err, int32_t actionCode) {
+    // First, so that whoever hears of both hears the better cause before.
+    const bool isFatal =
+            actionCode != ACTION_CODE_TRANSIENT && actionCode != ACTION_CODE_RECOVERABLE;
+    if (isFatal) reportFailure(err);
     const sp<AMessage> callback = newCallback(CB_ERROR);
     if (callback != nullptr) {
         callback->setInt32("err", err);
@@ -650,7 +654,6 @@ void MediaCodec::onComponentError(status_t err, int32_t actionCode) {
             onStop();
             break;
         default:
-            reportFailure(err);
             onRelease();
             break;
     }

@@ -41,6 +41,11 @@ TEST(LongRecordingTest, keepsItsMemoryAndAllPictures) {
     options.source = flashesAndBeeps();
     options.output = folder.file("out.mp4");
     const double seconds = soakMinutes() * 60.0;
+    {
+        // What lives as long as the process, such as the sound service's thread, begins here.
+        LiveJob first(options);
+        ASSERT_NO_FATAL_FAILURE(first.start());
+    }
     const ProcessUse before = currentUse();
     int64_t settledBytes = 0;
     uint64_t dropped = 0;
@@ -61,6 +66,7 @@ TEST(LongRecordingTest, keepsItsMemoryAndAllPictures) {
     }
     const ProcessUse after = currentUse();
     EXPECT_EQ(after.threads, before.threads);
+    EXPECT_EQ(after.descriptors, before.descriptors);
     const MediaProbe probe(options.output);
     ASSERT_TRUE(probe.ok()) << probe.error();
     ASSERT_TRUE(probe.video() != nullptr && probe.audio() != nullptr);

@@ -82,9 +82,14 @@ void LibraryJob::stopAndCleanUp() {
 }
 
 ProcessUse currentUse() {
-    // A sanitizer starts a thread of its own with the process's first one.
-    static const bool started = (std::thread([] {}).join(), true);
-    (void)started;
+    // A sanitizer starts a thread of its own with the process's first one. The kernel may list a
+    // thread for a moment after it was joined.
+    static const bool started = [] {
+        std::string entry;
+        std::thread([&] { entry = "/proc/self/task/" + std::to_string(gettid()); }).join();
+        return waitFor([&] { return !std::filesystem::exists(entry); });
+    }();
+    EXPECT_TRUE(started);
     return {entriesOf("/proc/self/fd"), entriesOf("/proc/self/task")};
 }
 
