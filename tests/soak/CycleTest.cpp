@@ -73,8 +73,10 @@ TEST_P(CycleTest, leavesNothingBehind) {
     const int rounds = kFirstRounds + testRounds(kUsualRounds);
     for (int round = 0; round < rounds; ++round) {
         const auto depth = static_cast<Depth>(round % static_cast<int>(Depth::kCount));
-        const Watchdog watchdog("cycle " + std::to_string(round), kCycleLimit);
-        ASSERT_NO_FATAL_FAILURE(GetParam().cycle(depth, folder.path())) << "round " << round;
+        {
+            const Watchdog watchdog("cycle " + std::to_string(round), kCycleLimit);
+            ASSERT_NO_FATAL_FAILURE(GetParam().cycle(depth, folder.path())) << "round " << round;
+        }
         // What is opened and allocated once for a process is there after some rounds.
         if (round < kFirstRounds) before = currentUse();
         if (round == kFirstRounds) bytesBefore = allocatedBytes();

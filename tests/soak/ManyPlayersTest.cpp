@@ -83,8 +83,10 @@ TEST(ManyPlayersTest, eightAtOnceDoNotHarmEachOther) {
     int64_t bytesBefore = 0;
     const int rounds = testRounds(kUsualRounds);
     for (int round = 0; round < rounds; ++round) {
-        const Watchdog watchdog("round " + std::to_string(round), kRoundLimit);
-        ASSERT_NO_FATAL_FAILURE(recordBesideOthers(folder.path())) << "round " << round;
+        {
+            const Watchdog watchdog("round " + std::to_string(round), kRoundLimit);
+            ASSERT_NO_FATAL_FAILURE(recordBesideOthers(folder.path())) << "round " << round;
+        }
         if (round > 0) continue;
         before = currentUse();
         bytesBefore = allocatedBytes();
