@@ -299,14 +299,17 @@ void CameraRecorder::signalEOS() {
 void CameraRecorder::endRecording() {
     releaseEncoder();
     releaseCameraSource();
+    {
+        Mutex::Autolock lock(mStopLock);
+        if (mStopProcess.mStopRequested) stopPreview();
+        mStopProcess.mEOSQueued = false;
+        mStopProcess.mStopRequested = false;
+        mEndClaimed = false;
+        mRecordingOpen = false;
+        mStopProcess.mCondition.signal();
+    }
+    // Last: whoever hears of it may begin the next recording at once.
     postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_VIDEO);
-    Mutex::Autolock lock(mStopLock);
-    if (mStopProcess.mStopRequested) stopPreview();
-    mStopProcess.mEOSQueued = false;
-    mStopProcess.mStopRequested = false;
-    mEndClaimed = false;
-    mRecordingOpen = false;
-    mStopProcess.mCondition.signal();
 }
 
 void CameraRecorder::releaseEncoder() {
