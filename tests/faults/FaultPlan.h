@@ -23,7 +23,7 @@ enum class FaultKind {
     kSyncError,       // sync-error: at the end what was written does not reach the disk
     kEarlySyncError,  // early-sync-error: the same, while it is still being written
     kEncoderError,    // encoder-error@N: the picture's encoder fails instead of its Nth result
-    kSilentDecoder,   // silent-decoder: decoders take everything and give nothing
+    kSilentDecoder,   // silent-decoder@N: decoders give no picture behind the Nth, nor their end
     kCameraLost,      // camera-lost@BYTES: the camera goes once the output has so many bytes
     kCameraStalls,    // camera-stalls@BYTES: it gives no more pictures
     kMicrophoneLost,  // microphone-lost@BYTES

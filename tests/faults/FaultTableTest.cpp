@@ -193,9 +193,9 @@ INSTANTIATE_TEST_SUITE_P(
                                   "c2.linux.avc.encoder: the codec has failed", Left::kNothing},
                         FaultCase{"RecordEncoderError", Job::kRecord, "encoder-error@30", 1,
                                   "c2.linux.avc.encoder: the codec has failed", Left::kPlayable},
-                        FaultCase{"TranscodeSilentDecoder", Job::kTranscode, "silent-decoder", 1,
+                        FaultCase{"TranscodeSilentDecoder", Job::kTranscode, "silent-decoder@10", 1,
                                   "nothing was read or written for 30 seconds", Left::kNothing},
-                        FaultCase{"PlaySilentDecoder", Job::kPlay, "silent-decoder", 1,
+                        FaultCase{"PlaySilentDecoder", Job::kPlay, "silent-decoder@10", 1,
                                   "nothing was played for 30 seconds", Left::kNothing}),
         nameOf);
 
@@ -235,8 +235,7 @@ TEST_P(MemoryLimitTest, endsInOneLineWithoutAPartialFile) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(MiB, MemoryLimitTest,
-                         testing::Values(250, 350, 450, 700));
+INSTANTIATE_TEST_SUITE_P(MiB, MemoryLimitTest, testing::Values(250, 350, 450, 700));
 
 #endif
 

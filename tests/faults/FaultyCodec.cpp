@@ -36,13 +36,17 @@ class FailingEncoder : public CodecShim {
     bool mFailed = false;
 };
 
-// Takes everything and gives nothing, not even its end.
+// Takes everything, and gives nothing after some results, not even its end.
 class SilentDecoder : public CodecShim {
   public:
     using CodecShim::CodecShim;
 
   private:
-    void onOutput(const CodecOutput& /*output*/) override {}
+    void onOutput(const CodecOutput& output) override {
+        if (++mResults <= plannedFault().number) CodecShim::onOutput(output);
+    }
+
+    int64_t mResults = 0;
 };
 
 template <typename Shim>

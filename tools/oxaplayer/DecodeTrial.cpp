@@ -45,16 +45,16 @@ Verdict judge(const sp<MediaCodec>& decoder, DecodedOutput output) {
     return output.isEnd ? Verdict::kFails : Verdict::kGoOn;
 }
 
-bool tryToDecode(const InputFile& input, const SourceTrack& track, int mostSamples) {
+Verdict tryToDecode(const InputFile& input, const SourceTrack& track, int mostSamples) {
     sp<NuMediaExtractor> extractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
     sp<AMessage> format;
     if (extractor->setDataSource(input.descriptor(), 0, input.size()) != OK ||
         extractor->getTrackFormat(track.index, &format) != OK ||
         extractor->selectTrack(track.index) != OK) {
-        return false;
+        return Verdict::kFails;
     }
     const OwnedCodec encoder("video/avc", true);
-    if (encoder.get() == nullptr) return false;
+    if (encoder.get() == nullptr) return Verdict::kFails;
     const sp<Surface> surface = track.isVideo ? makeSurface(encoder.get()) : nullptr;
     return decodeTrack(extractor, format, surface, mostSamples, judge);
 }
@@ -63,8 +63,10 @@ bool tryToDecode(const InputFile& input, const SourceTrack& track, int mostSampl
 
 bool canDecode(const InputFile& input, const SourceTrack& track) {
     // A decoder that may go on decodes far more pictures than are asked for: the first sample alone
-    // is nearly always enough.
-    return tryToDecode(input, track, 1) || tryToDecode(input, track, 0);
+    // is nearly always enough. One that does not answer in time is not asked again.
+    Verdict verdict = tryToDecode(input, track, 1);
+    if (verdict == Verdict::kFails) verdict = tryToDecode(input, track, 0);
+    return verdict == Verdict::kDone;
 }
 
 }  // namespace oxaplayer

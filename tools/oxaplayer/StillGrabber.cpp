@@ -151,11 +151,12 @@ bool StillGrabber::grabFrom(int64_t startUs, int64_t timeUs, bool mayBeLate) {
     const std::optional<int64_t> lastUs =
             mTimesUs.empty() ? std::nullopt : std::optional(mTimesUs.back());
     MomentPicker picker(timeUs, lastUs, moved && !mayBeLate);
-    const bool shown = decodeTrack(mExtractor, format, new Surface(mDisplay->producer()), 0,
-                                   [&picker](const sp<MediaCodec>& decoder, DecodedOutput output) {
-                                       return picker.onOutput(decoder, output);
-                                   });
-    if (shown) mTimesUs.push_back(picker.shownUs());
+    const Verdict verdict =
+            decodeTrack(mExtractor, format, new Surface(mDisplay->producer()), 0,
+                        [&picker](const sp<MediaCodec>& decoder, DecodedOutput output) {
+                            return picker.onOutput(decoder, output);
+                        });
+    if (verdict == Verdict::kDone) mTimesUs.push_back(picker.shownUs());
     return !picker.isLate();
 }
 

@@ -37,14 +37,14 @@ class Feeder : public AHandler {
           mMostSamples(mostSamples),
           mOnOutput(std::move(onOutput)) {}
 
-    bool waitForVerdict() {
+    Verdict waitForVerdict() {
         const auto end = std::chrono::steady_clock::now() + kLongestDecoding;
         std::unique_lock<std::mutex> lock(mLock);
         while (mVerdict == Verdict::kGoOn && !Signals::arrived() &&
                std::chrono::steady_clock::now() < end) {
             mDecided.wait_for(lock, kSignalInterval);
         }
-        return mVerdict == Verdict::kDone;
+        return mVerdict;
     }
 
     void onMessageReceived(const sp<AMessage>& message) override {
@@ -128,22 +128,25 @@ OwnedCodec::~OwnedCodec() {
     if (mCodec != nullptr) mCodec->release();
 }
 
-bool decodeTrack(const sp<NuMediaExtractor>& extractor, const sp<AMessage>& format,
-                 const sp<Surface>& surface, int mostSamples, OutputHandler onOutput) {
+Verdict decodeTrack(const sp<NuMediaExtractor>& extractor, const sp<AMessage>& format,
+                    const sp<Surface>& surface, int mostSamples, OutputHandler onOutput) {
     AString mime;
     format->findString("mime", &mime);
     const OwnedCodec decoder(mime.c_str(), false);
-    if (decoder.get() == nullptr) return false;
+    if (decoder.get() == nullptr) return Verdict::kFails;
     const sp<ALooper> looper = startLooper("TrackDecoding");
     const sp<Feeder> feeder =
             new Feeder(extractor, decoder.get(), mostSamples, std::move(onOutput));
     looper->registerHandler(feeder);
     decoder.get()->setCallback(new AMessage(0, feeder));
-    const bool done = decoder.get()->configure(format, surface, nullptr, 0) == OK &&
-                      decoder.get()->start() == OK && feeder->waitForVerdict();
+    Verdict verdict = Verdict::kFails;
+    if (decoder.get()->configure(format, surface, nullptr, 0) == OK &&
+        decoder.get()->start() == OK) {
+        verdict = feeder->waitForVerdict();
+    }
     looper->stop();
     looper->unregisterHandler(feeder->id());
-    return done;
+    return verdict;
 }
 
 }  // namespace oxaplayer

@@ -45,11 +45,11 @@ using OutputHandler =
         std::function<Verdict(const android::sp<android::MediaCodec>& decoder, DecodedOutput)>;
 
 // Decodes the one track that is selected in `extractor`, from where that stands and for at most so
-// many samples (0: all), until `onOutput` has a verdict; true for kDone. `surface` may be null for
-// sound. Blocks, at most 30 s and until a signal arrives.
-bool decodeTrack(const android::sp<android::NuMediaExtractor>& extractor,
-                 const android::sp<android::AMessage>& format,
-                 const android::sp<android::Surface>& surface, int mostSamples,
-                 OutputHandler onOutput);
+// many samples (0: all), until `onOutput` has a verdict, which is returned; kGoOn when there was
+// none in time. `surface` may be null for sound. Blocks, at most 30 s and until a signal arrives.
+Verdict decodeTrack(const android::sp<android::NuMediaExtractor>& extractor,
+                    const android::sp<android::AMessage>& format,
+                    const android::sp<android::Surface>& surface, int mostSamples,
+                    OutputHandler onOutput);
 
 }  // namespace oxaplayer
