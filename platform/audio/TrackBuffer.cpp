@@ -40,6 +40,8 @@ void TrackBuffer::begin() {
     mPulled = false;
     mDry = true;
     mSoundFromUs = monotonicUs() + mLeadUs;
+    mWriter = PacedWriter();
+    mLateFrames = 0;
     mChanged.notify_all();
 }
 
@@ -95,7 +97,7 @@ void TrackBuffer::clearLocked() {
 
 size_t TrackBuffer::write(const int16_t* samples, size_t frames, bool blocking) {
     Lock lock(mLock);
-    size_t written = 0;
+    size_t written = blocking ? 0 : leaveOutLocked(samples, frames);
     for (;;) {
         written += putLocked(samples + written * mFormat.channels, frames - written);
         if (written == frames || !blocking || !waitForRoomLocked(lock)) return written;
@@ -121,6 +123,34 @@ size_t TrackBuffer::putLocked(const int16_t* samples, size_t frames) {
     std::copy_n(samples + untilWrap * channels, (frames - untilWrap) * channels, mRing.begin());
     mCount += frames;
     return frames;
+}
+
+size_t TrackBuffer::leaveOutLocked(const int16_t* samples, size_t frames) {
+    if (mDry || !mActive || mDraining) return 0;
+    const int64_t heardFromUs = mNextPullUs + framesToUs(mCount, mFormat.sampleRate);
+    const int64_t lateUs = mWriter.onWrite(heardFromUs - monotonicUs(), mLeadUs);
+    if (lateUs > 0) mLateFrames = lateUs * mFormat.sampleRate / 1000000;
+    const size_t leftOut = std::min(mLateFrames, frames / 2);
+    if (leftOut == 0) return 0;
+    const size_t faded = std::min({leftOut, mCount, kFadeFrames});
+    crossFadeLocked(samples + (leftOut - faded) * mFormat.channels, faded);
+    mLateFrames -= leftOut;
+    mHeard += leftOut;
+    if (mClock != nullptr) mClock->onSoundHeard(leftOut, mFormat.sampleRate, heardFromUs);
+    return leftOut;
+}
+
+// From the last frames in the ring to these.
+void TrackBuffer::crossFadeLocked(const int16_t* samples, size_t frames) {
+    for (size_t i = 0; i < frames; ++i) {
+        const auto part = static_cast<float>(i + 1) / static_cast<float>(frames + 1);
+        const size_t frame = (mFirst + mCount - frames + i) % mCapacity;
+        for (int channel = 0; channel < mFormat.channels; ++channel) {
+            int16_t& sample = mRing[frame * mFormat.channels + channel];
+            const auto next = static_cast<float>(*samples++);
+            sample = static_cast<int16_t>(std::lrintf(sample + (next - sample) * part));
+        }
+    }
 }
 
 void TrackBuffer::takeLocked(int16_t* samples, size_t frames) {
@@ -184,6 +214,7 @@ void TrackBuffer::fill(int16_t* samples, size_t frames, int64_t heardAtUs) {
     // A sink that is slow to start does not shorten the silence.
     if (!mPulled) mSoundFromUs = std::max(mSoundFromUs, heardAtUs - mLatencyUs + mLeadUs);
     mPulled = true;
+    mNextPullUs = heardAtUs - mLatencyUs + framesToUs(frames, mFormat.sampleRate);
     const size_t lead = leadFramesLocked(frames, heardAtUs);
     const size_t taken = std::min(frames - lead, mActive ? mCount : 0);
     const size_t channels = mFormat.channels;
@@ -194,7 +225,8 @@ void TrackBuffer::fill(int16_t* samples, size_t frames, int64_t heardAtUs) {
     if (lead + taken < frames && !mDry) {
         const bool late = mActive && !mDraining;
         mUnderrun = mUnderrun || late;
-        if (late) mLeadUs = std::min(mLeadUs + kReserveUs, kLongestLeadUs);
+        if (late) mLeadUs = std::min(mLeadUs + kMoreReserveUs, kLongestLeadUs);
+        if (late) mWriter.onUnderrun();
         mDry = true;
     } else if (taken > 0) {
         mDry = false;

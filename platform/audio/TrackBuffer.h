@@ -13,6 +13,7 @@
 #include <mutex>
 #include <vector>
 
+#include "audio/PacedWriter.h"
 #include "audio/SessionClock.h"
 #include "audio/SoundSink.h"
 
@@ -24,8 +25,10 @@ class TrackBuffer : public SoundSource {
   public:
     // Silence before the first sound, so that a writer who brings each piece when it is due is
     // never late. All of it is an offset between sound and picture, so it is short at the start:
-    // what the sink takes at a time and this reserve. Each underrun adds the reserve again.
+    // what the sink takes at a time and this reserve. Each underrun adds a little, so that a
+    // machine that is often late gets what it needs.
     static constexpr int64_t kReserveUs = 10000;
+    static constexpr int64_t kMoreReserveUs = 1000;
     static constexpr int64_t kLongestLeadUs = 40000;
 
     enum class Need { kData, kUnderrunReport, kNothingMore };
@@ -48,7 +51,8 @@ class TrackBuffer : public SoundSource {
     void clear();
 
     // Takes what fits, or with `blocking` all, as long as the buffer is active and the sink pulls.
-    // Returns the frames taken.
+    // Returns the frames taken. Sound of a writer who does not wait, but was late, is shortened
+    // until it is in time again; the frames left out count as taken and heard.
     size_t write(const int16_t* samples, size_t frames, bool blocking);
 
     // Waits until the active buffer has room for `frames`, there was an underrun that nobody was
@@ -76,11 +80,14 @@ class TrackBuffer : public SoundSource {
 
     static constexpr std::chrono::milliseconds kStuckTime{1000};
     static constexpr std::chrono::milliseconds kRetryTime{10};
+    static constexpr size_t kFadeFrames = 256;
 
     bool roomForAllLocked(size_t frames) const { return mCapacity - mCount >= frames; }
     bool waitForRoomLocked(Lock& lock);
     bool waitUntilHeardLocked(Lock& lock);
     size_t putLocked(const int16_t* samples, size_t frames);
+    size_t leaveOutLocked(const int16_t* samples, size_t frames);
+    void crossFadeLocked(const int16_t* samples, size_t frames);
     void takeLocked(int16_t* samples, size_t frames);
     size_t leadFramesLocked(size_t frames, int64_t heardAtUs) const;
     void noteHeardLocked(size_t frames, int64_t heardAtUs);
@@ -109,6 +116,9 @@ class TrackBuffer : public SoundSource {
     bool mDry = true;          // nothing to play: the next sound waits until mSoundFromUs
     int64_t mSoundFromUs = 0;  // in the sink's pull time
     int64_t mLeadUs = kLongestLeadUs;
+    int64_t mNextPullUs = 0;  // when the sink takes what comes after the last fill()
+    PacedWriter mWriter;
+    size_t mLateFrames = 0;  // to be left out
     bool mUnderrun = false;  // to be reported
     std::deque<Block> mBlocks;
     int64_t mHeard = 0;  // frames before mBlocks

@@ -25,10 +25,11 @@ using namespace oxa::test;
 
 constexpr uint32_t kRate = 48000;
 constexpr size_t kRingFrames = kRate / 2;
-// Silence at the start: what is pulled at a time, and a reserve, which each underrun adds again.
+// Silence at the start: what is pulled at a time, and a reserve, which grows with each underrun.
 constexpr int64_t kReserveUs = 10000;
+constexpr int64_t kMoreReserveUs = 1000;
 constexpr int64_t kLeadUs = ManualOutput::kBlockUs + kReserveUs;
-constexpr int64_t kLeadAfterUnderrunUs = kLeadUs + kReserveUs;
+constexpr int64_t kLeadAfterUnderrunUs = kLeadUs + kMoreReserveUs;
 constexpr size_t kDeviceBlock = 480;
 
 sp<AudioTrack> newTrack(uint32_t channels = 1, uint32_t rate = kRate) {
@@ -332,6 +333,33 @@ TEST_F(AudioTrackTest, BeginsWithSilence) {
     EXPECT_LE(silent, (kLeadAfterUnderrunUs + afterWriteUs - beforeWriteUs) * kRate / 1000000 + 1);
     EXPECT_EQ(ramp(200),
               std::vector<int16_t>(again.begin() + silent, again.begin() + silent + 200));
+}
+
+// All that follows sound that came too late would be late as well.
+TEST_F(AudioTrackTest, ShortensSoundThatIsLateAfterAnUnderrun) {
+    constexpr size_t kPiece = 500;
+    constexpr size_t kPieces = 10;
+    const sp<AudioTrack> track = newTrack();
+    ASSERT_EQ(OK, track->start());
+    write(track, ramp(kPiece));
+    mOutput.pullSound(kPiece / 2);
+    mOutput.pullSound(kPiece);
+
+    write(track, ramp(kPiece));
+    mOutput.pullSound(1);  // and the next is taken in ten seconds
+    size_t accepted = 0;
+    for (size_t piece = 1; piece <= kPieces; ++piece)
+        accepted += write(track, ramp(kPiece, piece * kPiece)) / sizeof(int16_t);
+    EXPECT_EQ(kPieces * kPiece, accepted);
+    const std::vector<int16_t> heard = mOutput.pullSound((kPieces + 1) * kPiece);
+    const auto end = std::find(heard.begin(), heard.end(), 0);
+    // Six pieces show that the writer is late; no piece loses more than half.
+    EXPECT_EQ(kPieces * kPiece + kPiece - 1 - 5 * (kPiece / 2),
+              static_cast<size_t>(end - heard.begin()));
+    EXPECT_EQ((kPieces + 1) * kPiece, *(end - 1)) << "the end is lost";
+    for (auto sample = heard.begin() + 1; sample != end; ++sample)
+        ASSERT_LE(1, *sample - *(sample - 1)) << "at " << sample - heard.begin();
+    EXPECT_LE(*std::max_element(heard.begin(), heard.end()), *(end - 1));
 }
 
 TEST_F(AudioTrackTest, CountsWhatWasHeard) {

@@ -228,7 +228,7 @@ TEST_F(SoundOutputTest, WavFileHoldsTheSilenceOfAnUnderrun) {
     const auto end = std::find(second, heard.end(), 0.0f);
     EXPECT_EQ(static_cast<ptrdiff_t>(kFrames), gap - first);
     EXPECT_EQ(static_cast<ptrdiff_t>(kFrames), end - second);
-    EXPECT_GE(second - gap, kRate * 12 / 100);
+    EXPECT_GE(second - gap, kRate * 11 / 100);
 }
 
 // What a process leaves that dies now: complete up to the last second.
