@@ -442,6 +442,7 @@ status_t MediaCodec::onStart() {
     mRunClient = std::make_unique<RunClient>(this, mRun);
     const status_t err = mComponent->start(mRunClient.get());
     if (err != OK) {
+        reportFailure("cannot be started", err);
         endRun();
         clear(INITIALIZED);
         return err;
@@ -639,7 +640,7 @@ void MediaCodec::onComponentError(status_t err, int32_t actionCode) {
     // First, so that whoever hears of both hears the better cause before.
     const bool isFatal =
             actionCode != ACTION_CODE_TRANSIENT && actionCode != ACTION_CODE_RECOVERABLE;
-    if (isFatal) reportFailure(err);
+    if (isFatal) reportFailure("has failed", err);
     const sp<AMessage> callback = newCallback(CB_ERROR);
     if (callback != nullptr) {
         callback->setInt32("err", err);
@@ -659,13 +660,13 @@ void MediaCodec::onComponentError(status_t err, int32_t actionCode) {
     }
 }
 
-void MediaCodec::reportFailure(status_t err) const {
+void MediaCodec::reportFailure(const char* what, status_t err) const {
     oxa::host::Fault fault;
     fault.source = mRow->direction == CodecDirection::kEncoder ? oxa::host::FaultSource::kEncoder
                                                                : oxa::host::FaultSource::kDecoder;
     fault.ended = true;
     fault.object = mComponent->name().c_str();
-    fault.cause = "the codec has failed (status " + std::to_string(err) + ")";
+    fault.cause = std::string("the codec ") + what + " (status " + std::to_string(err) + ")";
     oxa::host::reportFault(fault);
 }
 

@@ -177,7 +177,7 @@ struct MediaCodec : public AHandler {
     void onOutputFormat(const sp<AMessage>& format);
     void onOutput(const ComponentEvent& event);
     void onComponentError(status_t err, int32_t actionCode);
-    void reportFailure(status_t err) const;
+    void reportFailure(const char* what, status_t err) const;
 
     bool isExecuting() const { return mState == STARTED || mState == FLUSHED; }
     bool isConfigured() const { return mState == CONFIGURED || isExecuting(); }
