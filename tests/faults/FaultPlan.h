@@ -22,7 +22,8 @@ enum class FaultKind {
     kSlowWrites,      // slow-writes@MICROSECONDS: each write takes so long
     kSyncError,       // sync-error: at the end what was written does not reach the disk
     kEarlySyncError,  // early-sync-error: the same, while it is still being written
-    kEncoderError,    // encoder-error@N: the picture's encoder fails instead of its Nth result
+    kEncoderError,    // encoder-error@N: the picture's encoder fails instead of its Nth result;
+                      // 0: when it is started
     kSilentDecoder,   // silent-decoder@N: decoders give no picture behind the Nth, nor their end
     kCameraLost,      // camera-lost@BYTES: the camera goes once the output has so many bytes
     kCameraStalls,    // camera-stalls@BYTES: it gives no more pictures

@@ -191,6 +191,10 @@ INSTANTIATE_TEST_SUITE_P(
         Codecs, FaultTableTest,
         testing::Values(FaultCase{"TranscodeEncoderError", Job::kTranscode, "encoder-error@30", 1,
                                   "c2.linux.avc.encoder: the codec has failed", Left::kNothing},
+                        FaultCase{"TranscodeEncoderWithoutStart", Job::kTranscode,
+                                  "encoder-error@0", 1,
+                                  "c2.linux.avc.encoder: the codec cannot be started",
+                                  Left::kNothing},
                         FaultCase{"RecordEncoderError", Job::kRecord, "encoder-error@30", 1,
                                   "c2.linux.avc.encoder: the codec has failed", Left::kPlayable},
                         FaultCase{"TranscodeSilentDecoder", Job::kTranscode, "silent-decoder@10", 1,
@@ -235,7 +239,7 @@ TEST_P(MemoryLimitTest, endsInOneLineWithoutAPartialFile) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(MiB, MemoryLimitTest, testing::Values(250, 350, 450, 700));
+INSTANTIATE_TEST_SUITE_P(MiB, MemoryLimitTest, testing::Values(250, 350, 450, 520, 700));
 
 #endif
 

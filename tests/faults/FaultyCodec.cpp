@@ -16,10 +16,14 @@ constexpr char kAvc[] = "video/avc";
 
 const ComponentRow* gPlatformRow = nullptr;
 
-// Fails instead of giving its Nth result.
+// Fails instead of giving its Nth result; with N = 0 when it is started.
 class FailingEncoder : public CodecShim {
   public:
     using CodecShim::CodecShim;
+
+    status_t start(CodecComponent::Client* client) override {
+        return plannedFault().number == 0 ? NO_INIT : CodecShim::start(client);
+    }
 
   private:
     void onOutput(const CodecOutput& output) override {
