@@ -19,8 +19,9 @@
 #include <vector>
 
 #include "codec/TrackParameters.h"
-#include "platform/container/FaultCollector.h"
+#include "platform/codec/FaultLog.h"
 #include "support/MediaProbe.h"
+#include "support/MediaReader.h"
 #include "support/ProcessRunner.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
@@ -28,7 +29,7 @@
 namespace android {
 namespace {
 
-using oxa::test::FaultCollector;
+using oxa::test::FaultLog;
 using oxa::test::mediaPath;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -93,46 +94,22 @@ std::string stringOf(const sp<AMessage>& format, const char* name) {
     return value.c_str();
 }
 
-// What ffprobe says of a file: the packets of each audio and video stream, in order.
-std::vector<std::vector<Sample>> probePackets(const std::string& path) {
-    const auto result = oxa::test::runOrDie(
-            {"ffprobe", "-v", "error", "-show_entries",
-             "packet=stream_index,pts_time,dts_time,size,flags:stream=index,codec_type:"
-             "format=start_time",
-             "-of", "compact=nokey=0", path});
+// The packets of each audio and video stream, in order.
+std::vector<std::vector<Sample>> packetsOf(const std::string& path) {
+    oxa::test::MediaReader reader(path);
     std::map<int, std::vector<Sample>> packets;
-    std::map<int, bool> wanted;
-    double start = 0;
-    std::istringstream lines(result.out);
-    for (std::string line; std::getline(lines, line);) {
-        std::map<std::string, std::string> fields;
-        std::istringstream parts(line);
-        std::string kind;
-        for (std::string part; std::getline(parts, part, '|');) {
-            const size_t equals = part.find('=');
-            if (kind.empty()) kind = part;
-            if (equals != std::string::npos)
-                fields[part.substr(0, equals)] = part.substr(equals + 1);
-        }
-        if (kind == "stream") {
-            const std::string& type = fields["codec_type"];
-            wanted[std::stoi(fields["index"])] = type == "video" || type == "audio";
-        } else if (kind == "format") {
-            start = std::stod(fields["start_time"]);
-        } else if (kind == "packet") {
-            const std::string& time = fields[fields["pts_time"] != "N/A" ? "pts_time" : "dts_time"];
-            packets[std::stoi(fields["stream_index"])].push_back(
-                    {std::llround(std::stod(time) * 1e6), std::stoul(fields["size"]),
-                     fields["flags"][0] == 'K'});
-        }
-    }
+    reader.readPackets([&](const AVPacket& packet) {
+        const AVMediaType type =
+                reader.format()->streams[packet.stream_index]->codecpar->codec_type;
+        if (type != AVMEDIA_TYPE_VIDEO && type != AVMEDIA_TYPE_AUDIO) return;
+        const int64_t time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
+        packets[packet.stream_index].push_back({reader.toUs(packet.stream_index, time),
+                                                static_cast<size_t>(packet.size),
+                                                (packet.flags & AV_PKT_FLAG_KEY) != 0});
+    });
     std::vector<std::vector<Sample>> tracks;
-    for (auto& [index, samples] : packets) {
-        if (!wanted[index]) continue;
-        for (Sample& sample : samples)
-            sample.timeUs -= std::llround(start * 1e6);
+    for (const auto& [index, samples] : packets)
         tracks.push_back(samples);
-    }
     return tracks;
 }
 
@@ -155,31 +132,25 @@ struct Clip {
     std::vector<std::string> tracks;
 };
 
-class ClipTest : public ::testing::TestWithParam<Clip> {
-  protected:
-    const std::string mPath = mediaPath(GetParam().name);
-};
+class ClipTest : public ::testing::TestWithParam<Clip> {};
 
 // Would catch a lost or invented sample, a wrong zero of the times, an edit list that is not
-// applied, and any difference that the short way of opening a file makes.
-TEST_P(ClipTest, EveryTrackHasTheSamplesThatFfprobeSees) {
-    const auto expected = probePackets(mPath);
-    ASSERT_EQ(openClip(mPath)->countTracks(), expected.size());
-    for (size_t track = 0; track < expected.size(); ++track) {
-        EXPECT_EQ(readTrack(mPath, track), expected[track]) << "track " << track;
-    }
-}
-
-TEST_P(ClipTest, FormatsSayWhatIsInTheFile) {
-    sp<NuMediaExtractor> extractor = openClip(mPath);
+// applied, any difference that the short way of opening a file makes, and a fault that is none.
+TEST_P(ClipTest, HasItsTracksAndAllTheirSamples) {
+    const std::string path = mediaPath(GetParam().name);
+    const auto expected = packetsOf(path);
+    FaultLog log;
+    sp<NuMediaExtractor> extractor = openClip(path);
+    ASSERT_EQ(extractor->countTracks(), expected.size());
     std::vector<std::string> tracks;
-    for (size_t i = 0; i < extractor->countTracks(); ++i) {
+    for (size_t i = 0; i < expected.size(); ++i) {
+        const std::vector<Sample> samples = readTrack(path, i);
+        EXPECT_EQ(samples, expected[i]) << "track " << i;
         sp<AMessage> format;
         ASSERT_EQ(extractor->getTrackFormat(i, &format), OK);
         tracks.push_back(describe(format));
         int64_t durationUs = 0;
         EXPECT_TRUE(format->findInt64("durationUs", &durationUs));
-        const std::vector<Sample> samples = readTrack(mPath, i);
         EXPECT_NEAR(durationUs, samples.back().timeUs - samples.front().timeUs, 250000);
         size_t largest = 0;
         for (const Sample& sample : samples)
@@ -187,6 +158,7 @@ TEST_P(ClipTest, FormatsSayWhatIsInTheFile) {
         EXPECT_GT(int32Of(format, "max-input-size"), static_cast<int32_t>(largest));
     }
     EXPECT_THAT(tracks, testing::ElementsAreArray(GetParam().tracks));
+    EXPECT_TRUE(log.faults().empty()) << log.faults()[0].cause;
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -318,7 +290,7 @@ TEST(ExtractorTest, GivesSeveralTracksInTheOrderOfTheFile) {
 
 TEST(ExtractorTest, SeeksToSyncSamples) {
     oxa::test::ClipOptions options;
-    options.seconds = 5;
+    options.seconds = 4;
     options.videoArguments = {"-g", "25", "-bf", "2", "-x264-params", "scenecut=0"};
     sp<NuMediaExtractor> extractor = openClip(oxa::test::testClip(options));
     ASSERT_EQ(extractor->selectTrack(0), OK);
@@ -345,11 +317,11 @@ TEST(ExtractorTest, LeavesOutSamplesThatDoNotFit) {
         fitting += sample.size <= kCapacity ? 1 : 0;
     ASSERT_LT(fitting, all.size());
 
-    FaultCollector collector;
+    FaultLog log;
     sp<NuMediaExtractor> extractor = openClip(path);
     extractor->selectTrack(0);
     EXPECT_EQ(readAll(extractor, kCapacity).size(), fitting);
-    const auto faults = collector.faults();
+    const auto faults = log.faults();
     ASSERT_EQ(faults.size(), all.size() - fitting);
     EXPECT_EQ(faults.back().source, oxa::host::FaultSource::kReader);
     EXPECT_FALSE(faults.back().ended);
@@ -357,19 +329,11 @@ TEST(ExtractorTest, LeavesOutSamplesThatDoNotFit) {
     EXPECT_EQ(faults.back().object, path);
 }
 
-TEST(ExtractorTest, ListsNoCoverPictures) {
-    sp<NuMediaExtractor> extractor = openClip(oxa::test::coverPictureClip());
-    ASSERT_EQ(extractor->countTracks(), 1u);
-    sp<AMessage> format;
-    extractor->getTrackFormat(0, &format);
-    EXPECT_EQ(stringOf(format, "mime"), "audio/mpeg");
-}
-
 // A rate that only the time base suggests would make a decoder repeat pictures without end.
 TEST(ExtractorTest, TakesNoTimeBaseForAFrameRate) {
     oxa::test::ClipOptions options;
     options.audio = false;
-    options.seconds = 4;
+    options.seconds = 2;
     options.videoFilter = "select='not(mod(n,7))+not(mod(n,5))'";
     options.outputArguments = {"-vsync", "vfr"};
     for (const char* extension : {"mp4", "mkv", "ts"}) {
@@ -379,7 +343,7 @@ TEST(ExtractorTest, TakesNoTimeBaseForAFrameRate) {
         sp<AMessage> format;
         openClip(path)->getTrackFormat(0, &format);
         // Between the mean and the clock that the pictures were taken with.
-        EXPECT_GE(int32Of(format, "frame-rate"), count / 4.0 - 1) << extension;
+        EXPECT_GE(int32Of(format, "frame-rate"), count / 2.0 - 1) << extension;
         EXPECT_LE(int32Of(format, "frame-rate"), 25) << extension;
     }
 }
@@ -387,7 +351,7 @@ TEST(ExtractorTest, TakesNoTimeBaseForAFrameRate) {
 // In both clips only the parameter sets know the shape; one of them is opened the short way.
 TEST(ExtractorTest, FindsShapeOfPointsAndRotation) {
     oxa::test::ClipOptions options;
-    options.seconds = 1;
+    options.seconds = 0.4;
     options.videoFilter = "setsar=0";
     const std::string path = oxa::test::testClip(options);
     for (const char* movflags : {"0", "frag_keyframe+empty_moov"}) {
@@ -396,9 +360,7 @@ TEST(ExtractorTest, FindsShapeOfPointsAndRotation) {
                              "h264_metadata=sample_aspect_ratio=32/27", "-metadata:s:v",
                              "rotate=90", "-movflags", movflags, turned});
         EXPECT_EQ(oxa::test::readFile(turned).find("pasp"), std::string::npos);
-        const auto probed = oxa::test::runOrDie({"ffprobe", "-v", "error", "-show_entries",
-                                                 "side_data=rotation", "-of", "csv=p=0", turned});
-        const int clockwise = (360 - std::stoi(probed.out)) % 360;
+        const int clockwise = oxa::test::MediaProbe(turned).video()->rotation;
         EXPECT_THAT(clockwise, testing::AnyOf(90, 270));
         sp<AMessage> format;
         openClip(turned)->getTrackFormat(0, &format);
@@ -429,7 +391,7 @@ TEST(ExtractorTest, ReadersOfOneDescriptorDoNotDisturbEachOther) {
 }
 
 TEST(ExtractorTest, ReadsAPipe) {
-    const std::string path = mediaPath("bunny_360p_aac51.ts");
+    const std::string path = mediaPath("bunny_480i_tff_mpeg2_mp2.ts");
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     std::thread writer([&] {
@@ -444,7 +406,7 @@ TEST(ExtractorTest, ReadsAPipe) {
     sp<NuMediaExtractor> extractor = newExtractor();
     ASSERT_EQ(extractor->setDataSource(new FileSource(ends[0], 0, 0)), OK);
     ASSERT_EQ(extractor->selectTrack(0), OK);
-    EXPECT_EQ(readAll(extractor).size(), 721u);
+    EXPECT_EQ(readAll(extractor), readTrack(path, 0));
     EXPECT_EQ(extractor->seekTo(0), ERROR_UNSUPPORTED);
     writer.join();
 }
@@ -502,7 +464,7 @@ class FailingReadTest : public ::testing::TestWithParam<const char*> {};
 TEST_P(FailingReadTest, IsTheEndAndIsTold) {
     const std::string path = mediaPath(GetParam());
     const size_t all = readTrack(path, 0).size();
-    FaultCollector collector;
+    FaultLog log;
     sp<NuMediaExtractor> extractor = newExtractor();
     ASSERT_EQ(extractor->setDataSource(new FailingSource(path, oxa::test::fileSize(path) / 2)), OK);
     extractor->selectTrack(0);
@@ -510,7 +472,7 @@ TEST_P(FailingReadTest, IsTheEndAndIsTold) {
     EXPECT_GT(count, all / 5);
     EXPECT_LT(count, all * 4 / 5);
     EXPECT_EQ(extractor->advance(), ERROR_END_OF_STREAM);
-    const auto faults = collector.faults();
+    const auto faults = log.faults();
     ASSERT_GE(faults.size(), 1u);
     EXPECT_TRUE(faults[0].ended);
     EXPECT_EQ(faults[0].error, EIO);
@@ -524,16 +486,16 @@ TEST_P(FailingReadTest, IsTheEndAndIsTold) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, FailingReadTest,
-                         testing::Values("car_432p_12fps.mp4", "bunny_360p_aac51.ts",
-                                         "flower_540p_vp8_vorbis.webm", "bird_mpeg4asp_mp3.avi"));
+                         testing::Values("car_432p_12fps.mp4", "bunny_480i_tff_mpeg2_mp2.ts",
+                                         "flower_540p_vp8_vorbis.webm"));
 
 TEST(DamagedFileTest, ATruncatedFileIsReadAsFarAsItGoesAndItIsSaid) {
     const std::string path = mediaPath("flower_540p_h264_aac.mp4");
-    FaultCollector collector;
+    FaultLog log;
     const auto samples = readTrack(oxa::test::truncateClip(path, 0.6), 0);
     EXPECT_GT(samples.size(), 50u);
     EXPECT_LT(samples.size(), 120u);
-    const auto faults = collector.faults();
+    const auto faults = log.faults();
     ASSERT_GE(faults.size(), 1u);
     EXPECT_THAT(faults[0].cause, HasSubstr("ends early"));
     EXPECT_FALSE(faults[0].ended);
@@ -543,44 +505,23 @@ TEST(DamagedFileTest, ATruncatedFileIsReadAsFarAsItGoesAndItIsSaid) {
     EXPECT_EQ(newExtractor()->setDataSource(new FileSource(lost.c_str())), ERROR_UNSUPPORTED);
 }
 
-TEST(DamagedFileTest, UntouchedFilesAreNotCalledDamaged) {
-    FaultCollector collector;
-    for (const char* name : {"bunny_360p_aac51.ts", "bird_mpeg4asp_mp3.avi", "roar.mp3",
-                             "friday_video_starts_1s.mp4", "flower_540p_vp8_vorbis.webm"}) {
-        readTrack(mediaPath(name), 0);
-    }
-    EXPECT_TRUE(collector.faults().empty()) << collector.faults()[0].cause;
-}
-
-TEST(DamagedFileTest, LostAndZeroedPartsDoNotEndAStream) {
-    const std::string ts = mediaPath("bunny_360p_aac51.ts");
-    EXPECT_GT(readTrack(oxa::test::dropTsPackets(ts, 50), 0).size(), 650u);
-    EXPECT_GT(readTrack(oxa::test::zeroRegion(ts), 0).size(), 550u);
-}
-
-class HostileFileTest : public ::testing::TestWithParam<const char*> {};
-
 // Texts that name other files are recognised as playlists by some demuxers.
-TEST_P(HostileFileTest, OpensNothingElse) {
+TEST(DamagedFileTest, AHostileTextOpensNothingElse) {
     const std::string clip = mediaPath("roar.mp3");
-    std::string text = GetParam();
-    const size_t place = text.find("CLIP");
-    if (place != std::string::npos) text.replace(place, 4, clip);
     const std::string path = oxa::test::TempDir::ofProcess().file("hostile");
-    oxa::test::writeFile(path, text);
-    sp<NuMediaExtractor> extractor = newExtractor();
-    const status_t err = extractor->setDataSource(new FileSource(path.c_str()));
-    EXPECT_TRUE(err == ERROR_UNSUPPORTED || extractor->countTracks() == 0) << err;
+    for (const std::string& text :
+         {std::string(), std::string("x"),
+          "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXTINF:10,\n" + clip + "\n#EXT-X-ENDLIST\n",
+          "ffconcat version 1.0\nfile '" + clip + "'\n",
+          std::string("ffconcat version 1.0\nfile hostile\n"),
+          std::string("v=0\no=- 0 0 IN IP4 127.0.0.1\ns=x\nc=IN IP4 127.0.0.1\nt=0 0\n"
+                      "m=audio 5004 RTP/AVP 0\n")}) {
+        oxa::test::writeFile(path, text);
+        sp<NuMediaExtractor> extractor = newExtractor();
+        const status_t err = extractor->setDataSource(new FileSource(path.c_str()));
+        EXPECT_TRUE(err == ERROR_UNSUPPORTED || extractor->countTracks() == 0) << err << text;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-        Texts, HostileFileTest,
-        testing::Values("", "x",
-                        "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXTINF:10,\nCLIP\n#EXT-X-ENDLIST\n",
-                        "ffconcat version 1.0\nfile 'CLIP'\n",
-                        "ffconcat version 1.0\nfile hostile\n",
-                        "v=0\no=- 0 0 IN IP4 127.0.0.1\ns=x\nc=IN IP4 127.0.0.1\nt=0 0\n"
-                        "m=audio 5004 RTP/AVP 0\n"));
 
 TEST(DamagedFileTest, GarbageIsRefused) {
     for (int64_t size : {100, 100000, 3000000}) {

@@ -10,7 +10,6 @@
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/AMessage.h>
 
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -86,39 +85,25 @@ MatroskaTrack withCodecData(int bytes) {
     return track;
 }
 
-struct TrackCase {
-    const char* name;
-    MatroskaTrack track;
-    bool listed;
-};
-void PrintTo(const TrackCase& trackCase, std::ostream* out) {
-    *out << trackCase.name;
-}
-
-class TrackLimitTest : public ::testing::TestWithParam<TrackCase> {};
-
 // A track that is beyond what the decoders may be asked for is not offered; the others are.
-TEST_P(TrackLimitTest, LeavesOutWhatIsBeyond) {
-    const auto extractor = openTracks({GetParam().track, sound(1, 8000)});
-    EXPECT_EQ(extractor->countTracks(), GetParam().listed ? 2u : 1u);
+TEST(LimitsTest, LeavesOutTracksThatAreBeyond) {
+    const struct {
+        const char* what;
+        MatroskaTrack largest;
+        MatroskaTrack beyond;
+    } kLimits[] = {{"points", picture(8192, 4352), picture(8192, 4353)},
+                   {"width", picture(16384, 2176), picture(16385, 16)},
+                   {"height", picture(2176, 16384), picture(16, 16385)},
+                   {"channels", sound(64, 48000), sound(65, 48000)},
+                   {"rate", sound(2, 1536000), sound(2, 1536001)},
+                   {"lowest rate", sound(2, 1000), sound(2, 999)},
+                   {"codec data", withCodecData(4 << 20), withCodecData((4 << 20) + 1)}};
+    for (const auto& limit : kLimits) {
+        SCOPED_TRACE(limit.what);
+        EXPECT_EQ(openTracks({limit.largest, sound(1, 8000)})->countTracks(), 2u);
+        EXPECT_EQ(openTracks({limit.beyond, sound(1, 8000)})->countTracks(), 1u);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-        Tracks, TrackLimitTest,
-        testing::Values(TrackCase{"largestPicture", picture(8192, 4352), true},
-                        TrackCase{"tooManyPoints", picture(8192, 4353), false},
-                        TrackCase{"widest", picture(16384, 2176), true},
-                        TrackCase{"tooWide", picture(16385, 16), false},
-                        TrackCase{"tooHigh", picture(16, 16385), false},
-                        TrackCase{"mostChannels", sound(64, 48000), true},
-                        TrackCase{"tooManyChannels", sound(65, 48000), false},
-                        TrackCase{"fastest", sound(2, 1536000), true},
-                        TrackCase{"tooFast", sound(2, 1536001), false},
-                        TrackCase{"slowest", sound(2, 1000), true},
-                        TrackCase{"tooSlow", sound(2, 999), false},
-                        TrackCase{"largestCodecData", withCodecData(4 << 20), true},
-                        TrackCase{"tooMuchCodecData", withCodecData((4 << 20) + 1), false}),
-        [](const auto& info) { return info.param.name; });
 
 TEST(LimitsTest, ListsNoMoreThanTheFirstTracks) {
     const std::vector<MatroskaTrack> tracks(limits::kMaxTracks + 6, sound(1, 8000));
@@ -173,39 +158,29 @@ TEST(LimitsTest, AsksForNoBufferThatIsLargerThanTheFile) {
     EXPECT_LE(maxInputSize, static_cast<int32_t>(bytes.size()) + (128 << 10));
 }
 
-struct TimeCase {
-    const char* name;
-    int64_t time;
-    AVRational timeBase;
-    bool allowed;
-};
-void PrintTo(const TimeCase& timeCase, std::ostream* out) {
-    *out << timeCase.name;
+TEST(LimitsTest, KnowsTimesThatItCanCountWith) {
+    const struct {
+        int64_t time;
+        AVRational timeBase;
+        bool allowed;
+    } kTimes[] = {{0, {1, 90000}, true},
+                  {1800000000, {1, 1}, true},
+                  {limits::kMaxTimeUs, {1, 1000000}, true},
+                  {limits::kMaxTimeUs + 1, {1, 1000000}, false},
+                  {-limits::kMaxTimeUs - 1, {1, 1000000}, false},
+                  {AV_NOPTS_VALUE, {1, 1000}, false},
+                  {INT64_MAX, {1, INT32_MAX}, false},
+                  {INT64_MAX / 8, {INT32_MAX, 1}, false}};
+    for (const auto& c : kTimes) {
+        SCOPED_TRACE(c.time);
+        EXPECT_EQ(isTimeAllowed(c.time, c.timeBase), c.allowed);
+        // Whatever it is, a track's time of it is a sane one.
+        const AVCodecParameters parameters = {};
+        const sp<TrackParameters> track = new TrackParameters(parameters, c.timeBase, INT64_MAX);
+        EXPECT_LE(track->toUs(c.time), 0);
+        EXPECT_GE(track->toUs(c.time), -2 * limits::kMaxTimeUs);
+    }
 }
-
-class TimeLimitTest : public ::testing::TestWithParam<TimeCase> {};
-
-TEST_P(TimeLimitTest, KnowsWhatItCanCountWith) {
-    const TimeCase& c = GetParam();
-    EXPECT_EQ(isTimeAllowed(c.time, c.timeBase), c.allowed);
-    // Whatever it is, a track's time of it is a sane one.
-    const AVCodecParameters parameters = {};
-    const sp<TrackParameters> track = new TrackParameters(parameters, c.timeBase, INT64_MAX);
-    EXPECT_LE(track->toUs(c.time), 0);
-    EXPECT_GE(track->toUs(c.time), -2 * limits::kMaxTimeUs);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-        Times, TimeLimitTest,
-        testing::Values(TimeCase{"zero", 0, {1, 90000}, true},
-                        TimeCase{"today", 1800000000, {1, 1}, true},
-                        TimeCase{"last", limits::kMaxTimeUs, {1, 1000000}, true},
-                        TimeCase{"behindTheLast", limits::kMaxTimeUs + 1, {1, 1000000}, false},
-                        TimeCase{"longAgo", -limits::kMaxTimeUs - 1, {1, 1000000}, false},
-                        TimeCase{"none", AV_NOPTS_VALUE, {1, 1000}, false},
-                        TimeCase{"greatest", INT64_MAX, {1, INT32_MAX}, false},
-                        TimeCase{"coarse", INT64_MAX / 8, {INT32_MAX, 1}, false}),
-        [](const auto& info) { return info.param.name; });
 
 }  // namespace
 }  // namespace android

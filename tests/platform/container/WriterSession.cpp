@@ -72,7 +72,7 @@ TrackSample makeSample(const AVStream& stream, const AVPacket& packet) {
 
 }  // namespace
 
-EncodedClip::EncodedClip(const std::string& path) {
+EncodedClip::EncodedClip(const std::string& path, int64_t endUs) {
     MediaReader reader(path);
     EXPECT_TRUE(reader.ok()) << reader.error();
     for (unsigned i = 0; i < reader.format()->nb_streams; ++i) {
@@ -80,12 +80,8 @@ EncodedClip::EncodedClip(const std::string& path) {
     }
     reader.readPackets([&](const AVPacket& packet) {
         samples.push_back(makeSample(*reader.format()->streams[packet.stream_index], packet));
+        if (samples.back().timeUs >= endUs) samples.pop_back();
     });
-}
-
-size_t EncodedClip::count(size_t track) const {
-    return std::count_if(samples.begin(), samples.end(),
-                         [track](const TrackSample& sample) { return sample.track == track; });
 }
 
 WriterSession::WriterSession(Container container, int fd) {

@@ -7,8 +7,6 @@
 #include <media/stagefright/MediaWriter.h>
 #include <media/stagefright/MetaData.h>
 
-#include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -22,12 +20,9 @@ struct TrackSample {
     std::vector<uint8_t> data;  // H.264 with start codes
 };
 
-// The tracks of an MP4 clip as an encoder would give them.
+// The tracks of an MP4 clip as an encoder would give them, up to a time.
 struct EncodedClip {
-    explicit EncodedClip(const std::string& path);
-
-    size_t count(size_t track) const;
-    int64_t durationUs() const { return samples.back().timeUs; }
+    EncodedClip(const std::string& path, int64_t endUs);
 
     std::vector<android::sp<android::MetaData>> formats;
     std::vector<TrackSample> samples;  // in the order of the file
