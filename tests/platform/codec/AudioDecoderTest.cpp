@@ -4,16 +4,15 @@
 #include <gtest/gtest.h>
 #include <gui/Surface.h>
 #include <media/stagefright/MediaCodec.h>
-#include <oxa/host/FaultListener.h>
 
 #include <cmath>
 #include <cstring>
-#include <mutex>
 #include <random>
 
 #include "codec/AvAudioDecoder.h"
 #include "platform/codec/AudioComponentDriver.h"
 #include "platform/codec/AudioPackets.h"
+#include "platform/codec/FaultLog.h"
 #include "support/ProcessRunner.h"
 #include "support/Sound.h"
 #include "support/TempDir.h"
@@ -37,22 +36,16 @@ std::vector<int16_t> pcmOf(const std::vector<AudioComponentDriver::Output>& outp
     return pcm;
 }
 
-// What the `ffmpeg` command decodes, as interleaved 16-bit samples.
-std::vector<int16_t> commandPcm(const std::string& path) {
-    const std::string out = runOrDie({"ffmpeg", "-loglevel", "error", "-nostdin", "-i", path,
-                                      "-map", "0:a:0", "-c:a", "pcm_s16le", "-f", "s16le", "-"})
-                                    .out;
-    std::vector<int16_t> pcm(out.size() / sizeof(int16_t));
-    memcpy(pcm.data(), out.data(), pcm.size() * sizeof(int16_t));
-    return pcm;
-}
-
-int largestDifference(const std::vector<int16_t>& a, const std::vector<int16_t>& b) {
-    int largest = 0;
-    for (size_t i = 0; i < std::min(a.size(), b.size()); ++i) {
-        largest = std::max(largest, std::abs(a[i] - b[i]));
+// The same samples, but for their rounding.
+void expectSamples(const std::vector<int16_t>& pcm, const Sound& expected) {
+    ASSERT_FALSE(expected.empty());
+    ASSERT_EQ(pcm.size(), expected.samples.size());
+    double largest = 0;
+    for (size_t i = 0; i < pcm.size(); ++i) {
+        const float sample = std::clamp(expected.samples[i] * 32768, -32768.0f, 32767.0f);
+        largest = std::max<double>(largest, std::abs(pcm[i] - sample));
     }
-    return largest;
+    EXPECT_LT(largest, 1.5);
 }
 
 int32_t int32Of(const sp<AMessage>& format, const char* key) {
@@ -60,27 +53,6 @@ int32_t int32Of(const sp<AMessage>& format, const char* key) {
     format->findInt32(key, &value);
     return value;
 }
-
-// Collects the faults that are told while it lives.
-class FaultCollector {
-  public:
-    FaultCollector() {
-        mId = oxa::host::addFaultListener([this](const oxa::host::Fault& fault) {
-            std::lock_guard<std::mutex> lock(mLock);
-            mFaults.push_back(fault);
-        });
-    }
-    ~FaultCollector() { oxa::host::removeFaultListener(mId); }
-    std::vector<oxa::host::Fault> faults() {
-        std::lock_guard<std::mutex> lock(mLock);
-        return mFaults;
-    }
-
-  private:
-    int mId;
-    std::mutex mLock;
-    std::vector<oxa::host::Fault> mFaults;
-};
 
 // Each output: at most 2,048 frames, no room beyond its size, and its time the end of the former.
 void expectWellCut(const AudioComponentDriver& driver, double maxStepUs) {
@@ -101,11 +73,9 @@ struct Source {
     const char* name;
     std::string (*path)();
 };
-void PrintTo(const Source& source, std::ostream* out) {
-    *out << source.name;
-}
 
 constexpr double kToneAmplitude = 0.3;
+constexpr double kToneSeconds = 1.5;
 
 std::string toneFile(const char* codec, const char* extension, int channels, int sampleRate,
                      std::vector<std::string> arguments = {}) {
@@ -113,6 +83,7 @@ std::string toneFile(const char* codec, const char* extension, int channels, int
     options.audioCodec = codec;
     options.extension = extension;
     options.sampleRate = sampleRate;
+    options.seconds = kToneSeconds;
     options.audioArguments = std::move(arguments);
     std::vector<double> frequencies;
     for (int channel = 0; channel < channels; ++channel)
@@ -124,7 +95,7 @@ std::string toneFile(const char* codec, const char* extension, int channels, int
 std::string largeBlocks() {
     const std::string noise = TempDir::ofProcess().file("noise.mka");
     runOrDie({"ffmpeg", "-loglevel", "error", "-nostdin", "-y", "-f", "lavfi", "-i",
-              "anoisesrc=r=48000:d=4:a=0.9:seed=7,aformat=channel_layouts=mono,"
+              "anoisesrc=r=48000:d=2:a=0.9:seed=7,aformat=channel_layouts=mono,"
               "pan=7.1|c0=c0|c1=-1*c0|c2=0.5*c0|c3=0.7*c0|c4=0.3*c0|c5=c0|c6=0.9*c0|c7=0.2*c0",
               "-c:a", "flac", "-frame_size", "65535", noise});
     return noise;
@@ -134,15 +105,11 @@ class AudioDecoderSourceTest : public testing::TestWithParam<Source> {};
 
 // Fails when priming or padding is not trimmed as the container says, when a tail stays in the
 // decoder or the converter, when channels are swapped, or when cutting loses or repeats samples.
-TEST_P(AudioDecoderSourceTest, GivesTheSamplesThatTheCommandGives) {
+TEST_P(AudioDecoderSourceTest, GivesAllSamplesInTheirPlaces) {
     const std::string path = GetParam().path();
     const AudioPackets source(path);
-    ASSERT_NE(source.track, nullptr);
     AudioComponentDriver driver(newDecoder());
-    ASSERT_EQ(driver.start(source.format()), OK);
-    ASSERT_TRUE(source.feed(&driver));
-    ASSERT_TRUE(driver.queueEnd());
-    ASSERT_TRUE(driver.waitForEnd());
+    ASSERT_TRUE(source.decode(&driver));
     EXPECT_TRUE(driver.inOrder());
     ASSERT_EQ(driver.formats().size(), 1u);
     AString mime;
@@ -150,13 +117,8 @@ TEST_P(AudioDecoderSourceTest, GivesTheSamplesThatTheCommandGives) {
     EXPECT_STREQ(mime.c_str(), "audio/raw");
     EXPECT_EQ(int32Of(driver.formats()[0], "pcm-encoding"), 2);
 
-    const std::vector<int16_t> expected = commandPcm(path);
-    const std::vector<int16_t> pcm = pcmOf(driver.outputs());
-    ASSERT_FALSE(expected.empty());
-    EXPECT_EQ(pcm.size(), expected.size());
-    EXPECT_LE(largestDifference(pcm, expected), 1);
-
     const Sound reference = decodeSound(path);
+    expectSamples(pcmOf(driver.outputs()), reference);
     EXPECT_EQ(int32Of(driver.formats()[0], "channel-count"), reference.channels);
     EXPECT_EQ(int32Of(driver.formats()[0], "sample-rate"), reference.sampleRate);
     EXPECT_NEAR(driver.outputs()[0].timeUs, reference.timeUs(0), 1.5);
@@ -166,24 +128,17 @@ TEST_P(AudioDecoderSourceTest, GivesTheSamplesThatTheCommandGives) {
 INSTANTIATE_TEST_SUITE_P(
         Files, AudioDecoderSourceTest,
         testing::Values(
-                Source{"aac_mp4", [] { return mediaPath("flower_540p_h264_aac.mp4"); }},
                 Source{"aac_late_mp4", [] { return mediaPath("friday_audio_starts_1200ms.mp4"); }},
-                Source{"aac_51_ts", [] { return mediaPath("bunny_360p_aac51.ts"); }},
-                Source{"aac_8khz", [] { return mediaPath("nasa_multistream.mp4"); }},
                 Source{"vorbis_webm", [] { return mediaPath("flower_540p_vp8_vorbis.webm"); }},
                 Source{"mp2_ts", [] { return mediaPath("bunny_480i_tff_mpeg2_mp2.ts"); }},
-                Source{"mp3_avi", [] { return mediaPath("bird_mpeg4asp_mp3.avi"); }},
                 Source{"mp3_with_delay", [] { return mediaPath("roar.mp3"); }},
-                Source{"mp3_mono_8khz", [] { return toneFile("libmp3lame", "mp3", 1, 8000); }},
                 Source{"opus_preskip", [] { return toneFile("libopus", "mkv", 2, 48000); }},
                 Source{"ac3_51", [] { return toneFile("ac3", "ac3", 6, 48000); }},
-                Source{"alac_44100", [] { return toneFile("alac", "m4a", 2, 44100); }},
                 Source{"flac_24_bit",
                        [] {
                            return toneFile("flac", "flac", 2, 96000, {"-sample_fmt", "s32"});
                        }},
                 Source{"flac_large_blocks", largeBlocks},
-                Source{"pcm_71", [] { return toneFile("pcm_s24le", "wav", 8, 48000); }},
                 Source{"pcm_12_channels", [] { return toneFile("pcm_s16le", "wav", 12, 44100); }},
                 Source{"pcm_float_mono", [] { return toneFile("pcm_f32le", "wav", 1, 22050); }},
                 Source{"tiny_frames", [] { return toneFile("truehd", "mkv", 2, 48000); }}),
@@ -210,113 +165,76 @@ TEST(AudioDecoderTest, HeAacComesOutWithItsRealRate) {
     ASSERT_EQ(int32Of(driver.formats()[0], "sample-rate"), 44100);
     const int channels = int32Of(driver.formats()[0], "channel-count");
     const Sound sound = soundFromPcm(pcmOf(driver.outputs()), channels, 44100);
-    EXPECT_NEAR(sound.seconds(), 3, 0.1);
-    EXPECT_NEAR(dominantFrequency(window(sound.channel(0), 44100, 1, 1), 44100), 300, 2);
+    EXPECT_NEAR(sound.seconds(), kToneSeconds, 0.1);
+    EXPECT_NEAR(dominantFrequency(window(sound.channel(0), 44100, 0.3, 1), 44100), 300, 2);
     expectWellCut(driver, 2);
 }
 
-struct Change {
-    const char* name;
-    int channels;
-    int sampleRate;
-    double leftFrequency;  // of the second part
-    double leftGainDb;     // how loud it goes to the left side
-};
-void PrintTo(const Change& change, std::ostream* out) {
-    *out << change.name;
-}
-
-class AudioDecoderChangeTest : public testing::TestWithParam<Change> {};
-
 // The client hears of one format; the second part, with another rate or another number of
 // channels, must come in the first part's shape, with its pitch, level, length and place in time.
-TEST_P(AudioDecoderChangeTest, ALaterChangeIsConvertedToTheFirstFormat) {
-    const Change& change = GetParam();
-    const std::string path = TempDir::ofProcess().file("joined.aac");
-    ASSERT_TRUE(writeFile(path, readFile(toneFile("aac", "aac", 2, 48000)) +
-                                        readFile(toneFile("aac", "aac", change.channels,
-                                                          change.sampleRate, {"-b:a", "256k"}))));
-    const AudioPackets source(path);
-    AudioComponentDriver driver(newDecoder());
-    ASSERT_EQ(driver.start(source.format()), OK);
-    ASSERT_TRUE(source.feed(&driver));
-    ASSERT_TRUE(driver.queueEnd());
-    ASSERT_TRUE(driver.waitForEnd());
-    ASSERT_EQ(driver.formats().size(), 1u);
-    EXPECT_EQ(int32Of(driver.formats()[0], "channel-count"), 2);
-    EXPECT_EQ(int32Of(driver.formats()[0], "sample-rate"), 48000);
-    const Sound sound = soundFromPcm(pcmOf(driver.outputs()), 2, 48000);
-    EXPECT_NEAR(sound.seconds(), 6, 0.15);
-    EXPECT_NEAR(dominantFrequency(window(sound.channel(1), 48000, 1, 1), 48000), 430, 2);
-    const std::vector<float> left = window(sound.channel(0), 48000, 4, 1);
-    EXPECT_NEAR(dominantFrequency(left, 48000), change.leftFrequency, 2);
-    EXPECT_NEAR(toneDb(left, 48000, change.leftFrequency),
-                20 * std::log10(kToneAmplitude) + change.leftGainDb, 0.5);
+TEST(AudioDecoderTest, ALaterChangeIsConvertedToTheFirstFormat) {
+    const struct {
+        int channels;
+        int sampleRate;
+        double leftGainDb;  // how loud the first channel goes to the left side
+    } kSecondParts[] = {{1, 32000, -3.01}, {6, 48000, 0}};
+    for (const auto& second : kSecondParts) {
+        SCOPED_TRACE(second.channels);
+        const std::string path = TempDir::ofProcess().file("joined.aac");
+        ASSERT_TRUE(
+                writeFile(path, readFile(toneFile("aac", "aac", 2, 48000)) +
+                                        readFile(toneFile("aac", "aac", second.channels,
+                                                          second.sampleRate, {"-b:a", "256k"}))));
+        AudioComponentDriver driver(newDecoder());
+        ASSERT_TRUE(AudioPackets(path).decode(&driver));
+        ASSERT_EQ(driver.formats().size(), 1u);
+        EXPECT_EQ(int32Of(driver.formats()[0], "channel-count"), 2);
+        EXPECT_EQ(int32Of(driver.formats()[0], "sample-rate"), 48000);
+        const Sound sound = soundFromPcm(pcmOf(driver.outputs()), 2, 48000);
+        EXPECT_NEAR(sound.seconds(), 2 * kToneSeconds, 0.15);
+        EXPECT_NEAR(dominantFrequency(window(sound.channel(1), 48000, 0.3, 1), 48000), 430, 2);
+        const std::vector<float> left = window(sound.channel(0), 48000, kToneSeconds + 0.3, 1);
+        EXPECT_NEAR(dominantFrequency(left, 48000), 300, 2);
+        EXPECT_NEAR(toneDb(left, 48000, 300), 20 * std::log10(kToneAmplitude) + second.leftGainDb,
+                    0.5);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Parts, AudioDecoderChangeTest,
-                         testing::Values(Change{"mono_32k", 1, 32000, 300, -3.01},
-                                         Change{"stereo_44k1", 2, 44100, 300, 0},
-                                         Change{"surround_48k", 6, 48000, 300, 0}),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-struct Jump {
-    const char* name;
-    Source source;
-    double packetUs;
-    size_t from;  // the packets that are left out
-    size_t to;
-};
-void PrintTo(const Jump& jump, std::ostream* out) {
-    *out << jump.name;
-}
-
-class AudioDecoderJumpTest : public testing::TestWithParam<Jump> {};
 
 // With packets of 2.5 ms several make one output; what was decoded before the jump must not be
 // taken for something after it.
-TEST_P(AudioDecoderJumpTest, TimesFollowAJumpOfTheStream) {
-    const Jump& jump = GetParam();
-    const std::string path = jump.source.path();
-    const AudioPackets source(path);
-    ASSERT_GT(source.packets.size(), jump.to);
-    AudioComponentDriver driver(newDecoder());
-    ASSERT_EQ(driver.start(source.format()), OK);
-    ASSERT_TRUE(source.feed(&driver, 0, jump.from));
-    ASSERT_TRUE(source.feed(&driver, jump.to));
-    ASSERT_TRUE(driver.queueEnd());
-    ASSERT_TRUE(driver.waitForEnd());
-    int jumps = 0;
-    double endUs = driver.outputs()[0].timeUs;
-    for (const auto& output : driver.outputs()) {
-        const double gapUs = output.timeUs - endUs;
-        endUs = output.timeUs + output.bytes.size() / 4 * 1e6 / 48000;
-        if (gapUs < 2000) continue;
-        ++jumps;
-        EXPECT_NEAR(gapUs, static_cast<double>(jump.to - jump.from) * jump.packetUs, 1000);
+TEST(AudioDecoderTest, TimesFollowAJumpOfTheStream) {
+    const struct {
+        std::string path;
+        double packetUs;
+        size_t from;  // the packets that are left out
+        size_t to;
+    } kJumps[] = {
+            {mediaPath("flower_540p_h264_aac.mp4"), 1024e6 / 48000, 50, 100},
+            {toneFile("libopus", "mkv", 2, 48000, {"-frame_duration", "2.5"}), 2500, 203, 403}};
+    for (const auto& jump : kJumps) {
+        SCOPED_TRACE(jump.path);
+        const AudioPackets source(jump.path);
+        ASSERT_GT(source.packets.size(), jump.to);
+        AudioComponentDriver driver(newDecoder());
+        ASSERT_EQ(driver.start(source.format()), OK);
+        ASSERT_TRUE(source.feed(&driver, 0, jump.from));
+        ASSERT_TRUE(source.feed(&driver, jump.to));
+        ASSERT_TRUE(driver.queueEnd());
+        ASSERT_TRUE(driver.waitForEnd());
+        int jumps = 0;
+        double endUs = driver.outputs()[0].timeUs;
+        for (const auto& output : driver.outputs()) {
+            const double gapUs = output.timeUs - endUs;
+            endUs = output.timeUs + output.bytes.size() / 4 * 1e6 / 48000;
+            if (gapUs < 2000) continue;
+            ++jumps;
+            EXPECT_NEAR(gapUs, static_cast<double>(jump.to - jump.from) * jump.packetUs, 1000);
+        }
+        EXPECT_EQ(jumps, 1);
+        const Sound reference = decodeSound(jump.path);
+        EXPECT_NEAR(endUs, reference.timeUs(reference.frames()), 1000);
     }
-    EXPECT_EQ(jumps, 1);
-    const Sound reference = decodeSound(path);
-    EXPECT_NEAR(endUs, reference.timeUs(reference.frames()), 1000);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-        Packets, AudioDecoderJumpTest,
-        testing::Values(
-                Jump{"aac",
-                     {"", [] { return mediaPath("flower_540p_h264_aac.mp4"); }},
-                     1024e6 / 48000,
-                     50,
-                     100},
-                Jump{"opus_2500us",
-                     {"",
-                      [] {
-                          return toneFile("libopus", "mkv", 2, 48000, {"-frame_duration", "2.5"});
-                      }},
-                     2500,
-                     403,
-                     803}),
-        [](const auto& info) { return std::string(info.param.name); });
 
 // A client that reads without the extractor queues plain times.
 TEST(AudioDecoderTest, QueuedTimesCountWithoutPacketProperties) {
@@ -339,9 +257,6 @@ struct Damage {
     size_t to;
     bool cut;  // shortened instead of overwritten
 };
-void PrintTo(const Damage& damage, std::ostream* out) {
-    *out << damage.name;
-}
 
 class AudioDecoderDamageTest : public testing::TestWithParam<Damage> {};
 
@@ -364,17 +279,14 @@ TEST_P(AudioDecoderDamageTest, DamageIsSkippedAndCounted) {
             }
         }
     }
-    FaultCollector collector;
+    FaultLog log;
     AudioComponentDriver driver(newDecoder());
-    ASSERT_EQ(driver.start(source.format()), OK);
-    ASSERT_TRUE(source.feed(&driver));
-    ASSERT_TRUE(driver.queueEnd());
-    ASSERT_TRUE(driver.waitForEnd());
+    ASSERT_TRUE(source.decode(&driver));
     EXPECT_TRUE(driver.inOrder());
     EXPECT_EQ(driver.errors(), 0);
     EXPECT_EQ(driver.formats().size(), 1u);
 
-    const auto faults = collector.faults();
+    const auto faults = log.faults();
     ASSERT_FALSE(faults.empty());
     EXPECT_LE(faults.size(), 4u);
     EXPECT_EQ(faults.front().count, 1u);
@@ -384,7 +296,6 @@ TEST_P(AudioDecoderDamageTest, DamageIsSkippedAndCounted) {
     }
 
     if (end + 20 > source.packets.size()) return;
-    const std::vector<int16_t> whole = commandPcm(path);
     const Sound reference = decodeSound(path);
     size_t compared = 0;
     const int64_t healthyFromUs = source.timeUs(*source.packets[end + 2]);
@@ -394,16 +305,15 @@ TEST_P(AudioDecoderDamageTest, DamageIsSkippedAndCounted) {
                 std::lround((output.timeUs - reference.timeUs(0)) * 48000 / 1e6) * 2);
         const auto* samples = reinterpret_cast<const int16_t*>(output.bytes.data());
         for (size_t i = 0; i < output.bytes.size() / 2; ++i, ++compared) {
-            ASSERT_LT(first + i, whole.size());
-            ASSERT_NEAR(samples[i], whole[first + i], 1);
+            ASSERT_LT(first + i, reference.samples.size());
+            ASSERT_NEAR(samples[i], reference.samples[first + i] * 32768, 1.5);
         }
     }
     EXPECT_GT(compared, 48000u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Packets, AudioDecoderDamageTest,
-                         testing::Values(Damage{"one_cut", 60, 61, true},
-                                         Damage{"forty_overwritten", 60, 100, false},
+                         testing::Values(Damage{"forty_overwritten", 60, 100, false},
                                          Damage{"the_first_ones", 0, 15, true},
                                          Damage{"all", 0, SIZE_MAX, false}),
                          [](const auto& info) { return std::string(info.param.name); });
@@ -434,7 +344,7 @@ TEST(AudioDecoderTest, TheEndMayComeWithTheLastPacket) {
     ASSERT_TRUE(driver.queue(packet.data, packet.size, source.timeUs(packet),
                              MediaCodec::BUFFER_FLAG_EOS));
     ASSERT_TRUE(driver.waitForEnd());
-    EXPECT_EQ(pcmOf(driver.outputs()).size(), commandPcm(mediaPath("roar.mp3")).size());
+    expectSamples(pcmOf(driver.outputs()), decodeSound(mediaPath("roar.mp3")));
 }
 
 // Stop comes while the worker decodes, waits for input, or waits for a client that keeps all
@@ -443,7 +353,7 @@ TEST(AudioDecoderTest, StopsAtAnyMomentAndStartsAgain) {
     const AudioPackets source(mediaPath("roar.mp3"));
     const sp<CodecComponent> decoder = newDecoder();
     std::mt19937 random(11);
-    for (int round = 0; round < 40; ++round) {
+    for (int round = 0; round < 20; ++round) {
         AudioComponentDriver driver(decoder);
         if (round % 2 == 0) driver.holdOutputs();
         ASSERT_EQ(driver.start(source.format()), OK);
@@ -458,11 +368,8 @@ TEST(AudioDecoderTest, StopsAtAnyMomentAndStartsAgain) {
         source.track->clearSamples();
     }
     AudioComponentDriver driver(decoder);
-    ASSERT_EQ(driver.start(source.format()), OK);
-    ASSERT_TRUE(source.feed(&driver));
-    ASSERT_TRUE(driver.queueEnd());
-    ASSERT_TRUE(driver.waitForEnd());
-    EXPECT_EQ(pcmOf(driver.outputs()), commandPcm(mediaPath("roar.mp3")));
+    ASSERT_TRUE(source.decode(&driver));
+    expectSamples(pcmOf(driver.outputs()), decodeSound(mediaPath("roar.mp3")));
 }
 
 TEST(AudioDecoderTest, RefusesWhatItCannotDecode) {

@@ -10,9 +10,7 @@
 #include <random>
 
 #include "codec/AacEncoder.h"
-#include "codec/AvAudioDecoder.h"
 #include "platform/codec/AudioComponentDriver.h"
-#include "platform/codec/AudioPackets.h"
 #include "support/MediaReader.h"
 #include "support/ProcessRunner.h"
 #include "support/Sound.h"
@@ -143,10 +141,6 @@ struct Conversion {
     Shape stream;  // 0: as the PCM
     int64_t firstStampUs;
 };
-void PrintTo(const Conversion& conversion, std::ostream* out) {
-    *out << conversion.name;
-}
-
 class AacEncoderTimeTest : public testing::TestWithParam<Conversion> {};
 
 // Fails when priming or the resampler's delay moves sound against picture, when the tail is lost,
@@ -155,17 +149,17 @@ TEST_P(AacEncoderTimeTest, ClickAndToneAreWhereTheyWere) {
     const Conversion& conversion = GetParam();
     const int inRate = conversion.pcm.sampleRate;
     const int rate = conversion.stream.sampleRate > 0 ? conversion.stream.sampleRate : inRate;
-    constexpr double kSeconds = 2.0301;
-    constexpr double kClickSeconds = 0.7;
+    constexpr double kSeconds = 1.0301;
+    constexpr double kClickSeconds = 0.3;
     const auto frames = static_cast<size_t>(kSeconds * inRate);
     std::vector<float> wave(frames, 0.0f);
-    // One period of a raised cosine, 2 ms, and a tone in the last half second, up to the end.
+    // One period of a raised cosine, 2 ms, and a tone from 0.6 s to the end.
     const int half = inRate / 1000;
     const int centre = static_cast<int>(kClickSeconds * inRate);
     for (int i = -half; i <= half; ++i) {
         wave[centre + i] = static_cast<float>(0.45 + 0.45 * std::cos(M_PI * i / half));
     }
-    const auto toneStart = static_cast<size_t>(1.5 * inRate);
+    const auto toneStart = static_cast<size_t>(0.6 * inRate);
     for (size_t i = toneStart; i < frames; ++i) {
         wave[i] = static_cast<float>(0.3 * std::sin(2 * M_PI * 500 * i / inRate));
     }
@@ -177,7 +171,7 @@ TEST_P(AacEncoderTimeTest, ClickAndToneAreWhereTheyWere) {
     ASSERT_EQ(sound.sampleRate, rate);
 
     const std::vector<float> mono = sound.channel(0);
-    const size_t click = peakPosition(window(mono, rate, 0, 1.2));
+    const size_t click = peakPosition(window(mono, rate, 0, 0.55));
     EXPECT_NEAR(sound.timeUs(static_cast<double>(click)),
                 conversion.firstStampUs + kClickSeconds * 1e6, 150);
 
@@ -194,13 +188,10 @@ TEST_P(AacEncoderTimeTest, ClickAndToneAreWhereTheyWere) {
 
 INSTANTIATE_TEST_SUITE_P(
         Shapes, AacEncoderTimeTest,
-        testing::Values(Conversion{"stereo_48k", {2, 48000}, {0, 0}, 0},
-                        Conversion{"stereo_44k1_later", {2, 44100}, {2, 44100}, 1234567},
+        testing::Values(Conversion{"stereo_44k1_later", {2, 44100}, {2, 44100}, 1234567},
                         Conversion{"mono_44k1_to_stereo_48k", {1, 44100}, {2, 48000}, 0},
                         Conversion{"stereo_48k_to_44k1", {2, 48000}, {2, 44100}, -21333},
-                        Conversion{"mono_8k", {1, 8000}, {1, 8000}, 0},
                         Conversion{"mono_8k_to_48k", {1, 8000}, {1, 48000}, 40},
-                        Conversion{"stereo_96k_to_24k", {2, 96000}, {2, 24000}, 0},
                         Conversion{"odd_rate_to_48k", {1, 37800}, {1, 48000}, 0}),
         [](const auto& info) { return std::string(info.param.name); });
 
@@ -211,10 +202,6 @@ struct Mix {
     int streamChannels;
 };
 constexpr double kMixAmplitude = 0.2;
-
-void PrintTo(const Mix& mix, std::ostream* out) {
-    *out << mix.layout << " to " << mix.streamLayout;
-}
 
 std::vector<double> channelFrequencies(int channels) {
     std::vector<double> frequencies;
@@ -232,8 +219,8 @@ void expectSameLevels(const Sound& ours, const Sound& theirs,
     constexpr double kAudibleDb = -45;
     int audible = 0;
     for (int channel = 0; channel < ours.channels; ++channel) {
-        const auto mine = window(ours.channel(channel), ours.sampleRate, 0.5, 2);
-        const auto other = window(theirs.channel(channel), theirs.sampleRate, 0.5, 2);
+        const auto mine = window(ours.channel(channel), ours.sampleRate, 0.2, 0.7);
+        const auto other = window(theirs.channel(channel), theirs.sampleRate, 0.2, 0.7);
         for (double frequency : frequencies) {
             const double level = toneDb(mine, ours.sampleRate, frequency);
             const double expected = toneDb(other, theirs.sampleRate, frequency);
@@ -255,6 +242,7 @@ TEST_P(AacEncoderMixTest, LevelsAreThoseOfTheCommand) {
     ClipOptions options;
     options.extension = "wav";
     options.audioCodec = "pcm_s16le";
+    options.seconds = 1;
     const std::string source = sineClip(frequencies, kMixAmplitude, options, mix.layout);
     const std::string target = TempDir::ofProcess().file("mix.m4a");
     runOrDie({"ffmpeg", "-loglevel", "error", "-nostdin", "-y", "-i", source, "-c:a", "aac", "-b:a",
@@ -262,7 +250,7 @@ TEST_P(AacEncoderMixTest, LevelsAreThoseOfTheCommand) {
 
     std::vector<std::vector<float>> waves;
     for (double frequency : frequencies) {
-        waves.push_back(sine(frequency, kMixAmplitude, options.sampleRate, 3 * options.sampleRate));
+        waves.push_back(sine(frequency, kMixAmplitude, options.sampleRate, options.sampleRate));
     }
     AudioComponentDriver driver(createAacEncoder());
     const Feeder feeder = {&driver, {mix.channels, options.sampleRate}};
@@ -274,12 +262,8 @@ TEST_P(AacEncoderMixTest, LevelsAreThoseOfTheCommand) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Layouts, AacEncoderMixTest,
-                         testing::Values(Mix{"mono", 1, "mono", 1}, Mix{"mono", 1, "stereo", 2},
-                                         Mix{"stereo", 2, "mono", 1}, Mix{"stereo", 2, "stereo", 2},
-                                         Mix{"stereo", 2, "5.1", 6}, Mix{"3.0", 3, "stereo", 2},
-                                         Mix{"3.0", 3, "3.0", 3}, Mix{"4.0", 4, "stereo", 2},
-                                         Mix{"5.0", 5, "stereo", 2}, Mix{"5.1", 6, "mono", 1},
-                                         Mix{"5.1", 6, "stereo", 2}, Mix{"5.1", 6, "5.1", 6},
+                         testing::Values(Mix{"3.0", 3, "stereo", 2}, Mix{"3.0", 3, "3.0", 3},
+                                         Mix{"4.0", 4, "stereo", 2}, Mix{"5.0", 5, "stereo", 2},
                                          Mix{"6.1", 7, "stereo", 2}, Mix{"7.1", 8, "stereo", 2},
                                          Mix{"7.1", 8, "5.1", 6}, Mix{"7.1", 8, "7.1", 8}),
                          [](const auto& info) {
@@ -288,49 +272,6 @@ INSTANTIATE_TEST_SUITE_P(Layouts, AacEncoderMixTest,
                                  name.replace(name.find('.'), 1, "_");
                              return name + "_to_" + std::to_string(info.param.streamChannels);
                          });
-
-struct Chain {
-    const char* codec;
-    const char* extension;
-};
-void PrintTo(const Chain& chain, std::ostream* out) {
-    *out << chain.codec;
-}
-
-class AacEncoderChainTest : public testing::TestWithParam<Chain> {};
-
-// From a compressed 5.1 source to stereo, decoder and encoder together.
-TEST_P(AacEncoderChainTest, SurroundSourceIsAsLoudAsTheCommandMakesIt) {
-    const std::vector<double> frequencies = channelFrequencies(6);
-    ClipOptions options;
-    options.audioCodec = GetParam().codec;
-    options.extension = GetParam().extension;
-    options.audioArguments = {"-b:a", "448k"};
-    const std::string path = sineClip(frequencies, 0.2, options, "5.1");
-    const std::string target = TempDir::ofProcess().file("stereo.m4a");
-    runOrDie({"ffmpeg", "-loglevel", "error", "-nostdin", "-y", "-i", path, "-c:a", "aac", "-b:a",
-              "128k", "-ac", "2", target});
-
-    const AudioPackets source(path);
-    AudioComponentDriver decoder(createAvAudioDecoder("audio/x-any"));
-    ASSERT_EQ(decoder.start(source.format()), OK);
-    ASSERT_TRUE(source.feed(&decoder));
-    ASSERT_TRUE(decoder.queueEnd());
-    ASSERT_TRUE(decoder.waitForEnd());
-
-    AudioComponentDriver encoder(createAacEncoder());
-    ASSERT_EQ(encoder.start(encoderFormat({6, 48000}, {2, 48000})), OK);
-    for (const auto& output : decoder.outputs()) {
-        ASSERT_TRUE(encoder.queue(output.bytes.data(), output.bytes.size(), output.timeUs));
-    }
-    ASSERT_TRUE(encoder.queueEnd());
-    ASSERT_TRUE(encoder.waitForEnd());
-    expectSameLevels(decodeUnits(encoder), decodeSound(target), frequencies);
-}
-
-INSTANTIATE_TEST_SUITE_P(Sources, AacEncoderChainTest,
-                         testing::Values(Chain{"aac", "m4a"}, Chain{"ac3", "ac3"}),
-                         [](const auto& info) { return std::string(info.param.codec); });
 
 // Twelve channels have no names and no known mix.
 TEST(AacEncoderTest, UnknownLayoutsKeepTheirFirstChannels) {
@@ -353,14 +294,14 @@ TEST(AacEncoderTest, ResampledSoundKeepsItsPitchAndLength) {
     AudioComponentDriver driver(createAacEncoder());
     const Feeder feeder = {&driver, {1, 44100}};
     const Sound sound = encodeAndDecode(&driver, encoderFormat({1, 44100}, {2, 48000}), feeder,
-                                        interleave({sine(1234.5, 0.5, 44100, 10 * 44100)}));
+                                        interleave({sine(1234.5, 0.5, 44100, 3 * 44100)}));
     ASSERT_EQ(sound.sampleRate, 48000);
     ASSERT_EQ(sound.channels, 2);
-    for (double from : {0.5, 5.0, 9.0}) {
+    for (double from : {0.2, 2.0}) {
         EXPECT_NEAR(dominantFrequency(window(sound.channel(1), 48000, from, 0.9), 48000), 1234.5,
                     1);
     }
-    EXPECT_NEAR(static_cast<double>(sound.frames()), 10 * 48000 + 1.5 * kUnitFrames,
+    EXPECT_NEAR(static_cast<double>(sound.frames()), 3 * 48000 + 1.5 * kUnitFrames,
                 0.5 * kUnitFrames + 1);
 }
 
@@ -374,9 +315,9 @@ TEST(AacEncoderTest, TheResamplersRestIsEncoded) {
 }
 
 TEST(AacEncoderTest, ResultDoesNotDependOnTheBlocksOfTheInput) {
-    const std::vector<int16_t> pcm = interleave({sine(700, 0.5, 44100, 44100)});
+    const std::vector<int16_t> pcm = interleave({sine(700, 0.5, 44100, 8820)});
     std::vector<std::vector<uint8_t>> streams;
-    for (size_t blockFrames : {1u, 333u, 2048u, 44100u}) {
+    for (size_t blockFrames : {1u, 333u, 2048u, 8820u}) {
         AudioComponentDriver driver(createAacEncoder());
         encodeAndDecode(&driver, encoderFormat({1, 44100}, {1, 48000}),
                         {&driver, {1, 44100}, 0, blockFrames}, pcm);
@@ -409,10 +350,6 @@ struct Shift {
     Shape pcm;
     Shape stream;
 };
-void PrintTo(const Shift& shift, std::ostream* out) {
-    *out << shift.name;
-}
-
 class AacEncoderGapTest : public testing::TestWithParam<Shift> {};
 
 TEST_P(AacEncoderGapTest, FollowsStampsThatAreFarOff) {
@@ -431,9 +368,8 @@ TEST_P(AacEncoderGapTest, FollowsStampsThatAreFarOff) {
 
 INSTANTIATE_TEST_SUITE_P(
         Shifts, AacEncoderGapTest,
-        testing::Values(Shift{"gap", 500000, 0.5, {1, 48000}, {1, 48000}},
-                        Shift{"gap_resampled", 500000, 0.5, {1, 44100}, {1, 48000}},
-                        Shift{"gap_of_ten_minutes", 600000000, 600, {1, 8000}, {1, 8000}},
+        testing::Values(Shift{"gap_resampled", 500000, 0.5, {1, 44100}, {1, 48000}},
+                        Shift{"gap_of_a_minute", 60000000, 60, {1, 8000}, {1, 8000}},
                         Shift{"overlap", -300000, -0.3, {1, 48000}, {1, 48000}},
                         Shift{"overlap_of_everything", -1000000, -1, {1, 48000}, {1, 48000}},
                         Shift{"small_gap", 95000, 0, {1, 48000}, {1, 48000}},
@@ -490,7 +426,7 @@ TEST(AacEncoderTest, StopsAtAnyMomentAndStartsAgain) {
     const sp<CodecComponent> encoder = createAacEncoder();
     const std::vector<int16_t> block(2 * 2048, 500);
     std::mt19937 random(5);
-    for (int round = 0; round < 40; ++round) {
+    for (int round = 0; round < 20; ++round) {
         AudioComponentDriver driver(encoder);
         if (round % 2 == 0) driver.holdOutputs();
         ASSERT_EQ(driver.start(encoderFormat({2, 48000}, {2, 44100})), OK);
@@ -517,37 +453,32 @@ TEST(AacEncoderTest, StopsAtAnyMomentAndStartsAgain) {
     EXPECT_NEAR(dominantFrequency(window(sound.channel(0), 48000, 0.2, 0.7), 48000), 440, 1);
 }
 
-struct Refusal {
-    const char* name;
-    Shape pcm;
-    Shape stream;
-    status_t expected;
-};
-void PrintTo(const Refusal& refusal, std::ostream* out) {
-    *out << refusal.name;
+TEST(AacEncoderTest, KnowsWhatAacHas) {
+    const struct {
+        Shape pcm;
+        Shape stream;
+        status_t expected;
+    } kFormats[] = {
+            {{2, 7350}, {0, 0}, OK},
+            {{8, 96000}, {0, 0}, OK},
+            {{2, 37800}, {2, 48000}, OK},
+            {{2, 37800}, {0, 0}, BAD_VALUE},
+            {{2, 48000}, {2, 192000}, BAD_VALUE},
+            {{9, 48000}, {0, 0}, BAD_VALUE},
+            {{2, 48000}, {9, 0}, BAD_VALUE},
+            {{0, 48000}, {2, 48000}, BAD_VALUE},
+            {{2, 0}, {2, 48000}, BAD_VALUE},
+    };
+    for (const auto& format : kFormats) {
+        EXPECT_EQ(createAacEncoder()->configure(encoderFormat(format.pcm, format.stream), nullptr),
+                  format.expected)
+                << format.pcm.channels << " channels at " << format.pcm.sampleRate << " Hz to "
+                << format.stream.channels << " at " << format.stream.sampleRate;
+    }
+    sp<AMessage> otherProfile = encoderFormat({2, 48000});
+    otherProfile->setInt32("aac-profile", 5);
+    EXPECT_EQ(createAacEncoder()->configure(otherProfile, nullptr), BAD_VALUE);
 }
-
-class AacEncoderConfigureTest : public testing::TestWithParam<Refusal> {};
-
-TEST_P(AacEncoderConfigureTest, KnowsWhatAacHas) {
-    const sp<CodecComponent> encoder = createAacEncoder();
-    EXPECT_EQ(encoder->configure(encoderFormat(GetParam().pcm, GetParam().stream), nullptr),
-              GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-        Formats, AacEncoderConfigureTest,
-        testing::Values(Refusal{"lowest_rate", {2, 7350}, {0, 0}, OK},
-                        Refusal{"highest_rate", {2, 96000}, {0, 0}, OK},
-                        Refusal{"eight_channels", {8, 48000}, {0, 0}, OK},
-                        Refusal{"any_pcm_rate_to_a_known_one", {2, 37800}, {2, 48000}, OK},
-                        Refusal{"unknown_rate", {2, 37800}, {0, 0}, BAD_VALUE},
-                        Refusal{"unknown_target_rate", {2, 48000}, {2, 192000}, BAD_VALUE},
-                        Refusal{"nine_channels", {9, 48000}, {0, 0}, BAD_VALUE},
-                        Refusal{"nine_target_channels", {2, 48000}, {9, 0}, BAD_VALUE},
-                        Refusal{"no_channels", {0, 48000}, {2, 48000}, BAD_VALUE},
-                        Refusal{"no_rate", {2, 0}, {2, 48000}, BAD_VALUE}),
-        [](const auto& info) { return std::string(info.param.name); });
 
 TEST(AacEncoderTest, InputsHoldWhatTheClientAskedForAndAtLeast256KiB) {
     const sp<CodecComponent> encoder = createAacEncoder();
@@ -559,10 +490,6 @@ TEST(AacEncoderTest, InputsHoldWhatTheClientAskedForAndAtLeast256KiB) {
     large->setInt32("max-input-size", 1000000);
     EXPECT_EQ(encoder->configure(large, nullptr), OK);
     EXPECT_EQ(encoder->inputCapacity(), 1000000u);
-
-    sp<AMessage> otherProfile = encoderFormat({2, 48000});
-    otherProfile->setInt32("aac-profile", 5);
-    EXPECT_EQ(encoder->configure(otherProfile, nullptr), BAD_VALUE);
 }
 
 }  // namespace

@@ -34,6 +34,11 @@ bool AudioPackets::feed(AudioComponentDriver* driver, size_t from, size_t to) co
     return true;
 }
 
+bool AudioPackets::decode(AudioComponentDriver* driver) const {
+    return track != nullptr && driver->start(format()) == OK && feed(driver) &&
+           driver->queueEnd() && driver->waitForEnd();
+}
+
 int64_t AudioPackets::timeUs(const AVPacket& packet) const {
     return track->toUs(packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts);
 }

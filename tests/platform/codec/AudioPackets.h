@@ -21,6 +21,8 @@ struct AudioPackets {
     sp<AMessage> format() const;
     // Queues packets [from, to) with their properties; false when the component stopped taking.
     bool feed(AudioComponentDriver* driver, size_t from = 0, size_t to = SIZE_MAX) const;
+    // Starts the driver's decoder, queues all and waits for the end; false when a step fails.
+    bool decode(AudioComponentDriver* driver) const;
     int64_t timeUs(const AVPacket& packet) const;
 
     sp<TrackParameters> track;  // null if there is no such stream

@@ -7,17 +7,11 @@
 
 #include <cstring>
 #include <numeric>
-#include <ostream>
 
-#include "codec/AvPicture.h"
 #include "graphics/PictureQueue.h"
 #include "platform/codec/CodecClient.h"
 #include "platform/codec/FaultLog.h"
-#include "support/Deadline.h"
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-}
+#include "platform/graphics/TestPictures.h"
 
 namespace oxa::test {
 namespace {
@@ -191,40 +185,29 @@ TEST(AvcEncoder, ReportsItsFormatBeforeAnyInput) {
     EXPECT_FALSE(reported->contains("csd-2"));
 }
 
-struct ProfileCase {
-    int32_t profile;
-    int32_t level;
-    int profileIdc;
-    int levelIdc;  // 0: the encoder's choice
-};
-
-void PrintTo(const ProfileCase& wanted, std::ostream* out) {
-    *out << "profile " << wanted.profile << " level " << wanted.level;
-}
-
-class AvcProfiles : public testing::TestWithParam<ProfileCase> {};
-
-TEST_P(AvcProfiles, StandInTheHeader) {
-    const sp<AMessage> format = encoderFormat();
-    format->setInt32("profile", GetParam().profile);
-    format->setInt32("level", GetParam().level);
-    ByteJob job(format, steadyTimes(1));
-    ASSERT_TRUE(job.run());
-    sp<ABuffer> sps;
-    ASSERT_TRUE(job.encoder().events()[0].format->findBuffer("csd-0", &sps));
-    EXPECT_EQ(GetParam().profileIdc, sps->data()[5]);
-    if (GetParam().levelIdc != 0) {
-        EXPECT_EQ(GetParam().levelIdc, sps->data()[7]);
+TEST(AvcEncoder, ProfileAndLevelStandInTheHeader) {
+    const struct {
+        int32_t profile;
+        int32_t level;
+        int profileIdc;
+        int levelIdc;  // 0: the encoder's choice
+    } kCases[] = {{0, 0, 100, 0},           {1, 0, 66, 0},
+                  {2, 0x200, 77, 31},       {8, 0x1000, 100, 41},
+                  {0x10000, 0x100, 66, 30}, {0x80000, 0x10000, 100, 52},
+                  {0x7777, 0x7777, 100, 0}};
+    for (const auto& wanted : kCases) {
+        SCOPED_TRACE(wanted.profile);
+        const sp<AMessage> format = encoderFormat();
+        format->setInt32("profile", wanted.profile);
+        format->setInt32("level", wanted.level);
+        ByteJob job(format, steadyTimes(1));
+        ASSERT_TRUE(job.run());
+        sp<ABuffer> sps;
+        ASSERT_TRUE(job.encoder().events()[0].format->findBuffer("csd-0", &sps));
+        EXPECT_EQ(wanted.profileIdc, sps->data()[5]);
+        EXPECT_EQ(wanted.levelIdc == 0 ? sps->data()[7] : wanted.levelIdc, sps->data()[7]);
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(Numbers, AvcProfiles,
-                         testing::Values(ProfileCase{0, 0, 100, 0}, ProfileCase{1, 0, 66, 0},
-                                         ProfileCase{2, 0x200, 77, 31},
-                                         ProfileCase{8, 0x1000, 100, 41},
-                                         ProfileCase{0x10000, 0x100, 66, 30},
-                                         ProfileCase{0x80000, 0x10000, 100, 52},
-                                         ProfileCase{0x7777, 0x7777, 100, 0}));
 
 TEST(AvcEncoder, RefusesFormatsThatCannotBe) {
     const struct {
@@ -261,47 +244,36 @@ TEST(AvcEncoder, EncodesBytesOfBothLayoutsAlike) {
     EXPECT_EQ(sizes[0], sizes[1]);
 }
 
-struct KeyCase {
-    const char* name;
-    float intervalSec;
-    size_t distance;  // of key frames among 60 pictures at 25/s; 0: only the first
-};
-
-void PrintTo(const KeyCase& keys, std::ostream* out) {
-    *out << keys.name;
-}
-
-class KeyFrames : public testing::TestWithParam<KeyCase> {};
-
-TEST_P(KeyFrames, ComeAtTheInterval) {
-    for (const bool asFloat : {true, false}) {
+TEST(AvcEncoder, KeyFramesComeAtTheInterval) {
+    constexpr size_t kPictures = 30;
+    const struct {
+        float intervalSec;
+        bool asFloat;
+        size_t distance;
+    } kCases[] = {{1, false, 25},
+                  {0.4F, true, 10},
+                  {0, true, 1},
+                  {-1, false, kPictures},
+                  {1e9F, true, kPictures}};
+    for (const auto& keys : kCases) {
+        SCOPED_TRACE(keys.intervalSec);
         const sp<AMessage> format = encoderFormat();
-        const float seconds = GetParam().intervalSec;
-        if (!asFloat && seconds != static_cast<int>(seconds)) continue;
-        if (asFloat) {
-            format->setFloat("i-frame-interval", seconds);
+        if (keys.asFloat) {
+            format->setFloat("i-frame-interval", keys.intervalSec);
         } else {
-            format->setInt32("i-frame-interval", static_cast<int32_t>(seconds));
+            format->setInt32("i-frame-interval", static_cast<int32_t>(keys.intervalSec));
         }
-        ByteJob job(format, steadyTimes(60));
+        ByteJob job(format, steadyTimes(kPictures));
         ASSERT_TRUE(job.run());
-        std::vector<size_t> expected = {0};
-        const size_t distance = GetParam().distance;
-        while (distance != 0 && expected.back() + distance < 60) {
-            expected.push_back(expected.back() + distance);
-        }
+        std::vector<size_t> expected;
+        for (size_t number = 0; number < kPictures; number += keys.distance)
+            expected.push_back(number);
         EXPECT_EQ(expected, syncUnits(job.units()));
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Intervals, KeyFrames,
-                         testing::Values(KeyCase{"OneSecond", 1, 25}, KeyCase{"Fraction", 0.4F, 10},
-                                         KeyCase{"Always", 0, 1}, KeyCase{"Never", -1, 0},
-                                         KeyCase{"VeryLong", 1e9F, 0}),
-                         [](const auto& info) { return std::string(info.param.name); });
-
 TEST(AvcEncoder, KeepsTheBitRateAndChangesItWhileRunning) {
-    const int kPictures = 200;
+    const int kPictures = 150;
     const sp<AMessage> format = encoderFormat();
     format->setInt32("bitrate", 400000);
     ByteJob job(format, steadyTimes(kPictures), [](CodecClient& encoder, int number) {
@@ -320,8 +292,8 @@ TEST(AvcEncoder, KeepsTheBitRateAndChangesItWhileRunning) {
 TEST(AvcEncoder, MakesAKeyFrameOnRequest) {
     const sp<AMessage> format = encoderFormat();
     format->setInt32("i-frame-interval", -1);
-    ByteJob job(format, steadyTimes(60), [](CodecClient& encoder, int number) {
-        if (number == 30) {
+    ByteJob job(format, steadyTimes(24), [](CodecClient& encoder, int number) {
+        if (number == 15) {
             EXPECT_EQ(OK, encoder->requestIDRFrame());
         }
     });
@@ -329,8 +301,8 @@ TEST(AvcEncoder, MakesAKeyFrameOnRequest) {
     const std::vector<size_t> sync = syncUnits(job.units());
     ASSERT_EQ(2u, sync.size());
     // Pictures that were queued before may be encoded after the request.
-    EXPECT_GE(sync[1], 30u - 4);
-    EXPECT_LE(sync[1], 30u);
+    EXPECT_GE(sync[1], 15u - 4);
+    EXPECT_LE(sync[1], 15u);
 }
 
 TEST(AvcEncoder, DropsPicturesThatAreNotLater) {
@@ -350,36 +322,10 @@ TEST(AvcEncoder, DropsPicturesThatAreNotLater) {
 
 // ---- Surface input
 
-class Producer : public PictureQueue::ProducerListener {
-  public:
-    void onPlaceFree() override {}
-    void onDrainRequested() override {}
-};
-
-sp<Picture> newPicture(int width, int height, AVPixelFormat format, int number) {
-    AVFrame* frame = av_frame_alloc();
-    frame->width = width;
-    frame->height = height;
-    frame->format = format;
-    av_frame_get_buffer(frame, 0);
-    for (const AVBufferRef* buffer : frame->buf) {
-        if (buffer == nullptr) continue;
-        for (size_t i = 0; i < buffer->size; ++i)
-            buffer->data[i] = sampleOf(number, i);
-    }
-    const sp<Picture> picture = new AvPicture(frame);
-    av_frame_free(&frame);
-    return picture;
-}
-
 // A camera that changes its mind, a decoder that does not convert: every picture is encoded, and
 // each is let go of when it was.
 TEST(AvcEncoder, TakesPicturesOfAnySizeAndFormat) {
-    const struct {
-        int width;
-        int height;
-        AVPixelFormat format;
-    } kPictures[] = {
+    const CardOptions kPictures[] = {
             {kWidth, kHeight, AV_PIX_FMT_YUV420P},  {kWidth, kHeight, AV_PIX_FMT_NV12},
             {kWidth, kHeight, AV_PIX_FMT_YUVJ420P}, {640, 360, AV_PIX_FMT_YUV420P},
             {33, 17, AV_PIX_FMT_YUV444P},           {kWidth, kHeight, AV_PIX_FMT_YUYV422},
@@ -397,16 +343,15 @@ TEST(AvcEncoder, TakesPicturesOfAnySizeAndFormat) {
               encoder->configure(encoderFormat(), NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE));
     ASSERT_EQ(OK, encoder->createInputSurface(&surface));
     const sp<PictureQueue> queue = surface->pictureQueue();
-    const sp<Producer> producer = new Producer;
-    ASSERT_EQ(OK, queue->connect(producer));
+    CardProducer producer(queue);
+    producer.connect();
     ASSERT_EQ(OK, encoder->start());
     std::vector<wp<Picture>> pictures;
     for (const auto& picture : kPictures) {
-        const int number = static_cast<int>(pictures.size());
-        ASSERT_TRUE(waitFor([&] { return queue->tryReserve(); }));
-        const sp<Picture> made = newPicture(picture.width, picture.height, picture.format, number);
-        pictures.emplace_back(made);
-        queue->queue(made, (1000 + number) * 1000000LL);
+        const int64_t timeMs = 1 + static_cast<int64_t>(pictures.size());
+        const sp<Picture> card = makeCard(picture);
+        pictures.emplace_back(card);
+        ASSERT_TRUE(producer.queue(card, timeMs * 1000000));
     }
     EXPECT_EQ(OK, encoder->signalEndOfInputStream());
     EXPECT_EQ(INVALID_OPERATION, encoder->signalEndOfInputStream());
@@ -417,12 +362,11 @@ TEST(AvcEncoder, TakesPicturesOfAnySizeAndFormat) {
     const auto events = encoder.events();
     ASSERT_EQ(pictures.size() + 2, events.size()) << "format, units, end";
     for (size_t i = 0; i < pictures.size(); ++i) {
-        EXPECT_EQ(static_cast<int64_t>(1000 + i) * 1000, events[i + 1].timeUs);
+        EXPECT_EQ(static_cast<int64_t>(1 + i) * 1000, events[i + 1].timeUs);
         EXPECT_EQ(nullptr, pictures[i].promote().get()) << "picture " << i;
     }
     EXPECT_EQ(0u, events.back().size);
     EXPECT_TRUE(faults.faults().empty());
-    queue->disconnect(producer);
 }
 
 }  // namespace

@@ -7,9 +7,9 @@
 #include <media/stagefright/MediaErrors.h>
 #include <mediadrm/ICrypto.h>
 
+#include <array>
 #include <cerrno>
 #include <climits>
-#include <ostream>
 
 #include "platform/codec/CodecClient.h"
 #include "platform/codec/ScriptedComponent.h"
@@ -42,6 +42,12 @@ class Scripted : public CodecClient {
     }
 
     size_t count(int id) const { return countOf(events(), id); }
+
+    // Where calls put their results.
+    sp<AMessage> mFormat;
+    AString mName;
+    sp<IGraphicBufferProducer> mProducer;
+    sp<MediaCodecBuffer> mBuffer;
 };
 
 class MediaCodecTest : public testing::Test {
@@ -52,150 +58,125 @@ class MediaCodecTest : public testing::Test {
 // ---- States
 
 constexpr status_t kRefused = INVALID_OPERATION;
+constexpr size_t kNoIndex = 1000000;
 
-// What each call answers in one state. Calls on indices use one that does not exist, so that
-// -ERANGE means "allowed".
+struct Call {
+    const char* name;
+    status_t (*make)(Scripted& codec);
+};
+
+// Calls on indices use one that does not exist, so that -ERANGE means "allowed".
+constexpr Call kCalls[] = {
+        {"setCallback", [](Scripted& c) { return c.setCallback(); }},
+        {"configure", [](Scripted& c) { return c.configureScripted(); }},
+        {"start", [](Scripted& c) { return c->start(); }},
+        {"flush", [](Scripted& c) { return c->flush(); }},
+        {"queueInput", [](Scripted& c) { return c->queueInputBuffer(kNoIndex, 0, 0, 0, 0); }},
+        {"releaseOutput", [](Scripted& c) { return c->releaseOutputBuffer(kNoIndex); }},
+        {"render", [](Scripted& c) { return c->renderOutputBufferAndRelease(kNoIndex); }},
+        {"getInputFormat", [](Scripted& c) { return c->getInputFormat(&c.mFormat); }},
+        {"getOutputFormat", [](Scripted& c) { return c->getOutputFormat(&c.mFormat); }},
+        {"getName", [](Scripted& c) { return c->getName(&c.mName); }},
+        {"setParameters", [](Scripted& c) { return c->setParameters(new AMessage); }},
+        {"stop", [](Scripted& c) { return c->stop(); }},
+};
+// These answer alike in all states. The component has no input surface; a codec that was reset is
+// as new.
+constexpr Call kRefusedCalls[] = {
+        {"createInputSurface", [](Scripted& c) { return c->createInputSurface(&c.mProducer); }},
+        {"signalEndOfInputStream", [](Scripted& c) { return c->signalEndOfInputStream(); }},
+        {"getInputBuffer", [](Scripted& c) { return c->getInputBuffer(kNoIndex, &c.mBuffer); }},
+};
+constexpr Call kAllowedCalls[] = {
+        {"reset", [](Scripted& c) { return c->reset(); }},
+        {"configure after reset",
+         [](Scripted& c) {
+             c->reset();
+             return c.configureScripted();
+         }},
+};
+
+// To kCalls, in their order.
+using Answers = std::array<status_t, std::size(kCalls)>;
+constexpr Answers kInitialized = {OK,       OK,       kRefused, kRefused, kRefused, kRefused,
+                                  kRefused, kRefused, kRefused, OK,       kRefused, OK};
+constexpr Answers kConfigured = {OK,       kRefused, OK, kRefused, kRefused, kRefused,
+                                 kRefused, OK,       OK, OK,       OK,       OK};
+constexpr Answers kStarted = {kRefused, kRefused, kRefused, OK, -ERANGE, -ERANGE,
+                              -ERANGE,  OK,       OK,       OK, OK,      OK};
+constexpr Answers kFlushed = {kRefused, kRefused, OK, OK, -ERANGE, -ERANGE,
+                              -ERANGE,  OK,       OK, OK, OK,      OK};
+constexpr Answers kUninitialized = {kRefused, kRefused, kRefused, kRefused, kRefused, kRefused,
+                                    kRefused, kRefused, kRefused, kRefused, kRefused, kRefused};
+constexpr Answers kFailing = {kRefused, kRefused, kRefused, ERROR_IO, ERROR_IO, ERROR_IO,
+                              ERROR_IO, OK,       OK,       OK,       OK,       ERROR_IO};
+
 struct StateCase {
     const char* name;
     void (*enter)(Scripted& codec);
-    status_t setCallback;
-    status_t configure;
-    status_t createInputSurface;  // the component has none
-    status_t start;
-    status_t flush;
-    status_t queue;
-    status_t release;
-    status_t signalEnd;
-    status_t formats;
-    status_t getName;
-    status_t setParameters;
-    status_t stop;
+    const Answers& answers;
 };
 
-void PrintTo(const StateCase& state, std::ostream* out) {
-    *out << state.name;
-}
-
-void enterNothing(Scripted&) {}
-void enterConfigured(Scripted& codec) {
-    codec.setCallback();
-    codec.configureScripted();
-}
-void enterStarted(Scripted& codec) {
+template <int actionCode>
+void enterFailed(Scripted& codec) {
     codec.startScripted();
-}
-void enterFlushed(Scripted& codec) {
-    codec.startScripted();
-    codec->flush();
-}
-void enterStopped(Scripted& codec) {
-    codec.startScripted();
-    codec->stop();
-}
-void enterReleased(Scripted& codec) {
-    codec.startScripted();
-    codec->release();
-}
-void enterFatal(Scripted& codec) {
-    codec.startScripted();
-    codec.component().fail(ERROR_IO, ACTION_CODE_FATAL);
-    codec.waitForCount(MediaCodec::CB_ERROR, 1);
-    codec.settle();
-}
-void enterRecoverable(Scripted& codec) {
-    codec.startScripted();
-    codec.component().fail(ERROR_IO, ACTION_CODE_RECOVERABLE);
-    codec.waitForCount(MediaCodec::CB_ERROR, 1);
-    codec.settle();
-}
-void enterTransient(Scripted& codec) {
-    codec.startScripted();
-    codec.component().fail(ERROR_IO, ACTION_CODE_TRANSIENT);
+    codec.component().fail(ERROR_IO, actionCode);
     codec.waitForCount(MediaCodec::CB_ERROR, 1);
     codec.settle();
 }
 
 constexpr StateCase kStates[] = {
-        {"Initialized", enterNothing, OK, OK, kRefused, kRefused, kRefused, kRefused, kRefused,
-         kRefused, kRefused, OK, kRefused, OK},
-        {"Configured", enterConfigured, OK, kRefused, kRefused, OK, kRefused, kRefused, kRefused,
-         kRefused, OK, OK, OK, OK},
-        {"Started", enterStarted, kRefused, kRefused, kRefused, kRefused, OK, -ERANGE, -ERANGE,
-         kRefused, OK, OK, OK, OK},
-        {"Flushed", enterFlushed, kRefused, kRefused, kRefused, OK, OK, -ERANGE, -ERANGE, kRefused,
-         OK, OK, OK, OK},
-        {"Stopped", enterStopped, OK, OK, kRefused, kRefused, kRefused, kRefused, kRefused,
-         kRefused, kRefused, OK, kRefused, OK},
-        {"Released", enterReleased, kRefused, kRefused, kRefused, kRefused, kRefused, kRefused,
-         kRefused, kRefused, kRefused, kRefused, kRefused, kRefused},
-        {"AfterFatalError", enterFatal, kRefused, kRefused, kRefused, kRefused, kRefused, kRefused,
-         kRefused, kRefused, kRefused, kRefused, kRefused, kRefused},
-        {"AfterRecoverableError", enterRecoverable, OK, OK, kRefused, kRefused, kRefused, kRefused,
-         kRefused, kRefused, kRefused, OK, kRefused, OK},
-        {"AfterTransientError", enterTransient, kRefused, kRefused, kRefused, kRefused, ERROR_IO,
-         ERROR_IO, ERROR_IO, kRefused, OK, OK, OK, ERROR_IO},
+        {"Initialized", [](Scripted&) {}, kInitialized},
+        {"Configured",
+         [](Scripted& c) {
+             c.setCallback();
+             c.configureScripted();
+         },
+         kConfigured},
+        {"Started", [](Scripted& c) { c.startScripted(); }, kStarted},
+        {"Flushed",
+         [](Scripted& c) {
+             c.startScripted();
+             c->flush();
+         },
+         kFlushed},
+        {"Stopped",
+         [](Scripted& c) {
+             c.startScripted();
+             c->stop();
+         },
+         kInitialized},
+        {"Released",
+         [](Scripted& c) {
+             c.startScripted();
+             c->release();
+         },
+         kUninitialized},
+        {"AfterFatalError", enterFailed<ACTION_CODE_FATAL>, kUninitialized},
+        {"AfterRecoverableError", enterFailed<ACTION_CODE_RECOVERABLE>, kInitialized},
+        {"AfterTransientError", enterFailed<ACTION_CODE_TRANSIENT>, kFailing},
 };
 
-class MediaCodecStates : public testing::TestWithParam<StateCase> {
+class MediaCodecStates : public MediaCodecTest, public testing::WithParamInterface<StateCase> {
   protected:
-    void SetUp() override { ScriptedComponent::install(); }
-
     // Each call meets a codec of its own, which can be released whatever happened.
-    template <typename Call>
-    void expectIn(const char* what, status_t expected, Call call) {
-        SCOPED_TRACE(what);
+    static void expectAnswer(const Call& call, status_t expected) {
+        SCOPED_TRACE(call.name);
         Scripted codec;
         GetParam().enter(codec);
-        EXPECT_EQ(expected, call(codec));
+        EXPECT_EQ(expected, call.make(codec));
         EXPECT_EQ(OK, codec->release());
         EXPECT_EQ(OK, codec->release());
     }
 };
 
 TEST_P(MediaCodecStates, AllowExactlyTheirCalls) {
-    constexpr size_t kNoIndex = 1000000;
-    const StateCase& state = GetParam();
-    expectIn("setCallback", state.setCallback, [](Scripted& c) { return c.setCallback(); });
-    expectIn("configure", state.configure, [](Scripted& c) { return c.configureScripted(); });
-    expectIn("createInputSurface", state.createInputSurface, [](Scripted& c) {
-        sp<IGraphicBufferProducer> producer;
-        return c->createInputSurface(&producer);
-    });
-    expectIn("start", state.start, [](Scripted& c) { return c->start(); });
-    expectIn("flush", state.flush, [](Scripted& c) { return c->flush(); });
-    expectIn("queueInputBuffer", state.queue,
-             [](Scripted& c) { return c->queueInputBuffer(kNoIndex, 0, 0, 0, 0); });
-    expectIn("releaseOutputBuffer", state.release,
-             [](Scripted& c) { return c->releaseOutputBuffer(kNoIndex); });
-    expectIn("renderOutputBufferAndRelease", state.release,
-             [](Scripted& c) { return c->renderOutputBufferAndRelease(kNoIndex); });
-    expectIn("signalEndOfInputStream", state.signalEnd,
-             [](Scripted& c) { return c->signalEndOfInputStream(); });
-    expectIn("getInputFormat", state.formats, [](Scripted& c) {
-        sp<AMessage> format;
-        return c->getInputFormat(&format);
-    });
-    expectIn("getOutputFormat", state.formats, [](Scripted& c) {
-        sp<AMessage> format;
-        return c->getOutputFormat(&format);
-    });
-    expectIn("getName", state.getName, [](Scripted& c) {
-        AString name;
-        return c->getName(&name);
-    });
-    expectIn("setParameters", state.setParameters,
-             [](Scripted& c) { return c->setParameters(new AMessage); });
-    expectIn("stop", state.stop, [](Scripted& c) { return c->stop(); });
-    // From everywhere: as new, and usable.
-    expectIn("reset", OK, [](Scripted& c) { return c->reset(); });
-    expectIn("configure after reset", OK, [](Scripted& c) {
-        c->reset();
-        return c.configureScripted();
-    });
-    expectIn("getInputBuffer", INVALID_OPERATION, [](Scripted& c) {
-        sp<MediaCodecBuffer> buffer;
-        return c->getInputBuffer(kNoIndex, &buffer);
-    });
+    for (size_t i = 0; i < std::size(kCalls); ++i)
+        expectAnswer(kCalls[i], GetParam().answers[i]);
+    for (const Call& call : kRefusedCalls)
+        expectAnswer(call, kRefused);
+    for (const Call& call : kAllowedCalls)
+        expectAnswer(call, OK);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, MediaCodecStates, testing::ValuesIn(kStates),
@@ -238,13 +219,8 @@ TEST_F(MediaCodecTest, IsMadeByTypeAndByName) {
     EXPECT_EQ(NAME_NOT_FOUND, err);
     EXPECT_EQ(nullptr, MediaCodec::CreateByComponentName(looper, "c2.none", &err).get());
     EXPECT_EQ(NAME_NOT_FOUND, err);
-}
-
-TEST_F(MediaCodecTest, AnswersNoEntryWithoutARunningLooper) {
-    const sp<ALooper> looper = new ALooper;
-    status_t err = OK;
-    EXPECT_EQ(nullptr, MediaCodec::CreateByType(looper, "video/avc", false, &err).get());
-    EXPECT_EQ(-ENOENT, err);
+    EXPECT_EQ(nullptr, MediaCodec::CreateByType(new ALooper, "video/avc", false, &err).get());
+    EXPECT_EQ(-ENOENT, err) << "the looper does not run";
 }
 
 TEST_F(MediaCodecTest, ConfigureAddsToTheFormat) {
@@ -321,20 +297,19 @@ TEST_F(MediaCodecTest, DyingUnreleasedIsFatal) {
 // ---- Callbacks
 
 TEST_F(MediaCodecTest, CallbacksHoldExactlyTheirItems) {
+    ScriptedComponent::sReportsInStart = true;
     Scripted codec;
     codec.startScripted();
-    codec.component().reportFormat(7);
     codec.component().offer(1234, 5, MediaCodec::BUFFER_FLAG_SYNCFRAME);
     codec.component().fail(ERROR_MALFORMED, ACTION_CODE_TRANSIENT);
     ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_ERROR, 1));
     const CodecClient::Events events = codec.events();
     ASSERT_EQ(ScriptedComponent::kInputCount + 3, events.size());
-    EXPECT_EQ("callbackID:i index:i", events[0].items);
-    const CodecEvent& format = events[ScriptedComponent::kInputCount];
-    EXPECT_EQ("callbackID:i format:m", format.items);
-    sp<AMessage> current;
-    ASSERT_EQ(OK, codec->getOutputFormat(&current));
-    EXPECT_EQ(current.get(), format.format.get()) << "the format is shared, not copied";
+    // A format that start() reports comes before the inputs.
+    EXPECT_EQ("callbackID:i format:m", events[0].items);
+    ASSERT_EQ(OK, codec->getOutputFormat(&codec.mFormat));
+    EXPECT_EQ(codec.mFormat.get(), events[0].format.get()) << "the format is shared, not copied";
+    EXPECT_EQ("callbackID:i index:i", events[1].items);
     const CodecEvent& output = events[ScriptedComponent::kInputCount + 1];
     EXPECT_EQ("callbackID:i flags:i index:i offset:z size:z timeUs:l", output.items);
     EXPECT_EQ(5u, output.size);
@@ -343,15 +318,6 @@ TEST_F(MediaCodecTest, CallbacksHoldExactlyTheirItems) {
     EXPECT_EQ("actionCode:i callbackID:i err:i", events.back().items);
     EXPECT_EQ(ERROR_MALFORMED, events.back().err);
     EXPECT_EQ(ACTION_CODE_TRANSIENT, events.back().actionCode);
-}
-
-TEST_F(MediaCodecTest, AFormatFromStartComesBeforeTheInputs) {
-    ScriptedComponent::sReportsInStart = true;
-    Scripted codec;
-    codec.startScripted();
-    const CodecClient::Events events = codec.events();
-    EXPECT_EQ(MediaCodec::CB_OUTPUT_FORMAT_CHANGED, events.front().id);
-    EXPECT_EQ(ScriptedComponent::kInputCount + 1, events.size());
 }
 
 TEST_F(MediaCodecTest, AConsumedInputIsOfferedAgainUntilTheEndWasQueued) {
@@ -445,55 +411,40 @@ TEST_F(MediaCodecTest, OutputsBelongToOneSideAtATime) {
 
 // ---- Runs
 
-struct EndOfRun {
-    const char* name;
-    status_t (*end)(Scripted& codec);
-};
-
-void PrintTo(const EndOfRun& end, std::ostream* out) {
-    *out << end.name;
-}
-
-constexpr EndOfRun kEndsOfRun[] = {
-        {"Stop", [](Scripted& c) { return c->stop(); }},
-        {"Reset", [](Scripted& c) { return c->reset(); }},
-        {"Release", [](Scripted& c) { return c->release(); }},
-        {"Flush", [](Scripted& c) { return c->flush(); }},
-};
-
-class MediaCodecRuns : public testing::TestWithParam<EndOfRun> {
-  protected:
-    void SetUp() override { ScriptedComponent::install(); }
-};
-
 // Whatever the component still reports while it is being stopped belongs to nobody.
-TEST_P(MediaCodecRuns, NothingOfAnEndedRunIsDelivered) {
-    Scripted codec;
-    codec.startScripted();
-    codec.component().offer(1, 1);
-    ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, 1));
-    const size_t before = codec.events().size();
-    const CodecEvent stale = codec.events().back();
-    codec.component().reportWhileStopping();
-    ASSERT_EQ(OK, GetParam().end(codec));
-    codec.settle();
-    EXPECT_EQ(before, codec.events().size());
-    sp<MediaCodecBuffer> buffer;
-    EXPECT_EQ(INVALID_OPERATION, codec->getInputBuffer(codec.events()[0].index, &buffer));
-    EXPECT_EQ(INVALID_OPERATION, codec->getOutputBuffer(stale.index, &buffer));
+TEST_F(MediaCodecTest, NothingOfAnEndedRunIsDelivered) {
+    constexpr Call kEnds[] = {
+            {"stop", [](Scripted& c) { return c->stop(); }},
+            {"reset", [](Scripted& c) { return c->reset(); }},
+            {"release", [](Scripted& c) { return c->release(); }},
+            {"flush", [](Scripted& c) { return c->flush(); }},
+    };
+    for (const Call& end : kEnds) {
+        SCOPED_TRACE(end.name);
+        Scripted codec;
+        codec.startScripted();
+        codec.component().offer(1, 1);
+        ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, 1));
+        const size_t before = codec.events().size();
+        const CodecEvent stale = codec.events().back();
+        codec.component().reportWhileStopping();
+        ASSERT_EQ(OK, end.make(codec));
+        codec.settle();
+        EXPECT_EQ(before, codec.events().size());
+        sp<MediaCodecBuffer> buffer;
+        EXPECT_EQ(INVALID_OPERATION, codec->getInputBuffer(codec.events()[0].index, &buffer));
+        EXPECT_EQ(INVALID_OPERATION, codec->getOutputBuffer(stale.index, &buffer));
 
-    // The next run does not know the former one's indices, although it offers as many buffers.
-    ASSERT_EQ(OK, codec->reset());
-    codec.startScripted();
-    codec.component().offer(2, 1);
-    ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, 2));
-    EXPECT_EQ(-ERANGE, codec->queueInputBuffer(codec.events()[0].index, 0, 1, 0, 0));
-    EXPECT_EQ(-ERANGE, codec->releaseOutputBuffer(stale.index));
-    EXPECT_EQ(OK, codec->releaseOutputBuffer(codec.events().back().index));
+        // The next run does not know the former one's indices, although it offers as many buffers.
+        ASSERT_EQ(OK, codec->reset());
+        codec.startScripted();
+        codec.component().offer(2, 1);
+        ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, 2));
+        EXPECT_EQ(-ERANGE, codec->queueInputBuffer(codec.events()[0].index, 0, 1, 0, 0));
+        EXPECT_EQ(-ERANGE, codec->releaseOutputBuffer(stale.index));
+        EXPECT_EQ(OK, codec->releaseOutputBuffer(codec.events().back().index));
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(All, MediaCodecRuns, testing::ValuesIn(kEndsOfRun),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(MediaCodecTest, AFlushedDecoderGoesOnWithFreshInputs) {
     Scripted codec;

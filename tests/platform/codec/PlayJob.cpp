@@ -17,9 +17,14 @@ PlayJob::~PlayJob() {
     stop();
 }
 
-bool PlayJob::start() {
+void PlayJob::setProducer(const sp<IGraphicBufferProducer>& producer) {
+    mOptions.producer = producer;
+}
+
+status_t PlayJob::prepare() {
     mExtractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
-    if (mExtractor->setDataSource(new FileSource(mOptions.path.c_str())) != OK) return false;
+    status_t err = mExtractor->setDataSource(new FileSource(mOptions.path.c_str()));
+    if (err != OK) return err;
     sp<AMessage> format;
     AString mime;
     for (size_t i = 0; i < mExtractor->countTracks() && !mime.startsWith("video/"); ++i) {
@@ -27,20 +32,27 @@ bool PlayJob::start() {
         format->findString("mime", &mime);
         if (mime.startsWith("video/")) mExtractor->selectTrack(i);
     }
-    if (!mime.startsWith("video/")) return false;
+    if (!mime.startsWith("video/")) return NAME_NOT_FOUND;
     if (mOptions.tunneled) {
         format->setInt32("feature-tunneled-playback", 1);
         format->setInt32("audio-hw-sync", mOptions.hwSync);
         if (mOptions.hwSync == 0) format->setInt32("tunnel-no-audio", 1);
     }
-    if (mOptions.onFormat) mOptions.onFormat(format);
+    if (mOptions.onFormat) err = mOptions.onFormat(format);
+    if (err != OK) return err;
 
     mDecoder = std::make_unique<CodecClient>(mime.c_str(), false);
     mDecoder->setHandler([this](const CodecEvent& event) { onEvent(event); });
+    err = mDecoder->setCallback();
+    const sp<Surface> surface =
+            mOptions.producer == nullptr ? nullptr : new Surface(mOptions.producer);
+    return err == OK ? (*mDecoder)->configure(format, surface, NULL, 0) : err;
+}
+
+bool PlayJob::start() {
+    if (mDecoder == nullptr && prepare() != OK) return false;
     mRunning = true;
-    return mDecoder->setCallback() == OK &&
-           (*mDecoder)->configure(format, new Surface(mOptions.producer), NULL, 0) == OK &&
-           (*mDecoder)->start() == OK;
+    return (*mDecoder)->start() == OK;
 }
 
 bool PlayJob::waitForEnd() {
@@ -70,10 +82,13 @@ void PlayJob::expect(status_t err) {
 
 void PlayJob::onEvent(const CodecEvent& event) {
     if (!mRunning) return;
-    if (event.id == MediaCodec::CB_INPUT_AVAILABLE && !mInputEnded) feed(event.index);
-    if (event.id != MediaCodec::CB_OUTPUT_AVAILABLE) return;
-    if ((event.flags & MediaCodec::BUFFER_FLAG_EOS) == 0) mRenderedTimesUs.push_back(event.timeUs);
-    expect((*mDecoder)->renderOutputBufferAndRelease(event.index));
+    if (event.id == MediaCodec::CB_INPUT_AVAILABLE) {
+        if (!mInputEnded) feed(event.index);
+    } else if (mOptions.onEvent) {
+        mOptions.onEvent(event);
+    } else if (event.id == MediaCodec::CB_OUTPUT_AVAILABLE) {
+        expect((*mDecoder)->renderOutputBufferAndRelease(event.index));
+    }
 }
 
 void PlayJob::feed(size_t index) {
@@ -81,13 +96,19 @@ void PlayJob::feed(size_t index) {
     expect((*mDecoder)->getInputBuffer(index, &buffer));
     if (buffer == nullptr) return;
     const sp<ABuffer> sample = new ABuffer(buffer->base(), buffer->capacity());
-    if (mExtractor->readSampleData(sample) != OK) {
+    if (mSampleCount >= mOptions.samples || mExtractor->readSampleData(sample) != OK) {
         mInputEnded = true;
-        expect((*mDecoder)->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS));
+        if (mOptions.onInputEnd) {
+            mOptions.onInputEnd();
+        } else {
+            expect((*mDecoder)->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS));
+        }
         return;
     }
     int64_t timeUs = 0;
     expect(mExtractor->getSampleTime(&timeUs));
+    if (mOptions.onSample) mOptions.onSample(mSampleCount, sample->data(), sample->size());
+    ++mSampleCount;
     expect((*mDecoder)->queueInputBuffer(index, sample->offset(), sample->size(), timeUs, 0));
     mExtractor->advance();
 }

@@ -7,10 +7,10 @@
 #include <media/stagefright/NuMediaExtractor.h>
 
 #include <atomic>
+#include <climits>
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "platform/codec/CodecClient.h"
 
@@ -18,44 +18,55 @@ namespace oxa::test {
 
 struct PlayJobOptions {
     std::string path;
+    // Where pictures go; null: they come as bytes.
     android::sp<android::IGraphicBufferProducer> producer;
     bool tunneled = false;
     int32_t hwSync = 0;  // of the session, for tunneled playback
-    // May change the track's format before the decoder gets it.
-    std::function<void(const android::sp<android::AMessage>& format)> onFormat;
+    // May change the track's format before the decoder gets it, or refuse it.
+    std::function<android::status_t(const android::sp<android::AMessage>& format)> onFormat;
+    int samples = INT_MAX;  // the input ends after so many
+    // Called with each sample's number and bytes before it is queued; may change them.
+    std::function<void(int number, uint8_t* data, size_t size)> onSample;
+    // Called instead of queueing the end, and with all callbacks but inputs instead of rendering.
+    std::function<void()> onInputEnd;
+    std::function<void(const CodecEvent& event)> onEvent;
 };
 
-// Decodes the picture of a file onto a display: each picture is rendered as soon as it is offered,
-// or the decoder renders by itself.
+// Decodes the picture of a file as a player does.
 class PlayJob {
   public:
     explicit PlayJob(PlayJobOptions options);
     ~PlayJob();
 
+    void setProducer(const android::sp<android::IGraphicBufferProducer>& producer);
+    // OK, or the first error.
+    android::status_t prepare();
+    // Prepares it, too, unless that was done.
     bool start();
     // For the end's output, or for an error of the codec.
     bool waitForEnd();
+    // Callbacks do nothing any more, and failures are not counted.
+    void abandon() { mRunning = false; }
     void stop();
     // All of the above; false when something failed.
     bool run();
 
-    // Of the outputs that were rendered.
-    const std::vector<int64_t>& renderedTimesUs() const { return mRenderedTimesUs; }
+    // Counts anything but OK as a failure.
+    void expect(android::status_t err);
     bool failed() const { return mFailed; }
     CodecClient& decoder() { return *mDecoder; }
 
   private:
     void onEvent(const CodecEvent& event);
     void feed(size_t index);
-    void expect(android::status_t err);
 
-    const PlayJobOptions mOptions;
+    PlayJobOptions mOptions;
     android::sp<android::NuMediaExtractor> mExtractor;
     std::atomic<bool> mRunning{false};
     std::atomic<bool> mFailed{false};
     // Callback thread.
+    int mSampleCount = 0;
     bool mInputEnded = false;
-    std::vector<int64_t> mRenderedTimesUs;
     // Last: its callback thread uses all of the above.
     std::unique_ptr<CodecClient> mDecoder;
 };

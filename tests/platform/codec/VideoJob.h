@@ -3,29 +3,18 @@
 
 #pragma once
 
-#include <gui/IGraphicBufferProducer.h>
-#include <gui/Surface.h>
-#include <media/stagefright/NuMediaExtractor.h>
-
-#include <atomic>
-#include <climits>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
-#include "platform/codec/CodecClient.h"
+#include "platform/codec/PlayJob.h"
 
 namespace oxa::test {
 
 struct VideoJobOptions {
     std::string path;
-    int width = 0;  // 0: upright, even
-    int height = 0;
-    bool askSize = true;  // of the decoder, as "eWid" and "eHei"; the encoder has it anyway
-    int frameRate = 0;
-    int deinterlace = -1;  // -1: no key
-    int bitrate = 6000000;
-    float keyIntervalSec = 2;
+    bool askSize = true;    // of the decoder, as "eWid" and "eHei"; the encoder has it anyway
     int samples = INT_MAX;  // the end is signalled after so many
     // Called with each sample's number and bytes before it is queued; may change them.
     std::function<void(int number, uint8_t* data, size_t size)> onSample;
@@ -40,7 +29,6 @@ struct VideoJobOptions {
 struct EncodedUnit {
     std::vector<uint8_t> bytes;
     int64_t timeUs = 0;
-    uint32_t flags = 0;
 };
 
 // Transcodes the picture of a file as a pipeline does: the decoder renders to the encoder's input
@@ -52,11 +40,11 @@ class VideoJob {
     ~VideoJob();
 
     // OK, or the first error. Tests look at results after waitForEnd() or stop().
-    android::status_t prepare();
-    android::status_t start();
+    android::status_t prepare() { return mPlay.prepare(); }
+    bool start() { return mPlay.start(); }
     bool waitForEnd();
     // Callbacks do nothing any more, and failures are not counted.
-    void abandon() { mRunning = false; }
+    void abandon() { mPlay.abandon(); }
     void stop();
     // All of the above; false when something failed.
     bool run();
@@ -66,36 +54,27 @@ class VideoJob {
     std::vector<int64_t> timesUs() const;
     // Of the pictures that the decoder offered.
     const std::vector<int64_t>& pictureTimesUs() const { return mPictureTimesUs; }
-    const CodecEvent* encoderFormat() const { return mEncoderFormat.get(); }
-    size_t decoderFormatCount() const;
-    bool failed() const { return mFailed; }
-    CodecClient& decoder() { return *mDecoder; }
-    CodecClient& encoder() { return *mEncoder; }
+    bool failed() const { return mPlay.failed(); }
+    CodecClient& decoder() { return mPlay.decoder(); }
+    CodecClient& encoder() { return mEncoder; }
     const android::sp<android::IGraphicBufferProducer>& producer() const { return mProducer; }
     // Renders what was held, and from now on everything at once.
     void renderHeld();
 
-    // Puts the units into a file, by its name's extension; false when that fails.
+    // Writes a plain H.264 stream.
     bool write(const std::string& path) const;
 
   private:
+    PlayJobOptions playOptions();
+    android::status_t prepareEncoder(const android::sp<android::AMessage>& track);
     void onDecoderEvent(const CodecEvent& event);
     void onEncoderEvent(const CodecEvent& event);
-    void feed(size_t index);
     void signalEnd();
     void render(size_t index);
-    void expect(android::status_t err);
 
     const VideoJobOptions mOptions;
-    android::sp<android::NuMediaExtractor> mExtractor;
     android::sp<android::IGraphicBufferProducer> mProducer;
-    android::sp<android::Surface> mSurface;
-    android::sp<android::AMessage> mTrackFormat;
-    std::atomic<bool> mRunning{false};
-    std::atomic<bool> mFailed{false};
     // Decoder's callback thread.
-    int mSampleCount = 0;
-    bool mInputEnded = false;
     bool mEndSignalled = false;
     bool mStartIsLate = false;
     std::vector<int64_t> mPictureTimesUs;
@@ -104,10 +83,10 @@ class VideoJob {
     std::vector<size_t> mHeld;  // guarded by mHeldLock
     // Encoder's callback thread.
     std::vector<EncodedUnit> mUnits;
-    std::unique_ptr<CodecEvent> mEncoderFormat;
+    android::sp<android::AMessage> mEncoderFormat;
     // Last: their callback threads use all of the above.
-    std::unique_ptr<CodecClient> mDecoder;
-    std::unique_ptr<CodecClient> mEncoder;
+    CodecClient mEncoder{"video/avc", true};
+    PlayJob mPlay;
 };
 
 }  // namespace oxa::test
