@@ -11,7 +11,8 @@ option(OXA_FUZZ "Build the fuzzers (clang only)" OFF)
 add_library(oxa_warnings INTERFACE)
 target_compile_options(oxa_warnings INTERFACE
     -Wall -Wextra -Werror -Wformat=2 -Werror=format-security -Wnon-virtual-dtor -Wno-multichar
-    -Wno-unused-parameter)
+    -Wno-unused-parameter
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 
 # Hardening. Programs are position independent, as libraries are anyway.
 check_pie_supported(LANGUAGES CXX)

@@ -132,7 +132,7 @@ class AudioRecordEncoder : public BaseEncoder, virtual public OxaBase {
     sp<ALooper> mEncodeCBLooper;
     sp<EncodeCBHandler> mEncodeCBHandler;
     ssize_t mAudioTrackIndex;
-    int64_t mRecordStartTimeUs;  // guarded by mRecordLock; -1: nothing recorded yet
+    int64_t mRecordStartTimeUs GUARDED_BY(mRecordLock);  // -1: nothing recorded yet
     Mutex mWaitLock;
     Condition mWaitCond;  // monotonic; never signalled
 

@@ -78,7 +78,7 @@ class AudioRxEncoder::AudioCallback : public IAudioUtilCallback {
 
   private:
     Mutex mLock;
-    AudioRxEncoder* mEncoder;  // guarded by mLock
+    AudioRxEncoder* mEncoder GUARDED_BY(mLock);
 };
 
 AudioRxEncoder::AudioRxEncoder()

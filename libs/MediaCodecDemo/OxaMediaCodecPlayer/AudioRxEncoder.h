@@ -117,19 +117,19 @@ class AudioRxEncoder : public BaseEncoder, virtual public OxaBase {
 
     std::atomic<int> mState;
     sp<::vendor::oxa::audioutil::V1_0::IAudioUtil> mAudioUtil;
-    Mutex mLock;      // guards mFrames and mStartTimeUs
+    Mutex mLock;
     Condition mCond;  // monotonic; never signalled
     sp<MediaCodec> mEncoder;
     sp<OxaMediaMuxer> mMuxer;
     sp<ALooper> mEncoderLooper;
     sp<ALooper> mCBLooper;
     sp<EncodeCBHandler> mEncodeCBHandler;
-    List<_RxAudioFrame> mFrames;
+    List<_RxAudioFrame> mFrames GUARDED_BY(mLock);
     struct resampler_itfe* mResampler;  // made on first need, for the channels of that block
     ssize_t mAudioTrackIndex;
     int32_t mChannelCount;
     int32_t mSampleRate;
-    int64_t mStartTimeUs;  // of the service's clock, -1 before the first block
+    int64_t mStartTimeUs GUARDED_BY(mLock);  // of the service's clock, -1 before the first block
     std::atomic<bool> mRecord;
     int32_t mPid;
     sp<AudioCallback> mAudioCallback;

@@ -125,7 +125,7 @@ class AudioTranscoder : public BaseDecoder, public BaseEncoder, virtual public O
     sp<ALooper> mEncodeCBLooper;
     sp<DecodeCBHandler> mDecodeCBHandler;
     sp<EncodeCBHandler> mEncodeCBHandler;
-    List<sp<ABuffer>> mPcmQueue;  // guarded by mQueueLock; meta: "timeUs", "flags"
+    List<sp<ABuffer>> mPcmQueue GUARDED_BY(mQueueLock);  // meta: "timeUs", "flags"
     Mutex mQueueLock;
     Mutex mWaitLock;
     Condition mWaitCond;  // monotonic; never signalled

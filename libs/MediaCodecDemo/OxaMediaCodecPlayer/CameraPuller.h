@@ -72,9 +72,9 @@ class CameraRecorder::Puller : public AHandler {
     void onStop();
     void onPull(const sp<AMessage>& msg);
     MediaBufferBase* readSource();
-    void queueOrDrop(MediaBufferBase* buffer);
-    void endPulling();
-    bool isStuckLocked() const;
+    void queueOrDrop(MediaBufferBase* buffer) REQUIRES(mQueueLock);
+    void endPulling() REQUIRES(mQueueLock);
+    bool isStuckLocked() const REQUIRES(mQueueLock);
 
     sp<MediaSource> mSource;
     std::atomic<int64_t>* const mThinnedFrames;
@@ -84,8 +84,8 @@ class CameraRecorder::Puller : public AHandler {
     int32_t mRecordInterval;
     int32_t mFrameCount;
     Mutex mQueueLock;
-    Queue mQueue;       // guarded by mQueueLock
-    bool mReadFollows;  // guarded by mQueueLock: a read is under way or has been asked for
+    Queue mQueue GUARDED_BY(mQueueLock);
+    bool mReadFollows GUARDED_BY(mQueueLock);  // a read is under way or has been asked for
 };
 
 }  // namespace android

@@ -122,7 +122,7 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
 
     enum CameraType { kCameraTypeHdmiRx = 1 };
 
-    // The hand-shake between stop() and the end of a recording; guarded by mStopLock.
+    // The hand-shake between stop() and the end of a recording.
     struct StopProcess {
         bool mEOSQueued = false;      // the end of the stream was given to the encoder
         bool mStopRequested = false;  // stop() is waiting
@@ -167,9 +167,9 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
     status_t setupVideoEncoder();
     sp<AMessage> buildEncoderFormat();
     void readInputFormat();
-    bool takeFrame(MediaBufferBase** frame);
-    void queueFrame(uint32_t index, MediaBufferBase* frame);
-    void waitForEnd();
+    bool takeFrame(MediaBufferBase** frame) REQUIRES(mStopLock);
+    void queueFrame(uint32_t index, MediaBufferBase* frame) REQUIRES(mStopLock);
+    void waitForEnd() REQUIRES(mStopLock);
     bool endIsOverdue(int64_t waitStartUs);
     void forceEnd();
     void signalEOS();
@@ -178,8 +178,8 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
     void releaseCameraSource();
 
     int64_t mFirstFrameTimeUs;
-    Mutex mStopLock;  // guards mStopProcess; serialises the encoder's input callback
-    StopProcess mStopProcess;
+    Mutex mStopLock;  // also serialises the encoder's input callback
+    StopProcess mStopProcess GUARDED_BY(mStopLock);
     Mutex mPollLock;
     Condition mPollCond;  // monotonic; never signalled
     int32_t mCameraId;

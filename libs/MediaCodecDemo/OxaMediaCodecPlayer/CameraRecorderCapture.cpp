@@ -333,7 +333,7 @@ void CameraRecorder::releaseCameraSource() {
     mCameraSource.clear();
 }
 
-// With mStopLock held, for stop(). Camera and encoder get time to finish, not for ever.
+// For stop(). Camera and encoder get time to finish, not for ever.
 void CameraRecorder::waitForEnd() {
     int64_t waitStartUs = ALooper::GetNowUs();
     while (mRecordingOpen) {

@@ -367,9 +367,9 @@ class OxaMediaCodecPlayer : public AHandler {
 
     Mutex mDrainLock;
     Condition mDrainCond;
-    bool mVideoDrained;  // guarded by mDrainLock, as the next two
-    bool mAudioDrained;
-    status_t mDrainError;  // not OK: draining is over without success
+    bool mVideoDrained GUARDED_BY(mDrainLock);
+    bool mAudioDrained GUARDED_BY(mDrainLock);
+    status_t mDrainError GUARDED_BY(mDrainLock);  // not OK: draining is over without success
 };
 
 }  // namespace android

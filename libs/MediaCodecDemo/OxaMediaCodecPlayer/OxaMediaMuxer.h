@@ -100,14 +100,14 @@ class OxaMediaMuxer : public RefBase {
     };
 
     Mutex mStartMutex;
-    bool mStarted;         // guarded by mStartMutex
-    bool mGateOpened;      // guarded by mStartMutex
+    bool mStarted GUARDED_BY(mStartMutex);
+    bool mGateOpened GUARDED_BY(mStartMutex);
     Condition mStartCond;  // monotonic
     OutputFormat mFormat;
-    sp<MediaWriter> mWriter;              // guarded by mMuxerLock
-    Vector<sp<MediaAdapter>> mTrackList;  // guarded by mMuxerLock
-    sp<MetaData> mFileMeta;               // guarded by mMuxerLock
-    Mutex mMuxerLock;                     // before mStartMutex where both are held
+    sp<MediaWriter> mWriter GUARDED_BY(mMuxerLock);
+    Vector<sp<MediaAdapter>> mTrackList GUARDED_BY(mMuxerLock);
+    sp<MetaData> mFileMeta GUARDED_BY(mMuxerLock);
+    Mutex mMuxerLock;  // before mStartMutex where both are held
     std::atomic<int> mState;
 };
 

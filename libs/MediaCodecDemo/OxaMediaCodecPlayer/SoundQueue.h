@@ -52,8 +52,8 @@ class SoundQueue {
   private:
     const size_t mMaxBuffers;
     Mutex mLock;
-    List<sp<ABuffer>> mBuffers;  // guarded by mLock, as the next
-    size_t mCount;
+    List<sp<ABuffer>> mBuffers GUARDED_BY(mLock);
+    size_t mCount GUARDED_BY(mLock);
 };
 
 }  // namespace android
