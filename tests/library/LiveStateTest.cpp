@@ -9,8 +9,6 @@
 #include <oxa/host/SoundOutput.h>
 #include <system/audio.h>
 
-#include <atomic>
-#include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -20,6 +18,9 @@
 #include "AudioRxEncoder.h"
 #include "CameraRecorder.h"
 #include "HdmiRxInfo.h"
+#include "library/OwnLooper.h"
+#include "library/Reports.h"
+#include "library/Steps.h"
 #include "support/Deadline.h"
 #include "support/TempDir.h"
 
@@ -28,6 +29,7 @@ namespace {
 
 using oxa::test::TempDir;
 using oxa::test::waitFor;
+using testing::HasSubstr;
 
 constexpr int kWidth = 160;
 constexpr int kHeight = 120;
@@ -54,36 +56,11 @@ std::string graph(const std::string& sound = "") {
     return sound.empty() ? picture : picture + "[out0];" + sound + "[out1]";
 }
 
-// A text as a regular expression that matches nothing else.
-std::string literally(const std::string& text) {
-    std::string expression;
-    for (const char c : text) {
-        if (std::string("()|.[]{}*+?^$\\").find(c) != std::string::npos) expression += '\\';
-        expression += c;
-    }
-    return expression;
-}
-
-// Stands in for the player: counts what a pipeline reports.
-class Reports : public AHandler {
-  public:
-    void onMessageReceived(const sp<AMessage>& msg) override {
-        if (msg->what() == kWhatDecodeGotEOS) ++refusals;
-        if (msg->what() == kWhatTrackAdded) ++tracks;
-    }
-    std::atomic<int> refusals{0};
-    std::atomic<int> tracks{0};
-};
-
 // One live pipeline on a looper, with somebody to report to.
 template <typename Pipeline>
 class LiveStage {
   public:
     LiveStage() {
-        mReportLooper->registerHandler(reports);
-        mReportLooper->start();
-        mLooper->registerHandler(pipeline);
-        mLooper->start();
         pipeline->mPlayerHandler = reports;
         pipeline->mStatusHandler = reports;
         oxa::host::useNullSound();
@@ -91,45 +68,39 @@ class LiveStage {
     ~LiveStage() {
         pipeline->reset();
         pipeline->cleanup();
-        mLooper->unregisterHandler(pipeline->id());
-        mLooper->stop();
-        mReportLooper->unregisterHandler(reports->id());
-        mReportLooper->stop();
         oxa::host::clearCameras();
         oxa::host::clearMicrophones();
     }
 
-    sp<Pipeline> pipeline = new Pipeline;
-    sp<Reports> reports = new Reports;
+    const sp<Pipeline> pipeline = new Pipeline;
+    const sp<Reports> reports = new Reports;
     _AV_FORMAT_FORMAT format = smallTarget();
 
   private:
-    sp<ALooper> mLooper = new ALooper;
-    sp<ALooper> mReportLooper = new ALooper;
-};
-
-struct Step {
-    std::function<status_t()> take;
-    const char* condition;  // of its check; null: it is accepted in every state
-    bool alsoStarted = false;
+    const OwnLooper mReportLooper{reports};
+    const OwnLooper mLooper{pipeline};
 };
 
 class CameraStage : public LiveStage<CameraRecorder> {
   public:
     CameraStage() { oxa::host::registerCamera(0, graph()); }
-    std::vector<Step> steps() {
-        return {{[this] { return pipeline->setDataSource(type, 0, kClient); },
-                 "mState == UNINITIALIZED"},
-                {[this] { return pipeline->setSurface(new Surface(mDisplay->producer(), false)); },
-                 "mState == WAIT_SURFACE"},
-                {[this] { return pipeline->configure(format); },
-                 "mState == INITIALIZED || mState == STARTED", true},
-                {[this] { return pipeline->prepare(); }, "mState == CONFIGURED"},
-                {[this] { return pipeline->start(); }, "mState == PREPARED"},
-                {[this] { return pipeline->stop(); }, "mState == STARTED"}};
+    static std::vector<Step> steps(CameraStage* stage) {
+        return {{[stage] { return stage->pipeline->setDataSource(stage->type, 0, kClient); },
+                 refusalOf("mState == UNINITIALIZED")},
+                {[stage] {
+                     return stage->pipeline->setSurface(
+                             new Surface(stage->mDisplay->producer(), false));
+                 },
+                 refusalOf("mState == WAIT_SURFACE")},
+                {[stage] { return stage->pipeline->configure(stage->format); },
+                 refusalOf("mState == INITIALIZED || mState == STARTED"), true},
+                {[stage] { return stage->pipeline->prepare(); }, refusalOf("mState == CONFIGURED")},
+                {[stage] { return stage->pipeline->start(); }, refusalOf("mState == PREPARED")},
+                {[stage] { return stage->pipeline->stop(); }, refusalOf("mState == STARTED")}};
     }
     status_t record(bool on) { return pipeline->setRecord(on); }
 
+    static constexpr char kCheckedIn[] = "CameraRecorder";
     static constexpr size_t kPrepare = 3;
     static constexpr size_t kStarted = 5;
     static constexpr int kUnknownCode = 6;
@@ -142,16 +113,18 @@ class CameraStage : public LiveStage<CameraRecorder> {
 
 class RxStage : public LiveStage<AudioRxEncoder> {
   public:
-    std::vector<Step> steps() {
-        return {{[this] { return pipeline->setAudioSource(0); }, "mState == UNINITIALIZED"},
-                {[this] { return pipeline->configure(&format); },
-                 "mState == INITIALIZED || mState ==STARTED", true},
-                {[this] { return pipeline->prepare(); }, "mState == CONFIGURED"},
-                {[this] { return pipeline->start(-1); }, "mState == PREPARED"},
-                {[this] { return pipeline->stop(); }, nullptr}};
+    static std::vector<Step> steps(RxStage* stage) {
+        return {{[stage] { return stage->pipeline->setAudioSource(0); },
+                 refusalOf("mState == UNINITIALIZED")},
+                {[stage] { return stage->pipeline->configure(&stage->format); },
+                 refusalOf("mState == INITIALIZED || mState ==STARTED"), true},
+                {[stage] { return stage->pipeline->prepare(); }, refusalOf("mState == CONFIGURED")},
+                {[stage] { return stage->pipeline->start(-1); }, refusalOf("mState == PREPARED")},
+                {[stage] { return stage->pipeline->stop(); }, ""}};
     }
     status_t record(bool on) { return pipeline->setRecord(on, -1); }
 
+    static constexpr char kCheckedIn[] = "AudioRxEncoder";
     static constexpr size_t kStarted = 4;
     static constexpr int kUnknownCode = 2;
     static constexpr const char* kNowhere = "AudioRxEncoder.cpp:207 Should not be here.";
@@ -162,78 +135,36 @@ class MicrophoneStage : public LiveStage<AudioRecordEncoder> {
     MicrophoneStage() {
         oxa::host::registerMicrophone(AUDIO_SOURCE_DEFAULT, "lavfi:sine=sample_rate=48000");
     }
-    std::vector<Step> steps() {
-        return {{[this] { return pipeline->setAudioSource(AUDIO_SOURCE_DEFAULT, kClient); },
-                 "mState == UNINITIALIZED"},
-                {[this] { return pipeline->configure(&format); },
-                 "mState == INITIALIZED || mState == STARTED", true},
-                {[this] { return pipeline->prepare(); }, "mState == CONFIGURED"},
-                {[this] { return pipeline->start(); }, "mState == PREPARED"},
-                {[this] { return pipeline->stop(); }, "mState == STARTED"}};
+    static std::vector<Step> steps(MicrophoneStage* stage) {
+        return {{[stage] { return stage->pipeline->setAudioSource(AUDIO_SOURCE_DEFAULT, kClient); },
+                 refusalOf("mState == UNINITIALIZED")},
+                {[stage] { return stage->pipeline->configure(&stage->format); },
+                 refusalOf("mState == INITIALIZED || mState == STARTED"), true},
+                {[stage] { return stage->pipeline->prepare(); }, refusalOf("mState == CONFIGURED")},
+                {[stage] { return stage->pipeline->start(); }, refusalOf("mState == PREPARED")},
+                {[stage] { return stage->pipeline->stop(); }, refusalOf("mState == STARTED")}};
     }
     status_t record(bool on) { return pipeline->setRecord(on); }
 
+    static constexpr char kCheckedIn[] = "AudioRecordEncoder";
     static constexpr size_t kStarted = 4;
     static constexpr int kUnknownCode = 9;
     static constexpr const char* kNowhere = "AudioRecordEncoder.cpp:132 Should not be here.";
 };
 
 template <typename Stage>
-void advance(Stage* stage, size_t count) {
-    auto all = stage->steps();
-    for (size_t i = 0; i < count; ++i)
-        ASSERT_EQ(all[i].take(), OK) << "step " << i;
-}
-
-template <typename Stage>
 class LiveStateTest : public ::testing::Test {};
+template <typename Stage>
+class LiveStateDeathTest : public ::testing::Test {};
 using Stages = ::testing::Types<CameraStage, RxStage, MicrophoneStage>;
 TYPED_TEST_SUITE(LiveStateTest, Stages);
+TYPED_TEST_SUITE(LiveStateDeathTest, Stages);
 
-// In each state every step but the next is refused with its own condition.
-TYPED_TEST(LiveStateTest, OnlyTheNextStepIsAccepted) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const std::vector<Step> steps = TypeParam().steps();
-    for (size_t state = 0; state <= steps.size(); ++state) {
-        for (size_t step = 0; step < steps.size(); ++step) {
-            const bool accepted = step == state || steps[step].condition == nullptr ||
-                                  (steps[step].alsoStarted && state == TypeParam::kStarted);
-            if (accepted) continue;
-            EXPECT_DEATH(
-                    {
-                        TypeParam stage;
-                        advance(&stage, state);
-                        stage.steps()[step].take();
-                    },
-                    literally(std::string("CHECK(") + steps[step].condition + ") failed."))
-                    << "state " << state << ", step " << step;
-        }
-    }
+TYPED_TEST(LiveStateDeathTest, OnlyTheNextStepIsAccepted) {
+    expectOnlyTheNextStepIsAccepted<TypeParam>();
 }
 
-TYPED_TEST(LiveStateTest, ConfigureWhileStartedKeepsTheState) {
-    TypeParam stage;
-    advance(&stage, TypeParam::kStarted);
-    for (const Step& step : stage.steps()) {
-        if (step.alsoStarted) {
-            EXPECT_EQ(step.take(), OK);
-        }
-    }
-    EXPECT_EQ(stage.pipeline->stop(), OK);
-}
-
-TYPED_TEST(LiveStateTest, ResetLeadsFromEveryStateToTheStart) {
-    const size_t states = TypeParam().steps().size();
-    for (size_t state = 0; state <= states; ++state) {
-        TypeParam stage;
-        advance(&stage, state);
-        EXPECT_EQ(stage.pipeline->reset(), OK) << "state " << state;
-        EXPECT_EQ(stage.steps()[0].take(), OK) << "state " << state;
-    }
-}
-
-TYPED_TEST(LiveStateTest, UnknownMessageCodesAbort) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+TYPED_TEST(LiveStateDeathTest, UnknownMessageCodesAbort) {
     for (const int code : {TypeParam::kUnknownCode, 0x1002}) {
         EXPECT_DEATH(
                 {
@@ -242,8 +173,29 @@ TYPED_TEST(LiveStateTest, UnknownMessageCodesAbort) {
                     sp<AMessage>(new AMessage(code, stage.pipeline))
                             ->postAndAwaitResponse(&response);
                 },
-                literally(TypeParam::kNowhere))
+                HasSubstr(TypeParam::kNowhere))
                 << code;
+    }
+}
+
+TYPED_TEST(LiveStateTest, ConfigureWhileStartedKeepsTheState) {
+    TypeParam stage;
+    advance(&stage, TypeParam::kStarted);
+    for (const Step& step : TypeParam::steps(&stage)) {
+        if (step.alsoStarted) {
+            EXPECT_EQ(step.take(), OK);
+        }
+    }
+    EXPECT_EQ(stage.pipeline->stop(), OK);
+}
+
+TYPED_TEST(LiveStateTest, ResetLeadsFromEveryStateToTheStart) {
+    const size_t states = TypeParam::steps(nullptr).size();
+    for (size_t state = 0; state <= states; ++state) {
+        TypeParam stage;
+        advance(&stage, state);
+        EXPECT_EQ(stage.pipeline->reset(), OK) << "state " << state;
+        EXPECT_EQ(take(&stage, 0), OK) << "state " << state;
     }
 }
 
@@ -253,8 +205,8 @@ TYPED_TEST(LiveStateTest, ARefusedTrackIsReportedAndStopReturns) {
     advance(&stage, TypeParam::kStarted);
     stage.pipeline->setMuxer(new OxaMediaMuxer(-1, OxaMediaMuxer::OUTPUT_FORMAT_MPEG_4));
     ASSERT_EQ(stage.record(true), OK);
-    ASSERT_TRUE(waitFor([&] { return stage.reports->refusals > 0; }));
-    EXPECT_EQ(stage.reports->tracks, 0);
+    ASSERT_TRUE(waitFor([&] { return stage.reports->count(kWhatDecodeGotEOS) > 0; }));
+    EXPECT_EQ(stage.reports->count(kWhatTrackAdded), 0);
     EXPECT_EQ(stage.pipeline->stop(), OK);
 }
 
@@ -269,23 +221,22 @@ TYPED_TEST(LiveStateTest, StopComesOutOfAMuxerThatNeverStarts) {
         stage.pipeline->setMuxer(muxer);
         ASSERT_EQ(stage.record(true), OK);
         EXPECT_EQ(stage.record(true), OK) << "a second switch-on changes nothing";
-        ASSERT_TRUE(waitFor([&] { return stage.reports->tracks > 0; }));
+        ASSERT_TRUE(waitFor([&] { return stage.reports->count(kWhatTrackAdded) > 0; }));
         // As the player does before it stops its pipelines.
         muxer->openGate();
         EXPECT_EQ(stage.pipeline->stop(), OK);
         EXPECT_FALSE(muxer->isStarted());
-        EXPECT_EQ(stage.reports->tracks, 1);
+        EXPECT_EQ(stage.reports->count(kWhatTrackAdded), 1);
     }
     fclose(file);
 }
 
 // ---- Camera ------------------------------------------------------------------------------------
 
-TEST(CameraRecorderTest, ACameraThatIsNotThereIsFatal) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+TEST(CameraRecorderDeathTest, ACameraThatIsNotThereIsFatal) {
     for (const int camera : {-1, 2, 7}) {
         EXPECT_DEATH(CameraStage().pipeline->setDataSource(kUsbCamera, camera, kClient),
-                     literally("CHECK(mCameraId >= 0 && mCameraId < numCamera) failed."))
+                     HasSubstr(refusalOf("mCameraId >= 0 && mCameraId < numCamera")))
                 << camera;
     }
     EXPECT_DEATH(
@@ -294,7 +245,7 @@ TEST(CameraRecorderTest, ACameraThatIsNotThereIsFatal) {
                 advance(&stage, 1);
                 stage.pipeline->setSurface(NULL);
             },
-            literally("CHECK(mSurface != NULL) failed."));
+            HasSubstr(refusalOf("mSurface != NULL")));
 }
 
 // A receiver in a size of its own.
@@ -408,8 +359,7 @@ TEST(CameraRecorderTest, ANegativeBitRateIsWrittenBack) {
 
 // ---- Microphone --------------------------------------------------------------------------------
 
-TEST(AudioRecordEncoderTest, BadArgumentsAreFatal) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+TEST(AudioRecordEncoderDeathTest, BadArgumentsAreFatal) {
     for (const int channels : {0, 3}) {
         EXPECT_DEATH(
                 {
@@ -417,12 +367,12 @@ TEST(AudioRecordEncoderTest, BadArgumentsAreFatal) {
                     stage.format.channelCount = channels;
                     advance(&stage, 2);
                 },
-                literally("CHECK(mChannelCount == 1 || mChannelCount == 2) failed."))
+                HasSubstr(refusalOf("mChannelCount == 1 || mChannelCount == 2")))
                 << channels;
     }
     EXPECT_DEATH(MicrophoneStage().pipeline->setAudioSource(1000, kClient),
-                 literally("CHECK(mAudioSource >= AUDIO_SOURCE_DEFAULT && mAudioSource <= "
-                           "AUDIO_SOURCE_MAX) failed."));
+                 HasSubstr(refusalOf("mAudioSource >= AUDIO_SOURCE_DEFAULT && mAudioSource <= "
+                                     "AUDIO_SOURCE_MAX")));
 }
 
 }  // namespace

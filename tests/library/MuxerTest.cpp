@@ -3,8 +3,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <media/stagefright/foundation/AHandler.h>
-#include <media/stagefright/foundation/ALooper.h>
 #include <media/stagefright/foundation/MediaDefs.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -18,6 +16,8 @@
 
 #include "OxaMediaMuxer.h"
 #include "library/LogCapture.h"
+#include "library/OwnLooper.h"
+#include "library/Reports.h"
 #include "support/Deadline.h"
 
 namespace android {
@@ -171,36 +171,16 @@ TEST_F(MuxerTest, AFailingWriterLeavesTheMuxerStartedButNotWriting) {
 
 // ---- The start gate ----------------------------------------------------------------------------
 
-// Runs the muxer's start when the announcement arrives, like the facade.
-class Starter : public AHandler {
-  public:
-    explicit Starter(const sp<OxaMediaMuxer>& muxer) : mMuxer(muxer) {
-        mLooper = new ALooper;
-        mLooper->start();
-    }
-    void attach() { mLooper->registerHandler(this); }
-    void detach() {
-        mLooper->unregisterHandler(id());
-        mLooper->stop();
-    }
-    void onMessageReceived(const sp<AMessage>& /* msg */) override { mMuxer->start(); }
-
-  private:
-    const sp<OxaMediaMuxer> mMuxer;
-    sp<ALooper> mLooper;
-};
-
 // The start comes as fast as it can: a waiter that missed it would hang here.
 TEST_F(MuxerTest, AnAnnouncementNeverMissesTheStartThatItCauses) {
     for (int i = 0; i < 5; ++i) {
-        sp<OxaMediaMuxer> muxer = make(kMp4);
-        ASSERT_EQ(muxer->addTrack(aacFormat()), 0);
-        sp<Starter> starter = new Starter(muxer);
-        starter->attach();
-        EXPECT_TRUE(muxer->announceAndWaitForStart(new AMessage(1, starter)));
-        EXPECT_TRUE(muxer->isWriting());
-        starter->detach();
-        EXPECT_EQ(muxer->stop(), OK);
+        const sp<Reports> facade = new Reports;
+        const OwnLooper looper(facade);
+        facade->muxer = make(kMp4);
+        ASSERT_EQ(facade->muxer->addTrack(aacFormat()), 0);
+        EXPECT_TRUE(facade->muxer->announceAndWaitForStart(new AMessage(kWhatTrackAdded, facade)));
+        EXPECT_TRUE(facade->muxer->isWriting());
+        EXPECT_EQ(facade->muxer->stop(), OK);
     }
 }
 

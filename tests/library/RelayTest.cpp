@@ -147,7 +147,6 @@ struct MissingItem {
 
 // Each mandatory item that is missing stops the process with its own site number.
 TEST_P(RelayTest, AMissingItemIsFatal) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const MissingItem kItems[] = {
             {1, "callbackID", 43, "findInt32\\(\"callbackID\", &callbackID\\)"},
             {1, "index", 51, "findInt32\\(\"index\", &index\\)"},

@@ -10,6 +10,8 @@
 
 #include "AudioRxEncoder.h"
 #include "library/LogCapture.h"
+#include "library/OwnLooper.h"
+#include "library/Reports.h"
 #include "support/Deadline.h"
 #include "support/MediaProbe.h"
 #include "support/TempDir.h"
@@ -66,18 +68,6 @@ class ScriptedService : public IAudioUtil {
     size_t mNext = 0;  // guarded by mLock
 };
 
-// Starts the muxer with its only track.
-class MuxerStarter : public AHandler {
-  public:
-    explicit MuxerStarter(const sp<OxaMediaMuxer>& muxer) : mMuxer(muxer) {}
-    void onMessageReceived(const sp<AMessage>& msg) override {
-        if (msg->what() == kWhatTrackAdded) mMuxer->start();
-    }
-
-  private:
-    const sp<OxaMediaMuxer> mMuxer;
-};
-
 class RxBlockTest : public ::testing::Test {
   protected:
     RxBlockTest() : mUsual(IAudioUtil::getService("default", false)) {
@@ -90,17 +80,14 @@ class RxBlockTest : public ::testing::Test {
         mService->setBlocks(blocks);
         FILE* file = fopen(mFolder.file("out.mp4").c_str(), "w+e");
         ASSERT_NE(file, nullptr);
+        const sp<Reports> facade = new Reports;
+        const OwnLooper facadeLooper(facade);
         const sp<OxaMediaMuxer> muxer =
                 new OxaMediaMuxer(fileno(file), OxaMediaMuxer::OUTPUT_FORMAT_MPEG_4);
-        const sp<MuxerStarter> starter = new MuxerStarter(muxer);
-        const sp<ALooper> starterLooper = new ALooper;
-        starterLooper->registerHandler(starter);
-        starterLooper->start();
-        const sp<ALooper> looper = new ALooper;
+        facade->muxer = muxer;
         const sp<AudioRxEncoder> encoder = new AudioRxEncoder;
-        looper->registerHandler(encoder);
-        looper->start();
-        encoder->mPlayerHandler = starter;
+        const OwnLooper looper(encoder);
+        encoder->mPlayerHandler = facade;
 
         _AV_FORMAT_FORMAT format = {};
         format.channelCount = 2;
@@ -118,10 +105,6 @@ class RxBlockTest : public ::testing::Test {
         EXPECT_EQ(muxer->stop(), OK);
         EXPECT_EQ(encoder->reset(), OK);
         encoder->cleanup();
-        looper->unregisterHandler(encoder->id());
-        looper->stop();
-        starterLooper->unregisterHandler(starter->id());
-        starterLooper->stop();
         fclose(file);
     }
 
