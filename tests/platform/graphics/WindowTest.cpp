@@ -197,7 +197,7 @@ TEST_F(WindowTest, ShowsTheColoursOfEveryKindOfPicture) {
         }
         mQueue->setFormat(format);
         ASSERT_TRUE(mProducer->queue(makeCard(card)));
-        EXPECT_TRUE(waitForCard(320, 240, {(320 - shownWidth) / 2, 0, shownWidth, 240}))
+        ASSERT_TRUE(waitForCard(320, 240, {(320 - shownWidth) / 2, 0, shownWidth, 240}))
                 << colour.name;
     }
 }
