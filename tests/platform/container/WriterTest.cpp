@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -25,7 +26,6 @@
 #include "support/Deadline.h"
 #include "support/MediaProbe.h"
 #include "support/MediaReader.h"
-#include "support/ProcessRunner.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
 
@@ -135,11 +135,11 @@ INSTANTIATE_TEST_SUITE_P(Containers, WriterTest, testing::Values(Container::kMp4
 // push wait for the other track stands still for ever.
 TEST_P(WriterTest, WritesEverySampleWhateverTheOrder) {
     const std::vector<TrackSample>& inOrder = carClip().samples;
-    std::vector<TrackSample> videoFirst = trackOf(inOrder, kVideo);
-    std::vector<TrackSample> audioFirst = trackOf(inOrder, kAudio);
-    const auto video = videoFirst;
-    videoFirst.insert(videoFirst.end(), audioFirst.begin(), audioFirst.end());
-    audioFirst.insert(audioFirst.end(), video.begin(), video.end());
+    std::vector<TrackSample> videoFirst = inOrder;
+    std::vector<TrackSample> audioFirst = inOrder;
+    const auto isVideo = [](const TrackSample& sample) { return sample.track == kVideo; };
+    std::stable_partition(videoFirst.begin(), videoFirst.end(), isVideo);
+    std::stable_partition(audioFirst.begin(), audioFirst.end(), std::not_fn(isVideo));
     for (const auto& samples : {videoFirst, audioFirst, inOrder}) {
         write(openFile(mPath), samples);
         expectSamples(mPath, inOrder);
@@ -340,9 +340,10 @@ TEST_P(WriterTest, APipeAndADescriptorThatAppendsGetAPlayableStream) {
     pipe.join();
     expectSamples(mPath, carClip().samples);
 
+    const std::string piped = readFile(mPath);
     ASSERT_TRUE(writeFile(mPath, ""));
     write(open(mPath.c_str(), O_RDWR | O_APPEND));
-    expectSamples(mPath, carClip().samples);
+    EXPECT_TRUE(readFile(mPath) == piped);
 }
 
 TEST_P(WriterTest, AnOutputThatFailsIsToldOnceAndSamplesAreTakenOn) {
@@ -428,37 +429,6 @@ TEST_P(StalledReaderTest, HoldsPushesOnlyAsLongAsTheHostAllows) {
     EXPECT_EQ(mPushed, carClip().samples.size());
     EXPECT_EQ(session.stop(), OK);
     expectOneFault(log, "fd ", ETIMEDOUT);
-}
-
-// A machine that goes down leaves what is in the file at that moment.
-TEST(Mp4WriterTest, TheFileCanBePlayedWhileItIsWritten) {
-    TempDir dir;
-    const std::string path = dir.file("out.mp4");
-    const std::string found = dir.file("found.mp4");
-    WriterSession session(Container::kMp4, openFile(path));
-    session.start(carClip());
-    std::vector<TrackSample> samples = carClip().samples;
-    std::stable_sort(samples.begin(), samples.end(),
-                     [](const auto& a, const auto& b) { return a.timeUs < b.timeUs; });
-    size_t pushed = 0;
-    for (int64_t untilUs : {3000000, 12000000}) {
-        for (; samples[pushed].timeUs < untilUs; ++pushed) {
-            ASSERT_EQ(session.push(samples[pushed]), OK);
-        }
-        ASSERT_TRUE(waitFor([&] {
-            writeFile(found, readFile(path));
-            const MediaProbe probe(found);
-            return probe.ok() && probe.video() != nullptr && probe.audio() != nullptr &&
-                   probe.video()->endUs > untilUs - 1300000 &&
-                   probe.audio()->endUs > untilUs - 1300000 && probe.video()->decodeErrors == 0;
-        })) << untilUs;
-        const auto boxes = boxesOf(found);
-        ASSERT_GE(boxes.size(), 5u);
-        EXPECT_THAT(std::vector<std::string>(boxes.begin(), boxes.begin() + 5),
-                    ElementsAre("ftyp", "free", "moov", "moof", "mdat"));
-    }
-    session.stop();
-    EXPECT_THAT(boxesOf(path), ElementsAre("ftyp", "mdat", "moov"));
 }
 
 TEST(Mp4WriterTest, WritesRotationAndPlace) {
