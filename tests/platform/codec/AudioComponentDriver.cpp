@@ -75,6 +75,12 @@ bool AudioComponentDriver::waitForEnd() {
     return mEnded && mErrors == 0;
 }
 
+int32_t AudioComponentDriver::formatInt32(const char* key) const {
+    int32_t value = -1;
+    if (!mFormats.empty()) mFormats[0]->findInt32(key, &value);
+    return value;
+}
+
 void AudioComponentDriver::onInputConsumed(size_t index) {
     std::lock_guard<std::mutex> lock(mLock);
     if (std::count(mFreeInputs.begin(), mFreeInputs.end(), index) > 0) mInOrder = false;

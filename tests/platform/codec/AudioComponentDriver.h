@@ -41,6 +41,8 @@ class AudioComponentDriver : public CodecComponent::Client {
     // To be read after waitForEnd() or stop(). The empty output of the end is not among them.
     const std::vector<Output>& outputs() const { return mOutputs; }
     const std::vector<sp<AMessage>>& formats() const { return mFormats; }
+    // Of the first format; -1 if it is not in it.
+    int32_t formatInt32(const char* key) const;
     int errors() const { return mErrors; }
     // False if an output came before a format, after the end, or an input was given back twice.
     bool inOrder() const { return mInOrder; }

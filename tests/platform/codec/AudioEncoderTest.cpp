@@ -7,7 +7,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <random>
 
 #include "codec/AacEncoder.h"
 #include "platform/codec/AudioComponentDriver.h"
@@ -107,12 +106,6 @@ Sound decodeUnits(const AudioComponentDriver& driver) {
     return sound;
 }
 
-int32_t int32Of(const sp<AMessage>& format, const char* key) {
-    int32_t value = -1;
-    format->findInt32(key, &value);
-    return value;
-}
-
 // Encodes all of it and checks what holds for every stream: order, marks, and times that count
 // samples from one unit of priming before the first stamp.
 Sound encodeAndDecode(AudioComponentDriver* driver, const sp<AMessage>& format,
@@ -124,7 +117,7 @@ Sound encodeAndDecode(AudioComponentDriver* driver, const sp<AMessage>& format,
     EXPECT_TRUE(driver->waitForEnd());
     EXPECT_TRUE(driver->inOrder());
     EXPECT_EQ(driver->formats().size(), 1u);
-    const int rate = int32Of(driver->formats()[0], "sample-rate");
+    const int rate = driver->formatInt32("sample-rate");
     for (size_t k = 0; k < driver->outputs().size(); ++k) {
         const auto& unit = driver->outputs()[k];
         EXPECT_EQ(unit.flags, static_cast<uint32_t>(MediaCodec::BUFFER_FLAG_SYNCFRAME));
@@ -238,6 +231,7 @@ class AacEncoderMixTest : public testing::TestWithParam<Mix> {};
 // Each channel has a tone of its own, so a swapped, lost or attenuated channel shows.
 TEST_P(AacEncoderMixTest, LevelsAreThoseOfTheCommand) {
     const Mix& mix = GetParam();
+    SCOPED_TRACE(std::string(mix.layout) + " to " + mix.streamLayout);
     const std::vector<double> frequencies = channelFrequencies(mix.channels);
     ClipOptions options;
     options.extension = "wav";
@@ -257,7 +251,7 @@ TEST_P(AacEncoderMixTest, LevelsAreThoseOfTheCommand) {
     const Sound sound = encodeAndDecode(
             &driver, encoderFormat({mix.channels, options.sampleRate}, {mix.streamChannels, 0}),
             feeder, interleave(waves));
-    EXPECT_EQ(int32Of(driver.formats()[0], "channel-count"), mix.streamChannels);
+    EXPECT_EQ(driver.formatInt32("channel-count"), mix.streamChannels);
     expectSameLevels(sound, decodeSound(target), frequencies);
 }
 
@@ -265,13 +259,7 @@ INSTANTIATE_TEST_SUITE_P(Layouts, AacEncoderMixTest,
                          testing::Values(Mix{"3.0", 3, "stereo", 2}, Mix{"3.0", 3, "3.0", 3},
                                          Mix{"4.0", 4, "stereo", 2}, Mix{"5.0", 5, "stereo", 2},
                                          Mix{"6.1", 7, "stereo", 2}, Mix{"7.1", 8, "stereo", 2},
-                                         Mix{"7.1", 8, "5.1", 6}, Mix{"7.1", 8, "7.1", 8}),
-                         [](const auto& info) {
-                             std::string name = info.param.layout;
-                             if (name.find('.') != std::string::npos)
-                                 name.replace(name.find('.'), 1, "_");
-                             return name + "_to_" + std::to_string(info.param.streamChannels);
-                         });
+                                         Mix{"7.1", 8, "5.1", 6}, Mix{"7.1", 8, "7.1", 8}));
 
 // Twelve channels have no names and no known mix.
 TEST(AacEncoderTest, UnknownLayoutsKeepTheirFirstChannels) {
@@ -288,21 +276,6 @@ TEST(AacEncoderTest, UnknownLayoutsKeepTheirFirstChannels) {
         const auto heard = window(sound.channel(channel), 48000, 0.2, 0.7);
         EXPECT_NEAR(toneDb(heard, 48000, frequencies[channel]), 20 * std::log10(0.2), 0.5);
     }
-}
-
-TEST(AacEncoderTest, ResampledSoundKeepsItsPitchAndLength) {
-    AudioComponentDriver driver(createAacEncoder());
-    const Feeder feeder = {&driver, {1, 44100}};
-    const Sound sound = encodeAndDecode(&driver, encoderFormat({1, 44100}, {2, 48000}), feeder,
-                                        interleave({sine(1234.5, 0.5, 44100, 3 * 44100)}));
-    ASSERT_EQ(sound.sampleRate, 48000);
-    ASSERT_EQ(sound.channels, 2);
-    for (double from : {0.2, 2.0}) {
-        EXPECT_NEAR(dominantFrequency(window(sound.channel(1), 48000, from, 0.9), 48000), 1234.5,
-                    1);
-    }
-    EXPECT_NEAR(static_cast<double>(sound.frames()), 3 * 48000 + 1.5 * kUnitFrames,
-                0.5 * kUnitFrames + 1);
 }
 
 // 9,415 frames become 10,247.3: ten units and a few frames, fewer than the resampler holds back. If
@@ -331,52 +304,46 @@ TEST(AacEncoderTest, ResultDoesNotDependOnTheBlocksOfTheInput) {
         EXPECT_EQ(stream, streams[0]);
 }
 
-// One second of a tone, then another second that is stamped off by `shiftUs`.
-Sound shiftedSound(int64_t shiftUs, Shape pcm, Shape stream) {
-    AudioComponentDriver driver(createAacEncoder());
-    const auto second = interleave({sine(400, 0.5, pcm.sampleRate, pcm.sampleRate)});
-    EXPECT_EQ(driver.start(encoderFormat(pcm, stream)), OK);
-    EXPECT_TRUE((Feeder{&driver, pcm, 0}).feed(second));
-    EXPECT_TRUE((Feeder{&driver, pcm, 1000000 + shiftUs}).feed(second));
-    EXPECT_TRUE(driver.queueEnd());
-    EXPECT_TRUE(driver.waitForEnd());
-    return decodeUnits(driver);
+// One second of a tone, then another second that is stamped off.
+TEST(AacEncoderTest, FollowsStampsThatAreFarOff) {
+    const struct {
+        const char* name;
+        int64_t shiftUs;
+        double addedSeconds;
+        Shape pcm;
+        Shape stream;
+    } kShifts[] = {{"gap", 500000, 0.5, {1, 44100}, {1, 48000}},
+                   {"gap of a minute", 60000000, 60, {1, 8000}, {1, 8000}},
+                   {"overlap", -300000, -0.3, {1, 48000}, {1, 48000}},
+                   {"overlap of everything", -1000000, -1, {1, 48000}, {1, 48000}},
+                   {"small gap", 95000, 0, {1, 48000}, {1, 48000}},
+                   {"small overlap", -95000, 0, {1, 48000}, {1, 48000}},
+                   {"broken stamp", INT64_MAX - 3000000, 0, {1, 48000}, {1, 48000}},
+                   {"broken early stamp", INT64_MIN, 0, {1, 48000}, {1, 48000}}};
+    for (const auto& shift : kShifts) {
+        SCOPED_TRACE(shift.name);
+        AudioComponentDriver driver(createAacEncoder());
+        const int rate = shift.pcm.sampleRate;
+        const auto second = interleave({sine(400, 0.5, rate, rate)});
+        ASSERT_EQ(driver.start(encoderFormat(shift.pcm, shift.stream)), OK);
+        ASSERT_TRUE((Feeder{&driver, shift.pcm, 0}).feed(second));
+        ASSERT_TRUE((Feeder{&driver, shift.pcm, 1000000 + shift.shiftUs}).feed(second));
+        ASSERT_TRUE(driver.queueEnd());
+        ASSERT_TRUE(driver.waitForEnd());
+        const Sound sound = decodeUnits(driver);
+        const double unit = 1.0 * kUnitFrames / sound.sampleRate;
+        EXPECT_GE(sound.seconds(), 2 + shift.addedSeconds + unit - 0.001);
+        EXPECT_LT(sound.seconds(), 2 + shift.addedSeconds + 2 * unit + 0.001);
+        if (shift.addedSeconds <= 0) continue;
+        // Silence in the gap, the tone on both sides of it.
+        const auto level = [&sound](double from, double length) {
+            return levelDb(window(sound.channel(0), sound.sampleRate, from, length));
+        };
+        EXPECT_LT(level(unit + 1.05, shift.addedSeconds - 0.1), -60);
+        EXPECT_GT(level(unit + 0.9, 0.08), -12);
+        EXPECT_GT(level(unit + 1.02 + shift.addedSeconds, 0.1), -12);
+    }
 }
-
-struct Shift {
-    const char* name;
-    int64_t shiftUs;
-    double addedSeconds;
-    Shape pcm;
-    Shape stream;
-};
-class AacEncoderGapTest : public testing::TestWithParam<Shift> {};
-
-TEST_P(AacEncoderGapTest, FollowsStampsThatAreFarOff) {
-    const Shift& shift = GetParam();
-    const Sound sound = shiftedSound(shift.shiftUs, shift.pcm, shift.stream);
-    const double unit = 1.0 * kUnitFrames / sound.sampleRate;
-    EXPECT_GE(sound.seconds(), 2 + shift.addedSeconds + unit - 0.001);
-    EXPECT_LT(sound.seconds(), 2 + shift.addedSeconds + 2 * unit + 0.001);
-    if (shift.addedSeconds <= 0) return;
-    const auto mono = sound.channel(0);
-    // Silence in the gap, the tone on both sides of it.
-    EXPECT_LT(levelDb(window(mono, sound.sampleRate, unit + 1.05, shift.addedSeconds - 0.1)), -60);
-    EXPECT_GT(levelDb(window(mono, sound.sampleRate, unit + 0.9, 0.08)), -12);
-    EXPECT_GT(levelDb(window(mono, sound.sampleRate, unit + 1.02 + shift.addedSeconds, 0.1)), -12);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-        Shifts, AacEncoderGapTest,
-        testing::Values(Shift{"gap_resampled", 500000, 0.5, {1, 44100}, {1, 48000}},
-                        Shift{"gap_of_a_minute", 60000000, 60, {1, 8000}, {1, 8000}},
-                        Shift{"overlap", -300000, -0.3, {1, 48000}, {1, 48000}},
-                        Shift{"overlap_of_everything", -1000000, -1, {1, 48000}, {1, 48000}},
-                        Shift{"small_gap", 95000, 0, {1, 48000}, {1, 48000}},
-                        Shift{"small_overlap", -95000, 0, {1, 48000}, {1, 48000}},
-                        Shift{"broken_stamp", INT64_MAX - 3000000, 0, {1, 48000}, {1, 48000}},
-                        Shift{"broken_early_stamp", INT64_MIN, 0, {1, 48000}, {1, 48000}}),
-        [](const auto& info) { return std::string(info.param.name); });
 
 TEST(AacEncoderTest, ReportsItsFormatBeforeAnyInput) {
     AudioComponentDriver driver(createAacEncoder());
@@ -386,11 +353,11 @@ TEST(AacEncoderTest, ReportsItsFormatBeforeAnyInput) {
     AString mime;
     ASSERT_TRUE(format->findString("mime", &mime));
     EXPECT_STREQ(mime.c_str(), "audio/mp4a-latm");
-    EXPECT_EQ(int32Of(format, "channel-count"), 2);
-    EXPECT_EQ(int32Of(format, "sample-rate"), 48000);
-    EXPECT_EQ(int32Of(format, "bitrate"), 128000);
-    EXPECT_EQ(int32Of(format, "aac-profile"), 2);
-    EXPECT_EQ(int32Of(format, "encoder-delay"), kUnitFrames);
+    EXPECT_EQ(driver.formatInt32("channel-count"), 2);
+    EXPECT_EQ(driver.formatInt32("sample-rate"), 48000);
+    EXPECT_EQ(driver.formatInt32("bitrate"), 128000);
+    EXPECT_EQ(driver.formatInt32("aac-profile"), 2);
+    EXPECT_EQ(driver.formatInt32("encoder-delay"), kUnitFrames);
     sp<ABuffer> config;
     ASSERT_TRUE(format->findBuffer("csd-0", &config));
     ASSERT_GE(config->size(), 2u);
@@ -422,34 +389,24 @@ TEST(AacEncoderTest, AFewFramesMakeOneUnitAndThePriming) {
     }
 }
 
-TEST(AacEncoderTest, StopsAtAnyMomentAndStartsAgain) {
+// Also while a gap of hours is being filled.
+TEST(AacEncoderTest, StopsWhileItEncodesAndStartsAgain) {
     const sp<CodecComponent> encoder = createAacEncoder();
     const std::vector<int16_t> block(2 * 2048, 500);
-    std::mt19937 random(5);
-    for (int round = 0; round < 20; ++round) {
+    for (int blocks : {0, 1, 2, 7, 20}) {
         AudioComponentDriver driver(encoder);
-        if (round % 2 == 0) driver.holdOutputs();
         ASSERT_EQ(driver.start(encoderFormat({2, 48000}, {2, 44100})), OK);
-        // With held outputs inputs come back only until the worker waits: 8 units make 4 blocks.
-        const unsigned blocks = round % 2 == 0 ? 4 + random() % 3 : random() % 30;
-        for (unsigned i = 0; i < blocks; ++i) {
-            ASSERT_TRUE(driver.queue(block.data(), block.size() * sizeof(int16_t), 0));
+        for (int i = 0; i < blocks; ++i) {
+            const int64_t timeUs = i == 6 ? INT64_C(36000) * 1000000 : 0;
+            ASSERT_TRUE(driver.queue(block.data(), block.size() * sizeof(int16_t), timeUs));
+            if (i == 6) break;
         }
-        // A gap of hours: stop must not wait until it is filled.
-        if (round % 8 == 1) {
-            ASSERT_TRUE(driver.queue(block.data(), block.size(), INT64_C(36000) * 1000000));
-        }
-        if (round % 4 == 3) {
-            ASSERT_TRUE(driver.queueEnd());
-        }
-        driver.stop();
         driver.stop();
         EXPECT_TRUE(driver.inOrder());
     }
     AudioComponentDriver driver(encoder);
-    const Sound sound = encodeAndDecode(
-            &driver, encoderFormat({2, 48000}), {&driver, {2, 48000}},
-            interleave({sine(440, 0.5, 48000, 48000), sine(440, 0.5, 48000, 48000)}));
+    const Sound sound = encodeAndDecode(&driver, encoderFormat({1, 48000}), {&driver, {1, 48000}},
+                                        interleave({sine(440, 0.5, 48000, 48000)}));
     EXPECT_NEAR(dominantFrequency(window(sound.channel(0), 48000, 0.2, 0.7), 48000), 440, 1);
 }
 

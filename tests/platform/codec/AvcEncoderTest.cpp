@@ -164,17 +164,14 @@ TEST(AvcEncoder, ReportsItsFormatBeforeAnyInput) {
 
     const sp<AMessage> reported = encoder.events()[0].format;
     AString mime;
-    int32_t width = 0;
-    int32_t height = 0;
-    int32_t bitrate = 0;
     EXPECT_TRUE(reported->findString("mime", &mime));
     EXPECT_STREQ("video/avc", mime.c_str());
-    EXPECT_TRUE(reported->findInt32("width", &width));
-    EXPECT_TRUE(reported->findInt32("height", &height));
-    EXPECT_EQ(160, width);
-    EXPECT_EQ(96, height);
-    EXPECT_TRUE(reported->findInt32("bitrate", &bitrate));
-    EXPECT_EQ(500000, bitrate);
+    for (const auto& [name, expected] :
+         {std::pair("width", 160), std::pair("height", 96), std::pair("bitrate", 500000)}) {
+        int32_t value = 0;
+        EXPECT_TRUE(reported->findInt32(name, &value)) << name;
+        EXPECT_EQ(expected, value) << name;
+    }
     for (const auto& [name, type] : {std::pair("csd-0", 7), std::pair("csd-1", 8)}) {
         sp<ABuffer> csd;
         ASSERT_TRUE(reported->findBuffer(name, &csd)) << name;

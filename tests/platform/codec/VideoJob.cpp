@@ -18,8 +18,7 @@ constexpr int32_t kColorFormatSurface = 0x7F000789;
 
 }  // namespace
 
-VideoJob::VideoJob(VideoJobOptions options)
-    : mOptions(std::move(options)), mHolding(mOptions.holdPictures), mPlay(playOptions()) {}
+VideoJob::VideoJob(VideoJobOptions options) : mOptions(std::move(options)), mPlay(playOptions()) {}
 
 VideoJob::~VideoJob() {
     stop();
@@ -95,7 +94,7 @@ void VideoJob::onDecoderEvent(const CodecEvent& event) {
                 break;
             }
             mPictureTimesUs.push_back(event.timeUs);
-            render(event.index);
+            mPlay.expect(decoder()->renderOutputBufferAndRelease(event.index));
             break;
         case MediaCodec::CB_OUTPUT_FORMAT_CHANGED:
             mStartIsLate = mOptions.startEncoderLate && !mEndSignalled;
@@ -111,25 +110,6 @@ void VideoJob::signalEnd() {
     mPlay.expect(mEncoder->signalEndOfInputStream());
     mEndSignalled = true;
     if (mStartIsLate) mPlay.expect(mEncoder->start());
-}
-
-void VideoJob::render(size_t index) {
-    {
-        std::lock_guard<std::mutex> lock(mHeldLock);
-        if (mHolding) {
-            mHeld.push_back(index);
-            return;
-        }
-    }
-    mPlay.expect(decoder()->renderOutputBufferAndRelease(index));
-}
-
-void VideoJob::renderHeld() {
-    std::lock_guard<std::mutex> lock(mHeldLock);
-    for (const size_t index : mHeld)
-        mPlay.expect(decoder()->renderOutputBufferAndRelease(index));
-    mHeld.clear();
-    mHolding = false;
 }
 
 void VideoJob::onEncoderEvent(const CodecEvent& event) {

@@ -3,8 +3,6 @@
 
 #pragma once
 
-#include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -22,8 +20,6 @@ struct VideoJobOptions {
     bool endThroughDecoder = false;
     // The encoder is started only when the end has been signalled; for clips of a few pictures.
     bool startEncoderLate = false;
-    // Pictures stay with the client until renderHeld().
-    bool holdPictures = false;
 };
 
 struct EncodedUnit {
@@ -58,9 +54,6 @@ class VideoJob {
     CodecClient& decoder() { return mPlay.decoder(); }
     CodecClient& encoder() { return mEncoder; }
     const android::sp<android::IGraphicBufferProducer>& producer() const { return mProducer; }
-    // Renders what was held, and from now on everything at once.
-    void renderHeld();
-
     // Writes a plain H.264 stream.
     bool write(const std::string& path) const;
 
@@ -70,7 +63,6 @@ class VideoJob {
     void onDecoderEvent(const CodecEvent& event);
     void onEncoderEvent(const CodecEvent& event);
     void signalEnd();
-    void render(size_t index);
 
     const VideoJobOptions mOptions;
     android::sp<android::IGraphicBufferProducer> mProducer;
@@ -78,9 +70,6 @@ class VideoJob {
     bool mEndSignalled = false;
     bool mStartIsLate = false;
     std::vector<int64_t> mPictureTimesUs;
-    std::mutex mHeldLock;
-    bool mHolding;              // guarded by mHeldLock
-    std::vector<size_t> mHeld;  // guarded by mHeldLock
     // Encoder's callback thread.
     std::vector<EncodedUnit> mUnits;
     android::sp<android::AMessage> mEncoderFormat;
