@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "platform/foundation/LooperTestKit.h"
 
@@ -88,16 +89,25 @@ TEST_P(AMessageTypeTest, IsFoundOnlyAsItsOwnTypeAndReplacesAnyOther) {
 INSTANTIATE_TEST_SUITE_P(, AMessageTypeTest, ::testing::ValuesIn(kTypeCases),
                          [](const auto& info) { return std::string(info.param.finder); });
 
+// What a finder gives for the name; a test fails without an answer.
+template <typename T>
+T found(const AMessage& message, bool (AMessage::*find)(const char*, T*) const, const char* name) {
+    T value = {};
+    EXPECT_TRUE((message.*find)(name, &value)) << name;
+    return value;
+}
+
 TEST(AMessageTest, ReturnsTheValuesThatWereSet) {
-    sp<AMessage> message = new AMessage(7, nullptr);
-    sp<AMessage> nested = new AMessage;
-    sp<ABuffer> buffer = new ABuffer(1);
+    const sp<AMessage> message = new AMessage(7, nullptr);
+    const sp<AMessage> nested = new AMessage;
+    const sp<ABuffer> buffer = new ABuffer(1);
+    void* const pointer = message.get();
     message->setInt32("int32", INT32_MIN);
     message->setInt64("int64", INT64_MAX);
     message->setSize("size", SIZE_MAX);
     message->setFloat("float", 0.5f);
     message->setDouble("double", -1e300);
-    message->setPointer("pointer", &nested);
+    message->setPointer("pointer", pointer);
     message->setString("string", AString("text"));
     message->setString("part", "truncated", 5);
     message->setObject("object", nested);
@@ -105,50 +115,25 @@ TEST(AMessageTest, ReturnsTheValuesThatWereSet) {
     message->setMessage("message", nested);
     message->setRect("rect", 1, -2, 3, -4);
 
-    int32_t int32 = 0;
-    int64_t int64 = 0;
-    size_t size = 0;
-    float single = 0;
-    double real = 0;
-    void* pointer = nullptr;
-    AString string;
-    AString part;
-    sp<RefBase> object;
-    sp<ABuffer> foundBuffer;
-    sp<AMessage> foundMessage;
+    EXPECT_EQ(INT32_MIN, found(*message, &AMessage::findInt32, "int32"));
+    EXPECT_EQ(INT64_MAX, found(*message, &AMessage::findInt64, "int64"));
+    EXPECT_EQ(SIZE_MAX, found(*message, &AMessage::findSize, "size"));
+    EXPECT_EQ(0.5f, found(*message, &AMessage::findFloat, "float"));
+    EXPECT_EQ(-1e300, found(*message, &AMessage::findDouble, "double"));
+    EXPECT_EQ(pointer, found(*message, &AMessage::findPointer, "pointer"));
+    EXPECT_STREQ("text", found<AString>(*message, &AMessage::findString, "string").c_str());
+    EXPECT_STREQ("trunc", found<AString>(*message, &AMessage::findString, "part").c_str());
+    EXPECT_EQ(nested.get(), found(*message, &AMessage::findObject, "object").get());
+    EXPECT_EQ(buffer, found(*message, &AMessage::findBuffer, "buffer"));
+    EXPECT_EQ(nested, found(*message, &AMessage::findMessage, "message"));
     int32_t left = 0, top = 0, right = 0, bottom = 0;
-    EXPECT_TRUE(message->findInt32("int32", &int32));
-    EXPECT_TRUE(message->findInt64("int64", &int64));
-    EXPECT_TRUE(message->findSize("size", &size));
-    EXPECT_TRUE(message->findFloat("float", &single));
-    EXPECT_TRUE(message->findDouble("double", &real));
-    EXPECT_TRUE(message->findPointer("pointer", &pointer));
-    EXPECT_TRUE(message->findString("string", &string));
-    EXPECT_TRUE(message->findString("part", &part));
-    EXPECT_TRUE(message->findObject("object", &object));
-    EXPECT_TRUE(message->findBuffer("buffer", &foundBuffer));
-    EXPECT_TRUE(message->findMessage("message", &foundMessage));
     EXPECT_TRUE(message->findRect("rect", &left, &top, &right, &bottom));
-    EXPECT_EQ(INT32_MIN, int32);
-    EXPECT_EQ(INT64_MAX, int64);
-    EXPECT_EQ(SIZE_MAX, size);
-    EXPECT_EQ(0.5f, single);
-    EXPECT_EQ(-1e300, real);
-    EXPECT_EQ(&nested, pointer);
-    EXPECT_STREQ("text", string.c_str());
-    EXPECT_STREQ("trunc", part.c_str());
-    EXPECT_EQ(nested.get(), object.get());
-    EXPECT_EQ(buffer.get(), foundBuffer.get());
-    EXPECT_EQ(nested.get(), foundMessage.get());
-    EXPECT_EQ(1, left);
-    EXPECT_EQ(-2, top);
-    EXPECT_EQ(3, right);
-    EXPECT_EQ(-4, bottom);
+    EXPECT_EQ(std::vector<int32_t>({1, -2, 3, -4}),
+              std::vector<int32_t>({left, top, right, bottom}));
     EXPECT_EQ(7u, message->what());
 
-    int32 = 5;
-    EXPECT_FALSE(message->findInt32("int64", &int32));
-    EXPECT_EQ(5, int32) << "a finder without an answer must leave the variable alone";
+    EXPECT_FALSE(message->findInt32("int64", &left));
+    EXPECT_EQ(1, left) << "a finder without an answer must leave the variable alone";
 }
 
 TEST(AMessageTest, ConvertsNumbersOnRequest) {
@@ -159,18 +144,13 @@ TEST(AMessageTest, ConvertsNumbersOnRequest) {
     message->setDouble("double", 0.25);
     message->setString("string", "6");
     int64_t wide = 0;
-    EXPECT_TRUE(message->findAsInt64("int32", &wide));
-    EXPECT_EQ(-3, wide);
-    EXPECT_TRUE(message->findAsInt64("int64", &wide));
-    EXPECT_EQ(4, wide);
+    EXPECT_EQ(-3, found(*message, &AMessage::findAsInt64, "int32"));
+    EXPECT_EQ(4, found(*message, &AMessage::findAsInt64, "int64"));
     EXPECT_FALSE(message->findAsInt64("size", &wide));
     float number = 0;
-    EXPECT_TRUE(message->findAsFloat("int32", &number));
-    EXPECT_EQ(-3.0f, number);
-    EXPECT_TRUE(message->findAsFloat("size", &number));
-    EXPECT_EQ(5.0f, number);
-    EXPECT_TRUE(message->findAsFloat("double", &number));
-    EXPECT_EQ(0.25f, number);
+    EXPECT_EQ(-3.0f, found(*message, &AMessage::findAsFloat, "int32"));
+    EXPECT_EQ(5.0f, found(*message, &AMessage::findAsFloat, "size"));
+    EXPECT_EQ(0.25f, found(*message, &AMessage::findAsFloat, "double"));
     EXPECT_FALSE(message->findAsFloat("string", &number));
     EXPECT_FALSE(message->findAsFloat("none", &number));
 }
@@ -226,20 +206,11 @@ TEST(AMessageTest, DupCopiesDeeplyAndReadsTheTargetAfresh) {
 
     nested->setInt32("n", 2);
     message->setString("string", "changed");
-    sp<AMessage> nestedCopy;
-    sp<ABuffer> sameBuffer;
-    sp<RefBase> sameObject;
-    AString string;
-    int32_t n = 0;
-    ASSERT_TRUE(copy->findMessage("nested", &nestedCopy));
-    ASSERT_TRUE(nestedCopy->findInt32("n", &n));
-    ASSERT_TRUE(copy->findString("string", &string));
-    ASSERT_TRUE(copy->findBuffer("buffer", &sameBuffer));
-    ASSERT_TRUE(copy->findObject("object", &sameObject));
-    EXPECT_EQ(1, n);
-    EXPECT_STREQ("text", string.c_str());
-    EXPECT_EQ(buffer.get(), sameBuffer.get());
-    EXPECT_EQ(buffer.get(), sameObject.get());
+    const sp<AMessage> nestedCopy = found(*copy, &AMessage::findMessage, "nested");
+    EXPECT_EQ(1, found(*nestedCopy, &AMessage::findInt32, "n"));
+    EXPECT_STREQ("text", found<AString>(*copy, &AMessage::findString, "string").c_str());
+    EXPECT_EQ(buffer, found(*copy, &AMessage::findBuffer, "buffer"));
+    EXPECT_EQ(buffer.get(), found(*copy, &AMessage::findObject, "object").get());
     EXPECT_EQ(1u, copy->what());
 }
 
