@@ -127,24 +127,6 @@ TEST_F(HdmiReceiverTest, IsACameraThatIsLostWithThePlug) {
 }
 
 // The limit of a stalled device, in full length once.
-TEST_F(HdmiReceiverTest, IsLostWhenItStallsForThreeSeconds) {
-    create();
-    const FaultLog log;
-    OpenCamera camera(mOptions.camera);
-    ASSERT_TRUE(camera.exists());
-    const auto target = PictureTarget::create();
-    target->releaseAll();
-    ASSERT_EQ(OK, camera->setPreviewTarget(target->producer()));
-    ASSERT_EQ(OK, camera->startPreview());
-    ASSERT_TRUE(target->waitForCount(2));
-    mReceiver->stall();
-    int error = 0;
-    ASSERT_TRUE(waitForEnd(log, &error));
-    EXPECT_EQ(ETIMEDOUT, error);
-    camera->stopPreview();
-}
-
-// The service reads on through a loss of sound and finds itself in time with the picture.
 TEST_F(HdmiReceiverTest, GivesSoundThatPausesAndStaysInTime) {
     create();
     const sp<HdmiSignal> signal = HdmiSignal::current();

@@ -32,7 +32,7 @@ class MetadataEncoder : public testing::TestWithParam<EncodeCase> {};
 
 // Each record stands for one picture: no picture may be lost, doubled, or taken for another.
 TEST_P(MetadataEncoder, EncodesThePicturesThatRecordsReferTo) {
-    constexpr int kPictures = 20;
+    constexpr int kPictures = 10;
     const EncodeCase& c = GetParam();
     host::setEncoderPreset("ultrafast");
     Cameras cameras;
@@ -58,8 +58,7 @@ TEST_P(MetadataEncoder, EncodesThePicturesThatRecordsReferTo) {
 
 INSTANTIATE_TEST_SUITE_P(
         Cases, MetadataEncoder,
-        testing::Values(EncodeCase{"AsTheyAre", "", Size(320, 240), 0, 1},
-                        EncodeCase{"Scaled", "", Size(640, 480), 0, 1},
+        testing::Values(EncodeCase{"Scaled", "", Size(640, 480), 0, 1},
                         EncodeCase{"FullRange", ",scale=out_range=full,format=yuvj420p",
                                    Size(320, 240), 0, 1},
                         EncodeCase{"ProgressiveStaysWhole", "", Size(320, 240), 1, 1},
