@@ -1,7 +1,6 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <audio_utils/resampler.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <oxa/host/HdmiReceiver.h>
@@ -125,32 +124,6 @@ TEST_F(HdmiSoundTest, GivesBlocksInTimeAndWithoutGaps) {
 }
 
 // What the recorder makes of a source at another rate than its encoder's.
-TEST_F(HdmiSoundTest, KeepsPitchAndLengthWhenResampledBlockByBlock) {
-    constexpr int kSourceRate = 44100;
-    useSource("lavfi:sine=frequency=1000:sample_rate=44100,aformat=channel_layouts=stereo");
-    RxClient client;
-    client.start();
-    ASSERT_TRUE(client.pollFrames(kSourceRate));
-
-    resampler_itfe* resampler = nullptr;
-    ASSERT_EQ(0, create_resampler(kSourceRate, kRate, 2, 4, nullptr, &resampler));
-    std::vector<int16_t> out;
-    for (RxAnswer block : client.blocks()) {
-        ASSERT_EQ(kSourceRate, block.sampleRate);
-        size_t inFrames = block.samples.size() / 2;
-        size_t outFrames = inFrames * kRate / kSourceRate + 1;
-        std::vector<int16_t> room(outFrames * 2);
-        ASSERT_EQ(0, resampler->resample_from_input(resampler, block.samples.data(), &inFrames,
-                                                    room.data(), &outFrames));
-        EXPECT_EQ(block.samples.size() / 2, inFrames);
-        out.insert(out.end(), room.begin(), room.begin() + outFrames * 2);
-    }
-    release_resampler(resampler);
-    const Sound sound = soundFromPcm(out, 2, kRate);
-    EXPECT_NEAR(1.0 * client.frames() / kSourceRate, sound.seconds(), 0.002);
-    EXPECT_NEAR(1000, dominantFrequency(sound.channel(1), kRate), 0.5);
-}
-
 TEST_F(HdmiSoundTest, ConvertsToTheChannelsOfTheClient) {
     useSource("lavfi:aevalsrc=0.1|0.2|0.3|0|0.5|0.5:c=5.1:s=48000");
     for (const int channels : {1, 2}) {
