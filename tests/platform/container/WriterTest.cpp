@@ -33,8 +33,10 @@ namespace android {
 namespace {
 
 using namespace oxa::test;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Not;
 
 // 15 s without B-frames: what is decoded first is shown first.
 const EncodedClip& carClip() {
@@ -340,10 +342,12 @@ TEST_P(WriterTest, APipeAndADescriptorThatAppendsGetAPlayableStream) {
     pipe.join();
     expectSamples(mPath, carClip().samples);
 
-    const std::string piped = readFile(mPath);
     ASSERT_TRUE(writeFile(mPath, ""));
     write(open(mPath.c_str(), O_RDWR | O_APPEND));
-    EXPECT_TRUE(readFile(mPath) == piped);
+    expectSamples(mPath, carClip().samples);
+    if (GetParam() == Container::kMp4) {
+        EXPECT_THAT(boxesOf(mPath), Not(Contains("free"))) << "room that is never used";
+    }
 }
 
 TEST_P(WriterTest, AnOutputThatFailsIsToldOnceAndSamplesAreTakenOn) {
