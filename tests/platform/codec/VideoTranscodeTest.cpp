@@ -5,6 +5,7 @@
 #include <gui/Surface.h>
 #include <mediadrm/ICrypto.h>
 
+#include <algorithm>
 #include <ostream>
 
 #include "graphics/LocalBufferProducer.h"
@@ -272,14 +273,14 @@ TEST_P(Garbage, IsSkippedAndCounted) {
     // Each fault names the count so far: 1, 10, ... and the last one all. A few samples happen to
     // look like something that may be left out.
     const auto reported = faults.faults();
-    ASSERT_EQ(damaged > 10 ? 3u : 2u, reported.size());
-    for (size_t i = 0; i < reported.size(); ++i) {
-        EXPECT_EQ(oxa::host::FaultSource::kDecoder, reported[i].source);
-        EXPECT_EQ("c2.linux.h264.decoder", reported[i].object);
-        EXPECT_FALSE(reported[i].ended);
-        if (i + 1 < reported.size()) {
-            EXPECT_EQ(i == 0 ? 1u : 10u, reported[i].count);
-        }
+    ASSERT_GE(reported.size(), 3u);
+    uint64_t next = 1;
+    for (const auto& fault : reported) {
+        EXPECT_EQ(oxa::host::FaultSource::kDecoder, fault.source);
+        EXPECT_EQ("c2.linux.h264.decoder", fault.object);
+        EXPECT_FALSE(fault.ended);
+        EXPECT_EQ(std::min(next, reported.back().count), fault.count);
+        next *= 10;
     }
     EXPECT_GE(reported.back().count, damaged * 9 / 10);
 }
