@@ -16,36 +16,39 @@ namespace oxa::test {
 namespace {
 
 using nlohmann::json;
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 constexpr int kGap = 4;
 
 // Grey that becomes lighter by 20 a second.
-std::string brighteningClip(const std::string& extension, const std::string& rotation = "") {
+std::string brighteningClip(const std::string& extension) {
     ClipOptions options;
     options.extension = extension;
     options.seconds = 8;
+    options.width = 160;
+    options.height = 120;
+    options.frameRateNum = 10;
     options.audio = false;
     options.videoFilter = "geq=lum='30+20*T':cb=128:cr=128";
-    options.videoArguments = {"-g", "60", "-bf", "2"};
-    if (!rotation.empty()) options.outputArguments = {"-metadata:s:v:0", "rotate=" + rotation};
+    options.videoArguments = {"-g", "24", "-bf", "2"};
     return testClip(options);
 }
 
-struct SheetCase {
-    const char* name;
+struct Sheet {
     const char* extension;
     int columns;
     int rows;
     int width;
 };
 
-class ContactSheetTest : public testing::TestWithParam<SheetCase> {};
+class ContactSheetTest : public testing::TestWithParam<Sheet> {};
 
 // Each cell shows the picture of the time that is told for it, and the times are spread over the
 // film.
 TEST_P(ContactSheetTest, cellsShowTheirTimes) {
-    const SheetCase& sheet = GetParam();
+    const Sheet& sheet = GetParam();
     const TempDir folder;
     const TempDir temporary;
     const std::string output = folder.file("sheet.png");
@@ -71,7 +74,7 @@ TEST_P(ContactSheetTest, cellsShowTheirTimes) {
     const int stepY = (images[0].height - kGap) / sheet.rows;
     for (int i = 0; i < cells; ++i) {
         const double timeSec = event["times_s"][i].get<double>();
-        EXPECT_NEAR(timeSec, 8.0 * (i + 0.5) / cells, 0.05) << i;
+        EXPECT_NEAR(timeSec, 8.0 * (i + 0.5) / cells, 0.11) << i;
         const int left = i % sheet.columns * stepX;
         const int top = i / sheet.columns * stepY;
         const Colour centre =
@@ -81,12 +84,9 @@ TEST_P(ContactSheetTest, cellsShowTheirTimes) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Films, ContactSheetTest,
-                         testing::Values(SheetCase{"mp4", "mp4", 4, 2, 640},
-                                         SheetCase{"ts", "ts", 3, 2, 500},
-                                         SheetCase{"mkv", "mkv", 1, 5, 160}),
-                         [](const testing::TestParamInfo<SheetCase>& info) {
-                             return info.param.name;
-                         });
+                         testing::Values(Sheet{"mp4", 4, 2, 640}, Sheet{"ts", 3, 2, 500},
+                                         Sheet{"mkv", 1, 5, 160}),
+                         [](const auto& info) { return info.param.extension; });
 
 // 4:3 that is turned stands upright.
 TEST(ContactSheet, picturesAreUpright) {
@@ -98,15 +98,6 @@ TEST(ContactSheet, picturesAreUpright) {
     const json event = eventsNamed(eventsOf(result.out), "result").at(0);
     EXPECT_EQ(event["width"], 1280);
     EXPECT_NEAR(event["height"].get<int>() - 2 * kGap, (1280 - 3 * kGap) / 2 * 16 / 9, 4);
-}
-
-TEST(ContactSheet, filmWithOnePictureShowsItOnce) {
-    const TempDir folder;
-    const std::string output = folder.file("sheet.png");
-    const ProcessResult result =
-            runPlayer({"contact-sheet", oneFrameVideo(), "-o", output, "--json"});
-    ASSERT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(eventsNamed(eventsOf(result.out), "result").at(0)["times_s"], json::array({0.0}));
 }
 
 // White digits on black in the lower left corner of a cell that is grey elsewhere.
@@ -140,13 +131,7 @@ TEST(ContactSheet, timeIsWrittenIntoTheCorner) {
     EXPECT_EQ(oxaplayer::sheetTime(3'723'900'000), "1:02:03");
 }
 
-TEST(ContactSheet, standardOutputGetsThePng) {
-    const ProcessResult result = runPlayer({"contact-sheet", oneFrameVideo(), "-o", "-"});
-    EXPECT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(result.out.substr(0, 8), "\x89PNG\r\n\x1a\n");
-}
-
-TEST(ContactSheet, replacesOnlyWithForce) {
+TEST(ContactSheet, filmWithOnePictureReplacesAFileOnlyWithForce) {
     const TempDir folder;
     const std::string output = folder.file("sheet.png");
     ASSERT_TRUE(writeFile(output, "precious"));
@@ -154,53 +139,42 @@ TEST(ContactSheet, replacesOnlyWithForce) {
     EXPECT_EQ(refused.exitCode, 4);
     EXPECT_THAT(refused.err, HasSubstr("File exists (--force replaces it)"));
     EXPECT_EQ(readFile(output), "precious");
-    EXPECT_EQ(runPlayer({"contact-sheet", oneFrameVideo(), "-o", output, "--force"}).exitCode, 0);
-    EXPECT_EQ(readFile(output).substr(1, 3), "PNG");
+    const ProcessResult forced =
+            runPlayer({"contact-sheet", oneFrameVideo(), "-o", output, "--force", "--json"});
+    EXPECT_EQ(forced.exitCode, 0) << forced.err;
+    EXPECT_EQ(eventsNamed(eventsOf(forced.out), "result").at(0)["times_s"], json::array({0.0}));
+    const ProcessResult piped = runPlayer({"contact-sheet", oneFrameVideo(), "-o", "-"});
+    EXPECT_EQ(piped.exitCode, 0) << piped.err;
+    EXPECT_EQ(piped.out, readFile(output));
+    EXPECT_EQ(piped.out.substr(0, 8), "\x89PNG\r\n\x1a\n");
 }
 
-struct FailureCase {
-    const char* name;
-    std::vector<std::string> arguments;  // behind the command
-    int exitCode;
-    const char* text;
-};
-
-class ContactSheetFailureTest : public testing::TestWithParam<FailureCase> {};
-
-TEST_P(ContactSheetFailureTest, isOneLineAndLeavesNothing) {
+TEST(ContactSheet, failureIsOneLineAndLeavesNothing) {
     const TempDir folder;
-    const FailureCase& failure = GetParam();
-    std::vector<std::string> arguments = {"contact-sheet"};
-    for (const std::string& argument : failure.arguments) {
-        arguments.push_back(argument == "OUTPUT" ? folder.file("sheet.png") : argument);
+    const std::string output = folder.file("sheet.png");
+    const std::string film = oneFrameVideo();
+    const struct {
+        std::vector<std::string> arguments;
+        int exitCode;
+        const char* text;
+    } kFailures[] = {
+            {{"none.mp4", "-o", output}, 3, "No such file"},
+            {{garbageFile(50'000), "-o", output}, 3, "cannot read"},
+            {{mediaPath("roar.mp3"), "-o", output}, 3, "no picture that can be decoded"},
+            {{film, "-o", "/dev/full"}, 4, "No space left"},
+            {{film, "-o", "/none/x.png"}, 4, "No such file"},
+            {{film, "-o", output, "--columns", "0"}, 2, "--columns '0': expected 1 to 20"},
+            {{film, "-o", output, "--columns", "20", "--width", "64"}, 2, "make no sheet"}};
+    for (const auto& failure : kFailures) {
+        std::vector<std::string> arguments = failure.arguments;
+        arguments.insert(arguments.begin(), "contact-sheet");
+        const ProcessResult result = runPlayer(arguments);
+        EXPECT_EQ(result.exitCode, failure.exitCode) << result.err;
+        EXPECT_THAT(linesOf(result.err).back(),
+                    AllOf(StartsWith("oxaplayer: contact-sheet: "), HasSubstr(failure.text)));
     }
-    const ProcessResult result = runPlayer(arguments);
-    EXPECT_EQ(result.exitCode, failure.exitCode) << result.err;
-    EXPECT_THAT(linesOf(result.err).back(), HasSubstr(failure.text));
-    EXPECT_THAT(linesOf(result.err).back(), testing::StartsWith("oxaplayer: contact-sheet: "));
     EXPECT_THAT(namesIn(folder.path()), testing::IsEmpty());
 }
-
-INSTANTIATE_TEST_SUITE_P(
-        Kinds, ContactSheetFailureTest,
-        testing::Values(
-                FailureCase{"missing", {"none.mp4", "-o", "OUTPUT"}, 3, "No such file"},
-                FailureCase{"garbage", {garbageFile(50'000), "-o", "OUTPUT"}, 3, "cannot read"},
-                FailureCase{"soundOnly",
-                            {mediaPath("roar.mp3"), "-o", "OUTPUT"},
-                            3,
-                            "no picture that can be decoded"},
-                FailureCase{"fullDisk", {oneFrameVideo(), "-o", "/dev/full"}, 4, "No space left"},
-                FailureCase{"noFolder", {oneFrameVideo(), "-o", "/none/x.png"}, 4, "No such file"},
-                FailureCase{"noColumns",
-                            {oneFrameVideo(), "-o", "OUTPUT", "--columns", "0"},
-                            2,
-                            "--columns '0': expected 1 to 20"},
-                FailureCase{"tooNarrow",
-                            {oneFrameVideo(), "-o", "OUTPUT", "--columns", "20", "--width", "64"},
-                            2,
-                            "make no sheet"}),
-        [](const testing::TestParamInfo<FailureCase>& info) { return info.param.name; });
 
 TEST(ContactSheet, interruptedLeavesNothing) {
     const TempDir folder;

@@ -48,22 +48,16 @@ class OutputFileTest : public testing::Test {
 };
 
 TEST_F(OutputFileTest, takesItsNameOnlyWhenComplete) {
+    const mode_t former = umask(027);
     OutputFile output;
     write(&output, mFinal, false, "new");
+    umask(former);
     EXPECT_FALSE(std::filesystem::exists(mFinal));
     EXPECT_EQ(output.bytes(), 3);
     EXPECT_FALSE(output.finish());
     EXPECT_THAT(names(), UnorderedElementsAre("film.mp4"));
     EXPECT_EQ(readFile(mFinal), "new");
     EXPECT_EQ(output.currentName(), mFinal);
-}
-
-TEST_F(OutputFileTest, hasTheModeThatTheUmaskLeaves) {
-    const mode_t former = umask(027);
-    OutputFile output;
-    write(&output, mFinal, false, "x");
-    umask(former);
-    EXPECT_FALSE(output.finish());
     struct stat status;
     ASSERT_EQ(stat(mFinal.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0640u);
@@ -83,28 +77,17 @@ TEST_F(OutputFileTest, nothingIsLeftOfAnOutputThatIsNotFinished) {
 
 using OutputFileDeathTest = OutputFileTest;
 
-TEST_F(OutputFileDeathTest, nothingIsLeftAfterAFatalAssertion) {
-    EXPECT_DEATH(
-            {
-                OutputFile::removeAtFatalError();
-                OutputFile output;
-                output.open(mFinal, false, -1);
-                __android_log_assert(nullptr, "test", "broken invariant");
-            },
-            "broken invariant");
+TEST_F(OutputFileDeathTest, fatalAssertionLeavesNothingAndBringsAnOldFileBack) {
+    const auto fail = [this](auto open) {
+        OutputFile::removeAtFatalError();
+        OutputFile output;
+        (output.*open)(mFinal, true, -1);
+        __android_log_assert(nullptr, "test", "broken invariant");
+    };
+    EXPECT_DEATH(fail(&OutputFile::open), "broken invariant");
     EXPECT_THAT(names(), IsEmpty());
-}
-
-TEST_F(OutputFileDeathTest, oldFileComesBackAfterAFatalAssertion) {
     ASSERT_TRUE(writeFile(mFinal, "old"));
-    EXPECT_DEATH(
-            {
-                OutputFile::removeAtFatalError();
-                OutputFile output;
-                output.openInPlace(mFinal, true, -1);
-                __android_log_assert(nullptr, "test", "broken invariant");
-            },
-            "broken invariant");
+    EXPECT_DEATH(fail(&OutputFile::openInPlace), "broken invariant");
     EXPECT_EQ(readFile(mFinal), "old");
     EXPECT_THAT(names(), UnorderedElementsAre("film.mp4"));
 }
@@ -154,19 +137,25 @@ TEST_F(OutputFileTest, oldFileComesBackUntilTheNewOneIsKept) {
 // ---- Beside its place ---------------------------------------------------------------------------
 
 TEST_F(OutputFileTest, existingFileIsReplacedOnlyByForce) {
+    const std::string link = mFolder.file("link.mp4");
     ASSERT_TRUE(writeFile(mFinal, "old"));
-    OutputFile refused;
-    const auto failure = refused.open(mFinal, false, -1);
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->code, ExitCode::kOutput);
-    EXPECT_THAT(failure->text, HasSubstr("File exists"));
+    std::filesystem::create_symlink(mFinal, link);
+    for (const std::string& path : {mFinal, link}) {
+        OutputFile refused;
+        const auto failure = refused.open(path, false, -1);
+        ASSERT_TRUE(failure);
+        EXPECT_EQ(failure->code, ExitCode::kOutput);
+        EXPECT_THAT(failure->text, HasSubstr("File exists"));
 
-    OutputFile forced;
-    write(&forced, mFinal, true, "new");
-    EXPECT_EQ(readFile(mFinal), "old");  // until the new one is complete
-    EXPECT_FALSE(forced.finish());
-    EXPECT_EQ(readFile(mFinal), "new");
-    EXPECT_THAT(names(), UnorderedElementsAre("film.mp4"));
+        const std::string before = readFile(mFinal);
+        OutputFile forced;
+        write(&forced, path, true, path);
+        EXPECT_EQ(readFile(mFinal), before);  // until the new one is complete
+        EXPECT_FALSE(forced.finish());
+        EXPECT_EQ(readFile(mFinal), path);
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_THAT(names(), UnorderedElementsAre("film.mp4", "link.mp4"));
 }
 
 // Two jobs with one output, or a file that someone else creates meanwhile.
@@ -195,17 +184,6 @@ TEST_F(OutputFileTest, shortenedFileNeverReplacesOne) {
     EXPECT_EQ(readFile(second.currentName()), "shorter");
     EXPECT_THAT(std::filesystem::path(second.currentName()).filename(),
                 testing::MatchesRegex("film\\.part-......\\.mp4"));
-}
-
-TEST_F(OutputFileTest, forceGoesThroughASymbolicLink) {
-    const std::string target = mFolder.file("target.mp4");
-    ASSERT_TRUE(writeFile(target, "old"));
-    ASSERT_EQ(symlink(target.c_str(), mFinal.c_str()), 0);
-    OutputFile output;
-    write(&output, mFinal, true, "new");
-    EXPECT_FALSE(output.finish());
-    EXPECT_TRUE(std::filesystem::is_symlink(mFinal));
-    EXPECT_EQ(readFile(target), "new");
 }
 
 TEST_F(OutputFileTest, namedPipeIsWrittenOnceItHasAReader) {

@@ -26,38 +26,27 @@ SourceTrack sound(int32_t channels, int32_t sampleRate) {
     return track;
 }
 
-struct SizeCase {
-    SourceTrack source;
-    int32_t width;
-    int32_t height;
-};
-
-class UprightSizeTest : public testing::TestWithParam<SizeCase> {};
-
 // A picture that comes out lying, squeezed or with an odd side.
-TEST_P(UprightSizeTest, isUprightSquareAndEven) {
-    const Size size = uprightSize(GetParam().source);
-    EXPECT_EQ(size.width, GetParam().width);
-    EXPECT_EQ(size.height, GetParam().height);
+TEST(UprightSize, isUprightSquareAndEven) {
+    const struct {
+        SourceTrack source;
+        int32_t width;
+        int32_t height;
+    } kCases[] = {{picture(960, 540), 960, 540},
+                  {picture(1920, 1080, 90), 1080, 1920},
+                  {picture(1920, 1080, 270), 1080, 1920},
+                  {picture(1920, 1080, 180), 1920, 1080},
+                  {picture(161, 121), 160, 120},
+                  {picture(720, 480, 0, 32.0 / 27), 854, 480},
+                  {picture(720, 576, 90, 16.0 / 15), 576, 768},
+                  {picture(1, 1), 2, 2},
+                  {picture(16384, 8190), 8192, 4094}};
+    for (const auto& test : kCases) {
+        const Size size = uprightSize(test.source);
+        EXPECT_EQ(size.width, test.width) << test.source.width;
+        EXPECT_EQ(size.height, test.height) << test.source.width;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Sources, UprightSizeTest,
-                         testing::Values(SizeCase{picture(960, 540), 960, 540},
-                                         SizeCase{picture(1920, 1080, 90), 1080, 1920},
-                                         SizeCase{picture(1920, 1080, 270), 1080, 1920},
-                                         SizeCase{picture(1920, 1080, 180), 1920, 1080},
-                                         SizeCase{picture(161, 121), 160, 120},
-                                         SizeCase{picture(720, 480, 0, 32.0 / 27), 854, 480},
-                                         SizeCase{picture(720, 576, 90, 16.0 / 15), 576, 768},
-                                         SizeCase{picture(1, 1), 2, 2},
-                                         SizeCase{picture(16384, 8190), 8192, 4094}),
-                         [](const testing::TestParamInfo<SizeCase>& info) {
-                             const SourceTrack& source = info.param.source;
-                             return std::to_string(source.width) + "x" +
-                                    std::to_string(source.height) + "_" +
-                                    std::to_string(source.rotationDegrees) + "_" +
-                                    std::to_string(info.index);
-                         });
 
 TEST(TargetFormat, followsTheSourceWhereNothingWasAsked) {
     const SourceTrack video = picture(854, 480);
@@ -86,28 +75,6 @@ TEST(TargetFormat, soundIsWhatAacCanHold) {
     EXPECT_EQ(target(1, 192000), std::pair(1, 48000));
     EXPECT_EQ(target(2, 37800), std::pair(2, 48000));
     EXPECT_EQ(target(0, 0), std::pair(1, 48000));
-}
-
-TEST(TargetFormat, optionsWin) {
-    TranscodeOptions options;
-    options.size = Size{320, 240};
-    options.frameRate = 10;
-    options.videoBitRate = 0;
-    options.keyFrameIntervalSec = 0;
-    options.deinterlace = 1;
-    options.audioChannels = 1;
-    options.audioRate = 8000;
-    const SourceTrack video = picture(1920, 1080, 90);
-    const SourceTrack audio = sound(6, 48000);
-    const auto format = makeTargetFormat(options, &video, &audio);
-    EXPECT_EQ(format.width, 320);
-    EXPECT_EQ(format.height, 240);
-    EXPECT_EQ(format.frameRate, 10);
-    EXPECT_EQ(format.bitRate, 0);
-    EXPECT_EQ(format.iFrameInterval, 0);
-    EXPECT_EQ(format.deinterlace, 1);
-    EXPECT_EQ(format.channelCount, 1);
-    EXPECT_EQ(format.sampleRate, 8000);
 }
 
 }  // namespace
