@@ -7,7 +7,6 @@
 
 #include <array>
 #include <filesystem>
-#include <ostream>
 #include <string>
 
 #include "OxaMediaCodecPlayerCommon.h"
@@ -29,18 +28,6 @@ constexpr char kTag[] = "HdmiRxInfo";
 using VideoFacts = std::array<int32_t, 7>;
 // Ready, Freq, Lpcm.
 using AudioFacts = std::array<int32_t, 3>;
-
-template <typename Facts>
-struct FactsCase {
-    const char* name;
-    const char* text;
-    Facts facts;
-    const char* summary;
-};
-template <typename Facts>
-void PrintTo(const FactsCase<Facts>& facts, std::ostream* out) {
-    *out << facts.name;
-}
 
 // The two files of the driver, and what is read from them.
 class DriverFiles {
@@ -72,93 +59,79 @@ class DriverFiles {
     const TempDir mRoot;
 };
 
-class VideoFactsTest : public ::testing::TestWithParam<FactsCase<VideoFacts>> {
-  protected:
-    const DriverFiles mFiles;
-};
-
-TEST_P(VideoFactsTest, AreReadFromTheDriversFile) {
-    mFiles.write(kVideoFile, GetParam().text);
-    const LogCapture log;
-    EXPECT_EQ(DriverFiles::video(), GetParam().facts);
-    EXPECT_TRUE(log.contains(kTag, GetParam().summary));
+TEST(HdmiRxInfoTest, VideoFactsAreReadFromTheDriversFile) {
+    const struct {
+        const char* text;
+        VideoFacts facts;
+        const char* summary;
+    } kCases[] = {
+            {"Type:HDMIRx\nStatus:Ready\nWidth:1920\nHeight:1080\nScanMode:Progressive\n"
+             "Color:YUV444\nFps:60\n",
+             {1, 1, 1, 2, 1920, 1080, 60},
+             "HDMI-Rx video 1920x1080p60 Color:2  Ready"},
+            // In any order, without the last line's end.
+            {"Fps:50\nScanMode:Interlaced\nHeight:576\nWidth:720\nStatus:NotReady\nType:HDMIRx",
+             {1, 0, 0, 0, 720, 576, 50},
+             "HDMI-Rx video 720x576i50 Color:0 Not Ready"},
+            // A blank before a text does not match, one before a number does no harm.
+            {"Type: HDMIRx\nStatus: Ready\nScanMode: Progressive\nWidth: 1920\nHeight:\t1080\n",
+             {0, 0, 0, 0, 1920, 1080, 0},
+             "1920x1080i0"},
+            // A line without colon is the end.
+            {"Type:HDMIRx\nWidth:1280\n\nHeight:720\nFps:30\n",
+             {1, 0, 0, 0, 1280, 0, 0},
+             "1280x0i0"},
+            // Keys and texts are beginnings, in their case.
+            {"Types:HDMIRx2\nStatusText:ReadyNow\nWidthInPixels:640\nColorSpace:YUV422 BT.709\n",
+             {1, 1, 0, 1, 640, 0, 0},
+             "640x0i0 Color:1"},
+            {"Name:HDMIRx\nstatus:Ready\n Width:640\nFp:30\nHeight:480\n",
+             {0, 0, 0, 0, 0, 480, 0},
+             "0x480i0"},
+            // An unknown colour keeps the former one.
+            {"Color:YUV422\nColor:YUV420\n", {0, 0, 0, 1, 0, 0, 0}, "Color:1"},
+            {"Color:YUV444\nColor:RGB\n", {0, 0, 0, 0, 0, 0, 0}, "Color:0"},
+            // Numbers end with the first other character, and at their range.
+            {"Width:12:34\nHeight:-1px\nFps:59.94\n", {0, 0, 0, 0, 12, -1, 59}, "12x-1i59"},
+            {"Width:4294967297\nHeight:-9999999999999999999\n",
+             {0, 0, 0, 0, INT32_MAX, INT32_MIN, 0},
+             "2147483647x-2147483648i0"},
+            {"", {0, 0, 0, 0, 0, 0, 0}, "HDMI-Rx video 0x0i0 Color:0 Not Ready"}};
+    for (const auto& test : kCases) {
+        SCOPED_TRACE(test.text);
+        const DriverFiles files;
+        files.write(kVideoFile, test.text);
+        const LogCapture log;
+        EXPECT_EQ(DriverFiles::video(), test.facts);
+        EXPECT_TRUE(log.contains(kTag, test.summary));
+    }
 }
 
-const FactsCase<VideoFacts> kVideoCases[] = {
-        {"Whole",
-         "Type:HDMIRx\nStatus:Ready\nWidth:1920\nHeight:1080\nScanMode:Progressive\n"
-         "Color:YUV444\nFps:60\n",
-         {1, 1, 1, 2, 1920, 1080, 60},
-         "HDMI-Rx video 1920x1080p60 Color:2  Ready"},
-        {"AnyOrderWithoutLastLineEnd",
-         "Fps:50\nScanMode:Interlaced\nHeight:576\nWidth:720\nStatus:NotReady\nType:HDMIRx",
-         {1, 0, 0, 0, 720, 576, 50},
-         "HDMI-Rx video 720x576i50 Color:0 Not Ready"},
-        {"BlankBeforeATextDoesNotMatch",
-         "Type: HDMIRx\nStatus: Ready\nScanMode: Progressive\nWidth: 1920\nHeight:\t1080\n",
-         {0, 0, 0, 0, 1920, 1080, 0},
-         "1920x1080i0"},
-        {"LineWithoutColonEndsIt",
-         "Type:HDMIRx\nWidth:1280\n\nHeight:720\nFps:30\n",
-         {1, 0, 0, 0, 1280, 0, 0},
-         "1280x0i0"},
-        {"KeysAreBeginnings",
-         "Types:HDMIRx2\nStatusText:ReadyNow\nWidthInPixels:640\nColorSpace:YUV422 BT.709\n",
-         {1, 1, 0, 1, 640, 0, 0},
-         "640x0i0 Color:1"},
-        {"OtherKeysAndCasesAreIgnored",
-         "Name:HDMIRx\nstatus:Ready\n Width:640\nFp:30\nHeight:480\n",
-         {0, 0, 0, 0, 0, 480, 0},
-         "0x480i0"},
-        {"UnknownColorKeepsTheFormerOne",
-         "Color:YUV422\nColor:YUV420\n",
-         {0, 0, 0, 1, 0, 0, 0},
-         "Color:1"},
-        {"RgbAfterYuv", "Color:YUV444\nColor:RGB\n", {0, 0, 0, 0, 0, 0, 0}, "Color:0"},
-        {"NumbersStopAtTheFirstOtherCharacter",
-         "Width:1920px\nHeight:-1\nFps:59.94\n",
-         {0, 0, 0, 0, 1920, -1, 59},
-         "1920x-1i59"},
-        {"NumbersBeyondTheirRange",
-         "Width:4294967297\nHeight:-9999999999999999999\n",
-         {0, 0, 0, 0, INT32_MAX, INT32_MIN, 0},
-         "2147483647x-2147483648i0"},
-        {"ValueWithAColon", "Width:12:34\n", {0, 0, 0, 0, 12, 0, 0}, "12x0i0"},
-        {"Empty", "", {0, 0, 0, 0, 0, 0, 0}, "HDMI-Rx video 0x0i0 Color:0 Not Ready"},
-};
-INSTANTIATE_TEST_SUITE_P(Texts, VideoFactsTest, ::testing::ValuesIn(kVideoCases),
-                         [](const auto& info) { return info.param.name; });
-
-class AudioFactsTest : public ::testing::TestWithParam<FactsCase<AudioFacts>> {
-  protected:
-    const DriverFiles mFiles;
-};
-
-TEST_P(AudioFactsTest, AreReadFromTheDriversFile) {
-    mFiles.write(kAudioFile, GetParam().text);
-    const LogCapture log;
-    EXPECT_EQ(DriverFiles::audio(), GetParam().facts);
-    EXPECT_TRUE(log.contains(kTag, GetParam().summary));
+TEST(HdmiRxInfoTest, AudioFactsAreReadFromTheDriversFile) {
+    const struct {
+        const char* text;
+        AudioFacts facts;
+        const char* summary;
+    } kCases[] = {{"Ready:1\nFreq:48000\nSPDIF Type:LPCM\n",
+                   {1, 48000, 1},
+                   "HDMI-Rx audio  Ready 48000Hz SPDIF:LPCM"},
+                  {"Ready:1\nFreq:44100\nSPDIF Type:Non-LPCM AC3\n",
+                   {1, 44100, 0},
+                   "HDMI-Rx audio  Ready 44100Hz SPDIF:RAW"},
+                  {"Ready:2\nFreq: 32000 Hz\nSPDIF Type:\n",
+                   {0, 32000, 1},
+                   "HDMI-Rx audio Not Ready 32000Hz SPDIF:LPCM"},
+                  {"Ready: 1\n", {1, 0, 0}, "HDMI-Rx audio  Ready 0Hz SPDIF:RAW"},
+                  {"Ready:1\nnothing\nFreq:48000\n", {1, 0, 0}, "0Hz"}};
+    for (const auto& test : kCases) {
+        SCOPED_TRACE(test.text);
+        const DriverFiles files;
+        files.write(kAudioFile, test.text);
+        const LogCapture log;
+        EXPECT_EQ(DriverFiles::audio(), test.facts);
+        EXPECT_TRUE(log.contains(kTag, test.summary));
+    }
 }
-
-const FactsCase<AudioFacts> kAudioCases[] = {
-        {"Lpcm",
-         "Ready:1\nFreq:48000\nSPDIF Type:LPCM\n",
-         {1, 48000, 1},
-         "HDMI-Rx audio  Ready 48000Hz SPDIF:LPCM"},
-        {"Compressed",
-         "Ready:1\nFreq:44100\nSPDIF Type:Non-LPCM AC3\n",
-         {1, 44100, 0},
-         "HDMI-Rx audio  Ready 44100Hz SPDIF:RAW"},
-        {"OnlyOneIsReady",
-         "Ready:2\nFreq: 32000 Hz\nSPDIF Type:\n",
-         {0, 32000, 1},
-         "HDMI-Rx audio Not Ready 32000Hz SPDIF:LPCM"},
-        {"WithoutType", "Ready: 1\n", {1, 0, 0}, "HDMI-Rx audio  Ready 0Hz SPDIF:RAW"},
-        {"LineWithoutColonEndsIt", "Ready:1\nnothing\nFreq:48000\n", {1, 0, 0}, "0Hz"},
-};
-INSTANTIATE_TEST_SUITE_P(Texts, AudioFactsTest, ::testing::ValuesIn(kAudioCases),
-                         [](const auto& info) { return info.param.name; });
 
 TEST(HdmiRxInfoTest, MissingFilesLeaveZeros) {
     const DriverFiles files;
