@@ -19,82 +19,64 @@ using testing::HasSubstr;
 
 constexpr char kPicture[] = "lavfi:testsrc2=size=320x180";
 constexpr char kSound[] = "lavfi:sine";
-
-struct ChoiceCase {
-    const char* name;
-    CaptureChoice choice;  // hdmi, usb, audio
-    Only only;
-    const char* cause;  // null: accepted
-};
-
-class CaptureChoiceTest : public testing::TestWithParam<ChoiceCase> {};
-
-// Devices do not exist here: what is refused must be refused without opening them.
-TEST_P(CaptureChoiceTest, isCheckedBeforeAnythingIsOpened) {
-    const auto failure = checkChoice(GetParam().choice, GetParam().only);
-    if (GetParam().cause == nullptr) {
-        EXPECT_FALSE(failure) << failure->text;
-        return;
-    }
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->code, ExitCode::kUsage);
-    EXPECT_THAT(failure->text, HasSubstr(GetParam().cause));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-        Choices, CaptureChoiceTest,
-        testing::Values(
-                ChoiceCase{"nothing", {}, Only::kBoth, "either --hdmi SOURCE or --usb SOURCE"},
-                ChoiceCase{"both", {"a.mp4", "b.mp4", {}}, Only::kBoth, "either --hdmi"},
-                ChoiceCase{"emptyText", {{}, "", {}}, Only::kBoth, "no name"},
-                ChoiceCase{"noGraph", {"lavfi:", {}, {}}, Only::kBoth, "after 'lavfi:'"},
-                ChoiceCase{"noDevice", {{}, "v4l2:", {}}, Only::kBoth, "after 'v4l2:'"},
-                ChoiceCase{"noMicrophone", {{}, kPicture, "alsa:"}, Only::kBoth, "after 'alsa:'"},
-                ChoiceCase{"pictureOfSoundCard", {{}, "alsa:default", {}}, Only::kBoth, "picture"},
-                ChoiceCase{"pictureOfServer", {"pulse:mic", {}, {}}, Only::kVideo, "picture"},
-                ChoiceCase{"soundOfCamera", {{}, "v4l2:/dev/video0", {}}, Only::kAudio, "--audio"},
-                ChoiceCase{"cameraAsSound", {{}, kPicture, "v4l2:/x"}, Only::kBoth, "no sound"},
-                ChoiceCase{"nothingLeft", {{}, kPicture, "none"}, Only::kAudio, "leave nothing"},
-                ChoiceCase{"leftOut", {{}, kPicture, kSound}, Only::kVideo, "leaves out"},
-                ChoiceCase{"camera", {{}, "v4l2:/dev/video0", "alsa:hw:1"}, Only::kBoth, nullptr},
-                ChoiceCase{"soundCard", {{}, "alsa:default", {}}, Only::kAudio, nullptr},
-                ChoiceCase{"fileWithColon", {"talk:", {}, "none"}, Only::kVideo, nullptr}),
-        [](const testing::TestParamInfo<ChoiceCase>& info) { return info.param.name; });
-
-struct SoundCase {
-    const char* name;
-    CaptureChoice choice;
-    Only only;
-    bool hasVideo;
-    const char* sound;
-};
-
-class CaptureSoundTest : public testing::TestWithParam<SoundCase> {};
-
-TEST_P(CaptureSoundTest, isTheOneAskedForOrTheSourcesOwn) {
-    CaptureSource source;
-    const auto failure = source.open(GetParam().choice, GetParam().only);
-    ASSERT_FALSE(failure) << failure->text;
-    EXPECT_EQ(source.hasVideo(), GetParam().hasVideo);
-    EXPECT_EQ(source.soundName(), GetParam().sound);
-    EXPECT_EQ(source.hasAudio(), GetParam().sound[0] != '\0');
-}
-
 constexpr char kBoth[] = "lavfi:testsrc2=size=320x180;sine";
 
-INSTANTIATE_TEST_SUITE_P(
-        Choices, CaptureSoundTest,
-        testing::Values(SoundCase{"usb", {{}, kBoth, {}}, Only::kBoth, true, kBoth},
-                        SoundCase{"usbWithoutSound", {{}, kPicture, {}}, Only::kBoth, true, ""},
-                        SoundCase{"usbOther", {{}, kBoth, kSound}, Only::kBoth, true, kSound},
-                        SoundCase{"usbNone", {{}, kBoth, "none"}, Only::kBoth, true, ""},
-                        SoundCase{"usbPicture", {{}, kBoth, {}}, Only::kVideo, true, ""},
-                        SoundCase{"usbSound", {{}, kSound, {}}, Only::kAudio, false, kSound},
-                        SoundCase{"hdmi", {kBoth, {}, {}}, Only::kBoth, true, kBoth},
-                        SoundCase{"hdmiWithoutSound", {kPicture, {}, {}}, Only::kBoth, true, ""},
-                        SoundCase{"hdmiOther", {kPicture, {}, kSound}, Only::kBoth, true, kSound},
-                        SoundCase{"hdmiSound", {kSound, {}, {}}, Only::kAudio, false, kSound}),
-        [](const testing::TestParamInfo<SoundCase>& info) { return info.param.name; });
+// Devices do not exist here: what is refused must be refused without opening them.
+TEST(CaptureSource, choiceIsCheckedBeforeAnythingIsOpened) {
+    const struct {
+        CaptureChoice choice;  // hdmi, usb, audio
+        Only only;
+        const char* cause;  // null: accepted
+    } kCases[] = {{{}, Only::kBoth, "either --hdmi SOURCE or --usb SOURCE"},
+                  {{"a.mp4", "b.mp4", {}}, Only::kBoth, "either --hdmi"},
+                  {{{}, "", {}}, Only::kBoth, "no name"},
+                  {{"lavfi:", {}, {}}, Only::kBoth, "after 'lavfi:'"},
+                  {{{}, "v4l2:", {}}, Only::kBoth, "after 'v4l2:'"},
+                  {{{}, kPicture, "alsa:"}, Only::kBoth, "after 'alsa:'"},
+                  {{{}, "alsa:default", {}}, Only::kBoth, "picture"},
+                  {{"pulse:mic", {}, {}}, Only::kVideo, "picture"},
+                  {{{}, "v4l2:/dev/video0", {}}, Only::kAudio, "--audio"},
+                  {{{}, kPicture, "v4l2:/x"}, Only::kBoth, "no sound"},
+                  {{{}, kPicture, "none"}, Only::kAudio, "leave nothing"},
+                  {{{}, kPicture, kSound}, Only::kVideo, "leaves out"},
+                  {{{}, "v4l2:/dev/video0", "alsa:hw:1"}, Only::kBoth, nullptr},
+                  {{{}, "alsa:default", {}}, Only::kAudio, nullptr},
+                  {{"talk:", {}, "none"}, Only::kVideo, nullptr}};
+    for (const auto& test : kCases) {
+        const auto failure = checkChoice(test.choice, test.only);
+        ASSERT_EQ(failure.has_value(), test.cause != nullptr) << (failure ? failure->text : "");
+        if (!failure) continue;
+        EXPECT_EQ(failure->code, ExitCode::kUsage);
+        EXPECT_THAT(failure->text, HasSubstr(test.cause));
+    }
+}
+
+TEST(CaptureSource, soundIsTheOneAskedForOrTheSourcesOwn) {
+    const struct {
+        CaptureChoice choice;
+        Only only;
+        bool hasVideo;
+        const char* sound;
+    } kCases[] = {{{{}, kBoth, {}}, Only::kBoth, true, kBoth},
+                  {{{}, kPicture, {}}, Only::kBoth, true, ""},
+                  {{{}, kBoth, kSound}, Only::kBoth, true, kSound},
+                  {{{}, kBoth, "none"}, Only::kBoth, true, ""},
+                  {{{}, kBoth, {}}, Only::kVideo, true, ""},
+                  {{{}, kSound, {}}, Only::kAudio, false, kSound},
+                  {{kBoth, {}, {}}, Only::kBoth, true, kBoth},
+                  {{kPicture, {}, {}}, Only::kBoth, true, ""},
+                  {{kPicture, {}, kSound}, Only::kBoth, true, kSound},
+                  {{kSound, {}, {}}, Only::kAudio, false, kSound}};
+    for (const auto& test : kCases) {
+        SCOPED_TRACE(test.choice.source() + test.sound);
+        CaptureSource source;
+        const auto failure = source.open(test.choice, test.only);
+        ASSERT_FALSE(failure) << failure->text;
+        EXPECT_EQ(source.hasVideo(), test.hasVideo);
+        EXPECT_EQ(source.soundName(), test.sound);
+        EXPECT_EQ(source.hasAudio(), test.sound[0] != '\0');
+    }
+}
 
 TEST(CaptureSource, missingSoundIsAnErrorAndNotSilence) {
     for (const char* sound : {"alsa:no_such_device", "no_such_file.wav", kPicture}) {
