@@ -139,7 +139,9 @@ TEST(RxBlockQueueTest, NeverMixesFormatsInABlock) {
     RxBlockQueue queue;
     queue.begin(kStartUs);
     Feed(&queue, 48000, 2).add(1000);
-    Feed(&queue, 44100, 2).add(2000);
+    Feed other(&queue, 44100, 2);
+    other.skip(1000 * 1000000 / 48000);  // no gap that would end the block
+    other.add(2000);
     const std::vector<RxBlock> blocks = takeAll(&queue);
     ASSERT_EQ(2U, blocks.size());
     EXPECT_EQ(48000, blocks[0].sampleRate);
