@@ -4,6 +4,7 @@
 #include "live/LiveJob.h"
 
 #include <android/log.h>
+#include <camera/Camera.h>
 #include <gtest/gtest.h>
 #include <oxa/host/Cameras.h>
 #include <oxa/host/Microphones.h>
@@ -131,12 +132,25 @@ void LiveJob::prepare() {
     }
     ASSERT_EQ(mPlayer->initiate(mOptions.hdmi ? SourceTypeHdmiRx : SourceTypeUsbCamera, true, true),
               OK);
-    ASSERT_EQ(mPlayer->setCameraSource(0, String16("live-test")), OK);
+    ASSERT_NO_FATAL_FAILURE(setCamera());
     ASSERT_EQ(mPlayer->setAudioSource(AUDIO_SOURCE_DEFAULT), OK);
     ASSERT_EQ(mPlayer->setSurface(mDisplay->producer()), OK);
     ASSERT_EQ(mPlayer->setMuxer(config), OK);
     ASSERT_EQ(mPlayer->setTargetFormat(mFormat), OK);
     ASSERT_EQ(mPlayer->prepare(), OK);
+}
+
+void LiveJob::setCamera() {
+    const String16 client("live-test");
+    if (!mOptions.sharedCamera) {
+        ASSERT_EQ(mPlayer->setCameraSource(0, client), OK);
+        return;
+    }
+    const sp<Camera> camera =
+            Camera::connect(0, client, Camera::USE_CALLING_UID, Camera::USE_CALLING_PID);
+    ASSERT_NE(camera, nullptr);
+    ASSERT_EQ(camera->unlock(), OK);
+    ASSERT_EQ(mPlayer->setCameraSource(camera->remote()), OK);
 }
 
 void LiveJob::run() {

@@ -21,8 +21,9 @@ struct LiveOptions {
     bool hdmi = true;  // else a USB camera
     // A filter graph; of a receiver with outputs for picture and sound.
     std::string source;
-    std::string microphone;  // a filter graph, of a USB camera
-    int onlyTrack = 0;       // or CODEC_AUDIO_ONLY, CODEC_VIDEO_ONLY
+    std::string microphone;     // a filter graph, of a USB camera
+    bool sharedCamera = false;  // a client connects to the camera and hands it over
+    int onlyTrack = 0;          // or CODEC_AUDIO_ONLY, CODEC_VIDEO_ONLY
     int width = 320;
     int height = 240;
     int frameRate = 30;
@@ -78,6 +79,7 @@ class LiveJob {
     class Reports;
 
     void makeSource();
+    void setCamera();
 
     const LiveOptions mOptions;
     const TempDir mDeviceRoot;
