@@ -114,7 +114,9 @@ class OxaMediaCodecPlayer : public AHandler {
     // In WAIT_TARGET_FORMAT, WAIT_PREVIEW_PARAMS or STARTED. The record is copied.
     status_t setTargetFormat(const _AV_FORMAT_FORMAT& format);
 
-    // Switches. Any state: what is rendered, which for a live source is preview and monitor.
+    // Switches. What is rendered; in any state, and each call that changes nothing has no effect.
+    // For a live source `video` is the preview, which begins with start() unasked and is ended by a
+    // change from true to false, and `audio` the sound on the device's output, off at first.
     status_t setPlayback(bool video, bool audio);
     // Any state, for a live source: recording on or off, to the output of the last setMuxer (a file
     // whose name was used up gets a default name). OK always; without a usable output it stays off.
@@ -124,16 +126,20 @@ class OxaMediaCodecPlayer : public AHandler {
     // File playback, between initiate() and prepare(): the codec shows the pictures by itself, in
     // step with the sound of an audio session of its own. `enable` false has no effect.
     status_t setTunneledPlayback(bool enable);
-    // Not in UNINITIALIZED: playback without pacing; interval of frame-rate reports in seconds.
+    // File playback, not in UNINITIALIZED: without pacing, each picture and sound at once.
     status_t setFreeRun(bool enable);
+    // File, not in UNINITIALIZED: how often mStatusHandler is told the frame rate, in seconds.
     status_t setCalculateFPS(double seconds);
     // Accepted, no effect.
     status_t setWritebackSource(int source);
 
-    // Run control: in UNPREPARED, PREPARED, any state. stop() outside of STARTED does nothing. A
-    // pipeline that cannot be prepared or started is a fatal assertion.
+    // Run control. Opens file or camera and configures the codecs; in UNPREPARED. A pipeline that
+    // cannot is a fatal assertion.
     status_t prepare();
+    // In PREPARED. Returns when all pipelines run; one that cannot be started is a fatal assertion.
     status_t start();
+    // In STARTED, else without effect. Returns when no pipeline runs any more and the output is
+    // whole; what is still on its way to it is discarded.
     status_t stop();
     // Waits on the caller's thread until every transcoder has handed its last sample to the muxer:
     // call it after kWhatPlayerEOS and before stop(), which discards what is still on its way.
@@ -186,17 +192,17 @@ class OxaMediaCodecPlayer : public AHandler {
     };
 
     enum State {
-        UNINITIALIZED = 0,
-        INITIALIZED = 1,
-        WAIT_AUDIO_SOURCE = 2,
-        WAIT_SURFACE = 3,
-        WAIT_MUXER = 4,
-        WAIT_TARGET_FORMAT = 5,
-        WAIT_PREVIEW_PARAMS = 6,
-        UNPREPARED = 7,
-        PREPARED = 8,
-        STARTED = 9,
-        STOPPED = 11,
+        UNINITIALIZED = 0,        // there are no pipelines
+        INITIALIZED = 1,          // the pipelines are there, for the kind of source
+        WAIT_AUDIO_SOURCE = 2,    // the camera is known
+        WAIT_SURFACE = 3,         // the source is known, not where it is shown
+        WAIT_MUXER = 4,           // the file to be transcoded is known
+        WAIT_TARGET_FORMAT = 5,   // so is its output
+        WAIT_PREVIEW_PARAMS = 6,  // all of a live source is known but size and rate
+        UNPREPARED = 7,           // everything is known, nothing is opened
+        PREPARED = 8,             // the codecs are configured
+        STARTED = 9,   // the pipelines run, and stay in it when they have reached the end
+        STOPPED = 11,  // only cleanup() leads on
     };
 
     // Values of _OxaTranscodeConfig.
