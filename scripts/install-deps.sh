@@ -31,7 +31,7 @@ if [[ "${1:-}" == --all ]]; then
         clang libclang-rt-14-dev llvm   # scripts/fuzz.sh
         gcovr                           # coverage
         clang-format clang-tidy doxygen
-        dpkg-dev lintian                # cpack
+        dpkg-dev file lintian           # cpack
         parallel
     )
 elif (($# > 0)); then
