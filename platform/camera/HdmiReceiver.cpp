@@ -175,7 +175,8 @@ std::unique_ptr<SimulatedHdmiReceiver> SimulatedHdmiReceiver::create(
     HdmiReceiverOptions complete = options;
     if (complete.source.empty()) complete.source = testSource(options);
     if (!ask(&complete, error)) return nullptr;
-    const sp<HdmiSignal> signal = new HdmiSignal(complete.source, complete.sampleRate, complete.camera);
+    const sp<HdmiSignal> signal =
+            new HdmiSignal(complete.source, complete.sampleRate, complete.camera);
     auto receiver = std::make_unique<HdmiReceiver>(complete, signal);
     if (!receiver->publish(error)) return nullptr;
     return receiver;

@@ -71,7 +71,7 @@ class WriterOutput {
     bool mSocket = false;
     off64_t mPosition = 0;  // of a seekable output
     int mError = 0;
-    std::unique_ptr<DiskSync> mDiskSync;  // of a file, from the first write on
+    std::unique_ptr<DiskSync> mDiskSync;          // of a file, from the first write on
     std::atomic<int64_t> mWaitsEndNs{INT64_MAX};  // on the monotonic clock
 };
 

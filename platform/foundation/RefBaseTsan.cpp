@@ -15,8 +15,8 @@ namespace android {
 
 void RefBase::decStrong(const void* id) const {
     using DecStrong = void (*)(const RefBase*, const void*);
-    static const auto original = reinterpret_cast<DecStrong>(
-            dlsym(RTLD_NEXT, "_ZNK7android7RefBase9decStrongEPKv"));
+    static const auto original =
+            reinterpret_cast<DecStrong>(dlsym(RTLD_NEXT, "_ZNK7android7RefBase9decStrongEPKv"));
     __tsan_release(const_cast<RefBase*>(this));
     original(this, id);
 }

@@ -41,7 +41,8 @@ void reportFault(Fault fault) {
     fault.timeUs = monotonicUs();
     ALOGW("%s: %s%s", fault.object.c_str(), fault.cause.c_str(), fault.ended ? " (ended)" : "");
     std::lock_guard<std::mutex> lock(gListenerLock);
-    for (const auto& [id, listener] : gListeners) listener(fault);
+    for (const auto& [id, listener] : gListeners)
+        listener(fault);
 }
 
 }  // namespace oxa::host

@@ -14,12 +14,12 @@ enum class FaultSource { kReader, kWriter, kDecoder, kEncoder, kCamera, kSound, 
 // Something that went wrong below the library, where its interfaces have no way to say so.
 struct Fault {
     FaultSource source = FaultSource::kReader;
-    bool ended = false;   // true: nothing more comes of the object; false: a warning, work goes on
-    std::string object;   // what it happened to: a path where one is known, else "fd 7", "audio"
-    std::string cause;    // one line for people, e.g. "No space left on device"
-    int error = 0;        // errno of the cause, 0 where there is none
-    uint64_t count = 1;   // how often so far, e.g. damaged packets of one decoder
-    int64_t timeUs = 0;   // CLOCK_MONOTONIC, set by reportFault
+    bool ended = false;  // true: nothing more comes of the object; false: a warning, work goes on
+    std::string object;  // what it happened to: a path where one is known, else "fd 7", "audio"
+    std::string cause;   // one line for people, e.g. "No space left on device"
+    int error = 0;       // errno of the cause, 0 where there is none
+    uint64_t count = 1;  // how often so far, e.g. damaged packets of one decoder
+    int64_t timeUs = 0;  // CLOCK_MONOTONIC, set by reportFault
 };
 
 using FaultListener = std::function<void(const Fault&)>;
