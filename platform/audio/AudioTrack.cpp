@@ -22,7 +22,7 @@ namespace {
 constexpr uint32_t kUsualSampleRate = 48000;
 constexpr uint32_t kMaxSampleRate = 768000;
 // Two of the largest buffers that decoders give.
-constexpr size_t kTwoDecoderBuffers = 2 * 2048;
+constexpr size_t kTwoDecoderBuffers = size_t{2} * 2048;
 // A callback can be asked at any time, and who monitors a microphone wants little delay.
 constexpr size_t kCallbackShare = 5;
 

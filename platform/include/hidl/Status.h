@@ -69,8 +69,9 @@ class Return : public details::return_status {
   public:
     Return(T value) : mValue(std::move(value)) {}
     Return(const Status& status) : details::return_status(status) {}
-    Return(Return&& other) = default;
-    Return& operator=(Return&& other) = default;
+    // As the interface has them, without noexcept.
+    Return(Return&& other) = default;             // NOLINT(performance-noexcept-move-constructor)
+    Return& operator=(Return&& other) = default;  // NOLINT(performance-noexcept-move-constructor)
 
     operator T() const {
         assertOk();
@@ -88,8 +89,9 @@ class Return<sp<T>> : public details::return_status {
     Return(sp<T> value) : mValue(std::move(value)) {}
     Return(T* value) : mValue(value) {}
     Return(const Status& status) : details::return_status(status) {}
-    Return(Return&& other) = default;
-    Return& operator=(Return&& other) = default;
+    // As the interface has them, without noexcept.
+    Return(Return&& other) = default;             // NOLINT(performance-noexcept-move-constructor)
+    Return& operator=(Return&& other) = default;  // NOLINT(performance-noexcept-move-constructor)
 
     operator sp<T>() const {
         assertOk();
@@ -106,8 +108,9 @@ class Return<void> : public details::return_status {
   public:
     Return() = default;
     Return(const Status& status) : details::return_status(status) {}
-    Return(Return&& other) = default;
-    Return& operator=(Return&& other) = default;
+    // As the interface has them, without noexcept.
+    Return(Return&& other) = default;             // NOLINT(performance-noexcept-move-constructor)
+    Return& operator=(Return&& other) = default;  // NOLINT(performance-noexcept-move-constructor)
 };
 
 static inline Return<void> Void() {

@@ -11,6 +11,7 @@ namespace android {
 class MetaData final : public MetaDataBase, public RefBase {
   public:
     MetaData() = default;
+    // The compiler wants both bases named. NOLINTNEXTLINE(readability-redundant-member-init)
     MetaData(const MetaData& from) : MetaDataBase(from), RefBase() {}
     explicit MetaData(const MetaDataBase& from) : MetaDataBase(from) {}
 
