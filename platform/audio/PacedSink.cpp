@@ -13,7 +13,7 @@ namespace android {
 PacedSink::PacedSink(std::unique_ptr<SoundConsumer> consumer) : mConsumer(std::move(consumer)) {}
 
 PacedSink::~PacedSink() {
-    stop();
+    PacedSink::stop();
 }
 
 status_t PacedSink::open(const SoundFormat& format, SoundSource* source) {
