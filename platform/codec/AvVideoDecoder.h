@@ -48,7 +48,7 @@ class AvVideoDecoder : public WorkerComponent {
   private:
     class SurfaceListener;
 
-    static constexpr size_t kInputCount = 4;
+    static constexpr size_t kInputCount = 2;
     static constexpr size_t kMinInputCapacity = 1024 * 1024;
 
     status_t readConversion(const sp<AMessage>& format);

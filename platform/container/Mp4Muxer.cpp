@@ -66,7 +66,7 @@ int Mp4Muxer::open(WriterOutput* output,
 
     mPieceStream = std::make_unique<MuxerStream>(
             false, [this](int64_t position, const uint8_t* data, int size) {
-                return collectPiece(position, data, size);
+                return takePiece(position, data, size);
             });
     mPieceMuxer = newMuxer("mp4", mPieceStream.get());
     int result = openMuxer(mPieceMuxer, tracks, rotation,
@@ -106,9 +106,41 @@ int Mp4Muxer::openMuxer(AVFormatContext* muxer,
     return result;
 }
 
-int Mp4Muxer::collectPiece(int64_t /*position*/, const uint8_t* data, int size) {
-    mPiece.insert(mPiece.end(), data, data + size);
+// Samples go to the file as they come, other boxes when they are whole.
+int Mp4Muxer::takePiece(int64_t /*position*/, const uint8_t* data, int size) {
+    const uint8_t* const end = data + size;
+    while (data < end) {
+        const auto rest = static_cast<size_t>(end - data);
+        const size_t taken = std::min(rest, mSamplesLeft > 0 ? mSamplesLeft : missingOfBox());
+        const int error = mSamplesLeft > 0 ? writeSamples(data, taken) : collectBox(data, taken);
+        if (error != 0) return error;
+        data += taken;
+    }
     return 0;
+}
+
+size_t Mp4Muxer::missingOfBox() const {
+    if (mBox.size() < kBoxHeaderSize) return kBoxHeaderSize - mBox.size();
+    return AV_RB32(mBox.data()) - mBox.size();
+}
+
+int Mp4Muxer::collectBox(const uint8_t* data, size_t size) {
+    mBox.insert(mBox.end(), data, data + size);
+    if (mBox.size() < kBoxHeaderSize) return 0;
+    const size_t boxSize = AV_RB32(mBox.data());
+    if (boxSize < kBoxHeaderSize) return EINVAL;
+    if (isBox(mBox.data(), "mdat")) {
+        mSamplesLeft = boxSize - kBoxHeaderSize;
+    } else if (mBox.size() < boxSize) {
+        return 0;
+    }
+    return writeBox();
+}
+
+int Mp4Muxer::writeSamples(const uint8_t* data, size_t size) {
+    if (mOutput->append(data, size) != 0) return mOutput->error();
+    mSamplesLeft -= size;
+    return mSamplesLeft == 0 ? endBox() : 0;
 }
 
 int Mp4Muxer::collectIndex(int64_t position, const uint8_t* data, int size) {
@@ -153,33 +185,39 @@ int Mp4Muxer::writePiece() {
     }
     avio_flush(mPieceStream->context());
     mPieceSize = 0;
-    return writeBoxes();
-}
-
-int Mp4Muxer::writeBoxes() {
-    size_t position = 0;
-    while (mPiece.size() - position >= kBoxHeaderSize) {
-        const uint8_t* const box = mPiece.data() + position;
-        const size_t size = AV_RB32(box);
-        if (size < kBoxHeaderSize || size > mPiece.size() - position) return AVERROR_BUG;
-        if (mOutput->append(box, size) != 0) return AVERROR(mOutput->error());
-        if (isBox(box, "mdat") && mIndexMuxer != nullptr) {
-            const int result = indexSamples(mFileEnd + kBoxHeaderSize);
-            if (result < 0) return result;
-        }
-        mFileEnd += static_cast<int64_t>(size);
-        position += size;
-        if (isBox(box, "ftyp") && mOutput->isSeekable()) {
-            const auto free = largeBoxHeader("free", kLargeBoxHeaderSize, 0);
-            if (mOutput->append(free.data(), free.size()) != 0) return AVERROR(mOutput->error());
-            mMediaStart = mFileEnd;
-            mFileEnd += kLargeBoxHeaderSize;
-        }
-    }
-    mPiece.clear();
     for (Track& track : mTracks)
         track.samples.clear();
+    return mPieceStream->context()->error;
+}
+
+int Mp4Muxer::writeBox() {
+    if (mOutput->append(mBox.data(), mBox.size()) != 0) return mOutput->error();
+    return mSamplesLeft == 0 ? endBox() : 0;
+}
+
+int Mp4Muxer::endBox() {
+    if (isBox(mBox.data(), "mdat") && mIndexMuxer != nullptr) {
+        const int result = indexSamples(mFileEnd + kBoxHeaderSize);
+        if (result < 0) return AVUNERROR(result);
+    }
+    mFileEnd += AV_RB32(mBox.data());
+    if (isBox(mBox.data(), "ftyp") && mOutput->isSeekable()) {
+        const auto free = largeBoxHeader("free", kLargeBoxHeaderSize, 0);
+        if (mOutput->append(free.data(), free.size()) != 0) return mOutput->error();
+        mMediaStart = mFileEnd;
+        mFileEnd += kLargeBoxHeaderSize;
+    }
+    mBox.clear();
     return 0;
+}
+
+// Pages that are only read take no memory.
+uint8_t* Mp4Muxer::zeros(size_t size) {
+    if (size > mZerosSize) {
+        mZeros.reset(static_cast<uint8_t*>(calloc(size, 1)));
+        mZerosSize = mZeros != nullptr ? size : 0;
+    }
+    return mZeros.get();
 }
 
 // The samples of a piece lie one track behind the other.
@@ -188,8 +226,7 @@ int Mp4Muxer::indexSamples(int64_t position) {
     int result = 0;
     for (size_t i = 0; i < mTracks.size(); ++i) {
         for (const Sample& sample : mTracks[i].samples) {
-            if (mZeros.size() < static_cast<size_t>(sample.size)) mZeros.resize(sample.size);
-            packet->data = mZeros.data();
+            packet->data = zeros(sample.size);
             packet->size = sample.size;
             packet->pts = sample.presentationTime;
             packet->dts = sample.decodingTime;

@@ -13,7 +13,7 @@ namespace android {
 //
 //   ftyp | free | moov | (moof mdat)* | moov
 //
-// The first moov only names the tracks, each moof tells of about a second of samples. The moov at
+// The first moov only names the tracks, each moof tells of about half a second of samples. The moov at
 // the end is the index of all samples; when it is on the disk, "free" is turned into the header
 // of an mdat that reaches up to it and hides everything else. Two muxers see each sample: one
 // writes the pieces, the other one only notes where they put it. Without a seekable output the
@@ -55,17 +55,23 @@ class Mp4Muxer : public ContainerMuxer {
                   const std::vector<std::unique_ptr<TrackDescription>>& tracks, int rotation,
                   const char* flags);
     int openIndex(const std::vector<std::unique_ptr<TrackDescription>>& tracks, int rotation);
-    int collectPiece(int64_t position, const uint8_t* data, int size);
+    // What the muxers write. These return 0 or an errno.
+    int takePiece(int64_t position, const uint8_t* data, int size);
     int collectIndex(int64_t position, const uint8_t* data, int size);
 
     bool isPieceComplete(const AVPacket& packet) const;
     int writePiece();
-    int writeBoxes();
+    size_t missingOfBox() const;
+    int collectBox(const uint8_t* data, size_t size);
+    int writeSamples(const uint8_t* data, size_t size);
+    int writeBox();
+    int endBox();
+    uint8_t* zeros(size_t size);
     int indexSamples(int64_t position);
     int writeIndex();
 
     WriterOutput* mOutput = nullptr;
-    int64_t mPieceDurationUs = 1000000;
+    int64_t mPieceDurationUs = 500000;
     std::string mLocation;
 
     std::unique_ptr<MuxerStream> mPieceStream;
@@ -75,13 +81,15 @@ class Mp4Muxer : public ContainerMuxer {
     bool mOpen = false;
     std::vector<Track> mTracks;
 
-    std::vector<uint8_t> mPiece;  // bytes of mPieceMuxer that are not in the file yet
+    std::vector<uint8_t> mBox;    // of mPieceMuxer, not in the file yet; of an mdat the header
+    size_t mSamplesLeft = 0;      // bytes of that mdat that are still to come
     int64_t mPieceSize = 0;       // bytes of samples that mPieceMuxer holds
     int64_t mFileEnd = 0;         // behind the last whole piece
     int64_t mMediaStart = 0;      // of "free"
     bool mCollectIndex = false;   // false: mIndexMuxer's bytes are samples, which are there
     std::vector<uint8_t> mIndex;  // the bytes from mFileEnd on
-    std::vector<uint8_t> mZeros;  // stands for a sample's bytes
+    std::unique_ptr<uint8_t, decltype(&free)> mZeros{nullptr, free};  // stand for a sample's bytes
+    size_t mZerosSize = 0;
 };
 
 }  // namespace android

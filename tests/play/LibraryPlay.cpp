@@ -137,7 +137,9 @@ void LibraryPlay::waitForEnd() {
 }
 
 void LibraryPlay::waitForPictures() {
-    const auto shown = static_cast<uint64_t>(progress().shownFrames);
+    uint64_t shown = progress().shownFrames;
+    // Counted on their way into the codec there, which drops by itself what is late.
+    if (mOptions.tunneled) shown = std::min<uint64_t>(shown, 1);
     EXPECT_TRUE(waitFor([&] { return mDisplay->figures().shown >= shown; }));
 }
 

@@ -8,6 +8,7 @@
 #include <media/stagefright/NuMediaExtractor.h>
 #include <media/stagefright/foundation/AMessage.h>
 #include <mediadrm/ICrypto.h>
+#include <oxa/host/Display.h>
 
 #include "TrackDecoding.h"
 
@@ -16,27 +17,6 @@ namespace oxaplayer {
 using namespace android;
 
 namespace {
-
-constexpr int32_t kSurfaceColourFormat = 0x7F000789;
-constexpr int32_t kAnySize = 64;
-
-// Pictures need a surface to go to: that of an encoder which is never started.
-sp<Surface> makeSurface(const sp<MediaCodec>& encoder) {
-    sp<AMessage> format = new AMessage;
-    format->setString("mime", "video/avc");
-    format->setInt32("width", kAnySize);
-    format->setInt32("height", kAnySize);
-    format->setInt32("frame-rate", 30);
-    format->setInt32("bitrate", 100'000);
-    format->setInt32("i-frame-interval", 1);
-    format->setInt32("color-format", kSurfaceColourFormat);
-    sp<IGraphicBufferProducer> producer;
-    if (encoder->configure(format, nullptr, nullptr, MediaCodec::CONFIGURE_FLAG_ENCODE) != OK ||
-        encoder->createInputSurface(&producer) != OK) {
-        return nullptr;
-    }
-    return new Surface(producer);
-}
 
 // The first thing that comes out tells.
 Verdict judge(const sp<MediaCodec>& decoder, DecodedOutput output) {
@@ -53,9 +33,9 @@ Verdict tryToDecode(const InputFile& input, const SourceTrack& track, int mostSa
         extractor->selectTrack(track.index) != OK) {
         return Verdict::kFails;
     }
-    const OwnedCodec encoder("video/avc", true);
-    if (encoder.get() == nullptr) return Verdict::kFails;
-    const sp<Surface> surface = track.isVideo ? makeSurface(encoder.get()) : nullptr;
+    // Pictures need a surface to go to.
+    const auto display = oxa::host::createNullDisplay();
+    const sp<Surface> surface = track.isVideo ? new Surface(display->producer()) : nullptr;
     return decodeTrack(extractor, format, surface, mostSamples, judge);
 }
 

@@ -69,43 +69,34 @@ status_t AudioDecoder::reset() {
 }
 
 void AudioDecoder::onMessageReceived(const sp<AMessage>& msg) {
+    status_t err = OK;
     switch (msg->what()) {
         case kWhatSetDataSourcePath:
         case kWhatSetDataSourceFdRange:
             CHECK(mState == UNINITIALIZED);
             mSource = openFileSource(msg, msg->what() == kWhatSetDataSourcePath);
             mState = UNPREPARED;
-            replyWithError(msg, OK);
             break;
-        case kWhatSetFreeRunMode: {
-            int32_t enable = 0;
-            msg->findInt32(AMSG_FREE_RUN, &enable);
-            mFreeRun = enable == 1;
-            replyWithError(msg, OK);
+        case kWhatSetFreeRunMode:
+            onSetFreeRunMode(msg);
             break;
-        }
-        case kWhatPrepareDecoder: {
+        case kWhatPrepareDecoder:
             CHECK(mState == UNPREPARED);
-            status_t err = onPrepare();
+            err = onPrepare();
             if (err == OK) mState = PREPARED;
-            replyWithError(msg, err);
             break;
-        }
-        case kWhatStartDecoder: {
+        case kWhatStartDecoder:
             CHECK(mState == PREPARED);
-            status_t err = onStart();
+            err = onStart();
             if (err != OK) {
                 onReset();
                 mState = UNINITIALIZED;
             }
-            replyWithError(msg, err);
             break;
-        }
         case kWhatStopDecoder:
             CHECK(mState == STARTED);
             CHECK(onStop() == OK);
             mState = STOPPED;
-            replyWithError(msg, OK);
             break;
         case kWhatResetDecoder:
             if (mState == STARTED) CHECK(onStop() == OK);
@@ -113,11 +104,17 @@ void AudioDecoder::onMessageReceived(const sp<AMessage>& msg) {
                 onReset();
                 mState = UNINITIALIZED;
             }
-            replyWithError(msg, OK);
             break;
         default:
             TRESPASS_AT(144);
     }
+    replyWithError(msg, err);
+}
+
+void AudioDecoder::onSetFreeRunMode(const sp<AMessage>& msg) {
+    int32_t enable = 0;
+    msg->findInt32(AMSG_FREE_RUN, &enable);
+    mFreeRun = enable == 1;
 }
 
 status_t AudioDecoder::onPrepare() {

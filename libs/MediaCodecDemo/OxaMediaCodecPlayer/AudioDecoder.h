@@ -75,6 +75,7 @@ class AudioDecoder : public BaseDecoder, virtual public OxaBase {
         STOPPED = 4,
     };
 
+    void onSetFreeRunMode(const sp<AMessage>& msg);
     status_t onPrepare();
     status_t onStart();
     status_t onStop();

@@ -124,12 +124,9 @@ void AudioRecordEncoder::onMessageReceived(const sp<AMessage>& msg) {
             err = onPrepare();
             if (err == OK) mState = PREPARED;
             break;
-        case kWhatSetMuxer: {
-            sp<RefBase> obj;
-            CHECK(msg->findObject(AMSG_MUXER, &obj));
-            mMuxer = static_cast<OxaMediaMuxer*>(obj.get());
+        case kWhatSetMuxer:
+            onSetMuxer(msg);
             break;
-        }
         case kWhatSetPlayback: {
             int32_t enable;
             CHECK(msg->findInt32(AMSG_SET_RENDER_AUDIO, &enable));
@@ -176,6 +173,12 @@ void AudioRecordEncoder::onConfigure(const sp<AMessage>& msg) {
     CHECK(msg->findInt32(AMSG_AUDIO_CHANNELCOUNT, &mChannelCount));
     CHECK(mChannelCount == 1 || mChannelCount == 2);
     if (mState != STARTED) mState = CONFIGURED;
+}
+
+void AudioRecordEncoder::onSetMuxer(const sp<AMessage>& msg) {
+    sp<RefBase> obj;
+    CHECK(msg->findObject(AMSG_MUXER, &obj));
+    mMuxer = static_cast<OxaMediaMuxer*>(obj.get());
 }
 
 status_t AudioRecordEncoder::onPrepare() {

@@ -89,6 +89,7 @@ class AudioRecordEncoder : public BaseEncoder, virtual public OxaBase {
 
     void onSetAudioSource(const sp<AMessage>& msg);
     void onConfigure(const sp<AMessage>& msg);
+    void onSetMuxer(const sp<AMessage>& msg);
     status_t onPrepare();
     void onSetPlayback(bool enable);
     void onSetRecord(bool enable);

@@ -101,87 +101,89 @@ status_t AudioTranscoder::reset() {
 }
 
 void AudioTranscoder::onMessageReceived(const sp<AMessage>& msg) {
+    status_t err = OK;
     switch (msg->what()) {
-        case kWhatSetDataSource: {
-            CHECK_AT(56, mState == UNINITIALIZED);
-            AString inputFile;
-            CHECK_AT(59, msg->findString(AMSG_PATH, &inputFile));
-            mDataSource = new FileSource(inputFile.c_str());
-            mState = WAIT_MUXER;
-            replyWithError(msg, OK);
+        case kWhatSetDataSource:
+            onSetDataSource(msg);
             break;
-        }
-        case kWhatSetDataSourceFd: {
-            CHECK_AT(69, mState == UNINITIALIZED);
-            int32_t fileId;
-            int64_t fileOffset, fileLength;
-            CHECK_AT(74, msg->findInt32(AMSG_FILE_ID, &fileId));
-            CHECK_AT(75, msg->findInt64(AMSG_FILE_OFFSET, &fileOffset));
-            CHECK_AT(76, msg->findInt64(AMSG_FILE_LENGTH, &fileLength));
-            mDataSource = new FileSource(reopenDescriptor(fileId), fileOffset, fileLength);
-            mState = WAIT_MUXER;
-            replyWithError(msg, OK);
+        case kWhatSetDataSourceFd:
+            onSetDataSourceFd(msg);
             break;
-        }
-        case kWhatSetMuxer: {
-            CHECK_AT(85, mState == WAIT_MUXER);
-            sp<RefBase> obj;
-            CHECK_AT(87, msg->findObject(AMSG_MUXER, &obj));
-            mMuxer = static_cast<OxaMediaMuxer*>(obj.get());
-            mState = WAIT_TARGET_FORMAT;
-            replyWithError(msg, OK);
+        case kWhatSetMuxer:
+            onSetMuxer(msg);
             break;
-        }
-        case kWhatSetTargetFormat: {
-            CHECK_AT(96, mState == WAIT_TARGET_FORMAT);
-            void* format;
-            CHECK_AT(98, msg->findPointer(AMSG_TARTGET_FORMAT, &format));
-            mTargetFormat = static_cast<_AV_FORMAT_FORMAT*>(format);
-            mState = UNPREPARED;
-            replyWithError(msg, OK);
+        case kWhatSetTargetFormat:
+            onSetTargetFormat(msg);
             break;
-        }
-        case kWhatPrepare: {
+        case kWhatPrepare:
             CHECK_AT(108, mState == UNPREPARED);
-            status_t err = onPrepare();
+            err = onPrepare();
             if (err == OK) mState = PREPARED;
-            replyWithError(msg, err);
             break;
-        }
-        case kWhatStart: {
+        case kWhatStart:
             CHECK_AT(121, mState == PREPARED);
-            replyWithError(msg, onStart());
+            err = onStart();
             break;
-        }
-        case kWhatStop: {
+        case kWhatStop:
             // The client cannot know that a refused track has stopped this pipeline already.
             if (!mRefused) CHECK_AT(134, mState == STARTED);
             mRefused = false;
             mState = STOPPED;
             onStop();
-            replyWithError(msg, OK);
             break;
-        }
-        case kWhatReset: {
-            bool started = mState == STARTED;
-            if (started) {
+        case kWhatReset:
+            if (mState == STARTED) {
                 mState = STOPPED;
                 onStop();
             }
             if (mState == STOPPED) onReset();
             mState = UNINITIALIZED;
-            replyWithError(msg, OK);
             break;
-        }
         case kWhatSelfStop:
             if (mRefused) onStop();
-            break;
+            return;
         case kWhatSelfReset:
             onReset();
-            break;
+            return;
         default:
             TRESPASS_AT(155);
     }
+    replyWithError(msg, err);
+}
+
+void AudioTranscoder::onSetDataSource(const sp<AMessage>& msg) {
+    CHECK_AT(56, mState == UNINITIALIZED);
+    AString inputFile;
+    CHECK_AT(59, msg->findString(AMSG_PATH, &inputFile));
+    mDataSource = new FileSource(inputFile.c_str());
+    mState = WAIT_MUXER;
+}
+
+void AudioTranscoder::onSetDataSourceFd(const sp<AMessage>& msg) {
+    CHECK_AT(69, mState == UNINITIALIZED);
+    int32_t fileId;
+    int64_t fileOffset, fileLength;
+    CHECK_AT(74, msg->findInt32(AMSG_FILE_ID, &fileId));
+    CHECK_AT(75, msg->findInt64(AMSG_FILE_OFFSET, &fileOffset));
+    CHECK_AT(76, msg->findInt64(AMSG_FILE_LENGTH, &fileLength));
+    mDataSource = new FileSource(reopenDescriptor(fileId), fileOffset, fileLength);
+    mState = WAIT_MUXER;
+}
+
+void AudioTranscoder::onSetMuxer(const sp<AMessage>& msg) {
+    CHECK_AT(85, mState == WAIT_MUXER);
+    sp<RefBase> obj;
+    CHECK_AT(87, msg->findObject(AMSG_MUXER, &obj));
+    mMuxer = static_cast<OxaMediaMuxer*>(obj.get());
+    mState = WAIT_TARGET_FORMAT;
+}
+
+void AudioTranscoder::onSetTargetFormat(const sp<AMessage>& msg) {
+    CHECK_AT(96, mState == WAIT_TARGET_FORMAT);
+    void* format;
+    CHECK_AT(98, msg->findPointer(AMSG_TARTGET_FORMAT, &format));
+    mTargetFormat = static_cast<_AV_FORMAT_FORMAT*>(format);
+    mState = UNPREPARED;
 }
 
 status_t AudioTranscoder::onPrepare() {

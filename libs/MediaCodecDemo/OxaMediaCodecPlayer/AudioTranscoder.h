@@ -92,6 +92,10 @@ class AudioTranscoder : public BaseDecoder, public BaseEncoder, virtual public O
         STARTED = 6,
     };
 
+    void onSetDataSource(const sp<AMessage>& msg);
+    void onSetDataSourceFd(const sp<AMessage>& msg);
+    void onSetMuxer(const sp<AMessage>& msg);
+    void onSetTargetFormat(const sp<AMessage>& msg);
     status_t onPrepare();
     status_t onStart();
     void onStop();

@@ -87,45 +87,40 @@ status_t VideoDecoder::reset() {
 }
 
 void VideoDecoder::onMessageReceived(const sp<AMessage>& msg) {
+    status_t err = OK;
     switch (msg->what()) {
         case kWhatSetDataSourcePath:
         case kWhatSetDataSourceFdRange:
             CHECK(mState == UNINITIALIZED);
             mSource = openFileSource(msg, msg->what() == kWhatSetDataSourcePath);
             mState = WAIT_SURFACE;
-            replyWithError(msg, OK);
             break;
-        case kWhatAttachSurface: {
-            CHECK(mState == WAIT_SURFACE);
-            sp<RefBase> obj;
-            CHECK(msg->findObject(AMSG_VIDEO_SURFACE, &obj));
-            mSurface = static_cast<Surface*>(obj.get());
-            mState = UNPREPARED;
-            replyWithError(msg, OK);
+        case kWhatAttachSurface:
+            onAttachSurface(msg);
             break;
-        }
-        case kWhatPrepareDecoder: {
+        case kWhatSetFreeRunMode:
+            onSetFreeRunMode(msg);
+            break;
+        case kWhatSetFPSInterval:
+            onSetFPSInterval(msg);
+            break;
+        case kWhatPrepareDecoder:
             CHECK(mState == UNPREPARED);
-            status_t err = onPrepare();
+            err = onPrepare();
             if (err == OK) mState = PREPARED;
-            replyWithError(msg, err);
             break;
-        }
-        case kWhatStartDecoder: {
+        case kWhatStartDecoder:
             CHECK(mState == PREPARED);
-            status_t err = onStart();
+            err = onStart();
             if (err != OK) {
                 onReset();
                 mState = UNINITIALIZED;
             }
-            replyWithError(msg, err);
             break;
-        }
         case kWhatStopDecoder:
             CHECK(mState == STARTED);
             CHECK(onStop() == OK);
             mState = STOPPED;
-            replyWithError(msg, OK);
             break;
         case kWhatResetDecoder:
             if (mState == STARTED) CHECK(onStop() == OK);
@@ -133,27 +128,33 @@ void VideoDecoder::onMessageReceived(const sp<AMessage>& msg) {
                 onReset();
                 mState = UNINITIALIZED;
             }
-            replyWithError(msg, OK);
             break;
-        case kWhatSetFreeRunMode: {
-            int32_t enable = 0;
-            msg->findInt32(AMSG_FREE_RUN, &enable);
-            mFreeRun = enable == 1;
-            replyWithError(msg, OK);
-            break;
-        }
-        case kWhatSetFPSInterval: {
-            mFrameCount = 0;
-            mIntervalFrameCount = 0;
-            double seconds;
-            CHECK(msg->findDouble(AMSG_CALCULATE_FPS, &seconds));
-            mCalculateFPS = seconds;
-            replyWithError(msg, OK);
-            break;
-        }
         default:
             TRESPASS_AT(167);
     }
+    replyWithError(msg, err);
+}
+
+void VideoDecoder::onAttachSurface(const sp<AMessage>& msg) {
+    CHECK(mState == WAIT_SURFACE);
+    sp<RefBase> obj;
+    CHECK(msg->findObject(AMSG_VIDEO_SURFACE, &obj));
+    mSurface = static_cast<Surface*>(obj.get());
+    mState = UNPREPARED;
+}
+
+void VideoDecoder::onSetFreeRunMode(const sp<AMessage>& msg) {
+    int32_t enable = 0;
+    msg->findInt32(AMSG_FREE_RUN, &enable);
+    mFreeRun = enable == 1;
+}
+
+void VideoDecoder::onSetFPSInterval(const sp<AMessage>& msg) {
+    mFrameCount = 0;
+    mIntervalFrameCount = 0;
+    double seconds;
+    CHECK(msg->findDouble(AMSG_CALCULATE_FPS, &seconds));
+    mCalculateFPS = seconds;
 }
 
 status_t VideoDecoder::onPrepare() {

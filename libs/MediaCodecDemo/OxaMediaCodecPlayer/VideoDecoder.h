@@ -92,6 +92,9 @@ class VideoDecoder : public BaseDecoder, virtual public OxaBase {
         STARTED = 5,
     };
 
+    void onAttachSurface(const sp<AMessage>& msg);
+    void onSetFreeRunMode(const sp<AMessage>& msg);
+    void onSetFPSInterval(const sp<AMessage>& msg);
     status_t onPrepare();
     status_t onStart();
     status_t onStop();

@@ -111,99 +111,102 @@ status_t VideoTranscoder::setCalculateFPS(double seconds) {
 }
 
 void VideoTranscoder::onMessageReceived(const sp<AMessage>& msg) {
+    status_t err = OK;
     switch (msg->what()) {
-        case kWhatSetDataSource: {
-            CHECK_AT(60, mState == UNINITIALIZED);
-            AString inputFile;
-            CHECK_AT(63, msg->findString(AMSG_PATH, &inputFile));
-            mDataSource = new FileSource(inputFile.c_str());
-            mState = WAIT_MUXER;
-            replyWithError(msg, OK);
+        case kWhatSetDataSource:
+            onSetDataSource(msg);
             break;
-        }
-        case kWhatSetDataSourceFd: {
-            CHECK_AT(73, mState == UNINITIALIZED);
-            int32_t fileId;
-            int64_t fileOffset, fileLength;
-            CHECK_AT(78, msg->findInt32(AMSG_FILE_ID, &fileId));
-            CHECK_AT(79, msg->findInt64(AMSG_FILE_OFFSET, &fileOffset));
-            CHECK_AT(80, msg->findInt64(AMSG_FILE_LENGTH, &fileLength));
-            mDataSource = new FileSource(reopenDescriptor(fileId), fileOffset, fileLength);
-            mState = WAIT_MUXER;
-            replyWithError(msg, OK);
+        case kWhatSetDataSourceFd:
+            onSetDataSourceFd(msg);
             break;
-        }
-        case kWhatSetMuxer: {
-            CHECK_AT(89, mState == WAIT_MUXER);
-            sp<RefBase> obj;
-            CHECK_AT(91, msg->findObject(AMSG_MUXER, &obj));
-            mMuxer = static_cast<OxaMediaMuxer*>(obj.get());
-            mState = WAIT_TARGET_FORMAT;
-            replyWithError(msg, OK);
+        case kWhatSetMuxer:
+            onSetMuxer(msg);
             break;
-        }
-        case kWhatSetTargetFormat: {
-            CHECK_AT(100, mState == WAIT_TARGET_FORMAT);
-            void* format;
-            CHECK_AT(102, msg->findPointer(AMSG_TARTGET_FORMAT, &format));
-            mTargetFormat = static_cast<_AV_FORMAT_FORMAT*>(format);
-            mState = UNPREPARED;
-            replyWithError(msg, OK);
+        case kWhatSetTargetFormat:
+            onSetTargetFormat(msg);
             break;
-        }
-        case kWhatPrepare: {
+        case kWhatPrepare:
             CHECK_AT(111, mState == UNPREPARED);
-            status_t err = onPrepare();
+            err = onPrepare();
             if (err == OK) mState = PREPARED;
-            replyWithError(msg, err);
             break;
-        }
-        case kWhatCalculateFPS: {
-            double seconds;
-            mDecodedFrames = 0;
-            mEncodedFrames = 0;
-            mDecFramesSinceReport = 0;
-            mEncFramesSinceReport = 0;
-            LOG_ALWAYS_FATAL_IF(
-                    !msg->findDouble(AMSG_CALCULATE_FPS, &seconds), "%s",
-                    __FILE__
-                    ":127 CHECK(msg->findDouble(AMSG_CALCULATE_FPS, &mCalculateFPS)) failed.");
-            mCalculateFPS = seconds;
-            replyWithError(msg, OK);
+        case kWhatCalculateFPS:
+            onCalculateFPS(msg);
             break;
-        }
-        case kWhatStart: {
+        case kWhatStart:
             CHECK_AT(133, mState == PREPARED);
-            status_t err = onStart();
+            err = onStart();
             CHECK_AT(140, err == OK);
-            replyWithError(msg, OK);
             break;
-        }
-        case kWhatStop: {
+        case kWhatStop:
             // The client cannot know that a refused track has stopped this pipeline already.
             if (!mRefused) CHECK_AT(147, mState == STARTED);
             onStop();
             mRefused = false;
             mState = STOPPED;
-            replyWithError(msg, OK);
             break;
-        }
-        case kWhatReset: {
+        case kWhatReset:
             if (mState == STARTED) onStop();
             if (mState == STARTED || mState == STOPPED) onReset();
             mState = UNINITIALIZED;
-            replyWithError(msg, OK);
             break;
-        }
         case kWhatSelfStop:
             onSelfStop();
-            break;
+            return;
         case kWhatSelfReset:
             onReset();
-            break;
+            return;
         default:
             TRESPASS_AT(171);
     }
+    replyWithError(msg, err);
+}
+
+void VideoTranscoder::onSetDataSource(const sp<AMessage>& msg) {
+    CHECK_AT(60, mState == UNINITIALIZED);
+    AString inputFile;
+    CHECK_AT(63, msg->findString(AMSG_PATH, &inputFile));
+    mDataSource = new FileSource(inputFile.c_str());
+    mState = WAIT_MUXER;
+}
+
+void VideoTranscoder::onSetDataSourceFd(const sp<AMessage>& msg) {
+    CHECK_AT(73, mState == UNINITIALIZED);
+    int32_t fileId;
+    int64_t fileOffset, fileLength;
+    CHECK_AT(78, msg->findInt32(AMSG_FILE_ID, &fileId));
+    CHECK_AT(79, msg->findInt64(AMSG_FILE_OFFSET, &fileOffset));
+    CHECK_AT(80, msg->findInt64(AMSG_FILE_LENGTH, &fileLength));
+    mDataSource = new FileSource(reopenDescriptor(fileId), fileOffset, fileLength);
+    mState = WAIT_MUXER;
+}
+
+void VideoTranscoder::onSetMuxer(const sp<AMessage>& msg) {
+    CHECK_AT(89, mState == WAIT_MUXER);
+    sp<RefBase> obj;
+    CHECK_AT(91, msg->findObject(AMSG_MUXER, &obj));
+    mMuxer = static_cast<OxaMediaMuxer*>(obj.get());
+    mState = WAIT_TARGET_FORMAT;
+}
+
+void VideoTranscoder::onSetTargetFormat(const sp<AMessage>& msg) {
+    CHECK_AT(100, mState == WAIT_TARGET_FORMAT);
+    void* format;
+    CHECK_AT(102, msg->findPointer(AMSG_TARTGET_FORMAT, &format));
+    mTargetFormat = static_cast<_AV_FORMAT_FORMAT*>(format);
+    mState = UNPREPARED;
+}
+
+void VideoTranscoder::onCalculateFPS(const sp<AMessage>& msg) {
+    double seconds;
+    mDecodedFrames = 0;
+    mEncodedFrames = 0;
+    mDecFramesSinceReport = 0;
+    mEncFramesSinceReport = 0;
+    LOG_ALWAYS_FATAL_IF(!msg->findDouble(AMSG_CALCULATE_FPS, &seconds), "%s",
+                        __FILE__
+                        ":127 CHECK(msg->findDouble(AMSG_CALCULATE_FPS, &mCalculateFPS)) failed.");
+    mCalculateFPS = seconds;
 }
 
 status_t VideoTranscoder::onPrepare() {

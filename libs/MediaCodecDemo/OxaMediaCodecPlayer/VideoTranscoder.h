@@ -105,7 +105,12 @@ class VideoTranscoder : public BaseDecoder, public BaseEncoder, virtual public O
     // The two points where the frame rate is measured, as "codec-type" names them.
     enum CodecType : int32_t { kDecoderSide = 1, kEncoderSide = 2 };
 
+    void onSetDataSource(const sp<AMessage>& msg);
+    void onSetDataSourceFd(const sp<AMessage>& msg);
+    void onSetMuxer(const sp<AMessage>& msg);
+    void onSetTargetFormat(const sp<AMessage>& msg);
     status_t onPrepare();
+    void onCalculateFPS(const sp<AMessage>& msg);
     status_t onStart();
     void onStop();
     void onSelfStop();
