@@ -8,19 +8,21 @@
 namespace android {
 
 void PacedWriter::onUnderrun() {
-    mAfterUnderrun = true;
+    mDoubted = true;
+    mToPass = kCatchingUp;
     mWrites = 0;
 }
 
 int64_t PacedWriter::onWrite(int64_t delayUs, int64_t wantedUs) {
-    if (!mAfterUnderrun) mAhead = mAhead || delayUs > kAheadUs;
-    if (!mAfterUnderrun || mAhead || ++mWrites <= kCatchingUp) return 0;
-    mLeastUs = mWrites == kCatchingUp + 1 ? delayUs : std::min(mLeastUs, delayUs);
-    if (mWrites < kCatchingUp + kLooks) return 0;
+    if (!mDoubted || mToPass == kBeginning) mAhead = mAhead || delayUs > kAheadUs;
+    if (!mDoubted || mAhead || ++mWrites <= mToPass) return 0;
+    mLeastUs = mWrites == mToPass + 1 ? delayUs : std::min(mLeastUs, delayUs);
+    if (mWrites < mToPass + kLooks) return 0;
     mWrites = 0;
+    mToPass = kCatchingUp;
     const int64_t lateUs = mLeastUs - wantedUs;
-    mAfterUnderrun = lateUs > kToleranceUs;
-    return mAfterUnderrun ? lateUs : 0;
+    mDoubted = lateUs > kToleranceUs;
+    return mDoubted ? lateUs : 0;
 }
 
 }  // namespace android

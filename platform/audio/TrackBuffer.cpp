@@ -30,7 +30,8 @@ TrackBuffer::TrackBuffer(const SoundFormat& format, size_t frameCount,
 void TrackBuffer::setSinkTimes(int64_t latencyUs, int64_t blockUs) {
     std::lock_guard<std::mutex> lock(mLock);
     mLatencyUs = latencyUs;
-    mLeadUs = std::min(blockUs + kReserveUs, kLongestLeadUs);
+    mFirstLeadUs = std::min(blockUs + kReserveUs, kLongestLeadUs);
+    mLeadUs = mFirstLeadUs;
 }
 
 void TrackBuffer::begin() {
@@ -225,14 +226,22 @@ void TrackBuffer::fill(int16_t* samples, size_t frames, int64_t heardAtUs) {
     if (lead + taken < frames && !mDry) {
         const bool late = mActive && !mDraining;
         mUnderrun = mUnderrun || late;
-        if (late) mLeadUs = std::min(mLeadUs + kMoreReserveUs, kLongestLeadUs);
-        if (late) mWriter.onUnderrun();
+        if (late) noteUnderrunLocked(heardAtUs);
         mDry = true;
     } else if (taken > 0) {
         mDry = false;
     }
     scale(samples + lead * channels, taken * channels, mVolume);
     mChanged.notify_all();
+}
+
+void TrackBuffer::noteUnderrunLocked(int64_t heardAtUs) {
+    const int64_t inTimeUs = std::max<int64_t>(0, heardAtUs - mLastUnderrunUs);
+    const int64_t lessUs = inTimeUs / kTimeForLessUs * kMoreReserveUs;
+    mLeadUs = std::max(mLeadUs - lessUs, mFirstLeadUs);
+    mLeadUs = std::min(mLeadUs + kMoreReserveUs, kLongestLeadUs);
+    mLastUnderrunUs = heardAtUs;
+    mWriter.onUnderrun();
 }
 
 // How many of the next frames stay silent before the first sound.

@@ -26,9 +26,10 @@ class TrackBuffer : public SoundSource {
     // Silence before the first sound, so that a writer who brings each piece when it is due is
     // never late. All of it is an offset between sound and picture, so it is short at the start:
     // what the sink takes at a time and this reserve. Each underrun adds a little, so that a
-    // machine that is often late gets what it needs.
-    static constexpr int64_t kReserveUs = 10000;
+    // machine that is often late gets what it needs; each second without one takes it back.
+    static constexpr int64_t kReserveUs = 8000;
     static constexpr int64_t kMoreReserveUs = 1000;
+    static constexpr int64_t kTimeForLessUs = 1000000;
     static constexpr int64_t kLongestLeadUs = 40000;
 
     enum class Need { kData, kUnderrunReport, kNothingMore };
@@ -89,6 +90,7 @@ class TrackBuffer : public SoundSource {
     size_t leaveOutLocked(const int16_t* samples, size_t frames);
     void crossFadeLocked(const int16_t* samples, size_t frames);
     void takeLocked(int16_t* samples, size_t frames);
+    void noteUnderrunLocked(int64_t heardAtUs);
     size_t leadFramesLocked(size_t frames, int64_t heardAtUs) const;
     void noteHeardLocked(size_t frames, int64_t heardAtUs);
     void endLocked();
@@ -115,8 +117,10 @@ class TrackBuffer : public SoundSource {
     bool mPulled = false;      // since begin()
     bool mDry = true;          // nothing to play: the next sound waits until mSoundFromUs
     int64_t mSoundFromUs = 0;  // in the sink's pull time
+    int64_t mFirstLeadUs = kLongestLeadUs;
     int64_t mLeadUs = kLongestLeadUs;
-    int64_t mNextPullUs = 0;  // when the sink takes what comes after the last fill()
+    int64_t mLastUnderrunUs = 0;  // as heard
+    int64_t mNextPullUs = 0;      // when the sink takes what comes after the last fill()
     PacedWriter mWriter;
     size_t mLateFrames = 0;  // to be left out
     bool mUnderrun = false;  // to be reported

@@ -26,7 +26,7 @@ using namespace oxa::test;
 constexpr uint32_t kRate = 48000;
 constexpr size_t kRingFrames = kRate / 2;
 // Silence at the start: what is pulled at a time, and a reserve, which grows with each underrun.
-constexpr int64_t kReserveUs = 10000;
+constexpr int64_t kReserveUs = 8000;
 constexpr int64_t kMoreReserveUs = 1000;
 constexpr int64_t kLeadUs = ManualOutput::kBlockUs + kReserveUs;
 constexpr int64_t kLeadAfterUnderrunUs = kLeadUs + kMoreReserveUs;
@@ -304,14 +304,15 @@ TEST_F(AudioTrackTest, LetsABlockedWriterGoWhenItIsPaused) {
     EXPECT_TRUE(written == WOULD_BLOCK || written <= 2000) << written;
 }
 
+int64_t silentFrames(const std::vector<int16_t>& samples) {
+    const auto sound = std::find_if(samples.begin(), samples.end(),
+                                    [](int16_t sample) { return sample != 0; });
+    return sound - samples.begin();
+}
+
 // The reserve of writers that bring each buffer when it is due: at the start, for data that was
 // there before and for data that comes later, and after an underrun.
 TEST_F(AudioTrackTest, BeginsWithSilence) {
-    const auto silentFrames = [](const std::vector<int16_t>& samples) {
-        const auto sound = std::find_if(samples.begin(), samples.end(),
-                                        [](int16_t sample) { return sample != 0; });
-        return static_cast<int64_t>(sound - samples.begin());
-    };
     const sp<AudioTrack> track = newTrack();
     ASSERT_EQ(200, write(track, ramp(100)));
     const int64_t beforeStartUs = monotonicUs();
@@ -333,6 +334,26 @@ TEST_F(AudioTrackTest, BeginsWithSilence) {
     EXPECT_LE(silent, (kLeadAfterUnderrunUs + afterWriteUs - beforeWriteUs) * kRate / 1000000 + 1);
     EXPECT_EQ(ramp(200),
               std::vector<int16_t>(again.begin() + silent, again.begin() + silent + 200));
+}
+
+TEST_F(AudioTrackTest, TakesReserveBackWhileSoundIsInTime) {
+    const sp<AudioTrack> track = newTrack();
+    ASSERT_EQ(OK, track->start());
+    ASSERT_EQ(20, write(track, ramp(10)));
+    mOutput.pullSound(20);
+    const int64_t soonUs = monotonicUs() + 60'000'000;
+    for (int64_t afterUs : {0, 10'000, 20'000, 30'000, 40'000, 3'100'000}) {
+        ASSERT_EQ(20, write(track, ramp(10)));
+        mOutput.pull(10, soonUs + afterUs);
+        EXPECT_TRUE(isSilent(mOutput.pull(10, soonUs + afterUs)));
+    }
+    const int64_t leadUs = kLeadUs + (5 - 3 + 1) * kMoreReserveUs;
+    const int64_t beforeWriteUs = monotonicUs();
+    ASSERT_EQ(200, write(track, ramp(100)));
+    const int64_t afterWriteUs = monotonicUs();
+    const int64_t silent = silentFrames(mOutput.pull(kRate, beforeWriteUs));
+    EXPECT_GE(silent, leadUs * kRate / 1000000 - 1);
+    EXPECT_LE(silent, (leadUs + afterWriteUs - beforeWriteUs) * kRate / 1000000 + 1);
 }
 
 // All that follows sound that came too late would be late as well.

@@ -32,6 +32,13 @@ TEST(PacedWriterTest, IsLateByTheLeastDelayOnceThePiecesThatCatchUpHavePassed) {
     EXPECT_EQ(std::vector<int64_t>(12), answers(writer, std::vector<int64_t>(12, 40)));
 }
 
+TEST(PacedWriterTest, TheFirstPieceMayHaveBeenLate) {
+    PacedWriter writer;
+    EXPECT_EQ(std::vector<int64_t>(19), answers(writer, std::vector<int64_t>(19, 24)));
+    EXPECT_EQ((std::vector<int64_t>{9000}), answers(writer, {25}));
+    EXPECT_EQ(std::vector<int64_t>(12), answers(writer, std::vector<int64_t>(12, 15)));
+}
+
 TEST(PacedWriterTest, AGapInTheSoundIsNoLateness) {
     PacedWriter writer;
     answers(writer, {15, 15, 15});
@@ -41,7 +48,8 @@ TEST(PacedWriterTest, AGapInTheSoundIsNoLateness) {
 
 TEST(PacedWriterTest, AWriterWhoIsAheadIsLeftAlone) {
     PacedWriter writer;
-    answers(writer, {15, 60, 120, 200});
+    answers(writer, {15, 30, 45, 60, 75, 90});
+    EXPECT_EQ(std::vector<int64_t>(40), answers(writer, std::vector<int64_t>(40, 40)));
     writer.onUnderrun();
     EXPECT_EQ(std::vector<int64_t>(18), answers(writer, std::vector<int64_t>(18, 200)));
 }

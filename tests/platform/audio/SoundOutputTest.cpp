@@ -25,7 +25,7 @@ namespace {
 using namespace oxa::test;
 using oxa::host::SoundBlock;
 
-constexpr int64_t kLeadUs = 15000;
+constexpr int64_t kLeadUs = 13000;
 constexpr float kAmplitude = 0.25;
 constexpr double kAmplitudeDb = -12.04;
 
@@ -192,7 +192,7 @@ TEST_P(WavSound, HoldsWhatAListenerWouldHaveHeard) {
         const std::vector<float> middle = window(sound.channel(channel), rate, 0.3, 0.5);
         EXPECT_NEAR(frequencyOf(channel), dominantFrequency(middle, rate), 1);
         EXPECT_NEAR(kAmplitudeDb, toneDb(middle, rate, frequencyOf(channel)), 0.1);
-        EXPECT_EQ(kSilenceDb, levelDb(window(sound.channel(channel), rate, 0, 0.014)));
+        EXPECT_EQ(kSilenceDb, levelDb(window(sound.channel(channel), rate, 0, 0.012)));
     }
 }
 
