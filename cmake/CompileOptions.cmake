@@ -27,7 +27,7 @@ add_link_options(-Wl,-z,relro,-z,now)
 
 if(OXA_SANITIZE)
     # GCC takes what the sanitizers add to std::regex for a use before initialisation.
-    target_compile_options(oxa_warnings INTERFACE -Wno-maybe-uninitialized)
+    target_compile_options(oxa_warnings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     add_compile_options(-fsanitize=${OXA_SANITIZE} -fno-omit-frame-pointer -O1)
     add_link_options(-fsanitize=${OXA_SANITIZE})
     if(OXA_SANITIZE MATCHES "undefined")

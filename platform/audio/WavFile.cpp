@@ -51,7 +51,7 @@ std::string formatChunk(const SoundFormat& format) {
 WavFile::WavFile(const std::string& path) : mPath(path) {}
 
 WavFile::~WavFile() {
-    onStopped();
+    WavFile::onStopped();
     if (mFd >= 0) close(mFd);
 }
 

@@ -44,7 +44,7 @@ CameraDevice::CameraDevice(const sp<RegisteredCamera>& camera, const CameraAbili
       mClock(LiveClock::forSource(camera->source())) {}
 
 CameraDevice::~CameraDevice() {
-    disconnect();
+    CameraDevice::disconnect();
 }
 
 // ---- Connection

@@ -94,7 +94,7 @@ CameraSource::CameraSource(const sp<ICameraRecordingProxy>& proxy, int32_t camer
 
 CameraSource::~CameraSource() {
     if (mStarted) {
-        stop();
+        CameraSource::stop();
     } else {
         releaseCamera();
     }

@@ -49,7 +49,7 @@ class AvVideoDecoder : public WorkerComponent {
     class SurfaceListener;
 
     static constexpr size_t kInputCount = 2;
-    static constexpr size_t kMinInputCapacity = 1024 * 1024;
+    static constexpr size_t kMinInputCapacity = size_t{1024} * 1024;
 
     status_t readConversion(const sp<AMessage>& format);
     void readTunnel(const sp<AMessage>& format, const sp<Surface>& surface);

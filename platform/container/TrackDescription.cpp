@@ -62,7 +62,7 @@ std::vector<uint8_t> findBytes(const MetaDataBase& meta, uint32_t key) {
 std::vector<uint8_t> decoderConfiguration(const MetaDataBase& meta, AVCodecID codec, AvcForm form) {
     if (codec == AV_CODEC_ID_HEVC) return findBytes(meta, kKeyHVCC);
     if (codec == AV_CODEC_ID_H264) {
-        const std::vector<uint8_t> record = findBytes(meta, kKeyAVCC);
+        std::vector<uint8_t> record = findBytes(meta, kKeyAVCC);
         if (form == AvcForm::kLengthPrefixed) return record;
         return annexBFromAvcConfiguration(record.data(), record.size());
     }

@@ -12,11 +12,13 @@ using hardware::Void;
 
 const char* IBase::descriptor = "android.hidl.base@1.0::IBase";
 
+// As the interface has it. NOLINTNEXTLINE(performance-unnecessary-value-param)
 Return<void> IBase::interfaceDescriptor(interfaceDescriptor_cb _hidl_cb) {
     _hidl_cb(IBase::descriptor);
     return Void();
 }
 
+// As the interface has it. NOLINTNEXTLINE(performance-unnecessary-value-param)
 Return<void> IBase::interfaceChain(interfaceChain_cb _hidl_cb) {
     std::string own;
     const Return<void> named =

@@ -40,7 +40,7 @@ CLI::App* PlayCommand::define(CLI::App& app) {
 std::optional<Failure> PlayCommand::work() {
     const Failure interrupted = {ExitCode::kInterrupted, "interrupted"};
     if (auto failure = mInput.open(mOptions.input)) return failure;
-    const auto noTracks = chooseTracks(mInput, mOptions.only, mReport.get(), &mTracks);
+    auto noTracks = chooseTracks(mInput, mOptions.only, mReport.get(), &mTracks);
     if (Signals::arrived()) return interrupted;
     if (noTracks) return noTracks;
     leaveOutManyChannels();

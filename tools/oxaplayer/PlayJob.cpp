@@ -87,7 +87,7 @@ void PlayJob::handle(const JobEvent& event) {
         mClosed = true;
     } else if (std::holds_alternative<EndOfStream>(event)) {
         // It may still be on its way when the user has ended the playback.
-        if (mEndUs != 0 || mPlayer == NULL) return;
+        if (mEndUs != 0 || mPlayer == nullptr) return;
         mReport->event("eos", Json::object());
         updateStatus();
         mEndUs = nowUs() + lastPictureLeftUs();

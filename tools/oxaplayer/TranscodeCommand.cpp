@@ -51,7 +51,7 @@ CLI::App* TranscodeCommand::define(CLI::App& app) {
 std::optional<Failure> TranscodeCommand::work() {
     if (auto failure = setUpEncoding(mOptions, &mContainer)) return failure;
     if (auto failure = mInput.open(mOptions.input)) return failure;
-    const auto noTracks = chooseTracks(mInput, mOptions.only, mReport.get(), &mTracks);
+    auto noTracks = chooseTracks(mInput, mOptions.only, mReport.get(), &mTracks);
     if (Signals::arrived()) return kNothingWritten;
     if (noTracks) return noTracks;
     if (auto failure = openOutput()) return failure;

@@ -29,7 +29,7 @@ class SoundQueue {
     // Takes the oldest buffer; null when there is none.
     sp<ABuffer> pop() {
         Mutex::Autolock lock(mLock);
-        if (mCount == 0) return NULL;
+        if (mCount == 0) return sp<ABuffer>();
         sp<ABuffer> front = *mBuffers.begin();
         mBuffers.erase(mBuffers.begin());
         --mCount;
