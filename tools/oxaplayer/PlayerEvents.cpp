@@ -69,7 +69,7 @@ class Handler : public AHandler {
 
 }  // namespace
 
-PlayerEvents::PlayerEvents(std::shared_ptr<EventQueue> queue)
+PlayerEvents::PlayerEvents(const std::shared_ptr<EventQueue>& queue)
     : mLooper(new ALooper), mHandler(new Handler(queue)) {
     mLooper->setName("PlayerEvents");
     mLooper->start();

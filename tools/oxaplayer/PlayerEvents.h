@@ -17,7 +17,7 @@ namespace oxaplayer {
 // listener.
 class PlayerEvents {
   public:
-    explicit PlayerEvents(std::shared_ptr<EventQueue> queue);
+    explicit PlayerEvents(const std::shared_ptr<EventQueue>& queue);
     ~PlayerEvents();
     PlayerEvents(const PlayerEvents&) = delete;
     PlayerEvents& operator=(const PlayerEvents&) = delete;

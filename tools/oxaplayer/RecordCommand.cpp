@@ -164,7 +164,7 @@ std::optional<Failure> RecordCommand::complete(const RecordJob& job,
     // Not worth the file that was there before, which comes back.
     if (failure && failure->code == ExitCode::kOutput && !mOutput.isKept()) return failure;
     // A disk that is full is told in the job's own words.
-    const auto unfinished = mOutput.finish();
+    auto unfinished = mOutput.finish();
     if (!failure && unfinished) return unfinished;
     summarize(job);
     const std::string kept =
