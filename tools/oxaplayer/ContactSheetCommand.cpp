@@ -63,7 +63,7 @@ CLI::App* ContactSheetCommand::define(CLI::App& app) {
 std::optional<Failure> ContactSheetCommand::work() {
     const int listener = oxa::host::addFaultListener(
             [queue = mQueue](const oxa::host::Fault& fault) { queue->push(fault); });
-    const auto failure = makeSheet();
+    auto failure = makeSheet();
     oxa::host::removeFaultListener(listener);
     if (!Signals::arrived() || mWritten) return failure;
     return Failure{ExitCode::kInterrupted, "interrupted, nothing was written"};
