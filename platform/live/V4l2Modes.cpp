@@ -22,18 +22,18 @@ namespace {
 constexpr int kMaxDeviceNumber = 63;
 
 struct NamedFormat {
-    uint32_t format;
     const char* name;
+    uint32_t format;
     bool compressed;
 };
 
 // In the order of preference.
 constexpr NamedFormat kFormats[] = {
-        {V4L2_PIX_FMT_YUV420, "yuv420p", false},  {V4L2_PIX_FMT_NV12, "nv12", false},
-        {V4L2_PIX_FMT_YUYV, "yuyv422", false},    {V4L2_PIX_FMT_UYVY, "uyvy422", false},
-        {V4L2_PIX_FMT_YUV422P, "yuv422p", false}, {V4L2_PIX_FMT_RGB24, "rgb24", false},
-        {V4L2_PIX_FMT_BGR24, "bgr24", false},     {V4L2_PIX_FMT_MJPEG, "mjpeg", true},
-        {V4L2_PIX_FMT_JPEG, "mjpeg", true},
+        {"yuv420p", V4L2_PIX_FMT_YUV420, false},  {"nv12", V4L2_PIX_FMT_NV12, false},
+        {"yuyv422", V4L2_PIX_FMT_YUYV, false},    {"uyvy422", V4L2_PIX_FMT_UYVY, false},
+        {"yuv422p", V4L2_PIX_FMT_YUV422P, false}, {"rgb24", V4L2_PIX_FMT_RGB24, false},
+        {"bgr24", V4L2_PIX_FMT_BGR24, false},     {"mjpeg", V4L2_PIX_FMT_MJPEG, true},
+        {"mjpeg", V4L2_PIX_FMT_JPEG, true},
 };
 
 // For drivers that offer any size between two: what people ask for.

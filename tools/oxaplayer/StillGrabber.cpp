@@ -83,7 +83,7 @@ std::optional<Failure> StillGrabber::grab(int count,
     if (auto failure = open()) return failure;
     for (int i = 0; i < count && !Signals::arrived(); ++i) {
         onProgress(i);
-        grabOne(mFirstUs + mLengthUs * (2 * i + 1) / (2 * count));
+        grabOne(mFirstUs + mLengthUs * (int64_t{2} * i + 1) / (int64_t{2} * count));
     }
     mDisplay.reset();  // waits for the files
     const std::vector<std::string> paths = filesIn(mFolder.path());
