@@ -5,8 +5,10 @@
 
 #include "container/Mp4Muxer.h"
 
+#include <errno.h>
 #include <log/log.h>
 #include <media/stagefright/foundation/MediaDefs.h>
+#include <stdlib.h>
 #include <string.h>
 #include <strings.h>
 
@@ -227,6 +229,7 @@ int Mp4Muxer::indexSamples(int64_t position) {
     for (size_t i = 0; i < mTracks.size(); ++i) {
         for (const Sample& sample : mTracks[i].samples) {
             packet->data = zeros(sample.size);
+            if (packet->data == nullptr && sample.size > 0) result = AVERROR(ENOMEM);
             packet->size = sample.size;
             packet->pts = sample.presentationTime;
             packet->dts = sample.decodingTime;

@@ -3,6 +3,12 @@
 
 #pragma once
 
+#include <stdlib.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
 #include "container/ContainerMuxer.h"
 #include "container/MuxerStream.h"
 
@@ -13,8 +19,8 @@ namespace android {
 //
 //   ftyp | free | moov | (moof mdat)* | moov
 //
-// The first moov only names the tracks, each moof tells of about half a second of samples. The moov at
-// the end is the index of all samples; when it is on the disk, "free" is turned into the header
+// The first moov only names the tracks, each moof tells of about half a second of samples. The moov
+// at the end is the index of all samples; when it is on the disk, "free" is turned into the header
 // of an mdat that reaches up to it and hides everything else. Two muxers see each sample: one
 // writes the pieces, the other one only notes where they put it. Without a seekable output the
 // pieces are all there is.

@@ -33,10 +33,10 @@ Verdict tryToDecode(const InputFile& input, const SourceTrack& track, int mostSa
         extractor->selectTrack(track.index) != OK) {
         return Verdict::kFails;
     }
+    if (!track.isVideo) return decodeTrack(extractor, format, nullptr, mostSamples, judge);
     // Pictures need a surface to go to.
     const auto display = oxa::host::createNullDisplay();
-    const sp<Surface> surface = track.isVideo ? new Surface(display->producer()) : nullptr;
-    return decodeTrack(extractor, format, surface, mostSamples, judge);
+    return decodeTrack(extractor, format, new Surface(display->producer()), mostSamples, judge);
 }
 
 }  // namespace

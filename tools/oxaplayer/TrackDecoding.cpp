@@ -27,6 +27,26 @@ namespace {
 constexpr std::chrono::seconds kLongestDecoding(30);
 constexpr std::chrono::milliseconds kSignalInterval(100);
 
+// A decoder on a looper of its own, released before its last reference goes.
+class OwnedDecoder {
+  public:
+    explicit OwnedDecoder(const char* mime)
+        : mLooper(startLooper("OwnedDecoder")),
+          mCodec(MediaCodec::CreateByType(mLooper, mime, false /* encoder */)) {}
+    ~OwnedDecoder() {
+        if (mCodec != nullptr) mCodec->release();
+    }
+    OwnedDecoder(const OwnedDecoder&) = delete;
+    OwnedDecoder& operator=(const OwnedDecoder&) = delete;
+
+    // Null when there is none for this kind of media.
+    const sp<MediaCodec>& get() const { return mCodec; }
+
+  private:
+    const sp<ALooper> mLooper;
+    const sp<MediaCodec> mCodec;
+};
+
 // Feeds one decoder from one extractor until there is a verdict.
 class Feeder : public AHandler {
   public:
@@ -120,19 +140,11 @@ class Feeder : public AHandler {
 
 }  // namespace
 
-OwnedCodec::OwnedCodec(const char* mime, bool encoder)
-    : mLooper(startLooper("OwnedCodec")),
-      mCodec(MediaCodec::CreateByType(mLooper, mime, encoder)) {}
-
-OwnedCodec::~OwnedCodec() {
-    if (mCodec != nullptr) mCodec->release();
-}
-
 Verdict decodeTrack(const sp<NuMediaExtractor>& extractor, const sp<AMessage>& format,
                     const sp<Surface>& surface, int mostSamples, OutputHandler onOutput) {
     AString mime;
     format->findString("mime", &mime);
-    const OwnedCodec decoder(mime.c_str(), false);
+    const OwnedDecoder decoder(mime.c_str());
     if (decoder.get() == nullptr) return Verdict::kFails;
     const sp<ALooper> looper = startLooper("TrackDecoding");
     const sp<Feeder> feeder =

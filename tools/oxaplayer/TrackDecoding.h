@@ -13,22 +13,6 @@
 
 namespace oxaplayer {
 
-// A codec on a looper of its own, released before its last reference goes.
-class OwnedCodec {
-  public:
-    OwnedCodec(const char* mime, bool encoder);
-    ~OwnedCodec();
-    OwnedCodec(const OwnedCodec&) = delete;
-    OwnedCodec& operator=(const OwnedCodec&) = delete;
-
-    // Null when there is none for this kind of media.
-    const android::sp<android::MediaCodec>& get() const { return mCodec; }
-
-  private:
-    android::sp<android::ALooper> mLooper;
-    android::sp<android::MediaCodec> mCodec;
-};
-
 // One thing that came out of a decoder.
 struct DecodedOutput {
     size_t index;
