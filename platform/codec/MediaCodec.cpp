@@ -39,14 +39,12 @@ enum {
     kWhatReset = 'rset',
     kWhatRelease = 'rels',
     kWhatFlush = 'flus',
-    kWhatQueueInput = 'quin',
-    kWhatReleaseOutput = 'rlou',
     kWhatSignalEndOfInputStream = 'eois',
     kWhatGetInputFormat = 'ginf',
     kWhatGetOutputFormat = 'gouf',
     kWhatGetName = 'gnam',
     kWhatSetParameters = 'sprm',
-    kWhatComponentEvent = 'cevt',
+    kWhatComponentError = 'cerr',
 };
 
 // What stands in a picture's output buffer: its pixels are not for the client.
@@ -62,61 +60,29 @@ bool isSizePossible(const sp<AMessage>& format) {
 
 }  // namespace
 
-// What a component reports, on its way to the looper.
-class MediaCodec::ComponentEvent : public RefBase {
-  public:
-    enum Kind { kInputsReady, kInputConsumed, kOutputFormat, kOutput, kError };
-
-    explicit ComponentEvent(Kind kind) : mKind(kind) {}
-
-    const Kind mKind;
-    size_t mSlot = 0;
-    sp<AMessage> mFormat;
-    CodecOutput mOutput;
-    status_t mErr = OK;
-    int32_t mActionCode = ACTION_CODE_FATAL;
-};
-
 // The component's client for the time from one start to the next stop.
 class MediaCodec::RunClient : public CodecComponent::Client {
   public:
     RunClient(MediaCodec* codec, int32_t run) : mCodec(codec), mRun(run) {}
 
-    void onInputConsumed(size_t index) override {
-        const sp<ComponentEvent> event = new ComponentEvent(ComponentEvent::kInputConsumed);
-        event->mSlot = index;
-        post(event);
-    }
+    void onInputConsumed(size_t index) override { mCodec->giveInput(mRun, index); }
 
     void onOutputFormat(const sp<AMessage>& format) override {
-        const sp<ComponentEvent> event = new ComponentEvent(ComponentEvent::kOutputFormat);
-        event->mFormat = format;
-        post(event);
+        mCodec->changeOutputFormat(mRun, format);
     }
 
-    void onOutput(const CodecOutput& output) override {
-        const sp<ComponentEvent> event = new ComponentEvent(ComponentEvent::kOutput);
-        event->mOutput = output;
-        post(event);
-    }
+    void onOutput(const CodecOutput& output) override { mCodec->giveOutput(mRun, output); }
 
+    // Through the looper: what follows stops the component, which no thread of its own can do.
     void onError(status_t err, int32_t actionCode) override {
-        const sp<ComponentEvent> event = new ComponentEvent(ComponentEvent::kError);
-        event->mErr = err;
-        event->mActionCode = actionCode;
-        post(event);
-    }
-
-    void onInputsReady() { post(new ComponentEvent(ComponentEvent::kInputsReady)); }
-
-  private:
-    void post(const sp<ComponentEvent>& event) {
-        const sp<AMessage> msg = new AMessage(kWhatComponentEvent, mCodec);
+        const sp<AMessage> msg = new AMessage(kWhatComponentError, mCodec);
         msg->setInt32("run", mRun);
-        msg->setObject("event", event);
+        msg->setInt32("err", err);
+        msg->setInt32("actionCode", actionCode);
         msg->post();
     }
 
+  private:
     MediaCodec* const mCodec;  // outlives the run: it stops the component first
     const int32_t mRun;
 };
@@ -232,35 +198,50 @@ status_t MediaCodec::queueInputBuffer(size_t index, size_t offset, size_t size,
     if (errorDetailMsg != nullptr) errorDetailMsg->clear();
     // Whoever feeds an encoder polls for data, and has no picture to show at its time.
     if (mRow->direction == CodecDirection::kEncoder) relaxLooperSlack();
-    const sp<AMessage> msg = new AMessage(kWhatQueueInput, this);
-    msg->setSize("index", index);
-    msg->setSize("offset", offset);
-    msg->setSize("size", size);
-    msg->setInt64("timeUs", presentationTimeUs);
-    msg->setInt32("flags", static_cast<int32_t>(flags));
-    sp<AMessage> response;
-    return postAndAwait(msg, &response);
+    std::lock_guard<std::mutex> lock(mLock);
+    if (!isExecuting()) return INVALID_OPERATION;
+    if (mStickyError != OK) return mStickyError;
+    CodecInput input;
+    input.index = index - mInputBase;
+    input.timeUs = presentationTimeUs;
+    input.flags = flags;
+    if (input.index >= mInputs.size()) return -ERANGE;
+    InputSlot& slot = mInputs[input.index];
+    if (!slot.isClients) return -EACCES;
+    const size_t capacity = slot.buffer->capacity();
+    if (offset > capacity || size > capacity - offset) return -EINVAL;
+    slot.buffer->setRange(offset, size);
+    slot.isClients = false;
+    input.buffer = slot.buffer;
+    if (flags & BUFFER_FLAG_EOS) mInputEnded = true;
+    mComponent->queueInput(input);
+    return OK;
 }
 
 status_t MediaCodec::renderOutputBufferAndRelease(size_t index, int64_t timestampNs) {
-    return postReleaseOutput(index, true, &timestampNs);
+    return giveBackOutput(index, true, &timestampNs);
 }
 
 status_t MediaCodec::renderOutputBufferAndRelease(size_t index) {
-    return postReleaseOutput(index, true, nullptr);
+    return giveBackOutput(index, true, nullptr);
 }
 
 status_t MediaCodec::releaseOutputBuffer(size_t index) {
-    return postReleaseOutput(index, false, nullptr);
+    return giveBackOutput(index, false, nullptr);
 }
 
-status_t MediaCodec::postReleaseOutput(size_t index, bool render, const int64_t* timestampNs) {
-    const sp<AMessage> msg = new AMessage(kWhatReleaseOutput, this);
-    msg->setSize("index", index);
-    msg->setInt32("render", render);
-    if (timestampNs != nullptr) msg->setInt64("timestampNs", *timestampNs);
-    sp<AMessage> response;
-    return postAndAwait(msg, &response);
+status_t MediaCodec::giveBackOutput(size_t index, bool render, const int64_t* timestampNs) {
+    std::lock_guard<std::mutex> lock(mLock);
+    if (!isExecuting()) return INVALID_OPERATION;
+    if (mStickyError != OK) return mStickyError;
+    const size_t slot = index - mOutputBase;
+    if (slot >= mOutputs.size()) return -ERANGE;
+    if (!mOutputs[slot].isClients) return -EACCES;
+    const CodecOutput output = mOutputs[slot].output;
+    mOutputs[slot] = OutputSlot();
+    const int64_t timeNs = timestampNs == nullptr ? output.timeUs * 1000 : *timestampNs;
+    mComponent->releaseOutput(output, render, timeNs);
+    return OK;
 }
 
 status_t MediaCodec::signalEndOfInputStream() {
@@ -269,7 +250,7 @@ status_t MediaCodec::signalEndOfInputStream() {
 
 status_t MediaCodec::getInputBuffer(size_t index, sp<MediaCodecBuffer>* buffer) {
     buffer->clear();
-    std::lock_guard<std::mutex> lock(mBufferLock);
+    std::lock_guard<std::mutex> lock(mLock);
     const size_t slot = index - mInputBase;
     if (slot >= mInputs.size() || !mInputs[slot].isClients) return INVALID_OPERATION;
     *buffer = mInputs[slot].buffer;
@@ -278,7 +259,7 @@ status_t MediaCodec::getInputBuffer(size_t index, sp<MediaCodecBuffer>* buffer) 
 
 status_t MediaCodec::getOutputBuffer(size_t index, sp<MediaCodecBuffer>* buffer) {
     buffer->clear();
-    std::lock_guard<std::mutex> lock(mBufferLock);
+    std::lock_guard<std::mutex> lock(mLock);
     const size_t slot = index - mOutputBase;
     if (slot >= mOutputs.size() || !mOutputs[slot].isClients) return INVALID_OPERATION;
     *buffer = mOutputs[slot].buffer;
@@ -330,8 +311,8 @@ status_t MediaCodec::requestIDRFrame() {
 // ---- Their handling, on the looper
 
 void MediaCodec::onMessageReceived(const sp<AMessage>& msg) {
-    if (msg->what() == kWhatComponentEvent) {
-        onComponentEvent(msg);
+    if (msg->what() == kWhatComponentError) {
+        onComponentError(msg);
         return;
     }
     const sp<AMessage> response = new AMessage;
@@ -362,16 +343,12 @@ status_t MediaCodec::handleCommand(const sp<AMessage>& msg, const sp<AMessage>& 
             return onRelease();
         case kWhatFlush:
             return onFlush();
-        case kWhatQueueInput:
-            return onQueueInput(msg);
-        case kWhatReleaseOutput:
-            return onReleaseOutput(msg);
         case kWhatSignalEndOfInputStream:
             return onSignalEndOfInputStream();
         case kWhatGetInputFormat:
             return onGetFormat(mInputFormat, response);
         case kWhatGetOutputFormat:
-            return onGetFormat(mOutputFormat, response);
+            return onGetFormat(outputFormat(), response);
         case kWhatGetName:
             if (mComponent == nullptr) return INVALID_OPERATION;
             response->setString("name", mComponent->name());
@@ -386,12 +363,13 @@ status_t MediaCodec::handleCommand(const sp<AMessage>& msg, const sp<AMessage>& 
 status_t MediaCodec::onInit() {
     mComponent = mRow->create(mMime);
     if (mComponent == nullptr) return NAME_NOT_FOUND;
-    mState = INITIALIZED;
+    setState(INITIALIZED);
     return OK;
 }
 
 status_t MediaCodec::onSetCallback(const sp<AMessage>& msg) {
     if (mState == UNINITIALIZED || isExecuting()) return INVALID_OPERATION;
+    std::lock_guard<std::mutex> lock(mLock);
     msg->findMessage("callback", &mCallback);
     return OK;
 }
@@ -421,6 +399,7 @@ status_t MediaCodec::onConfigure(const sp<AMessage>& msg) {
         return err;
     }
     mInputFormat = format;
+    std::lock_guard<std::mutex> lock(mLock);
     mOutputFormat = new AMessage;
     mState = CONFIGURED;
     return OK;
@@ -439,31 +418,33 @@ status_t MediaCodec::onCreateInputSurface(const sp<AMessage>& msg) {
 status_t MediaCodec::onStart() {
     if (mState != CONFIGURED && mState != FLUSHED) return INVALID_OPERATION;
     if (!mHasInputSurface) makeInputs();
+    // Before the component starts: the client may give its first output back at once.
+    setState(STARTED);
     mRunClient = std::make_unique<RunClient>(this, mRun);
     const status_t err = mComponent->start(mRunClient.get());
     if (err != OK) {
         reportFailure("cannot be started", err);
-        endRun();
+        endRun(INITIALIZED);
         clear(INITIALIZED);
         return err;
     }
-    mState = STARTED;
-    // As an event, so that a format which start() has reported comes before the inputs.
-    mRunClient->onInputsReady();
+    // After start(), so that a format which it has reported comes before the inputs.
+    for (size_t slot = 0; slot < mInputs.size(); ++slot)
+        giveInput(mRun, slot);
     return OK;
 }
 
 status_t MediaCodec::onStop() {
     if (mState == UNINITIALIZED) return INVALID_OPERATION;
     if (mStickyError != OK) return mStickyError;
-    endRun();
+    endRun(INITIALIZED);
     mComponent->stop();
     clear(INITIALIZED);
     return OK;
 }
 
 status_t MediaCodec::onRelease() {
-    endRun();
+    endRun(UNINITIALIZED);
     if (mComponent != nullptr) mComponent->stop();
     mComponent.clear();
     clear(UNINITIALIZED);
@@ -473,62 +454,8 @@ status_t MediaCodec::onRelease() {
 status_t MediaCodec::onFlush() {
     if (!isExecuting() || mRow->direction == CodecDirection::kEncoder) return INVALID_OPERATION;
     if (mStickyError != OK) return mStickyError;
-    endRun();
-    mState = FLUSHED;
+    endRun(FLUSHED);
     return mComponent->configure(mInputFormat, mSurface);
-}
-
-status_t MediaCodec::onQueueInput(const sp<AMessage>& msg) {
-    if (!isExecuting()) return INVALID_OPERATION;
-    if (mStickyError != OK) return mStickyError;
-    size_t index = 0;
-    size_t offset = 0;
-    size_t size = 0;
-    int32_t flags = 0;
-    CodecInput input;
-    msg->findSize("index", &index);
-    msg->findSize("offset", &offset);
-    msg->findSize("size", &size);
-    msg->findInt64("timeUs", &input.timeUs);
-    msg->findInt32("flags", &flags);
-    input.flags = static_cast<uint32_t>(flags);
-    {
-        std::lock_guard<std::mutex> lock(mBufferLock);
-        input.index = index - mInputBase;
-        if (input.index >= mInputs.size()) return -ERANGE;
-        InputSlot& slot = mInputs[input.index];
-        if (!slot.isClients) return -EACCES;
-        const size_t capacity = slot.buffer->capacity();
-        if (offset > capacity || size > capacity - offset) return -EINVAL;
-        slot.buffer->setRange(offset, size);
-        slot.isClients = false;
-        input.buffer = slot.buffer;
-    }
-    if (input.flags & BUFFER_FLAG_EOS) mInputEnded = true;
-    mComponent->queueInput(input);
-    return OK;
-}
-
-status_t MediaCodec::onReleaseOutput(const sp<AMessage>& msg) {
-    if (!isExecuting()) return INVALID_OPERATION;
-    if (mStickyError != OK) return mStickyError;
-    size_t index = 0;
-    int32_t render = 0;
-    msg->findSize("index", &index);
-    msg->findInt32("render", &render);
-    CodecOutput output;
-    {
-        std::lock_guard<std::mutex> lock(mBufferLock);
-        const size_t slot = index - mOutputBase;
-        if (slot >= mOutputs.size()) return -ERANGE;
-        if (!mOutputs[slot].isClients) return -EACCES;
-        output = mOutputs[slot].output;
-        mOutputs[slot] = OutputSlot();
-    }
-    int64_t timestampNs = output.timeUs * 1000;
-    msg->findInt64("timestampNs", &timestampNs);
-    mComponent->releaseOutput(output, render != 0, timestampNs);
-    return OK;
 }
 
 status_t MediaCodec::onSignalEndOfInputStream() {
@@ -551,92 +478,77 @@ status_t MediaCodec::onSetParameters(const sp<AMessage>& msg) {
     return params == nullptr ? BAD_VALUE : mComponent->setParameters(params);
 }
 
-// ---- The component's reports, on the looper
+// ---- The component's reports, on its worker's thread (the first inputs: on the looper)
 
-void MediaCodec::onComponentEvent(const sp<AMessage>& msg) {
-    int32_t run = 0;
-    sp<RefBase> object;
-    msg->findInt32("run", &run);
-    msg->findObject("event", &object);
-    if (run != mRun) return;
-    const auto& event = *static_cast<ComponentEvent*>(object.get());
-    switch (event.mKind) {
-        case ComponentEvent::kInputsReady:
-            onInputsReady();
-            break;
-        case ComponentEvent::kInputConsumed:
-            onInputConsumed(event.mSlot);
-            break;
-        case ComponentEvent::kOutputFormat:
-            onOutputFormat(event.mFormat);
-            break;
-        case ComponentEvent::kOutput:
-            onOutput(event);
-            break;
-        case ComponentEvent::kError:
-            onComponentError(event.mErr, event.mActionCode);
-            break;
-    }
-}
-
-void MediaCodec::onInputsReady() {
-    for (size_t slot = 0; slot < mInputs.size(); ++slot)
-        onInputConsumed(slot);
-}
-
-void MediaCodec::onInputConsumed(size_t slot) {
-    // Only this thread changes the list, and the buffer is not the client's yet.
-    mInputs[slot].buffer->meta()->clear();
-    if (mInputEnded) return;
-    size_t index;
+void MediaCodec::giveInput(int32_t run, size_t slot) {
+    sp<AMessage> callback;
     {
-        std::lock_guard<std::mutex> lock(mBufferLock);
+        std::lock_guard<std::mutex> lock(mLock);
+        if (run != mRun) return;
+        mInputs[slot].buffer->meta()->clear();
+        if (mInputEnded) return;
         mInputs[slot].isClients = true;
-        index = mInputBase + slot;
+        callback = newCallback(CB_INPUT_AVAILABLE);
+        if (callback == nullptr) return;
+        callback->setInt32("index", static_cast<int32_t>(mInputBase + slot));
     }
-    const sp<AMessage> callback = newCallback(CB_INPUT_AVAILABLE);
-    if (callback == nullptr) return;
-    callback->setInt32("index", static_cast<int32_t>(index));
     callback->post();
 }
 
-void MediaCodec::onOutputFormat(const sp<AMessage>& format) {
-    mOutputFormat = format;
-    const sp<AMessage> callback = newCallback(CB_OUTPUT_FORMAT_CHANGED);
-    if (callback == nullptr) return;
-    callback->setMessage("format", mOutputFormat);
+void MediaCodec::changeOutputFormat(int32_t run, const sp<AMessage>& format) {
+    sp<AMessage> callback;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (run != mRun) return;
+        mOutputFormat = format;
+        callback = newCallback(CB_OUTPUT_FORMAT_CHANGED);
+        if (callback == nullptr) return;
+        callback->setMessage("format", format);
+    }
     callback->post();
 }
 
-void MediaCodec::onOutput(const ComponentEvent& event) {
-    sp<ABuffer> data = event.mOutput.data;
+void MediaCodec::giveOutput(int32_t run, const CodecOutput& output) {
+    sp<ABuffer> data = output.data;
     if (data == nullptr) {
         data = new ABuffer(kPictureHandleSize);
         memset(data->base(), 0, kPictureHandleSize);
     }
-    size_t slot = 0;
-    size_t index;
+    sp<AMessage> callback;
     {
-        std::lock_guard<std::mutex> lock(mBufferLock);
-        while (slot < mOutputs.size() && mOutputs[slot].isClients)
-            ++slot;
-        if (slot == mOutputs.size()) mOutputs.emplace_back();
-        mOutputs[slot].output = event.mOutput;
+        std::lock_guard<std::mutex> lock(mLock);
+        if (run != mRun) return;
+        const size_t slot = freeOutputSlot();
+        mOutputs[slot].output = output;
         mOutputs[slot].buffer = new MediaCodecBuffer(mOutputFormat, data);
         mOutputs[slot].isClients = true;
-        index = mOutputBase + slot;
+        callback = newCallback(CB_OUTPUT_AVAILABLE);
+        if (callback == nullptr) return;
+        callback->setInt32("index", static_cast<int32_t>(mOutputBase + slot));
     }
-    const sp<AMessage> callback = newCallback(CB_OUTPUT_AVAILABLE);
-    if (callback == nullptr) return;
-    callback->setInt32("index", static_cast<int32_t>(index));
     callback->setSize("offset", data->offset());
     callback->setSize("size", data->size());
-    callback->setInt64("timeUs", event.mOutput.timeUs);
-    callback->setInt32("flags", static_cast<int32_t>(event.mOutput.flags));
+    callback->setInt64("timeUs", output.timeUs);
+    callback->setInt32("flags", static_cast<int32_t>(output.flags));
     callback->post();
 }
 
-void MediaCodec::onComponentError(status_t err, int32_t actionCode) {
+size_t MediaCodec::freeOutputSlot() {
+    size_t slot = 0;
+    while (slot < mOutputs.size() && mOutputs[slot].isClients)
+        ++slot;
+    if (slot == mOutputs.size()) mOutputs.emplace_back();
+    return slot;
+}
+
+void MediaCodec::onComponentError(const sp<AMessage>& msg) {
+    int32_t run = 0;
+    status_t err = OK;
+    int32_t actionCode = ACTION_CODE_FATAL;
+    msg->findInt32("run", &run);
+    msg->findInt32("err", &err);
+    msg->findInt32("actionCode", &actionCode);
+    if (run != mRun) return;
     // First, so that whoever hears of both hears the better cause before.
     const bool isFatal =
             actionCode != ACTION_CODE_TRANSIENT && actionCode != ACTION_CODE_RECOVERABLE;
@@ -648,9 +560,11 @@ void MediaCodec::onComponentError(status_t err, int32_t actionCode) {
         callback->post();
     }
     switch (actionCode) {
-        case ACTION_CODE_TRANSIENT:
+        case ACTION_CODE_TRANSIENT: {
+            std::lock_guard<std::mutex> lock(mLock);
             mStickyError = err;
             break;
+        }
         case ACTION_CODE_RECOVERABLE:
             onStop();
             break;
@@ -680,41 +594,55 @@ sp<AMessage> MediaCodec::newCallback(int32_t callbackId) const {
 // ---- Runs
 
 void MediaCodec::makeInputs() {
-    std::lock_guard<std::mutex> lock(mBufferLock);
+    std::lock_guard<std::mutex> lock(mLock);
     mInputs.resize(mComponent->inputCount());
     for (InputSlot& slot : mInputs) {
         slot.buffer = new MediaCodecBuffer(mInputFormat, new ABuffer(mComponent->inputCapacity()));
     }
 }
 
-void MediaCodec::endRun() {
+void MediaCodec::endRun(State next) {
     if (mRunClient == nullptr) return;
-    mComponent->stop();
-    mRunClient.reset();
-    ++mRun;
-    mInputEnded = false;
     std::vector<InputSlot> inputs;
     std::vector<OutputSlot> outputs;
     {
-        std::lock_guard<std::mutex> lock(mBufferLock);
+        // From here on calls are refused and reports dropped. The lock is not held while the
+        // component stops: its worker, which is joined, may be waiting for it.
+        std::lock_guard<std::mutex> lock(mLock);
+        mState = next;
+        ++mRun;
+        mInputEnded = false;
         inputs.swap(mInputs);
         outputs.swap(mOutputs);
         mInputBase += inputs.size();
         mOutputBase += outputs.size();
     }
+    mComponent->stop();
+    mRunClient.reset();
     for (const InputSlot& slot : inputs)
         slot.buffer->meta()->clear();
 }
 
 void MediaCodec::clear(State state) {
-    mCallback.clear();
     mInputFormat.clear();
-    mOutputFormat.clear();
     mSurface.clear();
-    mStickyError = OK;
     mHasInputSurface = false;
     mEndSignalled = false;
+    std::lock_guard<std::mutex> lock(mLock);
+    mCallback.clear();
+    mOutputFormat.clear();
+    mStickyError = OK;
     mState = state;
+}
+
+void MediaCodec::setState(State state) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mState = state;
+}
+
+sp<AMessage> MediaCodec::outputFormat() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mOutputFormat;
 }
 
 }  // namespace android

@@ -63,16 +63,21 @@ void WorkerComponent::joinWorker() {
 }
 
 void WorkerComponent::queueInput(const CodecInput& input) {
-    std::lock_guard<std::mutex> lock(mLock);
-    mInputs.push_back(input);
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mInputs.push_back(input);
+    }
+    // Without the lock, which the woken worker takes first.
     mWake.notify_all();
 }
 
 void WorkerComponent::releaseOutput(const CodecOutput& output, bool /*render*/,
                                     int64_t /*timestampNs*/) {
     if (output.picture != nullptr) return;
-    std::lock_guard<std::mutex> lock(mLock);
-    if (mOutputsOut > 0) --mOutputsOut;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mOutputsOut > 0) --mOutputsOut;
+    }
     mWake.notify_all();
 }
 
@@ -129,8 +134,10 @@ bool WorkerComponent::emitEnd(int64_t timeUs) {
 }
 
 void WorkerComponent::requestDrain() {
-    std::lock_guard<std::mutex> lock(mLock);
-    mDrainRequested = true;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mDrainRequested = true;
+    }
     mWake.notify_all();
 }
 
@@ -140,7 +147,8 @@ bool WorkerComponent::stopping() const {
 }
 
 void WorkerComponent::wakeAll() {
-    std::lock_guard<std::mutex> lock(mLock);
+    // The lock, so that what changed is seen by a waitUntil() that is about to wait.
+    { std::lock_guard<std::mutex> lock(mLock); }
     mWake.notify_all();
 }
 

@@ -173,13 +173,17 @@ void ALooper::post(const sp<AMessage>& msg, int64_t delayUs) {
     int64_t nowUs = GetNowUs();
     int64_t whenUs = delayUs <= 0 ? nowUs : nowUs + std::min(delayUs, INT64_MAX - nowUs);
 
-    Mutex::Autolock lock(mCore->mLock);
-    auto& events = mCore->mEvents;
-    auto later = std::upper_bound(
-            events.begin(), events.end(), whenUs,
-            [](int64_t timeUs, const Core::Event& event) { return timeUs < event.whenUs; });
-    bool isNext = later == events.begin();
-    events.insert(later, {whenUs, msg});
+    bool isNext;
+    {
+        Mutex::Autolock lock(mCore->mLock);
+        auto& events = mCore->mEvents;
+        auto later = std::upper_bound(
+                events.begin(), events.end(), whenUs,
+                [](int64_t timeUs, const Core::Event& event) { return timeUs < event.whenUs; });
+        isNext = later == events.begin();
+        events.insert(later, {whenUs, msg});
+    }
+    // Without the lock, which the woken thread takes first.
     if (isNext) mCore->mWake.broadcast();
 }
 
@@ -198,13 +202,15 @@ status_t ALooper::awaitResponse(const sp<AReplyToken>& replyToken, sp<AMessage>*
 }
 
 status_t ALooper::postReply(const sp<AReplyToken>& replyToken, const sp<AMessage>& msg) {
-    Mutex::Autolock lock(mCore->mLock);
-    if (replyToken->mReplied) {
-        ALOGE("trying to post a duplicate reply");
-        return -EBUSY;
+    {
+        Mutex::Autolock lock(mCore->mLock);
+        if (replyToken->mReplied) {
+            ALOGE("trying to post a duplicate reply");
+            return -EBUSY;
+        }
+        replyToken->mReply = msg;
+        replyToken->mReplied = true;
     }
-    replyToken->mReply = msg;
-    replyToken->mReplied = true;
     mCore->mReplied.broadcast();
     return OK;
 }

@@ -21,6 +21,7 @@ struct ALooper;
 struct AMessage;
 struct ICrypto;
 class CodecComponent;
+struct CodecOutput;
 class IGraphicBufferProducer;
 class MediaCodecBuffer;
 class Surface;
@@ -34,9 +35,11 @@ struct ComponentRow;
 //                                                                               v  |
 //   release: UNINITIALIZED from everywhere; reset: INITIALIZED               FLUSHED  (flush)
 //
-// Calls: each posts to the codec's looper and waits for the answer, so it may come from any thread
-// but the looper's own; getInputBuffer and getOutputBuffer only take a lock. A looper that does not
-// run answers -ENOENT. A call in a state that does not allow it answers INVALID_OPERATION.
+// Calls: those that move buffers (getInputBuffer, getOutputBuffer, queueInputBuffer and the three
+// that release an output) are served on the caller's thread, under a lock. Each other posts to the
+// codec's looper and waits for the answer, so it may come from any thread but the looper's own; a
+// looper that does not run answers -ENOENT. A call in a state that does not allow it answers
+// INVALID_OPERATION.
 //
 // Callbacks: the message given to setCallback is duplicated for each, "callbackID" and the items
 // beside the enumerators below are added, and it is posted; nothing waits for it. Once stop, reset
@@ -139,7 +142,6 @@ struct MediaCodec : public AHandler {
 
   private:
     enum State { UNINITIALIZED, INITIALIZED, CONFIGURED, STARTED, FLUSHED };
-    class ComponentEvent;
     class RunClient;
     struct InputSlot;
     struct OutputSlot;
@@ -153,7 +155,7 @@ struct MediaCodec : public AHandler {
     static status_t postAndAwait(const sp<AMessage>& command, sp<AMessage>* response);
     status_t postCommand(uint32_t what) const;
     status_t getFormat(uint32_t what, sp<AMessage>* format) const;
-    status_t postReleaseOutput(size_t index, bool render, const int64_t* timestampNs);
+    status_t giveBackOutput(size_t index, bool render, const int64_t* timestampNs);
 
     // All below on the looper.
     status_t handleCommand(const sp<AMessage>& msg, const sp<AMessage>& response);
@@ -165,51 +167,56 @@ struct MediaCodec : public AHandler {
     status_t onStop();
     status_t onRelease();
     status_t onFlush();
-    status_t onQueueInput(const sp<AMessage>& msg);
-    status_t onReleaseOutput(const sp<AMessage>& msg);
     status_t onSignalEndOfInputStream();
     status_t onGetFormat(const sp<AMessage>& format, const sp<AMessage>& response) const;
     status_t onSetParameters(const sp<AMessage>& msg);
 
-    void onComponentEvent(const sp<AMessage>& msg);
-    void onInputsReady();
-    void onInputConsumed(size_t slot);
-    void onOutputFormat(const sp<AMessage>& format);
-    void onOutput(const ComponentEvent& event);
-    void onComponentError(status_t err, int32_t actionCode);
+    void onComponentError(const sp<AMessage>& msg);
     void reportFailure(const char* what, status_t err) const;
 
     bool isExecuting() const { return mState == STARTED || mState == FLUSHED; }
     bool isConfigured() const { return mState == CONFIGURED || isExecuting(); }
     void makeInputs();
-    void endRun();
+    // Ends a run, if there is one, in the state `next`; the component is stopped then.
+    void endRun(State next);
     void clear(State state);
+    void setState(State state);
+    sp<AMessage> outputFormat() const;
+
+    // The component's reports, on any thread; of another run than the present one: dropped.
+    void giveInput(int32_t run, size_t slot);
+    void changeOutputFormat(int32_t run, const sp<AMessage>& format);
+    void giveOutput(int32_t run, const CodecOutput& output);
+
+    // With mLock held.
+    size_t freeOutputSlot();
     sp<AMessage> newCallback(int32_t callbackId) const;
 
     const sp<ALooper> mLooper;
 
     // Looper thread only, once created.
-    State mState = UNINITIALIZED;
     const ComponentRow* mRow = nullptr;
     AString mMime;
-    sp<CodecComponent> mComponent;
-    sp<AMessage> mCallback;
+    sp<CodecComponent> mComponent;  // also used with mLock held, while mState is executing
     sp<AMessage> mInputFormat;
-    sp<AMessage> mOutputFormat;
     sp<Surface> mSurface;
-    status_t mStickyError = OK;
     bool mHasInputSurface = false;
     bool mEndSignalled = false;  // of the input surface
-    bool mInputEnded = false;    // an end-of-stream buffer was queued
-    int32_t mRun = 0;            // events of another run are dropped
     std::unique_ptr<RunClient> mRunClient;
 
-    // An index is a slot's number plus a base that no former run has used.
-    std::mutex mBufferLock;
-    std::vector<InputSlot> mInputs;    // guarded by mBufferLock
-    std::vector<OutputSlot> mOutputs;  // guarded by mBufferLock
-    size_t mInputBase = 0;             // guarded by mBufferLock
-    size_t mOutputBase = 0;            // guarded by mBufferLock
+    mutable std::mutex mLock;
+    // Written on the looper with mLock held; read there without, elsewhere with it.
+    State mState = UNINITIALIZED;
+    status_t mStickyError = OK;
+    int32_t mRun = 0;  // calls and reports of another run are refused
+    sp<AMessage> mCallback;
+    // Guarded by mLock. An index is a slot's number plus a base that no former run has used.
+    sp<AMessage> mOutputFormat;
+    bool mInputEnded = false;  // an end-of-stream buffer was queued
+    std::vector<InputSlot> mInputs;
+    std::vector<OutputSlot> mOutputs;
+    size_t mInputBase = 0;
+    size_t mOutputBase = 0;
 };
 
 }  // namespace android
