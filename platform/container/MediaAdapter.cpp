@@ -49,9 +49,12 @@ void MediaAdapter::signalBufferReturned(MediaBufferBase* buffer) {
     CHECK(buffer != nullptr);
     buffer->setObserver(nullptr);
     buffer->release();
-    std::lock_guard<std::mutex> lock(mLock);
-    ++mReturnedBuffers;
-    // Under the lock: the pusher may drop the adapter as soon as it can go on.
+    // The pusher may drop the adapter as soon as it can go on.
+    const sp<MediaAdapter> self = this;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        ++mReturnedBuffers;
+    }
     mBufferReturned.notify_all();
 }
 
@@ -65,7 +68,10 @@ status_t MediaAdapter::pushBuffer(MediaBuffer* buffer) {
     const uint64_t returnedBefore = mReturnedBuffers;
     buffer->setObserver(this);
     mBuffer = buffer;
+    // Without the lock, which the reader takes first.
+    lock.unlock();
     mBufferPushed.notify_one();
+    lock.lock();
     mBufferReturned.wait(lock, [&] { return mReturnedBuffers != returnedBefore; });
     return OK;
 }

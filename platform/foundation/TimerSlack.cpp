@@ -9,18 +9,22 @@ namespace android {
 
 namespace {
 
-constexpr int kLooperSlackNs = 500000;
-constexpr int kRelaxedSlackNs = 4000000;
+constexpr unsigned long kLooperSlackNs = 500000;
+constexpr unsigned long kRelaxedSlackNs = 4000000;
+
+thread_local bool sHasLooperSlack = false;
 
 }  // namespace
 
 void setLooperSlack() {
-    prctl(PR_SET_TIMERSLACK, static_cast<unsigned long>(kLooperSlackNs));
+    prctl(PR_SET_TIMERSLACK, kLooperSlackNs);
+    sHasLooperSlack = true;
 }
 
 void relaxLooperSlack() {
-    if (prctl(PR_GET_TIMERSLACK) != kLooperSlackNs) return;
-    prctl(PR_SET_TIMERSLACK, static_cast<unsigned long>(kRelaxedSlackNs));
+    if (!sHasLooperSlack) return;
+    prctl(PR_SET_TIMERSLACK, kRelaxedSlackNs);
+    sHasLooperSlack = false;
 }
 
 }  // namespace android
