@@ -179,7 +179,7 @@ TEST_F(TranscodeCliTest, stalledReaderIsAFailureAfterHalfAMinute) {
     runOrDie({"mkfifo", pipe});
     const int reader = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_GE(reader, 0);
-    const ProcessResult result = runPlayer(quick(mClip, pipe));
+    const ProcessResult result = player(quick(mClip, pipe)).leavesThreads().run();
     close(reader);
     EXPECT_EQ(result.exitCode, 1) << result.signal << result.err;
     EXPECT_THAT(result.err, HasSubstr("nothing was read or written for 30 seconds"));

@@ -110,6 +110,12 @@ ProcessRunner& ProcessRunner::setEnvironment(const std::string& name, const std:
     return *this;
 }
 
+ProcessRunner& ProcessRunner::leavesThreads() {
+    const char* options = getenv("TSAN_OPTIONS");
+    if (options == nullptr) return *this;
+    return setEnvironment("TSAN_OPTIONS", std::string(options) + ":report_thread_leaks=0");
+}
+
 ProcessRunner& ProcessRunner::setFileSizeLimit(int64_t bytes) {
     mFileSizeLimit = bytes;
     return *this;

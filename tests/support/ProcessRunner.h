@@ -37,6 +37,9 @@ class ProcessRunner {
     ProcessRunner& setInput(std::string input);
     ProcessRunner& setWorkingDirectory(std::string directory);
     ProcessRunner& setEnvironment(const std::string& name, const std::string& value);
+    // For a program that leaves hanging threads alone by design: the thread sanitizer, if it is
+    // there, does not complain of them.
+    ProcessRunner& leavesThreads();
     // Largest file that it may write (RLIMIT_FSIZE).
     ProcessRunner& setFileSizeLimit(int64_t bytes);
     // Largest address space (RLIMIT_AS).
