@@ -8,8 +8,10 @@
 #include <mediadrm/ICrypto.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
+#include <cstring>
 
 #include "platform/codec/CodecClient.h"
 #include "platform/codec/ScriptedComponent.h"
@@ -455,6 +457,43 @@ TEST_F(MediaCodecTest, AFlushedDecoderGoesOnWithFreshInputs) {
     ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_INPUT_AVAILABLE, 6));
     EXPECT_TRUE(codec.component().inputs().empty());
     EXPECT_EQ(OK, codec->queueInputBuffer(codec.events().back().index, 0, 1, 0, 0));
+}
+
+// A client that goes on moving buffers while another thread ends the run: each call is served or
+// refused, and the next run works.
+TEST_F(MediaCodecTest, CallsThatMeetAStopAreServedOrRefused) {
+    constexpr int kRuns = 40;
+    const sp<AMessage> format = new AMessage;
+    format->setString("mime", "audio/mp4a-latm");
+    format->setInt32("channel-count", 2);
+    format->setInt32("sample-rate", 48000);
+    format->setInt32("bitrate", 128000);
+    CodecClient codec("audio/mp4a-latm", true);
+    ASSERT_TRUE(codec.exists());
+    std::atomic<status_t> wrong{OK};
+    codec.setHandler([&](const CodecEvent& event) {
+        status_t err = OK;
+        if (event.id == MediaCodec::CB_INPUT_AVAILABLE) {
+            sp<MediaCodecBuffer> buffer;
+            if (codec->getInputBuffer(event.index, &buffer) != OK) return;
+            memset(buffer->base(), 0, buffer->capacity());
+            err = codec->queueInputBuffer(event.index, 0, buffer->capacity(), 0, 0);
+        } else if (event.id == MediaCodec::CB_OUTPUT_AVAILABLE) {
+            err = codec->releaseOutputBuffer(event.index);
+        }
+        // -ERANGE: the next run has begun.
+        if (err != OK && err != INVALID_OPERATION && err != -ERANGE) wrong = err;
+    });
+    for (int run = 1; run <= kRuns; ++run) {
+        ASSERT_EQ(OK, codec.setCallback());
+        ASSERT_EQ(OK, codec->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE));
+        const size_t before = CodecClient::countOf(codec.events(), MediaCodec::CB_OUTPUT_AVAILABLE);
+        ASSERT_EQ(OK, codec->start());
+        ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, before + run % 8));
+        ASSERT_EQ(OK, run % 2 == 0 ? codec->stop() : codec->reset());
+    }
+    codec.settle();
+    EXPECT_EQ(OK, wrong.load());
 }
 
 }  // namespace
