@@ -92,6 +92,8 @@ class FaultTableTest : public testing::TestWithParam<FaultCase> {
         if (testing::Matches(HasSubstr("silent"))(GetParam().fault)) runner.leavesThreads();
         return runner.run();
     }
+    // A recording ends when this machine gets to it.
+    static int mostMorePictures() { return GetParam().job == Job::kRecord ? kFrameRate : 1; }
     void expectLeft() const {
         if (GetParam().left == Left::kNothing) {
             EXPECT_THAT(namesIn(mFolder.path()), IsEmpty());
@@ -107,7 +109,8 @@ class FaultTableTest : public testing::TestWithParam<FaultCase> {
         EXPECT_LE(probe.video()->decodeErrors, isCut ? 1 : 0);
         EXPECT_EQ(probe.audio()->decodeErrors, 0);
         if (GetParam().left == Left::kWhole) {
-            EXPECT_NEAR(probe.video()->frameCount, kSeconds * kFrameRate, 1);
+            EXPECT_GE(probe.video()->frameCount, kSeconds * kFrameRate - 1);
+            EXPECT_LE(probe.video()->frameCount, kSeconds * kFrameRate + mostMorePictures());
         } else {
             EXPECT_GT(probe.video()->frameCount, 5);
             EXPECT_LT(probe.video()->frameCount, kSeconds * kFrameRate - 5);

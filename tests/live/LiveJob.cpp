@@ -168,6 +168,11 @@ double LiveJob::recordedSeconds() {
     return (ofSound ? progress.audioTimeUs : progress.videoTimeUs) / 1e6;
 }
 
+uint64_t LiveJob::lostPictures() const {
+    const oxa::host::CameraFigures figures = oxa::host::cameraFigures(0);
+    return figures.recordingDropped + figures.late;
+}
+
 void LiveJob::waitForRecorded(double seconds) {
     ASSERT_TRUE(waitFor([&] { return recordedSeconds() >= seconds; }, kLongestRecording))
             << "nothing comes any more";

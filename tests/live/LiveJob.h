@@ -60,6 +60,8 @@ class LiveJob {
     // Of the present recording or the last one, negative before its first sample; of the sound
     // where nothing else is recorded.
     double recordedSeconds();
+    // Pictures of the source that this machine was too slow for.
+    uint64_t lostPictures() const;
     // Switches recording off, waits so long, and on again, until the new recording has begun.
     void recordAnew(std::chrono::milliseconds pause);
     void stop();

@@ -46,9 +46,11 @@ class MonitorTest : public testing::TestWithParam<bool> {
         }
         return samples;
     }
+    // For half a second without a pause, which a machine that stands still makes.
     bool hearsTone(size_t blocksBefore) const {
-        const std::vector<float> samples = heardAfter(blocksBefore);
-        return samples.size() > kRate && toneDb(samples, kRate, kTone) > kLoudDb;
+        const std::vector<float> last = window(heardAfter(blocksBefore), kRate, -0.5, 0.5);
+        return last.size() >= kRate / 2 && toneDb(last, kRate, kTone) > kLoudDb &&
+               std::fabs(dominantFrequency(last, kRate) - kTone) < 5;
     }
     // But for what was on its way.
     bool isQuiet(size_t blocksBefore) const {
@@ -82,7 +84,6 @@ TEST_P(MonitorTest, soundIsHeardAsLongAsItIsAskedFor) {
         const size_t before = mSound->blocks().size();
         ASSERT_EQ(job.player().setPlayback(true, true), OK);
         EXPECT_TRUE(waitFor([&] { return hearsTone(before); }));
-        EXPECT_NEAR(dominantFrequency(heardAfter(before), kRate), kTone, 5);
 
         ASSERT_EQ(job.player().setPlayback(true, false), OK);
         const size_t after = mSound->blocks().size();

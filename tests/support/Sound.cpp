@@ -188,6 +188,10 @@ double levelDb(const std::vector<float>& samples) {
                            : toDb(std::sqrt(sum / static_cast<double>(samples.size())));
 }
 
+double energyDb(const std::vector<float>& samples, int sampleRate) {
+    return levelDb(samples) + 10 * std::log10(static_cast<double>(samples.size()) / sampleRate);
+}
+
 double toneDb(const std::vector<float>& samples, int sampleRate, double frequency) {
     const double step = 2 * M_PI * frequency / sampleRate;
     double weights = 0;

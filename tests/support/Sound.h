@@ -50,6 +50,9 @@ constexpr double kSilenceDb = -200;
 
 // Root mean square in dB below full scale: -3.01 for a sine of amplitude 1, kSilenceDb for nothing.
 double levelDb(const std::vector<float>& samples);
+// The level that one second would need for the energy of the whole: silence around and between,
+// more or less of which an output adds, does not count.
+double energyDb(const std::vector<float>& samples, int sampleRate);
 // The peak amplitude of one frequency in dB: 0 for a sine of amplitude 1 (Goertzel, Hann window).
 double toneDb(const std::vector<float>& samples, int sampleRate, double frequency);
 // The strongest frequency in Hz (FFT with interpolation), 0 for silence.
