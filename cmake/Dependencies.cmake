@@ -5,7 +5,9 @@ find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(SDL2 REQUIRED)
 pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET
-    libavdevice libavformat libavcodec libavfilter libswresample libswscale libavutil)
+    libavformat libavcodec libswresample libswscale libavutil)
+pkg_check_modules(AVFILTER REQUIRED IMPORTED_TARGET libavfilter libavutil)
+pkg_check_modules(AVDEVICE REQUIRED IMPORTED_TARGET libavdevice)
 pkg_check_modules(SPEEXDSP REQUIRED IMPORTED_TARGET speexdsp)
 
 list(APPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR})

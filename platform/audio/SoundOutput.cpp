@@ -12,9 +12,10 @@
 #include <cstring>
 
 #include "audio/PacedSink.h"
-#include "audio/SdlSink.h"
 #include "audio/SoundOutputChoice.h"
 #include "audio/WavFile.h"
+#include "host/Module.h"
+#include "modules/sdl/SdlModule.h"
 
 namespace android {
 
@@ -28,9 +29,11 @@ std::unique_ptr<SoundSink> openPacedSink(std::unique_ptr<SoundConsumer> consumer
 }
 
 std::unique_ptr<SoundSink> openDeviceSink(const SoundFormat& format, SoundSource* source) {
-    auto sink = std::make_unique<SdlSink>();
-    if (sink->open(format, source) == OK) return sink;
-    ALOGW("no sound device (%s), playing silently", sink->error().c_str());
+    std::string error;
+    const auto* module = loadModule<SdlModule>(&error);
+    auto sink = module != nullptr ? module->openSound(format, source, &error) : nullptr;
+    if (sink != nullptr) return sink;
+    ALOGW("no sound device (%s), playing silently", error.c_str());
     return openPacedSink(nullptr, format, source);
 }
 
@@ -122,7 +125,9 @@ std::string useWavSound(const std::string& path) {
 }
 
 std::string soundDeviceError() {
-    return android::SdlSink::probe();
+    std::string error;
+    const auto* module = android::loadModule<android::SdlModule>(&error);
+    return module != nullptr ? module->soundError() : error;
 }
 
 std::shared_ptr<SoundRecording> useSoundRecording(size_t maxFrames) {

@@ -237,10 +237,10 @@ status_t AvVideoDecoder::openCodec() {
         return BAD_VALUE;
     }
     if (mTunneled) mClock = SessionClock::forHwSync(mHwSync);
-    mGraph.start(mConversion, mTrack->timeBase());
+    mConverter.start(mConversion, mTrack->timeBase());
     mNextPts = av_rescale_q(mStartUs, kMicroseconds, mTrack->timeBase());
-    mGraphStartPts = mConversion.frameRate == 0 ? 0 : mNextPts;
-    mGraphStartUs = mConversion.frameRate == 0 ? mStartUs : 0;
+    mConversionStartPts = mConversion.frameRate == 0 ? 0 : mNextPts;
+    mConversionStartUs = mConversion.frameRate == 0 ? mStartUs : 0;
     mLastTimeUs = 0;
     mFormatReported = false;
     mDrained = false;
@@ -249,7 +249,7 @@ status_t AvVideoDecoder::openCodec() {
 
 void AvVideoDecoder::closeCodec() {
     mClock.clear();
-    mGraph.start(Conversion(), kMicroseconds);
+    mConverter.start(Conversion(), kMicroseconds);
     av_frame_free(&mConverted);
     av_frame_free(&mDecoded);
     av_packet_free(&mPacket);
@@ -348,12 +348,17 @@ bool AvVideoDecoder::receiveFrames() {
 }
 
 bool AvVideoDecoder::handleFrame() {
-    mDecoded->pts = ptsOfFrame() - mGraphStartPts;
-    if (mGraph.isChange(*mDecoded) && !finishGraph()) {
+    mDecoded->pts = ptsOfFrame() - mConversionStartPts;
+    if (mConverter.isChange(*mDecoded) && !finishConversion()) {
         av_frame_unref(mDecoded);
         return false;
     }
-    const int err = mGraph.push(mDecoded);
+    const int err = mConverter.push(mDecoded);
+    // Every picture would be lost, not this one alone.
+    if (err == AVERROR_FILTER_NOT_FOUND) {
+        client()->onError(UNKNOWN_ERROR);
+        return false;
+    }
     if (err < 0) mDamage.add(err);
     return emitConverted();
 }
@@ -365,14 +370,14 @@ int64_t AvVideoDecoder::ptsOfFrame() {
     return pts;
 }
 
-bool AvVideoDecoder::finishGraph() {
-    mGraph.finish(mNextPts - mGraphStartPts);
+bool AvVideoDecoder::finishConversion() {
+    mConverter.finish(mNextPts - mConversionStartPts);
     return emitConverted();
 }
 
 bool AvVideoDecoder::emitConverted() {
     for (;;) {
-        const int err = mGraph.pull(mConverted);
+        const int err = mConverter.pull(mConverted);
         if (err == AVERROR(EAGAIN) || err == AVERROR_EOF) return true;
         if (err < 0) {
             mDamage.add(err);
@@ -429,15 +434,15 @@ bool AvVideoDecoder::waitForTurn(int64_t timeUs, int64_t* lateUs) {
 }
 
 int64_t AvVideoDecoder::timeUsOf(const AVFrame& converted) const {
-    return clampTimeUs(av_rescale_q(converted.pts, mGraph.timeBase(), kMicroseconds)) -
-           mGraphStartUs;
+    return clampTimeUs(av_rescale_q(converted.pts, mConverter.timeBase(), kMicroseconds)) -
+           mConversionStartUs;
 }
 
 bool AvVideoDecoder::drain() {
     if (mDrained) return true;
     mDrained = true;
     avcodec_send_packet(mCodec, nullptr);
-    if (!receiveFrames() || !finishGraph()) return false;
+    if (!receiveFrames() || !finishConversion()) return false;
     // Whoever waits for the format (an encoder that is started with it) waits for the end, too.
     if (!mFormatReported) reportFormat(formatOfStream());
     mDamage.addRepaired();

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "audio/SessionClock.h"
-#include "codec/ConversionGraph.h"
 #include "codec/DamageCounter.h"
+#include "codec/PictureConversion.h"
 #include "codec/TrackParameters.h"
 #include "codec/WorkerComponent.h"
 #include "graphics/PictureQueue.h"
@@ -60,7 +60,7 @@ class AvVideoDecoder : public WorkerComponent {
     bool decodePacket();
     bool receiveFrames();
     bool handleFrame();
-    bool finishGraph();
+    bool finishConversion();
     bool emitConverted();
     bool emitPicture();
     bool renderTunneled();
@@ -88,10 +88,10 @@ class AvVideoDecoder : public WorkerComponent {
     bool mTunneled = false;
     int32_t mHwSync = 0;
     int64_t mStartUs = 0;  // the stream's time of the track's time 0
-    // A new frame rate counts from the track's time 0 and needs it taken off before the graph;
+    // A new frame rate counts from the track's time 0 and needs it taken off before the conversion;
     // else it is taken off behind it, which keeps times exact.
-    int64_t mGraphStartPts = 0;
-    int64_t mGraphStartUs = 0;
+    int64_t mConversionStartPts = 0;
+    int64_t mConversionStartUs = 0;
     int64_t mFrameDuration = 0;  // by the frame rate, in the stream's time base; 0: not known
 
     // Worker only while it runs.
@@ -100,7 +100,7 @@ class AvVideoDecoder : public WorkerComponent {
     AVFrame* mDecoded = nullptr;
     AVFrame* mConverted = nullptr;
     sp<SessionClock> mClock;  // of tunneled playback
-    ConversionGraph mGraph;
+    PictureConversion mConverter;
     DamageCounter mDamage;
     int64_t mNextPts = 0;  // when the last frame ended
     int64_t mLastTimeUs = 0;

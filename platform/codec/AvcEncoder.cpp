@@ -234,7 +234,7 @@ status_t AvcEncoder::openCodec() {
     conversion.height = mHeight;
     conversion.pixelFormat = mPixelFormat;
     conversion.deinterlace = mDeinterlace;
-    mGraph.start(conversion, kMicroseconds);
+    mConverter.start(conversion, kMicroseconds);
     mLate.start(name().c_str());
     mUnusable.start(name().c_str());
     mHasLastTime = false;
@@ -293,7 +293,7 @@ void AvcEncoder::setStream(AVCodecContext* codec, int32_t bitrate) const {
 }
 
 void AvcEncoder::closeCodec() {
-    mGraph.start(Conversion(), kMicroseconds);
+    mConverter.start(Conversion(), kMicroseconds);
     av_packet_free(&mPacket);
     av_frame_free(&mFrame);
     avcodec_free_context(&mCodec);
@@ -394,7 +394,7 @@ void AvcEncoder::encodeRecord(const CodecInput& input) {
 void AvcEncoder::encodeDeinterlaced(const AVFrame& picture, int64_t timeUs) {
     int err = av_frame_ref(mFrame, &picture);
     mFrame->pts = timeUs;
-    if (err >= 0) err = mGraph.push(mFrame);
+    if (err >= 0) err = mConverter.push(mFrame);
     if (err >= 0) err = encodeFieldPictures();
     av_frame_unref(mFrame);
     if (err < 0) mUnusable.add(err);
@@ -403,9 +403,9 @@ void AvcEncoder::encodeDeinterlaced(const AVFrame& picture, int64_t timeUs) {
 // What the filters give at the moment, which lags behind by a picture.
 int AvcEncoder::encodeFieldPictures() {
     for (;;) {
-        int err = mGraph.pull(mFrame);
+        int err = mConverter.pull(mFrame);
         if (err == AVERROR(EAGAIN) || err == AVERROR_EOF) return 0;
-        const int64_t timeUs = av_rescale_q(mFrame->pts, mGraph.timeBase(), kMicroseconds);
+        const int64_t timeUs = av_rescale_q(mFrame->pts, mConverter.timeBase(), kMicroseconds);
         if (err >= 0) err = encodeFrame(timeUs);
         av_frame_unref(mFrame);
         if (err < 0) return err;
@@ -415,7 +415,7 @@ int AvcEncoder::encodeFieldPictures() {
 
 void AvcEncoder::finishDeinterlacing() {
     const auto intervalUs = static_cast<int64_t>(1e6F / mFrameRate);
-    if (mGraph.finish(mLastTimeUs + intervalUs) >= 0) encodeFieldPictures();
+    if (mConverter.finish(mLastTimeUs + intervalUs) >= 0) encodeFieldPictures();
 }
 
 void AvcEncoder::encodeInput(const CodecInput& input) {
@@ -478,8 +478,8 @@ int AvcEncoder::convertPicture() {
     if (mFrame->width == mWidth && mFrame->height == mHeight && mFrame->format == mPixelFormat) {
         return 0;
     }
-    const int err = mGraph.push(mFrame);
-    return err < 0 ? err : mGraph.pull(mFrame);
+    const int err = mConverter.push(mFrame);
+    return err < 0 ? err : mConverter.pull(mFrame);
 }
 
 bool AvcEncoder::takeSyncRequest() {

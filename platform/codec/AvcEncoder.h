@@ -5,8 +5,8 @@
 
 #include <mutex>
 
-#include "codec/ConversionGraph.h"
 #include "codec/DamageCounter.h"
+#include "codec/PictureConversion.h"
 #include "codec/WorkerComponent.h"
 #include "graphics/PictureQueue.h"
 
@@ -102,7 +102,7 @@ class AvcEncoder : public WorkerComponent {
     AVCodecContext* mCodec = nullptr;
     AVFrame* mFrame = nullptr;
     AVPacket* mPacket = nullptr;
-    ConversionGraph mGraph;
+    PictureConversion mConverter;
     DamageCounter mLate;
     DamageCounter mUnusable;
     bool mHasLastTime = false;

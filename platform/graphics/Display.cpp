@@ -8,20 +8,22 @@
 #include "graphics/NullDisplay.h"
 #include "graphics/PngDisplay.h"
 #include "graphics/RecordingDisplayImpl.h"
-#include "graphics/WindowDisplay.h"
+#include "host/Module.h"
+#include "modules/sdl/SdlModule.h"
 
 namespace oxa::host {
 
 std::string displayError() {
-    const android::SdlDisplayThread::User thread;
-    return thread->error();
+    std::string error;
+    const auto* module = android::loadModule<android::SdlModule>(&error);
+    return module != nullptr ? module->displayError() : error;
 }
 
 std::unique_ptr<Display> createWindowDisplay(const WindowOptions& options, std::string* error) {
-    auto display = std::make_unique<android::WindowDisplay>(options);
-    const std::string reason = display->error();
+    std::string reason;
+    const auto* module = android::loadModule<android::SdlModule>(&reason);
+    auto display = module != nullptr ? module->createWindow(options, &reason) : nullptr;
     if (error != nullptr) *error = reason;
-    if (!reason.empty()) return nullptr;
     return display;
 }
 

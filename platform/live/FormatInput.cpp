@@ -11,19 +11,19 @@
 
 #include <algorithm>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "container/AvLog.h"
 #include "container/DataSourceStream.h"
 #include "container/MediaLimits.h"
 #include "container/StreamInfo.h"
+#include "host/Module.h"
 #include "live/DeviceOptions.h"
 #include "live/LiveInput.h"
+#include "modules/devices/DevicesModule.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
-#include <libavdevice/avdevice.h>
 #include <libavformat/avformat.h>
 }
 
@@ -40,8 +40,6 @@ class FormatInput : public LiveInput {
     FormatInput(const LiveSource& source, LiveKind kind) : mSource(source), mKind(kind) {
         routeAvLog();
         limitAvAllocations();
-        static std::once_flag once;
-        std::call_once(once, avdevice_register_all);
     }
 
     ~FormatInput() override {
@@ -229,6 +227,11 @@ std::string liveOpenError(const LiveSource& source, int averror) {
 
 std::unique_ptr<LiveInput> openFormatInput(const LiveSource& source, const LiveOptions& options,
                                            std::string* error) {
+    if (source.isDevice()) {
+        const auto* module = loadModule<DevicesModule>(error);
+        if (module == nullptr) return nullptr;
+        module->registerDevices();
+    }
     auto input = std::make_unique<FormatInput>(source, options.kind);
     const int err = input->open(options);
     if (err >= 0) return input;

@@ -33,8 +33,6 @@ class LiveInput {
 // Null, with the reason in `error`.
 std::unique_ptr<LiveInput> openFormatInput(const LiveSource& source, const LiveOptions& options,
                                            std::string* error);
-std::unique_ptr<LiveInput> openGraphInput(const LiveSource& source, const LiveOptions& options,
-                                          std::string* error);
 
 // Why there is no input: "cannot open 'x.mp4': No such file or directory".
 std::string liveOpenError(const LiveSource& source, int averror);

@@ -8,7 +8,7 @@
 #include <algorithm>
 
 #include "codec/AvPicture.h"
-#include "codec/ConversionGraph.h"
+#include "codec/PictureConversion.h"
 #include "live/LiveConverter.h"
 
 namespace android {
@@ -80,8 +80,8 @@ class LivePictureConverter : public LiveConverter {
     const sp<LiveControl> mControl;
     const int mRate;
     Conversion mWanted;
-    ConversionGraph mFit;
-    ConversionGraph mSignal;
+    PictureConversion mFit;
+    PictureConversion mSignal;
     int mSignalWidth = 0;
     int mSignalHeight = 0;
     bool mStarted = false;

@@ -12,8 +12,10 @@
 #include <cerrno>
 #include <utility>
 
+#include "host/Module.h"
 #include "live/LiveConverter.h"
 #include "live/LiveInput.h"
+#include "modules/filters/FiltersModule.h"
 
 namespace android {
 
@@ -41,6 +43,13 @@ int64_t durationUs(const LiveBlock& block) {
     return frames * 1000000 / block.sampleRate;
 }
 
+std::unique_ptr<LiveInput> openInput(const LiveSource& source, const LiveOptions& options,
+                                     std::string* error) {
+    if (source.scheme != LiveScheme::kLavfi) return openFormatInput(source, options, error);
+    const auto* module = loadModule<FiltersModule>(error);
+    return module != nullptr ? module->openInput(source, options, error) : nullptr;
+}
+
 }  // namespace
 
 LiveReader::LiveReader(const LiveOptions& options, bool isDevice)
@@ -56,8 +65,7 @@ LiveReader::~LiveReader() {
 std::unique_ptr<LiveReader> LiveReader::open(const LiveOptions& options, std::string* error) {
     LiveSource source;
     if (!parseLiveSource(options.source, &source, error)) return nullptr;
-    auto input = source.scheme == LiveScheme::kLavfi ? openGraphInput(source, options, error)
-                                                     : openFormatInput(source, options, error);
+    auto input = openInput(source, options, error);
     if (input == nullptr) return nullptr;
     std::unique_ptr<LiveReader> reader(new LiveReader(options, source.isDevice()));
     reader->mInfo = input->info();

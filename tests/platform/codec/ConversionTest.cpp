@@ -9,6 +9,7 @@
 
 #include "platform/codec/PlayJob.h"
 #include "support/ProcessRunner.h"
+#include "support/TempDir.h"
 #include "support/TestClips.h"
 
 extern "C" {
@@ -122,13 +123,10 @@ constexpr ConversionCase kConversions[] = {
         {"AnOddRateWithALateStart", "friday_video_starts_1s.mp4", 0, 0, 24, 0, "fps=24"},
 };
 
-class Conversions : public testing::TestWithParam<ConversionCase> {};
-
 // Sample by sample what the command gives, at its times.
-TEST_P(Conversions, AreThoseOfTheCommand) {
-    const std::string path = mediaPath(GetParam().clip);
-    const Frames expected = commandFrames(path, GetParam().filters);
-    const Frames actual = decoderFrames(path, GetParam());
+void expectFramesOfTheCommand(const std::string& path, const ConversionCase& wanted) {
+    const Frames expected = commandFrames(path, wanted.filters);
+    const Frames actual = decoderFrames(path, wanted);
     ASSERT_FALSE(expected.frames.empty());
     EXPECT_EQ(expected.width, actual.width);
     EXPECT_EQ(expected.height, actual.height);
@@ -140,6 +138,49 @@ TEST_P(Conversions, AreThoseOfTheCommand) {
         ASSERT_EQ(expected.frames[i].md5, actual.frames[i].md5) << "picture " << i;
     }
 }
+
+class Conversions : public testing::TestWithParam<ConversionCase> {};
+
+TEST_P(Conversions, AreThoseOfTheCommand) {
+    expectFramesOfTheCommand(mediaPath(GetParam().clip), GetParam());
+}
+
+// Scaled or not, all become 8-bit 4:2:0.
+struct FormatCase {
+    const char* name;
+    const char* filter;
+    const char* codec;
+};
+class PixelFormats : public testing::TestWithParam<FormatCase> {};
+
+TEST_P(PixelFormats, BecomeThoseOfTheCommand) {
+    const TempDir folder;
+    const std::string path = folder.file("in.nut");
+    runOrDie({"ffmpeg", "-v", "error", "-nostdin", "-f", "lavfi", "-i",
+              "testsrc2=size=160x120:rate=25:duration=0.2", "-vf", GetParam().filter, "-c:v",
+              GetParam().codec, path});
+    for (const ConversionCase& wanted :
+         {ConversionCase{"SameSize", "", 160, 120, 0, 0, "scale=160:120:flags=bicubic"},
+          ConversionCase{"Larger", "", 300, 200, 0, 0, "scale=300:200:flags=bicubic"}}) {
+        SCOPED_TRACE(wanted.name);
+        expectFramesOfTheCommand(path, wanted);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, PixelFormats,
+                         testing::Values(FormatCase{"Plain", "format=yuv420p", "rawvideo"},
+                                         FormatCase{"C422", "format=yuv422p", "rawvideo"},
+                                         FormatCase{"C444", "format=yuv444p", "rawvideo"},
+                                         FormatCase{"C411", "format=yuv411p", "rawvideo"},
+                                         FormatCase{"TenBits", "format=yuv420p10le", "rawvideo"},
+                                         FormatCase{"TenBits422", "format=yuv422p10le", "rawvideo"},
+                                         FormatCase{"Grey", "format=gray", "rawvideo"},
+                                         FormatCase{"Rgb", "format=rgb24", "rawvideo"},
+                                         FormatCase{"Alpha", "format=yuva420p", "rawvideo"},
+                                         FormatCase{"FullRange",
+                                                    "scale=out_range=full,format=yuv420p",
+                                                    "libvpx-vp9"}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 INSTANTIATE_TEST_SUITE_P(All, Conversions, testing::ValuesIn(kConversions),
                          [](const auto& info) { return std::string(info.param.name); });

@@ -3,13 +3,10 @@
 
 #pragma once
 
+#include <memory>
 #include <string>
 
-extern "C" {
-#include <libavfilter/avfilter.h>
-#include <libavutil/frame.h>
-#include <libavutil/rational.h>
-}
+#include "codec/PictureFilter.h"
 
 namespace android {
 
@@ -24,17 +21,18 @@ struct Conversion {
     AVPixelFormat pixelFormat = AV_PIX_FMT_NONE;  // NONE: whatever 8-bit 4:2:0 is nearest
 };
 
-// Converts pictures. One that needs nothing done goes through untouched; for others a filter graph
-// is built, and built anew when size or format of the pictures change. Only frames that are marked
-// as interlaced are de-interlaced: decoders mark reliably, and progressive ones keep their detail.
+// Converts pictures. One that needs nothing done goes through untouched; one that is only scaled
+// goes through the scaler, for others filters are loaded. Either is made anew when size, format
+// or range of the pictures change. Only frames that are marked as interlaced are de-interlaced:
+// decoders mark reliably, and progressive ones keep their detail.
 //
 // Thread-bound. All results are 0 or a negative AVERROR.
-class ConversionGraph {
+class PictureConversion {
   public:
-    ConversionGraph();
-    ~ConversionGraph();
-    ConversionGraph(const ConversionGraph&) = delete;
-    ConversionGraph& operator=(const ConversionGraph&) = delete;
+    PictureConversion();
+    ~PictureConversion();
+    PictureConversion(const PictureConversion&) = delete;
+    PictureConversion& operator=(const PictureConversion&) = delete;
 
     // Starts afresh. Frames that are pushed have their `pts` in `timeBase`.
     void start(const Conversion& conversion, AVRational timeBase);
@@ -51,24 +49,26 @@ class ConversionGraph {
     AVRational timeBase() const { return mOutputTimeBase; }
 
   private:
-    bool needsGraph(const AVFrame& frame) const;
+    bool isScaled(const AVFrame& frame) const;
+    bool needsFilters() const;
+    AVPixelFormat resultFormat(const AVFrame& frame) const;
     std::string filters(const AVFrame& frame) const;
-    int build(const AVFrame& frame);
-    void dropGraph();
+    int open(const AVFrame& frame);
+    int openFilters(const AVFrame& frame);
+    void drop();
 
     Conversion mConversion;
     AVRational mTimeBase = {1, 1000000};
     AVRational mOutputTimeBase = {1, 1000000};
 
-    AVFilterGraph* mGraph = nullptr;
-    AVFilterContext* mSource = nullptr;  // the graph's, like mSink
-    AVFilterContext* mSink = nullptr;
-    int mWidth = 0;  // what the graph was built for
+    std::unique_ptr<PictureFilter> mFilter;
+    int mWidth = 0;  // what the filter was opened for
     int mHeight = 0;
     int mFormat = AV_PIX_FMT_NONE;
+    int mRange = AVCOL_RANGE_UNSPECIFIED;
     bool mFinished = false;
 
-    AVFrame* const mPassing;  // a frame that needs no graph, until it is pulled
+    AVFrame* const mPassing;  // a frame that needs nothing done, until it is pulled
 };
 
 }  // namespace android

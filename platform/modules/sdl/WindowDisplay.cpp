@@ -3,7 +3,7 @@
 
 #define LOG_TAG "WindowDisplay"
 
-#include "graphics/WindowDisplay.h"
+#include "modules/sdl/WindowDisplay.h"
 
 #include <utility>
 

@@ -3,7 +3,7 @@
 
 #define LOG_TAG "SdlDisplayThread"
 
-#include "graphics/SdlDisplayThread.h"
+#include "modules/sdl/SdlDisplayThread.h"
 
 #include <SDL.h>
 #include <sys/prctl.h>
@@ -12,7 +12,7 @@
 #include <chrono>
 #include <cstdlib>
 
-#include "audio/SdlSubsystemLock.h"
+#include "modules/sdl/SdlSubsystemLock.h"
 
 namespace android {
 

@@ -3,8 +3,8 @@
 
 #define LOG_TAG "GraphInput"
 
+#include "modules/filters/GraphInput.h"
 #include "container/AvLog.h"
-#include "live/LiveInput.h"
 
 extern "C" {
 #include <libavfilter/avfilter.h>

@@ -7,8 +7,8 @@
 
 #include "graphics/DisplayInput.h"
 #include "graphics/PictureMailbox.h"
-#include "graphics/SdlDisplayThread.h"
-#include "graphics/SdlWindow.h"
+#include "modules/sdl/SdlDisplayThread.h"
+#include "modules/sdl/SdlWindow.h"
 
 namespace android {
 

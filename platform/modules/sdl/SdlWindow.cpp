@@ -3,7 +3,7 @@
 
 #define LOG_TAG "SdlWindow"
 
-#include "graphics/SdlWindow.h"
+#include "modules/sdl/SdlWindow.h"
 
 #include <SDL.h>
 

@@ -1,14 +1,14 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "audio/SdlSink.h"
+#include "modules/sdl/SdlSink.h"
 
 #include <SDL.h>
 #include <dlfcn.h>
 
 #include <algorithm>
 
-#include "audio/SdlSubsystemLock.h"
+#include "modules/sdl/SdlSubsystemLock.h"
 
 namespace android {
 
