@@ -299,6 +299,8 @@ void CameraRecorder::signalEOS() {
 void CameraRecorder::endRecording() {
     releaseEncoder();
     releaseCameraSource();
+    // Made now: a stop that is let go below may be followed by a cleanup, which drops the handlers.
+    const sp<AMessage> report = newReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_VIDEO);
     {
         Mutex::Autolock lock(mStopLock);
         if (mStopProcess.mStopRequested) stopPreview();
@@ -309,7 +311,7 @@ void CameraRecorder::endRecording() {
         mStopProcess.mCondition.signal();
     }
     // Last: whoever hears of it may begin the next recording at once.
-    postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_VIDEO);
+    report->post();
 }
 
 void CameraRecorder::releaseEncoder() {
