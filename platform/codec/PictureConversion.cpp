@@ -5,8 +5,6 @@
 
 #include "codec/PictureConversion.h"
 
-#include <cstring>
-
 #include "codec/PictureScaler.h"
 #include "host/Module.h"
 #include "modules/filters/FiltersModule.h"
@@ -26,9 +24,7 @@ bool isPlain(int format) {
 
 // The 8-bit 4:2:0 format that keeps the range of the samples.
 AVPixelFormat plainFormatFor(int format) {
-    const char* name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(format));
-    const bool fullRange = name != nullptr && strncmp(name, "yuvj", 4) == 0;
-    return fullRange ? AV_PIX_FMT_YUVJ420P : AV_PIX_FMT_YUV420P;
+    return PictureScaler::isFullRange(format) ? AV_PIX_FMT_YUVJ420P : AV_PIX_FMT_YUV420P;
 }
 
 void append(std::string* chain, const std::string& filter) {

@@ -22,13 +22,12 @@ constexpr int kAlignment = 64;
 // Of 256 parts of a luma line: between two lines, as is usual for 4:2:0.
 constexpr int kChromaBetweenLines = 128;
 
-// The formats whose names begin so are full range; all others are made limited.
-bool isFullRange(int format) {
+}  // namespace
+
+bool PictureScaler::isFullRange(int format) {
     const char* name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(format));
     return name != nullptr && strncmp(name, "yuvj", 4) == 0;
 }
-
-}  // namespace
 
 bool PictureScaler::takes(AVPixelFormat format) {
     constexpr uint64_t kOthers = AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_BAYER |

@@ -27,6 +27,9 @@ class PictureScaler : public PictureFilter {
 
     // Whether it can read and make such pictures: brightness and two of colour, in memory.
     static bool takes(AVPixelFormat format);
+    // Whether the format itself says that samples have their full range; pictures in all others are
+    // made limited.
+    static bool isFullRange(int format);
     // How many threads a conversion uses.
     static int threads();
 
