@@ -5,7 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <ostream>
+#include <utility>
+#include <vector>
 
 #include "cli/PlayerProgram.h"
 #include "support/TempDir.h"
@@ -16,7 +17,7 @@ namespace {
 
 using testing::Contains;
 using testing::HasSubstr;
-using testing::Not;
+using testing::IsEmpty;
 
 // The libraries as an incomplete installation has them: without the modules.
 class ModuleCliTest : public testing::Test {
@@ -48,7 +49,7 @@ TEST_F(ModuleCliTest, whatNeedsNoneWorks) {
 TEST_F(ModuleCliTest, missingModuleIsToldAndLeavesNothing) {
     for (const auto& [arguments, text] :
          {std::pair{std::vector<std::string>{"transcode", mClip, "-o", mOutput, "--fps", "10"},
-                    "codec"},
+                    "the codec "},
           std::pair{std::vector<std::string>{"record", "--usb", "lavfi:testsrc2", "-o", mOutput},
                     "cannot load the platform's module"}}) {
         SCOPED_TRACE(arguments[0]);
@@ -57,7 +58,7 @@ TEST_F(ModuleCliTest, missingModuleIsToldAndLeavesNothing) {
         EXPECT_EQ(result.signal, 0);
         EXPECT_FALSE(result.timedOut);
         EXPECT_THAT(linesOf(result.err), Contains(HasSubstr(text)));
-        EXPECT_THAT(namesIn(mFolder.path()), testing::IsEmpty());
+        EXPECT_THAT(namesIn(mFolder.path()), IsEmpty());
     }
 }
 
