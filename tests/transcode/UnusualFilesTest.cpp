@@ -82,6 +82,15 @@ TEST_P(UnusualTracksTest, pictureMuchLongerThanSound) {
     expectWhole(testClip(options));
 }
 
+// Who has read as far as the picture finds no sound behind it. (mkv counts in milliseconds.)
+TEST_P(UnusualTracksTest, soundThatEndsBeforeThePicture) {
+    ClipOptions options;
+    options.seconds = 1;
+    options.extension = "mkv";
+    options.outputArguments = {"-bsf:v", "setts=pts=PTS+3000:dts=DTS+3000"};
+    expectWhole(testClip(options));
+}
+
 // Sound that is missing for a while must not let the rest of it come too early.
 TEST_P(UnusualTracksTest, holeInTheSound) {
     ClipOptions options;

@@ -5,7 +5,6 @@
 
 #include <gui/Surface.h>
 #include <media/stagefright/MediaCodec.h>
-#include <media/stagefright/NuMediaExtractor.h>
 #include <media/stagefright/foundation/AMessage.h>
 #include <mediadrm/ICrypto.h>
 #include <oxa/host/Display.h>
@@ -25,14 +24,10 @@ Verdict judge(const sp<MediaCodec>& decoder, DecodedOutput output) {
     return output.isEnd ? Verdict::kFails : Verdict::kGoOn;
 }
 
-Verdict tryToDecode(const InputFile& input, const SourceTrack& track, int mostSamples) {
-    sp<NuMediaExtractor> extractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
+Verdict tryToDecode(const sp<NuMediaExtractor>& extractor, const SourceTrack& track,
+                    int mostSamples) {
     sp<AMessage> format;
-    if (extractor->setDataSource(input.descriptor(), 0, input.size()) != OK ||
-        extractor->getTrackFormat(track.index, &format) != OK ||
-        extractor->selectTrack(track.index) != OK) {
-        return Verdict::kFails;
-    }
+    if (extractor->getTrackFormat(track.index, &format) != OK) return Verdict::kFails;
     if (!track.isVideo) return decodeTrack(extractor, format, nullptr, mostSamples, judge);
     // Pictures need a surface to go to.
     const auto display = oxa::host::createNullDisplay();
@@ -41,12 +36,33 @@ Verdict tryToDecode(const InputFile& input, const SourceTrack& track, int mostSa
 
 }  // namespace
 
-bool canDecode(const InputFile& input, const SourceTrack& track) {
-    // A decoder that may go on decodes far more pictures than are asked for: the first sample alone
-    // is nearly always enough. One that does not answer in time is not asked again.
-    Verdict verdict = tryToDecode(input, track, 1);
-    if (verdict == Verdict::kFails) verdict = tryToDecode(input, track, 0);
+DecodeTrial::DecodeTrial(const InputFile& input, const sp<NuMediaExtractor>& opened)
+    : mInput(input), mExtractor(opened) {}
+
+bool DecodeTrial::canDecode(const SourceTrack& track) {
+    // A decoder that may go on decodes far more pictures than are asked for: one sample alone is
+    // nearly always enough. One that does not answer in time is not asked again.
+    Verdict verdict = Verdict::kFails;
+    if (moveTo(track)) verdict = tryToDecode(mExtractor, track, 1);
+    if (verdict == Verdict::kFails && openAnew() && moveTo(track)) {
+        verdict = tryToDecode(mExtractor, track, 0);
+    }
     return verdict == Verdict::kDone;
+}
+
+// Stays where the file has been read to: the new track is selected before the old one is not, since
+// an extractor without any would go back to the beginning, which costs as much as opening it.
+bool DecodeTrial::moveTo(const SourceTrack& track) {
+    if (mExtractor->selectTrack(track.index) != OK) return false;
+    if (mSelected && *mSelected != track.index) mExtractor->unselectTrack(*mSelected);
+    mSelected = track.index;
+    return true;
+}
+
+bool DecodeTrial::openAnew() {
+    mSelected.reset();
+    mExtractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
+    return mExtractor->setDataSource(mInput.descriptor(), 0, mInput.size()) == OK;
 }
 
 }  // namespace oxaplayer

@@ -3,14 +3,33 @@
 
 #pragma once
 
+#include <media/stagefright/NuMediaExtractor.h>
+
+#include <optional>
+
 #include "InputFile.h"
 #include "SourceTracks.h"
 
 namespace oxaplayer {
 
-// Whether at least one picture or one piece of sound of `track` comes out of its decoder; reads as
-// far as needed for that. Blocks, at most 30 s and until a signal arrives. A player that was given
-// a track which never decodes would wait for it in vain.
-bool canDecode(const InputFile& input, const SourceTrack& track);
+// Finds out which tracks of a file can be decoded. A player that was given a track which never
+// decodes would wait for it in vain.
+class DecodeTrial {
+  public:
+    // `opened` has read `input` and has no track selected: opening it again would cost time.
+    DecodeTrial(const InputFile& input, const android::sp<android::NuMediaExtractor>& opened);
+
+    // Whether at least one picture or one piece of sound of `track` comes out of its decoder; reads
+    // as far as needed for that. Blocks, at most 30 s and until a signal arrives.
+    bool canDecode(const SourceTrack& track);
+
+  private:
+    bool moveTo(const SourceTrack& track);
+    bool openAnew();
+
+    const InputFile& mInput;
+    android::sp<android::NuMediaExtractor> mExtractor;
+    std::optional<size_t> mSelected;
+};
 
 }  // namespace oxaplayer

@@ -3,7 +3,6 @@
 
 #include "SourceTracks.h"
 
-#include <media/stagefright/NuMediaExtractor.h>
 #include <media/stagefright/foundation/AString.h>
 
 #include <algorithm>
@@ -61,16 +60,22 @@ Json orNull(const std::optional<Value>& value) {
 }  // namespace
 
 std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrack>* tracks) {
-    sp<NuMediaExtractor> extractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
-    const status_t status = extractor->setDataSource(input.descriptor(), 0, input.size());
+    sp<NuMediaExtractor> extractor;
+    return readTracks(input, tracks, &extractor);
+}
+
+std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrack>* tracks,
+                                  sp<NuMediaExtractor>* extractor) {
+    *extractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
+    const status_t status = (*extractor)->setDataSource(input.descriptor(), 0, input.size());
     if (status != android::OK) {
         return Failure{ExitCode::kInput,
                        "cannot read '" + input.path() + "': " + statusText(status)};
     }
     tracks->clear();
-    for (size_t index = 0; index < extractor->countTracks(); ++index) {
+    for (size_t index = 0; index < (*extractor)->countTracks(); ++index) {
         sp<AMessage> format;
-        if (extractor->getTrackFormat(index, &format) == android::OK) {
+        if ((*extractor)->getTrackFormat(index, &format) == android::OK) {
             tracks->push_back(describe(index, format));
         }
     }

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <media/stagefright/NuMediaExtractor.h>
 #include <media/stagefright/foundation/AMessage.h>
 
 #include <cstdint>
@@ -37,6 +38,10 @@ struct SourceTrack {
 // The tracks of `input` that have a decoder, in the file's order. Nothing when there is at least
 // one; otherwise why not (exit 3).
 std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrack>* tracks);
+// Also hands out the extractor that read them, which stands at the beginning with no track
+// selected.
+std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrack>* tracks,
+                                  android::sp<android::NuMediaExtractor>* extractor);
 
 // The longest of them; nothing where no track says.
 std::optional<int64_t> longestDurationUs(const std::vector<SourceTrack>& tracks);

@@ -22,14 +22,16 @@ const char* wanted(Only only) {
 std::optional<Failure> chooseTracks(const InputFile& input, Only only, Report* report,
                                     TrackChoice* choice) {
     std::vector<SourceTrack> tracks;
-    if (auto failure = readTracks(input, &tracks)) return failure;
+    android::sp<android::NuMediaExtractor> extractor;
+    if (auto failure = readTracks(input, &tracks, &extractor)) return failure;
     for (const SourceTrack& track : tracks) {
         std::optional<SourceTrack>& place = track.isVideo ? choice->video : choice->audio;
         const bool isWanted = only != (track.isVideo ? Only::kAudio : Only::kVideo);
         if (!place && isWanted) place = track;
     }
+    DecodeTrial trial(input, extractor);
     for (std::optional<SourceTrack>* place : {&choice->video, &choice->audio}) {
-        if (!*place || canDecode(input, **place)) continue;
+        if (!*place || trial.canDecode(**place)) continue;
         report->warning(std::string((*place)->isVideo ? "the picture" : "the sound") +
                         " cannot be decoded and is left out (" + (*place)->mime + ")");
         place->reset();
