@@ -61,8 +61,7 @@ bool DecodeTrial::moveTo(const SourceTrack& track) {
 
 bool DecodeTrial::openAnew() {
     mSelected.reset();
-    mExtractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
-    return mExtractor->setDataSource(mInput.descriptor(), 0, mInput.size()) == OK;
+    return openExtractor(mInput, &mExtractor) == OK;
 }
 
 }  // namespace oxaplayer

@@ -59,6 +59,11 @@ Json orNull(const std::optional<Value>& value) {
 
 }  // namespace
 
+status_t openExtractor(const InputFile& input, sp<NuMediaExtractor>* extractor) {
+    *extractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
+    return (*extractor)->setDataSource(input.descriptor(), 0, input.size());
+}
+
 std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrack>* tracks) {
     sp<NuMediaExtractor> extractor;
     return readTracks(input, tracks, &extractor);
@@ -66,8 +71,7 @@ std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrac
 
 std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrack>* tracks,
                                   sp<NuMediaExtractor>* extractor) {
-    *extractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
-    const status_t status = (*extractor)->setDataSource(input.descriptor(), 0, input.size());
+    const status_t status = openExtractor(input, extractor);
     if (status != android::OK) {
         return Failure{ExitCode::kInput,
                        "cannot read '" + input.path() + "': " + statusText(status)};

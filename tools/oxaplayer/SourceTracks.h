@@ -35,13 +35,16 @@ struct SourceTrack {
     android::sp<android::AMessage> format;
 };
 
+// Opens `input` at its beginning, with no track selected; an error as
+// NuMediaExtractor::setDataSource tells it.
+android::status_t openExtractor(const InputFile& input,
+                                android::sp<android::NuMediaExtractor>* extractor);
+
 // The tracks of `input` that have a decoder, in the file's order. Nothing when there is at least
-// one; otherwise why not (exit 3).
-std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrack>* tracks);
-// Also hands out the extractor that read them, which stands at the beginning with no track
-// selected.
+// one; otherwise why not (exit 3). The first form also hands out the extractor that read them.
 std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrack>* tracks,
                                   android::sp<android::NuMediaExtractor>* extractor);
+std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrack>* tracks);
 
 // The longest of them; nothing where no track says.
 std::optional<int64_t> longestDurationUs(const std::vector<SourceTrack>& tracks);

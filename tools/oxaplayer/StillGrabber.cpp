@@ -103,17 +103,15 @@ std::optional<Failure> StillGrabber::open() {
                        std::string("cannot make a temporary folder: ") + strerror(errno)};
     }
     mDisplay = oxa::host::createPngDisplay(mFolder.path());
-    if (!openExtractor()) {
+    if (!openTrack()) {
         return Failure{ExitCode::kInput, "cannot read '" + mInput.path() + "'"};
     }
     findLength();
     return std::nullopt;
 }
 
-bool StillGrabber::openExtractor() {
-    mExtractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
-    return mExtractor->setDataSource(mInput.descriptor(), 0, mInput.size()) == OK &&
-           mExtractor->selectTrack(mTrack.index) == OK;
+bool StillGrabber::openTrack() {
+    return openExtractor(mInput, &mExtractor) == OK && mExtractor->selectTrack(mTrack.index) == OK;
 }
 
 // A file that does not tell its length is read to its end, without decoding.
@@ -143,7 +141,7 @@ bool StillGrabber::grabFrom(int64_t startUs, int64_t timeUs, bool mayBeLate) {
     const bool moved =
             mExtractor->seekTo(startUs, MediaSource::ReadOptions::SEEK_PREVIOUS_SYNC) == OK;
     sp<AMessage> format;
-    if ((!moved && !openExtractor()) || mExtractor->getTrackFormat(mTrack.index, &format) != OK) {
+    if ((!moved && !openTrack()) || mExtractor->getTrackFormat(mTrack.index, &format) != OK) {
         return true;
     }
     format->setInt32("eWid", mSize.width);

@@ -42,7 +42,7 @@ class StillGrabber {
 
   private:
     std::optional<Failure> open();
-    bool openExtractor();
+    bool openTrack();
     void findLength();
     void grabOne(int64_t timeUs);
     // False when the pictures from there on are all later than `timeUs`, unless that may be.
