@@ -118,7 +118,7 @@ void AudioDecoder::onSetFreeRunMode(const sp<AMessage>& msg) {
 }
 
 status_t AudioDecoder::onPrepare() {
-    status_t err = openExtractor(mSource, &mExtractor, __FUNCTION__, __LINE__);
+    status_t err = openExtractor(mSource, &mExtractor, LOG_TAG, __FUNCTION__, __LINE__);
     if (err != OK) return err;
 
     sp<AMessage> format;

@@ -26,9 +26,6 @@ struct CodecCallback {
 
 // The two relays read the same items and name themselves in assertions: `file` is the relay's
 // source. Internal linkage, so that the log tag is the relay's too.
-#define CHECK_RELAY(line, condition) \
-    LOG_ALWAYS_FATAL_IF(!(condition), "%s:%d CHECK(%s) failed.", file, line, #condition)
-
 static inline void readCodecCallbackItems(const sp<AMessage>& msg, const char* file,
                                           CodecCallback* callback) {
     int32_t index, flags, err, actionCode;
@@ -38,15 +35,15 @@ static inline void readCodecCallbackItems(const sp<AMessage>& msg, const char* f
     sp<AMessage> format;
     switch (callback->id) {
         case MediaCodec::CB_INPUT_AVAILABLE:
-            CHECK_RELAY(51, msg->findInt32("index", &index));
+            CHECK_IN(file, 51, msg->findInt32("index", &index));
             callback->index = index;
             break;
         case MediaCodec::CB_OUTPUT_AVAILABLE:
-            CHECK_RELAY(66, msg->findInt32("index", &index));
-            CHECK_RELAY(67, msg->findSize("offset", &offset));
-            CHECK_RELAY(68, msg->findSize("size", &size));
-            CHECK_RELAY(69, msg->findInt64("timeUs", &timeUs));
-            CHECK_RELAY(70, msg->findInt32("flags", &flags));
+            CHECK_IN(file, 66, msg->findInt32("index", &index));
+            CHECK_IN(file, 67, msg->findSize("offset", &offset));
+            CHECK_IN(file, 68, msg->findSize("size", &size));
+            CHECK_IN(file, 69, msg->findInt64("timeUs", &timeUs));
+            CHECK_IN(file, 70, msg->findInt32("flags", &flags));
             callback->index = index;
             callback->offset = offset;
             callback->size = size;
@@ -54,15 +51,15 @@ static inline void readCodecCallbackItems(const sp<AMessage>& msg, const char* f
             callback->flags = flags;
             break;
         case MediaCodec::CB_ERROR:
-            CHECK_RELAY(82, msg->findInt32("err", &err));
-            CHECK_RELAY(83, msg->findInt32("actionCode", &actionCode));
-            if (msg->contains("detail")) CHECK_RELAY(85, msg->findString("detail", &detail));
+            CHECK_IN(file, 82, msg->findInt32("err", &err));
+            CHECK_IN(file, 83, msg->findInt32("actionCode", &actionCode));
+            if (msg->contains("detail")) CHECK_IN(file, 85, msg->findString("detail", &detail));
             callback->err = err;
             callback->actionCode = actionCode;
             callback->detail = detail;
             break;
         case MediaCodec::CB_OUTPUT_FORMAT_CHANGED:
-            CHECK_RELAY(97, msg->findMessage("format", &format));
+            CHECK_IN(file, 97, msg->findMessage("format", &format));
             callback->format = format;
             break;
     }
@@ -74,7 +71,7 @@ static inline bool unpackCodecCallback(const sp<AMessage>& msg, const char* file
                                        CodecCallback* callback) {
     if (msg->what() != kWhatCodecCallback) return false;
     int32_t callbackID;
-    CHECK_RELAY(43, msg->findInt32("callbackID", &callbackID));
+    CHECK_IN(file, 43, msg->findInt32("callbackID", &callbackID));
     if (callbackID < MediaCodec::CB_INPUT_AVAILABLE ||
         callbackID > MediaCodec::CB_OUTPUT_FORMAT_CHANGED) {
         return false;

@@ -15,20 +15,25 @@
 // Field tools match log lines and assertions by their site number. Where a number is part of a
 // text that they know, it is written down with the ..._AT forms and does not follow the editor;
 // everywhere else CHECK and __LINE__ are used.
+// The ..._IN forms name the file that the caller gives, for code that several classes share.
 #define CHECK_AT(line, condition) \
-    LOG_ALWAYS_FATAL_IF(!(condition), "%s", __FILE__ ":" #line " CHECK(" #condition ") failed.")
+    LOG_ALWAYS_FATAL_IF(!(condition), "%s:%d CHECK(%s) failed.", __FILE__, line, #condition)
+#define CHECK_IN(file, line, condition) \
+    LOG_ALWAYS_FATAL_IF(!(condition), "%s:%d CHECK(%s) failed.", file, line, #condition)
 
-#define CHECK_EQ_AT(line, x, y)                                                     \
-    do {                                                                            \
-        const auto& valueX = x;                                                     \
-        const auto& valueY = y;                                                     \
-        if (!(valueX == valueY)) {                                                  \
-            AString text = __FILE__ ":" #line " CHECK_EQ( " #x "," #y ") failed: "; \
-            text.append(valueX);                                                    \
-            text.append(" vs. ");                                                   \
-            text.append(valueY);                                                    \
-            LOG_ALWAYS_FATAL("%s", text.c_str());                                   \
-        }                                                                           \
+#define CHECK_EQ_AT(line, x, y) CHECK_EQ_TEXT(__FILE__, line, "CHECK_EQ( " #x "," #y ")", x, y)
+#define CHECK_EQ_IN(file, line, x, y) CHECK_EQ_TEXT(file, line, "CHECK_EQ( " #x "," #y ")", x, y)
+#define CHECK_EQ_TEXT(file, line, text, x, y)                                          \
+    do {                                                                               \
+        const auto& valueX = x;                                                        \
+        const auto& valueY = y;                                                        \
+        if (!(valueX == valueY)) {                                                     \
+            AString values;                                                            \
+            values.append(valueX);                                                     \
+            values.append(" vs. ");                                                    \
+            values.append(valueY);                                                     \
+            LOG_ALWAYS_FATAL("%s:%d %s failed: %s", file, line, text, values.c_str()); \
+        }                                                                              \
     } while (false)
 
 #define TRESPASS_AT(line) TRESPASS_IN(__FILE__, line)

@@ -23,18 +23,19 @@ sp<Extractor> makeExtractor() {
     }
 }
 
-// Opens `source` with a new extractor; on failure there is none. `function` and `line` are the
-// caller's, whose log tag is used too (hence the internal linkage).
-static inline status_t openExtractor(const sp<DataSource>& source, sp<NuMediaExtractor>* extractor,
-                                     const char* function, int line) {
+// Opens `source` with a new extractor; on failure there is none. Log tag, `function` and `line` are
+// the caller's.
+inline status_t openExtractor(const sp<DataSource>& source, sp<NuMediaExtractor>* extractor,
+                              const char* tag, const char* function, int line) {
     *extractor = makeExtractor<NuMediaExtractor>();
     status_t err = (*extractor)->setDataSource(source);
     if (err != OK) {
-        ALOGE(LOG_RED "%s[%d]: MediaExtractor set data source failed" LOG_RESET, function, line);
+        ALOG(LOG_ERROR, tag, LOG_RED "%s[%d]: MediaExtractor set data source failed" LOG_RESET,
+             function, line);
         extractor->clear();
         return err;
     }
-    ALOGD("%s[%d]: MediaExtractor set data source success", function, line);
+    ALOG(LOG_DEBUG, tag, "%s[%d]: MediaExtractor set data source success", function, line);
     return OK;
 }
 

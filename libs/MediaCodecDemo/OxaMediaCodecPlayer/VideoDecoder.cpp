@@ -158,7 +158,7 @@ void VideoDecoder::onSetFPSInterval(const sp<AMessage>& msg) {
 }
 
 status_t VideoDecoder::onPrepare() {
-    status_t err = openExtractor(mSource, &mExtractor, __FUNCTION__, __LINE__);
+    status_t err = openExtractor(mSource, &mExtractor, LOG_TAG, __FUNCTION__, __LINE__);
     if (err != OK) return err;
 
     sp<AMessage> format;

@@ -1,0 +1,390 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "FileTranscoder.h"
+
+#include <datasource/FileSource.h>
+#include <gui/Surface.h>
+#include <media/stagefright/MediaErrors.h>
+#include <mediadrm/ICrypto.h>
+
+#include "CodecCallback.h"
+#include "TrackReading.h"
+
+// Lines and assertions carry the name of the kind of transcoder that they are about.
+#undef LOG_TAG
+#define LOG_TAG mKind.tag
+
+namespace android {
+
+namespace {
+
+constexpr int64_t kStreamLeadUs = 10000;
+
+}  // namespace
+
+FileTranscoder::FileTranscoder(const Kind& kind)
+    : mKind(kind),
+      mTargetFormat(NULL),
+      mFirstOutput(true),
+      mStreamOutput(false),
+      mInputEOS(false),
+      mStreamStartUs(0),
+      mState(UNINITIALIZED),
+      mLastTimeUs(-1),
+      mWriting(false),
+      mStopRequested(false),
+      mRefused(false),
+      mCodecsStopped(false) {
+    mCodecLooper = startLooper(mKind.codecLooper);
+    mEncoderLooper = startLooper(mKind.encoderLooper);
+}
+
+FileTranscoder::~FileTranscoder() {
+    // A codec must not be destroyed unreleased, and a reset in PREPARED releases nothing.
+    releaseCodec(mDecoderCodec);
+    releaseCodec(mEncoderCodec);
+}
+
+status_t FileTranscoder::setDataSource(const char* path) {
+    return postRequest(newPathRequest(kWhatSetDataSource, this, path));
+}
+
+status_t FileTranscoder::setDataSource(int fd, int64_t offset, int64_t length) {
+    return postRequest(newFileRequest(kWhatSetDataSourceFd, this, fd, offset, length));
+}
+
+status_t FileTranscoder::setMuxer(const sp<OxaMediaMuxer>& muxer) {
+    sp<AMessage> msg = new AMessage(kWhatSetMuxer, this);
+    msg->setObject(AMSG_MUXER, muxer);
+    return postRequest(msg);
+}
+
+status_t FileTranscoder::postTargetFormat(const _AV_FORMAT_FORMAT& format) {
+    sp<AMessage> msg = new AMessage(kWhatSetTargetFormat, this);
+    msg->setPointer(AMSG_TARTGET_FORMAT, const_cast<_AV_FORMAT_FORMAT*>(&format));
+    return postRequest(msg);
+}
+
+status_t FileTranscoder::prepare() {
+    return postRequest(new AMessage(kWhatPrepare, this));
+}
+
+status_t FileTranscoder::start() {
+    return postRequest(new AMessage(kWhatStart, this));
+}
+
+status_t FileTranscoder::stop() {
+    return postRequest(new AMessage(kWhatStop, this));
+}
+
+status_t FileTranscoder::reset() {
+    return postRequest(new AMessage(kWhatReset, this));
+}
+
+void FileTranscoder::onMessageReceived(const sp<AMessage>& msg) {
+    const Sites& sites = mKind.sites;
+    status_t err = OK;
+    switch (msg->what()) {
+        case kWhatSetDataSource:
+            onSetDataSource(msg);
+            break;
+        case kWhatSetDataSourceFd:
+            onSetDataSourceFd(msg);
+            break;
+        case kWhatSetMuxer:
+            onSetMuxer(msg);
+            break;
+        case kWhatSetTargetFormat:
+            onSetTargetFormat(msg);
+            break;
+        case kWhatPrepare:
+            CHECK_IN(mKind.sourceFile, sites.prepare, mState == UNPREPARED);
+            err = onPrepare();
+            if (err == OK) mState = PREPARED;
+            break;
+        case kWhatStart:
+            CHECK_IN(mKind.sourceFile, sites.start, mState == PREPARED);
+            err = onStart();
+            break;
+        case kWhatStop:
+            // The client cannot know that a refused track has stopped this pipeline already.
+            if (!mRefused) CHECK_IN(mKind.sourceFile, sites.stop, mState == STARTED);
+            onStop();
+            mRefused = false;
+            break;
+        case kWhatReset:
+            if (mState == STARTED) onStop();
+            if (mState == STOPPED) onReset();
+            mState = UNINITIALIZED;
+            break;
+        case kWhatSelfStop:
+            if (mRefused) stopCodecs();
+            return;
+        case kWhatSelfReset:
+            onReset();
+            return;
+        default:
+            TRESPASS_IN(mKind.sourceFile, sites.unknown);
+    }
+    replyWithError(msg, err);
+}
+
+void FileTranscoder::onSetDataSource(const sp<AMessage>& msg) {
+    CHECK_IN(mKind.sourceFile, mKind.sites.setters, mState == UNINITIALIZED);
+    AString inputFile;
+    CHECK_IN(mKind.sourceFile, mKind.sites.setters + 3, msg->findString(AMSG_PATH, &inputFile));
+    mDataSource = new FileSource(inputFile.c_str());
+    mState = WAIT_MUXER;
+}
+
+void FileTranscoder::onSetDataSourceFd(const sp<AMessage>& msg) {
+    int site = mKind.sites.setters;
+    CHECK_IN(mKind.sourceFile, site + 13, mState == UNINITIALIZED);
+    int32_t fileId;
+    int64_t fileOffset, fileLength;
+    CHECK_IN(mKind.sourceFile, site + 18, msg->findInt32(AMSG_FILE_ID, &fileId));
+    CHECK_IN(mKind.sourceFile, site + 19, msg->findInt64(AMSG_FILE_OFFSET, &fileOffset));
+    CHECK_IN(mKind.sourceFile, site + 20, msg->findInt64(AMSG_FILE_LENGTH, &fileLength));
+    mDataSource = new FileSource(reopenDescriptor(fileId), fileOffset, fileLength);
+    mState = WAIT_MUXER;
+}
+
+void FileTranscoder::onSetMuxer(const sp<AMessage>& msg) {
+    CHECK_IN(mKind.sourceFile, mKind.sites.setters + 29, mState == WAIT_MUXER);
+    sp<RefBase> obj;
+    CHECK_IN(mKind.sourceFile, mKind.sites.setters + 31, msg->findObject(AMSG_MUXER, &obj));
+    mMuxer = static_cast<OxaMediaMuxer*>(obj.get());
+    mState = WAIT_TARGET_FORMAT;
+}
+
+void FileTranscoder::onSetTargetFormat(const sp<AMessage>& msg) {
+    int site = mKind.sites.setters;
+    CHECK_IN(mKind.sourceFile, site + 40, mState == WAIT_TARGET_FORMAT);
+    void* format;
+    CHECK_IN(mKind.sourceFile, site + 42, msg->findPointer(AMSG_TARTGET_FORMAT, &format));
+    mTargetFormat = static_cast<_AV_FORMAT_FORMAT*>(format);
+    mState = UNPREPARED;
+}
+
+status_t FileTranscoder::openTrack(sp<AMessage>* format, AString* mime) {
+    status_t err = openExtractor(mDataSource, &mExtractor, mKind.tag, __FUNCTION__, __LINE__);
+    if (err != OK) return err;
+    if (selectTrack(format, mime)) return OK;
+    ALOGD(LOG_RED "%s[%d]: No %s track" LOG_RESET, __FUNCTION__, __LINE__, mKind.stream);
+    postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, mKind.noTrack);
+    return UNKNOWN_ERROR;
+}
+
+bool FileTranscoder::selectTrack(sp<AMessage>* trackFormat, AString* trackMime) {
+    int site = mKind.sites.selectTrack;
+    for (size_t i = 0; i < mExtractor->countTracks(); ++i) {
+        sp<AMessage> format;
+        AString mime;
+        CHECK_IN(mKind.sourceFile, site, mExtractor->getTrackFormat(i, &format) == OK);
+        CHECK_IN(mKind.sourceFile, site + 3, format->findString(AMSG_MIME, &mime));
+        if (!mime.startsWithIgnoreCase(mKind.mimePrefix)) continue;
+        CHECK_IN(mKind.sourceFile, site + 7, mExtractor->selectTrack(i) == OK);
+        *trackFormat = format;
+        *trackMime = mime;
+        return true;
+    }
+    return false;
+}
+
+void FileTranscoder::createDecoder(const AString& mime) {
+    releaseCodec(mDecoderCodec);
+    sp<MediaCodec> decoder = MediaCodec::CreateByType(mCodecLooper, mime, false /* encoder */);
+    CHECK_IN(mKind.sourceFile, mKind.sites.decoder, decoder != NULL);
+    decoder->getName(&mDecoderName);
+    ALOGD(LOG_RED "%s[%d]: %s decoder component name: %s" LOG_RESET, __FUNCTION__, __LINE__,
+          mKind.title, mDecoderName.c_str());
+    mDecoderCodec = decoder;
+    mDecodeCBHandler = new DecodeCBHandler(this);
+    sp<AMessage> callback =
+            attachCallbackRelay(mKind.decodeCBLooper, mDecodeCBHandler, &mDecodeCBLooper);
+    CHECK_IN(mKind.sourceFile, mKind.sites.decoderCallback, decoder->setCallback(callback) == OK);
+}
+
+void FileTranscoder::createEncoder(const char* mime) {
+    releaseCodec(mEncoderCodec);
+    sp<MediaCodec> encoder = MediaCodec::CreateByType(mEncoderLooper, mime, true /* encoder */);
+    CHECK_IN(mKind.sourceFile, mKind.sites.encoder, encoder != NULL);
+    encoder->getName(&mEncoderName);
+    ALOGD(LOG_RED "%s[%d]: %s encoder component name: %s" LOG_RESET, __FUNCTION__, __LINE__,
+          mKind.title, mEncoderName.c_str());
+    mEncoderCodec = encoder;
+}
+
+void FileTranscoder::attachEncoderRelay() {
+    mEncodeCBHandler = new EncodeCBHandler(this);
+    sp<AMessage> callback =
+            attachCallbackRelay(mKind.encodeCBLooper, mEncodeCBHandler, &mEncodeCBLooper);
+    CHECK_IN(mKind.sourceFile, mKind.sites.encoderCallback,
+             mEncoderCodec->setCallback(callback) == OK);
+}
+
+status_t FileTranscoder::configureEncoder(const sp<AMessage>& format) {
+    status_t err = mEncoderCodec->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE);
+    if (err != OK) {
+        ALOGE("Failed to configure %s encoder (err=%d)", mEncoderName.c_str(), err);
+        releaseCodec(mEncoderCodec);
+    }
+    return err;
+}
+
+void FileTranscoder::dropDecoder(status_t err) {
+    ALOGE("Failed to configure %s decoder (err=%d)", mDecoderName.c_str(), err);
+    releaseCodec(mDecoderCodec);
+}
+
+status_t FileTranscoder::startDecoder() {
+    // The state comes first: the codec's first input callbacks arrive before start() returns, and
+    // one that was ignored would never come again.
+    mState = STARTED;
+    status_t err = mDecoderCodec->start();
+    if (err != OK) {
+        ALOGE("Failed to start %s decoder (err=%d)", mDecoderName.c_str(), err);
+        mState = PREPARED;
+        onReset();
+    }
+    return err;
+}
+
+bool FileTranscoder::startEncoder(const AString& name) {
+    status_t err = mEncoderCodec->start();
+    if (err == OK) return true;
+    ALOGE("Failed to start %s encoder (err=%d)", name.c_str(), err);
+    reportDone(err);
+    // The reset belongs to the command looper: a stop may be under way there.
+    sp<AMessage>(new AMessage(kWhatSelfReset, this))->post();
+    return false;
+}
+
+void FileTranscoder::stopCodecs() {
+    mStopRequested = true;
+    // Nothing starts the muxer once its pipelines stop; whoever waits for it must come out.
+    if (mMuxer != NULL) mMuxer->openGate();
+    if (mCodecsStopped) return;
+    mCodecsStopped = true;
+    // What a failed start has dropped, or the first output has not made yet, cannot be stopped.
+    const char* file = mKind.sourceFile;
+    int site = mKind.sites.stopCodecs;
+    if (mDecodeCBLooper != NULL) CHECK_IN(file, site, mDecodeCBLooper->stop() == OK);
+    if (mDecoderCodec != NULL) CHECK_IN(file, site + 1, stopCodec(mDecoderCodec) == OK);
+    if (mEncodeCBLooper != NULL) CHECK_IN(file, site + 2, mEncodeCBLooper->stop() == OK);
+    if (mEncoderCodec != NULL) CHECK_IN(file, site + 3, stopCodec(mEncoderCodec) == OK);
+}
+
+void FileTranscoder::releaseAll() {
+    // No callback may run into a codec that is being released.
+    if (mDecodeCBLooper != NULL) mDecodeCBLooper->stop();
+    if (mEncodeCBLooper != NULL) mEncodeCBLooper->stop();
+    mMuxer.clear();
+    const char* file = mKind.sourceFile;
+    if (mDecoderCodec != NULL) {
+        sp<MediaCodec> decoder = mDecoderCodec;
+        CHECK_EQ_IN(file, mKind.sites.releaseDecoder, decoder->release(), (status_t)OK);
+        mDecoderCodec.clear();
+    }
+    if (mEncoderCodec != NULL) {
+        sp<MediaCodec> encoder = mEncoderCodec;
+        CHECK_EQ_IN(file, mKind.sites.releaseEncoder, encoder->release(), (status_t)OK);
+        mEncoderCodec.clear();
+    }
+    mCodecLooper.clear();
+    mEncoderLooper.clear();
+    detachCallbackRelay(&mDecodeCBHandler, &mDecodeCBLooper);
+    detachCallbackRelay(&mEncodeCBHandler, &mEncodeCBLooper);
+    mExtractor.clear();
+    mDecoderName.clear();
+    mEncoderName.clear();
+}
+
+bool FileTranscoder::queueSample(uint32_t index, const sp<MediaCodecBuffer>& buffer,
+                                 int64_t* sampleTimeUs) {
+    sp<ABuffer> sample = new ABuffer(buffer->base(), buffer->capacity());
+    status_t err = mExtractor->readSampleData(sample);
+    if (err == NO_MEMORY) {
+        ALOGE(LOG_RED "%s[%d]: Not enough memory" LOG_RESET, __FUNCTION__, __LINE__);
+        mDecoderCodec->queueInputBuffer(index, 0, 0, 0, 0);
+        return false;
+    }
+    if (err == ERROR_END_OF_STREAM) {
+        ALOGD(LOG_RED "%s[%d]: Reach to EOS" LOG_RESET, __FUNCTION__, __LINE__);
+        mInputEOS = true;
+        onInputEnd(index);
+        return false;
+    }
+    const char* file = mKind.sourceFile;
+    int64_t timeUs;
+    CHECK_IN(file, mKind.sites.sampleTime, mExtractor->getSampleTime(&timeUs) == OK);
+    err = mDecoderCodec->queueInputBuffer(index, sample->offset(), sample->size(), timeUs, 0);
+    if (hasCodecFailed(err)) return false;
+    CHECK_EQ_IN(file, mKind.sites.queueSample, err, (status_t)OK);
+    // Leaving the last sample answers the end of the stream; the next read finds it.
+    err = mExtractor->advance();
+    CHECK_IN(file, mKind.sites.advance, err == OK || err == ERROR_END_OF_STREAM);
+    *sampleTimeUs = timeUs;
+    return true;
+}
+
+void FileTranscoder::addTrack(const sp<AMessage>& format, ssize_t* trackIndex) {
+    ALOGD(LOG_RED "%s[%d]: output-format change" LOG_RESET, __FUNCTION__, __LINE__);
+    ALOGD("encoder-%sFormat: %s", mKind.stream, format->debugString().c_str());
+    if (mMuxer == NULL) return;
+    *trackIndex = mMuxer->addTrack(format);
+    if (*trackIndex < 0) {
+        ALOGE("%s[%d]: This %s track unsupported by muxer", __FUNCTION__, __LINE__, mKind.stream);
+        mRefused = true;
+        mState = STOPPED;
+        reportDone(*trackIndex);
+        // This thread cannot stop the looper it runs on and wait for it; the command looper can.
+        sp<AMessage>(new AMessage(kWhatSelfStop, this))->post();
+        return;
+    }
+    mWriting = mMuxer->announceAndWaitForStart(
+            newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, mKind.track));
+    ALOGD("%s[%d]: Add %s track #%zd done", __FUNCTION__, __LINE__, mKind.stream, *trackIndex);
+}
+
+void FileTranscoder::writeSample(uint32_t index, const sp<ABuffer>& sample, ssize_t trackIndex,
+                                 int64_t timeUs, int32_t flags) {
+    if (mStreamOutput) waitForStreamTime(timeUs);
+    status_t err = mMuxer->writeSampleData(sample, trackIndex, timeUs, flags);
+    CHECK_EQ_IN(mKind.sourceFile, mKind.sites.writeSample, err, (status_t)OK);
+    mEncoderCodec->releaseOutputBuffer(index);
+}
+
+void FileTranscoder::waitForStreamTime(int64_t timeUs) {
+    if (mFirstOutput) {
+        mFirstOutput = false;
+        mStreamStartUs = ALooper::GetNowUs();
+        return;
+    }
+    while (mState == STARTED && !mStopRequested &&
+           ALooper::GetNowUs() - mStreamStartUs < timeUs - kStreamLeadUs) {
+        waitPaceStep();
+    }
+}
+
+void FileTranscoder::handleDecoderError(int32_t err, int32_t actionCode, const char* detail) {
+    ALOGE(LOG_RED "%s[%d]: MediaCodec error: status=%d, actionCode=%d, detail=%s" LOG_RESET,
+          __FUNCTION__, __LINE__, err, actionCode, detail);
+    reportDone(err);
+}
+
+void FileTranscoder::handleEncoderError(int32_t err, int32_t actionCode, const char* detail) {
+    ALOGE(LOG_RED "%s[%d]: MediaCodec error: status=%d, actionCode=%d, detail=%s" LOG_RESET,
+          __FUNCTION__, __LINE__, err, actionCode, detail);
+    handleError(err, mKind.track);
+    reportDone(err);
+}
+
+void FileTranscoder::reportDone(status_t err) {
+    sp<AMessage> msg = newReport(kWhatTranscodeDone, AMSG_STOP_ITEM, mKind.track);
+    msg->setInt32("err", err);
+    msg->post();
+}
+
+}  // namespace android

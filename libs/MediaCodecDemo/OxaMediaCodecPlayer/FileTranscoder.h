@@ -1,0 +1,204 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <media/DataSource.h>
+#include <media/MediaCodecBuffer.h>
+#include <media/stagefright/MediaCodec.h>
+#include <media/stagefright/NuMediaExtractor.h>
+#include <media/stagefright/foundation/ABuffer.h>
+#include <utils/Condition.h>
+#include <utils/Mutex.h>
+
+#include <atomic>
+
+#include "BaseDecoder.h"
+#include "BaseEncoder.h"
+#include "OxaMediaCodecPlayerCommon.h"
+#include "OxaMediaMuxer.h"
+
+namespace android {
+
+// What VideoTranscoder and AudioTranscoder share: the commands, the way from the file into the
+// decoder, and the way of the encoder's samples into the muxer.
+//
+//   UNINITIALIZED -setDataSource-> WAIT_MUXER -setMuxer-> WAIT_TARGET_FORMAT
+//   -setTargetFormat-> UNPREPARED -prepare-> PREPARED -start-> STARTED -stop-> STOPPED
+//   -reset-> UNINITIALIZED
+//
+// Every call but setStreamOutput and the readers of progress is a request to the transcoder's own
+// looper and returns when it was handled. A call in another state is a fatal assertion.
+class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public OxaBase {
+  public:
+    // The file to read. The descriptor is duplicated; offset and length in bytes. OK always: what
+    // cannot be read shows in prepare().
+    status_t setDataSource(const char* path);
+    status_t setDataSource(int fd, int64_t offset, int64_t length);
+    status_t setMuxer(const sp<OxaMediaMuxer>& muxer);
+    // Opens the file and makes the codecs. UNKNOWN_ERROR without a track of this kind (also
+    // reported as NO_VIDEO_TRACK or NO_AUDIO_TRACK), else the extractor's or the codec's status.
+    status_t prepare();
+    status_t start();
+    // Discards what is still in the codecs. Opens the muxer's gate if it was never started.
+    status_t stop();
+    status_t reset();
+    // For network outputs: samples leave no earlier than their time. Before start().
+    void setStreamOutput(bool enable) { mStreamOutput = enable; }
+
+    // Any thread: time of the last sample written (microseconds, -1 before the first).
+    int64_t lastTimeUs() const { return mLastTimeUs; }
+
+    void onMessageReceived(const sp<AMessage>& msg) override;
+
+    void handleDecoderError(int32_t err, int32_t actionCode, const char* detail) override;
+    void handleEncoderError(int32_t err, int32_t actionCode, const char* detail) override;
+
+  protected:
+    // Numbers in assertions that field tools know. Where several follow one another at the same
+    // distances in both kinds, only the first is given.
+    struct Sites {
+        int setters;
+        int prepare;
+        int start;
+        int stop;
+        int unknown;
+        int selectTrack;
+        int decoder;
+        int decoderCallback;
+        int encoder;
+        int encoderCallback;
+        int stopCodecs;
+        int releaseDecoder;
+        int releaseEncoder;
+        int sampleTime;
+        int queueSample;
+        int advance;
+        int writeSample;
+    };
+
+    // What tells the two kinds apart.
+    struct Kind {
+        const char* tag;         // of log lines
+        const char* sourceFile;  // which assertions name
+        const char* title;       // "Video" or "Audio"
+        const char* stream;      // "video" or "audio"
+        const char* mimePrefix;
+        const char* codecLooper;
+        const char* encoderLooper;
+        const char* decodeCBLooper;
+        const char* encodeCBLooper;
+        int32_t track;    // in reports
+        int32_t noTrack;  // in reports
+        Sites sites;
+    };
+
+    enum {
+        kWhatSetDataSource = 0,
+        kWhatSetDataSourceFd = 1,
+        kWhatPrepare = 2,
+        kWhatStart = 3,
+        kWhatStop = 4,
+        kWhatReset = 5,
+        kWhatSetMuxer = 6,
+        kWhatSetTargetFormat = 7,
+        // Posted by the callback threads to have the codecs torn down on this looper.
+        kWhatSelfStop = 9,
+        kWhatSelfReset = 10,
+    };
+
+    enum State {
+        UNINITIALIZED = 0,
+        WAIT_MUXER = 1,
+        WAIT_TARGET_FORMAT = 2,
+        UNPREPARED = 3,
+        PREPARED = 4,
+        STOPPED = 5,
+        STARTED = 6,
+    };
+
+    // `kind` must outlive the transcoder.
+    explicit FileTranscoder(const Kind& kind);
+    ~FileTranscoder() override;
+
+    // The commands that the kinds carry out in their own way.
+    virtual status_t onPrepare() = 0;
+    virtual status_t onStart() = 0;
+    virtual void onStop() = 0;
+    virtual void onReset() = 0;
+
+    // The file has been read to its end by the decoder's input buffer `index`.
+    virtual void onInputEnd(uint32_t index) = 0;
+
+    status_t postTargetFormat(const _AV_FORMAT_FORMAT& format);
+
+    // Opens the file and selects the first track of this kind.
+    status_t openTrack(sp<AMessage>* format, AString* mime);
+    void createDecoder(const AString& mime);
+    void createEncoder(const char* mime);
+    void attachEncoderRelay();
+    status_t configureEncoder(const sp<AMessage>& format);
+    // Drops the decoder, whose configuration failed with `err`.
+    void dropDecoder(status_t err);
+
+    status_t startDecoder();
+    // Reports a failure and has the codecs torn down; the log line names `name`.
+    bool startEncoder(const AString& name);
+    void stopCodecs();
+    void releaseAll();
+
+    // Queues the next sample of the file. True when one was queued, `timeUs` is its time then.
+    bool queueSample(uint32_t index, const sp<MediaCodecBuffer>& buffer, int64_t* timeUs);
+    // Adds the encoder's track and waits for the muxer's start.
+    void addTrack(const sp<AMessage>& format, ssize_t* trackIndex);
+    // Writes a sample and gives the encoder's buffer back.
+    void writeSample(uint32_t index, const sp<ABuffer>& sample, ssize_t trackIndex, int64_t timeUs,
+                     int32_t flags);
+    // Waits 10 microseconds; nothing ends it earlier.
+    virtual void waitPaceStep() = 0;
+
+    void reportEnd() { postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, mKind.track); }
+    void reportDone(status_t err);
+
+    static constexpr nsecs_t kPaceStepNs = 10000;
+
+    const Kind& mKind;
+    sp<NuMediaExtractor> mExtractor;
+    sp<MediaCodec> mDecoderCodec;
+    sp<MediaCodec> mEncoderCodec;
+    sp<OxaMediaMuxer> mMuxer;
+    sp<DataSource> mDataSource;
+    sp<ALooper> mCodecLooper;
+    sp<ALooper> mEncoderLooper;
+    sp<ALooper> mDecodeCBLooper;
+    sp<ALooper> mEncodeCBLooper;
+    sp<DecodeCBHandler> mDecodeCBHandler;
+    sp<EncodeCBHandler> mEncodeCBHandler;
+    AString mDecoderName;
+    AString mEncoderName;
+    _AV_FORMAT_FORMAT* mTargetFormat;
+    bool mFirstOutput;
+    std::atomic<bool> mStreamOutput;
+    bool mInputEOS;
+    int64_t mStreamStartUs;
+    std::atomic<int> mState;
+
+    std::atomic<int64_t> mLastTimeUs;
+    // False until the muxer takes samples; stays so when the gate was opened without a start.
+    bool mWriting;
+
+  private:
+    void onSetDataSource(const sp<AMessage>& msg);
+    void onSetDataSourceFd(const sp<AMessage>& msg);
+    void onSetMuxer(const sp<AMessage>& msg);
+    void onSetTargetFormat(const sp<AMessage>& msg);
+
+    bool selectTrack(sp<AMessage>* format, AString* mime);
+    void waitForStreamTime(int64_t timeUs);
+
+    std::atomic<bool> mStopRequested;  // ends pacing waits
+    std::atomic<bool> mRefused;        // stopped itself: the muxer did not take the track
+    bool mCodecsStopped;               // command looper only
+};
+
+}  // namespace android
