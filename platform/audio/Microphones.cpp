@@ -68,12 +68,7 @@ std::string microphoneSource(int audioSource) {
 }
 
 std::string microphoneSourceError(const std::string& source) {
-    android::LiveOptions options;
-    options.source = source;
-    options.kind = android::LiveKind::kSound;
-    std::string error;
-    android::LiveReader::open(options, &error);
-    return error;
+    return android::LiveReader::soundError(source);
 }
 
 MicrophoneFigures microphoneFigures(int audioSource) {

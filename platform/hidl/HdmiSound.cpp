@@ -76,12 +76,7 @@ void useHdmiReceiverSound() {
 }
 
 std::string hdmiSoundError(const std::string& source) {
-    android::LiveOptions options;
-    options.source = source;
-    options.kind = android::LiveKind::kSound;
-    std::string error;
-    android::LiveReader::open(options, &error);
-    return error;
+    return android::LiveReader::soundError(source);
 }
 
 void setHdmiSoundRate(int sampleRate) {

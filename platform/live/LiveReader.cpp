@@ -76,6 +76,15 @@ std::unique_ptr<LiveReader> LiveReader::open(const LiveOptions& options, std::st
     return reader;
 }
 
+std::string LiveReader::soundError(const std::string& source) {
+    LiveOptions options;
+    options.source = source;
+    options.kind = LiveKind::kSound;
+    std::string error;
+    open(options, &error);
+    return error;
+}
+
 void LiveReader::start() {
     const int64_t now = nowUs();
     mOriginUs = mOptions.clock->start(now);

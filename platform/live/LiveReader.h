@@ -77,6 +77,8 @@ class LiveReader {
     // Opens the source, which takes as long as it does. Null, with the reason in one line, when it
     // cannot be opened or has nothing of the kind.
     static std::unique_ptr<LiveReader> open(const LiveOptions& options, std::string* error);
+    // Why it cannot be opened as sound; empty when it can.
+    static std::string soundError(const std::string& source);
     ~LiveReader();
 
     const LiveInfo& info() const { return mInfo; }

@@ -30,7 +30,6 @@ using testing::IsEmpty;
 constexpr std::chrono::seconds kTimeLimit{100};
 constexpr int kSeconds = 3;
 constexpr int kFrameRate = 25;
-constexpr int64_t kInputBytes = 150'000;  // about half of the clip
 
 enum class Job { kTranscode, kPlay, kRecord };
 enum class Left {
