@@ -129,6 +129,8 @@ bool AudioConverter::flush() {
 bool AudioConverter::convertStep(const uint8_t** planes, int frames) {
     const int room = swr_get_out_samples(mResampler, frames);
     if (room < 0) return false;
+    // Nothing was ever put in: there is no scratch buffer to take the rest.
+    if (room == 0 && frames == 0) return true;
     if (room > mScratchFrames) {
         if (mScratch != nullptr) av_freep(&mScratch[0]);
         av_freep(&mScratch);

@@ -9,7 +9,7 @@
 #include <iterator>
 #include <sstream>
 
-#include "RecordCommand.h"
+#include "TargetFormat.h"
 #include "TranscodeCommand.h"
 
 namespace oxaplayer {
@@ -31,68 +31,35 @@ class ArgumentsTest : public testing::Test {
         return parseArguments(wordsOf(line), mCommands);
     }
 
-    const TranscodeOptions& transcodeOptions(const ParsedArguments& parsed) {
-        return dynamic_cast<const TranscodeCommand&>(*parsed.command).options();
-    }
-
     std::vector<std::unique_ptr<Command>> mCommands;
 };
 
-TEST_F(ArgumentsTest, everyOptionOfTranscodeArrives) {
-    const auto parsed = parse(
-            "transcode in.mkv -o out.bin --format ts --size 640x360 --fps 25 --video-bitrate 4M "
-            "--keyframe-interval 5 --deinterlace 2 --profile main --level 3.1 --audio-rate 32000 "
-            "--audio-channels 1 --only video --preset fast --force --json --quiet --verbose");
-    ASSERT_NE(parsed.command, nullptr) << parsed.standardError;
-    const TranscodeOptions& options = transcodeOptions(parsed);
-    EXPECT_EQ(options.input, "in.mkv");
-    EXPECT_EQ(options.output, "out.bin");
-    EXPECT_EQ(options.container, Container::kMpeg2Ts);
-    ASSERT_TRUE(options.size);
-    EXPECT_EQ(options.size->width, 640);
-    EXPECT_EQ(options.size->height, 360);
-    EXPECT_EQ(options.frameRate, 25);
-    EXPECT_EQ(options.videoBitRate, 4'000'000);
-    EXPECT_EQ(options.keyFrameIntervalSec, 5);
-    EXPECT_EQ(options.deinterlace, 2);
-    EXPECT_EQ(options.profile, 2);    // the platform's AVCProfileMain
-    EXPECT_EQ(options.level, 0x200);  // the platform's AVCLevel31
-    EXPECT_EQ(options.audioRate, 32000);
-    EXPECT_EQ(options.audioChannels, 1);
-    EXPECT_EQ(options.only, Only::kVideo);
-    EXPECT_EQ(options.preset, "fast");
-    EXPECT_TRUE(options.force);
-    EXPECT_TRUE(parsed.common.json && parsed.common.quiet && parsed.common.verbose);
-}
-
 // A default that slips in where nothing was asked would override the source's own value.
-TEST_F(ArgumentsTest, everyOptionOfRecordArrives) {
-    const auto parsed =
-            parse("record --hdmi lavfi:testsrc2 --audio none -o out.ts --duration 2.5 --preview "
-                  "--monitor "
-                  "--fps 15 --force");
-    ASSERT_NE(parsed.command, nullptr) << parsed.standardError;
-    const RecordOptions& options = dynamic_cast<const RecordCommand&>(*parsed.command).options();
-    EXPECT_EQ(options.source.hdmi, "lavfi:testsrc2");
-    EXPECT_FALSE(options.source.usb);
-    EXPECT_EQ(options.source.audio, "none");
-    EXPECT_EQ(options.output, "out.ts");
-    EXPECT_EQ(options.durationUs, 2'500'000);
-    EXPECT_EQ(options.frameRate, 15);
-    EXPECT_TRUE(options.preview && options.monitor && options.force);
-}
-
 TEST_F(ArgumentsTest, whatIsNotGivenIsLeftToTheSource) {
     const auto parsed = parse("--json transcode in.mkv -o -");
     ASSERT_NE(parsed.command, nullptr) << parsed.standardError;
-    const TranscodeOptions& options = transcodeOptions(parsed);
-    EXPECT_FALSE(options.container || options.size || options.frameRate || options.videoBitRate ||
-                 options.deinterlace || options.profile || options.level || options.audioRate ||
-                 options.audioChannels || options.preset);
-    EXPECT_EQ(options.keyFrameIntervalSec, 2);
-    EXPECT_EQ(options.only, Only::kBoth);
-    EXPECT_FALSE(options.force);
     EXPECT_TRUE(parsed.common.json);
+    const auto& options = dynamic_cast<const TranscodeCommand&>(*parsed.command).options();
+    EXPECT_EQ(options.only, Only::kBoth);
+    EXPECT_FALSE(options.force || options.preset);
+    SourceTrack video;
+    video.isVideo = true;
+    video.width = 854;
+    video.height = 480;
+    SourceTrack audio;
+    audio.channels = 2;
+    audio.sampleRate = 44100;
+    const auto format = makeTargetFormat(options, &video, &audio);
+    EXPECT_EQ(format.width, 854);
+    EXPECT_EQ(format.height, 480);
+    EXPECT_EQ(format.frameRate, 0);  // the source's own
+    EXPECT_EQ(format.bitRate, -1);   // the library's rule
+    EXPECT_EQ(format.iFrameInterval, 2);
+    EXPECT_EQ(format.deinterlace, -1);  // no key at all
+    EXPECT_EQ(format.profile, 0);
+    EXPECT_EQ(format.level, 0);
+    EXPECT_EQ(format.channelCount, 2);
+    EXPECT_EQ(format.sampleRate, 44100);
 }
 
 TEST_F(ArgumentsTest, helpAndVersionGoToStandardOutput) {
@@ -109,60 +76,37 @@ TEST_F(ArgumentsTest, helpAndVersionGoToStandardOutput) {
 }
 
 TEST_F(ArgumentsTest, wrongUsageIsOneLineAndExitTwo) {
-    std::vector<std::string> lines = {"",
-                                      "dance",
-                                      "transcode",
-                                      "transcode in.mp4",
-                                      "transcode -o out.mp4",
-                                      "probe",
-                                      "probe a b",
-                                      "probe a --size 2x2",
-                                      "record --usb lavfi:testsrc2",
-                                      "record --usb a -o b.ts --profile high",
-                                      "camera --usb"};
-    for (const char* options : {"second",
-                                "--nonsense",
-                                "--size 641x360",
-                                "--size 640x361",
-                                "--size 640",
-                                "--size 0x0",
-                                "--size -640x360",
-                                "--size 640x360x2",
-                                "--size 16384x16",
-                                "--size",
-                                "--fps 29.97",
-                                "--fps 0",
-                                "--fps 1e3",
-                                "--fps 99999999999999999999",
-                                "--video-bitrate -1",
-                                "--video-bitrate fast",
-                                "--video-bitrate 4G",
-                                "--video-bitrate 5000M",
-                                "--video-bitrate 0.5",
-                                "--video-bitrate M",
-                                "--video-bitrate nan",
-                                "--keyframe-interval -1",
-                                "--keyframe-interval 2.5",
-                                "--deinterlace 3",
-                                "--profile best",
-                                "--level 9",
-                                "--audio-rate 47999",
-                                "--audio-channels 0",
-                                "--audio-channels 7",
-                                "--only subtitles",
-                                "--format mkv",
-                                "--fps 25 --fps 30"}) {
-        lines.push_back(std::string("transcode in.mp4 -o out.mp4 ") + options);
-    }
-    for (const std::string& line : lines) {
-        SCOPED_TRACE(line);
-        const auto parsed = parse(line);
-        EXPECT_EQ(parsed.command, nullptr);
-        EXPECT_EQ(parsed.code, ExitCode::kUsage);
-        EXPECT_EQ(parsed.standardOutput, "");
-        EXPECT_THAT(parsed.standardError, StartsWith("oxaplayer: "));
-        EXPECT_EQ(parsed.standardError.find('\n'), parsed.standardError.size() - 1)
-                << parsed.standardError;
+    const std::string transcode = "transcode in.mp4 -o out.mp4 ";
+    const struct {
+        std::string begin;
+        std::vector<const char*> ends;
+    } kWrong[] = {
+            {"", {"", "dance", "transcode", "transcode in.mp4", "transcode -o out.mp4"}},
+            {"probe", {"", " a b", " a --size 2x2"}},
+            {"record --usb a", {"", " -o b.ts --profile high"}},
+            {"camera --usb", {"", " a --fps 3"}},
+            {"contact-sheet a -o b --columns ", {"0", "21"}},
+            {transcode, {"second", "--nonsense", "--size"}},
+            {transcode + "--size ",
+             {"641x360", "640x361", "640", "0x0", "-640x360", "640x360x2", "16384x16"}},
+            {transcode + "--fps ", {"29.97", "0", "1e3", "99999999999999999999", "25 --fps 30"}},
+            {transcode + "--video-bitrate ", {"-1", "fast", "4G", "5000M", "0.5", "M", "nan"}},
+            {transcode + "--keyframe-interval ", {"-1", "2.5"}},
+            {transcode + "--audio-channels ", {"0", "7"}},
+            {transcode, {"--deinterlace 3", "--profile best", "--level 9", "--audio-rate 47999"}},
+            {transcode, {"--only subtitles", "--format mkv"}}};
+    for (const auto& wrong : kWrong) {
+        for (const char* end : wrong.ends) {
+            const std::string line = wrong.begin + end;
+            SCOPED_TRACE(line);
+            const auto parsed = parse(line);
+            EXPECT_EQ(parsed.command, nullptr);
+            EXPECT_EQ(parsed.code, ExitCode::kUsage);
+            EXPECT_EQ(parsed.standardOutput, "");
+            EXPECT_THAT(parsed.standardError, StartsWith("oxaplayer: "));
+            EXPECT_EQ(parsed.standardError.find('\n'), parsed.standardError.size() - 1)
+                    << parsed.standardError;
+        }
     }
 }
 
@@ -182,6 +126,41 @@ TEST(Seconds, mayHaveAFraction) {
     for (const char* text :
          {"", "0", "-1", "0.0000001", "1e3", "1s", "inf", "nan", "1e99", "99999999"})
         EXPECT_FALSE(parseSeconds(text)) << text;
+}
+
+// A picture that comes out squeezed or with an odd side, or larger than there are.
+TEST(UprightSize, isUprightSquareAndEven) {
+    const auto upright = [](int32_t width, int32_t height, int32_t rotation, double pixelAspect) {
+        SourceTrack track;
+        track.isVideo = true;
+        track.width = width;
+        track.height = height;
+        track.rotationDegrees = rotation;
+        track.pixelAspect = pixelAspect;
+        const Size size = uprightSize(track);
+        return std::pair(size.width, size.height);
+    };
+    EXPECT_EQ(upright(1920, 1080, 270, 1), std::pair(1080, 1920));
+    EXPECT_EQ(upright(161, 121, 0, 1), std::pair(160, 120));
+    EXPECT_EQ(upright(720, 480, 0, 32.0 / 27), std::pair(854, 480));
+    EXPECT_EQ(upright(720, 576, 90, 16.0 / 15), std::pair(576, 768));
+    EXPECT_EQ(upright(1, 1, 0, 1), std::pair(2, 2));
+    EXPECT_EQ(upright(16384, 8190, 0, 1), std::pair(8192, 4094));
+}
+
+TEST(TargetFormat, soundIsWhatAacCanHold) {
+    const auto target = [](int32_t channels, int32_t sampleRate) {
+        SourceTrack audio;
+        audio.channels = channels;
+        audio.sampleRate = sampleRate;
+        const auto format = makeTargetFormat(TranscodeOptions(), nullptr, &audio);
+        return std::pair(format.channelCount, format.sampleRate);
+    };
+    EXPECT_EQ(target(6, 48000), std::pair(6, 48000));
+    EXPECT_EQ(target(8, 96000), std::pair(6, 96000));
+    EXPECT_EQ(target(1, 192000), std::pair(1, 48000));
+    EXPECT_EQ(target(2, 37800), std::pair(2, 48000));
+    EXPECT_EQ(target(0, 0), std::pair(1, 48000));
 }
 
 TEST(ContainerChoice, followsTheExtensionUnlessAsked) {

@@ -3,89 +3,17 @@
 
 #include "CaptureSource.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
+#include "RecordFormat.h"
 #include "support/ProcessRunner.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
 
 namespace oxaplayer {
 namespace {
-
-using testing::HasSubstr;
-
-constexpr char kPicture[] = "lavfi:testsrc2=size=320x180";
-constexpr char kSound[] = "lavfi:sine";
-constexpr char kBoth[] = "lavfi:testsrc2=size=320x180;sine";
-
-// Devices do not exist here: what is refused must be refused without opening them.
-TEST(CaptureSource, choiceIsCheckedBeforeAnythingIsOpened) {
-    const struct {
-        CaptureChoice choice;  // hdmi, usb, audio
-        Only only;
-        const char* cause;  // null: accepted
-    } kCases[] = {{{}, Only::kBoth, "either --hdmi SOURCE or --usb SOURCE"},
-                  {{"a.mp4", "b.mp4", {}}, Only::kBoth, "either --hdmi"},
-                  {{{}, "", {}}, Only::kBoth, "no name"},
-                  {{"lavfi:", {}, {}}, Only::kBoth, "after 'lavfi:'"},
-                  {{{}, "v4l2:", {}}, Only::kBoth, "after 'v4l2:'"},
-                  {{{}, kPicture, "alsa:"}, Only::kBoth, "after 'alsa:'"},
-                  {{{}, "alsa:default", {}}, Only::kBoth, "picture"},
-                  {{"pulse:mic", {}, {}}, Only::kVideo, "picture"},
-                  {{{}, "v4l2:/dev/video0", {}}, Only::kAudio, "--audio"},
-                  {{{}, kPicture, "v4l2:/x"}, Only::kBoth, "no sound"},
-                  {{{}, kPicture, "none"}, Only::kAudio, "leave nothing"},
-                  {{{}, kPicture, kSound}, Only::kVideo, "leaves out"},
-                  {{{}, "v4l2:/dev/video0", "alsa:hw:1"}, Only::kBoth, nullptr},
-                  {{{}, "alsa:default", {}}, Only::kAudio, nullptr},
-                  {{"talk:", {}, "none"}, Only::kVideo, nullptr}};
-    for (const auto& test : kCases) {
-        const auto failure = checkChoice(test.choice, test.only);
-        ASSERT_EQ(failure.has_value(), test.cause != nullptr) << (failure ? failure->text : "");
-        if (!failure) continue;
-        EXPECT_EQ(failure->code, ExitCode::kUsage);
-        EXPECT_THAT(failure->text, HasSubstr(test.cause));
-    }
-}
-
-TEST(CaptureSource, soundIsTheOneAskedForOrTheSourcesOwn) {
-    const struct {
-        CaptureChoice choice;
-        Only only;
-        bool hasVideo;
-        const char* sound;
-    } kCases[] = {{{{}, kBoth, {}}, Only::kBoth, true, kBoth},
-                  {{{}, kPicture, {}}, Only::kBoth, true, ""},
-                  {{{}, kBoth, kSound}, Only::kBoth, true, kSound},
-                  {{{}, kBoth, "none"}, Only::kBoth, true, ""},
-                  {{{}, kBoth, {}}, Only::kVideo, true, ""},
-                  {{{}, kSound, {}}, Only::kAudio, false, kSound},
-                  {{kBoth, {}, {}}, Only::kBoth, true, kBoth},
-                  {{kPicture, {}, {}}, Only::kBoth, true, ""},
-                  {{kPicture, {}, kSound}, Only::kBoth, true, kSound},
-                  {{kSound, {}, {}}, Only::kAudio, false, kSound}};
-    for (const auto& test : kCases) {
-        SCOPED_TRACE(test.choice.source() + test.sound);
-        CaptureSource source;
-        const auto failure = source.open(test.choice, test.only);
-        ASSERT_FALSE(failure) << failure->text;
-        EXPECT_EQ(source.hasVideo(), test.hasVideo);
-        EXPECT_EQ(source.soundName(), test.sound);
-        EXPECT_EQ(source.hasAudio(), test.sound[0] != '\0');
-    }
-}
-
-TEST(CaptureSource, missingSoundIsAnErrorAndNotSilence) {
-    for (const char* sound : {"alsa:no_such_device", "no_such_file.wav", kPicture}) {
-        CaptureSource source;
-        const auto failure = source.open({{}, kPicture, sound}, Only::kBoth);
-        ASSERT_TRUE(failure) << sound;
-        EXPECT_EQ(failure->code, ExitCode::kInput);
-    }
-}
 
 TEST(CaptureSource, fileOfAnyNameStandsInForASignalWithoutSound) {
     const oxa::test::TempDir folder;
@@ -101,10 +29,7 @@ TEST(CaptureSource, fileOfAnyNameStandsInForASignalWithoutSound) {
     EXPECT_TRUE(source.isReadFrom(picture));
     EXPECT_FALSE(source.isReadFrom(file));
     EXPECT_GT(source.lengthUs().value_or(0), 1'000'000);
-}
-
-TEST(CaptureSource, signalOfADeviceHasNoStandIn) {
-    EXPECT_FALSE(withSilence("v4l2:/dev/video0"));
+    EXPECT_FALSE(withSilence("v4l2:/dev/video0")) << "a device has no stand-in";
 }
 
 TEST(CaptureSource, nothingOfTheReceiverIsLeft) {
@@ -112,11 +37,38 @@ TEST(CaptureSource, nothingOfTheReceiverIsLeft) {
     setenv("TMPDIR", folder.path().c_str(), 1);
     {
         CaptureSource source;
-        ASSERT_FALSE(source.open({kBoth, {}, {}}, Only::kBoth));
+        ASSERT_FALSE(source.open({"lavfi:testsrc2=size=320x180;sine", {}, {}}, Only::kBoth));
         EXPECT_FALSE(std::filesystem::is_empty(folder.path()));
     }
     unsetenv("TMPDIR");
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
+// The recorder would halve a signal of 12 pictures a second for a target of 12.
+TEST(RecordFormat, hdmiRateGivesTheStepThatTheSignalNeeds) {
+    const struct {
+        int source;
+        std::optional<int32_t> wanted;
+        int32_t step;      // of the recorder, which counts from 30
+        int32_t expected;  // pictures a second
+    } kCases[] = {{60, {}, 1, 30}, {30, 30, 1, 30}, {30, 15, 2, 15}, {30, 20, 1, 30},
+                  {30, 1, 30, 1},  {25, {}, 1, 25}, {25, 5, 5, 5},   {12, {}, 1, 12},
+                  {12, 30, 1, 12}, {12, 4, 3, 4},   {12, 7, 1, 12},  {1, {}, 1, 1}};
+    for (const auto& test : kCases) {
+        SCOPED_TRACE(test.source);
+        EncodeOptions options;
+        options.frameRate = test.wanted;
+        android::CameraParameters camera;
+        camera.set(android::CameraParameters::KEY_SUPPORTED_PREVIEW_SIZES, "640x360");
+        camera.set(android::CameraParameters::KEY_SUPPORTED_VIDEO_SIZES, "640x360");
+        camera.setPreviewSize(640, 360);
+        camera.setPreviewFrameRate(test.source);
+        android::_AV_FORMAT_FORMAT format = {};
+        int32_t frameRate = 0;
+        ASSERT_FALSE(chooseVideoFormat(options, camera, true, &format, &frameRate));
+        EXPECT_EQ(kHighestHdmiFrameRate / format.frameRate, test.step);
+        EXPECT_EQ(frameRate, test.expected);
+    }
 }
 
 }  // namespace

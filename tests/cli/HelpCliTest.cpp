@@ -1,7 +1,6 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <oxa/host/EncoderPreset.h>
 

@@ -63,18 +63,6 @@ TEST_F(OutputFileTest, takesItsNameOnlyWhenComplete) {
     EXPECT_EQ(status.st_mode & 0777, 0640u);
 }
 
-TEST_F(OutputFileTest, nothingIsLeftOfAnOutputThatIsNotFinished) {
-    {
-        OutputFile output;
-        write(&output, mFinal, false, "half");
-    }
-    EXPECT_THAT(names(), IsEmpty());
-    OutputFile output;
-    write(&output, mFinal, false, "half");
-    OutputFile::removeTemporary();  // what a second Ctrl-C does
-    EXPECT_THAT(names(), IsEmpty());
-}
-
 using OutputFileDeathTest = OutputFileTest;
 
 TEST_F(OutputFileDeathTest, fatalAssertionLeavesNothingAndBringsAnOldFileBack) {
@@ -92,70 +80,28 @@ TEST_F(OutputFileDeathTest, fatalAssertionLeavesNothingAndBringsAnOldFileBack) {
     EXPECT_THAT(names(), UnorderedElementsAre("film.mp4"));
 }
 
-// ---- In place -----------------------------------------------------------------------------------
-
-TEST_F(OutputFileTest, fileInPlaceHasItsNameAtOnceAndStaysWhenKept) {
-    {
-        OutputFile output;
-        ASSERT_FALSE(output.openInPlace(mFinal, false, -1));
-        EXPECT_THAT(names(), UnorderedElementsAre("film.mp4"));
-        EXPECT_FALSE(output.isKept());
-        ASSERT_TRUE(writeFully(output.descriptor(), "new"));
-        output.keep();
-        EXPECT_TRUE(output.isKept());
-        output.discard();
-    }
-    EXPECT_EQ(readFile(mFinal), "new");
-    OutputFile refused;
-    const auto failure = refused.openInPlace(mFinal, false, -1);
-    ASSERT_TRUE(failure);
-    EXPECT_THAT(failure->text, HasSubstr("File exists"));
-}
-
-TEST_F(OutputFileTest, oldFileComesBackUntilTheNewOneIsKept) {
+// Beside its place and in its place: what a link leads to is replaced, not the link.
+TEST_F(OutputFileTest, forceReplacesTheFileBehindALink) {
     const std::string link = mFolder.file("link.mp4");
-    ASSERT_TRUE(writeFile(mFinal, "old"));
     std::filesystem::create_symlink(mFinal, link);
-    for (const std::string& path : {mFinal, link}) {
-        OutputFile output;
-        ASSERT_FALSE(output.openInPlace(path, true, -1));
-        ASSERT_TRUE(writeFully(output.descriptor(), "new"));
-        EXPECT_EQ(readFile(mFinal), "new");
-        output.discard();
-        EXPECT_EQ(readFile(mFinal), "old");
-        EXPECT_THAT(names(), UnorderedElementsAre("film.mp4", "link.mp4"));
-    }
-    OutputFile output;
-    ASSERT_FALSE(output.openInPlace(link, true, -1));
-    ASSERT_TRUE(writeFully(output.descriptor(), "new"));
-    EXPECT_FALSE(output.finish());
-    EXPECT_EQ(readFile(mFinal), "new");
-    EXPECT_TRUE(std::filesystem::is_symlink(link));
-    EXPECT_THAT(names(), UnorderedElementsAre("film.mp4", "link.mp4"));
-}
-
-// ---- Beside its place ---------------------------------------------------------------------------
-
-TEST_F(OutputFileTest, existingFileIsReplacedOnlyByForce) {
-    const std::string link = mFolder.file("link.mp4");
-    ASSERT_TRUE(writeFile(mFinal, "old"));
-    std::filesystem::create_symlink(mFinal, link);
-    for (const std::string& path : {mFinal, link}) {
+    for (const auto open : {&OutputFile::open, &OutputFile::openInPlace}) {
+        ASSERT_TRUE(writeFile(mFinal, "old"));
         OutputFile refused;
-        const auto failure = refused.open(path, false, -1);
-        ASSERT_TRUE(failure);
-        EXPECT_EQ(failure->code, ExitCode::kOutput);
-        EXPECT_THAT(failure->text, HasSubstr("File exists"));
-
-        const std::string before = readFile(mFinal);
-        OutputFile forced;
-        write(&forced, path, true, path);
-        EXPECT_EQ(readFile(mFinal), before);  // until the new one is complete
-        EXPECT_FALSE(forced.finish());
-        EXPECT_EQ(readFile(mFinal), path);
+        EXPECT_TRUE((refused.*open)(link, false, -1));
+        for (const bool complete : {false, true}) {
+            OutputFile output;
+            ASSERT_FALSE((output.*open)(link, true, -1));
+            ASSERT_TRUE(writeFully(output.descriptor(), "new"));
+            if (complete) {
+                EXPECT_FALSE(output.finish());
+            } else {
+                output.discard();
+            }
+            EXPECT_EQ(readFile(mFinal), complete ? "new" : "old");
+            EXPECT_TRUE(std::filesystem::is_symlink(link));
+            EXPECT_THAT(names(), UnorderedElementsAre("film.mp4", "link.mp4"));
+        }
     }
-    EXPECT_TRUE(std::filesystem::is_symlink(link));
-    EXPECT_THAT(names(), UnorderedElementsAre("film.mp4", "link.mp4"));
 }
 
 // Two jobs with one output, or a file that someone else creates meanwhile.
@@ -171,19 +117,12 @@ TEST_F(OutputFileTest, fileThatAppearedMeanwhileIsNotOverwritten) {
     EXPECT_THAT(failure->text, HasSubstr(output.currentName()));
 }
 
-TEST_F(OutputFileTest, shortenedFileNeverReplacesOne) {
-    OutputFile first;
-    write(&first, mFinal, false, "short");
-    EXPECT_FALSE(first.keepShortened());
+TEST_F(OutputFileTest, shortenedFileTakesOnlyAFreeName) {
+    OutputFile output;
+    write(&output, mFinal, false, "short");
+    EXPECT_FALSE(output.keepShortened());
     EXPECT_EQ(readFile(mFinal), "short");
-
-    OutputFile second;
-    write(&second, mFinal, true, "shorter");
-    EXPECT_FALSE(second.keepShortened());
-    EXPECT_EQ(readFile(mFinal), "short");
-    EXPECT_EQ(readFile(second.currentName()), "shorter");
-    EXPECT_THAT(std::filesystem::path(second.currentName()).filename(),
-                testing::MatchesRegex("film\\.part-......\\.mp4"));
+    EXPECT_THAT(names(), UnorderedElementsAre("film.mp4"));
 }
 
 TEST_F(OutputFileTest, namedPipeIsWrittenOnceItHasAReader) {
@@ -201,20 +140,6 @@ TEST_F(OutputFileTest, namedPipeIsWrittenOnceItHasAReader) {
     reader.join();
     EXPECT_EQ(received, "stream");
     EXPECT_THAT(names(), UnorderedElementsAre("pipe.ts"));
-}
-
-TEST_F(OutputFileTest, whatCannotBeWrittenIsRefusedWithItsCause) {
-    const auto refusal = [](const std::string& path) {
-        OutputFile output;
-        const auto failure = output.open(path, true, -1);
-        return failure && failure->code == ExitCode::kOutput ? failure->text : "accepted";
-    };
-    EXPECT_THAT(refusal(mFolder.path()), HasSubstr("Is a directory"));
-    EXPECT_THAT(refusal(mFolder.file("none/film.mp4")), HasSubstr("No such file or directory"));
-    ASSERT_TRUE(writeFile(mFolder.file("file"), ""));
-    EXPECT_THAT(refusal(mFolder.file("file/film.mp4")), HasSubstr("Not a directory"));
-    EXPECT_THAT(refusal(""), HasSubstr("No such file or directory"));
-    EXPECT_THAT(names(), UnorderedElementsAre("file"));
 }
 
 TEST(TemporaryPattern, keepsFolderAndExtensionAndFits) {

@@ -4,10 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include "cli/PlayerProgram.h"
-#include "support/MediaProbe.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
 
@@ -15,62 +12,22 @@ namespace oxa::test {
 namespace {
 
 using nlohmann::json;
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
-// Measured by decoding the clip: a size, a rotation, a rate or a track that the client shows
-// wrongly is also what it would transcode to.
-void expectWhatTheClipHolds(const std::string& path) {
-    const ProcessResult result = runPlayer({"probe", path, "--json"});
+// What other clips hold is measured where they are transcoded: by the same tracks.
+TEST(Probe, eventIsOneObjectWithEveryFieldOfATrack) {
+    const ProcessResult result =
+            runPlayer({"probe", mediaPath("flower_540p_h264_aac.mp4"), "--json"});
     ASSERT_EQ(result.exitCode, 0) << result.err;
     EXPECT_EQ(result.err, "");
-    const auto objects = eventsOf(result.out);
-    ASSERT_EQ(objects.size(), 1u);
-    const json& tracks = objects[0]["tracks"];
-
-    const MediaProbe probe(path);
-    ASSERT_TRUE(probe.ok()) << probe.error();
-    std::vector<StreamProbe> streams;
-    for (const StreamProbe& stream : probe.streams()) {
-        const bool isMedia = stream.isVideo ? !stream.isCover : stream.sampleRate > 0;
-        if (isMedia) streams.push_back(stream);
-    }
-    ASSERT_EQ(tracks.size(), streams.size()) << tracks;
-    for (size_t i = 0; i < streams.size(); ++i) {
-        const StreamProbe& stream = streams[i];
-        const json& track = tracks[i];
-        EXPECT_EQ(track["index"], i);
-        EXPECT_EQ(track["kind"], stream.isVideo ? "video" : "audio");
-        if (stream.isVideo) {
-            EXPECT_EQ(track["width"], stream.width);
-            EXPECT_EQ(track["height"], stream.height);
-            EXPECT_EQ(track["rotation"], stream.rotation);
-            EXPECT_NEAR(track["frame_rate"].get<double>(), stream.frameRate, 0.5);
-        } else {
-            EXPECT_EQ(track["channels"], stream.channels);
-            EXPECT_EQ(track["sample_rate"], stream.sampleRate);
-        }
-        EXPECT_NEAR(track["duration_s"].get<double>(), stream.durationUs() / 1e6, 1.3);
-    }
-}
-
-TEST(Probe, showsWhatTheClipHolds) {
-    for (const char* clip :
-         {"bear_161x121_vp9.webm", "bird_mpeg4asp_mp3.avi", "bunny_480i_tff_mpeg2_mp2.ts",
-          "bunny_480p_hevc.mp4", "bunny_rotated90_aac51.mp4", "friday_audio_starts_1200ms.mp4",
-          "nasa_multistream.mp4", "roar.mp3"}) {
-        SCOPED_TRACE(clip);
-        expectWhatTheClipHolds(mediaPath(clip));
-    }
-}
-
-// What is shown may come from a file: a title, or here a name, must not steer the terminal.
-TEST(Probe, showsNoControlCharacters) {
-    const ProcessResult result = runPlayer({"probe",
-                                            "no\x1b[2Jsuch\r\xc2\x9b"
-                                            "1mfile\xc3\xa9"});
-    EXPECT_EQ(result.exitCode, 3);
-    EXPECT_THAT(result.err, HasSubstr("'no?[2Jsuch?\xc2\xbf"
-                                      "1mfile\xc3\xa9'"));
+    EXPECT_EQ(linesOf(result.out).size(), 1u);
+    EXPECT_EQ(json::parse(result.out), json::parse(R"({"tracks": [
+            {"index": 0, "kind": "video", "mime": "video/avc", "width": 960, "height": 540,
+             "rotation": 0, "frame_rate": 30, "duration_s": 5.005},
+            {"index": 1, "kind": "audio", "mime": "audio/mp4a-latm", "channels": 2,
+             "sample_rate": 48000, "duration_s": 5.055}]})"));
 }
 
 TEST(Probe, tableIsForPeople) {
@@ -100,34 +57,51 @@ TEST(Probe, coverPictureIsNoTrack) {
     EXPECT_EQ(tracks[0]["kind"], "audio");
 }
 
-TEST(Probe, unreadableInputIsExitThreeWithOneLine) {
-    TempDir folder;
-    ASSERT_TRUE(writeFile(folder.file("empty.mp4"), ""));
-    for (const std::string& path :
-         {folder.file("none.mp4"), folder.path(), folder.file("empty.mp4"), garbageFile(100'000),
-          std::string("/dev/zero")}) {
-        const ProcessResult result = runPlayer({"probe", path});
-        EXPECT_EQ(result.exitCode, 3) << path;
-        EXPECT_EQ(result.out, "") << path;
-        EXPECT_EQ(linesOf(result.err).size(), 1u) << result.err;
-        EXPECT_THAT(result.err, testing::StartsWith("oxaplayer: probe: ")) << path;
-        EXPECT_THAT(result.err, HasSubstr("'" + path + "'"));
-    }
-    const ProcessResult missing = runPlayer({"probe", "x.mp4"});
-    EXPECT_EQ(missing.err, "oxaplayer: probe: cannot open 'x.mp4': No such file or directory\n");
-    const ProcessResult events = runPlayer({"probe", "x.mp4", "--json"});
-    const auto lines = eventsOf(events.out);
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0]["event"], "error");
-    EXPECT_EQ(lines[0]["exit"], 3);
-}
-
 TEST(Probe, fullDiskBehindStandardOutputIsExitFour) {
     const ProcessResult result = ProcessRunner({"sh", "-c", "\"$0\" probe \"$1\" >/dev/full",
                                                 OXA_PLAYER_PROGRAM, mediaPath("roar.mp3")})
                                          .run();
     EXPECT_EQ(result.exitCode, 4);
     EXPECT_THAT(result.err, HasSubstr("No space left on device"));
+}
+
+// ---- In a terminal ------------------------------------------------------------------------------
+
+// The program as in a terminal; what it writes there is in `out`.
+ProcessResult runInTerminal(const std::string& arguments, const std::string& noColour,
+                            const std::string& terminal = "xterm") {
+    return ProcessRunner({"script", "-qec", OXA_PLAYER_PROGRAM " " + arguments, "/dev/null"})
+            .setEnvironment("TERM", terminal)
+            .setEnvironment("NO_COLOR", noColour)
+            .run();
+}
+
+// A bar needs a job of more than a moment.
+std::string shortJob(const TempDir& folder) {
+    return "transcode " + mediaPath("friday_audio_starts_1200ms.mp4") + " -o " +
+           folder.file("out.mp4") + " --size 160x120 --preset ultrafast";
+}
+
+TEST(Terminal, coloursErrorsTablesAndTheBar) {
+    const TempDir folder;
+    const ProcessResult error = runInTerminal("probe x.mp4", "");
+    EXPECT_EQ(error.exitCode, 3);
+    EXPECT_THAT(error.out, HasSubstr("\033[1;31moxaplayer: probe: \033[0mcannot open"));
+    EXPECT_THAT(runInTerminal("probe", "").out, HasSubstr("\033[1;31moxaplayer:\033[0m probe: "));
+    EXPECT_THAT(runInTerminal("probe " + mediaPath("roar.mp3"), "").out,
+                HasSubstr("\033[1m" + mediaPath("roar.mp3") + "\033[0m"));
+    EXPECT_THAT(runInTerminal(shortJob(folder), "").out, HasSubstr("\033[32m#"));
+}
+
+TEST(Terminal, isPlainWhereColourIsRefused) {
+    const TempDir folder;
+    const ProcessResult bar = runInTerminal(shortJob(folder), "1");
+    EXPECT_EQ(bar.exitCode, 0) << bar.out;
+    EXPECT_THAT(bar.out, HasSubstr("\r\033[K["));  // a bar nevertheless
+    EXPECT_THAT(bar.out, AllOf(HasSubstr(" % "), HasSubstr(" fps  "), Not(HasSubstr("m#"))));
+    EXPECT_THAT(runInTerminal("probe x.mp4", "1").out, Not(HasSubstr("\033")));
+    EXPECT_THAT(runInTerminal("probe x.mp4", "", "dumb").out, Not(HasSubstr("\033")));
+    EXPECT_THAT(runPlayer({"probe", mediaPath("roar.mp3")}).out, Not(HasSubstr("\033")));
 }
 
 }  // namespace

@@ -60,15 +60,19 @@ ProgressNumbers someNumbers() {
     return numbers;
 }
 
-TEST(ProgressText, lineHoldsAllThatIsKnown) {
+TEST(ProgressText, lineAndEventHoldAllThatIsKnown) {
     ProgressNumbers numbers = someNumbers();
     EXPECT_EQ(formatProgressLine(numbers), " 12 %  1.50x  45.9 fps  0:42 left  3.4 MB");
+    EXPECT_EQ(progressFields(numbers)["fps"], 45.94);
+    EXPECT_EQ(progressFields(numbers)["bytes"], 3'400'000);
     numbers.percent.reset();
     numbers.secondsLeft.reset();
     numbers.bytes.reset();
     numbers.timeSec = 3723;
     numbers.frames = 0;  // sound only
     EXPECT_EQ(formatProgressLine(numbers), "1:02:03  1.50x");
+    EXPECT_FALSE(progressFields(numbers).contains("percent"));
+    EXPECT_FALSE(progressFields(numbers).contains("bytes"));
 }
 
 // A bar as wide as the terminal would wrap and leave a trail of lines; colour takes no room.
@@ -80,16 +84,6 @@ TEST(ProgressText, barNeverFillsTheTerminal) {
         EXPECT_EQ(std::regex_replace(coloured, std::regex("\033\\[[0-9;]*m"), ""), bar);
     }
     EXPECT_EQ(formatProgressBar(someNumbers(), 80, false).substr(0, 8), "[####---");
-}
-
-TEST(ProgressText, eventLeavesUnknownNumbersOut) {
-    ProgressNumbers numbers = someNumbers();
-    EXPECT_EQ(progressFields(numbers)["fps"], 45.94);
-    EXPECT_EQ(progressFields(numbers)["bytes"], 3'400'000);
-    numbers.percent.reset();
-    numbers.bytes.reset();
-    EXPECT_FALSE(progressFields(numbers).contains("percent"));
-    EXPECT_FALSE(progressFields(numbers).contains("bytes"));
 }
 
 // A file name may hold any bytes; JSON may not.

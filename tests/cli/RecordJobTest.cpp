@@ -10,7 +10,6 @@
 #include <oxa/host/HdmiSound.h>
 #include <oxa/host/SoundOutput.h>
 
-#include <functional>
 #include <future>
 
 #include "CameraTrial.h"
@@ -33,25 +32,14 @@ constexpr char kSound[] = "lavfi:sine";
 constexpr int64_t kSomething = 60'000;  // bytes: more than a second is on the disk
 
 struct FaultCase {
-    const char* name;
     CaptureChoice choice;
     Only only;
-    std::function<void()> fault;
+    void (*fault)();
     const char* cause;
 };
 
 // What fails in the middle of a recording of the receiver.
-class RecordFaultTest : public testing::TestWithParam<FaultCase> {
-  protected:
-    void TearDown() override {
-        oxa::host::clearCameras();
-        oxa::host::useHdmiReceiverSound();
-        oxa::host::startHdmiSoundService();
-    }
-};
-
-TEST_P(RecordFaultTest, endsTheRecordingWithItsCauseAndAPlayableFile) {
-    const FaultCase& test = GetParam();
+void expectEndsWithItsCause(const FaultCase& test) {
     oxa::host::setEncoderPreset("ultrafast");
     oxa::host::useNullSound();
     const oxa::test::TempDir folder;
@@ -98,25 +86,25 @@ TEST_P(RecordFaultTest, endsTheRecordingWithItsCauseAndAPlayableFile) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Devices, RecordFaultTest,
-                         testing::Values(FaultCase{"hdmiPictureGone",
-                                                   {kBoth, {}, {}},
-                                                   Only::kBoth,
-                                                   [] { oxa::host::loseCamera(0, true); },
-                                                   "the camera '"},
-                                         FaultCase{"hdmiSoundGone",
-                                                   {kPicture, {}, kSound},
-                                                   Only::kBoth,
-                                                   [] { oxa::host::loseHdmiSound(true); },
-                                                   "the sound 'lavfi:sine' has failed"},
-                                         FaultCase{"hdmiServiceGone",
-                                                   {kSound, {}, {}},
-                                                   Only::kAudio,
-                                                   [] { oxa::host::endHdmiSoundService(); },
-                                                   "the sound 'lavfi:sine' has failed"}),
-                         [](const testing::TestParamInfo<FaultCase>& info) {
-                             return info.param.name;
-                         });
+TEST(RecordFault, endsTheRecordingWithItsCauseAndAPlayableFile) {
+    const FaultCase kCases[] = {
+            {{kBoth, {}, {}}, Only::kBoth, [] { oxa::host::loseCamera(0, true); }, "the camera '"},
+            {{kPicture, {}, kSound},
+             Only::kBoth,
+             [] { oxa::host::loseHdmiSound(true); },
+             "the sound 'lavfi:sine' has failed"},
+            {{kSound, {}, {}},
+             Only::kAudio,
+             [] { oxa::host::endHdmiSoundService(); },
+             "the sound 'lavfi:sine' has failed"}};
+    for (const FaultCase& test : kCases) {
+        SCOPED_TRACE(test.choice.source() + ": " + test.cause);
+        expectEndsWithItsCause(test);
+        oxa::host::clearCameras();
+        oxa::host::useHdmiReceiverSound();
+        oxa::host::startHdmiSoundService();
+    }
+}
 
 }  // namespace
 }  // namespace oxaplayer

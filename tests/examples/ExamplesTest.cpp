@@ -24,7 +24,7 @@ ProcessResult runExample(const std::string& name, std::vector<std::string> argum
             .run();
 }
 
-std::string shortClip(bool video, bool audio) {
+std::string shortClip(bool video = true, bool audio = true) {
     ClipOptions options;
     options.seconds = 1.6;
     options.video = video;
@@ -33,60 +33,43 @@ std::string shortClip(bool video, bool audio) {
 }
 
 TEST(PlayExample, playsInTimeWithoutWindow) {
-    const ProcessResult result = runExample("play", {shortClip(true, true)});
+    const ProcessResult result = runExample("play", {shortClip()});
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_THAT(result.err, HasSubstr("pictures are not shown: "));
     EXPECT_GE(result.duration.count(), 1500);
 }
 
 TEST(ListenExample, hearsRateAndEnd) {
-    const ProcessResult result = runExample("listen", {shortClip(true, true)});
+    const ProcessResult result = runExample("listen", {shortClip()});
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_THAT(result.out, HasSubstr("the end after 40 pictures\n"));
 }
 
-struct Tracks {
-    bool video;
-    bool audio;
-};
-
-class TranscodeExampleTest : public testing::TestWithParam<Tracks> {};
-
-TEST_P(TranscodeExampleTest, keepsEveryTrackThatThereIs) {
+TEST(TranscodeExample, keepsEveryTrackThatThereIs) {
     const TempDir folder;
     const std::string output = folder.file("out.mp4");
-    const Tracks& tracks = GetParam();
-    const ProcessResult result =
-            runExample("transcode", {shortClip(tracks.video, tracks.audio), output});
-    ASSERT_EQ(result.exitCode, 0) << result.err;
-    const MediaProbe probe(output);
-    ASSERT_TRUE(probe.ok()) << probe.error();
-    ASSERT_EQ(probe.video() != nullptr, tracks.video);
-    ASSERT_EQ(probe.audio() != nullptr, tracks.audio);
-    if (tracks.video) {
-        EXPECT_EQ(probe.video()->frameCount, 40);
-        EXPECT_EQ(probe.video()->width, 640);
-        EXPECT_EQ(probe.video()->height, 360);
+    for (const auto& [video, audio] : {std::pair(true, true), {true, false}, {false, true}}) {
+        SCOPED_TRACE(video ? "picture" : "no picture");
+        SCOPED_TRACE(audio ? "sound" : "no sound");
+        const ProcessResult result = runExample("transcode", {shortClip(video, audio), output});
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+        const MediaProbe probe(output);
+        ASSERT_TRUE(probe.ok()) << probe.error();
+        ASSERT_EQ(probe.video() != nullptr, video);
+        ASSERT_EQ(probe.audio() != nullptr, audio);
+        if (video) {
+            EXPECT_EQ(probe.video()->frameCount, 40);
+            EXPECT_EQ(probe.video()->width, 640);
+            EXPECT_EQ(probe.video()->height, 360);
+        }
+        if (audio) {
+            EXPECT_NEAR(probe.audio()->durationUs() / 1e6, 1.6, 0.1);
+        }
     }
-    if (tracks.audio) {
-        EXPECT_NEAR(probe.audio()->durationUs() / 1e6, 1.6, 0.1);
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Kinds, TranscodeExampleTest,
-                         testing::Values(Tracks{true, true}, Tracks{true, false},
-                                         Tracks{false, true}),
-                         [](const testing::TestParamInfo<Tracks>& info) {
-                             return std::string(info.param.video ? "picture" : "") +
-                                    (info.param.audio ? "Sound" : "");
-                         });
-
-TEST(TranscodeExample, saysWhenTheOutputCannotBeWritten) {
-    const TempDir folder;
-    const ProcessResult result =
-            runExample("transcode", {shortClip(true, true), folder.file("missing") + "/out.mp4"});
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_THAT(result.err, HasSubstr("cannot transcode "));
+    const ProcessResult failed =
+            runExample("transcode", {shortClip(), folder.file("missing") + "/out.mp4"});
+    EXPECT_EQ(failed.exitCode, 1);
+    EXPECT_THAT(failed.err, HasSubstr("cannot transcode "));
 }
 
 TEST(RecordExample, recordsPictureAndSound) {
@@ -104,29 +87,23 @@ TEST(RecordExample, recordsPictureAndSound) {
     EXPECT_EQ(probe.audio()->channels, 2);
 }
 
-class WrongUseTest : public testing::TestWithParam<const char*> {};
-
-TEST_P(WrongUseTest, endsWithAMessageAndACode) {
-    const ProcessResult usage = runExample(GetParam(), {});
-    EXPECT_EQ(usage.exitCode, 2);
-    EXPECT_THAT(usage.err, HasSubstr("usage: "));
-    if (std::string(GetParam()) == "record") return;
-
+TEST(WrongUseTest, endsWithAMessageAndACode) {
     const TempDir folder;
-    for (const std::string& input : {folder.file("none.mp4"), garbageFile(50'000)}) {
-        std::vector<std::string> arguments = {input};
-        if (std::string(GetParam()) == "transcode") arguments.push_back(folder.file("out.mp4"));
-        const ProcessResult result = runExample(GetParam(), arguments);
-        EXPECT_EQ(result.exitCode, 1) << input << result.err;
-        EXPECT_EQ(result.signal, 0) << input;
+    for (const std::string& name : words("play transcode record listen")) {
+        SCOPED_TRACE(name);
+        const ProcessResult usage = runExample(name, {});
+        EXPECT_EQ(usage.exitCode, 2);
+        EXPECT_THAT(usage.err, HasSubstr("usage: "));
+        if (name == "record") continue;
+        for (const std::string& input : {folder.file("none.mp4"), garbageFile(50'000)}) {
+            std::vector<std::string> arguments = {input};
+            if (name == "transcode") arguments.push_back(folder.file("out.mp4"));
+            const ProcessResult result = runExample(name, arguments);
+            EXPECT_EQ(result.exitCode, 1) << input << result.err;
+            EXPECT_EQ(result.signal, 0) << input;
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(Examples, WrongUseTest,
-                         testing::Values("play", "transcode", "record", "listen"),
-                         [](const testing::TestParamInfo<const char*>& info) {
-                             return info.param;
-                         });
 
 }  // namespace
 }  // namespace oxa::test

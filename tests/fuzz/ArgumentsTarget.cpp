@@ -16,7 +16,6 @@
 #include "PlayOutputs.h"
 #include "RecordFormat.h"
 #include "TargetFormat.h"
-#include "fuzz/ByteReader.h"
 #include "fuzz/FuzzTarget.h"
 
 namespace oxa::fuzz {
@@ -132,22 +131,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace oxa::fuzz;
     if (size == 0 || size > kMaxBytes) return 0;
     ByteReader input(data + 1, size - 1);
-    switch (data[0]) {
-        case 'v':
-            readValues(&input);
-            break;
-        case 's':
-            readSources(&input);
-            break;
-        case 't':
-            chooseTarget(&input);
-            break;
-        case 'c':
-            chooseCameraFormat(&input);
-            break;
-        default:
-            readCommandLine(&input);
-            break;
+    if (data[0] == 'v') {
+        readValues(&input);
+    } else if (data[0] == 's') {
+        readSources(&input);
+    } else if (data[0] == 't') {
+        chooseTarget(&input);
+    } else if (data[0] == 'c') {
+        chooseCameraFormat(&input);
+    } else {
+        readCommandLine(&input);
     }
     return 0;
 }

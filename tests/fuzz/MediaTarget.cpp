@@ -112,22 +112,11 @@ class TrackDecoding : public AHandler {
 
     void onMessageReceived(const sp<AMessage>& message) override {
         const int32_t index = int32Of(message, "index");
-        switch (int32Of(message, "callbackID")) {
-            case MediaCodec::CB_INPUT_AVAILABLE:
-                onInput(index);
-                break;
-            case MediaCodec::CB_OUTPUT_AVAILABLE:
-                onOutput(index, message);
-                break;
-            case MediaCodec::CB_OUTPUT_FORMAT_CHANGED:
-                onFormat(message);
-                break;
-            case MediaCodec::CB_ERROR:
-                end();
-                break;
-            default:
-                break;
-        }
+        const int32_t what = int32Of(message, "callbackID");
+        if (what == MediaCodec::CB_INPUT_AVAILABLE) onInput(index);
+        if (what == MediaCodec::CB_OUTPUT_AVAILABLE) onOutput(index, message);
+        if (what == MediaCodec::CB_OUTPUT_FORMAT_CHANGED) onFormat(message);
+        if (what == MediaCodec::CB_ERROR) end();
     }
 
   private:

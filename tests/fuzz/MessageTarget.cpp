@@ -13,14 +13,14 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <mutex>
 #include <string>
-#include <utility>
+#include <type_traits>
 #include <variant>
 #include <vector>
 
-#include "fuzz/ByteReader.h"
 #include "fuzz/FuzzTarget.h"
 
 namespace oxa::fuzz {
@@ -39,18 +39,15 @@ struct Model {
     using Value = std::variant<int32_t, int64_t, size_t, double, std::string, Model>;
     std::map<std::string, Value> items;
 
-    int depth() const;
-};
-
-int Model::depth() const {
-    int deepest = 0;
-    for (const auto& [name, value] : items) {
-        if (const Model* inner = std::get_if<Model>(&value)) {
-            deepest = std::max(deepest, 1 + inner->depth());
+    int depth() const {
+        int deepest = 0;
+        for (const auto& [name, value] : items) {
+            const Model* inner = std::get_if<Model>(&value);
+            if (inner != nullptr) deepest = std::max(deepest, 1 + inner->depth());
         }
+        return deepest;
     }
-    return deepest;
-}
+};
 
 template <typename Value, typename Find>
 void checkItem(const Model::Value& expected, Find find) {
@@ -144,73 +141,42 @@ class Program {
     std::string name() { return "name" + std::to_string(mInput.byte() % kNames); }
 
     void step() {
-        switch (mInput.byte() % 10) {
-            case 0:
-                setItem();
-                break;
-            case 1:
-                nest();
-                break;
-            case 2:
-                copy();
-                break;
-            case 3:
-                extend();
-                break;
-            case 4:
-                clear();
-                break;
-            case 5:
-                post();
-                break;
-            case 6:
-                request();
-                break;
-            case 7:
-                changeBuffer();
-                break;
-            case 8:
-                changeString();
-                break;
-            default:
-                switchLooper();
-                break;
-        }
+        static constexpr void (Program::*kSteps[])() = {
+                &Program::setItem,     &Program::nest,         &Program::copy,
+                &Program::extend,      &Program::clear,        &Program::post,
+                &Program::request,     &Program::changeBuffer, &Program::changeString,
+                &Program::switchLooper};
+        (this->*kSteps[mInput.byte() % std::size(kSteps)])();
+    }
+
+    template <typename Number>
+    void setNumber(Slot* target, const std::string& key,
+                   void (AMessage::*set)(const char* name, Number value)) {
+        // Of all bits, also where they are no number.
+        using Bits = std::conditional_t<sizeof(Number) == sizeof(uint32_t), uint32_t, uint64_t>;
+        const auto bits = mInput.integer<Bits>();
+        Number number{};
+        memcpy(&number, &bits, sizeof(number));
+        target->model.items[key] = number;
+        (target->message.get()->*set)(key.c_str(), number);
     }
 
     void setItem() {
         Slot& target = slot();
         const std::string key = name();
-        const char* const k = key.c_str();
-        Model::Value& value = target.model.items[key];
         switch (mInput.byte() % 5) {
             case 0:
-                value = mInput.integer<int32_t>();
-                target.message->setInt32(k, std::get<int32_t>(value));
-                break;
+                return setNumber(&target, key, &AMessage::setInt32);
             case 1:
-                value = mInput.integer<int64_t>();
-                target.message->setInt64(k, std::get<int64_t>(value));
-                break;
+                return setNumber(&target, key, &AMessage::setInt64);
             case 2:
-                value = mInput.integer<size_t>();
-                target.message->setSize(k, std::get<size_t>(value));
-                break;
-            case 3: {
-                const auto bits = mInput.integer<uint64_t>();
-                double number = 0;
-                memcpy(&number, &bits, sizeof(number));
-                value = number;
-                target.message->setDouble(k, number);
-                break;
-            }
-            default: {
-                const std::string text = mInput.text();
-                value = text;
-                target.message->setString(k, text.data(), static_cast<ssize_t>(text.size()));
-                break;
-            }
+                return setNumber(&target, key, &AMessage::setSize);
+            case 3:
+                return setNumber(&target, key, &AMessage::setDouble);
         }
+        const std::string text = mInput.text();
+        target.model.items[key] = text;
+        target.message->setString(key.c_str(), text.data(), static_cast<ssize_t>(text.size()));
     }
 
     // A copy, so that no message holds itself.

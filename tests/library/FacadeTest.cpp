@@ -4,19 +4,19 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
+#include <future>
+#include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "OxaMediaCodecPlayer.h"
 #include "library/LogCapture.h"
-#include "library/OwnLooper.h"
-#include "library/Reports.h"
-#include "library/Steps.h"
+#include "library/Stage.h"
+#include "platform/codec/ScriptedComponent.h"
 #include "support/Deadline.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
@@ -25,86 +25,138 @@ namespace android {
 namespace {
 
 using oxa::test::mediaPath;
+using oxa::test::ScriptedComponent;
 using oxa::test::waitFor;
 using testing::HasSubstr;
 
 constexpr char kTag[] = "OxaMediaCodecPlayer";
 constexpr char kClip[] = "flower_540p_h264_aac.mp4";
 
-_AV_FORMAT_FORMAT smallTarget() {
-    _AV_FORMAT_FORMAT format = {};
-    format.width = 160;
-    format.height = 90;
-    format.bitRate = 200000;
-    format.iFrameInterval = 2;
-    format.deinterlace = -1;
-    format.channelCount = 2;
-    format.sampleRate = 48000;
-    return format;
-}
-
-std::atomic<int> gCallbacks{0};
-void countCallback(const sp<AMessage>& msg) {
-    if (msg->what() == kWhatPlayerEOS) ++gCallbacks;
-}
+// ---- Players in any state -----------------------------------------------------------------------
 
 // A player and what it needs to be taken to any state of a file transcode.
-class Job {
+class TranscodeJob {
   public:
-    static constexpr char kCheckedIn[] = "OxaMediaCodecPlayer.cpp:";
+    static constexpr const char* kName = kTag;
+    enum State { kInitiate, kSource, kMuxer, kTarget, kPrepare, kStart, kStop };
 
-    explicit Job(int onlyTrack = 0) : player(new OxaMediaCodecPlayer(true, onlyTrack)) {
-        fd = fileno(tmpfile());
+    explicit TranscodeJob(int onlyTrack = 0) : player(new OxaMediaCodecPlayer(true, onlyTrack)) {
         config.type = 7;
         config.fmt = 1;
-        config.fileDesc = fd;
-        format = smallTarget();
+        config.fileDesc = fileno(mFile.get());
     }
-    ~Job() {
-        player->cleanup();
-        close(fd);
-    }
+    ~TranscodeJob() { player->cleanup(); }
 
-    static std::vector<Step> steps(Job* job) {
-        return {{[job] { return job->player->initiate(SourceTypeFile, false, true); },
+    static std::vector<Step> steps(TranscodeJob* job) {
+        return {{[=] { return job->player->initiate(SourceTypeFile, false, true); },
                  refusalOf("mState == UNINITIALIZED")},
-                {[job] { return job->player->setDataSource(mediaPath(kClip).c_str()); },
+                {[=] { return job->player->setDataSource(mediaPath(kClip).c_str()); },
                  refusalOf("mState == INITIALIZED && mTranscodeType == SourceTypeFile")},
-                {[job] { return job->player->setMuxer(job->config); },
+                {[=] { return job->player->setMuxer(job->config); },
                  refusalOf("mState == WAIT_MUXER")},
-                {[job] { return job->player->setTargetFormat(job->format); },
+                {[=] { return job->player->setTargetFormat(job->format); },
                  refusalOf("mState == WAIT_TARGET_FORMAT || mState == WAIT_PREVIEW_PARAMS || "
                            "mState == STARTED"),
                  true},
-                {[job] { return job->player->prepare(); }, refusalOf("mState == UNPREPARED")},
-                {[job] { return job->player->start(); }, refusalOf("mState == PREPARED")},
-                {[job] { return job->player->stop(); }, ""}};
+                {[=] { return job->player->prepare(); }, refusalOf("mState == UNPREPARED")},
+                {[=] { return job->player->start(); }, refusalOf("mState == PREPARED")},
+                {[=] { return job->player->stop(); }, ""}};
     }
-    void post(uint32_t what, const char* key, int32_t item) {
+    void post(uint32_t what, int32_t item) {
         sp<AMessage> msg = new AMessage(what, player);
-        msg->setInt32(key, item);
+        msg->setInt32(AMSG_STOP_ITEM, item);
         msg->post();
         // setPlayback is answered in every state: a barrier behind the report.
         ASSERT_EQ(player->setPlayback(true, true), OK);
     }
 
-    sp<OxaMediaCodecPlayer> player;
-    int fd;
+    const sp<OxaMediaCodecPlayer> player;
     _OxaTranscodeConfig config = {};
-    _AV_FORMAT_FORMAT format;
+    _AV_FORMAT_FORMAT format = smallTarget();
+
+  private:
+    const std::unique_ptr<FILE, int (*)(FILE*)> mFile{tmpfile(), fclose};
 };
 
-enum State { kInitiate, kSource, kMuxer, kTarget, kPrepare, kStart, kStop, kStepCount };
+// The same for a file playback.
+class PlayJob {
+  public:
+    static constexpr const char* kName = kTag;
 
-// Before the first initiate there is no looper that would answer.
-TEST(FacadeDeathTest, OnlyTheNextStepIsAccepted) {
-    expectOnlyTheNextStepIsAccepted<Job>(kSource);
+    PlayJob() { oxa::host::useNullSound(); }
+    ~PlayJob() { player->cleanup(); }
+
+    static std::vector<Step> steps(PlayJob* job) {
+        return {{[=] { return job->player->initiate(SourceTypeFile, true, false); },
+                 refusalOf("mState == UNINITIALIZED")},
+                {[=] { return job->player->setDataSource(mediaPath(job->clip).c_str()); },
+                 refusalOf("mState == INITIALIZED && mTranscodeType == SourceTypeFile")},
+                {[=] { return job->player->setSurface(job->mDisplay->producer()); },
+                 refusalOf("mState == WAIT_SURFACE")},
+                {[=] { return job->player->prepare(); }, refusalOf("mState == UNPREPARED")},
+                {[=] { return job->player->start(); }, refusalOf("mState == PREPARED")},
+                {[=] { return job->player->stop(); }, ""}};
+    }
+
+    const sp<OxaMediaCodecPlayer> player = new OxaMediaCodecPlayer(true, 0);
+    const char* clip = kClip;
+
+  private:
+    const std::unique_ptr<oxa::host::Display> mDisplay = oxa::host::createNullDisplay();
+};
+
+template <typename Job>
+class PlayerStateTest : public testing::Test {};
+template <typename Job>
+class PlayerStateDeathTest : public testing::Test {};
+using Jobs = testing::Types<TranscodeJob, PlayJob>;
+TYPED_TEST_SUITE(PlayerStateTest, Jobs);
+TYPED_TEST_SUITE(PlayerStateDeathTest, Jobs);
+
+TYPED_TEST(PlayerStateDeathTest, OnlyTheNextStepIsAccepted) {
+    // Before the first initiate there is no looper that would answer.
+    expectOnlyTheNextStepIsAccepted<TypeParam>(1);
 }
 
+TYPED_TEST(PlayerStateTest, SwitchesAndStopAreHarmlessInEveryState) {
+    const size_t steps = TypeParam::steps(nullptr).size();
+    for (size_t state = 0; state <= steps; ++state) {
+        SCOPED_TRACE(state);
+        TypeParam job;
+        advance(&job, state);
+        if (state > 0) {
+            EXPECT_EQ(job.player->setPlayback(true, false), OK);
+            EXPECT_EQ(job.player->setTunneledPlayback(false), OK);
+            EXPECT_EQ(job.player->setFreeRun(true), OK);
+            EXPECT_EQ(job.player->setCalculateFPS(-1), OK);
+        }
+        const bool isStarted = state + 1 == steps;
+        if (state > 0 && !isStarted) {
+            EXPECT_EQ(job.player->stop(), OK);
+        }
+        EXPECT_EQ(job.player->setWritebackSource(3), OK);
+        EXPECT_EQ(job.player->getPlaybackProgress(nullptr), BAD_VALUE);
+        EXPECT_FALSE(job.player->EOSReached());
+        if (state < steps) {
+            EXPECT_EQ(take(&job, state), OK);
+        }
+    }
+}
+
+TYPED_TEST(PlayerStateTest, IsInitiatedAgainAfterCleanupInEveryState) {
+    TypeParam job;
+    for (size_t state = 1; state <= TypeParam::steps(nullptr).size(); ++state) {
+        advance(&job, state);
+        EXPECT_EQ(job.player->cleanup(), OK) << "state " << state;
+    }
+}
+
+// ---- Misuse -------------------------------------------------------------------------------------
+
 TEST(FacadeDeathTest, SwitchesNeedAnInitiatedPlayer) {
-    auto afterCleanup = [](auto call) {
-        Job job;
-        advance(&job, kSource);
+    const auto afterCleanup = [](auto call) {
+        TranscodeJob job;
+        advance(&job, TranscodeJob::kSource);
         job.player->cleanup();
         call(job.player);
     };
@@ -118,8 +170,8 @@ TEST(FacadeDeathTest, SwitchesNeedAnInitiatedPlayer) {
 TEST(FacadeDeathTest, TargetFormatOfARunningTranscodeReachesTheTranscoders) {
     EXPECT_DEATH(
             {
-                Job job;
-                advance(&job, kStop);
+                TranscodeJob job;
+                advance(&job, TranscodeJob::kStop);
                 job.player->setTargetFormat(job.format);
             },
             HasSubstr("AudioTranscoder.cpp:96 " + refusalOf("mState == WAIT_TARGET_FORMAT")));
@@ -129,23 +181,23 @@ TEST(FacadeDeathTest, TargetFormatOfARunningTranscodeReachesTheTranscoders) {
 TEST(FacadeDeathTest, SourceTypesAreBounded) {
     EXPECT_DEATH(
             {
-                Job job;
+                TranscodeJob job;
                 ASSERT_EQ(job.player->initiate(4, true, true), OK);
                 job.player->setDataSource("x.mp4");
             },
             HasSubstr("CHECK(mState == INITIALIZED &&"));
     for (int type : {5, -1}) {
-        EXPECT_DEATH(Job().player->initiate(type, false, true),
+        EXPECT_DEATH(TranscodeJob().player->initiate(type, false, true),
                      HasSubstr(refusalOf("mTranscodeType >= 0 && mTranscodeType < SourceTypeMax")));
     }
-    EXPECT_DEATH(Job().player->initiate(SourceTypeFile, true, true),
+    EXPECT_DEATH(TranscodeJob().player->initiate(SourceTypeFile, true, true),
                  "Both mPlayback and mTranscode are set!");
 }
 
 TEST(FacadeDeathTest, MisuseOfTheOutputIsFatal) {
-    auto setMuxer = [](int type, int format, int descriptor) {
-        Job job;
-        advance(&job, kMuxer);
+    const auto setMuxer = [](int type, int format, int descriptor) {
+        TranscodeJob job;
+        advance(&job, TranscodeJob::kMuxer);
         job.config.type = type;
         job.config.fmt = format;
         job.config.fileDesc = descriptor;
@@ -153,31 +205,18 @@ TEST(FacadeDeathTest, MisuseOfTheOutputIsFatal) {
     };
     EXPECT_DEATH(setMuxer(7, 1, -1), HasSubstr("CHECK(mOutputFormat.fileDesc >= 0) failed"));
     EXPECT_DEATH(setMuxer(8, 0, 0), HasSubstr("CHECK(0) failed"));
-}
-
-TEST(FacadeTest, SwitchesAndStopAreHarmlessInEveryState) {
-    for (size_t state = kInitiate; state <= kStepCount; ++state) {
-        SCOPED_TRACE(state);
-        Job job;
-        advance(&job, state);
-        if (state != kInitiate) {
-            EXPECT_EQ(job.player->setPlayback(true, false), OK);
-            EXPECT_EQ(job.player->setFreeRun(true), OK);
-            EXPECT_EQ(job.player->setCalculateFPS(-1), OK);
-        }
-        if (state != kInitiate && state != kStop) {
-            EXPECT_EQ(job.player->stop(), OK);
-        }
-        EXPECT_EQ(job.player->setWritebackSource(3), OK);
-        EXPECT_FALSE(job.player->EOSReached());
-        if (state < kStepCount) {
-            EXPECT_EQ(take(&job, state), OK);
-        }
+    // Only a device whose transport stream writer can make these streams has them.
+    for (const int type : {1, 2, 3, 4, 5, 6}) {
+        EXPECT_DEATH(setMuxer(type, 0, 0),
+                     HasSubstr(refusalOf("mMediaMuxer->setOrientationHint(0) == OK")))
+                << type;
     }
 }
 
+// ---- A client's player --------------------------------------------------------------------------
+
 TEST(FacadeTest, AFileSourceWithoutARoleStaysInitialized) {
-    Job job;
+    TranscodeJob job;
     ASSERT_EQ(job.player->initiate(SourceTypeFile, false, false), OK);
     EXPECT_EQ(job.player->setDataSource("x.mp4"), OK);
     EXPECT_EQ(job.player->setDataSource("y.mp4"), OK) << "still INITIALIZED";
@@ -191,41 +230,21 @@ TEST(FacadeTest, RunsOnALooperOfTheClient) {
     EXPECT_EQ(player->cleanup(), OK);
 }
 
-TEST(FacadeTest, IsInitiatedAgainAfterCleanup) {
-    Job job;
-    for (int i = 0; i < 2; ++i) {
-        advance(&job, kStop);
-        EXPECT_EQ(job.player->cleanup(), OK);
-    }
+std::atomic<int> gCallbacks{0};
+void countCallback(const sp<AMessage>& msg) {
+    if (msg->what() == kWhatPlayerEOS) ++gCallbacks;
 }
 
-// ---- Reports of pipelines ----------------------------------------------------------------------
-
-struct EndCase {
-    const char* name;
-    int onlyTrack;
-    std::vector<int32_t> items;
-    size_t endAt;  // how many reports it takes
-};
-
-class FacadeEndTest : public ::testing::TestWithParam<EndCase> {};
-
-// The client is told when every stream that is handled has ended, and again at each later report.
-TEST_P(FacadeEndTest, EndIsToldWhenTheHandledStreamsHaveEnded) {
-    const EndCase& end = GetParam();
-    Job job(end.onlyTrack);
-    const sp<Reports> client = new Reports;
-    const OwnLooper clientLooper(client);
-    job.player->mStatusHandler = client;
+TEST(FacadeTest, TellsTheEndToItsCallbackAndForgetsItInCleanup) {
+    TranscodeJob job(CODEC_AUDIO_ONLY);
     job.player->mStatusCallback = countCallback;
     gCallbacks = 0;
-    advance(&job, kSource);
-    for (size_t i = 0; i < end.items.size(); ++i) {
-        job.post(kWhatDecodeGotEOS, AMSG_STOP_ITEM, end.items[i]);
-        int expected = i + 1 < end.endAt ? 0 : static_cast<int>(i + 2 - end.endAt);
-        EXPECT_EQ(job.player->EOSReached(), expected > 0);
-        EXPECT_EQ(gCallbacks, expected);
-        EXPECT_TRUE(waitFor([&] { return client->count(kWhatPlayerEOS) == expected; }));
+    advance(&job, TranscodeJob::kSource);
+    EXPECT_EQ(job.player->mStatusHandler, job.player) << "its own without a client";
+    for (const int reports : {1, 2}) {
+        job.post(kWhatDecodeGotEOS, EOSAudioReached);
+        EXPECT_TRUE(job.player->EOSReached());
+        EXPECT_EQ(gCallbacks, reports);
     }
     job.player->cleanup();
     EXPECT_FALSE(job.player->EOSReached());
@@ -233,74 +252,29 @@ TEST_P(FacadeEndTest, EndIsToldWhenTheHandledStreamsHaveEnded) {
     EXPECT_EQ(job.player->mStatusCallback, nullptr);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Tracks, FacadeEndTest,
-        ::testing::Values(
-                EndCase{"Both", 0, {EOSVideoReached, EOSAudioReached, EOSAudioReached}, 2},
-                EndCase{"AudioFirst", 0, {EOSAudioReached, EOSVideoReached}, 2},
-                EndCase{"NoAudioTrack", 0, {NO_AUDIO_TRACK, EOSVideoReached}, 2},
-                EndCase{"NoVideoTrack", 0, {NO_VIDEO_TRACK, EOSAudioReached}, 2},
-                EndCase{"VideoOnly", CODEC_VIDEO_ONLY, {EOSAudioReached, EOSVideoReached}, 2},
-                EndCase{"AudioOnly", CODEC_AUDIO_ONLY, {EOSAudioReached}, 1}),
-        [](const auto& info) { return info.param.name; });
-
-TEST(FacadeTest, IsItsOwnStatusHandlerWithoutAClient) {
-    LogCapture log;
-    Job job(CODEC_AUDIO_ONLY);
-    job.player->mStatusCallback = countCallback;
-    gCallbacks = 0;
-    advance(&job, kSource);
-    EXPECT_TRUE(log.contains(kTag, "Register myself as status handler"));
-    EXPECT_EQ(job.player->mStatusHandler, job.player);
-    job.post(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSAudioReached);
-    EXPECT_EQ(gCallbacks, 1);
-    EXPECT_TRUE(log.contains(kTag, "\e[31mReceived kWhatDecodeGotEOS:EOSAudioReached\e[m"));
-}
-
-TEST(FacadeTest, ForwardsHotplugToTheClientsHandlerOnly) {
-    Job job;
-    const sp<Reports> client = new Reports;
-    const OwnLooper clientLooper(client);
-    job.player->mStatusHandler = client;
-    job.player->mStatusCallback = countCallback;
-    gCallbacks = 0;
-    advance(&job, kSource);
-    job.post(kWhatHDMIRxVideoHotplug, "other-key", 1);
-    job.post(kWhatHDMIRxVideoHotplug, "rx-video", 1);
-    ASSERT_TRUE(waitFor([&] { return client->count(kWhatHDMIRxVideoHotplug) > 0; }));
-    EXPECT_EQ(client->count(kWhatHDMIRxVideoHotplug, "rx-video", 1), 1);
-    EXPECT_EQ(client->count(kWhatHDMIRxVideoHotplug), 1);
-    EXPECT_EQ(gCallbacks, 0);
-}
-
 TEST(FacadeTest, StopsTheMuxerWhenTheHandledStreamsHaveStopped) {
-    LogCapture log;
-    Job job;
-    advance(&job, kSource);
-    job.post(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_VIDEO);
+    const LogCapture log;
+    TranscodeJob job;
+    advance(&job, TranscodeJob::kSource);
+    job.post(kWhatStopTranscode, STOP_VIDEO);
     EXPECT_FALSE(log.contains(kTag, "Stop muxer success"));
-    job.post(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_AUDIO);
+    job.post(kWhatStopTranscode, STOP_AUDIO);
     EXPECT_TRUE(log.contains(kTag, "Stop muxer success"));
     // The bookkeeping begins anew.
-    job.post(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_VIDEO);
+    job.post(kWhatStopTranscode, STOP_VIDEO);
     EXPECT_EQ(log.count(kTag, "Stop muxer success"), 1);
 }
 
-TEST(FacadeTest, StartsTheMuxerWhenTheHandledTracksAreIn) {
-    LogCapture log;
-    const std::pair<int, std::string> kTracks[] = {
-            {0, "SourceTypeFile:"},
-            {CODEC_AUDIO_ONLY, "SourceTypeFile:CODEC_AUDIO_ONLY:"},
-            {CODEC_VIDEO_ONLY, "SourceTypeFile:CODEC_VIDEO_ONLY:"}};
-    for (const auto& [track, line] : kTracks) {
-        Job job(track);
-        advance(&job, kStop);
-        EXPECT_TRUE(waitFor(
-                [&, line = line] { return log.contains(kTag, line + "muxer start success"); }));
-    }
+TEST(FacadeTest, DrainEndsAtOnceWhenNothingWillCome) {
+    TranscodeJob job;
+    EXPECT_EQ(job.player->drain(1000000), INVALID_OPERATION);
+    advance(&job, TranscodeJob::kStop);
+    EXPECT_EQ(job.player->drain(0), TIMED_OUT);
+    EXPECT_EQ(job.player->stop(), OK);
+    EXPECT_EQ(job.player->drain(60000000), INVALID_OPERATION);
 }
 
-// ---- Output ------------------------------------------------------------------------------------
+// ---- Output -------------------------------------------------------------------------------------
 
 TEST(FacadeTest, OutputsThatCannotBeMadeAreRefused) {
     const std::string longName(4096, 'x');  // is not cut
@@ -315,54 +289,36 @@ TEST(FacadeTest, OutputsThatCannotBeMadeAreRefused) {
             {6, 1, NULL, UNKNOWN_ERROR},        {8, 1, NULL, UNKNOWN_ERROR},
             {7, 9, NULL, UNKNOWN_ERROR},        {0, 1, "/nowhere/at/all.mp4", UNKNOWN_ERROR},
             {0, 1, longName.c_str(), BAD_VALUE}};
-    Job job;
-    advance(&job, kMuxer);
-    LogCapture log;
+    TranscodeJob job;
+    advance(&job, TranscodeJob::kMuxer);
+    const _OxaTranscodeConfig usable = job.config;
     for (const auto& output : kOutputs) {
         job.config.type = output.type;
         job.config.fmt = output.format;
         job.config.fileName = output.name;
+        const LogCapture log;
         EXPECT_EQ(job.player->setMuxer(job.config), output.expected) << output.type;
         if (output.type == 0 || output.type == 7) continue;
         EXPECT_TRUE(log.contains(
                 kTag, "\e[0;31m unsupported output type:" + std::to_string(output.type) + " \e[m"));
     }
-    job.config = {};
-    job.config.type = 7;
-    job.config.fmt = 1;
-    job.config.fileDesc = job.fd;
+    job.config = usable;
     EXPECT_EQ(job.player->setMuxer(job.config), OK) << "the request may be repeated";
     EXPECT_STREQ(job.config.fileName, "") << "null becomes empty in the client's record";
     EXPECT_STREQ(job.config.udpIp, "");
 }
 
-// Only a device whose transport stream writer can make them has them.
-TEST(FacadeDeathTest, StreamsWithoutAWriterAreFatal) {
-    for (const int type : {1, 2, 3, 4, 5, 6}) {
-        SCOPED_TRACE(type);
-        const auto ask = [type] {
-            Job job;
-            advance(&job, kMuxer);
-            job.config.type = type;
-            job.config.fmt = 0;
-            job.player->setMuxer(job.config);
-        };
-        EXPECT_DEATH(ask(),
-                     testing::HasSubstr(refusalOf("mMediaMuxer->setOrientationHint(0) == OK")));
-    }
-}
-
 // Two recordings that begin in one second must not share a file.
 TEST(FacadeTest, DefaultNamesLieUnderTheDeviceRootAndAreNeverReused) {
-    oxa::test::TempDir root;
-    std::string folder = root.path() + "/storage/emulated/0/Pictures";
-    ASSERT_EQ(system(("mkdir -p " + folder).c_str()), 0);
+    const oxa::test::TempDir root;
+    const std::string folder = root.path() + "/storage/emulated/0/Pictures";
+    std::filesystem::create_directories(folder);
     setDeviceRoot(root.path().c_str());
-    for (int i = 0; i < 3; ++i) {
-        Job job;
-        advance(&job, kMuxer);
+    for (const int format : {1, 1, 0}) {
+        TranscodeJob job;
+        advance(&job, TranscodeJob::kMuxer);
         job.config.type = 0;
-        job.config.fmt = i == 2 ? 0 : 1;
+        job.config.fmt = format;
         EXPECT_EQ(job.player->setMuxer(job.config), OK);
     }
     setDeviceRoot("");
@@ -372,37 +328,92 @@ TEST(FacadeTest, DefaultNamesLieUnderTheDeviceRootAndAreNeverReused) {
 
 // The player duplicates descriptors and closes exactly its own.
 TEST(FacadeTest, ClosesItsOwnDescriptorsOnly) {
-    auto openDescriptors = [] {
-        int count = 0;
-        for (int fd = 0; fd < 256; ++fd)
-            count += fcntl(fd, F_GETFD) != -1;
-        return count;
+    const auto openDescriptors = [] {
+        const std::filesystem::directory_iterator all("/proc/self/fd");
+        return std::distance(begin(all), end(all));
     };
-    int input = open(mediaPath(kClip).c_str(), O_RDONLY);
-    struct stat stat;
-    ASSERT_EQ(fstat(input, &stat), 0);
-    {
-        Job job;
-        int before = openDescriptors();
-        auto steps = Job::steps(&job);
-        steps[kSource].take = [&] { return job.player->setDataSource(input, 0, stat.st_size); };
-        for (const auto& step : steps)
-            ASSERT_EQ(step.take(), OK);
-        ASSERT_EQ(job.player->cleanup(), OK);
-        EXPECT_EQ(openDescriptors(), before);
-        EXPECT_NE(fcntl(job.fd, F_GETFD), -1);
-    }
-    EXPECT_NE(fcntl(input, F_GETFD), -1);
-    close(input);
+    const std::string path = mediaPath(kClip);
+    const int input = open(path.c_str(), O_RDONLY);
+    TranscodeJob job;
+    const auto before = openDescriptors();
+    ASSERT_EQ(take(&job, TranscodeJob::kInitiate), OK);
+    ASSERT_EQ(job.player->setDataSource(input, 0, oxa::test::fileSize(path)), OK);
+    for (size_t step = TranscodeJob::kMuxer; step <= TranscodeJob::kStop; ++step)
+        ASSERT_EQ(take(&job, step), OK);
+    ASSERT_EQ(job.player->cleanup(), OK);
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_NE(fcntl(job.config.fileDesc, F_GETFD), -1);
+    EXPECT_EQ(close(input), 0);
 }
 
-TEST(FacadeTest, DrainEndsAtOnceWhenNothingWillCome) {
-    Job job;
-    EXPECT_EQ(job.player->drain(1000000), INVALID_OPERATION);
-    advance(&job, kStop);
-    EXPECT_EQ(job.player->drain(0), TIMED_OUT);
-    EXPECT_EQ(job.player->stop(), OK);
-    EXPECT_EQ(job.player->drain(60000000), INVALID_OPERATION);
+// ---- Sound that waits for a first picture -------------------------------------------------------
+
+// It ends by itself after 3 s.
+constexpr int64_t kWithoutWaitUs = 2500000;
+
+class FirstPictureTest : public testing::Test {
+  protected:
+    FirstPictureTest() {
+        // The only clip of its type, whose decoder can therefore be replaced.
+        static const bool installed = [] {
+            ScriptedComponent::standInFor("video/mp4v-es");
+            return true;
+        }();
+        (void)installed;
+        ScriptedComponent::sStartResult = OK;
+        mJob.clip = "bird_mpeg4asp_mp3.avi";
+        advance(&mJob, 4);
+    }
+    ~FirstPictureTest() override {
+        if (mStarted.valid()) {
+            EXPECT_EQ(mStarted.get(), OK);
+        }
+    }
+    // Starts without a picture; the start waits then.
+    void startAndWait() {
+        mStarted = std::async(std::launch::async, [this] { return mJob.player->start(); });
+        ASSERT_TRUE(waitFor([&] { return mLog.contains(kTag, "start video playback"); }));
+        EXPECT_FALSE(mLog.contains(kTag, "start audio playback"));
+    }
+    bool soundStarts() {
+        _PLAYBACK_PROGRESS progress = {};
+        return waitFor([&] {
+            return mJob.player->getPlaybackProgress(&progress) == OK && progress.audioTimeUs >= 0;
+        });
+    }
+
+    LogCapture mLog;
+    PlayJob mJob;
+    std::future<status_t> mStarted;
+};
+
+TEST_F(FirstPictureTest, EndsTheWaitByItself) {
+    startAndWait();
+    EXPECT_TRUE(soundStarts());
+}
+
+TEST_F(FirstPictureTest, IsNotWaitedForAfterAnError) {
+    startAndWait();
+    const int64_t beginUs = ALooper::GetNowUs();
+    ScriptedComponent::last()->fail(UNKNOWN_ERROR, ACTION_CODE_FATAL);
+    EXPECT_TRUE(soundStarts());
+    EXPECT_LT(ALooper::GetNowUs() - beginUs, kWithoutWaitUs);
+}
+
+TEST_F(FirstPictureTest, IsNotWaitedForWhenTheClientStops) {
+    startAndWait();
+    const int64_t beginUs = ALooper::GetNowUs();
+    EXPECT_EQ(mJob.player->stop(), OK);
+    EXPECT_LT(ALooper::GetNowUs() - beginUs, kWithoutWaitUs);
+}
+
+// The other stream is played alone, and its end is the end.
+TEST_F(FirstPictureTest, DoesNotMatterWhenTheDecoderDoesNotStart) {
+    ScriptedComponent::sStartResult = NO_MEMORY;
+    EXPECT_EQ(mJob.player->setFreeRun(true), OK);
+    EXPECT_EQ(mJob.player->start(), OK);
+    EXPECT_TRUE(waitFor([&] { return mJob.player->EOSReached(); }));
+    EXPECT_EQ(mJob.player->stop(), OK);
 }
 
 }  // namespace

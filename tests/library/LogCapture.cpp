@@ -7,17 +7,19 @@
 
 #include <algorithm>
 #include <mutex>
+#include <utility>
+#include <vector>
 
 namespace android {
 
 namespace {
 
 std::mutex gLock;
-std::vector<LogCapture::Line> gLines;  // guarded by gLock
+std::vector<std::pair<std::string, std::string>> gLines;  // tag and text; guarded by gLock
 
 void collect(const __android_logger_data* data, const char* message) {
     std::lock_guard<std::mutex> lock(gLock);
-    gLines.push_back({data->priority, data->tag != nullptr ? data->tag : "", message});
+    gLines.emplace_back(data->tag != nullptr ? data->tag : "", message);
 }
 
 }  // namespace
@@ -36,15 +38,10 @@ LogCapture::~LogCapture() {
     __android_log_set_minimum_priority(ANDROID_LOG_DEFAULT);
 }
 
-std::vector<LogCapture::Line> LogCapture::lines() const {
-    std::lock_guard<std::mutex> lock(gLock);
-    return gLines;
-}
-
 int LogCapture::count(const std::string& tag, const std::string& text) const {
     std::lock_guard<std::mutex> lock(gLock);
-    return std::count_if(gLines.begin(), gLines.end(), [&](const Line& line) {
-        return line.tag == tag && line.text.find(text) != std::string::npos;
+    return std::count_if(gLines.begin(), gLines.end(), [&](const auto& line) {
+        return line.first == tag && line.second.find(text) != std::string::npos;
     });
 }
 

@@ -10,8 +10,7 @@
 
 #include "AudioRxEncoder.h"
 #include "library/LogCapture.h"
-#include "library/OwnLooper.h"
-#include "library/Reports.h"
+#include "library/Stage.h"
 #include "support/Deadline.h"
 #include "support/MediaProbe.h"
 #include "support/TempDir.h"
@@ -80,31 +79,22 @@ class RxBlockTest : public ::testing::Test {
         mService->setBlocks(blocks);
         FILE* file = fopen(mFolder.file("out.mp4").c_str(), "w+e");
         ASSERT_NE(file, nullptr);
-        const sp<Reports> facade = new Reports;
-        const OwnLooper facadeLooper(facade);
-        const sp<OxaMediaMuxer> muxer =
-                new OxaMediaMuxer(fileno(file), OxaMediaMuxer::OUTPUT_FORMAT_MPEG_4);
-        facade->muxer = muxer;
-        const sp<AudioRxEncoder> encoder = new AudioRxEncoder;
-        const OwnLooper looper(encoder);
-        encoder->mPlayerHandler = facade;
-
-        _AV_FORMAT_FORMAT format = {};
-        format.channelCount = 2;
-        format.sampleRate = 48000;
-        encoder->setMuxer(muxer);
-        EXPECT_EQ(encoder->setAudioSource(0), OK);
-        EXPECT_EQ(encoder->configure(&format), OK);
-        EXPECT_EQ(encoder->prepare(), OK);
-        EXPECT_EQ(encoder->start(-1), OK);
-        EXPECT_EQ(encoder->setRecord(1, -1), OK);
-        EXPECT_TRUE(oxa::test::waitFor([&] {
-            return mService->isOver() && encoder->lastTimeUs() >= untilUs;
-        })) << encoder->lastTimeUs();
-        EXPECT_EQ(encoder->stop(), OK);
-        EXPECT_EQ(muxer->stop(), OK);
-        EXPECT_EQ(encoder->reset(), OK);
-        encoder->cleanup();
+        {
+            Stage<AudioRxEncoder> stage;
+            stage.muxer = new OxaMediaMuxer(fileno(file), OxaMediaMuxer::OUTPUT_FORMAT_MPEG_4);
+            stage.reports->muxer = stage.muxer;
+            stage.pipeline->setMuxer(stage.muxer);
+            EXPECT_EQ(stage.pipeline->setAudioSource(0), OK);
+            EXPECT_EQ(stage.pipeline->configure(&stage.format), OK);
+            EXPECT_EQ(stage.pipeline->prepare(), OK);
+            EXPECT_EQ(stage.pipeline->start(-1), OK);
+            EXPECT_EQ(stage.pipeline->setRecord(1, -1), OK);
+            EXPECT_TRUE(oxa::test::waitFor([&] {
+                return mService->isOver() && stage.pipeline->lastTimeUs() >= untilUs;
+            })) << stage.pipeline->lastTimeUs();
+            EXPECT_EQ(stage.pipeline->stop(), OK);
+            EXPECT_EQ(stage.muxer->stop(), OK);
+        }
         fclose(file);
     }
 

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <filesystem>
 #include <thread>
 
@@ -32,15 +33,23 @@ constexpr char kPictures[] = "/storage/emulated/0/Pictures";
 // Switches the platform's encoder to what a busy machine can do in real time.
 constexpr int32_t kBitRate = 1'000'000;
 
+LiveOptions completed(LiveOptions options) {
+    if (options.source.empty()) {
+        options.source = options.hdmi ? flashesAndBeeps() : "testsrc2=size=320x240:rate=30";
+    }
+    if (options.microphone.empty()) options.microphone = "sine=frequency=440:sample_rate=48000";
+    return options;
+}
+
 }  // namespace
 
-std::string flashesAndBeeps(int frameRate, int sampleRate, int width, int height) {
-    const std::string size = std::to_string(width) + "x" + std::to_string(height);
-    return "color=black:size=" + size + ":rate=" + std::to_string(frameRate) +
-           ",drawbox=color=white:t=fill:enable='lt(mod(t+0.5,1),0.1)'[out0];"
-           "aevalsrc='if(lt(mod(t+0.5,1),0.1),0.5*sin(2*PI*1000*t),0)|"
-           "if(lt(mod(t+0.5,1),0.1),0.5*sin(2*PI*1000*t),0)':s=" +
-           std::to_string(sampleRate) + "[out1]";
+std::string flashesAndBeeps(int sampleRate) {
+    return kFlashes + ("[out0];" + beeps(sampleRate)) + "[out1]";
+}
+
+std::string beeps(int sampleRate) {
+    const std::string beep = "if(lt(mod(t+0.5,1),0.1),0.5*sin(2*PI*1000*t),0)";
+    return "aevalsrc='" + beep + "|" + beep + "':s=" + std::to_string(sampleRate);
 }
 
 class LiveJob::Reports : public AHandler {
@@ -58,14 +67,14 @@ class LiveJob::Reports : public AHandler {
 };
 
 LiveJob::LiveJob(const LiveOptions& options)
-    : mOptions(options),
+    : mOptions(completed(options)),
       mDisplay(oxa::host::createRecordingDisplay()),
       mReports(new Reports),
       mReportLooper(new ALooper),
       mPlayer(new OxaMediaCodecPlayer(true, options.onlyTrack)) {
     // Thousands of lines that say that all is well hide the one that does not.
     __android_log_set_minimum_priority(ANDROID_LOG_WARN);
-    std::filesystem::create_directories(deviceFile(kPictures));
+    std::filesystem::create_directories(mDeviceRoot.path() + kPictures);
     setDeviceRoot(mDeviceRoot.path().c_str());
     oxa::host::useNullSound();
     mReportLooper->setName("LiveReports");
@@ -87,10 +96,8 @@ LiveJob::~LiveJob() {
 void LiveJob::makeSource() {
     if (!mOptions.hdmi) {
         ASSERT_TRUE(oxa::host::registerCamera(0, "lavfi:" + mOptions.source));
-        if (!mOptions.microphone.empty()) {
-            ASSERT_TRUE(oxa::host::registerMicrophone(AUDIO_SOURCE_DEFAULT,
-                                                      "lavfi:" + mOptions.microphone));
-        }
+        ASSERT_TRUE(oxa::host::registerMicrophone(AUDIO_SOURCE_DEFAULT,
+                                                  "lavfi:" + mOptions.microphone));
         return;
     }
     oxa::host::HdmiReceiverOptions receiver;
@@ -127,9 +134,7 @@ void LiveJob::prepare() {
         config.type = kOutputDescriptor;
         config.fileDesc = mOptions.outputDescriptor;
     }
-    if (mOptions.output.size() > 3 && mOptions.output.substr(mOptions.output.size() - 3) == ".ts") {
-        config.fmt = 0;
-    }
+    if (std::filesystem::path(mOptions.output).extension() == ".ts") config.fmt = 0;
     ASSERT_EQ(mPlayer->initiate(mOptions.hdmi ? SourceTypeHdmiRx : SourceTypeUsbCamera, true, true),
               OK);
     ASSERT_NO_FATAL_FAILURE(setCamera());
@@ -174,7 +179,8 @@ uint64_t LiveJob::lostPictures() const {
 }
 
 void LiveJob::waitForRecorded(double seconds) {
-    ASSERT_TRUE(waitFor([&] { return recordedSeconds() >= seconds; }, kLongestRecording))
+    ASSERT_TRUE(waitFor([&] { return recordedSeconds() >= seconds; },
+                        kLongestRecording + std::chrono::seconds(std::lround(seconds))))
             << "nothing comes any more";
 }
 
@@ -198,7 +204,7 @@ void LiveJob::cleanUp() {
 
 std::vector<std::string> LiveJob::defaultRecordings() const {
     std::vector<std::string> files;
-    for (const auto& entry : std::filesystem::directory_iterator(deviceFile(kPictures)))
+    for (const auto& entry : std::filesystem::directory_iterator(mDeviceRoot.path() + kPictures))
         files.push_back(entry.path());
     // The names tell the time.
     std::sort(files.begin(), files.end());

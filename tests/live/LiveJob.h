@@ -19,26 +19,37 @@ namespace oxa::test {
 
 struct LiveOptions {
     bool hdmi = true;  // else a USB camera
-    // A filter graph; of a receiver with outputs for picture and sound.
+    // Filter graphs, empty: some. A receiver's has outputs for picture and sound, a USB camera has
+    // the microphone beside it.
     std::string source;
-    std::string microphone;     // a filter graph, of a USB camera
+    std::string microphone;
     bool sharedCamera = false;  // a client connects to the camera and hands it over
     int onlyTrack = 0;          // or CODEC_AUDIO_ONLY, CODEC_VIDEO_ONLY
     int width = 320;
     int height = 240;
     int frameRate = 30;
-    int sampleRate = 48000;  // of the recording
-    int signalRate = 48000;  // what a receiver tells of its sound
-    bool signalHasSound = true;
+    int sampleRate = 48000;      // of the recording
+    int signalRate = 48000;      // what a receiver tells of its sound
+    bool signalHasSound = true;  // a receiver's
     // Empty: the default name under the device root.
     std::string output;
     int outputDescriptor = -1;  // the output in place of a name; stays the caller's
 };
 
-// White flashes of 100 ms and beeps that begin with them, one each second from `firstS` on, as a
-// filter graph with both outputs; the picture goes on for ever.
-std::string flashesAndBeeps(int frameRate = 30, int sampleRate = 48000, int width = 320,
-                            int height = 240);
+// White flashes of 100 ms and beeps (1 kHz) that begin with them, one each second, for ever, as
+// filter graphs; flashesAndBeeps() has both outputs.
+constexpr char kFlashes[] =
+        "color=black:size=320x240:rate=30,drawbox=color=white:t=fill:"
+        "enable='lt(mod(t+0.5,1),0.1)'";
+std::string beeps(int sampleRate = 48000);
+std::string flashesAndBeeps(int sampleRate = 48000);
+
+// With the usual signal of that source.
+inline LiveOptions sourceOf(bool hdmi) {
+    LiveOptions options;
+    options.hdmi = hdmi;
+    return options;
+}
 
 // A live source and its recorder, through the library's public class as a client drives it, with a
 // device root of its own. Each call fails the test if the player refuses it. One at a time.
@@ -71,7 +82,6 @@ class LiveJob {
     // Null for a USB camera.
     oxa::host::SimulatedHdmiReceiver* receiver() { return mReceiver.get(); }
     const oxa::host::RecordingDisplay& display() const { return *mDisplay; }
-    std::string deviceFile(const std::string& path) const { return mDeviceRoot.path() + path; }
     // Recordings with default names, the oldest first.
     std::vector<std::string> defaultRecordings() const;
     // The last plug state that the client's handler was told; -1: none.

@@ -3,6 +3,7 @@
 
 // What people see and hear of a live source while nothing, or something, is recorded.
 
+#include <camera/CameraParameters.h>
 #include <gtest/gtest.h>
 #include <oxa/host/SoundOutput.h>
 
@@ -21,18 +22,17 @@ namespace {
 
 using namespace android;
 
+// ---- What people see and hear of a live source --------------------------------------------------
+
 constexpr size_t kMaxFrames = 48000 * 120;
 constexpr double kTone = 440;
 
 class MonitorTest : public testing::TestWithParam<bool> {
   protected:
     static LiveOptions options() {
-        const std::string tone = "sine=frequency=440:sample_rate=48000";
-        LiveOptions options;
-        options.hdmi = GetParam();
-        options.source = "testsrc2=size=320x240:rate=30";
-        if (options.hdmi) options.source += "[out0];" + tone + "[out1]";
-        options.microphone = tone;
+        LiveOptions options = sourceOf(GetParam());
+        const std::string tone = "[out0];sine=frequency=440:sample_rate=48000[out1]";
+        if (options.hdmi) options.source = "testsrc2=size=320x240:rate=30" + tone;
         return options;
     }
 
@@ -62,9 +62,6 @@ class MonitorTest : public testing::TestWithParam<bool> {
     static constexpr int kRate = 48000;
     static constexpr double kLoudDb = -30;
 
-    // A job begins with silence.
-    void recordSound() { mSound = host::useSoundRecording(kMaxFrames); }
-
     std::shared_ptr<host::SoundRecording> mSound;
 };
 
@@ -73,7 +70,7 @@ TEST_P(MonitorTest, soundIsHeardAsLongAsItIsAskedFor) {
     LiveOptions live = options();
     live.output = folder.file("out.mp4");
     LiveJob job(live);
-    recordSound();
+    mSound = host::useSoundRecording(kMaxFrames);
     ASSERT_NO_FATAL_FAILURE(job.start());
     for (const bool recording : {false, true}) {
         SCOPED_TRACE(recording ? "recording" : "preview alone");
@@ -100,7 +97,7 @@ TEST_P(MonitorTest, soundIsHeardAsLongAsItIsAskedFor) {
 
 TEST_P(MonitorTest, thePictureStandsStillAsLongAsItIsNotWanted) {
     LiveJob job(options());
-    recordSound();
+    mSound = host::useSoundRecording(kMaxFrames);
     ASSERT_NO_FATAL_FAILURE(job.start());
     const auto shown = [&] { return job.display().pictures().size(); };
     // The preview runs from the start on; what ends it is the opposite of what was asked for.
@@ -119,24 +116,57 @@ TEST_P(MonitorTest, thePictureStandsStillAsLongAsItIsNotWanted) {
 INSTANTIATE_TEST_SUITE_P(Sources, MonitorTest, testing::Bool(),
                          [](const auto& info) { return info.param ? "Hdmi" : "Usb"; });
 
-TEST(SharedCameraTest, isRecorded) {
-    const TempDir folder;
-    LiveOptions options;
-    options.hdmi = false;
-    options.source = "testsrc2=size=320x240:rate=30";
-    options.microphone = "sine";
-    options.sharedCamera = true;
-    options.output = folder.file("out.mp4");
-    LiveJob job(options);
+// ---- What a client is told ----------------------------------------------------------------------
+
+TEST(HotplugTest, theClientsHandlerHearsOfThePlug) {
+    LiveJob job(sourceOf(true));
     ASSERT_NO_FATAL_FAILURE(job.start());
-    job.setRecording(true);
-    job.waitForRecorded(1);
-    job.stop();
-    job.cleanUp();
-    const MediaProbe output(options.output);
-    EXPECT_EQ(output.video()->width, 320);
-    EXPECT_GE(output.video()->frameCount, 30);
+    job.receiver()->unplug();
+    EXPECT_TRUE(waitFor([&] { return job.hotplugState() == 0; })) << job.hotplugState();
+    job.receiver()->plug();
+    EXPECT_TRUE(waitFor([&] { return job.hotplugState() == 1; })) << job.hotplugState();
 }
+
+class ClientQueryTest : public testing::TestWithParam<bool> {};
+
+TEST_P(ClientQueryTest, parametersAreThoseOfTheSourceThatIsSetUp) {
+    LiveJob job(sourceOf(GetParam()));
+    EXPECT_EQ(job.player().getCameraParameters(), String8());
+    ASSERT_NO_FATAL_FAILURE(job.prepare());
+    const auto expectSize = [&] {
+        const CameraParameters params(job.player().getCameraParameters());
+        int width = 0;
+        int height = 0;
+        params.getPreviewSize(&width, &height);
+        EXPECT_EQ(width, 320);
+        EXPECT_EQ(height, 240);
+        EXPECT_NE(params.get(CameraParameters::KEY_SUPPORTED_PREVIEW_SIZES), nullptr);
+    };
+    expectSize();
+    ASSERT_NO_FATAL_FAILURE(job.run());
+    expectSize();
+    job.cleanUp();
+    EXPECT_EQ(job.player().getCameraParameters(), String8());
+}
+
+TEST_P(ClientQueryTest, aSnapshotNeedsARecorderThatTakesPictures) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    _CAMERA_SNAPSHOT_PARA snapshot = {};
+    {
+        LiveJob job(sourceOf(GetParam()));
+        EXPECT_NE(job.player().getCameraSnapshot(&snapshot), OK);
+    }
+    EXPECT_DEATH(
+            {
+                LiveJob job(sourceOf(GetParam()));
+                job.start();
+                job.player().getCameraSnapshot(&snapshot);
+            },
+            "CHECK\\(response->findInt32\\(AMSG_PIXELFORMAT, &snapshot->format\\)\\) failed\\.");
+}
+
+INSTANTIATE_TEST_SUITE_P(Sources, ClientQueryTest, testing::Bool(),
+                         [](const auto& info) { return info.param ? "Hdmi" : "Usb"; });
 
 }  // namespace
 }  // namespace oxa::test

@@ -6,30 +6,30 @@
 #include <cmath>
 #include <cstdlib>
 #include <iostream>
-#include <ostream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "live/LiveJob.h"
+#include "support/Deadline.h"
 #include "support/MediaProbe.h"
+#include "support/Pictures.h"
 #include "support/Sound.h"
 #include "support/SyncMeasure.h"
 #include "support/TempDir.h"
-#include "support/Tries.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {
 namespace {
 
+// ---- Every kind of recording --------------------------------------------------------------------
+
 constexpr double kSeconds = 2.2;
-constexpr char kFlashes[] =
-        "color=black:size=320x240:rate=30,drawbox=color=white:t=fill:"
-        "enable='lt(mod(t+0.5,1),0.1)'";
-constexpr char kBeeps[] = "aevalsrc='if(lt(mod(t+0.5,1),0.1),0.5*sin(2*PI*1000*t),0)':s=48000";
 // The sound of a receiver begins with its first picture. That of a microphone, which is a device of
 // its own, begins a little off it.
 constexpr double kMostOffsetMs = 20;
 constexpr double kMostMicrophoneOffsetMs = 150;
+// A stop discards the sound that is on its way: in the service, between two polls, in the encoder.
 constexpr int64_t kMostLongerUs = 300'000;
 
 // The picture rate of the source, without more gaps than the pictures that were dropped. Before the
@@ -49,38 +49,44 @@ struct RecordCase {
     int onlyTrack;
     bool sound;
     const char* container;
+    bool sharedCamera = false;
+    int signalRate = 48000;
 };
-void PrintTo(const RecordCase& value, std::ostream* out) {
-    *out << value.name;
+struct Recorded {
+    uint64_t lost = 0;  // pictures that this machine was too slow for
+    android::_RECORDING_PROGRESS progress = {};
+};
+
+Recorded record(const LiveOptions& live) {
+    Recorded recorded;
+    LiveJob job(live);
+    job.start();
+    if (testing::Test::HasFatalFailure()) return recorded;
+    job.setRecording(true);
+    job.waitForRecorded(kSeconds);
+    job.stop();
+    recorded.lost = job.lostPictures();
+    EXPECT_EQ(job.player().getRecordingProgress(&recorded.progress), android::OK);
+    return recorded;
 }
 
 class RecordTest : public testing::TestWithParam<RecordCase> {
   protected:
     LiveOptions options() const {
-        LiveOptions options;
-        options.hdmi = GetParam().hdmi;
+        LiveOptions options = sourceOf(GetParam().hdmi);
         options.onlyTrack = GetParam().onlyTrack;
-        options.source = options.hdmi ? flashesAndBeeps() : kFlashes;
+        options.signalRate = GetParam().signalRate;
+        options.source = options.hdmi ? flashesAndBeeps(options.signalRate) : kFlashes;
+        options.microphone = beeps();
         options.signalHasSound = GetParam().sound;
-        options.microphone = kBeeps;
+        options.sharedCamera = GetParam().sharedCamera;
         options.output = mFolder.file(std::string("out.") + GetParam().container);
         return options;
     }
 
-    // Returns how many pictures this machine was too slow for.
-    static uint64_t record(const LiveOptions& live) {
-        LiveJob job(live);
-        job.start();
-        if (HasFatalFailure()) return 0;
-        job.setRecording(true);
-        job.waitForRecorded(kSeconds);
-        job.stop();
-        return job.lostPictures();
-    }
-
     // What is wrong with its times; the rest is expected.
     static std::string recordAndCheck(const LiveOptions& live) {
-        const uint64_t dropped = record(live);
+        const uint64_t dropped = record(live).lost;
         const MediaProbe probe(live.output);
         EXPECT_TRUE(probe.ok()) << probe.error();
         EXPECT_EQ(complaintsAbout(live.output), "");
@@ -95,6 +101,8 @@ class RecordTest : public testing::TestWithParam<RecordCase> {
         if (probe.audio() != nullptr) {
             EXPECT_EQ(probe.audio()->sampleRate, 48000);
             EXPECT_EQ(probe.audio()->decodeErrors, 0);
+            const Sound sound = decodeSound(live.output);
+            EXPECT_NEAR(dominantFrequency(sound.mono(), sound.sampleRate), kBeepFrequency, 2);
         }
         if (probe.video() == nullptr || probe.audio() == nullptr) return "";
         return outOfStep(live, probe.audio()->durationUs() - probe.video()->durationUs());
@@ -120,18 +128,90 @@ TEST_P(RecordTest, isWholeAndInStep) {
     EXPECT_EQ(missedEachTime([&] { return recordAndCheck(live); }), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Sources, RecordTest,
-        testing::Values(RecordCase{"Hdmi", true, 0, true, "mp4"},
-                        RecordCase{"HdmiTs", true, 0, true, "ts"},
-                        RecordCase{"HdmiWithoutSound", true, 0, false, "mp4"},
-                        RecordCase{"HdmiSound", true, android::CODEC_AUDIO_ONLY, true, "mp4"},
-                        RecordCase{"HdmiPicture", true, android::CODEC_VIDEO_ONLY, true, "mp4"},
-                        RecordCase{"Usb", false, 0, true, "mp4"},
-                        RecordCase{"UsbTs", false, 0, true, "ts"},
-                        RecordCase{"UsbSound", false, android::CODEC_AUDIO_ONLY, true, "mp4"},
-                        RecordCase{"UsbPicture", false, android::CODEC_VIDEO_ONLY, true, "mp4"}),
-        [](const auto& info) { return info.param.name; });
+constexpr int kSoundOnly = android::CODEC_AUDIO_ONLY;
+constexpr int kPictureOnly = android::CODEC_VIDEO_ONLY;
+const RecordCase kRecordings[] = {
+        {"Hdmi", true, 0, true, "mp4"},
+        {"HdmiTs", true, 0, true, "ts"},
+        {"HdmiWithoutSound", true, 0, false, "mp4"},
+        {"HdmiSound", true, kSoundOnly, true, "mp4"},
+        {"HdmiOfOtherRate", true, 0, true, "mp4", false, 44100},
+        {"HdmiPicture", true, kPictureOnly, true, "mp4"},
+        {"Usb", false, 0, true, "mp4"},
+        {"UsbTs", false, 0, true, "ts"},
+        {"UsbSound", false, kSoundOnly, true, "mp4"},
+        {"UsbPicture", false, kPictureOnly, true, "mp4"},
+        {"UsbShared", false, 0, true, "mp4", true},
+};
+
+INSTANTIATE_TEST_SUITE_P(Sources, RecordTest, testing::ValuesIn(kRecordings),
+                         [](const auto& info) { return info.param.name; });
+
+// ---- Rates --------------------------------------------------------------------------------------
+
+// Brightness steps that survive the encoder.
+constexpr int kDarkest = 20;
+constexpr int kStep = 4;
+constexpr int kNumbers = 50;
+
+// Grey pictures whose brightness tells their number, and some sound.
+std::string numberedSignal(int frameRate, int width, int height) {
+    return "nullsrc=size=16x16:rate=" + std::to_string(frameRate) + ",format=yuv420p,geq=lum='" +
+           std::to_string(kDarkest) + "+" + std::to_string(kStep) + "*mod(N\\," +
+           std::to_string(kNumbers) + ")':cb=128:cr=128,scale=" + std::to_string(width) + ":" +
+           std::to_string(height) + ":flags=neighbor,setsar=1[out0];sine=sample_rate=48000[out1]";
+}
+
+int numberOf(const Image& image) {
+    return static_cast<int>(std::lround((meanColour(image).y - kDarkest) / kStep));
+}
+
+struct RateCase {
+    const char* name;
+    int sourceRate;
+    int recordedRate;
+    int width;
+    int height;
+};
+class RateTest : public testing::TestWithParam<RateCase> {};
+
+TEST_P(RateTest, keepsExactlyEveryNthPicture) {
+    const RateCase& rates = GetParam();
+    const TempDir folder;
+    LiveOptions live;
+    live.source = numberedSignal(rates.sourceRate, rates.width, rates.height);
+    live.width = rates.width;
+    live.height = rates.height;
+    live.frameRate = rates.recordedRate;
+    live.output = folder.file("out.mp4");
+    const auto [lost, progress] = record(live);
+    if (HasFatalFailure()) return;
+
+    const std::vector<Image> pictures = decodePictures(live.output);
+    ASSERT_GE(pictures.size(), kSeconds * rates.recordedRate - lost);
+    const int expected = rates.sourceRate / rates.recordedRate;
+    uint64_t others = 0;
+    for (size_t i = 1; i < pictures.size(); ++i) {
+        const int step = (numberOf(pictures[i]) - numberOf(pictures[i - 1]) + kNumbers) % kNumbers;
+        others += step != expected;
+        const double periodUs = 1e6 / rates.sourceRate;
+        EXPECT_NEAR(static_cast<double>(pictures[i].timeUs - pictures[i - 1].timeUs),
+                    step * periodUs, periodUs / 2)
+                << "a picture is shown at another one's time";
+    }
+    // Not the last one, which is kept whatever its number.
+    EXPECT_LE(others, lost + 1);
+    // The camera delivers 30 a second; the others are left out behind it.
+    const int interval = 30 / rates.recordedRate;
+    EXPECT_NEAR(static_cast<double>(progress.thinnedFrames),
+                static_cast<double>((interval - 1) * pictures.size()), interval);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rates, RateTest,
+                         testing::Values(RateCase{"From30To15", 30, 15, 320, 240},
+                                         RateCase{"From30To10", 30, 10, 320, 240},
+                                         RateCase{"From60To30", 60, 30, 1280, 720}),
+                         [](const auto& info) { return info.param.name; });
 
 }  // namespace
 }  // namespace oxa::test

@@ -3,13 +3,17 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <oxa/host/HdmiSound.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <filesystem>
 #include <iostream>
+#include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "library/LogCapture.h"
@@ -17,6 +21,7 @@
 #include "support/Deadline.h"
 #include "support/MediaProbe.h"
 #include "support/TempDir.h"
+#include "transcode/LibraryJob.h"
 #include "transcode/TranscodeKit.h"
 #include "transcode/Watchdog.h"
 
@@ -24,6 +29,8 @@ namespace oxa::test {
 namespace {
 
 using std::chrono::milliseconds;
+
+// ---- Switched on and off ------------------------------------------------------------------------
 
 constexpr std::chrono::seconds kSwitchLimit{60};
 // Longer than the second that a default name tells.
@@ -69,20 +76,11 @@ void expectPreviewGoesOn(const LiveJob& job) {
     ASSERT_TRUE(waitFor([&] { return job.display().figures().shown > shown + 2; }));
 }
 
-class SwitchTest : public testing::TestWithParam<bool> {
-  protected:
-    static LiveOptions options() {
-        LiveOptions options;
-        options.hdmi = GetParam();
-        options.source = options.hdmi ? flashesAndBeeps() : "testsrc2=size=320x240:rate=30";
-        options.microphone = "sine=frequency=440:sample_rate=48000";
-        return options;
-    }
-};
+class SwitchTest : public testing::TestWithParam<bool> {};
 
 TEST_P(SwitchTest, eachRecordingIsAFileFromZeroWhileThePreviewGoesOn) {
     const int rounds = testRounds(3);
-    LiveJob job(options());
+    LiveJob job(sourceOf(GetParam()));
     const Watchdog watchdog("switching recordings", kSwitchLimit * rounds);
     ASSERT_NO_FATAL_FAILURE(job.start());
     ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
@@ -107,8 +105,9 @@ TEST_P(SwitchTest, eachRecordingIsAFileFromZeroWhileThePreviewGoesOn) {
               << " ms\n";
 }
 
-TEST_P(SwitchTest, aQuickSwitchOffAndOnDamagesNothing) {
-    LiveJob job(options());
+// A second switch on changes nothing, and the cleanup finishes the file.
+TEST_P(SwitchTest, quickSwitchesDamageNothing) {
+    LiveJob job(sourceOf(GetParam()));
     const Watchdog watchdog("switching quickly", kSwitchLimit);
     ASSERT_NO_FATAL_FAILURE(job.start());
     ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
@@ -117,26 +116,14 @@ TEST_P(SwitchTest, aQuickSwitchOffAndOnDamagesNothing) {
         ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS));
         ASSERT_NO_FATAL_FAILURE(job.recordAnew(milliseconds(pause)));
     }
-    ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS));
-    job.stop();
-    const std::vector<std::string> files = job.defaultRecordings();
-    EXPECT_EQ(files.size(), 4U);
-    for (const std::string& file : files)
-        expectWholeFromZero(file, kShortRecordingS);
-}
-
-TEST_P(SwitchTest, aSecondSwitchOnChangesNothingAndCleanupFinishesTheFile) {
-    LiveJob job(options());
-    const Watchdog watchdog("cleaning up", kSwitchLimit);
-    ASSERT_NO_FATAL_FAILURE(job.start());
-    ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
     ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS / 2));
     ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
     ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS));
     job.cleanUp();
     const std::vector<std::string> files = job.defaultRecordings();
-    ASSERT_EQ(files.size(), 1U);
-    expectWholeFromZero(files[0], kShortRecordingS);
+    EXPECT_EQ(files.size(), 4U);
+    for (const std::string& file : files)
+        expectWholeFromZero(file, kShortRecordingS);
 }
 
 // A descriptor is good for one recording: the client would not know what a second one overwrites.
@@ -146,7 +133,7 @@ TEST_P(SwitchTest, aDescriptorIsClosedWithItsRecording) {
     const int descriptor = open(output.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     ASSERT_GE(descriptor, 0);
     {
-        LiveOptions live = options();
+        LiveOptions live = sourceOf(GetParam());
         live.outputDescriptor = descriptor;
         LiveJob job(live);
         ASSERT_NO_FATAL_FAILURE(job.start());
@@ -169,6 +156,59 @@ TEST_P(SwitchTest, aDescriptorIsClosedWithItsRecording) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sources, SwitchTest, testing::Bool(),
+                         [](const auto& info) { return info.param ? "Hdmi" : "Usb"; });
+
+// ---- Stopped ------------------------------------------------------------------------------------
+
+constexpr std::chrono::seconds kStopLimit{20};
+constexpr double kLongestPauseMs = 2000;
+
+enum class Moment { kAfterStart, kAfterSwitchOff, kAfterSwitchOn, kCount };
+
+// The pause before a stop is the case itself: no check depends on how far the recording has come.
+class LiveStopTest : public testing::TestWithParam<bool> {
+  protected:
+    static bool hasCaptured(LiveJob* job) {
+        android::_RECORDING_PROGRESS progress;
+        EXPECT_EQ(job->player().getRecordingProgress(&progress), android::OK);
+        return progress.capturedTimeUs >= 0;
+    }
+
+    static void recordAndStop(Moment moment, milliseconds pause) {
+        LiveJob job(sourceOf(GetParam()));
+        ASSERT_NO_FATAL_FAILURE(job.start());
+        ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
+        if (moment != Moment::kAfterStart) {
+            ASSERT_TRUE(waitFor([&] { return hasCaptured(&job); }));
+            ASSERT_NO_FATAL_FAILURE(job.setRecording(false));
+        }
+        if (moment == Moment::kAfterSwitchOn) {
+            ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
+        }
+        std::this_thread::sleep_for(pause);
+        job.stop();
+        job.cleanUp();
+        for (const std::string& file : job.defaultRecordings())
+            expectEmptyOrPlayable(file);
+    }
+};
+
+TEST_P(LiveStopTest, stopsAtAnyMomentAndLeavesNothingBehind) {
+    std::mt19937 random(GetParam() ? 1 : 2);
+    std::uniform_real_distribution<double> part(0, 1);
+    // The service is the process's and stays.
+    host::startHdmiSoundService();
+    repeat(1, 10 * testRounds(1), kStopLimit, [&](int round) {
+        // Most of what can go wrong is near the start.
+        const milliseconds pause(std::lround(kLongestPauseMs * std::pow(part(random), 3)));
+        const auto moment = static_cast<Moment>(round % static_cast<int>(Moment::kCount));
+        SCOPED_TRACE(std::to_string(pause.count()) + " ms, moment " +
+                     std::to_string(static_cast<int>(moment)));
+        recordAndStop(moment, pause);
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(Sources, LiveStopTest, testing::Bool(),
                          [](const auto& info) { return info.param ? "Hdmi" : "Usb"; });
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cctype>
-#include <cmath>
 #include <cstdlib>
 #include <sstream>
 #include <string>
@@ -16,10 +15,10 @@
 
 #include "library/LogCapture.h"
 #include "play/LibraryPlay.h"
+#include "support/Deadline.h"
 #include "support/MediaProbe.h"
 #include "support/Sound.h"
 #include "support/TestClips.h"
-#include "support/Tries.h"
 #include "transcode/Watchdog.h"
 
 namespace oxa::test {
@@ -64,6 +63,17 @@ void expectPicturesInOrder(const std::vector<RecordedPicture>& shown,
     }
 }
 
+// All pictures of the file, but for those that were dropped, and one end.
+void expectAllPictures(const Played& played, const MediaProbe& probe, const std::string& path) {
+    const std::vector<ExpectedPicture> expected = expectedPictures(path);
+    EXPECT_EQ(played.ends, 1);
+    EXPECT_EQ(played.progress.shownFrames + played.progress.droppedFrames,
+              static_cast<int64_t>(expected.size()));
+    EXPECT_EQ(static_cast<int64_t>(played.pictures.size()), played.progress.shownFrames);
+    expectPicturesInOrder(played.pictures, expected,
+                          probe.video() != nullptr ? probe.video()->rotation : 0);
+}
+
 // ---- As fast as they come -----------------------------------------------------------------------
 
 class FreeRunTest : public testing::TestWithParam<std::string> {};
@@ -71,31 +81,21 @@ class FreeRunTest : public testing::TestWithParam<std::string> {};
 TEST_P(FreeRunTest, showsEveryPictureAndEndsOnce) {
     const std::string path = mediaPath(GetParam());
     const MediaProbe probe(path);
-    const std::vector<ExpectedPicture> expected = expectedPictures(path);
     const LogCapture log;
     PlayOptions options;
     options.input = path;
     options.freeRun = true;
-    LibraryPlay play(options);
-    ASSERT_NO_FATAL_FAILURE(play.start());
-    ASSERT_NO_FATAL_FAILURE(play.waitForEnd());
-    play.waitForPictures();
-    const android::_PLAYBACK_PROGRESS progress = play.progress();
-    const std::vector<RecordedPicture> shown = play.display().pictures();
-    play.stopAndCleanUp();
+    const Played played = LibraryPlay(options).playToEnd();
 
-    EXPECT_EQ(shown.size(), expected.size());
-    EXPECT_EQ(progress.shownFrames, static_cast<int64_t>(expected.size()));
-    EXPECT_EQ(progress.droppedFrames, 0);
-    expectPicturesInOrder(shown, expected, probe.video() != nullptr ? probe.video()->rotation : 0);
-    if (!shown.empty()) {
-        EXPECT_EQ(progress.videoTimeUs, shown.back().mediaTimeUs);
+    expectAllPictures(played, probe, path);
+    EXPECT_EQ(played.progress.droppedFrames, 0);
+    if (!played.pictures.empty()) {
+        EXPECT_EQ(played.progress.videoTimeUs, played.pictures.back().mediaTimeUs);
     }
     EXPECT_EQ(endReports(log, "EOSVideoReached"), probe.video() != nullptr);
     EXPECT_EQ(endReports(log, "NO_VIDEO_TRACK"), probe.video() == nullptr);
     EXPECT_EQ(endReports(log, "EOSAudioReached"), probe.audio() != nullptr);
     EXPECT_EQ(endReports(log, "NO_AUDIO_TRACK"), probe.audio() == nullptr);
-    EXPECT_EQ(play.reports().count(android::kWhatPlayerEOS), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Clips, FreeRunTest, testing::ValuesIn(mediaClips()), [](const auto& info) {
@@ -107,35 +107,14 @@ INSTANTIATE_TEST_SUITE_P(Clips, FreeRunTest, testing::ValuesIn(mediaClips()), []
 
 // ---- In time ------------------------------------------------------------------------------------
 
-// What was seen and heard of one clip that was played at its own pace.
-struct PacedResult {
-    std::string name;
-    android::_PLAYBACK_PROGRESS progress = {};
-    std::vector<RecordedPicture> pictures;
-    HeardSound heard;
-    int64_t endUs = 0;
-    int ends = 0;
-};
+// With the name of its clip.
+using PacedResult = std::pair<std::string, Played>;
 
-PacedResult playPaced(const std::string& name) {
-    PacedResult result;
-    result.name = name;
-    const std::string path = mediaPath(name);
+Played playPaced(const std::string& name) {
     PlayOptions options;
-    options.input = path;
-    const bool hasSound = MediaProbe(path).audio() != nullptr;
-    if (hasSound) options.sound = PlayOptions::Sound::kRecorded;
-    LibraryPlay play(options);
-    play.start();
-    play.waitForEnd();
-    play.waitForPictures();
-    result.progress = play.progress();
-    play.stopAndCleanUp();
-    result.endUs = play.reports().timeUs(android::kWhatPlayerEOS);
-    result.ends = play.reports().count(android::kWhatPlayerEOS);
-    result.pictures = play.display().pictures();
-    if (hasSound) result.heard = heardSound(*play.sound());
-    return result;
+    options.input = mediaPath(name);
+    options.recordSound = MediaProbe(options.input).audio() != nullptr;
+    return LibraryPlay(options).playToEnd();
 }
 
 // All clips, several at once in this process, each with the next one behind it.
@@ -151,7 +130,7 @@ std::vector<PacedResult> playAllPaced(size_t atOnce) {
     for (size_t lane = 0; lane < atOnce; ++lane) {
         lanes.emplace_back([&] {
             for (size_t i = next++; i < clips.size(); i = next++)
-                results[i] = playPaced(clips[i].second);
+                results[i] = {clips[i].second, playPaced(clips[i].second)};
         });
     }
     for (std::thread& lane : lanes)
@@ -160,7 +139,7 @@ std::vector<PacedResult> playAllPaced(size_t atOnce) {
 }
 
 // Half of the pictures are at most this late.
-int64_t medianLateUs(const PacedResult& result) {
+int64_t medianLateUs(const Played& result) {
     std::vector<int64_t> lateUs;
     for (const RecordedPicture& picture : result.pictures) {
         const int64_t dueUs = result.progress.startTimeUs + picture.mediaTimeUs;
@@ -173,8 +152,7 @@ int64_t medianLateUs(const PacedResult& result) {
 }
 
 // What is not as it is on a machine that has time for the clip; empty: nothing.
-std::string delay(const PacedResult& result) {
-    const MediaProbe probe(mediaPath(result.name));
+std::string delay(const Played& result, const MediaProbe& probe) {
     const int64_t playedUs = result.endUs - result.progress.startTimeUs;
     const int64_t lateUs = medianLateUs(result);
     std::ostringstream text;
@@ -188,43 +166,16 @@ std::string delay(const PacedResult& result) {
     return text.str();
 }
 
-void expectWholeSound(const PacedResult& result, const StreamProbe& audio) {
+void expectWholeSound(const Sound& heard, const StreamProbe& audio, const Sound& source) {
     constexpr double kOutputBufferS = 0.15;
     constexpr double kQuietDb = -60;
-    EXPECT_EQ(result.heard.tracks, 1);
-    EXPECT_EQ(result.heard.sampleRate, audio.sampleRate);
-    EXPECT_EQ(result.heard.channels, audio.channels);
-    EXPECT_GT(result.heard.seconds(), audio.durationUs() / 1e6 - kOutputBufferS);
-    const Sound source = decodeSound(mediaPath(result.name));
+    EXPECT_EQ(heard.sampleRate, audio.sampleRate);
+    EXPECT_EQ(heard.channels, audio.channels);
+    EXPECT_GT(heard.seconds(), audio.durationUs() / 1e6 - kOutputBufferS);
     const std::vector<float> mono = source.mono();
     if (levelDb(mono) > kQuietDb) {
-        EXPECT_NEAR(energyDb(result.heard.samples, result.heard.sampleRate),
-                    energyDb(mono, source.sampleRate), 2);
+        EXPECT_NEAR(energyDb(heard.mono(), heard.sampleRate), energyDb(mono, source.sampleRate), 2);
     }
-}
-
-void expectAllOf(const PacedResult& result) {
-    const std::string path = mediaPath(result.name);
-    const MediaProbe probe(path);
-    EXPECT_EQ(result.ends, 1);
-    if (probe.video() != nullptr) {
-        const std::vector<ExpectedPicture> expected = expectedPictures(path);
-        EXPECT_EQ(result.progress.shownFrames + result.progress.droppedFrames,
-                  static_cast<int64_t>(expected.size()));
-        EXPECT_EQ(static_cast<int64_t>(result.pictures.size()), result.progress.shownFrames);
-        expectPicturesInOrder(result.pictures, expected, probe.video()->rotation);
-    }
-    if (probe.audio() != nullptr) expectWholeSound(result, *probe.audio());
-}
-
-// What is late is played again, alone.
-void expectInTime(const PacedResult& first) {
-    bool playedBefore = true;
-    EXPECT_EQ(missedEachTime([&] {
-                  const bool again = !std::exchange(playedBefore, false);
-                  return delay(again ? playPaced(first.name) : first);
-              }),
-              "");
 }
 
 TEST(PacedTest, playsAllClipsInTheirTimeSeveralAtOnce) {
@@ -235,18 +186,28 @@ TEST(PacedTest, playsAllClipsInTheirTimeSeveralAtOnce) {
         results = playAllPaced(4);
         int videos = 0;
         int audios = 0;
-        for (const PacedResult& result : results) {
-            const MediaProbe probe(mediaPath(result.name));
+        for (const auto& [name, played] : results) {
+            const MediaProbe probe(mediaPath(name));
             videos += probe.video() != nullptr;
             audios += probe.audio() != nullptr;
         }
         EXPECT_EQ(endReports(log, "EOSVideoReached"), videos);
         EXPECT_EQ(endReports(log, "EOSAudioReached"), audios);
     }
-    for (const PacedResult& result : results) {
-        SCOPED_TRACE(result.name);
-        expectAllOf(result);
-        expectInTime(result);
+    for (const auto& [name, played] : results) {
+        SCOPED_TRACE(name);
+        const std::string path = mediaPath(name);
+        const MediaProbe probe(path);
+        expectAllPictures(played, probe, path);
+        if (probe.audio() != nullptr) {
+            EXPECT_EQ(played.soundTracks, 1);
+            expectWholeSound(played.heard, *probe.audio(), decodeSound(path));
+        }
+        // What is late is played again, alone.
+        const auto miss = [&, &name = name, &first = played, isFirst = true]() mutable {
+            return delay(std::exchange(isFirst, false) ? first : playPaced(name), probe);
+        };
+        EXPECT_EQ(missedEachTime(miss), "");
     }
 }
 

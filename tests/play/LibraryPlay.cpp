@@ -7,9 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
-#include <numeric>
 
 #include "support/Deadline.h"
 #include "support/MediaReader.h"
@@ -48,44 +46,46 @@ uint64_t hashOf(const AVFrame& frame) {
 
 }  // namespace
 
-// ---- PlayReports --------------------------------------------------------------------------------
+// What the player's status handler has received.
+class LibraryPlay::Reports : public AHandler {
+  public:
+    // Fills in what it knows of; returns whether it has come to the end.
+    bool tell(Played* played) const {
+        std::lock_guard<std::mutex> lock(mLock);
+        played->endUs = mReceived.endUs;
+        played->ends = mReceived.ends;
+        played->instantRates = mReceived.instantRates;
+        played->averageRates = mReceived.averageRates;
+        return mReceived.ends > 0;
+    }
 
-int PlayReports::count(uint32_t what) const {
-    std::lock_guard<std::mutex> lock(mLock);
-    const auto found = mReceived.find(what);
-    return found == mReceived.end() ? 0 : static_cast<int>(found->second.size());
-}
+    void onMessageReceived(const sp<AMessage>& msg) override {
+        double rate = -1;
+        std::lock_guard<std::mutex> lock(mLock);
+        switch (msg->what()) {
+            case kWhatInstantFPS:
+                msg->findDouble("instant-fps", &rate);
+                mReceived.instantRates.push_back(rate);
+                break;
+            case kWhatAverageFPS:
+                msg->findDouble("average-fps", &rate);
+                mReceived.averageRates.push_back(rate);
+                break;
+            case kWhatPlayerEOS:
+                if (mReceived.ends++ == 0) mReceived.endUs = ALooper::GetNowUs();
+                break;
+        }
+    }
 
-int64_t PlayReports::timeUs(uint32_t what) const {
-    std::lock_guard<std::mutex> lock(mLock);
-    const auto found = mReceived.find(what);
-    return found == mReceived.end() ? 0 : found->second.front().timeUs;
-}
-
-std::vector<double> PlayReports::rates(uint32_t what) const {
-    std::lock_guard<std::mutex> lock(mLock);
-    std::vector<double> rates;
-    const auto found = mReceived.find(what);
-    if (found == mReceived.end()) return rates;
-    for (const Received& received : found->second)
-        rates.push_back(received.rate);
-    return rates;
-}
-
-void PlayReports::onMessageReceived(const sp<AMessage>& msg) {
-    double rate = -1;
-    if (msg->what() == kWhatInstantFPS) msg->findDouble("instant-fps", &rate);
-    if (msg->what() == kWhatAverageFPS) msg->findDouble("average-fps", &rate);
-    std::lock_guard<std::mutex> lock(mLock);
-    mReceived[msg->what()].push_back({ALooper::GetNowUs(), rate});
-}
-
-// ---- LibraryPlay --------------------------------------------------------------------------------
+  private:
+    mutable std::mutex mLock;
+    Played mReceived;  // guarded by mLock
+};
 
 LibraryPlay::LibraryPlay(const PlayOptions& options)
     : mOptions(options),
       mDisplay(oxa::host::createRecordingDisplay()),
-      mReports(new PlayReports),
+      mReports(new Reports),
       mReportLooper(new ALooper),
       mPlayer(new OxaMediaCodecPlayer(true, options.onlyTrack)) {
     mReportLooper->setName("PlayReports");
@@ -100,9 +100,33 @@ LibraryPlay::~LibraryPlay() {
     mReportLooper->stop();
 }
 
-void LibraryPlay::start() {
-    ASSERT_NO_FATAL_FAILURE(prepare());
-    run();
+Played LibraryPlay::playToEnd() {
+    Played played;
+    prepare();
+    if (!testing::Test::HasFatalFailure()) run();
+    if (testing::Test::HasFatalFailure()) return played;
+    EXPECT_TRUE(waitFor([&] { return mReports->tell(&played); }, kLongestPlayback))
+            << mOptions.input;
+    EXPECT_TRUE(mPlayer->EOSReached());
+    EXPECT_EQ(mPlayer->getPlaybackProgress(&played.progress), OK);
+    uint64_t shown = played.progress.shownFrames;
+    // Counted on their way into the codec there, which drops by itself what is late.
+    if (mOptions.tunneled) shown = std::min<uint64_t>(shown, 1);
+    EXPECT_TRUE(waitFor([&] { return mDisplay->figures().shown >= shown; }));
+    stop();
+    EXPECT_EQ(mPlayer->cleanup(), OK);
+    mReports->tell(&played);
+    played.pictures = mDisplay->pictures();
+    if (mSound == nullptr) return played;
+    for (const oxa::host::SoundBlock& block : mSound->blocks()) {
+        played.heard.sampleRate = block.sampleRate;
+        played.heard.channels = block.channels;
+        played.heard.blocks.emplace_back(played.heard.frames(), block.timeUs);
+        for (int16_t sample : block.samples)
+            played.heard.samples.push_back(sample / 32768.0F);
+        played.soundTracks = std::max(played.soundTracks, block.track);
+    }
+    return played;
 }
 
 void LibraryPlay::prepare() {
@@ -119,7 +143,7 @@ void LibraryPlay::prepare() {
 
 void LibraryPlay::run() {
     const std::lock_guard<std::mutex> lock(gSoundChoiceLock);
-    if (mOptions.sound == PlayOptions::Sound::kNull) {
+    if (!mOptions.recordSound) {
         oxa::host::useNullSound();
         ASSERT_EQ(mPlayer->start(), OK);
         return;
@@ -130,61 +154,11 @@ void LibraryPlay::run() {
             << "no sound of " << mOptions.input;
 }
 
-void LibraryPlay::waitForEnd() {
-    ASSERT_TRUE(waitFor([this] { return mReports->count(kWhatPlayerEOS) > 0; }, kLongestPlayback))
-            << mOptions.input;
-    EXPECT_TRUE(mPlayer->EOSReached());
-}
-
-void LibraryPlay::waitForPictures() {
-    uint64_t shown = progress().shownFrames;
-    // Counted on their way into the codec there, which drops by itself what is late.
-    if (mOptions.tunneled) shown = std::min<uint64_t>(shown, 1);
-    EXPECT_TRUE(waitFor([&] { return mDisplay->figures().shown >= shown; }));
-}
-
 void LibraryPlay::stop() {
     EXPECT_EQ(mPlayer->stop(), OK);
 }
 
-void LibraryPlay::stopAndCleanUp() {
-    stop();
-    EXPECT_EQ(mPlayer->cleanup(), OK);
-}
-
-_PLAYBACK_PROGRESS LibraryPlay::progress() const {
-    _PLAYBACK_PROGRESS progress;
-    EXPECT_EQ(mPlayer->getPlaybackProgress(&progress), OK);
-    return progress;
-}
-
-// ---- Sound and pictures -------------------------------------------------------------------------
-
-std::vector<float> HeardSound::audible() const {
-    constexpr float kSilence = 0.002F;
-    const auto isHeard = [](float sample) { return std::fabs(sample) > kSilence; };
-    const auto first = std::find_if(samples.begin(), samples.end(), isHeard);
-    const auto last = std::find_if(samples.rbegin(), samples.rend(), isHeard).base();
-    return first < last ? std::vector<float>(first, last) : std::vector<float>();
-}
-
-HeardSound heardSound(const oxa::host::SoundRecording& recording) {
-    HeardSound heard;
-    for (const oxa::host::SoundBlock& block : recording.blocks()) {
-        if (heard.samples.empty()) heard.firstUs = block.timeUs;
-        heard.sampleRate = block.sampleRate;
-        heard.channels = block.channels;
-        heard.tracks = std::max(heard.tracks, block.track);
-        for (size_t frame = 0; frame < block.frames(); ++frame) {
-            const auto begin = block.samples.begin() + static_cast<long>(frame * block.channels);
-            const int sum = std::accumulate(begin, begin + block.channels, 0);
-            heard.samples.push_back(static_cast<float>(sum) / 32768.0F / block.channels);
-            heard.timeUs.push_back(block.timeUs +
-                                   static_cast<int64_t>(frame) * 1'000'000 / block.sampleRate);
-        }
-    }
-    return heard;
-}
+// ---- Pictures -----------------------------------------------------------------------------------
 
 std::vector<ExpectedPicture> expectedPictures(const std::string& path) {
     std::vector<ExpectedPicture> pictures;

@@ -7,48 +7,38 @@
 #include <oxa/host/Display.h>
 #include <oxa/host/SoundOutput.h>
 
-#include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
+
+#include "support/Sound.h"
 
 namespace oxa::test {
 
 struct PlayOptions {
-    enum class Sound { kNull, kRecorded };
-
     std::string input;
     int onlyTrack = 0;  // or CODEC_AUDIO_ONLY, CODEC_VIDEO_ONLY
     bool freeRun = false;
     bool tunneled = false;
     double frameRateIntervalSec = 0;
-    Sound sound = Sound::kNull;  // recorded: only for a file whose sound is played
+    bool recordSound = false;  // only for a file whose sound is played
 };
 
-// What a player's status handler has received.
-class PlayReports : public android::AHandler {
-  public:
-    int count(uint32_t what) const;
-    // When the first one came (CLOCK_MONOTONIC), 0: not yet.
-    int64_t timeUs(uint32_t what) const;
-    // The "instant-fps" or "average-fps" of each.
-    std::vector<double> rates(uint32_t what) const;
-
-    void onMessageReceived(const android::sp<android::AMessage>& msg) override;
-
-  private:
-    struct Received {
-        int64_t timeUs;
-        double rate;
-    };
-    mutable std::mutex mLock;
-    std::map<uint32_t, std::vector<Received>> mReceived;  // guarded by mLock
+// What came of a playback.
+struct Played {
+    android::_PLAYBACK_PROGRESS progress = {};
+    std::vector<oxa::host::RecordedPicture> pictures;
+    Sound heard;  // times are CLOCK_MONOTONIC
+    int soundTracks = 0;
+    int64_t endUs = 0;  // of the first report of the end (CLOCK_MONOTONIC)
+    int ends = 0;
+    std::vector<double> instantRates;
+    std::vector<double> averageRates;
 };
 
 // One playback through the library's public class, as a client makes it, onto a recording display.
-// Each call fails the test if the player refuses it. With recorded sound, start() returns when
-// something is heard, and one start waits for the other: so each playback has its own recording.
+// Each call fails the test if the player refuses it. With recorded sound, run() returns when
+// something is heard, and one run waits for the other: so each playback has its own recording.
 class LibraryPlay {
   public:
     explicit LibraryPlay(const PlayOptions& options);
@@ -57,46 +47,24 @@ class LibraryPlay {
     LibraryPlay(const LibraryPlay&) = delete;
     LibraryPlay& operator=(const LibraryPlay&) = delete;
 
-    // prepare() and run() are the two halves of start().
-    void start();
+    // From nothing, until all is played and the player is cleaned up.
+    Played playToEnd();
+
+    // prepare() and run() start it.
     void prepare();
     void run();
-    void waitForEnd();
-    // Until what was shown is also recorded.
-    void waitForPictures();
     void stop();
-    void stopAndCleanUp();
-
-    // Before the cleanup.
-    android::_PLAYBACK_PROGRESS progress() const;
-    const PlayReports& reports() const { return *mReports; }
-    const oxa::host::RecordingDisplay& display() const { return *mDisplay; }
-    // What was heard so far, in one piece; null without recorded sound.
-    const oxa::host::SoundRecording* sound() const { return mSound.get(); }
 
   private:
+    class Reports;
+
     const PlayOptions mOptions;
     const std::unique_ptr<oxa::host::RecordingDisplay> mDisplay;
     std::shared_ptr<oxa::host::SoundRecording> mSound;
-    const android::sp<PlayReports> mReports;
+    const android::sp<Reports> mReports;
     const android::sp<android::ALooper> mReportLooper;
     const android::sp<android::OxaMediaCodecPlayer> mPlayer;
 };
-
-// A recording as one stretch of sound.
-struct HeardSound {
-    int sampleRate = 0;
-    int channels = 0;
-    int tracks = 0;
-    int64_t firstUs = 0;          // CLOCK_MONOTONIC of the first frame
-    std::vector<float> samples;   // the mean of all channels
-    std::vector<int64_t> timeUs;  // of each frame
-
-    double seconds() const { return sampleRate == 0 ? 0 : 1.0 * samples.size() / sampleRate; }
-    // The part from the first to the last sample that is not silent.
-    std::vector<float> audible() const;
-};
-HeardSound heardSound(const oxa::host::SoundRecording& recording);
 
 // A decoded picture of a file as a recording display would note it. Times are relative to the
 // file's start.

@@ -4,68 +4,60 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <string>
-#include <vector>
+#include <thread>
 
 #include "play/LibraryPlay.h"
-#include "play/StallingDecoder.h"
+#include "support/CodecShim.h"
+#include "support/Deadline.h"
 #include "support/MediaProbe.h"
 #include "support/ProcessRunner.h"
 #include "support/Sound.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
-#include "support/Tries.h"
 
 namespace oxa::test {
 namespace {
 
-using android::_PLAYBACK_PROGRESS;
 using oxa::host::RecordedPicture;
 
-constexpr auto kRecorded = PlayOptions::Sound::kRecorded;
+std::atomic<int> gStallPicture{-1};
+constexpr std::chrono::milliseconds kStall{700};
 
-// One playback from begin to end, and what came of it.
-struct Played {
-    _PLAYBACK_PROGRESS progress = {};
-    std::vector<RecordedPicture> pictures;
-    HeardSound heard;
-    int64_t beginUs = 0;
-    int64_t endUs = 0;
-    int ends = 0;
-    std::vector<double> instantRates;
-    std::vector<double> averageRates;
+// The platform's AVC decoder, which stands still for a while before one of its pictures, counted
+// from 0.
+class StallingDecoder : public CodecShim {
+  public:
+    using CodecShim::CodecShim;
+
+  private:
+    void onOutput(const android::CodecOutput& output) override {
+        if (output.picture != nullptr && mPictures++ == gStallPicture) {
+            std::this_thread::sleep_for(kStall);
+        }
+        CodecShim::onOutput(output);
+    }
+
+    int mPictures = 0;
 };
 
-Played playToEnd(const PlayOptions& options) {
-    Played played;
-    LibraryPlay play(options);
-    played.beginUs = android::ALooper::GetNowUs();
-    play.start();
-    play.waitForEnd();
-    play.waitForPictures();
-    played.progress = play.progress();
-    play.stopAndCleanUp();
-    played.pictures = play.display().pictures();
-    if (play.sound() != nullptr) played.heard = heardSound(*play.sound());
-    played.endUs = play.reports().timeUs(android::kWhatPlayerEOS);
-    played.ends = play.reports().count(android::kWhatPlayerEOS);
-    played.instantRates = play.reports().rates(android::kWhatInstantFPS);
-    played.averageRates = play.reports().rates(android::kWhatAverageFPS);
-    return played;
+// A clip through the `ffmpeg` command with options (words) before and behind its name.
+std::string remuxed(const std::string& source, const std::string& before, const std::string& after,
+                    const std::string& name) {
+    const std::string output = TempDir::ofProcess().file(name);
+    runOrDie(ffmpeg(joined(joined(words(before), {"-i", source}), joined(words(after), {output}))));
+    return output;
 }
 
-// A clip through the `ffmpeg` command, streams copied.
-std::string remuxed(const std::string& source, const std::vector<std::string>& before,
-                    const std::vector<std::string>& after, const std::string& name) {
-    std::vector<std::string> command = {"ffmpeg", "-v", "error", "-nostdin", "-y"};
-    command.insert(command.end(), before.begin(), before.end());
-    command.insert(command.end(), {"-i", source});
-    command.insert(command.end(), after.begin(), after.end());
-    const std::string output = TempDir::ofProcess().file(name);
-    command.push_back(output);
-    runOrDie(command);
-    return output;
+// The part from the first to the last sample that is not silent.
+std::vector<float> audible(const Sound& heard) {
+    const std::vector<float> samples = heard.mono();
+    const auto isHeard = [](float sample) { return std::fabs(sample) > 0.002F; };
+    const auto first = std::find_if(samples.begin(), samples.end(), isHeard);
+    const auto last = std::find_if(samples.rbegin(), samples.rend(), isHeard).base();
+    return first < last ? std::vector<float>(first, last) : std::vector<float>();
 }
 
 // ---- The first picture --------------------------------------------------------------------------
@@ -73,15 +65,15 @@ std::string remuxed(const std::string& source, const std::vector<std::string>& b
 TEST(PacingTest, holdsFirstPictureThatIsLateInTheFile) {
     PlayOptions options;
     options.input = mediaPath("friday_video_starts_1s.mp4");
-    options.sound = kRecorded;
-    const Played played = playToEnd(options);
+    options.recordSound = true;
+    const Played played = LibraryPlay(options).playToEnd();
     ASSERT_FALSE(played.pictures.empty());
     const RecordedPicture& first = played.pictures.front();
     EXPECT_NEAR(first.mediaTimeUs, 1'000'000, 1000);
     EXPECT_GE(first.arrivalUs, played.progress.startTimeUs + 1'000'000);
     // The sound does not wait for it.
-    EXPECT_LT(played.heard.firstUs, played.progress.startTimeUs + 900'000);
-    EXPECT_GT(levelDb(window(played.heard.samples, played.heard.sampleRate, 0, 0.9)), -60);
+    EXPECT_LT(played.heard.timeUs(0), played.progress.startTimeUs + 900'000);
+    EXPECT_GT(levelDb(window(played.heard.mono(), played.heard.sampleRate, 0, 0.9)), -60);
 }
 
 // Without sound such a file's own start is late, and that is taken off.
@@ -90,10 +82,10 @@ TEST(PacingTest, showsFirstPictureOfFileThatStartsLateAtOnce) {
     clip.audio = false;
     clip.seconds = 1;
     PlayOptions options;
-    options.input = remuxed(testClip(clip), {"-itsoffset", "2"},
-                            {"-c", "copy", "-muxdelay", "0", "-copyts"}, "late.ts");
+    options.input =
+            remuxed(testClip(clip), "-itsoffset 2", "-c copy -muxdelay 0 -copyts", "late.ts");
     ASSERT_NE(MediaProbe(options.input).video(), nullptr);
-    const Played played = playToEnd(options);
+    const Played played = LibraryPlay(options).playToEnd();
     ASSERT_EQ(played.progress.shownFrames + played.progress.droppedFrames, 25);
     EXPECT_EQ(played.pictures.front().mediaTimeUs, 0);
     EXPECT_LT(played.endUs - played.progress.startTimeUs, 2'000'000);
@@ -105,22 +97,21 @@ class StallTest : public testing::Test {
   protected:
     static constexpr int kPictures = 75;
     static constexpr int kStallPicture = 30;
-    static constexpr std::chrono::milliseconds kStall{700};
     static constexpr int64_t kPictureUs = 40'000;
 
     void SetUp() override {
-        StallingDecoder::install();
-        StallingDecoder::setStall(kStallPicture, kStall);
+        installShim<StallingDecoder>("video/avc", android::CodecDirection::kDecoder);
+        gStallPicture = kStallPicture;
         mOptions.input = testClip({});
     }
-    void TearDown() override { StallingDecoder::setStall(-1, std::chrono::milliseconds(0)); }
+    void TearDown() override { gStallPicture = -1; }
 
     PlayOptions mOptions;
 };
 
 TEST_F(StallTest, dropsWhatIsTooLateAndCatchesUp) {
-    mOptions.sound = kRecorded;
-    const Played played = playToEnd(mOptions);
+    mOptions.recordSound = true;
+    const Played played = LibraryPlay(mOptions).playToEnd();
     EXPECT_EQ(played.progress.shownFrames + played.progress.droppedFrames, kPictures);
     EXPECT_EQ(static_cast<int64_t>(played.pictures.size()), played.progress.shownFrames);
     // Some pictures are decoded ahead and bridge a part of the stall.
@@ -134,12 +125,12 @@ TEST_F(StallTest, dropsWhatIsTooLateAndCatchesUp) {
     // The sound goes on.
     EXPECT_EQ(played.ends, 1);
     EXPECT_NEAR(played.endUs - played.progress.startTimeUs, 3'000'000, 150'000);
-    EXPECT_NEAR(played.heard.audible().size() / 48000.0, 3, 0.3);
+    EXPECT_NEAR(audible(played.heard).size() / 48000.0, 3, 0.3);
 }
 
 TEST_F(StallTest, freeRunDropsNothing) {
     mOptions.freeRun = true;
-    const Played played = playToEnd(mOptions);
+    const Played played = LibraryPlay(mOptions).playToEnd();
     EXPECT_EQ(played.progress.shownFrames, kPictures);
     EXPECT_EQ(played.progress.droppedFrames, 0);
 }
@@ -171,10 +162,10 @@ void expectAllPictures(const Played& played, const StreamCase& test) {
 }
 
 // Sound is left out after the pauses of a machine that stands still.
-std::string missingSound(const HeardSound& heard, const Sound& source) {
-    const double seconds = static_cast<double>(heard.audible().size()) / heard.sampleRate;
+std::string missingSound(const Sound& heard, const Sound& source) {
+    const double seconds = static_cast<double>(audible(heard).size()) / heard.sampleRate;
     const double louderDb =
-            energyDb(heard.samples, heard.sampleRate) - energyDb(source.mono(), source.sampleRate);
+            energyDb(heard.mono(), heard.sampleRate) - energyDb(source.mono(), source.sampleRate);
     if (std::fabs(seconds - source.seconds()) < 0.15 && std::fabs(louderDb) < 1.5) return "";
     return "heard " + std::to_string(seconds) + " of " + std::to_string(source.seconds()) +
            " s, louder by " + std::to_string(louderDb) + " dB";
@@ -186,9 +177,9 @@ TEST_P(StreamTest, playsWhatThereIsToItsEnd) {
     options.input = mediaPath(test.clip);
     options.onlyTrack = test.onlyTrack;
     options.tunneled = test.tunneled;
-    if (test.sound) options.sound = kRecorded;
+    options.recordSound = test.sound;
     EXPECT_EQ(missedEachTime([&]() -> std::string {
-                  const Played played = playToEnd(options);
+                  const Played played = LibraryPlay(options).playToEnd();
                   EXPECT_EQ(played.ends, 1);
                   expectAllPictures(played, test);
                   if (!test.sound) return "";
@@ -197,39 +188,36 @@ TEST_P(StreamTest, playsWhatThereIsToItsEnd) {
               "");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Playbacks, StreamTest,
-        testing::Values(StreamCase{"SoundOfBoth", "bunny_480i_tff_mpeg2_mp2.ts",
-                                   android::CODEC_AUDIO_ONLY, false, 0, true},
-                        StreamCase{"PictureOfBoth", "bunny_480i_tff_mpeg2_mp2.ts",
-                                   android::CODEC_VIDEO_ONLY, false, 30, false},
-                        StreamCase{"PictureOddSize", "bear_161x121_vp9.webm",
-                                   android::CODEC_VIDEO_ONLY, false, 30, false},
-                        StreamCase{"TunneledBoth", "bunny_480i_tff_mpeg2_mp2.ts", 0, true, 30,
-                                   true},
-                        StreamCase{"TunneledPictureOfBoth", "bunny_480i_tff_mpeg2_mp2.ts",
-                                   android::CODEC_VIDEO_ONLY, true, 30, false},
-                        StreamCase{"TunneledSoundOfBoth", "bunny_480i_tff_mpeg2_mp2.ts",
-                                   android::CODEC_AUDIO_ONLY, true, 0, true},
-                        StreamCase{"TunneledNoSound", "bunny_480p_hevc.mp4", 0, true, 30, false},
-                        StreamCase{"TunneledNoPicture", "roar.mp3", 0, true, 0, true}),
-        [](const auto& info) { return info.param.name; });
+constexpr char kBoth[] = "bunny_480i_tff_mpeg2_mp2.ts";
+constexpr int kSoundOnly = android::CODEC_AUDIO_ONLY;
+constexpr int kPictureOnly = android::CODEC_VIDEO_ONLY;
+const StreamCase kStreams[] = {
+        {"SoundOfBoth", kBoth, kSoundOnly, false, 0, true},
+        {"PictureOfBoth", kBoth, kPictureOnly, false, 30, false},
+        {"TunneledBoth", kBoth, 0, true, 30, true},
+        {"TunneledPictureOfBoth", kBoth, kPictureOnly, true, 30, false},
+        {"TunneledSoundOfBoth", kBoth, kSoundOnly, true, 0, true},
+        {"TunneledNoSound", "bunny_480p_hevc.mp4", 0, true, 30, false},
+        {"TunneledNoPicture", "roar.mp3", 0, true, 0, true},
+};
+
+INSTANTIATE_TEST_SUITE_P(Playbacks, StreamTest, testing::ValuesIn(kStreams),
+                         [](const auto& info) { return info.param.name; });
 
 // Sound is heard although the pictures before it are nothing but noise.
 TEST(PacingTest, playsSoundOfFileWithoutAnyUsablePicture) {
     ClipOptions clip;
     clip.seconds = 2;
     PlayOptions options;
-    options.input =
-            remuxed(testClip(clip), {}, {"-c", "copy", "-bsf:v", "noise=amount=1"}, "noise.mp4");
-    options.sound = kRecorded;
+    options.input = remuxed(testClip(clip), "", "-c copy -bsf:v noise=amount=1", "noise.mp4");
+    options.recordSound = true;
     ASSERT_EQ(MediaProbe(options.input).video()->frameCount, 0);
-    const Played played = playToEnd(options);
+    const Played played = LibraryPlay(options).playToEnd();
     EXPECT_EQ(played.ends, 1);
     EXPECT_TRUE(played.pictures.empty());
-    EXPECT_NEAR(static_cast<double>(played.heard.audible().size()) / played.heard.sampleRate, 2,
+    EXPECT_NEAR(static_cast<double>(audible(played.heard).size()) / played.heard.sampleRate, 2,
                 0.1);
-    EXPECT_NEAR(dominantFrequency(played.heard.audible(), played.heard.sampleRate), 440, 10);
+    EXPECT_NEAR(dominantFrequency(audible(played.heard), played.heard.sampleRate), 440, 10);
 }
 
 // ---- Frame rates --------------------------------------------------------------------------------
@@ -244,7 +232,7 @@ TEST(PacingTest, reportsFrameRatesOnlyWhenAsked) {
         SCOPED_TRACE(intervalSec);
         options.frameRateIntervalSec = intervalSec;
         options.freeRun = intervalSec <= 0;
-        const Played played = playToEnd(options);
+        const Played played = LibraryPlay(options).playToEnd();
         if (intervalSec <= 0) {
             EXPECT_TRUE(played.instantRates.empty());
             EXPECT_TRUE(played.averageRates.empty());

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "codec/CodecComponent.h"
+#include "codec/ComponentTable.h"
 
 namespace oxa::test {
 
@@ -52,5 +53,18 @@ class CodecShim : public android::CodecComponent, protected android::CodecCompon
     const android::sp<android::CodecComponent> mCodec;
     android::CodecComponent::Client* mClient = nullptr;
 };
+
+// From now on a Shim is before each codec of this kind in this process.
+template <typename Shim>
+void installShim(const char* mime, android::CodecDirection direction) {
+    static const android::ComponentRow* platformRow = nullptr;
+    if (platformRow != nullptr) return;
+    platformRow = android::findComponent(mime, direction);
+    android::addComponent(
+            {mime, direction,
+             [](const android::AString& type) -> android::sp<android::CodecComponent> {
+                 return new Shim(platformRow->create(type));
+             }});
+}
 
 }  // namespace oxa::test

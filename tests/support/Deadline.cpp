@@ -3,16 +3,10 @@
 
 #include "support/Deadline.h"
 
-#include <algorithm>
+#include <iostream>
 #include <thread>
 
 namespace oxa::test {
-
-std::chrono::milliseconds Deadline::remaining() const {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            mEnd - std::chrono::steady_clock::now());
-    return std::max(left, std::chrono::milliseconds(0));
-}
 
 bool waitFor(const std::function<bool()>& condition, std::chrono::milliseconds timeout) {
     const Deadline deadline(timeout);
@@ -21,6 +15,16 @@ bool waitFor(const std::function<bool()>& condition, std::chrono::milliseconds t
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
+}
+
+std::string missedEachTime(const std::function<std::string()>& measure) {
+    constexpr int kTries = 4;
+    std::string missed = measure();
+    for (int i = 1; i < kTries && !missed.empty(); ++i) {
+        std::cout << missed << "; once more\n";
+        missed = measure();
+    }
+    return missed;
 }
 
 }  // namespace oxa::test

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <string>
 
 namespace oxa::test {
 
@@ -18,8 +19,6 @@ class Deadline {
         : mEnd(std::chrono::steady_clock::now() + timeout) {}
 
     bool passed() const { return std::chrono::steady_clock::now() >= mEnd; }
-    // Never negative.
-    std::chrono::milliseconds remaining() const;
     // For std::condition_variable::wait_until.
     std::chrono::steady_clock::time_point end() const { return mEnd; }
 
@@ -30,5 +29,10 @@ class Deadline {
 // Asks `condition` every millisecond until it is true; false when the time is over before.
 bool waitFor(const std::function<bool()>& condition,
              std::chrono::milliseconds timeout = Deadline::kDefault);
+
+// For what real time decides. A machine that stood still spoils a measurement once, a fault of what
+// is measured spoils it each time: `measure`, which returns what it missed, is made again while it
+// missed something. Returns what the last one missed; empty: nothing.
+std::string missedEachTime(const std::function<std::string()>& measure);
 
 }  // namespace oxa::test

@@ -16,8 +16,6 @@ namespace oxa::test {
 
 namespace {
 
-constexpr AVRational kMicroseconds = {1, 1000000};
-
 int clockwiseRotation(const AVStream* stream) {
     const uint8_t* matrix = av_stream_get_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
     if (matrix == nullptr) return 0;
@@ -35,9 +33,6 @@ StreamProbe describe(const AVFormatContext* format, const AVStream* stream) {
     const char* profile = avcodec_profile_name(parameters->codec_id, parameters->profile);
     if (profile != nullptr) probe.profile = profile;
     probe.level = parameters->level;
-    if (stream->duration != AV_NOPTS_VALUE) {
-        probe.headerDurationUs = av_rescale_q(stream->duration, stream->time_base, kMicroseconds);
-    }
     probe.width = parameters->width;
     probe.height = parameters->height;
     const AVRational sar = av_guess_sample_aspect_ratio(const_cast<AVFormatContext*>(format),
@@ -56,26 +51,17 @@ void addFrame(const AVStream* stream, const AVFrame& frame, int64_t timeUs, Stre
     int64_t durationUs = 0;
     if (probe->isVideo) {
         ++probe->frameCount;
-        probe->interlaced |= frame.interlaced_frame != 0;
-        durationUs = av_rescale_q(frame.pkt_duration, stream->time_base, kMicroseconds);
+        durationUs = av_rescale_q(frame.pkt_duration, stream->time_base, av_get_time_base_q());
     } else {
         probe->frameCount += frame.nb_samples;
         probe->sampleRate = frame.sample_rate;
         probe->channels = frame.ch_layout.nb_channels;
-        durationUs = av_rescale(frame.nb_samples, kMicroseconds.den, frame.sample_rate);
+        durationUs = av_rescale(frame.nb_samples, 1000000, frame.sample_rate);
     }
     probe->endUs = std::max(probe->endUs, timeUs + durationUs);
 }
 
 }  // namespace
-
-int64_t StreamProbe::largestStepUs() const {
-    int64_t largest = 0;
-    for (size_t i = 1; i < timesUs.size(); ++i) {
-        largest = std::max(largest, timesUs[i] - timesUs[i - 1]);
-    }
-    return largest;
-}
 
 MediaProbe::MediaProbe(const std::string& path, const std::string& format) {
     MediaReader reader(path, format);
@@ -83,7 +69,6 @@ MediaProbe::MediaProbe(const std::string& path, const std::string& format) {
     if (!reader.ok()) return;
     const AVFormatContext* context = reader.format();
     mFormatName = context->iformat->name;
-    if (context->duration != AV_NOPTS_VALUE) mHeaderDurationUs = context->duration;
     for (unsigned index = 0; index < context->nb_streams; ++index) {
         mStreams.push_back(describe(context, context->streams[index]));
     }
@@ -98,10 +83,7 @@ MediaProbe::MediaProbe(const std::string& path, const std::string& format) {
                                        ? INT64_MIN
                                        : reader.toUs(packet.stream_index, packet.pts);
         probe.packetTimesUs.push_back(timeUs);
-        if (packet.flags & AV_PKT_FLAG_KEY) {
-            ++probe.syncPacketCount;
-            probe.syncTimesUs.push_back(timeUs);
-        }
+        if (packet.flags & AV_PKT_FLAG_KEY) ++probe.syncPacketCount;
         if (packet.dts == AV_NOPTS_VALUE) return;
         int64_t& last = lastDecoding[packet.stream_index];
         if (last != INT64_MIN && packet.dts <= last) probe.decodingTimesRise = false;

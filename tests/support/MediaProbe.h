@@ -19,15 +19,13 @@ struct StreamProbe {
     int level = -1;
     int64_t packetCount = 0;
     int64_t syncPacketCount = 0;
-    std::vector<int64_t> syncTimesUs;  // of the packets with the key flag
     std::vector<int64_t> packetTimesUs;
     bool decodingTimesRise = true;
     int decodeErrors = 0;  // -1: no decoder
 
-    int64_t frameCount = 0;         // decoded pictures, or samples of one channel
-    std::vector<int64_t> timesUs;   // of each decoded picture or block of sound
-    int64_t endUs = 0;              // end of the last one
-    int64_t headerDurationUs = -1;  // as the container says, -1 if it does not
+    int64_t frameCount = 0;        // decoded pictures, or samples of one channel
+    std::vector<int64_t> timesUs;  // of each decoded picture or block of sound
+    int64_t endUs = 0;             // end of the last one
 
     int width = 0;
     int height = 0;
@@ -35,15 +33,12 @@ struct StreamProbe {
     int sarDen = 1;
     int rotation = 0;  // degrees clockwise that a player turns the picture
     double frameRate = 0;
-    bool interlaced = false;  // any decoded picture is
 
     int sampleRate = 0;
     int channels = 0;
 
     int64_t firstUs() const { return timesUs.empty() ? 0 : timesUs.front(); }
     int64_t durationUs() const { return endUs - firstUs(); }
-    // The largest distance between one picture and the next.
-    int64_t largestStepUs() const;
 };
 
 // Opens a media file with libavformat, decodes all of it and tells what is in it.
@@ -55,7 +50,6 @@ class MediaProbe {
     bool ok() const { return mError.empty(); }
     const std::string& error() const { return mError; }
     const std::string& formatName() const { return mFormatName; }
-    int64_t headerDurationUs() const { return mHeaderDurationUs; }
     const std::vector<StreamProbe>& streams() const { return mStreams; }
     // The first stream of the kind, without cover pictures; null if there is none.
     const StreamProbe* video() const { return find(true); }
@@ -66,7 +60,6 @@ class MediaProbe {
 
     std::string mError;
     std::string mFormatName;
-    int64_t mHeaderDurationUs = -1;
     std::vector<StreamProbe> mStreams;
 };
 

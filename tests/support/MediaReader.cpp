@@ -9,8 +9,6 @@ namespace oxa::test {
 
 namespace {
 
-constexpr AVRational kMicroseconds = {1, 1000000};
-
 std::string errorText(int error) {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
     av_strerror(error, text, sizeof(text));
@@ -36,20 +34,20 @@ MediaReader::~MediaReader() {
     avformat_close_input(&mFormat);
 }
 
-int MediaReader::findStream(AVMediaType kind, int number) const {
+int MediaReader::findStream(AVMediaType kind) const {
     if (!ok()) return -1;
     for (unsigned index = 0; index < mFormat->nb_streams; ++index) {
         const AVStream* stream = mFormat->streams[index];
-        if (stream->codecpar->codec_type != kind) continue;
-        if (stream->disposition & AV_DISPOSITION_ATTACHED_PIC) continue;
-        if (number-- == 0) return static_cast<int>(index);
+        const bool isCover = stream->disposition & AV_DISPOSITION_ATTACHED_PIC;
+        if (stream->codecpar->codec_type == kind && !isCover) return static_cast<int>(index);
     }
     return -1;
 }
 
 int64_t MediaReader::toUs(int stream, int64_t streamTime) const {
     const int64_t startUs = mFormat->start_time == AV_NOPTS_VALUE ? 0 : mFormat->start_time;
-    return av_rescale_q(streamTime, mFormat->streams[stream]->time_base, kMicroseconds) - startUs;
+    return av_rescale_q(streamTime, mFormat->streams[stream]->time_base, av_get_time_base_q()) -
+           startUs;
 }
 
 void MediaReader::readPackets(const std::function<void(const AVPacket&)>& onPacket) {

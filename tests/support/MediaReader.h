@@ -16,18 +16,14 @@ extern "C" {
 
 namespace oxa::test {
 
-struct FrameDeleter {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+template <typename Object, void (*Free)(Object**)>
+struct Deleter {
+    void operator()(Object* object) const { Free(&object); }
 };
-struct PacketDeleter {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-struct CodecContextDeleter {
-    void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
-};
-using FramePtr = std::unique_ptr<AVFrame, FrameDeleter>;
-using PacketPtr = std::unique_ptr<AVPacket, PacketDeleter>;
-using CodecContextPtr = std::unique_ptr<AVCodecContext, CodecContextDeleter>;
+using FramePtr = std::unique_ptr<AVFrame, Deleter<AVFrame, av_frame_free>>;
+using PacketPtr = std::unique_ptr<AVPacket, Deleter<AVPacket, av_packet_free>>;
+using CodecContextPtr =
+        std::unique_ptr<AVCodecContext, Deleter<AVCodecContext, avcodec_free_context>>;
 
 // Opens a file with libavformat and walks through it once. Times are in microseconds, relative to
 // the file's start time, so that those of all streams can be compared.
@@ -43,8 +39,8 @@ class MediaReader {
     const std::string& error() const { return mError; }
 
     AVFormatContext* format() const { return mFormat; }
-    // Index of the `number`th stream of a kind (cover pictures do not count), -1 if there is none.
-    int findStream(AVMediaType kind, int number = 0) const;
+    // Index of the first stream of a kind (cover pictures do not count), -1 if there is none.
+    int findStream(AVMediaType kind) const;
 
     int64_t toUs(int stream, int64_t streamTime) const;
 

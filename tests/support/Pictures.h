@@ -21,38 +21,25 @@ struct Image {
     int planeHeight(int plane) const { return plane == 0 ? height : (height + 1) / 2; }
 };
 
-struct PictureOptions {
-    int width = 0;  // 0: as they are; else scaled (bicubic)
-    int height = 0;
-    int maxCount = -1;  // -1: all
-    std::string
-            filter;  // a libavfilter chain that comes before the scaling, e.g. "transpose=clock"
-};
+// All pictures of the first video stream, scaled (bicubic) if a size is given; empty when there is
+// none.
+std::vector<Image> decodePictures(const std::string& path, int width = 0, int height = 0);
 
-// All pictures of the first video stream; empty when there is none.
-std::vector<Image> decodePictures(const std::string& path, const PictureOptions& options = {});
-
+// dB; equal pictures give kEqualPsnr.
 struct Psnr {
-    double y = 0;
-    double u = 0;
-    double v = 0;
+    double y = -1;
+    double u = -1;
+    double v = -1;
 };
-
-// dB; equal pictures give kEqualPsnr. They must have one size.
 constexpr double kEqualPsnr = 100;
-Psnr psnr(const Image& a, const Image& b);
 
 struct PsnrResult {
-    size_t countA = 0;
-    size_t countB = 0;
-    Psnr mean;  // over the pictures that both have, -1 when none could be compared
-    double lowestY = -1;
-    size_t lowestAt = 0;
+    size_t countB = 0;  // the pictures of `b`
+    Psnr mean;          // over those that both have, -1 when none could be compared
 };
 
 // Compares picture by picture, in order. Those of `b` are scaled to the size of `a`'s if need be.
-PsnrResult comparePictures(const std::string& a, const std::string& b,
-                           const PictureOptions& options = {});
+PsnrResult comparePictures(const std::string& a, const std::string& b);
 
 struct Colour {
     double y = 0;

@@ -6,15 +6,15 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
+#include <sstream>
 
 #include "support/Deadline.h"
 
@@ -34,12 +34,6 @@ void closeEnd(int* end) {
     *end = -1;
 }
 
-void limitResource(int resource, int64_t value) {
-    if (value < 0) return;
-    const rlimit limit = {static_cast<rlim_t>(value), static_cast<rlim_t>(value)};
-    setrlimit(static_cast<__rlimit_resource>(resource), &limit);
-}
-
 // Takes what there is; closes the end at the end of the file.
 void drain(int* end, std::string* text) {
     std::array<char, 65536> block;
@@ -57,51 +51,8 @@ void drain(int* end, std::string* text) {
 
 }  // namespace
 
-// How far the list of signals has been worked off.
-struct ProcessRunner::SignalPlan {
-    size_t next = 0;
-    steady_clock::time_point last = steady_clock::now();
-    size_t seenOut = 0;
-    size_t seenErr = 0;
-};
-
-struct ProcessRunner::Pipes {
-    // [0] is read, [1] is written.
-    int in[2] = {-1, -1};
-    int out[2] = {-1, -1};
-    int err[2] = {-1, -1};
-
-    bool open() {
-        return pipe2(in, O_CLOEXEC) == 0 && pipe2(out, O_CLOEXEC) == 0 &&
-               pipe2(err, O_CLOEXEC) == 0;
-    }
-    void keepParentEnds() {
-        closeEnd(&in[0]);
-        closeEnd(&out[1]);
-        closeEnd(&err[1]);
-        for (int end : {in[1], out[0], err[0]})
-            fcntl(end, F_SETFL, O_NONBLOCK);
-    }
-    ~Pipes() {
-        for (int* ends : {in, out, err}) {
-            closeEnd(&ends[0]);
-            closeEnd(&ends[1]);
-        }
-    }
-};
-
 ProcessRunner& ProcessRunner::setTimeLimit(milliseconds limit) {
     mTimeLimit = limit;
-    return *this;
-}
-
-ProcessRunner& ProcessRunner::setInput(std::string input) {
-    mInput = std::move(input);
-    return *this;
-}
-
-ProcessRunner& ProcessRunner::setWorkingDirectory(std::string directory) {
-    mDirectory = std::move(directory);
     return *this;
 }
 
@@ -117,12 +68,12 @@ ProcessRunner& ProcessRunner::leavesThreads() {
 }
 
 ProcessRunner& ProcessRunner::setFileSizeLimit(int64_t bytes) {
-    mFileSizeLimit = bytes;
+    mLimits.emplace_back(RLIMIT_FSIZE, bytes);
     return *this;
 }
 
 ProcessRunner& ProcessRunner::setMemoryLimit(int64_t bytes) {
-    mMemoryLimit = bytes;
+    mLimits.emplace_back(RLIMIT_AS, bytes);
     return *this;
 }
 
@@ -143,26 +94,33 @@ ProcessRunner& ProcessRunner::signalOnText(int signal, std::string text) {
 
 ProcessResult ProcessRunner::run() {
     ProcessResult result;
-    Pipes pipes;
-    if (mCommand.empty() || !pipes.open()) return result;
+    int out[2] = {-1, -1};
+    int err[2] = {-1, -1};
     const auto start = steady_clock::now();
+    if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return result;
     const pid_t child = fork();
-    if (child < 0) return result;
-    if (child == 0) runChild(pipes);
-    setpgid(child, child);  // also done by the child: whoever comes first
-    pipes.keepParentEnds();
-    converse(child, &pipes, &result);
+    if (child == 0) runChild(out[1], err[1]);
+    closeEnd(&out[1]);
+    closeEnd(&err[1]);
+    if (child > 0) {
+        setpgid(child, child);  // also done by the child: whoever comes first
+        converse(child, &out[0], &err[0], &result);
+    }
+    closeEnd(&out[0]);
+    closeEnd(&err[0]);
     result.duration = duration_cast<milliseconds>(steady_clock::now() - start);
     return result;
 }
 
-void ProcessRunner::runChild(const Pipes& pipes) {
+void ProcessRunner::runChild(int out, int err) {
     setpgid(0, 0);
-    dup2(pipes.in[0], STDIN_FILENO);
-    dup2(pipes.out[1], STDOUT_FILENO);
-    dup2(pipes.err[1], STDERR_FILENO);
-    limitResource(RLIMIT_FSIZE, mFileSizeLimit);
-    limitResource(RLIMIT_AS, mMemoryLimit);
+    dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+    dup2(out, STDOUT_FILENO);
+    dup2(err, STDERR_FILENO);
+    for (const auto& [resource, bytes] : mLimits) {
+        const rlimit limit = {bytes, bytes};
+        setrlimit(resource, &limit);
+    }
     for (const auto& [name, value] : mEnvironment)
         setenv(name.c_str(), value.c_str(), 1);
     // What a test program ignores, its children would otherwise ignore as well.
@@ -171,79 +129,55 @@ void ProcessRunner::runChild(const Pipes& pipes) {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
-    if (mDirectory.empty() || chdir(mDirectory.c_str()) == 0) {
-        std::vector<char*> arguments;
-        for (const std::string& argument : mCommand) {
-            arguments.push_back(const_cast<char*>(argument.c_str()));
-        }
-        arguments.push_back(nullptr);
-        execvp(arguments[0], arguments.data());
-    }
+    std::vector<char*> arguments;
+    for (const std::string& argument : mCommand)
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
     fprintf(stderr, "cannot run %s: %m\n", mCommand[0].c_str());
     _exit(kExecFailed);
 }
 
-void ProcessRunner::converse(pid_t child, Pipes* pipes, ProcessResult* result) {
+void ProcessRunner::converse(pid_t child, int* out, int* err, ProcessResult* result) const {
     const Deadline deadline(mTimeLimit);
-    // A test program must survive a child that does not read its input.
-    struct sigaction ignore = {};
-    struct sigaction former = {};
-    ignore.sa_handler = SIG_IGN;
-    sigaction(SIGPIPE, &ignore, &former);
-    size_t written = 0;
-    SignalPlan plan;
+    auto planned = mSignals.begin();
+    auto last = steady_clock::now();
+    size_t seenOut = 0;
+    size_t seenErr = 0;
+    const auto isSignalDue = [&] {
+        if (planned == mSignals.end()) return false;
+        if (planned->text.empty()) return steady_clock::now() - last >= planned->delay;
+        return result->out.find(planned->text, seenOut) != std::string::npos ||
+               result->err.find(planned->text, seenErr) != std::string::npos;
+    };
+    for (int end : {*out, *err})
+        fcntl(end, F_SETFL, O_NONBLOCK);
+    int status = 0;
+    rusage usage = {};
     for (bool running = true; running;) {
-        pollfd ends[] = {{pipes->out[0], POLLIN, 0}, {pipes->err[0], POLLIN, 0}};
+        pollfd ends[] = {{*out, POLLIN, 0}, {*err, POLLIN, 0}};
         poll(ends, 2, kPollMs);
-        writeInput(pipes, &written);
         // Asked before the pipes are read: what an ended program has written is all there.
-        running = !hasEnded(child, result);
-        drain(&pipes->out[0], &result->out);
-        drain(&pipes->err[0], &result->err);
+        running = wait4(child, &status, WNOHANG, &usage) == 0;
+        drain(out, &result->out);
+        drain(err, &result->err);
         if (mOutputLimit >= 0 && static_cast<int64_t>(result->out.size()) >= mOutputLimit) {
-            closeEnd(&pipes->out[0]);
+            closeEnd(out);
         }
         if (!running) break;
         if (deadline.passed()) {
             result->timedOut = true;
             kill(-child, SIGKILL);
-        } else {
-            sendDueSignal(child, *result, &plan);
+        } else if (isSignalDue()) {
+            kill(-child, planned++->signal);
+            last = steady_clock::now();
+            seenOut = result->out.size();
+            seenErr = result->err.size();
         }
     }
-    sigaction(SIGPIPE, &former, nullptr);
-}
-
-void ProcessRunner::writeInput(Pipes* pipes, size_t* written) const {
-    if (pipes->in[1] < 0) return;
-    const ssize_t put = write(pipes->in[1], mInput.data() + *written, mInput.size() - *written);
-    if (put > 0) *written += static_cast<size_t>(put);
-    const bool broken = put < 0 && errno != EAGAIN && errno != EINTR;
-    if (*written == mInput.size() || broken) closeEnd(&pipes->in[1]);
-}
-
-bool ProcessRunner::hasEnded(pid_t child, ProcessResult* result) {
-    int status = 0;
-    rusage usage = {};
-    if (wait4(child, &status, WNOHANG, &usage) == 0) return false;
     if (WIFEXITED(status)) result->exitCode = WEXITSTATUS(status);
     if (WIFSIGNALED(status)) result->signal = WTERMSIG(status);
     result->maxResidentKiB = usage.ru_maxrss;
-    return true;
-}
-
-void ProcessRunner::sendDueSignal(pid_t child, const ProcessResult& result,
-                                  SignalPlan* plan) const {
-    if (plan->next >= mSignals.size()) return;
-    const PlannedSignal& planned = mSignals[plan->next];
-    const bool due =
-            planned.text.empty()
-                    ? steady_clock::now() - plan->last >= planned.delay
-                    : result.out.find(planned.text, plan->seenOut) != std::string::npos ||
-                              result.err.find(planned.text, plan->seenErr) != std::string::npos;
-    if (!due) return;
-    kill(-child, planned.signal);
-    *plan = {plan->next + 1, steady_clock::now(), result.out.size(), result.err.size()};
 }
 
 ProcessResult runOrDie(const std::vector<std::string>& command) {
@@ -254,6 +188,21 @@ ProcessResult runOrDie(const std::vector<std::string>& command) {
     fprintf(stderr, "\nended with %d, signal %d:\n%s\n", result.exitCode, result.signal,
             result.err.c_str());
     abort();
+}
+
+std::vector<std::string> joined(std::vector<std::string> first,
+                                const std::vector<std::string>& more) {
+    first.insert(first.end(), more.begin(), more.end());
+    return first;
+}
+
+std::vector<std::string> words(const std::string& text) {
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>()};
+}
+
+std::vector<std::string> ffmpeg(const std::vector<std::string>& arguments) {
+    return joined(words("ffmpeg -hide_banner -nostdin -v error -y"), arguments);
 }
 
 }  // namespace oxa::test

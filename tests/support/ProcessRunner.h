@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <chrono>
@@ -25,8 +26,8 @@ struct ProcessResult {
     bool ok() const { return exitCode == 0; }
 };
 
-// Runs one program and waits for its end. Standard input is empty unless set; standard output and
-// error are captured. A program that outlives its time limit is killed. It gets a process group of
+// Runs one program and waits for its end. Standard input is empty; standard output and error are
+// captured. A program that outlives its time limit is killed. It gets a process group of
 // its own, as if started in a terminal, so that signals reach its children too.
 class ProcessRunner {
   public:
@@ -34,8 +35,6 @@ class ProcessRunner {
     explicit ProcessRunner(std::vector<std::string> command) : mCommand(std::move(command)) {}
 
     ProcessRunner& setTimeLimit(std::chrono::milliseconds limit);
-    ProcessRunner& setInput(std::string input);
-    ProcessRunner& setWorkingDirectory(std::string directory);
     ProcessRunner& setEnvironment(const std::string& name, const std::string& value);
     // For a program that leaves hanging threads alone by design: the thread sanitizer, if it is
     // there, does not complain of them.
@@ -61,27 +60,26 @@ class ProcessRunner {
         std::chrono::milliseconds delay;
         std::string text;  // empty: after the delay
     };
-    struct Pipes;
-    struct SignalPlan;
 
-    void runChild(const Pipes& pipes);
-    void converse(pid_t child, Pipes* pipes, ProcessResult* result);
-    void writeInput(Pipes* pipes, size_t* written) const;
-    static bool hasEnded(pid_t child, ProcessResult* result);
-    void sendDueSignal(pid_t child, const ProcessResult& result, SignalPlan* plan) const;
+    void runChild(int out, int err);
+    void converse(pid_t child, int* out, int* err, ProcessResult* result) const;
 
     const std::vector<std::string> mCommand;
     std::chrono::milliseconds mTimeLimit{120000};
-    std::string mInput;
-    std::string mDirectory;
     std::vector<std::pair<std::string, std::string>> mEnvironment;
-    int64_t mFileSizeLimit = -1;
-    int64_t mMemoryLimit = -1;
+    std::vector<std::pair<__rlimit_resource, rlim_t>> mLimits;
     int64_t mOutputLimit = -1;
     std::vector<PlannedSignal> mSignals;
 };
 
 // Runs a command that must succeed; aborts the test program with its output if it does not.
 ProcessResult runOrDie(const std::vector<std::string>& command);
+
+std::vector<std::string> joined(std::vector<std::string> first,
+                                const std::vector<std::string>& more);
+// The words of a text, for arguments that have no spaces in them.
+std::vector<std::string> words(const std::string& text);
+// The `ffmpeg` command, which replaces its output and says nothing but errors.
+std::vector<std::string> ffmpeg(const std::vector<std::string>& arguments);
 
 }  // namespace oxa::test

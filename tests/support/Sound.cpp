@@ -79,13 +79,15 @@ double toDb(double amplitude) {
     return amplitude <= 0 ? kSilenceDb : std::max(kSilenceDb, 20 * std::log10(amplitude));
 }
 
-// The amplitude of `frequency` around each sample: demodulated and averaged over `width` samples
-// centred on it, so that half height marks the edge of a burst.
-std::vector<double> envelope(const std::vector<float>& samples, int sampleRate, double frequency,
-                             size_t width) {
+// The amplitude of a beep's frequency around each sample: demodulated and averaged over some
+// samples centred on it, so that half height marks the edge of a burst.
+std::vector<double> envelope(const std::vector<float>& samples, int sampleRate) {
+    // Five whole periods: long enough to tell the tone from a click, short against a beep.
+    constexpr double kPeriods = 5;
+    const auto width = static_cast<size_t>(std::lround(kPeriods * sampleRate / kBeepFrequency));
     std::vector<Complex> sums(samples.size() + 1);
     for (size_t i = 0; i < samples.size(); ++i) {
-        const double phase = -2 * M_PI * frequency * static_cast<double>(i) / sampleRate;
+        const double phase = -2 * M_PI * kBeepFrequency * static_cast<double>(i) / sampleRate;
         sums[i + 1] = sums[i] + static_cast<double>(samples[i]) * std::polar(1.0, phase);
     }
     std::vector<double> heights(samples.size());
@@ -128,10 +130,10 @@ double Sound::timeUs(double frame) const {
            (frame - static_cast<double>(block.first)) * 1e6 / sampleRate;
 }
 
-Sound decodeSound(const std::string& path, int number) {
+Sound decodeSound(const std::string& path) {
     Sound sound;
     MediaReader reader(path);
-    const int stream = reader.findStream(AVMEDIA_TYPE_AUDIO, number);
+    const int stream = reader.findStream(AVMEDIA_TYPE_AUDIO);
     if (stream < 0) return sound;
     bool changed = false;
     reader.decode({stream}, [&](int, const AVFrame& frame, int64_t timeUs) {
@@ -257,13 +259,9 @@ size_t peakPosition(const std::vector<float>& samples) {
     return static_cast<size_t>(loudest - samples.begin());
 }
 
-std::vector<double> beepPositions(const std::vector<float>& samples, int sampleRate,
-                                  double frequency) {
+std::vector<double> beepPositions(const std::vector<float>& samples, int sampleRate) {
     std::vector<double> positions;
-    // Five whole periods: long enough to tell the tone from a click, short against a beep.
-    constexpr double kPeriods = 5;
-    const auto width = static_cast<size_t>(std::lround(kPeriods * sampleRate / frequency));
-    const std::vector<double> heights = envelope(samples, sampleRate, frequency, width);
+    const std::vector<double> heights = envelope(samples, sampleRate);
     if (heights.empty()) return positions;
     const double half = *std::max_element(heights.begin(), heights.end()) / 2;
     if (half < 0.01) return positions;

@@ -31,9 +31,9 @@ struct Sound {
     double timeUs(double frame) const;
 };
 
-// The `number`th sound stream of a file; empty if there is none. A change of rate or channels in
-// the middle ends it.
-Sound decodeSound(const std::string& path, int number = 0);
+// The first sound stream of a file; empty if there is none. A change of rate or channels in the
+// middle ends it.
+Sound decodeSound(const std::string& path);
 
 // Sound from interleaved 16-bit samples.
 Sound soundFromPcm(const std::vector<int16_t>& pcm, int channels, int sampleRate);
@@ -64,9 +64,10 @@ int64_t correlationLag(const std::vector<float>& a, const std::vector<float>& b,
 // Index of the loudest sample.
 size_t peakPosition(const std::vector<float>& samples);
 
-// The first samples of bursts of `frequency` that are preceded by silence, to a fraction of a
-// millisecond, also where a codec has smeared the edges.
-std::vector<double> beepPositions(const std::vector<float>& samples, int sampleRate,
-                                  double frequency = 1000);
+constexpr double kBeepFrequency = 1000;
+
+// The first samples of beeps that are preceded by silence, to a fraction of a millisecond, also
+// where a codec has smeared the edges.
+std::vector<double> beepPositions(const std::vector<float>& samples, int sampleRate);
 
 }  // namespace oxa::test

@@ -19,11 +19,8 @@ std::vector<double> findFlashes(const std::string& path) {
     constexpr double kBright = 160;
     constexpr double kDark = 80;
     std::vector<double> flashes;
-    PictureOptions small;
-    small.width = 32;
-    small.height = 32;
     bool dark = false;
-    for (const Image& image : decodePictures(path, small)) {
+    for (const Image& image : decodePictures(path, 32, 32)) {
         const double luma = meanColour(image).y;
         if (luma < kDark) dark = true;
         if (!dark || luma < kBright) continue;
@@ -33,24 +30,16 @@ std::vector<double> findFlashes(const std::string& path) {
     return flashes;
 }
 
-std::vector<double> findBeeps(const std::string& path, double frequency) {
+std::vector<double> findBeeps(const std::string& path) {
     const Sound sound = decodeSound(path);
     std::vector<double> beeps;
     if (sound.empty()) return beeps;
-    for (double position : beepPositions(sound.channel(0), sound.sampleRate, frequency)) {
+    for (double position : beepPositions(sound.channel(0), sound.sampleRate))
         beeps.push_back(sound.timeUs(position) / 1000);
-    }
     return beeps;
 }
 
 }  // namespace
-
-double SyncMeasure::meanMs() const {
-    double sum = 0;
-    for (double offset : offsetsMs)
-        sum += offset;
-    return offsetsMs.empty() ? 0 : sum / static_cast<double>(offsetsMs.size());
-}
 
 double SyncMeasure::largestMs() const {
     double largest = 0;
@@ -60,10 +49,10 @@ double SyncMeasure::largestMs() const {
     return largest;
 }
 
-SyncMeasure measureSync(const std::string& path, double beepFrequency) {
+SyncMeasure measureSync(const std::string& path) {
     SyncMeasure measure;
     measure.flashesMs = findFlashes(path);
-    measure.beepsMs = findBeeps(path, beepFrequency);
+    measure.beepsMs = findBeeps(path);
     for (double flash : measure.flashesMs) {
         const auto nearest = std::min_element(
                 measure.beepsMs.begin(), measure.beepsMs.end(),

@@ -17,11 +17,10 @@ struct SyncMeasure {
     // sound is late. A flash counts from the first picture that shows it.
     std::vector<double> offsetsMs;
 
-    // Zero without a pair: check the number of pairs as well.
-    double meanMs() const;
-    double largestMs() const;  // the one farthest from zero, with its sign
+    // The one farthest from zero, with its sign. Zero without a pair: check their number as well.
+    double largestMs() const;
 };
 
-SyncMeasure measureSync(const std::string& path, double beepFrequency = 1000);
+SyncMeasure measureSync(const std::string& path);
 
 }  // namespace oxa::test

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <functional>
 #include <map>
 #include <random>
@@ -19,16 +18,6 @@ namespace {
 
 using Arguments = std::vector<std::string>;
 
-void append(Arguments* arguments, const Arguments& more) {
-    arguments->insert(arguments->end(), more.begin(), more.end());
-}
-
-std::string number(double value) {
-    char text[32];
-    snprintf(text, sizeof(text), "%.9f", value);
-    return text;
-}
-
 std::string newName(const std::string& extension) {
     static int count = 0;
     return TempDir::ofProcess().file("clip" + std::to_string(count++) + "." + extension);
@@ -37,77 +26,51 @@ std::string newName(const std::string& extension) {
 // Runs the command with these arguments and an output name of its own, once for each set.
 std::string make(const Arguments& arguments, const std::string& extension) {
     static std::map<Arguments, std::string> made;
-    Arguments key = arguments;
-    key.push_back(extension);
-    std::string& path = made[key];
+    std::string& path = made[joined(arguments, {extension})];
     if (!path.empty()) return path;
     path = newName(extension);
-    Arguments command = {"ffmpeg", "-hide_banner", "-nostdin", "-loglevel", "error", "-y"};
-    append(&command, arguments);
-    command.push_back(path);
-    runOrDie(command);
+    runOrDie(ffmpeg(joined(arguments, {path})));
     return path;
-}
-
-std::string frameRate(const ClipOptions& options) {
-    return std::to_string(options.frameRateNum) + "/" + std::to_string(options.frameRateDen);
 }
 
 std::string pictureSource(const std::string& name, const ClipOptions& options) {
     return name + "=size=" + std::to_string(options.width) + "x" + std::to_string(options.height) +
-           ":rate=" + frameRate(options) + ":duration=" + number(options.seconds);
+           ":rate=" + std::to_string(options.frameRateNum) +
+           ":duration=" + std::to_string(options.seconds);
 }
 
 std::string soundSource(const std::string& expression, const ClipOptions& options) {
     const double seconds = options.audioSeconds > 0 ? options.audioSeconds : options.seconds;
     return "aevalsrc=exprs='" + expression + "':sample_rate=" + std::to_string(options.sampleRate) +
-           ":duration=" + number(seconds);
-}
-
-std::string filtered(std::string source, const std::string& chain) {
-    return chain.empty() ? source : source + "," + chain;
-}
-
-Arguments encoders(const ClipOptions& options) {
-    Arguments arguments;
-    if (options.video) {
-        append(&arguments, {"-c:v", options.videoCodec, "-pix_fmt", "yuv420p"});
-        if (options.videoCodec == "libx264") append(&arguments, {"-preset", "veryfast"});
-        append(&arguments, options.videoArguments);
-    }
-    if (options.audio) {
-        append(&arguments, {"-c:a", options.audioCodec, "-strict", "-2"});
-        if (options.channels > 0) append(&arguments, {"-ac", std::to_string(options.channels)});
-        append(&arguments, options.audioArguments);
-    }
-    append(&arguments, options.outputArguments);
-    return arguments;
+           ":duration=" + std::to_string(seconds);
 }
 
 std::string makeClip(const std::string& picture, const std::string& sound,
                      const ClipOptions& options) {
-    Arguments arguments;
+    Arguments inputs;
+    Arguments encoders;
     if (options.video) {
-        append(&arguments, {"-f", "lavfi", "-i", filtered(picture, options.videoFilter)});
+        const std::string& filter = options.videoFilter;
+        inputs = {"-f", "lavfi", "-i", filter.empty() ? picture : picture + "," + filter};
+        encoders = {"-c:v", options.videoCodec, "-pix_fmt", "yuv420p"};
+        if (options.videoCodec == "libx264") encoders = joined(encoders, {"-preset", "veryfast"});
+        encoders = joined(encoders, options.videoArguments);
     }
-    if (options.audio) append(&arguments, {"-f", "lavfi", "-i", sound});
-    append(&arguments, encoders(options));
-    return make(arguments, options.extension);
-}
-
-int flashPeriod(const ClipOptions& options) {
-    return static_cast<int>(
-            std::lround(1.0 * options.frameRateNum / std::max(1, options.frameRateDen)));
-}
-
-std::string extensionOf(const std::string& path) {
-    return path.substr(path.rfind('.') + 1);
+    if (options.audio) {
+        inputs = joined(inputs, {"-f", "lavfi", "-i", sound});
+        encoders = joined(encoders, {"-c:a", options.audioCodec, "-strict", "-2"});
+        if (options.channels > 0) {
+            encoders = joined(encoders, {"-ac", std::to_string(options.channels)});
+        }
+        encoders = joined(encoders, options.audioArguments);
+    }
+    return make(joined(joined(inputs, encoders), options.outputArguments), options.extension);
 }
 
 std::string changedCopy(const std::string& path, const std::function<void(std::string*)>& change) {
     std::string content = readFile(path);
     change(&content);
-    const std::string copy = newName(extensionOf(path));
+    const std::string copy = newName(path.substr(path.rfind('.') + 1));
     writeFile(copy, content);
     return copy;
 }
@@ -123,29 +86,20 @@ std::string testClip(const ClipOptions& options) {
                     soundSource("0.25*sin(2*PI*440*t)", options), options);
 }
 
-std::string flashBeepClip(const ClipOptions& options, double beepOffsetMs, double beepFrequency) {
+std::string flashBeepClip(const ClipOptions& options, double beepOffsetMs) {
     constexpr int kFlashPictures = 3;
-    const int period = flashPeriod(options);
+    const int period = options.frameRateNum;
     const int first = period / 2;
-    const double frameSeconds = 1.0 * options.frameRateDen / options.frameRateNum;
     const std::string picture = pictureSource("color", options) +
                                 ":color=black,drawbox=color=white:thickness=fill:enable='" +
                                 "gte(n," + std::to_string(first) + ")*lt(mod(n-" +
                                 std::to_string(first) + "," + std::to_string(period) + ")," +
                                 std::to_string(kFlashPictures) + ")'";
-    const std::string since = "(t-" + number(first * frameSeconds + beepOffsetMs / 1000) + ")";
-    const std::string sound = "0.5*sin(2*PI*" + number(beepFrequency) + "*" + since + ")*gte(" +
-                              since + ",0)*lt(mod(" + since + "," + number(period * frameSeconds) +
-                              "),0.1)";
+    const std::string since =
+            "(t-" + std::to_string(1.0 * first / period + beepOffsetMs / 1000) + ")";
+    const std::string sound =
+            "0.5*sin(2*PI*1000*" + since + ")*gte(" + since + ",0)*lt(mod(" + since + ",1),0.1)";
     return makeClip(picture, soundSource(sound, options), options);
-}
-
-int flashCount(const ClipOptions& options) {
-    const int period = flashPeriod(options);
-    const int pictures = static_cast<int>(
-            std::lround(options.seconds * options.frameRateNum / options.frameRateDen));
-    const int first = period / 2;
-    return pictures <= first ? 0 : (pictures - first - 1) / period + 1;
 }
 
 std::string sineClip(const std::vector<double>& frequencies, double amplitude,
@@ -153,7 +107,7 @@ std::string sineClip(const std::vector<double>& frequencies, double amplitude,
     std::string expression;
     for (double frequency : frequencies) {
         if (!expression.empty()) expression += "|";
-        expression += number(amplitude) + "*sin(2*PI*" + number(frequency) + "*t)";
+        expression += std::to_string(amplitude) + "*sin(2*PI*" + std::to_string(frequency) + "*t)";
     }
     ClipOptions sound = options;
     sound.video = false;
@@ -166,35 +120,16 @@ std::string sineClip(const std::vector<double>& frequencies, double amplitude,
 std::string oneFrameVideo(const ClipOptions& options) {
     ClipOptions single = options;
     single.audio = false;
-    append(&single.outputArguments, {"-frames:v", "1"});
+    single.outputArguments = joined(single.outputArguments, {"-frames:v", "1"});
     return testClip(single);
 }
 
-std::string coverPictureClip(double seconds) {
-    ClipOptions options;
-    options.seconds = seconds;
-    return make({"-f",
-                 "lavfi",
-                 "-i",
-                 soundSource("0.25*sin(2*PI*440*t)", options),
-                 "-f",
-                 "lavfi",
-                 "-i",
-                 "testsrc2=size=320x240:rate=1:duration=1",
-                 "-map",
-                 "0:a",
-                 "-map",
-                 "1:v",
-                 "-c:a",
-                 "libmp3lame",
-                 "-ac",
-                 "2",
-                 "-c:v",
-                 "mjpeg",
-                 "-frames:v",
-                 "1",
-                 "-disposition:v:0",
-                 "attached_pic"},
+std::string coverPictureClip() {
+    const ClipOptions options;
+    return make(joined({"-f", "lavfi", "-i", soundSource("0.25*sin(2*PI*440*t)", options)},
+                       words("-f lavfi -i testsrc2=size=320x240:rate=1:duration=1 -map 0:a "
+                             "-map 1:v -c:a libmp3lame -ac 2 -c:v mjpeg -frames:v 1 "
+                             "-disposition:v:0 attached_pic")),
                 "mp3");
 }
 

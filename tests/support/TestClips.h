@@ -24,7 +24,6 @@ struct ClipOptions {
     int width = 320;
     int height = 240;
     int frameRateNum = 25;
-    int frameRateDen = 1;
     std::string videoCodec = "libx264";
     std::vector<std::string> videoArguments;  // e.g. {"-g", "25", "-bf", "2"}
     std::string videoFilter;                  // comes after the generated picture
@@ -42,13 +41,9 @@ struct ClipOptions {
 // A moving test picture and a 440 Hz sine.
 std::string testClip(const ClipOptions& options = {});
 
-// White flashes of three pictures in black, one about every second (round(frame rate) pictures),
-// and beeps of 100 ms that begin `beepOffsetMs` after the first picture of each flash. The first
-// flash comes after half a second.
-std::string flashBeepClip(const ClipOptions& options = {}, double beepOffsetMs = 0,
-                          double beepFrequency = 1000);
-// How many flashes such a clip has.
-int flashCount(const ClipOptions& options);
+// White flashes of three pictures in black, one each second, and beeps (1 kHz) of 100 ms that begin
+// `beepOffsetMs` after the first picture of each flash. The first flash comes after half a second.
+std::string flashBeepClip(const ClipOptions& options = {}, double beepOffsetMs = 0);
 
 // Sines without picture; channel i has frequencies[i], all of one peak amplitude (full scale 1).
 // `layout` is a name as the command knows it ("stereo", "5.1"); empty: the usual one for the count.
@@ -59,12 +54,12 @@ std::string sineClip(const std::vector<double>& frequencies, double amplitude,
 std::string oneFrameVideo(const ClipOptions& options = {});
 
 // Sound with a cover picture (MP3).
-std::string coverPictureClip(double seconds = 3);
+std::string coverPictureClip();
 
 // A copy of an MPEG-TS file without every n-th of its packets of 188 bytes, the first 100 kept.
 std::string dropTsPackets(const std::string& path, int everyNth);
 // A copy whose bytes from `from` to `to` (fractions of the length) are zero.
-std::string zeroRegion(const std::string& path, double from = 0.45, double to = 0.55);
+std::string zeroRegion(const std::string& path, double from, double to);
 // The first part of a file, as a fraction of its length.
 std::string truncateClip(const std::string& path, double fraction);
 // Bytes without any meaning, the same in every run.

@@ -6,12 +6,15 @@
 #include <android/log.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <iostream>
 #include <thread>
 
 #include "support/Deadline.h"
+#include "transcode/Watchdog.h"
 
 namespace oxa::test {
 
@@ -22,9 +25,9 @@ namespace {
 constexpr int kOutputDescriptor = 7;
 constexpr std::chrono::minutes kLongestJob{3};
 
-bool endsWith(const std::string& text, const std::string& end) {
-    return text.size() >= end.size() &&
-           text.compare(text.size() - end.size(), end.size(), end) == 0;
+int64_t allocatedBytes() {
+    const struct mallinfo2 info = mallinfo2();
+    return static_cast<int64_t>(info.uordblks + info.hblkhd);
 }
 
 int entriesOf(const char* folder) {
@@ -35,12 +38,45 @@ int entriesOf(const char* folder) {
     return count;
 }
 
+// What a process must not collect.
+struct ProcessUse {
+    int descriptors = 0;
+    int threads = 0;
+};
+
+ProcessUse currentUse() {
+    // A sanitizer starts a thread of its own with the process's first one. The kernel may list a
+    // thread for a moment after it was joined.
+    static const bool started = [] {
+        std::string entry;
+        std::thread([&] { entry = "/proc/self/task/" + std::to_string(gettid()); }).join();
+        return waitFor([&] { return !std::filesystem::exists(entry); });
+    }();
+    EXPECT_TRUE(started);
+    return {entriesOf("/proc/self/fd"), entriesOf("/proc/self/task")};
+}
+
+// The test ends unless the process soon has no more, and no less, than before.
+void expectNothingLeft(const ProcessUse& before) {
+    ProcessUse now;
+    // The kernel may list a thread for a moment after it was joined.
+    ASSERT_TRUE(waitFor(
+            [&] {
+                now = currentUse();
+                return now.descriptors == before.descriptors && now.threads == before.threads;
+            },
+            std::chrono::seconds(5)))
+            << now.descriptors - before.descriptors << " descriptors and "
+            << now.threads - before.threads << " threads are left";
+}
+
 }  // namespace
 
-LibraryJob::LibraryJob(const Work& work)
-    : mWork(work),
-      mDescriptor(open(work.output.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)),
-      mPlayer(new android::OxaMediaCodecPlayer(true, work.onlyTrack)) {
+LibraryJob::LibraryJob(const std::string& input, const std::string& output, int onlyTrack)
+    : mInput(input),
+      mIsMp4(std::filesystem::path(output).extension() == ".mp4"),
+      mDescriptor(open(output.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)),
+      mPlayer(new android::OxaMediaCodecPlayer(true, onlyTrack)) {
     // Thousands of lines that say that all is well hide the one that does not.
     __android_log_set_minimum_priority(ANDROID_LOG_WARN);
 }
@@ -52,8 +88,8 @@ LibraryJob::~LibraryJob() {
 
 void LibraryJob::start() {
     ASSERT_GE(mDescriptor, 0);
-    mFormat.width = mWork.width;
-    mFormat.height = mWork.height;
+    mFormat.width = 320;
+    mFormat.height = 240;
     mFormat.bitRate = -1;
     mFormat.iFrameInterval = 2;
     mFormat.deinterlace = -1;
@@ -61,10 +97,10 @@ void LibraryJob::start() {
     mFormat.sampleRate = 48000;
     android::_OxaTranscodeConfig config = {};
     config.type = kOutputDescriptor;
-    config.fmt = endsWith(mWork.output, ".mp4") ? 1 : 0;
+    config.fmt = mIsMp4 ? 1 : 0;
     config.fileDesc = mDescriptor;
     ASSERT_EQ(mPlayer->initiate(android::SourceTypeFile, false, true), OK);
-    ASSERT_EQ(mPlayer->setDataSource(mWork.input.c_str()), OK);
+    ASSERT_EQ(mPlayer->setDataSource(mInput.c_str()), OK);
     ASSERT_EQ(mPlayer->setMuxer(config), OK);
     ASSERT_EQ(mPlayer->setTargetFormat(mFormat), OK);
     ASSERT_EQ(mPlayer->prepare(), OK);
@@ -81,16 +117,27 @@ void LibraryJob::stopAndCleanUp() {
     EXPECT_EQ(mPlayer->cleanup(), OK);
 }
 
-ProcessUse currentUse() {
-    // A sanitizer starts a thread of its own with the process's first one. The kernel may list a
-    // thread for a moment after it was joined.
-    static const bool started = [] {
-        std::string entry;
-        std::thread([&] { entry = "/proc/self/task/" + std::to_string(gettid()); }).join();
-        return waitFor([&] { return !std::filesystem::exists(entry); });
-    }();
-    EXPECT_TRUE(started);
-    return {entriesOf("/proc/self/fd"), entriesOf("/proc/self/task")};
+void repeat(int firstRounds, int rounds, std::chrono::seconds limit,
+            const std::function<void(int round)>& once) {
+    constexpr int64_t kMostGrowthBytes = 2 << 20;
+    ProcessUse before = currentUse();
+    int64_t bytesBefore = 0;
+    for (int round = 0; round < firstRounds + rounds; ++round) {
+        const std::string name = "round " + std::to_string(round);
+        SCOPED_TRACE(name);
+        {
+            const Watchdog watchdog(name, limit);
+            ASSERT_NO_FATAL_FAILURE(once(round));
+        }
+        // No thread may stay.
+        if (round < firstRounds) before.descriptors = currentUse().descriptors;
+        ASSERT_NO_FATAL_FAILURE(expectNothingLeft(before));
+        if (round == firstRounds) bytesBefore = allocatedBytes();
+    }
+    const int64_t growth = allocatedBytes() - bytesBefore;
+    EXPECT_LT(growth, kMostGrowthBytes);
+    std::cout << "memory in use after " << rounds - 1 << " more rounds: " << growth
+              << " bytes more\n";
 }
 
 }  // namespace oxa::test

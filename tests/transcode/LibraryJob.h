@@ -5,23 +5,18 @@
 
 #include <OxaMediaCodecPlayer.h>
 
+#include <chrono>
+#include <functional>
 #include <string>
 
 namespace oxa::test {
 
 // One transcode through the library's public class, as a client makes it: both formats' defaults,
-// the source's size and 48 kHz stereo. Each call fails the test if the player refuses it.
+// 320x240 and 48 kHz stereo. Each call fails the test if the player refuses it.
 class LibraryJob {
   public:
-    struct Work {
-        std::string input;
-        std::string output;  // the name decides the container
-        int onlyTrack = 0;   // or CODEC_AUDIO_ONLY, CODEC_VIDEO_ONLY
-        int width = 320;
-        int height = 240;
-    };
-
-    explicit LibraryJob(const Work& work);
+    // The output's name decides the container; onlyTrack: or CODEC_AUDIO_ONLY, CODEC_VIDEO_ONLY.
+    LibraryJob(const std::string& input, const std::string& output, int onlyTrack = 0);
     ~LibraryJob();
 
     // From nothing to running.
@@ -31,21 +26,17 @@ class LibraryJob {
     void stopAndCleanUp();
 
   private:
-    const Work mWork;
+    const std::string mInput;
+    const bool mIsMp4;
     const int mDescriptor;
     const android::sp<android::OxaMediaCodecPlayer> mPlayer;
     android::_AV_FORMAT_FORMAT mFormat = {};
 };
 
-// What a process must not collect.
-struct ProcessUse {
-    int descriptors = 0;
-    int threads = 0;
-
-    bool operator==(const ProcessUse& other) const {
-        return descriptors == other.descriptors && threads == other.threads;
-    }
-};
-ProcessUse currentUse();
+// Does it again and again, first some rounds in which a process opens and allocates what it needs
+// once, then `rounds` more. The test ends at a round that leaves anything behind, the program at
+// one that takes longer than `limit`; and the test fails if memory is collected.
+void repeat(int firstRounds, int rounds, std::chrono::seconds limit,
+            const std::function<void(int round)>& once);
 
 }  // namespace oxa::test

@@ -5,66 +5,51 @@
 #include <sched.h>
 
 #include <string>
+#include <thread>
 
-#include "support/Deadline.h"
 #include "support/MediaProbe.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
 #include "transcode/LibraryJob.h"
 #include "transcode/TranscodeKit.h"
-#include "transcode/Watchdog.h"
 
 namespace oxa::test {
 namespace {
 
-constexpr std::chrono::seconds kJobLimit{20};
+constexpr std::chrono::seconds kLimit{20};
 constexpr int kPictures = 25;
 
-class RepetitionTest : public testing::Test {
-  protected:
-    // One after the other in this process; each must give the whole file.
-    void transcodeManyTimes(int count) {
-        ClipOptions options;
-        options.seconds = 1;
-        const std::string source = testClip(options);
-        ProcessUse before = currentUse();
-        for (int i = 0; i < count; ++i) {
-            SCOPED_TRACE("job " + std::to_string(i));
-            const std::string output = mFolder.file(i % 2 == 0 ? "out.mp4" : "out.ts");
-            ASSERT_NO_FATAL_FAILURE(transcodeOnce(source, output));
-            const MediaProbe probe(output);
-            ASSERT_TRUE(probe.video() != nullptr && probe.audio() != nullptr) << probe.error();
-            ASSERT_EQ(probe.video()->frameCount, kPictures);
-            ASSERT_EQ(probe.video()->decodeErrors, 0);
-            ASSERT_EQ(probe.audio()->decodeErrors, 0);
-            ASSERT_NEAR(probe.audio()->endUs, 1'000'000, 1024e6 / 48000);
-            if (i == 0) before.descriptors = currentUse().descriptors;
+// ---- To the end ---------------------------------------------------------------------------------
+
+// One after the other in this process; each must give the whole file.
+void transcodeManyTimes() {
+    const TempDir folder;
+    ClipOptions options;
+    options.seconds = 1;
+    const std::string source = testClip(options);
+    repeat(1, testRounds(10), kLimit, [&](int round) {
+        const std::string output = folder.file(round % 2 == 0 ? "out.mp4" : "out.ts");
+        {
+            LibraryJob job(source, output);
+            ASSERT_NO_FATAL_FAILURE(job.start());
+            ASSERT_NO_FATAL_FAILURE(job.waitForEnd());
+            job.stopAndCleanUp();
         }
-        EXPECT_TRUE(waitFor([&] { return currentUse() == before; }))
-                << currentUse().descriptors << " descriptors, " << currentUse().threads
-                << " threads; before " << before.descriptors << " and " << before.threads;
-    }
+        const MediaProbe probe(output);
+        ASSERT_TRUE(probe.video() != nullptr && probe.audio() != nullptr) << probe.error();
+        ASSERT_EQ(probe.video()->frameCount, kPictures);
+        ASSERT_EQ(probe.video()->decodeErrors, 0);
+        ASSERT_EQ(probe.audio()->decodeErrors, 0);
+        ASSERT_NEAR(probe.audio()->endUs, 1'000'000, 1024e6 / 48000);
+    });
+}
 
-    void transcodeOnce(const std::string& source, const std::string& output) {
-        const Watchdog watchdog("a transcode of one second", kJobLimit);
-        LibraryJob::Work work;
-        work.input = source;
-        work.output = output;
-        LibraryJob job(work);
-        ASSERT_NO_FATAL_FAILURE(job.start());
-        ASSERT_NO_FATAL_FAILURE(job.waitForEnd());
-        job.stopAndCleanUp();
-    }
-
-    TempDir mFolder;
-};
-
-TEST_F(RepetitionTest, manyInARow) {
-    transcodeManyTimes(testRounds(10));
+TEST(RepetitionTest, manyInARow) {
+    transcodeManyTimes();
 }
 
 // A single processor runs threads in orders that several rarely show.
-TEST_F(RepetitionTest, manyInARowOnOneProcessor) {
+TEST(RepetitionTest, manyInARowOnOneProcessor) {
     cpu_set_t all;
     ASSERT_EQ(sched_getaffinity(0, sizeof(all), &all), 0);
     cpu_set_t one;
@@ -73,8 +58,73 @@ TEST_F(RepetitionTest, manyInARowOnOneProcessor) {
         if (CPU_ISSET(cpu, &all)) CPU_SET(cpu, &one);
     }
     ASSERT_EQ(sched_setaffinity(0, sizeof(one), &one), 0);
-    transcodeManyTimes(testRounds(10));
+    transcodeManyTimes();
     EXPECT_EQ(sched_setaffinity(0, sizeof(all), &all), 0);
+}
+
+// ---- To a stop ----------------------------------------------------------------------------------
+
+struct StopCase {
+    const char* name;
+    const char* output;
+    int onlyTrack;
+};
+
+class StopTest : public testing::TestWithParam<StopCase> {};
+
+// The pause before the stop is the case itself: no check depends on how far the job has come.
+TEST_P(StopTest, stopsAtAnyMomentAndLeavesNothingBehind) {
+    const std::vector<int> pausesMs = {0, 1, 5, 20, 50, 100, 500};
+    const TempDir folder;
+    const std::string output = folder.file(GetParam().output);
+    repeat(1, static_cast<int>(pausesMs.size()) * testRounds(3), kLimit, [&](int round) {
+        const int pauseMs = pausesMs[round % pausesMs.size()];
+        SCOPED_TRACE(std::to_string(pauseMs) + " ms");
+        LibraryJob job(mediaPath("flower_540p_h264_aac.mp4"), output, GetParam().onlyTrack);
+        ASSERT_NO_FATAL_FAILURE(job.start());
+        std::this_thread::sleep_for(std::chrono::milliseconds(pauseMs));
+        job.stopAndCleanUp();
+        expectEmptyOrPlayable(output);
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Jobs, StopTest,
+        testing::Values(StopCase{"Mp4", "out.mp4", 0},
+                        StopCase{"Mp4Sound", "out.mp4", android::CODEC_AUDIO_ONLY},
+                        StopCase{"Mp4Picture", "out.mp4", android::CODEC_VIDEO_ONLY},
+                        StopCase{"Ts", "out.ts", 0},
+                        StopCase{"TsSound", "out.ts", android::CODEC_AUDIO_ONLY},
+                        StopCase{"TsPicture", "out.ts", android::CODEC_VIDEO_ONLY}),
+        [](const auto& info) { return info.param.name; });
+
+// ---- Memory -------------------------------------------------------------------------------------
+
+// The peak of a transcode's memory, of a file without picture.
+int64_t peakKiB(double seconds) {
+    ClipOptions options;
+    options.video = false;
+    options.extension = "mp2";
+    options.audioCodec = "mp2";
+    options.seconds = seconds;
+    TempDir folder;
+    const std::string output = folder.file("out.mp4");
+    const ProcessResult result = transcode(testClip(options), output);
+    EXPECT_NEAR(MediaProbe(output).audio()->endUs, seconds * 1e6, 50'000);
+    return result.maxResidentKiB;
+}
+
+// The sound is read far faster than it can be encoded: two minutes are 23 MB when decoded.
+TEST(MemoryTest, doesNotGrowWithTheLengthOfTheSound) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "what a sanitizer keeps in memory is not the program's";
+#endif
+    constexpr int64_t kMaxGrowthKiB = 8 << 10;
+    const int64_t half = peakKiB(60);
+    const int64_t whole = peakKiB(120);
+    EXPECT_LT(whole, half + kMaxGrowthKiB);
+    EXPECT_LT(whole, 100 << 10);
+    std::cout << "peak: " << half << " KiB, twice as long " << whole << " KiB\n";
 }
 
 }  // namespace

@@ -8,12 +8,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <sstream>
-#include <string_view>
+#include <filesystem>
 #include <thread>
 
 #include "cli/PlayerProgram.h"
 #include "support/Sound.h"
+#include "support/SyncMeasure.h"
 #include "support/TempDir.h"
 
 namespace oxa::test {
@@ -27,58 +27,41 @@ constexpr double kAacFrame = 1024;
 constexpr double kTailUs = 100'000;
 constexpr double kInaudibleDb = -90;
 
-std::vector<std::string> command(const std::vector<std::string>& arguments) {
-    std::vector<std::string> all = {"ffmpeg", "-hide_banner", "-nostdin", "-v", "error", "-y"};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    return all;
-}
-
-// The content of a log of the psnr filter: "n:1 mse_avg:0.53 mse_y:0.60 ..." for each picture.
-PictureQuality readQuality(const std::string& log) {
-    const auto toDb = [](double error) {
-        constexpr double kLossless = 1e-5;  // equal pictures have a finite figure, too
-        return 10 * std::log10(255 * 255 / std::max(error, kLossless));
-    };
-    const std::string key = "mse_avg:";
-    PictureQuality quality;
-    double sum = 0;
-    double largest = 0;
-    std::istringstream lines(readFile(log));
-    for (std::string line; std::getline(lines, line);) {
-        const size_t at = line.find(key);
-        if (at == std::string::npos) continue;
-        const double error = std::strtod(line.c_str() + at + key.size(), nullptr);
-        sum += error;
-        largest = std::max(largest, error);
-        ++quality.pictures;
-    }
-    if (quality.pictures == 0) return quality;
-    quality.meanDb = toDb(sum / static_cast<double>(quality.pictures));
-    quality.lowestDb = toDb(largest);
-    return quality;
+// How far a file's pictures are from those that `filters` makes of the source's, one by one in
+// their order, in dB of the mean square error over all pictures and planes.
+double qualityDb(const std::string& source, const std::string& filters, const std::string& file) {
+    // Pictures are paired by their number: their times differ by what a container can express.
+    const std::string numbered = ",format=yuv420p,settb=1/1000,setpts=N";
+    const ProcessResult result =
+            runOrDie({"ffmpeg", "-nostdin", "-i", source, "-i", file, "-filter_complex",
+                      "[0:v:0]" + filters + numbered + "[source];[1:v:0]null" + numbered +
+                              "[file];[file][source]psnr=shortest=1",
+                      "-f", "null", "-"});
+    const std::string key = " average:";
+    const size_t at = result.err.find(key, result.err.rfind(" PSNR y:"));
+    EXPECT_NE(at, std::string::npos) << result.err;
+    return at == std::string::npos ? 0 : std::strtod(&result.err[at + key.size()], nullptr);
 }
 
 // A sound that can be asked for the samples that are heard between two times.
-class HeardSound {
-  public:
-    explicit HeardSound(const Sound& sound) : mSound(sound), mMono(sound.mono()) {}
+struct HeardSound {
+    const Sound& sound;
+    const std::vector<float> mono = sound.mono();
 
-    int sampleRate() const { return mSound.sampleRate; }
-    double beginUs() const { return mSound.timeUs(0); }
-    double endUs() const { return mSound.timeUs(static_cast<double>(mSound.frames())); }
+    double beginUs() const { return sound.timeUs(0); }
+    double endUs() const { return sound.timeUs(static_cast<double>(sound.frames())); }
     // Clipped to what there is.
     std::vector<float> part(double fromUs, double toUs) const {
-        return std::vector<float>(mMono.begin() + frameAt(fromUs), mMono.begin() + frameAt(toUs));
+        return std::vector<float>(mono.begin() + frameAt(fromUs), mono.begin() + frameAt(toUs));
     }
 
-  private:
     // The first frame that is heard at this time or later.
     int64_t frameAt(double timeUs) const {
         int64_t low = 0;
-        auto high = static_cast<int64_t>(mMono.size());
+        auto high = static_cast<int64_t>(mono.size());
         while (low < high) {
             const int64_t middle = (low + high) / 2;
-            if (mSound.timeUs(static_cast<double>(middle)) < timeUs) {
+            if (sound.timeUs(static_cast<double>(middle)) < timeUs) {
                 low = middle + 1;
             } else {
                 high = middle;
@@ -86,30 +69,22 @@ class HeardSound {
         }
         return low;
     }
-
-    const Sound& mSound;
-    const std::vector<float> mMono;
 };
 
-double laterMs(const HeardSound& before, const HeardSound& after, double fromUs, double toUs) {
+// In milliseconds.
+double laterBy(const HeardSound& before, const HeardSound& after, double fromUs, double toUs) {
     constexpr double kSearchedSeconds = 0.5;
     const int64_t lag = correlationLag(before.part(fromUs, toUs), after.part(fromUs, toUs),
-                                       std::llround(kSearchedSeconds * before.sampleRate()));
+                                       std::llround(kSearchedSeconds * before.sound.sampleRate));
     // The part begins later than asked for where the sound itself does.
     const double clippedUs = std::max(0.0, after.beginUs() - std::max(fromUs, before.beginUs()));
-    return (1e6 * static_cast<double>(lag) / before.sampleRate() + clippedUs) / 1000;
-}
-
-double louderDb(const HeardSound& before, const HeardSound& after, double fromUs, double toUs) {
-    return levelDb(after.part(fromUs, toUs)) - levelDb(before.part(fromUs, toUs));
+    return (1e6 * static_cast<double>(lag) / before.sound.sampleRate + clippedUs) / 1000;
 }
 
 }  // namespace
 
 bool isTransportStream(const std::string& path) {
-    constexpr std::string_view kExtension = ".ts";
-    return path.size() >= kExtension.size() &&
-           path.compare(path.size() - kExtension.size(), kExtension.size(), kExtension) == 0;
+    return std::filesystem::path(path).extension() == ".ts";
 }
 
 int testRounds(int usual) {
@@ -118,26 +93,21 @@ int testRounds(int usual) {
 }
 
 ProcessResult transcode(const std::string& input, const std::string& output,
-                        const std::vector<std::string>& options) {
-    std::vector<std::string> arguments = {"transcode", input, "-o", output, "--force"};
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    ProcessResult result = runPlayer(arguments);
+                        const std::string& options) {
+    ProcessResult result =
+            runPlayer(joined({"transcode", input, "-o", output, "--force"}, words(options)));
     EXPECT_EQ(result.exitCode, 0) << input << ": " << result.err << " signal " << result.signal;
     EXPECT_EQ(complaintsAbout(output), "") << input;
     return result;
 }
 
 std::string complaintsAbout(const std::string& path, const std::vector<size_t>& streams) {
-    std::vector<std::string> arguments;
-    if (isTransportStream(path)) arguments = {"-f", kTransportStream};
-    arguments.insert(arguments.end(), {"-i", path});
-    for (size_t stream : streams) {
-        arguments.insert(arguments.end(), {"-map", "0:" + std::to_string(stream)});
-    }
-    if (streams.empty()) arguments.insert(arguments.end(), {"-map", "0"});
-    arguments.insert(arguments.end(), {"-f", "null", "-"});
-    const ProcessResult result = ProcessRunner(command(arguments)).run();
-    return result.out + result.err;
+    const char* known = isTransportStream(path) ? "-f mpegts -i" : "-i";
+    std::vector<std::string> arguments = joined(words(known), {path});
+    if (streams.empty()) arguments = joined(arguments, {"-map", "0"});
+    for (size_t stream : streams)
+        arguments = joined(arguments, {"-map", "0:" + std::to_string(stream)});
+    return ProcessRunner(ffmpeg(joined(arguments, {"-f", "null", "-"}))).run().err;
 }
 
 void expectEmptyOrPlayable(const std::string& path) {
@@ -159,63 +129,24 @@ void expectEmptyOrPlayable(const std::string& path) {
 
 // ---- Pictures
 
-void encodePeer(const std::string& source, const std::string& filters, int keyFrameInterval,
-                const std::string& output) {
-    runOrDie(command({"-i",        source,
-                      "-map",      "0:v:0",
-                      "-vf",       filters,
-                      "-fps_mode", "passthrough",
-                      "-c:v",      "libx264",
-                      "-preset",   "veryfast",
-                      "-bf",       "0",
-                      "-g",        std::to_string(keyFrameInterval),
-                      "-b:v",      std::to_string(kQualityBitRate),
-                      "-threads",  std::to_string(std::thread::hardware_concurrency()),
-                      output}));
-}
-
-std::vector<PictureQuality> pictureQuality(const std::string& source, const std::string& filters,
-                                           const std::vector<std::string>& files) {
-    // Pictures are paired by their number: their times differ by what a container can express.
-    const std::string numbered = ",format=yuv420p,settb=1/1000,setpts=N";
-    const TempDir folder;
-    std::vector<std::string> arguments = {"-i", source};
-    std::string graph = "[0:v:0]" + filters + numbered + ",split=" + std::to_string(files.size());
-    std::string pairs;
-    for (size_t i = 0; i < files.size(); ++i) {
-        const std::string number = std::to_string(i);
-        arguments.insert(arguments.end(), {"-i", files[i]});
-        graph += "[source" + number + "]";
-        pairs += ";[" + std::to_string(i + 1) + ":v:0]null" + numbered + "[file" + number +
-                 "];[file" + number + "][source" + number +
-                 "]psnr=shortest=1:stats_file=" + folder.file(number);
-    }
-    arguments.insert(arguments.end(), {"-filter_complex", graph + pairs, "-f", "null", "-"});
-    runOrDie(command(arguments));
-    std::vector<PictureQuality> qualities;
-    for (size_t i = 0; i < files.size(); ++i) {
-        qualities.push_back(readQuality(folder.file(std::to_string(i))));
-    }
-    return qualities;
-}
-
-std::string scaledTo(int width, int height) {
-    return "scale=" + std::to_string(width) + ":" + std::to_string(height) +
-           ":flags=bicubic,setsar=1,format=yuv420p";
-}
-
-void expectAsGoodAsPeer(const std::string& source, const std::string& filters,
-                        const std::string& output) {
+void expectAsGoodAsPeer(const std::string& source, const std::string& output,
+                        const std::string& filters) {
     const MediaProbe probe(output);
     ASSERT_NE(probe.video(), nullptr) << probe.error();
+    const std::string scaled = filters + "scale=" + std::to_string(probe.video()->width) + ":" +
+                               std::to_string(probe.video()->height) +
+                               ":flags=bicubic,setsar=1,format=yuv420p";
     const std::string peer = output + ".peer.mp4";
-    const int keyFrameInterval =
-            kKeyFrameIntervalSec * static_cast<int>(std::lround(probe.video()->frameRate));
-    encodePeer(source, filters, keyFrameInterval, peer);
+    const long keyFrameInterval = kKeyFrameIntervalSec * std::lround(probe.video()->frameRate);
+    runOrDie(ffmpeg(
+            joined({"-i", source, "-vf", scaled, "-g", std::to_string(keyFrameInterval), "-threads",
+                    std::to_string(std::thread::hardware_concurrency())},
+                   joined(words("-map 0:v:0 -fps_mode passthrough -c:v libx264 -preset veryfast "
+                                "-bf 0 -b:v 6000000"),
+                          {peer}))));
     EXPECT_EQ(probe.video()->frameCount, MediaProbe(peer).video()->frameCount);
-    const auto qualities = pictureQuality(source, filters, {output, peer});
-    EXPECT_EQ(qualities[0].pictures, static_cast<size_t>(probe.video()->frameCount));
-    EXPECT_GE(qualities[0].meanDb, qualities[1].meanDb - kMaxQualityLossDb);
+    EXPECT_GE(qualityDb(source, scaled, output),
+              qualityDb(source, scaled, peer) - kMaxQualityLossDb);
 }
 
 void expectSamePictures(const StreamProbe& source, const StreamProbe& output, double laterUs) {
@@ -239,39 +170,39 @@ double startChangeUs(const MediaProbe& source, const MediaProbe& output) {
 
 // ---- Sound
 
-SoundChange compareSound(const std::string& source, const std::string& output) {
-    constexpr double kComparedUs = 4e6;
-    const Sound before = decodeSound(source);
-    const Sound after = decodeSound(output);
-    SoundChange change;
-    EXPECT_EQ(after.sampleRate, before.sampleRate);
-    EXPECT_FALSE(before.empty() || after.empty());
-    if (before.empty() || after.empty()) return change;
-    const HeardSound heardBefore(before);
-    const HeardSound heardAfter(after);
-    const double beginUs = heardBefore.beginUs();
-    const double endUs = heardBefore.endUs();
-    const double comparedUs = std::min(kComparedUs, endUs - beginUs);
-    change.silent = levelDb(heardBefore.part(beginUs, endUs)) < kInaudibleDb;
-    change.beginLaterMs = laterMs(heardBefore, heardAfter, beginUs, beginUs + comparedUs);
-    change.endLaterMs = laterMs(heardBefore, heardAfter, endUs - comparedUs, endUs);
-    change.cutLaterMs = (heardAfter.endUs() - endUs) / 1000;
-    change.levelDb = louderDb(heardBefore, heardAfter, beginUs, endUs);
-    change.tailDb = louderDb(heardBefore, heardAfter, endUs - kTailUs, endUs);
-    return change;
-}
-
 void expectSameSound(const std::string& source, const std::string& output, double laterMs) {
+    constexpr double kComparedUs = 4e6;
     constexpr double kMaxOffsetMs = 5;
     constexpr double kMaxLevelChangeDb = 1;
-    const SoundChange change = compareSound(source, output);
-    const double aacFrameMs = kAacFrame / MediaProbe(output).audio()->sampleRate * 1000;
-    EXPECT_NEAR(change.cutLaterMs, laterMs, aacFrameMs);
-    if (change.silent) return;
-    EXPECT_NEAR(change.beginLaterMs, laterMs, kMaxOffsetMs);
-    EXPECT_NEAR(change.endLaterMs, laterMs, kMaxOffsetMs);
-    EXPECT_NEAR(change.levelDb, 0, kMaxLevelChangeDb);
-    EXPECT_NEAR(change.tailDb, 0, kMaxLevelChangeDb);
+    const Sound before = decodeSound(source);
+    const Sound after = decodeSound(output);
+    ASSERT_EQ(after.sampleRate, before.sampleRate);
+    ASSERT_FALSE(before.empty() || after.empty());
+    const HeardSound heardBefore{before};
+    const HeardSound heardAfter{after};
+    const double beginUs = heardBefore.beginUs();
+    const double endUs = heardBefore.endUs();
+    EXPECT_NEAR((heardAfter.endUs() - endUs) / 1000, laterMs, kAacFrame / after.sampleRate * 1000);
+    if (levelDb(heardBefore.part(beginUs, endUs)) < kInaudibleDb) return;
+    const double comparedUs = std::min(kComparedUs, endUs - beginUs);
+    for (const double fromUs : {beginUs, endUs - comparedUs}) {
+        EXPECT_NEAR(laterBy(heardBefore, heardAfter, fromUs, fromUs + comparedUs), laterMs,
+                    kMaxOffsetMs);
+    }
+    for (const double fromUs : {beginUs, endUs - kTailUs}) {
+        EXPECT_NEAR(levelDb(heardAfter.part(fromUs, endUs)),
+                    levelDb(heardBefore.part(fromUs, endUs)), kMaxLevelChangeDb);
+    }
+}
+
+void expectSameSync(const std::string& source, const std::string& output, int pairs) {
+    constexpr double kMaxChangeMs = 5;
+    const SyncMeasure before = measureSync(source);
+    const SyncMeasure after = measureSync(output);
+    ASSERT_EQ(before.offsetsMs.size(), static_cast<size_t>(pairs));
+    ASSERT_EQ(after.offsetsMs.size(), before.offsetsMs.size());
+    for (size_t i = 0; i < before.offsetsMs.size(); ++i)
+        EXPECT_NEAR(after.offsetsMs[i], before.offsetsMs[i], kMaxChangeMs) << "flash " << i;
 }
 
 }  // namespace oxa::test

@@ -5,20 +5,16 @@
 #include <media/AudioSystem.h>
 #include <system/audio.h>
 
-#include <set>
-
 namespace android {
 namespace {
 
-struct Masks {
-    uint32_t count;
-    audio_channel_mask_t out;
-    audio_channel_mask_t in;
-};
-
 // Masks are stored in formats and compared with those of other programs.
 TEST(AudioChannels, HaveTheirMasksByCount) {
-    constexpr Masks kMasks[] = {
+    constexpr struct {
+        uint32_t count;
+        audio_channel_mask_t out;
+        audio_channel_mask_t in;
+    } kMasks[] = {
             {0, 0, 0},
             {1, 0x1, 0x10},
             {2, 0x3, 0xC},
@@ -30,7 +26,7 @@ TEST(AudioChannels, HaveTheirMasksByCount) {
             {8, 0x63F, 0x800000FF},
             {9, 0xC0000000, 0xC0000000},
     };
-    for (const Masks& masks : kMasks) {
+    for (const auto& masks : kMasks) {
         SCOPED_TRACE(masks.count);
         EXPECT_EQ(masks.out, audio_channel_out_mask_from_count(masks.count));
         EXPECT_EQ(masks.in, audio_channel_in_mask_from_count(masks.count));
@@ -40,18 +36,6 @@ TEST(AudioChannels, HaveTheirMasksByCount) {
     }
     // A position that only the other direction has is no channel.
     EXPECT_EQ(1u, audio_channel_count_from_in_mask(AUDIO_CHANNEL_IN_MONO | 0x1));
-}
-
-TEST(AudioSystem, NeverHandsOutAnIdTwice) {
-    std::set<audio_unique_id_t> ids;
-    for (int round = 0; round < 3; ++round) {
-        for (int use = 0; use < AUDIO_UNIQUE_ID_USE_MAX; ++use) {
-            const auto id = AudioSystem::newAudioUniqueId(static_cast<audio_unique_id_use_t>(use));
-            EXPECT_GT(id, 0);
-            EXPECT_TRUE(ids.insert(id).second) << id;
-        }
-    }
-    EXPECT_EQ(AUDIO_UNIQUE_ID_ALLOCATE, AudioSystem::newAudioUniqueId(AUDIO_UNIQUE_ID_USE_MAX));
 }
 
 TEST(AudioSystem, GivesAHardwareSyncToSessionsItHasHandedOutOnly) {
@@ -64,6 +48,7 @@ TEST(AudioSystem, GivesAHardwareSyncToSessionsItHasHandedOutOnly) {
     EXPECT_GT(static_cast<int32_t>(syncOf(session)), 0);
     EXPECT_EQ(syncOf(session), syncOf(session));
     EXPECT_NE(syncOf(session), syncOf(other));
+    EXPECT_EQ(AUDIO_UNIQUE_ID_ALLOCATE, AudioSystem::newAudioUniqueId(AUDIO_UNIQUE_ID_USE_MAX));
     const int beyond = other + AUDIO_UNIQUE_ID_USE_MAX;
     for (const int unknown : {-1, 0, 1, noSession, beyond}) {
         EXPECT_EQ(static_cast<audio_hw_sync_t>(AUDIO_HW_SYNC_INVALID), syncOf(unknown)) << unknown;

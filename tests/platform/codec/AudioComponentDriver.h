@@ -18,7 +18,6 @@ class AudioComponentDriver : public CodecComponent::Client {
   public:
     struct Output {
         std::vector<uint8_t> bytes;
-        size_t capacity = 0;
         int64_t timeUs = 0;
         uint32_t flags = 0;
     };
@@ -40,10 +39,11 @@ class AudioComponentDriver : public CodecComponent::Client {
 
     // To be read after waitForEnd() or stop(). The empty output of the end is not among them.
     const std::vector<Output>& outputs() const { return mOutputs; }
+    // Of a decoder: the samples of all outputs.
+    std::vector<int16_t> pcm() const;
     const std::vector<sp<AMessage>>& formats() const { return mFormats; }
     // Of the first format; -1 if it is not in it.
     int32_t formatInt32(const char* key) const;
-    int errors() const { return mErrors; }
     // False if an output came before a format, after the end, or an input was given back twice.
     bool inOrder() const { return mInOrder; }
 

@@ -22,21 +22,6 @@ sp<ALooper> newLooper(const char* name) {
     return looper;
 }
 
-std::string itemsOf(const AMessage& msg) {
-    static const char kTypes[] = "ilzfdpsomrb";
-    std::vector<std::string> items;
-    for (size_t i = 0; i < msg.countEntries(); ++i) {
-        AMessage::Type type;
-        const char* name = msg.getEntryNameAt(i, &type);
-        items.push_back(std::string(name) + ":" + kTypes[type]);
-    }
-    std::sort(items.begin(), items.end());
-    std::string joined;
-    for (const std::string& item : items)
-        joined += (joined.empty() ? "" : " ") + item;
-    return joined;
-}
-
 }  // namespace
 
 class CodecClient::Relay : public AHandler {
@@ -98,11 +83,9 @@ void CodecClient::record(const sp<AMessage>& msg) {
     msg->findInt64("timeUs", &event.timeUs);
     msg->findInt32("flags", &flags);
     msg->findInt32("err", &event.err);
-    msg->findInt32("actionCode", &event.actionCode);
     msg->findMessage("format", &event.format);
     event.index = static_cast<size_t>(index);
     event.flags = static_cast<uint32_t>(flags);
-    event.items = itemsOf(*msg);
     Handler handler;
     {
         std::lock_guard<std::mutex> lock(mLock);

@@ -13,7 +13,6 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
-#include <string>
 #include <vector>
 
 namespace oxa::test {
@@ -26,9 +25,7 @@ struct CodecEvent {
     int64_t timeUs = 0;
     uint32_t flags = 0;
     android::status_t err = android::OK;
-    int32_t actionCode = -1;
     android::sp<android::AMessage> format;
-    std::string items;  // "name:type" of what the message held, sorted and joined
 };
 
 // A codec with its two loopers and a record of all its callbacks. Released with the object.
@@ -40,7 +37,6 @@ class CodecClient {
     CodecClient(const char* mime, bool encoder);
     ~CodecClient();
 
-    bool exists() const { return mCodec != nullptr; }
     android::MediaCodec* operator->() const { return mCodec.get(); }
 
     // Called with each callback after it was recorded, on the callback looper's thread.

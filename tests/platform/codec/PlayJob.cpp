@@ -17,10 +17,6 @@ PlayJob::~PlayJob() {
     stop();
 }
 
-void PlayJob::setProducer(const sp<IGraphicBufferProducer>& producer) {
-    mOptions.producer = producer;
-}
-
 status_t PlayJob::prepare() {
     mExtractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
     status_t err = mExtractor->setDataSource(new FileSource(mOptions.path.c_str()));
@@ -50,7 +46,7 @@ status_t PlayJob::prepare() {
 }
 
 bool PlayJob::start() {
-    if (mDecoder == nullptr && prepare() != OK) return false;
+    if (prepare() != OK) return false;
     mRunning = true;
     return (*mDecoder)->start() == OK;
 }

@@ -38,10 +38,6 @@ class PlayJob {
     explicit PlayJob(PlayJobOptions options);
     ~PlayJob();
 
-    void setProducer(const android::sp<android::IGraphicBufferProducer>& producer);
-    // OK, or the first error.
-    android::status_t prepare();
-    // Prepares it, too, unless that was done.
     bool start();
     // For the end's output, or for an error of the codec.
     bool waitForEnd();
@@ -53,10 +49,11 @@ class PlayJob {
 
     // Counts anything but OK as a failure.
     void expect(android::status_t err);
-    bool failed() const { return mFailed; }
     CodecClient& decoder() { return *mDecoder; }
 
   private:
+    // OK, or the first error.
+    android::status_t prepare();
     void onEvent(const CodecEvent& event);
     void feed(size_t index);
 

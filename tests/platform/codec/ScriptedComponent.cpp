@@ -7,17 +7,6 @@ namespace oxa::test {
 
 using namespace android;
 
-void ScriptedComponent::install() {
-    static const bool installed = [] {
-        standInFor(kMime);
-        return true;
-    }();
-    (void)installed;
-    sConfigureResult = OK;
-    sStartResult = OK;
-    sReportsInStart = false;
-}
-
 void ScriptedComponent::standInFor(const char* mime) {
     addComponent({mime, CodecDirection::kDecoder, create});
 }
@@ -30,12 +19,6 @@ void ScriptedComponent::offer(int64_t timeUs, size_t size, uint32_t flags) {
     mClient->onOutput(output);
 }
 
-void ScriptedComponent::reportFormat(int32_t width) {
-    const sp<AMessage> format = new AMessage;
-    format->setInt32("width", width);
-    mClient->onOutputFormat(format);
-}
-
 status_t ScriptedComponent::configure(const sp<AMessage>& /*format*/,
                                       const sp<Surface>& /*surface*/) {
     return sConfigureResult;
@@ -43,13 +26,12 @@ status_t ScriptedComponent::configure(const sp<AMessage>& /*format*/,
 
 status_t ScriptedComponent::start(Client* client) {
     mClient = client;
-    if (sReportsInStart) reportFormat(1);
     return sStartResult;
 }
 
 void ScriptedComponent::stop() {
     if (mReportsWhileStopping && mClient != nullptr) {
-        reportFormat(2);
+        mClient->onOutputFormat(new AMessage);
         offer(0, 1);
         consume(0);
         fail(UNKNOWN_ERROR, ACTION_CODE_FATAL);

@@ -10,17 +10,15 @@
 
 namespace oxa::test {
 
-// A component that does what the test tells it, on the test's thread. It stands in the component
-// table as a decoder of kMime; last() is the one that was made last.
+// A component that does what the test tells it, on the test's thread; last() is the one that was
+// made last.
 class ScriptedComponent : public android::CodecComponent {
   public:
     static constexpr const char* kMime = "video/x-scripted";
     static constexpr size_t kInputCount = 3;
     static constexpr size_t kInputCapacity = 100;
 
-    // Once in a process; more calls do nothing.
-    static void install();
-    // Stands in for the decoder of another type from now on, for the rest of the process.
+    // Stands in for the decoder of a type from now on, for the rest of the process.
     static void standInFor(const char* mime);
     static ScriptedComponent* last() { return sLast; }
 
@@ -30,12 +28,9 @@ class ScriptedComponent : public android::CodecComponent {
 
     void consume(size_t input) { mClient->onInputConsumed(input); }
     void offer(int64_t timeUs, size_t size, uint32_t flags = 0);
-    void reportFormat(int32_t width);
     void fail(android::status_t err, int32_t actionCode) { mClient->onError(err, actionCode); }
     // stop() makes reports of all kinds before it returns, as a worker in full swing may.
     void reportWhileStopping() { mReportsWhileStopping = true; }
-    // start() reports a format, as encoders do.
-    static inline bool sReportsInStart = false;
 
     const std::vector<android::CodecInput>& inputs() const { return mInputs; }
     struct Released {

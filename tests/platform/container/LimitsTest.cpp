@@ -10,25 +10,57 @@
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/AMessage.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "codec/TrackParameters.h"
-#include "platform/container/MatroskaFile.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
 
 namespace android {
 namespace {
 
-using oxa::test::makeMatroska;
-using oxa::test::MatroskaFile;
-using oxa::test::MatroskaTrack;
 using oxa::test::TempDir;
 using oxa::test::writeFile;
 using testing::ElementsAre;
 
-constexpr uint64_t kHundredYearsMs = limits::kMaxTimeUs / 1000;
+// ---- Files that `ffmpeg` does not write ---------------------------------------------------------
+
+std::string bigEndian(uint64_t value, int bytes) {
+    std::string text;
+    for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8)
+        text += static_cast<char>(value >> shift);
+    return text;
+}
+
+// An element of a Matroska file.
+std::string element(uint32_t id, const std::string& content) {
+    const int idBytes = id > 0xFFFFFF ? 4 : id > 0xFFFF ? 3 : id > 0xFF ? 2 : 1;
+    constexpr uint64_t kLengthOfEightBytes = UINT64_C(1) << 56;
+    return bigEndian(id, idBytes) + bigEndian(kLengthOfEightBytes | content.size(), 8) + content;
+}
+
+std::string number(uint32_t id, uint64_t value) {
+    return element(id, bigEndian(value, 8));
+}
+
+// The elements of a track of 16-bit samples, with more of them behind.
+std::string sound(int channels, double sampleRate, const std::string& more = "") {
+    uint64_t rate;
+    memcpy(&rate, &sampleRate, sizeof(rate));
+    return number(0x83, 2) + element(0x86, "A_PCM/INT/LIT") +
+           element(0xE1, number(0xB5, rate) + number(0x9F, channels) + number(0x6264, 16)) + more;
+}
+
+std::string picture(int width, int height) {
+    return number(0x83, 1) + element(0x86, "V_VP8") +
+           element(0xE0, number(0xB0, width) + number(0xBA, height));
+}
+
+std::string withCodecData(int bytes) {
+    return sound(2, 48000, element(0x63A2, std::string(bytes, 0)));
+}
 
 sp<NuMediaExtractor> openBytes(const std::string& bytes) {
     const std::string path = TempDir::ofProcess().file("limits");
@@ -38,59 +70,42 @@ sp<NuMediaExtractor> openBytes(const std::string& bytes) {
     return extractor;
 }
 
-// With one sample, of the last track: a file without any is none.
-sp<NuMediaExtractor> openTracks(const std::vector<MatroskaTrack>& tracks) {
-    MatroskaFile file;
-    file.tracks = tracks;
-    file.samples = {{static_cast<uint8_t>(tracks.size()), 0, std::string(1600, 0)}};
-    return openBytes(makeMatroska(file));
+struct Sample {
+    uint64_t timeMs;
+    std::string data;
+};
+
+// The samples are those of the last track; a file without any is none.
+sp<NuMediaExtractor> openTracks(const std::vector<std::string>& tracks,
+                                const std::vector<Sample>& samples = {{0, std::string(1600, 0)}}) {
+    std::string list;
+    for (size_t i = 0; i < tracks.size(); ++i)
+        list += element(0xAE, number(0xD7, i + 1) + number(0x73C5, i + 1) + tracks[i]);
+    std::string segment =
+            element(0x1549A966, number(0x2AD7B1, 1000000)) + element(0x1654AE6B, list);
+    for (const Sample& sample : samples) {
+        const std::string block = std::string(1, static_cast<char>(0x80 | tracks.size())) +
+                                  std::string(2, '\0') + '\x80' + sample.data;
+        segment += element(0x1F43B675, number(0xE7, sample.timeMs) + element(0xA3, block));
+    }
+    return openBytes(element(0x1A45DFA3, element(0x4282, "matroska")) +
+                     element(0x18538067, segment));
 }
 
-sp<AMessage> formatOf(const sp<NuMediaExtractor>& extractor, size_t track = 0) {
+sp<AMessage> formatOf(const sp<NuMediaExtractor>& extractor) {
     sp<AMessage> format;
-    EXPECT_EQ(extractor->getTrackFormat(track, &format), OK);
+    EXPECT_EQ(extractor->getTrackFormat(0, &format), OK);
     return format;
 }
 
-std::vector<int64_t> timesUs(const sp<NuMediaExtractor>& extractor) {
-    EXPECT_EQ(extractor->selectTrack(0), OK);
-    std::vector<int64_t> times;
-    int64_t timeUs = 0;
-    while (extractor->getSampleTime(&timeUs) == OK) {
-        times.push_back(timeUs);
-        extractor->advance();
-    }
-    return times;
-}
-
-MatroskaTrack sound(int channels, double sampleRate) {
-    MatroskaTrack track;
-    track.channels = channels;
-    track.sampleRate = sampleRate;
-    return track;
-}
-
-MatroskaTrack picture(int width, int height) {
-    MatroskaTrack track;
-    track.video = true;
-    track.codec = "V_VP8";
-    track.width = width;
-    track.height = height;
-    return track;
-}
-
-MatroskaTrack withCodecData(int bytes) {
-    MatroskaTrack track = sound(2, 48000);
-    track.codecDataBytes = bytes;
-    return track;
-}
+// ---- Limits -------------------------------------------------------------------------------------
 
 // A track that is beyond what the decoders may be asked for is not offered; the others are.
 TEST(LimitsTest, LeavesOutTracksThatAreBeyond) {
     const struct {
         const char* what;
-        MatroskaTrack largest;
-        MatroskaTrack beyond;
+        std::string largest;
+        std::string beyond;
     } kLimits[] = {{"points", picture(8192, 4352), picture(8192, 4353)},
                    {"width", picture(16384, 2176), picture(16385, 16)},
                    {"height", picture(2176, 16384), picture(16, 16385)},
@@ -105,17 +120,15 @@ TEST(LimitsTest, LeavesOutTracksThatAreBeyond) {
     }
 }
 
-TEST(LimitsTest, ListsNoMoreThanTheFirstTracks) {
-    const std::vector<MatroskaTrack> tracks(limits::kMaxTracks + 6, sound(1, 8000));
+TEST(LimitsTest, CutsTheListOfTracksAndTheLanguage) {
+    const std::vector<std::string> tracks(limits::kMaxTracks + 6, sound(1, 8000));
     EXPECT_EQ(openTracks(tracks)->countTracks(), limits::kMaxTracks);
-}
 
-TEST(LimitsTest, CutsTheLanguage) {
-    MatroskaTrack track = sound(1, 8000);
-    track.language = std::string(limits::kMaxLanguageLength, 'x') + "behind";
+    const std::string longest(limits::kMaxLanguageLength, 'x');
+    const std::string track = sound(1, 8000, element(0x22B59C, longest + "behind"));
     AString language;
     ASSERT_TRUE(formatOf(openTracks({track}))->findString("language", &language));
-    EXPECT_EQ(std::string(language.c_str()), std::string(limits::kMaxLanguageLength, 'x'));
+    EXPECT_EQ(language.c_str(), longest);
 }
 
 // A picture that is larger than its container told: decoding it to learn of it took 400 MB.
@@ -123,10 +136,7 @@ TEST(LimitsTest, DoesNotDecodeATooLargePictureToDescribeIt) {
     // The header of a key frame with 16383x16383 points.
     std::string frame("\x10\x02\x00\x9d\x01\x2a\xff\x3f\xff\x3f", 10);
     frame.resize(400);
-    MatroskaFile file;
-    file.tracks = {picture(64, 48)};
-    file.samples = {{1, 0, frame}, {1, 40, frame}};
-    const sp<AMessage> format = formatOf(openBytes(makeMatroska(file)));
+    const sp<AMessage> format = formatOf(openTracks({picture(64, 48)}, {{0, frame}, {40, frame}}));
     int32_t width = 0;
     EXPECT_TRUE(format->findInt32("width", &width));
     EXPECT_EQ(width, 64);
@@ -134,15 +144,18 @@ TEST(LimitsTest, DoesNotDecodeATooLargePictureToDescribeIt) {
 
 // Sums with a wild time overflowed. A sample without a time of its own follows its predecessor.
 TEST(LimitsTest, TakesWildTimesForNone) {
-    MatroskaFile file;
-    file.tracks = {sound(1, 8000)};
+    constexpr uint64_t kHundredYearsMs = limits::kMaxTimeUs / 1000;
     const std::string data(1600, 0);  // 100 ms
-    file.samples = {{1, 0, data},
-                    {1, INT64_MAX / 2, data},
-                    {1, kHundredYearsMs + 1000, data},
-                    {1, kHundredYearsMs - 1000, data}};
-    EXPECT_THAT(timesUs(openBytes(makeMatroska(file))),
-                ElementsAre(0, 100000, 200000, limits::kMaxTimeUs - 1000000));
+    const auto extractor = openTracks({sound(1, 8000)}, {{0, data},
+                                                         {INT64_MAX / 2, data},
+                                                         {kHundredYearsMs + 1000, data},
+                                                         {kHundredYearsMs - 1000, data}});
+    EXPECT_EQ(extractor->selectTrack(0), OK);
+    std::vector<int64_t> times;
+    int64_t timeUs = 0;
+    for (; extractor->getSampleTime(&timeUs) == OK; extractor->advance())
+        times.push_back(timeUs);
+    EXPECT_THAT(times, ElementsAre(0, 100000, 200000, limits::kMaxTimeUs - 1000000));
 }
 
 // The list of samples of an MP4 file can claim any size for them.

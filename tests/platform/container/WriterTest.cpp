@@ -6,28 +6,33 @@
 #include <gtest/gtest.h>
 #include <media/stagefright/MPEG2TSWriter.h>
 #include <media/stagefright/MPEG4Writer.h>
+#include <media/stagefright/MediaAdapter.h>
+#include <media/stagefright/MediaBuffer.h>
 #include <media/stagefright/MediaErrors.h>
+#include <media/stagefright/MetaData.h>
 #include <media/stagefright/foundation/MediaDefs.h>
-#include <oxa/host/OutputWait.h>
 #include <poll.h>
-#include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <functional>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "container/AvcStream.h"
+#include "container/Esds.h"
 #include "platform/codec/FaultLog.h"
-#include "platform/container/WriterSession.h"
 #include "support/Deadline.h"
 #include "support/MediaProbe.h"
 #include "support/MediaReader.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
+
+extern "C" {
+#include <libavutil/intreadwrite.h>
+}
 
 namespace android {
 namespace {
@@ -38,48 +43,93 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-// 15 s without B-frames: what is decoded first is shown first.
-const EncodedClip& carClip() {
-    static const EncodedClip clip(mediaPath("car_432p_12fps.mp4"), 15000000);
-    return clip;
-}
-constexpr int64_t kPictures = 188;
-constexpr int64_t kSounds = 704;
+// ---- Samples
 
 constexpr size_t kVideo = 0;
 constexpr size_t kAudio = 1;
+
+// One sample on its way into a writer, or found in what it wrote.
+struct TrackSample {
+    size_t track;
+    int64_t timeUs;
+    bool sync;
+    std::vector<uint8_t> data;
+};
+
+// H.264 with start codes, and without parameter sets and delimiters.
+std::vector<uint8_t> normalForm(std::vector<uint8_t> data, bool hasLengths) {
+    constexpr int kDelimiter = 9;
+    // A start code takes the place of a length.
+    for (size_t at = 0; hasLengths && at + 4 <= data.size();) {
+        const size_t length = AV_RB32(&data[at]);
+        AV_WB32(&data[at], 1);
+        at += 4 + length;
+    }
+    std::vector<uint8_t> out;
+    for (const NalUnit& unit : splitAnnexB(data.data(), data.size())) {
+        if (unit.type() == kDelimiter || unit.type() == kNalTypeSequenceParameters ||
+            unit.type() == kNalTypePictureParameters) {
+            continue;
+        }
+        out.insert(out.end(), {0, 0, 0, 1});
+        out.insert(out.end(), unit.data, unit.data + unit.size);
+    }
+    return out;
+}
+
+// What is in a file, with times of its own (not relative to the file's start).
+std::vector<TrackSample> readSamples(const std::string& path, int64_t endUs = INT64_MAX) {
+    constexpr AVRational kMicroseconds = {1, 1000000};
+    std::vector<TrackSample> samples;
+    MediaReader reader(path);
+    EXPECT_TRUE(reader.ok()) << reader.error();
+    if (!reader.ok()) return samples;
+    const bool isTs = strcmp(reader.format()->iformat->name, "mpegts") == 0;
+    reader.readPackets([&](const AVPacket& packet) {
+        const AVStream& stream = *reader.format()->streams[packet.stream_index];
+        const int adtsHeader = isTs && stream.codecpar->codec_id == AV_CODEC_ID_AAC ? 7 : 0;
+        ASSERT_GT(packet.size, adtsHeader);
+        samples.push_back({static_cast<size_t>(packet.stream_index),
+                           av_rescale_q(packet.pts, stream.time_base, kMicroseconds),
+                           (packet.flags & AV_PKT_FLAG_KEY) != 0,
+                           {packet.data + adtsHeader, packet.data + packet.size}});
+        std::vector<uint8_t>& data = samples.back().data;
+        if (stream.codecpar->codec_id == AV_CODEC_ID_H264) data = normalForm(data, !isTs);
+        if (samples.back().timeUs >= endUs) samples.pop_back();
+    });
+    return samples;
+}
+
+// The first 15 s of a clip without B-frames: what is decoded first is shown first.
+const std::vector<TrackSample>& carSamples() {
+    static const auto samples = readSamples(mediaPath("car_432p_12fps.mp4"), 15000000);
+    return samples;
+}
+
+// Its tracks as an encoder would describe them.
+std::vector<sp<MetaData>> carFormats() {
+    const MediaReader reader(mediaPath("car_432p_12fps.mp4"));
+    const AVCodecParameters& picture = *reader.format()->streams[kVideo]->codecpar;
+    const AVCodecParameters& sound = *reader.format()->streams[kAudio]->codecpar;
+    sp<MetaData> video = new MetaData;
+    video->setCString(kKeyMIMEType, MEDIA_MIMETYPE_VIDEO_AVC);
+    video->setInt32(kKeyWidth, picture.width);
+    video->setInt32(kKeyHeight, picture.height);
+    video->setData(kKeyAVCC, kTypeAVCC, picture.extradata, picture.extradata_size);
+    sp<MetaData> audio = new MetaData;
+    audio->setCString(kKeyMIMEType, MEDIA_MIMETYPE_AUDIO_AAC);
+    audio->setInt32(kKeyChannelCount, sound.ch_layout.nb_channels);
+    audio->setInt32(kKeySampleRate, sound.sample_rate);
+    const auto esds = makeEsds(sound.extradata, sound.extradata_size);
+    audio->setData(kKeyESDS, kTypeESDS, esds.data(), esds.size());
+    return {video, audio};
+}
 
 std::vector<TrackSample> trackOf(const std::vector<TrackSample>& samples, size_t track) {
     std::vector<TrackSample> out;
     std::copy_if(samples.begin(), samples.end(), std::back_inserter(out),
                  [track](const TrackSample& sample) { return sample.track == track; });
     return out;
-}
-
-int openFile(const std::string& path) {
-    return open(path.c_str(), O_CREAT | O_TRUNC | O_RDWR | O_CLOEXEC, 0644);
-}
-
-// The boxes of an MP4 file's first level.
-std::vector<std::string> boxesOf(const std::string& path) {
-    const std::string bytes = readFile(path);
-    const auto number = [&](size_t position, int count) {
-        uint64_t value = 0;
-        for (int i = 0; i < count; ++i)
-            value = value << 8 | uint8_t(bytes[position + i]);
-        return value;
-    };
-    std::vector<std::string> boxes;
-    for (size_t position = 0; position + 8 <= bytes.size();) {
-        uint64_t size = number(position, 4);
-        if (size == 1) size = number(position + 8, 8);
-        boxes.push_back(bytes.substr(position + 4, 4));
-        EXPECT_GE(size, 8u);
-        EXPECT_LE(size, bytes.size() - position) << boxes.back() << " reaches beyond the end";
-        if (size < 8) break;
-        position += size;
-    }
-    return boxes;
 }
 
 // The file has the same samples, and all times moved by one and the same amount: none in MP4.
@@ -92,9 +142,7 @@ void expectSamples(const std::string& path, const std::vector<TrackSample>& push
         const auto actual = trackOf(found, track);
         ASSERT_EQ(actual.size(), expected.size()) << "track " << track;
         for (size_t i = 0; i < actual.size(); ++i) {
-            const auto& data = expected[i].data;
-            ASSERT_EQ(actual[i].data, track == kVideo ? withoutParameterSets(data) : data)
-                    << "sample " << i << " of track " << track;
+            ASSERT_EQ(actual[i].data, expected[i].data) << "sample " << i << " of track " << track;
             ASSERT_EQ(actual[i].sync, expected[i].sync) << i;
             least = std::min(least, actual[i].timeUs - expected[i].timeUs);
             most = std::max(most, actual[i].timeUs - expected[i].timeUs);
@@ -107,43 +155,127 @@ void expectSamples(const std::string& path, const std::vector<TrackSample>& push
     }
 }
 
-std::string nameOf(const testing::TestParamInfo<Container>& info) {
-    return info.param == Container::kMp4 ? "Mp4" : "Ts";
+// ---- Writing
+
+enum class Container { kMp4, kTs };
+
+// Takes `fd` over: it is closed as soon as the writer is made.
+sp<MediaWriter> makeWriter(Container container, int fd) {
+    const bool mp4 = container == Container::kMp4;
+    const sp<MediaWriter> writer =
+            mp4 ? static_cast<MediaWriter*>(new MPEG4Writer(fd)) : new MPEG2TSWriter(fd);
+    if (fd >= 0) close(fd);
+    return writer;
+}
+
+int openFile(const std::string& path) {
+    return open(path.c_str(), O_CREAT | O_TRUNC | O_RDWR | O_CLOEXEC, 0644);
+}
+
+// A writer with one adapter for each track, as a muxer uses it.
+class WriterSession {
+  public:
+    explicit WriterSession(const sp<MediaWriter>& writer) : mWriter(writer) {}
+
+    MediaWriter* operator->() const { return mWriter.get(); }
+
+    status_t addTrack(const sp<MetaData>& format) {
+        sp<MediaAdapter> adapter = new MediaAdapter(format);
+        const status_t err = mWriter->addSource(adapter);
+        if (err == OK) mAdapters.push_back(adapter);
+        return err;
+    }
+    // Adds all tracks of the clip and starts; both must work.
+    void start(MetaData* params = nullptr) {
+        for (const sp<MetaData>& format : carFormats())
+            ASSERT_EQ(addTrack(format), OK);
+        ASSERT_EQ(mWriter->start(params), OK);
+    }
+    status_t push(const TrackSample& sample) {
+        std::vector<uint8_t> data = sample.data;
+        auto* buffer = new MediaBuffer(data.data(), data.size());
+        buffer->add_ref();
+        buffer->meta_data().setInt64(kKeyTime, sample.timeUs);
+        buffer->meta_data().setInt64(kKeyDecodingTime, sample.timeUs);
+        if (sample.sync) buffer->meta_data().setInt32(kKeyIsSyncFrame, 1);
+        const status_t err = mAdapters[sample.track]->pushBuffer(buffer);
+        // The memory is free again: a writer that still looked at it would write this.
+        std::fill(data.begin(), data.end(), 0xEE);
+        if (err != OK) {
+            // Nobody has taken the reference over.
+            buffer->setObserver(mAdapters[sample.track].get());
+            buffer->release();
+        }
+        return err;
+    }
+    // Pushes all; true if every answer was OK.
+    bool push(const std::vector<TrackSample>& samples) {
+        return std::all_of(samples.begin(), samples.end(),
+                           [this](const TrackSample& sample) { return push(sample) == OK; });
+    }
+    // As a muxer stops: the adapters first.
+    status_t stop() {
+        for (const sp<MediaAdapter>& adapter : mAdapters)
+            adapter->stop();
+        return mWriter->stop();
+    }
+
+  private:
+    const sp<MediaWriter> mWriter;
+    std::vector<sp<MediaAdapter>> mAdapters;
+};
+
+// All of them from one thread, and nothing goes wrong.
+void write(Container container, int fd, const std::vector<TrackSample>& samples = carSamples()) {
+    FaultLog log;
+    WriterSession session(makeWriter(container, fd));
+    session.start();
+    EXPECT_FALSE(session->reachedEOS());
+    ASSERT_TRUE(session.push(samples));
+    EXPECT_EQ(session.stop(), OK);
+    EXPECT_TRUE(session->reachedEOS());
+    EXPECT_EQ(session.stop(), OK) << "again";
+    EXPECT_TRUE(log.faults().empty()) << log.faults()[0].cause;
+}
+
+// The boxes of an MP4 file's first level.
+std::vector<std::string> boxesOf(const std::string& path) {
+    const std::string bytes = readFile(path);
+    std::vector<std::string> boxes;
+    for (size_t position = 0; position + 8 <= bytes.size();) {
+        uint64_t size = AV_RB32(&bytes[position]);
+        if (size == 1) size = AV_RB64(&bytes[position + 8]);
+        boxes.push_back(bytes.substr(position + 4, 4));
+        EXPECT_GE(size, 8u);
+        EXPECT_LE(size, bytes.size() - position) << boxes.back() << " reaches beyond the end";
+        if (size < 8) break;
+        position += size;
+    }
+    return boxes;
 }
 
 class WriterTest : public ::testing::TestWithParam<Container> {
   protected:
-    // All of them from one thread, and nothing goes wrong.
-    static void write(int fd, const std::vector<TrackSample>& samples = carClip().samples) {
-        FaultLog log;
-        WriterSession session(GetParam(), fd);
-        session.start(carClip());
-        EXPECT_FALSE(session->reachedEOS());
-        ASSERT_TRUE(session.push(samples));
-        EXPECT_EQ(session.stop(), OK);
-        EXPECT_TRUE(session->reachedEOS());
-        EXPECT_EQ(session.stop(), OK) << "again";
-        EXPECT_TRUE(log.faults().empty()) << log.faults()[0].cause;
-    }
-
     TempDir mDir;
     const std::string mPath = mDir.file("out");
 };
 INSTANTIATE_TEST_SUITE_P(Containers, WriterTest, testing::Values(Container::kMp4, Container::kTs),
-                         nameOf);
+                         [](const auto& info) {
+                             return info.param == Container::kMp4 ? "Mp4" : "Ts";
+                         });
 
 // Would catch a sample that is lost, doubled, cut, written twice in one piece or noted at another
 // place than it has, in every order in which one thread can push two tracks; a writer that lets a
 // push wait for the other track stands still for ever.
 TEST_P(WriterTest, WritesEverySampleWhateverTheOrder) {
-    const std::vector<TrackSample>& inOrder = carClip().samples;
+    const std::vector<TrackSample>& inOrder = carSamples();
     std::vector<TrackSample> videoFirst = inOrder;
     std::vector<TrackSample> audioFirst = inOrder;
     const auto isVideo = [](const TrackSample& sample) { return sample.track == kVideo; };
     std::stable_partition(videoFirst.begin(), videoFirst.end(), isVideo);
     std::stable_partition(audioFirst.begin(), audioFirst.end(), std::not_fn(isVideo));
     for (const auto& samples : {videoFirst, audioFirst, inOrder}) {
-        write(openFile(mPath), samples);
+        write(GetParam(), openFile(mPath), samples);
         expectSamples(mPath, inOrder);
         if (GetParam() == Container::kMp4) {
             EXPECT_THAT(boxesOf(mPath), ElementsAre("ftyp", "mdat", "moov"));
@@ -151,65 +283,14 @@ TEST_P(WriterTest, WritesEverySampleWhateverTheOrder) {
             EXPECT_EQ(fileSize(mPath) % 188, 0);
         }
     }
-    const MediaProbe probe(mPath);
-    EXPECT_EQ(probe.video()->frameCount, kPictures);
-    EXPECT_EQ(probe.video()->decodeErrors, 0);
-    EXPECT_EQ(probe.audio()->decodeErrors, 0);
-    EXPECT_NEAR(probe.video()->durationUs(), kPictures * 80000, 1000);
-    EXPECT_TRUE(probe.video()->decodingTimesRise);
-}
-
-TEST_P(WriterTest, TracksFromSeveralThreads) {
-    WriterSession session(GetParam(), openFile(mPath));
-    session.start(carClip());
-    std::vector<std::thread> threads;
-    for (size_t track : {kVideo, kAudio}) {
-        threads.emplace_back(
-                [&, track] { EXPECT_TRUE(session.push(trackOf(carClip().samples, track))); });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    session.stop();
-    expectSamples(mPath, carClip().samples);
-}
-
-// The tracks keep their distance exactly, whichever starts later.
-TEST_P(WriterTest, KeepsTheDistanceOfTracks) {
-    for (size_t late : {kVideo, kAudio}) {
-        std::vector<TrackSample> samples = carClip().samples;
-        for (TrackSample& sample : samples) {
-            if (sample.track == late) sample.timeUs += 1234567;
-        }
-        write(openFile(mPath), samples);
-        expectSamples(mPath, samples);
-    }
-}
-
-// An AAC encoder's first frame comes before the time 0 and is not to be heard. In MP4 the edit
-// list says so, in a transport stream the frame is not there; the picture starts at 0 in both.
-TEST_P(WriterTest, SoundBeforeTheTimeZeroDoesNotMoveThePicture) {
-    std::vector<TrackSample> samples = carClip().samples;
-    for (TrackSample& sample : samples) {
-        if (sample.track == kAudio) sample.timeUs -= 21333;
-    }
-    write(openFile(mPath), samples);
-    const MediaProbe probe(mPath);
-    ASSERT_TRUE(probe.ok()) << probe.error();
-    EXPECT_EQ(probe.video()->packetTimesUs.front(), 0);
-    const bool mp4 = GetParam() == Container::kMp4;
-    EXPECT_EQ(probe.audio()->packetCount, kSounds - (mp4 ? 0 : 1));
-    EXPECT_NEAR(probe.audio()->packetTimesUs.front(), mp4 ? -21333 : 0, 12);
-    const MediaReader reader(mPath);
-    EXPECT_EQ(reader.format()->start_time, mp4 ? 0 : 1400000);
-    // Heard: everything but the first frame.
-    EXPECT_EQ(probe.audio()->frameCount, (kSounds - 1) * 1024);
+    EXPECT_EQ(MediaProbe(mPath).video()->frameCount, 188);
 }
 
 TEST_P(WriterTest, LeavesOutWhatIsNoSample) {
-    const auto video = trackOf(carClip().samples, kVideo);
-    const auto audio = trackOf(carClip().samples, kAudio);
-    WriterSession session(GetParam(), openFile(mPath));
-    session.start(carClip());
+    const auto video = trackOf(carSamples(), kVideo);
+    const auto audio = trackOf(carSamples(), kAudio);
+    WriterSession session(makeWriter(GetParam(), openFile(mPath)));
+    session.start();
     TrackSample early = video[1];
     early.timeUs = 0;
     ASSERT_FALSE(early.sync);
@@ -237,17 +318,17 @@ TEST_P(WriterTest, LeavesOutWhatIsNoSample) {
 
 TEST_P(WriterTest, ADestroyedWriterLeavesAFinishedFile) {
     {
-        WriterSession session(GetParam(), openFile(mPath));
-        session.start(carClip());
-        ASSERT_TRUE(session.push(carClip().samples));
+        WriterSession session(makeWriter(GetParam(), openFile(mPath)));
+        session.start();
+        ASSERT_TRUE(session.push(carSamples()));
     }
-    expectSamples(mPath, carClip().samples);
+    expectSamples(mPath, carSamples());
 }
 
 TEST_P(WriterTest, TracksWithoutSamplesAreLegal) {
-    write(openFile(mPath), {});
-    write(openFile(mPath), trackOf(carClip().samples, kAudio));
-    EXPECT_EQ(readSamples(mPath).size(), size_t{kSounds});
+    write(GetParam(), openFile(mPath), {});
+    write(GetParam(), openFile(mPath), trackOf(carSamples(), kAudio));
+    EXPECT_EQ(readSamples(mPath).size(), 704u);
 }
 
 TEST_P(WriterTest, RefusesTracksAndCallsThatMakeNoFile) {
@@ -256,19 +337,14 @@ TEST_P(WriterTest, RefusesTracksAndCallsThatMakeNoFile) {
         if (mime != nullptr) meta->setCString(kKeyMIMEType, mime);
         return meta;
     };
-    WriterSession session(GetParam(), openFile(mPath));
+    WriterSession session(makeWriter(GetParam(), openFile(mPath)));
     EXPECT_EQ(session->start(), INVALID_OPERATION) << "no track";
     EXPECT_EQ(session->stop(), OK) << "not started";
     EXPECT_EQ(session.addTrack(format(nullptr)), ERROR_UNSUPPORTED);
-    EXPECT_EQ(session.addTrack(format("audio/x-unknown")), ERROR_UNSUPPORTED);
     EXPECT_EQ(session.addTrack(format("video/avc")), ERROR_MALFORMED) << "no size";
-    EXPECT_EQ(session.addTrack(format(MEDIA_MIMETYPE_VIDEO_HEVC)),
-              GetParam() == Container::kMp4 ? status_t{ERROR_MALFORMED}
-                                            : status_t{ERROR_UNSUPPORTED});
-    session.start(carClip());
+    session.start();
     EXPECT_EQ(session->start(), INVALID_OPERATION);
-    EXPECT_EQ(session.addTrack(carClip().formats[0]), UNKNOWN_ERROR);
-    EXPECT_EQ(session->pause(), ERROR_UNSUPPORTED);
+    EXPECT_EQ(session.addTrack(carFormats()[0]), UNKNOWN_ERROR);
     session.stop();
     EXPECT_EQ(session->start(), INVALID_OPERATION);
 }
@@ -277,15 +353,29 @@ TEST_P(WriterTest, ADescriptorThatCannotBeWrittenToFailsTheStart) {
     ASSERT_TRUE(writeFile(mPath, "x"));
     for (int fd : {-1, open(mPath.c_str(), O_RDONLY)}) {
         FaultLog log;
-        WriterSession session(GetParam(), fd);
-        EXPECT_EQ(session.addTrack(carClip().formats[0]), OK);
+        WriterSession session(makeWriter(GetParam(), fd));
+        EXPECT_EQ(session.addTrack(carFormats()[0]), OK);
         EXPECT_EQ(session->start(), UNKNOWN_ERROR);
-        EXPECT_EQ(session.push(carClip().samples[0]), INVALID_OPERATION);
         EXPECT_EQ(session.stop(), OK);
         ASSERT_EQ(log.faults().size(), 1u);
         EXPECT_EQ(log.faults()[0].error, EBADF);
     }
     EXPECT_EQ(readFile(mPath), "x");
+}
+
+// Where nothing that was written can be changed any more.
+TEST_P(WriterTest, APipeAndADescriptorThatAppendsGetAPlayableStream) {
+    FILE* const reader = popen(("cat >" + mPath).c_str(), "w");
+    write(GetParam(), dup(fileno(reader)));
+    ASSERT_EQ(pclose(reader), 0);
+    expectSamples(mPath, carSamples());
+
+    ASSERT_TRUE(writeFile(mPath, ""));
+    write(GetParam(), open(mPath.c_str(), O_RDWR | O_APPEND));
+    expectSamples(mPath, carSamples());
+    if (GetParam() == Container::kMp4) {
+        EXPECT_THAT(boxesOf(mPath), Not(Contains("free"))) << "room that is never used";
+    }
 }
 
 // What is said of an output that fails: one fault, and pushes that go on being answered OK.
@@ -300,157 +390,41 @@ void expectOneFault(const FaultLog& log, const std::string& object, int error) {
     EXPECT_THAT(faults[0].object, HasSubstr(object));
 }
 
-class Pipe {
-  public:
-    Pipe() { EXPECT_EQ(pipe2(mEnds, O_CLOEXEC), 0); }
-    ~Pipe() {
-        closeReader();
-        for (int fd : {mEnds[0], mEnds[1]}) {
-            if (fd >= 0) close(fd);
-        }
-        if (mReader.joinable()) mReader.join();
-    }
-
-    int reader() const { return mEnds[0]; }
-    int takeWriter() { return std::exchange(mEnds[1], -1); }
-    void closeReader() {
-        if (!mReader.joinable() && mEnds[0] >= 0) close(std::exchange(mEnds[0], -1));
-    }
-    // Collects everything in a file until the last writer is gone.
-    void collect(const std::string& path) {
-        mReader = std::thread([this, path] {
-            std::string bytes;
-            char part[5000];
-            ssize_t count;
-            while ((count = read(mEnds[0], part, sizeof(part))) > 0)
-                bytes.append(part, count);
-            writeFile(path, bytes);
-        });
-    }
-    void join() { mReader.join(); }
-
-  private:
-    int mEnds[2] = {-1, -1};
-    std::thread mReader;
-};
-
-// Where nothing that was written can be changed any more.
-TEST_P(WriterTest, APipeAndADescriptorThatAppendsGetAPlayableStream) {
-    Pipe pipe;
-    pipe.collect(mPath);
-    write(pipe.takeWriter());
-    pipe.join();
-    expectSamples(mPath, carClip().samples);
-
-    ASSERT_TRUE(writeFile(mPath, ""));
-    write(open(mPath.c_str(), O_RDWR | O_APPEND));
-    expectSamples(mPath, carClip().samples);
-    if (GetParam() == Container::kMp4) {
-        EXPECT_THAT(boxesOf(mPath), Not(Contains("free"))) << "room that is never used";
-    }
-}
-
-TEST_P(WriterTest, AnOutputThatFailsIsToldOnceAndSamplesAreTakenOn) {
-    signal(SIGPIPE, SIG_IGN);
-    Pipe pipe;
-    const struct {
-        int fd;
-        const char* object;
-        int error;
-    } kOutputs[] = {{pipe.takeWriter(), "fd ", EPIPE},
-                    {open("/dev/full", O_RDWR), "/dev/full", ENOSPC}};
-    for (const auto& output : kOutputs) {
+// A reader that has stopped reading but holds the other end, of a pipe and of a socket.
+TEST_P(WriterTest, AStalledReaderDoesNotHoldAStop) {
+    int ends[2][2];
+    ASSERT_EQ(pipe2(ends[0], O_CLOEXEC), 0);
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends[1]), 0);
+    for (const auto& [reader, fd] : ends) {
         FaultLog log;
-        WriterSession session(GetParam(), output.fd);
-        session.start(carClip());
-        pipe.closeReader();
-        EXPECT_TRUE(session.push(carClip().samples));
-        EXPECT_EQ(session.stop(), OK);
-        expectOneFault(log, output.object, output.error);
-    }
-}
-
-// A reader that has stopped reading but holds the other end, for pipes and sockets.
-class StalledReaderTest : public WriterTest {
-  protected:
-    void SetUp() override {
-        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, mSocket), 0);
-        mWriteEnd = fcntl(mPipe.takeWriter(), F_DUPFD_CLOEXEC, 0);
-    }
-    void TearDown() override {
-        for (int fd : {mSocket[0], mSocket[1], mWriteEnd})
-            close(fd);
-    }
-
-    // Pushes until the writer stands still.
-    void startAndStall(WriterSession* session, int fd) {
-        session->start(carClip());
-        mPushed = 0;
-        mPusher = std::thread([this, session] {
-            for (const TrackSample& sample : carClip().samples) {
-                if (session->push(sample) != OK) break;
-                ++mPushed;
-            }
-        });
-        EXPECT_TRUE(waitFor([fd] {
-            pollfd descriptor = {fd, POLLOUT, 0};
-            return poll(&descriptor, 1, 0) == 0;
-        }));
-    }
-
-    Pipe mPipe;
-    int mWriteEnd = -1;
-    int mSocket[2] = {-1, -1};
-    std::thread mPusher;
-    std::atomic<size_t> mPushed{0};
-};
-INSTANTIATE_TEST_SUITE_P(Containers, StalledReaderTest,
-                         testing::Values(Container::kMp4, Container::kTs), nameOf);
-
-TEST_P(StalledReaderTest, DoesNotHoldAStop) {
-    for (int fd : {mWriteEnd, mSocket[0]}) {
-        FaultLog log;
-        WriterSession session(GetParam(), dup(fd));
-        startAndStall(&session, fd);
+        WriterSession session(makeWriter(GetParam(), dup(fd)));
+        session.start();
+        std::thread pusher([&session] { session.push(carSamples()); });
+        pollfd descriptor = {fd, POLLOUT, 0};
+        EXPECT_TRUE(waitFor([&descriptor] { return poll(&descriptor, 1, 0) == 0; }));
+        EXPECT_TRUE(log.faults().empty()) << "a slow reader is no fault";
         const auto begin = std::chrono::steady_clock::now();
         EXPECT_EQ(session->stop(), OK);
         // One second, and whatever a busy machine needs.
         EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
-        mPusher.join();
+        pusher.join();
         expectOneFault(log, "fd ", ETIMEDOUT);
+        close(reader);
+        close(fd);
     }
-}
-
-TEST_P(StalledReaderTest, HoldsPushesOnlyAsLongAsTheHostAllows) {
-    FaultLog log;
-    WriterSession session(GetParam(), dup(mWriteEnd));
-    startAndStall(&session, mWriteEnd);
-    EXPECT_TRUE(log.faults().empty()) << "a slow reader is no fault";
-    EXPECT_LT(mPushed, carClip().samples.size());
-    oxa::host::setOutputWaitLimit(0);
-    mPusher.join();
-    oxa::host::setOutputWaitLimit(-1);
-    EXPECT_EQ(mPushed, carClip().samples.size());
-    EXPECT_EQ(session.stop(), OK);
-    expectOneFault(log, "fd ", ETIMEDOUT);
 }
 
 TEST(Mp4WriterTest, WritesRotationAndPlace) {
     TempDir dir;
     const std::string path = dir.file("out.mp4");
     for (int degrees : {90, 180, 270}) {
-        sp<MPEG4Writer> writer = new MPEG4Writer(openFile(path));
-        WriterSession session((sp<MediaWriter>(writer)));
-        EXPECT_EQ(writer->setGeoData(900001, 0), BAD_VALUE);
-        EXPECT_EQ(writer->setGeoData(0, -1800001), BAD_VALUE);
-        EXPECT_EQ(writer->setGeoData(-337550, 1512100), OK);
-        EXPECT_EQ(writer->setInterleaveDuration(200000), OK);
+        const auto writer = makeWriter(Container::kMp4, openFile(path));
+        WriterSession session(writer);
+        EXPECT_EQ(static_cast<MPEG4Writer*>(writer.get())->setGeoData(-337550, 1512100), OK);
         sp<MetaData> params = new MetaData;
         params->setInt32(kKeyRotation, degrees);
-        session.start(carClip(), params.get());
-        EXPECT_EQ(writer->setGeoData(0, 0), INVALID_OPERATION);
-        EXPECT_EQ(writer->setInterleaveDuration(1), INVALID_OPERATION);
-        ASSERT_EQ(session.push(carClip().samples[0]), OK);
+        session.start(params.get());
+        ASSERT_EQ(session.push(carSamples()[0]), OK);
         session.stop();
         EXPECT_EQ(MediaProbe(path).video()->rotation, degrees);
         const MediaReader reader(path);
@@ -463,44 +437,38 @@ TEST(Mp4WriterTest, WritesRotationAndPlace) {
 
 TEST(TsWriterTest, WritesThroughAFunction) {
     struct Sink {
+        const size_t room;
         std::string bytes;
         static ssize_t write(void* cookie, const void* data, size_t size) {
-            // Short writes are gone on with.
-            size = std::min<size_t>(size, 1000);
-            static_cast<Sink*>(cookie)->bytes.append(static_cast<const char*>(data), size);
+            auto* sink = static_cast<Sink*>(cookie);
+            if (sink->bytes.size() >= sink->room) return -ENOSPC;
+            size = std::min<size_t>(size, 1000);  // short writes are gone on with
+            sink->bytes.append(static_cast<const char*>(data), size);
             return static_cast<ssize_t>(size);
         }
-        static ssize_t fail(void* /*cookie*/, const void* /*data*/, size_t /*size*/) {
-            return -ENOSPC;
-        }
-    } sink;
-    WriterSession session(sp<MediaWriter>(new MPEG2TSWriter(&sink, Sink::write)));
-    session.start(carClip());
-    ASSERT_TRUE(session.push(carClip().samples));
-    session.stop();
-    TempDir dir;
-    writeFile(dir.file("out.ts"), sink.bytes);
-    expectSamples(dir.file("out.ts"), carClip().samples);
-
+    } sinks[] = {{SIZE_MAX, ""}, {100000, ""}};
     FaultLog log;
-    WriterSession failing(sp<MediaWriter>(new MPEG2TSWriter(nullptr, Sink::fail)));
-    failing.start(carClip());
-    EXPECT_TRUE(failing.push(carClip().samples));
-    EXPECT_EQ(failing.stop(), OK);
+    for (Sink& sink : sinks) {
+        EXPECT_TRUE(log.faults().empty());
+        WriterSession session(sp<MediaWriter>(new MPEG2TSWriter(&sink, Sink::write)));
+        session.start();
+        EXPECT_TRUE(session.push(carSamples()));
+        EXPECT_EQ(session.stop(), OK);
+    }
     expectOneFault(log, "function", ENOSPC);
+    TempDir dir;
+    writeFile(dir.file("out.ts"), sinks[0].bytes);
+    expectSamples(dir.file("out.ts"), carSamples());
 }
 
 // A decoder that joins in the middle needs the parameter sets, which the encoder gives once only.
 TEST(TsWriterTest, ParameterSetsAreInFrontOfEverySyncFrame) {
     TempDir dir;
     const std::string path = dir.file("out.ts");
-    WriterSession session(Container::kTs, openFile(path));
-    session.start(carClip());
-    ASSERT_TRUE(session.push(carClip().samples));
-    session.stop();
-    const auto video = trackOf(carClip().samples, kVideo);
-    const auto syncFrames = std::count_if(video.begin(), video.end(),
-                                          [](const TrackSample& sample) { return sample.sync; });
+    write(Container::kTs, openFile(path));
+    const auto syncFrames = std::count_if(
+            carSamples().begin(), carSamples().end(),
+            [](const TrackSample& sample) { return sample.track == kVideo && sample.sync; });
     ASSERT_GT(syncFrames, 1);
     MediaReader reader(path);
     int64_t withSets = 0;

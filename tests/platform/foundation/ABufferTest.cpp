@@ -3,27 +3,10 @@
 
 #include <gtest/gtest.h>
 #include <media/stagefright/foundation/ABuffer.h>
-#include <media/stagefright/foundation/AMessage.h>
 #include <string.h>
 
 namespace android {
 namespace {
-
-TEST(ABufferTest, StartsWithTheWholeCapacityAndMovesItsRange) {
-    sp<ABuffer> buffer = new ABuffer(16);
-    EXPECT_EQ(16u, buffer->capacity());
-    EXPECT_EQ(16u, buffer->size());
-    EXPECT_EQ(0u, buffer->offset());
-    EXPECT_EQ(buffer->base(), buffer->data());
-    memset(buffer->base(), 0x55, 16);
-
-    buffer->setRange(4, 12);
-    EXPECT_EQ(buffer->base() + 4, buffer->data());
-    EXPECT_EQ(12u, buffer->size());
-    buffer->setRange(16, 0);
-    EXPECT_EQ(16u, buffer->offset());
-    EXPECT_EQ(16u, buffer->capacity());
-}
 
 TEST(ABufferTest, BorrowsOrCopiesForeignMemory) {
     char bytes[] = "abc";
@@ -35,17 +18,6 @@ TEST(ABufferTest, BorrowsOrCopiesForeignMemory) {
     EXPECT_EQ(3u, copied->size());
     borrowed.clear();
     EXPECT_STREQ("xbc", bytes);
-}
-
-TEST(ABufferTest, KeepsOneMetaMessageAndANumber) {
-    sp<ABuffer> buffer = new ABuffer(0);
-    buffer->meta()->setInt64("timeUs", 40);
-    int64_t timeUs = 0;
-    EXPECT_TRUE(buffer->meta()->findInt64("timeUs", &timeUs));
-    EXPECT_EQ(40, timeUs);
-    EXPECT_EQ(0, buffer->int32Data());
-    buffer->setInt32Data(-9);
-    EXPECT_EQ(-9, buffer->int32Data());
 }
 
 // The sanitizers' allocators end the process instead of answering that there is no memory.

@@ -31,35 +31,24 @@ class Signal {
         return mCondition.wait_for(lock, timeout, [this] { return mRaised; });
     }
 
-    bool raised() {
-        std::lock_guard<std::mutex> lock(mLock);
-        return mRaised;
-    }
-
   private:
     std::mutex mLock;
     std::condition_variable mCondition;
     bool mRaised = false;
 };
 
-// A handler made of a function; counts in `destroyed`, if given, that it is gone.
+// A handler made of a function.
 class FunctionHandler : public android::AHandler {
   public:
     using Function = std::function<void(const android::sp<android::AMessage>&)>;
 
-    explicit FunctionHandler(Function function, std::atomic<int>* destroyed = nullptr)
-        : mFunction(std::move(function)), mDestroyed(destroyed) {}
+    explicit FunctionHandler(Function function) : mFunction(std::move(function)) {}
 
   protected:
-    ~FunctionHandler() override {
-        if (mDestroyed != nullptr) ++*mDestroyed;
-    }
-
     void onMessageReceived(const android::sp<android::AMessage>& msg) override { mFunction(msg); }
 
   private:
     const Function mFunction;
-    std::atomic<int>* const mDestroyed;
 };
 
 // An object that counts its end.

@@ -1,12 +1,11 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <oxa/host/Display.h>
 
-#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 
 #include "platform/codec/PlayJob.h"
 #include "support/Pictures.h"
@@ -16,17 +15,6 @@
 
 namespace oxa::test {
 namespace {
-
-std::vector<std::string> filesOf(const std::string& directory) {
-    std::vector<std::string> names;
-    DIR* entries = opendir(directory.c_str());
-    while (const dirent* entry = readdir(entries)) {
-        if (entry->d_name[0] != '.') names.push_back(entry->d_name);
-    }
-    closedir(entries);
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 // As many files as pictures, named by number and time, that look like what the `ffmpeg` command
 // writes.
@@ -47,21 +35,18 @@ TEST(PngClipTest, IsWhatTheClipHolds) {
         options.producer = display->producer();
         ASSERT_TRUE(PlayJob(options).run());
     }
-    const std::vector<std::string> names = filesOf(written.path());
-    ASSERT_EQ(10U, names.size());
-    ASSERT_EQ(10U, filesOf(expected.path()).size());
-    for (unsigned i = 0; i < names.size(); ++i) {
+    for (unsigned i = 0; i < 10; ++i) {
         char name[64];
         char number[16];
         snprintf(name, sizeof(name), "picture-%06u-0.%06us.png", i + 1, i * 40000);
         snprintf(number, sizeof(number), "%06u.png", i + 1);
-        ASSERT_EQ(name, names[i]);
-        const PsnrResult result = comparePictures(expected.file(number), written.file(names[i]));
-        ASSERT_EQ(1U, result.countB);
+        const PsnrResult result = comparePictures(expected.file(number), written.file(name));
+        ASSERT_EQ(1U, result.countB) << name;
         EXPECT_GT(result.mean.y, 48) << name;
         EXPECT_GT(result.mean.u, 48) << name;
         EXPECT_GT(result.mean.v, 48) << name;
     }
+    EXPECT_EQ(10, std::distance(std::filesystem::directory_iterator(written.path()), {}));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include "platform/graphics/TestPictures.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "codec/AvPicture.h"
@@ -34,18 +35,21 @@ FramePtr rgbCard(int width, int height) {
         uint8_t* pixel = frame->data[0] + y * frame->linesize[0];
         for (int x = 0; x < width; ++x, pixel += 3) {
             const Rgb& colour = kCardColours[(y * 2 < height ? 0 : 2) + (x * 2 < width ? 0 : 1)];
-            pixel[0] = static_cast<uint8_t>(colour.red);
-            pixel[1] = static_cast<uint8_t>(colour.green);
-            pixel[2] = static_cast<uint8_t>(colour.blue);
+            std::copy(colour.begin(), colour.end(), pixel);
         }
     }
     return frame;
 }
 
-int rowsOf(const AVFrame& frame, int plane) {
-    const bool halved =
-            plane > 0 && (frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_NV12);
-    return halved ? (frame.height + 1) / 2 : frame.height;
+// Lets its rows be read from the last one in memory on.
+void turnUpsideDown(AVFrame* frame) {
+    for (int i = 0; i < AV_NUM_DATA_POINTERS && frame->data[i] != nullptr; ++i) {
+        const bool halved =
+                i > 0 && (frame->format == AV_PIX_FMT_YUV420P || frame->format == AV_PIX_FMT_NV12);
+        const int rows = halved ? (frame->height + 1) / 2 : frame->height;
+        frame->data[i] += (rows - 1) * frame->linesize[i];
+        frame->linesize[i] = -frame->linesize[i];
+    }
 }
 
 }  // namespace
@@ -53,14 +57,7 @@ int rowsOf(const AVFrame& frame, int plane) {
 sp<Picture> makeCard(const CardOptions& options) {
     const FramePtr card = rgbCard(options.width, options.height);
     FramePtr frame = newFrame(options.pixelFormat, options.width, options.height);
-    const int stepDown = options.upsideDownInMemory ? -1 : 1;
-    uint8_t* data[AV_NUM_DATA_POINTERS] = {};
-    int linesize[AV_NUM_DATA_POINTERS] = {};
-    for (int i = 0; i < 4 && frame->data[i] != nullptr; ++i) {
-        const int lastRow = (rowsOf(*frame, i) - 1) * frame->linesize[i];
-        data[i] = frame->data[i] + (options.upsideDownInMemory ? lastRow : 0);
-        linesize[i] = stepDown * frame->linesize[i];
-    }
+    if (options.upsideDownInMemory) turnUpsideDown(frame.get());
     SwsContext* scaler = sws_getContext(options.width, options.height, AV_PIX_FMT_RGB24,
                                         options.width, options.height, options.pixelFormat,
                                         SWS_POINT | SWS_ACCURATE_RND, nullptr, nullptr, nullptr);
@@ -69,13 +66,9 @@ sp<Picture> makeCard(const CardOptions& options) {
     sws_setColorspaceDetails(scaler, sws_getCoefficients(SWS_CS_DEFAULT), 1,
                              sws_getCoefficients(options.matrix), options.range == AVCOL_RANGE_JPEG,
                              0, kOne, kOne);
-    sws_scale(scaler, card->data, card->linesize, 0, options.height, data, linesize);
+    sws_scale(scaler, card->data, card->linesize, 0, options.height, frame->data, frame->linesize);
     sws_freeContext(scaler);
-    for (int i = 0; i < AV_NUM_DATA_POINTERS; ++i) {
-        frame->data[i] = data[i];
-        frame->linesize[i] = linesize[i];
-    }
-    return new AvPicture(frame.get(), options.mediaTimeUs);
+    return new AvPicture(frame.get(), -1);
 }
 
 PictureFormat formatOf(const CardOptions& options) {
@@ -85,21 +78,6 @@ PictureFormat formatOf(const CardOptions& options) {
     format.range = options.range;
     format.matrix = options.matrix;
     return format;
-}
-
-CardProducer::CardProducer(const sp<PictureQueue>& queue)
-    : mQueue(queue), mListener(new Listener) {}
-
-CardProducer::~CardProducer() {
-    disconnect();
-}
-
-void CardProducer::connect() {
-    mQueue->connect(mListener);
-}
-
-void CardProducer::disconnect() {
-    mQueue->disconnect(mListener);
 }
 
 bool CardProducer::queue(const sp<Picture>& picture, int64_t timestampNs) {
@@ -115,6 +93,12 @@ size_t CardProducer::freePlaces() {
     for (size_t i = 0; i < count; ++i)
         mQueue->cancelReservation();
     return count;
+}
+
+std::unique_ptr<CardProducer> producerOf(const host::Display& display) {
+    auto producer = std::make_unique<CardProducer>(display.producer()->pictureQueue());
+    producer->connect();
+    return producer;
 }
 
 }  // namespace oxa::test

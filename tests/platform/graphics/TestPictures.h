@@ -3,8 +3,11 @@
 
 #pragma once
 
+#include <oxa/host/Display.h>
+
 #include <array>
 #include <cstdint>
+#include <memory>
 
 #include "graphics/PictureQueue.h"
 
@@ -14,15 +17,10 @@ extern "C" {
 
 namespace oxa::test {
 
-struct Rgb {
-    int red = 0;
-    int green = 0;
-    int blue = 0;
-};
+using Rgb = std::array<int, 3>;
 
 // What the quarters of a card show: top left, top right, bottom left, bottom right.
-using CardColours = std::array<Rgb, 4>;
-constexpr CardColours kCardColours = {
+constexpr std::array<Rgb, 4> kCardColours = {
         {{200, 40, 40}, {40, 180, 60}, {50, 60, 190}, {220, 220, 90}}};
 
 struct CardOptions {
@@ -32,7 +30,6 @@ struct CardOptions {
     int matrix = AVCOL_SPC_SMPTE170M;
     int range = AVCOL_RANGE_MPEG;
     bool upsideDownInMemory = false;  // rows are stored from the last one on
-    int64_t mediaTimeUs = -1;
 };
 
 // A picture of four plain colours, as decoders and cameras make them.
@@ -43,14 +40,13 @@ android::PictureFormat formatOf(const CardOptions& options);
 // A producer that holds no reservation between its calls.
 class CardProducer {
   public:
-    explicit CardProducer(const android::sp<android::PictureQueue>& queue);
-    // Disconnects.
-    ~CardProducer();
+    explicit CardProducer(const android::sp<android::PictureQueue>& queue) : mQueue(queue) {}
+    ~CardProducer() { disconnect(); }
     CardProducer(const CardProducer&) = delete;
     CardProducer& operator=(const CardProducer&) = delete;
 
-    void connect();
-    void disconnect();
+    void connect() { mQueue->connect(mListener); }
+    void disconnect() { mQueue->disconnect(mListener); }
     // Waits for a place; false when none comes.
     bool queue(const android::sp<android::Picture>& picture, int64_t timestampNs = 0);
     // How many places can be had now. Leaves them free.
@@ -64,7 +60,10 @@ class CardProducer {
     };
 
     const android::sp<android::PictureQueue> mQueue;
-    const android::sp<Listener> mListener;
+    const android::sp<Listener> mListener = new Listener;
 };
+
+// A connected one.
+std::unique_ptr<CardProducer> producerOf(const host::Display& display);
 
 }  // namespace oxa::test

@@ -1,0 +1,156 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+// What each command refuses before it does anything: with which exit code, and why.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <iterator>
+#include <sstream>
+
+#include "cli/PlayerProgram.h"
+#include "support/TempDir.h"
+#include "support/TestClips.h"
+
+namespace oxa::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+const std::string kBoth = "lavfi:testsrc2=size=320x180:rate=30;sine";
+const std::string kPicture = "lavfi:testsrc2=size=320x180:rate=30";
+
+struct Refusal {
+    std::string line;
+    int exitCode;
+    std::string cause;
+};
+
+void expectRefusal(const Refusal& refusal) {
+    SCOPED_TRACE(refusal.line);
+    std::istringstream line(refusal.line);
+    const std::vector<std::string> words(std::istream_iterator<std::string>(line), {});
+    const ProcessResult result = runPlayer(words);
+    EXPECT_EQ(result.exitCode, refusal.exitCode) << result.signal;
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, StartsWith("oxaplayer: " + words[0] + ": "));
+    EXPECT_THAT(result.err, HasSubstr(refusal.cause));
+    EXPECT_EQ(linesOf(result.err).size(), 1u) << result.err;
+}
+
+TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
+    const TempDir outputs;
+    const TempDir inputs;
+    const std::string toMp4 = " -o " + outputs.file("out.mp4");
+    const std::string toPng = " -o " + outputs.file("sheet.png");
+    const std::string clip = "transcode " + mediaPath("bunny_480i_tff_mpeg2_mp2.ts");
+    const std::string film = "contact-sheet " + oneFrameVideo();
+    const std::string garbage = garbageFile(50'000);
+    const std::string empty = inputs.file("empty.mp4");
+    const std::string text = inputs.file("text.mp4");
+    const std::string pipe = inputs.file("pipe.mp4");
+    ASSERT_TRUE(writeFile(text, "This is a text.\n") && writeFile(empty, ""));
+    runOrDie({"mkfifo", pipe});
+    const std::string cut = truncateClip(mediaPath("friday_480p_audio_first.mp4"), 0.0005);
+    const Refusal kRefusals[] = {
+            {"probe x.mp4", 3, " cannot open 'x.mp4': No such file or directory\n"},
+            {"probe " + inputs.path(), 3, "'" + inputs.path() + "'"},
+            {"probe " + empty, 3, "'" + empty + "'"},
+            {"probe " + garbage, 3, "'" + garbage + "'"},
+            {"probe /dev/zero", 3, "'/dev/zero'"},
+            // What is shown may come from a file and must not steer the terminal.
+            {"probe no\x1b[2Jsuch\x07\xc2\x9bnext\xc3\xa9", 3, "'no?[2Jsuch?\xc2\xbfnext\xc3\xa9'"},
+
+            {"transcode x.mp4" + toMp4, 3, "No such file"},
+            {"transcode " + text + toMp4, 3, "'" + text + "'"},
+            {"transcode " + pipe + toMp4, 3, "'" + pipe + "'"},
+            {"transcode " + cut + toMp4, 3, "'" + cut + "'"},
+            {"transcode " + mediaPath("bunny_480p_hevc.mp4") + toMp4 + " --only audio", 3,
+             "has no sound that can be decoded"},
+            {clip + " -o " + outputs.file("none/out.mp4"), 4, "No such file or directory"},
+            {clip + " -o " + text + "/out.mp4", 4, "Not a directory"},
+            {clip + " -o /proc/out.mp4", 4, "/proc/out.mp4"},
+            {clip + " -o " + outputs.path() + " --format ts", 4, "Is a directory"},
+            {clip + " -o " + outputs.path() + "/", 2, "cannot tell the container"},
+            {clip + " -o " + outputs.file("out.mkv"), 2, "cannot tell the container"},
+            {clip + " -o - --format mp4", 4, "--format ts"},
+
+            {"contact-sheet none.mp4" + toPng, 3, "No such file"},
+            {"contact-sheet " + garbage + toPng, 3, "cannot read"},
+            {"contact-sheet " + mediaPath("roar.mp3") + toPng, 3, "no picture that can be decoded"},
+            {film + " -o /none/x.png", 4, "No such file"},
+            {film + toPng + " --columns 20 --width 64", 2, "make no sheet"},
+
+            {"camera", 2, "either --hdmi SOURCE or --usb SOURCE"},
+            {"camera --usb v4l2:/dev/no_such", 3, "No such file"},
+            {"record" + toMp4, 2, "either --hdmi SOURCE or --usb SOURCE"},
+            {"record --hdmi a.mp4 --usb b.mp4" + toMp4, 2, "either --hdmi"},
+            {"record --hdmi lavfi:" + toMp4, 2, "after 'lavfi:'"},
+            {"record --usb v4l2:" + toMp4, 2, "after 'v4l2:'"},
+            {"record --audio alsa: --usb " + kPicture + toMp4, 2, "after 'alsa:'"},
+            {"record --usb alsa:default" + toMp4, 2, "picture"},
+            {"record --hdmi pulse:mic --only video" + toMp4, 2, "picture"},
+            {"record --usb v4l2:/dev/video0 --only audio" + toMp4, 2, "--audio"},
+            {"record --audio v4l2:/x --usb " + kPicture + toMp4, 2, "no sound"},
+            {"record --audio none --only audio --usb " + kPicture + toMp4, 2, "leave nothing"},
+            {"record --audio lavfi:sine --only video --usb " + kPicture + toMp4, 2, "leaves out"},
+            {"record --hdmi nothing --fps 31" + toMp4, 2, "1 to 30"},
+            {"record --fps 7 --usb " + kBoth + toMp4, 2, "the camera has 5,"},
+            {"record --size 322x182 --hdmi " + kBoth + toMp4, 2, "320x180"},
+            // What an HDMI receiver would scale to.
+            {"record --size 640x360 --usb " + kBoth + toMp4, 2, "320x180"},
+            {"record --size 322x180 --usb " + kBoth + toMp4, 2, "--size '322x180'"},
+            {"record --usb lavfi:sine --only audio --preview" + toMp4, 2, "--preview"},
+            {"record --audio none --monitor --usb " + kBoth + toMp4, 2, "--monitor"},
+            {"record --monitor --usb " + kPicture + toMp4, 3, "no sound"},
+            {"record --usb no_such.mp4" + toMp4, 3, "No such file"},
+            {"record --usb v4l2:/dev/no_such" + toMp4, 3, "No such file"},
+            {"record --hdmi lavfi:no_such_filter" + toMp4, 3, "no_such_filter"},
+            {"record --usb lavfi:sine" + toMp4, 3, "no picture"},
+            // Sound that was asked for is never silence.
+            {"record --audio no.wav --hdmi " + kBoth + toMp4, 3, "no.wav"},
+            {"record --audio " + kPicture + " --usb " + kPicture + toMp4, 3, "no sound"}};
+    for (const Refusal& refusal : kRefusals)
+        expectRefusal(refusal);
+    EXPECT_THAT(namesIn(outputs.path()), IsEmpty());
+}
+
+TEST(Refusal, isAnEventWithItsExitCode) {
+    const TempDir folder;
+    const auto probed = eventsOf(runPlayer({"probe", "x.mp4", "--json"}).out);
+    const auto events =
+            eventsOf(runPlayer({"transcode", "x.mp4", "-o", folder.file("out.mp4"), "--json"}).out);
+    ASSERT_EQ(probed.size(), 1u);
+    ASSERT_EQ(events.size(), 2u);
+    for (const auto& error : {probed[0], events[0]}) {
+        EXPECT_EQ(error["event"], "error");
+        EXPECT_EQ(error["exit"], 3);
+    }
+    EXPECT_EQ(events[1]["event"], "result");
+    EXPECT_EQ(events[1]["exit"], 3);
+}
+
+TEST(Refusal, sourceIsNeverItsOwnOutput) {
+    const TempDir folder;
+    const std::string clip = folder.file("film.mp4");
+    const std::string hard = folder.file("hard.mp4");
+    const std::string soft = folder.file("soft.mp4");
+    std::filesystem::copy(mediaPath("friday_video_starts_1s.mp4"), clip);
+    std::filesystem::create_hard_link(clip, hard);
+    std::filesystem::create_symlink(clip, soft);
+    const std::string before = readFile(clip);
+    for (const std::string& output : {clip, hard, soft}) {
+        expectRefusal({"transcode " + clip + " --force -o " + output, 2, "is the input itself"});
+    }
+    expectRefusal({"record --usb " + clip + " --force -o " + clip, 2, "is the source itself"});
+    expectRefusal({"record --hdmi " + kPicture + " --audio " + clip + " --force -o " + clip, 2,
+                   "is the source itself"});
+    EXPECT_TRUE(readFile(clip) == before);
+}
+
+}  // namespace
+}  // namespace oxa::test

@@ -1,0 +1,120 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+#include <oxa/host/HdmiReceiver.h>
+
+#include <memory>
+#include <string>
+
+#include "HdmiRxInfo.h"
+#include "library/Stage.h"
+#include "support/TempDir.h"
+
+namespace android {
+namespace {
+
+using testing::HasSubstr;
+
+TEST(CameraRecorderDeathTest, ACameraThatIsNotThereIsFatal) {
+    for (const int camera : {-1, 2, 7}) {
+        EXPECT_DEATH(CameraStage().pipeline->setDataSource(0, camera, String16("test")),
+                     HasSubstr(refusalOf("mCameraId >= 0 && mCameraId < numCamera")))
+                << camera;
+    }
+    EXPECT_DEATH(
+            {
+                CameraStage stage;
+                advance(&stage, 1);
+                stage.pipeline->setSurface(NULL);
+            },
+            HasSubstr(refusalOf("mSurface != NULL")));
+}
+
+// A receiver in a size of its own.
+class HdmiStage : public CameraStage {
+  public:
+    HdmiStage() {
+        type = kHdmiRx;
+        setDeviceRoot(mRoot.path().c_str());
+        oxa::host::HdmiReceiverOptions options;
+        options.deviceRoot = mRoot.path();
+        options.source = std::string(kPicture) + "[out0];sine=sample_rate=48000[out1]";
+        std::string error;
+        mReceiver = oxa::host::SimulatedHdmiReceiver::create(options, &error);
+        EXPECT_NE(mReceiver, nullptr) << error;
+    }
+    ~HdmiStage() {
+        HdmiRxInfo::DelInstance();
+        setDeviceRoot("");
+    }
+
+  private:
+    const oxa::test::TempDir mRoot;
+    std::unique_ptr<oxa::host::SimulatedHdmiReceiver> mReceiver;
+};
+
+TEST(CameraRecorderTest, PrepareTellsWhetherTheCameraHasTheFormat) {
+    const struct {
+        bool hdmi;
+        int width;
+        int height;
+        int frameRate;
+        status_t expected;
+    } kCases[] = {{false, 160, 120, 30, OK},       {false, 123, 45, 30, BAD_VALUE},
+                  {false, 0, 0, 30, BAD_VALUE},    {false, 160, 120, 29, OK},
+                  {true, 1920, 1080, 30, OK},      {true, 160, 120, 10, OK},
+                  {true, 160, 120, 31, BAD_VALUE}, {true, 160, 120, 60, BAD_VALUE},
+                  {true, 0, 0, 30, BAD_VALUE}};
+    for (const auto& test : kCases) {
+        SCOPED_TRACE(std::string(test.hdmi ? "hdmi " : "usb ") + std::to_string(test.width) + " " +
+                     std::to_string(test.frameRate));
+        const std::unique_ptr<CameraStage> stage =
+                test.hdmi ? std::make_unique<HdmiStage>() : std::make_unique<CameraStage>();
+        stage->format.width = test.width;
+        stage->format.height = test.height;
+        stage->format.frameRate = test.frameRate;
+        advance(stage.get(), CameraStage::kPrepare);
+        EXPECT_EQ(stage->pipeline->prepare(), test.expected);
+        if (test.expected == OK) continue;
+        EXPECT_EQ(stage->pipeline->prepare(), test.expected) << "it may be tried again";
+    }
+}
+
+TEST(CameraRecorderTest, TheReceiversPreviewIsNoLargerThanItsPictureAndRunsAt30) {
+    HdmiStage stage;
+    stage.format.width = 1920;
+    stage.format.height = 1080;
+    stage.format.frameRate = 15;
+    advance(&stage, CameraStage::kPrepare + 1);
+    sp<AMessage> response;
+    AString text;
+    sp<AMessage>(new AMessage(CameraRecorder::kWhatGetCameraParam, stage.pipeline))
+            ->postAndAwaitResponse(&response);
+    ASSERT_TRUE(response->findString(AMSG_CAMERA_PARAM, &text));
+    const std::string parameters = std::string(";") + text.c_str() + ";";
+    EXPECT_THAT(parameters, HasSubstr(";preview-size=160x120;"));
+    EXPECT_THAT(parameters, HasSubstr(";preview-frame-rate=30;"));
+}
+
+TEST(CameraRecorderTest, WithoutACameraNothingIsPrepared) {
+    CameraStage stage;
+    oxa::host::clearCameras();
+    stage.type = CameraStage::kHdmiRx;
+    // Another number than the kernel's cameras have, if there are any.
+    oxa::host::registerCamera(5, CameraStage::kPicture);
+    advance(&stage, CameraStage::kPrepare);
+    EXPECT_EQ(stage.pipeline->prepare(), NO_INIT);
+}
+
+TEST(CameraRecorderTest, ANegativeBitRateIsWrittenBack) {
+    CameraStage stage;
+    stage.format.bitRate = -1;
+    advance(&stage, CameraStage::kPrepare + 2);
+    ASSERT_EQ(stage.pipeline->setRecord(1), OK);
+    EXPECT_EQ(stage.format.bitRate, 160 * 120 * 15);
+    EXPECT_EQ(stage.pipeline->stop(), OK);
+}
+
+}  // namespace
+}  // namespace android

@@ -1,0 +1,390 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+#include <system/audio.h>
+
+#include <string>
+#include <vector>
+
+#include "AudioDecoder.h"
+#include "AudioRecordEncoder.h"
+#include "AudioRxEncoder.h"
+#include "AudioTranscoder.h"
+#include "VideoDecoder.h"
+#include "VideoTranscoder.h"
+#include "library/LogCapture.h"
+#include "library/Stage.h"
+#include "support/Deadline.h"
+#include "support/TestClips.h"
+
+namespace android {
+namespace {
+
+using oxa::test::mediaPath;
+using oxa::test::waitFor;
+using testing::HasSubstr;
+
+constexpr char kBothTracks[] = "friday_480p_audio_first.mp4";
+
+// ---- The kinds of pipelines ---------------------------------------------------------------------
+
+// `kUnknown` is the site that ends the process for a request that is unknown, and such a code.
+
+class VideoDecoderStage : public Stage<VideoDecoder> {
+  public:
+    static constexpr char kName[] = "VideoDecoder";
+    static constexpr int kUnknown[] = {167, 99};
+    static std::vector<Step> steps(VideoDecoderStage* stage) {
+        return {{[=] { return stage->pipeline->setDataSource(mediaPath(stage->clip).c_str()); },
+                 refusalOf("mState == UNINITIALIZED")},
+                {[=] { return stage->pipeline->setSurface(stage->surface); },
+                 refusalOf("mState == WAIT_SURFACE")},
+                {[=] { return stage->pipeline->prepare(); }, refusalOf("mState == UNPREPARED")},
+                {[=] { return stage->pipeline->start(); }, refusalOf("mState == PREPARED")},
+                {[=] { return stage->pipeline->stop(); }, refusalOf("mState == STARTED")}};
+    }
+    const char* clip = kBothTracks;
+};
+
+class AudioDecoderStage : public Stage<AudioDecoder> {
+  public:
+    static constexpr char kName[] = "AudioDecoder";
+    static constexpr int kUnknown[] = {144, 99};
+    static std::vector<Step> steps(AudioDecoderStage* stage) {
+        return {{[=] { return stage->pipeline->setDataSource(mediaPath(stage->clip).c_str()); },
+                 refusalOf("mState == UNINITIALIZED")},
+                {[=] { return stage->pipeline->prepare(); }, refusalOf("mState == UNPREPARED")},
+                {[=] { return stage->pipeline->start(ALooper::GetNowUs() + stage->startInUs); },
+                 refusalOf("mState == PREPARED")},
+                {[=] { return stage->pipeline->stop(); }, refusalOf("mState == STARTED")}};
+    }
+    const char* clip = kBothTracks;
+    int64_t startInUs = 0;
+};
+
+// `sites` are those of the steps.
+template <typename Transcoder>
+class TranscoderStage : public Stage<Transcoder> {
+  public:
+    static constexpr bool kIsLive = false;
+    static std::vector<Step> stepsAt(TranscoderStage* stage, const std::vector<int>& sites) {
+        const auto refusal = [&](size_t step, const char* condition) {
+            return std::to_string(sites[step]) + " " + refusalOf(condition);
+        };
+        return {{[=] { return stage->pipeline->setDataSource(mediaPath(stage->clip).c_str()); },
+                 refusal(0, "mState == UNINITIALIZED")},
+                {[=] { return stage->pipeline->setMuxer(stage->muxer); },
+                 refusal(1, "mState == WAIT_MUXER")},
+                {[=] { return stage->pipeline->setTargetFormat(stage->format); },
+                 refusal(2, "mState == WAIT_TARGET_FORMAT")},
+                {[=] { return stage->pipeline->prepare(); }, refusal(3, "mState == UNPREPARED")},
+                {[=] { return stage->pipeline->start(); }, refusal(4, "mState == PREPARED")},
+                {[=] { return stage->pipeline->stop(); }, refusal(5, "mState == STARTED")}};
+    }
+    // It records from the start on.
+    status_t record() { return OK; }
+
+    const char* clip = kBothTracks;
+};
+
+class VideoTranscoderStage : public TranscoderStage<VideoTranscoder> {
+  public:
+    static constexpr char kName[] = "VideoTranscoder";
+    static constexpr int kUnknown[] = {171, 99};
+    static constexpr char kFileWithoutTrack[] = "roar.mp3";
+    static constexpr int32_t kNoTrack = NO_VIDEO_TRACK;
+    static std::vector<Step> steps(VideoTranscoderStage* stage) {
+        return stepsAt(stage, {60, 89, 100, 111, 133, 147});
+    }
+};
+
+class AudioTranscoderStage : public TranscoderStage<AudioTranscoder> {
+  public:
+    static constexpr char kName[] = "AudioTranscoder";
+    static constexpr int kUnknown[] = {155, 99};
+    static constexpr char kFileWithoutTrack[] = "bunny_480p_hevc.mp4";
+    static constexpr int32_t kNoTrack = NO_AUDIO_TRACK;
+    static std::vector<Step> steps(AudioTranscoderStage* stage) {
+        return stepsAt(stage, {56, 85, 96, 108, 121, 134});
+    }
+};
+
+class CameraRecorderStage : public CameraStage {
+  public:
+    static constexpr bool kIsLive = true;
+    static constexpr int kUnknown[] = {470, 6};
+};
+
+class RxStage : public Stage<AudioRxEncoder> {
+  public:
+    static constexpr bool kIsLive = true;
+    static constexpr char kName[] = "AudioRxEncoder";
+    static constexpr int kUnknown[] = {207, 2};
+    static std::vector<Step> steps(RxStage* stage) {
+        return {{[=] { return stage->pipeline->setAudioSource(0); },
+                 refusalOf("mState == UNINITIALIZED")},
+                {[=] { return stage->pipeline->configure(&stage->format); },
+                 refusalOf("mState == INITIALIZED || mState ==STARTED"), true, false},
+                {[=] { return stage->pipeline->prepare(); }, refusalOf("mState == CONFIGURED")},
+                {[=] { return stage->pipeline->start(-1); }, refusalOf("mState == PREPARED")},
+                {[=] { return stage->pipeline->stop(); }, ""}};
+    }
+    status_t record() {
+        pipeline->setMuxer(muxer);
+        return pipeline->setRecord(true, -1);
+    }
+};
+
+class MicrophoneStage : public Stage<AudioRecordEncoder> {
+  public:
+    static constexpr bool kIsLive = true;
+    static constexpr char kName[] = "AudioRecordEncoder";
+    static constexpr int kUnknown[] = {132, 9};
+    MicrophoneStage() {
+        oxa::host::registerMicrophone(AUDIO_SOURCE_DEFAULT, "lavfi:sine=sample_rate=48000");
+    }
+    static std::vector<Step> steps(MicrophoneStage* stage) {
+        return {{[=] { return stage->pipeline->setAudioSource(stage->source, String16("test")); },
+                 refusalOf("mState == UNINITIALIZED")},
+                {[=] { return stage->pipeline->configure(&stage->format); },
+                 refusalOf("mState == INITIALIZED || mState == STARTED"), true},
+                {[=] { return stage->pipeline->prepare(); }, refusalOf("mState == CONFIGURED")},
+                {[=] { return stage->pipeline->start(); }, refusalOf("mState == PREPARED")},
+                {[=] { return stage->pipeline->stop(); }, refusalOf("mState == STARTED")}};
+    }
+    status_t record() {
+        pipeline->setMuxer(muxer);
+        return pipeline->setRecord(true);
+    }
+    int source = AUDIO_SOURCE_DEFAULT;
+};
+
+template <typename Kind>
+class PipelineDeathTest : public testing::Test {};
+template <typename Kind>
+class DecoderTest : public testing::Test {};
+template <typename Kind>
+class TranscoderTest : public testing::Test {};
+template <typename Kind>
+class RecorderTest : public testing::Test {};
+using Pipelines =
+        testing::Types<VideoDecoderStage, AudioDecoderStage, VideoTranscoderStage,
+                       AudioTranscoderStage, CameraRecorderStage, RxStage, MicrophoneStage>;
+using Decoders = testing::Types<VideoDecoderStage, AudioDecoderStage>;
+using Transcoders = testing::Types<VideoTranscoderStage, AudioTranscoderStage>;
+using Recorders = testing::Types<VideoTranscoderStage, AudioTranscoderStage, CameraRecorderStage,
+                                 RxStage, MicrophoneStage>;
+TYPED_TEST_SUITE(PipelineDeathTest, Pipelines);
+TYPED_TEST_SUITE(DecoderTest, Decoders);
+TYPED_TEST_SUITE(TranscoderTest, Transcoders);
+TYPED_TEST_SUITE(RecorderTest, Recorders);
+
+// Taking so many steps starts a pipeline.
+template <typename Kind>
+size_t startedState() {
+    return Kind::steps(nullptr).size() - 1;
+}
+
+TYPED_TEST(PipelineDeathTest, OnlyTheNextStepIsAccepted) {
+    expectOnlyTheNextStepIsAccepted<TypeParam>();
+}
+
+TYPED_TEST(PipelineDeathTest, UnknownRequestsAreFatal) {
+    const auto [site, unknown] = TypeParam::kUnknown;
+    for (const int code : {unknown, 0x1002}) {
+        EXPECT_DEATH(
+                {
+                    TypeParam stage;
+                    sp<AMessage> reply;
+                    sp<AMessage>(new AMessage(code, stage.pipeline))->postAndAwaitResponse(&reply);
+                },
+                HasSubstr(std::string(TypeParam::kName) + ".cpp:" + std::to_string(site) +
+                          " Should not be here."))
+                << code;
+    }
+}
+
+// ---- Decoders -----------------------------------------------------------------------------------
+
+// A reset before the start keeps the prepared codec; one after it ends the object's use.
+TYPED_TEST(DecoderTest, ResetBeforeTheStartChangesNothing) {
+    const size_t started = startedState<TypeParam>();
+    for (size_t state = 0; state <= started + 1; ++state) {
+        SCOPED_TRACE(state);
+        const LogCapture log;
+        TypeParam stage;
+        advance(&stage, state);
+        EXPECT_EQ(stage.pipeline->reset(), OK);
+        if (state < started) {
+            EXPECT_EQ(take(&stage, state), OK);
+        } else {
+            EXPECT_EQ(stage.pipeline->reset(), OK) << "again";
+            EXPECT_EQ(log.count(TypeParam::kName, "Decoder reset success"), 1);
+        }
+    }
+}
+
+TYPED_TEST(DecoderTest, AFileThatCannotBeReadFailsInPrepareAndMayBeTriedAgain) {
+    const LogCapture log;
+    TypeParam stage;
+    stage.clip = "no-such-file.mp4";
+    advance(&stage, startedState<TypeParam>() - 2);
+    const status_t err = stage.pipeline->prepare();
+    EXPECT_NE(err, OK);
+    EXPECT_EQ(stage.pipeline->prepare(), err) << "still UNPREPARED";
+    EXPECT_TRUE(log.contains(TypeParam::kName, "MediaExtractor set data source failed"));
+}
+
+// Sound waits for a start that lies in the future; what lies in the past is left out, but its end
+// still comes.
+TEST(AudioDecoderTest, SoundKeepsToTheStartThatItWasGiven) {
+    AudioDecoderStage early;
+    early.startInUs = 500000;
+    const int64_t startUs = ALooper::GetNowUs() + early.startInUs;
+    advance(&early, startedState<AudioDecoderStage>());
+    ASSERT_TRUE(waitFor([&] { return early.pipeline->lastTimeUs() >= 0; }));
+    EXPECT_GE(ALooper::GetNowUs(), startUs);
+    AudioDecoderStage late;
+    late.startInUs = -3600000000;
+    advance(&late, startedState<AudioDecoderStage>());
+    ASSERT_TRUE(waitFor([&] {
+        return late.reports->count(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSAudioReached) == 1;
+    }));
+    EXPECT_EQ(late.pipeline->lastTimeUs(), -1);
+}
+
+// ---- Transcoders --------------------------------------------------------------------------------
+
+TYPED_TEST(TranscoderTest, AFileThatCannotBeUsedFailsInPrepare) {
+    const LogCapture log;
+    TypeParam unreadable;
+    unreadable.clip = "no-such-file.mp4";
+    advance(&unreadable, startedState<TypeParam>() - 2);
+    EXPECT_NE(unreadable.pipeline->prepare(), OK);
+    EXPECT_TRUE(log.contains(TypeParam::kName, "MediaExtractor set data source failed"));
+    TypeParam other;
+    other.clip = TypeParam::kFileWithoutTrack;
+    advance(&other, startedState<TypeParam>() - 2);
+    EXPECT_EQ(other.pipeline->prepare(), UNKNOWN_ERROR);
+    EXPECT_TRUE(waitFor([&] {
+        return other.reports->count(kWhatDecodeGotEOS, AMSG_STOP_ITEM, TypeParam::kNoTrack) == 1;
+    }));
+}
+
+TYPED_TEST(TranscoderTest, AnErrorOfTheEncoderIsToldOnceToTheFacadeAndToAClient) {
+    for (const bool hasClient : {false, true}) {
+        TypeParam stage;
+        const sp<Reports> client = new Reports;
+        const OwnLooper looper(client);
+        if (hasClient) stage.pipeline->mStatusHandler = client;
+        stage.pipeline->handleEncoderError(-5, 0, "");
+        ASSERT_TRUE(waitFor([&] { return stage.reports->count(kWhatTranscodeDone) > 0; }));
+        EXPECT_EQ(stage.reports->count(kWhatError, "err", -5), 1);
+        EXPECT_TRUE(waitFor([&] { return client->count(kWhatError, "err", -5) == hasClient; }));
+    }
+}
+
+// What prepare computes goes back into the client's record.
+TEST(VideoTranscoderTest, WritesTheComputedRatesBack) {
+    VideoTranscoderStage stage;
+    stage.format.width = 1920;
+    stage.format.height = 1080;
+    stage.format.bitRate = -1;
+    stage.format.frameRate = 0;
+    advance(&stage, startedState<VideoTranscoderStage>());
+    EXPECT_EQ(stage.format.bitRate, 31104000);
+    EXPECT_EQ(stage.format.frameRate, 30);
+}
+
+// 92 pictures: reports with pictures 30, 60 and 90, and the frame rates only when asked for.
+TEST(VideoTranscoderTest, ReportsProgressEndAndFrameRates) {
+    for (const double interval : {-1.0, 0.001}) {
+        VideoTranscoderStage stage;
+        stage.reports->muxer = stage.muxer;
+        stage.clip = "friday_audio_starts_1200ms.mp4";
+        ASSERT_EQ(stage.pipeline->setCalculateFPS(interval), OK);
+        advance(&stage, startedState<VideoTranscoderStage>());
+        ASSERT_TRUE(
+                waitFor([&] { return stage.reports->count(kWhatTranscodeDone, "err", OK) == 1; }));
+        EXPECT_EQ(stage.reports->count(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSVideoReached), 1);
+        EXPECT_EQ(stage.pipeline->encodedFrames(), 92);
+        const std::vector<int64_t> times = stage.reports->times("video-pts");
+        ASSERT_EQ(times.size(), 3u);
+        EXPECT_NEAR(times[0], 29 * 1000000 / 30, 1000);
+        EXPECT_NEAR(times[2], 89 * 1000000 / 30, 1000);
+        const bool reporting = interval > 0;
+        EXPECT_EQ(stage.reports->count(kWhatInstantFPS, "codec-type", 1) > 0, reporting);
+        EXPECT_EQ(stage.reports->count(kWhatInstantFPS, "codec-type", 2) > 0, reporting);
+        EXPECT_EQ(stage.reports->count(kWhatAverageFPS), reporting ? 2 : 0);
+    }
+}
+
+// ---- Whatever writes into a muxer ---------------------------------------------------------------
+
+TYPED_TEST(RecorderTest, ResetLeadsFromEveryStateToTheStart) {
+    for (size_t state = 0; state <= startedState<TypeParam>() + 1; ++state) {
+        TypeParam stage;
+        advance(&stage, state);
+        EXPECT_EQ(stage.pipeline->reset(), OK) << "state " << state;
+        EXPECT_EQ(take(&stage, 0), OK) << "state " << state;
+    }
+}
+
+TYPED_TEST(RecorderTest, KeepsItsStateWhenConfiguredWhileStarted) {
+    TypeParam stage;
+    advance(&stage, startedState<TypeParam>());
+    for (const Step& step : TypeParam::steps(&stage)) {
+        if (step.alsoStarted) {
+            EXPECT_EQ(step.take(), OK);
+        }
+    }
+    EXPECT_EQ(stage.pipeline->stop(), OK);
+}
+
+// Nothing waits for a muxer that does not want the track. A stop is answered although a transcoder
+// has stopped itself.
+TYPED_TEST(RecorderTest, ARefusedTrackIsReportedAndStopReturns) {
+    TypeParam stage;
+    stage.muxer = new OxaMediaMuxer(-1, OxaMediaMuxer::OUTPUT_FORMAT_MPEG_4);
+    advance(&stage, startedState<TypeParam>());
+    ASSERT_EQ(stage.record(), OK);
+    const uint32_t report = TypeParam::kIsLive ? kWhatDecodeGotEOS : kWhatTranscodeDone;
+    ASSERT_TRUE(waitFor([&] { return stage.reports->count(report) > 0; }));
+    EXPECT_EQ(stage.reports->count(kWhatTrackAdded), 0);
+    EXPECT_EQ(stage.pipeline->stop(), OK);
+}
+
+// The muxer stays unstarted, as when the other track does not come.
+TYPED_TEST(RecorderTest, StopComesOutOfAMuxerThatNeverStarts) {
+    TypeParam stage;
+    advance(&stage, startedState<TypeParam>());
+    ASSERT_EQ(stage.record(), OK);
+    EXPECT_EQ(stage.record(), OK) << "a second switch-on changes nothing";
+    ASSERT_TRUE(waitFor([&] { return stage.reports->count(kWhatTrackAdded) > 0; }));
+    // As the player does before it stops its live pipelines.
+    if (TypeParam::kIsLive) stage.muxer->openGate();
+    EXPECT_EQ(stage.pipeline->stop(), OK);
+    EXPECT_FALSE(stage.muxer->isStarted());
+    EXPECT_EQ(stage.reports->count(kWhatTrackAdded), 1);
+}
+
+// ---- Microphone ---------------------------------------------------------------------------------
+
+TEST(MicrophoneDeathTest, BadArgumentsAreFatal) {
+    const auto take = [](int source, int channels) {
+        MicrophoneStage stage;
+        stage.source = source;
+        stage.format.channelCount = channels;
+        advance(&stage, 2);
+    };
+    for (const int channels : {0, 3}) {
+        EXPECT_DEATH(take(AUDIO_SOURCE_DEFAULT, channels),
+                     HasSubstr(refusalOf("mChannelCount == 1 || mChannelCount == 2")));
+    }
+    EXPECT_DEATH(take(1000, 2), HasSubstr(refusalOf("mAudioSource >= AUDIO_SOURCE_DEFAULT && "
+                                                    "mAudioSource <= AUDIO_SOURCE_MAX")));
+}
+
+}  // namespace
+}  // namespace android

@@ -1,0 +1,216 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <media/stagefright/foundation/AHandler.h>
+#include <media/stagefright/foundation/ALooper.h>
+#include <oxa/host/Cameras.h>
+#include <oxa/host/Display.h>
+#include <oxa/host/Microphones.h>
+#include <oxa/host/SoundOutput.h>
+#include <stdio.h>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "CameraRecorder.h"
+#include "OxaMediaCodecPlayerCommon.h"
+#include "OxaMediaMuxer.h"
+
+namespace android {
+
+// Keeps the reports that it is sent: stands in for the facade, or for its client.
+class Reports : public AHandler {
+  public:
+    void onMessageReceived(const sp<AMessage>& msg) override {
+        if (msg->what() == kWhatTrackAdded && muxer != nullptr) muxer->start();
+        std::lock_guard<std::mutex> lock(mLock);
+        mReports.push_back(msg);
+    }
+
+    // How many of the code there are, with that item if one is named.
+    int count(uint32_t what, const char* key = nullptr, int32_t value = 0) const {
+        std::lock_guard<std::mutex> lock(mLock);
+        int count = 0;
+        for (const sp<AMessage>& report : mReports) {
+            int32_t found = 0;
+            count += report->what() == what &&
+                     (key == nullptr || (report->findInt32(key, &found) && found == value));
+        }
+        return count;
+    }
+    // The items of that name in the order of their reports.
+    std::vector<int64_t> times(const char* key) const {
+        std::lock_guard<std::mutex> lock(mLock);
+        std::vector<int64_t> times;
+        for (const sp<AMessage>& report : mReports) {
+            int64_t timeUs;
+            if (report->findInt64(key, &timeUs)) times.push_back(timeUs);
+        }
+        return times;
+    }
+
+    // Is started when a track is reported, as the facade does for a single track.
+    sp<OxaMediaMuxer> muxer;
+
+  private:
+    mutable std::mutex mLock;
+    std::vector<sp<AMessage>> mReports;  // guarded by mLock
+};
+
+// A looper for one handler, which runs while this object lives.
+class OwnLooper {
+  public:
+    explicit OwnLooper(const sp<AHandler>& handler) : mHandler(handler) {
+        mLooper->registerHandler(handler);
+        mLooper->start();
+    }
+    ~OwnLooper() {
+        mLooper->unregisterHandler(mHandler->id());
+        mLooper->stop();
+    }
+    OwnLooper(const OwnLooper&) = delete;
+    OwnLooper& operator=(const OwnLooper&) = delete;
+
+  private:
+    const sp<AHandler> mHandler;
+    const sp<ALooper> mLooper = new ALooper;
+};
+
+// ---- States ------------------------------------------------------------------------------------
+
+// A step in the life of a player or a pipeline. Taking the first n leads to the n-th state; the
+// last one is the stop.
+struct Step {
+    std::function<status_t()> take;
+    // What ends the process when it is taken in another state; empty: it does no harm there.
+    std::string refusal;
+    bool alsoStarted = false;
+    bool tellsFile = true;  // the refusal begins with the source's name
+};
+
+inline std::string refusalOf(const std::string& condition) {
+    return "CHECK(" + condition + ") failed.";
+}
+
+// Jobs are classes with all that their steps need, a static steps(Job*) that gives them, and the
+// name of the source that checks them.
+template <typename Job>
+status_t take(Job* job, size_t step) {
+    return Job::steps(job)[step].take();
+}
+
+template <typename Job>
+void advance(Job* job, size_t count) {
+    for (size_t i = 0; i < count; ++i)
+        ASSERT_EQ(take(job, i), OK) << "step " << i;
+}
+
+// For a test whose suite is called ...DeathTest: such suites run before there are other threads, so
+// that the process can simply be forked.
+template <typename Job>
+void expectOnlyTheNextStepIsAccepted(size_t firstState = 0) {
+    const std::vector<Step> steps = Job::steps(nullptr);  // only for what they say
+    for (size_t state = firstState; state <= steps.size(); ++state) {
+        for (size_t step = 0; step < steps.size(); ++step) {
+            const bool isStarted = state + 1 == steps.size();
+            if (step == state || (isStarted && steps[step].alsoStarted)) continue;
+            if (steps[step].refusal.empty()) continue;
+            EXPECT_DEATH(
+                    {
+                        Job job;
+                        advance(&job, state);
+                        take(&job, step);
+                    },
+                    testing::AllOf(
+                            testing::HasSubstr(Job::kName +
+                                               std::string(steps[step].tellsFile ? ".cpp:" : "")),
+                            testing::HasSubstr(steps[step].refusal)))
+                    << "state " << state << ", step " << step;
+        }
+    }
+}
+
+// ---- Pipelines ---------------------------------------------------------------------------------
+
+inline _AV_FORMAT_FORMAT smallTarget() {
+    _AV_FORMAT_FORMAT format = {};
+    format.width = 160;
+    format.height = 120;
+    format.frameRate = 30;
+    format.bitRate = 200000;
+    format.iFrameInterval = 1;
+    format.deinterlace = -1;
+    format.channelCount = 2;
+    format.sampleRate = 48000;
+    return format;
+}
+
+// One pipeline on a looper, with all that pipelines are given and somebody to report to. A stage of
+// a kind adds its steps.
+template <typename Pipeline>
+class Stage {
+  public:
+    Stage() {
+        pipeline->mPlayerHandler = reports;
+        pipeline->mStatusHandler = reports;
+        oxa::host::useNullSound();
+    }
+    virtual ~Stage() {
+        pipeline->reset();
+        pipeline->cleanup();
+        oxa::host::clearCameras();
+        oxa::host::clearMicrophones();
+    }
+
+    const sp<Pipeline> pipeline = new Pipeline;
+    const sp<Reports> reports = new Reports;
+    _AV_FORMAT_FORMAT format = smallTarget();
+
+  private:
+    const std::unique_ptr<FILE, int (*)(FILE*)> mFile{tmpfile(), fclose};
+    const std::unique_ptr<oxa::host::Display> mDisplay = oxa::host::createNullDisplay();
+    const OwnLooper mReportLooper{reports};
+    const OwnLooper mLooper{pipeline};
+
+  public:
+    const sp<Surface> surface = new Surface(mDisplay->producer());
+    sp<OxaMediaMuxer> muxer =
+            new OxaMediaMuxer(fileno(mFile.get()), OxaMediaMuxer::OUTPUT_FORMAT_MPEG_4);
+};
+
+class CameraStage : public Stage<CameraRecorder> {
+  public:
+    static constexpr char kName[] = "CameraRecorder";
+    static constexpr int kHdmiRx = 1;
+    static constexpr int kUsbCamera = 0;
+    static constexpr size_t kPrepare = 3;
+
+    CameraStage() { oxa::host::registerCamera(0, kPicture); }
+    static std::vector<Step> steps(CameraStage* stage) {
+        return {{[=] { return stage->pipeline->setDataSource(stage->type, 0, String16("test")); },
+                 refusalOf("mState == UNINITIALIZED")},
+                {[=] { return stage->pipeline->setSurface(stage->surface); },
+                 refusalOf("mState == WAIT_SURFACE")},
+                {[=] { return stage->pipeline->configure(stage->format); },
+                 refusalOf("mState == INITIALIZED || mState == STARTED"), true},
+                {[=] { return stage->pipeline->prepare(); }, refusalOf("mState == CONFIGURED")},
+                {[=] { return stage->pipeline->start(); }, refusalOf("mState == PREPARED")},
+                {[=] { return stage->pipeline->stop(); }, refusalOf("mState == STARTED")}};
+    }
+    status_t record() {
+        pipeline->setMuxer(muxer);
+        return pipeline->setRecord(true);
+    }
+
+    static constexpr char kPicture[] = "lavfi:testsrc2=size=160x120:rate=30";
+    int type = kUsbCamera;
+};
+
+}  // namespace android

@@ -1,0 +1,192 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+#include <gui/Surface.h>
+#include <mediadrm/ICrypto.h>
+
+#include <algorithm>
+
+#include "graphics/LocalBufferProducer.h"
+#include "graphics/PictureQueue.h"
+#include "platform/codec/FaultLog.h"
+#include "platform/codec/PlayJob.h"
+#include "support/Deadline.h"
+#include "support/MediaReader.h"
+#include "support/TestClips.h"
+
+namespace oxa::test {
+namespace {
+
+using namespace android;
+
+// 92 pictures with reordering.
+std::string fridayClip() {
+    return mediaPath("friday_video_starts_1s.mp4");
+}
+
+std::string colouredClip(const char* colours, const char* range) {
+    ClipOptions clip;
+    clip.seconds = 0.2;
+    clip.audio = false;
+    clip.videoArguments = {"-color_primaries", colours, "-color_trc",   colours,
+                           "-colorspace",      colours, "-color_range", range};
+    return testClip(clip);
+}
+
+// An encoder writes into its header what the surface tells it. A size that is asked for means
+// square samples; else the source's are told, here 32:27.
+TEST(VideoDecoder, TellsTheSurfaceTheColoursAndTheSampleAspect) {
+    const std::string interlaced = mediaPath("bunny_480i_tff_mpeg2_mp2.ts");
+    const struct {
+        std::string path;
+        bool askSize;
+        AVRational aspect;
+    } kSources[] = {{colouredClip("bt709", "tv"), true, {1, 1}},
+                    {colouredClip("smpte170m", "pc"), false, {1, 1}},
+                    {interlaced, true, {1, 1}},
+                    {interlaced, false, {32, 27}}};
+    for (const auto& source : kSources) {
+        SCOPED_TRACE(source.path);
+        const MediaReader reader(source.path);
+        const int stream = reader.findStream(AVMEDIA_TYPE_VIDEO);
+        const AVCodecParameters& wanted = *reader.format()->streams[stream]->codecpar;
+        const sp<PictureQueue> queue = new PictureQueue;
+        PlayJobOptions options;
+        options.path = source.path;
+        options.producer = new LocalBufferProducer(queue);
+        options.onEvent = [](const CodecEvent&) {};
+        options.onFormat = [&](const sp<AMessage>& format) {
+            format->setInt32("eWid", source.askSize ? wanted.width : 0);
+            format->setInt32("eHei", source.askSize ? wanted.height : 0);
+            return OK;
+        };
+        PlayJob job(options);
+        ASSERT_TRUE(job.start());
+        ASSERT_TRUE(job.decoder().waitForCount(MediaCodec::CB_OUTPUT_FORMAT_CHANGED, 1));
+        const PictureFormat told = queue->format();
+        EXPECT_EQ(wanted.color_range, told.range);
+        EXPECT_EQ(wanted.color_primaries, told.primaries);
+        EXPECT_EQ(wanted.color_trc, told.transfer);
+        EXPECT_EQ(wanted.color_space, told.matrix);
+        EXPECT_EQ(wanted.chroma_location, told.chromaLocation);
+        EXPECT_EQ(source.aspect.num, told.aspectNumerator);
+        EXPECT_EQ(source.aspect.den, told.aspectDenominator);
+    }
+}
+
+// ---- Bounds and stopping
+
+// A client that keeps its outputs has all places, and the decoder gets no further. A second decoder
+// is refused until the first one has let go of the surface.
+TEST(VideoDecoder, ASurfaceHasOneDecoderAndSoManyPlaces) {
+    const sp<PictureQueue> queue = new PictureQueue;
+    PlayJobOptions options;
+    options.path = fridayClip();
+    options.producer = new LocalBufferProducer(queue);
+    options.onEvent = [](const CodecEvent&) {};
+    PlayJob job(options);
+    ASSERT_TRUE(job.start());
+    ASSERT_TRUE(waitFor([&] {
+        if (!queue->tryReserve()) return true;
+        queue->cancelReservation();
+        return false;
+    }));
+    job.decoder().settle();
+    EXPECT_LE(CodecClient::countOf(job.decoder().events(), MediaCodec::CB_OUTPUT_AVAILABLE),
+              PictureQueue::kDefaultPlaces);
+
+    const sp<Surface> surface = new Surface(options.producer);
+    CodecClient second("video/avc", false);
+    const sp<AMessage> format = new AMessage;
+    format->setInt32("width", 640);
+    format->setInt32("height", 480);
+    EXPECT_EQ(-EINVAL, second->configure(format, surface, NULL, 0));
+    EXPECT_EQ(OK, job.decoder()->stop());
+    EXPECT_EQ(OK, second->configure(format, surface, NULL, 0));
+}
+
+// In both orders: an encoder that goes first must not hold the decoder up.
+TEST(VideoDecoder, StopsAtAnyMomentWhileItRendersToAnEncoder) {
+    const struct {
+        bool ofEncoder;
+        int event;
+        size_t count;
+    } kMoments[] = {{false, MediaCodec::CB_INPUT_AVAILABLE, 1},
+                    {false, MediaCodec::CB_OUTPUT_FORMAT_CHANGED, 1},
+                    {false, MediaCodec::CB_OUTPUT_AVAILABLE, 30},
+                    {true, MediaCodec::CB_OUTPUT_AVAILABLE, 1},
+                    {true, MediaCodec::CB_OUTPUT_AVAILABLE, 85}};
+    const sp<AMessage> format = new AMessage;
+    format->setInt32("width", 640);
+    format->setInt32("height", 480);
+    for (const auto& moment : kMoments) {
+        for (const bool encoderFirst : {false, true}) {
+            SCOPED_TRACE(moment.count);
+            CodecClient encoder("video/avc", true);
+            encoder.setHandler([&encoder](const CodecEvent& event) {
+                if (event.id == MediaCodec::CB_OUTPUT_AVAILABLE)
+                    encoder->releaseOutputBuffer(event.index);
+            });
+            ASSERT_EQ(OK, encoder.setCallback());
+            ASSERT_EQ(OK,
+                      encoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE));
+            PlayJobOptions options;
+            options.path = fridayClip();
+            ASSERT_EQ(OK, encoder->createInputSurface(&options.producer));
+            ASSERT_EQ(OK, encoder->start());
+            options.onInputEnd = [&encoder] { encoder->signalEndOfInputStream(); };
+            PlayJob job(options);
+            ASSERT_TRUE(job.start());
+            const CodecClient& codec = moment.ofEncoder ? encoder : job.decoder();
+            ASSERT_TRUE(codec.waitForCount(moment.event, moment.count));
+            job.abandon();
+            CodecClient& first = encoderFirst ? encoder : job.decoder();
+            CodecClient& second = encoderFirst ? job.decoder() : encoder;
+            EXPECT_EQ(OK, encoderFirst ? first->release() : first->stop());
+            EXPECT_EQ(OK, encoderFirst ? second->release() : second->stop());
+            encoder.stopCallbacks();
+        }
+    }
+}
+
+// ---- Damage
+
+// Bytes that are no H.264 at all, in every n-th sample.
+TEST(VideoDecoder, SkipsAndCountsDamage) {
+    for (const size_t everyNth : {1, 5}) {
+        SCOPED_TRACE(everyNth);
+        FaultLog faults;
+        PlayJobOptions options;
+        options.path = fridayClip();
+        options.onSample = [everyNth](size_t number, uint8_t* data, size_t size) {
+            if (number % everyNth != everyNth - 1) return;
+            for (size_t i = 0; i < size; ++i)
+                data[i] = static_cast<uint8_t>(i * 37 + number);
+        };
+        PlayJob job(options);
+        ASSERT_TRUE(job.run());
+        const size_t pictures = CodecClient::countOf(job.decoder().events(),
+                                                     MediaCodec::CB_OUTPUT_AVAILABLE) -
+                                1;  // the end
+        const size_t damaged = 92 / everyNth;
+        EXPECT_LE(pictures, 92 - damaged);
+        EXPECT_GE(pictures + 2 * damaged, 92u);
+        // Each fault names the count so far: 1, 10, ... and the last one all. A few samples happen
+        // to look like something that may be left out.
+        const auto reported = faults.faults();
+        ASSERT_GE(reported.size(), 3u);
+        uint64_t next = 1;
+        for (const auto& fault : reported) {
+            EXPECT_EQ(oxa::host::FaultSource::kDecoder, fault.source);
+            EXPECT_EQ("c2.linux.h264.decoder", fault.object);
+            EXPECT_FALSE(fault.ended);
+            EXPECT_EQ(std::min(next, reported.back().count), fault.count);
+            next *= 10;
+        }
+        EXPECT_GE(reported.back().count, damaged * 9 / 10);
+    }
+}
+
+}  // namespace
+}  // namespace oxa::test
