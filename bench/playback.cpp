@@ -34,7 +34,7 @@ using oxa::host::SoundBlock;
 namespace {
 
 constexpr int64_t kSecondUs = 1'000'000;
-constexpr size_t kMaxSoundFrames = 48000 * 600;
+constexpr size_t kMaxSoundFrames = size_t{48000} * 600;
 constexpr int kLoud = 3000;
 constexpr int64_t kSilenceUs = 300'000;
 constexpr std::chrono::microseconds kLookInterval(200);

@@ -83,7 +83,7 @@ class TranscoderStage : public Stage<Transcoder> {
                 {[=] { return stage->pipeline->stop(); }, refusal(5, "mState == STARTED")}};
     }
     // It records from the start on.
-    status_t record() { return OK; }
+    status_t switchOn() { return OK; }
 
     const char* clip = kBothTracks;
 };
@@ -130,10 +130,7 @@ class RxStage : public Stage<AudioRxEncoder> {
                 {[=] { return stage->pipeline->start(-1); }, refusalOf("mState == PREPARED")},
                 {[=] { return stage->pipeline->stop(); }, ""}};
     }
-    status_t record() {
-        pipeline->setMuxer(muxer);
-        return pipeline->setRecord(true, -1);
-    }
+    status_t switchOn() { return pipeline->setRecord(true, -1); }
 };
 
 class MicrophoneStage : public Stage<AudioRecordEncoder> {
@@ -153,10 +150,7 @@ class MicrophoneStage : public Stage<AudioRecordEncoder> {
                 {[=] { return stage->pipeline->start(); }, refusalOf("mState == PREPARED")},
                 {[=] { return stage->pipeline->stop(); }, refusalOf("mState == STARTED")}};
     }
-    status_t record() {
-        pipeline->setMuxer(muxer);
-        return pipeline->setRecord(true);
-    }
+    status_t switchOn() { return pipeline->setRecord(true); }
     int source = AUDIO_SOURCE_DEFAULT;
 };
 
@@ -342,13 +336,19 @@ TYPED_TEST(RecorderTest, KeepsItsStateWhenConfiguredWhileStarted) {
     EXPECT_EQ(stage.pipeline->stop(), OK);
 }
 
+template <typename Kind>
+status_t record(Kind* stage) {
+    if constexpr (Kind::kIsLive) stage->pipeline->setMuxer(stage->muxer);
+    return stage->switchOn();
+}
+
 // Nothing waits for a muxer that does not want the track. A stop is answered although a transcoder
 // has stopped itself.
 TYPED_TEST(RecorderTest, ARefusedTrackIsReportedAndStopReturns) {
     TypeParam stage;
     stage.muxer = new OxaMediaMuxer(-1, OxaMediaMuxer::OUTPUT_FORMAT_MPEG_4);
     advance(&stage, startedState<TypeParam>());
-    ASSERT_EQ(stage.record(), OK);
+    ASSERT_EQ(record(&stage), OK);
     const uint32_t report = TypeParam::kIsLive ? kWhatDecodeGotEOS : kWhatTranscodeDone;
     ASSERT_TRUE(waitFor([&] { return stage.reports->count(report) > 0; }));
     EXPECT_EQ(stage.reports->count(kWhatTrackAdded), 0);
@@ -359,8 +359,8 @@ TYPED_TEST(RecorderTest, ARefusedTrackIsReportedAndStopReturns) {
 TYPED_TEST(RecorderTest, StopComesOutOfAMuxerThatNeverStarts) {
     TypeParam stage;
     advance(&stage, startedState<TypeParam>());
-    ASSERT_EQ(stage.record(), OK);
-    EXPECT_EQ(stage.record(), OK) << "a second switch-on changes nothing";
+    ASSERT_EQ(record(&stage), OK);
+    EXPECT_EQ(stage.switchOn(), OK) << "a second switch-on changes nothing";
     ASSERT_TRUE(waitFor([&] { return stage.reports->count(kWhatTrackAdded) > 0; }));
     // As the player does before it stops its live pipelines.
     if (TypeParam::kIsLive) stage.muxer->openGate();

@@ -204,10 +204,7 @@ class CameraStage : public Stage<CameraRecorder> {
                 {[=] { return stage->pipeline->start(); }, refusalOf("mState == PREPARED")},
                 {[=] { return stage->pipeline->stop(); }, refusalOf("mState == STARTED")}};
     }
-    status_t record() {
-        pipeline->setMuxer(muxer);
-        return pipeline->setRecord(true);
-    }
+    status_t switchOn() { return pipeline->setRecord(true); }
 
     static constexpr char kPicture[] = "lavfi:testsrc2=size=160x120:rate=30";
     int type = kUsbCamera;
