@@ -6,10 +6,13 @@
 set(library_package liboxamediacodecplayer${PROJECT_VERSION_MAJOR})
 set(tool_package oxaplayer)
 set(development_package liboxamediacodecplayer-dev)
+# The module only names a function of the library that it brings.
+set(library_overrides "${library_package}: library-not-linked-against-libc *devices.so*")
 
 foreach(component library tool development)
     # What the policy wants every package to have.
     set(package ${${component}_package})
+    set(more_overrides ${${component}_overrides})
     set(generated ${PROJECT_BINARY_DIR}/package/${package})
     configure_file(cmake/debian/changelog.in ${generated}/changelog.Debian @ONLY)
     configure_file(cmake/debian/overrides.in ${generated}/${package} @ONLY)
