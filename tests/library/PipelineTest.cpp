@@ -279,6 +279,22 @@ TYPED_TEST(TranscoderTest, AnErrorOfTheEncoderIsToldOnceToTheFacadeAndToAClient)
     }
 }
 
+// As a network wants it: what is read and encoded long before has to wait.
+TYPED_TEST(TranscoderTest, AStreamLeavesNoSampleBeforeItsTime) {
+    constexpr int64_t kLeadUs = 10000;
+    TypeParam stage;
+    stage.reports->muxer = stage.muxer;
+    stage.pipeline->setStreamOutput(true);
+    const int64_t beforeUs = ALooper::GetNowUs();
+    advance(&stage, startedState<TypeParam>());
+    ASSERT_TRUE(waitFor([&] {
+        const int64_t lastUs = stage.pipeline->lastTimeUs();
+        EXPECT_LE(lastUs - kLeadUs, ALooper::GetNowUs() - beforeUs);
+        return lastUs >= 1000000;
+    }));
+    EXPECT_EQ(stage.pipeline->stop(), OK);
+}
+
 // What prepare computes goes back into the client's record.
 TEST(VideoTranscoderTest, WritesTheComputedRatesBack) {
     VideoTranscoderStage stage;

@@ -1,6 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <media/MediaBufferHolder.h>
 #include <media/stagefright/MediaAdapter.h>
@@ -83,17 +84,35 @@ TEST(MetaDataTest, FindsAnItemOnlyAsWhatItWasSet) {
     EXPECT_TRUE(meta->findInt64(kKeyWidth, &int64));
     EXPECT_EQ(int64, 641);
 
+    int target = 0;
+    meta->setFloat(0x656F73, 1.5f);
+    meta->setPointer(kKeyTime, &target);
+    meta->setRect(kKeyCropRect, 1, 2, 3, 4);
+    meta->setCString(kKeyMIMEType, "video/avc");
     meta->setData(kKeyAVCC, kTypeAVCC, "\1\0\2", 3);
     MetaDataBase copy(*meta);
     meta->clear();
-    EXPECT_FALSE(meta->hasData(kKeyAVCC));
+    EXPECT_FALSE(meta->hasData(kKeyMIMEType));
 
+    float number = 0;
+    void* pointer = nullptr;
+    int32_t rect[4] = {};
+    const char* text = nullptr;
     uint32_t type = 0;
     const void* data = nullptr;
     size_t size = 0;
+    EXPECT_TRUE(copy.findFloat(0x656F73, &number));
+    EXPECT_EQ(number, 1.5f);
+    EXPECT_TRUE(copy.findPointer(kKeyTime, &pointer));
+    EXPECT_EQ(pointer, &target);
+    EXPECT_TRUE(copy.findRect(kKeyCropRect, &rect[0], &rect[1], &rect[2], &rect[3]));
+    EXPECT_THAT(rect, testing::ElementsAre(1, 2, 3, 4));
+    EXPECT_TRUE(copy.findCString(kKeyMIMEType, &text));
+    EXPECT_STREQ(text, "video/avc");
     EXPECT_TRUE(copy.findData(kKeyAVCC, &type, &data, &size));
     EXPECT_EQ(type, uint32_t{kTypeAVCC});
     EXPECT_EQ(std::string(static_cast<const char*>(data), size), std::string("\1\0\2", 3));
+    EXPECT_THAT(copy.toString().c_str(), testing::HasSubstr("mime: 'video/avc'"));
     EXPECT_TRUE(copy.remove(kKeyAVCC));
     EXPECT_FALSE(copy.remove(kKeyAVCC));
 }
