@@ -8,8 +8,7 @@
 #include <media/stagefright/MediaCodec.h>
 #include <media/stagefright/NuMediaExtractor.h>
 #include <media/stagefright/foundation/ABuffer.h>
-#include <utils/Condition.h>
-#include <utils/Mutex.h>
+#include <utils/Timers.h>
 
 #include <atomic>
 
@@ -35,13 +34,18 @@ class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public Ox
     // cannot be read shows in prepare().
     status_t setDataSource(const char* path);
     status_t setDataSource(int fd, int64_t offset, int64_t length);
+    // Where the samples go; kept until reset().
     status_t setMuxer(const sp<OxaMediaMuxer>& muxer);
     // Opens the file and makes the codecs. UNKNOWN_ERROR without a track of this kind (also
     // reported as NO_VIDEO_TRACK or NO_AUDIO_TRACK), else the extractor's or the codec's status.
     status_t prepare();
+    // Starts the decoder, whose first output starts the encoder. A decoder that cannot be started
+    // is a fatal assertion for the picture; for the sound its status is returned.
     status_t start();
     // Discards what is still in the codecs. Opens the muxer's gate if it was never started.
     status_t stop();
+    // Stops what runs and releases all but the data source. Before start() it only goes back to
+    // UNINITIALIZED.
     status_t reset();
     // For network outputs: samples leave no earlier than their time. Before start().
     void setStreamOutput(bool enable) { mStreamOutput = enable; }

@@ -16,6 +16,7 @@
 // text that they know, it is written down with the ..._AT forms and does not follow the editor;
 // everywhere else CHECK and __LINE__ are used.
 // The ..._IN forms name the file that the caller gives, for code that several classes share.
+// No form is made of another: the macros in a condition must be printed as they are written.
 #define CHECK_AT(line, condition) \
     LOG_ALWAYS_FATAL_IF(!(condition), "%s:%d CHECK(%s) failed.", __FILE__, line, #condition)
 #define CHECK_IN(file, line, condition) \

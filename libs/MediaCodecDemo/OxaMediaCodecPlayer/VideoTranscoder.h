@@ -5,6 +5,10 @@
 
 #include <gui/IGraphicBufferProducer.h>
 #include <gui/Surface.h>
+#include <utils/Condition.h>
+#include <utils/Mutex.h>
+
+#include <atomic>
 
 #include "FileTranscoder.h"
 
