@@ -27,6 +27,7 @@ namespace {
 
 constexpr int32_t kOutputFile = 0;
 constexpr int32_t kOutputDescriptor = 7;
+constexpr int32_t kMpeg2Ts = 0;
 constexpr int32_t kMpeg4 = 1;
 constexpr std::chrono::seconds kLongestRecording{60};
 constexpr char kPictures[] = "/storage/emulated/0/Pictures";
@@ -125,24 +126,23 @@ void LiveJob::prepare() {
     mFormat.deinterlace = -1;
     mFormat.channelCount = 2;
     mFormat.sampleRate = mOptions.sampleRate;
-    _OxaTranscodeConfig config = {};
-    config.type = kOutputFile;
-    config.fmt = kMpeg4;
-    config.fileDesc = -1;
-    config.fileName = mOptions.output.c_str();
-    if (mOptions.outputDescriptor >= 0) {
-        config.type = kOutputDescriptor;
-        config.fileDesc = mOptions.outputDescriptor;
-    }
-    if (std::filesystem::path(mOptions.output).extension() == ".ts") config.fmt = 0;
     ASSERT_EQ(mPlayer->initiate(mOptions.hdmi ? SourceTypeHdmiRx : SourceTypeUsbCamera, true, true),
               OK);
     ASSERT_NO_FATAL_FAILURE(setCamera());
     ASSERT_EQ(mPlayer->setAudioSource(AUDIO_SOURCE_DEFAULT), OK);
     ASSERT_EQ(mPlayer->setSurface(mDisplay->producer()), OK);
-    ASSERT_EQ(mPlayer->setMuxer(config), OK);
+    ASSERT_EQ(setOutput(mOptions.output), OK);
     ASSERT_EQ(mPlayer->setTargetFormat(mFormat), OK);
     ASSERT_EQ(mPlayer->prepare(), OK);
+}
+
+status_t LiveJob::setOutput(const std::string& name) {
+    _OxaTranscodeConfig config = {};
+    config.type = mOptions.outputDescriptor >= 0 ? kOutputDescriptor : kOutputFile;
+    config.fmt = std::filesystem::path(name).extension() == ".ts" ? kMpeg2Ts : kMpeg4;
+    config.fileDesc = mOptions.outputDescriptor;
+    config.fileName = name.c_str();
+    return mPlayer->setMuxer(config);
 }
 
 void LiveJob::setCamera() {

@@ -66,6 +66,8 @@ class LiveJob {
     void prepare();
     void run();
     void setRecording(bool on);
+    // A file; what the player answers.
+    android::status_t setOutput(const std::string& name);
     // Until so much is with the muxer.
     void waitForRecorded(double seconds);
     // Of the present recording or the last one, negative before its first sample; of the sound

@@ -155,6 +155,49 @@ TEST_P(SwitchTest, aDescriptorIsClosedWithItsRecording) {
     expectWholeFromZero(output, kShortRecordingS);
 }
 
+// What a client may say before anything records; each row ends with recording on.
+TEST_P(SwitchTest, switchesBeforeARecordingDoNotLoseIt) {
+    const TempDir folder;
+    using Switches = std::vector<bool>;
+    const std::pair<Switches, Switches> kCases[] = {  // before start() and after it
+            {{}, {false, true}}, {{true, false}, {true}}, {{true}, {}}, {{false, true, true}, {}}};
+    for (const auto& [before, after] : kCases) {
+        SCOPED_TRACE(std::to_string(&before - &kCases[0].first));
+        LiveOptions live = sourceOf(GetParam());
+        live.output = folder.file("out.mp4");
+        LiveJob job(live);
+        ASSERT_NO_FATAL_FAILURE(job.prepare());
+        for (const bool on : before)
+            ASSERT_NO_FATAL_FAILURE(job.setRecording(on));
+        ASSERT_NO_FATAL_FAILURE(job.run());
+        for (const bool on : after)
+            ASSERT_NO_FATAL_FAILURE(job.setRecording(on));
+        ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS));
+        job.stop();
+        expectWholeFromZero(live.output, kShortRecordingS);
+    }
+}
+
+// It is that of the next recording; one that cannot be opened changes nothing.
+TEST_P(SwitchTest, anOutputThatIsSetMeanwhileLeavesTheRecordingAlone) {
+    const TempDir folder;
+    LiveOptions live = sourceOf(GetParam());
+    live.output = folder.file("first.mp4");
+    LiveJob job(live);
+    ASSERT_NO_FATAL_FAILURE(job.start());
+    ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
+    EXPECT_EQ(job.setOutput(folder.file("none/x.mp4")), android::UNKNOWN_ERROR);
+    ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS));
+    EXPECT_EQ(job.setOutput(folder.file("first.mp4")), android::OK) << "its own, left as it is";
+    EXPECT_EQ(job.setOutput(folder.file("second.mp4")), android::OK);
+    ASSERT_NO_FATAL_FAILURE(job.recordAnew(milliseconds(0)));
+    expectWholeFromZero(folder.file("first.mp4"), kShortRecordingS);
+    ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS));
+    EXPECT_EQ(job.setOutput(folder.file("none/x.mp4")), android::UNKNOWN_ERROR);
+    job.stop();
+    expectWholeFromZero(folder.file("second.mp4"), kShortRecordingS);
+}
+
 INSTANTIATE_TEST_SUITE_P(Sources, SwitchTest, testing::Bool(),
                          [](const auto& info) { return info.param ? "Hdmi" : "Usb"; });
 

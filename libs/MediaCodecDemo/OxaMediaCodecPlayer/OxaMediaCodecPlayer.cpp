@@ -7,15 +7,30 @@
 
 #include <assert.h>
 #include <fcntl.h>
-#include <string.h>
+#include <media/AudioSystem.h>
 #include <unistd.h>
-#include <utils/Timers.h>
 
+#include <algorithm>
+
+#include "AudioDecoder.h"
+#include "AudioRecordEncoder.h"
+#include "AudioRxEncoder.h"
+#include "AudioTranscoder.h"
+#include "CameraRecorder.h"
 #include "HdmiRxInfo.h"
+#include "OxaMediaMuxer.h"
+#include "PlayerSource.h"
+#include "VideoDecoder.h"
+#include "VideoTranscoder.h"
 
 namespace android {
 
+const char kPlayerSourceFile[] = __FILE__;
+
 namespace {
+
+// The seconds of a deadline saturate at 32 bits.
+constexpr long long kLongestWaitUs = INT32_MAX * 1000000LL;
 
 constexpr char kSharedCameraClient[] = "TranscodePlayerService";
 
@@ -25,9 +40,9 @@ thread_local const OxaMediaCodecPlayer* tDispatchingPlayer = nullptr;
 }  // namespace
 
 OxaMediaCodecPlayer::OxaMediaCodecPlayer(bool createLooper, int onlyTrack)
-    : mStatusCallback(NULL),
-      mState(UNINITIALIZED),
+    : mState(UNINITIALIZED),
       mCreateLooper(createLooper),
+      mStatusCallback(NULL),
       mTranscodeType(SourceTypeFile),
       mTranscode(0),
       mPlayback(0),
@@ -35,21 +50,19 @@ OxaMediaCodecPlayer::OxaMediaCodecPlayer(bool createLooper, int onlyTrack)
       mSessionId(-1),
       mTargetFormat(),
       mOutputFormat(),
+      mCameraType(0),
+      mCameraId(0),
+      mAudioSource(0),
       mFileId(0),
       mFileOffset(0),
       mFileLength(0),
       mFileSourceType(0),
       mOutputName(),
       mOutputAddress(),
-      mCameraType(0),
-      mCameraId(0),
-      mAudioSource(0),
-      mLiveRuns(false),
-      mCameraStarted(false),
-      mSwitchOnPending(false),
       mStopRequested(false),
       mDefaultName(false),
       mOutputFdOwned(false),
+      mOutputIsNext(false),
       mVideoDrained(false),
       mAudioDrained(false),
       mDrainError(INVALID_OPERATION) {
@@ -71,6 +84,11 @@ OxaMediaCodecPlayer::~OxaMediaCodecPlayer() {
 }
 
 void OxaMediaCodecPlayer::resetVariables() {
+    // The next recording of the receiver reads its facts afresh; those of another player's stay.
+    if (mTranscodeType == SourceTypeHdmiRx) {
+        AutoMutex lock(HdmiRxInfo::sLock);
+        HdmiRxInfo::DelInstance();
+    }
     mAllEOS = false;
     mVideoEOS = false;
     mAudioEOS = false;
@@ -94,23 +112,16 @@ void OxaMediaCodecPlayer::resetVariables() {
     mStatusHandler.clear();
     mStatusCallback = NULL;
     mICamera.clear();
-    mLiveRuns = false;
-    mCameraStarted = false;
+    mSource = std::make_unique<Source>(*this);
+    mPhase = kBeforeStart;
+    mOutputState = kOutputNone;
     mSwitchOnPending = false;
-    // The next recording reads the receiver's facts afresh.
-    {
-        AutoMutex lock(HdmiRxInfo::sLock);
-        HdmiRxInfo::DelInstance();
-    }
+    mOutputIsNext = false;
     closeFd();
 }
 
 bool OxaMediaCodecPlayer::allHandled(bool video, bool audio) const {
     return (video || !handlesVideo()) && (audio || !handlesAudio());
-}
-
-bool OxaMediaCodecPlayer::isLive() const {
-    return mTranscodeType == SourceTypeUsbCamera || mTranscodeType == SourceTypeHdmiRx;
 }
 
 // ---- Public calls ------------------------------------------------------------------------------
@@ -270,13 +281,20 @@ status_t OxaMediaCodecPlayer::cleanup() {
     // they posted while they were being stopped is handled before a second, empty stop.
     stop();
     stop();
+    Mutex::Autolock lock(mStepLock);
     onReset();
     return OK;
 }
 
+void OxaMediaCodecPlayer::onReset() {
+    mSource->release();
+    resetVariables();
+    ALOGD("%s[%d] release resource success", __FUNCTION__, __LINE__);
+}
+
 status_t OxaMediaCodecPlayer::waitTime(long long us) {
     Mutex::Autolock lock(mWaitLock);
-    mWaitCond.waitRelative(mWaitLock, us * 1000);
+    mWaitCond.waitRelative(mWaitLock, std::min(us, kLongestWaitUs) * 1000);
     return OK;
 }
 
@@ -362,216 +380,284 @@ status_t OxaMediaCodecPlayer::getRecordingProgress(_RECORDING_PROGRESS* progress
     return OK;
 }
 
-// ---- Dispatch ----------------------------------------------------------------------------------
+// ---- Requests ----------------------------------------------------------------------------------
 
 void OxaMediaCodecPlayer::onMessageReceived(const sp<AMessage>& msg) {
+    // The pipelines never wait for this looper, so whoever dismantles them is soon done.
+    Mutex::Autolock lock(mStepLock);
     tDispatchingPlayer = this;
-    if (!handleRequest(msg)) {
-        switch (msg->what()) {
-            case kWhatDecodeGotEOS:
-                onDecodeGotEOS(msg);
-                break;
-            case kWhatStopTranscode:
-                onStopTranscode(msg);
-                break;
-            case kWhatTrackAdded:
-                onTrackAdded(msg);
-                break;
-            case kWhatHDMIRxVideoHotplug:
-                onVideoHotplug(msg);
-                break;
-            case kWhatSyncVideoTime:
-                onSyncVideoTime();
-                break;
-            case kWhatTranscodeDone:
-                onTranscodeDone(msg);
-                break;
-            default:
-                // Also kWhatError, by design: clients with a handler of their own have a copy.
-                break;
-        }
+    if (msg->what() <= kWhatStop) {
+        replyWithError(msg, handleRequest(msg));
+    } else {
+        handleReport(msg);
     }
     tDispatchingPlayer = nullptr;
 }
 
-bool OxaMediaCodecPlayer::handleRequest(const sp<AMessage>& msg) {
+status_t OxaMediaCodecPlayer::handleRequest(const sp<AMessage>& msg) {
     switch (msg->what()) {
-        case kWhatInitiate: {
-            CHECK(mState == UNINITIALIZED);
-            CHECK(msg->findInt32(AMSG_ENCODE_TYPE, &mTranscodeType));
-            CHECK(msg->findInt32(AMSG_SET_PLAYBACK, &mPlayback));
-            CHECK(msg->findInt32(AMSG_SET_TRANSCODE, &mTranscode));
-            CHECK(mTranscodeType >= 0 && mTranscodeType < SourceTypeMax);
-            onInitiate();
-            mState = INITIALIZED;
-            replyWithError(msg, OK);
-            return true;
-        }
+        case kWhatInitiate:
+            return onInitiate(msg);
         case kWhatSetDataSource:
+            return onSetDataSource(msg);
         case kWhatSetDataSourceFd:
-            handleSourceRequest(msg);
-            return true;
+            return onSetDataSourceFd(msg);
         case kWhatSetCameraSource:
+            return onSetCameraSource(msg);
         case kWhatSetCameraSource2:
-            handleCameraRequest(msg);
-            return true;
+            return onSetCameraSource2(msg);
         case kWhatSetAudioSource:
-            CHECK(mState == WAIT_AUDIO_SOURCE);
-            CHECK(msg->findInt32(AMSG_AUDIO_SOURCE, &mAudioSource));
-            onSetAudioSource();
-            mState = WAIT_SURFACE;
-            replyWithError(msg, OK);
-            return true;
-        case kWhatSetTranscode: {
-            int32_t transcode;
-            CHECK(msg->findInt32(AMSG_SET_TRANSCODE, &transcode));
-            onSetTranscode(transcode != 0);
-            replyWithError(msg, OK);
-            return true;
-        }
-        case kWhatSetPlayback: {
-            int32_t video, audio;
-            CHECK(msg->findInt32(AMSG_SET_RENDER_VIDEO, &video));
-            CHECK(msg->findInt32(AMSG_SET_RENDER_AUDIO, &audio));
-            onSetPlayback(video != 0, audio != 0);
-            replyWithError(msg, OK);
-            return true;
-        }
-        case kWhatSetTunneledPlayback: {
-            int32_t enable;
-            CHECK(msg->findInt32(AMSG_SET_TUNNELED_PLAYBACK, &enable));
-            if (enable != 0) onSetTunneledPlayback();
-            replyWithError(msg, OK);
-            return true;
-        }
-        case kWhatSetFreeRun: {
-            CHECK(mState != UNINITIALIZED);
-            int32_t enable;
-            CHECK(msg->findInt32(AMSG_FREE_RUN, &enable));
-            onSetFreeRun(enable != 0);
-            replyWithError(msg, OK);
-            return true;
-        }
-        case kWhatSetCalculateFPS: {
-            CHECK(mState != UNINITIALIZED);
-            double seconds;
-            CHECK(msg->findDouble(AMSG_CALCULATE_FPS, &seconds));
-            onSetCalculateFPS(seconds);
-            replyWithError(msg, OK);
-            return true;
-        }
+            return onSetAudioSource(msg);
+        case kWhatSetPlayback:
+            return onSetPlayback(msg);
+        case kWhatSetTranscode:
+            return onSetTranscode(msg);
+        case kWhatSetTunneledPlayback:
+            return onSetTunneledPlayback(msg);
+        case kWhatSetFreeRun:
+            return onSetFreeRun(msg);
+        case kWhatSetCalculateFPS:
+            return onSetCalculateFPS(msg);
         case kWhatPrepare:
-            CHECK(mState == UNPREPARED);
-            onPrepare();
-            mState = PREPARED;
-            replyWithError(msg, OK);
-            return true;
+            return onPrepare();
         case kWhatStart:
-            CHECK(mState == PREPARED);
-            onStart();
-            mState = STARTED;
-            replyWithError(msg, OK);
-            return true;
+            return onStart();
         case kWhatSetMuxer:
-            handleMuxerRequest(msg);
-            return true;
+            return onSetMuxer(msg);
         case kWhatSetTargetFormat:
-            handleTargetFormatRequest(msg);
-            return true;
+            return onSetTargetFormat(msg);
         case kWhatSetSurface:
-            handleSurfaceRequest(msg);
-            return true;
-        case kWhatStop:
-            if (mState == STARTED || mLiveRuns) {
-                onStop();
-                mState = STOPPED;
-            }
-            mStopRequested = false;
-            replyWithError(msg, OK);
-            return true;
+            return onSetSurface(msg);
         default:
-            return false;
+            return onStop();
     }
 }
 
-void OxaMediaCodecPlayer::handleSourceRequest(const sp<AMessage>& msg) {
+status_t OxaMediaCodecPlayer::onInitiate(const sp<AMessage>& msg) {
+    CHECK(mState == UNINITIALIZED);
+    CHECK(msg->findInt32(AMSG_ENCODE_TYPE, &mTranscodeType));
+    CHECK(msg->findInt32(AMSG_SET_PLAYBACK, &mPlayback));
+    CHECK(msg->findInt32(AMSG_SET_TRANSCODE, &mTranscode));
+    CHECK(mTranscodeType >= 0 && mTranscodeType < SourceTypeMax);
+    // One that came before there was anything to stop.
+    mStopRequested = false;
+    if (mStatusHandler == NULL) {
+        mStatusHandler = this;
+        ALOGD("%s[%d]: Register myself as status handler", __FUNCTION__, __LINE__);
+    }
+    makeSource();
+    mSource->createPipelines();
+    mState = INITIALIZED;
+    return OK;
+}
+
+void OxaMediaCodecPlayer::makeSource() {
+    if (mTranscodeType == SourceTypeFile) {
+        LOG_ALWAYS_FATAL_IF(mPlayback && mTranscode, "Both mPlayback and mTranscode are set!");
+        if (mPlayback) mSource = Source::createPlayback(*this);
+        if (mTranscode) mSource = Source::createTranscode(*this);
+    }
+    if (mTranscodeType == SourceTypeUsbCamera) mSource = Source::createUsb(*this);
+    if (mTranscodeType == SourceTypeHdmiRx) mSource = Source::createHdmiRx(*this);
+}
+
+status_t OxaMediaCodecPlayer::onSetDataSource(const sp<AMessage>& msg) {
     CHECK(mState == INITIALIZED && mTranscodeType == SourceTypeFile);
-    if (msg->what() == kWhatSetDataSource) {
-        CHECK(msg->findString(AMSG_PATH, &mInputFile));
-        mFileSourceType = 0;
-    } else {
-        int32_t fileId;
-        CHECK(msg->findInt32(AMSG_FILE_ID, &fileId));
-        CHECK(msg->findInt64(AMSG_FILE_OFFSET, &mFileOffset));
-        CHECK(msg->findInt64(AMSG_FILE_LENGTH, &mFileLength));
-        // 0 means "none" here, so the duplicate must not be 0.
-        mFileId = fcntl(fileId, F_DUPFD_CLOEXEC, 1);
-        mFileSourceType = 1;
-    }
-    status_t err = onSetDataSource();
-    if (err == OK) {
-        if (mPlayback) mState = WAIT_SURFACE;
-        if (mTranscode) mState = WAIT_MUXER;
-    }
-    replyWithError(msg, err);
+    CHECK(msg->findString(AMSG_PATH, &mInputFile));
+    mFileSourceType = 0;
+    ALOGD("%s[%d]: Set data source by path", __FUNCTION__, __LINE__);
+    ALOGD("--- FilePath : %s ---", mInputFile.c_str());
+    mSource->setFile();
+    mState = mSource->stateWithFile();
+    return OK;
 }
 
-void OxaMediaCodecPlayer::handleCameraRequest(const sp<AMessage>& msg) {
+status_t OxaMediaCodecPlayer::onSetDataSourceFd(const sp<AMessage>& msg) {
+    CHECK(mState == INITIALIZED && mTranscodeType == SourceTypeFile);
+    int32_t fileId;
+    CHECK(msg->findInt32(AMSG_FILE_ID, &fileId));
+    CHECK(msg->findInt64(AMSG_FILE_OFFSET, &mFileOffset));
+    CHECK(msg->findInt64(AMSG_FILE_LENGTH, &mFileLength));
+    // Without a role the call may be repeated.
+    if (mFileId > 0) close(mFileId);
+    // 0 means "none" here, so the duplicate must not be 0.
+    mFileId = fcntl(fileId, F_DUPFD_CLOEXEC, 1);
+    mFileSourceType = 1;
+    ALOGD("%s[%d]: Set data source by file handle", __FUNCTION__, __LINE__);
+    ALOGD("--- FileId :%d FileOffset :%lld FileLen : %lld ---", mFileId, (long long)mFileOffset,
+          (long long)mFileLength);
+    mSource->setFile();
+    mState = mSource->stateWithFile();
+    return OK;
+}
+
+void OxaMediaCodecPlayer::readCameraRequest(const sp<AMessage>& msg) {
+    void* clientName;
     CHECK(mState == INITIALIZED &&
           (mTranscodeType == SourceTypeHdmiRx || mTranscodeType == SourceTypeUsbCamera));
     CHECK(msg->findInt32(AMSG_CAMERA_TYPE, &mCameraType));
-    void* clientName;
-    if (msg->what() == kWhatSetCameraSource) {
-        CHECK(msg->findInt32(AMSG_CAMERA_ID, &mCameraId));
-        CHECK(msg->findPointer(AMSG_CLIENT_NAME, &clientName));
-        mClientName = *static_cast<String16*>(clientName);
-        onSetCameraSource();
-    } else {
-        void* camera;
-        CHECK(msg->findPointer(AMSG_CLIENT_NAME, &clientName));
-        CHECK(msg->findPointer(AMSG_CAMERA_SP, &camera));
-        mClientName = *static_cast<String16*>(clientName);
-        mICamera = *static_cast<sp<hardware::ICamera>*>(camera);
-        onSetCameraSource2();
-    }
-    mState = WAIT_AUDIO_SOURCE;
-    replyWithError(msg, OK);
+    CHECK(msg->findPointer(AMSG_CLIENT_NAME, &clientName));
+    mClientName = *static_cast<String16*>(clientName);
 }
 
-void OxaMediaCodecPlayer::handleMuxerRequest(const sp<AMessage>& msg) {
+status_t OxaMediaCodecPlayer::onSetCameraSource(const sp<AMessage>& msg) {
+    readCameraRequest(msg);
+    CHECK(msg->findInt32(AMSG_CAMERA_ID, &mCameraId));
+    mSource->setCamera(false /* shared */);
+    mState = WAIT_AUDIO_SOURCE;
+    return OK;
+}
+
+status_t OxaMediaCodecPlayer::onSetCameraSource2(const sp<AMessage>& msg) {
+    readCameraRequest(msg);
+    void* camera;
+    CHECK(msg->findPointer(AMSG_CAMERA_SP, &camera));
+    mICamera = *static_cast<sp<hardware::ICamera>*>(camera);
+    mSource->setCamera(true /* shared */);
+    mState = WAIT_AUDIO_SOURCE;
+    return OK;
+}
+
+status_t OxaMediaCodecPlayer::onSetAudioSource(const sp<AMessage>& msg) {
+    CHECK(mState == WAIT_AUDIO_SOURCE);
+    CHECK(msg->findInt32(AMSG_AUDIO_SOURCE, &mAudioSource));
+    mSource->setAudioSource();
+    mState = WAIT_SURFACE;
+    return OK;
+}
+
+status_t OxaMediaCodecPlayer::onSetPlayback(const sp<AMessage>& msg) {
+    int32_t video, audio;
+    CHECK(msg->findInt32(AMSG_SET_RENDER_VIDEO, &video));
+    CHECK(msg->findInt32(AMSG_SET_RENDER_AUDIO, &audio));
+    mSource->setPlayback(video != 0, audio != 0);
+    return OK;
+}
+
+status_t OxaMediaCodecPlayer::onSetTranscode(const sp<AMessage>& msg) {
+    int32_t transcode;
+    CHECK(msg->findInt32(AMSG_SET_TRANSCODE, &transcode));
+    switchRecording(transcode != 0);
+    return OK;
+}
+
+status_t OxaMediaCodecPlayer::onSetTunneledPlayback(const sp<AMessage>& msg) {
+    int32_t enable;
+    CHECK(msg->findInt32(AMSG_SET_TUNNELED_PLAYBACK, &enable));
+    if (enable == 0) return OK;
+    mSessionId = AudioSystem::newAudioUniqueId(AUDIO_UNIQUE_ID_USE_SESSION);
+    // Without sound there is no session to follow.
+    if (mOnlyTrack == CODEC_VIDEO_ONLY) mSessionId = 0;
+    // Only a playback has decoders, and the call is good in any state.
+    if (mAudioDecoder != NULL) mAudioDecoder->setAudioSession(mSessionId);
+    if (mVideoDecoder != NULL) mVideoDecoder->setAudioSession(mSessionId);
+    return OK;
+}
+
+status_t OxaMediaCodecPlayer::onSetFreeRun(const sp<AMessage>& msg) {
+    CHECK(mState != UNINITIALIZED);
+    int32_t enable;
+    CHECK(msg->findInt32(AMSG_FREE_RUN, &enable));
+    mSource->setFreeRun(enable != 0);
+    return OK;
+}
+
+status_t OxaMediaCodecPlayer::onSetCalculateFPS(const sp<AMessage>& msg) {
+    CHECK(mState != UNINITIALIZED);
+    double seconds;
+    CHECK(msg->findDouble(AMSG_CALCULATE_FPS, &seconds));
+    mSource->setCalculateFPS(seconds);
+    return OK;
+}
+
+status_t OxaMediaCodecPlayer::onPrepare() {
+    CHECK(mState == UNPREPARED);
+    mSource->prepare();
+    mState = PREPARED;
+    return OK;
+}
+
+status_t OxaMediaCodecPlayer::onStart() {
+    CHECK(mState == PREPARED);
+    mPhase = kRunning;
+    mSource->start();
+    mState = STARTED;
+    if (mSwitchOnPending) switchRecording(true);
+    return OK;
+}
+
+status_t OxaMediaCodecPlayer::onSetMuxer(const sp<AMessage>& msg) {
     if (mTranscodeType == SourceTypeFile) CHECK(mState == WAIT_MUXER);
     void* format;
     CHECK(msg->findPointer(AMSG_OUTPUT_FORMAT, &format));
-    status_t err = setOutputFormat(*static_cast<_OxaTranscodeConfig*>(format));
-    if (err == OK) err = onSetMuxer();
+    status_t err = setOutput(*static_cast<_OxaTranscodeConfig*>(format));
     if (err == OK) mState = WAIT_TARGET_FORMAT;
-    replyWithError(msg, err);
+    return err;
 }
 
-void OxaMediaCodecPlayer::handleTargetFormatRequest(const sp<AMessage>& msg) {
+status_t OxaMediaCodecPlayer::onSetTargetFormat(const sp<AMessage>& msg) {
     CHECK(mState == WAIT_TARGET_FORMAT || mState == WAIT_PREVIEW_PARAMS || mState == STARTED);
     void* format;
     CHECK(msg->findPointer(AMSG_TARTGET_FORMAT, &format));
     mTargetFormat = *static_cast<_AV_FORMAT_FORMAT*>(format);
-    onSetTargetFormat();
+    mSource->setTargetFormat();
     if (mState != STARTED) mState = UNPREPARED;
-    replyWithError(msg, OK);
+    return OK;
 }
 
-void OxaMediaCodecPlayer::handleSurfaceRequest(const sp<AMessage>& msg) {
+status_t OxaMediaCodecPlayer::onSetSurface(const sp<AMessage>& msg) {
     CHECK(mState == WAIT_SURFACE);
     sp<RefBase> obj;
     CHECK(msg->findObject(AMSG_SURFACE, &obj));
     mSurface = static_cast<Surface*>(obj.get());
-    status_t err = onSetSurface();
-    if (err == OK) {
-        if (isLive()) {
-            mState = WAIT_PREVIEW_PARAMS;
-        } else if (mTranscodeType == SourceTypeFile) {
-            mState = UNPREPARED;
-        }
+    mSource->setSurface();
+    mState = mSource->stateWithSurface();
+    return OK;
+}
+
+status_t OxaMediaCodecPlayer::onStop() {
+    mStopRequested = false;
+    if (mPhase != kRunning) return OK;
+    mPhase = kAfterStop;
+    mSwitchOnPending = false;
+    // A pipeline may wait for a start that cannot come any more: this very thread would have to
+    // make it.
+    if (mMediaMuxer != NULL) mMediaMuxer->openGate();
+    mSource->stop();
+    // Nothing is written any more. Not every pipeline reports its own stop, and a report that comes
+    // later finds nothing to do.
+    onStopMuxer();
+    ALOGD("%s[%d]: Stop OxaMediaCodecPlayer success", __FUNCTION__, __LINE__);
+    mState = STOPPED;
+    return OK;
+}
+
+// ---- Reports -----------------------------------------------------------------------------------
+
+void OxaMediaCodecPlayer::handleReport(const sp<AMessage>& msg) {
+    switch (msg->what()) {
+        case kWhatDecodeGotEOS:
+            onDecodeGotEOS(msg);
+            break;
+        case kWhatStopTranscode:
+            onStopTranscode(msg);
+            break;
+        case kWhatTrackAdded:
+            onTrackAdded(msg);
+            break;
+        case kWhatHDMIRxVideoHotplug:
+            onVideoHotplug(msg);
+            break;
+        case kWhatSyncVideoTime:
+            if (mTranscode) mSource->syncVideoTime();
+            break;
+        case kWhatTranscodeDone:
+            onTranscodeDone(msg);
+            break;
+        default:
+            // Also kWhatError, by design: clients with a handler of their own have a copy.
+            break;
     }
-    replyWithError(msg, err);
 }
 
 void OxaMediaCodecPlayer::onDecodeGotEOS(const sp<AMessage>& msg) {
@@ -614,48 +700,34 @@ void OxaMediaCodecPlayer::onStopTranscode(const sp<AMessage>& msg) {
     CHECK(msg->findInt32(AMSG_STOP_ITEM, &item));
     if (item == STOP_VIDEO) {
         ALOGD(LOG_RED "Received kWhatStopTranscode:STOP_VIDEO" LOG_RESET);
-        mVideoStopped = true;
     } else if (item == STOP_AUDIO) {
         ALOGD(LOG_RED "Received kWhatStopTranscode:STOP_AUDIO" LOG_RESET);
-        mAudioStopped = true;
     }
+    // One that comes when its recording is over would be taken for the next one's.
+    if (mOutputState != kOutputRecording && mOutputState != kOutputFinishing) return;
+    if (item == STOP_VIDEO) mVideoStopped = true;
+    if (item == STOP_AUDIO) mAudioStopped = true;
     if (allHandled(mVideoStopped, mAudioStopped)) mMuxerStopped = true;
-    if (mMuxerStopped) {
-        onStopMuxer();
-        ALOGD("%s[%d]: Stop muxer success", __FUNCTION__, __LINE__);
-        if (mSwitchOnPending) onSetTranscode(true);
-    }
+    if (!mMuxerStopped) return;
+    onStopMuxer();
+    ALOGD("%s[%d]: Stop muxer success", __FUNCTION__, __LINE__);
+    if (mSwitchOnPending) switchRecording(true);
 }
 
 void OxaMediaCodecPlayer::onTrackAdded(const sp<AMessage>& msg) {
     int32_t item;
     CHECK(msg->findInt32(AMSG_TRACK_ITEM, &item));
+    // A report that was still on its way when recording ended finds nothing to start.
+    if (mOutputState != kOutputRecording) return;
     if (item == AUDIO_TRACK) mAudioTrackAdded = true;
     if (item == VIDEO_TRACK) mVideoTrackAdded = true;
-
-    const char* source;
-    switch (mTranscodeType) {
-        case SourceTypeFile:
-            source = "SourceTypeFile";
-            break;
-        case SourceTypeUsbCamera:
-            source = "SourceTypeUsbCamera";
-            break;
-        case SourceTypeHdmiRx:
-            source = "SourceTypeHdmiRx";
-            break;
-        default:
-            return;
-    }
     if (!allHandled(mVideoTrackAdded, mAudioTrackAdded)) return;
-    // A report that was still on its way when everything stopped finds nothing to start.
-    if (mMediaMuxer == NULL || mState == STOPPED) return;
     CHECK(mMediaMuxer->start() == OK);
     if (!mMediaMuxer->isWriting()) endDrain(INVALID_OPERATION);
     const char* only = "";
     if (mOnlyTrack == CODEC_AUDIO_ONLY) only = "CODEC_AUDIO_ONLY:";
     if (mOnlyTrack == CODEC_VIDEO_ONLY) only = "CODEC_VIDEO_ONLY:";
-    ALOGD("%s:%smuxer start success", source, only);
+    ALOGD("%s:%smuxer start success", mSource->name(), only);
 }
 
 void OxaMediaCodecPlayer::onVideoHotplug(const sp<AMessage>& msg) {
@@ -668,11 +740,44 @@ void OxaMediaCodecPlayer::onVideoHotplug(const sp<AMessage>& msg) {
     report->post();
 }
 
-void OxaMediaCodecPlayer::onSyncVideoTime() {
-    if (mTranscodeType != SourceTypeFile || !mTranscode) return;
-    if (!handlesVideo() || !handlesAudio() || mNoAudioTrack || mNoVideoTrack) return;
-    if (mVideoTranscoder == NULL || mAudioTranscoder == NULL) return;
-    mAudioTranscoder->setVideoTimeUs(mVideoTranscoder->lastTimeUs());
+// ---- Draining ----------------------------------------------------------------------------------
+
+void OxaMediaCodecPlayer::beginDrain() {
+    Mutex::Autolock lock(mDrainLock);
+    mVideoDrained = false;
+    mAudioDrained = false;
+    mDrainError = OK;
+}
+
+void OxaMediaCodecPlayer::endDrain(status_t err) {
+    Mutex::Autolock lock(mDrainLock);
+    mDrainError = err;
+    mDrainCond.broadcast();
+}
+
+void OxaMediaCodecPlayer::onTranscodeDone(const sp<AMessage>& msg) {
+    int32_t item, err;
+    CHECK(msg->findInt32(AMSG_STOP_ITEM, &item));
+    CHECK(msg->findInt32("err", &err));
+    if (err != OK) {
+        endDrain(INVALID_OPERATION);
+        return;
+    }
+    Mutex::Autolock lock(mDrainLock);
+    if (item == EOSVideoReached) mVideoDrained = true;
+    if (item == EOSAudioReached) mAudioDrained = true;
+    mDrainCond.broadcast();
+}
+
+status_t OxaMediaCodecPlayer::drain(int64_t timeoutUs) {
+    Mutex::Autolock lock(mDrainLock);
+    const int64_t deadlineUs = ALooper::GetNowUs() + std::min<int64_t>(timeoutUs, kLongestWaitUs);
+    while (mDrainError == OK && !allHandled(mVideoDrained, mAudioDrained)) {
+        int64_t leftUs = deadlineUs - ALooper::GetNowUs();
+        if (leftUs <= 0) return TIMED_OUT;
+        mDrainCond.waitRelative(mDrainLock, leftUs * 1000);
+    }
+    return mDrainError;
 }
 
 }  // namespace android

@@ -17,18 +17,20 @@
 #include <utils/String8.h>
 
 #include <atomic>
+#include <memory>
 
-#include "AudioDecoder.h"
-#include "AudioRecordEncoder.h"
-#include "AudioRxEncoder.h"
-#include "AudioTranscoder.h"
-#include "CameraRecorder.h"
 #include "OxaMediaCodecPlayerCommon.h"
-#include "OxaMediaMuxer.h"
-#include "VideoDecoder.h"
-#include "VideoTranscoder.h"
 
 namespace android {
+
+class AudioDecoder;
+class AudioRecordEncoder;
+class AudioRxEncoder;
+class AudioTranscoder;
+class CameraRecorder;
+class OxaMediaMuxer;
+class VideoDecoder;
+class VideoTranscoder;
 
 // How far a transcoding job has come: what was handed to the muxer.
 struct _TRANSCODE_PROGRESS {
@@ -78,14 +80,6 @@ class OxaMediaCodecPlayer : public AHandler {
     // CODEC_VIDEO_ONLY, else both streams.
     OxaMediaCodecPlayer(bool createLooper, int onlyTrack);
 
-    // Set after construction, and again after each cleanup(), before initiate(). The handler
-    // receives kWhatPlayerEOS, hot-plug and frame-rate reports, and kWhatError of a transcoding
-    // whose encoder failed; null stands for the player itself.
-    sp<AHandler> mStatusHandler;
-    // Called on the player's looper thread with kWhatPlayerEOS; it must not call the player, which
-    // would wait for itself (caught in debug builds).
-    void (*mStatusCallback)(const sp<AMessage>& msg);
-
     // In UNINITIALIZED. `transcodeType`: SourceType. For a file one of `playback` and `transcode`
     // may be set, for a live source both.
     status_t initiate(int transcodeType, bool playback, bool transcode);
@@ -106,10 +100,11 @@ class OxaMediaCodecPlayer : public AHandler {
     // Surface of a playback or preview; in WAIT_SURFACE. Shares `producer`.
     status_t setSurface(const sp<IGraphicBufferProducer>& producer);
 
-    // Output; in WAIT_MUXER for a file, in any state for a live source. Strings are copied, the
-    // descriptor is duplicated, memories are shared; null strings in the record become "".
-    // UNKNOWN_ERROR when there is no such output or it cannot be opened, BAD_VALUE for a name or
-    // address of 4096 characters or more: the call may be repeated.
+    // Output; in WAIT_MUXER for a file, in any state for a live source; while one records, it is
+    // that of the next recording. Strings are copied, the descriptor is duplicated, memories are
+    // shared; null strings in the record become "". UNKNOWN_ERROR when there is no such output or
+    // it cannot be opened, BAD_VALUE for a name or address of 4096 characters or more: the output
+    // that was set before stays, and the call may be repeated.
     status_t setMuxer(_OxaTranscodeConfig& config);
     // In WAIT_TARGET_FORMAT, WAIT_PREVIEW_PARAMS or STARTED. The record is copied.
     status_t setTargetFormat(const _AV_FORMAT_FORMAT& format);
@@ -120,8 +115,8 @@ class OxaMediaCodecPlayer : public AHandler {
     status_t setPlayback(bool video, bool audio);
     // Any state, for a live source: recording on or off, to the output of the last setMuxer (a file
     // whose name was used up gets a default name). OK always; without a usable output it stays off.
-    // Off: the file is whole a little later, at the latest when stop() returns. On while the former
-    // recording is still being finished: begins after that.
+    // On before start(): begins with it. On while the former recording is still being finished:
+    // begins after that. Off: the file is whole a little later, at the latest when stop() returns.
     status_t setTranscode(bool transcode);
     // File playback, between initiate() and prepare(): the codec shows the pictures by itself, in
     // step with the sound of an audio session of its own. `enable` false has no effect.
@@ -146,7 +141,8 @@ class OxaMediaCodecPlayer : public AHandler {
     // TIMED_OUT after `timeoutUs` microseconds; INVALID_OPERATION when it will not come: not
     // running, stopped meanwhile, a track was refused, a codec failed or the muxer did not start.
     status_t drain(int64_t timeoutUs);
-    // Stops, dismantles the pipelines on the caller's thread and closes the descriptors. Any state.
+    // Stops, dismantles the pipelines on the caller's thread and closes the descriptors. Any state;
+    // calls of other threads are answered before it or find the player uninitialized.
     status_t cleanup();
 
     // Of a live source, between initiate() and cleanup(), on any thread; wait for the camera's
@@ -205,6 +201,17 @@ class OxaMediaCodecPlayer : public AHandler {
         STOPPED = 11,  // only cleanup() leads on
     };
 
+    // Whether the pipelines run: setMuxer() takes mState back while a live source does.
+    enum Phase { kBeforeStart, kRunning, kAfterStop };
+
+    // The life of the output. Nothing else tells whether there is a recording.
+    enum OutputState {
+        kOutputNone,       // there is no muxer
+        kOutputReady,      // a muxer that no pipeline was told to write to
+        kOutputRecording,  // the pipelines write, or begin to
+        kOutputFinishing,  // they were told to end; their reports let go of the muxer
+    };
+
     // Values of _OxaTranscodeConfig.
     enum OutputType {
         kOutputFile = 0,
@@ -220,44 +227,53 @@ class OxaMediaCodecPlayer : public AHandler {
 
     enum { kMaxOutputText = 4096 };
 
+    // What a kind of source does in each step; chosen by initiate().
+    class Source;
+    class PlaybackSource;
+    class TranscodeSource;
+    template <typename AudioEncoder>
+    class LiveSource;
+    class UsbSource;
+    class HdmiRxSource;
+
+    // The output that setMuxer() described, as it was before.
+    struct FormerOutput;
+
     // Which streams this player handles.
     bool handlesVideo() const { return mOnlyTrack != CODEC_AUDIO_ONLY; }
     bool handlesAudio() const { return mOnlyTrack != CODEC_VIDEO_ONLY; }
     // True when every stream that is handled has its flag.
     bool allHandled(bool video, bool audio) const;
-    bool isLive() const;
 
     status_t request(const sp<AMessage>& msg);
     sp<AMessage> newCameraRequest(uint32_t what, const String16& clientName);
     void resetVariables();
 
-    // Requests that do more than call one step.
-    void handleSourceRequest(const sp<AMessage>& msg);
-    void handleCameraRequest(const sp<AMessage>& msg);
-    void handleMuxerRequest(const sp<AMessage>& msg);
-    void handleTargetFormatRequest(const sp<AMessage>& msg);
-    void handleSurfaceRequest(const sp<AMessage>& msg);
-    bool handleRequest(const sp<AMessage>& msg);
+    status_t handleRequest(const sp<AMessage>& msg);
+    void handleReport(const sp<AMessage>& msg);
 
-    // Steps of the requests.
-    void onInitiate();
-    status_t onSetDataSource();
-    status_t onSetSurface();
-    void onSetTargetFormat();
-    void onSetPlayback(bool video, bool audio);
-    void onSetTunneledPlayback();
-    void onSetFreeRun(bool enable);
-    void onSetCalculateFPS(double seconds);
-    void onPrepare();
-    void onStart();
-    void onStartPlayback();
-    int64_t waitForFirstFrame();
-    void onTrackLost(int32_t item);
-    void onStartTranscode();
-    void onStop();
-    void onStopPlayback();
-    void onStopTranscoders();
+    // The requests: each checks the state, reads its message and moves the state on.
+    status_t onInitiate(const sp<AMessage>& msg);
+    status_t onSetDataSource(const sp<AMessage>& msg);
+    status_t onSetDataSourceFd(const sp<AMessage>& msg);
+    status_t onSetCameraSource(const sp<AMessage>& msg);
+    status_t onSetCameraSource2(const sp<AMessage>& msg);
+    status_t onSetAudioSource(const sp<AMessage>& msg);
+    status_t onSetPlayback(const sp<AMessage>& msg);
+    status_t onSetTranscode(const sp<AMessage>& msg);
+    status_t onSetTunneledPlayback(const sp<AMessage>& msg);
+    status_t onSetFreeRun(const sp<AMessage>& msg);
+    status_t onSetCalculateFPS(const sp<AMessage>& msg);
+    status_t onPrepare();
+    status_t onStart();
+    status_t onSetMuxer(const sp<AMessage>& msg);
+    status_t onSetTargetFormat(const sp<AMessage>& msg);
+    status_t onSetSurface(const sp<AMessage>& msg);
+    status_t onStop();
     void onReset();
+
+    void makeSource();
+    void readCameraRequest(const sp<AMessage>& msg);
 
     // Reports of the pipelines.
     void onDecodeGotEOS(const sp<AMessage>& msg);
@@ -265,52 +281,48 @@ class OxaMediaCodecPlayer : public AHandler {
     void onTrackAdded(const sp<AMessage>& msg);
     void onTranscodeDone(const sp<AMessage>& msg);
     void onVideoHotplug(const sp<AMessage>& msg);
-    void onSyncVideoTime();
     void notifyPlayerEOS();
 
     // Output.
+    status_t setOutput(_OxaTranscodeConfig& config);
     status_t setOutputFormat(_OxaTranscodeConfig& config);
-    status_t onSetMuxer();
     void completeOutputFormat();
     void setDefaultAddress();
     void setDefaultName();
-    void createMuxer();
-    void createMpeg4Muxer();
-    void createMpeg2TsMuxer();
-    void createFileMuxer(OxaMediaMuxer::OutputFormat format);
+    status_t makeMuxer();
+    status_t tryOutput();
+    sp<OxaMediaMuxer> createMuxer();
+    sp<OxaMediaMuxer> createMpeg4Muxer();
+    sp<OxaMediaMuxer> createMpeg2TsMuxer();
+    sp<OxaMediaMuxer> createFileMuxer(int format);
     int openOutputFile();
-    void handOutMuxer();
+    void switchRecording(bool enable);
+    void switchOn();
+    bool reopenOutput();
+    void beginRecording();
+    void switchOff();
+    void dropUnusedMuxer();
     status_t onStopMuxer();
     void closeFd();
 
-    // Pipelines.
-    template <typename Pipeline>
-    void createPipeline(sp<Pipeline>* pipeline, sp<ALooper>* looper, const char* looperName);
-    template <typename Pipeline>
-    void releasePipeline(sp<Pipeline>* pipeline, sp<ALooper>* looper, int64_t pauseUs = 0);
-    void createLivePipelines();
-
     void beginDrain();
     void endDrain(status_t err);
-
-    // Live sources.
-    void onSetCameraSource();
-    void onSetCameraSource2();
-    void onSetAudioSource();
-    void onSetTargetFormatLive();
-    void onSetPlaybackLive(bool video, bool audio);
-    void onSetTranscode(bool transcode);
-    bool switchOn();
-    static bool isReceiverSoundReady();
-    void tellRecordingSwitch();
-    void onPrepareLive();
-    void onStartLive();
-    void onStopLive();
 
     sp<IMemory> mSnapshotMemory;
     std::atomic<int> mState;
     const bool mCreateLooper;
     sp<ALooper> mLooper;
+
+  public:
+    // Set after construction, and again after each cleanup(), before initiate(). The handler
+    // receives kWhatPlayerEOS, hot-plug and frame-rate reports, and kWhatError of a transcoding
+    // whose encoder failed; null stands for the player itself.
+    sp<AHandler> mStatusHandler;
+    // Called on the player's looper thread with kWhatPlayerEOS; it must not call the player, which
+    // would wait for itself (caught in debug builds).
+    void (*mStatusCallback)(const sp<AMessage>& msg);
+
+  private:
     Mutex mWaitLock;
     Condition mWaitCond;  // monotonic; never signalled: waitTime() is a bounded sleep
     int32_t mTranscodeType;
@@ -340,16 +352,21 @@ class OxaMediaCodecPlayer : public AHandler {
     sp<ALooper> mAudioTranscodeLooper;
     sp<CameraRecorder> mCameraRecorder;
     sp<ALooper> mCameraReaderLooper;
-    sp<AudioRecordEncoder> mAudioRecordEncoder;
-    sp<ALooper> mAudioRecordReaderLooper;
     sp<AudioRxEncoder> mAudioRxEncoder;
     sp<ALooper> mAudioManagerLooper;
+    sp<AudioRecordEncoder> mAudioRecordEncoder;
+    sp<ALooper> mAudioRecordReaderLooper;
     sp<OxaMediaMuxer> mMediaMuxer;
     AString mInputFile;
     AString mSecondFile;
     sp<Surface> mSurface;
+    sp<hardware::ICamera> mICamera;
     _AV_FORMAT_FORMAT mTargetFormat;
     _OxaTranscodeConfig mOutputFormat;
+    String16 mClientName;
+    int32_t mCameraType;
+    int32_t mCameraId;
+    int32_t mAudioSource;
     int32_t mFileId;  // 0: none
     int64_t mFileOffset;
     int64_t mFileLength;
@@ -357,19 +374,18 @@ class OxaMediaCodecPlayer : public AHandler {
     char mOutputName[kMaxOutputText];
     char mOutputAddress[kMaxOutputText];
 
-    int32_t mCameraType;
-    int32_t mCameraId;
-    int32_t mAudioSource;
-    String16 mClientName;
-    sp<hardware::ICamera> mICamera;
-    bool mLiveRuns;         // between onStartLive and onStopLive, whatever setMuxer made of mState
-    bool mCameraStarted;    // its pipeline is in STARTED
-    bool mSwitchOnPending;  // recording is wanted again, its former output is not finished yet
+    // Held for each request and report, and by whoever dismantles the pipelines on another thread.
+    Mutex mStepLock;
+    std::unique_ptr<Source> mSource;
+    Phase mPhase;
+    OutputState mOutputState;
+    bool mSwitchOnPending;  // recording is wanted as soon as it is possible
 
     std::atomic<bool> mStopRequested;  // ends the wait for the first picture
 
     bool mDefaultName;    // the output's name was made here
     bool mOutputFdOwned;  // mOutputFormat.fileDesc is a duplicate that is still open
+    bool mOutputIsNext;   // the output was set while another one records
 
     Mutex mDrainLock;
     Condition mDrainCond;

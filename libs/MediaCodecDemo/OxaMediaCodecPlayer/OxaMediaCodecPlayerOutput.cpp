@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The player's output: which muxer writes where, and who closes what.
+// The player's output: which muxer writes where, when it is written to, and who closes what.
 
 #define LOG_TAG "OxaMediaCodecPlayer"
 
@@ -12,7 +12,8 @@
 #include <time.h>
 #include <unistd.h>
 
-#include "OxaMediaCodecPlayer.h"
+#include "OxaMediaMuxer.h"
+#include "PlayerSource.h"
 
 namespace android {
 
@@ -34,20 +35,60 @@ void setText(char (&buffer)[kSize], const char* text) {
     strncpy(buffer, text, kSize - 1);
 }
 
-// Opens a new file under `name`, or where that exists already under "stem_1.ext", "stem_2.ext"...:
-// two recordings may begin within one second.
-int createUnusedFile(const AString& name) {
-    int fd = open(name.c_str(), kOutputFlags | O_EXCL, kOutputMode);
-    const char* extension = strrchr(name.c_str(), '.');
-    int stem = static_cast<int>(extension - name.c_str());
+// One that was made under a default name.
+void removeFile(const char* name) {
+    unlink(devicePath(name).c_str());
+}
+
+// Opens a new file under `name`, or where that exists already under "stem_1.ext", "stem_2.ext"...,
+// which `name` is then: two recordings may begin within one second.
+int createUnusedFile(AString* name) {
+    const AString wanted = *name;
+    int fd = open(devicePath(wanted.c_str()).c_str(), kOutputFlags | O_EXCL, kOutputMode);
+    const char* extension = strrchr(wanted.c_str(), '.');
+    int stem = static_cast<int>(extension - wanted.c_str());
     for (int i = 1; fd < 0 && errno == EEXIST && i <= kMaxNameSuffix; ++i) {
-        AString other = AStringPrintf("%.*s_%d%s", stem, name.c_str(), i, extension);
-        fd = open(other.c_str(), kOutputFlags | O_EXCL, kOutputMode);
+        *name = AStringPrintf("%.*s_%d%s", stem, wanted.c_str(), i, extension);
+        fd = open(devicePath(name->c_str()).c_str(), kOutputFlags | O_EXCL, kOutputMode);
     }
     return fd;
 }
 
 }  // namespace
+
+// ---- The record --------------------------------------------------------------------------------
+
+struct OxaMediaCodecPlayer::FormerOutput {
+    _OxaTranscodeConfig format;
+    AString name;
+    AString address;
+    bool defaultName;
+    bool fdOwned;
+    bool isNext;
+};
+
+// A record that is refused leaves everything as it was.
+status_t OxaMediaCodecPlayer::setOutput(_OxaTranscodeConfig& config) {
+    const FormerOutput former = {mOutputFormat, AString(mOutputName), AString(mOutputAddress),
+                                 mDefaultName,  mOutputFdOwned,       mOutputIsNext};
+    const bool wasUnused = mOutputState == kOutputReady;
+    mOutputFdOwned = false;
+    status_t err = setOutputFormat(config);
+    if (err == OK && mTranscode) err = mOutputIsNext ? tryOutput() : makeMuxer();
+    if (err == OK) {
+        if (former.fdOwned) close(former.format.fileDesc);
+        if (wasUnused && former.defaultName) removeFile(former.name.c_str());
+        return OK;
+    }
+    if (mOutputFdOwned) close(mOutputFormat.fileDesc);
+    mOutputFormat = former.format;
+    setText(mOutputName, former.name.c_str());
+    setText(mOutputAddress, former.address.c_str());
+    mDefaultName = former.defaultName;
+    mOutputFdOwned = former.fdOwned;
+    mOutputIsNext = former.isNext;
+    return err;
+}
 
 status_t OxaMediaCodecPlayer::setOutputFormat(_OxaTranscodeConfig& config) {
     if (config.fileName == NULL) config.fileName = "";
@@ -61,46 +102,32 @@ status_t OxaMediaCodecPlayer::setOutputFormat(_OxaTranscodeConfig& config) {
     if (strlen(config.fileName) >= kMaxOutputText || strlen(config.udpIp) >= kMaxOutputText) {
         return BAD_VALUE;
     }
-    // The call may be repeated; the duplicate of the former one is of no use any more.
-    if (mOutputFdOwned) close(mOutputFormat.fileDesc);
-    mOutputFdOwned = false;
-
     mOutputFormat = config;
     if (config.type == kOutputDescriptor && config.fileDesc >= 0) {
         mOutputFormat.fileDesc = fcntl(config.fileDesc, F_DUPFD_CLOEXEC, 1);
         mOutputFdOwned = mOutputFormat.fileDesc >= 0;
     }
+    mDefaultName = false;
     setText(mOutputName, config.fileName);
     setText(mOutputAddress, config.udpIp);
     mOutputFormat.fileName = mOutputName;
     mOutputFormat.udpIp = mOutputAddress;
-    return OK;
-}
-
-status_t OxaMediaCodecPlayer::onSetMuxer() {
-    if (!mTranscode) return OK;
-    completeOutputFormat();
-    createMuxer();
-    if (mMediaMuxer == NULL) return UNKNOWN_ERROR;
-    ALOGD("%s[%d]: Create MediaMuxer success", __FUNCTION__, __LINE__);
-    CHECK(mMediaMuxer->setOrientationHint(0) == OK);
-    handOutMuxer();
+    mOutputIsNext = mOutputState == kOutputRecording || mOutputState == kOutputFinishing;
     return OK;
 }
 
 void OxaMediaCodecPlayer::completeOutputFormat() {
-    mDefaultName = false;
     switch (mOutputFormat.type) {
         case kOutputUdp:
         case kOutputRtp:
-            CHECK(mOutputFormat.udpIp != NULL);
+            CHECK_PLAYER(mOutputFormat.udpIp != NULL);
             if (mOutputFormat.udpIp[0] == '\0') setDefaultAddress();
             break;
         case kOutputDescriptor:
-            CHECK(mOutputFormat.fileDesc >= 0);
+            CHECK_PLAYER(mOutputFormat.fileDesc >= 0);
             break;
         case kOutputFile:
-            CHECK(mOutputFormat.fileName != NULL);
+            CHECK_PLAYER(mOutputFormat.fileName != NULL);
             if (mOutputFormat.fileName[0] == '\0') setDefaultName();
             break;
     }
@@ -128,111 +155,187 @@ void OxaMediaCodecPlayer::setDefaultName() {
     mDefaultName = true;
 }
 
-void OxaMediaCodecPlayer::createMuxer() {
-    mMediaMuxer.clear();
-    if (mOutputFormat.fmt == kContainerMpeg4) {
-        createMpeg4Muxer();
-    } else if (mOutputFormat.fmt == kContainerMpeg2Ts) {
-        createMpeg2TsMuxer();
-    }
+// ---- The muxer ---------------------------------------------------------------------------------
+
+status_t OxaMediaCodecPlayer::makeMuxer() {
+    completeOutputFormat();
+    sp<OxaMediaMuxer> muxer = createMuxer();
+    if (muxer == NULL) return UNKNOWN_ERROR;
+    ALOGD("%s[%d]: Create MediaMuxer success", __FUNCTION__, __LINE__);
+    mMediaMuxer = muxer;
+    CHECK_PLAYER(mMediaMuxer->setOrientationHint(0) == OK);
+    mSource->setMuxer();
+    mOutputState = kOutputReady;
+    return OK;
 }
 
-void OxaMediaCodecPlayer::createMpeg4Muxer() {
+// While another one records, the output is only tried; its muxer is made when its turn comes.
+status_t OxaMediaCodecPlayer::tryOutput() {
+    const bool isKnown =
+            mOutputFormat.fmt == kContainerMpeg4 || mOutputFormat.fmt == kContainerMpeg2Ts;
+    // A default name tells when its recording begins.
+    if (isKnown && mOutputFormat.type == kOutputFile && mOutputName[0] == '\0') return OK;
+    completeOutputFormat();
+    sp<OxaMediaMuxer> muxer = createMuxer();
+    if (muxer == NULL) return UNKNOWN_ERROR;
+    CHECK_PLAYER(muxer->setOrientationHint(0) == OK);
+    return OK;
+}
+
+sp<OxaMediaMuxer> OxaMediaCodecPlayer::createMuxer() {
+    if (mOutputFormat.fmt == kContainerMpeg4) return createMpeg4Muxer();
+    if (mOutputFormat.fmt == kContainerMpeg2Ts) return createMpeg2TsMuxer();
+    return NULL;
+}
+
+sp<OxaMediaMuxer> OxaMediaCodecPlayer::createMpeg4Muxer() {
     constexpr auto format = OxaMediaMuxer::OUTPUT_FORMAT_MPEG_4;
     switch (mOutputFormat.type) {
         case kOutputDescriptor:
-            mMediaMuxer = new OxaMediaMuxer(mOutputFormat.fileDesc, format);
-            break;
+            return new OxaMediaMuxer(mOutputFormat.fileDesc, format);
         case kOutputStandardStream:
             // Kept so: standard error, because an MPEG-4 writer wants a descriptor.
-            mMediaMuxer = new OxaMediaMuxer(kStandardError, format);
-            break;
+            return new OxaMediaMuxer(kStandardError, format);
         case kOutputFile:
-            createFileMuxer(format);
-            break;
-        default:
-            ALOGW("\e[0;31m unsupported output type:%d \e[m", mOutputFormat.type);
-            break;
+            return createFileMuxer(format);
     }
+    ALOGW("\e[0;31m unsupported output type:%d \e[m", mOutputFormat.type);
+    return NULL;
 }
 
-void OxaMediaCodecPlayer::createMpeg2TsMuxer() {
+sp<OxaMediaMuxer> OxaMediaCodecPlayer::createMpeg2TsMuxer() {
     constexpr auto format = OxaMediaMuxer::OUTPUT_FORMAT_MPEG2TS;
     const _OxaTranscodeConfig& output = mOutputFormat;
     switch (output.type) {
         case kOutputFile:
-            createFileMuxer(format);
-            break;
+            return createFileMuxer(format);
         case kOutputStandardStream:
-            mMediaMuxer = new OxaMediaMuxer(stdout, format);
-            break;
+            return new OxaMediaMuxer(stdout, format);
         case kOutputMemory:
-            mMediaMuxer = new OxaMediaMuxer(output.data, output.info, output.rtp != 0, format);
-            break;
+            return new OxaMediaMuxer(output.data, output.info, output.rtp != 0, format);
         case kOutputMemoryAndNetwork:
         case kOutputMemoryAndNetwork2:
-            mMediaMuxer = new OxaMediaMuxer(output.data, output.info, output.rtp != 0, output.port,
-                                            output.udpIp, format);
-            break;
+            return new OxaMediaMuxer(output.data, output.info, output.rtp != 0, output.port,
+                                     output.udpIp, format);
         case kOutputUdp:
         case kOutputRtp:
-            mMediaMuxer = new OxaMediaMuxer(output.port, output.udpIp, output.rtp != 0, format);
-            if (mTranscodeType != SourceTypeFile) break;
-            if (handlesAudio()) mAudioTranscoder->setStreamOutput(true);
-            if (handlesVideo()) mVideoTranscoder->setStreamOutput(true);
-            break;
+            mSource->setStreamOutput();
+            return new OxaMediaMuxer(output.port, output.udpIp, output.rtp != 0, format);
         case kOutputDescriptor:
-            mMediaMuxer = new OxaMediaMuxer(output.fileDesc, format);
-            break;
-        default:
-            ALOGW("\e[0;31m unsupported output type:%d \e[m", output.type);
-            CHECK(0);
+            return new OxaMediaMuxer(output.fileDesc, format);
     }
+    ALOGW("\e[0;31m unsupported output type:%d \e[m", output.type);
+    CHECK_PLAYER(0);
+    return NULL;
 }
 
-void OxaMediaCodecPlayer::createFileMuxer(OxaMediaMuxer::OutputFormat format) {
+sp<OxaMediaMuxer> OxaMediaCodecPlayer::createFileMuxer(int format) {
     int fd = openOutputFile();
-    mMediaMuxer = new OxaMediaMuxer(fd, format);
-    if (fd >= 0) {
-        close(fd);
-        return;
+    if (fd < 0) {
+        // A muxer would refuse it, but only when it is used; the client may try another name now.
+        ALOGE("%s[%d]: cannot open %s: %s", __FUNCTION__, __LINE__, mOutputName, strerror(errno));
+        return NULL;
     }
-    // The muxer refuses what could not be opened; the client may try another name.
-    ALOGE("%s[%d]: cannot open %s: %s", __FUNCTION__, __LINE__, mOutputName, strerror(errno));
-    mMediaMuxer.clear();
+    sp<OxaMediaMuxer> muxer =
+            new OxaMediaMuxer(fd, static_cast<OxaMediaMuxer::OutputFormat>(format));
+    close(fd);
+    return muxer;
 }
 
 int OxaMediaCodecPlayer::openOutputFile() {
-    if (mDefaultName) return createUnusedFile(devicePath(mOutputName));
-    return open(mOutputName, kOutputFlags | O_TRUNC, kOutputMode);
+    // It may be the very file that is being recorded.
+    if (mOutputIsNext) return open(mOutputName, kOutputFlags, kOutputMode);
+    if (!mDefaultName) return open(mOutputName, kOutputFlags | O_TRUNC, kOutputMode);
+    AString name(mOutputName);
+    int fd = createUnusedFile(&name);
+    setText(mOutputName, name.c_str());
+    return fd;
 }
 
-// For live sources the picture comes first, for files the sound, by design.
-void OxaMediaCodecPlayer::handOutMuxer() {
-    if (isLive() && handlesVideo()) CHECK(mCameraRecorder->setMuxer(mMediaMuxer) == OK);
-    if (mTranscodeType == SourceTypeHdmiRx && handlesAudio()) {
-        CHECK(mAudioRxEncoder->setMuxer(mMediaMuxer) == OK);
+// ---- Recording of a live source ----------------------------------------------------------------
+
+void OxaMediaCodecPlayer::switchRecording(bool enable) {
+    if (!mSource->isLive() || mPhase == kAfterStop) return;
+    mSwitchOnPending = false;
+    if (enable) {
+        switchOn();
+    } else if (mTranscode) {
+        switchOff();
     }
-    if (mTranscodeType == SourceTypeUsbCamera && handlesAudio()) {
-        CHECK(mAudioRecordEncoder->setMuxer(mMediaMuxer) == OK);
+}
+
+void OxaMediaCodecPlayer::switchOn() {
+    if (mOutputState == kOutputFinishing) {
+        // The last step of finishing it comes back here.
+        mSwitchOnPending = true;
+        return;
     }
-    if (mTranscodeType != SourceTypeFile) return;
-    if (handlesAudio()) CHECK(mAudioTranscoder->setMuxer(mMediaMuxer) == OK);
-    if (handlesVideo()) CHECK(mVideoTranscoder->setMuxer(mMediaMuxer) == OK);
+    if (mOutputState == kOutputNone && !reopenOutput()) return;
+    // A pipeline that does not run yet would only prepare itself, and never begin.
+    mSwitchOnPending = mPhase == kBeforeStart;
+    if (!mSwitchOnPending) beginRecording();
+}
+
+// False: there is none, and recording stays as it was.
+bool OxaMediaCodecPlayer::reopenOutput() {
+    int32_t wasOn = mTranscode;
+    mTranscode = 1;
+    mOutputIsNext = false;
+    bool descriptorClosed = mOutputFormat.type == kOutputDescriptor && !mOutputFdOwned;
+    if (!descriptorClosed && makeMuxer() == OK) return true;
+    ALOGE("%s[%d]: recording stays off: output of type %d cannot be used", __FUNCTION__, __LINE__,
+          mOutputFormat.type);
+    mTranscode = wasOn;
+    return false;
+}
+
+void OxaMediaCodecPlayer::beginRecording() {
+    mSource->setRecord(true);
+    mOutputState = kOutputRecording;
+}
+
+void OxaMediaCodecPlayer::switchOff() {
+    mTranscode = 0;
+    if (mOutputState == kOutputRecording) {
+        // A pipeline may wait for a start of the muxer that will not come any more.
+        mMediaMuxer->openGate();
+        mOutputState = kOutputFinishing;
+        mSource->setRecord(false);
+        // Where no pipeline recorded, none reports its stop.
+        if (allHandled(mVideoStopped, mAudioStopped)) onStopMuxer();
+    } else if (mOutputState == kOutputReady) {
+        dropUnusedMuxer();
+    }
+    if (mOutputFdOwned && !mOutputIsNext) {
+        // The field keeps its value; it is not closed a second time.
+        close(mOutputFormat.fileDesc);
+        mOutputFdOwned = false;
+    }
+}
+
+// Nothing was written: a name that the client gave is good for the next recording.
+void OxaMediaCodecPlayer::dropUnusedMuxer() {
+    mMediaMuxer.clear();
+    mOutputState = kOutputNone;
+    if (!mDefaultName) return;
+    removeFile(mOutputName);
+    setText(mOutputName, "");
 }
 
 status_t OxaMediaCodecPlayer::onStopMuxer() {
+    if (mOutputState == kOutputReady) dropUnusedMuxer();
     if (mMediaMuxer != NULL) {
         // Switched off before every track came, it never started and has nothing to finish.
-        if (mMediaMuxer->isStarted()) CHECK(mMediaMuxer->stop() == OK);
+        if (mMediaMuxer->isStarted()) CHECK_PLAYER(mMediaMuxer->stop() == OK);
         mMediaMuxer.clear();
     }
+    mOutputState = kOutputNone;
     mVideoStopped = false;
     mAudioStopped = false;
     mMuxerStopped = false;
     mVideoTrackAdded = false;
     mAudioTrackAdded = false;
-    memset(mOutputName, 0, sizeof(mOutputName));
+    if (!mOutputIsNext) memset(mOutputName, 0, sizeof(mOutputName));
     mSecondFile.clear();
     return OK;
 }
