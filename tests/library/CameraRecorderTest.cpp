@@ -8,7 +8,9 @@
 #include <string>
 
 #include "HdmiRxInfo.h"
+#include "library/LogCapture.h"
 #include "library/Stage.h"
+#include "support/Deadline.h"
 #include "support/TempDir.h"
 
 namespace android {
@@ -95,6 +97,34 @@ TEST(CameraRecorderTest, TheReceiversPreviewIsNoLargerThanItsPictureAndRunsAt30)
     const std::string parameters = std::string(";") + text.c_str() + ";";
     EXPECT_THAT(parameters, HasSubstr(";preview-size=160x120;"));
     EXPECT_THAT(parameters, HasSubstr(";preview-frame-rate=30;"));
+}
+
+// Such a rate is refused by prepare, but not from a recorder that runs.
+TEST(CameraRecorderTest, ARateAboveTheReceiversThatIsSetLaterLeavesNothingOut) {
+    HdmiStage stage;
+    stage.reports->muxer = stage.muxer;
+    advance(&stage, CameraStage::kPrepare + 2);
+    _AV_FORMAT_FORMAT fast = stage.format;
+    fast.frameRate = 60;
+    ASSERT_EQ(stage.pipeline->configure(fast), OK);
+    stage.pipeline->setMuxer(stage.muxer);
+    ASSERT_EQ(stage.pipeline->setRecord(1), OK);
+    EXPECT_TRUE(oxa::test::waitFor([&] { return stage.pipeline->writtenFrames() > 5; }));
+    EXPECT_EQ(stage.pipeline->thinnedFrames(), 0);
+    EXPECT_EQ(stage.pipeline->stop(), OK);
+}
+
+// As another player does when it begins or ends.
+TEST(CameraRecorderTest, TheReceiversFactsStayWhileItIsInUse) {
+    HdmiStage stage;
+    advance(&stage, CameraStage::kPrepare + 1);
+    const LogCapture log;
+    HdmiRxInfo::DelInstance();
+    HdmiRxInfo::GetInstance();
+    EXPECT_EQ(log.count("HdmiRxInfo", "HDMI-Rx video"), 0) << "read again";
+    EXPECT_EQ(stage.pipeline->reset(), OK);
+    HdmiRxInfo::GetInstance();
+    EXPECT_EQ(log.count("HdmiRxInfo", "HDMI-Rx video"), 1) << "not read afresh";
 }
 
 TEST(CameraRecorderTest, WithoutACameraNothingIsPrepared) {

@@ -5,6 +5,7 @@
 #include <system/audio.h>
 
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "AudioDecoder.h"
@@ -91,7 +92,7 @@ class TranscoderStage : public Stage<Transcoder> {
 class VideoTranscoderStage : public TranscoderStage<VideoTranscoder> {
   public:
     static constexpr char kName[] = "VideoTranscoder";
-    static constexpr int kUnknown[] = {171, 99};
+    static constexpr int kUnknown[] = {171, 9};
     static constexpr char kFileWithoutTrack[] = "roar.mp3";
     static constexpr int32_t kNoTrack = NO_VIDEO_TRACK;
     static std::vector<Step> steps(VideoTranscoderStage* stage) {
@@ -102,7 +103,7 @@ class VideoTranscoderStage : public TranscoderStage<VideoTranscoder> {
 class AudioTranscoderStage : public TranscoderStage<AudioTranscoder> {
   public:
     static constexpr char kName[] = "AudioTranscoder";
-    static constexpr int kUnknown[] = {155, 99};
+    static constexpr int kUnknown[] = {155, 10};
     static constexpr char kFileWithoutTrack[] = "bunny_480p_hevc.mp4";
     static constexpr int32_t kNoTrack = NO_AUDIO_TRACK;
     static std::vector<Step> steps(AudioTranscoderStage* stage) {
@@ -125,7 +126,7 @@ class RxStage : public Stage<AudioRxEncoder> {
         return {{[=] { return stage->pipeline->setAudioSource(0); },
                  refusalOf("mState == UNINITIALIZED")},
                 {[=] { return stage->pipeline->configure(&stage->format); },
-                 refusalOf("mState == INITIALIZED || mState ==STARTED"), true, false},
+                 refusalOf("mState == INITIALIZED || mState ==STARTED"), true},
                 {[=] { return stage->pipeline->prepare(); }, refusalOf("mState == CONFIGURED")},
                 {[=] { return stage->pipeline->start(-1); }, refusalOf("mState == PREPARED")},
                 {[=] { return stage->pipeline->stop(); }, ""}};
@@ -161,7 +162,11 @@ class DecoderTest : public testing::Test {};
 template <typename Kind>
 class TranscoderTest : public testing::Test {};
 template <typename Kind>
+class TranscoderDeathTest : public testing::Test {};
+template <typename Kind>
 class RecorderTest : public testing::Test {};
+template <typename Kind>
+class LiveTest : public testing::Test {};
 using Pipelines =
         testing::Types<VideoDecoderStage, AudioDecoderStage, VideoTranscoderStage,
                        AudioTranscoderStage, CameraRecorderStage, RxStage, MicrophoneStage>;
@@ -169,10 +174,13 @@ using Decoders = testing::Types<VideoDecoderStage, AudioDecoderStage>;
 using Transcoders = testing::Types<VideoTranscoderStage, AudioTranscoderStage>;
 using Recorders = testing::Types<VideoTranscoderStage, AudioTranscoderStage, CameraRecorderStage,
                                  RxStage, MicrophoneStage>;
+using LiveKinds = testing::Types<CameraRecorderStage, RxStage, MicrophoneStage>;
 TYPED_TEST_SUITE(PipelineDeathTest, Pipelines);
 TYPED_TEST_SUITE(DecoderTest, Decoders);
 TYPED_TEST_SUITE(TranscoderTest, Transcoders);
+TYPED_TEST_SUITE(TranscoderDeathTest, Transcoders);
 TYPED_TEST_SUITE(RecorderTest, Recorders);
+TYPED_TEST_SUITE(LiveTest, LiveKinds);
 
 // Taking so many steps starts a pipeline.
 template <typename Kind>
@@ -197,6 +205,37 @@ TYPED_TEST(PipelineDeathTest, UnknownRequestsAreFatal) {
                           " Should not be here."))
                 << code;
     }
+}
+
+template <typename Kind>
+class MisuseDeathTest : public testing::Test {};
+using Readers = testing::Types<VideoDecoderStage, AudioDecoderStage, VideoTranscoderStage>;
+TYPED_TEST_SUITE(MisuseDeathTest, Readers);
+
+// An index that the codec has not given out: not what a codec answers that has failed.
+TYPED_TEST(MisuseDeathTest, ACallThatTheCodecRefusesIsFatal) {
+    EXPECT_DEATH(
+            {
+                TypeParam stage;
+                advance(&stage, startedState<TypeParam>());
+                stage.pipeline->handleDecoderInputBuffer(9999);
+                waitFor([] { return false; }, std::chrono::seconds(5));
+            },
+            HasSubstr(std::string(TypeParam::kName) + ".cpp:"));
+}
+
+// A reset begins a new life, to which the refusal of the old one means nothing.
+TYPED_TEST(TranscoderDeathTest, AfterAResetAStopIsRefusedThoughTheTrackWas) {
+    EXPECT_DEATH(
+            {
+                TypeParam stage;
+                stage.muxer = new OxaMediaMuxer(-1, OxaMediaMuxer::OUTPUT_FORMAT_MPEG_4);
+                advance(&stage, startedState<TypeParam>());
+                waitFor([&] { return stage.reports->count(kWhatTranscodeDone) > 0; });
+                stage.pipeline->reset();
+                stage.pipeline->stop();
+            },
+            HasSubstr(refusalOf("mState == STARTED")));
 }
 
 // ---- Decoders -----------------------------------------------------------------------------------
@@ -358,6 +397,14 @@ status_t record(Kind* stage) {
     return stage->switchOn();
 }
 
+template <typename Kind>
+status_t switchOff(Kind* stage) {
+    if constexpr (std::is_same_v<Kind, RxStage>)
+        return stage->pipeline->setRecord(false, -1);
+    else
+        return stage->pipeline->setRecord(false);
+}
+
 // Nothing waits for a muxer that does not want the track. A stop is answered although a transcoder
 // has stopped itself.
 TYPED_TEST(RecorderTest, ARefusedTrackIsReportedAndStopReturns) {
@@ -383,6 +430,66 @@ TYPED_TEST(RecorderTest, StopComesOutOfAMuxerThatNeverStarts) {
     EXPECT_EQ(stage.pipeline->stop(), OK);
     EXPECT_FALSE(stage.muxer->isStarted());
     EXPECT_EQ(stage.reports->count(kWhatTrackAdded), 1);
+}
+
+// Also while its encoder waits for input or for the muxer. What follows is a life of its own.
+TYPED_TEST(RecorderTest, ResetEndsARecordingThatRuns) {
+    TypeParam stage;
+    advance(&stage, startedState<TypeParam>());
+    ASSERT_EQ(record(&stage), OK);
+    ASSERT_TRUE(waitFor([&] { return stage.reports->count(kWhatTrackAdded) > 0; }));
+    EXPECT_EQ(stage.pipeline->reset(), OK);
+    EXPECT_EQ(take(&stage, 0), OK);
+}
+
+// ---- Live ---------------------------------------------------------------------------------------
+
+TYPED_TEST(LiveTest, IsSwitchedOnAndOffBeforeTheStart) {
+    TypeParam stage;
+    advance(&stage, startedState<TypeParam>() - 1);
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(record(&stage), OK);
+        ASSERT_EQ(switchOff(&stage), OK);
+        EXPECT_TRUE(waitFor([&] { return stage.reports->count(kWhatStopTranscode) == i + 1; }));
+    }
+    ASSERT_EQ(take(&stage, startedState<TypeParam>() - 1), OK);
+    ASSERT_EQ(record(&stage), OK);
+    EXPECT_TRUE(waitFor([&] { return stage.reports->count(kWhatTrackAdded) == 1; }));
+    EXPECT_EQ(stage.pipeline->stop(), OK);
+}
+
+// Whoever waits for the stop comes behind its report.
+TYPED_TEST(LiveTest, AStopHasReportedWhenItReturns) {
+    constexpr uint32_t kMark = 1;
+    for (int i = 0; i < 20; ++i) {
+        TypeParam stage;
+        stage.reports->muxer = stage.muxer;
+        advance(&stage, startedState<TypeParam>());
+        ASSERT_EQ(record(&stage), OK);
+        ASSERT_TRUE(waitFor([&] { return stage.reports->count(kWhatTrackAdded) > 0; }));
+        EXPECT_EQ(switchOff(&stage), OK);
+        EXPECT_EQ(stage.pipeline->stop(), OK);
+        sp<AMessage>(new AMessage(kMark, stage.reports))->post();
+        ASSERT_TRUE(waitFor([&] { return stage.reports->count(kMark) == 1; }));
+        EXPECT_EQ(stage.reports->codes().back(), kMark);
+        EXPECT_EQ(stage.reports->count(kWhatStopTranscode), 1);
+    }
+}
+
+TEST(SoundQueueTest, NeverHoldsMoreThanItsBound) {
+    SoundQueue queue(3);
+    for (int i = 0; i < 10; ++i) {
+        queue.push(new ABuffer(1));
+        const sp<ABuffer> oldest = queue.pop();
+        queue.push(new ABuffer(1));
+        queue.push(new ABuffer(1));
+        queue.push(new ABuffer(1));
+        queue.unpop(oldest);
+    }
+    int held = 0;
+    while (queue.pop() != NULL)
+        ++held;
+    EXPECT_EQ(held, 3);
 }
 
 // ---- Microphone ---------------------------------------------------------------------------------

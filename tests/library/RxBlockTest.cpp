@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <vendor/oxa/audioutil/1.0/IAudioUtil.h>
 
+#include <atomic>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -44,10 +45,14 @@ class ScriptedService : public IAudioUtil {
         return mNext == mBlocks.size();
     }
 
-    Return<void> setRxRender(int32_t, int32_t, int32_t) override { return Void(); }
-    Return<void> setRxPlayback(bool) override { return Void(); }
-    Return<void> setRxRecord(bool) override { return Void(); }
+    // No call comes through any more.
+    void die() { mDead = true; }
+
+    Return<void> setRxRender(int32_t, int32_t, int32_t) override { return done(); }
+    Return<void> setRxPlayback(bool) override { return done(); }
+    Return<void> setRxRecord(bool) override { return done(); }
     Return<void> readRxAudio(const hardware::hidl_memory&, readRxAudio_cb answer) override {
+        if (mDead) return done();
         Block block = {-1, -1, -1, -1, 3};
         {
             std::lock_guard<std::mutex> lock(mLock);
@@ -57,11 +62,17 @@ class ScriptedService : public IAudioUtil {
         return Void();
     }
     Return<void> registerRxCallback(int32_t, const sp<IAudioUtilCallback>&) override {
-        return Void();
+        return done();
     }
-    Return<void> removeRxCallback(int32_t) override { return Void(); }
+    Return<void> removeRxCallback(int32_t) override { return done(); }
 
   private:
+    Return<void> done() const {
+        if (mDead) return hardware::Status::fromStatusT(DEAD_OBJECT);
+        return Void();
+    }
+
+    std::atomic<bool> mDead{false};
     mutable std::mutex mLock;
     std::vector<Block> mBlocks;
     size_t mNext = 0;  // guarded by mLock
@@ -133,6 +144,51 @@ TEST_F(RxBlockTest, UnusableBlocksAreSkippedAndPollingGoesOn) {
     ASSERT_NE(probe.audio(), nullptr);
     EXPECT_EQ(probe.audio()->firstUs(), 0);
     EXPECT_NEAR(probe.audio()->durationUs(), 500000, 150000);
+}
+
+// A stage that records, with a muxer that nobody starts.
+class RecordingStage : public Stage<AudioRxEncoder> {
+  public:
+    RecordingStage() {
+        pipeline->setMuxer(muxer);
+        EXPECT_EQ(pipeline->setAudioSource(0), OK);
+        EXPECT_EQ(pipeline->configure(&format), OK);
+        EXPECT_EQ(pipeline->prepare(), OK);
+        EXPECT_EQ(pipeline->start(-1), OK);
+        EXPECT_EQ(pipeline->setRecord(1, -1), OK);
+        EXPECT_TRUE(oxa::test::waitFor([&] { return reports->count(kWhatTrackAdded) > 0; }));
+    }
+};
+
+TEST_F(RxBlockTest, ResetEndsARecordingWithoutSound) {
+    RecordingStage stage;
+    stage.muxer->start();
+    EXPECT_EQ(stage.pipeline->reset(), OK);
+    EXPECT_EQ(stage.pipeline->setAudioSource(0), OK);
+}
+
+// Each becomes six times as large.
+TEST_F(RxBlockTest, SoundThatNobodyTakesIsGivenUpFromTheOldestOn) {
+    const LogCapture log;
+    mService->setBlocks(std::vector<Block>(80, {kFirstUs, 16384, 2, 8000, 0}));
+    RecordingStage stage;
+    EXPECT_TRUE(oxa::test::waitFor(
+            [&] { return log.contains("AudioRxEncoder", "the oldest is given up"); }));
+    EXPECT_EQ(stage.pipeline->stop(), OK);
+}
+
+TEST_F(RxBlockTest, AServiceThatDiesEndsTheSoundOnly) {
+    const LogCapture log;
+    {
+        RecordingStage stage;
+        mService->die();
+        EXPECT_TRUE(oxa::test::waitFor(
+                [&] { return log.contains("AudioRxEncoder", "does not answer"); }));
+        EXPECT_EQ(stage.pipeline->setPlayback(1), OK);
+        EXPECT_EQ(stage.pipeline->setRecord(0, -1), OK);
+        EXPECT_EQ(stage.pipeline->stop(), OK);
+    }
+    EXPECT_EQ(log.count("AudioRxEncoder", "does not answer"), 1);
 }
 
 // What the service tells of a block need not fit the memory, or the format of the blocks before.

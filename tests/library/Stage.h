@@ -45,6 +45,13 @@ class Reports : public AHandler {
         }
         return count;
     }
+    std::vector<uint32_t> codes() const {
+        std::lock_guard<std::mutex> lock(mLock);
+        std::vector<uint32_t> codes;
+        for (const sp<AMessage>& report : mReports)
+            codes.push_back(report->what());
+        return codes;
+    }
     // The items of that name in the order of their reports.
     std::vector<int64_t> times(const char* key) const {
         std::lock_guard<std::mutex> lock(mLock);
@@ -92,7 +99,6 @@ struct Step {
     // What ends the process when it is taken in another state; empty: it does no harm there.
     std::string refusal;
     bool alsoStarted = false;
-    bool tellsFile = true;  // the refusal begins with the source's name
 };
 
 inline std::string refusalOf(const std::string& condition) {
@@ -128,10 +134,8 @@ void expectOnlyTheNextStepIsAccepted(size_t firstState = 0) {
                         advance(&job, state);
                         take(&job, step);
                     },
-                    testing::AllOf(
-                            testing::HasSubstr(Job::kName +
-                                               std::string(steps[step].tellsFile ? ".cpp:" : "")),
-                            testing::HasSubstr(steps[step].refusal)))
+                    testing::AllOf(testing::HasSubstr(Job::kName + std::string(".cpp:")),
+                                   testing::HasSubstr(steps[step].refusal)))
                     << "state " << state << ", step " << step;
         }
     }

@@ -175,6 +175,7 @@ status_t AudioDecoder::onReset() {
     }
     mExtractor.clear();
     detachCallbackRelay(&mDecodeCBHandler, &mDecodeCBLooper);
+    mCallback.clear();
     CHECK(mCodecLooper->stop() == OK);
     mCodecLooper.clear();
     mSource.clear();
@@ -190,7 +191,8 @@ status_t AudioDecoder::onReset() {
 void AudioDecoder::handleDecoderInputBuffer(uint32_t index) {
     if (mState != STARTED || mInputEOS) return;
     int64_t timeUs;
-    Feed fed = feedDecoder(mMediaCodec, mExtractor, index, &timeUs, __FUNCTION__, __LINE__);
+    Feed fed = feedDecoder(mMediaCodec, mDecodeCBHandler, mExtractor, index, &timeUs, __FILE__,
+                           __FUNCTION__, __LINE__);
     if (fed != Feed::kEnd) return;
     mInputEOS = true;
     ALOGD("%s[%d]: Audio decoder reachs to the end of stream", __FUNCTION__, __LINE__);
@@ -218,8 +220,7 @@ void AudioDecoder::handleDecoderOutputBuffer(uint32_t index, uint32_t /* offset 
     }
     sp<MediaCodecBuffer> buffer;
     status_t err = mMediaCodec->getOutputBuffer(index, &buffer);
-    if (hasCodecFailed(err)) return;
-    CHECK_AT(399, err == OK);
+    if (!mDecodeCBHandler->accepted(err, LOG_TAG, __FILE__, 399, "CHECK(err == OK)")) return;
     if (isDue(timeUs)) writePcm(buffer, size, timeUs);
     mMediaCodec->releaseOutputBuffer(index);
 }

@@ -148,6 +148,8 @@ void AudioRecordEncoder::onMessageReceived(const sp<AMessage>& msg) {
             onStop();
             break;
         case kWhatReset:
+            // First: an input callback that waits for sound ends with the recording.
+            mRecord = false;
             releaseEncoder();
             mState = UNINITIALIZED;
             break;
@@ -244,12 +246,13 @@ void AudioRecordEncoder::onSetRecord(bool enable) {
     // On only when there is an encoder: the capture's thread looks at the switch.
     if (enable) setupAudioEncoder();
     mRecord = enable;
-    if (mState != STARTED) return;
     if (enable) {
+        if (mState != STARTED) return;
         startCapture();
         mEncoder->start();
     } else {
-        if (!mPlayback) stopCapture();
+        if (mState == STARTED && !mPlayback) stopCapture();
+        // Before the start, too: the next switch-on makes another encoder.
         releaseEncoder();
         postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_AUDIO);
     }
@@ -408,14 +411,13 @@ void AudioRecordEncoder::handleEncoderInputBuffer(uint32_t index) {
     if (!waitForSound(&srcBuffer)) return;
     sp<MediaCodecBuffer> buffer;
     status_t err = mEncoder->getInputBuffer(index, &buffer);
-    if (hasCodecFailed(err)) return;
-    CHECK(err == OK);
+    if (!mEncodeCBHandler->accepted(err, LOG_TAG, __FILE__, __LINE__, "CHECK(err == OK)")) return;
     size_t size = std::min(srcBuffer->size(), buffer->capacity());
     memcpy(buffer->base(), srcBuffer->data(), size);
     int64_t timeUs;
     CHECK(srcBuffer->meta()->findInt64(ABUFFER_META_TIMESTAMP, &timeUs));
     err = mEncoder->queueInputBuffer(index, 0, size, timeUs, 0);
-    CHECK(err == OK || hasCodecFailed(err));
+    mEncodeCBHandler->accepted(err, LOG_TAG, __FILE__, __LINE__, "CHECK(err == OK)");
 }
 
 // Waits in short polls and takes the oldest buffer; false when recording has ended.

@@ -42,6 +42,8 @@ constexpr int32_t kDefaultChannelCount = 2;
 constexpr int32_t kDefaultSampleRate = 48000;
 constexpr int32_t kAacProfileLc = 2;
 constexpr int32_t kBitRate = 128000;
+// Some twenty seconds.
+constexpr int64_t kMaxFrameBytes = 4 << 20;
 constexpr int64_t kFirstPollDelayUs = 10000;
 constexpr int64_t kPollDelayUs = 15000;
 constexpr nsecs_t kInputPollNs = 10000;
@@ -92,6 +94,9 @@ AudioRxEncoder::AudioRxEncoder()
       mPid(getpid()),
       mSharedBase(NULL),
       mResamplerChannels(0),
+      mFrameBytes(0),
+      mSoundDropped(false),
+      mServiceLost(false),
       mRecordingCount(0),
       mLastTimeUs(-1),
       mWriting(false) {
@@ -101,7 +106,7 @@ AudioRxEncoder::AudioRxEncoder()
 
 AudioRxEncoder::~AudioRxEncoder() {
     ALOGD("[HDMIRx] remove callback PID:%d", mPid);
-    if (mAudioUtil != NULL) mAudioUtil->removeRxCallback(mPid);
+    if (mAudioUtil != NULL) answered(mAudioUtil->removeRxCallback(mPid));
     mAudioCallback->detach();
     mMemory.clear();
     if (mResampler != NULL) release_resampler(mResampler);
@@ -112,25 +117,37 @@ AudioRxEncoder::~AudioRxEncoder() {
     dropFrames();
 }
 
+// A failed call that nobody looks at ends the process.
+bool AudioRxEncoder::answered(const hardware::details::return_status& result) {
+    if (result.isOk()) return true;
+    if (!mServiceLost.exchange(true)) {
+        ALOGE("[HDMIRx] the audio service does not answer: %s", result.description().c_str());
+    }
+    return false;
+}
+
 void AudioRxEncoder::connectService() {
     mAudioUtil = IAudioUtil::getService("default", false);
     mAudioCallback = new AudioCallback(this);
     ALOGD("[HDMIRx] register callback PID:%d", mPid);
-    if (mAudioUtil != NULL) mAudioUtil->registerRxCallback(mPid, mAudioCallback);
+    if (mAudioUtil != NULL) answered(mAudioUtil->registerRxCallback(mPid, mAudioCallback));
 }
 
 void AudioRxEncoder::allocateSharedMemory() {
     sp<IAllocator> allocator = IAllocator::getService("ashmem");
     if (allocator == NULL) return;
-    allocator->allocate(kSharedSize, [this](bool success, const hardware::hidl_memory& memory) {
-        if (!success) ALOGE("Failed to allocate memory: %d", 51);
-        mSharedMemory = memory;
-        // By design also after a failure.
-        ALOGI("Success to allocate memory: %d", 54);
-    });
+    auto allocated = allocator->allocate(kSharedSize,
+                                         [this](bool success, const hardware::hidl_memory& memory) {
+                                             if (!success)
+                                                 ALOGE("Failed to allocate memory: %d", 51);
+                                             mSharedMemory = memory;
+                                             // By design also after a failure.
+                                             ALOGI("Success to allocate memory: %d", 54);
+                                         });
+    if (!allocated.isOk()) return;
     mMemory = hardware::mapMemory(mSharedMemory);
     // Nothing is mapped after a failure; blocks are dropped then.
-    if (mMemory != NULL) mSharedBase = static_cast<void*>(mMemory->getPointer());
+    if (mMemory != NULL) mSharedBase = mMemory->getPointer().withDefault(NULL);
 }
 
 void AudioRxEncoder::notifyHotplug(int state) {
@@ -152,8 +169,10 @@ status_t AudioRxEncoder::setAudioSource(int /* source */) {
 status_t AudioRxEncoder::configure(const _AV_FORMAT_FORMAT* format) {
     ALOGD("%s[%d]: channel-count=%d, sample-rate=%d", "configure", 274, format->channelCount,
           format->sampleRate);
-    LOG_ALWAYS_FATAL_IF(mState != INITIALIZED && mState != STARTED, "%s",
-                        "CHECK(mState == INITIALIZED || mState ==STARTED) failed.");
+    // The missing space is part of the text that field tools know.
+    // clang-format off
+    CHECK(mState == INITIALIZED || mState ==STARTED);
+    // clang-format on
     mChannelCount = format->channelCount;
     mSampleRate = format->sampleRate;
     if (mState != STARTED) mState = CONFIGURED;
@@ -170,14 +189,14 @@ status_t AudioRxEncoder::start(int64_t /* startTimeUs */) {
     CHECK(mState == PREPARED);
     mState = STARTED;
     status_t err = mRecord ? mEncoder->start() : OK;
-    if (mAudioUtil != NULL) mAudioUtil->setRxRender(1, mSampleRate, mChannelCount);
+    if (mAudioUtil != NULL) answered(mAudioUtil->setRxRender(1, mSampleRate, mChannelCount));
     ALOGD("start render");
     return err;
 }
 
 status_t AudioRxEncoder::setPlayback(int flag) {
     ALOGD("%s[%d]: %s audio render", "setPlayback", 331, flag ? "enable" : "disable");
-    if (mAudioUtil != NULL) mAudioUtil->setRxPlayback(flag != 0);
+    if (mAudioUtil != NULL) answered(mAudioUtil->setRxPlayback(flag != 0));
     return OK;
 }
 
@@ -195,7 +214,7 @@ status_t AudioRxEncoder::setRecord(int flag, int64_t /* startTimeUs */) {
         releaseEncoder();
         postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_AUDIO);
     }
-    if (mAudioUtil != NULL) mAudioUtil->setRxRecord(enable);
+    if (mAudioUtil != NULL) answered(mAudioUtil->setRxRecord(enable));
     if (mRecord) postFirstPoll();
     return OK;
 }
@@ -215,9 +234,13 @@ status_t AudioRxEncoder::stop() {
 
 status_t AudioRxEncoder::reset() {
     ALOGD("%s[%d]", "reset", 375);
-    if (mAudioUtil != NULL) mAudioUtil->setRxRender(0, 0, 0);
+    if (mAudioUtil != NULL) answered(mAudioUtil->setRxRender(0, 0, 0));
     ALOGD("stop render");
-    if (mRecord) releaseEncoder();
+    // An input callback that waits for sound ends with the recording, and before the encoder.
+    if (mRecord.exchange(false)) {
+        stopCallbacks();
+        releaseEncoder();
+    }
     mState = UNINITIALIZED;
     return OK;
 }
@@ -252,16 +275,17 @@ void AudioRxEncoder::postFirstPoll() {
 
 bool AudioRxEncoder::isCurrentPoll(const sp<AMessage>& msg) const {
     int32_t recording;
-    return isRecording() && msg->findInt32("recording", &recording) && recording == mRecordingCount;
+    return isRecording() && !mServiceLost && msg->findInt32("recording", &recording) &&
+           recording == mRecordingCount;
 }
 
 void AudioRxEncoder::onReadRxAudio() {
     if (mAudioUtil == NULL) return;
-    mAudioUtil->readRxAudio(mSharedMemory,
-                            [this](int64_t timeStampUs, int32_t size, int32_t channelCount,
-                                   int32_t sampleRate, int32_t state) {
-                                handleBlock(timeStampUs, size, channelCount, sampleRate, state);
-                            });
+    answered(mAudioUtil->readRxAudio(
+            mSharedMemory, [this](int64_t timeStampUs, int32_t size, int32_t channelCount,
+                                  int32_t sampleRate, int32_t state) {
+                handleBlock(timeStampUs, size, channelCount, sampleRate, state);
+            }));
 }
 
 void AudioRxEncoder::handleBlock(int64_t timeStampUs, int32_t size, int32_t channelCount,
@@ -280,7 +304,26 @@ void AudioRxEncoder::handleBlock(int64_t timeStampUs, int32_t size, int32_t chan
     _RxAudioFrame in = {mSharedBase,  size,      size, timeStampUs - mStartTimeUs,
                         channelCount, sampleRate};
     _RxAudioFrame out = {NULL, 0, 0, 0, mChannelCount, mSampleRate};
-    if (resampleAudio(in, &out)) mFrames.push_back(out);
+    if (resampleAudio(in, &out)) pushFrame(out);
+}
+
+// While the muxer does not take any the oldest sound is given up; times tell where the rest
+// belongs.
+void AudioRxEncoder::pushFrame(const _RxAudioFrame& frame) {
+    mFrames.push_back(frame);
+    mFrameBytes += frame.bufferSize;
+    if (mFrameBytes <= kMaxFrameBytes) return;
+    ALOGW_IF(!mSoundDropped, "[HDMIRx] nobody takes the sound: the oldest is given up");
+    mSoundDropped = true;
+    while (mFrameBytes > kMaxFrameBytes)
+        free(popFrame().buffer);
+}
+
+AudioRxEncoder::_RxAudioFrame AudioRxEncoder::popFrame() {
+    const _RxAudioFrame frame = *mFrames.begin();
+    mFrames.erase(mFrames.begin());
+    mFrameBytes -= frame.bufferSize;
+    return frame;
 }
 
 bool AudioRxEncoder::resampleAudio(const _RxAudioFrame& in, _RxAudioFrame* out) {
@@ -329,6 +372,8 @@ void AudioRxEncoder::dropFrames() {
     for (const _RxAudioFrame& frame : mFrames)
         free(frame.buffer);
     mFrames.clear();
+    mFrameBytes = 0;
+    mSoundDropped = false;
     mStartTimeUs = -1;
 }
 
@@ -359,9 +404,13 @@ void AudioRxEncoder::configureEncoder() {
 // The callback thread comes first: a callback that is under way counts on a running encoder. It
 // may wait for a muxer that nobody will start any more.
 status_t AudioRxEncoder::stopEncoder() {
-    if (mMuxer != NULL) mMuxer->openGate();
-    mCBLooper->stop();
+    stopCallbacks();
     return stopCodec(mEncoder);
+}
+
+void AudioRxEncoder::stopCallbacks() {
+    if (mMuxer != NULL) mMuxer->openGate();
+    if (mCBLooper != NULL) mCBLooper->stop();
 }
 
 void AudioRxEncoder::releaseEncoder() {
@@ -380,17 +429,16 @@ void AudioRxEncoder::handleEncoderInputBuffer(uint32_t index) {
     if (!waitForFrame(&frame)) return;
     sp<MediaCodecBuffer> buffer;
     status_t err = mEncoder->getInputBuffer(index, &buffer);
-    if (hasCodecFailed(err)) {
+    if (!mEncodeCBHandler->accepted(err, LOG_TAG, __FILE__, __LINE__, "CHECK(err == OK)")) {
         free(frame.buffer);
         return;
     }
-    CHECK(err == OK);
     size_t size = std::min(static_cast<size_t>(frame.size), buffer->capacity());
     memcpy(buffer->base(), frame.buffer, size);
     free(frame.buffer);
     buffer->setRange(0, size);
     err = mEncoder->queueInputBuffer(index, 0, buffer->size(), frame.timeUs, 0);
-    if (!hasCodecFailed(err)) CHECK_EQ(err, (status_t)OK);
+    mEncodeCBHandler->acceptedEq(err, LOG_TAG, __FILE__, __LINE__, "CHECK_EQ( err,(status_t)OK)");
 }
 
 // Waits in short polls and takes the oldest frame; false when recording has ended.
@@ -401,8 +449,7 @@ bool AudioRxEncoder::waitForFrame(_RxAudioFrame* frame) {
         mCond.waitRelative(mLock, kInputPollNs);
     }
     if (!isRecording()) return false;
-    *frame = *mFrames.begin();
-    mFrames.erase(mFrames.begin());
+    *frame = popFrame();
     return true;
 }
 
@@ -411,8 +458,7 @@ void AudioRxEncoder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offse
     if (!isRecording()) return;
     sp<MediaCodecBuffer> buffer;
     status_t err = mEncoder->getOutputBuffer(index, &buffer);
-    if (hasCodecFailed(err)) return;
-    CHECK(err == OK);
+    if (!mEncodeCBHandler->accepted(err, LOG_TAG, __FILE__, __LINE__, "CHECK(err == OK)")) return;
     if (buffer != NULL && mWriting) {
         sp<ABuffer> abuffer = new ABuffer(buffer->base(), buffer->capacity());
         abuffer->setRange(0, size);

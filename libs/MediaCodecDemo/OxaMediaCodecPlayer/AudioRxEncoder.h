@@ -18,6 +18,7 @@
 #include <atomic>
 
 #include "BaseEncoder.h"
+#include "HdmiRxInfo.h"
 #include "OxaMediaCodecPlayerCommon.h"
 #include "OxaMediaMuxer.h"
 
@@ -32,7 +33,7 @@ namespace android {
 //   -start-> STARTED -stop-> STOPPED -reset-> UNINITIALIZED
 //
 // Public calls run on the caller's thread, one at a time; a call in another state is a fatal
-// assertion. The service's own errors are ignored.
+// assertion. The service's own errors are ignored; one that dies ends the sound.
 class AudioRxEncoder : public BaseEncoder, virtual public OxaBase {
   public:
     // Connects to the service and allocates the memory for its blocks.
@@ -95,6 +96,7 @@ class AudioRxEncoder : public BaseEncoder, virtual public OxaBase {
         int32_t sampleRate;  // Hz
     };
 
+    bool answered(const hardware::details::return_status& result);
     void connectService();
     void allocateSharedMemory();
     void notifyHotplug(int state);
@@ -112,7 +114,10 @@ class AudioRxEncoder : public BaseEncoder, virtual public OxaBase {
     bool waitForFrame(_RxAudioFrame* frame);
     void configureEncoder();
     status_t stopEncoder();
+    void stopCallbacks();
     void releaseEncoder();
+    void pushFrame(const _RxAudioFrame& frame) REQUIRES(mLock);
+    _RxAudioFrame popFrame() REQUIRES(mLock);
     void dropFrames();
 
     std::atomic<int> mState;
@@ -138,6 +143,10 @@ class AudioRxEncoder : public BaseEncoder, virtual public OxaBase {
     sp<hidl::memory::V1_0::IMemory> mMemory;
 
     int32_t mResamplerChannels;
+    int64_t mFrameBytes GUARDED_BY(mLock);  // in mFrames
+    bool mSoundDropped GUARDED_BY(mLock);   // in this recording
+    std::atomic<bool> mServiceLost;         // a call has not come through: there is no more sound
+    HdmiRxInfo::User mInfoUser;
     std::atomic<int32_t> mRecordingCount;
     std::atomic<int64_t> mLastTimeUs;
     bool mWriting;  // encoder callback thread: the muxer takes samples

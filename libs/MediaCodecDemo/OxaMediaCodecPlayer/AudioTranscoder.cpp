@@ -25,6 +25,7 @@ constexpr int32_t kBitRate = 128000;
 constexpr int32_t kAacProfileLc = 2;
 constexpr int32_t kMaxInputSize = 92160;
 constexpr int64_t kMaxLeadUs = 1000000;
+constexpr char kErrIsOk[] = "CHECK_EQ( err,(status_t)OK)";
 constexpr nsecs_t kThrottleStepNs = 100000000;
 // Sound alone decodes far faster than it encodes.
 constexpr size_t kMaxPcmBytes = 4 << 20;
@@ -116,8 +117,7 @@ void AudioTranscoder::handleDecoderInputBuffer(uint32_t index) {
 
 void AudioTranscoder::onInputEnd(uint32_t index) {
     status_t err = mDecoderCodec->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS);
-    if (hasCodecFailed(err)) return;
-    CHECK_EQ_AT(420, err, (status_t)OK);
+    if (!mDecodeCBHandler->acceptedEq(err, LOG_TAG, __FILE__, 420, kErrIsOk)) return;
     reportEnd();
 }
 
@@ -233,8 +233,7 @@ void AudioTranscoder::queuePcm(uint32_t index) {
     CHECK_AT(546, sBuffer->meta()->findInt64(ABUFFER_META_TIMESTAMP, &timeUs));
     CHECK_AT(548, sBuffer->meta()->findInt32(ABUFFER_META_FLAGS, &flags));
     status_t err = mEncoderCodec->queueInputBuffer(index, 0, buffer->size(), timeUs, flags);
-    if (hasCodecFailed(err)) return;
-    CHECK_EQ_AT(555, err, (status_t)OK);
+    if (!mEncodeCBHandler->acceptedEq(err, LOG_TAG, __FILE__, 555, kErrIsOk)) return;
     if (flags & MediaCodec::BUFFER_FLAG_EOS) mEncoderInputEOS = true;
     mPcmBytes -= sBuffer->capacity();
     mPcmQueue.erase(mPcmQueue.begin());

@@ -12,8 +12,10 @@ namespace android {
 BaseDecoder::DecodeCBHandler::DecodeCBHandler(sp<BaseDecoder> decoder) : mPipeline(decoder) {}
 
 void BaseDecoder::DecodeCBHandler::onMessageReceived(const sp<AMessage>& msg) {
+    if (handleVerdict(msg)) return;
     CodecCallback callback;
     if (!unpackCodecCallback(msg, __FILE__, &callback)) return;
+    if (callback.id == MediaCodec::CB_ERROR) setCodecFailed();
     sp<BaseDecoder> pipeline = mPipeline.promote();
     if (pipeline == NULL) return;
     switch (callback.id) {

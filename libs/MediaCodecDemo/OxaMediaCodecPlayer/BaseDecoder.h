@@ -7,11 +7,16 @@
 #include <media/stagefright/foundation/AMessage.h>
 #include <stdint.h>
 
+#include "CallbackRelay.h"
+
 namespace android {
 
 // What a decoding pipeline is told by its asynchronous MediaCodec. All operations run on the thread
 // of the relay's looper, in the order in which the codec posted them, one at a time.
 class BaseDecoder : virtual public AHandler {
+  protected:
+    ~BaseDecoder() override = default;
+
   public:
     // An input buffer is free.
     virtual void handleDecoderInputBuffer(uint32_t index) = 0;
@@ -25,7 +30,7 @@ class BaseDecoder : virtual public AHandler {
 
     // Unpacks callback messages of one codec and calls the pipeline, which it holds weakly: what
     // arrives after the pipeline is gone is dropped.
-    class DecodeCBHandler : public AHandler {
+    class DecodeCBHandler : public CallbackRelay {
       public:
         explicit DecodeCBHandler(sp<BaseDecoder> decoder);
 
@@ -34,9 +39,6 @@ class BaseDecoder : virtual public AHandler {
       private:
         wp<BaseDecoder> mPipeline;
     };
-
-  protected:
-    ~BaseDecoder() override = default;
 };
 
 }  // namespace android

@@ -12,8 +12,10 @@ namespace android {
 BaseEncoder::EncodeCBHandler::EncodeCBHandler(sp<BaseEncoder> encoder) : mPipeline(encoder) {}
 
 void BaseEncoder::EncodeCBHandler::onMessageReceived(const sp<AMessage>& msg) {
+    if (handleVerdict(msg)) return;
     CodecCallback callback;
     if (!unpackCodecCallback(msg, __FILE__, &callback)) return;
+    if (callback.id == MediaCodec::CB_ERROR) setCodecFailed();
     sp<BaseEncoder> pipeline = mPipeline.promote();
     if (pipeline == NULL) return;
     switch (callback.id) {

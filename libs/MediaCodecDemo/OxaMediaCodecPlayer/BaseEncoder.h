@@ -7,11 +7,16 @@
 #include <media/stagefright/foundation/AMessage.h>
 #include <stdint.h>
 
+#include "CallbackRelay.h"
+
 namespace android {
 
 // What an encoding pipeline is told by its asynchronous MediaCodec. All operations run on the
 // thread of the relay's looper, in the order in which the codec posted them, one at a time.
 class BaseEncoder : virtual public AHandler {
+  protected:
+    ~BaseEncoder() override = default;
+
   public:
     // An input buffer is free.
     virtual void handleEncoderInputBuffer(uint32_t index) = 0;
@@ -25,7 +30,7 @@ class BaseEncoder : virtual public AHandler {
 
     // Unpacks callback messages of one codec and calls the pipeline, which it holds weakly: what
     // arrives after the pipeline is gone is dropped.
-    class EncodeCBHandler : public AHandler {
+    class EncodeCBHandler : public CallbackRelay {
       public:
         explicit EncodeCBHandler(sp<BaseEncoder> encoder);
 
@@ -34,9 +39,6 @@ class BaseEncoder : virtual public AHandler {
       private:
         wp<BaseEncoder> mPipeline;
     };
-
-  protected:
-    ~BaseEncoder() override = default;
 };
 
 }  // namespace android

@@ -42,6 +42,7 @@ CameraRecorder::Puller::Puller(const sp<MediaSource>& source, std::atomic<int64_
       mSourceStopped(true),
       mRecordInterval(1),
       mFrameCount(0),
+      mAbandoned(false),
       mReadFollows(false) {
     mLooper->setName("pull_looper");
 }
@@ -65,6 +66,13 @@ status_t CameraRecorder::Puller::start(const sp<MetaData>& meta, const sp<AMessa
 
 void CameraRecorder::Puller::stop() {
     Mutex::Autolock lock(mQueueLock);
+    mQueue.mPulling = false;
+    mQueue.flush();
+}
+
+void CameraRecorder::Puller::abandon() {
+    Mutex::Autolock lock(mQueueLock);
+    mAbandoned = true;
     mQueue.mPulling = false;
     mQueue.flush();
 }
@@ -170,6 +178,10 @@ MediaBufferBase* CameraRecorder::Puller::readSource() {
 }
 
 void CameraRecorder::Puller::queueOrDrop(MediaBufferBase* buffer) {
+    if (mAbandoned) {
+        buffer->release();
+        return;
+    }
     if (!mQueue.mPulling) buffer->meta_data().setInt32(kKeyEOS, 1);
     ++mFrameCount;
     if (mFrameCount % mRecordInterval != 0 && mQueue.mPulling) {

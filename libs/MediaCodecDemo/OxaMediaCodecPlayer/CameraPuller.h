@@ -33,6 +33,8 @@ class CameraRecorder::Puller : public AHandler {
     status_t start(const sp<MetaData>& meta, const sp<AMessage>& notify);
     // Drops what is queued; the next frame that is read is marked as the last one.
     void stop();
+    // The same, and nobody takes a frame any more: the source waits for each that it gave.
+    void abandon();
     // Stops the source once a read that is under way has returned.
     void stopSource();
     // Stops the source from this thread, which ends a read that is under way.
@@ -85,6 +87,7 @@ class CameraRecorder::Puller : public AHandler {
     int32_t mFrameCount;
     Mutex mQueueLock;
     Queue mQueue GUARDED_BY(mQueueLock);
+    bool mAbandoned GUARDED_BY(mQueueLock);
     bool mReadFollows GUARDED_BY(mQueueLock);  // a read is under way or has been asked for
 };
 

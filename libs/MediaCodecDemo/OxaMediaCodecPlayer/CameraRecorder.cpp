@@ -44,22 +44,11 @@ CameraRecorder::CameraRecorder()
       mTargetFormat(NULL),
       mVideoTrackIndex(-1),
       mMetaDataType(0),
-      mState(UNINITIALIZED),
-      mWriting(false),
-      mRecordingOpen(false),
-      mEndClaimed(false),
-      mEncoderFailed(false),
-      mCapturedTimeUs(-1),
-      mLastTimeUs(-1),
-      mWrittenFrames(0),
-      mThinnedFrames(0),
-      mLastOutputUs(0) {}
+      mState(UNINITIALIZED) {}
 
 CameraRecorder::~CameraRecorder() {
     mState = UNINITIALIZED;
-    if (mCBLooper != NULL) mCBLooper->stop();
-    releaseEncoder();
-    releaseCameraSource();
+    dropRecording();
     if (mCamera != NULL) mCamera->disconnect();
 }
 
@@ -137,13 +126,18 @@ status_t CameraRecorder::start() {
 
 status_t CameraRecorder::stop() {
     ALOGD("%s[%d]", "stop", 576);
-    // A recording that was switched off may still be on its way through the encoder.
-    if (!mRecord && !mRecordingOpen) return postRequest(new AMessage(kWhatStop, this));
-    Mutex::Autolock lock(mStopLock);
-    mStopProcess.mStopRequested = true;
-    status_t err = setRecord(0);
-    waitForEnd();
-    return err;
+    {
+        // A recording that was switched off may still be on its way through the encoder. Its end
+        // is reported under this lock: whoever sees it here comes behind the report.
+        Mutex::Autolock lock(mStopLock);
+        if (mRecord || mRecording.isOpen()) {
+            mStopProcess.mStopRequested = true;
+            status_t err = setRecord(0);
+            waitForEnd();
+            return err;
+        }
+    }
+    return postRequest(new AMessage(kWhatStop, this));
 }
 
 status_t CameraRecorder::reset() {
@@ -312,12 +306,16 @@ void CameraRecorder::stopPreview() {
 
 void CameraRecorder::onReset() {
     if (mState != STOPPED) stopPreview();
+    // Nobody has stopped it; a camera that goes would leave it without an end.
+    mState = UNINITIALIZED;
+    mRecord = false;
+    if (mRecording.isOpen() || mEncoder != NULL) dropRecording();
+    mInfoUser.reset();
     if (mCamera != NULL) {
         mCamera->disconnect();
         mCamera.clear();
     }
     mSurface.clear();
-    mState = UNINITIALIZED;
 }
 
 void CameraRecorder::onGetCameraParam(const sp<AMessage>& msg) {
@@ -389,6 +387,7 @@ status_t CameraRecorder::adaptPreviewToHdmiRx() {
 }
 
 status_t CameraRecorder::retrieveHdmiRxVideoInfo() {
+    if (mInfoUser == nullptr) mInfoUser = std::make_unique<HdmiRxInfo::User>();
     AutoMutex lock(HdmiRxInfo::sLock);
     const HdmiRxInfo* info = HdmiRxInfo::GetInstance();
     if (info == NULL) return UNKNOWN_ERROR;

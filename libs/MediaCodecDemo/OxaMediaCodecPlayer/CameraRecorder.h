@@ -15,8 +15,11 @@
 #include <utils/Vector.h>
 
 #include <atomic>
+#include <memory>
 
 #include "BaseEncoder.h"
+#include "CameraRecording.h"
+#include "HdmiRxInfo.h"
 #include "OxaMediaCodecPlayerCommon.h"
 #include "OxaMediaMuxer.h"
 
@@ -68,11 +71,11 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
 
     // Of the present recording or the last one; any thread, without blocking. Times are -1 before
     // the first picture: the last one given to the encoder, the last one handed to the muxer.
-    int64_t capturedTimeUs() const { return mCapturedTimeUs; }
-    int64_t lastTimeUs() const { return mLastTimeUs; }
-    int64_t writtenFrames() const { return mWrittenFrames; }
+    int64_t capturedTimeUs() const { return mRecording.mCapturedTimeUs; }
+    int64_t lastTimeUs() const { return mRecording.mLastTimeUs; }
+    int64_t writtenFrames() const { return mRecording.mWrittenFrames; }
     // Pictures that the target rate has no room for.
-    int64_t thinnedFrames() const { return mThinnedFrames; }
+    int64_t thinnedFrames() const { return mRecording.mThinnedFrames; }
 
     void onMessageReceived(const sp<AMessage>& msg) override;
 
@@ -174,6 +177,8 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
     void forceEnd();
     void signalEOS();
     void endRecording();
+    void dropRecording();
+    void stopCallbacks();
     void releaseEncoder();
     void releaseCameraSource();
 
@@ -211,15 +216,8 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
     int32_t mMetaDataType;
     std::atomic<int> mState;
 
-    bool mWriting;                     // encoder callback thread: the muxer takes samples
-    std::atomic<bool> mRecordingOpen;  // encoder and puller were started and have not ended
-    std::atomic<bool> mEndClaimed;     // somebody is dismantling the recording
-    std::atomic<bool> mEncoderFailed;  // no end of the stream will come out of it
-    std::atomic<int64_t> mCapturedTimeUs;
-    std::atomic<int64_t> mLastTimeUs;
-    std::atomic<int64_t> mWrittenFrames;
-    std::atomic<int64_t> mThinnedFrames;
-    std::atomic<int64_t> mLastOutputUs;  // when the encoder last gave something
+    CameraRecording mRecording;
+    std::unique_ptr<HdmiRxInfo::User> mInfoUser;
 };
 
 }  // namespace android

@@ -41,7 +41,7 @@ status_t CameraRecorder::onSetRecord(bool enable) {
     if (enable == mRecord) return OK;
     if (enable) {
         // The former recording's source and encoder are still in use.
-        if (mRecordingOpen) return INVALID_OPERATION;
+        if (mRecording.isOpen()) return INVALID_OPERATION;
         mRecord = true;
         status_t err = setupCameraSource();
         if (err != OK) {
@@ -51,9 +51,16 @@ status_t CameraRecorder::onSetRecord(bool enable) {
         setupVideoEncoder();
         return mState == STARTED ? startRecording() : OK;
     }
+    // Looked at before the switch: behind it a recording whose camera was lost may end at once, on
+    // the callback thread.
+    const bool runs = mRecording.isOpen();
+    const sp<Puller> puller = mPuller;
+    const sp<OxaMediaMuxer> muxer = mMuxer;
     mRecord = false;
-    if (mRecordingOpen) {
-        mPuller->stop();
+    if (runs) {
+        // A callback that waits at the gate would hold up the end.
+        if (muxer != NULL) muxer->openGate();
+        if (puller != NULL) puller->stop();
     } else {
         // Nothing runs that could come to an end by itself.
         releaseEncoder();
@@ -64,15 +71,7 @@ status_t CameraRecorder::onSetRecord(bool enable) {
 }
 
 status_t CameraRecorder::startRecording() {
-    mEncoderFailed = false;
-    mWriting = false;
-    mCapturedTimeUs = -1;
-    mLastTimeUs = -1;
-    mWrittenFrames = 0;
-    mThinnedFrames = 0;
-    mLastOutputUs = 0;
-    // Before the encoder starts: its callbacks come at once.
-    mRecordingOpen = true;
+    mRecording.begin();
     status_t err = mEncoder->start();
     if (err == OK) {
         CHECK(mPuller != NULL);
@@ -100,11 +99,12 @@ status_t CameraRecorder::setupCameraSource() {
         return NO_INIT;
     }
     mMetaDataType = mCameraSource->metaDataStoredInVideoBuffers();
-    mPuller = new Puller(mCameraSource, &mThinnedFrames);
+    mPuller = new Puller(mCameraSource, &mRecording.mThinnedFrames);
     int32_t interval = 1;
     if (mIsHdmiRx) {
         CHECK(mTargetFormat->frameRate > 0);
-        interval = mSrc.frameRate / mTargetFormat->frameRate;
+        // A rate above the receiver's can only be asked for while it runs already.
+        interval = std::max(1, mSrc.frameRate / mTargetFormat->frameRate);
     }
     ALOGD("Capture fps = %d; Record fps = %d; Record only one frame for every %d frames", frameRate,
           mTargetFormat->frameRate, interval);
@@ -194,7 +194,7 @@ void CameraRecorder::handleEncoderInputBuffer(uint32_t index) {
 // any more.
 bool CameraRecorder::takeFrame(MediaBufferBase** frame) {
     while (!mPuller->readBuffer(frame)) {
-        if (mState != STARTED || mEndClaimed) return false;
+        if (mState != STARTED || mRecording.isEnding()) return false;
         if (mStopProcess.mEOSQueued) return true;
         if (!mRecord && mPuller->isDry()) {
             // The camera was lost, or stalls: there will be no frame to carry the end mark, unless
@@ -242,13 +242,13 @@ void CameraRecorder::queueFrame(uint32_t index, MediaBufferBase* mbuf) {
     memcpy(buffer->base(), mbuf->data(), size);
     buffer->meta()->setObject("mediaBufferHolder", new MediaBufferHolder(mbuf));
     mbuf->release();
-    mCapturedTimeUs = timeUs;
+    mRecording.mCapturedTimeUs = timeUs;
     mEncoder->queueInputBuffer(index, 0, size, timeUs, eos != 0 ? MediaCodec::BUFFER_FLAG_EOS : 0);
 }
 
 void CameraRecorder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offset */, uint32_t size,
                                                int64_t timeUs, int32_t flags) {
-    mLastOutputUs = ALooper::GetNowUs();
+    mRecording.mLastOutputUs = ALooper::GetNowUs();
     if (flags & MediaCodec::BUFFER_FLAG_EOS) {
         mEncoder->releaseOutputBuffer(index);
         signalEOS();
@@ -257,12 +257,12 @@ void CameraRecorder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offse
     if (mState != STARTED) return;
     sp<MediaCodecBuffer> buffer;
     mEncoder->getOutputBuffer(index, &buffer);
-    if (buffer != NULL && timeUs >= 0 && mWriting) {
+    if (buffer != NULL && timeUs >= 0 && mRecording.mWriting) {
         sp<ABuffer> abuffer = new ABuffer(buffer->base(), buffer->capacity());
         abuffer->setRange(0, size);
         CHECK_EQ(mMuxer->writeSampleData(abuffer, mVideoTrackIndex, timeUs, flags), (status_t)OK);
-        mLastTimeUs = timeUs;
-        ++mWrittenFrames;
+        mRecording.mLastTimeUs = timeUs;
+        ++mRecording.mWrittenFrames;
     }
     mEncoder->releaseOutputBuffer(index);
 }
@@ -278,7 +278,7 @@ void CameraRecorder::handleEncoderOutputFormatChange(const sp<AMessage>& format)
         postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSVideoReached);
         return;
     }
-    mWriting = mMuxer->announceAndWaitForStart(
+    mRecording.mWriting = mMuxer->announceAndWaitForStart(
             newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, VIDEO_TRACK));
     ALOGD("%s[%d]: Add video track #%zd done", "handleEncoderOutputFormatChange", 1079,
           mVideoTrackIndex);
@@ -287,31 +287,42 @@ void CameraRecorder::handleEncoderOutputFormatChange(const sp<AMessage>& format)
 void CameraRecorder::handleEncoderError(int32_t err, int32_t actionCode, const char* detail) {
     ALOGE(LOG_RED "%s[%d]: MediaCodec error: status=%d, actionCode=%d, detail=%s" LOG_RESET,
           "handleEncoderError", __LINE__, err, actionCode, detail);
-    mEncoderFailed = true;
+    mRecording.fail();
 }
 
 // ---- The end of a recording --------------------------------------------------------------------
 
 void CameraRecorder::signalEOS() {
-    if (!mEndClaimed.exchange(true)) endRecording();
+    if (mRecording.claimEnd()) endRecording();
 }
 
 void CameraRecorder::endRecording() {
     releaseEncoder();
     releaseCameraSource();
-    // Made now: a stop that is let go below may be followed by a cleanup, which drops the handlers.
-    const sp<AMessage> report = newReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_VIDEO);
-    {
-        Mutex::Autolock lock(mStopLock);
-        if (mStopProcess.mStopRequested) stopPreview();
-        mStopProcess.mEOSQueued = false;
-        mStopProcess.mStopRequested = false;
-        mEndClaimed = false;
-        mRecordingOpen = false;
-        mStopProcess.mCondition.signal();
-    }
-    // Last: whoever hears of it may begin the next recording at once.
-    report->post();
+    Mutex::Autolock lock(mStopLock);
+    if (mStopProcess.mStopRequested) stopPreview();
+    mStopProcess.mEOSQueued = false;
+    mStopProcess.mStopRequested = false;
+    // Before the report: whoever hears of it may begin the next recording at once. And that before
+    // a stop is let go, which needs this lock.
+    mRecording.finish();
+    postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_VIDEO);
+    mStopProcess.mCondition.signal();
+}
+
+// For those who do not wait for an end.
+void CameraRecorder::dropRecording() {
+    mRecording.claimEnd();
+    stopCallbacks();
+    releaseEncoder();
+    releaseCameraSource();
+    mRecording.finish();
+}
+
+// A callback may wait for a muxer that nobody will start any more.
+void CameraRecorder::stopCallbacks() {
+    if (mMuxer != NULL) mMuxer->openGate();
+    if (mCBLooper != NULL) mCBLooper->stop();
 }
 
 void CameraRecorder::releaseEncoder() {
@@ -326,8 +337,8 @@ void CameraRecorder::releaseEncoder() {
 
 void CameraRecorder::releaseCameraSource() {
     if (mPuller != NULL) {
-        // The source waits for every frame that it gave, and a camera that stalls holds its reader.
-        mPuller->stop();
+        // A camera that stalls holds its reader.
+        mPuller->abandon();
         if (mPuller->isStuck()) mPuller->interruptSource();
         mPuller->stopSource();
         mPuller.clear();
@@ -338,9 +349,9 @@ void CameraRecorder::releaseCameraSource() {
 // For stop(). Camera and encoder get time to finish, not for ever.
 void CameraRecorder::waitForEnd() {
     int64_t waitStartUs = ALooper::GetNowUs();
-    while (mRecordingOpen) {
+    while (mRecording.isOpen()) {
         mStopProcess.mCondition.waitRelative(mStopLock, kEndStepNs);
-        if (!mRecordingOpen || !endIsOverdue(waitStartUs)) continue;
+        if (!mRecording.isOpen() || !endIsOverdue(waitStartUs)) continue;
         mStopLock.unlock();
         forceEnd();
         mStopLock.lock();
@@ -351,13 +362,13 @@ void CameraRecorder::waitForEnd() {
 }
 
 bool CameraRecorder::endIsOverdue(int64_t waitStartUs) {
-    int64_t lastSignUs = std::max(waitStartUs, mLastOutputUs.load());
-    return mEncoderFailed || ALooper::GetNowUs() - lastSignUs > kEndTimeoutUs;
+    int64_t lastSignUs = std::max(waitStartUs, mRecording.mLastOutputUs.load());
+    return mRecording.hasFailed() || ALooper::GetNowUs() - lastSignUs > kEndTimeoutUs;
 }
 
 void CameraRecorder::forceEnd() {
-    if (mEndClaimed.exchange(true)) return;  // the callback thread has begun
-    mCBLooper->stop();
+    if (!mRecording.claimEnd()) return;  // the callback thread has begun
+    stopCallbacks();
     endRecording();
 }
 

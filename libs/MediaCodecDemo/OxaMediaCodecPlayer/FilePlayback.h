@@ -64,13 +64,15 @@ static inline bool selectFirstTrack(const sp<NuMediaExtractor>& extractor, const
 enum class Feed { kSample, kEnd, kNothing };
 
 // Fills the codec's input buffer with the next sample, or marks the end. `timeUs` receives the
-// sample's time; `function` and `line` are the caller's.
-static inline Feed feedDecoder(const sp<MediaCodec>& codec, const sp<NuMediaExtractor>& extractor,
-                               uint32_t index, int64_t* timeUs, const char* function, int line) {
+// sample's time; `file`, `function` and `line` are the caller's.
+static inline Feed feedDecoder(const sp<MediaCodec>& codec, const sp<CallbackRelay>& relay,
+                               const sp<NuMediaExtractor>& extractor, uint32_t index,
+                               int64_t* timeUs, const char* file, const char* function, int line) {
     sp<MediaCodecBuffer> buffer;
     status_t err = codec->getInputBuffer(index, &buffer);
-    if (hasCodecFailed(err)) return Feed::kNothing;
-    CHECK(err == OK);
+    if (!relay->accepted(err, LOG_TAG, file, __LINE__, "CHECK(err == OK)")) {
+        return Feed::kNothing;
+    }
     if (buffer == NULL) {
         ALOGE(LOG_RED "%s[%d]: Failed to getInputBuffer" LOG_RESET, function, line);
         return Feed::kNothing;
@@ -83,14 +85,15 @@ static inline Feed feedDecoder(const sp<MediaCodec>& codec, const sp<NuMediaExtr
     }
     if (err == ERROR_END_OF_STREAM) {
         err = codec->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS);
-        CHECK(err == OK || hasCodecFailed(err));
+        relay->accepted(err, LOG_TAG, file, __LINE__, "CHECK(err == OK)");
         return Feed::kEnd;
     }
     buffer->setRange(sample->offset(), sample->size());
     CHECK(extractor->getSampleTime(timeUs) == OK);
     err = codec->queueInputBuffer(index, sample->offset(), sample->size(), *timeUs, 0);
-    if (hasCodecFailed(err)) return Feed::kNothing;
-    CHECK(err == OK);
+    if (!relay->accepted(err, LOG_TAG, file, __LINE__, "CHECK(err == OK)")) {
+        return Feed::kNothing;
+    }
     // Leaving the last sample answers the end of the stream; the next read finds it.
     err = extractor->advance();
     CHECK(err == OK || err == ERROR_END_OF_STREAM);

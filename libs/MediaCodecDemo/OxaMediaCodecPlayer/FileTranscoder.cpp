@@ -83,6 +83,10 @@ status_t FileTranscoder::reset() {
 }
 
 void FileTranscoder::onMessageReceived(const sp<AMessage>& msg) {
+    if (isTeardown(msg)) {
+        onTeardown();
+        return;
+    }
     const Sites& sites = mKind.sites;
     status_t err = OK;
     switch (msg->what()) {
@@ -108,8 +112,10 @@ void FileTranscoder::onMessageReceived(const sp<AMessage>& msg) {
             err = onStart();
             break;
         case kWhatStop:
-            // The client cannot know that a refused track has stopped this pipeline already.
-            if (!mRefused) CHECK_IN(mKind.sourceFile, sites.stop, mState == STARTED);
+            // The client cannot know that a refused track has stopped this pipeline already. The
+            // refusal is set before the state, and read after it.
+            CHECK_TEXT(mState == STARTED || mRefused, mKind.sourceFile, sites.stop,
+                       "mState == STARTED");
             onStop();
             mRefused = false;
             break;
@@ -117,17 +123,26 @@ void FileTranscoder::onMessageReceived(const sp<AMessage>& msg) {
             if (mState == STARTED) onStop();
             if (mState == STOPPED) onReset();
             mState = UNINITIALIZED;
+            mRefused = false;
             break;
-        case kWhatSelfStop:
-            if (mRefused) stopCodecs();
-            return;
-        case kWhatSelfReset:
-            onReset();
-            return;
         default:
             TRESPASS_IN(mKind.sourceFile, sites.unknown);
     }
     replyWithError(msg, err);
+}
+
+// The codes are nobody else's: from a client they are unknown requests.
+bool FileTranscoder::isTeardown(const sp<AMessage>& msg) const {
+    return mTeardown != NULL && msg == mTeardown;
+}
+
+// A stop or a reset may have come before; it has done all of this.
+void FileTranscoder::onTeardown() {
+    if (mRefused) {
+        stopCodecs();
+    } else if (mState == STARTED) {
+        onReset();
+    }
 }
 
 void FileTranscoder::onSetDataSource(const sp<AMessage>& msg) {
@@ -193,6 +208,7 @@ bool FileTranscoder::selectTrack(sp<AMessage>* trackFormat, AString* trackMime) 
 }
 
 void FileTranscoder::createDecoder(const AString& mime) {
+    mTeardown = new AMessage(kWhatTeardown, this);
     releaseCodec(mDecoderCodec);
     sp<MediaCodec> decoder = MediaCodec::CreateByType(mCodecLooper, mime, false /* encoder */);
     CHECK_IN(mKind.sourceFile, mKind.sites.decoder, decoder != NULL);
@@ -257,7 +273,7 @@ bool FileTranscoder::startEncoder(const AString& name) {
     ALOGE("Failed to start %s encoder (err=%d)", name.c_str(), err);
     reportDone(err);
     // The reset belongs to the command looper: a stop may be under way there.
-    sp<AMessage>(new AMessage(kWhatSelfReset, this))->post();
+    mTeardown->post();
     return false;
 }
 
@@ -320,8 +336,10 @@ bool FileTranscoder::queueSample(uint32_t index, const sp<MediaCodecBuffer>& buf
     int64_t timeUs;
     CHECK_IN(file, mKind.sites.sampleTime, mExtractor->getSampleTime(&timeUs) == OK);
     err = mDecoderCodec->queueInputBuffer(index, sample->offset(), sample->size(), timeUs, 0);
-    if (hasCodecFailed(err)) return false;
-    CHECK_EQ_IN(file, mKind.sites.queueSample, err, (status_t)OK);
+    if (!mDecodeCBHandler->acceptedEq(err, mKind.tag, file, mKind.sites.queueSample,
+                                      "CHECK_EQ( err,(status_t)OK)")) {
+        return false;
+    }
     // Leaving the last sample answers the end of the stream; the next read finds it.
     err = mExtractor->advance();
     CHECK_IN(file, mKind.sites.advance, err == OK || err == ERROR_END_OF_STREAM);
@@ -340,7 +358,7 @@ void FileTranscoder::addTrack(const sp<AMessage>& format, ssize_t* trackIndex) {
         mState = STOPPED;
         reportDone(*trackIndex);
         // This thread cannot stop the looper it runs on and wait for it; the command looper can.
-        sp<AMessage>(new AMessage(kWhatSelfStop, this))->post();
+        mTeardown->post();
         return;
     }
     mWriting = mMuxer->announceAndWaitForStart(

@@ -107,8 +107,7 @@ class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public Ox
         kWhatSetMuxer = 6,
         kWhatSetTargetFormat = 7,
         // Posted by the callback threads to have the codecs torn down on this looper.
-        kWhatSelfStop = 9,
-        kWhatSelfReset = 10,
+        kWhatTeardown = 9,
     };
 
     enum State {
@@ -197,9 +196,13 @@ class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public Ox
     void onSetMuxer(const sp<AMessage>& msg);
     void onSetTargetFormat(const sp<AMessage>& msg);
 
+    bool isTeardown(const sp<AMessage>& msg) const;
+    void onTeardown();
+
     bool selectTrack(sp<AMessage>* format, AString* mime);
     void waitForStreamTime(int64_t timeUs);
 
+    sp<AMessage> mTeardown;
     std::atomic<bool> mStopRequested;  // ends pacing waits
     std::atomic<bool> mRefused;        // stopped itself: the muxer did not take the track
     bool mCodecsStopped;               // command looper only

@@ -74,6 +74,18 @@ bool readFacts(const char* path, SetFact setFact) {
 
 Mutex HdmiRxInfo::sLock;
 HdmiRxInfo* HdmiRxInfo::sInstance = NULL;
+int HdmiRxInfo::sUsers = 0;
+bool HdmiRxInfo::sDropped = false;
+
+HdmiRxInfo::User::User() {
+    AutoMutex lock(sLock);
+    ++sUsers;
+}
+
+HdmiRxInfo::User::~User() {
+    AutoMutex lock(sLock);
+    if (--sUsers == 0 && sDropped) DelInstance();
+}
 
 HdmiRxInfo* HdmiRxInfo::GetInstance() {
     if (sInstance == NULL) sInstance = new HdmiRxInfo;
@@ -81,7 +93,8 @@ HdmiRxInfo* HdmiRxInfo::GetInstance() {
 }
 
 void HdmiRxInfo::DelInstance() {
-    if (sInstance == NULL) return;
+    sDropped = sUsers > 0;
+    if (sInstance == NULL || sDropped) return;
     ALOGD("%s[%d]", "~HdmiRxInfo", 41);
     delete sInstance;
     sInstance = NULL;

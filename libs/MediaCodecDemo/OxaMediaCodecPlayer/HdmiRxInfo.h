@@ -19,8 +19,18 @@ class HdmiRxInfo {
 
     // The instance, made on the first call. It stays owned by the class.
     static HdmiRxInfo* GetInstance();
-    // Drops the instance, if there is one; the next GetInstance() reads the files afresh.
+    // Drops the instance, if there is one; the next GetInstance() reads the files afresh. While a
+    // recording uses it, another player cannot take it away: the last user drops it then.
     static void DelInstance();
+
+    // Uses the instance, from its construction on. Takes the lock itself.
+    class User {
+      public:
+        User();
+        ~User();
+        User(const User&) = delete;
+        User& operator=(const User&) = delete;
+    };
 
     int32_t mVideoIsHdmiRx;     // 1: the source is the HDMI receiver
     int32_t mVideoReady;        // 1: there is a picture
@@ -45,6 +55,8 @@ class HdmiRxInfo {
     void setAudioFact(const char* key, const char* value);
 
     static HdmiRxInfo* sInstance;
+    static int sUsers;
+    static bool sDropped;  // DelInstance() was called while there were users
 };
 
 }  // namespace android

@@ -42,6 +42,19 @@ sp<AMessage> newFileRequest(uint32_t what, const sp<AHandler>& target, int fd, i
     return msg;
 }
 
+void reply(const sp<AMessage>& msg, const sp<AMessage>& response) {
+    sp<AReplyToken> replyID;
+    CHECK_IN("libs/MediaCodecDemo/OxaMediaCodecPlayer/OxaMediaCodecPlayerCommon.h", __LINE__,
+             msg->senderAwaitsResponse(&replyID));
+    response->postReply(replyID);
+}
+
+void replyWithError(const sp<AMessage>& msg, status_t err) {
+    sp<AMessage> response = new AMessage;
+    response->setInt32("err", err);
+    reply(msg, response);
+}
+
 int reopenDescriptor(int fd) {
     char path[64];
     snprintf(path, sizeof(path), "/proc/self/fd/%d", fd);

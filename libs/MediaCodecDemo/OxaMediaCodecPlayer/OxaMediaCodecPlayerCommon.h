@@ -22,6 +22,10 @@
 #define CHECK_IN(file, line, condition) \
     LOG_ALWAYS_FATAL_IF(!(condition), "%s:%d CHECK(%s) failed.", file, line, #condition)
 
+// Prints another condition than the one that is tested.
+#define CHECK_TEXT(condition, file, line, text) \
+    LOG_ALWAYS_FATAL_IF(!(condition), "%s:%d CHECK(%s) failed.", file, line, text)
+
 #define CHECK_EQ_AT(line, x, y) CHECK_EQ_TEXT(__FILE__, line, "CHECK_EQ( " #x "," #y ")", x, y)
 #define CHECK_EQ_IN(file, line, x, y) CHECK_EQ_TEXT(file, line, "CHECK_EQ( " #x "," #y ")", x, y)
 #define CHECK_EQ_TEXT(file, line, text, x, y)                                          \
@@ -183,17 +187,9 @@ sp<AMessage> newFileRequest(uint32_t what, const sp<AHandler>& target, int fd, i
                             int64_t length);
 
 // Answers a request that was posted with postRequest; anything else is a programming error.
-inline void reply(const sp<AMessage>& msg, const sp<AMessage>& response) {
-    sp<AReplyToken> replyID;
-    CHECK(msg->senderAwaitsResponse(&replyID));
-    response->postReply(replyID);
-}
-
-inline void replyWithError(const sp<AMessage>& msg, status_t err) {
-    sp<AMessage> response = new AMessage;
-    response->setInt32("err", err);
-    reply(msg, response);
-}
+// What it asserts names this header.
+void reply(const sp<AMessage>& msg, const sp<AMessage>& response);
+void replyWithError(const sp<AMessage>& msg, status_t err);
 
 // A descriptor for the same file with an offset of its own; the caller owns it. Two readers of
 // mere duplicates would move each other's offset. -1 when there is none.
@@ -204,12 +200,6 @@ void releaseCodec(sp<MediaCodec>& codec);
 
 // Stops a codec. One that failed cannot be stopped any more and is reset instead.
 status_t stopCodec(const sp<MediaCodec>& codec);
-
-// A codec that failed by itself refuses the calls that are still on their way to it; its error
-// report follows them. No callback runs beside a stop, so there is no other reason for this status.
-inline bool hasCodecFailed(status_t err) {
-    return err == INVALID_OPERATION;
-}
 
 // Creates and starts a looper with a thread of its own.
 sp<ALooper> startLooper(const char* name);

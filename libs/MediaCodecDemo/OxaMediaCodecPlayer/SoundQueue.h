@@ -18,12 +18,12 @@ class SoundQueue {
 
     void push(const sp<ABuffer>& buffer) {
         Mutex::Autolock lock(mLock);
-        mBuffers.push_back(buffer);
-        if (mCount == mMaxBuffers) {
+        if (mCount >= mMaxBuffers) {
             mBuffers.erase(mBuffers.begin());
         } else {
             ++mCount;
         }
+        mBuffers.push_back(buffer);
     }
 
     // Takes the oldest buffer; null when there is none.
@@ -36,9 +36,10 @@ class SoundQueue {
         return front;
     }
 
-    // Puts a buffer back in front of all others.
+    // Puts a buffer back in front of all others; in a full queue it is the one to be given up.
     void unpop(const sp<ABuffer>& buffer) {
         Mutex::Autolock lock(mLock);
+        if (mCount >= mMaxBuffers) return;
         mBuffers.push_front(buffer);
         ++mCount;
     }

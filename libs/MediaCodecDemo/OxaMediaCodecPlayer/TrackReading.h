@@ -13,21 +13,22 @@
 
 namespace android {
 
-// Maintenance releases of the platform construct the extractor with or without an entry point.
+// Maintenance releases of the platform construct the extractor with or without an entry point. Its
+// destructor is protected, so that no constructor can be asked for by a type trait.
+template <typename Extractor, typename = void>
+struct ExtractorMaker {
+    static sp<Extractor> make() { return new Extractor(); }
+};
 template <typename Extractor>
-sp<Extractor> makeExtractor() {
-    if constexpr (std::is_default_constructible<Extractor>::value) {
-        return new Extractor();
-    } else {
-        return new Extractor(Extractor::EntryPoint::OTHER);
-    }
-}
+struct ExtractorMaker<Extractor, std::void_t<typename Extractor::EntryPoint>> {
+    static sp<Extractor> make() { return new Extractor(Extractor::EntryPoint::OTHER); }
+};
 
 // Opens `source` with a new extractor; on failure there is none. Log tag, `function` and `line` are
 // the caller's.
 inline status_t openExtractor(const sp<DataSource>& source, sp<NuMediaExtractor>* extractor,
                               const char* tag, const char* function, int line) {
-    *extractor = makeExtractor<NuMediaExtractor>();
+    *extractor = ExtractorMaker<NuMediaExtractor>::make();
     status_t err = (*extractor)->setDataSource(source);
     if (err != OK) {
         ALOG(LOG_ERROR, tag, LOG_RED "%s[%d]: MediaExtractor set data source failed" LOG_RESET,

@@ -223,6 +223,7 @@ status_t VideoDecoder::onReset() {
     mExtractor.clear();
     mCodecLooper.clear();
     detachCallbackRelay(&mDecodeCBHandler, &mDecodeCBLooper);
+    mCallback.clear();
     mSurface.clear();
     mSource.clear();
     ALOGD("%s[%d]: VideoDecoder reset success", __FUNCTION__, __LINE__);
@@ -232,7 +233,8 @@ status_t VideoDecoder::onReset() {
 void VideoDecoder::handleDecoderInputBuffer(uint32_t index) {
     if (mState != STARTED || mInputEOS) return;
     int64_t timeUs;
-    switch (feedDecoder(mMediaCodec, mExtractor, index, &timeUs, __FUNCTION__, __LINE__)) {
+    switch (feedDecoder(mMediaCodec, mDecodeCBHandler, mExtractor, index, &timeUs, __FILE__,
+                        __FUNCTION__, __LINE__)) {
         case Feed::kSample:
             // A tunneled codec delivers no outputs: pictures are counted on their way in.
             if (!isTunneled()) break;

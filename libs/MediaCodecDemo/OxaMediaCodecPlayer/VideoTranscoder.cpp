@@ -16,6 +16,7 @@ constexpr int32_t kColorFormatSurface = 0x7F000789;
 constexpr int32_t kDefaultFrameRate = 30;
 constexpr int32_t kDefaultBitsPerPixel = 15;
 constexpr int64_t kSyncIntervalFrames = 30;
+constexpr char kErrIsOk[] = "CHECK_EQ( err,(status_t)OK)";
 
 }  // namespace
 
@@ -190,8 +191,7 @@ void VideoTranscoder::handleDecoderInputBuffer(uint32_t index) {
     if (mState != STARTED || mInputEOS) return;
     sp<MediaCodecBuffer> buffer;
     status_t err = mDecoderCodec->getInputBuffer(index, &buffer);
-    if (hasCodecFailed(err)) return;
-    CHECK_EQ_AT(537, err, (status_t)OK);
+    if (!mDecodeCBHandler->acceptedEq(err, LOG_TAG, __FILE__, 537, kErrIsOk)) return;
     if (buffer == NULL) {
         ALOGE(LOG_RED "%s[%d]: Failed to getInputBuffer" LOG_RESET, __FUNCTION__, __LINE__);
         return;
@@ -242,8 +242,7 @@ void VideoTranscoder::handleEncoderOutputBuffer(uint32_t index, uint32_t offset,
     }
     sp<MediaCodecBuffer> buffer;
     status_t err = mEncoderCodec->getOutputBuffer(index, &buffer);
-    if (hasCodecFailed(err)) return;
-    CHECK_EQ_AT(632, err, (status_t)OK);
+    if (!mEncodeCBHandler->acceptedEq(err, LOG_TAG, __FILE__, 632, kErrIsOk)) return;
     if (buffer == NULL) {
         ALOGE(LOG_RED "%s[%d]: Failed to getOutputBuffer" LOG_RESET, __FUNCTION__, __LINE__);
         return;
