@@ -9,7 +9,38 @@
 #include <log/log.h>
 #include <string.h>
 
+#include <ostream>
+
 namespace android::hardware {
+
+hidl_string& hidl_string::operator=(const hidl_string& other) {
+    if (this != &other) *this = hidl_string(other);
+    return *this;
+}
+
+hidl_string& hidl_string::operator=(hidl_string&& other) noexcept {
+    if (this == &other) return *this;
+    mText = std::move(other.mText);
+    mExternal = std::exchange(other.mExternal, nullptr);
+    mExternalSize = std::exchange(other.mExternalSize, 0);
+    other.mText.clear();
+    return *this;
+}
+
+void hidl_string::setToExternal(const char* data, size_t size) {
+    LOG_ALWAYS_FATAL_IF(data[size] != '\0', "a string that does not end where it says");
+    clear();
+    mExternal = data;
+    mExternalSize = size;
+}
+
+int hidl_string::compare(const hidl_string& other) const {
+    return strcmp(c_str(), other.c_str());
+}
+
+std::ostream& operator<<(std::ostream& stream, const hidl_string& text) {
+    return stream << text.c_str();
+}
 
 hidl_handle::hidl_handle(const hidl_handle& other) {
     *this = other;

@@ -17,9 +17,9 @@ std::string Status::description() const {
     return "Status(EX_TRANSACTION_FAILED): " + std::string(strerror(-mError));
 }
 
-void details::return_status::assertOk() const {
-    LOG_ALWAYS_FATAL_IF(!isOk(), "Failed HIDL return status not checked: transport error, %s",
-                        description().c_str());
+void details::return_status::endProcess() const {
+    LOG_ALWAYS_FATAL("Failed HIDL return status not checked: transport error, %s",
+                     description().c_str());
 }
 
 void joinRpcThreadpool() {

@@ -12,7 +12,10 @@
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
+#include <iosfwd>
+#include <iterator>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -27,40 +30,58 @@ namespace hardware {
 // The values that cross a service's interface. They are plain values here: services live in this
 // process. None is thread-safe.
 
-// A text.
-class hidl_string {
-  public:
+// A text. Comparisons are those of strcmp.
+struct hidl_string {
     hidl_string() = default;
     hidl_string(const char* text) : mText(text != nullptr ? text : "") {}
     hidl_string(const char* text, size_t length) : mText(text, length) {}
     hidl_string(const std::string& text) : mText(text) {}
+    hidl_string(const hidl_string& other) : mText(other.c_str(), other.size()) {}
+    hidl_string(hidl_string&& other) noexcept { *this = std::move(other); }
+    hidl_string& operator=(const hidl_string& other);
+    hidl_string& operator=(hidl_string&& other) noexcept;
+    ~hidl_string() = default;
 
-    const char* c_str() const { return mText.c_str(); }
-    size_t size() const { return mText.size(); }
-    bool empty() const { return mText.empty(); }
-    void clear() { mText.clear(); }
-    operator std::string() const { return mText; }
+    const char* c_str() const { return mExternal != nullptr ? mExternal : mText.c_str(); }
+    size_t size() const { return mExternal != nullptr ? mExternalSize : mText.size(); }
+    bool empty() const { return size() == 0; }
+    void clear() { *this = hidl_string(); }
+    operator std::string() const { return std::string(c_str(), size()); }
 
-    friend bool operator==(const hidl_string& a, const hidl_string& b) {
-        return a.mText == b.mText;
-    }
-    friend bool operator!=(const hidl_string& a, const hidl_string& b) { return !(a == b); }
-    friend bool operator<(const hidl_string& a, const hidl_string& b) { return a.mText < b.mText; }
+    // Refers to characters that the caller keeps, with a NUL behind the last one, which is
+    // asserted. Copies have characters of their own.
+    void setToExternal(const char* data, size_t size);
+
+    friend bool operator==(const hidl_string& a, const hidl_string& b) { return a.compare(b) == 0; }
+    friend bool operator!=(const hidl_string& a, const hidl_string& b) { return a.compare(b) != 0; }
+    friend bool operator<(const hidl_string& a, const hidl_string& b) { return a.compare(b) < 0; }
+    friend bool operator<=(const hidl_string& a, const hidl_string& b) { return a.compare(b) <= 0; }
+    friend bool operator>(const hidl_string& a, const hidl_string& b) { return a.compare(b) > 0; }
+    friend bool operator>=(const hidl_string& a, const hidl_string& b) { return a.compare(b) >= 0; }
 
   private:
+    int compare(const hidl_string& other) const;
+
     std::string mText;
+    const char* mExternal = nullptr;  // in place of mText
+    size_t mExternalSize = 0;
 };
+
+std::ostream& operator<<(std::ostream& stream, const hidl_string& text);
 
 // A list; not of bool.
 template <typename T>
-class hidl_vec {
-  public:
+struct hidl_vec {
     using value_type = T;
 
     hidl_vec() = default;
     hidl_vec(std::initializer_list<T> list) : mItems(list) {}
     hidl_vec(const std::vector<T>& items) : mItems(items) {}
-    explicit hidl_vec(size_t size) : mItems(size) {}
+    hidl_vec(size_t size) : mItems(size) {}
+    template <typename Iterator, typename = typename std::enable_if_t<std::is_convertible_v<
+                                         typename std::iterator_traits<Iterator>::iterator_category,
+                                         std::input_iterator_tag>>>
+    hidl_vec(Iterator first, Iterator last) : mItems(first, last) {}
 
     size_t size() const { return mItems.size(); }
     // New items at the end are default-constructed.
@@ -73,6 +94,10 @@ class hidl_vec {
     auto begin() const { return mItems.begin(); }
     auto end() { return mItems.end(); }
     auto end() const { return mItems.end(); }
+    // end() when it is not there.
+    auto find(const T& item) { return std::find(begin(), end(), item); }
+    auto find(const T& item) const { return std::find(begin(), end(), item); }
+    bool contains(const T& item) const { return find(item) != end(); }
     operator std::vector<T>() const { return mItems; }
 
     friend bool operator==(const hidl_vec& a, const hidl_vec& b) { return a.mItems == b.mItems; }
@@ -84,8 +109,7 @@ class hidl_vec {
 
 // A group of descriptors. One made from a pointer refers to it; a copy has duplicates of the
 // descriptors, and closes them. A copy that could not be made is null.
-class hidl_handle {
-  public:
+struct hidl_handle {
     hidl_handle() = default;
     hidl_handle(const native_handle_t* handle) : mHandle(handle) {}
     hidl_handle(const hidl_handle& other);
@@ -110,8 +134,7 @@ class hidl_handle {
 
 // Shared memory: what kind it is, its descriptor and its size in bytes. Copies have descriptors of
 // their own. mapMemory() of hidlmemory/mapping.h gives its bytes.
-class hidl_memory {
-  public:
+struct hidl_memory {
     // No memory.
     hidl_memory() = default;
     // Refers to the handle.

@@ -43,35 +43,57 @@ class return_status {
   public:
     return_status() = default;
     return_status(const Status& status) : mStatus(status) {}
-    return_status(return_status&& other) = default;
-    return_status& operator=(return_status&& other) = default;
+    // The result that was assigned to is looked at or not with the other one.
+    return_status(return_status&& other) noexcept { *this = std::move(other); }
+    return_status& operator=(return_status&& other) noexcept {
+        std::swap(mStatus, other.mStatus);
+        std::swap(mChecked, other.mChecked);
+        return *this;
+    }
     return_status(const return_status&) = delete;
     return_status& operator=(const return_status&) = delete;
+    // Ends the process when the call has failed and nobody has looked.
+    ~return_status() {
+        if (!mChecked) assertOk();
+    }
 
-    bool isOk() const { return mStatus.isOk(); }
-    bool isDeadObject() const { return mStatus.transactionError() == DEAD_OBJECT; }
+    // Asking is looking, whatever the answer.
+    bool isOk() const {
+        mChecked = true;
+        return mStatus.isOk();
+    }
+    bool isDeadObject() const {
+        mChecked = true;
+        return mStatus.transactionError() == DEAD_OBJECT;
+    }
+    // For people; not a look.
     std::string description() const { return mStatus.description(); }
 
-  protected:
     // Ends the process when the call has failed.
-    void assertOk() const;
+    void assertOk() const {
+        mChecked = true;
+        if (!mStatus.isOk()) endProcess();
+    }
 
   private:
+    [[noreturn]] void endProcess() const;
+
     Status mStatus;
+    mutable bool mChecked = false;
 };
 
 }  // namespace details
 
 // The answer of a service's method: its result, or why there is none. Taking the result of a call
-// that has failed ends the process; an answer that is not looked at does no harm.
+// that has failed ends the process, and so does dropping the answer without having asked: every
+// call whose service may die needs isOk().
 template <typename T>
 class Return : public details::return_status {
   public:
     Return(T value) : mValue(std::move(value)) {}
     Return(const Status& status) : details::return_status(status) {}
-    // As the interface has them, without noexcept.
-    Return(Return&& other) = default;             // NOLINT(performance-noexcept-move-constructor)
-    Return& operator=(Return&& other) = default;  // NOLINT(performance-noexcept-move-constructor)
+    Return(Return&& other) noexcept = default;
+    Return& operator=(Return&& other) noexcept = default;
 
     operator T() const {
         assertOk();
@@ -89,9 +111,8 @@ class Return<sp<T>> : public details::return_status {
     Return(sp<T> value) : mValue(std::move(value)) {}
     Return(T* value) : mValue(value) {}
     Return(const Status& status) : details::return_status(status) {}
-    // As the interface has them, without noexcept.
-    Return(Return&& other) = default;             // NOLINT(performance-noexcept-move-constructor)
-    Return& operator=(Return&& other) = default;  // NOLINT(performance-noexcept-move-constructor)
+    Return(Return&& other) noexcept = default;
+    Return& operator=(Return&& other) noexcept = default;
 
     operator sp<T>() const {
         assertOk();
@@ -108,9 +129,8 @@ class Return<void> : public details::return_status {
   public:
     Return() = default;
     Return(const Status& status) : details::return_status(status) {}
-    // As the interface has them, without noexcept.
-    Return(Return&& other) = default;             // NOLINT(performance-noexcept-move-constructor)
-    Return& operator=(Return&& other) = default;  // NOLINT(performance-noexcept-move-constructor)
+    Return(Return&& other) noexcept = default;
+    Return& operator=(Return&& other) noexcept = default;
 };
 
 static inline Return<void> Void() {
