@@ -8,6 +8,8 @@
 #include <media/stagefright/MetaDataBase.h>
 #include <string.h>
 
+#include "foundation/HexDump.h"
+
 namespace android {
 
 namespace {
@@ -16,13 +18,21 @@ struct Rect {
     int32_t left, top, right, bottom;
 };
 
+// Larger items show only their size in a text.
+constexpr size_t kMaxDumpedBytes = 48;
+
+// Up to the first NUL.
 String8 codeText(uint32_t code) {
-    char text[5] = {};
-    for (int i = 0; i < 4; ++i) {
-        const char c = static_cast<char>(code >> (24 - 8 * i));
-        text[i] = c >= 0x20 && c < 0x7F ? c : '?';
-    }
+    const char text[] = {static_cast<char>(code >> 24), static_cast<char>(code >> 16),
+                         static_cast<char>(code >> 8), static_cast<char>(code), '\0'};
     return String8(text);
+}
+
+template <typename T>
+T valueAt(const void* data) {
+    T value;
+    memcpy(&value, data, sizeof(value));
+    return value;
 }
 
 }  // namespace
@@ -50,7 +60,7 @@ template <typename T>
 bool MetaDataBase::findValue(uint32_t key, uint32_t type, T* value) const {
     auto found = mItems.find(key);
     if (found == mItems.end() || found->second.type != type) return false;
-    memcpy(value, found->second.bytes.data(), sizeof(T));
+    *value = valueAt<T>(found->second.bytes.data());
     return true;
 }
 
@@ -112,35 +122,50 @@ bool MetaDataBase::findRect(uint32_t key, int32_t* left, int32_t* top, int32_t* 
     return true;
 }
 
+String8 MetaDataBase::itemText(const Item& item) const {
+    const void* const data = item.bytes.data();
+    switch (item.type) {
+        case TYPE_NONE:
+            return String8::format("no type, size %zu)", item.bytes.size());
+        case TYPE_C_STRING:
+            return String8::format("(char*) %s", item.bytes.c_str());
+        case TYPE_INT32:
+            return String8::format("(int32_t) %d", valueAt<int32_t>(data));
+        case TYPE_INT64:
+            return String8::format("(int64_t) %" PRId64, valueAt<int64_t>(data));
+        case TYPE_FLOAT:
+            return String8::format("(float) %f", valueAt<float>(data));
+        case TYPE_POINTER:
+            return String8::format("(void*) 0x%" PRIxPTR, valueAt<uintptr_t>(data));
+        case TYPE_RECT: {
+            const auto rect = valueAt<Rect>(data);
+            return String8::format("Rect(%d, %d, %d, %d)", rect.left, rect.top, rect.right,
+                                   rect.bottom);
+        }
+        default: {
+            const size_t size = item.bytes.size();
+            String8 text = String8::format("(unknown type %d, size %zu)",
+                                           static_cast<int32_t>(item.type), size);
+            if (size > kMaxDumpedBytes) return text;
+            text.append("\n");
+            text.append(hexDump(data, size, 0).c_str());
+            return text;
+        }
+    }
+}
+
 String8 MetaDataBase::toString() const {
     String8 text;
-    for (const auto& [key, item] : mItems) {
-        if (!text.isEmpty()) text.append(", ");
-        text.appendFormat("%s: ", codeText(key).c_str());
-        int32_t int32 = 0;
-        int64_t int64 = 0;
-        float number = 0;
-        Rect rect;
-        const char* string = nullptr;
-        if (findInt32(key, &int32)) {
-            text.appendFormat("%d", int32);
-        } else if (findInt64(key, &int64)) {
-            text.appendFormat("%" PRId64, int64);
-        } else if (findFloat(key, &number)) {
-            text.appendFormat("%f", number);
-        } else if (findCString(key, &string)) {
-            text.appendFormat("'%s'", string);
-        } else if (findValue(key, TYPE_RECT, &rect)) {
-            text.appendFormat("[%d, %d, %d, %d]", rect.left, rect.top, rect.right, rect.bottom);
-        } else {
-            text.appendFormat("%s (%zu bytes)", codeText(item.type).c_str(), item.bytes.size());
-        }
+    for (auto item = mItems.rbegin(); item != mItems.rend(); ++item) {
+        if (item != mItems.rbegin()) text.append(", ");
+        text.append(codeText(item->first) + ": " + itemText(item->second));
     }
     return text;
 }
 
 void MetaDataBase::dumpToLog() const {
-    ALOGI("%s", toString().c_str());
+    for (auto item = mItems.rbegin(); item != mItems.rend(); ++item)
+        ALOGI("%s: %s", codeText(item->first).c_str(), itemText(item->second).c_str());
 }
 
 }  // namespace android

@@ -10,12 +10,15 @@
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/ADebug.h>
 #include <media/stagefright/foundation/AHandler.h>
+#include <string.h>
 
 #include <algorithm>
 #include <string>
 #include <type_traits>
 #include <utility>
 #include <variant>
+
+#include "foundation/HexDump.h"
 
 namespace android {
 
@@ -42,25 +45,8 @@ AString whatText(uint32_t what) {
     return printable ? AStringPrintf("'%.4s'", code) : AStringPrintf("0x%08x", what);
 }
 
-// Lines of 16 bytes: offset, bytes, characters.
-AString hexDump(const uint8_t* data, size_t size, int32_t indent) {
-    AString text;
-    for (size_t offset = 0; offset < size; offset += 16) {
-        size_t count = std::min<size_t>(16, size - offset);
-        AString bytes;
-        AString characters;
-        for (size_t i = offset; i < offset + count; ++i) {
-            bytes.append(AStringPrintf("%02x ", data[i]));
-            characters.append(isprint(data[i]) != 0 ? static_cast<char>(data[i]) : '.');
-        }
-        text.append(AStringPrintf("%*s%08zx:  %-48s %s\n", indent, "", offset, bytes.c_str(),
-                                  characters.c_str()));
-    }
-    return text;
-}
-
 AString bufferText(const char* name, const sp<ABuffer>& buffer, int32_t indent) {
-    if (buffer == nullptr || buffer->size() > kMaxDumpedBytes) {
+    if (buffer == nullptr || buffer->data() == nullptr || buffer->size() > kMaxDumpedBytes) {
         return AStringPrintf("Buffer *%s = %s", name, pointerText(buffer.get()).c_str());
     }
     AString text = AStringPrintf("Buffer %s = {\n", name);
@@ -77,8 +63,8 @@ struct AMessage::Rect {
 
 struct AMessage::Item {
     // The alternatives are in the order of Type, so that the index is the type.
-    using Value = std::variant<int32_t, int64_t, size_t, float, double, void*, AString, sp<RefBase>,
-                               sp<AMessage>, Rect, sp<ABuffer>>;
+    using Value = std::variant<int32_t, int64_t, size_t, float, double, void*, std::string,
+                               sp<RefBase>, sp<AMessage>, Rect, sp<ABuffer>>;
     static_assert(std::is_same_v<std::variant_alternative_t<kTypePointer, Value>, void*>);
     static_assert(std::is_same_v<std::variant_alternative_t<kTypeMessage, Value>, sp<AMessage>>);
     static_assert(std::variant_size_v<Value> == kTypeBuffer + 1);
@@ -118,14 +104,16 @@ AString AMessage::Item::text(int32_t indent) const {
         case kTypePointer:
             return AStringPrintf("void *%s = %s", n, pointerText(std::get<void*>(value)).c_str());
         case kTypeString:
-            return AStringPrintf("string %s = \"%s\"", n, std::get<AString>(value).c_str());
+            return AStringPrintf("string %s = \"%s\"", n, std::get<std::string>(value).c_str());
         case kTypeObject:
             return AStringPrintf("RefBase *%s = %s", n,
                                  pointerText(std::get<sp<RefBase>>(value).get()).c_str());
         case kTypeMessage: {
             const sp<AMessage>& message = std::get<sp<AMessage>>(value);
-            return AStringPrintf("AMessage %s = %s", n,
-                                 message == nullptr ? "0x0" : message->debugString(indent).c_str());
+            if (message == nullptr) return AStringPrintf("AMessage %s = 0x0", n);
+            // Below where the nested text begins.
+            const auto nested = static_cast<int32_t>(indent + name.size() + strlen("AMessage  = "));
+            return AStringPrintf("AMessage %s = %s", n, message->debugString(nested).c_str());
         }
         case kTypeRect: {
             const Rect& rect = std::get<Rect>(value);
@@ -218,11 +206,11 @@ void AMessage::setPointer(const char* name, void* value) {
 
 void AMessage::setString(const char* name, const char* s, ssize_t len) {
     CHECK(s != nullptr);
-    setValue(name, len < 0 ? AString(s) : AString(s, static_cast<size_t>(len)));
+    setValue(name, len < 0 ? std::string(s) : std::string(s, static_cast<size_t>(len)));
 }
 
 void AMessage::setString(const char* name, const AString& s) {
-    setValue(name, s);
+    setValue(name, std::string(s.c_str(), s.size()));
 }
 
 void AMessage::setObject(const char* name, const sp<RefBase>& obj) {
@@ -270,7 +258,10 @@ bool AMessage::findPointer(const char* name, void** value) const {
 }
 
 bool AMessage::findString(const char* name, AString* value) const {
-    return findValue(name, value);
+    const Item* item = findItem(name);
+    const auto* found = item == nullptr ? nullptr : std::get_if<std::string>(&item->value);
+    if (found != nullptr) value->setTo(found->c_str(), found->size());
+    return found != nullptr;
 }
 
 bool AMessage::findObject(const char* name, sp<RefBase>* obj) const {

@@ -6,6 +6,7 @@
 #include <media/stagefright/foundation/AString.h>
 
 #include <ctype.h>
+#include <inttypes.h>
 #include <media/stagefright/foundation/ADebug.h>
 #include <stdarg.h>
 #include <stdio.h>
@@ -15,8 +16,7 @@
 #include <utils/String8.h>
 
 #include <algorithm>
-#include <functional>
-#include <string_view>
+#include <numeric>
 #include <utility>
 
 namespace android {
@@ -42,14 +42,12 @@ AString::AString(const char* s, size_t size) {
 }
 AString::AString(const String8& from) : mString(from.string(), from.length()) {}
 AString::AString(const AString& from) = default;
-AString::AString(AString&& from) noexcept = default;
 AString::AString(const AString& from, size_t offset, size_t n) {
     setTo(from, offset, n);
 }
 AString::~AString() = default;
 
 AString& AString::operator=(const AString& from) = default;
-AString& AString::operator=(AString&& from) noexcept = default;
 
 void AString::setTo(const char* s) {
     mString = orEmpty(s);
@@ -64,6 +62,7 @@ void AString::setTo(const char* s, size_t size) {
 }
 
 void AString::setTo(const AString& from, size_t offset, size_t n) {
+    CHECK(&from != this);
     CHECK_LE(offset, from.size());
     CHECK_LE(n, from.size() - offset);
     mString = from.mString.substr(offset, n);
@@ -80,7 +79,7 @@ void AString::trim() {
 }
 
 void AString::erase(size_t start, size_t n) {
-    CHECK_LE(start, size());
+    CHECK_LT(start, size());
     CHECK_LE(n, size() - start);
     mString.erase(start, n);
 }
@@ -138,7 +137,7 @@ void AString::append(double x) {
 }
 
 void AString::append(void* x) {
-    append(AStringPrintf("%p", x));
+    append(AStringPrintf("0x%" PRIxPTR, reinterpret_cast<uintptr_t>(x)));
 }
 
 void AString::insert(const AString& from, size_t insertionPos) {
@@ -151,12 +150,14 @@ void AString::insert(const char* from, size_t size, size_t insertionPos) {
 }
 
 ssize_t AString::find(const char* substring, size_t start) const {
-    size_t position = mString.find(substring, start);
-    return position == std::string::npos ? -1 : static_cast<ssize_t>(position);
+    CHECK_LE(start, size());
+    const char* const found = strstr(c_str() + start, substring);
+    return found == nullptr ? -1 : found - c_str();
 }
 
 size_t AString::hash() const {
-    return std::hash<std::string>()(mString);
+    return std::accumulate(mString.begin(), mString.end(), size_t{0},
+                           [](size_t hash, char c) { return hash * 31 + static_cast<size_t>(c); });
 }
 
 bool AString::operator==(const AString& other) const {

@@ -193,50 +193,15 @@ TEST(AMessageDeathTest, RefusesToCopyNullItemsAndToSetNullStrings) {
     EXPECT_DEATH(message->setString("null", none), "CHECK\\(s != nullptr\\) failed\\.");
 }
 
-TEST(AMessageTest, DebugStringShowsCodeTargetAndItems) {
+TEST(AMessageTest, DebugStringNamesTheTargetAndLargeBuffersByTheirAddress) {
     sp<ALooper> looper = new ALooper;
     sp<AHandler> handler = new FunctionHandler([](const sp<AMessage>&) {});
-    ALooper::handler_id id = looper->registerHandler(handler);
-    sp<AMessage> nested = new AMessage('abcd', nullptr);
-    nested->setInt32("i", 1);
-    sp<AMessage> message = new AMessage(0x20161203, handler);
-    message->setInt32("int32", -1);
-    message->setInt64("int64", 2);
-    message->setSize("size", 3);
-    message->setFloat("float", 0.5f);
-    message->setDouble("double", 1);
-    message->setPointer("pointer", reinterpret_cast<void*>(0x10));
-    message->setString("string", "v");
-    message->setObject("object", NULL);
-    message->setMessage("nested", nested);
-    message->setRect("rect", 1, 2, 3, 4);
-    message->setBuffer("small", ABuffer::CreateAsCopy("0123456789ABCDEF\x01z", 18));
-    std::string expected =
-            "AMessage(what = 0x20161203, target = " + std::to_string(id) +
-            ") = {\n"
-            "  int32_t int32 = -1\n"
-            "  int64_t int64 = 2\n"
-            "  size_t size = 3\n"
-            "  float float = 0.500000\n"
-            "  double double = 1.000000\n"
-            "  void *pointer = 0x10\n"
-            "  string string = \"v\"\n"
-            "  RefBase *object = 0x0\n"
-            "  AMessage nested = AMessage(what = 'abcd') = {\n"
-            "    int32_t i = 1\n"
-            "  }\n"
-            "  Rect rect(1, 2, 3, 4)\n"
-            "  Buffer small = {\n"
-            "    00000000:  30 31 32 33 34 35 36 37 38 39 41 42 43 44 45 46  0123456789ABCDEF\n"
-            "    00000010:  01 7a                                            .z\n"
-            "  }\n"
-            "}";
-    EXPECT_EQ(expected, message->debugString().c_str());
-
-    message->clear();
+    const ALooper::handler_id id = looper->registerHandler(handler);
+    sp<AMessage> message = new AMessage('abcd', handler);
     message->setBuffer("large", new ABuffer(65));
     EXPECT_THAT(message->debugString(2).c_str(),
-                ::testing::MatchesRegex(".*\\{\n    Buffer \\*large = 0x[0-9a-f]+\n  \\}"));
+                ::testing::MatchesRegex("AMessage\\(what = 'abcd', target = " + std::to_string(id) +
+                                        "\\) = \\{\n    Buffer \\*large = 0x[0-9a-f]+\n  \\}"));
 }
 
 }  // namespace

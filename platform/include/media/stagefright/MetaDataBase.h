@@ -34,15 +34,33 @@ enum {
     kKeyFrameRate = 'frmR',
     kKeyBitRate = 'brte',
     kKeyMaxBitRate = 'mxBr',
+    kKeyCaptureFramerate = 'capF',  // float
+    kKeyVideoProfile = 'vprf',
+    kKeyVideoLevel = 'vlev',
+    kKeyMaxWidth = 'maxW',
+    kKeyMaxHeight = 'maxH',
+    // As the stream's own coding numbers them.
+    kKeyColorRange = 'cRng',
+    kKeyColorPrimaries = 'cPrm',
+    kKeyTransferFunction = 'tFcn',
+    kKeyColorMatrix = 'cMtx',
     kKeyEncoderDelay = 'encd',
     kKeyEncoderPadding = 'encp',
     kKeyESDS = 'esds',  // data
     kKeyAACProfile = 'aacp',
     kKeyAACAOT = 'aaot',
     kKeyIsADTS = 'adts',
-    kKeyAVCC = 'avcc',           // data
-    kKeyHVCC = 'hvcc',           // data
-    kKeyMediaLanguage = 'lang',  // cstring
+    kKeyAVCC = 'avcc',             // data
+    kKeyHVCC = 'hvcc',             // data
+    kKeyAV1C = 'av1c',             // data
+    kKeyD263 = 'd263',             // data
+    kKeyVorbisInfo = 'vinf',       // data
+    kKeyVorbisBooks = 'vboo',      // data
+    kKeyOpusHeader = 'ohdr',       // data
+    kKeyOpusCodecDelay = 'ocod',   // data
+    kKeyOpusSeekPreRoll = 'ospr',  // data
+    kKeyVp9CodecPrivate = 'vp9p',  // data
+    kKeyMediaLanguage = 'lang',    // cstring
     kKeyIsSyncFrame = 'sync',
     kKeyIsCodecConfig = 'conf',
     kKeyIsMuxerData = 'muxd',
@@ -55,6 +73,7 @@ enum {
     kKeyPixelFormat = 'pixf',
     kKeyColorFormat = 'colf',
     kKeyColorSpace = 'cols',
+    kKeyPlatformPrivate = 'priv',
     kKeyMaxInputSize = 'inpS',
     kKeyTrackID = 'trID',
     kKeyRealTimeRecording = 'rtrc',
@@ -75,6 +94,7 @@ enum {
     kTypeESDS = 'esds',
     kTypeAVCC = 'avcc',
     kTypeHVCC = 'hvcc',
+    kTypeD263 = 'd263',
 };
 
 // Items under numeric keys, with value semantics. Not locked.
@@ -120,7 +140,8 @@ class MetaDataBase {
     // Any type.
     bool findData(uint32_t key, uint32_t* type, const void** data, size_t* size) const;
 
-    // For people, one item behind the other.
+    // For people and field tools: the items from the highest key on, one behind the other, or each
+    // as a line of the log.
     String8 toString() const;
     void dumpToLog() const;
 
@@ -130,6 +151,7 @@ class MetaDataBase {
         std::string bytes;
     };
 
+    String8 itemText(const Item& item) const;
     template <typename T>
     bool setValue(uint32_t key, uint32_t type, const T& value);
     template <typename T>

@@ -20,14 +20,13 @@ struct AString {
     AString(const char* s, size_t size);
     AString(const String8& from);  // implicit by design
     AString(const AString& from);
-    AString(AString&& from) noexcept;
     AString(const AString& from, size_t offset, size_t n);
     ~AString();
 
     AString& operator=(const AString& from);
-    AString& operator=(AString&& from) noexcept;
     void setTo(const char* s);
     void setTo(const char* s, size_t size);
+    // Not of the string itself, which is fatal.
     void setTo(const AString& from, size_t offset, size_t n);
 
     size_t size() const { return mString.size(); }
@@ -37,6 +36,7 @@ struct AString {
 
     // Removes white space at both ends.
     void trim();
+    // From inside the string, also when nothing is erased.
     void erase(size_t start, size_t n);
 
     // Numbers in decimal, floating point with six digits, pointers in hexadecimal.
@@ -58,9 +58,11 @@ struct AString {
     void insert(const AString& from, size_t insertionPos);
     void insert(const char* from, size_t size, size_t insertionPos);
 
-    // Index of the first occurrence at or after `start`, or -1.
+    // Index of the first occurrence at or after `start`, or -1. What lies behind a NUL is not
+    // found.
     ssize_t find(const char* substring, size_t start = 0) const;
 
+    // The characters as digits to the base 31.
     size_t hash() const;
 
     bool operator==(const AString& other) const;
