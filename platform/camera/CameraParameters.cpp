@@ -31,14 +31,12 @@ const char CameraParameters::PIXEL_FORMAT_ANDROID_OPAQUE[] = "android-opaque";
 
 namespace {
 
-// "WxH"; null when the text does not begin so, else what follows.
+// "WxH", where no digits are 0; null without "x" behind the width, else what follows.
 const char* parseSize(const char* text, Size* size) {
     char* end = nullptr;
     const long width = strtol(text, &end, 10);
-    if (end == text || *end != 'x') return nullptr;
-    const char* const second = end + 1;
-    const long height = strtol(second, &end, 10);
-    if (end == second) return nullptr;
+    if (*end != 'x') return nullptr;
+    const long height = strtol(end + 1, &end, 10);
     *size = Size(static_cast<int>(width), static_cast<int>(height));
     return end;
 }
@@ -75,6 +73,7 @@ void CameraParameters::unflatten(const String8& params) {
 }
 
 void CameraParameters::set(const char* key, const char* value) {
+    if (key == nullptr || value == nullptr) return;
     if (strpbrk(key, "=;") != nullptr || strpbrk(value, "=;") != nullptr) {
         ALOGE("'%s' cannot be set to '%s': separators are not allowed", key, value);
         return;
@@ -148,12 +147,12 @@ void CameraParameters::getSizes(const char* key, Vector<Size>* sizes) const {
     while (text != nullptr) {
         Size size;
         text = parseSize(text, &size);
-        if (text == nullptr) {
+        if (text == nullptr || (*text != ',' && *text != '\0')) {
             ALOGE("'%s' is not a list of sizes: '%s'", key, get(key));
             return;
         }
         sizes->push(size);
-        if (*text != ',') return;
+        if (*text == '\0') return;
         ++text;
     }
 }

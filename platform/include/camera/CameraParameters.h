@@ -22,14 +22,14 @@ struct Size {
 class CameraParameters {
   public:
     CameraParameters() = default;
-    explicit CameraParameters(const String8& params) { unflatten(params); }
+    CameraParameters(const String8& params) { unflatten(params); }
 
     // Keys in sorted order, without a semicolon at the end.
     String8 flatten() const;
     // Replaces everything; what has no "=" is left out.
     void unflatten(const String8& params);
 
-    // A key or value with "=" or ";" in it changes nothing.
+    // A key or value that is null or has "=" or ";" in it changes nothing.
     void set(const char* key, const char* value);
     void set(const char* key, int value);
     void setFloat(const char* key, float value);
@@ -40,8 +40,8 @@ class CameraParameters {
     float getFloat(const char* key) const;
     void remove(const char* key);
 
-    // Sizes in pixels; -1 x -1 when absent. The lists are appended to `sizes`, up to the first
-    // thing that is not a size.
+    // Sizes in pixels; -1 x -1 when absent or without "x", 0 where a number is missing. The lists
+    // are appended to `sizes`, up to the first entry that is not a size and nothing else.
     void setPreviewSize(int width, int height);
     void getPreviewSize(int* width, int* height) const;
     void getSupportedPreviewSizes(Vector<Size>& sizes) const;
