@@ -5,6 +5,8 @@
 
 #include <string.h>
 
+#include "container/NalBitReader.h"
+
 namespace android {
 
 namespace {
@@ -20,11 +22,6 @@ const uint8_t* findStartCode(const uint8_t* from, const uint8_t* end) {
     return end;
 }
 
-void append16(std::vector<uint8_t>* out, size_t value) {
-    out->push_back(static_cast<uint8_t>(value >> 8));
-    out->push_back(static_cast<uint8_t>(value));
-}
-
 bool hasChromaFields(int profile) {
     for (int known : {100, 110, 122, 244, 44, 83, 86, 118, 128, 138, 139, 134, 135}) {
         if (profile == known) return true;
@@ -32,57 +29,7 @@ bool hasChromaFields(int profile) {
     return false;
 }
 
-// Bits of a NAL unit, without the bytes that keep start codes out of it.
-class BitReader {
-  public:
-    explicit BitReader(const NalUnit& unit) {
-        mBytes.reserve(unit.size);
-        for (size_t i = 0; i < unit.size; ++i) {
-            const bool escape =
-                    i >= 2 && unit.data[i] == 3 && unit.data[i - 1] == 0 && unit.data[i - 2] == 0;
-            if (!escape) mBytes.push_back(unit.data[i]);
-        }
-    }
-
-    bool overrun() const { return mOverrun; }
-
-    uint32_t bits(int count) {
-        uint32_t value = 0;
-        while (count-- > 0)
-            value = value << 1 | bit();
-        return value;
-    }
-
-    // Exponential Golomb code.
-    uint32_t number() {
-        int zeros = 0;
-        while (zeros < 32 && !mOverrun && bit() == 0)
-            ++zeros;
-        return static_cast<uint32_t>((UINT64_C(1) << zeros) - 1 + bits(zeros));
-    }
-
-    int32_t signedNumber() {
-        const uint32_t code = number();
-        return code % 2 != 0 ? static_cast<int32_t>(code / 2 + 1) : -static_cast<int32_t>(code / 2);
-    }
-
-  private:
-    uint32_t bit() {
-        if (mPosition / 8 >= mBytes.size()) {
-            mOverrun = true;
-            return 0;
-        }
-        const uint32_t value = mBytes[mPosition / 8] >> (7 - mPosition % 8) & 1;
-        ++mPosition;
-        return value;
-    }
-
-    std::vector<uint8_t> mBytes;
-    size_t mPosition = 0;
-    bool mOverrun = false;
-};
-
-void skipScalingList(BitReader* reader, int size) {
+void skipScalingList(NalBitReader* reader, int size) {
     uint32_t last = 8;
     uint32_t next = 8;
     for (int i = 0; i < size && next != 0; ++i) {
@@ -91,7 +38,7 @@ void skipScalingList(BitReader* reader, int size) {
     }
 }
 
-bool readChromaFields(BitReader* reader, AvcSequence* sequence) {
+bool readChromaFields(NalBitReader* reader, AvcSequence* sequence) {
     constexpr uint32_t kMaxChromaFormat = 3;
     constexpr uint32_t kMaxExtraBits = 6;
     const uint32_t chromaFormat = reader->number();
@@ -114,7 +61,7 @@ bool readChromaFields(BitReader* reader, AvcSequence* sequence) {
     return true;
 }
 
-void skipPictureOrder(BitReader* reader) {
+void skipPictureOrder(NalBitReader* reader) {
     const uint32_t type = reader->number();
     if (type == 0) {
         reader->number();
@@ -128,7 +75,7 @@ void skipPictureOrder(BitReader* reader) {
     }
 }
 
-void skipPictureSize(BitReader* reader) {
+void skipPictureSize(NalBitReader* reader) {
     reader->number();                           // width
     reader->number();                           // height
     if (reader->bits(1) == 0) reader->bits(1);  // fields
@@ -139,7 +86,7 @@ void skipPictureSize(BitReader* reader) {
     }
 }
 
-void readAspect(BitReader* reader, AvcSequence* sequence) {
+void readAspect(NalBitReader* reader, AvcSequence* sequence) {
     constexpr struct {
         int width;
         int height;
@@ -173,6 +120,23 @@ std::vector<NalUnit> splitAnnexB(const uint8_t* data, size_t size) {
     return units;
 }
 
+void appendSized(const NalUnit& unit, std::vector<uint8_t>* record) {
+    record->push_back(static_cast<uint8_t>(unit.size >> 8));
+    record->push_back(static_cast<uint8_t>(unit.size));
+    record->insert(record->end(), unit.data, unit.data + unit.size);
+}
+
+bool takeSized(const uint8_t* record, size_t size, size_t* position, std::vector<uint8_t>* annexB) {
+    if (size - *position < 2) return false;
+    const size_t length = record[*position] << 8 | record[*position + 1];
+    *position += 2;
+    if (size - *position < length) return false;
+    annexB->insert(annexB->end(), {0, 0, 0, 1});
+    annexB->insert(annexB->end(), record + *position, record + *position + length);
+    *position += length;
+    return true;
+}
+
 std::vector<uint8_t> makeAvcConfiguration(const uint8_t* annexB, size_t size) {
     std::vector<NalUnit> sequences;
     std::vector<NalUnit> pictures;
@@ -188,15 +152,11 @@ std::vector<uint8_t> makeAvcConfiguration(const uint8_t* annexB, size_t size) {
     const uint8_t* const first = sequences[0].data;
     std::vector<uint8_t> record = {1, first[1], first[2], first[3], 0xFC | 3};
     record.push_back(static_cast<uint8_t>(0xE0 | sequences.size()));
-    for (const NalUnit& unit : sequences) {
-        append16(&record, unit.size);
-        record.insert(record.end(), unit.data, unit.data + unit.size);
-    }
+    for (const NalUnit& unit : sequences)
+        appendSized(unit, &record);
     record.push_back(static_cast<uint8_t>(pictures.size()));
-    for (const NalUnit& unit : pictures) {
-        append16(&record, unit.size);
-        record.insert(record.end(), unit.data, unit.data + unit.size);
-    }
+    for (const NalUnit& unit : pictures)
+        appendSized(unit, &record);
     AvcSequence sequence;
     if (hasChromaFields(first[1]) && parseAvcSequence(sequences[0], &sequence)) {
         record.push_back(static_cast<uint8_t>(0xFC | sequence.chromaFormat));
@@ -215,20 +175,14 @@ std::vector<uint8_t> annexBFromAvcConfiguration(const uint8_t* record, size_t si
     for (int mask : {0x1F, 0xFF}) {
         if (position >= size) return {};
         for (int count = record[position++] & mask; count > 0; --count) {
-            if (size - position < 2) return {};
-            const size_t length = record[position] << 8 | record[position + 1];
-            position += 2;
-            if (size - position < length) return {};
-            annexB.insert(annexB.end(), {0, 0, 0, 1});
-            annexB.insert(annexB.end(), record + position, record + position + length);
-            position += length;
+            if (!takeSized(record, size, &position, &annexB)) return {};
         }
     }
     return annexB;
 }
 
 bool parseAvcSequence(const NalUnit& unit, AvcSequence* sequence) {
-    BitReader reader(unit);
+    NalBitReader reader(unit);
     reader.bits(8);  // header
     const int profile = static_cast<int>(reader.bits(8));
     reader.bits(16);  // constraints, level

@@ -20,6 +20,11 @@ struct NalUnit {
     int type() const { return data[0] & 0x1F; }
 };
 
+// Records hold a unit behind its size in two bytes. Taking one appends it behind a start code;
+// false when the record ends too early.
+void appendSized(const NalUnit& unit, std::vector<uint8_t>* record);
+bool takeSized(const uint8_t* record, size_t size, size_t* position, std::vector<uint8_t>* annexB);
+
 constexpr int kNalTypeSequenceParameters = 7;
 constexpr int kNalTypePictureParameters = 8;
 

@@ -3,49 +3,36 @@
 
 #define LOG_TAG "Utils"
 
-#include <media/stagefright/MediaErrors.h>
 #include <media/stagefright/MetaData.h>
 #include <media/stagefright/Utils.h>
-#include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/AMessage.h>
-#include <media/stagefright/foundation/MediaDefs.h>
-#include <string.h>
 
-#include <vector>
-
-#include "container/AvcStream.h"
-#include "container/Esds.h"
+#include "container/CodecData.h"
+#include "container/ColorAspects.h"
 
 namespace android {
 
 namespace {
 
-struct KeyPair {
+struct NamedKey {
     const char* name;
     uint32_t key;
 };
-
-constexpr KeyPair kCommonInt32Keys[] = {
-        {"max-bitrate", kKeyMaxBitRate},
-        {"max-input-size", kKeyMaxInputSize},
-        {"track-id", kKeyTrackID},
+constexpr NamedKey kInt32Keys[] = {
+        {"max-bitrate", kKeyMaxBitRate}, {"max-input-size", kKeyMaxInputSize},
+        {"max-width", kKeyMaxWidth},     {"max-height", kKeyMaxHeight},
+        {"time-scale", kKeyTimeScale},   {"track-id", kKeyTrackID},
 };
-constexpr KeyPair kCommonInt64Keys[] = {
+constexpr NamedKey kInt64Keys[] = {
         {"durationUs", kKeyDuration},
+        {"target-time", kKeyTargetTime},
         {"timeUs", kKeyTime},
 };
-constexpr KeyPair kVideoInt32Keys[] = {
+constexpr NamedKey kVideoKeys[] = {
         {"color-format", kKeyColorFormat},
         {"rotation-degrees", kKeyRotation},
-        {"sar-width", kKeySARWidth},
-        {"sar-height", kKeySARHeight},
-        {"display-width", kKeyDisplayWidth},
-        {"display-height", kKeyDisplayHeight},
-        {"stride", kKeyStride},
-        {"slice-height", kKeySliceHeight},
-        {"i-frame-interval", kKeyIFramesInterval},
 };
-constexpr KeyPair kAudioInt32Keys[] = {
+constexpr NamedKey kAudioKeys[] = {
         {"bits-per-sample", kKeyBitsPerSample},
         {"channel-mask", kKeyChannelMask},
         {"encoder-delay", kKeyEncoderDelay},
@@ -54,37 +41,95 @@ constexpr KeyPair kAudioInt32Keys[] = {
         {"aac-profile", kKeyAACAOT},
         {"pcm-encoding", kKeyPcmEncoding},
 };
-constexpr KeyPair kCsdKeys[] = {
-        {"csd-0", kKeyOpaqueCSD0},
-        {"csd-1", kKeyOpaqueCSD1},
-        {"csd-2", kKeyOpaqueCSD2},
-};
-
-template <size_t N>
-void copyInt32(const KeyPair (&keys)[N], const sp<AMessage>& from, const sp<MetaData>& to) {
-    int32_t value = 0;
-    for (const KeyPair& pair : keys) {
-        if (from->findInt32(pair.name, &value)) to->setInt32(pair.key, value);
-    }
-}
-
-template <size_t N>
-void copyInt32(const KeyPair (&keys)[N], const MetaDataBase& from, const sp<AMessage>& to) {
-    int32_t value = 0;
-    for (const KeyPair& pair : keys) {
-        if (from.findInt32(pair.key, &value)) to->setInt32(pair.name, value);
-    }
-}
 
 // Both or none.
-bool copyPair(const char* firstName, uint32_t firstKey, const char* secondName, uint32_t secondKey,
-              const sp<AMessage>& from, const sp<MetaData>& to) {
+using NamedPair = NamedKey[2];
+constexpr NamedPair kSize = {{"width", kKeyWidth}, {"height", kKeyHeight}};
+constexpr NamedPair kSound = {{"channel-count", kKeyChannelCount}, {"sample-rate", kKeySampleRate}};
+constexpr NamedPair kSampleAspect = {{"sar-width", kKeySARWidth}, {"sar-height", kKeySARHeight}};
+constexpr NamedPair kDisplaySize = {{"display-width", kKeyDisplayWidth},
+                                    {"display-height", kKeyDisplayHeight}};
+
+bool find(const sp<AMessage>& from, const NamedKey& key, int32_t* value) {
+    return from->findInt32(key.name, value);
+}
+bool find(const sp<AMessage>& from, const NamedKey& key, int64_t* value) {
+    return from->findInt64(key.name, value);
+}
+bool find(const MetaDataBase* from, const NamedKey& key, int32_t* value) {
+    return from->findInt32(key.key, value);
+}
+bool find(const MetaDataBase* from, const NamedKey& key, int64_t* value) {
+    return from->findInt64(key.key, value);
+}
+void set(const sp<AMessage>& to, const NamedKey& key, int32_t value) {
+    to->setInt32(key.name, value);
+}
+void set(const sp<AMessage>& to, const NamedKey& key, int64_t value) {
+    to->setInt64(key.name, value);
+}
+void set(const sp<MetaData>& to, const NamedKey& key, int32_t value) {
+    to->setInt32(key.key, value);
+}
+void set(const sp<MetaData>& to, const NamedKey& key, int64_t value) {
+    to->setInt64(key.key, value);
+}
+
+// The following work in both directions.
+
+template <typename Value, size_t N, typename From, typename To>
+void copy(const NamedKey (&keys)[N], const From& from, const To& to) {
+    Value value = 0;
+    for (const NamedKey& key : keys) {
+        if (find(from, key, &value)) set(to, key, value);
+    }
+}
+
+template <typename From, typename To>
+bool copyPair(const NamedPair& pair, const From& from, const To& to) {
     int32_t first = 0;
     int32_t second = 0;
-    if (!from->findInt32(firstName, &first) || !from->findInt32(secondName, &second)) return false;
-    to->setInt32(firstKey, first);
-    to->setInt32(secondKey, second);
+    if (!find(from, pair[0], &first) || !find(from, pair[1], &second)) return false;
+    set(to, pair[0], first);
+    set(to, pair[1], second);
     return true;
+}
+
+template <typename From, typename To>
+void copyCommon(const From& from, const To& to) {
+    constexpr NamedKey kBitRate = {"bitrate", kKeyBitRate};
+    constexpr NamedKey kSync = {"is-sync-frame", kKeyIsSyncFrame};
+    copy<int32_t>(kInt32Keys, from, to);
+    copy<int64_t>(kInt64Keys, from, to);
+    int32_t value = 0;
+    if (find(from, kBitRate, &value) && value > 0) set(to, kBitRate, value);
+    if (find(from, kSync, &value) && value != 0) set(to, kSync, 1);
+}
+
+// False without a size.
+template <typename From, typename To>
+bool copyVideo(const From& from, const To& to) {
+    if (!copyPair(kSize, from, to)) return false;
+    copyPair(kSampleAspect, from, to);
+    copyPair(kDisplaySize, from, to);
+    copy<int32_t>(kVideoKeys, from, to);
+    return true;
+}
+
+// False without channels or rate.
+template <typename From, typename To>
+bool copyAudio(const From& from, const To& to) {
+    if (!copyPair(kSound, from, to)) return false;
+    copy<int32_t>(kAudioKeys, from, to);
+    return true;
+}
+
+bool isVideo(const AString& mime) {
+    return mime.startsWithIgnoreCase("video/") || mime.startsWithIgnoreCase("image/");
+}
+
+bool isAudio(const AString& mime) {
+    return mime.startsWithIgnoreCase("audio/");
 }
 
 void convertFrameRate(const sp<AMessage>& from, const sp<MetaData>& to) {
@@ -92,53 +137,19 @@ void convertFrameRate(const sp<AMessage>& from, const sp<MetaData>& to) {
     float exactRate = 0;
     if (from->findInt32("frame-rate", &rate) && rate > 0) {
         to->setInt32(kKeyFrameRate, rate);
-    } else if (from->findFloat("frame-rate", &exactRate) && exactRate >= 1) {
+    } else if (from->findFloat("frame-rate", &exactRate) && exactRate >= 1 &&
+               exactRate < static_cast<float>(INT32_MAX)) {
         to->setInt32(kKeyFrameRate, static_cast<int32_t>(exactRate));
     }
+    if (from->findFloat("capture-rate", &exactRate)) to->setFloat(kKeyCaptureFramerate, exactRate);
 }
 
-void convertCommon(const sp<AMessage>& from, const sp<MetaData>& to) {
-    copyInt32(kCommonInt32Keys, from, to);
-    int64_t time = 0;
-    for (const KeyPair& pair : kCommonInt64Keys) {
-        if (from->findInt64(pair.name, &time)) to->setInt64(pair.key, time);
-    }
-    int32_t bitRate = 0;
-    if (from->findInt32("bitrate", &bitRate) && bitRate > 0) to->setInt32(kKeyBitRate, bitRate);
-    AString language;
-    if (from->findString("language", &language))
-        to->setCString(kKeyMediaLanguage, language.c_str());
-    convertFrameRate(from, to);
-}
-
-void convertVideo(const sp<AMessage>& from, const sp<MetaData>& to) {
-    copyInt32(kVideoInt32Keys, from, to);
-    int32_t left, top, right, bottom;
-    if (from->findRect("crop", &left, &top, &right, &bottom)) {
-        to->setRect(kKeyCropRect, left, top, right, bottom);
-    }
-}
-
-void convertCodecData(const AString& mime, const sp<AMessage>& from, const sp<MetaData>& to) {
-    sp<ABuffer> csd;
-    for (const KeyPair& pair : kCsdKeys) {
-        if (from->findBuffer(pair.name, &csd) && csd != nullptr) {
-            to->setData(pair.key, MetaDataBase::TYPE_NONE, csd->data(), csd->size());
-        }
-    }
-    sp<ABuffer> csd0;
-    if (!from->findBuffer("csd-0", &csd0) || csd0 == nullptr) return;
-    if (mime == MEDIA_MIMETYPE_AUDIO_AAC) {
-        const std::vector<uint8_t> esds = makeEsds(csd0->data(), csd0->size());
-        to->setData(kKeyESDS, kTypeESDS, esds.data(), esds.size());
-    } else if (mime == MEDIA_MIMETYPE_VIDEO_AVC) {
-        sp<ABuffer> csd1;
-        if (!from->findBuffer("csd-1", &csd1) || csd1 == nullptr) return;
-        std::vector<uint8_t> sets(csd0->data(), csd0->data() + csd0->size());
-        sets.insert(sets.end(), csd1->data(), csd1->data() + csd1->size());
-        const std::vector<uint8_t> record = makeAvcConfiguration(sets.data(), sets.size());
-        if (!record.empty()) to->setData(kKeyAVCC, kTypeAVCC, record.data(), record.size());
-    }
+void convertFrameRate(const MetaDataBase& from, const sp<AMessage>& to) {
+    int32_t rate = 0;
+    float captureRate = 0;
+    if (from.findInt32(kKeyFrameRate, &rate) && rate > 0) to->setInt32("frame-rate", rate);
+    if (from.findFloat(kKeyCaptureFramerate, &captureRate))
+        to->setFloat("capture-rate", captureRate);
 }
 
 }  // namespace
@@ -147,18 +158,21 @@ status_t convertMessageToMetaData(const sp<AMessage>& format, sp<MetaData>& meta
     AString mime;
     if (!format->findString("mime", &mime)) return BAD_VALUE;
     meta->setCString(kKeyMIMEType, mime.c_str());
-    convertCommon(format, meta);
-    if (mime.startsWithIgnoreCase("video/") || mime.startsWithIgnoreCase("image/")) {
-        if (!copyPair("width", kKeyWidth, "height", kKeyHeight, format, meta)) return BAD_VALUE;
-        convertVideo(format, meta);
-    } else if (mime.startsWithIgnoreCase("audio/")) {
-        if (!copyPair("channel-count", kKeyChannelCount, "sample-rate", kKeySampleRate, format,
-                      meta)) {
-            return BAD_VALUE;
-        }
-        copyInt32(kAudioInt32Keys, format, meta);
+    copyCommon(format, meta);
+    AString language;
+    if (format->findString("language", &language))
+        meta->setCString(kKeyMediaLanguage, language.c_str());
+    if (isVideo(mime)) {
+        if (!copyVideo(format, meta)) return BAD_VALUE;
+        int32_t left, top, right, bottom;
+        if (format->findRect("crop", &left, &top, &right, &bottom))
+            meta->setRect(kKeyCropRect, left, top, right, bottom);
+        convertColors(format, meta);
+    } else if (isAudio(mime)) {
+        if (!copyAudio(format, meta)) return BAD_VALUE;
     }
-    convertCodecData(mime, format, meta);
+    convertFrameRate(format, meta);
+    convertCodecData(mime.c_str(), format, meta);
     return OK;
 }
 
@@ -167,41 +181,27 @@ status_t convertMetaDataToMessage(const sp<MetaData>& meta, sp<AMessage>* format
 }
 
 status_t convertMetaDataToMessage(const MetaDataBase* meta, sp<AMessage>* format) {
-    constexpr KeyPair kPlainInt32Keys[] = {
-            {"width", kKeyWidth},
-            {"height", kKeyHeight},
-            {"channel-count", kKeyChannelCount},
-            {"sample-rate", kKeySampleRate},
-            {"bitrate", kKeyBitRate},
-            {"frame-rate", kKeyFrameRate},
-    };
+    format->clear();
     const char* text = nullptr;
     if (meta == nullptr || !meta->findCString(kKeyMIMEType, &text)) return BAD_VALUE;
+    const AString mime(text);
     sp<AMessage> message = new AMessage;
-    message->setString("mime", text);
+    message->setString("mime", mime);
+    copyCommon(meta, message);
     if (meta->findCString(kKeyMediaLanguage, &text)) message->setString("language", text);
-    copyInt32(kPlainInt32Keys, *meta, message);
-    copyInt32(kCommonInt32Keys, *meta, message);
-    copyInt32(kVideoInt32Keys, *meta, message);
-    copyInt32(kAudioInt32Keys, *meta, message);
-    int64_t time = 0;
-    for (const KeyPair& pair : kCommonInt64Keys) {
-        if (meta->findInt64(pair.key, &time)) message->setInt64(pair.name, time);
+    if (isVideo(mime)) {
+        if (!copyVideo(meta, message)) return BAD_VALUE;
+        int32_t left, top, right, bottom;
+        if (meta->findRect(kKeyCropRect, &left, &top, &right, &bottom))
+            message->setRect("crop", left, top, right, bottom);
+        convertColors(*meta, message);
+    } else if (isAudio(mime)) {
+        if (!copyAudio(meta, message)) return BAD_VALUE;
     }
-    int32_t left, top, right, bottom;
-    if (meta->findRect(kKeyCropRect, &left, &top, &right, &bottom)) {
-        message->setRect("crop", left, top, right, bottom);
-    }
-    for (const KeyPair& pair : kCsdKeys) {
-        uint32_t type = 0;
-        const void* data = nullptr;
-        size_t size = 0;
-        if (meta->findData(pair.key, &type, &data, &size)) {
-            message->setBuffer(pair.name, ABuffer::CreateAsCopy(data, size));
-        }
-    }
-    *format = message;
-    return OK;
+    convertFrameRate(*meta, message);
+    const status_t err = convertCodecData(mime.c_str(), *meta, message);
+    if (err == OK) *format = message;
+    return err;
 }
 
 }  // namespace android

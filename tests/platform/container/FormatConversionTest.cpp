@@ -3,18 +3,14 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <media/stagefright/MetaData.h>
-#include <media/stagefright/Utils.h>
-#include <media/stagefright/foundation/ABuffer.h>
-#include <media/stagefright/foundation/AMessage.h>
-#include <media/stagefright/foundation/MediaDefs.h>
 
-#include <optional>
+#include <algorithm>
 #include <random>
 #include <vector>
 
 #include "container/AvcStream.h"
 #include "container/Esds.h"
+#include "container/HevcStream.h"
 #include "support/MediaReader.h"
 #include "support/TestClips.h"
 
@@ -24,77 +20,20 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 using testing::ElementsAreArray;
 
-sp<AMessage> format(const char* mime) {
-    sp<AMessage> message = new AMessage;
-    message->setString("mime", mime);
-    return message;
-}
-
-std::optional<int32_t> int32Of(const sp<MetaData>& meta, uint32_t key) {
-    int32_t value = 0;
-    return meta->findInt32(key, &value) ? std::optional<int32_t>(value) : std::nullopt;
-}
-
-TEST(FormatConversionTest, SoundConfigurationIsWrappedInADescriptor) {
-    sp<AMessage> message = format(MEDIA_MIMETYPE_AUDIO_AAC);
-    message->setInt32("channel-count", 2);
-    message->setInt32("sample-rate", 48000);
-    message->setBuffer("csd-0", ABuffer::CreateAsCopy("\x11\x90", 2));
-    sp<MetaData> meta = new MetaData;
-    EXPECT_EQ(convertMessageToMetaData(message, meta), OK);
-    uint32_t type = 0;
-    const void* data = nullptr;
-    size_t size = 0;
-    ASSERT_TRUE(meta->findData(kKeyESDS, &type, &data, &size));
-    const auto* bytes = static_cast<const uint8_t*>(data);
-    const Bytes esds(bytes, bytes + size);
+TEST(EsdsTest, HoldsAConfigurationHoweverTheLengthsAreWritten) {
+    const Bytes esds = makeEsds(Bytes{0x11, 0x90}.data(), 2);
     ASSERT_EQ(esds.size(), 33u);
-    EXPECT_THAT(Bytes(esds.begin(), esds.begin() + 15),
-                ElementsAreArray(
-                        {3, 0x80, 0x80, 0x80, 28, 0, 0, 0, 4, 0x80, 0x80, 0x80, 20, 0x40, 0x15}));
-    EXPECT_THAT(Bytes(esds.begin() + 26, esds.end()),
-                ElementsAreArray({5, 0x80, 0x80, 0x80, 2, 0x11, 0x90}));
     EXPECT_THAT(configurationFromEsds(esds.data(), esds.size()), ElementsAreArray({0x11, 0x90}));
     for (size_t part = 0; part < esds.size(); ++part)
         EXPECT_TRUE(configurationFromEsds(esds.data(), part).empty()) << part;
     // Lengths of one byte and the optional fields, as files have them.
     const Bytes file = {3, 0x1A, 0, 1, 0xE0, 9, 9, 1, 'u', 8, 8, 4, 0x14, 0x40, 0x15,
-                        0, 0,    0, 0, 0,    0, 0, 0, 0,   0, 0, 5, 2,    0x12, 0x10};
-    EXPECT_THAT(configurationFromEsds(file.data(), file.size()), ElementsAreArray({0x12, 0x10}));
-}
-
-TEST(FormatConversionTest, ConvertsBothWaysAndSaysWhatIsMissing) {
-    sp<AMessage> message = format(MEDIA_MIMETYPE_VIDEO_AVC);
-    message->setInt32("width", 1920);
-    message->setInt32("height", 1080);
-    message->setInt32("bitrate", 0);
-    message->setFloat("frame-rate", 29.97f);
-    message->setRect("crop", 0, 0, 1919, 1079);
-    message->setInt32("unknown", 1);
-    message->setBuffer("csd-0", ABuffer::CreateAsCopy("\0\0\0\1\x67\x42\xC0\x1E", 8));
-    sp<MetaData> meta = new MetaData;
-    ASSERT_EQ(convertMessageToMetaData(message, meta), OK);
-    EXPECT_EQ(int32Of(meta, kKeyWidth), 1920);
-    EXPECT_EQ(int32Of(meta, kKeyFrameRate), 29);
-    EXPECT_EQ(int32Of(meta, kKeyBitRate), std::nullopt);
-    EXPECT_FALSE(meta->hasData(kKeyAVCC)) << "one of two parameter sets alone makes none";
-
-    sp<AMessage> back;
-    ASSERT_EQ(convertMetaDataToMessage(meta, &back), OK);
-    for (const char* lost : {"bitrate", "unknown"})
-        EXPECT_FALSE(back->contains(lost));
-    int32_t rate = 0;
-    EXPECT_TRUE(back->findInt32("frame-rate", &rate));
-    EXPECT_EQ(rate, 29);
-    int32_t left, top, right, bottom;
-    EXPECT_TRUE(back->findRect("crop", &left, &top, &right, &bottom));
-    EXPECT_EQ(bottom, 1079);
-
-    sp<MetaData> none = new MetaData;
-    EXPECT_EQ(convertMessageToMetaData(new AMessage, none), BAD_VALUE);
-    EXPECT_EQ(convertMessageToMetaData(format("video/avc"), none), BAD_VALUE);
-    EXPECT_EQ(convertMessageToMetaData(format("audio/mp4a-latm"), none), BAD_VALUE);
-    EXPECT_EQ(convertMetaDataToMessage(sp<MetaData>(new MetaData), &back), BAD_VALUE);
+                        0, 0,    0, 0, 0,    0, 0, 0, 0,   2, 0, 5, 2,    0x12, 0x10};
+    EsdsBitRates rates;
+    EXPECT_THAT(configurationFromEsds(file.data(), file.size(), &rates),
+                ElementsAreArray({0x12, 0x10}));
+    EXPECT_EQ(rates.maximum, 0u);
+    EXPECT_EQ(rates.average, 512u);
 }
 
 TEST(AvcStreamTest, SplitsAtStartCodesOfBothLengths) {
@@ -125,11 +64,35 @@ TEST(AvcStreamTest, RebuildsTheRecordOfAFile) {
     }
 }
 
+// The record that another encoder's muxer wrote; what it knows beyond the parameter sets is left
+// out.
+TEST(HevcStreamTest, RebuildsTheRecordOfAFile) {
+    oxa::test::MediaReader reader(oxa::test::mediaPath("bunny_480p_hevc.mp4"));
+    ASSERT_TRUE(reader.ok());
+    const AVCodecParameters* parameters =
+            reader.format()->streams[reader.findStream(AVMEDIA_TYPE_VIDEO)]->codecpar;
+    const Bytes record(parameters->extradata, parameters->extradata + parameters->extradata_size);
+    const Bytes annexB = annexBFromHevcConfiguration(record.data(), record.size());
+    const Bytes made = makeHevcConfiguration(annexB.data(), annexB.size());
+    ASSERT_GE(made.size(), 23u);
+    EXPECT_THAT(Bytes(made.begin(), made.begin() + 13),
+                ElementsAreArray(record.begin(), record.begin() + 13));
+    EXPECT_THAT(Bytes(made.begin() + 16, made.begin() + 21),
+                ElementsAreArray(record.begin() + 16, record.begin() + 21));
+    EXPECT_EQ(annexBFromHevcConfiguration(made.data(), made.size()), annexB);
+    for (size_t size = 0; size < record.size(); ++size) {
+        EXPECT_TRUE(annexBFromHevcConfiguration(record.data(), size).empty()) << size;
+        EXPECT_LE(makeHevcConfiguration(annexB.data(), std::min(size, annexB.size())).size(),
+                  made.size());
+    }
+}
+
 // What a file says reaches the parser unchecked: nothing may overflow or run on (sanitizers tell).
 TEST(AvcStreamTest, AnyBytesAreSurvived) {
     std::mt19937 random(1);
     AvcSequence sequence;
     int accepted = 0;
+    int records = 0;
     for (int round = 0; round < 5000; ++round) {
         Bytes unit = {0x67, 100, 0, 30};
         const size_t size = 4 + random() % 40;
@@ -137,10 +100,16 @@ TEST(AvcStreamTest, AnyBytesAreSurvived) {
             unit.push_back(static_cast<uint8_t>(random() & random()));
         accepted += parseAvcSequence({unit.data(), unit.size()}, &sequence) ? 1 : 0;
         annexBFromAvcConfiguration(unit.data() + 1, unit.size() - 1);
+        annexBFromHevcConfiguration(unit.data(), unit.size());
+        Bytes sets = {0, 0, 1, 0x40, 1, 0, 0, 1, 0x44, 1, 0, 0, 1, 0x42};
+        sets.insert(sets.end(), unit.begin(), unit.end());
+        records += makeHevcConfiguration(sets.data(), sets.size()).empty() ? 0 : 1;
         configurationFromEsds(unit.data() + 1, unit.size() - 1);
     }
     EXPECT_GT(accepted, 0);
     EXPECT_LT(accepted, 5000);
+    EXPECT_GT(records, 0);
+    EXPECT_LT(records, 5000);
     EXPECT_LE(sequence.lumaBits, 14);
 }
 

@@ -17,7 +17,9 @@ class MetaDataBase;
 // "channel-count" and "sample-rate" of audio); what was converted until then stays.
 status_t convertMessageToMetaData(const sp<AMessage>& format, sp<MetaData>& meta);
 
-// The other way, into a new message. BAD_VALUE without a MIME type.
+// The other way, into a new message, with "profile" and "level" where the decoder configuration
+// tells them. BAD_VALUE, and a null message, when one of the same is missing or the configuration
+// cannot be read.
 status_t convertMetaDataToMessage(const sp<MetaData>& meta, sp<AMessage>* format);
 status_t convertMetaDataToMessage(const MetaDataBase* meta, sp<AMessage>* format);
 
