@@ -15,8 +15,8 @@ namespace android {
 
 // ---- CameraBase
 
-template <typename TCam>
-void CameraBase<TCam>::disconnect() {
+template <typename TCam, typename TCamTraits>
+void CameraBase<TCam, TCamTraits>::disconnect() {
     sp<hardware::ICamera> dropped;
     {
         Mutex::Autolock lock(mLock);
@@ -26,21 +26,28 @@ void CameraBase<TCam>::disconnect() {
     if (dropped != nullptr) dropped->disconnect();
 }
 
-template <typename TCam>
-int CameraBase<TCam>::getNumberOfCameras() {
+template <typename TCam, typename TCamTraits>
+int CameraBase<TCam, TCamTraits>::getNumberOfCameras() {
     const auto cameras = CameraRegistry::instance().list();
     return cameras.empty() ? 0 : cameras.back()->number() + 1;
 }
 
-template <typename TCam>
-status_t CameraBase<TCam>::getCameraInfo(int cameraId, hardware::CameraInfo* info) {
+template <typename TCam, typename TCamTraits>
+status_t CameraBase<TCam, TCamTraits>::getCameraInfo(int cameraId, hardware::CameraInfo* info) {
     *info = hardware::CameraInfo();
     return CameraRegistry::instance().find(cameraId) == nullptr ? BAD_VALUE : OK;
 }
 
-template <typename TCam>
-sp<hardware::ICamera> CameraBase<TCam>::remote() {
-    return camera();
+template <typename TCam, typename TCamTraits>
+auto CameraBase<TCam, TCamTraits>::remote() -> sp<TCamUser> {
+    Mutex::Autolock lock(mLock);
+    return mCamera;
+}
+
+template <typename TCam, typename TCamTraits>
+void CameraBase<TCam, TCamTraits>::setListener(const sp<TCamListener>& listener) {
+    Mutex::Autolock lock(mLock);
+    mListener = listener;
 }
 
 template class CameraBase<Camera>;
@@ -89,6 +96,11 @@ sp<Camera> Camera::connect(int cameraId, const String16& /*clientPackageName*/, 
         return nullptr;
     }
     return create(CameraDevice::open(registered));
+}
+
+sp<hardware::ICamera> Camera::camera() const {
+    Mutex::Autolock lock(mLock);
+    return mCamera;
 }
 
 status_t Camera::reconnect() {
@@ -201,11 +213,6 @@ status_t Camera::cancelAutoFocus() {
 }
 
 // ---- Callbacks
-
-void Camera::setListener(const sp<CameraListener>& listener) {
-    Mutex::Autolock lock(mLock);
-    mListener = listener;
-}
 
 sp<CameraListener> Camera::listener() const {
     Mutex::Autolock lock(mLock);

@@ -5,10 +5,12 @@
 
 #include "camera/CameraOutput.h"
 
+#include "graphics/LocalBufferProducer.h"
+
 namespace android {
 
 sp<CameraOutput> CameraOutput::connect(const sp<IGraphicBufferProducer>& target, status_t* status) {
-    const sp<CameraOutput> output = new CameraOutput(target->pictureQueue());
+    const sp<CameraOutput> output = new CameraOutput(LocalBufferProducer::queueOf(target));
     *status = output->mQueue->connect(output);
     output->mConnected = *status == OK;
     return *status == OK ? output : nullptr;

@@ -20,6 +20,7 @@
 #include "codec/AvPicture.h"
 #include "container/AvLog.h"
 #include "container/MediaLimits.h"
+#include "graphics/LocalBufferProducer.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>
@@ -193,7 +194,8 @@ void AvVideoDecoder::readTunnel(const sp<AMessage>& format, const sp<Surface>& s
 
 status_t AvVideoDecoder::connect(const sp<Surface>& surface) {
     if (!Surface::isValid(surface)) return BAD_VALUE;
-    const sp<PictureQueue> queue = surface->getIGraphicBufferProducer()->pictureQueue();
+    const sp<PictureQueue> queue =
+            LocalBufferProducer::queueOf(surface->getIGraphicBufferProducer());
     const sp<SurfaceListener> listener = new SurfaceListener(this);
     const status_t err = queue->connect(listener);
     if (err != OK) return err;

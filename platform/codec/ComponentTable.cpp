@@ -37,7 +37,7 @@ std::deque<ComponentRow> gRows = {
         {"video/mp4v-es", kDecoder, createAvVideoDecoder},
         {"video/mpeg2", kDecoder, createAvVideoDecoder},
         {"video/3gpp", kDecoder, createAvVideoDecoder},
-        {"video/mjpeg", kDecoder, createAvVideoDecoder},
+        {"video/x-motion-jpeg", kDecoder, createAvVideoDecoder},
         {"video/*", kDecoder, createAvVideoDecoder},
         {"audio/mp4a-latm", kEncoder, createAac},
         {"audio/mp4a-latm", kDecoder, createAvAudioDecoder},

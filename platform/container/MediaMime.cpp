@@ -13,6 +13,11 @@ namespace android {
 
 namespace {
 
+// Types that Android 11 has no name for.
+constexpr const char* kMimeTypeVideoTheora = "video/theora";
+constexpr const char* kMimeTypeAudioDts = "audio/vnd.dts";
+constexpr const char* kMimeTypeAudioTrueHd = "audio/vnd.dolby.mlp";
+
 const char* knownMime(AVCodecID codec) {
     switch (codec) {
         case AV_CODEC_ID_H264:
@@ -35,7 +40,7 @@ const char* knownMime(AVCodecID codec) {
         case AV_CODEC_ID_MJPEG:
             return MEDIA_MIMETYPE_VIDEO_MJPEG;
         case AV_CODEC_ID_THEORA:
-            return MEDIA_MIMETYPE_VIDEO_THEORA;
+            return kMimeTypeVideoTheora;
         case AV_CODEC_ID_RAWVIDEO:
             return MEDIA_MIMETYPE_VIDEO_RAW;
         case AV_CODEC_ID_AAC:
@@ -63,9 +68,9 @@ const char* knownMime(AVCodecID codec) {
         case AV_CODEC_ID_EAC3:
             return MEDIA_MIMETYPE_AUDIO_EAC3;
         case AV_CODEC_ID_DTS:
-            return MEDIA_MIMETYPE_AUDIO_DTS;
+            return kMimeTypeAudioDts;
         case AV_CODEC_ID_TRUEHD:
-            return MEDIA_MIMETYPE_AUDIO_TRUEHD;
+            return kMimeTypeAudioTrueHd;
         case AV_CODEC_ID_GSM_MS:
             return MEDIA_MIMETYPE_AUDIO_MSGSM;
         case AV_CODEC_ID_PCM_ALAW:

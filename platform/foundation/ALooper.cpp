@@ -7,7 +7,6 @@
 
 #include <media/stagefright/foundation/ADebug.h>
 #include <media/stagefright/foundation/AHandler.h>
-#include <media/stagefright/foundation/ALooperRoster.h>
 #include <media/stagefright/foundation/AMessage.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -22,6 +21,7 @@
 #include <thread>
 #include <utility>
 
+#include "foundation/LooperRoster.h"
 #include "foundation/TimerSlack.h"
 
 namespace android {

@@ -3,7 +3,7 @@
 
 #define LOG_TAG "ALooperRoster"
 
-#include <media/stagefright/foundation/ALooperRoster.h>
+#include "foundation/LooperRoster.h"
 
 #include <media/stagefright/foundation/ADebug.h>
 #include <media/stagefright/foundation/AHandler.h>

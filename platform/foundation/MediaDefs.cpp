@@ -18,10 +18,7 @@ const char* MEDIA_MIMETYPE_VIDEO_MPEG2 = "video/mpeg2";
 const char* MEDIA_MIMETYPE_VIDEO_RAW = "video/raw";
 const char* MEDIA_MIMETYPE_VIDEO_DOLBY_VISION = "video/dolby-vision";
 const char* MEDIA_MIMETYPE_VIDEO_DIVX = "video/divx";
-const char* MEDIA_MIMETYPE_VIDEO_MJPEG = "video/mjpeg";
-const char* MEDIA_MIMETYPE_VIDEO_THEORA = "video/theora";
-const char* MEDIA_MIMETYPE_VIDEO_VC1 = "video/wvc1";
-const char* MEDIA_MIMETYPE_VIDEO_WMV = "video/x-ms-wmv";
+const char* MEDIA_MIMETYPE_VIDEO_MJPEG = "video/x-motion-jpeg";
 
 const char* MEDIA_MIMETYPE_AUDIO_AMR_NB = "audio/3gpp";
 const char* MEDIA_MIMETYPE_AUDIO_AMR_WB = "audio/amr-wb";
@@ -47,12 +44,10 @@ const char* MEDIA_MIMETYPE_AUDIO_ALAC = "audio/alac";
 const char* MEDIA_MIMETYPE_AUDIO_WMA = "audio/x-ms-wma";
 const char* MEDIA_MIMETYPE_AUDIO_MS_ADPCM = "audio/x-adpcm-ms";
 const char* MEDIA_MIMETYPE_AUDIO_DVI_IMA_ADPCM = "audio/x-adpcm-dvi-ima";
-const char* MEDIA_MIMETYPE_AUDIO_DTS = "audio/vnd.dts";
-const char* MEDIA_MIMETYPE_AUDIO_TRUEHD = "audio/vnd.dolby.mlp";
 
 const char* MEDIA_MIMETYPE_CONTAINER_MPEG4 = "video/mp4";
 const char* MEDIA_MIMETYPE_CONTAINER_WAV = "audio/x-wav";
-const char* MEDIA_MIMETYPE_CONTAINER_OGG = "application/ogg";
+const char* MEDIA_MIMETYPE_CONTAINER_OGG = "audio/ogg";
 const char* MEDIA_MIMETYPE_CONTAINER_MATROSKA = "video/x-matroska";
 const char* MEDIA_MIMETYPE_CONTAINER_MPEG2TS = "video/mp2ts";
 const char* MEDIA_MIMETYPE_CONTAINER_AVI = "video/avi";

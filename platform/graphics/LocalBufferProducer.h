@@ -15,9 +15,14 @@ class LocalBufferProducer : public BnInterface<IGraphicBufferProducer> {
     // `queue` must not be null.
     explicit LocalBufferProducer(const sp<PictureQueue>& queue) : mQueue(queue) {}
 
-    sp<PictureQueue> pictureQueue() const override { return mQueue; }
+    // Where a producer's pictures go. Never null.
+    static sp<PictureQueue> queueOf(const sp<IGraphicBufferProducer>& producer) {
+        return producer->pictureQueue();
+    }
 
   private:
+    sp<PictureQueue> pictureQueue() const override { return mQueue; }
+
     const sp<PictureQueue> mQueue;
 };
 

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include <binder/IBinder.h>
+#include <binder/Binder.h>
 #include <utils/RefBase.h>
 
 namespace android {
@@ -27,7 +27,7 @@ class IInterface : public virtual RefBase {
 
 // Base of a class that implements INTERFACE.
 template <typename INTERFACE>
-class BnInterface : public INTERFACE, public IBinder {
+class BnInterface : public INTERFACE, public BBinder {
   protected:
     IBinder* onAsBinder() override { return this; }
 };

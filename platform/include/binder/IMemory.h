@@ -41,7 +41,7 @@ class IMemory : public IInterface {
     void* pointer() const;
 };
 
-typedef BnInterface<IMemoryHeap> BnMemoryHeap;
-typedef BnInterface<IMemory> BnMemory;
+class BnMemoryHeap : public BnInterface<IMemoryHeap> {};
+class BnMemory : public BnInterface<IMemory> {};
 
 }  // namespace android

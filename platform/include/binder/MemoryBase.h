@@ -13,11 +13,9 @@ class MemoryBase : public BnMemory {
   public:
     MemoryBase(const sp<IMemoryHeap>& heap, ssize_t offset, size_t size)
         : mHeap(heap), mOffset(offset), mSize(size) {}
+    ~MemoryBase() override = default;
 
     sp<IMemoryHeap> getMemory(ssize_t* offset, size_t* size) const override;
-
-  protected:
-    ~MemoryBase() override = default;
 
   private:
     const sp<IMemoryHeap> mHeap;

@@ -26,15 +26,13 @@ class MemoryHeapBase : public BnMemoryHeap {
     explicit MemoryHeapBase(const char* device, size_t size = 0, uint32_t flags = 0);
     // New memory, filled with zeros and rounded up to whole pages. The name is for people.
     explicit MemoryHeapBase(size_t size, uint32_t flags = 0, const char* name = nullptr);
+    ~MemoryHeapBase() override;
 
     int getHeapID() const override { return mFd; }
     void* getBase() const override { return mBase; }
     size_t getSize() const override { return mSize; }
     uint32_t getFlags() const override { return mFlags; }
     off_t getOffset() const override { return mOffset; }
-
-  protected:
-    ~MemoryHeapBase() override;
 
   private:
     // Takes ownership of `fd`, which may be -1.

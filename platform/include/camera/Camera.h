@@ -35,6 +35,15 @@ class CameraListener : virtual public RefBase {
             const std::vector<native_handle_t*>& handles) = 0;
 };
 
+class Camera;
+
+template <>
+struct CameraTraits<Camera> {
+    typedef CameraListener TCamListener;
+    typedef hardware::ICamera TCamUser;
+    typedef hardware::ICameraClient TCamCallbacks;
+};
+
 // A client's view of one camera. All calls are thread-safe and synchronous. Preview and recording
 // share one stream of pictures in the preview's size and rate; neither waits for who takes them:
 // pictures that find no room are dropped and counted.
@@ -89,8 +98,6 @@ class Camera : public CameraBase<Camera>, public hardware::BnCameraClient {
     status_t autoFocus();
     status_t cancelAutoFocus();
 
-    void setListener(const sp<CameraListener>& listener);
-
     // A new object each time.
     sp<ICameraRecordingProxy> getRecordingProxy();
 
@@ -111,11 +118,11 @@ class Camera : public CameraBase<Camera>, public hardware::BnCameraClient {
     Camera() = default;
     ~Camera() override = default;
 
+    sp<hardware::ICamera> camera() const;
     sp<CameraListener> listener() const;
     void setRecordingProxyListener(const sp<ICameraRecordingProxyListener>& listener);
     sp<ICameraRecordingProxyListener> recordingProxyListener() const;
 
-    sp<CameraListener> mListener;                               // guarded by mLock
     sp<ICameraRecordingProxyListener> mRecordingProxyListener;  // guarded by mLock
 };
 

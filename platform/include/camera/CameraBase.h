@@ -21,13 +21,23 @@ struct CameraInfo {
 
 }  // namespace hardware
 
-// The part of Camera that has to do with the service that hands cameras out.
+// Names the types that belong to a kind of camera.
 template <typename TCam>
-class CameraBase : public virtual RefBase {
+struct CameraTraits {};
+
+// The part of Camera that has to do with the service that hands cameras out.
+template <typename TCam, typename TCamTraits = CameraTraits<TCam>>
+class CameraBase : public IBinder::DeathRecipient {
   public:
+    typedef typename TCamTraits::TCamListener TCamListener;
+    typedef typename TCamTraits::TCamUser TCamUser;
+    typedef typename TCamTraits::TCamCallbacks TCamCallbacks;
+
     // Gives the camera back: ends preview and recording and waits for the capture thread. Calls
     // that follow answer NO_INIT, false, an empty string or nothing. Harmless when repeated.
     virtual void disconnect();
+
+    void setListener(const sp<TCamListener>& listener);
 
     // One more than the highest number of a camera; not every number below needs to have one.
     static int getNumberOfCameras();
@@ -36,21 +46,20 @@ class CameraBase : public virtual RefBase {
     static status_t getCameraInfo(int cameraId, hardware::CameraInfo* info);
 
     // What others can make a Camera or a CameraSource of; null once disconnected.
-    sp<hardware::ICamera> remote();
+    sp<TCamUser> remote();
     status_t getStatus() { return mStatus; }
 
   protected:
     CameraBase() = default;
     ~CameraBase() override = default;
 
-    sp<hardware::ICamera> camera() const {
-        Mutex::Autolock lock(mLock);
-        return mCamera;
-    }
+    // Cameras of this process do not die before it.
+    void binderDied(const wp<IBinder>& /*who*/) override {}
 
     mutable Mutex mLock;
-    sp<hardware::ICamera> mCamera;  // guarded by mLock
-    status_t mStatus = NO_INIT;     // constant once the object was handed out
+    sp<TCamUser> mCamera;        // guarded by mLock
+    sp<TCamListener> mListener;  // guarded by mLock
+    status_t mStatus = NO_INIT;  // constant once the object was handed out
 };
 
 }  // namespace android

@@ -16,17 +16,16 @@ namespace android {
 // back. Keeps the camera alive. Thread-safe.
 class ICameraRecordingProxy : public IInterface {
   public:
+    ~ICameraRecordingProxy() override = default;
+
     // `listener` may be null when pictures go to a video target.
     virtual status_t startRecording(const sp<ICameraRecordingProxyListener>& listener) = 0;
     virtual void stopRecording() = 0;
     virtual void releaseRecordingFrame(const sp<IMemory>& mem) = 0;
     virtual void releaseRecordingFrameHandle(native_handle_t* handle) = 0;
     virtual void releaseRecordingFrameHandleBatch(const std::vector<native_handle_t*>& handles) = 0;
-
-  protected:
-    ~ICameraRecordingProxy() override = default;
 };
 
-typedef BnInterface<ICameraRecordingProxy> BnCameraRecordingProxy;
+class BnCameraRecordingProxy : public BnInterface<ICameraRecordingProxy> {};
 
 }  // namespace android

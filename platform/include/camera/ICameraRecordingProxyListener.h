@@ -18,6 +18,8 @@ namespace android {
 // Who takes recorded pictures from a camera that delivers them by callback.
 class ICameraRecordingProxyListener : public IInterface {
   public:
+    ~ICameraRecordingProxyListener() override = default;
+
     virtual void dataCallbackTimestamp(nsecs_t timestamp, int32_t msgType,
                                        const sp<IMemory>& data) = 0;
     virtual void recordingFrameHandleCallbackTimestamp(nsecs_t timestamp,
@@ -25,11 +27,8 @@ class ICameraRecordingProxyListener : public IInterface {
     virtual void recordingFrameHandleCallbackTimestampBatch(
             const std::vector<nsecs_t>& timestamps,
             const std::vector<native_handle_t*>& handles) = 0;
-
-  protected:
-    ~ICameraRecordingProxyListener() override = default;
 };
 
-typedef BnInterface<ICameraRecordingProxyListener> BnCameraRecordingProxyListener;
+class BnCameraRecordingProxyListener : public BnInterface<ICameraRecordingProxyListener> {};
 
 }  // namespace android

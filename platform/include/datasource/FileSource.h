@@ -15,7 +15,7 @@ namespace android {
 class FileSource : public DataSource {
   public:
     // Opens the file read-only. A failure is logged and seen as initCheck() == NO_INIT.
-    explicit FileSource(const char* filename);
+    FileSource(const char* filename);
 
     // Takes the descriptor over and closes it. Negative values count as 0; the part is clipped to
     // the file. Offset and length mean nothing for a pipe.

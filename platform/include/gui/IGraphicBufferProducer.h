@@ -14,11 +14,12 @@ class PictureQueue;
 // Linux it lives in this process and its pictures go through the queue behind it.
 class IGraphicBufferProducer : public IInterface {
   public:
-    // Linux only: where a producer's pictures go. Never null.
-    virtual sp<PictureQueue> pictureQueue() const = 0;
-
-  protected:
     ~IGraphicBufferProducer() override = default;
+
+  private:
+    friend class LocalBufferProducer;
+
+    virtual sp<PictureQueue> pictureQueue() const = 0;
 };
 
 }  // namespace android

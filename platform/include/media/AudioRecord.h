@@ -113,6 +113,10 @@ class AudioRecord : public AudioSystem::AudioDeviceCallback {
     audio_source_t inputSource() const { return mInputSource; }
     audio_session_t getSessionId() const { return mSessionId; }
 
+    // AudioDeviceCallback
+    void onAudioDeviceUpdate(audio_io_handle_t /*audioIo*/,
+                             audio_port_handle_t /*deviceId*/) override {}
+
   protected:
     ~AudioRecord() override;
 

@@ -11,10 +11,13 @@ namespace android {
 // What is common to all tracks and records. All calls are thread-safe and do not wait.
 class AudioSystem {
   public:
-    // Base of tracks and records. Devices never change under them here, so nothing is called.
+    // Hears to which device a track or record is connected. Devices never change under them here,
+    // so nothing is called.
     class AudioDeviceCallback : public virtual RefBase {
-      protected:
+      public:
         ~AudioDeviceCallback() override = default;
+        virtual void onAudioDeviceUpdate(audio_io_handle_t audioIo,
+                                         audio_port_handle_t deviceId) = 0;
     };
 
     // What a record may wait for before it starts.

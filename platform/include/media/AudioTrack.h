@@ -156,6 +156,10 @@ class AudioTrack : public AudioSystem::AudioDeviceCallback {
     // track's own. BAD_VALUE for null.
     status_t getPosition(uint32_t* position);
 
+    // AudioDeviceCallback
+    void onAudioDeviceUpdate(audio_io_handle_t /*audioIo*/,
+                             audio_port_handle_t /*deviceId*/) override {}
+
   protected:
     ~AudioTrack() override;
 

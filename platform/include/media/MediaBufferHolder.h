@@ -11,7 +11,7 @@ namespace android {
 // A user of a media buffer, for places that can hold an object only, such as a message.
 struct MediaBufferHolder : public RefBase {
     // Null is allowed.
-    explicit MediaBufferHolder(MediaBufferBase* buffer) : mMediaBuffer(buffer) {
+    MediaBufferHolder(MediaBufferBase* buffer) : mMediaBuffer(buffer) {
         if (mMediaBuffer != nullptr) mMediaBuffer->add_ref();
     }
     ~MediaBufferHolder() override {

@@ -21,6 +21,7 @@ class MediaCodecBuffer : public RefBase {
   public:
     // Shares both; neither may be null.
     MediaCodecBuffer(const sp<AMessage>& format, const sp<ABuffer>& buffer);
+    ~MediaCodecBuffer() override;
 
     uint8_t* base();
     uint8_t* data();  // base() + offset()
@@ -36,9 +37,6 @@ class MediaCodecBuffer : public RefBase {
     sp<AMessage> meta();
     // Shared with the codec: read only.
     sp<AMessage> format();
-
-  protected:
-    ~MediaCodecBuffer() override;
 
   private:
     MediaCodecBuffer(const MediaCodecBuffer&) = delete;

@@ -12,6 +12,7 @@
 typedef uint32_t audio_channel_mask_t;
 typedef int audio_unique_id_t;
 typedef int audio_port_handle_t;
+typedef int audio_io_handle_t;
 typedef uint32_t audio_hw_sync_t;
 
 #define AUDIO_PORT_HANDLE_NONE 0
@@ -82,13 +83,16 @@ static inline audio_channel_mask_t audio_channel_in_mask_from_count(uint32_t n) 
     }
 }
 
-// Shared by the two functions below: how many channels the mask has, 0 for an invalid one.
-static inline uint32_t audio_channel_count_from_mask(audio_channel_mask_t channel,
-                                                     uint32_t positions) {
-    const uint32_t bits = channel & 0x3FFFFFFFu;
+static inline uint32_t audio_channel_mask_get_bits(audio_channel_mask_t channel) {
+    return channel & 0x3FFFFFFFu;
+}
+
+// How many channels a mask has; 0 for an invalid one.
+static inline uint32_t audio_channel_count_from_out_mask(audio_channel_mask_t channel) {
+    const uint32_t bits = audio_channel_mask_get_bits(channel);
     switch (channel >> 30) {
         case AUDIO_CHANNEL_REPRESENTATION_POSITION:
-            return (uint32_t)__builtin_popcount(bits & positions);
+            return (uint32_t)__builtin_popcount(bits & 0x3FFFFu);
         case AUDIO_CHANNEL_REPRESENTATION_INDEX:
             return (uint32_t)__builtin_popcount(bits);
         default:
@@ -96,12 +100,11 @@ static inline uint32_t audio_channel_count_from_mask(audio_channel_mask_t channe
     }
 }
 
-static inline uint32_t audio_channel_count_from_out_mask(audio_channel_mask_t channel) {
-    return audio_channel_count_from_mask(channel, 0x3FFFFu);
-}
-
 static inline uint32_t audio_channel_count_from_in_mask(audio_channel_mask_t channel) {
-    return audio_channel_count_from_mask(channel, 0xFFFCu);
+    // The positions differ, numbered channels count alike.
+    return channel >> 30 == AUDIO_CHANNEL_REPRESENTATION_POSITION
+                   ? (uint32_t)__builtin_popcount(channel & 0xFFFCu)
+                   : audio_channel_count_from_out_mask(channel);
 }
 
 // 0 for formats that are not linear samples.

@@ -5,7 +5,7 @@
 #include <gui/Surface.h>
 #include <mediadrm/ICrypto.h>
 
-#include "graphics/PictureQueue.h"
+#include "graphics/LocalBufferProducer.h"
 #include "platform/codec/CodecClient.h"
 #include "platform/codec/FaultLog.h"
 #include "platform/graphics/TestPictures.h"
@@ -291,7 +291,7 @@ TEST(AvcEncoder, TakesPicturesOfAnySizeAndFormat) {
     ASSERT_EQ(OK, encoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE));
     ASSERT_EQ(OK, encoder->createInputSurface(&surface));
     EXPECT_EQ(INVALID_OPERATION, encoder->createInputSurface(&surface));
-    const sp<PictureQueue> queue = surface->pictureQueue();
+    const sp<PictureQueue> queue = LocalBufferProducer::queueOf(surface);
     const PictureFormat told = {kWidth,
                                 kHeight,
                                 AVCOL_RANGE_MPEG,

@@ -8,7 +8,7 @@
 #include <chrono>
 
 #include "audio/SessionClock.h"
-#include "graphics/PictureQueue.h"
+#include "graphics/LocalBufferProducer.h"
 #include "platform/codec/PlayJob.h"
 #include "support/TestClips.h"
 
@@ -66,7 +66,7 @@ TEST_F(TunneledPlayTest, StopsAtOnceWhileItWaits) {
     EXPECT_LT(nowUs() - beforeUs, 10000000);
     EXPECT_EQ(0U, mDisplay->figures().shown);
     EXPECT_EQ(0U, countOf(MediaCodec::CB_ERROR));
-    const sp<PictureQueue> queue = mDisplay->producer()->pictureQueue();
+    const sp<PictureQueue> queue = LocalBufferProducer::queueOf(mDisplay->producer());
     size_t free = 0;
     while (queue->tryReserve())
         ++free;

@@ -11,6 +11,7 @@
 #include <functional>
 #include <thread>
 
+#include "graphics/LocalBufferProducer.h"
 #include "platform/codec/FaultLog.h"
 #include "platform/graphics/TestPictures.h"
 #include "support/Deadline.h"
@@ -35,7 +36,7 @@ class EveryDisplayTest : public testing::TestWithParam<DisplayCase> {
         setenv("SDL_VIDEODRIVER", "dummy", 1);
         mDisplay = GetParam().create();
         ASSERT_NE(nullptr, mDisplay);
-        mQueue = mDisplay->producer()->pictureQueue();
+        mQueue = LocalBufferProducer::queueOf(mDisplay->producer());
         mQueue->setFormat(formatOf({}));
         mProducer = producerOf(*mDisplay);
     }

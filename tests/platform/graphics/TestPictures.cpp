@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "codec/AvPicture.h"
+#include "graphics/LocalBufferProducer.h"
 #include "support/Deadline.h"
 #include "support/MediaReader.h"
 
@@ -96,7 +97,8 @@ size_t CardProducer::freePlaces() {
 }
 
 std::unique_ptr<CardProducer> producerOf(const host::Display& display) {
-    auto producer = std::make_unique<CardProducer>(display.producer()->pictureQueue());
+    auto producer =
+            std::make_unique<CardProducer>(LocalBufferProducer::queueOf(display.producer()));
     producer->connect();
     return producer;
 }

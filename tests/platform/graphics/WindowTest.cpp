@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "graphics/LocalBufferProducer.h"
 #include "platform/graphics/TestPictures.h"
 #include "support/Deadline.h"
 #include "support/ProcessRunner.h"
@@ -197,7 +198,7 @@ class WindowTest : public testing::Test {
         std::string error;
         mDisplay = host::createWindowDisplay(options, &error);
         ASSERT_NE(nullptr, mDisplay) << error;
-        mQueue = mDisplay->producer()->pictureQueue();
+        mQueue = LocalBufferProducer::queueOf(mDisplay->producer());
         mQueue->setFormat(format);
         mProducer = producerOf(*mDisplay);
         ASSERT_TRUE(mProducer->queue(makeCard(card)));

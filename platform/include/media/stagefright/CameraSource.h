@@ -24,6 +24,8 @@ namespace android {
 // stop().
 class CameraSource : public MediaSource, public MediaBufferObserver {
   public:
+    ~CameraSource() override;
+
     // Records from `camera` (an opened one, whose `proxy` must then not be null), or opens camera
     // `cameraId`. Sets the video size (-1 x -1: leaves the current one) and the frame rate (-1:
     // leaves it), and the preview target when `surface` is not null. Never null: see initCheck().
@@ -65,9 +67,6 @@ class CameraSource : public MediaSource, public MediaBufferObserver {
 
     // MediaBufferObserver
     void signalBufferReturned(MediaBufferBase* buffer) override;
-
-  protected:
-    ~CameraSource() override;
 
   private:
     class VideoQueue;

@@ -20,8 +20,6 @@ class DataSourceBase {
         kIsLocalFileSource = 16,
     };
 
-    virtual ~DataSourceBase() = default;
-
     // OK, or why nothing can be read (NO_INIT).
     virtual status_t initCheck() const = 0;
 
@@ -37,6 +35,9 @@ class DataSourceBase {
 
     virtual uint32_t flags() { return 0; }
     virtual void close() {}
+
+  protected:
+    virtual ~DataSourceBase() = default;
 };
 
 }  // namespace android

@@ -18,7 +18,7 @@ class ContainerWriter;
 // samples are taken and dropped.
 struct MPEG2TSWriter : public MediaWriter {
     // Duplicates the descriptor, which must be writable. With a negative one only start() fails.
-    explicit MPEG2TSWriter(int fd);
+    MPEG2TSWriter(int fd);
 
     // `write` returns how many bytes it took, or a negative errno; called on the writer's threads,
     // one call at a time.

@@ -21,7 +21,7 @@ class Mp4Muxer;
 class MPEG4Writer : public MediaWriter {
   public:
     // Duplicates the descriptor, which must be writable. With a negative one only start() fails.
-    explicit MPEG4Writer(int fd);
+    MPEG4Writer(int fd);
 
     // UNKNOWN_ERROR once started; ERROR_UNSUPPORTED for a MIME type that has no place in the file,
     // ERROR_MALFORMED for a track without what its decoder needs.

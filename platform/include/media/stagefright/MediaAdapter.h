@@ -16,7 +16,9 @@ namespace android {
 // reader. All calls may come from any thread.
 struct MediaAdapter : public MediaSource, public MediaBufferObserver {
     // `meta` is what getFormat() answers.
-    explicit MediaAdapter(const sp<MetaData>& meta);
+    MediaAdapter(const sp<MetaData>& meta);
+
+    ~MediaAdapter() override;
 
     // Always OK.
     status_t start(MetaData* params = nullptr) override;
@@ -36,9 +38,6 @@ struct MediaAdapter : public MediaSource, public MediaBufferObserver {
     // reader has released it, without a time-out: its memory may then be used again. The buffer is
     // left alone when the answer is -EINVAL (null) or INVALID_OPERATION (not started).
     status_t pushBuffer(MediaBuffer* buffer);
-
-  protected:
-    ~MediaAdapter() override;
 
   private:
     DISALLOW_EVIL_CONSTRUCTORS(MediaAdapter);

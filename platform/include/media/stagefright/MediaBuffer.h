@@ -26,7 +26,7 @@ class MediaBuffer : public MediaBufferBase {
     // Refers to the range that the other buffer has now, and keeps that buffer.
     explicit MediaBuffer(const sp<ABuffer>& buffer);
     // Refers to shared memory and keeps it.
-    explicit MediaBuffer(const sp<IMemory>& mem);
+    MediaBuffer(const sp<IMemory>& mem);
 
     void release() override;
     void add_ref() override;

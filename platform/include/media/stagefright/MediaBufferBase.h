@@ -51,9 +51,10 @@ class MediaBufferBase {
     virtual int localRefcount() const = 0;
     virtual int remoteRefcount() const = 0;
 
+    virtual ~MediaBufferBase() = default;
+
   protected:
     MediaBufferBase() = default;
-    virtual ~MediaBufferBase() = default;
 
   private:
     MediaBufferBase(const MediaBufferBase&) = delete;

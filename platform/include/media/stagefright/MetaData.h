@@ -13,7 +13,7 @@ class MetaData final : public MetaDataBase, public RefBase {
     MetaData() = default;
     // The compiler wants both bases named. NOLINTNEXTLINE(readability-redundant-member-init)
     MetaData(const MetaData& from) : MetaDataBase(from), RefBase() {}
-    explicit MetaData(const MetaDataBase& from) : MetaDataBase(from) {}
+    MetaData(const MetaDataBase& from) : MetaDataBase(from) {}
 
   protected:
     ~MetaData() override = default;

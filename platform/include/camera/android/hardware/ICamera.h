@@ -28,6 +28,8 @@ class ICamera : public IInterface {
         VIDEO_BUFFER_MODE_BUFFER_QUEUE = 2,
     };
 
+    ~ICamera() override = default;
+
     // Ends everything and frees the device; waits for the capture thread.
     virtual binder::Status disconnect() = 0;
     // From now on `client` is called back instead of the former one.
@@ -63,11 +65,8 @@ class ICamera : public IInterface {
 
     virtual status_t setAudioRestriction(int32_t mode) = 0;
     virtual int32_t getGlobalAudioRestriction() = 0;
-
-  protected:
-    ~ICamera() override = default;
 };
 
-typedef BnInterface<ICamera> BnCamera;
+class BnCamera : public BnInterface<ICamera> {};
 
 }  // namespace android::hardware

@@ -20,6 +20,8 @@ namespace android::hardware {
 // the video target.
 class ICameraClient : public IInterface {
   public:
+    ~ICameraClient() override = default;
+
     virtual void notifyCallback(int32_t msgType, int32_t ext1, int32_t ext2) = 0;
     virtual void dataCallback(int32_t msgType, const sp<IMemory>& data,
                               camera_frame_metadata_t* metadata) = 0;
@@ -30,11 +32,8 @@ class ICameraClient : public IInterface {
     virtual void recordingFrameHandleCallbackTimestampBatch(
             const std::vector<nsecs_t>& timestamps,
             const std::vector<native_handle_t*>& handles) = 0;
-
-  protected:
-    ~ICameraClient() override = default;
 };
 
-typedef BnInterface<ICameraClient> BnCameraClient;
+class BnCameraClient : public BnInterface<ICameraClient> {};
 
 }  // namespace android::hardware

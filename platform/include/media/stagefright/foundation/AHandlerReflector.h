@@ -12,7 +12,7 @@ namespace android {
 // are dropped. T has `void onMessageReceived(const sp<AMessage>&)`.
 template <class T>
 struct AHandlerReflector : public AHandler {
-    explicit AHandlerReflector(T* target) : mTarget(target) {}
+    AHandlerReflector(T* target) : mTarget(target) {}
 
   protected:
     void onMessageReceived(const sp<AMessage>& msg) override {

@@ -38,6 +38,4 @@ struct ALooperRoster {
     DISALLOW_EVIL_CONSTRUCTORS(ALooperRoster);
 };
 
-extern ALooperRoster& gLooperRoster;
-
 }  // namespace android

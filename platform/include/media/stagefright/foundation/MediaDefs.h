@@ -20,9 +20,6 @@ extern const char* MEDIA_MIMETYPE_VIDEO_RAW;
 extern const char* MEDIA_MIMETYPE_VIDEO_DOLBY_VISION;
 extern const char* MEDIA_MIMETYPE_VIDEO_DIVX;
 extern const char* MEDIA_MIMETYPE_VIDEO_MJPEG;
-extern const char* MEDIA_MIMETYPE_VIDEO_THEORA;
-extern const char* MEDIA_MIMETYPE_VIDEO_VC1;
-extern const char* MEDIA_MIMETYPE_VIDEO_WMV;
 
 extern const char* MEDIA_MIMETYPE_AUDIO_AMR_NB;
 extern const char* MEDIA_MIMETYPE_AUDIO_AMR_WB;
@@ -48,8 +45,6 @@ extern const char* MEDIA_MIMETYPE_AUDIO_ALAC;
 extern const char* MEDIA_MIMETYPE_AUDIO_WMA;
 extern const char* MEDIA_MIMETYPE_AUDIO_MS_ADPCM;
 extern const char* MEDIA_MIMETYPE_AUDIO_DVI_IMA_ADPCM;
-extern const char* MEDIA_MIMETYPE_AUDIO_DTS;
-extern const char* MEDIA_MIMETYPE_AUDIO_TRUEHD;
 
 extern const char* MEDIA_MIMETYPE_CONTAINER_MPEG4;
 extern const char* MEDIA_MIMETYPE_CONTAINER_WAV;
