@@ -1,0 +1,229 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+// As clients of the device declare them; what is no such class or template does not compile below.
+namespace android {
+template <typename TCam, typename TCamTraits>
+class CameraBase;
+class BnMemory;
+class BnMemoryHeap;
+class BnCameraRecordingProxy;
+class BnCameraRecordingProxyListener;
+class IBinder;
+struct ICrypto;
+struct MediaTrack;
+namespace hardware {
+class BnCamera;
+class BnCameraClient;
+struct hidl_handle;
+struct hidl_memory;
+struct hidl_string;
+template <typename T>
+struct hidl_vec;
+template <typename T>
+class Return;
+}  // namespace hardware
+}  // namespace android
+
+#include <binder/MemoryBase.h>
+#include <binder/MemoryHeapBase.h>
+#include <camera/Camera.h>
+#include <camera/CameraParameters.h>
+#include <datasource/FileSource.h>
+#include <gtest/gtest.h>
+#include <gui/Surface.h>
+#include <hidl/Status.h>
+#include <media/AudioRecord.h>
+#include <media/AudioTrack.h>
+#include <media/MediaBufferHolder.h>
+#include <media/MediaCodecBuffer.h>
+#include <media/stagefright/CameraSource.h>
+#include <media/stagefright/MPEG2TSWriter.h>
+#include <media/stagefright/MPEG4Writer.h>
+#include <media/stagefright/MediaAdapter.h>
+#include <media/stagefright/MediaCodec.h>
+#include <media/stagefright/NuMediaExtractor.h>
+#include <media/stagefright/foundation/ABuffer.h>
+#include <media/stagefright/foundation/AHandlerReflector.h>
+#include <media/stagefright/foundation/ALooperRoster.h>
+#include <media/stagefright/foundation/AMessage.h>
+#include <media/stagefright/foundation/MediaDefs.h>
+#include <mediadrm/ICrypto.h>
+
+#include <type_traits>
+
+// Names that the device does not have are free for clients.
+[[maybe_unused]] constexpr int audio_channel_count_from_mask = 0;
+
+namespace android {
+namespace {
+
+[[maybe_unused]] constexpr int gLooperRoster = 0;
+[[maybe_unused]] constexpr int MEDIA_MIMETYPE_VIDEO_THEORA = 0;
+[[maybe_unused]] constexpr int MEDIA_MIMETYPE_VIDEO_VC1 = 0;
+[[maybe_unused]] constexpr int MEDIA_MIMETYPE_VIDEO_WMV = 0;
+[[maybe_unused]] constexpr int MEDIA_MIMETYPE_AUDIO_DTS = 0;
+[[maybe_unused]] constexpr int MEDIA_MIMETYPE_AUDIO_TRUEHD = 0;
+
+using hardware::hidl_string;
+using hardware::hidl_vec;
+using hardware::ICamera;
+using hardware::ICameraClient;
+using hardware::Return;
+
+// ---- What cannot be made, and what cannot be deleted
+
+template <typename... T>
+constexpr bool kAbstract = (std::is_abstract_v<T> && ...);
+static_assert(
+        kAbstract<AHandler, AudioSystem::AudioDeviceCallback, CameraListener, DataSource, IBinder,
+                  IBinder::DeathRecipient, ICamera, ICameraClient, ICameraRecordingProxy, ICrypto,
+                  IGraphicBufferProducer, IMediaExtractor, IMemory, IMemoryHeap, MediaBufferBase,
+                  MediaBufferObserver, MediaSource, MediaTrack, MediaWriter>);
+
+template <typename... T>
+constexpr bool kPublicDestructor = (std::is_destructible_v<T> && ...);
+static_assert(
+        kPublicDestructor<AudioSystem::AudioDeviceCallback, CameraSource, ICamera, ICameraClient,
+                          ICameraRecordingProxy, ICameraRecordingProxyListener,
+                          IGraphicBufferProducer, MediaAdapter, MediaBufferBase, MediaBufferHolder,
+                          MediaCodecBuffer, MediaTrack, MemoryBase, MemoryHeapBase>);
+
+template <typename... T>
+constexpr bool kProtectedDestructor = (!std::is_destructible_v<T> && ...);
+static_assert(kProtectedDestructor<ABuffer, ALooper, AMessage, AudioRecord, AudioTrack, DataSource,
+                                   DataSourceBase, FileSource, IBinder, MPEG2TSWriter, MPEG4Writer,
+                                   MediaBuffer, MediaCodec, MediaSource, MediaWriter, MetaData,
+                                   NuMediaExtractor, Surface>);
+
+// ---- Which constructors are conversions
+
+// Constructors alone: those of `T` with a destructor that everybody may use.
+template <typename T>
+struct Open : public T {
+    using T::T;
+    ~Open() override = default;
+};
+template <typename From, typename To>
+constexpr bool kConverts = std::is_convertible_v<From, To>;
+
+static_assert(kConverts<String8, CameraParameters>);
+static_assert(kConverts<const char*, Open<FileSource>>);
+static_assert(kConverts<int, Open<MPEG2TSWriter>>);
+static_assert(kConverts<int, Open<MPEG4Writer>>);
+static_assert(kConverts<sp<MetaData>, MediaAdapter>);
+static_assert(kConverts<sp<IMemory>, Open<MediaBuffer>>);
+static_assert(kConverts<MediaBufferBase*, MediaBufferHolder>);
+static_assert(kConverts<AHandler*, AHandlerReflector<AHandler>>);
+static_assert(kConverts<size_t, hidl_vec<int>>);
+static_assert(kConverts<const char*, AString>);
+static_assert(!kConverts<size_t, Open<ABuffer>>);
+static_assert(!kConverts<sp<ABuffer>, Open<MediaBuffer>>);
+static_assert(!kConverts<sp<ALooper>, AReplyToken>);
+static_assert(!kConverts<size_t, MemoryHeapBase>);
+static_assert(!kConverts<sp<IGraphicBufferProducer>, Open<Surface>>);
+static_assert(!kConverts<NuMediaExtractor::EntryPoint, Open<NuMediaExtractor>>);
+
+// ---- Moves
+
+static_assert(!std::is_nothrow_move_constructible_v<AString>, "a move is a copy");
+static_assert(!std::is_nothrow_move_assignable_v<AString>, "a move is a copy");
+static_assert(std::is_nothrow_move_constructible_v<Return<void>>);
+static_assert(std::is_nothrow_move_assignable_v<Return<bool>>);
+static_assert(std::is_nothrow_move_constructible_v<Return<sp<IMemory>>>);
+static_assert(!std::is_copy_constructible_v<Return<void>>);
+static_assert(std::is_nothrow_move_constructible_v<hidl_string>);
+
+// ---- Members that only this platform has
+
+template <typename T, typename = void>
+constexpr bool kHasPictureQueue = false;
+template <typename T>
+constexpr bool kHasPictureQueue<T, std::void_t<decltype(std::declval<T&>().pictureQueue())>> = true;
+static_assert(!kHasPictureQueue<IGraphicBufferProducer>);
+
+template <typename T>
+struct Derived : public T {
+    template <typename U>
+    static auto reaches(U* self) -> decltype(self->camera(), std::true_type());
+    static std::false_type reaches(...);
+};
+static_assert(!decltype(Derived<CameraBase<Camera>>::reaches(
+        static_cast<Derived<CameraBase<Camera>>*>(nullptr)))::value);
+
+// ---- Numbers
+
+static_assert(kKeyVideoProfile == 'vprf' && kKeyVideoLevel == 'vlev');
+static_assert(kKeyCaptureFramerate == 'capF' && kKeyPlatformPrivate == 'priv');
+static_assert(kKeyMaxWidth == 'maxW' && kKeyMaxHeight == 'maxH');
+static_assert(kKeyColorRange == 'cRng' && kKeyColorPrimaries == 'cPrm');
+static_assert(kKeyTransferFunction == 'tFcn' && kKeyColorMatrix == 'cMtx');
+static_assert(static_cast<int>(IMediaExtractor::EntryPoint::OTHER) == 4);
+static_assert(MediaCodec::BUFFER_FLAG_MUXER_DATA == 16 && MediaCodec::CB_RESOURCE_RECLAIMED == 5);
+static_assert(AudioTrack::EVENT_CAN_WRITE_MORE_DATA == 9);
+static_assert(AudioTrack::TRANSFER_SYNC_NOTIF_CALLBACK == 5);
+static_assert(AUDIO_SOURCE_MAX == 10);
+static_assert(MediaSource::ReadOptions::SEEK_FRAME_INDEX == 4);
+
+// ---- Default arguments: each call leaves out all that may be left out. Never called.
+
+[[maybe_unused]] void callWithDefaults(const sp<ALooper>& looper, const sp<AMessage>& message,
+                                       const sp<MediaCodec>& codec, const sp<MediaAdapter>& adapter,
+                                       const sp<NuMediaExtractor>& extractor,
+                                       const sp<AudioRecord>& record) {
+    MediaBufferBase* buffer = nullptr;
+    looper->start();
+    message->post();
+    message->setString("name", "text");
+    message->debugString();
+    MediaCodec::CreateByType(looper, "", false);
+    MediaCodec::CreateByComponentName(looper, "");
+    codec->queueInputBuffer(0, 0, 0, 0, 0);
+    adapter->start();
+    adapter->read(&buffer);
+    extractor->selectTrack(0);
+    extractor->seekTo(0);
+    extractor->getTrackFormat(0, nullptr);
+    record->start();
+    record->read(nullptr, 0);
+    new AudioTrack(AUDIO_STREAM_MUSIC, 0, AUDIO_FORMAT_PCM_16_BIT, AUDIO_CHANNEL_OUT_STEREO);
+    new AudioRecord(AUDIO_SOURCE_MIC, 0, AUDIO_FORMAT_PCM_16_BIT, AUDIO_CHANNEL_IN_MONO,
+                    String16());
+    new MemoryHeapBase(size_t{1});
+    new Surface(nullptr);
+}
+
+// ---- Texts
+
+TEST(HeaderFacts, MimeTypes) {
+    const struct {
+        const char* ours;
+        const char* android;
+    } texts[] = {
+            {MEDIA_MIMETYPE_VIDEO_VP8, "video/x-vnd.on2.vp8"},
+            {MEDIA_MIMETYPE_VIDEO_VP9, "video/x-vnd.on2.vp9"},
+            {MEDIA_MIMETYPE_VIDEO_AV1, "video/av01"},
+            {MEDIA_MIMETYPE_VIDEO_AVC, "video/avc"},
+            {MEDIA_MIMETYPE_VIDEO_HEVC, "video/hevc"},
+            {MEDIA_MIMETYPE_VIDEO_MPEG4, "video/mp4v-es"},
+            {MEDIA_MIMETYPE_VIDEO_H263, "video/3gpp"},
+            {MEDIA_MIMETYPE_VIDEO_MPEG2, "video/mpeg2"},
+            {MEDIA_MIMETYPE_VIDEO_RAW, "video/raw"},
+            {MEDIA_MIMETYPE_VIDEO_MJPEG, "video/x-motion-jpeg"},
+            {MEDIA_MIMETYPE_AUDIO_AMR_NB, "audio/3gpp"},
+            {MEDIA_MIMETYPE_AUDIO_AMR_WB, "audio/amr-wb"},
+            {MEDIA_MIMETYPE_AUDIO_MPEG, "audio/mpeg"},
+            {MEDIA_MIMETYPE_AUDIO_AAC, "audio/mp4a-latm"},
+            {MEDIA_MIMETYPE_AUDIO_VORBIS, "audio/vorbis"},
+            {MEDIA_MIMETYPE_AUDIO_OPUS, "audio/opus"},
+            {MEDIA_MIMETYPE_AUDIO_RAW, "audio/raw"},
+            {MEDIA_MIMETYPE_AUDIO_MSGSM, "audio/gsm"},
+            {MEDIA_MIMETYPE_CONTAINER_OGG, "audio/ogg"},
+            {MEDIA_MIMETYPE_CONTAINER_MPEG2TS, "video/mp2ts"},
+    };
+    for (const auto& text : texts)
+        EXPECT_STREQ(text.ours, text.android);
+}
+
+}  // namespace
+}  // namespace android
