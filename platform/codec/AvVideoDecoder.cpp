@@ -12,6 +12,7 @@
 #include <media/stagefright/foundation/ALooper.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -36,6 +37,10 @@ constexpr unsigned kMaxThreads = 4;
 constexpr int64_t kMaxLateUs = 30000;
 constexpr int64_t kMinWaitUs = 500;
 constexpr int64_t kClockPollUs = 10000;
+constexpr int64_t kUnknownDurationUs = 1000000 / 30;
+// Divisible by all small numbers.
+constexpr int kMostFineness = 840;
+constexpr int64_t kMostPts = INT64_MAX / kMostFineness / 4;
 constexpr int32_t kColorFormatYuv420Planar = 19;
 constexpr int32_t kColorFormatYuv420SemiPlanar = 21;
 
@@ -157,11 +162,13 @@ status_t AvVideoDecoder::configure(const sp<AMessage>& format, const sp<Surface>
 
 status_t AvVideoDecoder::readConversion(const sp<AMessage>& format) {
     int32_t rotationDegrees = 0;
+    int32_t mirrored = 0;
     int32_t width = 0;
     int32_t height = 0;
     float frameRate = 0;
     mConversion = Conversion();
     format->findInt32("rotation-degrees", &rotationDegrees);
+    format->findInt32(kFormatKeyMirrored, &mirrored);
     format->findInt32("video-de-interlace", &mConversion.deinterlace);
     format->findInt32("eFps", &mConversion.frameRate);
     format->findInt32("eWid", &width);
@@ -174,6 +181,7 @@ status_t AvVideoDecoder::readConversion(const sp<AMessage>& format) {
         mConversion.height = height;
     }
     mConversion.rotationDegrees = (rotationDegrees % 360 + 360) % 360;
+    mConversion.mirrored = mirrored != 0;
     mConversion.sourceFrameRate = static_cast<int>(std::lround(std::max(frameRate, 0.0F)));
     mFrameDuration = frameRate > 0 ? av_rescale_q(std::llround(1000000 / frameRate), kMicroseconds,
                                                   mTrack->timeBase())
@@ -239,18 +247,31 @@ status_t AvVideoDecoder::openCodec() {
         return BAD_VALUE;
     }
     if (mTunneled) mClock = SessionClock::forHwSync(mHwSync);
-    mConverter.start(mConversion, mTrack->timeBase());
-    mNextPts = av_rescale_q(mStartUs, kMicroseconds, mTrack->timeBase());
-    mConversionStartPts = mConversion.frameRate == 0 ? 0 : mNextPts;
-    mConversionStartUs = mConversion.frameRate == 0 ? mStartUs : 0;
-    mLastTimeUs = 0;
+    startTimes();
     mFormatReported = false;
     mDrained = false;
     return OK;
 }
 
+void AvVideoDecoder::startTimes() {
+    const AVRational stream = mTrack->timeBase();
+    // Filters may halve it once more.
+    mFineness = std::clamp(INT_MAX / 2 / stream.den, 1, kMostFineness);
+    const AVRational fine = {stream.num, stream.den * mFineness};
+    const int64_t unknownDuration = av_rescale_q(kUnknownDurationUs, kMicroseconds, fine);
+    mTimes.start(mFrameDuration > 0 ? mFrameDuration * mFineness : unknownDuration,
+                 av_rescale_q_rnd(1, kMicroseconds, fine, AV_ROUND_UP));
+    mConverter.start(mConversion, fine);
+    mNextPts = av_rescale_q(mStartUs, kMicroseconds, stream);
+    mConversionStartPts = mConversion.frameRate == 0 ? 0 : mNextPts * mFineness;
+    mConversionStartUs = mConversion.frameRate == 0 ? mStartUs : 0;
+    mHasLastTime = false;
+    mLastTimeUs = 0;
+}
+
 void AvVideoDecoder::closeCodec() {
     mClock.clear();
+    mTimes.start(1, 1);
     mConverter.start(Conversion(), kMicroseconds);
     av_frame_free(&mConverted);
     av_frame_free(&mDecoded);
@@ -284,7 +305,9 @@ void AvVideoDecoder::runWorker() {
         }
         if (!decodeInput(input)) return;
         if (input.flags & MediaCodec::BUFFER_FLAG_EOS) {
-            if (drain()) reportEnd();
+            if (!drain()) return;
+            if (!mHasLastTime) mLastTimeUs = input.timeUs;
+            reportEnd();
             return;
         }
     }
@@ -350,7 +373,19 @@ bool AvVideoDecoder::receiveFrames() {
 }
 
 bool AvVideoDecoder::handleFrame() {
-    mDecoded->pts = ptsOfFrame() - mConversionStartPts;
+    mDecoded->pts = ptsOfFrame() * mFineness;
+    return mTimes.passes(mDecoded) ? convertFrame() : handleReadyFrames();
+}
+
+bool AvVideoDecoder::handleReadyFrames() {
+    while (mTimes.pull(mDecoded)) {
+        if (!convertFrame()) return false;
+    }
+    return true;
+}
+
+bool AvVideoDecoder::convertFrame() {
+    mDecoded->pts -= mConversionStartPts;
     if (mConverter.isChange(*mDecoded) && !finishConversion()) {
         av_frame_unref(mDecoded);
         return false;
@@ -368,12 +403,14 @@ bool AvVideoDecoder::handleFrame() {
 int64_t AvVideoDecoder::ptsOfFrame() {
     int64_t pts = mDecoded->best_effort_timestamp;
     if (pts == AV_NOPTS_VALUE) pts = mNextPts;
+    pts = std::clamp(pts, -kMostPts, kMostPts);
     mNextPts = pts + (mDecoded->pkt_duration > 0 ? mDecoded->pkt_duration : mFrameDuration);
     return pts;
 }
 
 bool AvVideoDecoder::finishConversion() {
-    mConverter.finish(mNextPts - mConversionStartPts);
+    const int64_t end = mTimes.endBehindLast(mNextPts * mFineness);
+    mConverter.finish(end - mConversionStartPts);
     return emitConverted();
 }
 
@@ -396,6 +433,7 @@ bool AvVideoDecoder::emitPicture() {
     CodecOutput output;
     output.timeUs = timeUsOf(*mConverted);
     mLastTimeUs = output.timeUs;
+    mHasLastTime = true;
     if (mTunneled) return renderTunneled();
     if (mQueue == nullptr) {
         output.data = copyOf(*mConverted);
@@ -444,7 +482,9 @@ bool AvVideoDecoder::drain() {
     if (mDrained) return true;
     mDrained = true;
     avcodec_send_packet(mCodec, nullptr);
-    if (!receiveFrames() || !finishConversion()) return false;
+    if (!receiveFrames()) return false;
+    mTimes.finish();
+    if (!handleReadyFrames() || !finishConversion()) return false;
     // Whoever waits for the format (an encoder that is started with it) waits for the end, too.
     if (!mFormatReported) reportFormat(formatOfStream());
     mDamage.addRepaired();

@@ -6,6 +6,7 @@
 #include "audio/SessionClock.h"
 #include "codec/DamageCounter.h"
 #include "codec/PictureConversion.h"
+#include "codec/TimeSpreader.h"
 #include "codec/TrackParameters.h"
 #include "codec/WorkerComponent.h"
 #include "graphics/PictureQueue.h"
@@ -14,13 +15,14 @@ namespace android {
 
 // Decodes any pictures that libavcodec knows, and converts them as the format asks: "eWid" and
 // "eHei" (the size after rotation, with square samples), "eFps", "video-de-interlace" 1 or 2,
-// "rotation-degrees". A size that the output surface requires goes before "eWid" and "eHei".
+// "rotation-degrees", and the extractor's kFormatKeyMirrored. A size that the output surface requires goes before "eWid" and "eHei".
 //
 // configure() takes the stream's parameters from the format's TrackParameters object, or without
 // one from "mime", "width", "height" and "csd-0", "csd-1", ... Damaged data is skipped and counted.
 //
 // With a surface, a place of it is reserved before a picture is offered; without one, outputs are
-// planar 4:2:0 bytes. The end comes from an end-of-stream input (an empty end-of-stream output
+// planar 4:2:0 bytes. Times of pictures that do not rise are spread; no picture is dropped for its
+// time. The end comes from an end-of-stream input (an empty end-of-stream output
 // follows the last picture) or from the surface's request to drain (none follows).
 //
 // Tunneled, with "feature-tunneled-playback" 1 and a surface, it renders by itself when the clock
@@ -60,6 +62,8 @@ class AvVideoDecoder : public WorkerComponent {
     bool decodePacket();
     bool receiveFrames();
     bool handleFrame();
+    bool handleReadyFrames();
+    bool convertFrame();
     bool finishConversion();
     bool emitConverted();
     bool emitPicture();
@@ -69,6 +73,7 @@ class AvVideoDecoder : public WorkerComponent {
     void reportEnd();
 
     bool fillPacket(const CodecInput& input);
+    void startTimes();
     int64_t ptsOfFrame();
     int64_t timeUsOf(const AVFrame& converted) const;
     void reportFormat(const PictureFormat& format);
@@ -90,7 +95,7 @@ class AvVideoDecoder : public WorkerComponent {
     int64_t mStartUs = 0;  // the stream's time of the track's time 0
     // A new frame rate counts from the track's time 0 and needs it taken off before the conversion;
     // else it is taken off behind it, which keeps times exact.
-    int64_t mConversionStartPts = 0;
+    int64_t mConversionStartPts = 0;  // in the finer time base
     int64_t mConversionStartUs = 0;
     int64_t mFrameDuration = 0;  // by the frame rate, in the stream's time base; 0: not known
 
@@ -100,9 +105,14 @@ class AvVideoDecoder : public WorkerComponent {
     AVFrame* mDecoded = nullptr;
     AVFrame* mConverted = nullptr;
     sp<SessionClock> mClock;  // of tunneled playback
+    // Pictures between those of the stream need times between the stream's: it counts times so
+    // much finer than the stream from there on.
+    int mFineness = 1;
+    TimeSpreader mTimes;
     PictureConversion mConverter;
     DamageCounter mDamage;
-    int64_t mNextPts = 0;  // when the last frame ended
+    int64_t mNextPts = 0;  // when the last frame ended, in the stream's time base
+    bool mHasLastTime = false;
     int64_t mLastTimeUs = 0;
     bool mFormatReported = false;
     int32_t mReportedWidth = 0;

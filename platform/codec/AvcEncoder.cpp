@@ -33,6 +33,10 @@ namespace {
 
 constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr unsigned kMaxThreads = 16;
+// Threads of a live encoder share one picture, and each one's part of it costs some quality.
+constexpr unsigned kMaxLiveThreads = 8;
+// x264 counts in thousands and takes 0 for "no bit rate".
+constexpr int32_t kLowestBitrate = 1000;
 constexpr double kConstantQuality = 23;
 constexpr float kDefaultFrameRate = 30;
 constexpr float kDefaultKeyIntervalSec = 2;
@@ -210,7 +214,7 @@ status_t AvcEncoder::setParameters(const sp<AMessage>& params) {
     std::lock_guard<std::mutex> lock(mParametersLock);
     int32_t bitrate = 0;
     if (params->findInt32("video-bitrate", &bitrate)) {
-        if (bitrate <= 0) return BAD_VALUE;
+        if (bitrate < 0) return BAD_VALUE;
         mNewBitrate = bitrate;
     }
     if (params->contains("request-sync")) mSyncRequested = true;
@@ -239,6 +243,7 @@ status_t AvcEncoder::openCodec() {
     mUnusable.start(name().c_str());
     mHasLastTime = false;
     mLastTimeUs = 0;
+    mEndTimeUs = 0;
     reportFormat();
     return OK;
 }
@@ -280,16 +285,27 @@ void AvcEncoder::setStream(AVCodecContext* codec, int32_t bitrate) const {
                               ? kNoFurtherKeyFrames
                               : std::max(1, static_cast<int>(std::lround(keyInterval)));
     codec->max_b_frames = 0;
+    const unsigned mostThreads = mInputIsRecords ? kMaxLiveThreads : kMaxThreads;
     codec->thread_count =
-            static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, kMaxThreads));
+            static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, mostThreads));
     codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     for (const NamedProfile& profile : kProfiles) {
         if (profile.number == mProfile) av_opt_set(codec->priv_data, "profile", profile.name, 0);
     }
-    codec->bit_rate = bitrate;
+    codec->bit_rate = bitrate == 0 ? 0 : std::max(bitrate, kLowestBitrate);
     if (bitrate == 0) av_opt_set_double(codec->priv_data, "crf", kConstantQuality, 0);
     av_opt_set(codec->priv_data, "preset", oxa::host::encoderPreset().c_str(), 0);
     av_opt_set_int(codec->priv_data, "forced-idr", 1, 0);
+    if (mInputIsRecords) keepNothingBack(codec);
+}
+
+// A picture that goes in comes out before the next one does: the threads work on the same picture,
+// none is looked at in advance, and how long it lasts is not waited for.
+void AvcEncoder::keepNothingBack(AVCodecContext* codec) {
+    codec->thread_type = FF_THREAD_SLICE;
+    av_opt_set_int(codec->priv_data, "rc-lookahead", 0, 0);
+    av_opt_set_int(codec->priv_data, "mbtree", 0, 0);
+    av_opt_set(codec->priv_data, "x264-params", "sync-lookahead=0:force-cfr=1", 0);
 }
 
 void AvcEncoder::closeCodec() {
@@ -321,7 +337,7 @@ void AvcEncoder::runWorker() {
     if (!(mQueue != nullptr ? encodeSurface() : encodeInputs()) || !drain()) return;
     mLate.finish();
     mUnusable.finish();
-    emitEnd(mLastTimeUs);
+    emitEnd(mHasLastTime ? mLastTimeUs : mEndTimeUs);
 }
 
 bool AvcEncoder::encodeSurface() {
@@ -365,6 +381,7 @@ bool AvcEncoder::encodeInputs() {
             }
         }
         const bool isLast = (input.flags & MediaCodec::BUFFER_FLAG_EOS) != 0;
+        if (isLast) mEndTimeUs = input.timeUs;
         if (isLast && mDeinterlace != 0) finishDeinterlacing();
         client()->onInputConsumed(input.index);
         if (!receiveUnits()) return false;
@@ -448,18 +465,23 @@ void AvcEncoder::encodeInput(const CodecInput& input) {
 
 void AvcEncoder::encodePicture(const AVFrame& picture, int64_t timeUs) {
     int err = av_frame_ref(mFrame, &picture);
-    if (err >= 0 && (!mHasLastTime || timeUs > mLastTimeUs)) err = convertPicture();
+    if (err >= 0 && !isTooLate(timeUs)) err = convertPicture();
     if (err >= 0) err = encodeFrame(timeUs);
     av_frame_unref(mFrame);
     if (err < 0) mUnusable.add(err);
 }
 
+bool AvcEncoder::isTooLate(int64_t timeUs) const {
+    return mInputIsRecords && mHasLastTime && timeUs <= mLastTimeUs;
+}
+
 // Encodes mFrame, which has the encoder's size and format.
 int AvcEncoder::encodeFrame(int64_t timeUs) {
-    if (mHasLastTime && timeUs <= mLastTimeUs) {
+    if (isTooLate(timeUs)) {
         mLate.add();
         return 0;
     }
+    if (mHasLastTime) timeUs = std::max(timeUs, mLastTimeUs + 1);
     // The encoder chooses the picture's type by itself: the decoder's means nothing here.
     mFrame->pict_type = takeSyncRequest() ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
     mFrame->pts = timeUs;

@@ -28,8 +28,11 @@ namespace android {
 //
 // The encoder opens in start() and reports its output format there, with "csd-0" (SPS) and "csd-1"
 // (PPS); access units hold no parameter sets. The colours of an input surface are taken over as
-// they are known then. A picture of another size or format is converted; one that is not later than
-// the one before is dropped and counted.
+// they are known then. A picture of another size or format is converted.
+//
+// Records come from a live source: a picture that went in comes out before the next one goes in,
+// and one that is not later than the one before is dropped and counted. All other pictures may wait
+// for those behind them, which serves quality and speed, and one that is not later is made so.
 class AvcEncoder : public WorkerComponent {
   public:
     AvcEncoder();
@@ -59,6 +62,7 @@ class AvcEncoder : public WorkerComponent {
     AVCodecContext* newCodec(int32_t bitrate, int level) const;
     void setPicture(AVCodecContext* codec) const;
     void setStream(AVCodecContext* codec, int32_t bitrate) const;
+    static void keepNothingBack(AVCodecContext* codec);
     void reportFormat();
 
     // Worker only. The steps answer false when the component is being stopped.
@@ -69,6 +73,7 @@ class AvcEncoder : public WorkerComponent {
     bool drain();
 
     void encodePicture(const AVFrame& picture, int64_t timeUs);
+    bool isTooLate(int64_t timeUs) const;
     int encodeFrame(int64_t timeUs);
     int convertPicture();
     void encodeDeinterlaced(const AVFrame& picture, int64_t timeUs);
@@ -107,6 +112,7 @@ class AvcEncoder : public WorkerComponent {
     DamageCounter mUnusable;
     bool mHasLastTime = false;
     int64_t mLastTimeUs = 0;
+    int64_t mEndTimeUs = 0;  // what the end was queued with
 };
 
 sp<CodecComponent> createAvcEncoder(const AString& mime);

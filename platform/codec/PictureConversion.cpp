@@ -22,12 +22,20 @@ bool isPlain(int format) {
            format == AV_PIX_FMT_NV12;
 }
 
+bool isRgb(int format) {
+    const AVPixFmtDescriptor* description =
+            av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
+    return description != nullptr &&
+           (description->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
+}
+
 // The 8-bit 4:2:0 format that keeps the range of the samples.
 AVPixelFormat plainFormatFor(int format) {
     return PictureScaler::isFullRange(format) ? AV_PIX_FMT_YUVJ420P : AV_PIX_FMT_YUV420P;
 }
 
 void append(std::string* chain, const std::string& filter) {
+    if (filter.empty()) return;
     if (!chain->empty()) *chain += ',';
     *chain += filter;
 }
@@ -79,12 +87,17 @@ int PictureConversion::pull(AVFrame* frame) {
         av_frame_move_ref(frame, mPassing);
         return 0;
     }
-    return mFilter == nullptr ? AVERROR(EAGAIN) : mFilter->pull(frame);
+    const int err = mFilter == nullptr ? AVERROR(EAGAIN) : mFilter->pull(frame);
+    // What they are told to be is still the source's, and what the scaler made of it is this.
+    if (err >= 0 && isRgb(mFormat) && !isRgb(frame->format)) {
+        frame->colorspace = AVCOL_SPC_SMPTE170M;
+        frame->color_range = AVCOL_RANGE_MPEG;
+    }
+    return err;
 }
 
 bool PictureConversion::needsFilters() const {
-    return mConversion.deinterlace != 0 || mConversion.rotationDegrees != 0 ||
-           mConversion.frameRate != 0;
+    return mConversion.deinterlace != 0 || *turn() != '\0' || mConversion.frameRate != 0;
 }
 
 bool PictureConversion::isScaled(const AVFrame& frame) const {
@@ -107,10 +120,8 @@ std::string PictureConversion::filters(const AVFrame& frame) const {
     if (c.deinterlace == 1) append(&chain, "bwdif=mode=send_frame:deint=interlaced");
     if (c.deinterlace == 2) append(&chain, "bwdif=mode=send_field:deint=interlaced");
     // Pictures are dropped before the work that they would cost, and repeated after it.
-    if (!rate.empty() && !rateLast) append(&chain, rate);
-    if (c.rotationDegrees == 90) append(&chain, "transpose=clock");
-    if (c.rotationDegrees == 180) append(&chain, "hflip,vflip");
-    if (c.rotationDegrees == 270) append(&chain, "transpose=cclock");
+    if (!rateLast) append(&chain, rate);
+    append(&chain, turn());
     if (c.width != 0) {
         append(&chain, "scale=" + std::to_string(c.width) + ":" + std::to_string(c.height) +
                                ":flags=bicubic,setsar=1");
@@ -119,8 +130,21 @@ std::string PictureConversion::filters(const AVFrame& frame) const {
     if (format != frame.format || c.pixelFormat != AV_PIX_FMT_NONE) {
         append(&chain, std::string("format=") + av_get_pix_fmt_name(format));
     }
-    if (!rate.empty() && rateLast) append(&chain, rate);
+    if (rateLast) append(&chain, rate);
     return chain.empty() ? "null" : chain;
+}
+
+const char* PictureConversion::turn() const {
+    switch (mConversion.rotationDegrees) {
+        case 90:
+            return mConversion.mirrored ? "transpose=cclock_flip" : "transpose=clock";
+        case 180:
+            return mConversion.mirrored ? "hflip" : "hflip,vflip";
+        case 270:
+            return mConversion.mirrored ? "transpose=clock_flip" : "transpose=cclock";
+        default:
+            return mConversion.mirrored ? "vflip" : "";
+    }
 }
 
 int PictureConversion::open(const AVFrame& frame) {

@@ -13,6 +13,7 @@ namespace android {
 // What is to be done with pictures; 0 everywhere: nothing but making them 4:2:0 with 8 bits.
 struct Conversion {
     int deinterlace = 0;      // 1: one picture for each frame, 2: one for each field
+    bool mirrored = false;    // top line for bottom line, before the rotation
     int rotationDegrees = 0;  // clockwise: 90, 180, 270
     int width = 0;            // of the result, after rotation, with square samples
     int height = 0;
@@ -53,6 +54,7 @@ class PictureConversion {
     bool needsFilters() const;
     AVPixelFormat resultFormat(const AVFrame& frame) const;
     std::string filters(const AVFrame& frame) const;
+    const char* turn() const;
     int open(const AVFrame& frame);
     int openFilters(const AVFrame& frame);
     void drop();

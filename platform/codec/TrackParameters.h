@@ -17,6 +17,9 @@ namespace android {
 
 // The object item of a track format under which the extractor leaves this for the decoder.
 constexpr const char kFormatKeyTrackParameters[] = "linux.track-parameters";
+// The int32 item that is 1 where pictures must be turned upside down, top line for bottom line,
+// before they are turned by "rotation-degrees".
+constexpr const char kFormatKeyMirrored[] = "linux.mirrored";
 
 // What a demuxer knows of a stream and an AMessage has no key for: libavcodec's parameters, and
 // for every sample that was read the packet's properties (times in the stream's own base,

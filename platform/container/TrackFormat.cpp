@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "codec/TrackParameters.h"
 #include "container/MediaLimits.h"
 #include "container/MediaMime.h"
 #include "container/StreamInfo.h"
@@ -59,14 +60,26 @@ int32_t maxInputSize(const AVFormatContext& context, const AVStream& stream) {
     return static_cast<int32_t>(std::min<int64_t>(size, limits::kMaxSampleBytes));
 }
 
-// Clockwise degrees by which the picture is to be turned for display.
-int32_t rotationOf(const AVStream& stream) {
+// How the container wants pictures to be shown: nine numbers, or null.
+const int32_t* displayMatrixOf(const AVStream& stream) {
     size_t size = 0;
     const uint8_t* matrix = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
-    if (matrix == nullptr || size < 9 * sizeof(int32_t)) return 0;
-    const double turn = -av_display_rotation_get(reinterpret_cast<const int32_t*>(matrix));
+    return size < 9 * sizeof(int32_t) ? nullptr : reinterpret_cast<const int32_t*>(matrix);
+}
+
+// Clockwise degrees by which the picture is to be turned for display.
+int32_t rotationBy(const int32_t* matrix) {
+    const double turn = -av_display_rotation_get(matrix);
     if (std::isnan(turn)) return 0;
     return (static_cast<int32_t>(std::lround(turn / 90)) % 4 + 4) % 4 * 90;
+}
+
+// Lines keep their direction in a turn: what remains of a matrix that mirrors is the exchange of
+// top and bottom.
+bool isMirroredBy(const int32_t* matrix) {
+    const double determinant = static_cast<double>(matrix[0]) * matrix[4] -
+                               static_cast<double>(matrix[1]) * matrix[3];
+    return determinant < 0;
 }
 
 void setVideoItems(const AVStream& stream, const sp<AMessage>& format) {
@@ -77,7 +90,9 @@ void setVideoItems(const AVStream& stream, const sp<AMessage>& format) {
     if (rate > 0) {
         format->setInt32("frame-rate", std::max(1, static_cast<int32_t>(std::lround(rate))));
     }
-    format->setInt32("rotation-degrees", rotationOf(stream));
+    const int32_t* matrix = displayMatrixOf(stream);
+    format->setInt32("rotation-degrees", matrix == nullptr ? 0 : rotationBy(matrix));
+    if (matrix != nullptr && isMirroredBy(matrix)) format->setInt32(kFormatKeyMirrored, 1);
     const AVRational aspect = stream.sample_aspect_ratio.num > 0 ? stream.sample_aspect_ratio
                                                                  : parameters.sample_aspect_ratio;
     if (aspect.num > 0 && aspect.den > 0) {

@@ -3,9 +3,12 @@
 
 #include <gtest/gtest.h>
 #include <gui/Surface.h>
+#include <media/hardware/HardwareAPI.h>
 #include <mediadrm/ICrypto.h>
 
+#include "camera/PictureBuffer.h"
 #include "graphics/LocalBufferProducer.h"
+#include "graphics/PictureQueue.h"
 #include "platform/codec/CodecClient.h"
 #include "platform/codec/FaultLog.h"
 #include "platform/graphics/TestPictures.h"
@@ -239,19 +242,60 @@ TEST(AvcEncoder, ChangesItsBitRateAndMakesAKeyFrameOnRequest) {
     EXPECT_LE(sync[1], static_cast<size_t>(kKeyPicture));
 }
 
-TEST(AvcEncoder, DropsPicturesThatAreNotLater) {
+TEST(AvcEncoder, MakesTimesRiseAndDropsNothing) {
     FaultLog faults;
     ByteJob job(encoderFormat(), {0, 40000, 40000, 20000, -5, 80000, 80001});
     ASSERT_TRUE(job.run());
     std::vector<int64_t> times;
     for (const CodecEvent& unit : job.units())
         times.push_back(unit.timeUs);
-    EXPECT_EQ((std::vector<int64_t>{0, 40000, 80000, 80001}), times);
-    const auto reported = faults.faults();
-    ASSERT_EQ(2u, reported.size());
-    EXPECT_EQ(oxa::host::FaultSource::kEncoder, reported[0].source);
-    EXPECT_EQ(1u, reported[0].count);
-    EXPECT_EQ(3u, reported[1].count);
+    EXPECT_EQ((std::vector<int64_t>{0, 40000, 40001, 40002, 40003, 80000, 80001}), times);
+    EXPECT_TRUE(faults.faults().empty());
+}
+
+// ---- Records of a live source
+
+// Each picture is out before the next one goes in. One that is not later is left out.
+TEST(AvcEncoder, KeepsNothingOfALiveSourceBack) {
+    const struct {
+        int64_t timeUs;
+        bool isEncoded;
+    } kQueued[] = {{0, true},      {40000, true},  {40000, false}, {20000, false},
+                   {80000, true},  {80001, true},  {120000, true}, {240000, true},
+                   {280000, true}, {320000, true}, {360000, true}, {2400000, true}};
+    for (const int32_t bitrate : {0, 500000}) {
+        SCOPED_TRACE(bitrate);
+        FaultLog faults;
+        ANativeWindowBuffer picture{makeCard({kWidth, kHeight})};
+        CodecClient encoder("video/avc", true);
+        const sp<AMessage> format = encoderFormat();
+        format->setInt32("bitrate", bitrate);
+        format->setInt32("android._input-metadata-buffer-type", kMetadataBufferTypeANWBuffer);
+        ASSERT_EQ(OK, encoder.setCallback());
+        ASSERT_EQ(OK, encoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE));
+        ASSERT_EQ(OK, encoder->start());
+        size_t queued = 0;
+        size_t encoded = 0;
+        for (const auto& next : kQueued) {
+            ASSERT_TRUE(encoder.waitForCount(MediaCodec::CB_INPUT_AVAILABLE, ++queued));
+            const CodecEvent input =
+                    CodecClient::ofKind(encoder.events(), MediaCodec::CB_INPUT_AVAILABLE)
+                            .at(queued - 1);
+            sp<MediaCodecBuffer> buffer;
+            ASSERT_EQ(OK, encoder->getInputBuffer(input.index, &buffer));
+            const VideoNativeMetadata record = {kMetadataBufferTypeANWBuffer, &picture, -1};
+            memcpy(buffer->base(), &record, sizeof(record));
+            ASSERT_EQ(OK, encoder->queueInputBuffer(input.index, 0, sizeof(record), next.timeUs, 0));
+            if (!next.isEncoded) continue;
+            ASSERT_TRUE(encoder.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, ++encoded));
+            const CodecEvent unit =
+                    CodecClient::ofKind(encoder.events(), MediaCodec::CB_OUTPUT_AVAILABLE).back();
+            EXPECT_EQ(next.timeUs, unit.timeUs);
+            ASSERT_EQ(OK, encoder->releaseOutputBuffer(unit.index));
+        }
+        ASSERT_FALSE(faults.faults().empty());
+        EXPECT_EQ("c2.linux.avc.encoder", faults.faults()[0].object);
+    }
 }
 
 // ---- Surface input

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
 
 namespace oxa::test {
 
@@ -121,6 +122,13 @@ void CodecClient::settle() {
     sp<AMessage> response;
     mCodec->getName(&name);
     (new AMessage(kWhatBarrier, mRelay))->postAndAwaitResponse(&response);
+}
+
+CodecClient::Events CodecClient::ofKind(const Events& events, int id) {
+    Events found;
+    std::copy_if(events.begin(), events.end(), std::back_inserter(found),
+                 [id](const CodecEvent& e) { return e.id == id; });
+    return found;
 }
 
 size_t CodecClient::countOf(const Events& events, int id) {

@@ -53,6 +53,7 @@ class CodecClient {
     // A call on both loopers after which all that was posted before has been delivered.
     void settle();
 
+    static Events ofKind(const Events& events, int id);
     static size_t countOf(const Events& events, int id);
 
   private:
