@@ -265,7 +265,6 @@ void AvVideoDecoder::startTimes() {
     mNextPts = av_rescale_q(mStartUs, kMicroseconds, stream);
     mConversionStartPts = mConversion.frameRate == 0 ? 0 : mNextPts * mFineness;
     mConversionStartUs = mConversion.frameRate == 0 ? mStartUs : 0;
-    mHasLastTime = false;
     mLastTimeUs = 0;
 }
 
@@ -305,9 +304,7 @@ void AvVideoDecoder::runWorker() {
         }
         if (!decodeInput(input)) return;
         if (input.flags & MediaCodec::BUFFER_FLAG_EOS) {
-            if (!drain()) return;
-            if (!mHasLastTime) mLastTimeUs = input.timeUs;
-            reportEnd();
+            if (drain()) reportEnd();
             return;
         }
     }
@@ -433,7 +430,6 @@ bool AvVideoDecoder::emitPicture() {
     CodecOutput output;
     output.timeUs = timeUsOf(*mConverted);
     mLastTimeUs = output.timeUs;
-    mHasLastTime = true;
     if (mTunneled) return renderTunneled();
     if (mQueue == nullptr) {
         output.data = copyOf(*mConverted);

@@ -15,7 +15,8 @@ namespace android {
 
 // Decodes any pictures that libavcodec knows, and converts them as the format asks: "eWid" and
 // "eHei" (the size after rotation, with square samples), "eFps", "video-de-interlace" 1 or 2,
-// "rotation-degrees", and the extractor's kFormatKeyMirrored. A size that the output surface requires goes before "eWid" and "eHei".
+// "rotation-degrees", and the extractor's kFormatKeyMirrored. A size that the output surface
+// requires goes before "eWid" and "eHei".
 //
 // configure() takes the stream's parameters from the format's TrackParameters object, or without
 // one from "mime", "width", "height" and "csd-0", "csd-1", ... Damaged data is skipped and counted.
@@ -112,7 +113,6 @@ class AvVideoDecoder : public WorkerComponent {
     PictureConversion mConverter;
     DamageCounter mDamage;
     int64_t mNextPts = 0;  // when the last frame ended, in the stream's time base
-    bool mHasLastTime = false;
     int64_t mLastTimeUs = 0;
     bool mFormatReported = false;
     int32_t mReportedWidth = 0;

@@ -221,6 +221,16 @@ status_t AvcEncoder::setParameters(const sp<AMessage>& params) {
     return OK;
 }
 
+void AvcEncoder::flush() {
+    if (mQueue == nullptr) return stop();
+    stopWorker();
+    QueuedPicture dropped;
+    while (mQueue->tryAcquire(&dropped)) {
+        dropped.picture.clear();
+        mQueue->release();
+    }
+}
+
 void AvcEncoder::onStopped() {
     if (mQueue != nullptr) mQueue->abandon();
     mQueue.clear();
@@ -243,7 +253,6 @@ status_t AvcEncoder::openCodec() {
     mUnusable.start(name().c_str());
     mHasLastTime = false;
     mLastTimeUs = 0;
-    mEndTimeUs = 0;
     reportFormat();
     return OK;
 }
@@ -337,7 +346,7 @@ void AvcEncoder::runWorker() {
     if (!(mQueue != nullptr ? encodeSurface() : encodeInputs()) || !drain()) return;
     mLate.finish();
     mUnusable.finish();
-    emitEnd(mHasLastTime ? mLastTimeUs : mEndTimeUs);
+    emitEnd(mLastTimeUs);
 }
 
 bool AvcEncoder::encodeSurface() {
@@ -381,7 +390,6 @@ bool AvcEncoder::encodeInputs() {
             }
         }
         const bool isLast = (input.flags & MediaCodec::BUFFER_FLAG_EOS) != 0;
-        if (isLast) mEndTimeUs = input.timeUs;
         if (isLast && mDeinterlace != 0) finishDeinterlacing();
         client()->onInputConsumed(input.index);
         if (!receiveUnits()) return false;

@@ -44,6 +44,7 @@ class AvcEncoder : public WorkerComponent {
     status_t createInputSurface(sp<IGraphicBufferProducer>* producer) override;
     status_t signalEndOfInputStream() override;
     status_t setParameters(const sp<AMessage>& params) override;
+    void flush() override;
 
   protected:
     ~AvcEncoder() override;
@@ -112,7 +113,6 @@ class AvcEncoder : public WorkerComponent {
     DamageCounter mUnusable;
     bool mHasLastTime = false;
     int64_t mLastTimeUs = 0;
-    int64_t mEndTimeUs = 0;  // what the end was queued with
 };
 
 sp<CodecComponent> createAvcEncoder(const AString& mime);

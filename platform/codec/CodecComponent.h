@@ -78,6 +78,10 @@ class CodecComponent : public RefBase {
     // no Client call is made after it returned. Harmless when not started or not configured.
     virtual void stop() = 0;
 
+    // As stop(), but an input surface and its producer stay connected: of one that has made an
+    // input surface start() goes on, any other must be configured again.
+    virtual void flush() { stop(); }
+
     virtual void queueInput(const CodecInput& input) = 0;
 
     // Gives an output back; `render` queues its picture to the surface with that time.

@@ -14,14 +14,15 @@
 #include <media/stagefright/foundation/ALooper.h>
 #include <media/stagefright/foundation/AMessage.h>
 #include <mediadrm/ICrypto.h>
+#include <oxa/host/CodecConfig.h>
 #include <oxa/host/FaultListener.h>
 
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <string>
 
 #include "codec/CodecComponent.h"
+#include "codec/CodecFormats.h"
 #include "codec/ComponentTable.h"
 #include "foundation/TimerSlack.h"
 
@@ -49,14 +50,6 @@ enum {
 
 // What stands in a picture's output buffer: its pixels are not for the client.
 constexpr size_t kPictureHandleSize = 8;
-
-bool isSizePossible(const sp<AMessage>& format) {
-    int32_t width = 0;
-    int32_t height = 0;
-    format->findInt32("width", &width);
-    format->findInt32("height", &height);
-    return width >= 0 && height >= 0 && static_cast<int64_t>(width) * height <= INT_MAX / 4;
-}
 
 }  // namespace
 
@@ -213,7 +206,10 @@ status_t MediaCodec::queueInputBuffer(size_t index, size_t offset, size_t size,
     slot.buffer->setRange(offset, size);
     slot.isClients = false;
     input.buffer = slot.buffer;
-    if (flags & BUFFER_FLAG_EOS) mInputEnded = true;
+    if (flags & BUFFER_FLAG_EOS) {
+        mInputEnded = true;
+        mInputEndTimeUs = presentationTimeUs;
+    }
     mComponent->queueInput(input);
     return OK;
 }
@@ -240,6 +236,8 @@ status_t MediaCodec::giveBackOutput(size_t index, bool render, const int64_t* ti
     const CodecOutput output = mOutputs[slot].output;
     mOutputs[slot] = OutputSlot();
     const int64_t timeNs = timestampNs == nullptr ? output.timeUs * 1000 : *timestampNs;
+    // Codec-specific data is no output of the component's.
+    if (output.flags & BUFFER_FLAG_CODECCONFIG) return OK;
     mComponent->releaseOutput(output, render, timeNs);
     return OK;
 }
@@ -375,11 +373,13 @@ status_t MediaCodec::onSetCallback(const sp<AMessage>& msg) {
 }
 
 status_t MediaCodec::onConfigure(const sp<AMessage>& msg) {
-    if (mState != INITIALIZED) return INVALID_OPERATION;
     sp<AMessage> format;
     sp<RefBase> surface;
     int32_t flags = 0;
     msg->findMessage("format", &format);
+    // Refused before it reaches the codec, whose callback stays.
+    if (isVideo(mMime) && !isSizePossible(format)) return BAD_VALUE;
+    if (mState != INITIALIZED) return INVALID_OPERATION;
     msg->findObject("surface", &surface);
     msg->findInt32("flags", &flags);
 
@@ -389,18 +389,24 @@ status_t MediaCodec::onConfigure(const sp<AMessage>& msg) {
     if (surface != nullptr) format->setObject("native-window", surface);
     mSurface = static_cast<Surface*>(surface.get());
 
-    status_t err = BAD_VALUE;
-    if (isSizePossible(format) && encoder == (mRow->direction == CodecDirection::kEncoder)) {
-        err = mComponent->configure(format, mSurface);
-    }
+    const status_t err = configureComponent(format, encoder);
     if (err != OK) {
         mComponent->stop();
         clear(INITIALIZED);
-        return err;
     }
-    mInputFormat = format;
+    return err;
+}
+
+status_t MediaCodec::configureComponent(const sp<AMessage>& format, bool encoder) {
+    const CodecDirection direction = mRow->direction;
+    if (encoder != (direction == CodecDirection::kEncoder)) return UNKNOWN_ERROR;
+    if (!isFormatWhole(mMime, direction, format)) return BAD_VALUE;
+    const status_t err = mComponent->configure(format, mSurface);
+    if (err != OK) return err;
+    mFormat = format;
+    mInputFormat = inputFormatOf(mMime, direction, format, mComponent->inputCapacity());
     std::lock_guard<std::mutex> lock(mLock);
-    mOutputFormat = new AMessage;
+    mOutputFormat = outputFormatOf(mMime, direction, format);
     mState = CONFIGURED;
     return OK;
 }
@@ -452,10 +458,11 @@ status_t MediaCodec::onRelease() {
 }
 
 status_t MediaCodec::onFlush() {
-    if (!isExecuting() || mRow->direction == CodecDirection::kEncoder) return INVALID_OPERATION;
+    if (!isExecuting()) return INVALID_OPERATION;
     if (mStickyError != OK) return mStickyError;
+    if (mState == FLUSHED) return OK;
     endRun(FLUSHED);
-    return mComponent->configure(mInputFormat, mSurface);
+    return mHasInputSurface ? OK : mComponent->configure(mFormat, mSurface);
 }
 
 status_t MediaCodec::onSignalEndOfInputStream() {
@@ -472,10 +479,11 @@ status_t MediaCodec::onGetFormat(const sp<AMessage>& format, const sp<AMessage>&
 }
 
 status_t MediaCodec::onSetParameters(const sp<AMessage>& msg) {
-    if (!isConfigured()) return INVALID_OPERATION;
     sp<AMessage> params;
     msg->findMessage("params", &params);
-    return params == nullptr ? BAD_VALUE : mComponent->setParameters(params);
+    if (params == nullptr) return BAD_VALUE;
+    // There is nothing yet, or no more, that could be changed.
+    return isConfigured() ? mComponent->setParameters(params) : OK;
 }
 
 // ---- The component's reports, on its worker's thread (the first inputs: on the looper)
@@ -486,6 +494,7 @@ void MediaCodec::giveInput(int32_t run, size_t slot) {
         std::lock_guard<std::mutex> lock(mLock);
         if (run != mRun) return;
         mInputs[slot].buffer->meta()->clear();
+        mInputs[slot].buffer->setRange(0, mInputs[slot].buffer->capacity());
         if (mInputEnded) return;
         mInputs[slot].isClients = true;
         callback = newCallback(CB_INPUT_AVAILABLE);
@@ -506,9 +515,15 @@ void MediaCodec::changeOutputFormat(int32_t run, const sp<AMessage>& format) {
         callback->setMessage("format", format);
     }
     callback->post();
+    if (mRow->direction == CodecDirection::kEncoder && oxa::host::codecConfigOutput()) {
+        CodecOutput config;
+        config.data = codecConfigOf(format);
+        config.flags = BUFFER_FLAG_CODECCONFIG;
+        giveOutput(run, config);
+    }
 }
 
-void MediaCodec::giveOutput(int32_t run, const CodecOutput& output) {
+void MediaCodec::giveOutput(int32_t run, CodecOutput output) {
     sp<ABuffer> data = output.data;
     if (data == nullptr) {
         data = new ABuffer(kPictureHandleSize);
@@ -519,9 +534,15 @@ void MediaCodec::giveOutput(int32_t run, const CodecOutput& output) {
         std::lock_guard<std::mutex> lock(mLock);
         if (run != mRun) return;
         const size_t slot = freeOutputSlot();
-        mOutputs[slot].output = output;
-        mOutputs[slot].buffer = new MediaCodecBuffer(mOutputFormat, data);
-        mOutputs[slot].isClients = true;
+        // The end of a stream without content has no time but its input's.
+        if (!mHasOutput && (output.flags & BUFFER_FLAG_EOS) && data->size() == 0) {
+            output.timeUs = mInputEndTimeUs;
+        }
+        mHasOutput = mHasOutput || (output.flags & BUFFER_FLAG_CODECCONFIG) == 0;
+        const sp<MediaCodecBuffer> buffer = new MediaCodecBuffer(mOutputFormat, data);
+        buffer->meta()->setInt64("timeUs", output.timeUs);
+        buffer->meta()->setInt32("flags", static_cast<int32_t>(output.flags));
+        mOutputs[slot] = {output, buffer, true};
         callback = newCallback(CB_OUTPUT_AVAILABLE);
         if (callback == nullptr) return;
         callback->setInt32("index", static_cast<int32_t>(mOutputBase + slot));
@@ -612,18 +633,25 @@ void MediaCodec::endRun(State next) {
         mState = next;
         ++mRun;
         mInputEnded = false;
+        mInputEndTimeUs = 0;
+        mHasOutput = false;
         inputs.swap(mInputs);
         outputs.swap(mOutputs);
         mInputBase += inputs.size();
         mOutputBase += outputs.size();
     }
-    mComponent->stop();
+    if (next == FLUSHED) {
+        mComponent->flush();
+    } else {
+        mComponent->stop();
+    }
     mRunClient.reset();
     for (const InputSlot& slot : inputs)
         slot.buffer->meta()->clear();
 }
 
 void MediaCodec::clear(State state) {
+    mFormat.clear();
     mInputFormat.clear();
     mSurface.clear();
     mHasInputSurface = false;

@@ -23,8 +23,7 @@ bool isPlain(int format) {
 }
 
 bool isRgb(int format) {
-    const AVPixFmtDescriptor* description =
-            av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
+    const AVPixFmtDescriptor* description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
     return description != nullptr &&
            (description->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
 }

@@ -40,8 +40,12 @@ status_t WorkerComponent::start(Client* client) {
 }
 
 void WorkerComponent::stop() {
-    if (mStarted) endWorker();
+    stopWorker();
     onStopped();
+}
+
+void WorkerComponent::stopWorker() {
+    if (mStarted) endWorker();
     std::lock_guard<std::mutex> lock(mLock);
     mInputs.clear();
     mDrainRequested = false;

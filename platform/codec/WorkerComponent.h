@@ -41,6 +41,9 @@ class WorkerComponent : public CodecComponent {
     // configure() has taken (a surface).
     virtual void onStopped() {}
 
+    // stop() without onStopped().
+    void stopWorker();
+
     // Worker only. Waits for an input (front of the queue, removed), a drain request once the queue
     // is empty, or stop.
     Next nextInput(CodecInput* input);

@@ -77,8 +77,8 @@ int32_t rotationBy(const int32_t* matrix) {
 // Lines keep their direction in a turn: what remains of a matrix that mirrors is the exchange of
 // top and bottom.
 bool isMirroredBy(const int32_t* matrix) {
-    const double determinant = static_cast<double>(matrix[0]) * matrix[4] -
-                               static_cast<double>(matrix[1]) * matrix[3];
+    const double determinant =
+            static_cast<double>(matrix[0]) * matrix[4] - static_cast<double>(matrix[1]) * matrix[3];
     return determinant < 0;
 }
 

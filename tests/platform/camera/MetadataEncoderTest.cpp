@@ -38,6 +38,9 @@ sp<AMessage> encoderFormat(Size size) {
     format->setString("mime", "video/avc");
     format->setInt32("width", size.width);
     format->setInt32("height", size.height);
+    format->setInt32("frame-rate", 30);
+    format->setInt32("bitrate", 4000000);
+    format->setInt32("i-frame-interval", 2);
     format->setInt32("android._input-metadata-buffer-type", kMetadataBufferTypeANWBuffer);
     return format;
 }
@@ -50,9 +53,7 @@ class CameraJob {
     void run(const EncodeCase& test) {
         const sp<AMessage> format = encoderFormat(test.size);
         format->setInt32("create-input-buffers-suspended", 1);
-        format->setInt32("frame-rate", 30);
         format->setInt32("video-de-interlace", test.deinterlace);
-        format->setInt32("bitrate", 4000000);
         mEncoder.setHandler([this](const CodecEvent& event) { onEvent(event); });
         ASSERT_EQ(OK, mEncoder.setCallback());
         ASSERT_EQ(OK, mEncoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE));

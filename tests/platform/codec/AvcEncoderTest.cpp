@@ -285,7 +285,8 @@ TEST(AvcEncoder, KeepsNothingOfALiveSourceBack) {
             ASSERT_EQ(OK, encoder->getInputBuffer(input.index, &buffer));
             const VideoNativeMetadata record = {kMetadataBufferTypeANWBuffer, &picture, -1};
             memcpy(buffer->base(), &record, sizeof(record));
-            ASSERT_EQ(OK, encoder->queueInputBuffer(input.index, 0, sizeof(record), next.timeUs, 0));
+            ASSERT_EQ(OK,
+                      encoder->queueInputBuffer(input.index, 0, sizeof(record), next.timeUs, 0));
             if (!next.isEncoded) continue;
             ASSERT_TRUE(encoder.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, ++encoded));
             const CodecEvent unit =

@@ -99,6 +99,7 @@ TEST(VideoDecoder, ASurfaceHasOneDecoderAndSoManyPlaces) {
     const sp<Surface> surface = new Surface(options.producer);
     CodecClient second("video/avc", false);
     const sp<AMessage> format = new AMessage;
+    format->setString("mime", "video/avc");
     format->setInt32("width", 640);
     format->setInt32("height", 480);
     EXPECT_EQ(-EINVAL, second->configure(format, surface, NULL, 0));
@@ -118,8 +119,12 @@ TEST(VideoDecoder, StopsAtAnyMomentWhileItRendersToAnEncoder) {
                     {true, MediaCodec::CB_OUTPUT_AVAILABLE, 1},
                     {true, MediaCodec::CB_OUTPUT_AVAILABLE, 85}};
     const sp<AMessage> format = new AMessage;
+    format->setString("mime", "video/avc");
     format->setInt32("width", 640);
     format->setInt32("height", 480);
+    format->setInt32("bitrate", 0);
+    format->setInt32("frame-rate", 25);
+    format->setInt32("i-frame-interval", 2);
     for (const auto& moment : kMoments) {
         for (const bool encoderFirst : {false, true}) {
             SCOPED_TRACE(moment.count);

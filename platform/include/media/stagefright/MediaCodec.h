@@ -83,9 +83,12 @@ struct MediaCodec : public AHandler {
                                                 uid_t uid = kNoUid);
 
     // INITIALIZED only. `nativeWindow` (may be null) takes a video decoder's pictures and belongs
-    // to one codec at a time: -EINVAL while it is taken. BAD_VALUE: a format that cannot be. After
-    // a failure the codec is as new, without callback. The message gains "flags", "encoder" = 1 for
-    // encoders, and "native-window".
+    // to one codec at a time: -EINVAL while it is taken. BAD_VALUE: a size that cannot be (then
+    // nothing has happened), or another item that cannot be or is missing: "mime", of pictures
+    // "width" and "height", of encoders "bitrate", of video encoders "frame-rate" and
+    // "i-frame-interval". UNKNOWN_ERROR: `flags` are those of the other direction. After a failure
+    // the codec is as new, without callback. The message gains "flags", "encoder" = 1 for encoders,
+    // and "native-window".
     status_t configure(const sp<AMessage>& format, const sp<Surface>& nativeWindow,
                        const sp<ICrypto>& crypto, uint32_t flags);
 
@@ -101,7 +104,7 @@ struct MediaCodec : public AHandler {
     status_t stop();
     status_t reset();
     status_t release();
-    // Decoders: drops what is queued and not yet delivered; start() goes on.
+    // Drops what is queued and not yet delivered; start() goes on, an encoder's with a key frame.
     status_t flush();
 
     // Gives input `index` back with `size` bytes at `offset`. -ERANGE: no such index, -EACCES: not
@@ -120,11 +123,13 @@ struct MediaCodec : public AHandler {
     // of the stream comes out. Also before start().
     status_t signalEndOfInputStream();
 
-    // The client's buffer of an index; INVALID_OPERATION and null for any other.
+    // The client's buffer of an index; INVALID_OPERATION and null for any other. The range of an
+    // input's is all of it; an output's meta() has "timeUs" (int64) and "flags" (int32).
     status_t getInputBuffer(size_t index, sp<MediaCodecBuffer>* buffer);
     status_t getOutputBuffer(size_t index, sp<MediaCodecBuffer>* buffer);
 
-    // From CONFIGURED on; the messages are the codec's own: read only.
+    // From CONFIGURED on; the messages are the codec's own: read only. An input format has
+    // "max-input-size". What an output format lacks comes with the first output.
     status_t getInputFormat(sp<AMessage>* format) const;
     status_t getOutputFormat(sp<AMessage>* format) const;
     status_t getOutputFormat(size_t index, sp<AMessage>* format);
@@ -132,7 +137,8 @@ struct MediaCodec : public AHandler {
     // From INITIALIZED on.
     status_t getName(AString* componentName) const;
 
-    // From CONFIGURED on. Video encoders know "video-bitrate" (int32) and "request-sync".
+    // Video encoders know "video-bitrate" (int32, 0 changes nothing) and "request-sync". OK but
+    // without effect before CONFIGURED.
     status_t setParameters(const sp<AMessage>& params);
     status_t requestIDRFrame();
 
@@ -162,6 +168,7 @@ struct MediaCodec : public AHandler {
     status_t onInit();
     status_t onSetCallback(const sp<AMessage>& msg);
     status_t onConfigure(const sp<AMessage>& msg);
+    status_t configureComponent(const sp<AMessage>& format, bool encoder);
     status_t onCreateInputSurface(const sp<AMessage>& response);
     status_t onStart();
     status_t onStop();
@@ -186,7 +193,7 @@ struct MediaCodec : public AHandler {
     // The component's reports, on any thread; of another run than the present one: dropped.
     void giveInput(int32_t run, size_t slot);
     void changeOutputFormat(int32_t run, const sp<AMessage>& format);
-    void giveOutput(int32_t run, const CodecOutput& output);
+    void giveOutput(int32_t run, CodecOutput output);
 
     // With mLock held.
     size_t freeOutputSlot();
@@ -198,6 +205,7 @@ struct MediaCodec : public AHandler {
     const ComponentRow* mRow = nullptr;
     AString mMime;
     sp<CodecComponent> mComponent;  // also used with mLock held, while mState is executing
+    sp<AMessage> mFormat;  // what it was configured with
     sp<AMessage> mInputFormat;
     sp<Surface> mSurface;
     bool mHasInputSurface = false;
@@ -213,6 +221,8 @@ struct MediaCodec : public AHandler {
     // Guarded by mLock. An index is a slot's number plus a base that no former run has used.
     sp<AMessage> mOutputFormat;
     bool mInputEnded = false;  // an end-of-stream buffer was queued
+    int64_t mInputEndTimeUs = 0;
+    bool mHasOutput = false;  // of media, in this run
     std::vector<InputSlot> mInputs;
     std::vector<OutputSlot> mOutputs;
     size_t mInputBase = 0;

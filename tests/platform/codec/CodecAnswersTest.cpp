@@ -1,0 +1,333 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+#include <gui/IGraphicBufferProducer.h>
+#include <gui/Surface.h>
+#include <mediadrm/ICrypto.h>
+#include <oxa/host/CodecConfig.h>
+
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "graphics/PictureQueue.h"
+#include "platform/codec/CodecClient.h"
+#include "platform/graphics/TestPictures.h"
+
+// What Android 11's codecs answer, call for call.
+
+namespace oxa::test {
+namespace {
+
+using namespace android;
+
+struct Direction {
+    const char* mime;
+    bool encoder;
+};
+
+constexpr Direction kVideoEncoder = {"video/avc", true};
+constexpr Direction kVideoDecoder = {"video/avc", false};
+constexpr Direction kSoundEncoder = {"audio/mp4a-latm", true};
+constexpr Direction kSoundDecoder = {"audio/raw", false};
+
+// All that the codecs need, but for one item.
+sp<AMessage> formatFor(const Direction& codec, const std::string& without = "") {
+    constexpr std::pair<const char*, int32_t> kItems[] = {
+            {"width", 64},        {"height", 48},          {"frame-rate", 25},
+            {"bitrate", 100000},  {"i-frame-interval", 1}, {"color-format", 19},
+            {"channel-count", 2}, {"sample-rate", 48000},
+    };
+    const sp<AMessage> format = new AMessage;
+    if (without != "mime") format->setString("mime", codec.mime);
+    for (const auto& [name, value] : kItems) {
+        if (without != name) format->setInt32(name, value);
+    }
+    return format;
+}
+
+// A codec and the calls that tests make again and again.
+class Codec : public CodecClient {
+  public:
+    explicit Codec(const Direction& direction)
+        : CodecClient(direction.mime, direction.encoder), mDirection(direction) {
+        (*this)->setCallback(nullptr);
+        CodecClient::setCallback();
+    }
+
+    status_t configure(const sp<AMessage>& format) {
+        return (*this)->configure(format, NULL, NULL,
+                                  mDirection.encoder ? MediaCodec::CONFIGURE_FLAG_ENCODE : 0);
+    }
+    status_t configure() { return configure(formatFor(mDirection)); }
+
+    void run() {
+        ASSERT_EQ(OK, configure());
+        ASSERT_EQ(OK, (*this)->start());
+    }
+
+    // The n-th input that was offered, from 0.
+    size_t input(size_t n) {
+        EXPECT_TRUE(waitForCount(MediaCodec::CB_INPUT_AVAILABLE, n + 1));
+        return ofKind(events(), MediaCodec::CB_INPUT_AVAILABLE).at(n).index;
+    }
+    CodecEvent output(size_t n) {
+        EXPECT_TRUE(waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, n + 1));
+        return ofKind(events(), MediaCodec::CB_OUTPUT_AVAILABLE).at(n);
+    }
+
+    // A picture of zeros, or silence, in the n-th input.
+    void queue(size_t n, int64_t timeUs) {
+        sp<MediaCodecBuffer> buffer;
+        ASSERT_EQ(OK, (*this)->getInputBuffer(input(n), &buffer));
+        memset(buffer->base(), 0, buffer->capacity());
+        ASSERT_EQ(OK, (*this)->queueInputBuffer(input(n), 0, buffer->capacity(), timeUs, 0));
+    }
+    void queueEnd(size_t n, int64_t timeUs) {
+        ASSERT_EQ(OK,
+                  (*this)->queueInputBuffer(input(n), 0, 0, timeUs, MediaCodec::BUFFER_FLAG_EOS));
+    }
+
+  private:
+    const Direction mDirection;
+};
+
+// ---- What configure() answers
+
+struct ConfigureCase {
+    const char* what;
+    Direction codec;
+    const char* key;  // left out, or set to `value`
+    bool isSet;
+    int32_t value;
+    status_t expected;
+    bool keepsCallback;
+};
+
+constexpr ConfigureCase kConfigurations[] = {
+        {"negative width", kVideoDecoder, "width", true, -1, BAD_VALUE, true},
+        {"absurd height", kVideoEncoder, "height", true, 1 << 30, BAD_VALUE, true},
+        {"decoder without type", kVideoDecoder, "mime", false, 0, BAD_VALUE, false},
+        {"sound decoder without type", kSoundDecoder, "mime", false, 0, BAD_VALUE, false},
+        {"decoder without width", kVideoDecoder, "width", false, 0, BAD_VALUE, false},
+        {"decoder without height", kVideoDecoder, "height", false, 0, BAD_VALUE, false},
+        {"encoder without width", kVideoEncoder, "width", false, 0, BAD_VALUE, false},
+        {"encoder without bit rate", kVideoEncoder, "bitrate", false, 0, BAD_VALUE, false},
+        {"encoder without rate", kVideoEncoder, "frame-rate", false, 0, BAD_VALUE, false},
+        {"encoder without interval", kVideoEncoder, "i-frame-interval", false, 0, BAD_VALUE, false},
+        {"sound encoder without bit rate", kSoundEncoder, "bitrate", false, 0, BAD_VALUE, false},
+        {"sound has no size", kSoundEncoder, "width", true, -1, OK, true},
+        {"sound decoder without bit rate", kSoundDecoder, "bitrate", false, 0, OK, true},
+        {"nothing is wrong", kVideoEncoder, "", false, 0, OK, true},
+};
+
+TEST(CodecAnswers, ToFormatsThatAreNotWhole) {
+    for (const ConfigureCase& test : kConfigurations) {
+        SCOPED_TRACE(test.what);
+        Codec codec(test.codec);
+        const sp<AMessage> format = formatFor(test.codec, test.key);
+        if (test.isSet) format->setInt32(test.key, test.value);
+        EXPECT_EQ(test.expected, codec.configure(format));
+        if (test.expected != OK) {
+            ASSERT_EQ(OK, codec.configure());
+        }
+        ASSERT_EQ(OK, codec->start());
+        if (test.keepsCallback) {
+            EXPECT_TRUE(codec.waitForCount(MediaCodec::CB_INPUT_AVAILABLE, 1));
+        } else {
+            codec.settle();
+            EXPECT_TRUE(codec.events().empty());
+        }
+    }
+}
+
+TEST(CodecAnswers, ToTheOtherDirectionsFlag) {
+    for (const Direction& direction :
+         {kVideoEncoder, kVideoDecoder, kSoundEncoder, kSoundDecoder}) {
+        Codec codec(direction);
+        EXPECT_EQ(UNKNOWN_ERROR,
+                  codec->configure(formatFor(direction), NULL, NULL,
+                                   direction.encoder ? 0 : MediaCodec::CONFIGURE_FLAG_ENCODE));
+    }
+}
+
+// ---- What it tells of its formats
+
+TEST(CodecAnswers, FormatsAreFilledBeforeTheStart) {
+    const struct {
+        Direction codec;
+        const char* input;
+        const char* output;
+        const char* key;  // of both
+        int32_t value;
+    } kFormats[] = {
+            {kVideoEncoder, "video/raw", "video/avc", "width", 64},
+            {kVideoDecoder, "video/avc", "video/raw", "height", 48},
+            {kSoundEncoder, "audio/raw", "audio/mp4a-latm", "channel-count", 2},
+            {kSoundDecoder, "audio/raw", "audio/raw", "sample-rate", 48000},
+    };
+    for (const auto& test : kFormats) {
+        SCOPED_TRACE(test.codec.mime);
+        Codec codec(test.codec);
+        const sp<AMessage> clients = formatFor(test.codec);
+        ASSERT_EQ(OK, codec.configure(clients));
+        sp<AMessage> input;
+        sp<AMessage> output;
+        ASSERT_EQ(OK, codec->getInputFormat(&input));
+        ASSERT_EQ(OK, codec->getOutputFormat(&output));
+        EXPECT_NE(clients, input);
+        int32_t largest = 0;
+        EXPECT_TRUE(input->findInt32("max-input-size", &largest));
+        EXPECT_GT(largest, 0);
+        for (const auto& [format, mime] : {std::pair(input, test.input), {output, test.output}}) {
+            AString told;
+            int32_t value = -1;
+            EXPECT_TRUE(format->findString("mime", &told));
+            EXPECT_STREQ(mime, told.c_str());
+            EXPECT_TRUE(format->findInt32(test.key, &value));
+            EXPECT_EQ(test.value, value);
+        }
+    }
+}
+
+// ---- Parameters
+
+TEST(CodecAnswers, ParametersAreTakenAtAnyTime) {
+    const sp<AMessage> zero = new AMessage;
+    zero->setInt32("video-bitrate", 0);
+    Codec codec(kVideoEncoder);
+    EXPECT_EQ(OK, codec->setParameters(zero));
+    EXPECT_EQ(OK, codec->requestIDRFrame());
+    codec.run();
+    EXPECT_EQ(OK, codec->setParameters(zero));
+    codec.queue(0, 0);
+    codec.queueEnd(1, 0);
+    EXPECT_GT(codec.output(0).size, 0u);
+    EXPECT_EQ(OK, codec->release());
+    EXPECT_EQ(OK, codec->requestIDRFrame());
+}
+
+// ---- Buffers
+
+// The end of a stream without content comes out with the time that it went in with.
+TEST(CodecAnswers, AnEmptyStreamEndsAtItsEndsTime) {
+    for (const Direction& direction :
+         {kVideoEncoder, kVideoDecoder, kSoundEncoder, kSoundDecoder}) {
+        SCOPED_TRACE(direction.mime);
+        Codec codec(direction);
+        codec.run();
+        codec.queueEnd(0, 1234567);
+        const CodecEvent end = codec.output(0);
+        EXPECT_EQ(0u, end.size);
+        EXPECT_EQ(1234567, end.timeUs);
+        EXPECT_EQ(static_cast<uint32_t>(MediaCodec::BUFFER_FLAG_EOS), end.flags);
+    }
+}
+
+TEST(CodecAnswers, BuffersTellTheirTimeAndComeBackWhole) {
+    Codec codec(kVideoEncoder);
+    codec.run();
+    sp<MediaCodecBuffer> buffer;
+    const size_t first = codec.input(0);
+    ASSERT_EQ(OK, codec->getInputBuffer(first, &buffer));
+    const size_t capacity = buffer->capacity();
+    ASSERT_EQ(OK, codec->queueInputBuffer(first, 10, 20, 0, 0));  // too little: left out
+    size_t again = 0;
+    ASSERT_TRUE(codec.waitFor([&](const CodecClient::Events& events) {
+        const auto inputs = CodecClient::ofKind(events, MediaCodec::CB_INPUT_AVAILABLE);
+        again = inputs.size();
+        return again > 1 && inputs.back().index == first;
+    }));
+    ASSERT_EQ(OK, codec->getInputBuffer(first, &buffer));
+    EXPECT_EQ(0u, buffer->offset());
+    EXPECT_EQ(capacity, buffer->size());
+
+    codec.queue(again - 1, 40000);
+    codec.queueEnd(1, 0);
+    ASSERT_EQ(OK, codec->getOutputBuffer(codec.output(0).index, &buffer));
+    int64_t timeUs = 0;
+    int32_t flags = 0;
+    EXPECT_TRUE(buffer->meta()->findInt64("timeUs", &timeUs));
+    EXPECT_TRUE(buffer->meta()->findInt32("flags", &flags));
+    EXPECT_EQ(40000, timeUs);
+    EXPECT_EQ(MediaCodec::BUFFER_FLAG_SYNCFRAME, flags);
+}
+
+// ---- Codec-specific data as an output, for clients that want it
+
+TEST(CodecAnswers, CodecConfigComesFirstWhereItIsAskedFor) {
+    host::setCodecConfigOutput(true);
+    for (const Direction& direction : {kVideoEncoder, kSoundEncoder}) {
+        SCOPED_TRACE(direction.mime);
+        Codec codec(direction);
+        codec.run();
+        for (const size_t n : {0, 1, 2})
+            codec.queue(n, static_cast<int64_t>(n) * 40000);
+        codec.queueEnd(3, 0);
+        const CodecEvent config = codec.output(0);
+        EXPECT_EQ(MediaCodec::CB_OUTPUT_FORMAT_CHANGED, codec.events()[0].id);
+        EXPECT_EQ(static_cast<uint32_t>(MediaCodec::BUFFER_FLAG_CODECCONFIG), config.flags);
+        EXPECT_EQ(0, config.timeUs);
+        sp<MediaCodecBuffer> buffer;
+        ASSERT_EQ(OK, codec->getOutputBuffer(config.index, &buffer));
+        sp<ABuffer> csd;
+        ASSERT_TRUE(codec.events()[0].format->findBuffer("csd-0", &csd));
+        ASSERT_GE(buffer->size(), csd->size());
+        EXPECT_EQ(0, memcmp(buffer->data(), csd->data(), csd->size()));
+        EXPECT_EQ(OK, codec->releaseOutputBuffer(config.index));
+        EXPECT_EQ(0u, codec.output(1).flags & MediaCodec::BUFFER_FLAG_CODECCONFIG);
+        EXPECT_GT(codec.output(1).size, 0u);
+    }
+    host::setCodecConfigOutput(false);
+}
+
+// ---- Flushing an encoder
+
+// It goes on with a key frame; what it had is gone.
+TEST(CodecAnswers, AFlushedEncoderGoesOn) {
+    Codec codec(kVideoEncoder);
+    codec.run();
+    codec.queue(0, 0);
+    ASSERT_EQ(OK, codec->flush());
+    EXPECT_EQ(OK, codec->flush());
+    ASSERT_EQ(OK, codec->start());
+    const size_t before = CodecClient::countOf(codec.events(), MediaCodec::CB_INPUT_AVAILABLE);
+    ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_OUTPUT_FORMAT_CHANGED, 2));
+    const auto inputs = CodecClient::ofKind(codec.events(), MediaCodec::CB_INPUT_AVAILABLE);
+    const size_t outputs = CodecClient::countOf(codec.events(), MediaCodec::CB_OUTPUT_AVAILABLE);
+    ASSERT_GT(before, 0u);
+    codec.queue(inputs.size() - 1, 500000);
+    ASSERT_EQ(OK, codec->queueInputBuffer(inputs[inputs.size() - 2].index, 0, 0, 0,
+                                          MediaCodec::BUFFER_FLAG_EOS));
+    const CodecEvent unit = codec.output(outputs);
+    EXPECT_EQ(500000, unit.timeUs);
+    EXPECT_EQ(static_cast<uint32_t>(MediaCodec::BUFFER_FLAG_SYNCFRAME), unit.flags);
+}
+
+// Also through its surface, whose producer stays.
+TEST(CodecAnswers, AFlushedEncodersSurfaceStays) {
+    Codec codec(kVideoEncoder);
+    sp<IGraphicBufferProducer> surface;
+    ASSERT_EQ(OK, codec.configure());
+    ASSERT_EQ(OK, codec->createInputSurface(&surface));
+    CardProducer producer(surface->pictureQueue());
+    producer.connect();
+    ASSERT_EQ(OK, codec->start());
+    ASSERT_TRUE(producer.queue(makeCard({64, 48}), 1000000));
+    ASSERT_EQ(OK, codec->flush());
+    // None of it is held: all places are free.
+    ASSERT_TRUE(producer.queue(makeCard({64, 48}), 2000000));
+    ASSERT_EQ(OK, codec->start());
+    ASSERT_TRUE(producer.queue(makeCard({64, 48}), 3000000));
+    EXPECT_EQ(OK, codec->signalEndOfInputStream());
+    surface->pictureQueue()->producerDrained();
+    ASSERT_TRUE(codec.waitFor([](const CodecClient::Events& events) {
+        return (events.back().flags & MediaCodec::BUFFER_FLAG_EOS) != 0;
+    }));
+    EXPECT_EQ(3000, codec.events()[codec.events().size() - 2].timeUs);
+    EXPECT_EQ(2000, codec.events()[codec.events().size() - 3].timeUs);
+}
+
+}  // namespace
+}  // namespace oxa::test
