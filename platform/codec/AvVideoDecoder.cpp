@@ -16,9 +16,9 @@
 #include <cmath>
 #include <cstring>
 #include <string>
-#include <thread>
 
 #include "codec/AvPicture.h"
+#include "codec/CodecThreads.h"
 #include "container/AvLog.h"
 #include "container/MediaLimits.h"
 #include "graphics/LocalBufferProducer.h"
@@ -237,8 +237,8 @@ status_t AvVideoDecoder::openCodec() {
     mDamage.start(name().c_str());
     mDamage.listenTo(mCodec);
     mCodec->pkt_timebase = mTrack->timeBase();
-    mCodec->thread_count =
-            static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, kMaxThreads));
+    const AVCodecParameters& stream = mTrack->codec();
+    mCodec->thread_count = codecThreads(stream.width, stream.height, kMaxThreads);
     mCodec->thread_type = FF_THREAD_FRAME | FF_THREAD_SLICE;
     mCodec->max_pixels = limits::kMaxPicturePoints;
     if (avcodec_parameters_to_context(mCodec, &mTrack->codec()) < 0 ||

@@ -15,11 +15,11 @@
 #include <climits>
 #include <cmath>
 #include <cstring>
-#include <thread>
 #include <vector>
 
 #include "camera/PictureBuffer.h"
 #include "codec/AvPicture.h"
+#include "codec/CodecThreads.h"
 #include "container/AvLog.h"
 #include "graphics/LocalBufferProducer.h"
 
@@ -294,9 +294,8 @@ void AvcEncoder::setStream(AVCodecContext* codec, int32_t bitrate) const {
                               ? kNoFurtherKeyFrames
                               : std::max(1, static_cast<int>(std::lround(keyInterval)));
     codec->max_b_frames = 0;
-    const unsigned mostThreads = mInputIsRecords ? kMaxLiveThreads : kMaxThreads;
     codec->thread_count =
-            static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, mostThreads));
+            codecThreads(mWidth, mHeight, mInputIsRecords ? kMaxLiveThreads : kMaxThreads);
     codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     for (const NamedProfile& profile : kProfiles) {
         if (profile.number == mProfile) av_opt_set(codec->priv_data, "profile", profile.name, 0);

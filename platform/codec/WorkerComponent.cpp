@@ -55,7 +55,9 @@ void WorkerComponent::endWorker() {
     {
         std::lock_guard<std::mutex> lock(mLock);
         mStopping = true;
-        mWake.notify_all();
+        mInputQueued.notify_all();
+        mOutputReleased.notify_all();
+        mWoken.notify_all();
     }
     joinWorker();
     closeCodec();
@@ -72,7 +74,7 @@ void WorkerComponent::queueInput(const CodecInput& input) {
         mInputs.push_back(input);
     }
     // Without the lock, which the woken worker takes first.
-    mWake.notify_all();
+    mInputQueued.notify_all();
 }
 
 void WorkerComponent::releaseOutput(const CodecOutput& output, bool /*render*/,
@@ -82,12 +84,12 @@ void WorkerComponent::releaseOutput(const CodecOutput& output, bool /*render*/,
         std::lock_guard<std::mutex> lock(mLock);
         if (mOutputsOut > 0) --mOutputsOut;
     }
-    mWake.notify_all();
+    mOutputReleased.notify_all();
 }
 
 WorkerComponent::Next WorkerComponent::nextInput(CodecInput* input) {
     std::unique_lock<std::mutex> lock(mLock);
-    mWake.wait(lock, [this] { return mStopping || !mInputs.empty() || mDrainRequested; });
+    mInputQueued.wait(lock, [this] { return mStopping || !mInputs.empty() || mDrainRequested; });
     if (mStopping) return Next::kStop;
     if (!mInputs.empty()) {
         *input = mInputs.front();
@@ -113,14 +115,14 @@ bool WorkerComponent::takeInputs(const std::function<bool(const CodecInput& inpu
 bool WorkerComponent::sleepUntil(int64_t timeUs) {
     const std::chrono::steady_clock::time_point end{std::chrono::microseconds(timeUs)};
     std::unique_lock<std::mutex> lock(mLock);
-    return !mWake.wait_until(lock, end, [this] { return mStopping; });
+    return !mWoken.wait_until(lock, end, [this] { return mStopping; });
 }
 
 bool WorkerComponent::emit(const CodecOutput& output) {
     {
         std::unique_lock<std::mutex> lock(mLock);
         if (output.picture == nullptr) {
-            mWake.wait(lock, [this] { return mStopping || mOutputsOut < kMaxOutputs; });
+            mOutputReleased.wait(lock, [this] { return mStopping || mOutputsOut < kMaxOutputs; });
             ++mOutputsOut;
         }
         if (mStopping) return false;
@@ -142,7 +144,7 @@ void WorkerComponent::requestDrain() {
         std::lock_guard<std::mutex> lock(mLock);
         mDrainRequested = true;
     }
-    mWake.notify_all();
+    mInputQueued.notify_all();
 }
 
 bool WorkerComponent::stopping() const {
@@ -153,7 +155,7 @@ bool WorkerComponent::stopping() const {
 void WorkerComponent::wakeAll() {
     // The lock, so that what changed is seen by a waitUntil() that is about to wait.
     { std::lock_guard<std::mutex> lock(mLock); }
-    mWake.notify_all();
+    mWoken.notify_all();
 }
 
 }  // namespace android

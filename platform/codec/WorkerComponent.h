@@ -55,7 +55,7 @@ class WorkerComponent : public CodecComponent {
     template <typename Predicate>
     bool waitUntil(Predicate ready) {
         std::unique_lock<std::mutex> lock(mLock);
-        mWake.wait(lock, [&] { return mStopping || ready(); });
+        mWoken.wait(lock, [&] { return mStopping || ready(); });
         return !mStopping;
     }
     // Worker only. Waits until this time of the monotonic clock; false, at once, when stopping.
@@ -77,7 +77,10 @@ class WorkerComponent : public CodecComponent {
     void joinWorker();
 
     mutable std::mutex mLock;
-    std::condition_variable mWake;
+    // The worker waits for one thing at a time, and what else happens must not wake it.
+    std::condition_variable mInputQueued;
+    std::condition_variable mOutputReleased;
+    std::condition_variable mWoken;
     std::deque<CodecInput> mInputs;  // guarded by mLock
     size_t mOutputsOut = 0;          // guarded by mLock: byte outputs that the client holds
     bool mDrainRequested = false;    // guarded by mLock
