@@ -75,6 +75,25 @@ TEST(VideoDecoder, TellsTheSurfaceTheColoursAndTheSampleAspect) {
     }
 }
 
+// RGB says nothing of what a conversion makes of it.
+TEST(VideoDecoder, TellsTheSurfaceTheColoursThatRgbWasMade) {
+    ClipOptions clip;
+    clip.seconds = 0.2;
+    clip.audio = false;
+    clip.videoCodec = "libx264rgb";
+    clip.videoArguments = {"-pix_fmt", "rgb24"};
+    const sp<PictureQueue> queue = new PictureQueue;
+    PlayJobOptions options;
+    options.path = testClip(clip);
+    options.producer = new LocalBufferProducer(queue);
+    options.onEvent = [](const CodecEvent&) {};
+    PlayJob job(options);
+    ASSERT_TRUE(job.start());
+    ASSERT_TRUE(job.decoder().waitForCount(MediaCodec::CB_OUTPUT_FORMAT_CHANGED, 1));
+    EXPECT_EQ(AVCOL_SPC_SMPTE170M, queue->format().matrix);
+    EXPECT_EQ(AVCOL_RANGE_MPEG, queue->format().range);
+}
+
 // ---- Bounds and stopping
 
 // A client that keeps its outputs has all places, and the decoder gets no further. A second decoder
