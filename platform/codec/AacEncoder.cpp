@@ -9,8 +9,6 @@
 #include <media/stagefright/MediaCodec.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
 
 #include "container/AvLog.h"
 
@@ -23,12 +21,30 @@ constexpr int32_t kProfileLowComplexity = 2;
 constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr int64_t kMaxStampUs = INT64_MAX / 4;  // room for sums, whatever the stamps are
 
-// PCM comes with a number of channels and no names. Three channels are left, right and centre,
-// whose loss would be the loss of the speech, rather than left, right and bass.
+// Three channels without names are left, right and centre, whose loss would be the loss of the
+// speech, rather than left, right and bass.
 AVChannelLayout layoutForCount(int channels) {
     constexpr int kSurroundChannels = 3;
     AVChannelLayout layout = AV_CHANNEL_LAYOUT_SURROUND;
     if (channels != kSurroundChannels) av_channel_layout_default(&layout, channels);
+    return layout;
+}
+
+AVChannelLayout layoutOfPcm(const sp<AMessage>& format, int channels) {
+    int32_t mask = 0;
+    AVChannelLayout layout = {};
+    if (format->findInt32("channel-mask", &mask) && mask > 0 &&
+        av_channel_layout_from_mask(&layout, mask) == 0 && layout.nb_channels == channels) {
+        return layout;
+    }
+    return layoutForCount(channels);
+}
+
+// AAC's fixed layouts have their surround behind; films have it to the side and mean the same.
+AVChannelLayout withSurroundBehind(AVChannelLayout layout) {
+    if (layout.u.mask == AV_CH_LAYOUT_5POINT0 || layout.u.mask == AV_CH_LAYOUT_5POINT1) {
+        av_channel_layout_default(&layout, layout.nb_channels);
+    }
     return layout;
 }
 
@@ -64,16 +80,18 @@ status_t AacEncoder::configure(const sp<AMessage>& format, const sp<Surface>& /*
     const int32_t sampleRate = positiveOr(format, "sample-rate", 0);
     const int32_t streamChannels = positiveOr(format, "audio-chan-count", channels);
     const int32_t streamRate = positiveOr(format, "audio-samp-rate", sampleRate);
+    mBitRate = positiveOr(format, "bitrate", 0);
     if (!mime.equalsIgnoreCase(kMime) || profile != kProfileLowComplexity || channels < 1 ||
         channels > kMaxInputChannels || sampleRate < 1 || streamChannels > kMaxStreamChannels ||
-        !encoderHasRate(streamRate)) {
-        ALOGE("cannot make %s, profile %d, %d ch, %d Hz of PCM with %d ch, %d Hz", mime.c_str(),
-              profile, streamChannels, streamRate, channels, sampleRate);
+        !encoderHasRate(streamRate) || mBitRate < 1) {
+        ALOGE("cannot make %s, profile %d, %d ch, %d Hz, %d b/s of PCM with %d ch, %d Hz",
+              mime.c_str(), profile, streamChannels, streamRate, mBitRate, channels, sampleRate);
         return BAD_VALUE;
     }
-    mPcm = AudioShape(AV_SAMPLE_FMT_S16, sampleRate, layoutForCount(channels));
-    mStream = AudioShape(AV_SAMPLE_FMT_FLTP, streamRate, layoutForCount(streamChannels));
-    mBitRate = positiveOr(format, "bitrate", kDefaultBitRate);
+    mPcm = AudioShape(AV_SAMPLE_FMT_S16, sampleRate,
+                      withSurroundBehind(layoutOfPcm(format, channels)));
+    mStream = AudioShape(AV_SAMPLE_FMT_FLTP, streamRate,
+                         streamChannels == channels ? mPcm.layout : layoutForCount(streamChannels));
     mInputCapacity = std::max<size_t>(kMinInputCapacity, positiveOr(format, "max-input-size", 0));
     return OK;
 }
@@ -81,26 +99,39 @@ status_t AacEncoder::configure(const sp<AMessage>& format, const sp<Surface>& /*
 status_t AacEncoder::openCodec() {
     if (mPcm.channels() < 1) return INVALID_OPERATION;
     routeAvLog();
-    const AVCodec* encoder = avcodec_find_encoder(AV_CODEC_ID_AAC);
-    mCodec = avcodec_alloc_context3(encoder);
     mPacket = av_packet_alloc();
     mFrame = av_frame_alloc();
-    if (mCodec == nullptr || mPacket == nullptr || mFrame == nullptr) return NO_MEMORY;
+    if (mPacket == nullptr || mFrame == nullptr) return NO_MEMORY;
+    const status_t err = openEncoder();
+    if (err != OK || !mConverter.open(mStream) || !mConverter.setInput(mPcm)) {
+        ALOGE("cannot open for %d ch, %d Hz (err=%d)", mStream.channels(), mStream.sampleRate, err);
+        return UNKNOWN_ERROR;
+    }
+    mTimeline.start(mPcm.channels(), mPcm.sampleRate, this);
+    reportFormat();
+    return OK;
+}
+
+// Only the encoder knows which layouts it has.
+status_t AacEncoder::openEncoder() {
+    if (openEncoder(mStream.layout) == OK) return OK;
+    mStream.layout = layoutForCount(mStream.channels());
+    return openEncoder(mStream.layout);
+}
+
+status_t AacEncoder::openEncoder(const AVChannelLayout& layout) {
+    avcodec_free_context(&mCodec);
+    const AVCodec* encoder = avcodec_find_encoder(AV_CODEC_ID_AAC);
+    mCodec = avcodec_alloc_context3(encoder);
+    if (mCodec == nullptr) return NO_MEMORY;
     mCodec->sample_fmt = mStream.format;
     mCodec->sample_rate = mStream.sampleRate;
-    av_channel_layout_copy(&mCodec->ch_layout, &mStream.layout);
+    av_channel_layout_copy(&mCodec->ch_layout, &layout);
     mCodec->bit_rate = mBitRate;
     mCodec->time_base = {1, mStream.sampleRate};
     mCodec->profile = FF_PROFILE_AAC_LOW;
     mCodec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    const int err = avcodec_open2(mCodec, encoder, nullptr);
-    if (err < 0 || !mConverter.open(mStream) || !mConverter.setInput(mPcm)) {
-        ALOGE("cannot open for %d ch, %d Hz (err=%d)", mStream.channels(), mStream.sampleRate, err);
-        return UNKNOWN_ERROR;
-    }
-    mSilence.assign(sizeof(int16_t) * mPcm.channels() * kSilenceStepFrames, 0);
-    reportFormat();
-    return OK;
+    return avcodec_open2(mCodec, encoder, nullptr) >= 0 ? OK : UNKNOWN_ERROR;
 }
 
 void AacEncoder::closeCodec() {
@@ -109,10 +140,10 @@ void AacEncoder::closeCodec() {
     av_frame_free(&mFrame);
     mConverter.close();
     mFirstStampSet = false;
-    mBrokenStampSeen = false;
-    mDropping = false;
     mInputFrames = 0;
     mStreamFrames = 0;
+    mStretchedFrames = 0;
+    mStretchEnd = 0;
 }
 
 void AacEncoder::reportFormat() {
@@ -134,46 +165,36 @@ void AacEncoder::runWorker() {
 
 bool AacEncoder::encodeInput(const CodecInput& input) {
     const size_t frameBytes = sizeof(int16_t) * mPcm.channels();
-    int frames = static_cast<int>(input.buffer->size() / frameBytes);
+    const int frames = static_cast<int>(input.buffer->size() / frameBytes);
     if (frames == 0) return true;
-    const int64_t timeUs = std::clamp(input.timeUs, -kMaxStampUs, kMaxStampUs);
     if (!mFirstStampSet) {
         mFirstStampSet = true;
-        mFirstStampUs = timeUs;
+        mFirstStampUs = std::clamp(input.timeUs, -kMaxStampUs, kMaxStampUs);
     }
-    const uint8_t* pcm = input.buffer->data();
-    const int64_t deviationUs = timeUs - inputEndUs();
-    const int64_t deviation = av_rescale(deviationUs, mPcm.sampleRate, kMicroseconds.den);
-    if (std::llabs(deviationUs) > kBrokenStampUs) {
-        ALOGW_IF(!mBrokenStampSeen, "stamps like %lld us are ignored",
-                 static_cast<long long>(timeUs));
-        mBrokenStampSeen = true;
-    } else if (deviationUs > kMaxDeviationUs) {
-        if (!pushSilence(deviation)) return false;
-    } else if (deviationUs < (mDropping ? 0 : -kMaxDeviationUs)) {
-        const int dropped = static_cast<int>(std::min<int64_t>(-deviation, frames));
-        pcm += dropped * frameBytes;
-        frames -= dropped;
-        mDropping = frames == 0;
-    } else {
-        mDropping = false;
-    }
-    return pushPcm(pcm, frames);
+    return mTimeline.add(reinterpret_cast<const int16_t*>(input.buffer->data()), frames,
+                         input.timeUs);
 }
 
-bool AacEncoder::pushSilence(int64_t frames) {
-    while (frames > 0) {
-        const int step = static_cast<int>(std::min<int64_t>(frames, kSilenceStepFrames));
-        if (!pushPcm(mSilence.data(), step)) return false;
-        frames -= step;
-    }
-    return true;
+int64_t AacEncoder::endUs() const {
+    return streamTimeUs(mStretchedFrames) +
+           av_rescale(mInputFrames, kMicroseconds.den, mPcm.sampleRate);
 }
 
-bool AacEncoder::pushPcm(const uint8_t* pcm, int frames) {
-    if (!mConverter.push(&pcm, frames)) return fail("mix", AVERROR(ENOMEM));
+bool AacEncoder::put(const int16_t* pcm, int frames) {
+    const auto* bytes = reinterpret_cast<const uint8_t*>(pcm);
+    if (!mConverter.push(&bytes, frames)) return fail("mix", AVERROR(ENOMEM));
     mInputFrames += frames;
     return encodeAvailable(mCodec->frame_size);
+}
+
+bool AacEncoder::stretch(int64_t us) {
+    const int64_t produced = mStreamFrames + mConverter.available();
+    const int duration = mStream.sampleRate / kStretchesPerSecond;
+    const auto added = static_cast<int>(av_rescale(us, mStream.sampleRate, kMicroseconds.den));
+    if (produced < mStretchEnd || !mConverter.stretch(added, duration)) return false;
+    mStretchedFrames += added;
+    mStretchEnd = produced + duration;
+    return true;
 }
 
 bool AacEncoder::encodeAvailable(int minFrames) {
@@ -210,6 +231,7 @@ bool AacEncoder::receivePackets() {
 }
 
 bool AacEncoder::finish() {
+    if (!mTimeline.finish()) return false;
     if (!mConverter.flush()) return fail("mix", AVERROR(ENOMEM));
     if (!encodeAvailable(mCodec->frame_size) || !encodeAvailable(1)) return false;
     const int err = avcodec_send_frame(mCodec, nullptr);
@@ -221,10 +243,6 @@ bool AacEncoder::fail(const char* what, int error) {
     ALOGE("cannot %s (err=%d)", what, error);
     client()->onError(UNKNOWN_ERROR);
     return false;
-}
-
-int64_t AacEncoder::inputEndUs() const {
-    return mFirstStampUs + av_rescale(mInputFrames, kMicroseconds.den, mPcm.sampleRate);
 }
 
 int64_t AacEncoder::streamTimeUs(int64_t position) const {

@@ -119,6 +119,13 @@ bool AudioConverter::push(const uint8_t* const* planes, int frames) {
     return true;
 }
 
+bool AudioConverter::stretch(int frames, int overFrames) {
+    if (mResampler == nullptr) return false;
+    // Counts only if there was no resampling before.
+    av_opt_set_sample_fmt(mResampler, "internal_sample_fmt", AV_SAMPLE_FMT_FLTP, 0);
+    return swr_set_compensation(mResampler, frames, overFrames) >= 0;
+}
+
 bool AudioConverter::flush() {
     if (mResampler == nullptr) return true;
     const bool done = convertStep(nullptr, 0);

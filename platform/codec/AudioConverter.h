@@ -53,6 +53,10 @@ class AudioConverter {
     // one for each channel of planar ones.
     bool push(const uint8_t* const* planes, int frames);
 
+    // Makes the next `overFrames` frames of output `frames` longer than they are (negative:
+    // shorter) by resampling. From the first call on all sound goes through the resampler.
+    bool stretch(int frames, int overFrames);
+
     // Converts what the resampler still holds; setInput() is needed before more is pushed.
     bool flush();
 

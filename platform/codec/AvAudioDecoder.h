@@ -41,8 +41,8 @@ class AvAudioDecoder : public WorkerComponent {
     static constexpr int kMaxOutputFrames = 2048;
     // Codecs with tiny frames: fewer and larger outputs.
     static constexpr int kMinOutputFrames = 512;
-    // Above the rounding of any container's times, below one lost packet.
-    static constexpr int64_t kResyncUs = 10000;
+    // Above the rounding of any container's times: two of them are off by half a millisecond each.
+    static constexpr int64_t kResyncUs = 1100;
 
     // The steps below answer false when the component is being stopped.
     bool decodeInput(const CodecInput& input);
