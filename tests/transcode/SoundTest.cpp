@@ -130,9 +130,18 @@ struct ShapeCase {
     const char* name;
     int sourceRate;
     int sourceChannels;
-    int rate;      // 0: not asked for
-    int channels;  // 0: not asked for
+    int rate;                       // 0: not asked for
+    int channels;                   // 0: not asked for
+    const char* layout = "";        // the usual one for the count
+    const char* outputLayout = "";  // must be this
 };
+
+std::string layoutOf(const std::string& path) {
+    return runOrDie(words("ffprobe -v error -select_streams a -of csv=p=0 "
+                          "-show_entries stream=channel_layout " +
+                          path))
+            .out;
+}
 
 class SoundShapeTest : public testing::TestWithParam<ShapeCase> {};
 
@@ -148,8 +157,8 @@ TEST_P(SoundShapeTest, isMixedAsThePeerMixes) {
     clip.extension = "wav";
     clip.audioCodec = "pcm_s16le";
     clip.sampleRate = shape.sourceRate;
-    const std::string source =
-            sineClip({tones.begin(), tones.begin() + shape.sourceChannels}, 0.1, clip);
+    const std::string source = sineClip({tones.begin(), tones.begin() + shape.sourceChannels}, 0.1,
+                                        clip, shape.layout);
     const TempDir folder;
     const std::string output = folder.file("out.mp4");
     const std::string peer = folder.file("peer.mp4");
@@ -165,6 +174,9 @@ TEST_P(SoundShapeTest, isMixedAsThePeerMixes) {
     }
     runOrDie(ffmpeg(joined({"-i", source}, joined(words(peerOptions), {peer}))));
     transcode(source, output, options);
+    if (*shape.outputLayout != '\0') {
+        EXPECT_EQ(layoutOf(output), shape.outputLayout + std::string("\n"));
+    }
 
     const Sound ours = decodeSound(output);
     const Sound theirs = decodeSound(peer);
@@ -198,7 +210,14 @@ INSTANTIATE_TEST_SUITE_P(Shapes, SoundShapeTest,
                                          ShapeCase{"SurroundToStereo", 48000, 6, 0, 2},
                                          ShapeCase{"SurroundToMono44100", 48000, 6, 44100, 1},
                                          ShapeCase{"SurroundKept", 48000, 6, 0, 0},
-                                         ShapeCase{"StereoToSurround", 48000, 2, 0, 6}),
+                                         ShapeCase{"StereoToSurround", 48000, 2, 0, 6},
+                                         ShapeCase{"Quad", 48000, 4, 0, 0, "quad", "quad"},
+                                         ShapeCase{"QuadToStereo", 48000, 4, 0, 2, "quad"},
+                                         ShapeCase{"Bass", 48000, 3, 0, 0, "2.1", "2.1"},
+                                         ShapeCase{"BassToStereo", 48000, 3, 44100, 2, "2.1"},
+                                         ShapeCase{"Sides", 48000, 6, 0, 0, "5.1(side)", "5.1"},
+                                         ShapeCase{"SidesToStereo", 48000, 6, 0, 2, "5.1(side)"},
+                                         ShapeCase{"Hexagon", 48000, 6, 0, 0, "hexagonal"}),
                          nameOf<ShapeCase>);
 
 // A film's 5.1, loud passages included.

@@ -197,6 +197,11 @@ sp<AMessage> AudioTranscoder::buildEncoderFormat(const sp<AMessage>& decoderForm
     format->setInt32("aac-profile", kAacProfileLc);
     format->setInt32("bitrate", kBitRate);
     format->setInt32("max-input-size", kMaxInputSize);
+    // Without names four channels could be any of several layouts, and sound would change its place.
+    int32_t channelMask;
+    if (decoderFormat->findInt32("channel-mask", &channelMask)) {
+        format->setInt32("channel-mask", channelMask);
+    }
     return format;
 }
 
