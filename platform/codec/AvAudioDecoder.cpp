@@ -184,12 +184,16 @@ bool AvAudioDecoder::decodeInput(const CodecInput& input) {
 }
 
 bool AvAudioDecoder::fillPacket(const CodecInput& input) {
-    const int err = av_new_packet(mPacket, static_cast<int>(input.buffer->size()));
+    // Behind a sample of Vorbis comes the number of its page's samples.
+    constexpr size_t kPageSamplesSize = 4;
+    size_t size = input.buffer->size();
+    if (mTrack->codec().codec_id == AV_CODEC_ID_VORBIS) size -= std::min(size, kPageSamplesSize);
+    const int err = av_new_packet(mPacket, static_cast<int>(size));
     if (err < 0) {
         mDamage.add(err);
         return false;
     }
-    memcpy(mPacket->data, input.buffer->data(), input.buffer->size());
+    memcpy(mPacket->data, input.buffer->data(), size);
     if (!mTrack->popSample(input.timeUs, mPacket)) {
         const int64_t startUs = -mTrack->toUs(0);
         mPacket->pts = av_rescale_q(input.timeUs + startUs, kMicroseconds, mTrack->timeBase());

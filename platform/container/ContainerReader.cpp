@@ -13,6 +13,7 @@
 #include <algorithm>
 
 #include "container/MediaLimits.h"
+#include "container/ProgramTracks.h"
 #include "container/StreamInfo.h"
 #include "container/TrackFormat.h"
 
@@ -21,6 +22,25 @@ namespace android {
 namespace {
 
 constexpr AVRational kMicroseconds = {1, 1000000};
+constexpr int64_t kMaxBytesAhead = 32 << 20;
+constexpr double kUsualFrameRate = 25;
+
+// Where times are the sums of what samples last, or are counted, nothing can jump.
+bool canJump(const AVFormatContext& context) {
+    return !hasCompleteIndex(context) && strcmp(context.iformat->name, "avi") != 0;
+}
+
+// The others' decoding times are guessed from those of presentation, badly where these jump.
+bool storesDecodingTimes(const AVFormatContext& context) {
+    return strstr(context.iformat->name, "matroska") == nullptr &&
+           strcmp(context.iformat->name, "nut") != 0;
+}
+
+int64_t pictureUsOf(const AVStream& stream) {
+    if (stream.codecpar->codec_type != AVMEDIA_TYPE_VIDEO) return 0;
+    const double rate = trackFrameRateOf(stream);
+    return static_cast<int64_t>(1e6 / (rate > 0 ? rate : kUsualFrameRate));
+}
 
 std::string errorText(int result) {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
@@ -44,6 +64,8 @@ status_t ContainerReader::open() {
     const int result = completeStreamInfo(mContext.get());
     if (result < 0 && mStream->error() != 0) return ERROR_IO;
     listTracks();
+    mHasClock = canJump(*mContext);
+    startTimeline(false);
     applySelection();
     return OK;
 }
@@ -60,32 +82,51 @@ status_t ContainerReader::openContext() {
     }
     mContext.reset(context);  // the former one goes before the stream that it reads
     mStream = std::move(stream);
-    mDiscontinuous = (context->iformat->flags & AVFMT_TS_DISCONT) != 0;
     return OK;
 }
 
 void ContainerReader::listTracks() {
-    const int64_t startUs = fileStartUs(*mContext);
-    for (unsigned i = 0; i < mContext->nb_streams && mTracks.size() < limits::kMaxTracks; ++i) {
-        const AVStream& stream = *mContext->streams[i];
-        if (!isPlayable(stream)) continue;
-        Track track;
-        track.stream = i;
-        track.format = makeTrackFormat(*mContext, stream);
-        track.parameters = new TrackParameters(*stream.codecpar, stream.time_base, startUs);
+    const std::vector<unsigned> chosen = chooseTracks(*mContext);
+    mStartUs = tracksStartUs(*mContext, chosen);
+    for (unsigned index : chosen) {
+        if (mTracks.size() == limits::kMaxTracks) break;
+        const AVStream& stream = *mContext->streams[index];
+        Track track = {index,
+                       makeTrackFormat(*mContext, stream),
+                       makeParameters(stream),
+                       SampleForm(*stream.codecpar),
+                       pictureUsOf(stream),
+                       frameRateOf(stream) == 0};
         mTracks.push_back(track);
     }
 }
 
-// The demuxer drops what nobody wants. Where times can jump it gives all tracks, because the
-// place of a jump shows in any of them.
+// Libavcodec's parameters, with codec data as it goes with the samples' form.
+sp<TrackParameters> ContainerReader::makeParameters(const AVStream& stream) const {
+    AVCodecParameters* parameters = avcodec_parameters_alloc();
+    avcodec_parameters_copy(parameters, stream.codecpar);
+    adaptCodecData(parameters);
+    const sp<TrackParameters> made = new TrackParameters(*parameters, stream.time_base, mStartUs);
+    avcodec_parameters_free(&parameters);
+    return made;
+}
+
+void ContainerReader::startTimeline(bool anywhere) {
+    mClock.reset(anywhere ? ProgramClock::kNoTime : mStartUs);
+    mAhead.clear();
+    mAheadBytes = 0;
+    mResult = 0;
+}
+
+// The demuxer drops what nobody wants. Where times can jump it gives all tracks, because they
+// decide together what is a jump.
 void ContainerReader::applySelection() {
     for (unsigned i = 0; i < mContext->nb_streams; ++i) {
         mContext->streams[i]->discard = AVDISCARD_ALL;
     }
     for (const Track& track : mTracks) {
         AVStream* const stream = streamOf(track);
-        if (stream != nullptr && (track.selected || mDiscontinuous)) {
+        if (stream != nullptr && (track.selected || mHasClock)) {
             stream->discard = AVDISCARD_DEFAULT;
         }
     }
@@ -130,41 +171,78 @@ void ContainerReader::unselect(size_t index) {
 }
 
 status_t ContainerReader::seek(int64_t timeUs, SeekMode mode) {
+    if (!anySelected()) return ERROR_END_OF_STREAM;
     if (mStream->size() < 0) return ERROR_UNSUPPORTED;
     if (timeUs <= 0) {
-        // Exactly as the first time, with samples in front of the time 0.
-        status_t err = openContext();
+        const status_t err = openAgain();
         if (err != OK) return err;
-        completeStreamInfo(mContext.get());
-    } else {
-        const int64_t target = clampTimeUs(timeUs) + fileStartUs(*mContext);
-        const bool forward = mode == SeekMode::SEEK_NEXT_SYNC;
-        const bool backward = mode == SeekMode::SEEK_PREVIOUS_SYNC;
-        if (avformat_seek_file(mContext.get(), -1, forward ? target : INT64_MIN, target,
-                               backward ? target : INT64_MAX, 0) < 0) {
-            return ERROR_UNSUPPORTED;
-        }
+    } else if (!seekTo(timeUs, mode)) {
+        if (mode != SeekMode::SEEK_NEXT_SYNC) return ERROR_UNSUPPORTED;
+        // Behind the last one.
+        mSampleTrack = nullptr;
+        mEnded = true;
+        return ERROR_END_OF_STREAM;
     }
     applySelection();
     for (Track& track : mTracks) {
         track.parameters->clearSamples();
         track.nextTimeUs = clampTimeUs(std::max<int64_t>(timeUs, 0));
     }
-    mSmoother.reset();
+    startTimeline(timeUs > 0);
     mSampleTrack = nullptr;
     mEnded = false;
     return OK;
 }
 
+// Exactly as the first time, with samples in front of the time 0.
+status_t ContainerReader::openAgain() {
+    const status_t err = openContext();
+    if (err == OK) completeStreamInfo(mContext.get());
+    return err;
+}
+
+// Goes by the sync samples of a picture, if one is selected.
+bool ContainerReader::seekTo(int64_t timeUs, SeekMode mode) {
+    AVStream* stream = nullptr;
+    for (const Track& track : mTracks) {
+        if (!track.selected || streamOf(track) == nullptr) continue;
+        if (stream == nullptr || track.pictureUs > 0) stream = streamOf(track);
+        if (track.pictureUs > 0) break;
+    }
+    if (stream == nullptr) return false;
+    const int64_t target =
+            av_rescale_q(clampTimeUs(timeUs) + mStartUs, kMicroseconds, stream->time_base);
+    const bool forward = mode == SeekMode::SEEK_NEXT_SYNC;
+    if (avformat_seek_file(mContext.get(), stream->index, forward ? target : INT64_MIN, target,
+                           forward ? INT64_MAX : target, 0) < 0) {
+        return false;
+    }
+    if (mode == SeekMode::SEEK_CLOSEST_SYNC) moveToCloserSync(stream, target);
+    return true;
+}
+
+// The sync sample behind the target may be nearer than the one before, as far as an index knows.
+void ContainerReader::moveToCloserSync(AVStream* stream, int64_t target) {
+    constexpr int kGrowingIndex = AVFMT_GENERIC_INDEX | AVFMT_TS_DISCONT;
+    if ((mContext->iformat->flags & kGrowingIndex) != 0) return;
+    const int before = av_index_search_timestamp(stream, target, AVSEEK_FLAG_BACKWARD);
+    const int after = av_index_search_timestamp(stream, target, 0);
+    if (before < 0 || after < 0) return;
+    const int64_t beforeTime = avformat_index_get_entry(stream, before)->timestamp;
+    const int64_t afterTime = avformat_index_get_entry(stream, after)->timestamp;
+    if (afterTime - target >= target - beforeTime) return;
+    avformat_seek_file(mContext.get(), stream->index, afterTime, afterTime, INT64_MAX, 0);
+}
+
 status_t ContainerReader::read(const sp<ABuffer>& buffer) {
     buffer->setRange(0, 0);
-    for (;;) {
-        if (!ensureSample()) return ERROR_END_OF_STREAM;
-        if (static_cast<size_t>(mPacket->size) <= buffer->capacity()) break;
-        leaveOut("does not fit into the decoder's buffer");
-    }
-    memcpy(buffer->base(), mPacket->data, mPacket->size);
-    buffer->setRange(0, mPacket->size);
+    if (!ensureSample()) return ERROR_END_OF_STREAM;
+    const SampleForm& form = mSampleTrack->form;
+    const size_t size = form.size(*mPacket);
+    mSampleRefused = size > buffer->capacity();
+    if (mSampleRefused) return NO_MEMORY;
+    form.write(*mPacket, buffer->base());
+    buffer->setRange(0, size);
     if (!mSampleHandedOut) mSampleTrack->parameters->pushSample(*mPacket, mSampleTimeUs);
     mSampleHandedOut = true;
     return OK;
@@ -178,7 +256,7 @@ status_t ContainerReader::time(int64_t* timeUs) {
 
 status_t ContainerReader::size(size_t* bytes) {
     if (!ensureSample()) return ERROR_END_OF_STREAM;
-    *bytes = mPacket->size;
+    *bytes = mSampleTrack->form.size(*mPacket);
     return OK;
 }
 
@@ -196,6 +274,7 @@ status_t ContainerReader::isSync(bool* sync) {
 
 status_t ContainerReader::advance() {
     if (!ensureSample()) return ERROR_END_OF_STREAM;
+    if (mSampleRefused) leaveOut("does not fit into the decoder's buffer");
     mSampleTrack = nullptr;
     if (!ensureSample()) return ERROR_END_OF_STREAM;
     return OK;
@@ -207,18 +286,13 @@ bool ContainerReader::ensureSample() {
 
 bool ContainerReader::fetchSample() {
     while (!mEnded && anySelected()) {
-        av_packet_unref(mPacket.get());
-        const int result = readPacket();
-        if (result < 0) {
-            end(result);
+        if (!nextPacket()) {
+            end(mResult);
             break;
         }
-        mReading = true;
         Track* const track = trackOf(*mPacket);
-        if (track == nullptr) continue;
-        dropWildTimes(mPacket.get());
-        if (mDiscontinuous) shiftTimes(mPacket.get());
         if (!track->selected || mPacket->size == 0) continue;
+        track->form.follow(mPacket.get());
         placeInTime(track, *mPacket);
         if (mPacket->size > limits::kMaxSampleBytes) {
             leaveOut("is too large");
@@ -227,9 +301,53 @@ bool ContainerReader::fetchSample() {
         if ((mPacket->flags & AV_PKT_FLAG_CORRUPT) != 0) ++mDamagedPackets;
         mSampleTrack = track;
         mSampleHandedOut = false;
+        mSampleRefused = false;
         return true;
     }
     return false;
+}
+
+// The next one of any track, in its place in time.
+bool ContainerReader::nextPacket() {
+    for (;;) {
+        if (mHasClock && takeFromAhead()) return true;
+        if (mResult < 0 || !readAhead()) {
+            // Those that wait for what would have followed.
+            return mHasClock && takeFromAhead();
+        }
+        if (!mHasClock) return true;
+    }
+}
+
+bool ContainerReader::takeFromAhead() {
+    ProgramClock::Place place;
+    const bool last = mResult < 0 || mAheadBytes > kMaxBytesAhead;
+    if (!mClock.pop(last, &place)) return false;
+    mPacket = std::move(mAhead.front());
+    mAhead.pop_front();
+    mAheadBytes -= mPacket->size;
+    moveTimes(place, mPacket.get());
+    return true;
+}
+
+// Reads one packet of a track and shows it to the clock, if there is one.
+bool ContainerReader::readAhead() {
+    if (mPacket == nullptr) mPacket.reset(av_packet_alloc());
+    Track* track = nullptr;
+    while (track == nullptr) {
+        av_packet_unref(mPacket.get());
+        mResult = readPacket();
+        if (mResult < 0) return false;
+        mReading = true;
+        track = trackOf(*mPacket);
+    }
+    completePacket(track, mPacket.get());
+    if (mHasClock) {
+        placeOnClock(track, *mPacket);
+        mAheadBytes += mPacket->size;
+        mAhead.push_back(std::move(mPacket));
+    }
+    return true;
 }
 
 // A demuxer that has lost its way in damaged data says so and goes on with the next call.
@@ -242,25 +360,43 @@ int ContainerReader::readPacket() {
 }
 
 // Damaged times are as good as none.
-void ContainerReader::dropWildTimes(AVPacket* packet) const {
-    const AVRational timeBase = mContext->streams[packet->stream_index]->time_base;
+void ContainerReader::completePacket(Track* track, AVPacket* packet) const {
+    const AVRational timeBase = track->parameters->timeBase();
     if (!isTimeAllowed(packet->pts, timeBase)) packet->pts = AV_NOPTS_VALUE;
     if (!isTimeAllowed(packet->dts, timeBase)) packet->dts = AV_NOPTS_VALUE;
     const bool lasts =
             packet->duration > 0 && isTimeAllowed(packet->duration, timeBase) &&
             av_rescale_q(packet->duration, timeBase, kMicroseconds) <= limits::kMaxSampleDurationUs;
     if (!lasts) packet->duration = 0;
+    // Pictures without times follow each other at their rate.
+    if (packet->pts != AV_NOPTS_VALUE || packet->dts != AV_NOPTS_VALUE) return;
+    if (track->pictureUs > 0 && (!lasts || track->keepsNoDuration)) {
+        packet->duration = av_rescale_q(track->pictureUs, kMicroseconds, timeBase);
+    }
 }
 
-void ContainerReader::shiftTimes(AVPacket* packet) {
-    if (packet->dts == AV_NOPTS_VALUE) return;
+void ContainerReader::placeOnClock(Track* track, const AVPacket& packet) {
+    const AVRational timeBase = track->parameters->timeBase();
+    const auto toUs = [&](int64_t time) { return av_rescale_q(time, timeBase, kMicroseconds); };
+    ProgramClock::Packet shown = {packet.stream_index, ProgramClock::kNoTime,
+                                  toUs(packet.duration)};
+    if (packet.dts != AV_NOPTS_VALUE && storesDecodingTimes(*mContext)) {
+        track->hasDecodingTimes = true;
+        shown.timeUs = toUs(packet.dts);
+        if (packet.pts != AV_NOPTS_VALUE) shown.reorderUs = toUs(packet.pts) - shown.timeUs;
+    } else if (packet.pts != AV_NOPTS_VALUE && !track->hasDecodingTimes) {
+        shown.timeUs = toUs(packet.pts);
+        shown.ordered = false;
+    }
+    mClock.push(shown);
+}
+
+void ContainerReader::moveTimes(const ProgramClock::Place& place, AVPacket* packet) const {
     const AVRational timeBase = mContext->streams[packet->stream_index]->time_base;
-    const int64_t shiftUs = mSmoother.shiftFor(
-            packet->stream_index, av_rescale_q(packet->dts, timeBase, kMicroseconds),
-            av_rescale_q(packet->duration, timeBase, kMicroseconds));
-    const int64_t shift = av_rescale_q(shiftUs, kMicroseconds, timeBase);
-    if (!isTimeAllowed(shift, timeBase)) return;
-    packet->dts += shift;
+    if (place.isReorderWild) packet->pts = AV_NOPTS_VALUE;
+    const int64_t shift = av_rescale_q(place.shiftUs, kMicroseconds, timeBase);
+    if (shift == 0 || !isTimeAllowed(shift, timeBase)) return;
+    if (packet->dts != AV_NOPTS_VALUE) packet->dts += shift;
     if (packet->pts != AV_NOPTS_VALUE) packet->pts += shift;
 }
 

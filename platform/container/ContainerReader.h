@@ -9,6 +9,7 @@
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/AMessage.h>
 
+#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,7 +17,8 @@
 #include "codec/TrackParameters.h"
 #include "container/AvLog.h"
 #include "container/DataSourceStream.h"
-#include "container/TimelineSmoother.h"
+#include "container/ProgramClock.h"
+#include "container/SampleForm.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -24,8 +26,9 @@ extern "C" {
 
 namespace android {
 
-// What NuMediaExtractor is made of: libavformat's view of one source, with one packet read ahead.
-// Not locked. What goes wrong while reading is told to the fault listeners, once each.
+// What NuMediaExtractor is made of: libavformat's view of one source, with one packet read ahead,
+// and more only where times jump. Not locked. What goes wrong while reading is told to the fault
+// listeners, once each.
 class ContainerReader {
   public:
     using SeekMode = MediaSource::ReadOptions::SeekMode;
@@ -43,7 +46,9 @@ class ContainerReader {
     void unselect(size_t index);
     status_t seek(int64_t timeUs, SeekMode mode);
 
-    // The current sample; all but advance() answer ERROR_END_OF_STREAM when there is none.
+    // The current sample; all answer ERROR_END_OF_STREAM when there is none. One that is too large
+    // for the buffer stays the current one (NO_MEMORY); it is told to the fault listeners if it is
+    // left without having been read.
     status_t read(const sp<ABuffer>& buffer);
     status_t time(int64_t* timeUs);
     status_t size(size_t* bytes);
@@ -58,7 +63,11 @@ class ContainerReader {
         unsigned stream;  // its place among the context's
         sp<AMessage> format;
         sp<TrackParameters> parameters;
+        SampleForm form;
+        int64_t pictureUs;  // how long a sample lasts of which the file does not say it; 0: sound
+        bool keepsNoDuration;  // what the file says of it is no good
         bool selected = false;
+        bool hasDecodingTimes = false;
         int64_t nextTimeUs = 0;  // for a sample that has no time of its own
     };
     struct ContextDeleter {
@@ -67,6 +76,7 @@ class ContainerReader {
     struct PacketDeleter {
         void operator()(AVPacket* packet) const { av_packet_free(&packet); }
     };
+    using PacketPtr = std::unique_ptr<AVPacket, PacketDeleter>;
 
     status_t openContext();
     void listTracks();
@@ -75,11 +85,21 @@ class ContainerReader {
     bool anySelected() const;
     Track* trackOf(const AVPacket& packet);
 
+    sp<TrackParameters> makeParameters(const AVStream& stream) const;
+    void startTimeline(bool anywhere);
+    status_t openAgain();
+    bool seekTo(int64_t timeUs, SeekMode mode);
+    void moveToCloserSync(AVStream* stream, int64_t target);
+
     bool ensureSample();
     bool fetchSample();
+    bool nextPacket();
+    bool takeFromAhead();
+    bool readAhead();
     int readPacket();
-    void dropWildTimes(AVPacket* packet) const;
-    void shiftTimes(AVPacket* packet);
+    void completePacket(Track* track, AVPacket* packet) const;
+    void placeOnClock(Track* track, const AVPacket& packet);
+    void moveTimes(const ProgramClock::Place& place, AVPacket* packet) const;
     void placeInTime(Track* track, const AVPacket& packet);
     void leaveOut(const char* why);
     void end(int result);
@@ -90,15 +110,20 @@ class ContainerReader {
     AvComplaints mComplaints;  // outlives mContext, which it listens to
     std::unique_ptr<DataSourceStream> mStream;
     std::unique_ptr<AVFormatContext, ContextDeleter> mContext;  // reads from mStream
-    std::unique_ptr<AVPacket, PacketDeleter> mPacket;
+    PacketPtr mPacket;
     std::vector<Track> mTracks;
-    bool mDiscontinuous = false;
-    TimelineSmoother mSmoother;
+    int64_t mStartUs = 0;
+    bool mHasClock = false;  // times may jump, and all tracks are read to see it
+    ProgramClock mClock;
+    std::deque<PacketPtr> mAhead;  // what the clock has been shown
+    int64_t mAheadBytes = 0;
+    int mResult = 0;  // of the last packet that was asked for
 
     Track* mSampleTrack = nullptr;  // null: no sample in mPacket
     int64_t mSampleTimeUs = 0;
     bool mSampleHandedOut = false;
-    bool mReading = false;  // packets have been taken since the beginning
+    bool mSampleRefused = false;  // the client's buffer was too small
+    bool mReading = false;        // packets have been taken since the beginning
     bool mEnded = false;
     bool mEndReported = false;
     uint64_t mDamagedPackets = 0;

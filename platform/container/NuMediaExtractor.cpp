@@ -69,32 +69,33 @@ status_t NuMediaExtractor::unselectTrack(size_t index) {
 
 status_t NuMediaExtractor::seekTo(int64_t timeUs, MediaSource::ReadOptions::SeekMode mode) {
     std::lock_guard<std::mutex> lock(mLock);
-    return mReader != nullptr ? mReader->seek(timeUs, mode) : -EINVAL;
+    return mReader != nullptr ? mReader->seek(timeUs, mode) : ERROR_END_OF_STREAM;
 }
 
 status_t NuMediaExtractor::readSampleData(const sp<ABuffer>& buffer) {
     std::lock_guard<std::mutex> lock(mLock);
-    return mReader != nullptr ? mReader->read(buffer) : -EINVAL;
+    buffer->setRange(0, 0);
+    return mReader != nullptr ? mReader->read(buffer) : ERROR_END_OF_STREAM;
 }
 
 status_t NuMediaExtractor::getSampleTime(int64_t* sampleTimeUs) {
     std::lock_guard<std::mutex> lock(mLock);
-    return mReader != nullptr ? mReader->time(sampleTimeUs) : -EINVAL;
+    return mReader != nullptr ? mReader->time(sampleTimeUs) : ERROR_END_OF_STREAM;
 }
 
 status_t NuMediaExtractor::getSampleSize(size_t* sampleSize) {
     std::lock_guard<std::mutex> lock(mLock);
-    return mReader != nullptr ? mReader->size(sampleSize) : -EINVAL;
+    return mReader != nullptr ? mReader->size(sampleSize) : ERROR_END_OF_STREAM;
 }
 
 status_t NuMediaExtractor::getSampleTrackIndex(size_t* trackIndex) {
     std::lock_guard<std::mutex> lock(mLock);
-    return mReader != nullptr ? mReader->trackIndex(trackIndex) : -EINVAL;
+    return mReader != nullptr ? mReader->trackIndex(trackIndex) : ERROR_END_OF_STREAM;
 }
 
 status_t NuMediaExtractor::getSampleMeta(sp<MetaData>* sampleMeta) {
     std::lock_guard<std::mutex> lock(mLock);
-    if (mReader == nullptr) return -EINVAL;
+    if (mReader == nullptr) return ERROR_END_OF_STREAM;
     int64_t timeUs = 0;
     bool sync = false;
     status_t err = mReader->time(&timeUs);
@@ -108,7 +109,7 @@ status_t NuMediaExtractor::getSampleMeta(sp<MetaData>* sampleMeta) {
 
 status_t NuMediaExtractor::advance() {
     std::lock_guard<std::mutex> lock(mLock);
-    return mReader != nullptr ? mReader->advance() : -EINVAL;
+    return mReader != nullptr ? mReader->advance() : ERROR_END_OF_STREAM;
 }
 
 }  // namespace android

@@ -6,7 +6,6 @@
 #include <string.h>
 
 #include <algorithm>
-#include <cmath>
 #include <vector>
 
 #include "container/AvcStream.h"
@@ -21,15 +20,25 @@ constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr int kMaxAacCoreRate = 24000;
 constexpr int kPlainAac = 2;  // object type in the configuration's first five bits
 constexpr double kMaxFrameRate = 300;
+constexpr double kUsualFrameRate = 25;
 
 bool plausible(AVRational rate) {
     return rate.num > 0 && rate.den > 0 && av_q2d(rate) <= kMaxFrameRate;
 }
 
-// A header with a complete index, in which no sample has to be searched.
-bool hasCompleteIndex(const AVFormatContext& context, const AVStream& stream) {
-    return strstr(context.iformat->name, "mp4") != nullptr && stream.nb_frames > 0 &&
-           avformat_index_get_entries_count(&stream) > 0;
+bool isMp4(const AVFormatContext& context) {
+    return strstr(context.iformat->name, "mp4") != nullptr;
+}
+
+bool isSoundOrMovingPicture(const AVStream& stream) {
+    const AVMediaType type = stream.codecpar->codec_type;
+    return (type == AVMEDIA_TYPE_VIDEO || type == AVMEDIA_TYPE_AUDIO) &&
+           (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
+}
+
+// No sample has to be searched.
+bool isIndexed(const AVStream& stream) {
+    return stream.nb_frames > 0 && avformat_index_get_entries_count(&stream) > 0;
 }
 
 // The shape of a picture's points is in the container or in the parameter sets.
@@ -46,14 +55,10 @@ void fillAspect(AVCodecParameters* parameters, AVStream* stream) {
     }
 }
 
-bool isComplete(const AVFormatContext& context, const AVStream& stream) {
+bool isComplete(const AVStream& stream) {
+    if (!isSoundOrMovingPicture(stream)) return true;
     const AVCodecParameters& parameters = *stream.codecpar;
-    if (parameters.codec_type != AVMEDIA_TYPE_VIDEO &&
-        parameters.codec_type != AVMEDIA_TYPE_AUDIO) {
-        return true;
-    }
-    if ((stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) return true;
-    if (!hasCompleteIndex(context, stream) || stream.start_time == AV_NOPTS_VALUE ||
+    if (!isIndexed(stream) || stream.start_time == AV_NOPTS_VALUE ||
         parameters.extradata_size == 0) {
         return false;
     }
@@ -83,9 +88,10 @@ int findStreamInfo(AVFormatContext* context) {
 }  // namespace
 
 int completeStreamInfo(AVFormatContext* context) {
-    bool complete = context->nb_streams > 0;
+    // Other containers may not know yet of what type a stream is.
+    bool complete = isMp4(*context) && context->nb_streams > 0;
     for (unsigned i = 0; i < context->nb_streams; ++i) {
-        complete = complete && isComplete(*context, *context->streams[i]);
+        complete = complete && isComplete(*context->streams[i]);
     }
     if (!complete) return findStreamInfo(context);
     for (unsigned i = 0; i < context->nb_streams; ++i) {
@@ -109,11 +115,25 @@ int64_t fileStartUs(const AVFormatContext& context) {
     return startUs != INT64_MAX ? clampTimeUs(startUs) : 0;
 }
 
+bool hasCompleteIndex(const AVFormatContext& context) {
+    if (!isMp4(context)) return false;
+    for (unsigned i = 0; i < context.nb_streams; ++i) {
+        const AVStream& stream = *context.streams[i];
+        if (isSoundOrMovingPicture(stream) && !isIndexed(stream)) return false;
+    }
+    return true;
+}
+
 double frameRateOf(const AVStream& stream) {
     for (AVRational rate : {stream.avg_frame_rate, stream.r_frame_rate}) {
         if (plausible(rate)) return av_q2d(rate);
     }
     return 0;
+}
+
+double trackFrameRateOf(const AVStream& stream) {
+    const double rate = frameRateOf(stream);
+    return rate > 0 || stream.start_time != AV_NOPTS_VALUE ? rate : kUsualFrameRate;
 }
 
 }  // namespace android

@@ -15,10 +15,15 @@ namespace android {
 // the first packets only where that is needed. Returns 0 or an AVERROR.
 int completeStreamInfo(AVFormatContext* context);
 
-// The file's first time in microseconds: what the times of all its tracks count from.
+// The file's first time in microseconds, of any stream.
 int64_t fileStartUs(const AVFormatContext& context);
 
-// Pictures a second, 0 when it is not known.
+// Whether the header has a list of all samples with their times, of the sound and of the pictures.
+bool hasCompleteIndex(const AVFormatContext& context);
+
+// Pictures a second, as the file or its pictures tell it; 0 when no rate is told that can be meant.
 double frameRateOf(const AVStream& stream);
+// The same, but a stream that has no times either has the usual rate.
+double trackFrameRateOf(const AVStream& stream);
 
 }  // namespace android

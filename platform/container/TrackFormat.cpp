@@ -11,10 +11,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
+#include <vector>
 
 #include "codec/TrackParameters.h"
 #include "container/MediaLimits.h"
 #include "container/MediaMime.h"
+#include "container/SampleForm.h"
 #include "container/StreamInfo.h"
 
 extern "C" {
@@ -86,7 +89,7 @@ void setVideoItems(const AVStream& stream, const sp<AMessage>& format) {
     const AVCodecParameters& parameters = *stream.codecpar;
     format->setInt32("width", parameters.width);
     format->setInt32("height", parameters.height);
-    const double rate = frameRateOf(stream);
+    const double rate = trackFrameRateOf(stream);
     if (rate > 0) {
         format->setInt32("frame-rate", std::max(1, static_cast<int32_t>(std::lround(rate))));
     }
@@ -104,6 +107,16 @@ void setVideoItems(const AVStream& stream, const sp<AMessage>& format) {
 void setAudioItems(const AVStream& stream, const sp<AMessage>& format) {
     format->setInt32("channel-count", stream.codecpar->ch_layout.nb_channels);
     format->setInt32("sample-rate", stream.codecpar->sample_rate);
+}
+
+// Codec-specific data as decoders of Android take it.
+void setCodecData(const AVCodecParameters& parameters, const sp<AMessage>& format) {
+    int index = 0;
+    for (const std::vector<uint8_t>& data : codecData(parameters)) {
+        if (data.empty()) continue;
+        format->setBuffer(("csd-" + std::to_string(index++)).c_str(),
+                          ABuffer::CreateAsCopy(data.data(), data.size()));
+    }
 }
 
 // Not above 0 where it is not known.
@@ -156,10 +169,7 @@ sp<AMessage> makeTrackFormat(const AVFormatContext& context, const AVStream& str
         format->setInt32("bitrate", static_cast<int32_t>(parameters.bit_rate));
     }
     format->setInt32("max-input-size", maxInputSize(context, stream));
-    if (parameters.extradata_size > 0) {
-        format->setBuffer("csd-0",
-                          ABuffer::CreateAsCopy(parameters.extradata, parameters.extradata_size));
-    }
+    setCodecData(parameters, format);
     const AVDictionaryEntry* language = av_dict_get(stream.metadata, "language", nullptr, 0);
     if (language != nullptr) {
         format->setString("language", language->value,

@@ -81,6 +81,9 @@ static inline Feed feedDecoder(const sp<MediaCodec>& codec, const sp<CallbackRel
     err = extractor->readSampleData(sample);
     if (err == NO_MEMORY) {
         ALOGE(LOG_RED "%s[%d]: Not enough memory" LOG_RESET, function, line);
+        // It would not fit the next time either, and a buffer that is kept never comes again.
+        codec->queueInputBuffer(index, 0, 0, 0, 0);
+        extractor->advance();
         return Feed::kNothing;
     }
     if (err == ERROR_END_OF_STREAM) {

@@ -324,6 +324,8 @@ bool FileTranscoder::queueSample(uint32_t index, const sp<MediaCodecBuffer>& buf
     if (err == NO_MEMORY) {
         ALOGE(LOG_RED "%s[%d]: Not enough memory" LOG_RESET, __FUNCTION__, __LINE__);
         mDecoderCodec->queueInputBuffer(index, 0, 0, 0, 0);
+        // It would not fit the next time either.
+        mExtractor->advance();
         return false;
     }
     if (err == ERROR_END_OF_STREAM) {

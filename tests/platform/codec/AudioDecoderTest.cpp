@@ -37,6 +37,11 @@ struct AudioPackets {
             if (packet.stream_index == stream) packets.emplace_back(av_packet_clone(&packet));
         });
         const AVStream* input = reader.format()->streams[stream];
+        // The number of the page's samples, as the extractor adds it.
+        if (input->codecpar->codec_id == AV_CODEC_ID_VORBIS) {
+            for (const PacketPtr& packet : packets)
+                av_grow_packet(packet.get(), 4);
+        }
         track = new TrackParameters(*input->codecpar, input->time_base, -reader.toUs(stream, 0));
     }
 

@@ -155,7 +155,8 @@ TEST(LimitsTest, TakesWildTimesForNone) {
     int64_t timeUs = 0;
     for (; extractor->getSampleTime(&timeUs) == OK; extractor->advance())
         times.push_back(timeUs);
-    EXPECT_THAT(times, ElementsAre(0, 100000, 200000, limits::kMaxTimeUs - 1000000));
+    // The last one could be counted with, but is no more than wild.
+    EXPECT_THAT(times, ElementsAre(0, 100000, 200000, 300000));
 }
 
 // The list of samples of an MP4 file can claim any size for them.

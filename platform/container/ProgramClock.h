@@ -1,0 +1,94 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <stdint.h>
+
+#include <deque>
+#include <map>
+
+namespace android {
+
+// The one timeline of the tracks that belong together: those of a file, or of one programme of a
+// transport stream. Pieces whose clocks differ are joined, times that are wild are replaced. All
+// tracks must be shown to it, in the order of the file, so that every reader of the file finds the
+// same timeline. What is ordinary is decided at once; where a time departs from its track's, the
+// packets behind it decide:
+// - the track goes on as before: that one time was wild, and its packet goes where one is expected;
+// - the other tracks depart as well, or there are none: the clock has jumped, and all tracks go on
+//   from where they were; but a step forward of at most kMaxPauseUs is a pause and is kept;
+// - the other tracks go on: a pause or a small overlap of this track is kept, what is more is a
+//   clock of its own, which is set right for this track alone.
+// Not locked. All times are in microseconds.
+class ProgramClock {
+  public:
+    static constexpr int64_t kNoTime = INT64_MIN;
+    static constexpr int64_t kMaxPauseUs = 10000000;
+
+    struct Packet {
+        int stream;
+        int64_t timeUs;         // of decoding; of presentation where `ordered` is not set
+        int64_t durationUs;     // 0: not known
+        bool ordered = true;    // the stream's times do not go back by themselves
+        int64_t reorderUs = 0;  // from its decoding to its presentation
+    };
+    struct Place {
+        int64_t shiftUs = 0;         // to be added to the packet's times
+        bool isReorderWild = false;  // its time of presentation means nothing
+    };
+
+    // Forgets everything. The timeline begins at `beginUs`, or anywhere (kNoTime), as after a seek.
+    void reset(int64_t beginUs);
+
+    void push(const Packet& packet) { mAhead.push_back(packet); }
+    // Where the oldest packet belongs that was pushed and not popped yet; false when only those
+    // behind it can tell and have not been pushed. With `last` it always tells.
+    bool pop(bool last, Place* place);
+
+  private:
+    struct Stream {
+        bool started = false;
+        int64_t baseUs = 0;   // the programme's shift, as far as the stream has come
+        int64_t extraUs = 0;  // where it has a clock of its own
+        int64_t nextUs = 0;   // where the next packet is expected, shifted
+        int64_t lastUs = 0;   // the last packet, shifted
+        int64_t stepUs = 0;   // between the last two packets
+        int64_t longestStepUs = 0;
+
+        int64_t shiftUs() const { return baseUs + extraUs; }
+    };
+    // What the packets behind the oldest one say of its stream.
+    struct Outlook {
+        bool returns = false;  // to where it was
+        int64_t placeUs = 0;   // then: where the oldest one belongs
+        int seen = 0;
+        int stays = 0;        // packets that go on from the oldest one
+        int64_t aheadUs = 0;  // and how far they come
+        int64_t longestStepUs = 0;
+    };
+    enum class Verdict { kUnknown, kWild, kAlone, kTogether };
+
+    bool accept(const Packet& packet, Place* place);
+    void begin(Stream* stream) const;
+    bool isSmooth(const Stream& stream, const Packet& packet, int64_t shiftUs) const;
+    bool fits(const Stream& stream, const Packet& packet, int64_t shiftUs) const;
+    bool adoptShift(Stream* stream, const Packet& packet) const;
+
+    Verdict judge(const Packet& packet, bool last, const Outlook& outlook) const;
+    Outlook lookAhead(const Packet& packet) const;
+    Verdict compareOthers(const Packet& packet, bool full) const;
+    bool isAnyActiveBut(int stream) const;
+    void settle(const Packet& packet, Verdict verdict, const Outlook& outlook, Place* place);
+    void place(Stream* stream, const Packet& packet, int64_t shiftUs, Place* place);
+
+    std::deque<Packet> mAhead;
+    std::map<int, Stream> mStreams;
+    bool mAnchored = false;   // it is known where the timeline begins
+    int64_t mStartUs = 0;     // there, shifted
+    int64_t mPositionUs = 0;  // how far the programme has come, shifted
+    int64_t mShiftUs = 0;
+    int64_t mJumpUs = 0;  // where the last jump was, shifted
+};
+
+}  // namespace android
