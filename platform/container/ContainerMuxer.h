@@ -25,7 +25,8 @@ class ContainerMuxer {
                      const std::vector<std::unique_ptr<TrackDescription>>& tracks,
                      int rotation) = 0;
 
-    // Takes the packet's data; its times are in the track's base and rise within a track.
+    // Leaves the packet to the caller; its times, which are in the track's base and rise within a
+    // track, may have changed. Samples of all tracks come in the order of their times.
     virtual int write(AVPacket* packet) = 0;
 
     // Writes what is left, also after write() failed: what has been written is to be playable.

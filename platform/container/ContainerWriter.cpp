@@ -10,10 +10,21 @@
 #include <media/stagefright/MediaErrors.h>
 #include <oxa/host/FaultListener.h>
 #include <pthread.h>
+#include <utils/Timers.h>
 
 #include "container/AvLog.h"
 
 namespace android {
+
+namespace {
+
+constexpr AVRational kMicroseconds = {1, 1000000};
+
+int64_t monotonicUs() {
+    return ns2us(systemTime(SYSTEM_TIME_MONOTONIC));
+}
+
+}  // namespace
 
 ContainerWriter::ContainerWriter(std::unique_ptr<WriterOutput> output,
                                  std::unique_ptr<ContainerMuxer> muxer, const char* threadName)
@@ -62,6 +73,10 @@ status_t ContainerWriter::start(MetaData* params) {
     if (params != nullptr) params->findInt32(kKeyRotation, &rotation);
     handleResult(mMuxer->open(mOutput.get(), mDescriptions, rotation), &lock);
     if (lock.owns_lock()) lock.unlock();
+    std::vector<AVRational> timeBases;
+    for (const auto& description : mDescriptions)
+        timeBases.push_back(description->timeBase);
+    mOrder = std::make_unique<SampleOrder>(timeBases);
     return startSources(params);
 }
 
@@ -89,16 +104,52 @@ void ContainerWriter::readTrack(Track* track) {
         if (err != OK || buffer == nullptr) break;
         AVPacket* packet = mFailed ? nullptr : track->converter->convert(buffer);
         buffer->release();
-        if (packet == nullptr) continue;
-        writePacket(packet);
-        av_packet_free(&packet);
+        if (packet != nullptr) takeSample(packet);
     }
+    const std::lock_guard<std::mutex> lock(mMuxerLock);
+    mOrder->end(track->converter->streamIndex());
     track->ended = true;
 }
 
-void ContainerWriter::writePacket(AVPacket* packet) {
+void ContainerWriter::takeSample(AVPacket* packet) {
     std::unique_lock<std::mutex> lock(mMuxerLock);
-    if (!mFailed) handleResult(mMuxer->write(packet), &lock);
+    mOrder->add(packet, monotonicUs());
+    while (!mFailed) {
+        AVPacket* const next = mOrder->next();
+        if (next == nullptr) return;
+        writePacket(next, &lock);
+    }
+}
+
+void ContainerWriter::writeRest(std::unique_lock<std::mutex>* lock) {
+    if (oxa::host::outputEnd() == oxa::host::OutputEnd::kTogether) mOrder->cut();
+    while (!mFailed) {
+        AVPacket* const next = mOrder->nextOfRest();
+        if (next == nullptr) return;
+        writePacket(next, lock);
+    }
+}
+
+// The lock is given up when the output fails.
+void ContainerWriter::writePacket(AVPacket* packet, std::unique_lock<std::mutex>* lock) {
+    count(*packet);
+    const int result = mMuxer->write(packet);
+    mOrder->skipTime(monotonicUs());
+    av_packet_free(&packet);
+    handleResult(result, lock);
+}
+
+void ContainerWriter::count(const AVPacket& packet) {
+    const TrackDescription& track = *mDescriptions[packet.stream_index];
+    const int64_t startUs = av_rescale_q(packet.pts, track.timeBase, kMicroseconds);
+    const int64_t endUs = av_rescale_q(packet.pts + packet.duration, track.timeBase, kMicroseconds);
+    if (track.isVideo()) {
+        ++mFigures.pictures;
+        mFigures.pictureEndUs = endUs;
+        return;
+    }
+    if (mFigures.soundUnits++ == 0) mFigures.soundStartUs = startUs;
+    mFigures.soundEndUs = endUs;
 }
 
 // The listeners are called without the lock.
@@ -129,8 +180,11 @@ void ContainerWriter::stop() {
     for (auto& track : mTracks)
         track->thread.join();
     std::unique_lock<std::mutex> lock(mMuxerLock);
+    writeRest(&lock);
+    if (!lock.owns_lock()) lock.lock();
     handleResult(mMuxer->finish(), &lock);
     if (!lock.owns_lock()) lock.lock();
+    oxa::host::reportOutputFigures(mFigures);
     // Whoever made the writer may keep it for longer than the file is its business.
     mOutput->close();
 }

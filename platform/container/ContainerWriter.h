@@ -5,6 +5,7 @@
 
 #include <media/stagefright/MediaSource.h>
 #include <media/stagefright/foundation/ABase.h>
+#include <oxa/host/OutputEnd.h>
 
 #include <atomic>
 #include <memory>
@@ -15,13 +16,15 @@
 
 #include "container/ContainerMuxer.h"
 #include "container/SampleConverter.h"
+#include "container/SampleOrder.h"
 #include "container/WriterOutput.h"
 
 namespace android {
 
 // What the platform's writers have in common. One thread for each track reads the source and
-// copies each sample at once, so that whoever pushes never waits for another track. After the
-// first fault of the output the listeners are told, and samples are taken and dropped.
+// copies each sample at once, so that whoever pushes never waits for another track; a SampleOrder
+// holds what came before its turn. After the first fault of the output the listeners are told, and
+// samples are taken and dropped. How stop() ends the file: oxa/host/OutputEnd.h.
 //
 // start() and stop() must not be called at the same time; they block. The destructor stops.
 class ContainerWriter {
@@ -51,7 +54,10 @@ class ContainerWriter {
 
     status_t startSources(MetaData* params);
     void readTrack(Track* track);
-    void writePacket(AVPacket* packet);
+    void takeSample(AVPacket* packet);
+    void writePacket(AVPacket* packet, std::unique_lock<std::mutex>* lock);
+    void writeRest(std::unique_lock<std::mutex>* lock);
+    void count(const AVPacket& packet);
     void handleResult(int result, std::unique_lock<std::mutex>* lock);
 
     const std::unique_ptr<WriterOutput> mOutput;
@@ -61,7 +67,9 @@ class ContainerWriter {
     std::vector<std::unique_ptr<TrackDescription>> mDescriptions;
     std::vector<std::unique_ptr<Track>> mTracks;
 
-    std::mutex mMuxerLock;  // guards mMuxer and mOutput
+    std::mutex mMuxerLock;  // guards mMuxer, mOutput, mOrder and mFigures
+    std::unique_ptr<SampleOrder> mOrder;
+    oxa::host::OutputFigures mFigures;
     std::atomic<bool> mFailed{false};
 };
 

@@ -19,7 +19,7 @@ namespace android {
 //
 //   ftyp | free | moov | (moof mdat)* | moov
 //
-// The first moov only names the tracks, each moof tells of about half a second of samples. The moov
+// The first moov only names the tracks, each moof tells of about a quarter of a second of samples, so that tracks lie close together. The moov
 // at the end is the index of all samples; when it is on the disk, "free" is turned into the header
 // of an mdat that reaches up to it and hides everything else. Two muxers see each sample: one
 // writes the pieces, the other one only notes where they put it. Without a seekable output the
@@ -77,7 +77,7 @@ class Mp4Muxer : public ContainerMuxer {
     int writeIndex();
 
     WriterOutput* mOutput = nullptr;
-    int64_t mPieceDurationUs = 500000;
+    int64_t mPieceDurationUs = 250000;
     std::string mLocation;
 
     std::unique_ptr<MuxerStream> mPieceStream;

@@ -21,6 +21,8 @@ class SampleConverter {
     // has it), and pictures before the first sync frame. A buffer without kKeyTime is fatal.
     AVPacket* convert(MediaBufferBase* buffer);
 
+    int streamIndex() const { return mStreamIndex; }
+
   private:
     DISALLOW_EVIL_CONSTRUCTORS(SampleConverter);
 

@@ -10,7 +10,6 @@ namespace android {
 
 namespace {
 
-constexpr int64_t kMaxInterleaveDelayUs = 1000000;
 constexpr int kDecoderDelayUs = 700000;
 
 }  // namespace
@@ -33,7 +32,6 @@ int TsMuxer::open(WriterOutput* output,
             });
     mMuxer = newMuxer("mpegts", mStream.get());
     if (mMuxer == nullptr) return AVERROR(ENOMEM);
-    mMuxer->max_interleave_delta = kMaxInterleaveDelayUs;
     mMuxer->max_delay = kDecoderDelayUs;
     mMuxer->flags |= AVFMT_FLAG_FLUSH_PACKETS;
     for (const auto& track : tracks) {
@@ -60,7 +58,7 @@ int TsMuxer::write(AVPacket* packet) {
     // time in the file.
     if (packet->dts < 0 && stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO) return 0;
     av_packet_rescale_ts(packet, mTimeBases[packet->stream_index], stream.time_base);
-    const int result = av_interleaved_write_frame(mMuxer, packet);
+    const int result = av_write_frame(mMuxer, packet);
     return mOutput->error() != 0 ? AVERROR(mOutput->error()) : result;
 }
 

@@ -1,0 +1,36 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+namespace oxa::host {
+
+// How a writer ends its file. All calls are thread-safe and count for the whole process.
+enum class OutputEnd {
+    kAll,       // with all samples that came
+    kTogether,  // where the track ends that has come least far: for a job that was interrupted
+};
+
+// kAll until set. Counts for writers that are stopped from now on; what has been written stays.
+void setOutputEnd(OutputEnd end);
+OutputEnd outputEnd();
+
+// What a writer has left in its file. Times are those of the samples, in microseconds.
+struct OutputFigures {
+    uint64_t pictures = 0;
+    int64_t pictureEndUs = 0;  // of the last one
+    uint64_t soundUnits = 0;
+    int64_t soundStartUs = 0;
+    int64_t soundEndUs = 0;
+};
+
+// Those of the writer that was stopped last; nothing when none was since the call before.
+std::optional<OutputFigures> takeOutputFigures();
+
+// For the platform.
+void reportOutputFigures(const OutputFigures& figures);
+
+}  // namespace oxa::host
