@@ -16,6 +16,7 @@
 
 extern "C" {
 #include <libavutil/intreadwrite.h>
+#include <libavutil/opt.h>
 }
 
 namespace android {
@@ -24,8 +25,6 @@ namespace {
 
 constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr int64_t kMaxPieceSize = 8 << 20;
-// The first piece waits for all tracks, so that the first moov knows where each of them starts.
-constexpr int64_t kMaxFirstPieceUs = 3000000;
 constexpr size_t kBoxHeaderSize = 8;
 constexpr size_t kLargeBoxHeaderSize = 16;
 constexpr uint32_t kLargeSize = 1;
@@ -159,6 +158,10 @@ int Mp4Muxer::write(AVPacket* packet) {
         if (result < 0) return result;
     }
     Track& track = mTracks[packet->stream_index];
+    if (!track.seen && mFileEnd > 0) {
+        // The first moov did not know where this track starts: its pieces have to say so.
+        av_opt_set(mPieceMuxer->priv_data, "movflags", "+frag_discont", 0);
+    }
     av_packet_rescale_ts(packet, track.timeBase,
                          mPieceMuxer->streams[packet->stream_index]->time_base);
     track.samples.push_back(
@@ -174,9 +177,7 @@ bool Mp4Muxer::isPieceComplete(const AVPacket& packet) const {
     if (track.samples.empty()) return false;
     const int64_t lengthUs = av_rescale_q(packet.dts - track.samples.front().decodingTime,
                                           track.timeBase, kMicroseconds);
-    const bool allSeen = std::all_of(mTracks.begin(), mTracks.end(),
-                                     [](const Track& each) { return each.seen; });
-    return lengthUs >= (allSeen ? mPieceDurationUs : kMaxFirstPieceUs);
+    return lengthUs >= mPieceDurationUs;
 }
 
 int Mp4Muxer::writePiece() {

@@ -17,8 +17,8 @@ constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr int64_t kLeastPatienceUs = 500000;
 constexpr int64_t kMostPatienceUs = 30000000;
 constexpr int kPatienceInGaps = 2;
-// Longer than any buffer of a live source, which may come all at once.
-constexpr int64_t kMaxLiveLeadUs = 5000000;
+// More than a live source has ready when it begins.
+constexpr int64_t kMaxLiveLeadUs = 1000000;
 constexpr int64_t kMaxStepUs = 250000;
 
 }  // namespace
