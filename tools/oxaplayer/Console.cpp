@@ -100,9 +100,9 @@ void Console::usageError(const std::string& line) {
     }
 }
 
-void Console::warning(const std::string& command, const std::string& text) {
+void Console::warning(const std::string& command, const std::string& text, Level level) {
     std::lock_guard<std::mutex> lock(mLock);
-    if (mLevel != Level::kNormal) return;
+    if (mLevel != level) return;
     const std::string prefix = "oxaplayer: " + command + ": warning: ";
     writeLineLocked(mColour ? kYellow + prefix + kPlain + printable(text)
                             : prefix + printable(text));

@@ -22,7 +22,9 @@ class Console {
     void error(const std::string& command, const std::string& text);
     // A whole line, with its end, that begins with the program's name; before there is a bar.
     void usageError(const std::string& line);
-    void warning(const std::string& command, const std::string& text);
+    // Shown at that level only.
+    void warning(const std::string& command, const std::string& text,
+                 Level level = Level::kNormal);
     void note(const std::string& text);
 
     // Redraws the bar; call it only on a terminal. An empty text takes it away.

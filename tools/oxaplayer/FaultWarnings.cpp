@@ -3,14 +3,17 @@
 
 #include "FaultWarnings.h"
 
-#include <algorithm>
-
 namespace oxaplayer {
 
 void FaultWarnings::add(const oxa::host::Fault& fault) {
     uint64_t& count = mCounts[{fault.object, fault.cause}];
     if (count == 0) mWarn(fault.object + ": " + fault.cause);
-    count = std::max(count, fault.count);
+    if (fault.count <= count) return;
+    using oxa::host::FaultSource;
+    if (fault.source == FaultSource::kReader || fault.source == FaultSource::kDecoder) {
+        mDamaged += fault.count - count;
+    }
+    count = fault.count;
 }
 
 void FaultWarnings::summarize() {

@@ -24,10 +24,13 @@ class FaultWarnings {
     void add(const oxa::host::Fault& fault);
     // The counts of all faults that came more than once.
     void summarize();
+    // How much of the input was damaged, of all kinds.
+    uint64_t damaged() const { return mDamaged; }
 
   private:
     const Warn mWarn;
     std::map<std::pair<std::string, std::string>, uint64_t> mCounts;  // by object and cause
+    uint64_t mDamaged = 0;
 };
 
 }  // namespace oxaplayer

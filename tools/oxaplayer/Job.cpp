@@ -23,6 +23,7 @@ std::optional<Failure> Job::run() {
     // Closing an output may have failed, too.
     handlePending();
     mWarnings.summarize();
+    if (damaged() > 0) mReport->damage(damaged());
     return mFailure;
 }
 

@@ -27,6 +27,8 @@ class Job {
 
     // Returns when the job is over. Nothing unless something failed, else the first thing that did.
     std::optional<Failure> run();
+    // How many damaged pieces of the input were skipped or repaired.
+    uint64_t damaged() const { return mWarnings.damaged(); }
 
   protected:
     // `queue` receives the job's end and its faults.

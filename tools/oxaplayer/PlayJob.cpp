@@ -149,6 +149,7 @@ Json PlayJob::summary() const {
     return {{"duration_s", rounded(mPositionUs / 1e6, 1000)},
             {"frames", mProgress.shownFrames},
             {"dropped", droppedFrames()},
+            {"damaged", damaged()},
             {"elapsed_s", rounded((nowUs() - mBeginUs) / 1e6, 1000)}};
 }
 

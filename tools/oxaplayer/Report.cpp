@@ -51,6 +51,12 @@ void Report::warning(const std::string& text) {
     Console::instance().warning(mCommand, text);
 }
 
+void Report::damage(uint64_t count) {
+    const std::string times = std::to_string(count) + (count == 1 ? " time" : " times");
+    Console::instance().warning(mCommand, "the input is damaged (" + times + ")",
+                                Console::Level::kErrors);
+}
+
 void Report::error(const Failure& failure) {
     mEvents.write("error", {{"exit", static_cast<int>(failure.code)}, {"text", failure.text}});
     Console::instance().error(mCommand, failure.text);

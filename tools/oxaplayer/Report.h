@@ -24,6 +24,8 @@ class Report {
     void event(const std::string& name, const Json& fields);
     void note(const std::string& text);
     void warning(const std::string& text);
+    // The sum of the warnings about damage, for those who see none: half a film is no small thing.
+    void damage(uint64_t count);
     void error(const Failure& failure);
     // Shows it as often as its reader can follow; call it a few times a second.
     void progress(const ProgressNumbers& numbers, int64_t nowUs);

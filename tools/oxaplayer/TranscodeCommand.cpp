@@ -64,6 +64,7 @@ std::optional<Failure> TranscodeCommand::work() {
             mQueue, mReport.get());
     const auto failure = job.run();
     mStalled = job.hasStalled();
+    mDamaged = job.damaged();
     return failure ? failure : complete(job);
 }
 
@@ -100,7 +101,7 @@ std::optional<Failure> TranscodeCommand::complete(const TranscodeJob& job) {
 }
 
 void TranscodeCommand::summarize(const TranscodeJob& job) {
-    Result result = {mOutput.path() == "-" ? "-" : mOutput.currentName(), job.lastTimeUs() / 1e6,
+    Result result = {mOutput.path() == "-" ? "-" : mOutput.currentName(), job.endUs() / 1e6,
                      job.numbers()};
     // The file itself knows best; what went through a pipe can only be counted.
     InputFile written;
@@ -115,7 +116,7 @@ void TranscodeCommand::summarize(const TranscodeJob& job) {
 }
 
 Json TranscodeCommand::result() const {
-    Json fields = Json::object();
+    Json fields = {{"damaged", mDamaged}};
     if (mResult) {
         fields["output"] = mResult->output;
         fields["duration_s"] = rounded(mResult->durationSec, 1000);

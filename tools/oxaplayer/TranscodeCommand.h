@@ -48,6 +48,7 @@ class TranscodeCommand : public JobCommand {
     TrackChoice mTracks;
     std::optional<Result> mResult;
     bool mStalled = false;
+    uint64_t mDamaged = 0;
 };
 
 }  // namespace oxaplayer

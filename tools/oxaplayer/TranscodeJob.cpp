@@ -3,6 +3,7 @@
 
 #include "TranscodeJob.h"
 
+#include <oxa/host/OutputEnd.h>
 #include <oxa/host/OutputWait.h>
 
 #include <algorithm>
@@ -20,6 +21,7 @@ namespace {
 constexpr int64_t kStopOutputWaitUs = 1'000'000;
 constexpr double kFrameRateIntervalSec = 1;
 constexpr int32_t kOutputDescriptor = 7;
+constexpr int64_t kShortestSoundUs = 1'000'000;
 
 int onlyTrack(const TranscodeJob::Work& work) {
     if (work.video == nullptr) return android::CODEC_AUDIO_ONLY;
@@ -79,6 +81,8 @@ void TranscodeJob::waitForEnd() {
 void TranscodeJob::finish() {
     // A reader of our pipe that does not read must not hold the end of a job that is given up.
     if (!mDrained) oxa::host::setOutputWaitLimit(kStopOutputWaitUs);
+    oxa::host::takeOutputFigures();
+    if (wasInterrupted()) oxa::host::setOutputEnd(oxa::host::OutputEnd::kTogether);
     if (mStalled) {
         abandonPlayer();
         return;
@@ -87,6 +91,8 @@ void TranscodeJob::finish() {
     updateProgress();
     mPlayer->cleanup();
     mSample.bytes = mWork.output.bytes();
+    mOutputFigures = oxa::host::takeOutputFigures();
+    if (mOutputFigures) mSample.frames = static_cast<int64_t>(mOutputFigures->pictures);
 }
 
 void TranscodeJob::drain() {
@@ -118,7 +124,10 @@ void TranscodeJob::handle(const JobEvent& event) {
 }
 
 bool TranscodeJob::hasOutput() const {
-    return mWritten.videoTimeUs >= 0 || mWritten.audioTimeUs >= 0;
+    if (!wasInterrupted()) return mWritten.videoTimeUs >= 0 || mWritten.audioTimeUs >= 0;
+    if (!mOutputFigures) return false;
+    const int64_t soundUs = mOutputFigures->soundEndUs - mOutputFigures->soundStartUs;
+    return mWork.video != nullptr ? mOutputFigures->pictures > 0 : soundUs >= kShortestSoundUs;
 }
 
 void TranscodeJob::updateProgress() {
@@ -136,8 +145,9 @@ void TranscodeJob::updateProgress() {
     mReport->progress(mMeter.add(mSample), mSample.nowUs);
 }
 
-int64_t TranscodeJob::lastTimeUs() const {
-    return std::max<int64_t>({0, mWritten.videoTimeUs, mWritten.audioTimeUs});
+int64_t TranscodeJob::endUs() const {
+    if (!mOutputFigures) return 0;
+    return std::max(mOutputFigures->pictureEndUs, mOutputFigures->soundEndUs);
 }
 
 // How much of the source is done: sound and picture need not keep step, and may differ in length.

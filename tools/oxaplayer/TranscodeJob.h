@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <oxa/host/OutputEnd.h>
+
 #include <memory>
 #include <optional>
 
@@ -36,12 +38,13 @@ class TranscodeJob : public Job {
     // Whether nothing moved any more. What hangs cannot be stopped either: the player is left
     // alone, and the process has to end without waiting for its threads.
     bool hasStalled() const { return mStalled; }
-    // Whether any sample has reached the output.
+    // Whether any sample has reached the output; of a job that was interrupted, whether it is worth
+    // keeping: a picture with the sound that belongs to it, or a second of sound alone.
     bool hasOutput() const;
     // What was done in all; rates are those of the whole job.
     ProgressNumbers numbers() const { return mMeter.overall(mSample); }
-    // The time of the last sample that was written.
-    int64_t lastTimeUs() const;
+    // The end of what was written.
+    int64_t endUs() const;
 
   private:
     std::optional<Failure> start() override;
@@ -56,7 +59,8 @@ class TranscodeJob : public Job {
     Work mWork;
     ProgressMeter mMeter;
     ProgressSample mSample;
-    android::_TRANSCODE_PROGRESS mWritten;
+    android::_TRANSCODE_PROGRESS mWritten;                 // as the player has pushed it
+    std::optional<oxa::host::OutputFigures> mOutputFigures;  // as it is in the output
     IdleWatch mIdleWatch;
     bool mEnded = false;    // the source is read
     bool mDrained = false;  // all of it is with the muxer
