@@ -17,7 +17,9 @@ class ContainerMuxer {
   public:
     virtual ~ContainerMuxer() = default;
 
-    virtual bool accepts(const char* mime) const = 0;
+    // Whether a track of this type can be in a file with these others.
+    virtual bool accepts(const char* mime,
+                         const std::vector<std::unique_ptr<TrackDescription>>& others) const = 0;
     virtual AvcForm avcForm() const = 0;
 
     // `output` outlives the muxer. `rotation`: clockwise degrees for the pictures.

@@ -12,6 +12,8 @@
 #include <pthread.h>
 #include <utils/Timers.h>
 
+#include <algorithm>
+
 #include "container/AvLog.h"
 
 namespace android {
@@ -43,7 +45,8 @@ status_t ContainerWriter::addSource(const sp<MediaSource>& source) {
     }
     const sp<MetaData> meta = source->getFormat();
     const char* mime = nullptr;
-    if (meta == nullptr || !meta->findCString(kKeyMIMEType, &mime) || !mMuxer->accepts(mime)) {
+    if (meta == nullptr || !meta->findCString(kKeyMIMEType, &mime) ||
+        !mMuxer->accepts(mime, mDescriptions)) {
         ALOGE("a track of type %s cannot be written", mime != nullptr ? mime : "(none)");
         return ERROR_UNSUPPORTED;
     }
@@ -55,29 +58,63 @@ status_t ContainerWriter::addSource(const sp<MediaSource>& source) {
     }
     auto track = std::make_unique<Track>();
     track->source = source;
-    track->converter = std::make_unique<SampleConverter>(
-            *description, static_cast<int>(mTracks.size()), mMuxer->avcForm());
-    mDescriptions.push_back(std::move(description));
-    mTracks.push_back(std::move(track));
+    // Pictures first, in whatever order encoders come to their tracks: equal jobs make equal files.
+    const auto pictures = std::count_if(mDescriptions.begin(), mDescriptions.end(),
+                                        [](const auto& each) { return each->isVideo(); });
+    const auto place = description->isVideo() ? pictures : mTracks.size();
+    mDescriptions.insert(mDescriptions.begin() + place, std::move(description));
+    mTracks.insert(mTracks.begin() + place, std::move(track));
     return OK;
 }
 
 status_t ContainerWriter::start(MetaData* params) {
-    if (mState != State::kInitial || mTracks.empty()) return INVALID_OPERATION;
+    if (mState != State::kInitial) return INVALID_OPERATION;
     std::unique_lock<std::mutex> lock(mMuxerLock);
     if (mOutput->error() != 0) {
         handleResult(AVERROR(mOutput->error()), &lock);
         return UNKNOWN_ERROR;
     }
-    int32_t rotation = 0;
-    if (params != nullptr) params->findInt32(kKeyRotation, &rotation);
-    handleResult(mMuxer->open(mOutput.get(), mDescriptions, rotation), &lock);
+    if (params != nullptr) params->findInt32(kKeyRotation, &mRotation);
+    prepareTracks();
+    if (isComplete()) openMuxer(&lock);
     if (lock.owns_lock()) lock.unlock();
-    std::vector<AVRational> timeBases;
-    for (const auto& description : mDescriptions)
-        timeBases.push_back(description->timeBase);
-    mOrder = std::make_unique<SampleOrder>(timeBases);
     return startSources(params);
+}
+
+// A file without tracks is empty.
+bool ContainerWriter::isComplete() const {
+    return !mDescriptions.empty() &&
+           std::all_of(mDescriptions.begin(), mDescriptions.end(),
+                       [](const auto& each) { return each->isComplete(); });
+}
+
+// The lock is given up when the output fails.
+void ContainerWriter::openMuxer(std::unique_lock<std::mutex>* lock) {
+    mOpen = true;
+    handleResult(mMuxer->open(mOutput.get(), mDescriptions, mRotation), lock);
+}
+
+// Without them no picture can be decoded, so the first one must bring them.
+void ContainerWriter::takeConfiguration(const Track& track, MediaBufferBase* buffer) {
+    std::unique_lock<std::mutex> lock(mMuxerLock);
+    TrackDescription* const description = mDescriptions[track.converter->streamIndex()].get();
+    const auto* data = static_cast<const uint8_t*>(buffer->data()) + buffer->range_offset();
+    int32_t isSync = 0;
+    if (!mOpen && completeTrack(data, buffer->range_length(), mMuxer->avcForm(), description)) {
+        if (isComplete()) openMuxer(&lock);
+    } else if (buffer->meta_data().findInt32(kKeyIsSyncFrame, &isSync) && isSync != 0) {
+        handleResult(AVERROR_INVALIDDATA, &lock);
+    }
+}
+
+void ContainerWriter::prepareTracks() {
+    std::vector<AVRational> timeBases;
+    for (size_t i = 0; i < mTracks.size(); ++i) {
+        mTracks[i]->converter = std::make_unique<SampleConverter>(
+                *mDescriptions[i], static_cast<int>(i), mMuxer->avcForm());
+        timeBases.push_back(mDescriptions[i]->timeBase);
+    }
+    mOrder = std::make_unique<SampleOrder>(timeBases);
 }
 
 status_t ContainerWriter::startSources(MetaData* params) {
@@ -102,6 +139,8 @@ void ContainerWriter::readTrack(Track* track) {
         const status_t err = track->source->read(&buffer);
         if (err == INFO_FORMAT_CHANGED) continue;
         if (err != OK || buffer == nullptr) break;
+        const int index = track->converter->streamIndex();
+        if (!mDescriptions[index]->isComplete()) takeConfiguration(*track, buffer);
         AVPacket* packet = mFailed ? nullptr : track->converter->convert(buffer);
         buffer->release();
         if (packet != nullptr) takeSample(packet);
@@ -114,7 +153,8 @@ void ContainerWriter::readTrack(Track* track) {
 void ContainerWriter::takeSample(AVPacket* packet) {
     std::unique_lock<std::mutex> lock(mMuxerLock);
     mOrder->add(packet, monotonicUs());
-    while (!mFailed) {
+    if (!mOpen && !mFailed && mOrder->isFull()) openMuxer(&lock);
+    while (!mFailed && mOpen) {
         AVPacket* const next = mOrder->next();
         if (next == nullptr) return;
         writePacket(next, &lock);
@@ -122,8 +162,9 @@ void ContainerWriter::takeSample(AVPacket* packet) {
 }
 
 void ContainerWriter::writeRest(std::unique_lock<std::mutex>* lock) {
+    if (!mOpen && !mTracks.empty()) openMuxer(lock);
     if (oxa::host::outputEnd() == oxa::host::OutputEnd::kTogether) mOrder->cut();
-    while (!mFailed) {
+    while (!mFailed && mOpen) {
         AVPacket* const next = mOrder->nextOfRest();
         if (next == nullptr) return;
         writePacket(next, lock);
@@ -182,7 +223,7 @@ void ContainerWriter::stop() {
     std::unique_lock<std::mutex> lock(mMuxerLock);
     writeRest(&lock);
     if (!lock.owns_lock()) lock.lock();
-    handleResult(mMuxer->finish(), &lock);
+    if (mOpen) handleResult(mMuxer->finish(), &lock);
     if (!lock.owns_lock()) lock.lock();
     oxa::host::reportOutputFigures(mFigures);
     // Whoever made the writer may keep it for longer than the file is its business.

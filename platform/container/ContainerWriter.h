@@ -35,10 +35,13 @@ class ContainerWriter {
     ~ContainerWriter();
 
     status_t addSource(const sp<MediaSource>& source);
+    bool hasTracks() const { return !mTracks.empty(); }
+    // H.264 whose parameter sets are in its samples holds all samples until the sets come.
     status_t start(MetaData* params);
     void stop();
     bool reachedEnd() const;
     bool isStarted() const { return mState != State::kInitial; }
+    bool isWriting() const { return mState == State::kStarted; }
 
   private:
     DISALLOW_EVIL_CONSTRUCTORS(ContainerWriter);
@@ -52,6 +55,10 @@ class ContainerWriter {
         std::atomic<bool> ended{false};
     };
 
+    void prepareTracks();
+    bool isComplete() const;
+    void openMuxer(std::unique_lock<std::mutex>* lock);
+    void takeConfiguration(const Track& track, MediaBufferBase* buffer);
     status_t startSources(MetaData* params);
     void readTrack(Track* track);
     void takeSample(AVPacket* packet);
@@ -69,6 +76,8 @@ class ContainerWriter {
 
     std::mutex mMuxerLock;  // guards mMuxer, mOutput, mOrder and mFigures
     std::unique_ptr<SampleOrder> mOrder;
+    bool mOpen = false;     // mMuxer; only when all tracks are complete
+    int32_t mRotation = 0;  // constant from start() on
     oxa::host::OutputFigures mFigures;
     std::atomic<bool> mFailed{false};
 };

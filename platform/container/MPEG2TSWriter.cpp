@@ -4,7 +4,6 @@
 #define LOG_TAG "MPEG2TSWriter"
 
 #include <media/stagefright/MPEG2TSWriter.h>
-#include <media/stagefright/MediaErrors.h>
 
 #include "container/ContainerWriter.h"
 #include "container/TsMuxer.h"
@@ -44,8 +43,9 @@ status_t MPEG2TSWriter::stop() {
     return OK;
 }
 
+// As on a television: nothing changes.
 status_t MPEG2TSWriter::pause() {
-    return ERROR_UNSUPPORTED;
+    return OK;
 }
 
 bool MPEG2TSWriter::reachedEOS() {

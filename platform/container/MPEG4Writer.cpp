@@ -26,6 +26,8 @@ status_t MPEG4Writer::addSource(const sp<MediaSource>& source) {
 }
 
 status_t MPEG4Writer::start(MetaData* params) {
+    if (mWriter->isWriting()) return OK;
+    if (!mWriter->hasTracks()) return INVALID_OPERATION;
     return mWriter->start(params);
 }
 

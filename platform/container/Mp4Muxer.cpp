@@ -33,6 +33,15 @@ bool isBox(const uint8_t* box, const char* type) {
     return memcmp(box + 4, type, 4) == 0;
 }
 
+// What libavformat's muxer for 3GPP files writes, and its muxer for MP4 does not; and the reverse.
+bool isOf3gppOnly(AVCodecID codec) {
+    return codec == AV_CODEC_ID_H263 || codec == AV_CODEC_ID_AMR_NB || codec == AV_CODEC_ID_AMR_WB;
+}
+
+bool isOfMp4Only(AVCodecID codec) {
+    return codec == AV_CODEC_ID_HEVC;
+}
+
 // The header of an mdat of that size, or of a "free" box of the same 16 bytes.
 std::vector<uint8_t> largeBoxHeader(const char* type, uint32_t size, uint64_t largeSize) {
     std::vector<uint8_t> header(kLargeBoxHeaderSize);
@@ -49,27 +58,30 @@ Mp4Muxer::~Mp4Muxer() {
     avformat_free_context(mIndexMuxer);
 }
 
-bool Mp4Muxer::accepts(const char* mime) const {
-    for (const char* known :
-         {MEDIA_MIMETYPE_VIDEO_AVC, MEDIA_MIMETYPE_VIDEO_HEVC, MEDIA_MIMETYPE_VIDEO_MPEG4,
-          MEDIA_MIMETYPE_VIDEO_H263, MEDIA_MIMETYPE_AUDIO_AAC, MEDIA_MIMETYPE_AUDIO_AMR_NB,
-          MEDIA_MIMETYPE_AUDIO_AMR_WB}) {
-        if (strcasecmp(known, mime) == 0) return true;
-    }
-    return false;
+bool Mp4Muxer::accepts(const char* mime,
+                       const std::vector<std::unique_ptr<TrackDescription>>& others) const {
+    const AVCodecID codec = writableCodec(mime);
+    if (codec == AV_CODEC_ID_NONE) return false;
+    return std::none_of(others.begin(), others.end(), [codec](const auto& other) {
+        const AVCodecID present = other->parameters->codec_id;
+        return (isOf3gppOnly(codec) && isOfMp4Only(present)) ||
+               (isOfMp4Only(codec) && isOf3gppOnly(present));
+    });
 }
 
 int Mp4Muxer::open(WriterOutput* output,
                    const std::vector<std::unique_ptr<TrackDescription>>& tracks, int rotation) {
     mOutput = output;
-    for (const auto& track : tracks)
+    for (const auto& track : tracks) {
         mTracks.push_back({track->timeBase, false, {}});
+        if (isOf3gppOnly(track->parameters->codec_id)) mFormat = "3gp";
+    }
 
     mPieceStream = std::make_unique<MuxerStream>(
             false, [this](int64_t position, const uint8_t* data, int size) {
                 return takePiece(position, data, size);
             });
-    mPieceMuxer = newMuxer("mp4", mPieceStream.get());
+    mPieceMuxer = newMuxer(mFormat, mPieceStream.get());
     int result = openMuxer(mPieceMuxer, tracks, rotation,
                            "empty_moov+delay_moov+default_base_moof+frag_custom");
     if (result >= 0 && mOutput->isSeekable()) result = openIndex(tracks, rotation);
@@ -83,7 +95,7 @@ int Mp4Muxer::openIndex(const std::vector<std::unique_ptr<TrackDescription>>& tr
             true, [this](int64_t position, const uint8_t* data, int size) {
                 return collectIndex(position, data, size);
             });
-    mIndexMuxer = newMuxer("mp4", mIndexStream.get());
+    mIndexMuxer = newMuxer(mFormat, mIndexStream.get());
     return openMuxer(mIndexMuxer, tracks, rotation, "0");
 }
 

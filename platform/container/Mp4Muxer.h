@@ -19,14 +19,14 @@ namespace android {
 //
 //   ftyp | free | moov | (moof mdat)* | moov
 //
-// The first moov only names the tracks, each moof tells of about a quarter of a second of samples, so that tracks lie close together. The moov
-// at the end is the index of all samples; when it is on the disk, "free" is turned into the header
-// of an mdat that reaches up to it and hides everything else. Two muxers see each sample: one
-// writes the pieces, the other one only notes where they put it. Without a seekable output the
-// pieces are all there is.
+// The first moov only names the tracks, each moof tells of about a quarter of a second of samples,
+// so that tracks lie close together. The moov at the end is the index of all samples; when it is on
+// the disk, "free" is turned into the header of an mdat that reaches up to it and hides everything
+// else. Two muxers see each sample: one writes the pieces, the other one only notes where they put
+// it. Without a seekable output the pieces are all there is.
 class Mp4Muxer : public ContainerMuxer {
   public:
-    static constexpr int kMovieTimeScale = 90000;
+    static constexpr int kMovieTimeScale = 10000;
 
     ~Mp4Muxer() override;
 
@@ -35,7 +35,8 @@ class Mp4Muxer : public ContainerMuxer {
     // ISO 6709.
     void setLocation(const std::string& location) { mLocation = location; }
 
-    bool accepts(const char* mime) const override;
+    bool accepts(const char* mime,
+                 const std::vector<std::unique_ptr<TrackDescription>>& others) const override;
     AvcForm avcForm() const override { return AvcForm::kLengthPrefixed; }
     int open(WriterOutput* output, const std::vector<std::unique_ptr<TrackDescription>>& tracks,
              int rotation) override;
@@ -85,6 +86,7 @@ class Mp4Muxer : public ContainerMuxer {
     AVFormatContext* mPieceMuxer = nullptr;
     AVFormatContext* mIndexMuxer = nullptr;
     bool mOpen = false;
+    const char* mFormat = "mp4";  // libavformat's name
     std::vector<Track> mTracks;
 
     std::vector<uint8_t> mBox;    // of mPieceMuxer, not in the file yet; of an mdat the header

@@ -80,7 +80,8 @@ bool SampleConverter::isWanted(MediaBufferBase* buffer) {
 }
 
 AVPacket* SampleConverter::copyData(const uint8_t* data, size_t size) const {
-    if (mTrack.isAvc() && mForm == AvcForm::kLengthPrefixed && startsWithStartCode(data, size)) {
+    if (mTrack.hasNalUnits() && mForm == AvcForm::kLengthPrefixed &&
+        startsWithStartCode(data, size)) {
         return lengthPrefixed(data, size);
     }
     AVPacket* const packet = newPacket(size);

@@ -65,7 +65,7 @@ void SampleOrder::add(AVPacket* packet, int64_t nowUs) {
 
 AVPacket* SampleOrder::next() {
     Track* const track = earliest();
-    if (track == nullptr || (mHeldBytes <= kMaxHeldBytes && !isDue(*track))) return nullptr;
+    if (track == nullptr || (!isFull() && !isDue(*track))) return nullptr;
     return take(track);
 }
 
@@ -97,9 +97,8 @@ int64_t SampleOrder::reachUs(const Track& track) const {
     const int64_t silenceUs = mClockUs - track.clockUs;
     if (silenceUs >= kMostPatienceUs) return INT64_MAX;
     const int64_t patienceUs =
-            mFasterThanLive
-                    ? kMostPatienceUs
-                    : std::max(kLeastPatienceUs, kPatienceInGaps * track.longestGapUs);
+            mFasterThanLive ? kMostPatienceUs
+                            : std::max(kLeastPatienceUs, kPatienceInGaps * track.longestGapUs);
     if (silenceUs > patienceUs) {
         return (track.begun ? track.lastTimeUs : mFirstTimeUs) + silenceUs - patienceUs;
     }
@@ -130,9 +129,9 @@ void SampleOrder::cut() {
         if (track.held.empty()) continue;
         AVPacket* const last = track.held.back();
         const int64_t lengthUs = endUs - timeUs(*last);
-        last->duration = std::min(last->duration,
-                                  std::max<int64_t>(1, av_rescale_q(lengthUs, kMicroseconds,
-                                                                    track.timeBase)));
+        last->duration = std::min(
+                last->duration,
+                std::max<int64_t>(1, av_rescale_q(lengthUs, kMicroseconds, track.timeBase)));
     }
 }
 

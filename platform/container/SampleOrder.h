@@ -42,6 +42,8 @@ class SampleOrder {
     void add(AVPacket* packet, int64_t nowUs);
     // No more samples come from that track.
     void end(int track) { mTracks[track].ended = true; }
+    // Whether no more is to be held.
+    bool isFull() const { return mHeldBytes > kMaxHeldBytes; }
     // What may be written now, which is the caller's then; null while all wait.
     AVPacket* next();
     // Until `nowUs` the output was waited for: that is nobody's delay.

@@ -71,8 +71,14 @@ std::vector<uint8_t> decoderConfiguration(const MetaDataBase& meta, AVCodecID co
 }
 
 bool needsConfiguration(AVCodecID codec) {
-    return codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_HEVC || codec == AV_CODEC_ID_AAC ||
-           codec == AV_CODEC_ID_MPEG4;
+    return codec == AV_CODEC_ID_HEVC || codec == AV_CODEC_ID_AAC || codec == AV_CODEC_ID_MPEG4;
+}
+
+void setConfiguration(const std::vector<uint8_t>& extra, AVCodecParameters* parameters) {
+    parameters->extradata =
+            static_cast<uint8_t*>(av_mallocz(extra.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    parameters->extradata_size = static_cast<int>(extra.size());
+    if (!extra.empty()) memcpy(parameters->extradata, extra.data(), extra.size());
 }
 
 bool describeVideo(const MetaDataBase& meta, TrackDescription* track) {
@@ -105,6 +111,11 @@ bool describeAudio(const MetaDataBase& meta, int samplesPerFrame, TrackDescripti
 
 }  // namespace
 
+AVCodecID writableCodec(const char* mime) {
+    const WritableType* const type = findType(mime);
+    return type != nullptr ? type->codec : AV_CODEC_ID_NONE;
+}
+
 status_t describeTrack(const MetaDataBase& meta, AvcForm form, TrackDescription* track) {
     const char* mime = nullptr;
     if (!meta.findCString(kKeyMIMEType, &mime)) return ERROR_UNSUPPORTED;
@@ -122,11 +133,17 @@ status_t describeTrack(const MetaDataBase& meta, AvcForm form, TrackDescription*
 
     const std::vector<uint8_t> extra = decoderConfiguration(meta, type->codec, form);
     if (!complete || (extra.empty() && needsConfiguration(type->codec))) return ERROR_MALFORMED;
-    parameters->extradata =
-            static_cast<uint8_t*>(av_mallocz(extra.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-    parameters->extradata_size = static_cast<int>(extra.size());
-    if (!extra.empty()) memcpy(parameters->extradata, extra.data(), extra.size());
+    setConfiguration(extra, parameters);
     return OK;
+}
+
+bool completeTrack(const uint8_t* annexB, size_t size, AvcForm form, TrackDescription* track) {
+    std::vector<uint8_t> extra = makeAvcConfiguration(annexB, size);
+    if (extra.empty()) return false;
+    if (form == AvcForm::kAnnexB) extra = annexBFromAvcConfiguration(extra.data(), extra.size());
+    av_freep(&track->parameters->extradata);
+    setConfiguration(extra, track->parameters.get());
+    return true;
 }
 
 int addStream(AVFormatContext* muxer, const TrackDescription& track, int rotation) {

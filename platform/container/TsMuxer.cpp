@@ -18,7 +18,8 @@ TsMuxer::~TsMuxer() {
     avformat_free_context(mMuxer);
 }
 
-bool TsMuxer::accepts(const char* mime) const {
+bool TsMuxer::accepts(const char* mime,
+                      const std::vector<std::unique_ptr<TrackDescription>>& /*others*/) const {
     return strcasecmp(mime, MEDIA_MIMETYPE_VIDEO_AVC) == 0 ||
            strcasecmp(mime, MEDIA_MIMETYPE_AUDIO_AAC) == 0;
 }

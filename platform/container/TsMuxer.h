@@ -13,7 +13,8 @@ class TsMuxer : public ContainerMuxer {
   public:
     ~TsMuxer() override;
 
-    bool accepts(const char* mime) const override;
+    bool accepts(const char* mime,
+                 const std::vector<std::unique_ptr<TrackDescription>>& others) const override;
     AvcForm avcForm() const override { return AvcForm::kAnnexB; }
     int open(WriterOutput* output, const std::vector<std::unique_ptr<TrackDescription>>& tracks,
              int rotation) override;

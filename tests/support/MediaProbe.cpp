@@ -107,4 +107,36 @@ const StreamProbe* MediaProbe::find(bool video) const {
     return nullptr;
 }
 
+int64_t largestLeadUs(const std::string& path) {
+    struct Place {
+        int64_t position;
+        int64_t timeUs;
+        size_t stream;
+    };
+    std::vector<Place> places;
+    MediaReader reader(path);
+    if (!reader.ok()) return INT64_MAX;
+    const size_t count = reader.format()->nb_streams;
+    std::vector<int64_t> latestUs(count, INT64_MAX);
+    std::vector<int64_t> endUs(count, INT64_MIN);
+    reader.readPackets([&](const AVPacket& packet) {
+        const auto stream = static_cast<size_t>(packet.stream_index);
+        if (stream >= count) return;
+        places.push_back({packet.pos, reader.toUs(packet.stream_index, packet.dts), stream});
+        latestUs[stream] = std::min(latestUs[stream], places.back().timeUs);
+        endUs[stream] = std::max(endUs[stream], places.back().timeUs);
+    });
+    std::stable_sort(places.begin(), places.end(),
+                     [](const Place& a, const Place& b) { return a.position < b.position; });
+    int64_t leadUs = 0;
+    for (const Place& place : places) {
+        for (size_t other = 0; other < count; ++other) {
+            if (other == place.stream || latestUs[other] == endUs[other]) continue;
+            leadUs = std::max(leadUs, place.timeUs - latestUs[other]);
+        }
+        latestUs[place.stream] = std::max(latestUs[place.stream], place.timeUs);
+    }
+    return leadUs;
+}
+
 }  // namespace oxa::test

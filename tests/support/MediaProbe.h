@@ -63,4 +63,8 @@ class MediaProbe {
     std::vector<StreamProbe> mStreams;
 };
 
+// How far tracks that both go on are apart in the order of the file, at most: the time by which a
+// packet is later than the last one of another track before it. Microseconds.
+int64_t largestLeadUs(const std::string& path);
+
 }  // namespace oxa::test

@@ -11,6 +11,7 @@
 #include <media/stagefright/MediaErrors.h>
 #include <media/stagefright/MetaData.h>
 #include <media/stagefright/foundation/MediaDefs.h>
+#include <oxa/host/OutputEnd.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -159,6 +160,14 @@ void expectSamples(const std::string& path, const std::vector<TrackSample>& push
 
 enum class Container { kMp4, kTs };
 
+bool isParameterSets(const std::vector<uint8_t>& data) {
+    const auto units = splitAnnexB(data.data(), data.size());
+    return !units.empty() && std::all_of(units.begin(), units.end(), [](const NalUnit& unit) {
+        return unit.type() == kNalTypeSequenceParameters ||
+               unit.type() == kNalTypePictureParameters;
+    });
+}
+
 // Takes `fd` over: it is closed as soon as the writer is made.
 sp<MediaWriter> makeWriter(Container container, int fd) {
     const bool mp4 = container == Container::kMp4;
@@ -197,6 +206,7 @@ class WriterSession {
         buffer->add_ref();
         buffer->meta_data().setInt64(kKeyTime, sample.timeUs);
         buffer->meta_data().setInt64(kKeyDecodingTime, sample.timeUs);
+        if (isParameterSets(sample.data)) buffer->meta_data().setInt32(kKeyIsCodecConfig, 1);
         if (sample.sync) buffer->meta_data().setInt32(kKeyIsSyncFrame, 1);
         const status_t err = mAdapters[sample.track]->pushBuffer(buffer);
         // The memory is free again: a writer that still looked at it would write this.
@@ -264,6 +274,9 @@ INSTANTIATE_TEST_SUITE_P(Containers, WriterTest, testing::Values(Container::kMp4
                              return info.param == Container::kMp4 ? "Mp4" : "Ts";
                          });
 
+// A player that reads the file once must find picture and sound of a time together.
+constexpr int64_t kMostLeadUs = 400000;
+
 // Would catch a sample that is lost, doubled, cut, written twice in one piece or noted at another
 // place than it has, in every order in which one thread can push two tracks; a writer that lets a
 // push wait for the other track stands still for ever.
@@ -277,6 +290,7 @@ TEST_P(WriterTest, WritesEverySampleWhateverTheOrder) {
     for (const auto& samples : {videoFirst, audioFirst, inOrder}) {
         write(GetParam(), openFile(mPath), samples);
         expectSamples(mPath, inOrder);
+        EXPECT_LE(largestLeadUs(mPath), kMostLeadUs);
         if (GetParam() == Container::kMp4) {
             EXPECT_THAT(boxesOf(mPath), ElementsAre("ftyp", "mdat", "moov"));
         } else {
@@ -331,22 +345,173 @@ TEST_P(WriterTest, TracksWithoutSamplesAreLegal) {
     EXPECT_EQ(readSamples(mPath).size(), 704u);
 }
 
+// Whatever came last, and however far one track is ahead: what nobody waits for any more is
+// dropped.
+TEST_P(WriterTest, TracksEndTogetherWhereThatIsAskedFor) {
+    for (size_t ahead : {kVideo, kAudio}) {
+        std::vector<TrackSample> samples = trackOf(carSamples(), ahead);
+        const auto late = trackOf(carSamples(), kVideo + kAudio - ahead);
+        samples.insert(samples.end(), late.begin(), late.begin() + late.size() / 3);
+        oxa::host::setOutputEnd(oxa::host::OutputEnd::kTogether);
+        write(GetParam(), openFile(mPath), samples);
+        oxa::host::setOutputEnd(oxa::host::OutputEnd::kAll);
+        const MediaProbe probe(mPath);
+        ASSERT_TRUE(probe.video() != nullptr && probe.audio() != nullptr) << probe.error();
+        EXPECT_NEAR(probe.video()->durationUs(), 5000000, 200000);
+        EXPECT_NEAR(probe.video()->endUs, probe.audio()->endUs, 120000);
+        const auto figures = oxa::host::takeOutputFigures();
+        ASSERT_TRUE(figures);
+        EXPECT_EQ(figures->pictures, static_cast<uint64_t>(probe.video()->frameCount));
+        EXPECT_EQ(figures->soundUnits, static_cast<uint64_t>(probe.audio()->packetCount));
+    }
+}
+
+// Encoders come to their tracks in any order; the file must not show it.
+TEST_P(WriterTest, TheOrderOfTracksIsThatOfTheirKinds) {
+    std::vector<std::string> files;
+    for (const bool soundFirst : {false, true}) {
+        auto formats = carFormats();
+        std::vector<TrackSample> samples = carSamples();
+        if (soundFirst) {
+            std::swap(formats[0], formats[1]);
+            for (TrackSample& sample : samples)
+                sample.track = 1 - sample.track;
+        }
+        WriterSession session(makeWriter(GetParam(), openFile(mPath)));
+        for (const sp<MetaData>& format : formats)
+            ASSERT_EQ(session.addTrack(format), OK);
+        ASSERT_EQ(session->start(), OK);
+        ASSERT_TRUE(session.push(samples));
+        session.stop();
+        files.push_back(readFile(mPath));
+    }
+    EXPECT_TRUE(files[0] == files[1]);
+}
+
+// Parameter sets that come with the samples only, in a buffer of their own or in the first picture.
+TEST_P(WriterTest, ParameterSetsMayComeWithTheSamples) {
+    const auto formats = carFormats();
+    const MediaReader reader(mediaPath("car_432p_12fps.mp4"));
+    const AVCodecParameters& picture = *reader.format()->streams[kVideo]->codecpar;
+    const auto sets = annexBFromAvcConfiguration(picture.extradata, picture.extradata_size);
+    formats[kVideo]->remove(kKeyAVCC);
+    for (const bool ownBuffer : {false, true}) {
+        WriterSession session(makeWriter(GetParam(), openFile(mPath)));
+        for (const sp<MetaData>& format : formats)
+            ASSERT_EQ(session.addTrack(format), OK);
+        ASSERT_EQ(session->start(), OK);
+        std::vector<TrackSample> samples = carSamples();
+        const auto first =
+                std::find_if(samples.begin(), samples.end(),
+                             [](const TrackSample& sample) { return sample.track == kVideo; });
+        if (ownBuffer) {
+            samples.insert(first, {kVideo, first->timeUs, false, sets});
+        } else {
+            first->data.insert(first->data.begin(), sets.begin(), sets.end());
+        }
+        ASSERT_TRUE(session.push(samples));
+        session.stop();
+        expectSamples(mPath, carSamples());
+        EXPECT_EQ(MediaProbe(mPath).video()->decodeErrors, 0);
+    }
+}
+
 TEST_P(WriterTest, RefusesTracksAndCallsThatMakeNoFile) {
+    const bool mp4 = GetParam() == Container::kMp4;
     const auto format = [](const char* mime) {
         sp<MetaData> meta = new MetaData;
         if (mime != nullptr) meta->setCString(kKeyMIMEType, mime);
         return meta;
     };
     WriterSession session(makeWriter(GetParam(), openFile(mPath)));
-    EXPECT_EQ(session->start(), INVALID_OPERATION) << "no track";
+    if (mp4) {
+        EXPECT_EQ(session->start(), INVALID_OPERATION) << "no track";
+    }
     EXPECT_EQ(session->stop(), OK) << "not started";
+    EXPECT_EQ(session->pause(), mp4 ? status_t{ERROR_UNSUPPORTED} : OK);
     EXPECT_EQ(session.addTrack(format(nullptr)), ERROR_UNSUPPORTED);
     EXPECT_EQ(session.addTrack(format("video/avc")), ERROR_MALFORMED) << "no size";
     session.start();
-    EXPECT_EQ(session->start(), INVALID_OPERATION);
+    EXPECT_EQ(session->start(), mp4 ? OK : INVALID_OPERATION);
     EXPECT_EQ(session.addTrack(carFormats()[0]), UNKNOWN_ERROR);
     session.stop();
     EXPECT_EQ(session->start(), INVALID_OPERATION);
+}
+
+TEST(TsWriterTest, WithoutATrackTheFileStaysEmpty) {
+    TempDir dir;
+    const auto writer = makeWriter(Container::kTs, openFile(dir.file("out.ts")));
+    EXPECT_EQ(writer->start(), OK);
+    EXPECT_EQ(writer->stop(), OK);
+    EXPECT_EQ(fileSize(dir.file("out.ts")), 0);
+}
+
+// What a television's writer takes is written, or refused before there is a file.
+TEST(Mp4WriterTest, WritesWhatElseItAccepts) {
+    struct Case {
+        const char* mime;
+        AVCodecID codec;
+        int channels;  // 0: a picture
+        int sampleRate;
+    };
+    const uint8_t kSample[] = {0x3C, 0x91, 0x17, 0x16, 0xBE, 0x66, 0x79, 0xE1};
+    for (const Case& each : {Case{MEDIA_MIMETYPE_VIDEO_H263, AV_CODEC_ID_H263, 0, 0},
+                             Case{MEDIA_MIMETYPE_VIDEO_MPEG4, AV_CODEC_ID_MPEG4, 0, 0},
+                             Case{MEDIA_MIMETYPE_VIDEO_HEVC, AV_CODEC_ID_HEVC, 0, 0},
+                             Case{MEDIA_MIMETYPE_AUDIO_AMR_NB, AV_CODEC_ID_AMR_NB, 1, 8000},
+                             Case{MEDIA_MIMETYPE_AUDIO_AMR_WB, AV_CODEC_ID_AMR_WB, 1, 16000}}) {
+        SCOPED_TRACE(each.mime);
+        TempDir dir;
+        const std::string path = dir.file("out.mp4");
+        sp<MetaData> format = new MetaData;
+        format->setCString(kKeyMIMEType, each.mime);
+        format->setInt32(kKeyWidth, 176);
+        format->setInt32(kKeyHeight, 144);
+        format->setInt32(kKeyChannelCount, each.channels);
+        format->setInt32(kKeySampleRate, each.sampleRate);
+        const auto esds = makeEsds(kSample, sizeof(kSample));
+        format->setData(kKeyESDS, kTypeESDS, esds.data(), esds.size());
+        const MediaReader hevc(mediaPath("bunny_480p_hevc.mp4"));
+        const AVCodecParameters& parameters = *hevc.format()->streams[0]->codecpar;
+        format->setData(kKeyHVCC, kTypeHVCC, parameters.extradata, parameters.extradata_size);
+        FaultLog log;
+        WriterSession session(makeWriter(Container::kMp4, openFile(path)));
+        ASSERT_EQ(session.addTrack(format), OK);
+        ASSERT_EQ(session->start(), OK);
+        for (int64_t i = 0; i < 50; ++i) {
+            std::vector<uint8_t> data(std::begin(kSample), std::end(kSample));
+            if (each.codec == AV_CODEC_ID_HEVC) data.insert(data.begin(), {0, 0, 0, 1});
+            ASSERT_EQ(session.push({0, i * 20000, true, data}), OK);
+        }
+        EXPECT_EQ(session.stop(), OK);
+        EXPECT_TRUE(log.faults().empty()) << log.faults()[0].cause;
+        AVFormatContext* file = nullptr;
+        ASSERT_EQ(avformat_open_input(&file, path.c_str(), nullptr, nullptr), 0);
+        EXPECT_EQ(file->streams[0]->codecpar->codec_id, each.codec);
+        const PacketPtr packet(av_packet_alloc());
+        int count = 0;
+        while (av_read_frame(file, packet.get()) >= 0) {
+            const size_t prefix = each.codec == AV_CODEC_ID_HEVC ? 4 : 0;
+            ASSERT_EQ(packet->size, sizeof(kSample) + prefix);
+            EXPECT_EQ(memcmp(packet->data + prefix, kSample, sizeof(kSample)), 0);
+            if (prefix > 0) {
+                EXPECT_EQ(AV_RB32(packet->data), sizeof(kSample));
+            }
+            av_packet_unref(packet.get());
+            ++count;
+        }
+        EXPECT_EQ(count, 50);
+        avformat_close_input(&file);
+        WriterSession mixed(makeWriter(Container::kMp4, openFile(path)));
+        const char* other = each.codec == AV_CODEC_ID_HEVC ? MEDIA_MIMETYPE_AUDIO_AMR_NB
+                                                           : MEDIA_MIMETYPE_VIDEO_HEVC;
+        ASSERT_EQ(mixed.addTrack(format), OK);
+        format->setCString(kKeyMIMEType, other);
+        format->setInt32(kKeyChannelCount, 1);
+        format->setInt32(kKeySampleRate, 8000);
+        EXPECT_EQ(mixed.addTrack(format),
+                  each.codec == AV_CODEC_ID_MPEG4 ? OK : status_t{ERROR_UNSUPPORTED});
+    }
 }
 
 TEST_P(WriterTest, ADescriptorThatCannotBeWrittenToFailsTheStart) {

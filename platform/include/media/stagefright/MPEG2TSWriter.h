@@ -27,12 +27,14 @@ struct MPEG2TSWriter : public MediaWriter {
     // UNKNOWN_ERROR once started, ERROR_UNSUPPORTED for another MIME type.
     status_t addSource(const sp<MediaSource>& source) override;
 
-    // Samples may be pushed as soon as it returned. INVALID_OPERATION without a track or when
-    // started before, UNKNOWN_ERROR for a descriptor that cannot be written to.
+    // Samples may be pushed as soon as it returned. Without a track the file stays empty.
+    // INVALID_OPERATION when started before, UNKNOWN_ERROR for a descriptor that cannot be written
+    // to.
     status_t start(MetaData* params = nullptr) override;
 
     // Writes what is left and syncs it to the disk; always OK, also when stopped before.
     status_t stop() override;
+    // OK, and no effect.
     status_t pause() override;
     bool reachedEOS() override;
 

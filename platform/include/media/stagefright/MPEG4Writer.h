@@ -23,12 +23,15 @@ class MPEG4Writer : public MediaWriter {
     // Duplicates the descriptor, which must be writable. With a negative one only start() fails.
     MPEG4Writer(int fd);
 
-    // UNKNOWN_ERROR once started; ERROR_UNSUPPORTED for a MIME type that has no place in the file,
-    // ERROR_MALFORMED for a track without what its decoder needs.
+    // UNKNOWN_ERROR once started; ERROR_UNSUPPORTED for a MIME type that has no place in the file
+    // (AMR and H.263 have none beside HEVC), ERROR_MALFORMED for a track without what its decoder
+    // needs. Only the parameter sets of H.264 may come later, in a buffer with kKeyIsCodecConfig or
+    // in the first picture.
     status_t addSource(const sp<MediaSource>& source) override;
 
-    // Reads kKeyRotation. Samples may be pushed as soon as it returned. INVALID_OPERATION without
-    // a track or when started before, UNKNOWN_ERROR for a descriptor that cannot be written to.
+    // Reads kKeyRotation. Samples may be pushed as soon as it returned. OK while it writes,
+    // INVALID_OPERATION without a track or when stopped before, UNKNOWN_ERROR for a descriptor that
+    // cannot be written to.
     status_t start(MetaData* params = nullptr) override;
 
     // Finishes the file and syncs it to the disk; always OK, also when stopped before.
