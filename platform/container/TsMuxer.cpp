@@ -43,9 +43,6 @@ int TsMuxer::open(WriterOutput* output,
     AVDictionary* options = nullptr;
     av_dict_set(&options, "mpegts_pmt_start_pid", "480", 0);
     av_dict_set(&options, "mpegts_start_pid", "481", 0);
-    // Every sample has a packet and a time of its own, so that a gap in the sound stays where it
-    // is.
-    av_dict_set(&options, "pes_payload_size", "0", 0);
     const int result = avformat_write_header(mMuxer, &options);
     av_dict_free(&options);
     mOpen = result >= 0;
@@ -59,7 +56,10 @@ int TsMuxer::write(AVPacket* packet) {
     // time in the file.
     if (packet->dts < 0 && stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO) return 0;
     av_packet_rescale_ts(packet, mTimeBases[packet->stream_index], stream.time_base);
-    const int result = av_write_frame(mMuxer, packet);
+    int result = av_write_frame(mMuxer, packet);
+    // Every sample has a packet and a time of its own, so that a gap in the sound stays where it is
+    // and quiet sound, whose samples are small, is not collected while pictures are written.
+    if (result >= 0) result = av_write_frame(mMuxer, nullptr);
     return mOutput->error() != 0 ? AVERROR(mOutput->error()) : result;
 }
 

@@ -109,6 +109,7 @@ TEST(FaultWarnings, eachKindIsReportedOnceAndThenCounted) {
     lines.clear();
     warnings.summarize();
     EXPECT_EQ(lines, std::vector<std::string>{"video: damaged data (1000 times)"});
+    EXPECT_EQ(warnings.damaged(), 1001u);
 }
 
 }  // namespace

@@ -49,8 +49,10 @@ TEST_P(RecordKillTest, losesAtMostTheLastMoment) {
         ASSERT_TRUE(probe.ok()) << probe.error();
         ASSERT_NE(probe.video(), nullptr);
         EXPECT_EQ(probe.video()->decodeErrors, 0);
-        EXPECT_GE(probe.video()->endUs / 1e6,
-                  progress.back()["time_s"].get<double>() - kMostMissingS);
+        ASSERT_NE(probe.audio(), nullptr);
+        const double recordedS = progress.back()["time_s"].get<double>();
+        EXPECT_GE(probe.video()->endUs / 1e6, recordedS - kMostMissingS);
+        EXPECT_GE(probe.audio()->endUs / 1e6, recordedS - kMostMissingS);
         EXPECT_EQ(runPlayer({"probe", output}).exitCode, 0);
     }
 }

@@ -206,6 +206,19 @@ TEST_F(TranscodeCliTest, quietSaysNothingAndVerboseShowsThePlatformLog) {
     EXPECT_THAT(verbose.err, HasSubstr("D OxaMediaCodecPlayer: "));
 }
 
+// Half a film must not look like a whole one, to people as to programs.
+TEST_F(TranscodeCliTest, damageIsCountedAndToldEvenWithQuiet) {
+    const std::string damaged = zeroRegion(mediaPath("flower_540p_h264_aac.mp4"), 0.3, 0.4);
+    const ProcessResult result = runPlayer(quick(damaged, mMp4, {"--json", "--quiet"}));
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const auto count = eventsOf(result.out).back()["damaged"].get<int64_t>();
+    EXPECT_GT(count, 1);
+    EXPECT_EQ(result.err, "oxaplayer: transcode: warning: the input is damaged (" +
+                                  std::to_string(count) + " times)\n");
+    const ProcessResult whole = runPlayer(quick(mClip, mTs, {"--json", "--quiet"}));
+    EXPECT_EQ(eventsOf(whole.out).back()["damaged"], 0);
+}
+
 // ---- Output files -------------------------------------------------------------------------------
 
 TEST_F(TranscodeCliTest, existingFileNeedsForce) {

@@ -121,7 +121,8 @@ int64_t largestLeadUs(const std::string& path) {
     std::vector<int64_t> endUs(count, INT64_MIN);
     reader.readPackets([&](const AVPacket& packet) {
         const auto stream = static_cast<size_t>(packet.stream_index);
-        if (stream >= count) return;
+        // The demuxer does not know where it found what it had to search the end of.
+        if (stream >= count || packet.pos < 0) return;
         places.push_back({packet.pos, reader.toUs(packet.stream_index, packet.dts), stream});
         latestUs[stream] = std::min(latestUs[stream], places.back().timeUs);
         endUs[stream] = std::max(endUs[stream], places.back().timeUs);
