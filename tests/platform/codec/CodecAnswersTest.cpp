@@ -11,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "graphics/LocalBufferProducer.h"
 #include "graphics/PictureQueue.h"
 #include "platform/codec/CodecClient.h"
 #include "platform/graphics/TestPictures.h"
@@ -311,7 +312,7 @@ TEST(CodecAnswers, AFlushedEncodersSurfaceStays) {
     sp<IGraphicBufferProducer> surface;
     ASSERT_EQ(OK, codec.configure());
     ASSERT_EQ(OK, codec->createInputSurface(&surface));
-    CardProducer producer(surface->pictureQueue());
+    CardProducer producer(LocalBufferProducer::queueOf(surface));
     producer.connect();
     ASSERT_EQ(OK, codec->start());
     ASSERT_TRUE(producer.queue(makeCard({64, 48}), 1000000));
@@ -321,7 +322,7 @@ TEST(CodecAnswers, AFlushedEncodersSurfaceStays) {
     ASSERT_EQ(OK, codec->start());
     ASSERT_TRUE(producer.queue(makeCard({64, 48}), 3000000));
     EXPECT_EQ(OK, codec->signalEndOfInputStream());
-    surface->pictureQueue()->producerDrained();
+    LocalBufferProducer::queueOf(surface)->producerDrained();
     ASSERT_TRUE(codec.waitFor([](const CodecClient::Events& events) {
         return (events.back().flags & MediaCodec::BUFFER_FLAG_EOS) != 0;
     }));
