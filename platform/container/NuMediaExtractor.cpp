@@ -10,6 +10,9 @@
 #include <media/stagefright/NuMediaExtractor.h>
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/AMessage.h>
+#include <strings.h>
+
+#include <string_view>
 
 #include "container/ContainerReader.h"
 
@@ -32,6 +35,15 @@ status_t NuMediaExtractor::setDataSource(const sp<DataSource>& datasource) {
 
 status_t NuMediaExtractor::setDataSource(int fd, off64_t offset, off64_t size) {
     return setDataSource(new FileSource(fcntl(fd, F_DUPFD_CLOEXEC, 0), offset, size));
+}
+
+status_t NuMediaExtractor::setDataSource(const sp<MediaHTTPService>& /*httpService*/,
+                                         const char* path,
+                                         const KeyedVector<String8, String8>* /*headers*/) {
+    constexpr std::string_view kScheme = "file://";
+    if (strncasecmp(path, kScheme.data(), kScheme.size()) == 0) path += kScheme.size();
+    const sp<DataSource> source = new FileSource(path);
+    return source->initCheck() == OK ? setDataSource(source) : -ENOENT;
 }
 
 size_t NuMediaExtractor::countTracks() const {

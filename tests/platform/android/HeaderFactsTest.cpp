@@ -50,12 +50,20 @@ class Return;
 #include <media/stagefright/foundation/MediaDefs.h>
 #include <mediadrm/ICrypto.h>
 
+#include <cerrno>
+#include <string>
 #include <type_traits>
+
+#include "support/TestClips.h"
 
 // Names that the device does not have are free for clients.
 [[maybe_unused]] constexpr int audio_channel_count_from_mask = 0;
 
 namespace android {
+
+// Extractors name it only.
+struct MediaHTTPService : public RefBase {};
+
 namespace {
 
 [[maybe_unused]] constexpr int gLooperRoster = 0;
@@ -191,6 +199,20 @@ static_assert(MediaSource::ReadOptions::SEEK_FRAME_INDEX == 4);
                     String16());
     new MemoryHeapBase(size_t{1});
     new Surface(nullptr);
+}
+
+// ---- What only another overload does
+
+TEST(HeaderFacts, ExtractorsOpenPaths) {
+    const std::string path = oxa::test::mediaPath("friday_480p_audio_first.mp4");
+    for (const std::string& name : {path, "file://" + path}) {
+        const sp<NuMediaExtractor> extractor =
+                new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
+        EXPECT_EQ(extractor->setDataSource(nullptr, "/nonexistent"), -ENOENT);
+        EXPECT_EQ(extractor->setDataSource(nullptr, "http://localhost/a.mp4"), -ENOENT);
+        EXPECT_EQ(extractor->setDataSource(nullptr, name.c_str()), OK) << name;
+        EXPECT_EQ(extractor->countTracks(), 2u);
+    }
 }
 
 // ---- Texts

@@ -9,7 +9,9 @@
 #include <media/stagefright/foundation/ABase.h>
 #include <sys/types.h>
 #include <utils/Errors.h>
+#include <utils/KeyedVector.h>
 #include <utils/RefBase.h>
+#include <utils/String8.h>
 
 #include <memory>
 #include <mutex>
@@ -20,6 +22,7 @@ struct ABuffer;
 struct AMessage;
 class ContainerReader;
 class DataSource;
+struct MediaHTTPService;
 
 // Reads the samples of a media file. Only audio and video tracks that can be decoded are listed.
 // All calls may come from any thread.
@@ -34,6 +37,9 @@ struct NuMediaExtractor : public RefBase {
     status_t setDataSource(const sp<DataSource>& datasource);
     // Duplicates the descriptor.
     status_t setDataSource(int fd, off64_t offset, off64_t size);
+    // A path, with or without "file://"; -ENOENT for what is no file here, network addresses too.
+    status_t setDataSource(const sp<MediaHTTPService>& httpService, const char* path,
+                           const KeyedVector<String8, String8>* headers = nullptr);
 
     // 0 without a source.
     size_t countTracks() const;
