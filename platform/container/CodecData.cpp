@@ -146,7 +146,7 @@ status_t setAvcBuffers(const Bytes& record, const sp<AMessage>& to) {
 
 status_t setHevcBuffer(const Bytes& record, const sp<AMessage>& to) {
     const Bytes annexB = annexBFromHevcConfiguration(record.data(), record.size());
-    if (annexB.empty()) return BAD_VALUE;
+    if (annexB.empty() || record[0] != 1) return BAD_VALUE;
     setBytes(to, "csd-0", annexB);
     return OK;
 }

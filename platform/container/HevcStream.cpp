@@ -97,7 +97,7 @@ std::vector<uint8_t> makeHevcConfiguration(const uint8_t* annexB, size_t size) {
 }
 
 std::vector<uint8_t> annexBFromHevcConfiguration(const uint8_t* record, size_t size) {
-    if (size < kHeaderSize || record[0] != 1) return {};
+    if (size < kHeaderSize) return {};
     std::vector<uint8_t> annexB;
     size_t position = kHeaderSize;
     for (int array = record[kHeaderSize - 1]; array > 0; --array) {

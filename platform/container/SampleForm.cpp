@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include "container/AvcStream.h"
+#include "container/HevcStream.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -80,24 +81,6 @@ bool isAvcConfiguration(const uint8_t* data, size_t size) {
 
 bool isHevcConfiguration(const uint8_t* data, size_t size) {
     return size >= 23 && (data[0] != 0 || data[1] != 0 || data[2] > 1);
-}
-
-Bytes annexBFromHevcConfiguration(const uint8_t* data, size_t size) {
-    constexpr size_t kArrayCount = 22;
-    Bytes annexB;
-    size_t position = kArrayCount + 1;
-    for (int arrays = data[kArrayCount]; arrays > 0 && size - position >= 3; --arrays) {
-        int units = data[position + 1] << 8 | data[position + 2];
-        position += 3;
-        for (; units > 0 && size - position >= 2; --units) {
-            const size_t length = data[position] << 8 | data[position + 1];
-            position += 2;
-            if (size - position < length) return annexB;
-            appendUnit(data + position, length, &annexB);
-            position += length;
-        }
-    }
-    return annexB;
 }
 
 Bytes annexBOf(AVCodecID codec, const uint8_t* data, size_t size) {
