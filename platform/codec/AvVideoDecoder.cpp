@@ -401,7 +401,8 @@ int64_t AvVideoDecoder::ptsOfFrame() {
     int64_t pts = mDecoded->best_effort_timestamp;
     if (pts == AV_NOPTS_VALUE) pts = mNextPts;
     pts = std::clamp(pts, -kMostPts, kMostPts);
-    mNextPts = pts + (mDecoded->pkt_duration > 0 ? mDecoded->pkt_duration : mFrameDuration);
+    mEndKnown = mDecoded->pkt_duration > 0;
+    mNextPts = pts + (mEndKnown ? mDecoded->pkt_duration : mFrameDuration);
     return pts;
 }
 
@@ -485,7 +486,10 @@ bool AvVideoDecoder::drain() {
     if (!mFormatReported) reportFormat(formatOfStream());
     mDamage.addRepaired();
     mDamage.finish();
-    if (mQueue != nullptr) mQueue->producerDrained();
+    if (mQueue != nullptr) {
+        mQueue->producerDrained(mEndKnown ? mTrack->toUs(mNextPts) * 1000
+                                          : PictureQueue::kUnknownEnd);
+    }
     return true;
 }
 

@@ -112,7 +112,8 @@ class AvVideoDecoder : public WorkerComponent {
     TimeSpreader mTimes;
     PictureConversion mConverter;
     DamageCounter mDamage;
-    int64_t mNextPts = 0;  // when the last frame ended, in the stream's time base
+    int64_t mNextPts = 0;    // when the last frame ended, in the stream's time base
+    bool mEndKnown = false;  // whether the stream has told it
     int64_t mLastTimeUs = 0;
     bool mFormatReported = false;
     int32_t mReportedWidth = 0;

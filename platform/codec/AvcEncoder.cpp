@@ -325,6 +325,8 @@ void AvcEncoder::closeCodec() {
 
 void AvcEncoder::reportFormat() {
     const sp<AMessage> format = new AMessage;
+    mEnd = new TrackEnd;
+    format->setInt64(kFormatKeyTrackEnd, mEnd->number());
     format->setString("mime", "video/avc");
     format->setInt32("width", mWidth);
     format->setInt32("height", mHeight);
@@ -345,6 +347,9 @@ void AvcEncoder::runWorker() {
     if (!(mQueue != nullptr ? encodeSurface() : encodeInputs()) || !drain()) return;
     mLate.finish();
     mUnusable.finish();
+    if (mQueue != nullptr && mQueue->endNs() != PictureQueue::kUnknownEnd) {
+        mEnd->set(mQueue->endNs() / 1000);
+    }
     emitEnd(mLastTimeUs);
 }
 

@@ -8,6 +8,7 @@
 #include "codec/DamageCounter.h"
 #include "codec/PictureConversion.h"
 #include "codec/WorkerComponent.h"
+#include "container/TrackEnd.h"
 #include "graphics/PictureQueue.h"
 
 extern "C" {
@@ -113,6 +114,7 @@ class AvcEncoder : public WorkerComponent {
     DamageCounter mUnusable;
     bool mHasLastTime = false;
     int64_t mLastTimeUs = 0;
+    sp<TrackEnd> mEnd;  // of the stream that the last format has told of
 };
 
 sp<CodecComponent> createAvcEncoder(const AString& mime);

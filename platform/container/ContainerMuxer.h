@@ -31,6 +31,10 @@ class ContainerMuxer {
     // track, may have changed. Samples of all tracks come in the order of their times.
     virtual int write(AVPacket* packet) = 0;
 
+    // Before finish(): when the last sample of a track ends, in the track's base. Formats that have
+    // no place for it do not care.
+    virtual void setEnd(int /*track*/, int64_t /*time*/) {}
+
     // Writes what is left, also after write() failed: what has been written is to be playable.
     virtual int finish() = 0;
 };

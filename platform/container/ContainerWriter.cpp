@@ -58,6 +58,8 @@ status_t ContainerWriter::addSource(const sp<MediaSource>& source) {
     }
     auto track = std::make_unique<Track>();
     track->source = source;
+    int64_t endNumber = 0;
+    if (meta->findInt64(kMetaKeyTrackEnd, &endNumber)) track->end = TrackEnd::find(endNumber);
     // Pictures first, in whatever order encoders come to their tracks: equal jobs make equal files.
     const auto pictures = std::count_if(mDescriptions.begin(), mDescriptions.end(),
                                         [](const auto& each) { return each->isVideo(); });
@@ -180,6 +182,15 @@ void ContainerWriter::writePacket(AVPacket* packet, std::unique_lock<std::mutex>
     handleResult(result, lock);
 }
 
+void ContainerWriter::passEnds() {
+    for (const auto& track : mTracks) {
+        if (track->end == nullptr || track->end->get() < 0) continue;
+        const int index = track->converter->streamIndex();
+        mMuxer->setEnd(index, av_rescale_q(track->end->get(), kMicroseconds,
+                                           mDescriptions[index]->timeBase));
+    }
+}
+
 void ContainerWriter::count(const AVPacket& packet) {
     const TrackDescription& track = *mDescriptions[packet.stream_index];
     const int64_t startUs = av_rescale_q(packet.pts, track.timeBase, kMicroseconds);
@@ -223,6 +234,7 @@ void ContainerWriter::stop() {
     std::unique_lock<std::mutex> lock(mMuxerLock);
     writeRest(&lock);
     if (!lock.owns_lock()) lock.lock();
+    passEnds();
     if (mOpen) handleResult(mMuxer->finish(), &lock);
     if (!lock.owns_lock()) lock.lock();
     oxa::host::reportOutputFigures(mFigures);

@@ -17,6 +17,7 @@
 #include "container/ContainerMuxer.h"
 #include "container/SampleConverter.h"
 #include "container/SampleOrder.h"
+#include "container/TrackEnd.h"
 #include "container/WriterOutput.h"
 
 namespace android {
@@ -52,6 +53,7 @@ class ContainerWriter {
         sp<MediaSource> source;
         std::thread thread;
         std::unique_ptr<SampleConverter> converter;
+        sp<TrackEnd> end;  // null: nobody tells
         std::atomic<bool> ended{false};
     };
 
@@ -64,6 +66,7 @@ class ContainerWriter {
     void takeSample(AVPacket* packet);
     void writePacket(AVPacket* packet, std::unique_lock<std::mutex>* lock);
     void writeRest(std::unique_lock<std::mutex>* lock);
+    void passEnds();
     void count(const AVPacket& packet);
     void handleResult(int result, std::unique_lock<std::mutex>* lock);
 

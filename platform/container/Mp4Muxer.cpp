@@ -13,6 +13,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <utility>
 
 extern "C" {
 #include <libavutil/intreadwrite.h>
@@ -73,7 +74,8 @@ int Mp4Muxer::open(WriterOutput* output,
                    const std::vector<std::unique_ptr<TrackDescription>>& tracks, int rotation) {
     mOutput = output;
     for (const auto& track : tracks) {
-        mTracks.push_back({track->timeBase, false, {}});
+        mTracks.emplace_back();
+        mTracks.back().timeBase = track->timeBase;
         if (isOf3gppOnly(track->parameters->codec_id)) mFormat = "3gp";
     }
 
@@ -237,26 +239,44 @@ uint8_t* Mp4Muxer::zeros(size_t size) {
 
 // The samples of a piece lie one track behind the other.
 int Mp4Muxer::indexSamples(int64_t position) {
-    AVPacket* packet = av_packet_alloc();
-    int result = 0;
     for (size_t i = 0; i < mTracks.size(); ++i) {
-        for (const Sample& sample : mTracks[i].samples) {
-            packet->data = zeros(sample.size);
-            if (packet->data == nullptr && sample.size > 0) result = AVERROR(ENOMEM);
-            packet->size = sample.size;
-            packet->pts = sample.presentationTime;
-            packet->dts = sample.decodingTime;
-            packet->duration = sample.duration;
-            packet->flags = sample.flags;
-            packet->stream_index = static_cast<int>(i);
-            avio_seek(mIndexStream->context(), position, SEEK_SET);
-            if (result >= 0) result = av_write_frame(mIndexMuxer, packet);
+        Track& track = mTracks[i];
+        for (const Sample& sample : track.samples) {
+            track.last.duration = sample.decodingTime - track.last.decodingTime;
+            const int result = indexLast(i);
+            if (result < 0) return result;
+            track.last = sample;
+            track.lastPosition = position;
             position += sample.size;
         }
     }
+    return 0;
+}
+
+int Mp4Muxer::indexLast(size_t track) {
+    const Sample& sample = mTracks[track].last;
+    const int64_t position = std::exchange(mTracks[track].lastPosition, -1);
+    if (position < 0) return 0;
+    AVPacket* packet = av_packet_alloc();
+    if (packet == nullptr) return AVERROR(ENOMEM);
+    packet->data = zeros(sample.size);
+    packet->size = sample.size;
+    packet->pts = sample.presentationTime;
+    packet->dts = sample.decodingTime;
+    packet->duration = sample.duration;
+    packet->flags = sample.flags;
+    packet->stream_index = static_cast<int>(track);
+    int result = packet->data == nullptr && sample.size > 0 ? AVERROR(ENOMEM) : 0;
+    avio_seek(mIndexStream->context(), position, SEEK_SET);
+    if (result >= 0) result = av_write_frame(mIndexMuxer, packet);
     packet->data = nullptr;
     av_packet_free(&packet);
     return result;
+}
+
+void Mp4Muxer::setEnd(int track, int64_t time) {
+    mTracks[track].end =
+            av_rescale_q(time, mTracks[track].timeBase, mPieceMuxer->streams[track]->time_base);
 }
 
 int Mp4Muxer::finish() {
@@ -279,6 +299,12 @@ int Mp4Muxer::finish() {
 }
 
 int Mp4Muxer::writeIndex() {
+    for (size_t i = 0; i < mTracks.size(); ++i) {
+        const int64_t length = mTracks[i].end - mTracks[i].last.decodingTime;
+        if (mTracks[i].end > mTracks[i].last.decodingTime) mTracks[i].last.duration = length;
+        const int result = indexLast(i);
+        if (result < 0) return result;
+    }
     AVIOContext* const stream = mIndexStream->context();
     avio_seek(stream, mFileEnd, SEEK_SET);
     avio_flush(stream);

@@ -41,6 +41,7 @@ class Mp4Muxer : public ContainerMuxer {
     int open(WriterOutput* output, const std::vector<std::unique_ptr<TrackDescription>>& tracks,
              int rotation) override;
     int write(AVPacket* packet) override;
+    void setEnd(int track, int64_t time) override;
     int finish() override;
 
   private:
@@ -56,6 +57,10 @@ class Mp4Muxer : public ContainerMuxer {
         AVRational timeBase;
         bool seen = false;            // had a sample
         std::vector<Sample> samples;  // in the present piece
+        // The last one of the pieces before waits for its successor, which tells its length.
+        Sample last = {};
+        int64_t lastPosition = -1;  // in the file; -1: there is none
+        int64_t end = INT64_MIN;    // of the track, where it is known
     };
 
     int openMuxer(AVFormatContext* muxer,
@@ -75,6 +80,7 @@ class Mp4Muxer : public ContainerMuxer {
     int endBox();
     uint8_t* zeros(size_t size);
     int indexSamples(int64_t position);
+    int indexLast(size_t track);
     int writeIndex();
 
     WriterOutput* mOutput = nullptr;

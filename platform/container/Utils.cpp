@@ -9,6 +9,7 @@
 
 #include "container/CodecData.h"
 #include "container/ColorAspects.h"
+#include "container/TrackEnd.h"
 
 namespace android {
 
@@ -27,6 +28,7 @@ constexpr NamedKey kInt64Keys[] = {
         {"durationUs", kKeyDuration},
         {"target-time", kKeyTargetTime},
         {"timeUs", kKeyTime},
+        {kFormatKeyTrackEnd, kMetaKeyTrackEnd},
 };
 constexpr NamedKey kVideoKeys[] = {
         {"color-format", kKeyColorFormat},

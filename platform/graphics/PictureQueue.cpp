@@ -78,14 +78,20 @@ void PictureQueue::queue(const sp<Picture>& picture, int64_t timestampNs) {
     tellQueued(consumer);
 }
 
-void PictureQueue::producerDrained() {
+void PictureQueue::producerDrained(int64_t endNs) {
     sp<ConsumerListener> consumer;
     {
         std::lock_guard<std::mutex> lock(mLock);
         mProducerDrained = true;
+        mEndNs = endNs;
         consumer = mConsumer;
     }
     tellQueued(consumer);
+}
+
+int64_t PictureQueue::endNs() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mEndNs;
 }
 
 void PictureQueue::setConsumer(const sp<ConsumerListener>& consumer) {

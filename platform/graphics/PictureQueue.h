@@ -47,6 +47,7 @@ struct QueuedPicture {
 class PictureQueue : public RefBase {
   public:
     static constexpr size_t kDefaultPlaces = 4;
+    static constexpr int64_t kUnknownEnd = INT64_MIN;
 
     class ProducerListener : public RefBase {
       public:
@@ -74,8 +75,9 @@ class PictureQueue : public RefBase {
     void cancelReservation();
     // Turns a reservation into a queued picture. Dropped when the consumer is gone.
     void queue(const sp<Picture>& picture, int64_t timestampNs);
-    // The producer offers nothing more; its reservations may still become pictures.
-    void producerDrained();
+    // The producer offers nothing more; its reservations may still become pictures. `endNs`: when
+    // the last one ends; kUnknownEnd where nobody knows.
+    void producerDrained(int64_t endNs = kUnknownEnd);
 
     // Consumer.
     void setConsumer(const sp<ConsumerListener>& consumer);
@@ -87,6 +89,8 @@ class PictureQueue : public RefBase {
     // No more pictures are wanted than the producer holds. INVALID_OPERATION when repeated.
     status_t signalEnd();
     bool atEnd() const;
+    // At the end: when the last picture ends, or kUnknownEnd.
+    int64_t endNs() const;
     // The consumer is gone: queued pictures are dropped, now and later, so that no producer waits.
     void abandon();
 
@@ -110,6 +114,7 @@ class PictureQueue : public RefBase {
     int32_t mRequiredHeight = 0;
     bool mEndSignalled = false;
     bool mProducerDrained = false;
+    int64_t mEndNs = kUnknownEnd;
     bool mAbandoned = false;
 };
 
