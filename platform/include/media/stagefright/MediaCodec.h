@@ -205,7 +205,7 @@ struct MediaCodec : public AHandler {
     const ComponentRow* mRow = nullptr;
     AString mMime;
     sp<CodecComponent> mComponent;  // also used with mLock held, while mState is executing
-    sp<AMessage> mFormat;  // what it was configured with
+    sp<AMessage> mFormat;           // what it was configured with
     sp<AMessage> mInputFormat;
     sp<Surface> mSurface;
     bool mHasInputSurface = false;
