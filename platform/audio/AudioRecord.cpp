@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "audio/MicrophoneTable.h"
+#include "audio/PcmFormat.h"
 #include "audio/RecordBuffer.h"
 #include "audio/SoundCapture.h"
 
@@ -135,6 +136,7 @@ status_t AudioRecord::open(audio_format_t format, audio_channel_mask_t channelMa
     if (!mCallbackMode && transferType != TRANSFER_SYNC) return INVALID_OPERATION;
 
     mChannelCount = inputChannels(channelMask);
+    mFormat = format;
     mFrameCount = std::max<size_t>(frameCount, mSampleRate / kRingPerSecond);
     mNotificationFrames = std::min<size_t>(
             notificationFrames != 0 ? notificationFrames : minFrameCount / 2, mFrameCount);
@@ -157,7 +159,7 @@ bool AudioRecord::openInput() {
 status_t AudioRecord::getMinFrameCount(size_t* frameCount, uint32_t sampleRate,
                                        audio_format_t format, audio_channel_mask_t channelMask) {
     if (frameCount == nullptr || sampleRate < kMinSampleRate || sampleRate > kMaxSampleRate ||
-        format != AUDIO_FORMAT_PCM_16_BIT || inputChannels(channelMask) == 0) {
+        !isPcmFormat(format) || inputChannels(channelMask) == 0) {
         return BAD_VALUE;
     }
     *frameCount = sampleRate / kMinPerSecond;
@@ -188,8 +190,12 @@ ssize_t AudioRecord::read(void* buffer, size_t size, bool blocking) {
     if (mStatus != OK) return mStatus;
     if (mCallbackMode) return INVALID_OPERATION;
     if (buffer == nullptr && size != 0) return BAD_VALUE;
-    const size_t frames =
-            mBuffer->take(static_cast<int16_t*>(buffer), size / frameSize(), blocking);
+    const size_t wanted = size / frameSize();
+    std::vector<int16_t> converted;
+    if (mFormat != AUDIO_FORMAT_PCM_16_BIT) converted.resize(wanted * mChannelCount);
+    auto* samples = converted.empty() ? static_cast<int16_t*>(buffer) : converted.data();
+    const size_t frames = mBuffer->take(samples, wanted, blocking);
+    if (!converted.empty()) pcmFrom16Bit(samples, mFormat, buffer, frames * mChannelCount);
     if (frames > 0 || size < frameSize()) return static_cast<ssize_t>(frames * frameSize());
     return mBuffer->hasFailed() ? DEAD_OBJECT : WOULD_BLOCK;
 }
@@ -197,6 +203,7 @@ ssize_t AudioRecord::read(void* buffer, size_t size, bool blocking) {
 void AudioRecord::runCallback() {
     pthread_setname_np(pthread_self(), "AudioRecord");
     std::vector<int16_t> samples(mNotificationFrames * mChannelCount);
+    std::vector<char> pcm(mNotificationFrames * frameSize());
     Buffer offer;
     for (;;) {
         switch (mBuffer->waitForEvent(mNotificationFrames)) {
@@ -206,17 +213,18 @@ void AudioRecord::runCallback() {
                 mCallback(EVENT_OVERRUN, mUser, nullptr);
                 break;
             case RecordBuffer::Event::kData:
-                offerData(&offer, samples.data());
+                offerData(&offer, samples.data(), pcm.data());
                 break;
         }
     }
 }
 
-void AudioRecord::offerData(Buffer* offer, int16_t* samples) {
+void AudioRecord::offerData(Buffer* offer, int16_t* samples, void* pcm) {
     uint32_t run = 0;
     offer->frameCount = mBuffer->peek(samples, mNotificationFrames, &run);
     offer->size = offer->frameCount * frameSize();
-    offer->raw = samples;
+    pcmFrom16Bit(samples, mFormat, pcm, offer->frameCount * mChannelCount);
+    offer->raw = pcm;
     ++offer->sequence;
     const size_t offered = offer->size;
     mCallback(EVENT_MORE_DATA, mUser, offer);

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <limits>
 
+#include "audio/PcmFormat.h"
 #include "audio/SoundOutputChoice.h"
 #include "audio/TrackBuffer.h"
 
@@ -86,7 +87,7 @@ status_t AudioTrack::open(audio_stream_type_t streamType, uint32_t sampleRate,
     size_t minFrameCount = 0;
     const status_t err = getMinFrameCount(&minFrameCount, streamType, sampleRate);
     const uint32_t channels = audio_channel_count_from_out_mask(channelMask);
-    if (err != OK || format != AUDIO_FORMAT_PCM_16_BIT || channels < 1 ||
+    if (err != OK || !isPcmFormat(format) || channels < 1 ||
         audio_channel_out_mask_from_count(channels) == AUDIO_CHANNEL_INVALID) {
         ALOGE("no track for stream type %d, format %#x, channels %#x, %u Hz", streamType, format,
               channelMask, sampleRate);
@@ -101,6 +102,7 @@ status_t AudioTrack::open(audio_stream_type_t streamType, uint32_t sampleRate,
 
     mSampleRate = sampleRate != 0 ? sampleRate : kUsualSampleRate;
     mChannelCount = channels;
+    mFormat = format;
     if (mCallbackMode) minFrameCount /= kCallbackShare;
     mFrameCount = std::max(frameCount, minFrameCount);
     mNotificationFrames = std::min<size_t>(std::max(0, notificationFrames), mFrameCount);
@@ -191,10 +193,19 @@ ssize_t AudioTrack::write(const void* buffer, size_t size, bool blocking) {
     }
     const size_t frames = size / frameSize();
     if (frames == 0) return 0;
-    const size_t written = mBuffer->write(static_cast<const int16_t*>(buffer), frames, blocking);
+    const size_t written = writePcm(buffer, frames, blocking);
     if (mBuffer->takeStuck()) reportStuckOutput();
     if (written == 0) return WOULD_BLOCK;
     return static_cast<ssize_t>(written * frameSize());
+}
+
+size_t AudioTrack::writePcm(const void* pcm, size_t frames, bool blocking) {
+    if (mFormat == AUDIO_FORMAT_PCM_16_BIT) {
+        return mBuffer->write(static_cast<const int16_t*>(pcm), frames, blocking);
+    }
+    std::vector<int16_t> samples(frames * mChannelCount);
+    pcmTo16Bit(pcm, mFormat, samples.data(), samples.size());
+    return mBuffer->write(samples.data(), frames, blocking);
 }
 
 uint32_t AudioTrack::latency() {
@@ -219,7 +230,7 @@ status_t AudioTrack::getPosition(uint32_t* position) {
 
 void AudioTrack::runCallback() {
     pthread_setname_np(pthread_self(), "AudioTrack");
-    std::vector<int16_t> samples(mNotificationFrames * mChannelCount);
+    std::vector<char> pcm(mNotificationFrames * frameSize());
     Buffer request;
     for (;;) {
         switch (mBuffer->waitForNeed(mNotificationFrames)) {
@@ -229,18 +240,18 @@ void AudioTrack::runCallback() {
                 mCallback(EVENT_UNDERRUN, mUser, nullptr);
                 break;
             case TrackBuffer::Need::kData:
-                if (!askForData(&request, samples.data())) return;
+                if (!askForData(&request, pcm.data())) return;
                 break;
         }
     }
 }
 
 // False when the callback cannot be asked again.
-bool AudioTrack::askForData(Buffer* request, int16_t* samples) {
+bool AudioTrack::askForData(Buffer* request, void* pcm) {
     const size_t offered = mNotificationFrames * frameSize();
     request->frameCount = mNotificationFrames;
     request->size = offered;
-    request->raw = samples;
+    request->raw = pcm;
     ++request->sequence;
     mCallback(EVENT_MORE_DATA, mUser, request);
     if (request->size > offered) {
@@ -251,7 +262,7 @@ bool AudioTrack::askForData(Buffer* request, int16_t* samples) {
     if (frames == 0) {
         mBuffer->waitBeforeRetry();
     } else {
-        mBuffer->write(samples, frames, false);
+        writePcm(pcm, frames, false);
     }
     return true;
 }

@@ -124,7 +124,9 @@ status_t AvAudioDecoder::configure(const sp<AMessage>& format, const sp<Surface>
     mSessionClock = hwSync != 0 ? SessionClock::forHwSync(hwSync) : nullptr;
     int32_t maxInputSize = 0;
     format->findInt32("max-input-size", &maxInputSize);
-    mInputCapacity = std::max(kMinInputCapacity, static_cast<size_t>(std::max(0, maxInputSize)));
+    const size_t least =
+            mTrack->codec().codec_id == AV_CODEC_ID_AAC ? kMinAacInputCapacity : kMinInputCapacity;
+    mInputCapacity = std::max(least, static_cast<size_t>(std::max(0, maxInputSize)));
     return OK;
 }
 
@@ -145,7 +147,10 @@ status_t AvAudioDecoder::openCodec() {
     if (err >= 0) err = avcodec_open2(mCodec, decoder, nullptr);
     if (err >= 0) return OK;
     ALOGE("%s does not open: %s", name().c_str(), errorText(err).c_str());
-    return UNKNOWN_ERROR;
+    const AVCodecParameters& stream = mTrack->codec();
+    if (stream.codec_id != AV_CODEC_ID_AAC || stream.extradata_size == 0) return UNKNOWN_ERROR;
+    avcodec_free_context(&mCodec);
+    return OK;
 }
 
 void AvAudioDecoder::closeCodec() {
@@ -160,6 +165,10 @@ void AvAudioDecoder::closeCodec() {
 }
 
 void AvAudioDecoder::runWorker() {
+    if (mCodec == nullptr) {
+        client()->onError(UNKNOWN_ERROR);
+        return;
+    }
     if (takeInputs([this](const CodecInput& input) { return decodeInput(input); })) finish();
 }
 

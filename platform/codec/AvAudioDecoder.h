@@ -15,6 +15,9 @@ namespace android {
 // order of their bits in the channel mask. The output format is that of the first decoded frame and
 // is reported once; what changes later in the stream is converted to it.
 //
+// Codec data of AAC that libavcodec refuses is told by onError() after the start, as a device does
+// it; another stream that does not open lets start() fail.
+//
 // configure() takes the stream's parameters from the format's TrackParameters object, or without
 // one from "mime", "channel-count", "sample-rate" and "csd-0". Damaged data is skipped and counted.
 // With "audio-hw-sync" the clock of that session is told the time of the first output.
@@ -38,6 +41,7 @@ class AvAudioDecoder : public WorkerComponent {
     static constexpr size_t kInputCount = 4;
     // Lossless formats put seconds of sound into one packet; pages that stay unused cost nothing.
     static constexpr size_t kMinInputCapacity = size_t{4} * 1024 * 1024;
+    static constexpr size_t kMinAacInputCapacity = size_t{256} * 1024;
     static constexpr int kMaxOutputFrames = 2048;
     // Codecs with tiny frames: fewer and larger outputs.
     static constexpr int kMinOutputFrames = 512;
@@ -65,7 +69,7 @@ class AvAudioDecoder : public WorkerComponent {
     sp<SessionClock> mSessionClock;  // null without a session
 
     // Worker only while it runs.
-    AVCodecContext* mCodec = nullptr;
+    AVCodecContext* mCodec = nullptr;  // null while it runs: the codec data was refused
     AVPacket* mPacket = nullptr;
     AVFrame* mFrame = nullptr;
     AudioConverter mConverter;

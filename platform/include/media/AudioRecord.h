@@ -84,9 +84,9 @@ class AudioRecord : public AudioSystem::AudioDeviceCallback {
     static status_t getMinFrameCount(size_t* frameCount, uint32_t sampleRate, audio_format_t format,
                                      audio_channel_mask_t channelMask);
 
-    // OK; BAD_VALUE for a wrong audio source, sample rate (8000 to 192000), format (only 16 bit) or
-    // channel mask (inputs of 1 to 8 channels), or a callback mode without callback;
-    // INVALID_OPERATION for TRANSFER_OBTAIN; NO_INIT when the microphone is missing.
+    // OK; BAD_VALUE for a wrong audio source, sample rate (8000 to 192000), format (PCM of 8, 16
+    // or 32 bits, or float) or channel mask (inputs of 1 to 8 channels), or a callback mode without
+    // callback; INVALID_OPERATION for TRANSFER_OBTAIN; NO_INIT when the microphone is missing.
     status_t initCheck() const { return mStatus; }
 
     // Sound that was captured before is dropped. OK also when active; initCheck()'s error; NO_INIT
@@ -107,7 +107,7 @@ class AudioRecord : public AudioSystem::AudioDeviceCallback {
     ssize_t read(void* buffer, size_t size, bool blocking = true);
 
     size_t frameCount() const { return mFrameCount; }
-    size_t frameSize() const { return mChannelCount * sizeof(int16_t); }
+    size_t frameSize() const { return mChannelCount * audio_bytes_per_sample(mFormat); }
     uint32_t channelCount() const { return mChannelCount; }
     uint32_t getSampleRate() const { return mSampleRate; }
     audio_source_t inputSource() const { return mInputSource; }
@@ -130,7 +130,7 @@ class AudioRecord : public AudioSystem::AudioDeviceCallback {
                   uint32_t notificationFrames, transfer_type transferType);
     bool openInput();
     void runCallback();
-    void offerData(Buffer* offer, int16_t* samples);
+    void offerData(Buffer* offer, int16_t* samples, void* pcm);
 
     const audio_source_t mInputSource;
     const callback_t mCallback;
@@ -138,6 +138,7 @@ class AudioRecord : public AudioSystem::AudioDeviceCallback {
     // Constant after construction.
     status_t mStatus = NO_INIT;
     const uint32_t mSampleRate;
+    audio_format_t mFormat = AUDIO_FORMAT_PCM_16_BIT;
     uint32_t mChannelCount = 0;
     size_t mFrameCount = 0;
     size_t mNotificationFrames = 0;

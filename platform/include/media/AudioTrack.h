@@ -112,9 +112,10 @@ class AudioTrack : public AudioSystem::AudioDeviceCallback {
     static status_t getMinFrameCount(size_t* frameCount, audio_stream_type_t streamType,
                                      uint32_t sampleRate);
 
-    // OK; BAD_VALUE for a wrong stream type, sample rate, format (only 16 bit) or channel mask (1
-    // to 8 channels), or a callback mode without callback; INVALID_OPERATION for a transfer type
-    // other than TRANSFER_SYNC and TRANSFER_CALLBACK; NO_INIT when the output cannot be opened.
+    // OK; BAD_VALUE for a wrong stream type, sample rate, format (PCM of 8, 16 or 32 bits, or
+    // float) or channel mask (1 to 8 channels), or a callback mode without callback;
+    // INVALID_OPERATION for a transfer type other than TRANSFER_SYNC and TRANSFER_CALLBACK; NO_INIT
+    // when the output cannot be opened.
     status_t initCheck() const;
 
     // INVALID_OPERATION when active, initCheck()'s error of a track that could not be made, else
@@ -145,7 +146,7 @@ class AudioTrack : public AudioSystem::AudioDeviceCallback {
     uint32_t latency();
 
     size_t frameCount() const { return mFrameCount; }
-    size_t frameSize() const { return mChannelCount * sizeof(int16_t); }
+    size_t frameSize() const { return mChannelCount * audio_bytes_per_sample(mFormat); }
     uint32_t channelCount() const { return mChannelCount; }
     audio_session_t getSessionId() const { return mSessionId; }
 
@@ -173,13 +174,15 @@ class AudioTrack : public AudioSystem::AudioDeviceCallback {
                   audio_channel_mask_t channelMask, size_t frameCount, int32_t notificationFrames,
                   transfer_type transferType);
     void runCallback();
-    bool askForData(Buffer* request, int16_t* samples);
+    bool askForData(Buffer* request, void* pcm);
+    size_t writePcm(const void* pcm, size_t frames, bool blocking);
 
     const callback_t mCallback;
     void* const mUser;
     // Constant after construction.
     status_t mStatus = NO_INIT;
     uint32_t mSampleRate = 0;
+    audio_format_t mFormat = AUDIO_FORMAT_PCM_16_BIT;
     uint32_t mChannelCount = 0;
     size_t mFrameCount = 0;
     size_t mNotificationFrames = 0;

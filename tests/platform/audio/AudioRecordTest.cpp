@@ -131,7 +131,8 @@ TEST_F(AudioRecordTest, TellsTheResultOfItsCreation) {
             {1, 48000, k16Bit, 0xC0000000, kSync, BAD_VALUE},
             {1, 7999, k16Bit, 0xC, kSync, BAD_VALUE},
             {1, 192001, k16Bit, 0xC, kSync, BAD_VALUE},
-            {1, 48000, AUDIO_FORMAT_PCM_8_BIT, 0xC, kSync, BAD_VALUE},
+            {1, 48000, AUDIO_FORMAT_PCM_FLOAT, 0xC, kSync, OK},
+            {1, 48000, AUDIO_FORMAT_PCM_8_24_BIT, 0xC, kSync, BAD_VALUE},
             {11, 48000, k16Bit, 0xC, kSync, BAD_VALUE},
             {-1, 48000, k16Bit, 0xC, kSync, BAD_VALUE},
             {1, 48000, k16Bit, 0xC, AudioRecord::TRANSFER_CALLBACK, BAD_VALUE},
@@ -195,6 +196,57 @@ TEST_F(AudioRecordTest, ConvertsToTheFormatOfTheRecord) {
     }
     // The client was called with as much as it asked for, each time.
     EXPECT_EQ(client.calls() * kNotification, sound.frames());
+}
+
+// The first samples that a record of this format reads, and that its callback is given.
+template <typename Sample>
+void expectRamp(audio_format_t format, const std::function<int(Sample)>& valueOf) {
+    SCOPED_TRACE(format);
+    constexpr size_t kFrames = 1000;
+    const auto expectCounts = [&valueOf](const std::vector<Sample>& samples) {
+        std::vector<int16_t> values(samples.size());
+        std::transform(samples.begin(), samples.end(), values.begin(), valueOf);
+        EXPECT_EQ(0u, rampBreaks(values, 1));
+    };
+    const sp<AudioRecord> reader =
+            new AudioRecord(AUDIO_SOURCE_MIC, kRate, format, AUDIO_CHANNEL_IN_MONO, kClient);
+    EXPECT_EQ(sizeof(Sample), reader->frameSize());
+    ASSERT_EQ(OK, reader->start());
+    std::vector<Sample> samples(kFrames);
+    EXPECT_EQ(static_cast<ssize_t>(kFrames * sizeof(Sample)),
+              reader->read(samples.data(), kFrames * sizeof(Sample)));
+    expectCounts(samples);
+
+    std::atomic<bool> called{false};
+    const std::function<void(AudioRecord::Buffer*)> take = [&](AudioRecord::Buffer* buffer) {
+        EXPECT_EQ(buffer->frameCount * sizeof(Sample), buffer->size);
+        const auto* raw = static_cast<const Sample*>(buffer->raw);
+        expectCounts(std::vector<Sample>(raw, raw + buffer->frameCount));
+        called = true;
+    };
+    const auto onEvent = [](int event, void* user, void* info) {
+        if (event != AudioRecord::EVENT_MORE_DATA) return;
+        (*static_cast<decltype(take)*>(user))(static_cast<AudioRecord::Buffer*>(info));
+    };
+    const sp<AudioRecord> record =
+            new AudioRecord(AUDIO_SOURCE_MIC, kRate, format, AUDIO_CHANNEL_IN_MONO, kClient, 0,
+                            onEvent, const_cast<void*>(static_cast<const void*>(&take)));
+    ASSERT_EQ(OK, record->start());
+    EXPECT_TRUE(waitFor([&] { return called.load(); }));
+}
+
+TEST_F(AudioRecordTest, GivesPcmOfEachFormat) {
+    expectRamp<int32_t>(AUDIO_FORMAT_PCM_32_BIT, [](int32_t sample) { return sample / 65536; });
+    expectRamp<float>(AUDIO_FORMAT_PCM_FLOAT,
+                      [](float sample) { return static_cast<int>(sample * 32768); });
+    // A ramp that was cut to 8 bits goes on with the same value 256 times.
+    const sp<AudioRecord> record = new AudioRecord(AUDIO_SOURCE_MIC, kRate, AUDIO_FORMAT_PCM_8_BIT,
+                                                   AUDIO_CHANNEL_IN_MONO, kClient);
+    ASSERT_EQ(OK, record->start());
+    std::vector<uint8_t> samples(600);
+    EXPECT_EQ(600, record->read(samples.data(), samples.size()));
+    EXPECT_EQ(2, samples[599] - samples[87]);
+    EXPECT_GE(samples[0], 0x80);
 }
 
 TEST_F(AudioRecordTest, GivesSoundInRealTimeWithoutGaps) {

@@ -180,7 +180,8 @@ TEST_F(AudioTrackTest, IsAnsweredByInitCheckAndHarmlessWhenItFails) {
             {AUDIO_STREAM_DEFAULT, 0, kPcm16, kStereo, kDefault, OK},
             {kMusic, 48000, kPcm16, AUDIO_CHANNEL_INVALID, kDefault, BAD_VALUE},
             {kMusic, 48000, kPcm16, AUDIO_CHANNEL_NONE, kDefault, BAD_VALUE},
-            {kMusic, 48000, AUDIO_FORMAT_PCM_FLOAT, kStereo, kDefault, BAD_VALUE},
+            {kMusic, 48000, AUDIO_FORMAT_PCM_FLOAT, kStereo, kDefault, OK},
+            {kMusic, 48000, AUDIO_FORMAT_PCM_24_BIT_PACKED, kStereo, kDefault, BAD_VALUE},
             {99, 48000, kPcm16, kStereo, kDefault, BAD_VALUE},
             {kMusic, 10000000, kPcm16, kStereo, kDefault, BAD_VALUE},
             {kMusic, 48000, kPcm16, kStereo, AudioTrack::TRANSFER_CALLBACK, BAD_VALUE},
@@ -311,6 +312,49 @@ TEST_F(AudioTrackTest, TakesWholeFramesUntilTheRingIsFull) {
     EXPECT_EQ(WOULD_BLOCK, write(track, samples));
     mOutput.pullSound(100);
     EXPECT_EQ(400, write(track, samples));
+}
+
+template <typename Sample>
+void expectHeard(ManualOutput* output, audio_format_t format, const std::vector<Sample>& samples,
+                 const std::vector<int16_t>& expected) {
+    SCOPED_TRACE(format);
+    const sp<AudioTrack> track = new AudioTrack(kMusic, kRate, format, kStereo);
+    EXPECT_EQ(2 * sizeof(Sample), track->frameSize());
+    ASSERT_EQ(OK, track->start());
+    // One byte more, from an odd address: whole frames count, wherever they lie.
+    const size_t size = samples.size() * sizeof(Sample);
+    std::vector<char> bytes(size + 2);
+    memcpy(bytes.data() + 1, samples.data(), size);
+    EXPECT_EQ(static_cast<ssize_t>(size), track->write(bytes.data() + 1, size + 1, false));
+    EXPECT_EQ(expected, output->pullSound(expected.size() / 2));
+}
+
+TEST_F(AudioTrackTest, PlaysPcmOfEachFormat) {
+    expectHeard<uint8_t>(&mOutput, AUDIO_FORMAT_PCM_8_BIT, {0, 1, 0x80, 0xFF},
+                         {-32768, -32512, 0, 32512});
+    expectHeard<int16_t>(&mOutput, AUDIO_FORMAT_PCM_16_BIT, {1, -32768, 32767, -2},
+                         {1, -32768, 32767, -2});
+    expectHeard<int32_t>(&mOutput, AUDIO_FORMAT_PCM_32_BIT, {INT32_MIN, -1, 0x12345678, INT32_MAX},
+                         {-32768, -1, 0x1234, 32767});
+    expectHeard<float>(&mOutput, AUDIO_FORMAT_PCM_FLOAT,
+                       {-1, 0.25F, 1, 0.5F / 32768, 7, -7, NAN, -0.5F},
+                       {-32768, 8192, 32767, 0, 32767, -32768, 0, -16384});
+}
+
+// What a callback gives is in the track's format too.
+TEST_F(AudioTrackTest, AsksTheCallbackForItsFormat) {
+    const auto giveQuarter = [](int event, void*, void* info) {
+        if (event != AudioTrack::EVENT_MORE_DATA) return;
+        auto* buffer = static_cast<AudioTrack::Buffer*>(info);
+        EXPECT_EQ(buffer->frameCount * sizeof(float), buffer->size);
+        std::fill_n(static_cast<float*>(buffer->raw), buffer->frameCount, 0.25F);
+    };
+    const sp<AudioTrack> track =
+            new AudioTrack(kMusic, kRate, AUDIO_FORMAT_PCM_FLOAT, AUDIO_CHANNEL_OUT_MONO, 0,
+                           AUDIO_OUTPUT_FLAG_NONE, giveQuarter, nullptr);
+    ASSERT_EQ(OK, track->start());
+    const std::vector<int16_t> heard = hear(1000);
+    EXPECT_EQ(static_cast<ptrdiff_t>(heard.size()), std::count(heard.begin(), heard.end(), 8192));
 }
 
 TEST_F(AudioTrackTest, BlocksUntilAllIsTakenAndKeepsTheOrder) {

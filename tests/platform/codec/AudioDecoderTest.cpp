@@ -323,5 +323,38 @@ TEST(AudioDecoderTest, RefusesWhatItCannotDecode) {
     EXPECT_EQ(aac->start(&driver), INVALID_OPERATION);
 }
 
+// As on a device: what a decoder's start could have found out comes by its callback.
+TEST(AudioDecoderTest, TellsOfBadAacDataAfterItsStart) {
+    const AudioPackets source(mediaPath("flower_540p_h264_aac.mp4"));
+    const sp<AMessage> format = new AMessage;
+    format->setString("mime", "audio/mp4a-latm");
+    format->setInt32("channel-count", 2);
+    format->setInt32("sample-rate", 48000);
+    format->setBuffer("csd-0", ABuffer::CreateAsCopy("\xFF\xFF\xFF\xFF", 4));
+    for (int round = 0; round < 2; ++round) {
+        AudioComponentDriver driver(createAvAudioDecoder("audio/mp4a-latm"));
+        ASSERT_EQ(driver.start(format), OK);
+        EXPECT_FALSE(driver.waitForEnd());
+        EXPECT_EQ(driver.errors(), 1);
+        driver.stop();
+    }
+}
+
+TEST(AudioDecoderTest, AacInputsAreAsLargeAsAskedFor) {
+    const struct {
+        int32_t asked;
+        size_t expected;
+    } kSizes[] = {{0, 256 * 1024}, {1000, 256 * 1024}, {300000, 300000}, {9000000, 9000000}};
+    for (const auto& size : kSizes) {
+        const sp<AMessage> format = new AMessage;
+        format->setInt32("channel-count", 2);
+        format->setInt32("sample-rate", 48000);
+        format->setInt32("max-input-size", size.asked);
+        const sp<CodecComponent> decoder = createAvAudioDecoder("audio/mp4a-latm");
+        EXPECT_EQ(decoder->configure(format, nullptr), OK);
+        EXPECT_EQ(decoder->inputCapacity(), size.expected);
+    }
+}
+
 }  // namespace
 }  // namespace android
