@@ -92,17 +92,21 @@ SoundTimeline::Verdict SoundTimeline::judge(bool ended, int64_t* stepUs) const {
     if (!isStep(first)) return Verdict::kPasses;
     *stepUs = first;
     int64_t frames = 0;
+    int64_t steadyFrames = 0;  // since the deviation came nearer the last time
     int stamps = 0;
     for (const Block& block : mWaiting) {
         const int64_t deviation = deviationUs(block.timeUs, frames);
         frames += framesOf(block);
         if (isBroken(deviation)) continue;
         if (!isStep(deviation) || !sameSide(deviation, first)) return Verdict::kPasses;
+        if (std::llabs(deviation) < std::llabs(*stepUs) - kToleratedUs) steadyFrames = 0;
         *stepUs = smaller(*stepUs, deviation);
+        steadyFrames += framesOf(block);
         ++stamps;
     }
     const bool agreed = stamps >= kFewestStamps;
-    if (agreed && toUs(frames) >= kSettleUs) return Verdict::kLasts;
+    const bool settled = toUs(steadyFrames) >= kSettleUs || toUs(frames) >= kLongestUs;
+    if (agreed && settled) return Verdict::kLasts;
     if (!ended) return Verdict::kUnknown;
     // One wrong stamp at the end must not become hours of silence.
     return agreed || std::llabs(*stepUs) <= kSettleUs ? Verdict::kLasts : Verdict::kPasses;

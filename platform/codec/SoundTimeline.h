@@ -16,9 +16,10 @@ namespace android {
 // - A stamp that is up to kToleratedUs off is taken for rounding: nothing happens.
 // - More than that, up to kStepUs, for half a second on end, is a clock that drifts: the sound is
 //   stretched a little.
-// - Beyond it is a gap or an overlap, once the stamps of kSettleUs say so on end: it is filled with
-//   silence, or cut, where it is. Until then the sound waits here. Stamps that come back before
-//   (a live source whose thread was late, a single wrong stamp) move nothing.
+// - Beyond it is a gap or an overlap, once the stamps of kSettleUs say so on end and come no nearer
+//   meanwhile: it is filled with silence, or cut, where it is. Until then, kLongestUs at most, the
+//   sound waits here. Stamps that come back before (a live source whose thread was late and brings
+//   everything at once, a single wrong stamp) move nothing.
 //
 // Not locked.
 class SoundTimeline {
@@ -40,6 +41,7 @@ class SoundTimeline {
     static constexpr int64_t kToleratedUs = 2000;
     static constexpr int64_t kStepUs = 3500;
     static constexpr int64_t kSettleUs = 250000;
+    static constexpr int64_t kLongestUs = 2000000;
     static constexpr int64_t kDriftUs = 500000;
     // A stamp that is further off than a day is a broken stamp, not a pause.
     static constexpr int64_t kBrokenStampUs = INT64_C(86400) * 1000000;
