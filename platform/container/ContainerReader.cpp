@@ -27,7 +27,7 @@ constexpr double kUsualFrameRate = 25;
 
 // Where times are the sums of what samples last, or are counted, nothing can jump.
 bool canJump(const AVFormatContext& context) {
-    return !hasCompleteIndex(context) && strcmp(context.iformat->name, "avi") != 0;
+    return !hasSteadyIndex(context) && strcmp(context.iformat->name, "avi") != 0;
 }
 
 // The others' decoding times are guessed from those of presentation, badly where these jump.
@@ -380,6 +380,7 @@ void ContainerReader::placeOnClock(Track* track, const AVPacket& packet) {
     const auto toUs = [&](int64_t time) { return av_rescale_q(time, timeBase, kMicroseconds); };
     ProgramClock::Packet shown = {packet.stream_index, ProgramClock::kNoTime,
                                   toUs(packet.duration)};
+    if (shown.durationUs > limits::kMaxSteadyStepUs) shown.durationUs = 0;
     if (packet.dts != AV_NOPTS_VALUE && storesDecodingTimes(*mContext)) {
         track->hasDecodingTimes = true;
         shown.timeUs = toUs(packet.dts);

@@ -32,6 +32,8 @@ constexpr size_t kMaxAllocationBytes = size_t{1} << 30;
 // still fit into 64 bits.
 constexpr int64_t kMaxTimeUs = INT64_C(100) * 366 * 86400 * 1000000;
 constexpr int64_t kMaxSampleDurationUs = INT64_C(86400) * 1000000;
+// Of what lasts longer it is looked into whether the other tracks do so, too.
+constexpr int64_t kMaxSteadyStepUs = INT64_C(3600) * 1000000;
 
 }  // namespace limits
 

@@ -15,6 +15,7 @@ constexpr int64_t kMaxReorderedBackUs = 1000000;
 constexpr int64_t kMaxStepAheadUs = 500000;  // further ahead of all tracks is looked into
 constexpr int64_t kMaxDelayUs = 4000000;  // between the tracks of one moment, in the file's order
 constexpr int64_t kMaxOverlapUs = 2000000;
+constexpr int64_t kMaxStepUs = INT64_C(86400000000);  // so that sums of many stay countable
 constexpr int64_t kMaxPositionStepUs = 1000000;
 constexpr int64_t kMinMaxReorderUs = 10000000;
 constexpr int kEnoughPackets = 2;
@@ -63,8 +64,11 @@ bool ProgramClock::accept(const Packet& packet, Place* place) {
         smooth = !mAnchored ||
                  (timeUs >= mStartUs - kMaxPauseUs && timeUs <= mPositionUs + kMaxPauseUs);
     } else {
-        // Packets that are written with a delay still belong in front of a jump, but not for long.
-        if (mPositionUs - mJumpUs > kMaxDelayUs) stream.baseUs = mShiftUs;
+        // Packets that are written with a delay still belong in front of a jump; after a while only
+        // those without any gap do.
+        const int64_t aheadUs = packet.timeUs + stream.shiftUs() - stream.nextUs;
+        const bool isLate = mPositionUs - mJumpUs > kMaxDelayUs;
+        if (isLate && std::llabs(aheadUs) > kMaxStepBackUs) stream.baseUs = mShiftUs;
         smooth = isSmooth(stream, packet, stream.shiftUs());
     }
     if (!smooth && !adoptShift(&stream, packet)) return false;
@@ -133,7 +137,8 @@ ProgramClock::Outlook ProgramClock::lookAhead(const Packet& packet) const {
                 ++outlook.stays;
                 outlook.aheadUs = next.timeUs - packet.timeUs;
             }
-            outlook.longestStepUs = std::max(outlook.longestStepUs, next.timeUs - lastUs);
+            const int64_t nextStepUs = std::min(next.timeUs - lastUs, kMaxStepUs);
+            outlook.longestStepUs = std::max(outlook.longestStepUs, nextStepUs);
             lastUs = next.timeUs;
         }
         lineUs += next.durationUs > 0 ? next.durationUs : stream.stepUs;
@@ -207,7 +212,7 @@ void ProgramClock::settle(const Packet& packet, Verdict verdict, const Outlook& 
 void ProgramClock::place(Stream* stream, const Packet& packet, int64_t shiftUs, Place* place) {
     const int64_t timeUs = packet.timeUs + shiftUs;
     if (stream->started && timeUs > stream->lastUs) {
-        stream->stepUs = timeUs - stream->lastUs;
+        stream->stepUs = std::min(timeUs - stream->lastUs, kMaxStepUs);
         stream->longestStepUs = std::max(stream->longestStepUs, stream->stepUs);
     }
     const int64_t lastsUs = packet.durationUs > 0 ? packet.durationUs : stream->stepUs;

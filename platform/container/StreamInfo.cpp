@@ -41,6 +41,18 @@ bool isIndexed(const AVStream& stream) {
     return stream.nb_frames > 0 && avformat_index_get_entries_count(&stream) > 0;
 }
 
+bool isSteady(const AVStream& stream) {
+    const int64_t maxStep = av_rescale_q(limits::kMaxSteadyStepUs, kMicroseconds, stream.time_base);
+    const int count = avformat_index_get_entries_count(&stream);
+    int64_t last = AV_NOPTS_VALUE;
+    for (int i = 0; i < count; ++i) {
+        const int64_t time = avformat_index_get_entry(const_cast<AVStream*>(&stream), i)->timestamp;
+        if (last != AV_NOPTS_VALUE && time - last > maxStep) return false;
+        last = time;
+    }
+    return true;
+}
+
 // The shape of a picture's points is in the container or in the parameter sets.
 void fillAspect(AVCodecParameters* parameters, AVStream* stream) {
     if (stream->sample_aspect_ratio.num > 0 || parameters->sample_aspect_ratio.num > 0) return;
@@ -115,11 +127,13 @@ int64_t fileStartUs(const AVFormatContext& context) {
     return startUs != INT64_MAX ? clampTimeUs(startUs) : 0;
 }
 
-bool hasCompleteIndex(const AVFormatContext& context) {
+bool hasSteadyIndex(const AVFormatContext& context) {
     if (!isMp4(context)) return false;
     for (unsigned i = 0; i < context.nb_streams; ++i) {
         const AVStream& stream = *context.streams[i];
-        if (isSoundOrMovingPicture(stream) && !isIndexed(stream)) return false;
+        if (isSoundOrMovingPicture(stream) && !(isIndexed(stream) && isSteady(stream))) {
+            return false;
+        }
     }
     return true;
 }

@@ -18,8 +18,9 @@ int completeStreamInfo(AVFormatContext* context);
 // The file's first time in microseconds, of any stream.
 int64_t fileStartUs(const AVFormatContext& context);
 
-// Whether the header has a list of all samples with their times, of the sound and of the pictures.
-bool hasCompleteIndex(const AVFormatContext& context);
+// Whether the header has a list of all samples of sound and pictures, and none of them lasts longer
+// than damage makes likely: their times cannot jump.
+bool hasSteadyIndex(const AVFormatContext& context);
 
 // Pictures a second, as the file or its pictures tell it; 0 when no rate is told that can be meant.
 double frameRateOf(const AVStream& stream);
