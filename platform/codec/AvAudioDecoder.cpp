@@ -13,9 +13,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "container/AvLog.h"
 #include "container/MediaLimits.h"
+#include "container/SampleForm.h"
 
 namespace android {
 
@@ -63,6 +65,19 @@ std::string errorText(int error) {
     return text;
 }
 
+// As libavcodec takes it: Vorbis as its three headers, of which a format has the first and the
+// last.
+std::vector<uint8_t> codecDataOf(AVCodecID codec, const sp<AMessage>& format) {
+    const auto bytesOf = [&](const char* key) {
+        sp<ABuffer> csd;
+        if (!format->findBuffer(key, &csd)) return std::vector<uint8_t>();
+        return std::vector<uint8_t>(csd->data(), csd->data() + csd->size());
+    };
+    const std::vector<uint8_t> setup = bytesOf("csd-1");
+    if (codec != AV_CODEC_ID_VORBIS || setup.empty()) return bytesOf("csd-0");
+    return vorbisHeaders(bytesOf("csd-0"), setup);
+}
+
 // A track with what the plain keys of a format tell.
 sp<TrackParameters> parametersFromFormat(const AString& mime, const sp<AMessage>& format) {
     int32_t channels = 0;
@@ -77,12 +92,12 @@ sp<TrackParameters> parametersFromFormat(const AString& mime, const sp<AMessage>
     parameters->codec_id = codec;
     parameters->sample_rate = sampleRate;
     av_channel_layout_default(&parameters->ch_layout, channels);
-    sp<ABuffer> csd;
-    if (format->findBuffer("csd-0", &csd) && csd->size() > 0) {
+    const std::vector<uint8_t> data = codecDataOf(codec, format);
+    if (!data.empty()) {
         parameters->extradata =
-                static_cast<uint8_t*>(av_mallocz(csd->size() + AV_INPUT_BUFFER_PADDING_SIZE));
-        memcpy(parameters->extradata, csd->data(), csd->size());
-        parameters->extradata_size = static_cast<int>(csd->size());
+                static_cast<uint8_t*>(av_mallocz(data.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+        memcpy(parameters->extradata, data.data(), data.size());
+        parameters->extradata_size = static_cast<int>(data.size());
     }
     sp<TrackParameters> track = new TrackParameters(*parameters, kMicroseconds, 0);
     avcodec_parameters_free(&parameters);

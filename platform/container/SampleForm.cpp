@@ -209,6 +209,17 @@ std::vector<std::vector<uint8_t>> codecData(const AVCodecParameters& parameters)
     }
 }
 
+std::vector<uint8_t> vorbisHeaders(const std::vector<uint8_t>& identification,
+                                   const std::vector<uint8_t>& setup) {
+    constexpr uint8_t kComments[] = {3, 'v', 'o', 'r', 'b', 'i', 's', 0, 0, 0, 0, 0, 0, 0, 0, 1};
+    if (identification.size() >= 255) return {};
+    Bytes headers = {2, static_cast<uint8_t>(identification.size()), sizeof(kComments)};
+    headers.insert(headers.end(), identification.begin(), identification.end());
+    headers.insert(headers.end(), std::begin(kComments), std::end(kComments));
+    headers.insert(headers.end(), setup.begin(), setup.end());
+    return headers;
+}
+
 void adaptCodecData(AVCodecParameters* parameters) {
     const size_t size = std::max(parameters->extradata_size, 0);
     if (size == 0) return;

@@ -45,6 +45,10 @@ class SampleForm {
 // The codec data of a stream for a decoder that is fed in this form: "csd-0", "csd-1" and so on.
 std::vector<std::vector<uint8_t>> codecData(const AVCodecParameters& parameters);
 
+// Libavcodec's codec data of Vorbis, from that of a format; the comments in between are empty.
+std::vector<uint8_t> vorbisHeaders(const std::vector<uint8_t>& identification,
+                                   const std::vector<uint8_t>& setup);
+
 // Turns the codec data to what goes with these samples; for libavcodec's decoders.
 void adaptCodecData(AVCodecParameters* parameters);
 

@@ -1,9 +1,11 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <datasource/FileSource.h>
 #include <gtest/gtest.h>
 #include <gui/Surface.h>
 #include <media/stagefright/MediaCodec.h>
+#include <media/stagefright/NuMediaExtractor.h>
 
 #include <algorithm>
 #include <cmath>
@@ -178,6 +180,37 @@ TEST(AudioDecoderTest, HeAacComesOutWithItsRealRate) {
     EXPECT_NEAR(sound.seconds(), kToneSeconds, 0.1);
     EXPECT_NEAR(dominantFrequency(window(sound.channel(0), 44100, 0.3, 1), 44100), 300, 2);
     expectWellCut(driver, 2);
+}
+
+// The extractor's samples with the plain keys of its format, as a device's client passes them on.
+TEST(AudioDecoderTest, VorbisIsDecodedFromItsPlainKeys) {
+    const std::string path = toneFile("libvorbis", "webm", 2, 48000);
+    const sp<NuMediaExtractor> extractor =
+            new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
+    ASSERT_EQ(extractor->setDataSource(new FileSource(path.c_str())), OK);
+    sp<AMessage> all;
+    ASSERT_EQ(extractor->getTrackFormat(0, &all), OK);
+    ASSERT_EQ(extractor->selectTrack(0), OK);
+    sp<AMessage> format = new AMessage;
+    format->setInt32("channel-count", 2);
+    format->setInt32("sample-rate", 48000);
+    for (const char* key : {"csd-0", "csd-1"}) {
+        sp<ABuffer> data;
+        ASSERT_TRUE(all->findBuffer(key, &data));
+        format->setBuffer(key, data);
+    }
+    AudioComponentDriver driver(createAvAudioDecoder("audio/vorbis"));
+    ASSERT_EQ(driver.start(format), OK);
+    const sp<ABuffer> sample = new ABuffer(1 << 16);
+    int64_t timeUs = 0;
+    for (; extractor->readSampleData(sample) == OK; extractor->advance()) {
+        ASSERT_EQ(extractor->getSampleTime(&timeUs), OK);
+        ASSERT_TRUE(driver.queue(sample->data(), sample->size(), timeUs));
+    }
+    ASSERT_TRUE(driver.queueEnd() && driver.waitForEnd());
+    const Sound sound = soundFromPcm(driver.pcm(), 2, 48000);
+    EXPECT_NEAR(sound.seconds(), kToneSeconds, 0.03);
+    EXPECT_NEAR(dominantFrequency(window(sound.channel(1), 48000, 0.3, 1), 48000), 430, 2);
 }
 
 // The client hears of one format; the second part, with another rate or another number of
