@@ -30,7 +30,8 @@ bool canJump(const AVFormatContext& context) {
     return !hasSteadyIndex(context) && strcmp(context.iformat->name, "avi") != 0;
 }
 
-// The others' decoding times are guessed from those of presentation, badly where these jump.
+// The others' decoding times are guessed from those of presentation. One that is wild spoils them
+// for good, and decoders that see it go by them.
 bool storesDecodingTimes(const AVFormatContext& context) {
     return strstr(context.iformat->name, "matroska") == nullptr &&
            strcmp(context.iformat->name, "nut") != 0;
@@ -368,6 +369,9 @@ void ContainerReader::completePacket(Track* track, AVPacket* packet) const {
             packet->duration > 0 && isTimeAllowed(packet->duration, timeBase) &&
             av_rescale_q(packet->duration, timeBase, kMicroseconds) <= limits::kMaxSampleDurationUs;
     if (!lasts) packet->duration = 0;
+    if (packet->pts != AV_NOPTS_VALUE && !storesDecodingTimes(*mContext)) {
+        packet->dts = AV_NOPTS_VALUE;
+    }
     // Pictures without times follow each other at their rate.
     if (packet->pts != AV_NOPTS_VALUE || packet->dts != AV_NOPTS_VALUE) return;
     if (track->pictureUs > 0 && (!lasts || track->keepsNoDuration)) {
@@ -381,7 +385,7 @@ void ContainerReader::placeOnClock(Track* track, const AVPacket& packet) {
     ProgramClock::Packet shown = {packet.stream_index, ProgramClock::kNoTime,
                                   toUs(packet.duration)};
     if (shown.durationUs > limits::kMaxSteadyStepUs) shown.durationUs = 0;
-    if (packet.dts != AV_NOPTS_VALUE && storesDecodingTimes(*mContext)) {
+    if (packet.dts != AV_NOPTS_VALUE) {
         track->hasDecodingTimes = true;
         shown.timeUs = toUs(packet.dts);
         if (packet.pts != AV_NOPTS_VALUE) shown.reorderUs = toUs(packet.pts) - shown.timeUs;
@@ -394,7 +398,9 @@ void ContainerReader::placeOnClock(Track* track, const AVPacket& packet) {
 
 void ContainerReader::moveTimes(const ProgramClock::Place& place, AVPacket* packet) const {
     const AVRational timeBase = mContext->streams[packet->stream_index]->time_base;
-    if (place.isReorderWild) packet->pts = AV_NOPTS_VALUE;
+    // Without a decoding time it is the decoder that knows which picture comes next.
+    const bool isUnknown = place.isWild && packet->dts == AV_NOPTS_VALUE;
+    if (place.isReorderWild || isUnknown) packet->pts = AV_NOPTS_VALUE;
     const int64_t shift = av_rescale_q(place.shiftUs, kMicroseconds, timeBase);
     if (shift == 0 || !isTimeAllowed(shift, timeBase)) return;
     if (packet->dts != AV_NOPTS_VALUE) packet->dts += shift;

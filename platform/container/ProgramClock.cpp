@@ -194,7 +194,8 @@ void ProgramClock::settle(const Packet& packet, Verdict verdict, const Outlook& 
     }
     const bool isPause = stepUs >= 0 && stepUs <= maxPauseUs;
     int64_t shiftUs = stream.shiftUs();
-    if (verdict == Verdict::kWild) {
+    place->isWild = verdict == Verdict::kWild;
+    if (place->isWild) {
         // Where the stream has not been yet, the packets behind know better where it begins.
         shiftUs -= stream.started ? stepUs : packet.timeUs - outlook.placeUs;
     } else if (verdict == Verdict::kTogether && !isPause) {

@@ -35,6 +35,7 @@ class ProgramClock {
     };
     struct Place {
         int64_t shiftUs = 0;         // to be added to the packet's times
+        bool isWild = false;         // they are near to its place, and no more
         bool isReorderWild = false;  // its time of presentation means nothing
     };
 
