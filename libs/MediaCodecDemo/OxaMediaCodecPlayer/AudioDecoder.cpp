@@ -15,6 +15,7 @@
 
 #include "CodecCallback.h"
 #include "FilePlayback.h"
+#include "FixedSites.h"
 #include "TrackReading.h"
 
 namespace android {
@@ -74,7 +75,8 @@ void AudioDecoder::onMessageReceived(const sp<AMessage>& msg) {
         case kWhatSetDataSourcePath:
         case kWhatSetDataSourceFdRange:
             CHECK(mState == UNINITIALIZED);
-            mSource = openFileSource(msg, msg->what() == kWhatSetDataSourcePath);
+            mSource = openFileSource(msg, sites::AudioDecoder::kFile,
+                                     msg->what() == kWhatSetDataSourcePath);
             mState = UNPREPARED;
             break;
         case kWhatSetFreeRunMode:
@@ -106,7 +108,7 @@ void AudioDecoder::onMessageReceived(const sp<AMessage>& msg) {
             }
             break;
         default:
-            TRESPASS_AT(144);
+            TRESPASS_SITE(sites::AudioDecoder::kUnknownRequest);
     }
     replyWithError(msg, err);
 }
@@ -123,7 +125,7 @@ status_t AudioDecoder::onPrepare() {
 
     sp<AMessage> format;
     AString mime;
-    if (!selectFirstTrack(mExtractor, "audio/", &format, &mime)) {
+    if (!selectFirstTrack(mExtractor, sites::AudioDecoder::kFile, "audio/", &format, &mime)) {
         ALOGD(LOG_RED "%s[%d]: No audio track" LOG_RESET, __FUNCTION__, __LINE__);
         postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, NO_AUDIO_TRACK);
         return OK;
@@ -191,8 +193,8 @@ status_t AudioDecoder::onReset() {
 void AudioDecoder::handleDecoderInputBuffer(uint32_t index) {
     if (mState != STARTED || mInputEOS) return;
     int64_t timeUs;
-    Feed fed = feedDecoder(mMediaCodec, mDecodeCBHandler, mExtractor, index, &timeUs, __FILE__,
-                           __FUNCTION__, __LINE__);
+    Feed fed = feedDecoder(mMediaCodec, mDecodeCBHandler, mExtractor, index, &timeUs,
+                           sites::AudioDecoder::kFile, __FUNCTION__, __LINE__);
     if (fed != Feed::kEnd) return;
     mInputEOS = true;
     ALOGD("%s[%d]: Audio decoder reachs to the end of stream", __FUNCTION__, __LINE__);
@@ -220,7 +222,9 @@ void AudioDecoder::handleDecoderOutputBuffer(uint32_t index, uint32_t /* offset 
     }
     sp<MediaCodecBuffer> buffer;
     status_t err = mMediaCodec->getOutputBuffer(index, &buffer);
-    if (!mDecodeCBHandler->accepted(err, LOG_TAG, __FILE__, 399, "CHECK(err == OK)")) return;
+    if (!mDecodeCBHandler->accepted(err, LOG_TAG, sites::AudioDecoder::kOutputBuffer,
+                                    "CHECK(err == OK)"))
+        return;
     if (isDue(timeUs)) writePcm(buffer, size, timeUs);
     mMediaCodec->releaseOutputBuffer(index);
 }

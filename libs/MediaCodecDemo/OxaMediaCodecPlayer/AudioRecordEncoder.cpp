@@ -16,6 +16,7 @@
 #include <algorithm>
 
 #include "CodecCallback.h"
+#include "FixedSites.h"
 
 namespace android {
 
@@ -154,7 +155,7 @@ void AudioRecordEncoder::onMessageReceived(const sp<AMessage>& msg) {
             mState = UNINITIALIZED;
             break;
         default:
-            TRESPASS_AT(132);
+            TRESPASS_SITE(sites::AudioRecordEncoder::kUnknownRequest);
     }
     replyWithError(msg, err);
 }
@@ -411,13 +412,16 @@ void AudioRecordEncoder::handleEncoderInputBuffer(uint32_t index) {
     if (!waitForSound(&srcBuffer)) return;
     sp<MediaCodecBuffer> buffer;
     status_t err = mEncoder->getInputBuffer(index, &buffer);
-    if (!mEncodeCBHandler->accepted(err, LOG_TAG, __FILE__, __LINE__, "CHECK(err == OK)")) return;
+    if (!mEncodeCBHandler->accepted(err, LOG_TAG, {sites::AudioRecordEncoder::kFile, __LINE__},
+                                    "CHECK(err == OK)"))
+        return;
     size_t size = std::min(srcBuffer->size(), buffer->capacity());
     memcpy(buffer->base(), srcBuffer->data(), size);
     int64_t timeUs;
     CHECK(srcBuffer->meta()->findInt64(ABUFFER_META_TIMESTAMP, &timeUs));
     err = mEncoder->queueInputBuffer(index, 0, size, timeUs, 0);
-    mEncodeCBHandler->accepted(err, LOG_TAG, __FILE__, __LINE__, "CHECK(err == OK)");
+    mEncodeCBHandler->accepted(err, LOG_TAG, {sites::AudioRecordEncoder::kFile, __LINE__},
+                               "CHECK(err == OK)");
 }
 
 // Waits in short polls and takes the oldest buffer; false when recording has ended.

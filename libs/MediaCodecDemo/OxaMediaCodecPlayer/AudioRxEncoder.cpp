@@ -21,6 +21,7 @@
 #include <algorithm>
 
 #include "CodecCallback.h"
+#include "FixedSites.h"
 
 namespace android {
 
@@ -136,14 +137,14 @@ void AudioRxEncoder::connectService() {
 void AudioRxEncoder::allocateSharedMemory() {
     sp<IAllocator> allocator = IAllocator::getService("ashmem");
     if (allocator == NULL) return;
-    auto allocated = allocator->allocate(kSharedSize,
-                                         [this](bool success, const hardware::hidl_memory& memory) {
-                                             if (!success)
-                                                 ALOGE("Failed to allocate memory: %d", 51);
-                                             mSharedMemory = memory;
-                                             // By design also after a failure.
-                                             ALOGI("Success to allocate memory: %d", 54);
-                                         });
+    auto allocated = allocator->allocate(
+            kSharedSize, [this](bool success, const hardware::hidl_memory& memory) {
+                if (!success)
+                    ALOGE("Failed to allocate memory: %d", sites::AudioRxEncoder::kNotAllocated);
+                mSharedMemory = memory;
+                // By design also after a failure.
+                ALOGI("Success to allocate memory: %d", sites::AudioRxEncoder::kAllocated);
+            });
     if (!allocated.isOk()) return;
     mMemory = hardware::mapMemory(mSharedMemory);
     // Nothing is mapped after a failure; blocks are dropped then.
@@ -167,8 +168,8 @@ status_t AudioRxEncoder::setAudioSource(int /* source */) {
 }
 
 status_t AudioRxEncoder::configure(const _AV_FORMAT_FORMAT* format) {
-    ALOGD("%s[%d]: channel-count=%d, sample-rate=%d", "configure", 274, format->channelCount,
-          format->sampleRate);
+    ALOGD("%s[%d]: channel-count=%d, sample-rate=%d", SITE(sites::AudioRxEncoder::kConfigure),
+          format->channelCount, format->sampleRate);
     // The missing space is part of the text that field tools know.
     // clang-format off
     CHECK(mState == INITIALIZED || mState ==STARTED);
@@ -195,13 +196,15 @@ status_t AudioRxEncoder::start(int64_t /* startTimeUs */) {
 }
 
 status_t AudioRxEncoder::setPlayback(int flag) {
-    ALOGD("%s[%d]: %s audio render", "setPlayback", 331, flag ? "enable" : "disable");
+    ALOGD("%s[%d]: %s audio render", SITE(sites::AudioRxEncoder::kSetPlayback),
+          flag ? "enable" : "disable");
     if (mAudioUtil != NULL) answered(mAudioUtil->setRxPlayback(flag != 0));
     return OK;
 }
 
 status_t AudioRxEncoder::setRecord(int flag, int64_t /* startTimeUs */) {
-    ALOGD("%s[%d]: %s audio encode", "setRecord", 340, flag ? "enable" : "disable");
+    ALOGD("%s[%d]: %s audio encode", SITE(sites::AudioRxEncoder::kSetRecord),
+          flag ? "enable" : "disable");
     bool enable = flag != 0;
     if (enable == mRecord) return OK;
     if (enable) {
@@ -233,7 +236,7 @@ status_t AudioRxEncoder::stop() {
 }
 
 status_t AudioRxEncoder::reset() {
-    ALOGD("%s[%d]", "reset", 375);
+    ALOGD("%s[%d]", SITE(sites::AudioRxEncoder::kReset));
     if (mAudioUtil != NULL) answered(mAudioUtil->setRxRender(0, 0, 0));
     ALOGD("stop render");
     // An input callback that waits for sound ends with the recording, and before the encoder.
@@ -261,8 +264,8 @@ void AudioRxEncoder::onMessageReceived(const sp<AMessage>& msg) {
             break;
         }
         default:
-            ALOGI("In [%d] what [%x]", 206, msg->what());
-            TRESPASS_AT(207);
+            ALOGI("In [%d] what [%x]", sites::AudioRxEncoder::kUnknownWhat, msg->what());
+            TRESPASS_SITE(sites::AudioRxEncoder::kUnknownRequest);
     }
 }
 
@@ -398,7 +401,7 @@ void AudioRxEncoder::configureEncoder() {
     sp<AMessage> callback = attachCallbackRelay("A-EncodeCBLooper", mEncodeCBHandler, &mCBLooper);
     CHECK(mEncoder->setCallback(callback) == OK);
     CHECK(mEncoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE) == OK);
-    ALOGD("%s:%d configure audio encoder success", "configureEncoder", 429);
+    ALOGD("%s:%d configure audio encoder success", SITE(sites::AudioRxEncoder::kEncoderConfigured));
 }
 
 // The callback thread comes first: a callback that is under way counts on a running encoder. It
@@ -421,7 +424,7 @@ void AudioRxEncoder::releaseEncoder() {
     mEncoderLooper.clear();
     detachCallbackRelay(&mEncodeCBHandler, &mCBLooper);
     dropFrames();
-    ALOGD("%s[%d]: Reset audio encoder done", "releaseEncoder", 460);
+    ALOGD("%s[%d]: Reset audio encoder done", SITE(sites::AudioRxEncoder::kEncoderReleased));
 }
 
 void AudioRxEncoder::handleEncoderInputBuffer(uint32_t index) {
@@ -429,7 +432,8 @@ void AudioRxEncoder::handleEncoderInputBuffer(uint32_t index) {
     if (!waitForFrame(&frame)) return;
     sp<MediaCodecBuffer> buffer;
     status_t err = mEncoder->getInputBuffer(index, &buffer);
-    if (!mEncodeCBHandler->accepted(err, LOG_TAG, __FILE__, __LINE__, "CHECK(err == OK)")) {
+    if (!mEncodeCBHandler->accepted(err, LOG_TAG, {sites::AudioRxEncoder::kFile, __LINE__},
+                                    "CHECK(err == OK)")) {
         free(frame.buffer);
         return;
     }
@@ -438,7 +442,8 @@ void AudioRxEncoder::handleEncoderInputBuffer(uint32_t index) {
     free(frame.buffer);
     buffer->setRange(0, size);
     err = mEncoder->queueInputBuffer(index, 0, buffer->size(), frame.timeUs, 0);
-    mEncodeCBHandler->acceptedEq(err, LOG_TAG, __FILE__, __LINE__, "CHECK_EQ( err,(status_t)OK)");
+    mEncodeCBHandler->acceptedEq(err, LOG_TAG, {sites::AudioRxEncoder::kFile, __LINE__},
+                                 "CHECK_EQ( err,(status_t)OK)");
 }
 
 // Waits in short polls and takes the oldest frame; false when recording has ended.
@@ -458,12 +463,15 @@ void AudioRxEncoder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offse
     if (!isRecording()) return;
     sp<MediaCodecBuffer> buffer;
     status_t err = mEncoder->getOutputBuffer(index, &buffer);
-    if (!mEncodeCBHandler->accepted(err, LOG_TAG, __FILE__, __LINE__, "CHECK(err == OK)")) return;
+    if (!mEncodeCBHandler->accepted(err, LOG_TAG, {sites::AudioRxEncoder::kFile, __LINE__},
+                                    "CHECK(err == OK)"))
+        return;
     if (buffer != NULL && mWriting) {
         sp<ABuffer> abuffer = new ABuffer(buffer->base(), buffer->capacity());
         abuffer->setRange(0, size);
-        CHECK_EQ_AT(515, mMuxer->writeSampleData(abuffer, mAudioTrackIndex, timeUs, flags),
-                    (status_t)OK);
+        CHECK_EQ_SITE(sites::AudioRxEncoder::kWriteSample,
+                      mMuxer->writeSampleData(abuffer, mAudioTrackIndex, timeUs, flags),
+                      (status_t)OK);
         mLastTimeUs = timeUs;
     }
     mEncoder->releaseOutputBuffer(index);
@@ -473,13 +481,13 @@ void AudioRxEncoder::handleEncoderOutputFormatChange(const sp<AMessage>& format)
     if (mMuxer == NULL) return;
     mAudioTrackIndex = mMuxer->addTrack(format);
     if (mAudioTrackIndex < 0) {
-        ALOGE("%s:%d Unavailable audio track", "handleEncoderOutputFormatChange", 527);
+        ALOGE("%s:%d Unavailable audio track", SITE(sites::AudioRxEncoder::kTrackRefused));
         postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSAudioReached);
         return;
     }
     mWriting = mMuxer->announceAndWaitForStart(
             newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, AUDIO_TRACK));
-    ALOGD("%s[%d]: Add audio track #%zd done", "handleEncoderOutputFormatChange", 545,
+    ALOGD("%s[%d]: Add audio track #%zd done", SITE(sites::AudioRxEncoder::kTrackAdded),
           mAudioTrackIndex);
 }
 

@@ -13,6 +13,7 @@
 #include <algorithm>
 
 #include "CodecCallback.h"
+#include "FixedSites.h"
 
 namespace android {
 
@@ -34,7 +35,6 @@ constexpr size_t kMaxPcmBytes = 4 << 20;
 
 const FileTranscoder::Kind AudioTranscoder::kKind = {
         LOG_TAG,
-        __FILE__,
         "Audio",
         "audio",
         "audio/",
@@ -44,25 +44,7 @@ const FileTranscoder::Kind AudioTranscoder::kKind = {
         "A-EncodeCBLooper",
         AUDIO_TRACK,
         NO_AUDIO_TRACK,
-        {
-                56,   // setters
-                108,  // prepare
-                121,  // start
-                134,  // stop
-                155,  // unknown
-                263,  // selectTrack
-                273,  // decoder
-                286,  // decoderCallback
-                477,  // encoder
-                505,  // encoderCallback
-                331,  // stopCodecs
-                345,  // releaseDecoder
-                349,  // releaseEncoder
-                434,  // sampleTime
-                441,  // queueSample
-                443,  // advance
-                595,  // writeSample
-        },
+        sites::AudioTranscoder::kShared,
 };
 
 AudioTranscoder::AudioTranscoder()
@@ -117,7 +99,8 @@ void AudioTranscoder::handleDecoderInputBuffer(uint32_t index) {
 
 void AudioTranscoder::onInputEnd(uint32_t index) {
     status_t err = mDecoderCodec->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS);
-    if (!mDecodeCBHandler->acceptedEq(err, LOG_TAG, __FILE__, 420, kErrIsOk)) return;
+    if (!mDecodeCBHandler->acceptedEq(err, LOG_TAG, sites::AudioTranscoder::kEndOfInput, kErrIsOk))
+        return;
     reportEnd();
 }
 
@@ -186,8 +169,10 @@ void AudioTranscoder::dropEncoder() {
 
 sp<AMessage> AudioTranscoder::buildEncoderFormat(const sp<AMessage>& decoderFormat) {
     int32_t sampleRate, channelCount;
-    CHECK_AT(484, decoderFormat->findInt32(AMSG_AUDIO_SAMPLERATE, &sampleRate));
-    CHECK_AT(486, decoderFormat->findInt32(AMSG_AUDIO_CHANNELCOUNT, &channelCount));
+    CHECK_SITE(sites::AudioTranscoder::kSampleRate,
+               decoderFormat->findInt32(AMSG_AUDIO_SAMPLERATE, &sampleRate));
+    CHECK_SITE(sites::AudioTranscoder::kChannelCount,
+               decoderFormat->findInt32(AMSG_AUDIO_CHANNELCOUNT, &channelCount));
     sp<AMessage> format = new AMessage;
     format->setString(AMSG_MIME, MEDIA_MIMETYPE_AUDIO_AAC);
     format->setInt32(AMSG_AUDIO_CHANNELCOUNT, channelCount);
@@ -235,10 +220,13 @@ void AudioTranscoder::queuePcm(uint32_t index) {
     memcpy(buffer->data(), sBuffer->data(), size);
     int64_t timeUs;
     int32_t flags;
-    CHECK_AT(546, sBuffer->meta()->findInt64(ABUFFER_META_TIMESTAMP, &timeUs));
-    CHECK_AT(548, sBuffer->meta()->findInt32(ABUFFER_META_FLAGS, &flags));
+    CHECK_SITE(sites::AudioTranscoder::kPcmTime,
+               sBuffer->meta()->findInt64(ABUFFER_META_TIMESTAMP, &timeUs));
+    CHECK_SITE(sites::AudioTranscoder::kPcmFlags,
+               sBuffer->meta()->findInt32(ABUFFER_META_FLAGS, &flags));
     status_t err = mEncoderCodec->queueInputBuffer(index, 0, buffer->size(), timeUs, flags);
-    if (!mEncodeCBHandler->acceptedEq(err, LOG_TAG, __FILE__, 555, kErrIsOk)) return;
+    if (!mEncodeCBHandler->acceptedEq(err, LOG_TAG, sites::AudioTranscoder::kQueuePcm, kErrIsOk))
+        return;
     if (flags & MediaCodec::BUFFER_FLAG_EOS) mEncoderInputEOS = true;
     mPcmBytes -= sBuffer->capacity();
     mPcmQueue.erase(mPcmQueue.begin());

@@ -6,19 +6,22 @@
 #include <log/log.h>
 #include <media/stagefright/foundation/AString.h>
 
+#include "FixedSites.h"
+
 namespace android {
 
-bool CallbackRelay::accepted(status_t err, const char* tag, const char* file, int line,
+bool CallbackRelay::accepted(status_t err, const char* tag, const sites::CheckSite& site,
                              const char* condition) {
     if (err == OK) return true;
-    postVerdict(tag, AStringPrintf("%s:%d %s failed.", file, line, condition));
+    postVerdict(tag, AStringPrintf("%s:%d %s failed.", site.file, site.line, condition));
     return false;
 }
 
-bool CallbackRelay::acceptedEq(status_t err, const char* tag, const char* file, int line,
+bool CallbackRelay::acceptedEq(status_t err, const char* tag, const sites::CheckSite& site,
                                const char* condition) {
     if (err == OK) return true;
-    postVerdict(tag, AStringPrintf("%s:%d %s failed: %d vs. %d", file, line, condition, err, OK));
+    postVerdict(tag, AStringPrintf("%s:%d %s failed: %d vs. %d", site.file, site.line, condition,
+                                   err, OK));
     return false;
 }
 

@@ -9,17 +9,22 @@
 
 namespace android {
 
+namespace sites {
+struct CheckSite;
+}
+
 // What the two relays of codec callbacks share: to tell a codec that has failed from one that was
 // misused. A codec that fails by itself refuses the calls that are still on their way to it, and
 // its error callback is then in the relay's queue already. So a refusal is judged by a message that
 // the relay posts to itself, behind that callback; without one it is a fatal assertion.
 class CallbackRelay : public AHandler {
   public:
-    // False when the codec has refused a call, which answered `err`. `tag`, `file` and `line` are
-    // those of the assertion, `condition` is its text. On the thread of the relay's looper.
-    bool accepted(status_t err, const char* tag, const char* file, int line, const char* condition);
+    // False when the codec has refused a call, which answered `err`. `tag` and `site`
+    // are those of the assertion, `condition` is its text. On the thread of the relay's looper.
+    bool accepted(status_t err, const char* tag, const sites::CheckSite& site,
+                  const char* condition);
     // The same for an assertion that tells the status, too.
-    bool acceptedEq(status_t err, const char* tag, const char* file, int line,
+    bool acceptedEq(status_t err, const char* tag, const sites::CheckSite& site,
                     const char* condition);
 
   protected:

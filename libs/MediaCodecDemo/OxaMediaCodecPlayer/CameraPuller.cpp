@@ -7,6 +7,7 @@
 
 #include <media/stagefright/MediaErrors.h>
 
+#include "FixedSites.h"
 namespace android {
 
 namespace {
@@ -82,7 +83,7 @@ void CameraRecorder::Puller::stopSource() {
 }
 
 void CameraRecorder::Puller::interruptSource() {
-    ALOGD("%s %d", "interruptSource", 162);
+    ALOGD("%s %d", SITE(sites::CameraRecorder::kInterruptSource));
     mSource->stop();
     mSourceStopped = true;
 }
@@ -120,14 +121,13 @@ void CameraRecorder::Puller::onMessageReceived(const sp<AMessage>& msg) {
             onPull(msg);
             break;
         default:
-            // Field tools know the puller as a part of the recorder's source.
-            TRESPASS_IN("libs/MediaCodecDemo/OxaMediaCodecPlayer/CameraRecorder.cpp", 265);
+            TRESPASS_SITE(sites::CameraRecorder::kUnknownPullerRequest);
     }
 }
 
 status_t CameraRecorder::Puller::onStart(const sp<AMessage>& msg) {
     sp<RefBase> obj;
-    CHECK(msg->findObject("meta", &obj));
+    CHECK_IN(sites::CameraRecorder::kFile, __LINE__, msg->findObject("meta", &obj));
     {
         Mutex::Autolock lock(mQueueLock);
         mQueue.mPulling = true;

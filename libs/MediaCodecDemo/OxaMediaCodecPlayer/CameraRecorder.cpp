@@ -14,6 +14,7 @@
 
 #include "CameraPuller.h"
 #include "CodecCallback.h"
+#include "FixedSites.h"
 #include "HdmiRxInfo.h"
 
 namespace android {
@@ -55,8 +56,9 @@ CameraRecorder::~CameraRecorder() {
 // ---- Public calls ------------------------------------------------------------------------------
 
 status_t CameraRecorder::setDataSource(int cameraType, int cameraId, const String16& clientName) {
-    ALOGD("%s[%d]: cameraType=%d, cameraId=%d, clientName=%s", "setDataSource", 478, cameraType,
-          cameraId, String8(clientName).string());
+    ALOGD("%s[%d]: cameraType=%d, cameraId=%d, clientName=%s",
+          SITE(sites::CameraRecorder::kSetDataSource), cameraType, cameraId,
+          String8(clientName).string());
     sp<AMessage> msg = new AMessage(kWhatSetDataSource, this);
     msg->setInt32(AMSG_CAMERA_TYPE, cameraType);
     msg->setInt32(AMSG_CAMERA_ID, cameraId);
@@ -66,8 +68,8 @@ status_t CameraRecorder::setDataSource(int cameraType, int cameraId, const Strin
 
 status_t CameraRecorder::setDataSource(int cameraType, const sp<hardware::ICamera>& camera,
                                        const String16& clientName) {
-    ALOGD("%s[%d]: cameraType=%d, clientName=%s", "setDataSource", 491, cameraType,
-          String8(clientName).string());
+    ALOGD("%s[%d]: cameraType=%d, clientName=%s", SITE(sites::CameraRecorder::kSetCamera),
+          cameraType, String8(clientName).string());
     sp<AMessage> msg = new AMessage(kWhatSetCamera, this);
     msg->setInt32(AMSG_CAMERA_TYPE, cameraType);
     msg->setPointer(AMSG_CLIENT_NAME, const_cast<String16*>(&clientName));
@@ -76,14 +78,14 @@ status_t CameraRecorder::setDataSource(int cameraType, const sp<hardware::ICamer
 }
 
 status_t CameraRecorder::setSurface(const sp<Surface>& surface) {
-    ALOGD("%s[%d]", "setSurface", 503);
+    ALOGD("%s[%d]", SITE(sites::CameraRecorder::kSetSurface));
     sp<AMessage> msg = new AMessage(kWhatSetSurface, this);
     msg->setObject(AMSG_SURFACE, surface);
     return postRequest(msg);
 }
 
 status_t CameraRecorder::setMuxer(const sp<OxaMediaMuxer>& muxer) {
-    ALOGD("%s[%d]", "setMuxer", 513);
+    ALOGD("%s[%d]", SITE(sites::CameraRecorder::kSetMuxer));
     sp<AMessage> msg = new AMessage(kWhatSetMuxer, this);
     msg->setObject(AMSG_MUXER, muxer);
     return postRequest(msg);
@@ -101,31 +103,31 @@ status_t CameraRecorder::configure(_AV_FORMAT_FORMAT& format) {
 }
 
 status_t CameraRecorder::prepare() {
-    ALOGD("%s[%d]", "prepare", 538);
+    ALOGD("%s[%d]", SITE(sites::CameraRecorder::kPrepare));
     return postRequest(new AMessage(kWhatPrepare, this));
 }
 
 status_t CameraRecorder::setPlayback(int flag) {
-    ALOGD("%s[%d]: flag=%d", "setPlayback", 547, flag);
+    ALOGD("%s[%d]: flag=%d", SITE(sites::CameraRecorder::kSetPlayback), flag);
     sp<AMessage> msg = new AMessage(kWhatSetPlayback, this);
     msg->setInt32(AMSG_SET_RENDER_VIDEO, flag);
     return postRequest(msg);
 }
 
 status_t CameraRecorder::setRecord(int flag) {
-    ALOGD("%s[%d]: flag=%d", "setRecord", 557, flag);
+    ALOGD("%s[%d]: flag=%d", SITE(sites::CameraRecorder::kSetRecord), flag);
     sp<AMessage> msg = new AMessage(kWhatSetRecord, this);
     msg->setInt32(AMSG_SET_TRANSCODE, flag);
     return postRequest(msg);
 }
 
 status_t CameraRecorder::start() {
-    ALOGD("%s[%d]", "start", 567);
+    ALOGD("%s[%d]", SITE(sites::CameraRecorder::kStart));
     return postRequest(new AMessage(kWhatStart, this));
 }
 
 status_t CameraRecorder::stop() {
-    ALOGD("%s[%d]", "stop", 576);
+    ALOGD("%s[%d]", SITE(sites::CameraRecorder::kStop));
     {
         // A recording that was switched off may still be on its way through the encoder. Its end
         // is reported under this lock: whoever sees it here comes behind the report.
@@ -141,7 +143,7 @@ status_t CameraRecorder::stop() {
 }
 
 status_t CameraRecorder::reset() {
-    ALOGD("%s[%d]", "reset", 593);
+    ALOGD("%s[%d]", SITE(sites::CameraRecorder::kReset));
     return postRequest(new AMessage(kWhatReset, this));
 }
 
@@ -212,7 +214,7 @@ void CameraRecorder::onMessageReceived(const sp<AMessage>& msg) {
             onGetCameraParam(msg);
             break;
         default:
-            TRESPASS_AT(470);
+            TRESPASS_SITE(sites::CameraRecorder::kUnknownRequest);
     }
 }
 

@@ -18,6 +18,7 @@
 #include "CameraPuller.h"
 #include "CameraRecorder.h"
 #include "CodecCallback.h"
+#include "FixedSites.h"
 
 namespace android {
 
@@ -74,7 +75,7 @@ status_t CameraRecorder::startRecording() {
     mRecording.begin();
     status_t err = mEncoder->start();
     if (err == OK) {
-        CHECK(mPuller != NULL);
+        CHECK_IN(sites::CameraRecorder::kFile, __LINE__, mPuller != NULL);
         sp<MetaData> meta = new MetaData;
         if (mHasInputFormat) {
             meta->setInt32(kKeyPixelFormat, mPixelFormat);
@@ -102,7 +103,7 @@ status_t CameraRecorder::setupCameraSource() {
     mPuller = new Puller(mCameraSource, &mRecording.mThinnedFrames);
     int32_t interval = 1;
     if (mIsHdmiRx) {
-        CHECK(mTargetFormat->frameRate > 0);
+        CHECK_IN(sites::CameraRecorder::kFile, __LINE__, mTargetFormat->frameRate > 0);
         // A rate above the receiver's can only be asked for while it runs already.
         interval = std::max(1, mSrc.frameRate / mTargetFormat->frameRate);
     }
@@ -116,17 +117,19 @@ status_t CameraRecorder::setupVideoEncoder() {
     mEncoderLooper = startLooper("V-EncoderLooper");
     mEncoder =
             MediaCodec::CreateByType(mEncoderLooper, MEDIA_MIMETYPE_VIDEO_AVC, true /* encoder */);
-    CHECK(mEncoder != NULL);
+    CHECK_IN(sites::CameraRecorder::kFile, __LINE__, mEncoder != NULL);
     AString name;
     mEncoder->getName(&name);
-    ALOGD(LOG_RED "%s[%d]: Video encoder component name: %s" LOG_RESET, "setupVideoEncoder", 700,
-          name.c_str());
+    ALOGD(LOG_RED "%s[%d]: Video encoder component name: %s" LOG_RESET,
+          SITE(sites::CameraRecorder::kEncoderName), name.c_str());
     sp<AMessage> encoderFormat = buildEncoderFormat();
     mEncodeCBHandler = new EncodeCBHandler(this);
     sp<AMessage> callback = attachCallbackRelay("V-EncodeCBLooper", mEncodeCBHandler, &mCBLooper);
-    CHECK(mEncoder->setCallback(callback) == OK);
+    CHECK_IN(sites::CameraRecorder::kFile, __LINE__, mEncoder->setCallback(callback) == OK);
     ALOGD("encoderFormat=%s", encoderFormat->debugString().c_str());
-    CHECK(mEncoder->configure(encoderFormat, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE) == OK);
+    CHECK_IN(sites::CameraRecorder::kFile, __LINE__,
+             mEncoder->configure(encoderFormat, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE) ==
+                     OK);
     readInputFormat();
     return OK;
 }
@@ -139,11 +142,13 @@ sp<AMessage> CameraRecorder::buildEncoderFormat() {
     int32_t colorFormat = kColorFormatSurface;
     if (mCameraSource != NULL) {
         sp<MetaData> meta = mCameraSource->getFormat();
-        CHECK(meta->findInt32(kKeyWidth, &width));
-        CHECK(meta->findInt32(kKeyHeight, &height));
-        CHECK(meta->findInt32(kKeyStride, &stride));
-        CHECK(meta->findInt32(kKeySliceHeight, &sliceHeight));
-        CHECK(meta->findInt32(kKeyColorFormat, &colorFormat));
+        CHECK_IN(sites::CameraRecorder::kFile, __LINE__, meta->findInt32(kKeyWidth, &width));
+        CHECK_IN(sites::CameraRecorder::kFile, __LINE__, meta->findInt32(kKeyHeight, &height));
+        CHECK_IN(sites::CameraRecorder::kFile, __LINE__, meta->findInt32(kKeyStride, &stride));
+        CHECK_IN(sites::CameraRecorder::kFile, __LINE__,
+                 meta->findInt32(kKeySliceHeight, &sliceHeight));
+        CHECK_IN(sites::CameraRecorder::kFile, __LINE__,
+                 meta->findInt32(kKeyColorFormat, &colorFormat));
     }
     _AV_FORMAT_FORMAT& target = *mTargetFormat;
     if (target.bitRate < 0) target.bitRate = width * height * kDefaultBitsPerPixel;
@@ -219,7 +224,8 @@ void CameraRecorder::queueFrame(uint32_t index, MediaBufferBase* mbuf) {
         return;
     }
     int64_t timeUs;
-    CHECK(mbuf->meta_data().findInt64(kKeyTime, &timeUs));
+    CHECK_IN(sites::CameraRecorder::kFile, __LINE__,
+             mbuf->meta_data().findInt64(kKeyTime, &timeUs));
     if (mFirstFrameTimeUs < 0) mFirstFrameTimeUs = timeUs;
     timeUs -= mFirstFrameTimeUs;
     int32_t eos = 0;
@@ -260,7 +266,9 @@ void CameraRecorder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offse
     if (buffer != NULL && timeUs >= 0 && mRecording.mWriting) {
         sp<ABuffer> abuffer = new ABuffer(buffer->base(), buffer->capacity());
         abuffer->setRange(0, size);
-        CHECK_EQ(mMuxer->writeSampleData(abuffer, mVideoTrackIndex, timeUs, flags), (status_t)OK);
+        CHECK_EQ_IN(sites::CameraRecorder::kFile, __LINE__,
+                    mMuxer->writeSampleData(abuffer, mVideoTrackIndex, timeUs, flags),
+                    (status_t)OK);
         mRecording.mLastTimeUs = timeUs;
         ++mRecording.mWrittenFrames;
     }
@@ -268,19 +276,19 @@ void CameraRecorder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offse
 }
 
 void CameraRecorder::handleEncoderOutputFormatChange(const sp<AMessage>& format) {
-    ALOGD(LOG_RED "%s[%d]: output-format change" LOG_RESET, "handleEncoderOutputFormatChange",
-          1055);
+    ALOGD(LOG_RED "%s[%d]: output-format change" LOG_RESET,
+          SITE(sites::CameraRecorder::kFormatChange));
     if (mMuxer == NULL) return;
     mVideoTrackIndex = mMuxer->addTrack(format);
     if (mVideoTrackIndex < 0) {
-        ALOGE("%s[%d]: This video track unsupported by muxer", "handleEncoderOutputFormatChange",
-              1060);
+        ALOGE("%s[%d]: This video track unsupported by muxer",
+              SITE(sites::CameraRecorder::kTrackRefused));
         postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSVideoReached);
         return;
     }
     mRecording.mWriting = mMuxer->announceAndWaitForStart(
             newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, VIDEO_TRACK));
-    ALOGD("%s[%d]: Add video track #%zd done", "handleEncoderOutputFormatChange", 1079,
+    ALOGD("%s[%d]: Add video track #%zd done", SITE(sites::CameraRecorder::kTrackAdded),
           mVideoTrackIndex);
 }
 

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "FixedSites.h"
 #include "OxaMediaCodecPlayerCommon.h"
 
 namespace android {
@@ -35,15 +36,15 @@ static inline void readCodecCallbackItems(const sp<AMessage>& msg, const char* f
     sp<AMessage> format;
     switch (callback->id) {
         case MediaCodec::CB_INPUT_AVAILABLE:
-            CHECK_IN(file, 51, msg->findInt32("index", &index));
+            CHECK_IN(file, sites::CodecCallback::kInputIndex, msg->findInt32("index", &index));
             callback->index = index;
             break;
         case MediaCodec::CB_OUTPUT_AVAILABLE:
-            CHECK_IN(file, 66, msg->findInt32("index", &index));
-            CHECK_IN(file, 67, msg->findSize("offset", &offset));
-            CHECK_IN(file, 68, msg->findSize("size", &size));
-            CHECK_IN(file, 69, msg->findInt64("timeUs", &timeUs));
-            CHECK_IN(file, 70, msg->findInt32("flags", &flags));
+            CHECK_IN(file, sites::CodecCallback::kOutputIndex, msg->findInt32("index", &index));
+            CHECK_IN(file, sites::CodecCallback::kOutputOffset, msg->findSize("offset", &offset));
+            CHECK_IN(file, sites::CodecCallback::kOutputSize, msg->findSize("size", &size));
+            CHECK_IN(file, sites::CodecCallback::kOutputTime, msg->findInt64("timeUs", &timeUs));
+            CHECK_IN(file, sites::CodecCallback::kOutputFlags, msg->findInt32("flags", &flags));
             callback->index = index;
             callback->offset = offset;
             callback->size = size;
@@ -51,15 +52,18 @@ static inline void readCodecCallbackItems(const sp<AMessage>& msg, const char* f
             callback->flags = flags;
             break;
         case MediaCodec::CB_ERROR:
-            CHECK_IN(file, 82, msg->findInt32("err", &err));
-            CHECK_IN(file, 83, msg->findInt32("actionCode", &actionCode));
-            if (msg->contains("detail")) CHECK_IN(file, 85, msg->findString("detail", &detail));
+            CHECK_IN(file, sites::CodecCallback::kErrorStatus, msg->findInt32("err", &err));
+            CHECK_IN(file, sites::CodecCallback::kErrorAction,
+                     msg->findInt32("actionCode", &actionCode));
+            if (msg->contains("detail"))
+                CHECK_IN(file, sites::CodecCallback::kErrorDetail,
+                         msg->findString("detail", &detail));
             callback->err = err;
             callback->actionCode = actionCode;
             callback->detail = detail;
             break;
         case MediaCodec::CB_OUTPUT_FORMAT_CHANGED:
-            CHECK_IN(file, 97, msg->findMessage("format", &format));
+            CHECK_IN(file, sites::CodecCallback::kFormat, msg->findMessage("format", &format));
             callback->format = format;
             break;
     }
@@ -71,7 +75,7 @@ static inline bool unpackCodecCallback(const sp<AMessage>& msg, const char* file
                                        CodecCallback* callback) {
     if (msg->what() != kWhatCodecCallback) return false;
     int32_t callbackID;
-    CHECK_IN(file, 43, msg->findInt32("callbackID", &callbackID));
+    CHECK_IN(file, sites::CodecCallback::kCallbackId, msg->findInt32("callbackID", &callbackID));
     if (callbackID < MediaCodec::CB_INPUT_AVAILABLE ||
         callbackID > MediaCodec::CB_OUTPUT_FORMAT_CHANGED) {
         return false;

@@ -13,10 +13,11 @@
 #include <utils/Mutex.h>
 #include <utils/Timers.h>
 
+#include "FixedSites.h"
 #include "OxaMediaCodecPlayerCommon.h"
 
-// What the two playback pipelines share. Functions that log have internal linkage, so that the
-// lines carry the tag of the pipeline that includes them.
+// What the two playback pipelines share; `file` is the one that assertions name. Functions that log
+// have internal linkage, so that the lines carry the tag of the pipeline that includes them.
 
 namespace android {
 
@@ -34,28 +35,29 @@ void pollUntil(Mutex& lock, Condition& condition, Done done) {
 }
 
 // The source that a request names; without one of its keys the request is a fatal assertion.
-static inline sp<FileSource> openFileSource(const sp<AMessage>& msg, bool byPath) {
+static inline sp<FileSource> openFileSource(const sp<AMessage>& msg, const char* file,
+                                            bool byPath) {
     if (byPath) {
         AString inputFile;
-        CHECK(msg->findString(AMSG_PATH, &inputFile));
+        CHECK_IN(file, __LINE__, msg->findString(AMSG_PATH, &inputFile));
         return new FileSource(inputFile.c_str());
     }
     int32_t fileId;
     int64_t fileOffset, fileLength;
-    CHECK(msg->findInt32(AMSG_FILE_ID, &fileId));
-    CHECK(msg->findInt64(AMSG_FILE_OFFSET, &fileOffset));
-    CHECK(msg->findInt64(AMSG_FILE_LENGTH, &fileLength));
+    CHECK_IN(file, __LINE__, msg->findInt32(AMSG_FILE_ID, &fileId));
+    CHECK_IN(file, __LINE__, msg->findInt64(AMSG_FILE_OFFSET, &fileOffset));
+    CHECK_IN(file, __LINE__, msg->findInt64(AMSG_FILE_LENGTH, &fileLength));
     return new FileSource(reopenDescriptor(fileId), fileOffset, fileLength);
 }
 
 // Selects the first track whose type begins with `prefix`; false without one.
-static inline bool selectFirstTrack(const sp<NuMediaExtractor>& extractor, const char* prefix,
-                                    sp<AMessage>* format, AString* mime) {
+static inline bool selectFirstTrack(const sp<NuMediaExtractor>& extractor, const char* file,
+                                    const char* prefix, sp<AMessage>* format, AString* mime) {
     for (size_t i = 0; i < extractor->countTracks(); ++i) {
-        CHECK(extractor->getTrackFormat(i, format) == OK);
-        CHECK((*format)->findString(AMSG_MIME, mime));
+        CHECK_IN(file, __LINE__, extractor->getTrackFormat(i, format) == OK);
+        CHECK_IN(file, __LINE__, (*format)->findString(AMSG_MIME, mime));
         if (!mime->startsWithIgnoreCase(prefix)) continue;
-        CHECK(extractor->selectTrack(i) == OK);
+        CHECK_IN(file, __LINE__, extractor->selectTrack(i) == OK);
         return true;
     }
     return false;
@@ -70,7 +72,7 @@ static inline Feed feedDecoder(const sp<MediaCodec>& codec, const sp<CallbackRel
                                int64_t* timeUs, const char* file, const char* function, int line) {
     sp<MediaCodecBuffer> buffer;
     status_t err = codec->getInputBuffer(index, &buffer);
-    if (!relay->accepted(err, LOG_TAG, file, __LINE__, "CHECK(err == OK)")) {
+    if (!relay->accepted(err, LOG_TAG, {file, __LINE__}, "CHECK(err == OK)")) {
         return Feed::kNothing;
     }
     if (buffer == NULL) {
@@ -88,18 +90,18 @@ static inline Feed feedDecoder(const sp<MediaCodec>& codec, const sp<CallbackRel
     }
     if (err == ERROR_END_OF_STREAM) {
         err = codec->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS);
-        relay->accepted(err, LOG_TAG, file, __LINE__, "CHECK(err == OK)");
+        relay->accepted(err, LOG_TAG, {file, __LINE__}, "CHECK(err == OK)");
         return Feed::kEnd;
     }
     buffer->setRange(sample->offset(), sample->size());
-    CHECK(extractor->getSampleTime(timeUs) == OK);
+    CHECK_IN(file, __LINE__, extractor->getSampleTime(timeUs) == OK);
     err = codec->queueInputBuffer(index, sample->offset(), sample->size(), *timeUs, 0);
-    if (!relay->accepted(err, LOG_TAG, file, __LINE__, "CHECK(err == OK)")) {
+    if (!relay->accepted(err, LOG_TAG, {file, __LINE__}, "CHECK(err == OK)")) {
         return Feed::kNothing;
     }
     // Leaving the last sample answers the end of the stream; the next read finds it.
     err = extractor->advance();
-    CHECK(err == OK || err == ERROR_END_OF_STREAM);
+    CHECK_IN(file, __LINE__, err == OK || err == ERROR_END_OF_STREAM);
     return Feed::kSample;
 }
 

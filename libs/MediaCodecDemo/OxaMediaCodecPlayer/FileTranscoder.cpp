@@ -9,6 +9,7 @@
 #include <mediadrm/ICrypto.h>
 
 #include "CodecCallback.h"
+#include "FixedSites.h"
 #include "TrackReading.h"
 
 // Lines and assertions carry the name of the kind of transcoder that they are about.
@@ -87,7 +88,7 @@ void FileTranscoder::onMessageReceived(const sp<AMessage>& msg) {
         onTeardown();
         return;
     }
-    const Sites& sites = mKind.sites;
+    const sites::TranscoderSites& sites = mKind.sites;
     status_t err = OK;
     switch (msg->what()) {
         case kWhatSetDataSource:
@@ -103,18 +104,18 @@ void FileTranscoder::onMessageReceived(const sp<AMessage>& msg) {
             onSetTargetFormat(msg);
             break;
         case kWhatPrepare:
-            CHECK_IN(mKind.sourceFile, sites.prepare, mState == UNPREPARED);
+            CHECK_IN(mKind.sites.file, sites.prepare, mState == UNPREPARED);
             err = onPrepare();
             if (err == OK) mState = PREPARED;
             break;
         case kWhatStart:
-            CHECK_IN(mKind.sourceFile, sites.start, mState == PREPARED);
+            CHECK_IN(mKind.sites.file, sites.start, mState == PREPARED);
             err = onStart();
             break;
         case kWhatStop:
             // The client cannot know that a refused track has stopped this pipeline already. The
             // refusal is set before the state, and read after it.
-            CHECK_TEXT(mState == STARTED || mRefused, mKind.sourceFile, sites.stop,
+            CHECK_TEXT(mState == STARTED || mRefused, mKind.sites.file, sites.stop,
                        "mState == STARTED");
             onStop();
             mRefused = false;
@@ -126,7 +127,7 @@ void FileTranscoder::onMessageReceived(const sp<AMessage>& msg) {
             mRefused = false;
             break;
         default:
-            TRESPASS_IN(mKind.sourceFile, sites.unknown);
+            TRESPASS_IN(mKind.sites.file, sites.unknownRequest);
     }
     replyWithError(msg, err);
 }
@@ -146,38 +147,39 @@ void FileTranscoder::onTeardown() {
 }
 
 void FileTranscoder::onSetDataSource(const sp<AMessage>& msg) {
-    CHECK_IN(mKind.sourceFile, mKind.sites.setters, mState == UNINITIALIZED);
+    CHECK_IN(mKind.sites.file, mKind.sites.setPath, mState == UNINITIALIZED);
     AString inputFile;
-    CHECK_IN(mKind.sourceFile, mKind.sites.setters + 3, msg->findString(AMSG_PATH, &inputFile));
+    CHECK_IN(mKind.sites.file, mKind.sites.path, msg->findString(AMSG_PATH, &inputFile));
     mDataSource = new FileSource(inputFile.c_str());
     mState = WAIT_MUXER;
 }
 
 void FileTranscoder::onSetDataSourceFd(const sp<AMessage>& msg) {
-    int site = mKind.sites.setters;
-    CHECK_IN(mKind.sourceFile, site + 13, mState == UNINITIALIZED);
+    CHECK_IN(mKind.sites.file, mKind.sites.setFile, mState == UNINITIALIZED);
     int32_t fileId;
     int64_t fileOffset, fileLength;
-    CHECK_IN(mKind.sourceFile, site + 18, msg->findInt32(AMSG_FILE_ID, &fileId));
-    CHECK_IN(mKind.sourceFile, site + 19, msg->findInt64(AMSG_FILE_OFFSET, &fileOffset));
-    CHECK_IN(mKind.sourceFile, site + 20, msg->findInt64(AMSG_FILE_LENGTH, &fileLength));
+    CHECK_IN(mKind.sites.file, mKind.sites.fileId, msg->findInt32(AMSG_FILE_ID, &fileId));
+    CHECK_IN(mKind.sites.file, mKind.sites.fileOffset,
+             msg->findInt64(AMSG_FILE_OFFSET, &fileOffset));
+    CHECK_IN(mKind.sites.file, mKind.sites.fileLength,
+             msg->findInt64(AMSG_FILE_LENGTH, &fileLength));
     mDataSource = new FileSource(reopenDescriptor(fileId), fileOffset, fileLength);
     mState = WAIT_MUXER;
 }
 
 void FileTranscoder::onSetMuxer(const sp<AMessage>& msg) {
-    CHECK_IN(mKind.sourceFile, mKind.sites.setters + 29, mState == WAIT_MUXER);
+    CHECK_IN(mKind.sites.file, mKind.sites.setMuxer, mState == WAIT_MUXER);
     sp<RefBase> obj;
-    CHECK_IN(mKind.sourceFile, mKind.sites.setters + 31, msg->findObject(AMSG_MUXER, &obj));
+    CHECK_IN(mKind.sites.file, mKind.sites.muxer, msg->findObject(AMSG_MUXER, &obj));
     mMuxer = static_cast<OxaMediaMuxer*>(obj.get());
     mState = WAIT_TARGET_FORMAT;
 }
 
 void FileTranscoder::onSetTargetFormat(const sp<AMessage>& msg) {
-    int site = mKind.sites.setters;
-    CHECK_IN(mKind.sourceFile, site + 40, mState == WAIT_TARGET_FORMAT);
+    CHECK_IN(mKind.sites.file, mKind.sites.setTargetFormat, mState == WAIT_TARGET_FORMAT);
     void* format;
-    CHECK_IN(mKind.sourceFile, site + 42, msg->findPointer(AMSG_TARTGET_FORMAT, &format));
+    CHECK_IN(mKind.sites.file, mKind.sites.targetFormat,
+             msg->findPointer(AMSG_TARTGET_FORMAT, &format));
     mTargetFormat = static_cast<_AV_FORMAT_FORMAT*>(format);
     mState = UNPREPARED;
 }
@@ -192,14 +194,14 @@ status_t FileTranscoder::openTrack(sp<AMessage>* format, AString* mime) {
 }
 
 bool FileTranscoder::selectTrack(sp<AMessage>* trackFormat, AString* trackMime) {
-    int site = mKind.sites.selectTrack;
     for (size_t i = 0; i < mExtractor->countTracks(); ++i) {
         sp<AMessage> format;
         AString mime;
-        CHECK_IN(mKind.sourceFile, site, mExtractor->getTrackFormat(i, &format) == OK);
-        CHECK_IN(mKind.sourceFile, site + 3, format->findString(AMSG_MIME, &mime));
+        CHECK_IN(mKind.sites.file, mKind.sites.trackFormat,
+                 mExtractor->getTrackFormat(i, &format) == OK);
+        CHECK_IN(mKind.sites.file, mKind.sites.trackMime, format->findString(AMSG_MIME, &mime));
         if (!mime.startsWithIgnoreCase(mKind.mimePrefix)) continue;
-        CHECK_IN(mKind.sourceFile, site + 7, mExtractor->selectTrack(i) == OK);
+        CHECK_IN(mKind.sites.file, mKind.sites.selectTrack, mExtractor->selectTrack(i) == OK);
         *trackFormat = format;
         *trackMime = mime;
         return true;
@@ -211,7 +213,7 @@ void FileTranscoder::createDecoder(const AString& mime) {
     mTeardown = new AMessage(kWhatTeardown, this);
     releaseCodec(mDecoderCodec);
     sp<MediaCodec> decoder = MediaCodec::CreateByType(mCodecLooper, mime, false /* encoder */);
-    CHECK_IN(mKind.sourceFile, mKind.sites.decoder, decoder != NULL);
+    CHECK_IN(mKind.sites.file, mKind.sites.decoder, decoder != NULL);
     decoder->getName(&mDecoderName);
     ALOGD(LOG_RED "%s[%d]: %s decoder component name: %s" LOG_RESET, __FUNCTION__, __LINE__,
           mKind.title, mDecoderName.c_str());
@@ -219,13 +221,13 @@ void FileTranscoder::createDecoder(const AString& mime) {
     mDecodeCBHandler = new DecodeCBHandler(this);
     sp<AMessage> callback =
             attachCallbackRelay(mKind.decodeCBLooper, mDecodeCBHandler, &mDecodeCBLooper);
-    CHECK_IN(mKind.sourceFile, mKind.sites.decoderCallback, decoder->setCallback(callback) == OK);
+    CHECK_IN(mKind.sites.file, mKind.sites.decoderCallback, decoder->setCallback(callback) == OK);
 }
 
 void FileTranscoder::createEncoder(const char* mime) {
     releaseCodec(mEncoderCodec);
     sp<MediaCodec> encoder = MediaCodec::CreateByType(mEncoderLooper, mime, true /* encoder */);
-    CHECK_IN(mKind.sourceFile, mKind.sites.encoder, encoder != NULL);
+    CHECK_IN(mKind.sites.file, mKind.sites.encoder, encoder != NULL);
     encoder->getName(&mEncoderName);
     ALOGD(LOG_RED "%s[%d]: %s encoder component name: %s" LOG_RESET, __FUNCTION__, __LINE__,
           mKind.title, mEncoderName.c_str());
@@ -236,7 +238,7 @@ void FileTranscoder::attachEncoderRelay() {
     mEncodeCBHandler = new EncodeCBHandler(this);
     sp<AMessage> callback =
             attachCallbackRelay(mKind.encodeCBLooper, mEncodeCBHandler, &mEncodeCBLooper);
-    CHECK_IN(mKind.sourceFile, mKind.sites.encoderCallback,
+    CHECK_IN(mKind.sites.file, mKind.sites.encoderCallback,
              mEncoderCodec->setCallback(callback) == OK);
 }
 
@@ -284,12 +286,15 @@ void FileTranscoder::stopCodecs() {
     if (mCodecsStopped) return;
     mCodecsStopped = true;
     // What a failed start has dropped, or the first output has not made yet, cannot be stopped.
-    const char* file = mKind.sourceFile;
-    int site = mKind.sites.stopCodecs;
-    if (mDecodeCBLooper != NULL) CHECK_IN(file, site, mDecodeCBLooper->stop() == OK);
-    if (mDecoderCodec != NULL) CHECK_IN(file, site + 1, stopCodec(mDecoderCodec) == OK);
-    if (mEncodeCBLooper != NULL) CHECK_IN(file, site + 2, mEncodeCBLooper->stop() == OK);
-    if (mEncoderCodec != NULL) CHECK_IN(file, site + 3, stopCodec(mEncoderCodec) == OK);
+    const sites::TranscoderSites& sites = mKind.sites;
+    if (mDecodeCBLooper != NULL)
+        CHECK_IN(sites.file, sites.stopDecodeLooper, mDecodeCBLooper->stop() == OK);
+    if (mDecoderCodec != NULL)
+        CHECK_IN(sites.file, sites.stopDecoder, stopCodec(mDecoderCodec) == OK);
+    if (mEncodeCBLooper != NULL)
+        CHECK_IN(sites.file, sites.stopEncodeLooper, mEncodeCBLooper->stop() == OK);
+    if (mEncoderCodec != NULL)
+        CHECK_IN(sites.file, sites.stopEncoder, stopCodec(mEncoderCodec) == OK);
 }
 
 void FileTranscoder::releaseAll() {
@@ -297,7 +302,7 @@ void FileTranscoder::releaseAll() {
     if (mDecodeCBLooper != NULL) mDecodeCBLooper->stop();
     if (mEncodeCBLooper != NULL) mEncodeCBLooper->stop();
     mMuxer.clear();
-    const char* file = mKind.sourceFile;
+    const char* file = mKind.sites.file;
     if (mDecoderCodec != NULL) {
         sp<MediaCodec> decoder = mDecoderCodec;
         CHECK_EQ_IN(file, mKind.sites.releaseDecoder, decoder->release(), (status_t)OK);
@@ -334,11 +339,11 @@ bool FileTranscoder::queueSample(uint32_t index, const sp<MediaCodecBuffer>& buf
         onInputEnd(index);
         return false;
     }
-    const char* file = mKind.sourceFile;
+    const char* file = mKind.sites.file;
     int64_t timeUs;
     CHECK_IN(file, mKind.sites.sampleTime, mExtractor->getSampleTime(&timeUs) == OK);
     err = mDecoderCodec->queueInputBuffer(index, sample->offset(), sample->size(), timeUs, 0);
-    if (!mDecodeCBHandler->acceptedEq(err, mKind.tag, file, mKind.sites.queueSample,
+    if (!mDecodeCBHandler->acceptedEq(err, mKind.tag, {file, mKind.sites.queueSample},
                                       "CHECK_EQ( err,(status_t)OK)")) {
         return false;
     }
@@ -372,7 +377,7 @@ void FileTranscoder::writeSample(uint32_t index, const sp<ABuffer>& sample, ssiz
                                  int64_t timeUs, int32_t flags) {
     if (mStreamOutput) waitForStreamTime(timeUs);
     status_t err = mMuxer->writeSampleData(sample, trackIndex, timeUs, flags);
-    CHECK_EQ_IN(mKind.sourceFile, mKind.sites.writeSample, err, (status_t)OK);
+    CHECK_EQ_IN(mKind.sites.file, mKind.sites.writeSample, err, (status_t)OK);
     mEncoderCodec->releaseOutputBuffer(index);
 }
 

@@ -19,6 +19,10 @@
 
 namespace android {
 
+namespace sites {
+struct TranscoderSites;
+}
+
 // What VideoTranscoder and AudioTranscoder share: the commands, the way from the file into the
 // decoder, and the way of the encoder's samples into the muxer.
 //
@@ -59,34 +63,11 @@ class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public Ox
     void handleEncoderError(int32_t err, int32_t actionCode, const char* detail) override;
 
   protected:
-    // Numbers in assertions that field tools know. Where several follow one another at the same
-    // distances in both kinds, only the first is given.
-    struct Sites {
-        int setters;
-        int prepare;
-        int start;
-        int stop;
-        int unknown;
-        int selectTrack;
-        int decoder;
-        int decoderCallback;
-        int encoder;
-        int encoderCallback;
-        int stopCodecs;
-        int releaseDecoder;
-        int releaseEncoder;
-        int sampleTime;
-        int queueSample;
-        int advance;
-        int writeSample;
-    };
-
     // What tells the two kinds apart.
     struct Kind {
-        const char* tag;         // of log lines
-        const char* sourceFile;  // which assertions name
-        const char* title;       // "Video" or "Audio"
-        const char* stream;      // "video" or "audio"
+        const char* tag;     // of log lines
+        const char* title;   // "Video" or "Audio"
+        const char* stream;  // "video" or "audio"
         const char* mimePrefix;
         const char* codecLooper;
         const char* encoderLooper;
@@ -94,7 +75,7 @@ class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public Ox
         const char* encodeCBLooper;
         int32_t track;    // in reports
         int32_t noTrack;  // in reports
-        Sites sites;
+        const sites::TranscoderSites& sites;
     };
 
     enum {

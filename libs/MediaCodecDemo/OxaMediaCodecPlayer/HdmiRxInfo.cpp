@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "FixedSites.h"
 #include "OxaMediaCodecPlayerCommon.h"
 
 namespace android {
@@ -95,7 +96,7 @@ HdmiRxInfo* HdmiRxInfo::GetInstance() {
 void HdmiRxInfo::DelInstance() {
     sDropped = sUsers > 0;
     if (sInstance == NULL || sDropped) return;
-    ALOGD("%s[%d]", "~HdmiRxInfo", 41);
+    ALOGD("%s[%d]", SITE(sites::HdmiRxInfo::kDropped));
     delete sInstance;
     sInstance = NULL;
 }
@@ -111,13 +112,13 @@ HdmiRxInfo::HdmiRxInfo()
       mAudioReady(0),
       mAudioFreq(0),
       mAudioLpcm(0) {
-    ALOGD("%s[%d]", "HdmiRxInfo", 35);
+    ALOGD("%s[%d]", SITE(sites::HdmiRxInfo::kMade));
     retrieveHdmiRxVideoInfo();
     retrieveHdmiRxAduioInfo();
 }
 
 HdmiRxInfo::~HdmiRxInfo() {
-    ALOGD("%s[%d]", "~HdmiRxInfo", 41);
+    ALOGD("%s[%d]", SITE(sites::HdmiRxInfo::kDropped));
 }
 
 int HdmiRxInfo::retrieveHdmiRxVideoInfo() {

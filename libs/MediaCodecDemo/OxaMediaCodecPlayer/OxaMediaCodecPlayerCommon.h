@@ -12,13 +12,10 @@
 #include <media/stagefright/foundation/AString.h>
 #include <stdint.h>
 
-// Field tools match log lines and assertions by their site number. Where a number is part of a
-// text that they know, it is written down with the ..._AT forms and does not follow the editor;
-// everywhere else CHECK and __LINE__ are used.
+// Field tools match log lines and assertions by their site number. Those that are part of a text
+// that they know stand in FixedSites.h; everywhere else CHECK and __LINE__ are used.
 // The ..._IN forms name the file that the caller gives, for code that several classes share.
 // No form is made of another: the macros in a condition must be printed as they are written.
-#define CHECK_AT(line, condition) \
-    LOG_ALWAYS_FATAL_IF(!(condition), "%s:%d CHECK(%s) failed.", __FILE__, line, #condition)
 #define CHECK_IN(file, line, condition) \
     LOG_ALWAYS_FATAL_IF(!(condition), "%s:%d CHECK(%s) failed.", file, line, #condition)
 
@@ -26,7 +23,6 @@
 #define CHECK_TEXT(condition, file, line, text) \
     LOG_ALWAYS_FATAL_IF(!(condition), "%s:%d CHECK(%s) failed.", file, line, text)
 
-#define CHECK_EQ_AT(line, x, y) CHECK_EQ_TEXT(__FILE__, line, "CHECK_EQ( " #x "," #y ")", x, y)
 #define CHECK_EQ_IN(file, line, x, y) CHECK_EQ_TEXT(file, line, "CHECK_EQ( " #x "," #y ")", x, y)
 #define CHECK_EQ_TEXT(file, line, text, x, y)                                          \
     do {                                                                               \
@@ -41,7 +37,6 @@
         }                                                                              \
     } while (false)
 
-#define TRESPASS_AT(line) TRESPASS_IN(__FILE__, line)
 #define TRESPASS_IN(file, line) LOG_ALWAYS_FATAL("%s:%d Should not be here. ", file, line)
 
 // Colours of the platform log: red for ends, stops and failures, green for format summaries.

@@ -11,6 +11,7 @@
 
 #include "CodecCallback.h"
 #include "FilePlayback.h"
+#include "FixedSites.h"
 #include "TrackReading.h"
 
 namespace android {
@@ -92,7 +93,8 @@ void VideoDecoder::onMessageReceived(const sp<AMessage>& msg) {
         case kWhatSetDataSourcePath:
         case kWhatSetDataSourceFdRange:
             CHECK(mState == UNINITIALIZED);
-            mSource = openFileSource(msg, msg->what() == kWhatSetDataSourcePath);
+            mSource = openFileSource(msg, sites::VideoDecoder::kFile,
+                                     msg->what() == kWhatSetDataSourcePath);
             mState = WAIT_SURFACE;
             break;
         case kWhatAttachSurface:
@@ -130,7 +132,7 @@ void VideoDecoder::onMessageReceived(const sp<AMessage>& msg) {
             }
             break;
         default:
-            TRESPASS_AT(167);
+            TRESPASS_SITE(sites::VideoDecoder::kUnknownRequest);
     }
     replyWithError(msg, err);
 }
@@ -163,7 +165,7 @@ status_t VideoDecoder::onPrepare() {
 
     sp<AMessage> format;
     AString mime;
-    if (!selectFirstTrack(mExtractor, "video/", &format, &mime)) {
+    if (!selectFirstTrack(mExtractor, sites::VideoDecoder::kFile, "video/", &format, &mime)) {
         ALOGD(LOG_RED "%s[%d]: No video track" LOG_RESET, __FUNCTION__, __LINE__);
         postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, NO_VIDEO_TRACK);
         mEnded = true;
@@ -233,8 +235,8 @@ status_t VideoDecoder::onReset() {
 void VideoDecoder::handleDecoderInputBuffer(uint32_t index) {
     if (mState != STARTED || mInputEOS) return;
     int64_t timeUs;
-    switch (feedDecoder(mMediaCodec, mDecodeCBHandler, mExtractor, index, &timeUs, __FILE__,
-                        __FUNCTION__, __LINE__)) {
+    switch (feedDecoder(mMediaCodec, mDecodeCBHandler, mExtractor, index, &timeUs,
+                        sites::VideoDecoder::kFile, __FUNCTION__, __LINE__)) {
         case Feed::kSample:
             // A tunneled codec delivers no outputs: pictures are counted on their way in.
             if (!isTunneled()) break;

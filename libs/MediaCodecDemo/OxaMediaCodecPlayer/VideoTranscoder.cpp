@@ -8,6 +8,8 @@
 #include <media/stagefright/foundation/MediaDefs.h>
 #include <mediadrm/ICrypto.h>
 
+#include "FixedSites.h"
+
 namespace android {
 
 namespace {
@@ -22,7 +24,6 @@ constexpr char kErrIsOk[] = "CHECK_EQ( err,(status_t)OK)";
 
 const FileTranscoder::Kind VideoTranscoder::kKind = {
         LOG_TAG,
-        __FILE__,
         "Video",
         "video",
         "video/",
@@ -32,25 +33,7 @@ const FileTranscoder::Kind VideoTranscoder::kKind = {
         "V-EncodeCBLooper",
         VIDEO_TRACK,
         NO_VIDEO_TRACK,
-        {
-                60,   // setters
-                111,  // prepare
-                133,  // start
-                147,  // stop
-                171,  // unknown
-                294,  // selectTrack
-                304,  // decoder
-                317,  // decoderCallback
-                321,  // encoder
-                368,  // encoderCallback
-                452,  // stopCodecs
-                466,  // releaseDecoder
-                470,  // releaseEncoder
-                568,  // sampleTime
-                575,  // queueSample
-                576,  // advance
-                660,  // writeSample
-        },
+        sites::VideoTranscoder::kShared,
 };
 
 VideoTranscoder::VideoTranscoder()
@@ -96,9 +79,9 @@ void VideoTranscoder::onCalculateFPS(const sp<AMessage>& msg) {
     mEncodedFrames = 0;
     mDecFramesSinceReport = 0;
     mEncFramesSinceReport = 0;
-    LOG_ALWAYS_FATAL_IF(!msg->findDouble(AMSG_CALCULATE_FPS, &seconds), "%s",
-                        __FILE__
-                        ":127 CHECK(msg->findDouble(AMSG_CALCULATE_FPS, &mCalculateFPS)) failed.");
+    CHECK_TEXT(msg->findDouble(AMSG_CALCULATE_FPS, &seconds), sites::VideoTranscoder::kFile,
+               sites::VideoTranscoder::kCalculateFps,
+               "msg->findDouble(AMSG_CALCULATE_FPS, &mCalculateFPS)");
     mCalculateFPS = seconds;
 }
 
@@ -170,7 +153,7 @@ status_t VideoTranscoder::onStart() {
         mEncLastFrameUs = nowUs;
     }
     status_t err = startDecoder();
-    CHECK_AT(140, err == OK);
+    CHECK_SITE(sites::VideoTranscoder::kDecoderStarted, err == OK);
     ALOGD("start decoder success");
     return OK;
 }
@@ -191,7 +174,8 @@ void VideoTranscoder::handleDecoderInputBuffer(uint32_t index) {
     if (mState != STARTED || mInputEOS) return;
     sp<MediaCodecBuffer> buffer;
     status_t err = mDecoderCodec->getInputBuffer(index, &buffer);
-    if (!mDecodeCBHandler->acceptedEq(err, LOG_TAG, __FILE__, 537, kErrIsOk)) return;
+    if (!mDecodeCBHandler->acceptedEq(err, LOG_TAG, sites::VideoTranscoder::kInputBuffer, kErrIsOk))
+        return;
     if (buffer == NULL) {
         ALOGE(LOG_RED "%s[%d]: Failed to getInputBuffer" LOG_RESET, __FUNCTION__, __LINE__);
         return;
@@ -242,7 +226,9 @@ void VideoTranscoder::handleEncoderOutputBuffer(uint32_t index, uint32_t offset,
     }
     sp<MediaCodecBuffer> buffer;
     status_t err = mEncoderCodec->getOutputBuffer(index, &buffer);
-    if (!mEncodeCBHandler->acceptedEq(err, LOG_TAG, __FILE__, 632, kErrIsOk)) return;
+    if (!mEncodeCBHandler->acceptedEq(err, LOG_TAG, sites::VideoTranscoder::kOutputBuffer,
+                                      kErrIsOk))
+        return;
     if (buffer == NULL) {
         ALOGE(LOG_RED "%s[%d]: Failed to getOutputBuffer" LOG_RESET, __FUNCTION__, __LINE__);
         return;
