@@ -1,0 +1,61 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "files/FileCheck.h"
+#include "support/TempDir.h"
+
+namespace oxa::test {
+namespace {
+
+std::vector<std::string> filesIn(const std::string& folder) {
+    const std::set<std::string> others = {".md", ".txt", ".json"};
+    std::vector<std::string> files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        const bool isMedia = entry.is_regular_file() && others.count(entry.path().extension()) == 0;
+        if (isMedia) files.push_back(entry.path());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+void expectNoMisses(const std::string& path) {
+    const TempDir folder;
+    for (const std::string& miss : missesOfUnknown(path, folder.path()))
+        ADD_FAILURE() << path << ": " << miss;
+}
+
+std::string nameOf(const testing::TestParamInfo<std::string>& info) {
+    std::string name = std::filesystem::path(info.param).stem();
+    std::replace_if(
+            name.begin(), name.end(), [](char c) { return !isalnum(c); }, '_');
+    return name;
+}
+
+class RealFileTest : public testing::TestWithParam<std::string> {};
+
+TEST_P(RealFileTest, isWholeInOrderAndAsGoodAsThePeers) {
+    expectNoMisses(GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(Media, RealFileTest, testing::ValuesIn(filesIn(OXA_TEST_MEDIA_DIR)),
+                         nameOf);
+
+// A folder of one's own: OXA_TEST_FILES names it.
+TEST(OwnFilesTest, areWholeInOrderAndAsGoodAsThePeers) {
+    const char* folder = getenv("OXA_TEST_FILES");
+    if (folder == nullptr) GTEST_SKIP() << "OXA_TEST_FILES names no folder";
+    for (const std::string& path : filesIn(folder))
+        expectNoMisses(path);
+}
+
+}  // namespace
+}  // namespace oxa::test
