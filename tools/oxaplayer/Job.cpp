@@ -23,7 +23,8 @@ std::optional<Failure> Job::run() {
     // Closing an output may have failed, too.
     handlePending();
     mWarnings.summarize();
-    if (damaged() > 0) mReport->damage(damaged());
+    // A job that failed has one line, and that says why.
+    if (!mFailure && damaged() > 0) mReport->damage(damaged());
     return mFailure;
 }
 

@@ -293,11 +293,9 @@ TEST(CodecAnswers, AFlushedEncoderGoesOn) {
     ASSERT_EQ(OK, codec->flush());
     EXPECT_EQ(OK, codec->flush());
     ASSERT_EQ(OK, codec->start());
-    const size_t before = CodecClient::countOf(codec.events(), MediaCodec::CB_INPUT_AVAILABLE);
-    ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_OUTPUT_FORMAT_CHANGED, 2));
+    codec.settle();  // all of this run's inputs have been offered
     const auto inputs = CodecClient::ofKind(codec.events(), MediaCodec::CB_INPUT_AVAILABLE);
     const size_t outputs = CodecClient::countOf(codec.events(), MediaCodec::CB_OUTPUT_AVAILABLE);
-    ASSERT_GT(before, 0u);
     codec.queue(inputs.size() - 1, 500000);
     ASSERT_EQ(OK, codec->queueInputBuffer(inputs[inputs.size() - 2].index, 0, 0, 0,
                                           MediaCodec::BUFFER_FLAG_EOS));
