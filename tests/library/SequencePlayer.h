@@ -1,0 +1,94 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <OxaMediaCodecPlayer.h>
+#include <oxa/host/Display.h>
+#include <oxa/host/HdmiReceiver.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "library/FacadeModel.h"
+#include "support/TempDir.h"
+
+namespace oxa::test {
+
+// Makes the calls of one sequence with a real player, and compares what comes of each with the
+// model.
+class SequencePlayer {
+  public:
+    // `clips` has a file for each Source. Hears of each call before it is made.
+    using Listener = std::function<void(size_t index)>;
+    SequencePlayer(std::string clips, Listener listener);
+    ~SequencePlayer();
+    SequencePlayer(const SequencePlayer&) = delete;
+    SequencePlayer& operator=(const SequencePlayer&) = delete;
+
+    // What is wrong, empty: nothing. Once.
+    std::string play(const Sequence& sequence);
+
+  private:
+    class Reports;
+
+    void playCalls(const Sequence& sequence);
+    void playOne(const Call& call);
+    void playAside(const Call& aside, const Call& next);
+    // On any thread.
+    android::status_t make(const Call& call);
+    void expectAnswer(const Call& call, android::status_t answer,
+                      const std::vector<android::status_t>& right, int64_t taken);
+    void find(const std::string& what);
+
+    // Calls that need more than one line.
+    void create(Streams streams);
+    android::status_t initiate(Job job);
+    void makeCamera(Job job);
+    void makeReceiver(Job job);
+    android::status_t setDataSource(Source source);
+    android::status_t setCamera(bool shared);
+    android::status_t setMuxer(Output output);
+    android::status_t setTargetFormat(TargetFormat format);
+    android::status_t getProgress(bool null);
+    void strike(Call::Name name);
+    void waitUntil(Call::Name name);
+
+    // What is seen besides answers.
+    void beforeCall(const Call& call);
+    void afterCall(const Call& call);
+    int64_t recorded();
+    bool hasBegun();
+    void expectRecorded();
+    void noteFigures();
+    void expectSteadyStart();
+    void expectReports();
+    void expectWholeFiles();
+    void expectWholeFile(const std::string& path);
+
+    const std::string mClips;
+    const Listener mListener;
+    const TempDir mFolder;
+    std::unique_ptr<oxa::host::SimulatedHdmiReceiver> mReceiver;
+    std::unique_ptr<oxa::host::Display> mDisplay;
+    android::sp<android::ALooper> mReportLooper;
+    android::sp<Reports> mReports;
+    android::sp<android::OxaMediaCodecPlayer> mPlayer;
+    FacadeModel mModel;
+    std::string mFinding;
+
+    int mOutputs = 0;
+    std::vector<int> mDescriptors;
+    int64_t mRecordedBefore = 0;    // when recording was switched on
+    int64_t mStartTimeUs = 0;       // as the start of a playback told it
+    bool mDisturbed = false;        // an output may be cut
+    std::vector<int64_t> mFigures;  // of recordings that have ended
+    std::vector<int> mPlugs;        // reports that must come
+};
+
+// A clock that a busy machine stretches: ticks of 10 ms of a thread that sleeps so long each.
+int64_t ticks();
+
+}  // namespace oxa::test

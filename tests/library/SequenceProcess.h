@@ -1,0 +1,47 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "library/CallSequence.h"
+
+namespace oxa::test {
+
+// A child process that plays one sequence after another, this program itself: a player that aborts,
+// crashes or hangs is seen from outside. After a finding another process goes on.
+class SequenceProcess {
+  public:
+    // `clips`: as SequencePlayer's.
+    explicit SequenceProcess(const std::string& clips);
+    ~SequenceProcess();
+    SequenceProcess(const SequenceProcess&) = delete;
+    SequenceProcess& operator=(const SequenceProcess&) = delete;
+
+    // What is wrong, empty: nothing.
+    std::string play(const Sequence& sequence);
+
+    // What the child does. Its arguments are the program's.
+    static bool isChild(int argc, char** argv);
+    static int runChild(char** argv);
+
+  private:
+    void start();
+    // Its end by a signal; empty if it ended otherwise.
+    std::string end();
+    // False: none came in time (`hangs`), or the child has ended.
+    bool readLine(std::string* line, bool* hangs);
+    std::string lastErrors() const;
+
+    const std::string mClips;
+    const std::string mErrors;
+    pid_t mChild = -1;
+    int mIn = -1;
+    int mOut = -1;
+    std::string mRead;
+};
+
+}  // namespace oxa::test
