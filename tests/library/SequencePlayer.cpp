@@ -34,6 +34,8 @@ namespace {
 
 constexpr std::chrono::milliseconds kTick{10};
 constexpr int64_t kAnswerTicks = 200;
+// Where threads are held up.
+constexpr int64_t kHeldUpAnswerTicks = 600;
 // Of a healthy source, and of a short file.
 constexpr std::chrono::seconds kLongestWait{20};
 constexpr std::chrono::seconds kReportLimit{3};
@@ -213,7 +215,7 @@ void SequencePlayer::expectAnswer(const Call& call, status_t answer,
         find(textOf(call) + " answers " + std::to_string(answer));
     }
     const bool waits = call.name >= Call::kUntilRecorded && call.name <= Call::kPause;
-    if (taken > kAnswerTicks && !waits) {
+    if (taken > (mHeldUp ? kHeldUpAnswerTicks : kAnswerTicks) && !waits) {
         find(textOf(call) + " is answered after " + std::to_string(taken * kTick.count()) + " ms");
     }
 }
@@ -277,6 +279,7 @@ status_t SequencePlayer::make(const Call& call) {
             std::this_thread::sleep_for(kPauses[call.value]);
             return OK;
         case Call::kLateWakers:
+            mHeldUp = true;
             holdUpWakers(true);
             return OK;
         default:

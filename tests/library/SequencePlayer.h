@@ -81,8 +81,9 @@ class SequencePlayer {
 
     int mOutputs = 0;
     std::vector<int> mDescriptors;
-    int64_t mRecordedBefore = 0;    // when recording was switched on
-    int64_t mStartTimeUs = 0;       // as the start of a playback told it
+    int64_t mRecordedBefore = 0;  // when recording was switched on
+    int64_t mStartTimeUs = 0;     // as the start of a playback told it
+    bool mHeldUp = false;
     bool mDisturbed = false;        // an output may be cut
     std::vector<int64_t> mFigures;  // of recordings that have ended
     std::vector<int> mPlugs;        // reports that must come
