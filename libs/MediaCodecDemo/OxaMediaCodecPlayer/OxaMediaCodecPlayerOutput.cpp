@@ -74,7 +74,9 @@ status_t OxaMediaCodecPlayer::setOutput(_OxaTranscodeConfig& config) {
     const bool wasUnused = mOutputState == kOutputReady;
     mOutputFdOwned = false;
     status_t err = setOutputFormat(config);
-    if (err == OK && mTranscode) err = mOutputIsNext ? tryOutput() : makeMuxer();
+    // Also where recording only waits for the former one's end: it could not begin then.
+    const bool isWanted = mTranscode || mSwitchOnPending;
+    if (err == OK && isWanted) err = mOutputIsNext ? tryOutput() : makeMuxer();
     if (err == OK) {
         if (former.fdOwned) close(former.format.fileDesc);
         if (wasUnused && former.defaultName) removeFile(former.name.c_str());
