@@ -15,10 +15,12 @@ namespace {
 
 constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr int64_t kLeastPatienceUs = 500000;
+constexpr int64_t kMostLivePatienceUs = 1000000;
 constexpr int64_t kMostPatienceUs = 30000000;
 constexpr int kPatienceInGaps = 2;
 // More than a live source has ready when it begins.
 constexpr int64_t kMaxLiveLeadUs = 1000000;
+constexpr int64_t kMaxLiveLagUs = 2000000;
 constexpr int64_t kMaxStepUs = 250000;
 
 }  // namespace
@@ -54,7 +56,8 @@ void SampleOrder::add(AVPacket* packet, int64_t nowUs) {
     mBegun = true;
     if (!track.begun) track.liveOffsetUs = nowUs - sampleUs;
     track.begun = true;
-    if (sampleUs + track.liveOffsetUs - nowUs > kMaxLiveLeadUs) mFasterThanLive = true;
+    const int64_t leadUs = sampleUs + track.liveOffsetUs - nowUs;
+    if (leadUs > kMaxLiveLeadUs || leadUs < -kMaxLiveLagUs) mLive = false;
     track.longestGapUs = std::max(track.longestGapUs, mClockUs - track.clockUs);
     track.clockUs = mClockUs;
     track.lastTimeUs = sampleUs;
@@ -96,9 +99,9 @@ bool SampleOrder::isDue(const Track& track) const {
 int64_t SampleOrder::reachUs(const Track& track) const {
     const int64_t silenceUs = mClockUs - track.clockUs;
     if (silenceUs >= kMostPatienceUs) return INT64_MAX;
-    const int64_t patienceUs =
-            mFasterThanLive ? kMostPatienceUs
-                            : std::max(kLeastPatienceUs, kPatienceInGaps * track.longestGapUs);
+    const int64_t patienceUs = mLive ? std::clamp(kPatienceInGaps * track.longestGapUs,
+                                                  kLeastPatienceUs, kMostLivePatienceUs)
+                                     : kMostPatienceUs;
     if (silenceUs > patienceUs) {
         return (track.begun ? track.lastTimeUs : mFirstTimeUs) + silenceUs - patienceUs;
     }

@@ -23,9 +23,10 @@ namespace android {
 //
 // A track from which nothing comes holds the others for a limited time. It is taken to go on in
 // real time, late by its patience: twice the longest time between two of its samples so far, at
-// least half a second. Patience ends after half a minute. That is how a live source stalls, and
-// what was held then is all that is lost when the process is killed. Where samples come faster
-// than in real time nothing is live, and patience is as long as it may be.
+// least half a second and at most one. After half a minute nobody waits any more. That is how a
+// live source stalls, and what was held then is all that is lost when the process is killed. Where
+// samples come faster than in real time, or ever later, nothing is live, and patience is as long as
+// it may be.
 //
 // No more than 32 MiB are held: beyond that the earliest sample goes, whoever is late.
 //
@@ -81,7 +82,7 @@ class SampleOrder {
     std::vector<Track> mTracks;
     size_t mHeldBytes = 0;
     bool mBegun = false;
-    bool mFasterThanLive = false;
+    bool mLive = true;         // as far as is known
     int64_t mFirstTimeUs = 0;  // of all samples
     int64_t mClockUs = 0;
     int64_t mLastNowUs = 0;

@@ -108,6 +108,17 @@ TEST_F(SampleOrderTest, whatIsFasterThanLiveIsWaitedForLong) {
     EXPECT_GE(soundUs(), 90000000);
 }
 
+// On a machine that is too slow for anything a film is no live source either.
+TEST_F(SampleOrderTest, whatComesEverLaterIsWaitedForLong) {
+    add(kPicture, 0);
+    for (int i = 0; i < 100; ++i) {
+        mNowUs += 200000;
+        add(kSound, i * kFrameUs);
+        drain();
+    }
+    EXPECT_LE(soundUs(), 500000) << "more than it takes to see that";
+}
+
 TEST_F(SampleOrderTest, neitherAStillProcessNorASlowOutputIsADelay) {
     add(kPicture, 0);
     add(kSound, 0);
