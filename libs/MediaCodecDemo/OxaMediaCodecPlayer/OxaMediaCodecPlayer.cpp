@@ -117,11 +117,8 @@ void OxaMediaCodecPlayer::resetVariables() {
     mOutputState = kOutputNone;
     mSwitchOnPending = false;
     mOutputIsNext = false;
-    // Switched on before any setMuxer(), recording must not meet the output of an earlier life.
-    mOutputName[0] = '\0';
-    mOutputAddress[0] = '\0';
-    mOutputFormat.fileName = mOutputName;
-    mOutputFormat.udpIp = mOutputAddress;
+    // The output of an earlier life is not this one's.
+    mOutputFormat.fileName = NULL;
     closeFd();
 }
 

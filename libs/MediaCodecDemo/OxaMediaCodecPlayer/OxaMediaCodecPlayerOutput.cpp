@@ -257,9 +257,12 @@ int OxaMediaCodecPlayer::openOutputFile() {
 // ---- Recording of a live source ----------------------------------------------------------------
 
 void OxaMediaCodecPlayer::switchRecording(bool enable) {
-    if (!mSource->isLive() || mPhase == kAfterStop) return;
+    if (!mSource->isLive()) return;
     mSwitchOnPending = false;
-    if (enable) {
+    if (mPhase == kAfterStop) {
+        // Nothing will record any more.
+        mTranscode = enable;
+    } else if (enable) {
         switchOn();
     } else if (mTranscode) {
         switchOff();
@@ -283,8 +286,9 @@ bool OxaMediaCodecPlayer::reopenOutput() {
     int32_t wasOn = mTranscode;
     mTranscode = 1;
     mOutputIsNext = false;
-    bool descriptorClosed = mOutputFormat.type == kOutputDescriptor && !mOutputFdOwned;
-    if (!descriptorClosed && makeMuxer() == OK) return true;
+    const bool wasSet = mOutputFormat.fileName != NULL;
+    const bool isClosed = mOutputFormat.type == kOutputDescriptor && !mOutputFdOwned;
+    if (wasSet && !isClosed && makeMuxer() == OK) return true;
     ALOGE("%s[%d]: recording stays off: output of type %d cannot be used", __FUNCTION__, __LINE__,
           mOutputFormat.type);
     mTranscode = wasOn;
