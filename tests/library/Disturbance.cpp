@@ -19,7 +19,6 @@ namespace {
 
 std::atomic<bool> gHoldUp{false};
 std::atomic<bool> gDiskFull{false};
-thread_local const void* tHasWoken = nullptr;  // at which place
 
 template <typename Function>
 Function* original(const char* name) {
@@ -28,6 +27,11 @@ Function* original(const char* name) {
 
 // How often each place in the code has woken somebody; a few places share a counter.
 std::array<std::atomic<uint32_t>, 4096> gWakings;
+
+// The thread sanitizer has definitions of its own for what wakes a thread.
+#ifndef __SANITIZE_THREAD__
+
+thread_local const void* tHasWoken = nullptr;  // at which place
 
 // What happens all the time is held up ever more seldom, what happens once in a recording often.
 int64_t pauseUs(const void* place, std::minstd_rand* random) {
@@ -47,6 +51,8 @@ void standStill(const void* place) {
     const int64_t pause = pauseUs(place, &random);
     if (pause > 0) usleep(static_cast<useconds_t>(pause));
 }
+
+#endif
 
 }  // namespace
 

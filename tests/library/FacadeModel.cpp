@@ -115,6 +115,7 @@ void FacadeModel::takeStep(const Call& call) {
     if (name == Call::kTargetFormat && mState != kStarted) mState = mPipelines = kUnprepared;
     if (name == Call::kPrepare) mState = kPrepared;
     if (name == Call::kStart) mState = kStarted;
+    if (name == Call::kStart && mSwitchedOn == kYes) mRecording = mUsable;
     mRuns = mRuns || name == Call::kStart;
     if (name != Call::kStop) return;
     if (mRuns) mState = kStopped;
@@ -185,7 +186,7 @@ void FacadeModel::setTranscode(bool on) {
     mFinishing = !on && mRecording == kYes;
     if (on && mSwitchedOn == kYes) return;
     if (on && mUsable != kNo) {
-        // One that is switched on before the start is only prepared.
+        // One that is switched on before the start begins with it.
         mRecording = mRuns ? mUsable : kNo;
         mSwitchedOn = mUsable;
         if (mTranscode != kYes) mTranscode = mUsable;

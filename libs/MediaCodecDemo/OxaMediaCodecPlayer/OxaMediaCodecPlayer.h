@@ -298,6 +298,7 @@ class OxaMediaCodecPlayer : public AHandler {
     int openOutputFile();
     void switchRecording(bool enable);
     void switchOn();
+    bool hasOutput() const;
     bool reopenOutput();
     void beginRecording();
     void switchOff();

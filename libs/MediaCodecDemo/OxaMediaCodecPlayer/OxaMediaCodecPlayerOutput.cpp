@@ -261,7 +261,7 @@ void OxaMediaCodecPlayer::switchRecording(bool enable) {
     mSwitchOnPending = false;
     if (mPhase == kAfterStop) {
         // Nothing will record any more.
-        mTranscode = enable;
+        mTranscode = enable && (mTranscode || hasOutput());
     } else if (enable) {
         switchOn();
     } else if (mTranscode) {
@@ -281,14 +281,18 @@ void OxaMediaCodecPlayer::switchOn() {
     if (!mSwitchOnPending) beginRecording();
 }
 
+// Set, and not a descriptor that was closed with its recording.
+bool OxaMediaCodecPlayer::hasOutput() const {
+    return mOutputFormat.fileName != NULL &&
+           (mOutputFormat.type != kOutputDescriptor || mOutputFdOwned);
+}
+
 // False: there is none, and recording stays as it was.
 bool OxaMediaCodecPlayer::reopenOutput() {
     int32_t wasOn = mTranscode;
     mTranscode = 1;
     mOutputIsNext = false;
-    const bool wasSet = mOutputFormat.fileName != NULL;
-    const bool isClosed = mOutputFormat.type == kOutputDescriptor && !mOutputFdOwned;
-    if (wasSet && !isClosed && makeMuxer() == OK) return true;
+    if (hasOutput() && makeMuxer() == OK) return true;
     ALOGE("%s[%d]: recording stays off: output of type %d cannot be used", __FUNCTION__, __LINE__,
           mOutputFormat.type);
     mTranscode = wasOn;
