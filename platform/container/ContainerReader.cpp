@@ -24,6 +24,7 @@ namespace {
 constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr int64_t kMaxBytesAhead = 32 << 20;
 constexpr double kUsualFrameRate = 25;
+constexpr int kResultEncrypted = FFERRTAG('E', 'N', 'C', 'R');
 
 // Where times are the sums of what samples last, or are counted, nothing can jump.
 bool canJump(const AVFormatContext& context) {
@@ -43,7 +44,13 @@ int64_t pictureUsOf(const AVStream& stream) {
     return static_cast<int64_t>(1e6 / (rate > 0 ? rate : kUsualFrameRate));
 }
 
+// A demuxer without a key gives the samples as they are stored.
+bool isEncrypted(const AVPacket& packet) {
+    return av_packet_get_side_data(&packet, AV_PKT_DATA_ENCRYPTION_INFO, nullptr) != nullptr;
+}
+
 std::string errorText(int result) {
+    if (result == kResultEncrypted) return "encrypted";
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
     av_strerror(result, text, sizeof(text));
     return text;
@@ -64,6 +71,7 @@ status_t ContainerReader::open() {
     if (err != OK) return err;
     const int result = completeStreamInfo(mContext.get());
     if (result < 0 && mStream->error() != 0) return ERROR_IO;
+    if (!readFirstPacket()) return ERROR_DRM_CANNOT_HANDLE;
     listTracks();
     mHasClock = canJump(*mContext);
     startTimeline(false);
@@ -81,9 +89,20 @@ status_t ContainerReader::openContext() {
         ALOGW("%s: %s", mSource->toString().c_str(), errorText(result).c_str());
         return stream->error() != 0 ? ERROR_IO : ERROR_UNSUPPORTED;
     }
+    mFirst.reset();
     mContext.reset(context);  // the former one goes before the stream that it reads
     mStream = std::move(stream);
     return OK;
+}
+
+// No header tells for sure that samples are encrypted, but each of them does.
+bool ContainerReader::readFirstPacket() {
+    const int result = readPacket();
+    if (result >= 0) {
+        mFirst = std::move(mPacket);
+        mPacket.reset(av_packet_alloc());
+    }
+    return result != kResultEncrypted;
 }
 
 void ContainerReader::listTracks() {
@@ -211,6 +230,7 @@ bool ContainerReader::seekTo(int64_t timeUs, SeekMode mode) {
         if (track.pictureUs > 0) break;
     }
     if (stream == nullptr) return false;
+    mFirst.reset();
     const int64_t target =
             av_rescale_q(clampTimeUs(timeUs) + mStartUs, kMicroseconds, stream->time_base);
     const bool forward = mode == SeekMode::SEEK_NEXT_SYNC;
@@ -353,9 +373,14 @@ bool ContainerReader::readAhead() {
 
 // A demuxer that has lost its way in damaged data says so and goes on with the next call.
 int ContainerReader::readPacket() {
+    if (mFirst != nullptr) {
+        mPacket = std::move(mFirst);
+        return 0;
+    }
     for (;;) {
         const int64_t position = avio_tell(mStream->context());
         const int result = av_read_frame(mContext.get(), mPacket.get());
+        if (result >= 0 && isEncrypted(*mPacket)) return kResultEncrypted;
         if (result != AVERROR(EAGAIN) || avio_tell(mStream->context()) <= position) return result;
     }
 }

@@ -79,6 +79,7 @@ class ContainerReader {
     using PacketPtr = std::unique_ptr<AVPacket, PacketDeleter>;
 
     status_t openContext();
+    bool readFirstPacket();
     void listTracks();
     void applySelection();
     AVStream* streamOf(const Track& track) const;
@@ -111,6 +112,7 @@ class ContainerReader {
     std::unique_ptr<DataSourceStream> mStream;
     std::unique_ptr<AVFormatContext, ContextDeleter> mContext;  // reads from mStream
     PacketPtr mPacket;
+    PacketPtr mFirst;  // read when the file was opened
     std::vector<Track> mTracks;
     int64_t mStartUs = 0;
     bool mHasClock = false;  // times may jump, and all tracks are read to see it

@@ -217,7 +217,7 @@ ParsedArguments parseArguments(const std::vector<std::string>& arguments,
     app.fallthrough();
     app.set_version_flag("--version", "oxaplayer " OXAPLAYER_VERSION);
     app.add_flag("--json", parsed.common.json, "Events on standard output, one JSON object a line");
-    app.add_flag("--quiet", parsed.common.quiet, "No progress and no warnings, only errors");
+    app.add_flag("--quiet", parsed.common.quiet, "Only errors, and one line if the input is damaged");
     app.add_flag("--verbose", parsed.common.verbose, "Show the platform's log");
     app.footer(
             "Exit codes: 0 done, 1 failed while running, 2 wrong usage, 3 input cannot be read,\n"

@@ -17,6 +17,8 @@ std::string statusText(android::status_t status) {
             return "The file is damaged";
         case android::ERROR_IO:
             return "It cannot be read";
+        case android::ERROR_DRM_CANNOT_HANDLE:
+            return "It is encrypted";
         default:
             break;
     }

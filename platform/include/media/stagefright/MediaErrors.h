@@ -10,6 +10,7 @@ namespace android {
 // Status values of the media classes, besides those of <utils/Errors.h>.
 enum {
     MEDIA_ERROR_BASE = -1000,
+    DRM_ERROR_BASE = -2000,
 
     ERROR_IO = MEDIA_ERROR_BASE - 4,
     ERROR_MALFORMED = MEDIA_ERROR_BASE - 7,
@@ -22,6 +23,8 @@ enum {
     INFO_FORMAT_CHANGED = MEDIA_ERROR_BASE - 12,
     INFO_DISCONTINUITY = MEDIA_ERROR_BASE - 13,
     INFO_OUTPUT_BUFFERS_CHANGED = MEDIA_ERROR_BASE - 14,
+
+    ERROR_DRM_CANNOT_HANDLE = DRM_ERROR_BASE - 6,
 };
 
 // What can be done after a codec's error: nothing, try again later, or stop and configure again.
