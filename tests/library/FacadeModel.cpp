@@ -174,6 +174,7 @@ FacadeModel::Answers FacadeModel::setMuxer(Output output) {
         return {OK, UNKNOWN_ERROR};
     }
     mState = kWaitTargetFormat;
+    mOutputIsNext = mRecording != kNo || mFinishing;
     if (mRecording == kYes) mRecording = kPerhaps;
     mOutput = output;
     mUsable = isRefused ? kNo : kYes;
@@ -194,7 +195,7 @@ void FacadeModel::setTranscode(bool on) {
         // A name is used up, another is made then; a descriptor is closed.
         const bool isDescriptor =
                 mOutput == kMp4Descriptor || mOutput == kTsDescriptor || mOutput == kFullDevice;
-        if (mTranscode != kNo && isDescriptor) mUsable = kNo;
+        if (mTranscode != kNo && isDescriptor) mUsable = mOutputIsNext ? kPerhaps : kNo;
         mTranscode = mSwitchedOn = mRecording = kNo;
     }
 }

@@ -86,6 +86,7 @@ class FacadeModel {
     Certainty mRecording = kNo;
     bool mFinishing = false;  // one that samples came of was switched off
     Output mOutput = kNoContainer;
+    bool mOutputIsNext = false;  // it was set while there was a recording
     Certainty mUsable = kNo;  // the output, by a switch-on
 };
 
