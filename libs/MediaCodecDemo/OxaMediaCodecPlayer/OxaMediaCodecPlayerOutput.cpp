@@ -270,12 +270,13 @@ void OxaMediaCodecPlayer::switchRecording(bool enable) {
 }
 
 void OxaMediaCodecPlayer::switchOn() {
-    if (mOutputState == kOutputFinishing) {
+    if (mOutputState == kOutputFinishing && hasOutput()) {
         // The last step of finishing it comes back here.
         mSwitchOnPending = true;
         return;
     }
-    if (mOutputState == kOutputNone && !reopenOutput()) return;
+    const bool hasMuxer = mOutputState == kOutputReady || mOutputState == kOutputRecording;
+    if (!hasMuxer && !reopenOutput()) return;
     // A pipeline that does not run yet would only prepare itself, and never begin.
     mSwitchOnPending = mPhase == kBeforeStart;
     if (!mSwitchOnPending) beginRecording();
