@@ -174,7 +174,7 @@ FacadeModel::Answers FacadeModel::setMuxer(Output output) {
         return {OK, UNKNOWN_ERROR};
     }
     mState = kWaitTargetFormat;
-    mOutputIsNext = mRecording != kNo || mFinishing;
+    mOutputIsNext = mHasRecorded;
     if (mRecording == kYes) mRecording = kPerhaps;
     mOutput = output;
     mUsable = isRefused ? kNo : kYes;
@@ -185,6 +185,7 @@ FacadeModel::Answers FacadeModel::setMuxer(Output output) {
 void FacadeModel::setTranscode(bool on) {
     if (!isLive()) return;
     mFinishing = !on && mRecording == kYes;
+    mHasRecorded = mHasRecorded || mRecording != kNo;
     if (on && mSwitchedOn == kYes) return;
     if (on && mUsable != kNo) {
         // One that is switched on before the start begins with it.

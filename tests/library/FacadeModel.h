@@ -86,7 +86,8 @@ class FacadeModel {
     Certainty mRecording = kNo;
     bool mFinishing = false;  // one that samples came of was switched off
     Output mOutput = kNoContainer;
-    bool mOutputIsNext = false;  // it was set while there was a recording
+    bool mHasRecorded = false;   // there was a recording, which may still be finished
+    bool mOutputIsNext = false;  // it may have been set while one was
     Certainty mUsable = kNo;  // the output, by a switch-on
 };
 
