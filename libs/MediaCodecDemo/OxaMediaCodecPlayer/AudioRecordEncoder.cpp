@@ -15,7 +15,6 @@
 
 #include <algorithm>
 
-#include "CodecCallback.h"
 #include "FixedSites.h"
 
 namespace android {
@@ -25,14 +24,21 @@ namespace {
 constexpr char ABUFFER_META_TIMESTAMP[] = "timeUs";
 constexpr int32_t kNotifiedSamples = 1024;
 constexpr size_t kMinBufferCount = 6;
-constexpr int32_t kAacProfileLc = 2;
-constexpr int32_t kBitRate = 128000;
 constexpr int32_t kMaxInputSize = 2048;
 constexpr nsecs_t kInputPollNs = 10000;
 // Of at most 1,024 samples each: a second for the monitor, which must not fall behind, and what is
 // spoken while an encoder waits for its muxer.
 constexpr size_t kMaxRenderBuffers = 50;
 constexpr size_t kMaxEncodeBuffers = 2000;
+
+constexpr TrackEncoder::Kind kTrackKind = {
+        LOG_TAG,
+        "Audio",
+        "audio",
+        "A-EncoderLooper",
+        "A-EncodeCBLooper",
+        sites::AudioRecordEncoder::kEncoderTexts,
+};
 
 }  // namespace
 
@@ -47,8 +53,8 @@ AudioRecordEncoder::AudioRecordEncoder()
       mAudioSource(AUDIO_SOURCE_DEFAULT),
       mAudioTrackIndex(-1),
       mRecordStartTimeUs(-1),
-      mLastTimeUs(-1),
-      mWriting(false) {}
+      mTrackEncoder(kTrackKind, {mEncoder, mMuxer, mEncoderLooper, mEncodeCBLooper,
+                                 mEncodeCBHandler, mAudioTrackIndex}) {}
 
 AudioRecordEncoder::~AudioRecordEncoder() {
     // Their threads call this object.
@@ -277,7 +283,7 @@ void AudioRecordEncoder::onStop() {
         mAudioTrack->stop();
     }
     // The muxer is finished next: nothing may be written any more.
-    stopCallbacks();
+    mTrackEncoder.stopCallbacks();
 }
 
 void AudioRecordEncoder::startCapture() {
@@ -359,48 +365,18 @@ void AudioRecordEncoder::AudioTrackDataCb(AudioTrack::Buffer* buffer) {
 // ---- Encoder -----------------------------------------------------------------------------------
 
 void AudioRecordEncoder::setupAudioEncoder() {
-    mWriting = false;
-    mLastTimeUs = -1;
-    mEncoderLooper = startLooper("A-EncoderLooper");
-    sp<MediaCodec> encoder =
-            MediaCodec::CreateByType(mEncoderLooper, MEDIA_MIMETYPE_AUDIO_AAC, true /* encoder */);
-    CHECK(encoder != NULL);
-    AString name;
-    encoder->getName(&name);
-    ALOGD(LOG_RED "%s[%d]: Audio encoder component name: %s" LOG_RESET, __FUNCTION__, __LINE__,
-          name.c_str());
-    sp<AMessage> format = new AMessage;
-    format->setString(AMSG_MIME, MEDIA_MIMETYPE_AUDIO_AAC);
-    format->setInt32(AMSG_AUDIO_CHANNELCOUNT, mChannelCount);
-    format->setInt32(AMSG_AUDIO_SAMPLERATE, mSampleRate);
-    format->setInt32("aac-profile", kAacProfileLc);
-    format->setInt32("bitrate", kBitRate);
-    format->setInt32("max-input-size", kMaxInputSize);
-    mEncodeCBHandler = new EncodeCBHandler(this);
-    sp<AMessage> encoderCallback =
-            attachCallbackRelay("A-EncodeCBLooper", mEncodeCBHandler, &mEncodeCBLooper);
-    CHECK(encoder->setCallback(encoderCallback) == OK);
-    CHECK(encoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE) == OK);
-    mEncoder = encoder;
+    mTrackEncoder.begin();
+    mTrackEncoder.create(MEDIA_MIMETYPE_AUDIO_AAC, {sites::AudioRecordEncoder::kFile, __LINE__});
+    mTrackEncoder.logName({__FUNCTION__, __LINE__});
+    sp<AMessage> format = newAacFormat(mChannelCount, mSampleRate, kMaxInputSize);
+    mTrackEncoder.attachRelay(this, {sites::AudioRecordEncoder::kFile, __LINE__});
+    mTrackEncoder.configure(format, {sites::AudioRecordEncoder::kFile, __LINE__});
     ALOGD("%s:%d Setup audio encoder done", __FUNCTION__, __LINE__);
 }
 
-// No callback may run into a codec that is being released, or into a muxer that is being stopped.
-// One of them may wait for a muxer that nobody will start any more.
-void AudioRecordEncoder::stopCallbacks() {
-    if (mMuxer != NULL) mMuxer->openGate();
-    if (mEncodeCBLooper != NULL) mEncodeCBLooper->stop();
-}
-
 void AudioRecordEncoder::releaseEncoder() {
-    if (mEncoder != NULL) {
-        stopCallbacks();
-        stopCodec(mEncoder);
-        releaseCodec(mEncoder);
-    }
-    if (mEncoderLooper != NULL) mEncoderLooper->stop();
-    mEncoderLooper.clear();
-    detachCallbackRelay(&mEncodeCBHandler, &mEncodeCBLooper);
+    if (mEncoder != NULL) mTrackEncoder.stopCallbacks();
+    mTrackEncoder.release();
     // Recording is off by now, and no sound comes in behind this.
     Mutex::Autolock lock(mRecordLock);
     mEncodeQueue.clear();
@@ -441,33 +417,23 @@ void AudioRecordEncoder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* o
     sp<MediaCodecBuffer> buffer;
     mEncoder->getOutputBuffer(index, &buffer);
     if (buffer == NULL) return;
-    if (mWriting) {
-        sp<ABuffer> abuffer = new ABuffer(buffer->base(), buffer->capacity());
-        abuffer->setRange(0, size);
-        CHECK_EQ(mMuxer->writeSampleData(abuffer, mAudioTrackIndex, timeUs, flags), (status_t)OK);
-        mLastTimeUs = timeUs;
-    }
+    mTrackEncoder.write(buffer, 0, size, timeUs, flags,
+                        {sites::AudioRecordEncoder::kFile, __LINE__});
     mEncoder->releaseOutputBuffer(index);
 }
 
 void AudioRecordEncoder::handleEncoderOutputFormatChange(const sp<AMessage>& format) {
     ALOGD(LOG_RED "%s[%d]: output-format change" LOG_RESET, __FUNCTION__, __LINE__);
-    if (mMuxer == NULL) return;
-    mAudioTrackIndex = mMuxer->addTrack(format);
-    if (mAudioTrackIndex < 0) {
-        // By design the line says "video".
-        ALOGE("%s[%d]: This video track unsupported by muxer", __FUNCTION__, __LINE__);
-        postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSAudioReached);
+    if (mTrackEncoder.addTrack(format, newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, AUDIO_TRACK),
+                               {__FUNCTION__, __LINE__}) == OK)
         return;
-    }
-    mWriting = mMuxer->announceAndWaitForStart(
-            newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, AUDIO_TRACK));
-    ALOGD("%s[%d]: Add audio track #%zd done", __FUNCTION__, __LINE__, mAudioTrackIndex);
+    // By design the line says "video".
+    ALOGE("%s[%d]: This video track unsupported by muxer", __FUNCTION__, __LINE__);
+    postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSAudioReached);
 }
 
 void AudioRecordEncoder::handleEncoderError(int32_t err, int32_t actionCode, const char* detail) {
-    ALOGE(LOG_RED "%s[%d]: MediaCodec error: status=%d, actionCode=%d, detail=%s" LOG_RESET,
-          __FUNCTION__, __LINE__, err, actionCode, detail);
+    mTrackEncoder.logError(__LINE__, err, actionCode, detail);
 }
 
 }  // namespace android

@@ -17,6 +17,7 @@
 #include "OxaMediaCodecPlayerCommon.h"
 #include "OxaMediaMuxer.h"
 #include "SoundQueue.h"
+#include "TrackEncoder.h"
 
 namespace android {
 
@@ -52,7 +53,7 @@ class AudioRecordEncoder : public BaseEncoder, virtual public OxaBase {
 
     // The time of the last access unit handed to the muxer in this recording or the last one, -1
     // before the first; any thread, without blocking.
-    int64_t lastTimeUs() const { return mLastTimeUs; }
+    int64_t lastTimeUs() const { return mTrackEncoder.lastTimeUs(); }
 
     void handleEncoderInputBuffer(uint32_t index) override;
     void handleEncoderOutputBuffer(uint32_t index, uint32_t offset, uint32_t size, int64_t timeUs,
@@ -113,7 +114,6 @@ class AudioRecordEncoder : public BaseEncoder, virtual public OxaBase {
     bool isRecording() const { return mState == STARTED && mRecord; }
     bool waitForSound(sp<ABuffer>* sound);
     void setupAudioEncoder();
-    void stopCallbacks();
     void releaseEncoder();
 
     std::atomic<int32_t> mState;
@@ -138,8 +138,7 @@ class AudioRecordEncoder : public BaseEncoder, virtual public OxaBase {
     Condition mWaitCond;  // monotonic; never signalled
 
     Mutex mRecordLock;
-    std::atomic<int64_t> mLastTimeUs;
-    bool mWriting;  // encoder callback thread: the muxer takes samples
+    TrackEncoder mTrackEncoder;
 };
 
 }  // namespace android

@@ -10,7 +10,6 @@
 #include <gui/Surface.h>
 #include <hidlmemory/mapping.h>
 #include <media/MediaCodecBuffer.h>
-#include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/MediaDefs.h>
 #include <mediadrm/ICrypto.h>
 #include <stdlib.h>
@@ -20,7 +19,6 @@
 
 #include <algorithm>
 
-#include "CodecCallback.h"
 #include "FixedSites.h"
 
 namespace android {
@@ -41,8 +39,6 @@ constexpr int32_t kSharedSize = 16384;
 constexpr int32_t kMinBlockRate = 1000;
 constexpr int32_t kDefaultChannelCount = 2;
 constexpr int32_t kDefaultSampleRate = 48000;
-constexpr int32_t kAacProfileLc = 2;
-constexpr int32_t kBitRate = 128000;
 // Some twenty seconds.
 constexpr int64_t kMaxFrameBytes = 4 << 20;
 constexpr int64_t kFirstPollDelayUs = 10000;
@@ -51,6 +47,15 @@ constexpr nsecs_t kInputPollNs = 10000;
 // States of a block that is none.
 constexpr int32_t kStateError = -1;
 constexpr int32_t kStateNoBlock = 3;
+
+constexpr TrackEncoder::Kind kTrackKind = {
+        LOG_TAG,
+        "Audio",
+        "audio",
+        "A-EncoderLooper",
+        "A-EncodeCBLooper",
+        sites::AudioRxEncoder::kEncoderTexts,
+};
 
 }  // namespace
 
@@ -99,8 +104,8 @@ AudioRxEncoder::AudioRxEncoder()
       mSoundDropped(false),
       mServiceLost(false),
       mRecordingCount(0),
-      mLastTimeUs(-1),
-      mWriting(false) {
+      mTrackEncoder(kTrackKind, {mEncoder, mMuxer, mEncoderLooper, mCBLooper, mEncodeCBHandler,
+                                 mAudioTrackIndex}) {
     connectService();
     allocateSharedMemory();
 }
@@ -112,9 +117,8 @@ AudioRxEncoder::~AudioRxEncoder() {
     mMemory.clear();
     if (mResampler != NULL) release_resampler(mResampler);
     // A reset with recording on has released it already.
-    if (mCBLooper != NULL) mCBLooper->stop();
-    releaseCodec(mEncoder);
-    detachCallbackRelay(&mEncodeCBHandler, &mCBLooper);
+    if (mEncoder != NULL) mTrackEncoder.stopCallbacks();
+    mTrackEncoder.release();
     dropFrames();
 }
 
@@ -213,7 +217,9 @@ status_t AudioRxEncoder::setRecord(int flag, int64_t /* startTimeUs */) {
         if (mState == STARTED) CHECK(mEncoder->start() == OK);
     } else {
         mRecord = false;
-        if (mState == STARTED) CHECK(stopEncoder() == OK);
+        if (mState == STARTED)
+            CHECK_TEXT(mTrackEncoder.stop() == OK, sites::AudioRxEncoder::kFile, __LINE__,
+                       "mEncoder->stop() == OK");
         releaseEncoder();
         postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_AUDIO);
     }
@@ -230,7 +236,7 @@ status_t AudioRxEncoder::setMuxer(const sp<OxaMediaMuxer>& muxer) {
 status_t AudioRxEncoder::stop() {
     mState = STOPPED;
     if (!mRecord) return OK;
-    status_t err = stopEncoder();
+    status_t err = mTrackEncoder.stop();
     postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_AUDIO);
     return err;
 }
@@ -241,7 +247,7 @@ status_t AudioRxEncoder::reset() {
     ALOGD("stop render");
     // An input callback that waits for sound ends with the recording, and before the encoder.
     if (mRecord.exchange(false)) {
-        stopCallbacks();
+        mTrackEncoder.stopCallbacks();
         releaseEncoder();
     }
     mState = UNINITIALIZED;
@@ -383,37 +389,13 @@ void AudioRxEncoder::dropFrames() {
 // ---- Encoder -----------------------------------------------------------------------------------
 
 void AudioRxEncoder::configureEncoder() {
-    mWriting = false;
-    mLastTimeUs = -1;
-    mEncoderLooper = startLooper("A-EncoderLooper");
-    mEncoder =
-            MediaCodec::CreateByType(mEncoderLooper, MEDIA_MIMETYPE_AUDIO_AAC, true /* encoder */);
-    CHECK(mEncoder != NULL);
+    mTrackEncoder.begin();
+    mTrackEncoder.create(MEDIA_MIMETYPE_AUDIO_AAC, {sites::AudioRxEncoder::kFile, __LINE__});
     ALOGD("%d  %d", mChannelCount, mSampleRate);
-    sp<AMessage> format = new AMessage;
-    format->setString(AMSG_MIME, MEDIA_MIMETYPE_AUDIO_AAC);
-    format->setInt32(AMSG_AUDIO_CHANNELCOUNT, mChannelCount);
-    format->setInt32(AMSG_AUDIO_SAMPLERATE, mSampleRate);
-    format->setInt32("aac-profile", kAacProfileLc);
-    format->setInt32("bitrate", kBitRate);
-    format->setInt32("max-input-size", kSharedSize);
-    mEncodeCBHandler = new EncodeCBHandler(this);
-    sp<AMessage> callback = attachCallbackRelay("A-EncodeCBLooper", mEncodeCBHandler, &mCBLooper);
-    CHECK(mEncoder->setCallback(callback) == OK);
-    CHECK(mEncoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE) == OK);
+    sp<AMessage> format = newAacFormat(mChannelCount, mSampleRate, kSharedSize);
+    mTrackEncoder.attachRelay(this, {sites::AudioRxEncoder::kFile, __LINE__});
+    mTrackEncoder.configure(format, {sites::AudioRxEncoder::kFile, __LINE__});
     ALOGD("%s:%d configure audio encoder success", SITE(sites::AudioRxEncoder::kEncoderConfigured));
-}
-
-// The callback thread comes first: a callback that is under way counts on a running encoder. It
-// may wait for a muxer that nobody will start any more.
-status_t AudioRxEncoder::stopEncoder() {
-    stopCallbacks();
-    return stopCodec(mEncoder);
-}
-
-void AudioRxEncoder::stopCallbacks() {
-    if (mMuxer != NULL) mMuxer->openGate();
-    if (mCBLooper != NULL) mCBLooper->stop();
 }
 
 void AudioRxEncoder::releaseEncoder() {
@@ -421,8 +403,7 @@ void AudioRxEncoder::releaseEncoder() {
     CHECK(mEncoder->release() == OK);
     mEncoder.clear();
     mMuxer.clear();
-    mEncoderLooper.clear();
-    detachCallbackRelay(&mEncodeCBHandler, &mCBLooper);
+    mTrackEncoder.release();
     dropFrames();
     ALOGD("%s[%d]: Reset audio encoder done", SITE(sites::AudioRxEncoder::kEncoderReleased));
 }
@@ -466,34 +447,22 @@ void AudioRxEncoder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offse
     if (!mEncodeCBHandler->accepted(err, LOG_TAG, {sites::AudioRxEncoder::kFile, __LINE__},
                                     "CHECK(err == OK)"))
         return;
-    if (buffer != NULL && mWriting) {
-        sp<ABuffer> abuffer = new ABuffer(buffer->base(), buffer->capacity());
-        abuffer->setRange(0, size);
-        CHECK_EQ_SITE(sites::AudioRxEncoder::kWriteSample,
-                      mMuxer->writeSampleData(abuffer, mAudioTrackIndex, timeUs, flags),
-                      (status_t)OK);
-        mLastTimeUs = timeUs;
+    if (buffer != NULL) {
+        mTrackEncoder.write(buffer, 0, size, timeUs, flags, sites::AudioRxEncoder::kWriteSample);
     }
     mEncoder->releaseOutputBuffer(index);
 }
 
 void AudioRxEncoder::handleEncoderOutputFormatChange(const sp<AMessage>& format) {
-    if (mMuxer == NULL) return;
-    mAudioTrackIndex = mMuxer->addTrack(format);
-    if (mAudioTrackIndex < 0) {
-        ALOGE("%s:%d Unavailable audio track", SITE(sites::AudioRxEncoder::kTrackRefused));
-        postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSAudioReached);
+    if (mTrackEncoder.addTrack(format, newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, AUDIO_TRACK),
+                               sites::AudioRxEncoder::kTrackAdded) == OK)
         return;
-    }
-    mWriting = mMuxer->announceAndWaitForStart(
-            newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, AUDIO_TRACK));
-    ALOGD("%s[%d]: Add audio track #%zd done", SITE(sites::AudioRxEncoder::kTrackAdded),
-          mAudioTrackIndex);
+    ALOGE("%s:%d Unavailable audio track", SITE(sites::AudioRxEncoder::kTrackRefused));
+    postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSAudioReached);
 }
 
 void AudioRxEncoder::handleEncoderError(int32_t err, int32_t actionCode, const char* detail) {
-    ALOGE(LOG_RED "%s[%d]: MediaCodec error: status=%d, actionCode=%d, detail=%s" LOG_RESET,
-          "handleEncoderError", __LINE__, err, actionCode, detail);
+    mTrackEncoder.logError(__LINE__, err, actionCode, detail);
 }
 
 }  // namespace android

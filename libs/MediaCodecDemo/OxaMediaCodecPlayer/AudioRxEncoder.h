@@ -21,6 +21,7 @@
 #include "HdmiRxInfo.h"
 #include "OxaMediaCodecPlayerCommon.h"
 #include "OxaMediaMuxer.h"
+#include "TrackEncoder.h"
 
 namespace android {
 
@@ -59,7 +60,7 @@ class AudioRxEncoder : public BaseEncoder, virtual public OxaBase {
 
     // The time of the last access unit handed to the muxer in this recording or the last one, -1
     // before the first; any thread, without blocking.
-    int64_t lastTimeUs() const { return mLastTimeUs; }
+    int64_t lastTimeUs() const { return mTrackEncoder.lastTimeUs(); }
 
     void onMessageReceived(const sp<AMessage>& msg) override;
 
@@ -113,8 +114,6 @@ class AudioRxEncoder : public BaseEncoder, virtual public OxaBase {
     bool isRecording() const { return mState == STARTED && mRecord; }
     bool waitForFrame(_RxAudioFrame* frame);
     void configureEncoder();
-    status_t stopEncoder();
-    void stopCallbacks();
     void releaseEncoder();
     void pushFrame(const _RxAudioFrame& frame) REQUIRES(mLock);
     _RxAudioFrame popFrame() REQUIRES(mLock);
@@ -148,8 +147,7 @@ class AudioRxEncoder : public BaseEncoder, virtual public OxaBase {
     std::atomic<bool> mServiceLost;         // a call has not come through: there is no more sound
     HdmiRxInfo::User mInfoUser;
     std::atomic<int32_t> mRecordingCount;
-    std::atomic<int64_t> mLastTimeUs;
-    bool mWriting;  // encoder callback thread: the muxer takes samples
+    TrackEncoder mTrackEncoder;
 };
 
 }  // namespace android

@@ -22,8 +22,6 @@ namespace {
 constexpr char ABUFFER_META_TIMESTAMP[] = "timeUs";
 constexpr char ABUFFER_META_FLAGS[] = "flags";
 
-constexpr int32_t kBitRate = 128000;
-constexpr int32_t kAacProfileLc = 2;
 constexpr int32_t kMaxInputSize = 92160;
 constexpr int64_t kMaxLeadUs = 1000000;
 constexpr char kErrIsOk[] = "CHECK_EQ( err,(status_t)OK)";
@@ -34,21 +32,17 @@ constexpr size_t kMaxPcmBytes = 4 << 20;
 }  // namespace
 
 const FileTranscoder::Kind AudioTranscoder::kKind = {
-        LOG_TAG,
-        "Audio",
-        "audio",
+        {LOG_TAG, "Audio", "audio", "A-EncoderLooper", "A-EncodeCBLooper", sites::kTranscoderTexts},
         "audio/",
         "A-DecoderLooper",
-        "A-EncoderLooper",
         "A-DecodeCBLooper",
-        "A-EncodeCBLooper",
         AUDIO_TRACK,
         NO_AUDIO_TRACK,
         sites::AudioTranscoder::kShared,
 };
 
 AudioTranscoder::AudioTranscoder()
-    : FileTranscoder(kKind),
+    : FileTranscoder(kKind, mAudioTrackIndex),
       mVideoTimeUs(-1),
       mAudioTrackIndex(-1),
       mPcmBytes(0),
@@ -173,15 +167,9 @@ sp<AMessage> AudioTranscoder::buildEncoderFormat(const sp<AMessage>& decoderForm
                decoderFormat->findInt32(AMSG_AUDIO_SAMPLERATE, &sampleRate));
     CHECK_SITE(sites::AudioTranscoder::kChannelCount,
                decoderFormat->findInt32(AMSG_AUDIO_CHANNELCOUNT, &channelCount));
-    sp<AMessage> format = new AMessage;
-    format->setString(AMSG_MIME, MEDIA_MIMETYPE_AUDIO_AAC);
-    format->setInt32(AMSG_AUDIO_CHANNELCOUNT, channelCount);
+    sp<AMessage> format = newAacFormat(channelCount, sampleRate, kMaxInputSize);
     format->setInt32("audio-chan-count", mTargetFormat->channelCount);
-    format->setInt32(AMSG_AUDIO_SAMPLERATE, sampleRate);
     format->setInt32("audio-samp-rate", mTargetFormat->sampleRate);
-    format->setInt32("aac-profile", kAacProfileLc);
-    format->setInt32("bitrate", kBitRate);
-    format->setInt32("max-input-size", kMaxInputSize);
     // Without names four channels could be any of several layouts, and sound would change its place.
     int32_t channelMask;
     if (decoderFormat->findInt32("channel-mask", &channelMask)) {
@@ -232,14 +220,10 @@ void AudioTranscoder::queuePcm(uint32_t index) {
     mPcmQueue.erase(mPcmQueue.begin());
 }
 
-void AudioTranscoder::handleEncoderOutputFormatChange(const sp<AMessage>& format) {
-    addTrack(format, &mAudioTrackIndex);
-}
-
 void AudioTranscoder::handleEncoderOutputBuffer(uint32_t index, uint32_t offset, uint32_t size,
                                                 int64_t timeUs, int32_t flags) {
     if (mState != STARTED) return;
-    if (!mWriting) {
+    if (!mTrackEncoder.isWriting()) {
         mEncoderCodec->releaseOutputBuffer(index);
         return;
     }
@@ -249,10 +233,7 @@ void AudioTranscoder::handleEncoderOutputBuffer(uint32_t index, uint32_t offset,
         ALOGE(LOG_RED "%s[%d]: Failed to getOutputBuffer" LOG_RESET, __FUNCTION__, __LINE__);
         return;
     }
-    sp<ABuffer> sample = new ABuffer(buffer->base(), buffer->capacity());
-    sample->setRange(offset, size);
-    writeSample(index, sample, mAudioTrackIndex, timeUs, flags);
-    if (size > 0) mLastTimeUs = timeUs;
+    writeSample(index, buffer, offset, size, timeUs, flags);
     if (flags & MediaCodec::BUFFER_FLAG_EOS) reportDone(OK);
 }
 

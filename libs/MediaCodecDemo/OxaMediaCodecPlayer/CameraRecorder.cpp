@@ -13,7 +13,6 @@
 #include <algorithm>
 
 #include "CameraPuller.h"
-#include "CodecCallback.h"
 #include "FixedSites.h"
 #include "HdmiRxInfo.h"
 
@@ -23,6 +22,15 @@ namespace {
 
 // The receiver is always driven at this rate, whatever the driver tells.
 constexpr int32_t kHdmiRxFrameRate = 30;
+
+constexpr TrackEncoder::Kind kTrackKind = {
+        LOG_TAG,
+        "Video",
+        "video",
+        "V-EncoderLooper",
+        "V-EncodeCBLooper",
+        sites::CameraRecorder::kEncoderTexts,
+};
 
 }  // namespace
 
@@ -45,7 +53,9 @@ CameraRecorder::CameraRecorder()
       mTargetFormat(NULL),
       mVideoTrackIndex(-1),
       mMetaDataType(0),
-      mState(UNINITIALIZED) {}
+      mState(UNINITIALIZED),
+      mTrackEncoder(kTrackKind, {mEncoder, mMuxer, mEncoderLooper, mCBLooper, mEncodeCBHandler,
+                                 mVideoTrackIndex}) {}
 
 CameraRecorder::~CameraRecorder() {
     mState = UNINITIALIZED;

@@ -22,6 +22,7 @@
 #include "HdmiRxInfo.h"
 #include "OxaMediaCodecPlayerCommon.h"
 #include "OxaMediaMuxer.h"
+#include "TrackEncoder.h"
 
 namespace android {
 
@@ -72,7 +73,7 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
     // Of the present recording or the last one; any thread, without blocking. Times are -1 before
     // the first picture: the last one given to the encoder, the last one handed to the muxer.
     int64_t capturedTimeUs() const { return mRecording.mCapturedTimeUs; }
-    int64_t lastTimeUs() const { return mRecording.mLastTimeUs; }
+    int64_t lastTimeUs() const { return mTrackEncoder.lastTimeUs(); }
     int64_t writtenFrames() const { return mRecording.mWrittenFrames; }
     // Pictures that the target rate has no room for.
     int64_t thinnedFrames() const { return mRecording.mThinnedFrames; }
@@ -178,7 +179,6 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
     void signalEOS();
     void endRecording();
     void dropRecording();
-    void stopCallbacks();
     void releaseEncoder();
     void releaseCameraSource();
 
@@ -217,6 +217,7 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
     std::atomic<int> mState;
 
     CameraRecording mRecording;
+    TrackEncoder mTrackEncoder;
     std::unique_ptr<HdmiRxInfo::User> mInfoUser;
 };
 

@@ -7,7 +7,6 @@
 
 #include <media/MediaBufferHolder.h>
 #include <media/MediaCodecBuffer.h>
-#include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/MediaDefs.h>
 #include <mediadrm/ICrypto.h>
 #include <string.h>
@@ -17,7 +16,6 @@
 
 #include "CameraPuller.h"
 #include "CameraRecorder.h"
-#include "CodecCallback.h"
 #include "FixedSites.h"
 
 namespace android {
@@ -73,6 +71,7 @@ status_t CameraRecorder::onSetRecord(bool enable) {
 
 status_t CameraRecorder::startRecording() {
     mRecording.begin();
+    mTrackEncoder.begin();
     status_t err = mEncoder->start();
     if (err == OK) {
         CHECK_IN(sites::CameraRecorder::kFile, __LINE__, mPuller != NULL);
@@ -114,22 +113,12 @@ status_t CameraRecorder::setupCameraSource() {
 }
 
 status_t CameraRecorder::setupVideoEncoder() {
-    mEncoderLooper = startLooper("V-EncoderLooper");
-    mEncoder =
-            MediaCodec::CreateByType(mEncoderLooper, MEDIA_MIMETYPE_VIDEO_AVC, true /* encoder */);
-    CHECK_IN(sites::CameraRecorder::kFile, __LINE__, mEncoder != NULL);
-    AString name;
-    mEncoder->getName(&name);
-    ALOGD(LOG_RED "%s[%d]: Video encoder component name: %s" LOG_RESET,
-          SITE(sites::CameraRecorder::kEncoderName), name.c_str());
+    mTrackEncoder.create(MEDIA_MIMETYPE_VIDEO_AVC, {sites::CameraRecorder::kFile, __LINE__});
+    mTrackEncoder.logName(sites::CameraRecorder::kEncoderName);
     sp<AMessage> encoderFormat = buildEncoderFormat();
-    mEncodeCBHandler = new EncodeCBHandler(this);
-    sp<AMessage> callback = attachCallbackRelay("V-EncodeCBLooper", mEncodeCBHandler, &mCBLooper);
-    CHECK_IN(sites::CameraRecorder::kFile, __LINE__, mEncoder->setCallback(callback) == OK);
+    mTrackEncoder.attachRelay(this, {sites::CameraRecorder::kFile, __LINE__});
     ALOGD("encoderFormat=%s", encoderFormat->debugString().c_str());
-    CHECK_IN(sites::CameraRecorder::kFile, __LINE__,
-             mEncoder->configure(encoderFormat, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE) ==
-                     OK);
+    mTrackEncoder.configure(encoderFormat, {sites::CameraRecorder::kFile, __LINE__});
     readInputFormat();
     return OK;
 }
@@ -263,13 +252,9 @@ void CameraRecorder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offse
     if (mState != STARTED) return;
     sp<MediaCodecBuffer> buffer;
     mEncoder->getOutputBuffer(index, &buffer);
-    if (buffer != NULL && timeUs >= 0 && mRecording.mWriting) {
-        sp<ABuffer> abuffer = new ABuffer(buffer->base(), buffer->capacity());
-        abuffer->setRange(0, size);
-        CHECK_EQ_IN(sites::CameraRecorder::kFile, __LINE__,
-                    mMuxer->writeSampleData(abuffer, mVideoTrackIndex, timeUs, flags),
-                    (status_t)OK);
-        mRecording.mLastTimeUs = timeUs;
+    if (buffer != NULL && timeUs >= 0 &&
+        mTrackEncoder.write(buffer, 0, size, timeUs, flags,
+                            {sites::CameraRecorder::kFile, __LINE__})) {
         ++mRecording.mWrittenFrames;
     }
     mEncoder->releaseOutputBuffer(index);
@@ -278,23 +263,16 @@ void CameraRecorder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offse
 void CameraRecorder::handleEncoderOutputFormatChange(const sp<AMessage>& format) {
     ALOGD(LOG_RED "%s[%d]: output-format change" LOG_RESET,
           SITE(sites::CameraRecorder::kFormatChange));
-    if (mMuxer == NULL) return;
-    mVideoTrackIndex = mMuxer->addTrack(format);
-    if (mVideoTrackIndex < 0) {
-        ALOGE("%s[%d]: This video track unsupported by muxer",
-              SITE(sites::CameraRecorder::kTrackRefused));
-        postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSVideoReached);
+    if (mTrackEncoder.addTrack(format, newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, VIDEO_TRACK),
+                               sites::CameraRecorder::kTrackAdded) == OK)
         return;
-    }
-    mRecording.mWriting = mMuxer->announceAndWaitForStart(
-            newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, VIDEO_TRACK));
-    ALOGD("%s[%d]: Add video track #%zd done", SITE(sites::CameraRecorder::kTrackAdded),
-          mVideoTrackIndex);
+    ALOGE("%s[%d]: This video track unsupported by muxer",
+          SITE(sites::CameraRecorder::kTrackRefused));
+    postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSVideoReached);
 }
 
 void CameraRecorder::handleEncoderError(int32_t err, int32_t actionCode, const char* detail) {
-    ALOGE(LOG_RED "%s[%d]: MediaCodec error: status=%d, actionCode=%d, detail=%s" LOG_RESET,
-          "handleEncoderError", __LINE__, err, actionCode, detail);
+    mTrackEncoder.logError(__LINE__, err, actionCode, detail);
     mRecording.fail();
 }
 
@@ -321,25 +299,15 @@ void CameraRecorder::endRecording() {
 // For those who do not wait for an end.
 void CameraRecorder::dropRecording() {
     mRecording.claimEnd();
-    stopCallbacks();
+    mTrackEncoder.stopCallbacks();
     releaseEncoder();
     releaseCameraSource();
     mRecording.finish();
 }
 
-// A callback may wait for a muxer that nobody will start any more.
-void CameraRecorder::stopCallbacks() {
-    if (mMuxer != NULL) mMuxer->openGate();
-    if (mCBLooper != NULL) mCBLooper->stop();
-}
-
 void CameraRecorder::releaseEncoder() {
-    if (mEncoder != NULL) stopCodec(mEncoder);
-    releaseCodec(mEncoder);
-    if (mEncoderLooper != NULL) mEncoderLooper->stop();
-    mEncoderLooper.clear();
+    mTrackEncoder.release();
     mMuxer.clear();
-    detachCallbackRelay(&mEncodeCBHandler, &mCBLooper);
     mFirstFrameTimeUs = -1;
 }
 
@@ -376,7 +344,7 @@ bool CameraRecorder::endIsOverdue(int64_t waitStartUs) {
 
 void CameraRecorder::forceEnd() {
     if (!mRecording.claimEnd()) return;  // the callback thread has begun
-    stopCallbacks();
+    mTrackEncoder.stopCallbacks();
     endRecording();
 }
 

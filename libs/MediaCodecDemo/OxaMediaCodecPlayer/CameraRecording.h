@@ -17,9 +17,7 @@ class CameraRecording {
   public:
     // Before encoder and puller start: their callbacks come at once.
     void begin() {
-        mWriting = false;
         mCapturedTimeUs = -1;
-        mLastTimeUs = -1;
         mWrittenFrames = 0;
         mThinnedFrames = 0;
         mLastOutputUs = 0;
@@ -44,9 +42,7 @@ class CameraRecording {
     bool isEnding() const { return mState == kEnding; }
     bool hasFailed() const { return mState == kFailed; }
 
-    bool mWriting = false;  // encoder callback thread: the muxer takes samples
     std::atomic<int64_t> mCapturedTimeUs{-1};
-    std::atomic<int64_t> mLastTimeUs{-1};
     std::atomic<int64_t> mWrittenFrames{0};
     std::atomic<int64_t> mThinnedFrames{0};
     std::atomic<int64_t> mLastOutputUs{0};  // when the encoder last gave something

@@ -14,7 +14,7 @@
 
 // Lines and assertions carry the name of the kind of transcoder that they are about.
 #undef LOG_TAG
-#define LOG_TAG mKind.tag
+#define LOG_TAG mKind.encoder.tag
 
 namespace android {
 
@@ -24,7 +24,7 @@ constexpr int64_t kStreamLeadUs = 10000;
 
 }  // namespace
 
-FileTranscoder::FileTranscoder(const Kind& kind)
+FileTranscoder::FileTranscoder(const Kind& kind, ssize_t& trackIndex)
     : mKind(kind),
       mTargetFormat(NULL),
       mFirstOutput(true),
@@ -32,13 +32,13 @@ FileTranscoder::FileTranscoder(const Kind& kind)
       mInputEOS(false),
       mStreamStartUs(0),
       mState(UNINITIALIZED),
-      mLastTimeUs(-1),
-      mWriting(false),
+      mTrackEncoder(kind.encoder, {mEncoderCodec, mMuxer, mEncoderLooper, mEncodeCBLooper,
+                                   mEncodeCBHandler, trackIndex}),
       mStopRequested(false),
       mRefused(false),
       mCodecsStopped(false) {
     mCodecLooper = startLooper(mKind.codecLooper);
-    mEncoderLooper = startLooper(mKind.encoderLooper);
+    mEncoderLooper = startLooper(mKind.encoder.encoderLooper);
 }
 
 FileTranscoder::~FileTranscoder() {
@@ -185,10 +185,11 @@ void FileTranscoder::onSetTargetFormat(const sp<AMessage>& msg) {
 }
 
 status_t FileTranscoder::openTrack(sp<AMessage>* format, AString* mime) {
-    status_t err = openExtractor(mDataSource, &mExtractor, mKind.tag, __FUNCTION__, __LINE__);
+    status_t err =
+            openExtractor(mDataSource, &mExtractor, mKind.encoder.tag, __FUNCTION__, __LINE__);
     if (err != OK) return err;
     if (selectTrack(format, mime)) return OK;
-    ALOGD(LOG_RED "%s[%d]: No %s track" LOG_RESET, __FUNCTION__, __LINE__, mKind.stream);
+    ALOGD(LOG_RED "%s[%d]: No %s track" LOG_RESET, __FUNCTION__, __LINE__, mKind.encoder.stream);
     postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, mKind.noTrack);
     return UNKNOWN_ERROR;
 }
@@ -216,7 +217,7 @@ void FileTranscoder::createDecoder(const AString& mime) {
     CHECK_IN(mKind.sites.file, mKind.sites.decoder, decoder != NULL);
     decoder->getName(&mDecoderName);
     ALOGD(LOG_RED "%s[%d]: %s decoder component name: %s" LOG_RESET, __FUNCTION__, __LINE__,
-          mKind.title, mDecoderName.c_str());
+          mKind.encoder.title, mDecoderName.c_str());
     mDecoderCodec = decoder;
     mDecodeCBHandler = new DecodeCBHandler(this);
     sp<AMessage> callback =
@@ -225,21 +226,12 @@ void FileTranscoder::createDecoder(const AString& mime) {
 }
 
 void FileTranscoder::createEncoder(const char* mime) {
-    releaseCodec(mEncoderCodec);
-    sp<MediaCodec> encoder = MediaCodec::CreateByType(mEncoderLooper, mime, true /* encoder */);
-    CHECK_IN(mKind.sites.file, mKind.sites.encoder, encoder != NULL);
-    encoder->getName(&mEncoderName);
-    ALOGD(LOG_RED "%s[%d]: %s encoder component name: %s" LOG_RESET, __FUNCTION__, __LINE__,
-          mKind.title, mEncoderName.c_str());
-    mEncoderCodec = encoder;
+    mTrackEncoder.create(mime, {mKind.sites.file, mKind.sites.encoder});
+    mEncoderName = mTrackEncoder.logName({__FUNCTION__, __LINE__});
 }
 
 void FileTranscoder::attachEncoderRelay() {
-    mEncodeCBHandler = new EncodeCBHandler(this);
-    sp<AMessage> callback =
-            attachCallbackRelay(mKind.encodeCBLooper, mEncodeCBHandler, &mEncodeCBLooper);
-    CHECK_IN(mKind.sites.file, mKind.sites.encoderCallback,
-             mEncoderCodec->setCallback(callback) == OK);
+    mTrackEncoder.attachRelay(this, {mKind.sites.file, mKind.sites.encoderCallback});
 }
 
 status_t FileTranscoder::configureEncoder(const sp<AMessage>& format) {
@@ -282,7 +274,7 @@ bool FileTranscoder::startEncoder(const AString& name) {
 void FileTranscoder::stopCodecs() {
     mStopRequested = true;
     // Nothing starts the muxer once its pipelines stop; whoever waits for it must come out.
-    if (mMuxer != NULL) mMuxer->openGate();
+    mTrackEncoder.openGate();
     if (mCodecsStopped) return;
     mCodecsStopped = true;
     // What a failed start has dropped, or the first output has not made yet, cannot be stopped.
@@ -291,10 +283,10 @@ void FileTranscoder::stopCodecs() {
         CHECK_IN(sites.file, sites.stopDecodeLooper, mDecodeCBLooper->stop() == OK);
     if (mDecoderCodec != NULL)
         CHECK_IN(sites.file, sites.stopDecoder, stopCodec(mDecoderCodec) == OK);
-    if (mEncodeCBLooper != NULL)
-        CHECK_IN(sites.file, sites.stopEncodeLooper, mEncodeCBLooper->stop() == OK);
-    if (mEncoderCodec != NULL)
-        CHECK_IN(sites.file, sites.stopEncoder, stopCodec(mEncoderCodec) == OK);
+    CHECK_TEXT(mTrackEncoder.stopCallbacks() == OK, sites.file, sites.stopEncodeLooper,
+               "mEncodeCBLooper->stop() == OK");
+    CHECK_TEXT(mTrackEncoder.stop() == OK, sites.file, sites.stopEncoder,
+               "stopCodec(mEncoderCodec) == OK");
 }
 
 void FileTranscoder::releaseAll() {
@@ -314,9 +306,8 @@ void FileTranscoder::releaseAll() {
         mEncoderCodec.clear();
     }
     mCodecLooper.clear();
-    mEncoderLooper.clear();
     detachCallbackRelay(&mDecodeCBHandler, &mDecodeCBLooper);
-    detachCallbackRelay(&mEncodeCBHandler, &mEncodeCBLooper);
+    mTrackEncoder.release();
     mExtractor.clear();
     mDecoderName.clear();
     mEncoderName.clear();
@@ -343,7 +334,7 @@ bool FileTranscoder::queueSample(uint32_t index, const sp<MediaCodecBuffer>& buf
     int64_t timeUs;
     CHECK_IN(file, mKind.sites.sampleTime, mExtractor->getSampleTime(&timeUs) == OK);
     err = mDecoderCodec->queueInputBuffer(index, sample->offset(), sample->size(), timeUs, 0);
-    if (!mDecodeCBHandler->acceptedEq(err, mKind.tag, {file, mKind.sites.queueSample},
+    if (!mDecodeCBHandler->acceptedEq(err, mKind.encoder.tag, {file, mKind.sites.queueSample},
                                       "CHECK_EQ( err,(status_t)OK)")) {
         return false;
     }
@@ -354,30 +345,27 @@ bool FileTranscoder::queueSample(uint32_t index, const sp<MediaCodecBuffer>& buf
     return true;
 }
 
-void FileTranscoder::addTrack(const sp<AMessage>& format, ssize_t* trackIndex) {
+void FileTranscoder::handleEncoderOutputFormatChange(const sp<AMessage>& format) {
+    const char* stream = mKind.encoder.stream;
     ALOGD(LOG_RED "%s[%d]: output-format change" LOG_RESET, __FUNCTION__, __LINE__);
-    ALOGD("encoder-%sFormat: %s", mKind.stream, format->debugString().c_str());
-    if (mMuxer == NULL) return;
-    *trackIndex = mMuxer->addTrack(format);
-    if (*trackIndex < 0) {
-        ALOGE("%s[%d]: This %s track unsupported by muxer", __FUNCTION__, __LINE__, mKind.stream);
-        mRefused = true;
-        mState = STOPPED;
-        reportDone(*trackIndex);
-        // This thread cannot stop the looper it runs on and wait for it; the command looper can.
-        mTeardown->post();
-        return;
-    }
-    mWriting = mMuxer->announceAndWaitForStart(
-            newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, mKind.track));
-    ALOGD("%s[%d]: Add %s track #%zd done", __FUNCTION__, __LINE__, mKind.stream, *trackIndex);
+    ALOGD("encoder-%sFormat: %s", stream, format->debugString().c_str());
+    status_t err =
+            mTrackEncoder.addTrack(format, newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, mKind.track),
+                                   {__FUNCTION__, __LINE__});
+    if (err == OK) return;
+    ALOGE("%s[%d]: This %s track unsupported by muxer", __FUNCTION__, __LINE__, stream);
+    mRefused = true;
+    mState = STOPPED;
+    reportDone(err);
+    // This thread cannot stop the looper it runs on and wait for it; the command looper can.
+    mTeardown->post();
 }
 
-void FileTranscoder::writeSample(uint32_t index, const sp<ABuffer>& sample, ssize_t trackIndex,
-                                 int64_t timeUs, int32_t flags) {
+void FileTranscoder::writeSample(uint32_t index, const sp<MediaCodecBuffer>& buffer,
+                                 uint32_t offset, uint32_t size, int64_t timeUs, int32_t flags) {
     if (mStreamOutput) waitForStreamTime(timeUs);
-    status_t err = mMuxer->writeSampleData(sample, trackIndex, timeUs, flags);
-    CHECK_EQ_IN(mKind.sites.file, mKind.sites.writeSample, err, (status_t)OK);
+    mTrackEncoder.write(buffer, offset, size, timeUs, flags,
+                        {mKind.sites.file, mKind.sites.writeSample});
     mEncoderCodec->releaseOutputBuffer(index);
 }
 
@@ -400,8 +388,7 @@ void FileTranscoder::handleDecoderError(int32_t err, int32_t actionCode, const c
 }
 
 void FileTranscoder::handleEncoderError(int32_t err, int32_t actionCode, const char* detail) {
-    ALOGE(LOG_RED "%s[%d]: MediaCodec error: status=%d, actionCode=%d, detail=%s" LOG_RESET,
-          __FUNCTION__, __LINE__, err, actionCode, detail);
+    mTrackEncoder.logError(__LINE__, err, actionCode, detail);
     handleError(err, mKind.track);
     reportDone(err);
 }

@@ -16,6 +16,7 @@
 #include "BaseEncoder.h"
 #include "OxaMediaCodecPlayerCommon.h"
 #include "OxaMediaMuxer.h"
+#include "TrackEncoder.h"
 
 namespace android {
 
@@ -55,24 +56,21 @@ class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public Ox
     void setStreamOutput(bool enable) { mStreamOutput = enable; }
 
     // Any thread: time of the last sample written (microseconds, -1 before the first).
-    int64_t lastTimeUs() const { return mLastTimeUs; }
+    int64_t lastTimeUs() const { return mTrackEncoder.lastTimeUs(); }
 
     void onMessageReceived(const sp<AMessage>& msg) override;
 
     void handleDecoderError(int32_t err, int32_t actionCode, const char* detail) override;
+    void handleEncoderOutputFormatChange(const sp<AMessage>& format) override;
     void handleEncoderError(int32_t err, int32_t actionCode, const char* detail) override;
 
   protected:
     // What tells the two kinds apart.
     struct Kind {
-        const char* tag;     // of log lines
-        const char* title;   // "Video" or "Audio"
-        const char* stream;  // "video" or "audio"
+        TrackEncoder::Kind encoder;
         const char* mimePrefix;
         const char* codecLooper;
-        const char* encoderLooper;
         const char* decodeCBLooper;
-        const char* encodeCBLooper;
         int32_t track;    // in reports
         int32_t noTrack;  // in reports
         const sites::TranscoderSites& sites;
@@ -101,8 +99,8 @@ class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public Ox
         STARTED = 6,
     };
 
-    // `kind` must outlive the transcoder.
-    explicit FileTranscoder(const Kind& kind);
+    // `kind` must outlive the transcoder; `trackIndex` is a field of it.
+    FileTranscoder(const Kind& kind, ssize_t& trackIndex);
     ~FileTranscoder() override;
 
     // The commands that the kinds carry out in their own way.
@@ -133,11 +131,9 @@ class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public Ox
 
     // Queues the next sample of the file. True when one was queued, `timeUs` is its time then.
     bool queueSample(uint32_t index, const sp<MediaCodecBuffer>& buffer, int64_t* timeUs);
-    // Adds the encoder's track and waits for the muxer's start.
-    void addTrack(const sp<AMessage>& format, ssize_t* trackIndex);
-    // Writes a sample and gives the encoder's buffer back.
-    void writeSample(uint32_t index, const sp<ABuffer>& sample, ssize_t trackIndex, int64_t timeUs,
-                     int32_t flags);
+    // Writes the encoder's output buffer `index` and gives it back.
+    void writeSample(uint32_t index, const sp<MediaCodecBuffer>& buffer, uint32_t offset,
+                     uint32_t size, int64_t timeUs, int32_t flags);
     // Waits 10 microseconds; nothing ends it earlier.
     virtual void waitPaceStep() = 0;
 
@@ -167,9 +163,7 @@ class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public Ox
     int64_t mStreamStartUs;
     std::atomic<int> mState;
 
-    std::atomic<int64_t> mLastTimeUs;
-    // False until the muxer takes samples; stays so when the gate was opened without a start.
-    bool mWriting;
+    TrackEncoder mTrackEncoder;
 
   private:
     void onSetDataSource(const sp<AMessage>& msg);

@@ -36,6 +36,15 @@ struct CheckSite {
     int line;
 };
 
+// What the encoding pipelines assert in the code that they share, each with the names that it has
+// for its fields. Site numbers come with the calls.
+struct EncoderTexts {
+    const char* created;
+    const char* callbackSet;
+    const char* written;
+    const char* configured;  // not asserted by the transcoders
+};
+
 // ---- Callback relays ---------------------------------------------------------------------------
 
 // Both relays have them, each in a source of its own.
@@ -102,6 +111,12 @@ struct TranscoderSites {
     int queueSample = 0;
     int advance = 0;
     int writeSample = 0;
+};
+inline constexpr EncoderTexts kTranscoderTexts{
+        "encoder != NULL",
+        "mEncoderCodec->setCallback(callback) == OK",
+        "CHECK_EQ( err,(status_t)OK)",
+        nullptr,
 };
 
 namespace VideoTranscoder {
@@ -224,6 +239,12 @@ constexpr LogSite kEncoderName{"setupVideoEncoder", 700};
 constexpr LogSite kFormatChange{"handleEncoderOutputFormatChange", 1055};
 constexpr LogSite kTrackRefused{"handleEncoderOutputFormatChange", 1060};
 constexpr LogSite kTrackAdded{"handleEncoderOutputFormatChange", 1079};
+inline constexpr EncoderTexts kEncoderTexts{
+        "mEncoder != NULL",
+        "mEncoder->setCallback(callback) == OK",
+        "CHECK_EQ( mMuxer->writeSampleData(abuffer, mVideoTrackIndex, timeUs, flags),(status_t)OK)",
+        "mEncoder->configure(encoderFormat, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE) == OK",
+};
 }  // namespace CameraRecorder
 
 namespace AudioRxEncoder {
@@ -241,11 +262,23 @@ constexpr LogSite kEncoderReleased{"releaseEncoder", 460};
 constexpr CheckSite kWriteSample{kFile, 515};
 constexpr LogSite kTrackRefused{"handleEncoderOutputFormatChange", 527};
 constexpr LogSite kTrackAdded{"handleEncoderOutputFormatChange", 545};
+inline constexpr EncoderTexts kEncoderTexts{
+        "mEncoder != NULL",
+        "mEncoder->setCallback(callback) == OK",
+        "CHECK_EQ( mMuxer->writeSampleData(abuffer, mAudioTrackIndex, timeUs, flags),(status_t)OK)",
+        "mEncoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE) == OK",
+};
 }  // namespace AudioRxEncoder
 
 namespace AudioRecordEncoder {
 constexpr char kFile[] = OXA_SOURCE("AudioRecordEncoder");
 constexpr CheckSite kUnknownRequest{kFile, 132};
+inline constexpr EncoderTexts kEncoderTexts{
+        "encoder != NULL",
+        "encoder->setCallback(encoderCallback) == OK",
+        "CHECK_EQ( mMuxer->writeSampleData(abuffer, mAudioTrackIndex, timeUs, flags),(status_t)OK)",
+        "encoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE) == OK",
+};
 }  // namespace AudioRecordEncoder
 
 }  // namespace android::sites

@@ -23,21 +23,17 @@ constexpr char kErrIsOk[] = "CHECK_EQ( err,(status_t)OK)";
 }  // namespace
 
 const FileTranscoder::Kind VideoTranscoder::kKind = {
-        LOG_TAG,
-        "Video",
-        "video",
+        {LOG_TAG, "Video", "video", "V-EncoderLooper", "V-EncodeCBLooper", sites::kTranscoderTexts},
         "video/",
         "V-DecoderLooper",
-        "V-EncoderLooper",
         "V-DecodeCBLooper",
-        "V-EncodeCBLooper",
         VIDEO_TRACK,
         NO_VIDEO_TRACK,
         sites::VideoTranscoder::kShared,
 };
 
 VideoTranscoder::VideoTranscoder()
-    : FileTranscoder(kKind),
+    : FileTranscoder(kKind, mVideoTrackIndex),
       mStartTimeUs(0),
       mEndTimeUs(0),
       mDecLastReportUs(0),
@@ -208,10 +204,6 @@ void VideoTranscoder::handleDecoderOutputFormatChange(const sp<AMessage>& /* for
 // The encoder is fed by its surface.
 void VideoTranscoder::handleEncoderInputBuffer(uint32_t /* index */) {}
 
-void VideoTranscoder::handleEncoderOutputFormatChange(const sp<AMessage>& format) {
-    addTrack(format, &mVideoTrackIndex);
-}
-
 void VideoTranscoder::handleEncoderOutputBuffer(uint32_t index, uint32_t offset, uint32_t size,
                                                 int64_t timeUs, int32_t flags) {
     if (mState != STARTED) return;
@@ -220,7 +212,7 @@ void VideoTranscoder::handleEncoderOutputBuffer(uint32_t index, uint32_t offset,
         reportDone(OK);
         return;
     }
-    if (!mWriting) {
+    if (!mTrackEncoder.isWriting()) {
         mEncoderCodec->releaseOutputBuffer(index);
         return;
     }
@@ -233,10 +225,7 @@ void VideoTranscoder::handleEncoderOutputBuffer(uint32_t index, uint32_t offset,
         ALOGE(LOG_RED "%s[%d]: Failed to getOutputBuffer" LOG_RESET, __FUNCTION__, __LINE__);
         return;
     }
-    buffer->setRange(offset, size);
-    sp<ABuffer> sample = new ABuffer(buffer->data(), buffer->size());
-    writeSample(index, sample, mVideoTrackIndex, timeUs, flags);
-    mLastTimeUs = timeUs;
+    writeSample(index, buffer, offset, size, timeUs, flags);
     if (++mEncodedFrames % kSyncIntervalFrames == 0) {
         sp<AMessage> msg = new AMessage(kWhatSyncVideoTime, mPlayerHandler);
         msg->setInt64("video-pts", timeUs);

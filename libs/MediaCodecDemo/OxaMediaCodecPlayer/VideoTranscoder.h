@@ -39,7 +39,6 @@ class VideoTranscoder : public FileTranscoder {
     void handleEncoderInputBuffer(uint32_t index) override;
     void handleEncoderOutputBuffer(uint32_t index, uint32_t offset, uint32_t size, int64_t timeUs,
                                    int32_t flags) override;
-    void handleEncoderOutputFormatChange(const sp<AMessage>& format) override;
 
   protected:
     ~VideoTranscoder() override = default;
