@@ -119,6 +119,8 @@ void FacadeModel::takeStep(const Call& call) {
     mRuns = mRuns || name == Call::kStart;
     if (name != Call::kStop) return;
     if (mRuns) mState = kStopped;
+    // A stop forgets what was to begin after a recording that was still being finished.
+    if (mRuns && mHasRecorded && mTranscode == kYes) mTranscode = kPerhaps;
     mRuns = false;
     mRecording = kNo;
 }
