@@ -395,8 +395,10 @@ bool AvcEncoder::encodeInputs() {
         }
         const bool isLast = (input.flags & MediaCodec::BUFFER_FLAG_EOS) != 0;
         if (isLast && mDeinterlace != 0) finishDeinterlacing();
-        client()->onInputConsumed(input.index);
+        // A client may wait for its next picture when it is asked for one: what comes of this one
+        // goes first.
         if (!receiveUnits()) return false;
+        client()->onInputConsumed(input.index);
         if (isLast) return true;
     }
 }

@@ -40,7 +40,7 @@ class AvcEncoder : public WorkerComponent {
 
     AString name() const override { return AString("c2.linux.avc.encoder"); }
     status_t configure(const sp<AMessage>& format, const sp<Surface>& surface) override;
-    size_t inputCount() const override { return kInputCount; }
+    size_t inputCount() const override { return mInputIsRecords ? 1 : kInputCount; }
     size_t inputCapacity() const override { return mInputCapacity; }
     status_t createInputSurface(sp<IGraphicBufferProducer>* producer) override;
     status_t signalEndOfInputStream() override;

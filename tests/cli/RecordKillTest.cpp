@@ -24,19 +24,26 @@ constexpr int kEarliestMs = 1800;
 constexpr int kSpreadMs = 2500;
 constexpr double kMostMissingS = 1.5;
 
-class RecordKillTest : public testing::TestWithParam<const char*> {};
+struct Recording {
+    const char* name;
+    const char* container;
+    int rate;
+};
+
+class RecordKillTest : public testing::TestWithParam<Recording> {};
 
 // What a power failure leaves: the file of a process that had no chance to end it.
 TEST_P(RecordKillTest, losesAtMostTheLastMoment) {
     const TempDir folder;
+    const std::string source =
+            "lavfi:testsrc2=size=320x180:rate=" + std::to_string(GetParam().rate) + ";sine";
     std::mt19937 random(1);
     for (int round = 0; round < testRounds(kUsualRounds); ++round) {
-        const std::string output = folder.file(std::to_string(round) + "." + GetParam());
+        const std::string output = folder.file(std::to_string(round) + "." + GetParam().container);
         const milliseconds delay(kEarliestMs + static_cast<int>(random() % kSpreadMs));
         SCOPED_TRACE("killed after " + std::to_string(delay.count()) + " ms");
         const ProcessResult result =
-                player({"record", "--usb", "lavfi:testsrc2=size=320x180:rate=30;sine", "-o", output,
-                        "--preset", "ultrafast", "--json"})
+                player({"record", "--usb", source, "-o", output, "--preset", "ultrafast", "--json"})
                         .signalOnText(0, "\"progress\"")
                         .signalAfter(SIGKILL, delay)
                         .run();
@@ -57,8 +64,11 @@ TEST_P(RecordKillTest, losesAtMostTheLastMoment) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Containers, RecordKillTest, testing::Values("mp4", "ts"),
-                         [](const auto& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Containers, RecordKillTest,
+                         testing::Values(Recording{"mp4", "mp4", 30}, Recording{"ts", "ts", 30},
+                                         Recording{"mp4SlowCamera", "mp4", 2},
+                                         Recording{"tsSlowCamera", "ts", 2}),
+                         [](const auto& info) { return info.param.name; });
 
 }  // namespace
 }  // namespace oxa::test
