@@ -170,7 +170,7 @@ sp<AMessage> AudioTranscoder::buildEncoderFormat(const sp<AMessage>& decoderForm
     sp<AMessage> format = newAacFormat(channelCount, sampleRate, kMaxInputSize);
     format->setInt32("audio-chan-count", mTargetFormat->channelCount);
     format->setInt32("audio-samp-rate", mTargetFormat->sampleRate);
-    // Without names four channels could be any of several layouts, and sound would change its place.
+    // Without names four channels could be any of several layouts, and sound would change places.
     int32_t channelMask;
     if (decoderFormat->findInt32("channel-mask", &channelMask)) {
         format->setInt32("channel-mask", channelMask);

@@ -160,72 +160,61 @@ status_t CameraRecorder::reset() {
 // ---- Commands ----------------------------------------------------------------------------------
 
 void CameraRecorder::onMessageReceived(const sp<AMessage>& msg) {
+    int32_t enable;
+    status_t err = OK;
     switch (msg->what()) {
         case kWhatPullerNotify:
             // The encoder's input callback takes the frames by itself.
-            break;
+            return;
         case kWhatSetDataSource:
             onSetDataSource(msg);
-            replyWithError(msg, OK);
             break;
         case kWhatSetCamera:
             onSetCamera(msg);
-            replyWithError(msg, OK);
             break;
         case kWhatSetSurface:
             onSetSurface(msg);
-            replyWithError(msg, OK);
             break;
         case kWhatSetMuxer:
             onSetMuxer(msg);
-            replyWithError(msg, OK);
             break;
         case kWhatConfigure:
             onConfigure(msg);
-            replyWithError(msg, OK);
             break;
-        case kWhatPrepare: {
+        case kWhatPrepare:
             CHECK(mState == CONFIGURED);
-            status_t err = onPrepare();
+            err = onPrepare();
             if (err == OK) mState = PREPARED;
-            replyWithError(msg, err);
             break;
-        }
-        case kWhatSetPlayback: {
-            int32_t enable;
+        case kWhatSetPlayback:
             CHECK(msg->findInt32(AMSG_SET_RENDER_VIDEO, &enable));
             onSetPlayback(enable != 0);
-            replyWithError(msg, OK);
             break;
-        }
-        case kWhatSetRecord: {
-            int32_t enable;
+        case kWhatSetRecord:
             CHECK(msg->findInt32(AMSG_SET_TRANSCODE, &enable));
-            replyWithError(msg, onSetRecord(enable != 0));
+            err = onSetRecord(enable != 0);
             break;
-        }
         case kWhatStart:
             CHECK(mState == PREPARED);
-            replyWithError(msg, onStart());
+            err = onStart();
             break;
         case kWhatStop:
             CHECK(mState == STARTED);
             onStop();
-            replyWithError(msg, OK);
             break;
         case kWhatReset:
             onReset();
-            replyWithError(msg, OK);
             break;
         case kWhatGetCameraSnapshot:
             reply(msg, new AMessage);
-            break;
+            return;
         case kWhatGetCameraParam:
             onGetCameraParam(msg);
-            break;
+            return;
         default:
             TRESPASS_SITE(sites::CameraRecorder::kUnknownRequest);
     }
+    replyWithError(msg, err);
 }
 
 void CameraRecorder::onSetDataSource(const sp<AMessage>& msg) {
