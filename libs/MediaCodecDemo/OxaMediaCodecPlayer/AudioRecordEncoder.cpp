@@ -261,6 +261,8 @@ void AudioRecordEncoder::onSetRecord(bool enable) {
         if (mState == STARTED && !mPlayback) stopCapture();
         // Before the start, too: the next switch-on makes another encoder.
         releaseEncoder();
+        // Like its siblings: a muxer that never started would keep its file open until the next one.
+        mMuxer.clear();
         postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_AUDIO);
     }
 }
