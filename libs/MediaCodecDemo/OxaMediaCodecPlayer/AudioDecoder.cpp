@@ -14,20 +14,22 @@
 #include <algorithm>
 
 #include "CodecCallback.h"
-#include "FilePlayback.h"
 #include "FixedSites.h"
-#include "TrackReading.h"
+#include "Pacing.h"
 
 namespace android {
 
+namespace {
+
+constexpr TrackReader::Kind kTrackKind = {
+        LOG_TAG, "Audio", "audio", "audio/", sites::AudioDecoder::kReader,
+};
+
+}  // namespace
+
 AudioDecoder::AudioDecoder()
-    : mFreeRun(false),
-      mInputEOS(false),
-      mStartTimeUs(0),
-      mAudioSessionId(-1),
-      mState(UNINITIALIZED),
-      mStopRequested(false),
-      mLastTimeUs(-1) {
+    : mTrackReader(kTrackKind,
+                   {mExtractor, mMediaCodec, mCodecLooper, mDecodeCBHandler, mComponentName}) {
     mCodecLooper = startLooper("AudioDecoder-Looper");
     mDecodeCBLooper = startLooper("A-DecodeCBLooper");
 }
@@ -47,9 +49,7 @@ status_t AudioDecoder::setDataSource(int fd, int64_t offset, int64_t length) {
 
 status_t AudioDecoder::setFreeRun(int enable) {
     ALOGD("%s[%d]: %s FreeRun", __FUNCTION__, __LINE__, enable ? "enable" : "disable");
-    sp<AMessage> msg = new AMessage(kWhatSetFreeRunMode, this);
-    msg->setInt32(AMSG_FREE_RUN, enable);
-    return postRequest(msg);
+    return postRequest(newRequest(kWhatSetFreeRunMode, this, AMSG_FREE_RUN, enable));
 }
 
 status_t AudioDecoder::prepare() {
@@ -75,8 +75,7 @@ void AudioDecoder::onMessageReceived(const sp<AMessage>& msg) {
         case kWhatSetDataSourcePath:
         case kWhatSetDataSourceFdRange:
             CHECK(mState == UNINITIALIZED);
-            mSource = openFileSource(msg, sites::AudioDecoder::kFile,
-                                     msg->what() == kWhatSetDataSourcePath);
+            mSource = mTrackReader.openSource(msg, msg->what() == kWhatSetDataSourcePath);
             mState = UNPREPARED;
             break;
         case kWhatSetFreeRunMode:
@@ -120,28 +119,22 @@ void AudioDecoder::onSetFreeRunMode(const sp<AMessage>& msg) {
 }
 
 status_t AudioDecoder::onPrepare() {
-    status_t err = openExtractor(mSource, &mExtractor, LOG_TAG, __FUNCTION__, __LINE__);
+    status_t err = mTrackReader.open(mSource);
     if (err != OK) return err;
 
     sp<AMessage> format;
     AString mime;
-    if (!selectFirstTrack(mExtractor, sites::AudioDecoder::kFile, "audio/", &format, &mime)) {
-        ALOGD(LOG_RED "%s[%d]: No audio track" LOG_RESET, __FUNCTION__, __LINE__);
+    if (!mTrackReader.selectTrack(&format, &mime)) {
         postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, NO_AUDIO_TRACK);
         return OK;
     }
-    releaseCodec(mMediaCodec);
-    mMediaCodec = MediaCodec::CreateByType(mCodecLooper, mime, false /* encoder */);
-    CHECK(mMediaCodec != NULL);
-    mMediaCodec->getName(&mComponentName);
-    ALOGD(LOG_RED "%s[%d]: Audio decoder component name: %s" LOG_RESET, __FUNCTION__, __LINE__,
-          mComponentName.c_str());
+    mTrackReader.createDecoder(mime);
     // By design whatever the session is, none included.
     auto session = static_cast<audio_session_t>(mAudioSessionId.load());
     format->setInt32("audio-hw-sync", AudioSystem::getAudioHwSyncForSession(session));
     mDecodeCBHandler = new DecodeCBHandler(this);
     mCallback = registerCallbackRelay(mDecodeCBLooper, mDecodeCBHandler);
-    CHECK(mMediaCodec->setCallback(mCallback) == OK);
+    mTrackReader.setCallback(mCallback);
     CHECK(mMediaCodec->configure(format, NULL, NULL, 0) == OK);
     return OK;
 }
@@ -193,9 +186,8 @@ status_t AudioDecoder::onReset() {
 void AudioDecoder::handleDecoderInputBuffer(uint32_t index) {
     if (mState != STARTED || mInputEOS) return;
     int64_t timeUs;
-    Feed fed = feedDecoder(mMediaCodec, mDecodeCBHandler, mExtractor, index, &timeUs,
-                           sites::AudioDecoder::kFile, __FUNCTION__, __LINE__);
-    if (fed != Feed::kEnd) return;
+    if (mTrackReader.feed(index, &timeUs) != TrackReader::kEnd) return;
+    mTrackReader.queueEnd(index);
     mInputEOS = true;
     ALOGD("%s[%d]: Audio decoder reachs to the end of stream", __FUNCTION__, __LINE__);
 }
@@ -222,9 +214,7 @@ void AudioDecoder::handleDecoderOutputBuffer(uint32_t index, uint32_t /* offset 
     }
     sp<MediaCodecBuffer> buffer;
     status_t err = mMediaCodec->getOutputBuffer(index, &buffer);
-    if (!mDecodeCBHandler->accepted(err, LOG_TAG, sites::AudioDecoder::kOutputBuffer,
-                                    "CHECK(err == OK)"))
-        return;
+    if (!mDecodeCBHandler->accepted(err, LOG_TAG, sites::AudioDecoder::kOutputBuffer)) return;
     if (isDue(timeUs)) writePcm(buffer, size, timeUs);
     mMediaCodec->releaseOutputBuffer(index);
 }

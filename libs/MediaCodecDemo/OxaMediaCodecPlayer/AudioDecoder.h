@@ -15,6 +15,7 @@
 
 #include "BaseDecoder.h"
 #include "OxaMediaCodecPlayerCommon.h"
+#include "TrackReader.h"
 
 namespace android {
 
@@ -85,8 +86,8 @@ class AudioDecoder : public BaseDecoder, virtual public OxaBase {
     void writePcm(const sp<MediaCodecBuffer>& buffer, size_t size, int64_t timeUs);
     bool hasSession() const { return mAudioSessionId != -1; }
 
-    std::atomic<bool> mFreeRun;
-    bool mInputEOS;
+    std::atomic<bool> mFreeRun{false};
+    bool mInputEOS = false;
     sp<NuMediaExtractor> mExtractor;
     sp<FileSource> mSource;
     sp<MediaCodec> mMediaCodec;
@@ -96,14 +97,15 @@ class AudioDecoder : public BaseDecoder, virtual public OxaBase {
     sp<ALooper> mDecodeCBLooper;
     sp<DecodeCBHandler> mDecodeCBHandler;
     AString mComponentName;
-    std::atomic<int64_t> mStartTimeUs;
-    std::atomic<int32_t> mAudioSessionId;
-    std::atomic<int> mState;
+    std::atomic<int64_t> mStartTimeUs{0};
+    std::atomic<int32_t> mAudioSessionId{-1};
+    std::atomic<int> mState{UNINITIALIZED};
     Mutex mLock;
     Condition mCondition;  // monotonic; never signalled
 
-    std::atomic<bool> mStopRequested;  // ends the pacing wait
-    std::atomic<int64_t> mLastTimeUs;
+    std::atomic<bool> mStopRequested{false};  // ends the pacing wait
+    std::atomic<int64_t> mLastTimeUs{-1};
+    TrackReader mTrackReader;
 };
 
 }  // namespace android

@@ -16,6 +16,10 @@
 #include <algorithm>
 
 #include "FixedSites.h"
+#include "Pacing.h"
+
+// For assertions of code that several pipelines share.
+#define HERE (sites::CheckSite{sites::AudioRecordEncoder::kFile, __LINE__})
 
 namespace android {
 
@@ -25,7 +29,6 @@ constexpr char ABUFFER_META_TIMESTAMP[] = "timeUs";
 constexpr int32_t kNotifiedSamples = 1024;
 constexpr size_t kMinBufferCount = 6;
 constexpr int32_t kMaxInputSize = 2048;
-constexpr nsecs_t kInputPollNs = 10000;
 // Of at most 1,024 samples each: a second for the monitor, which must not fall behind, and what is
 // spoken while an encoder waits for its muxer.
 constexpr size_t kMaxRenderBuffers = 50;
@@ -43,16 +46,8 @@ constexpr TrackEncoder::Kind kTrackKind = {
 }  // namespace
 
 AudioRecordEncoder::AudioRecordEncoder()
-    : mState(UNINITIALIZED),
-      mPlayback(false),
-      mRecord(false),
-      mRenderQueue(kMaxRenderBuffers),
+    : mRenderQueue(kMaxRenderBuffers),
       mEncodeQueue(kMaxEncodeBuffers),
-      mChannelCount(0),
-      mSampleRate(0),
-      mAudioSource(AUDIO_SOURCE_DEFAULT),
-      mAudioTrackIndex(-1),
-      mRecordStartTimeUs(-1),
       mTrackEncoder(kTrackKind, {mEncoder, mMuxer, mEncoderLooper, mEncodeCBLooper,
                                  mEncodeCBHandler, mAudioTrackIndex}) {}
 
@@ -86,21 +81,15 @@ status_t AudioRecordEncoder::prepare() {
 }
 
 status_t AudioRecordEncoder::setMuxer(const sp<OxaMediaMuxer>& muxer) {
-    sp<AMessage> msg = new AMessage(kWhatSetMuxer, this);
-    msg->setObject(AMSG_MUXER, muxer);
-    return postRequest(msg);
+    return postRequest(newRequest(kWhatSetMuxer, this, AMSG_MUXER, muxer));
 }
 
 status_t AudioRecordEncoder::setPlayback(int enable) {
-    sp<AMessage> msg = new AMessage(kWhatSetPlayback, this);
-    msg->setInt32(AMSG_SET_RENDER_AUDIO, enable);
-    return postRequest(msg);
+    return postRequest(newRequest(kWhatSetPlayback, this, AMSG_SET_RENDER_AUDIO, enable));
 }
 
 status_t AudioRecordEncoder::setRecord(int enable) {
-    sp<AMessage> msg = new AMessage(kWhatSetRecord, this);
-    msg->setInt32(AMSG_SET_TRANSCODE, enable);
-    return postRequest(msg);
+    return postRequest(newRequest(kWhatSetRecord, this, AMSG_SET_TRANSCODE, enable));
 }
 
 status_t AudioRecordEncoder::start() {
@@ -261,7 +250,8 @@ void AudioRecordEncoder::onSetRecord(bool enable) {
         if (mState == STARTED && !mPlayback) stopCapture();
         // Before the start, too: the next switch-on makes another encoder.
         releaseEncoder();
-        // Like its siblings: a muxer that never started would keep its file open until the next one.
+        // Like its siblings: a muxer that never started would keep its file open until the next
+        // one.
         mMuxer.clear();
         postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_AUDIO);
     }
@@ -368,11 +358,11 @@ void AudioRecordEncoder::AudioTrackDataCb(AudioTrack::Buffer* buffer) {
 
 void AudioRecordEncoder::setupAudioEncoder() {
     mTrackEncoder.begin();
-    mTrackEncoder.create(MEDIA_MIMETYPE_AUDIO_AAC, {sites::AudioRecordEncoder::kFile, __LINE__});
+    mTrackEncoder.create(MEDIA_MIMETYPE_AUDIO_AAC, HERE);
     mTrackEncoder.logName({__FUNCTION__, __LINE__});
     sp<AMessage> format = newAacFormat(mChannelCount, mSampleRate, kMaxInputSize);
-    mTrackEncoder.attachRelay(this, {sites::AudioRecordEncoder::kFile, __LINE__});
-    mTrackEncoder.configure(format, {sites::AudioRecordEncoder::kFile, __LINE__});
+    mTrackEncoder.attachRelay(this, HERE);
+    mTrackEncoder.configure(format, HERE);
     ALOGD("%s:%d Setup audio encoder done", __FUNCTION__, __LINE__);
 }
 
@@ -387,30 +377,13 @@ void AudioRecordEncoder::releaseEncoder() {
 
 void AudioRecordEncoder::handleEncoderInputBuffer(uint32_t index) {
     sp<ABuffer> srcBuffer;
-    if (!waitForSound(&srcBuffer)) return;
-    sp<MediaCodecBuffer> buffer;
-    status_t err = mEncoder->getInputBuffer(index, &buffer);
-    if (!mEncodeCBHandler->accepted(err, LOG_TAG, {sites::AudioRecordEncoder::kFile, __LINE__},
-                                    "CHECK(err == OK)"))
-        return;
-    size_t size = std::min(srcBuffer->size(), buffer->capacity());
-    memcpy(buffer->base(), srcBuffer->data(), size);
+    // Until there is sound, or no recording any more.
+    pollUntil(mWaitLock, mWaitCond,
+              [&] { return !isRecording() || (srcBuffer = mEncodeQueue.pop()) != NULL; });
+    if (srcBuffer == NULL) return;
     int64_t timeUs;
     CHECK(srcBuffer->meta()->findInt64(ABUFFER_META_TIMESTAMP, &timeUs));
-    err = mEncoder->queueInputBuffer(index, 0, size, timeUs, 0);
-    mEncodeCBHandler->accepted(err, LOG_TAG, {sites::AudioRecordEncoder::kFile, __LINE__},
-                               "CHECK(err == OK)");
-}
-
-// Waits in short polls and takes the oldest buffer; false when recording has ended.
-bool AudioRecordEncoder::waitForSound(sp<ABuffer>* sound) {
-    while (isRecording()) {
-        *sound = mEncodeQueue.pop();
-        if (*sound != NULL) return true;
-        Mutex::Autolock lock(mWaitLock);
-        mWaitCond.waitRelative(mWaitLock, kInputPollNs);
-    }
-    return false;
+    mTrackEncoder.queueSound(index, srcBuffer->data(), srcBuffer->size(), timeUs, HERE);
 }
 
 void AudioRecordEncoder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offset */,
@@ -419,8 +392,7 @@ void AudioRecordEncoder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* o
     sp<MediaCodecBuffer> buffer;
     mEncoder->getOutputBuffer(index, &buffer);
     if (buffer == NULL) return;
-    mTrackEncoder.write(buffer, 0, size, timeUs, flags,
-                        {sites::AudioRecordEncoder::kFile, __LINE__});
+    mTrackEncoder.write(buffer, 0, size, timeUs, flags, HERE);
     mEncoder->releaseOutputBuffer(index);
 }
 

@@ -112,28 +112,27 @@ class AudioRecordEncoder : public BaseEncoder, virtual public OxaBase {
     void AudioTrackDataCb(AudioTrack::Buffer* buffer);
 
     bool isRecording() const { return mState == STARTED && mRecord; }
-    bool waitForSound(sp<ABuffer>* sound);
     void setupAudioEncoder();
     void releaseEncoder();
 
-    std::atomic<int32_t> mState;
-    std::atomic<bool> mPlayback;
-    std::atomic<bool> mRecord;
+    std::atomic<int32_t> mState{UNINITIALIZED};
+    std::atomic<bool> mPlayback{false};
+    std::atomic<bool> mRecord{false};
     sp<AudioTrack> mAudioTrack;
     sp<AudioRecord> mAudioRecord;
     SoundQueue mRenderQueue;
     SoundQueue mEncodeQueue;
-    int32_t mChannelCount;
-    int32_t mSampleRate;
-    int32_t mAudioSource;
+    int32_t mChannelCount = 0;
+    int32_t mSampleRate = 0;
+    int32_t mAudioSource = AUDIO_SOURCE_DEFAULT;
     String16 mClientName;
     sp<MediaCodec> mEncoder;
     sp<OxaMediaMuxer> mMuxer;
     sp<ALooper> mEncoderLooper;
     sp<ALooper> mEncodeCBLooper;
     sp<EncodeCBHandler> mEncodeCBHandler;
-    ssize_t mAudioTrackIndex;
-    int64_t mRecordStartTimeUs GUARDED_BY(mRecordLock);  // -1: nothing recorded yet
+    ssize_t mAudioTrackIndex = -1;
+    int64_t mRecordStartTimeUs GUARDED_BY(mRecordLock) = -1;  // -1: nothing recorded yet
     Mutex mWaitLock;
     Condition mWaitCond;  // monotonic; never signalled
 

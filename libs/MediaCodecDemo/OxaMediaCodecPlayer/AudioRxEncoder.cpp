@@ -21,6 +21,9 @@
 
 #include "FixedSites.h"
 
+// For assertions of code that several pipelines share.
+#define HERE (sites::CheckSite{sites::AudioRxEncoder::kFile, __LINE__})
+
 namespace android {
 
 using hardware::Return;
@@ -37,8 +40,6 @@ constexpr int kEventVideoHotplug = 0;
 constexpr int32_t kSharedSize = 16384;
 // A slower block would need hundreds of megabytes at the rate of the recording.
 constexpr int32_t kMinBlockRate = 1000;
-constexpr int32_t kDefaultChannelCount = 2;
-constexpr int32_t kDefaultSampleRate = 48000;
 // Some twenty seconds.
 constexpr int64_t kMaxFrameBytes = 4 << 20;
 constexpr int64_t kFirstPollDelayUs = 10000;
@@ -90,20 +91,7 @@ class AudioRxEncoder::AudioCallback : public IAudioUtilCallback {
 };
 
 AudioRxEncoder::AudioRxEncoder()
-    : mState(UNINITIALIZED),
-      mResampler(NULL),
-      mAudioTrackIndex(-1),
-      mChannelCount(kDefaultChannelCount),
-      mSampleRate(kDefaultSampleRate),
-      mStartTimeUs(-1),
-      mRecord(false),
-      mPid(getpid()),
-      mSharedBase(NULL),
-      mResamplerChannels(0),
-      mFrameBytes(0),
-      mSoundDropped(false),
-      mServiceLost(false),
-      mRecordingCount(0),
+    : mPid(getpid()),
       mTrackEncoder(kTrackKind, {mEncoder, mMuxer, mEncoderLooper, mCBLooper, mEncodeCBHandler,
                                  mAudioTrackIndex}) {
     connectService();
@@ -218,8 +206,7 @@ status_t AudioRxEncoder::setRecord(int flag, int64_t /* startTimeUs */) {
     } else {
         mRecord = false;
         if (mState == STARTED)
-            CHECK_TEXT(mTrackEncoder.stop() == OK, sites::AudioRxEncoder::kFile, __LINE__,
-                       "mEncoder->stop() == OK");
+            CHECK_TEXT(mTrackEncoder.stop() == OK, (HERE).file, __LINE__, "mEncoder->stop() == OK");
         releaseEncoder();
         postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_AUDIO);
     }
@@ -390,11 +377,11 @@ void AudioRxEncoder::dropFrames() {
 
 void AudioRxEncoder::configureEncoder() {
     mTrackEncoder.begin();
-    mTrackEncoder.create(MEDIA_MIMETYPE_AUDIO_AAC, {sites::AudioRxEncoder::kFile, __LINE__});
+    mTrackEncoder.create(MEDIA_MIMETYPE_AUDIO_AAC, HERE);
     ALOGD("%d  %d", mChannelCount, mSampleRate);
     sp<AMessage> format = newAacFormat(mChannelCount, mSampleRate, kSharedSize);
-    mTrackEncoder.attachRelay(this, {sites::AudioRxEncoder::kFile, __LINE__});
-    mTrackEncoder.configure(format, {sites::AudioRxEncoder::kFile, __LINE__});
+    mTrackEncoder.attachRelay(this, HERE);
+    mTrackEncoder.configure(format, HERE);
     ALOGD("%s:%d configure audio encoder success", SITE(sites::AudioRxEncoder::kEncoderConfigured));
 }
 
@@ -411,20 +398,8 @@ void AudioRxEncoder::releaseEncoder() {
 void AudioRxEncoder::handleEncoderInputBuffer(uint32_t index) {
     _RxAudioFrame frame;
     if (!waitForFrame(&frame)) return;
-    sp<MediaCodecBuffer> buffer;
-    status_t err = mEncoder->getInputBuffer(index, &buffer);
-    if (!mEncodeCBHandler->accepted(err, LOG_TAG, {sites::AudioRxEncoder::kFile, __LINE__},
-                                    "CHECK(err == OK)")) {
-        free(frame.buffer);
-        return;
-    }
-    size_t size = std::min(static_cast<size_t>(frame.size), buffer->capacity());
-    memcpy(buffer->base(), frame.buffer, size);
+    mTrackEncoder.queueSound(index, frame.buffer, frame.size, frame.timeUs, HERE);
     free(frame.buffer);
-    buffer->setRange(0, size);
-    err = mEncoder->queueInputBuffer(index, 0, buffer->size(), frame.timeUs, 0);
-    mEncodeCBHandler->acceptedEq(err, LOG_TAG, {sites::AudioRxEncoder::kFile, __LINE__},
-                                 "CHECK_EQ( err,(status_t)OK)");
 }
 
 // Waits in short polls and takes the oldest frame; false when recording has ended.
@@ -444,9 +419,7 @@ void AudioRxEncoder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offse
     if (!isRecording()) return;
     sp<MediaCodecBuffer> buffer;
     status_t err = mEncoder->getOutputBuffer(index, &buffer);
-    if (!mEncodeCBHandler->accepted(err, LOG_TAG, {sites::AudioRxEncoder::kFile, __LINE__},
-                                    "CHECK(err == OK)"))
-        return;
+    if (!mEncodeCBHandler->accepted(err, LOG_TAG, HERE)) return;
     if (buffer != NULL) {
         mTrackEncoder.write(buffer, 0, size, timeUs, flags, sites::AudioRxEncoder::kWriteSample);
     }

@@ -119,7 +119,7 @@ class AudioRxEncoder : public BaseEncoder, virtual public OxaBase {
     _RxAudioFrame popFrame() REQUIRES(mLock);
     void dropFrames();
 
-    std::atomic<int> mState;
+    std::atomic<int> mState{UNINITIALIZED};
     sp<::vendor::oxa::audioutil::V1_0::IAudioUtil> mAudioUtil;
     Mutex mLock;
     Condition mCond;  // monotonic; never signalled
@@ -129,24 +129,25 @@ class AudioRxEncoder : public BaseEncoder, virtual public OxaBase {
     sp<ALooper> mCBLooper;
     sp<EncodeCBHandler> mEncodeCBHandler;
     List<_RxAudioFrame> mFrames GUARDED_BY(mLock);
-    struct resampler_itfe* mResampler;  // made on first need, for the channels of that block
-    ssize_t mAudioTrackIndex;
-    int32_t mChannelCount;
-    int32_t mSampleRate;
-    int64_t mStartTimeUs GUARDED_BY(mLock);  // of the service's clock, -1 before the first block
-    std::atomic<bool> mRecord;
+    struct resampler_itfe* mResampler = NULL;  // made on first need, for the channels of that block
+    ssize_t mAudioTrackIndex = -1;
+    int32_t mChannelCount = 2;
+    int32_t mSampleRate = 48000;
+    int64_t mStartTimeUs GUARDED_BY(mLock) =
+            -1;  // of the service's clock, -1 before the first block
+    std::atomic<bool> mRecord{false};
     int32_t mPid;
     sp<AudioCallback> mAudioCallback;
     hardware::hidl_memory mSharedMemory;
-    void* mSharedBase;
+    void* mSharedBase = NULL;
     sp<hidl::memory::V1_0::IMemory> mMemory;
 
-    int32_t mResamplerChannels;
-    int64_t mFrameBytes GUARDED_BY(mLock);  // in mFrames
-    bool mSoundDropped GUARDED_BY(mLock);   // in this recording
-    std::atomic<bool> mServiceLost;         // a call has not come through: there is no more sound
+    int32_t mResamplerChannels = 0;
+    int64_t mFrameBytes GUARDED_BY(mLock) = 0;     // in mFrames
+    bool mSoundDropped GUARDED_BY(mLock) = false;  // in this recording
+    std::atomic<bool> mServiceLost{false};  // a call has not come through: there is no more sound
     HdmiRxInfo::User mInfoUser;
-    std::atomic<int32_t> mRecordingCount;
+    std::atomic<int32_t> mRecordingCount{0};
     TrackEncoder mTrackEncoder;
 };
 

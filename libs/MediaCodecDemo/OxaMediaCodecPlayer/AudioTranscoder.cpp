@@ -24,7 +24,6 @@ constexpr char ABUFFER_META_FLAGS[] = "flags";
 
 constexpr int32_t kMaxInputSize = 92160;
 constexpr int64_t kMaxLeadUs = 1000000;
-constexpr char kErrIsOk[] = "CHECK_EQ( err,(status_t)OK)";
 constexpr nsecs_t kThrottleStepNs = 100000000;
 // Sound alone decodes far faster than it encodes.
 constexpr size_t kMaxPcmBytes = 4 << 20;
@@ -32,8 +31,8 @@ constexpr size_t kMaxPcmBytes = 4 << 20;
 }  // namespace
 
 const FileTranscoder::Kind AudioTranscoder::kKind = {
+        {LOG_TAG, "Audio", "audio", "audio/", sites::AudioTranscoder::kShared},
         {LOG_TAG, "Audio", "audio", "A-EncoderLooper", "A-EncodeCBLooper", sites::kTranscoderTexts},
-        "audio/",
         "A-DecoderLooper",
         "A-DecodeCBLooper",
         AUDIO_TRACK,
@@ -41,12 +40,7 @@ const FileTranscoder::Kind AudioTranscoder::kKind = {
         sites::AudioTranscoder::kShared,
 };
 
-AudioTranscoder::AudioTranscoder()
-    : FileTranscoder(kKind, mAudioTrackIndex),
-      mVideoTimeUs(-1),
-      mAudioTrackIndex(-1),
-      mPcmBytes(0),
-      mEncoderInputEOS(false) {}
+AudioTranscoder::AudioTranscoder() : FileTranscoder(kKind, mAudioTrackIndex) {}
 
 status_t AudioTranscoder::setTargetFormat(const _AV_FORMAT_FORMAT& format) {
     ALOGI(LOG_GREEN "TargetFormat: Audio:%dch/%dHz" LOG_RESET, format.channelCount,
@@ -80,22 +74,12 @@ void AudioTranscoder::onReset() {
 }
 
 void AudioTranscoder::handleDecoderInputBuffer(uint32_t index) {
-    if (mState != STARTED || mInputEOS) return;
-    sp<MediaCodecBuffer> buffer;
-    mDecoderCodec->getInputBuffer(index, &buffer);
-    if (buffer == NULL) {
-        ALOGE(LOG_RED "%s[%d]: Failed to getInputBuffer" LOG_RESET, __FUNCTION__, __LINE__);
-        return;
-    }
     int64_t timeUs;
-    if (queueSample(index, buffer, &timeUs)) throttle(timeUs);
+    if (feedDecoder(index, &timeUs)) throttle(timeUs);
 }
 
 void AudioTranscoder::onInputEnd(uint32_t index) {
-    status_t err = mDecoderCodec->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS);
-    if (!mDecodeCBHandler->acceptedEq(err, LOG_TAG, sites::AudioTranscoder::kEndOfInput, kErrIsOk))
-        return;
-    reportEnd();
+    if (mTrackReader.queueEnd(index)) reportEnd();
 }
 
 // Keeps the sound within a second of the picture that is written already, and the queue bounded.
@@ -213,8 +197,7 @@ void AudioTranscoder::queuePcm(uint32_t index) {
     CHECK_SITE(sites::AudioTranscoder::kPcmFlags,
                sBuffer->meta()->findInt32(ABUFFER_META_FLAGS, &flags));
     status_t err = mEncoderCodec->queueInputBuffer(index, 0, buffer->size(), timeUs, flags);
-    if (!mEncodeCBHandler->acceptedEq(err, LOG_TAG, sites::AudioTranscoder::kQueuePcm, kErrIsOk))
-        return;
+    if (!mEncodeCBHandler->acceptedEq(err, LOG_TAG, sites::AudioTranscoder::kQueuePcm)) return;
     if (flags & MediaCodec::BUFFER_FLAG_EOS) mEncoderInputEOS = true;
     mPcmBytes -= sBuffer->capacity();
     mPcmQueue.erase(mPcmQueue.begin());

@@ -64,11 +64,11 @@ class AudioTranscoder : public FileTranscoder {
     Mutex mQueueLock;
     Mutex mWaitLock;
     Condition mWaitCond;  // monotonic; never signalled
-    std::atomic<int64_t> mVideoTimeUs;
-    ssize_t mAudioTrackIndex;
+    std::atomic<int64_t> mVideoTimeUs{-1};
+    ssize_t mAudioTrackIndex = -1;
 
-    std::atomic<size_t> mPcmBytes;  // in mPcmQueue
-    bool mEncoderInputEOS;          // encoder callback thread only
+    std::atomic<size_t> mPcmBytes{0};  // in mPcmQueue
+    bool mEncoderInputEOS = false;     // encoder callback thread only
 };
 
 }  // namespace android

@@ -10,18 +10,16 @@
 
 namespace android {
 
-bool CallbackRelay::accepted(status_t err, const char* tag, const sites::CheckSite& site,
-                             const char* condition) {
+bool CallbackRelay::accepted(status_t err, const char* tag, const sites::CheckSite& site) {
     if (err == OK) return true;
-    postVerdict(tag, AStringPrintf("%s:%d %s failed.", site.file, site.line, condition));
+    postVerdict(tag, AStringPrintf("%s:%d CHECK(err == OK) failed.", site.file, site.line));
     return false;
 }
 
-bool CallbackRelay::acceptedEq(status_t err, const char* tag, const sites::CheckSite& site,
-                               const char* condition) {
+bool CallbackRelay::acceptedEq(status_t err, const char* tag, const sites::CheckSite& site) {
     if (err == OK) return true;
-    postVerdict(tag, AStringPrintf("%s:%d %s failed: %d vs. %d", site.file, site.line, condition,
-                                   err, OK));
+    postVerdict(tag, AStringPrintf("%s:%d CHECK_EQ( err,(status_t)OK) failed: %d vs. %d", site.file,
+                                   site.line, err, OK));
     return false;
 }
 

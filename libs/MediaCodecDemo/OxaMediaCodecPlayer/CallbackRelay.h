@@ -19,13 +19,11 @@ struct CheckSite;
 // the relay posts to itself, behind that callback; without one it is a fatal assertion.
 class CallbackRelay : public AHandler {
   public:
-    // False when the codec has refused a call, which answered `err`. `tag` and `site`
-    // are those of the assertion, `condition` is its text. On the thread of the relay's looper.
-    bool accepted(status_t err, const char* tag, const sites::CheckSite& site,
-                  const char* condition);
+    // False when the codec has refused a call, which answered `err`. `tag` and `site` are those of
+    // the assertion. On the thread of the relay's looper.
+    bool accepted(status_t err, const char* tag, const sites::CheckSite& site);
     // The same for an assertion that tells the status, too.
-    bool acceptedEq(status_t err, const char* tag, const sites::CheckSite& site,
-                    const char* condition);
+    bool acceptedEq(status_t err, const char* tag, const sites::CheckSite& site);
 
   protected:
     // The error callback has come.

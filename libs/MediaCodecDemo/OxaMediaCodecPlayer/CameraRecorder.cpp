@@ -35,25 +35,7 @@ constexpr TrackEncoder::Kind kTrackKind = {
 }  // namespace
 
 CameraRecorder::CameraRecorder()
-    : mFirstFrameTimeUs(-1),
-      mCameraId(0),
-      mSrc(),
-      mPreviewWidth(0),
-      mPreviewHeight(0),
-      mPreviewFps(0),
-      mIsHdmiRx(false),
-      mPlayback(false),
-      mRecord(false),
-      mHasInputFormat(false),
-      mPixelFormat(0),
-      mDataSpace(0),
-      mClientName("CameraRecorder"),
-      mClientUid(0),
-      mClientPid(0),
-      mTargetFormat(NULL),
-      mVideoTrackIndex(-1),
-      mMetaDataType(0),
-      mState(UNINITIALIZED),
+    : mClientName("CameraRecorder"),
       mTrackEncoder(kTrackKind, {mEncoder, mMuxer, mEncoderLooper, mCBLooper, mEncodeCBHandler,
                                  mVideoTrackIndex}) {}
 
@@ -89,27 +71,17 @@ status_t CameraRecorder::setDataSource(int cameraType, const sp<hardware::ICamer
 
 status_t CameraRecorder::setSurface(const sp<Surface>& surface) {
     ALOGD("%s[%d]", SITE(sites::CameraRecorder::kSetSurface));
-    sp<AMessage> msg = new AMessage(kWhatSetSurface, this);
-    msg->setObject(AMSG_SURFACE, surface);
-    return postRequest(msg);
+    return postRequest(newRequest(kWhatSetSurface, this, AMSG_SURFACE, surface));
 }
 
 status_t CameraRecorder::setMuxer(const sp<OxaMediaMuxer>& muxer) {
     ALOGD("%s[%d]", SITE(sites::CameraRecorder::kSetMuxer));
-    sp<AMessage> msg = new AMessage(kWhatSetMuxer, this);
-    msg->setObject(AMSG_MUXER, muxer);
-    return postRequest(msg);
+    return postRequest(newRequest(kWhatSetMuxer, this, AMSG_MUXER, muxer));
 }
 
 status_t CameraRecorder::configure(_AV_FORMAT_FORMAT& format) {
-    ALOGI(LOG_GREEN
-          "TargetFormat: Video:%dx%d/%dfps/%dbps/%dsec/deinterlace:%d/bitrateMode:%d/level:%d/"
-          "profile:%d" LOG_RESET,
-          format.width, format.height, format.frameRate, format.bitRate, format.iFrameInterval,
-          format.deinterlace, format.bitrateMode, format.level, format.profile);
-    sp<AMessage> msg = new AMessage(kWhatConfigure, this);
-    msg->setPointer(AMSG_TARTGET_FORMAT, &format);
-    return postRequest(msg);
+    logVideoTarget(LOG_TAG, format);
+    return postRequest(newPointerRequest(kWhatConfigure, this, AMSG_TARTGET_FORMAT, &format));
 }
 
 status_t CameraRecorder::prepare() {
@@ -119,16 +91,17 @@ status_t CameraRecorder::prepare() {
 
 status_t CameraRecorder::setPlayback(int flag) {
     ALOGD("%s[%d]: flag=%d", SITE(sites::CameraRecorder::kSetPlayback), flag);
-    sp<AMessage> msg = new AMessage(kWhatSetPlayback, this);
-    msg->setInt32(AMSG_SET_RENDER_VIDEO, flag);
-    return postRequest(msg);
+    return postRequest(newRequest(kWhatSetPlayback, this, AMSG_SET_RENDER_VIDEO, flag));
 }
 
 status_t CameraRecorder::setRecord(int flag) {
+    status_t err = requestRecord(flag);
+    return err;
+}
+
+status_t CameraRecorder::requestRecord(int flag) {
     ALOGD("%s[%d]: flag=%d", SITE(sites::CameraRecorder::kSetRecord), flag);
-    sp<AMessage> msg = new AMessage(kWhatSetRecord, this);
-    msg->setInt32(AMSG_SET_TRANSCODE, flag);
-    return postRequest(msg);
+    return postRequest(newRequest(kWhatSetRecord, this, AMSG_SET_TRANSCODE, flag));
 }
 
 status_t CameraRecorder::start() {
@@ -144,7 +117,7 @@ status_t CameraRecorder::stop() {
         Mutex::Autolock lock(mStopLock);
         if (mRecord || mRecording.isOpen()) {
             mStopProcess.mStopRequested = true;
-            status_t err = setRecord(0);
+            status_t err = requestRecord(0);
             waitForEnd();
             return err;
         }

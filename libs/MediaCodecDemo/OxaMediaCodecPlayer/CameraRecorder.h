@@ -166,6 +166,7 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
     void stopPreview();
 
     // A recording.
+    status_t requestRecord(int flag);
     status_t startRecording();
     status_t setupCameraSource();
     status_t setupVideoEncoder();
@@ -182,25 +183,25 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
     void releaseEncoder();
     void releaseCameraSource();
 
-    int64_t mFirstFrameTimeUs;
+    int64_t mFirstFrameTimeUs = -1;
     Mutex mStopLock;  // also serialises the encoder's input callback
     StopProcess mStopProcess GUARDED_BY(mStopLock);
     Mutex mPollLock;
     Condition mPollCond;  // monotonic; never signalled
-    int32_t mCameraId;
-    VideoSource mSrc;
-    int32_t mPreviewWidth;
-    int32_t mPreviewHeight;
-    int32_t mPreviewFps;
-    bool mIsHdmiRx;
-    bool mPlayback;
-    std::atomic<bool> mRecord;
-    bool mHasInputFormat;
-    int32_t mPixelFormat;
-    int32_t mDataSpace;
+    int32_t mCameraId = 0;
+    VideoSource mSrc{};
+    int32_t mPreviewWidth = 0;
+    int32_t mPreviewHeight = 0;
+    int32_t mPreviewFps = 0;
+    bool mIsHdmiRx = false;
+    bool mPlayback = false;
+    std::atomic<bool> mRecord{false};
+    bool mHasInputFormat = false;
+    int32_t mPixelFormat = 0;
+    int32_t mDataSpace = 0;
     String16 mClientName;
-    int32_t mClientUid;
-    int32_t mClientPid;
+    int32_t mClientUid = 0;
+    int32_t mClientPid = 0;
     CameraParameters mParams;
     sp<Camera> mCamera;
     sp<CameraSource> mCameraSource;
@@ -211,10 +212,10 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
     sp<ALooper> mEncoderLooper;
     sp<ALooper> mCBLooper;
     sp<EncodeCBHandler> mEncodeCBHandler;
-    _AV_FORMAT_FORMAT* mTargetFormat;
-    ssize_t mVideoTrackIndex;
-    int32_t mMetaDataType;
-    std::atomic<int> mState;
+    _AV_FORMAT_FORMAT* mTargetFormat = NULL;
+    ssize_t mVideoTrackIndex = -1;
+    int32_t mMetaDataType = 0;
+    std::atomic<int> mState{UNINITIALIZED};
 
     CameraRecording mRecording;
     TrackEncoder mTrackEncoder;

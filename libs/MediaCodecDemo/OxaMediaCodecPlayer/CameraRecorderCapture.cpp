@@ -18,6 +18,9 @@
 #include "CameraRecorder.h"
 #include "FixedSites.h"
 
+// For assertions of code that several pipelines share.
+#define HERE (sites::CheckSite{sites::CameraRecorder::kFile, __LINE__})
+
 namespace android {
 
 namespace {
@@ -74,7 +77,7 @@ status_t CameraRecorder::startRecording() {
     mTrackEncoder.begin();
     status_t err = mEncoder->start();
     if (err == OK) {
-        CHECK_IN(sites::CameraRecorder::kFile, __LINE__, mPuller != NULL);
+        CHECK_SITE(HERE, mPuller != NULL);
         sp<MetaData> meta = new MetaData;
         if (mHasInputFormat) {
             meta->setInt32(kKeyPixelFormat, mPixelFormat);
@@ -102,7 +105,7 @@ status_t CameraRecorder::setupCameraSource() {
     mPuller = new Puller(mCameraSource, &mRecording.mThinnedFrames);
     int32_t interval = 1;
     if (mIsHdmiRx) {
-        CHECK_IN(sites::CameraRecorder::kFile, __LINE__, mTargetFormat->frameRate > 0);
+        CHECK_SITE(HERE, mTargetFormat->frameRate > 0);
         // A rate above the receiver's can only be asked for while it runs already.
         interval = std::max(1, mSrc.frameRate / mTargetFormat->frameRate);
     }
@@ -113,12 +116,12 @@ status_t CameraRecorder::setupCameraSource() {
 }
 
 status_t CameraRecorder::setupVideoEncoder() {
-    mTrackEncoder.create(MEDIA_MIMETYPE_VIDEO_AVC, {sites::CameraRecorder::kFile, __LINE__});
+    mTrackEncoder.create(MEDIA_MIMETYPE_VIDEO_AVC, HERE);
     mTrackEncoder.logName(sites::CameraRecorder::kEncoderName);
     sp<AMessage> encoderFormat = buildEncoderFormat();
-    mTrackEncoder.attachRelay(this, {sites::CameraRecorder::kFile, __LINE__});
+    mTrackEncoder.attachRelay(this, HERE);
     ALOGD("encoderFormat=%s", encoderFormat->debugString().c_str());
-    mTrackEncoder.configure(encoderFormat, {sites::CameraRecorder::kFile, __LINE__});
+    mTrackEncoder.configure(encoderFormat, HERE);
     readInputFormat();
     return OK;
 }
@@ -131,13 +134,11 @@ sp<AMessage> CameraRecorder::buildEncoderFormat() {
     int32_t colorFormat = kColorFormatSurface;
     if (mCameraSource != NULL) {
         sp<MetaData> meta = mCameraSource->getFormat();
-        CHECK_IN(sites::CameraRecorder::kFile, __LINE__, meta->findInt32(kKeyWidth, &width));
-        CHECK_IN(sites::CameraRecorder::kFile, __LINE__, meta->findInt32(kKeyHeight, &height));
-        CHECK_IN(sites::CameraRecorder::kFile, __LINE__, meta->findInt32(kKeyStride, &stride));
-        CHECK_IN(sites::CameraRecorder::kFile, __LINE__,
-                 meta->findInt32(kKeySliceHeight, &sliceHeight));
-        CHECK_IN(sites::CameraRecorder::kFile, __LINE__,
-                 meta->findInt32(kKeyColorFormat, &colorFormat));
+        CHECK_SITE(HERE, meta->findInt32(kKeyWidth, &width));
+        CHECK_SITE(HERE, meta->findInt32(kKeyHeight, &height));
+        CHECK_SITE(HERE, meta->findInt32(kKeyStride, &stride));
+        CHECK_SITE(HERE, meta->findInt32(kKeySliceHeight, &sliceHeight));
+        CHECK_SITE(HERE, meta->findInt32(kKeyColorFormat, &colorFormat));
     }
     _AV_FORMAT_FORMAT& target = *mTargetFormat;
     if (target.bitRate < 0) target.bitRate = width * height * kDefaultBitsPerPixel;
@@ -217,8 +218,7 @@ bool CameraRecorder::queueFrame(uint32_t index, MediaBufferBase* mbuf) {
         return true;
     }
     int64_t timeUs;
-    CHECK_IN(sites::CameraRecorder::kFile, __LINE__,
-             mbuf->meta_data().findInt64(kKeyTime, &timeUs));
+    CHECK_SITE(HERE, mbuf->meta_data().findInt64(kKeyTime, &timeUs));
     if (mFirstFrameTimeUs < 0) mFirstFrameTimeUs = timeUs;
     timeUs -= mFirstFrameTimeUs;
     int32_t eos = 0;
@@ -258,8 +258,7 @@ void CameraRecorder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offse
     sp<MediaCodecBuffer> buffer;
     mEncoder->getOutputBuffer(index, &buffer);
     if (buffer != NULL && timeUs >= 0 &&
-        mTrackEncoder.write(buffer, 0, size, timeUs, flags,
-                            {sites::CameraRecorder::kFile, __LINE__})) {
+        mTrackEncoder.write(buffer, 0, size, timeUs, flags, HERE)) {
         ++mRecording.mWrittenFrames;
     }
     mEncoder->releaseOutputBuffer(index);

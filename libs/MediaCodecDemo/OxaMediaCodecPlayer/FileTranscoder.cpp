@@ -3,14 +3,12 @@
 
 #include "FileTranscoder.h"
 
-#include <datasource/FileSource.h>
 #include <gui/Surface.h>
 #include <media/stagefright/MediaErrors.h>
 #include <mediadrm/ICrypto.h>
 
 #include "CodecCallback.h"
 #include "FixedSites.h"
-#include "TrackReading.h"
 
 // Lines and assertions carry the name of the kind of transcoder that they are about.
 #undef LOG_TAG
@@ -26,17 +24,10 @@ constexpr int64_t kStreamLeadUs = 10000;
 
 FileTranscoder::FileTranscoder(const Kind& kind, ssize_t& trackIndex)
     : mKind(kind),
-      mTargetFormat(NULL),
-      mFirstOutput(true),
-      mStreamOutput(false),
-      mInputEOS(false),
-      mStreamStartUs(0),
-      mState(UNINITIALIZED),
+      mTrackReader(kind.reader,
+                   {mExtractor, mDecoderCodec, mCodecLooper, mDecodeCBHandler, mDecoderName}),
       mTrackEncoder(kind.encoder, {mEncoderCodec, mMuxer, mEncoderLooper, mEncodeCBLooper,
-                                   mEncodeCBHandler, trackIndex}),
-      mStopRequested(false),
-      mRefused(false),
-      mCodecsStopped(false) {
+                                   mEncodeCBHandler, trackIndex}) {
     mCodecLooper = startLooper(mKind.codecLooper);
     mEncoderLooper = startLooper(mKind.encoder.encoderLooper);
 }
@@ -56,15 +47,11 @@ status_t FileTranscoder::setDataSource(int fd, int64_t offset, int64_t length) {
 }
 
 status_t FileTranscoder::setMuxer(const sp<OxaMediaMuxer>& muxer) {
-    sp<AMessage> msg = new AMessage(kWhatSetMuxer, this);
-    msg->setObject(AMSG_MUXER, muxer);
-    return postRequest(msg);
+    return postRequest(newRequest(kWhatSetMuxer, this, AMSG_MUXER, muxer));
 }
 
 status_t FileTranscoder::postTargetFormat(const _AV_FORMAT_FORMAT& format) {
-    sp<AMessage> msg = new AMessage(kWhatSetTargetFormat, this);
-    msg->setPointer(AMSG_TARTGET_FORMAT, const_cast<_AV_FORMAT_FORMAT*>(&format));
-    return postRequest(msg);
+    return postRequest(newPointerRequest(kWhatSetTargetFormat, this, AMSG_TARTGET_FORMAT, &format));
 }
 
 status_t FileTranscoder::prepare() {
@@ -148,22 +135,13 @@ void FileTranscoder::onTeardown() {
 
 void FileTranscoder::onSetDataSource(const sp<AMessage>& msg) {
     CHECK_IN(mKind.sites.file, mKind.sites.setPath, mState == UNINITIALIZED);
-    AString inputFile;
-    CHECK_IN(mKind.sites.file, mKind.sites.path, msg->findString(AMSG_PATH, &inputFile));
-    mDataSource = new FileSource(inputFile.c_str());
+    mDataSource = mTrackReader.openSource(msg, true /* byPath */);
     mState = WAIT_MUXER;
 }
 
 void FileTranscoder::onSetDataSourceFd(const sp<AMessage>& msg) {
     CHECK_IN(mKind.sites.file, mKind.sites.setFile, mState == UNINITIALIZED);
-    int32_t fileId;
-    int64_t fileOffset, fileLength;
-    CHECK_IN(mKind.sites.file, mKind.sites.fileId, msg->findInt32(AMSG_FILE_ID, &fileId));
-    CHECK_IN(mKind.sites.file, mKind.sites.fileOffset,
-             msg->findInt64(AMSG_FILE_OFFSET, &fileOffset));
-    CHECK_IN(mKind.sites.file, mKind.sites.fileLength,
-             msg->findInt64(AMSG_FILE_LENGTH, &fileLength));
-    mDataSource = new FileSource(reopenDescriptor(fileId), fileOffset, fileLength);
+    mDataSource = mTrackReader.openSource(msg, false /* byPath */);
     mState = WAIT_MUXER;
 }
 
@@ -185,44 +163,19 @@ void FileTranscoder::onSetTargetFormat(const sp<AMessage>& msg) {
 }
 
 status_t FileTranscoder::openTrack(sp<AMessage>* format, AString* mime) {
-    status_t err =
-            openExtractor(mDataSource, &mExtractor, mKind.encoder.tag, __FUNCTION__, __LINE__);
+    status_t err = mTrackReader.open(mDataSource);
     if (err != OK) return err;
-    if (selectTrack(format, mime)) return OK;
-    ALOGD(LOG_RED "%s[%d]: No %s track" LOG_RESET, __FUNCTION__, __LINE__, mKind.encoder.stream);
+    if (mTrackReader.selectTrack(format, mime)) return OK;
     postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, mKind.noTrack);
     return UNKNOWN_ERROR;
 }
 
-bool FileTranscoder::selectTrack(sp<AMessage>* trackFormat, AString* trackMime) {
-    for (size_t i = 0; i < mExtractor->countTracks(); ++i) {
-        sp<AMessage> format;
-        AString mime;
-        CHECK_IN(mKind.sites.file, mKind.sites.trackFormat,
-                 mExtractor->getTrackFormat(i, &format) == OK);
-        CHECK_IN(mKind.sites.file, mKind.sites.trackMime, format->findString(AMSG_MIME, &mime));
-        if (!mime.startsWithIgnoreCase(mKind.mimePrefix)) continue;
-        CHECK_IN(mKind.sites.file, mKind.sites.selectTrack, mExtractor->selectTrack(i) == OK);
-        *trackFormat = format;
-        *trackMime = mime;
-        return true;
-    }
-    return false;
-}
-
 void FileTranscoder::createDecoder(const AString& mime) {
     mTeardown = new AMessage(kWhatTeardown, this);
-    releaseCodec(mDecoderCodec);
-    sp<MediaCodec> decoder = MediaCodec::CreateByType(mCodecLooper, mime, false /* encoder */);
-    CHECK_IN(mKind.sites.file, mKind.sites.decoder, decoder != NULL);
-    decoder->getName(&mDecoderName);
-    ALOGD(LOG_RED "%s[%d]: %s decoder component name: %s" LOG_RESET, __FUNCTION__, __LINE__,
-          mKind.encoder.title, mDecoderName.c_str());
-    mDecoderCodec = decoder;
+    mTrackReader.createDecoder(mime);
     mDecodeCBHandler = new DecodeCBHandler(this);
-    sp<AMessage> callback =
-            attachCallbackRelay(mKind.decodeCBLooper, mDecodeCBHandler, &mDecodeCBLooper);
-    CHECK_IN(mKind.sites.file, mKind.sites.decoderCallback, decoder->setCallback(callback) == OK);
+    mTrackReader.setCallback(
+            attachCallbackRelay(mKind.decodeCBLooper, mDecodeCBHandler, &mDecodeCBLooper));
 }
 
 void FileTranscoder::createEncoder(const char* mime) {
@@ -313,36 +266,15 @@ void FileTranscoder::releaseAll() {
     mEncoderName.clear();
 }
 
-bool FileTranscoder::queueSample(uint32_t index, const sp<MediaCodecBuffer>& buffer,
-                                 int64_t* sampleTimeUs) {
-    sp<ABuffer> sample = new ABuffer(buffer->base(), buffer->capacity());
-    status_t err = mExtractor->readSampleData(sample);
-    if (err == NO_MEMORY) {
-        ALOGE(LOG_RED "%s[%d]: Not enough memory" LOG_RESET, __FUNCTION__, __LINE__);
-        mDecoderCodec->queueInputBuffer(index, 0, 0, 0, 0);
-        // It would not fit the next time either.
-        mExtractor->advance();
-        return false;
-    }
-    if (err == ERROR_END_OF_STREAM) {
+bool FileTranscoder::feedDecoder(uint32_t index, int64_t* timeUs) {
+    if (mState != STARTED || mInputEOS) return false;
+    TrackReader::Feed fed = mTrackReader.feed(index, timeUs);
+    if (fed == TrackReader::kEnd) {
         ALOGD(LOG_RED "%s[%d]: Reach to EOS" LOG_RESET, __FUNCTION__, __LINE__);
         mInputEOS = true;
         onInputEnd(index);
-        return false;
     }
-    const char* file = mKind.sites.file;
-    int64_t timeUs;
-    CHECK_IN(file, mKind.sites.sampleTime, mExtractor->getSampleTime(&timeUs) == OK);
-    err = mDecoderCodec->queueInputBuffer(index, sample->offset(), sample->size(), timeUs, 0);
-    if (!mDecodeCBHandler->acceptedEq(err, mKind.encoder.tag, {file, mKind.sites.queueSample},
-                                      "CHECK_EQ( err,(status_t)OK)")) {
-        return false;
-    }
-    // Leaving the last sample answers the end of the stream; the next read finds it.
-    err = mExtractor->advance();
-    CHECK_IN(file, mKind.sites.advance, err == OK || err == ERROR_END_OF_STREAM);
-    *sampleTimeUs = timeUs;
-    return true;
+    return fed == TrackReader::kSample;
 }
 
 void FileTranscoder::handleEncoderOutputFormatChange(const sp<AMessage>& format) {

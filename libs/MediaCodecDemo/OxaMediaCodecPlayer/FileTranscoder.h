@@ -7,7 +7,6 @@
 #include <media/MediaCodecBuffer.h>
 #include <media/stagefright/MediaCodec.h>
 #include <media/stagefright/NuMediaExtractor.h>
-#include <media/stagefright/foundation/ABuffer.h>
 #include <utils/Timers.h>
 
 #include <atomic>
@@ -17,6 +16,7 @@
 #include "OxaMediaCodecPlayerCommon.h"
 #include "OxaMediaMuxer.h"
 #include "TrackEncoder.h"
+#include "TrackReader.h"
 
 namespace android {
 
@@ -67,8 +67,8 @@ class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public Ox
   protected:
     // What tells the two kinds apart.
     struct Kind {
+        TrackReader::Kind reader;
         TrackEncoder::Kind encoder;
-        const char* mimePrefix;
         const char* codecLooper;
         const char* decodeCBLooper;
         int32_t track;    // in reports
@@ -117,6 +117,8 @@ class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public Ox
     // Opens the file and selects the first track of this kind.
     status_t openTrack(sp<AMessage>* format, AString* mime);
     void createDecoder(const AString& mime);
+    // Feeds the decoder's input buffer `index`. True when a sample went in, `timeUs` is its time.
+    bool feedDecoder(uint32_t index, int64_t* timeUs);
     void createEncoder(const char* mime);
     void attachEncoderRelay();
     status_t configureEncoder(const sp<AMessage>& format);
@@ -129,8 +131,6 @@ class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public Ox
     void stopCodecs();
     void releaseAll();
 
-    // Queues the next sample of the file. True when one was queued, `timeUs` is its time then.
-    bool queueSample(uint32_t index, const sp<MediaCodecBuffer>& buffer, int64_t* timeUs);
     // Writes the encoder's output buffer `index` and gives it back.
     void writeSample(uint32_t index, const sp<MediaCodecBuffer>& buffer, uint32_t offset,
                      uint32_t size, int64_t timeUs, int32_t flags);
@@ -156,13 +156,14 @@ class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public Ox
     sp<EncodeCBHandler> mEncodeCBHandler;
     AString mDecoderName;
     AString mEncoderName;
-    _AV_FORMAT_FORMAT* mTargetFormat;
-    bool mFirstOutput;
-    std::atomic<bool> mStreamOutput;
-    bool mInputEOS;
-    int64_t mStreamStartUs;
-    std::atomic<int> mState;
+    _AV_FORMAT_FORMAT* mTargetFormat = NULL;
+    bool mFirstOutput = true;
+    std::atomic<bool> mStreamOutput{false};
+    bool mInputEOS = false;
+    int64_t mStreamStartUs = 0;
+    std::atomic<int> mState{UNINITIALIZED};
 
+    TrackReader mTrackReader;
     TrackEncoder mTrackEncoder;
 
   private:
@@ -174,13 +175,12 @@ class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public Ox
     bool isTeardown(const sp<AMessage>& msg) const;
     void onTeardown();
 
-    bool selectTrack(sp<AMessage>* format, AString* mime);
     void waitForStreamTime(int64_t timeUs);
 
     sp<AMessage> mTeardown;
-    std::atomic<bool> mStopRequested;  // ends pacing waits
-    std::atomic<bool> mRefused;        // stopped itself: the muxer did not take the track
-    bool mCodecsStopped;               // command looper only
+    std::atomic<bool> mStopRequested{false};  // ends pacing waits
+    std::atomic<bool> mRefused{false};        // stopped itself: the muxer did not take the track
+    bool mCodecsStopped = false;              // command looper only
 };
 
 }  // namespace android

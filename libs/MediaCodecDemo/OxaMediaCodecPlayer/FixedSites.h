@@ -42,7 +42,8 @@ struct EncoderTexts {
     const char* created;
     const char* callbackSet;
     const char* written;
-    const char* configured;  // not asserted by the transcoders
+    const char* configured;       // not asserted by the transcoders
+    bool assertsByValue = false;  // a refused input, by CHECK_EQ
 };
 
 // ---- Callback relays ---------------------------------------------------------------------------
@@ -62,30 +63,60 @@ constexpr int kErrorDetail = 85;
 constexpr int kFormat = 97;
 }  // namespace CodecCallback
 
+// ---- Reading a file ----------------------------------------------------------------------------
+
+// What all pipelines of a file assert in the code that they share. 0: not a fixed number.
+struct ReaderSites {
+    const char* file = nullptr;
+    int path = 0;
+    int fileId = 0;
+    int fileOffset = 0;
+    int fileLength = 0;
+    int trackFormat = 0;
+    int trackMime = 0;
+    int selectTrack = 0;
+    int decoder = 0;
+    const char* decoderText = nullptr;
+    int decoderCallback = 0;
+    const char* decoderCallbackText = nullptr;
+    bool assertsByValue = false;  // a codec's refusal, by CHECK_EQ
+    bool assertsInputBuffer = true;
+    int inputBuffer = 0;
+    int sampleTime = 0;
+    int queueSample = 0;
+    int queueEnd = 0;
+    int advance = 0;
+};
+
 // ---- Playback ----------------------------------------------------------------------------------
+
+constexpr ReaderSites playbackReader(const char* file) {
+    ReaderSites s;
+    s.file = file;
+    s.decoderText = "mMediaCodec != NULL";
+    s.decoderCallbackText = "mMediaCodec->setCallback(mCallback) == OK";
+    return s;
+}
 
 namespace VideoDecoder {
 constexpr char kFile[] = OXA_SOURCE("VideoDecoder");
 constexpr CheckSite kUnknownRequest{kFile, 167};
+inline constexpr ReaderSites kReader = playbackReader(kFile);
 }  // namespace VideoDecoder
 
 namespace AudioDecoder {
 constexpr char kFile[] = OXA_SOURCE("AudioDecoder");
 constexpr CheckSite kUnknownRequest{kFile, 144};
 constexpr CheckSite kOutputBuffer{kFile, 399};
+inline constexpr ReaderSites kReader = playbackReader(kFile);
 }  // namespace AudioDecoder
 
 // ---- Transcoders -------------------------------------------------------------------------------
 
 // What both kinds assert in the code that they share.
-struct TranscoderSites {
-    const char* file = nullptr;
+struct TranscoderSites : ReaderSites {
     int setPath = 0;
-    int path = 0;
     int setFile = 0;
-    int fileId = 0;
-    int fileOffset = 0;
-    int fileLength = 0;
     int setMuxer = 0;
     int muxer = 0;
     int setTargetFormat = 0;
@@ -94,11 +125,6 @@ struct TranscoderSites {
     int start = 0;
     int stop = 0;
     int unknownRequest = 0;
-    int trackFormat = 0;
-    int trackMime = 0;
-    int selectTrack = 0;
-    int decoder = 0;
-    int decoderCallback = 0;
     int encoder = 0;
     int encoderCallback = 0;
     int stopDecodeLooper = 0;
@@ -107,9 +133,6 @@ struct TranscoderSites {
     int stopEncoder = 0;
     int releaseDecoder = 0;
     int releaseEncoder = 0;
-    int sampleTime = 0;
-    int queueSample = 0;
-    int advance = 0;
     int writeSample = 0;
 };
 inline constexpr EncoderTexts kTranscoderTexts{
@@ -119,15 +142,22 @@ inline constexpr EncoderTexts kTranscoderTexts{
         nullptr,
 };
 
+constexpr TranscoderSites transcoderTexts() {
+    TranscoderSites s;
+    s.decoderText = "decoder != NULL";
+    s.decoderCallbackText = "decoder->setCallback(callback) == OK";
+    s.assertsByValue = true;
+    return s;
+}
+
 namespace VideoTranscoder {
 constexpr char kFile[] = OXA_SOURCE("VideoTranscoder");
 constexpr int kCalculateFps = 127;
 constexpr CheckSite kDecoderStarted{kFile, 140};
-constexpr CheckSite kInputBuffer{kFile, 537};
 constexpr CheckSite kOutputBuffer{kFile, 632};
 
 constexpr TranscoderSites shared() {
-    TranscoderSites s;
+    TranscoderSites s = transcoderTexts();
     s.file = kFile;
     s.setPath = 60;
     s.path = 63;
@@ -156,6 +186,7 @@ constexpr TranscoderSites shared() {
     s.stopEncoder = 455;
     s.releaseDecoder = 466;
     s.releaseEncoder = 470;
+    s.inputBuffer = 537;
     s.sampleTime = 568;
     s.queueSample = 575;
     s.advance = 576;
@@ -167,7 +198,6 @@ inline constexpr TranscoderSites kShared = shared();
 
 namespace AudioTranscoder {
 constexpr char kFile[] = OXA_SOURCE("AudioTranscoder");
-constexpr CheckSite kEndOfInput{kFile, 420};
 constexpr CheckSite kSampleRate{kFile, 484};
 constexpr CheckSite kChannelCount{kFile, 486};
 constexpr CheckSite kPcmTime{kFile, 546};
@@ -175,7 +205,7 @@ constexpr CheckSite kPcmFlags{kFile, 548};
 constexpr CheckSite kQueuePcm{kFile, 555};
 
 constexpr TranscoderSites shared() {
-    TranscoderSites s;
+    TranscoderSites s = transcoderTexts();
     s.file = kFile;
     s.setPath = 56;
     s.path = 59;
@@ -204,6 +234,8 @@ constexpr TranscoderSites shared() {
     s.stopEncoder = 334;
     s.releaseDecoder = 345;
     s.releaseEncoder = 349;
+    s.assertsInputBuffer = false;
+    s.queueEnd = 420;
     s.sampleTime = 434;
     s.queueSample = 441;
     s.advance = 443;
@@ -267,6 +299,7 @@ inline constexpr EncoderTexts kEncoderTexts{
         "mEncoder->setCallback(callback) == OK",
         "CHECK_EQ( mMuxer->writeSampleData(abuffer, mAudioTrackIndex, timeUs, flags),(status_t)OK)",
         "mEncoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE) == OK",
+        true,
 };
 }  // namespace AudioRxEncoder
 

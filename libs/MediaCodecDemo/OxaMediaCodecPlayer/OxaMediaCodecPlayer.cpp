@@ -20,6 +20,7 @@
 #include "HdmiRxInfo.h"
 #include "OxaMediaMuxer.h"
 #include "PlayerSource.h"
+#include "TranscodeDrain.h"
 #include "VideoDecoder.h"
 #include "VideoTranscoder.h"
 
@@ -29,9 +30,6 @@ const char kPlayerSourceFile[] = __FILE__;
 
 namespace {
 
-// The seconds of a deadline saturate at 32 bits.
-constexpr long long kLongestWaitUs = INT32_MAX * 1000000LL;
-
 constexpr char kSharedCameraClient[] = "TranscodePlayerService";
 
 // The looper thread's own player; a request from that thread would wait for itself.
@@ -40,32 +38,9 @@ thread_local const OxaMediaCodecPlayer* tDispatchingPlayer = nullptr;
 }  // namespace
 
 OxaMediaCodecPlayer::OxaMediaCodecPlayer(bool createLooper, int onlyTrack)
-    : mState(UNINITIALIZED),
-      mCreateLooper(createLooper),
-      mStatusCallback(NULL),
-      mTranscodeType(SourceTypeFile),
-      mTranscode(0),
-      mPlayback(0),
+    : mCreateLooper(createLooper),
       mOnlyTrack(onlyTrack),
-      mSessionId(-1),
-      mTargetFormat(),
-      mOutputFormat(),
-      mCameraType(0),
-      mCameraId(0),
-      mAudioSource(0),
-      mFileId(0),
-      mFileOffset(0),
-      mFileLength(0),
-      mFileSourceType(0),
-      mOutputName(),
-      mOutputAddress(),
-      mStopRequested(false),
-      mDefaultName(false),
-      mOutputFdOwned(false),
-      mOutputIsNext(false),
-      mVideoDrained(false),
-      mAudioDrained(false),
-      mDrainError(INVALID_OPERATION) {
+      mDrain(std::make_unique<TranscodeDrain>()) {
     ALOGD("%s[%d]: createLooper:%d onlyTrack:%d", __FUNCTION__, __LINE__, createLooper, onlyTrack);
     if (mCreateLooper) {
         mLooper = new ALooper;
@@ -184,23 +159,18 @@ sp<AMessage> OxaMediaCodecPlayer::newCameraRequest(uint32_t what, const String16
 
 status_t OxaMediaCodecPlayer::setAudioSource(int audioSource) {
     ALOGD("%s[%d]: audioSource:%d", __FUNCTION__, __LINE__, audioSource);
-    sp<AMessage> msg = new AMessage(kWhatSetAudioSource, this);
-    msg->setInt32(AMSG_AUDIO_SOURCE, audioSource);
-    return request(msg);
+    return request(newRequest(kWhatSetAudioSource, this, AMSG_AUDIO_SOURCE, audioSource));
 }
 
 status_t OxaMediaCodecPlayer::setTranscode(bool transcode) {
     ALOGD("%s[%d]: transcode:%d", __FUNCTION__, __LINE__, transcode);
-    sp<AMessage> msg = new AMessage(kWhatSetTranscode, this);
-    msg->setInt32(AMSG_SET_TRANSCODE, transcode);
-    return request(msg);
+    return request(newRequest(kWhatSetTranscode, this, AMSG_SET_TRANSCODE, transcode));
 }
 
 status_t OxaMediaCodecPlayer::setSurface(const sp<IGraphicBufferProducer>& producer) {
     ALOGD("%s[%d]: set surface to display", __FUNCTION__, __LINE__);
-    sp<AMessage> msg = new AMessage(kWhatSetSurface, this);
-    msg->setObject(AMSG_SURFACE, new Surface(producer, false /* controlledByApp */));
-    return request(msg);
+    sp<Surface> surface = new Surface(producer, false /* controlledByApp */);
+    return request(newRequest(kWhatSetSurface, this, AMSG_SURFACE, surface));
 }
 
 status_t OxaMediaCodecPlayer::setMuxer(_OxaTranscodeConfig& config) {
@@ -208,23 +178,15 @@ status_t OxaMediaCodecPlayer::setMuxer(_OxaTranscodeConfig& config) {
           __LINE__, config.type, config.fmt, config.fileDesc,
           config.fileName != NULL ? config.fileName : "", config.data.get(), config.info.get(),
           config.udpIp != NULL ? config.udpIp : "", config.port, config.rtp);
-    sp<AMessage> msg = new AMessage(kWhatSetMuxer, this);
-    msg->setPointer(AMSG_OUTPUT_FORMAT, &config);
-    return request(msg);
+    return request(newPointerRequest(kWhatSetMuxer, this, AMSG_OUTPUT_FORMAT, &config));
 }
 
 status_t OxaMediaCodecPlayer::setTargetFormat(const _AV_FORMAT_FORMAT& format) {
     ALOGD("%s[%d]", __FUNCTION__, __LINE__);
     ALOGI(LOG_GREEN "TargetFormat: Audio:%dch/%dHz" LOG_RESET, format.channelCount,
           format.sampleRate);
-    ALOGI(LOG_GREEN
-          "TargetFormat: Video:%dx%d/%dfps/%dbps/%dsec/deinterlace:%d/bitrateMode:%d/level:%d/"
-          "profile:%d" LOG_RESET,
-          format.width, format.height, format.frameRate, format.bitRate, format.iFrameInterval,
-          format.deinterlace, format.bitrateMode, format.level, format.profile);
-    sp<AMessage> msg = new AMessage(kWhatSetTargetFormat, this);
-    msg->setPointer(AMSG_TARTGET_FORMAT, const_cast<_AV_FORMAT_FORMAT*>(&format));
-    return request(msg);
+    logVideoTarget(LOG_TAG, format);
+    return request(newPointerRequest(kWhatSetTargetFormat, this, AMSG_TARTGET_FORMAT, &format));
 }
 
 status_t OxaMediaCodecPlayer::setPlayback(bool video, bool audio) {
@@ -237,23 +199,17 @@ status_t OxaMediaCodecPlayer::setPlayback(bool video, bool audio) {
 
 status_t OxaMediaCodecPlayer::setTunneledPlayback(bool enable) {
     ALOGD("%s[%d]: TunneledPlayback:%s", __FUNCTION__, __LINE__, enable ? "true" : "false");
-    sp<AMessage> msg = new AMessage(kWhatSetTunneledPlayback, this);
-    msg->setInt32(AMSG_SET_TUNNELED_PLAYBACK, enable);
-    return request(msg);
+    return request(newRequest(kWhatSetTunneledPlayback, this, AMSG_SET_TUNNELED_PLAYBACK, enable));
 }
 
 status_t OxaMediaCodecPlayer::setFreeRun(bool enable) {
     ALOGD("%s[%d]: %s FreeRun", __FUNCTION__, __LINE__, enable ? "enable" : "disable");
-    sp<AMessage> msg = new AMessage(kWhatSetFreeRun, this);
-    msg->setInt32(AMSG_FREE_RUN, enable);
-    return request(msg);
+    return request(newRequest(kWhatSetFreeRun, this, AMSG_FREE_RUN, enable));
 }
 
 status_t OxaMediaCodecPlayer::setCalculateFPS(double seconds) {
     ALOGD("%s[%d]: interval-time=%fsec", __FUNCTION__, __LINE__, seconds);
-    sp<AMessage> msg = new AMessage(kWhatSetCalculateFPS, this);
-    msg->setDouble(AMSG_CALCULATE_FPS, seconds);
-    return request(msg);
+    return request(newRequest(kWhatSetCalculateFPS, this, AMSG_CALCULATE_FPS, seconds));
 }
 
 status_t OxaMediaCodecPlayer::setWritebackSource(int /* source */) {
@@ -273,8 +229,12 @@ status_t OxaMediaCodecPlayer::start() {
 status_t OxaMediaCodecPlayer::stop() {
     ALOGD("%s[%d]", __FUNCTION__, __LINE__);
     mStopRequested = true;
-    endDrain(INVALID_OPERATION);
+    mDrain->fail(INVALID_OPERATION);
     return request(new AMessage(kWhatStop, this));
+}
+
+status_t OxaMediaCodecPlayer::drain(int64_t timeoutUs) {
+    return mDrain->wait(timeoutUs);
 }
 
 status_t OxaMediaCodecPlayer::cleanup() {
@@ -296,7 +256,7 @@ void OxaMediaCodecPlayer::onReset() {
 
 status_t OxaMediaCodecPlayer::waitTime(long long us) {
     Mutex::Autolock lock(mWaitLock);
-    mWaitCond.waitRelative(mWaitLock, std::min(us, kLongestWaitUs) * 1000);
+    mWaitCond.waitRelative(mWaitLock, std::min<int64_t>(us, kLongestWaitUs) * 1000);
     return OK;
 }
 
@@ -725,7 +685,7 @@ void OxaMediaCodecPlayer::onTrackAdded(const sp<AMessage>& msg) {
     if (item == VIDEO_TRACK) mVideoTrackAdded = true;
     if (!allHandled(mVideoTrackAdded, mAudioTrackAdded)) return;
     CHECK(mMediaMuxer->start() == OK);
-    if (!mMediaMuxer->isWriting()) endDrain(INVALID_OPERATION);
+    if (!mMediaMuxer->isWriting()) mDrain->fail(INVALID_OPERATION);
     const char* only = "";
     if (mOnlyTrack == CODEC_AUDIO_ONLY) only = "CODEC_AUDIO_ONLY:";
     if (mOnlyTrack == CODEC_VIDEO_ONLY) only = "CODEC_VIDEO_ONLY:";
@@ -742,44 +702,15 @@ void OxaMediaCodecPlayer::onVideoHotplug(const sp<AMessage>& msg) {
     report->post();
 }
 
-// ---- Draining ----------------------------------------------------------------------------------
-
-void OxaMediaCodecPlayer::beginDrain() {
-    Mutex::Autolock lock(mDrainLock);
-    mVideoDrained = false;
-    mAudioDrained = false;
-    mDrainError = OK;
-}
-
-void OxaMediaCodecPlayer::endDrain(status_t err) {
-    Mutex::Autolock lock(mDrainLock);
-    mDrainError = err;
-    mDrainCond.broadcast();
-}
-
 void OxaMediaCodecPlayer::onTranscodeDone(const sp<AMessage>& msg) {
     int32_t item, err;
     CHECK(msg->findInt32(AMSG_STOP_ITEM, &item));
     CHECK(msg->findInt32("err", &err));
-    if (err != OK) {
-        endDrain(INVALID_OPERATION);
-        return;
+    if (err == OK) {
+        mDrain->onStreamDone(item);
+    } else {
+        mDrain->fail(INVALID_OPERATION);
     }
-    Mutex::Autolock lock(mDrainLock);
-    if (item == EOSVideoReached) mVideoDrained = true;
-    if (item == EOSAudioReached) mAudioDrained = true;
-    mDrainCond.broadcast();
-}
-
-status_t OxaMediaCodecPlayer::drain(int64_t timeoutUs) {
-    Mutex::Autolock lock(mDrainLock);
-    const int64_t deadlineUs = ALooper::GetNowUs() + std::min<int64_t>(timeoutUs, kLongestWaitUs);
-    while (mDrainError == OK && !allHandled(mVideoDrained, mAudioDrained)) {
-        int64_t leftUs = deadlineUs - ALooper::GetNowUs();
-        if (leftUs <= 0) return TIMED_OUT;
-        mDrainCond.waitRelative(mDrainLock, leftUs * 1000);
-    }
-    return mDrainError;
 }
 
 }  // namespace android

@@ -29,6 +29,7 @@ class AudioRxEncoder;
 class AudioTranscoder;
 class CameraRecorder;
 class OxaMediaMuxer;
+class TranscodeDrain;
 class VideoDecoder;
 class VideoTranscoder;
 
@@ -306,11 +307,8 @@ class OxaMediaCodecPlayer : public AHandler {
     status_t onStopMuxer();
     void closeFd();
 
-    void beginDrain();
-    void endDrain(status_t err);
-
     sp<IMemory> mSnapshotMemory;
-    std::atomic<int> mState;
+    std::atomic<int> mState{UNINITIALIZED};
     const bool mCreateLooper;
     sp<ALooper> mLooper;
 
@@ -321,16 +319,16 @@ class OxaMediaCodecPlayer : public AHandler {
     sp<AHandler> mStatusHandler;
     // Called on the player's looper thread with kWhatPlayerEOS; it must not call the player, which
     // would wait for itself (caught in debug builds).
-    void (*mStatusCallback)(const sp<AMessage>& msg);
+    void (*mStatusCallback)(const sp<AMessage>& msg) = NULL;
 
   private:
     Mutex mWaitLock;
     Condition mWaitCond;  // monotonic; never signalled: waitTime() is a bounded sleep
-    int32_t mTranscodeType;
-    int32_t mTranscode;
-    int32_t mPlayback;
+    int32_t mTranscodeType = SourceTypeFile;
+    int32_t mTranscode = 0;
+    int32_t mPlayback = 0;
     const int mOnlyTrack;
-    int32_t mSessionId;
+    int32_t mSessionId = -1;
     bool mRenderVideo;
     bool mRenderAudio;
     std::atomic<bool> mAllEOS;
@@ -362,18 +360,18 @@ class OxaMediaCodecPlayer : public AHandler {
     AString mSecondFile;
     sp<Surface> mSurface;
     sp<hardware::ICamera> mICamera;
-    _AV_FORMAT_FORMAT mTargetFormat;
-    _OxaTranscodeConfig mOutputFormat;
+    _AV_FORMAT_FORMAT mTargetFormat{};
+    _OxaTranscodeConfig mOutputFormat{};
     String16 mClientName;
-    int32_t mCameraType;
-    int32_t mCameraId;
-    int32_t mAudioSource;
-    int32_t mFileId;  // 0: none
-    int64_t mFileOffset;
-    int64_t mFileLength;
-    int32_t mFileSourceType;  // 0 by path, 1 by descriptor
-    char mOutputName[kMaxOutputText];
-    char mOutputAddress[kMaxOutputText];
+    int32_t mCameraType = 0;
+    int32_t mCameraId = 0;
+    int32_t mAudioSource = 0;
+    int32_t mFileId = 0;  // 0: none
+    int64_t mFileOffset = 0;
+    int64_t mFileLength = 0;
+    int32_t mFileSourceType = 0;  // 0 by path, 1 by descriptor
+    char mOutputName[kMaxOutputText]{};
+    char mOutputAddress[kMaxOutputText]{};
 
     // Held for each request and report, and by whoever dismantles the pipelines on another thread.
     Mutex mStepLock;
@@ -382,17 +380,13 @@ class OxaMediaCodecPlayer : public AHandler {
     OutputState mOutputState;
     bool mSwitchOnPending;  // recording is wanted as soon as it is possible
 
-    std::atomic<bool> mStopRequested;  // ends the wait for the first picture
+    std::atomic<bool> mStopRequested{false};  // ends the wait for the first picture
 
-    bool mDefaultName;    // the output's name was made here
-    bool mOutputFdOwned;  // mOutputFormat.fileDesc is a duplicate that is still open
-    bool mOutputIsNext;   // the output was set while another one records
+    bool mDefaultName = false;    // the output's name was made here
+    bool mOutputFdOwned = false;  // mOutputFormat.fileDesc is a duplicate that is still open
+    bool mOutputIsNext = false;   // the output was set while another one records
 
-    Mutex mDrainLock;
-    Condition mDrainCond;
-    bool mVideoDrained GUARDED_BY(mDrainLock);
-    bool mAudioDrained GUARDED_BY(mDrainLock);
-    status_t mDrainError GUARDED_BY(mDrainLock);  // not OK: draining is over without success
+    const std::unique_ptr<TranscodeDrain> mDrain;
 };
 
 }  // namespace android

@@ -27,6 +27,41 @@ status_t postRequest(const sp<AMessage>& request, sp<AMessage>* response) {
     return reply->findInt32("err", &err) ? err : OK;
 }
 
+void logVideoTarget(const char* tag, const _AV_FORMAT_FORMAT& format) {
+    ALOG(LOG_INFO, tag,
+         LOG_GREEN
+         "TargetFormat: Video:%dx%d/%dfps/%dbps/%dsec/deinterlace:%d/bitrateMode:%d/level:%d/"
+         "profile:%d" LOG_RESET,
+         format.width, format.height, format.frameRate, format.bitRate, format.iFrameInterval,
+         format.deinterlace, format.bitrateMode, format.level, format.profile);
+}
+
+sp<AMessage> newRequest(uint32_t what, const sp<AHandler>& target, const char* key, int32_t value) {
+    sp<AMessage> msg = new AMessage(what, target);
+    msg->setInt32(key, value);
+    return msg;
+}
+
+sp<AMessage> newRequest(uint32_t what, const sp<AHandler>& target, const char* key, double value) {
+    sp<AMessage> msg = new AMessage(what, target);
+    msg->setDouble(key, value);
+    return msg;
+}
+
+sp<AMessage> newRequest(uint32_t what, const sp<AHandler>& target, const char* key,
+                        const sp<RefBase>& value) {
+    sp<AMessage> msg = new AMessage(what, target);
+    msg->setObject(key, value);
+    return msg;
+}
+
+sp<AMessage> newPointerRequest(uint32_t what, const sp<AHandler>& target, const char* key,
+                               const void* value) {
+    sp<AMessage> msg = new AMessage(what, target);
+    msg->setPointer(key, const_cast<void*>(value));
+    return msg;
+}
+
 sp<AMessage> newPathRequest(uint32_t what, const sp<AHandler>& target, const char* path) {
     sp<AMessage> msg = new AMessage(what, target);
     msg->setString(AMSG_PATH, path);

@@ -176,6 +176,18 @@ struct _CAMERA_SNAPSHOT_PARA {
 // `response` (may be null) receives the reply.
 status_t postRequest(const sp<AMessage>& request, sp<AMessage>* response = nullptr);
 
+// One line of the log, under `tag`.
+void logVideoTarget(const char* tag, const _AV_FORMAT_FORMAT& format);
+
+// Requests with one item.
+sp<AMessage> newRequest(uint32_t what, const sp<AHandler>& target, const char* key, int32_t value);
+sp<AMessage> newRequest(uint32_t what, const sp<AHandler>& target, const char* key, double value);
+sp<AMessage> newRequest(uint32_t what, const sp<AHandler>& target, const char* key,
+                        const sp<RefBase>& value);
+// `value` must last until the reply.
+sp<AMessage> newPointerRequest(uint32_t what, const sp<AHandler>& target, const char* key,
+                               const void* value);
+
 // Requests that several objects understand under codes of their own.
 sp<AMessage> newPathRequest(uint32_t what, const sp<AHandler>& target, const char* path);
 sp<AMessage> newFileRequest(uint32_t what, const sp<AHandler>& target, int fd, int64_t offset,
@@ -189,6 +201,9 @@ void replyWithError(const sp<AMessage>& msg, status_t err);
 // A descriptor for the same file with an offset of its own; the caller owns it. Two readers of
 // mere duplicates would move each other's offset. -1 when there is none.
 int reopenDescriptor(int fd);
+
+// The seconds of a deadline saturate at 32 bits.
+constexpr int64_t kLongestWaitUs = INT32_MAX * INT64_C(1000000);
 
 // Releases a codec before the last reference to it goes, which MediaCodec demands; null is fine.
 void releaseCodec(sp<MediaCodec>& codec);

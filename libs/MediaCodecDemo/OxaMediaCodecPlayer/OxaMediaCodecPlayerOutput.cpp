@@ -142,17 +142,13 @@ void OxaMediaCodecPlayer::setDefaultAddress() {
 }
 
 void OxaMediaCodecPlayer::setDefaultName() {
+    const bool isMpeg4 = mOutputFormat.fmt == kContainerMpeg4;
+    if (!isMpeg4 && mOutputFormat.fmt != kContainerMpeg2Ts) return;
     time_t now = time(NULL);
     tm local;
     localtime_r(&now, &local);
     char name[kDefaultNameSize];
-    if (mOutputFormat.fmt == kContainerMpeg4) {
-        strftime(name, sizeof(name), kDefaultMp4Name, &local);
-    } else if (mOutputFormat.fmt == kContainerMpeg2Ts) {
-        strftime(name, sizeof(name), kDefaultTsName, &local);
-    } else {
-        return;
-    }
+    strftime(name, sizeof(name), isMpeg4 ? kDefaultMp4Name : kDefaultTsName, &local);
     setText(mOutputName, name);
     mDefaultName = true;
 }
@@ -178,10 +174,7 @@ status_t OxaMediaCodecPlayer::tryOutput() {
     // A default name tells when its recording begins.
     if (isKnown && mOutputFormat.type == kOutputFile && mOutputName[0] == '\0') return OK;
     completeOutputFormat();
-    sp<OxaMediaMuxer> muxer = createMuxer();
-    if (muxer == NULL) return UNKNOWN_ERROR;
-    CHECK_PLAYER(muxer->setOrientationHint(0) == OK);
-    return OK;
+    return createMuxer() != NULL ? OK : UNKNOWN_ERROR;
 }
 
 sp<OxaMediaMuxer> OxaMediaCodecPlayer::createMuxer() {

@@ -29,11 +29,7 @@ class OxaMediaCodecPlayer::LiveSource : public Source {
   public:
     LiveSource(OxaMediaCodecPlayer& player, sp<AudioEncoder>& audioEncoder,
                sp<ALooper>& audioLooper)
-        : Source(player),
-          mCameraRecorder(player.mCameraRecorder),
-          mAudioEncoder(audioEncoder),
-          mAudioLooper(audioLooper),
-          mCameraStarted(false) {}
+        : Source(player), mAudioEncoder(audioEncoder), mAudioLooper(audioLooper) {}
 
     bool isLive() const override { return true; }
     State stateWithSurface() const override { return WAIT_PREVIEW_PARAMS; }
@@ -99,25 +95,21 @@ class OxaMediaCodecPlayer::LiveSource : public Source {
     }
 
     void logStart(const char* kind) const {
-        const char* streams = "video&audio";
-        if (!handlesVideo()) streams = "audio";
-        if (!handlesAudio()) streams = "video";
-        ALOGD("%s[%d]: start %s %s transcode success", __FUNCTION__, __LINE__, kind, streams);
+        ALOGD("%s[%d]: start %s %s transcode success", __FUNCTION__, __LINE__, kind, streams());
     }
 
     // The player's.
-    sp<CameraRecorder>& mCameraRecorder;
+    sp<CameraRecorder>& mCameraRecorder = mPlayer.mCameraRecorder;
     sp<AudioEncoder>& mAudioEncoder;
     sp<ALooper>& mAudioLooper;
-    bool mCameraStarted;
+    bool mCameraStarted = false;
 };
 
 // A USB camera with a microphone.
 class OxaMediaCodecPlayer::UsbSource : public LiveSource<AudioRecordEncoder> {
   public:
     explicit UsbSource(OxaMediaCodecPlayer& player)
-        : LiveSource(player, player.mAudioRecordEncoder, player.mAudioRecordReaderLooper),
-          mAudioRecordEncoder(player.mAudioRecordEncoder) {}
+        : LiveSource(player, player.mAudioRecordEncoder, player.mAudioRecordReaderLooper) {}
 
     const char* name() const override { return "SourceTypeUsbCamera"; }
     void createPipelines() override { LiveSource::createPipelines("AudioRecordReaderLooper"); }
@@ -148,16 +140,14 @@ class OxaMediaCodecPlayer::UsbSource : public LiveSource<AudioRecordEncoder> {
     }
 
   private:
-    sp<AudioRecordEncoder>& mAudioRecordEncoder;
+    sp<AudioRecordEncoder>& mAudioRecordEncoder = mAudioEncoder;
 };
 
 // The HDMI receiver with the sound of its signal.
 class OxaMediaCodecPlayer::HdmiRxSource : public LiveSource<AudioRxEncoder> {
   public:
     explicit HdmiRxSource(OxaMediaCodecPlayer& player)
-        : LiveSource(player, player.mAudioRxEncoder, player.mAudioManagerLooper),
-          mAudioRxEncoder(player.mAudioRxEncoder),
-          mRecordsSound(false) {}
+        : LiveSource(player, player.mAudioRxEncoder, player.mAudioManagerLooper) {}
 
     const char* name() const override { return "SourceTypeHdmiRx"; }
     void createPipelines() override { LiveSource::createPipelines("AudioManagerLooper"); }
@@ -196,8 +186,8 @@ class OxaMediaCodecPlayer::HdmiRxSource : public LiveSource<AudioRxEncoder> {
     }
 
   private:
-    sp<AudioRxEncoder>& mAudioRxEncoder;
-    bool mRecordsSound;  // the signal had sound when the recording began
+    sp<AudioRxEncoder>& mAudioRxEncoder = mAudioEncoder;
+    bool mRecordsSound = false;  // the signal had sound when the recording began
 };
 
 std::unique_ptr<OxaMediaCodecPlayer::Source> OxaMediaCodecPlayer::Source::createUsb(

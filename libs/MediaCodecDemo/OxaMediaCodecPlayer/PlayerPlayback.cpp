@@ -18,10 +18,7 @@ constexpr int64_t kFirstFrameTimeoutUs = 3000000;
 // A file that is shown and heard.
 class OxaMediaCodecPlayer::PlaybackSource : public Source {
   public:
-    explicit PlaybackSource(OxaMediaCodecPlayer& player)
-        : Source(player),
-          mVideoDecoder(player.mVideoDecoder),
-          mAudioDecoder(player.mAudioDecoder) {}
+    using Source::Source;
 
     State stateWithFile() const override { return WAIT_SURFACE; }
     State stateWithSurface() const override { return UNPREPARED; }
@@ -115,8 +112,8 @@ class OxaMediaCodecPlayer::PlaybackSource : public Source {
     }
 
     // The player's.
-    sp<VideoDecoder>& mVideoDecoder;
-    sp<AudioDecoder>& mAudioDecoder;
+    sp<VideoDecoder>& mVideoDecoder = mPlayer.mVideoDecoder;
+    sp<AudioDecoder>& mAudioDecoder = mPlayer.mAudioDecoder;
 };
 
 std::unique_ptr<OxaMediaCodecPlayer::Source> OxaMediaCodecPlayer::Source::createPlayback(

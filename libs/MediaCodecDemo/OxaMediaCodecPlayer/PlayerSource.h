@@ -61,6 +61,12 @@ class OxaMediaCodecPlayer::Source {
     bool handlesVideo() const { return mPlayer.handlesVideo(); }
     bool handlesAudio() const { return mPlayer.handlesAudio(); }
 
+    // For the log.
+    const char* streams() const {
+        if (!handlesVideo()) return "audio";
+        return handlesAudio() ? "video&audio" : "video";
+    }
+
     template <typename Pipeline>
     void createPipeline(sp<Pipeline>* pipeline, sp<ALooper>* looper, const char* looperName) {
         *pipeline = new Pipeline;

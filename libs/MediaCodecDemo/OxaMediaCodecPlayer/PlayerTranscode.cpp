@@ -5,6 +5,7 @@
 
 #include "AudioTranscoder.h"
 #include "PlayerSource.h"
+#include "TranscodeDrain.h"
 #include "VideoTranscoder.h"
 
 namespace android {
@@ -12,10 +13,7 @@ namespace android {
 // A file that is transcoded into another one.
 class OxaMediaCodecPlayer::TranscodeSource : public Source {
   public:
-    explicit TranscodeSource(OxaMediaCodecPlayer& player)
-        : Source(player),
-          mVideoTranscoder(player.mVideoTranscoder),
-          mAudioTranscoder(player.mAudioTranscoder) {}
+    using Source::Source;
 
     const char* name() const override { return "SourceTypeFile"; }
     State stateWithFile() const override { return WAIT_MUXER; }
@@ -76,15 +74,12 @@ class OxaMediaCodecPlayer::TranscodeSource : public Source {
     }
 
     void start() override {
-        mPlayer.beginDrain();
+        mPlayer.mDrain->begin(handlesVideo(), handlesAudio());
         mPlayer.mOutputState = kOutputRecording;
         if (hasVideo()) CHECK_PLAYER(mVideoTranscoder->start() == OK);
         if (hasAudio()) CHECK_PLAYER(mAudioTranscoder->start() == OK);
-        const char* streams = "video&audio";
-        if (!handlesVideo()) streams = "audio";
-        if (!handlesAudio()) streams = "video";
         if (!hasVideo() && !hasAudio()) return;
-        ALOGD("%s[%d]: start %s transcode success", __FUNCTION__, __LINE__, streams);
+        ALOGD("%s[%d]: start %s transcode success", __FUNCTION__, __LINE__, streams());
     }
 
     void stop() override {
@@ -98,8 +93,8 @@ class OxaMediaCodecPlayer::TranscodeSource : public Source {
     bool hasAudio() const { return handlesAudio() && (handlesVideo() || !mPlayer.mNoAudioTrack); }
 
     // The player's.
-    sp<VideoTranscoder>& mVideoTranscoder;
-    sp<AudioTranscoder>& mAudioTranscoder;
+    sp<VideoTranscoder>& mVideoTranscoder = mPlayer.mVideoTranscoder;
+    sp<AudioTranscoder>& mAudioTranscoder = mPlayer.mAudioTranscoder;
 };
 
 std::unique_ptr<OxaMediaCodecPlayer::Source> OxaMediaCodecPlayer::Source::createTranscode(

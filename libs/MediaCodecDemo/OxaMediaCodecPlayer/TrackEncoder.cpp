@@ -7,6 +7,9 @@
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/MediaDefs.h>
 #include <mediadrm/ICrypto.h>
+#include <string.h>
+
+#include <algorithm>
 
 #include "CodecCallback.h"
 #include "FixedSites.h"
@@ -70,6 +73,22 @@ void TrackEncoder::configure(const sp<AMessage>& format, const sites::CheckSite&
     status_t err =
             mFields.encoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE);
     CHECK_TEXT(err == OK, site.file, site.line, mKind.texts.configured);
+}
+
+void TrackEncoder::queueSound(uint32_t index, const void* data, size_t size, int64_t timeUs,
+                              const sites::CheckSite& site) {
+    sp<MediaCodecBuffer> buffer;
+    status_t err = mFields.encoder->getInputBuffer(index, &buffer);
+    if (!mFields.relay->accepted(err, LOG_TAG, site)) return;
+    size = std::min(size, buffer->capacity());
+    memcpy(buffer->base(), data, size);
+    buffer->setRange(0, size);
+    err = mFields.encoder->queueInputBuffer(index, 0, size, timeUs, 0);
+    if (mKind.texts.assertsByValue) {
+        mFields.relay->acceptedEq(err, LOG_TAG, site);
+    } else {
+        mFields.relay->accepted(err, LOG_TAG, site);
+    }
 }
 
 status_t TrackEncoder::addTrack(const sp<AMessage>& format, const sp<AMessage>& announcement,

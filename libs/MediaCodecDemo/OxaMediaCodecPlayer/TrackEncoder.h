@@ -65,6 +65,11 @@ class TrackEncoder {
     // For pipelines that cannot do without the encoder.
     void configure(const sp<AMessage>& format, const sites::CheckSite& site);
 
+    // Copies what the encoder's input buffer `index` has room for of `size` bytes of sound into it.
+    // On the thread of its callbacks; what it refuses is judged by the relay.
+    void queueSound(uint32_t index, const void* data, size_t size, int64_t timeUs,
+                    const sites::CheckSite& site);
+
     // What the encoder gives, on the thread of its callbacks.
 
     // Adds the track, then posts `announcement` and waits at the muxer's gate; logs at `site` that

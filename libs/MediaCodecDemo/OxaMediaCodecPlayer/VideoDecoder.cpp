@@ -10,30 +10,22 @@
 #include <utils/Timers.h>
 
 #include "CodecCallback.h"
-#include "FilePlayback.h"
 #include "FixedSites.h"
-#include "TrackReading.h"
+#include "Pacing.h"
 
 namespace android {
 
+namespace {
+
+constexpr TrackReader::Kind kTrackKind = {
+        LOG_TAG, "Video", "video", "video/", sites::VideoDecoder::kReader,
+};
+
+}  // namespace
+
 VideoDecoder::VideoDecoder()
-    : mStartTimeUs(0),
-      mError(false),
-      mFreeRun(false),
-      mInputEOS(false),
-      mCalculateFPS(-1.0),
-      mAudioSessionId(-1),
-      mEndTimeUs(0),
-      mFpsIntervalStartUs(0),
-      mLastFrameTimeUs(0),
-      mFrameCount(0),
-      mIntervalFrameCount(0),
-      mState(UNINITIALIZED),
-      mEnded(false),
-      mStopRequested(false),
-      mLastTimeUs(-1),
-      mShownFrames(0),
-      mDroppedFrames(0) {
+    : mTrackReader(kTrackKind,
+                   {mExtractor, mMediaCodec, mCodecLooper, mDecodeCBHandler, mComponentName}) {
     mCodecLooper = startLooper("VideoDecoder-Looper");
     mDecodeCBLooper = startLooper("V-DecodeCBLooper");
 }
@@ -52,23 +44,17 @@ status_t VideoDecoder::setDataSource(int fd, int64_t offset, int64_t length) {
 }
 
 status_t VideoDecoder::setSurface(const sp<Surface>& surface) {
-    sp<AMessage> msg = new AMessage(kWhatAttachSurface, this);
-    msg->setObject(AMSG_VIDEO_SURFACE, surface);
-    return postRequest(msg);
+    return postRequest(newRequest(kWhatAttachSurface, this, AMSG_VIDEO_SURFACE, surface));
 }
 
 status_t VideoDecoder::setFreeRun(int enable) {
     ALOGD("%s[%d]: %s FreeRun", __FUNCTION__, __LINE__, enable ? "enable" : "disable");
-    sp<AMessage> msg = new AMessage(kWhatSetFreeRunMode, this);
-    msg->setInt32(AMSG_FREE_RUN, enable);
-    return postRequest(msg);
+    return postRequest(newRequest(kWhatSetFreeRunMode, this, AMSG_FREE_RUN, enable));
 }
 
 status_t VideoDecoder::setCalculateFPS(double seconds) {
     ALOGD("%s[%d]: interval-time=%fsec", __FUNCTION__, __LINE__, seconds);
-    sp<AMessage> msg = new AMessage(kWhatSetFPSInterval, this);
-    msg->setDouble(AMSG_CALCULATE_FPS, seconds);
-    return postRequest(msg);
+    return postRequest(newRequest(kWhatSetFPSInterval, this, AMSG_CALCULATE_FPS, seconds));
 }
 
 status_t VideoDecoder::prepare() {
@@ -93,8 +79,7 @@ void VideoDecoder::onMessageReceived(const sp<AMessage>& msg) {
         case kWhatSetDataSourcePath:
         case kWhatSetDataSourceFdRange:
             CHECK(mState == UNINITIALIZED);
-            mSource = openFileSource(msg, sites::VideoDecoder::kFile,
-                                     msg->what() == kWhatSetDataSourcePath);
+            mSource = mTrackReader.openSource(msg, msg->what() == kWhatSetDataSourcePath);
             mState = WAIT_SURFACE;
             break;
         case kWhatAttachSurface:
@@ -160,23 +145,17 @@ void VideoDecoder::onSetFPSInterval(const sp<AMessage>& msg) {
 }
 
 status_t VideoDecoder::onPrepare() {
-    status_t err = openExtractor(mSource, &mExtractor, LOG_TAG, __FUNCTION__, __LINE__);
+    status_t err = mTrackReader.open(mSource);
     if (err != OK) return err;
 
     sp<AMessage> format;
     AString mime;
-    if (!selectFirstTrack(mExtractor, sites::VideoDecoder::kFile, "video/", &format, &mime)) {
-        ALOGD(LOG_RED "%s[%d]: No video track" LOG_RESET, __FUNCTION__, __LINE__);
+    if (!mTrackReader.selectTrack(&format, &mime)) {
         postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, NO_VIDEO_TRACK);
         mEnded = true;
         return OK;
     }
-    releaseCodec(mMediaCodec);
-    mMediaCodec = MediaCodec::CreateByType(mCodecLooper, mime, false /* encoder */);
-    CHECK(mMediaCodec != NULL);
-    mMediaCodec->getName(&mComponentName);
-    ALOGD(LOG_RED "%s[%d]: Video decoder component name: %s" LOG_RESET, __FUNCTION__, __LINE__,
-          mComponentName.c_str());
+    mTrackReader.createDecoder(mime);
     if (isTunneled()) {
         auto session = static_cast<audio_session_t>(mAudioSessionId.load());
         format->setInt32("feature-tunneled-playback", 1);
@@ -185,7 +164,7 @@ status_t VideoDecoder::onPrepare() {
     }
     mDecodeCBHandler = new DecodeCBHandler(this);
     mCallback = registerCallbackRelay(mDecodeCBLooper, mDecodeCBHandler);
-    CHECK(mMediaCodec->setCallback(mCallback) == OK);
+    mTrackReader.setCallback(mCallback);
     // The spaces are part of the text that field tools know.
     // clang-format off
     CHECK(mMediaCodec->configure(format, mSurface, NULL , 0 ) == OK);
@@ -235,19 +214,19 @@ status_t VideoDecoder::onReset() {
 void VideoDecoder::handleDecoderInputBuffer(uint32_t index) {
     if (mState != STARTED || mInputEOS) return;
     int64_t timeUs;
-    switch (feedDecoder(mMediaCodec, mDecodeCBHandler, mExtractor, index, &timeUs,
-                        sites::VideoDecoder::kFile, __FUNCTION__, __LINE__)) {
-        case Feed::kSample:
+    switch (mTrackReader.feed(index, &timeUs)) {
+        case TrackReader::kSample:
             // A tunneled codec delivers no outputs: pictures are counted on their way in.
             if (!isTunneled()) break;
             startClock();
             countFrame(timeUs);
             break;
-        case Feed::kEnd:
+        case TrackReader::kEnd:
+            mTrackReader.queueEnd(index);
             mInputEOS = true;
             ALOGD("%s[%d]: Video decoder reachs to the end of stream", __FUNCTION__, __LINE__);
             break;
-        case Feed::kNothing:
+        case TrackReader::kNothing:
             break;
     }
 }

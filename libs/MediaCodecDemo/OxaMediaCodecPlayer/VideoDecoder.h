@@ -15,6 +15,7 @@
 
 #include "BaseDecoder.h"
 #include "OxaMediaCodecPlayerCommon.h"
+#include "TrackReader.h"
 
 namespace android {
 
@@ -107,18 +108,18 @@ class VideoDecoder : public BaseDecoder, virtual public OxaBase {
     void handleCodecEOS();
     bool isTunneled() const { return mAudioSessionId != -1; }
 
-    std::atomic<int64_t> mStartTimeUs;
-    std::atomic<bool> mError;
-    std::atomic<bool> mFreeRun;
-    bool mInputEOS;
-    std::atomic<double> mCalculateFPS;
-    std::atomic<int32_t> mAudioSessionId;
+    std::atomic<int64_t> mStartTimeUs{0};
+    std::atomic<bool> mError{false};
+    std::atomic<bool> mFreeRun{false};
+    bool mInputEOS = false;
+    std::atomic<double> mCalculateFPS{-1.0};
+    std::atomic<int32_t> mAudioSessionId{-1};
     // Frame-rate statistics; times in microseconds.
-    int64_t mEndTimeUs;
-    int64_t mFpsIntervalStartUs;
-    int64_t mLastFrameTimeUs;
-    std::atomic<int64_t> mFrameCount;
-    std::atomic<int64_t> mIntervalFrameCount;
+    int64_t mEndTimeUs = 0;
+    int64_t mFpsIntervalStartUs = 0;
+    int64_t mLastFrameTimeUs = 0;
+    std::atomic<int64_t> mFrameCount{0};
+    std::atomic<int64_t> mIntervalFrameCount{0};
     sp<NuMediaExtractor> mExtractor;
     sp<FileSource> mSource;
     sp<MediaCodec> mMediaCodec;
@@ -128,15 +129,16 @@ class VideoDecoder : public BaseDecoder, virtual public OxaBase {
     sp<ALooper> mDecodeCBLooper;
     sp<DecodeCBHandler> mDecodeCBHandler;
     AString mComponentName;
-    std::atomic<int> mState;
+    std::atomic<int> mState{UNINITIALIZED};
     Mutex mLock;
     Condition mCondition;  // monotonic; never signalled
 
-    std::atomic<bool> mEnded;
-    std::atomic<bool> mStopRequested;  // ends the pacing wait
-    std::atomic<int64_t> mLastTimeUs;
-    std::atomic<int64_t> mShownFrames;
-    std::atomic<int64_t> mDroppedFrames;
+    std::atomic<bool> mEnded{false};
+    std::atomic<bool> mStopRequested{false};  // ends the pacing wait
+    std::atomic<int64_t> mLastTimeUs{-1};
+    std::atomic<int64_t> mShownFrames{0};
+    std::atomic<int64_t> mDroppedFrames{0};
+    TrackReader mTrackReader;
 };
 
 }  // namespace android

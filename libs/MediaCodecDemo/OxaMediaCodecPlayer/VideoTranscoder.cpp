@@ -18,13 +18,12 @@ constexpr int32_t kColorFormatSurface = 0x7F000789;
 constexpr int32_t kDefaultFrameRate = 30;
 constexpr int32_t kDefaultBitsPerPixel = 15;
 constexpr int64_t kSyncIntervalFrames = 30;
-constexpr char kErrIsOk[] = "CHECK_EQ( err,(status_t)OK)";
 
 }  // namespace
 
 const FileTranscoder::Kind VideoTranscoder::kKind = {
+        {LOG_TAG, "Video", "video", "video/", sites::VideoTranscoder::kShared},
         {LOG_TAG, "Video", "video", "V-EncoderLooper", "V-EncodeCBLooper", sites::kTranscoderTexts},
-        "video/",
         "V-DecoderLooper",
         "V-DecodeCBLooper",
         VIDEO_TRACK,
@@ -32,35 +31,16 @@ const FileTranscoder::Kind VideoTranscoder::kKind = {
         sites::VideoTranscoder::kShared,
 };
 
-VideoTranscoder::VideoTranscoder()
-    : FileTranscoder(kKind, mVideoTrackIndex),
-      mStartTimeUs(0),
-      mEndTimeUs(0),
-      mDecLastReportUs(0),
-      mDecLastFrameUs(0),
-      mEncLastReportUs(0),
-      mEncLastFrameUs(0),
-      mDecodedFrames(0),
-      mEncodedFrames(0),
-      mDecFramesSinceReport(0),
-      mEncFramesSinceReport(0),
-      mCalculateFPS(-1.0),
-      mVideoTrackIndex(-1) {}
+VideoTranscoder::VideoTranscoder() : FileTranscoder(kKind, mVideoTrackIndex) {}
 
 status_t VideoTranscoder::setTargetFormat(const _AV_FORMAT_FORMAT& format) {
-    ALOGI(LOG_GREEN
-          "TargetFormat: Video:%dx%d/%dfps/%dbps/%dsec/deinterlace:%d/bitrateMode:%d/level:%d/"
-          "profile:%d" LOG_RESET,
-          format.width, format.height, format.frameRate, format.bitRate, format.iFrameInterval,
-          format.deinterlace, format.bitrateMode, format.level, format.profile);
+    logVideoTarget(LOG_TAG, format);
     return postTargetFormat(format);
 }
 
 status_t VideoTranscoder::setCalculateFPS(double seconds) {
     ALOGD("%s[%d]: interval-time=%fsec", __FUNCTION__, __LINE__, seconds);
-    sp<AMessage> msg = new AMessage(kWhatCalculateFPS, this);
-    msg->setDouble(AMSG_CALCULATE_FPS, seconds);
-    return postRequest(msg);
+    return postRequest(newRequest(kWhatCalculateFPS, this, AMSG_CALCULATE_FPS, seconds));
 }
 
 void VideoTranscoder::onMessageReceived(const sp<AMessage>& msg) {
@@ -167,17 +147,8 @@ void VideoTranscoder::onReset() {
 }
 
 void VideoTranscoder::handleDecoderInputBuffer(uint32_t index) {
-    if (mState != STARTED || mInputEOS) return;
-    sp<MediaCodecBuffer> buffer;
-    status_t err = mDecoderCodec->getInputBuffer(index, &buffer);
-    if (!mDecodeCBHandler->acceptedEq(err, LOG_TAG, sites::VideoTranscoder::kInputBuffer, kErrIsOk))
-        return;
-    if (buffer == NULL) {
-        ALOGE(LOG_RED "%s[%d]: Failed to getInputBuffer" LOG_RESET, __FUNCTION__, __LINE__);
-        return;
-    }
     int64_t timeUs;
-    if (queueSample(index, buffer, &timeUs) && reportsFrameRate()) countFrame(kDecoderSide);
+    if (feedDecoder(index, &timeUs) && reportsFrameRate()) countFrame(kDecoderSide);
 }
 
 // The decoder gets no end of stream of its own: the end goes to the encoder's surface.
@@ -218,9 +189,7 @@ void VideoTranscoder::handleEncoderOutputBuffer(uint32_t index, uint32_t offset,
     }
     sp<MediaCodecBuffer> buffer;
     status_t err = mEncoderCodec->getOutputBuffer(index, &buffer);
-    if (!mEncodeCBHandler->acceptedEq(err, LOG_TAG, sites::VideoTranscoder::kOutputBuffer,
-                                      kErrIsOk))
-        return;
+    if (!mEncodeCBHandler->acceptedEq(err, LOG_TAG, sites::VideoTranscoder::kOutputBuffer)) return;
     if (buffer == NULL) {
         ALOGE(LOG_RED "%s[%d]: Failed to getOutputBuffer" LOG_RESET, __FUNCTION__, __LINE__);
         return;

@@ -73,19 +73,19 @@ class VideoTranscoder : public FileTranscoder {
 
     // Frame-rate statistics; times in microseconds. Each "Dec" field belongs to the decoder's
     // callback thread, each "Enc" field to the encoder's.
-    int64_t mStartTimeUs;
-    int64_t mEndTimeUs;
-    int64_t mDecLastReportUs;
-    int64_t mDecLastFrameUs;
-    int64_t mEncLastReportUs;
-    int64_t mEncLastFrameUs;
-    std::atomic<int64_t> mDecodedFrames;
-    std::atomic<int64_t> mEncodedFrames;
-    std::atomic<int64_t> mDecFramesSinceReport;
-    std::atomic<int64_t> mEncFramesSinceReport;
-    std::atomic<double> mCalculateFPS;
+    int64_t mStartTimeUs = 0;
+    int64_t mEndTimeUs = 0;
+    int64_t mDecLastReportUs = 0;
+    int64_t mDecLastFrameUs = 0;
+    int64_t mEncLastReportUs = 0;
+    int64_t mEncLastFrameUs = 0;
+    std::atomic<int64_t> mDecodedFrames{0};
+    std::atomic<int64_t> mEncodedFrames{0};
+    std::atomic<int64_t> mDecFramesSinceReport{0};
+    std::atomic<int64_t> mEncFramesSinceReport{0};
+    std::atomic<double> mCalculateFPS{-1.0};
 
-    ssize_t mVideoTrackIndex;
+    ssize_t mVideoTrackIndex = -1;
     Mutex mPaceMutex;
     Condition mPaceCond;  // monotonic; never signalled
 };
