@@ -10,12 +10,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <string>
 
 #include "live/LiveJob.h"
 #include "platform/codec/FaultLog.h"
+#include "support/CodecShim.h"
 #include "support/Deadline.h"
 #include "support/MediaProbe.h"
 #include "support/TempDir.h"
@@ -111,6 +113,43 @@ TEST_P(LiveFaultTest, whatWasRecordedBeforeIsKept) {
 
 INSTANTIATE_TEST_SUITE_P(Faults, LiveFaultTest, testing::ValuesIn(kFaults),
                          [](const auto& info) { return info.param.name; });
+
+// Fails once in the life of this process.
+using namespace android;
+
+class OnceFailingEncoder : public CodecShim {
+  public:
+    using CodecShim::CodecShim;
+    static inline std::atomic<bool> sFailed{false};
+
+  private:
+    void onOutput(const CodecOutput& output) override {
+        if (++mResults != kFailingResult || sFailed.exchange(true))
+            return CodecShim::onOutput(output);
+        onError(UNKNOWN_ERROR, ACTION_CODE_FATAL);
+    }
+
+    static constexpr int kFailingResult = 10;
+    int mResults = 0;
+};
+
+TEST(EncoderFaultTest, isOverWhenItIsSwitchedOffAndTheNextRecordingIsWhole) {
+    installShim<OnceFailingEncoder>("video/avc", CodecDirection::kEncoder);
+    LiveJob job(sourceOf(false));
+    ASSERT_NO_FATAL_FAILURE(job.start());
+    ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
+    ASSERT_TRUE(waitFor([] { return OnceFailingEncoder::sFailed.load(); }));
+    ASSERT_NO_FATAL_FAILURE(job.setRecording(false));
+    ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
+    ASSERT_TRUE(waitFor([&] { return job.defaultRecordings().size() == 2; })) << "it never ended";
+    ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kBeforeS));
+    stopInTime(&job);
+    for (const std::string& file : job.defaultRecordings()) {
+        const MediaProbe probe(file);
+        EXPECT_TRUE(probe.ok()) << probe.error();
+        EXPECT_EQ(complaintsAbout(file), "");
+    }
+}
 
 TEST(FullDiskTest, theClientIsToldAndThePreviewGoesOn) {
     const int full = open("/dev/full", O_RDWR | O_CLOEXEC);

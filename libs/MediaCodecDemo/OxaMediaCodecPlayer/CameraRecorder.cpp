@@ -96,6 +96,8 @@ status_t CameraRecorder::setPlayback(int flag) {
 
 status_t CameraRecorder::setRecord(int flag) {
     status_t err = requestRecord(flag);
+    // An encoder that has failed gives no end any more; one that fails from now on ends it itself.
+    if (flag == 0 && mRecording.hasFailed()) forceEnd();
     return err;
 }
 

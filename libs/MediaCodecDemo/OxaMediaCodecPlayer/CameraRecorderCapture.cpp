@@ -278,6 +278,7 @@ void CameraRecorder::handleEncoderOutputFormatChange(const sp<AMessage>& format)
 void CameraRecorder::handleEncoderError(int32_t err, int32_t actionCode, const char* detail) {
     mTrackEncoder.logError(__LINE__, err, actionCode, detail);
     mRecording.fail();
+    if (!mRecord) signalEOS();
 }
 
 // ---- The end of a recording --------------------------------------------------------------------
