@@ -65,6 +65,13 @@ sp<RegisteredCamera> CameraRegistry::find(int number) {
     return found == cameras.end() ? nullptr : found->second;
 }
 
+sp<RegisteredCamera> CameraRegistry::findKnown(int number) {
+    std::lock_guard<std::mutex> lock(mLock);
+    const Cameras& cameras = mRegistered.empty() ? mDevices : mRegistered;
+    const auto found = cameras.find(number);
+    return found == cameras.end() ? nullptr : found->second;
+}
+
 std::vector<sp<RegisteredCamera>> CameraRegistry::list() {
     std::lock_guard<std::mutex> lock(mLock);
     std::vector<sp<RegisteredCamera>> result;

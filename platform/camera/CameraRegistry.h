@@ -6,6 +6,8 @@
 #include <oxa/host/Cameras.h>
 #include <utils/RefBase.h>
 
+#include <atomic>
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <string>
@@ -33,6 +35,15 @@ class RegisteredCamera : public RefBase {
     bool tryOpen();
     void close();
 
+    // Of recordedFromUs().
+    static constexpr int64_t kNotRecorded = 0;
+    static constexpr int64_t kNoPictureYet = -1;
+
+    // When the first picture of the recording that runs was captured (monotonic clock). Sound that
+    // belongs to the camera begins there, too, although it is switched on later.
+    int64_t recordedFromUs() const { return mRecordedFromUs; }
+    void setRecordedFromUs(int64_t timeUs) { mRecordedFromUs = timeUs; }
+
     Figures figures() const;
     template <typename Change>
     void changeFigures(Change change) {
@@ -45,6 +56,7 @@ class RegisteredCamera : public RefBase {
     const std::string mSource;
     const bool mRepeat;
     const sp<LiveControl> mControl;
+    std::atomic<int64_t> mRecordedFromUs{kNotRecorded};
     mutable std::mutex mLock;
     Figures mFigures;  // guarded by mLock
 };
@@ -61,6 +73,8 @@ class CameraRegistry {
 
     // Null when there is none with this number.
     sp<RegisteredCamera> find(int number);
+    // The same of those that were found before: asks no device.
+    sp<RegisteredCamera> findKnown(int number);
     // In the order of their numbers.
     std::vector<sp<RegisteredCamera>> list();
 

@@ -13,7 +13,7 @@
 #include <cerrno>
 #include <mutex>
 
-#include "camera/HdmiSignal.h"
+#include "camera/CameraRegistry.h"
 #include "camera/PictureBuffer.h"
 #include "graphics/LocalBufferProducer.h"
 
@@ -81,16 +81,15 @@ CameraSource* CameraSource::CreateFromCamera(const sp<hardware::ICamera>& camera
                                              int32_t frameRate,
                                              const sp<IGraphicBufferProducer>& surface,
                                              bool storeMetaDataInVideoBuffers) {
-    auto* const source = new CameraSource(camera == nullptr ? nullptr : proxy, cameraId, frameRate);
+    auto* const source = new CameraSource(camera == nullptr ? nullptr : proxy, frameRate);
     source->mInitCheck = source->init(camera, cameraId, clientName, clientUid, clientPid, videoSize,
                                       surface, storeMetaDataInVideoBuffers);
     if (source->mInitCheck != OK) source->releaseCamera();
     return source;
 }
 
-CameraSource::CameraSource(const sp<ICameraRecordingProxy>& proxy, int32_t cameraId,
-                           int32_t frameRate)
-    : mRecordingProxy(proxy), mCameraId(cameraId), mWantedFrameRate(frameRate) {}
+CameraSource::CameraSource(const sp<ICameraRecordingProxy>& proxy, int32_t frameRate)
+    : mRecordingProxy(proxy), mWantedFrameRate(frameRate) {}
 
 CameraSource::~CameraSource() {
     if (mStarted) {
@@ -109,6 +108,7 @@ status_t CameraSource::init(const sp<hardware::ICamera>& camera, int32_t cameraI
                                                   clientPid)
                                 : Camera::create(camera);
     if (mCamera == nullptr) return NO_INIT;
+    mRegistered = CameraRegistry::instance().findKnown(cameraId);
     const status_t status = configureCamera(videoSize);
     if (status != OK) return status;
     if (surface != nullptr) CHECK_EQ(mCamera->setPreviewTarget(surface), static_cast<status_t>(OK));
@@ -220,7 +220,7 @@ status_t CameraSource::start(MetaData* params) {
             places = wantedPlaces;
         }
         mStarted = true;
-        tellPictureStart(HdmiSignal::kNoPictureYet);
+        tellPictureStart(RegisteredCamera::kNoPictureYet);
         mVideoQueue = new VideoQueue(this, static_cast<size_t>(places));
         mVideoQueue->open();
     }
@@ -243,7 +243,7 @@ status_t CameraSource::stop() {
         Mutex::Autolock lock(mLock);
         if (!mStarted) return OK;
         mStarted = false;
-        tellPictureStart(HdmiSignal::kNotRecorded);
+        tellPictureStart(RegisteredCamera::kNotRecorded);
         mFrameAvailable.broadcast();
         for (Frame* frame : mFrames) {
             delete frame;
@@ -306,10 +306,9 @@ void CameraSource::takePictures() {
     mFrameAvailable.broadcast();
 }
 
-// To the sound of the same receiver.
+// To the sound of the same device.
 void CameraSource::tellPictureStart(int64_t timeUs) const {
-    const sp<HdmiSignal> signal = HdmiSignal::current();
-    if (signal != nullptr && signal->camera() == mCameraId) signal->setPicturesFromUs(timeUs);
+    if (mRegistered != nullptr) mRegistered->setRecordedFromUs(timeUs);
 }
 
 bool CameraSource::isTimely(int64_t timeUs) {

@@ -14,7 +14,6 @@
 #include <mutex>
 #include <utility>
 
-#include "camera/CameraRegistry.h"
 #include "camera/HdmiSignal.h"
 #include "live/LiveReader.h"
 
@@ -24,7 +23,6 @@ namespace {
 
 using android::CameraRegistry;
 using android::HdmiSignal;
-using android::RegisteredCamera;
 using android::sp;
 
 constexpr char kVideoInfo[] = "/sys/devices/virtual/video4linux/video250/hdmirx_video_info";
@@ -72,8 +70,7 @@ class HdmiReceiver : public SimulatedHdmiReceiver {
             return false;
         }
         mPublished = true;
-        CameraRegistry::instance().add(new RegisteredCamera(mOptions.camera, mSignal->source(),
-                                                            true, mSignal->pictureControl()));
+        CameraRegistry::instance().add(mSignal->camera());
         std::lock_guard<std::mutex> lock(mLock);
         const int failure = writeAllLocked();
         if (failure != 0) {
@@ -89,7 +86,7 @@ class HdmiReceiver : public SimulatedHdmiReceiver {
         std::lock_guard<std::mutex> lock(mLock);
         mWidth = width;
         mHeight = height;
-        mSignal->pictureControl()->setPictureSize(width, height);
+        mSignal->camera()->control()->setPictureSize(width, height);
         writeAllLocked();
     }
 

@@ -35,9 +35,8 @@ bool HdmiSignal::setCurrent(const sp<HdmiSignal>& signal) {
 HdmiSignal::HdmiSignal(const std::string& source, int sampleRate, int camera)
     : mSource(source),
       mSampleRate(sampleRate),
-      mCamera(camera),
+      mCamera(new RegisteredCamera(camera, source, true, new LiveControl)),
       mClock(LiveClock::forSource(source)),
-      mPictureControl(new LiveControl),
       mSoundControl(new LiveControl) {}
 
 bool HdmiSignal::isPlugged() const {
@@ -55,7 +54,7 @@ void HdmiSignal::setPlugged(bool plugged) {
         std::lock_guard<std::mutex> lock(mLock);
         if (mPlugged == plugged) return;
         mPlugged = plugged;
-        mPictureControl->setLost(!plugged);
+        mCamera->control()->setLost(!plugged);
         applyToSoundLocked();
     }
     std::lock_guard<std::mutex> lock(mListenerLock);
@@ -72,7 +71,7 @@ void HdmiSignal::setSoundLost(bool lost) {
 void HdmiSignal::setStalled(bool stalled) {
     std::lock_guard<std::mutex> lock(mLock);
     mStalled = stalled;
-    mPictureControl->setStalled(stalled);
+    mCamera->control()->setStalled(stalled);
     applyToSoundLocked();
 }
 

@@ -5,13 +5,12 @@
 
 #include <utils/RefBase.h>
 
-#include <atomic>
-#include <cstdint>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <string>
 
+#include "camera/CameraRegistry.h"
 #include "live/LiveClock.h"
 #include "live/LiveControl.h"
 
@@ -28,27 +27,17 @@ class HdmiSignal : public RefBase {
     // For the receiver; null when it goes. False when there is one already.
     static bool setCurrent(const sp<HdmiSignal>& signal);
 
-    // Of picturesFromUs().
-    static constexpr int64_t kNotRecorded = 0;
-    static constexpr int64_t kNoPictureYet = -1;
-
     // `camera`: the number of the receiver as a camera.
     HdmiSignal(const std::string& source, int sampleRate, int camera);
 
     // For LiveOptions, whose `clock` it keeps alive.
     const std::string& source() const { return mSource; }
     const sp<LiveClock>& clock() const { return mClock; }
-    const sp<LiveControl>& pictureControl() const { return mPictureControl; }
     // Stalled while the sound is gone: readers that shall outlast that have no silence limit.
     const sp<LiveControl>& soundControl() const { return mSoundControl; }
 
     int sampleRate() const { return mSampleRate; }  // Hz
-    int camera() const { return mCamera; }
-
-    // When the first picture of the recording that runs was captured (monotonic clock): its sound
-    // begins there, too, although it is switched on later.
-    int64_t picturesFromUs() const { return mPicturesFromUs; }
-    void setPicturesFromUs(int64_t timeUs) { mPicturesFromUs = timeUs; }
+    const sp<RegisteredCamera>& camera() const { return mCamera; }
 
     bool isPlugged() const;
     // Plugged, and its sound is there.
@@ -68,10 +57,8 @@ class HdmiSignal : public RefBase {
 
     const std::string mSource;
     const int mSampleRate;
-    const int mCamera;
-    std::atomic<int64_t> mPicturesFromUs{kNotRecorded};
+    const sp<RegisteredCamera> mCamera;
     const sp<LiveClock> mClock;
-    const sp<LiveControl> mPictureControl;
     const sp<LiveControl> mSoundControl;
     mutable std::mutex mLock;
     bool mPlugged = true;     // guarded by mLock

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "camera/HdmiSignal.h"
+#include "camera/CameraRegistry.h"
 
 namespace android {
 
@@ -56,7 +56,7 @@ void RxBlockQueue::keepLocked(const LiveBlock& sound) {
 void RxBlockQueue::findBeginningLocked(int64_t nowUs) {
     if (mPictureStart == nullptr) return;
     const int64_t startUs = mPictureStart();
-    if (startUs == HdmiSignal::kNoPictureYet && nowUs - mFromUs < kMaxBackUs) return;
+    if (startUs == RegisteredCamera::kNoPictureYet && nowUs - mFromUs < kMaxBackUs) return;
     mPictureStart = nullptr;
     if (startUs > 0) mFromUs = std::max(startUs, mFromUs - kMaxBackUs);
     for (const LiveBlock& kept : mRecent)

@@ -30,7 +30,7 @@ struct RxBlock {
 // stamps when it gets to it.
 class RxBlockQueue {
   public:
-    // Tells when the recorded picture begins: HdmiSignal::picturesFromUs().
+    // Tells when the recorded picture begins: RegisteredCamera::recordedFromUs().
     using PictureStart = std::function<int64_t()>;
 
     // Empties it, and takes sound from `fromUs` on; where there is a picture from its beginning on,

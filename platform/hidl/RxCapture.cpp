@@ -72,7 +72,8 @@ void RxCapture::setRecorded(bool recorded) {
         mSoundUs = nowUs();
         const sp<HdmiSignal> signal = HdmiSignal::current();
         mQueue.begin(mSoundUs, [signal] {
-            return signal != nullptr ? signal->picturesFromUs() : HdmiSignal::kNotRecorded;
+            return signal != nullptr ? signal->camera()->recordedFromUs()
+                                     : RegisteredCamera::kNotRecorded;
         });
     } else {
         mQueue.end();

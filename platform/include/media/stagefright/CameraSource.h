@@ -18,6 +18,8 @@
 
 namespace android {
 
+class RegisteredCamera;
+
 // A camera as a track: each buffer that read() gives is a record (VideoNativeMetadata) that refers
 // to one picture. A fixed number of pictures is on the way at a time: as long as buffers are not
 // released, the camera drops what it captures. All calls are thread-safe; read() may run beside
@@ -72,7 +74,7 @@ class CameraSource : public MediaSource, public MediaBufferObserver {
     class VideoQueue;
     struct Frame;
 
-    CameraSource(const sp<ICameraRecordingProxy>& proxy, int32_t cameraId, int32_t frameRate);
+    CameraSource(const sp<ICameraRecordingProxy>& proxy, int32_t frameRate);
 
     status_t init(const sp<hardware::ICamera>& camera, int32_t cameraId, const String16& clientName,
                   uid_t clientUid, pid_t clientPid, Size videoSize,
@@ -92,11 +94,11 @@ class CameraSource : public MediaSource, public MediaBufferObserver {
     void tellPictureStart(int64_t timeUs) const;
 
     const sp<ICameraRecordingProxy> mRecordingProxy;  // null: the camera is this object's own
-    const int32_t mCameraId;
     const int32_t mWantedFrameRate;
     // Set by init, constant afterwards.
     status_t mInitCheck = NO_INIT;
     sp<Camera> mCamera;
+    sp<RegisteredCamera> mRegistered;  // hears when its recording begins; may be null
     sp<MetaData> mFormat;
 
     mutable Mutex mLock;
