@@ -3,31 +3,17 @@
 
 #include <media/AudioSystem.h>
 
-#include <array>
-#include <atomic>
+#include "audio/AudioIds.h"
 
 namespace android {
 
-namespace {
-
-// Ids handed out for each use. An id is (its number << kUseBits) | use.
-constexpr int kUseBits = 3;
-static_assert(1 << kUseBits == AUDIO_UNIQUE_ID_USE_MAX);
-std::array<std::atomic<int>, AUDIO_UNIQUE_ID_USE_MAX> gIds;
-
-}  // namespace
-
 audio_unique_id_t AudioSystem::newAudioUniqueId(audio_unique_id_use_t use) {
-    if (use < 0 || use >= AUDIO_UNIQUE_ID_USE_MAX) return AUDIO_UNIQUE_ID_ALLOCATE;
-    const int number = ++gIds[use];
-    return (number << kUseBits) | use;
+    return newAudioId(use);
 }
 
 audio_hw_sync_t AudioSystem::getAudioHwSyncForSession(audio_session_t sessionId) {
-    const int number = sessionId >> kUseBits;
-    const bool handedOut = (sessionId & AUDIO_UNIQUE_ID_USE_MASK) == AUDIO_UNIQUE_ID_USE_SESSION &&
-                           number >= 1 && number <= gIds[AUDIO_UNIQUE_ID_USE_SESSION];
-    return handedOut ? static_cast<audio_hw_sync_t>(sessionId) : AUDIO_HW_SYNC_INVALID;
+    return isAudioSession(sessionId) ? static_cast<audio_hw_sync_t>(sessionId)
+                                     : AUDIO_HW_SYNC_INVALID;
 }
 
 }  // namespace android

@@ -3,11 +3,11 @@
 
 #include "audio/SessionClock.h"
 
-#include <media/AudioSystem.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <map>
+
+#include "audio/AudioIds.h"
 
 namespace android {
 
@@ -31,9 +31,7 @@ void forgetDeadClocksLocked() {
 }  // namespace
 
 sp<SessionClock> SessionClock::forHwSync(int32_t hwSync) {
-    const audio_hw_sync_t known =
-            AudioSystem::getAudioHwSyncForSession(static_cast<audio_session_t>(hwSync));
-    if (known == AUDIO_HW_SYNC_INVALID) return new SessionClock(false);
+    if (!isAudioSession(hwSync)) return new SessionClock(false);
     std::lock_guard<std::mutex> lock(gClocksLock);
     forgetDeadClocksLocked();
     sp<SessionClock> clock = gClocks[hwSync].promote();

@@ -12,10 +12,10 @@
 #include <cstring>
 
 #include "audio/PacedSink.h"
+#include "audio/SoundDeviceModule.h"
 #include "audio/SoundOutputChoice.h"
 #include "audio/WavFile.h"
 #include "host/Module.h"
-#include "modules/sdl/SdlModule.h"
 
 namespace android {
 
@@ -30,7 +30,7 @@ std::unique_ptr<SoundSink> openPacedSink(std::unique_ptr<SoundConsumer> consumer
 
 std::unique_ptr<SoundSink> openDeviceSink(const SoundFormat& format, SoundSource* source) {
     std::string error;
-    const auto* module = loadModule<SdlModule>(&error);
+    const auto* module = loadModule<SoundDeviceModule>(&error);
     auto sink = module != nullptr ? module->openSound(format, source, &error) : nullptr;
     if (sink != nullptr) return sink;
     ALOGW("no sound device (%s), playing silently", error.c_str());
@@ -126,7 +126,7 @@ std::string useWavSound(const std::string& path) {
 
 std::string soundDeviceError() {
     std::string error;
-    const auto* module = android::loadModule<android::SdlModule>(&error);
+    const auto* module = android::loadModule<android::SoundDeviceModule>(&error);
     return module != nullptr ? module->soundError() : error;
 }
 

@@ -5,9 +5,9 @@
 
 #include "codec/PictureConversion.h"
 
+#include "codec/PictureFilterModule.h"
 #include "codec/PictureScaler.h"
 #include "host/Module.h"
-#include "modules/filters/FiltersModule.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -169,7 +169,7 @@ int PictureConversion::open(const AVFrame& frame) {
 
 int PictureConversion::openFilters(const AVFrame& frame) {
     std::string error;
-    const auto* module = loadModule<FiltersModule>(&error);
+    const auto* module = loadModule<PictureFilterModule>(&error);
     if (module == nullptr) return AVERROR_FILTER_NOT_FOUND;
     return module->openFilters(filters(frame), frame, mTimeBase, &mFilter);
 }

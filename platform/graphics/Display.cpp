@@ -8,20 +8,20 @@
 #include "graphics/NullDisplay.h"
 #include "graphics/PngDisplay.h"
 #include "graphics/RecordingDisplayImpl.h"
+#include "graphics/WindowModule.h"
 #include "host/Module.h"
-#include "modules/sdl/SdlModule.h"
 
 namespace oxa::host {
 
 std::string displayError() {
     std::string error;
-    const auto* module = android::loadModule<android::SdlModule>(&error);
+    const auto* module = android::loadModule<android::WindowModule>(&error);
     return module != nullptr ? module->displayError() : error;
 }
 
 std::unique_ptr<Display> createWindowDisplay(const WindowOptions& options, std::string* error) {
     std::string reason;
-    const auto* module = android::loadModule<android::SdlModule>(&reason);
+    const auto* module = android::loadModule<android::WindowModule>(&reason);
     auto display = module != nullptr ? module->createWindow(options, &reason) : nullptr;
     if (error != nullptr) *error = reason;
     return display;

@@ -12,14 +12,14 @@ namespace android {
 // more time and memory to load than all else, so it is loaded when it is first asked for, and
 // stays.
 //
-// Each module exports one constant `oxaModule`, a structure of functions; `Functions` is its type
-// and has the module's name in `kName`. Any thread. Null, with the reason in `error`, when it
-// cannot be loaded.
-const void* loadModule(const char* name, std::string* error);
+// A module exports constants, structures of functions, one for each that asks for it; `Functions`
+// is the type of one and has the module's name in `kModule`, the constant's in `kName`. Any thread.
+// Null, with the reason in `error`, when it cannot be loaded.
+const void* loadModule(const char* module, const char* name, std::string* error);
 
 template <typename Functions>
 const Functions* loadModule(std::string* error) {
-    return static_cast<const Functions*>(loadModule(Functions::kName, error));
+    return static_cast<const Functions*>(loadModule(Functions::kModule, Functions::kName, error));
 }
 
 }  // namespace android

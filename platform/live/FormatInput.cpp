@@ -18,9 +18,9 @@
 #include "container/MediaLimits.h"
 #include "container/StreamInfo.h"
 #include "host/Module.h"
+#include "live/DeviceModule.h"
 #include "live/DeviceOptions.h"
 #include "live/LiveInput.h"
-#include "modules/devices/DevicesModule.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -228,7 +228,7 @@ std::string liveOpenError(const LiveSource& source, int averror) {
 std::unique_ptr<LiveInput> openFormatInput(const LiveSource& source, const LiveOptions& options,
                                            std::string* error) {
     if (source.isDevice()) {
-        const auto* module = loadModule<DevicesModule>(error);
+        const auto* module = loadModule<DeviceModule>(error);
         if (module == nullptr) return nullptr;
         module->registerDevices();
     }

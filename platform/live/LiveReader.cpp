@@ -13,9 +13,9 @@
 #include <utility>
 
 #include "host/Module.h"
+#include "live/GraphModule.h"
 #include "live/LiveConverter.h"
 #include "live/LiveInput.h"
-#include "modules/filters/FiltersModule.h"
 
 namespace android {
 
@@ -46,7 +46,7 @@ int64_t durationUs(const LiveBlock& block) {
 std::unique_ptr<LiveInput> openInput(const LiveSource& source, const LiveOptions& options,
                                      std::string* error) {
     if (source.scheme != LiveScheme::kLavfi) return openFormatInput(source, options, error);
-    const auto* module = loadModule<FiltersModule>(error);
+    const auto* module = loadModule<GraphModule>(error);
     return module != nullptr ? module->openInput(source, options, error) : nullptr;
 }
 

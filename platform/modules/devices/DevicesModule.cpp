@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "modules/devices/DevicesModule.h"
+#include "live/DeviceModule.h"
 
 extern "C" {
 #include <libavdevice/avdevice.h>
@@ -9,6 +9,6 @@ extern "C" {
 
 namespace android {
 
-extern "C" const DevicesModule oxaModule = {avdevice_register_all};
+extern "C" const DeviceModule oxaDevices = {avdevice_register_all};
 
 }  // namespace android

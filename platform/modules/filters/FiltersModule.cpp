@@ -1,13 +1,14 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "modules/filters/FiltersModule.h"
-
+#include "codec/PictureFilterModule.h"
+#include "live/GraphModule.h"
 #include "modules/filters/FilterGraph.h"
 #include "modules/filters/GraphInput.h"
 
 namespace android {
 
-extern "C" const FiltersModule oxaModule = {FilterGraph::open, openGraphInput};
+extern "C" const PictureFilterModule oxaPictureFilters = {FilterGraph::open};
+extern "C" const GraphModule oxaGraphs = {openGraphInput};
 
 }  // namespace android

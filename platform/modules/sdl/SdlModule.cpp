@@ -1,8 +1,8 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "modules/sdl/SdlModule.h"
-
+#include "audio/SoundDeviceModule.h"
+#include "graphics/WindowModule.h"
 #include "modules/sdl/SdlSink.h"
 #include "modules/sdl/WindowDisplay.h"
 
@@ -33,6 +33,7 @@ std::unique_ptr<SoundSink> openSound(const SoundFormat& format, SoundSource* sou
 
 }  // namespace
 
-extern "C" const SdlModule oxaModule = {createWindow, displayError, openSound, SdlSink::probe};
+extern "C" const WindowModule oxaWindows = {createWindow, displayError};
+extern "C" const SoundDeviceModule oxaSoundDevices = {openSound, SdlSink::probe};
 
 }  // namespace android

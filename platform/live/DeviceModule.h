@@ -5,9 +5,10 @@
 
 namespace android {
 
-// Capture devices.
-struct DevicesModule {
-    static constexpr char kName[] = "devices";
+// Capture devices, in a module.
+struct DeviceModule {
+    static constexpr char kModule[] = "devices";
+    static constexpr char kName[] = "oxaDevices";
 
     // Makes them input formats of libavformat; harmless when repeated.
     void (*registerDevices)();

@@ -3,8 +3,6 @@
 
 #pragma once
 
-#include <oxa/host/Display.h>
-
 #include <memory>
 #include <string>
 
@@ -12,15 +10,11 @@
 
 namespace android {
 
-// Windows and sound devices. An `error` that stays empty: none.
-struct SdlModule {
-    static constexpr char kName[] = "sdl";
+// Sound devices, in a module. An `error` that stays empty: none.
+struct SoundDeviceModule {
+    static constexpr char kModule[] = "sdl";
+    static constexpr char kName[] = "oxaSoundDevices";
 
-    // Null, and why.
-    std::unique_ptr<oxa::host::Display> (*createWindow)(const oxa::host::WindowOptions& options,
-                                                        std::string* error);
-    // Why no window can be shown.
-    std::string (*displayError)();
     // The default sound device; null, and why.
     std::unique_ptr<SoundSink> (*openSound)(const SoundFormat& format, SoundSource* source,
                                             std::string* error);
