@@ -3,7 +3,7 @@
 
 #include <media/AudioSystem.h>
 
-#include "audio/AudioIds.h"
+#include "base/AudioIds.h"
 
 namespace android {
 

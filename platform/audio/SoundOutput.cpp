@@ -15,7 +15,7 @@
 #include "audio/SoundDeviceModule.h"
 #include "audio/SoundOutputChoice.h"
 #include "audio/WavFile.h"
-#include "host/Module.h"
+#include "base/Module.h"
 
 namespace android {
 

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "audio/PacedWriter.h"
-#include "audio/SessionClock.h"
 #include "audio/SoundSink.h"
+#include "base/SessionClock.h"
 
 namespace android {
 

@@ -14,8 +14,8 @@
 #include <mutex>
 
 #include "camera/CameraRegistry.h"
-#include "camera/PictureBuffer.h"
 #include "graphics/LocalBufferProducer.h"
+#include "graphics/PictureBuffer.h"
 
 namespace android {
 

@@ -10,7 +10,7 @@
 
 #include <algorithm>
 
-#include "container/AvLog.h"
+#include "ffmpeg/AvLog.h"
 
 namespace android {
 

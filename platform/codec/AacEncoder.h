@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include "codec/AudioConverter.h"
 #include "codec/SoundTimeline.h"
 #include "codec/WorkerComponent.h"
+#include "ffmpeg/AudioConverter.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>

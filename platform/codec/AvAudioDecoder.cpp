@@ -15,9 +15,9 @@
 #include <string>
 #include <vector>
 
-#include "container/AvLog.h"
-#include "container/MediaLimits.h"
-#include "container/SampleForm.h"
+#include "ffmpeg/AvLog.h"
+#include "ffmpeg/MediaLimits.h"
+#include "ffmpeg/SampleForm.h"
 
 namespace android {
 

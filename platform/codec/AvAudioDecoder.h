@@ -3,11 +3,11 @@
 
 #pragma once
 
-#include "audio/SessionClock.h"
-#include "codec/AudioConverter.h"
+#include "base/SessionClock.h"
 #include "codec/DamageCounter.h"
-#include "codec/TrackParameters.h"
 #include "codec/WorkerComponent.h"
+#include "ffmpeg/AudioConverter.h"
+#include "ffmpeg/TrackParameters.h"
 
 namespace android {
 

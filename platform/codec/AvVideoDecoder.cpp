@@ -17,10 +17,10 @@
 #include <cstring>
 #include <string>
 
-#include "codec/AvPicture.h"
 #include "codec/CodecThreads.h"
-#include "container/AvLog.h"
-#include "container/MediaLimits.h"
+#include "ffmpeg/AvLog.h"
+#include "ffmpeg/AvPicture.h"
+#include "ffmpeg/MediaLimits.h"
 #include "graphics/LocalBufferProducer.h"
 
 extern "C" {

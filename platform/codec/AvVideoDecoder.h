@@ -3,12 +3,12 @@
 
 #pragma once
 
-#include "audio/SessionClock.h"
+#include "base/SessionClock.h"
 #include "codec/DamageCounter.h"
-#include "codec/PictureConversion.h"
 #include "codec/TimeSpreader.h"
-#include "codec/TrackParameters.h"
 #include "codec/WorkerComponent.h"
+#include "ffmpeg/PictureConversion.h"
+#include "ffmpeg/TrackParameters.h"
 #include "graphics/PictureQueue.h"
 
 namespace android {

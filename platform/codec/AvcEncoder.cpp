@@ -17,11 +17,11 @@
 #include <cstring>
 #include <vector>
 
-#include "camera/PictureBuffer.h"
-#include "codec/AvPicture.h"
 #include "codec/CodecThreads.h"
-#include "container/AvLog.h"
+#include "ffmpeg/AvLog.h"
+#include "ffmpeg/AvPicture.h"
 #include "graphics/LocalBufferProducer.h"
+#include "graphics/PictureBuffer.h"
 
 extern "C" {
 #include <libavutil/opt.h>

@@ -6,10 +6,10 @@
 #include <mutex>
 
 #include "codec/DamageCounter.h"
-#include "codec/PictureConversion.h"
 #include "codec/WorkerComponent.h"
-#include "container/TrackEnd.h"
+#include "ffmpeg/PictureConversion.h"
 #include "graphics/PictureQueue.h"
+#include "media/TrackEnd.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>

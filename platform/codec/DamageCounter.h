@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <string>
 
-#include "container/AvLog.h"
+#include "ffmpeg/AvLog.h"
 
 namespace android {
 

@@ -13,11 +13,11 @@
 #include <memory>
 #include <thread>
 
-#include "container/AvLog.h"
-#include "container/DataSourceStream.h"
-#include "container/MediaLimits.h"
-#include "container/StreamInfo.h"
-#include "host/Module.h"
+#include "base/Module.h"
+#include "ffmpeg/AvLog.h"
+#include "ffmpeg/DataSourceStream.h"
+#include "ffmpeg/MediaLimits.h"
+#include "ffmpeg/StreamInfo.h"
 #include "live/DeviceModule.h"
 #include "live/DeviceOptions.h"
 #include "live/LiveInput.h"

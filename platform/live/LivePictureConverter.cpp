@@ -7,8 +7,8 @@
 
 #include <algorithm>
 
-#include "codec/AvPicture.h"
-#include "codec/PictureConversion.h"
+#include "ffmpeg/AvPicture.h"
+#include "ffmpeg/PictureConversion.h"
 #include "live/LiveConverter.h"
 
 namespace android {

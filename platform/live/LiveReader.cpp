@@ -12,7 +12,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "host/Module.h"
+#include "base/Module.h"
 #include "live/GraphModule.h"
 #include "live/LiveConverter.h"
 #include "live/LiveInput.h"

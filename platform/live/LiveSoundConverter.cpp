@@ -5,7 +5,7 @@
 
 #include <log/log.h>
 
-#include "codec/AudioConverter.h"
+#include "ffmpeg/AudioConverter.h"
 #include "live/LiveConverter.h"
 
 namespace android {

@@ -25,7 +25,7 @@
 #include <mutex>
 #include <utility>
 
-#include "container/MediaLimits.h"
+#include "ffmpeg/MediaLimits.h"
 #include "fuzz/FuzzTarget.h"
 
 namespace oxa::fuzz {

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "codec/PictureScaler.h"
+#include "ffmpeg/PictureScaler.h"
 
 extern "C" {
 #include <libavfilter/buffersink.h>

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "codec/PictureFilter.h"
+#include "ffmpeg/PictureFilter.h"
 
 extern "C" {
 #include <libavfilter/avfilter.h>

@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "codec/PictureFilterModule.h"
+#include "ffmpeg/PictureFilterModule.h"
 #include "live/GraphModule.h"
 #include "modules/filters/FilterGraph.h"
 #include "modules/filters/GraphInput.h"

@@ -4,7 +4,7 @@
 #define LOG_TAG "GraphInput"
 
 #include "modules/filters/GraphInput.h"
-#include "container/AvLog.h"
+#include "ffmpeg/AvLog.h"
 
 extern "C" {
 #include <libavfilter/avfilter.h>

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "audio/SoundDeviceModule.h"
-#include "graphics/WindowModule.h"
+#include "display/WindowModule.h"
 #include "modules/sdl/SdlSink.h"
 #include "modules/sdl/WindowDisplay.h"
 

@@ -9,8 +9,8 @@
 #include <memory>
 #include <string>
 
-#include "graphics/PictureConverter.h"
-#include "graphics/PictureIntake.h"
+#include "display/PictureConverter.h"
+#include "display/PictureIntake.h"
 
 namespace android {
 

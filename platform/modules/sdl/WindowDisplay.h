@@ -5,8 +5,8 @@
 
 #include <memory>
 
-#include "graphics/DisplayInput.h"
-#include "graphics/PictureMailbox.h"
+#include "display/DisplayInput.h"
+#include "display/PictureMailbox.h"
 #include "modules/sdl/SdlDisplayThread.h"
 #include "modules/sdl/SdlWindow.h"
 

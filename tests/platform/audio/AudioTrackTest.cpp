@@ -15,8 +15,8 @@
 #include <thread>
 #include <utility>
 
-#include "audio/SessionClock.h"
 #include "audio/SoundOutputChoice.h"
+#include "base/SessionClock.h"
 #include "codec/AvAudioDecoder.h"
 #include "platform/codec/AudioComponentDriver.h"
 #include "platform/codec/FaultLog.h"

@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "audio/SessionClock.h"
+#include "base/SessionClock.h"
 
 #include <gtest/gtest.h>
 #include <media/AudioSystem.h>

@@ -12,7 +12,7 @@
 #include <functional>
 #include <thread>
 
-#include "camera/PictureBuffer.h"
+#include "graphics/PictureBuffer.h"
 #include "platform/camera/CameraKit.h"
 #include "platform/live/LiveSources.h"
 #include "support/Deadline.h"

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <future>
 
-#include "camera/HdmiSignal.h"
+#include "hdmi/HdmiSignal.h"
 #include "live/LiveReader.h"
 #include "platform/camera/CameraKit.h"
 #include "platform/live/LiveSources.h"

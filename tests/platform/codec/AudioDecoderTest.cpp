@@ -13,7 +13,7 @@
 #include <random>
 
 #include "codec/AvAudioDecoder.h"
-#include "codec/TrackParameters.h"
+#include "ffmpeg/TrackParameters.h"
 #include "platform/codec/AudioComponentDriver.h"
 #include "platform/codec/FaultLog.h"
 #include "support/MediaReader.h"

@@ -6,8 +6,8 @@
 #include <media/hardware/HardwareAPI.h>
 #include <mediadrm/ICrypto.h>
 
-#include "camera/PictureBuffer.h"
 #include "graphics/LocalBufferProducer.h"
+#include "graphics/PictureBuffer.h"
 #include "graphics/PictureQueue.h"
 #include "platform/codec/CodecClient.h"
 #include "platform/codec/FaultLog.h"

@@ -7,7 +7,7 @@
 
 #include <chrono>
 
-#include "audio/SessionClock.h"
+#include "base/SessionClock.h"
 #include "graphics/LocalBufferProducer.h"
 #include "platform/codec/PlayJob.h"
 #include "support/TestClips.h"

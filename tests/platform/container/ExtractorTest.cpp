@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "codec/TrackParameters.h"
+#include "ffmpeg/TrackParameters.h"
 #include "platform/codec/FaultLog.h"
 #include "platform/container/TrackSamples.h"
 #include "support/MediaProbe.h"

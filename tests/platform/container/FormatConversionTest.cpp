@@ -8,9 +8,9 @@
 #include <random>
 #include <vector>
 
-#include "container/AvcStream.h"
-#include "container/Esds.h"
-#include "container/HevcStream.h"
+#include "media/AvcStream.h"
+#include "media/Esds.h"
+#include "media/HevcStream.h"
 #include "support/MediaReader.h"
 #include "support/TestClips.h"
 

@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "container/MediaLimits.h"
+#include "ffmpeg/MediaLimits.h"
 
 #include <datasource/FileSource.h>
 #include <gmock/gmock.h>
@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "codec/TrackParameters.h"
+#include "ffmpeg/TrackParameters.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
 

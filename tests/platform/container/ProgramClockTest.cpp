@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "container/ProgramClock.h"
+#include "extractor/ProgramClock.h"
 
 namespace android {
 namespace {

@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "container/SampleForm.h"
+#include "ffmpeg/SampleForm.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "codec/TrackParameters.h"
+#include "ffmpeg/TrackParameters.h"
 #include "platform/container/TrackSamples.h"
 #include "support/MediaReader.h"
 #include "support/TestClips.h"

@@ -22,8 +22,8 @@
 #include <thread>
 #include <vector>
 
-#include "container/AvcStream.h"
-#include "container/Esds.h"
+#include "media/AvcStream.h"
+#include "media/Esds.h"
 #include "platform/codec/FaultLog.h"
 #include "support/Deadline.h"
 #include "support/MediaProbe.h"

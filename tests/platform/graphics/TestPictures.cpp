@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "codec/AvPicture.h"
+#include "ffmpeg/AvPicture.h"
 #include "graphics/LocalBufferProducer.h"
 #include "support/Deadline.h"
 #include "support/MediaReader.h"

@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "hidl/RxBlockQueue.h"
+#include "hdmi/RxBlockQueue.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,52 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "PictureIntake"
+
+#include "display/PictureIntake.h"
+
+#include <utils/Timers.h>
+
+#include <utility>
+
+namespace android {
+
+PictureIntake::PictureIntake(const sp<PictureQueue>& queue, Handler handler)
+    : mQueue(queue), mHandler(std::move(handler)) {}
+
+void PictureIntake::onPictureQueued() {
+    std::unique_lock<std::mutex> lock(mLock);
+    mAgain = true;
+    // Nobody waits here: who is taking already takes this picture, too. It may be this thread,
+    // when a producer answers a free place with its next picture.
+    if (mTaking) return;
+    mTaking = true;
+    while (mAgain && !mClosed) {
+        mAgain = false;
+        lock.unlock();
+        takeAll();
+        lock.lock();
+    }
+    mTaking = false;
+    mIdle.notify_all();
+}
+
+void PictureIntake::takeAll() {
+    QueuedPicture queued;
+    while (mQueue->tryAcquire(&queued)) {
+        IntakePicture taken;
+        taken.picture = queued.picture;
+        taken.timestampNs = queued.timestampNs;
+        taken.arrivalUs = systemTime(SYSTEM_TIME_MONOTONIC) / 1000;
+        taken.format = mQueue->format();
+        mHandler(std::move(taken));
+    }
+}
+
+void PictureIntake::close() {
+    std::unique_lock<std::mutex> lock(mLock);
+    mClosed = true;
+    mIdle.wait(lock, [this] { return !mTaking; });
+}
+
+}  // namespace android

@@ -1,0 +1,26 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <mutex>
+#include <optional>
+
+#include "display/PictureIntake.h"
+
+namespace android {
+
+// Room for one picture: who shows slower than pictures come shows the latest one. Thread-safe; no
+// call waits.
+class PictureMailbox {
+  public:
+    // True: the picture took the place of one that was not taken.
+    bool put(IntakePicture picture);
+    bool take(IntakePicture* picture);
+
+  private:
+    std::mutex mLock;
+    std::optional<IntakePicture> mPicture;  // guarded by mLock
+};
+
+}  // namespace android

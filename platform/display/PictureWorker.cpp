@@ -1,0 +1,52 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "PictureWorker"
+
+#include "display/PictureWorker.h"
+
+#include <sys/prctl.h>
+
+#include <utility>
+
+namespace android {
+
+PictureWorker::PictureWorker(const char* threadName, Handler handler)
+    : mHandler(std::move(handler)), mThread([this, threadName] {
+          prctl(PR_SET_NAME, threadName);
+          run();
+      }) {}
+
+PictureWorker::~PictureWorker() {
+    finish();
+}
+
+void PictureWorker::post(IntakePicture picture) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mPictures.push_back(std::move(picture));
+    mWake.notify_one();
+}
+
+void PictureWorker::finish() {
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mFinishing = true;
+        mWake.notify_one();
+    }
+    if (mThread.joinable()) mThread.join();
+}
+
+void PictureWorker::run() {
+    std::unique_lock<std::mutex> lock(mLock);
+    for (;;) {
+        mWake.wait(lock, [this] { return mFinishing || !mPictures.empty(); });
+        if (mPictures.empty()) return;
+        const IntakePicture picture = std::move(mPictures.front());
+        mPictures.pop_front();
+        lock.unlock();
+        mHandler(picture);
+        lock.lock();
+    }
+}
+
+}  // namespace android

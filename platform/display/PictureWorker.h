@@ -1,0 +1,45 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+#include "display/PictureIntake.h"
+
+namespace android {
+
+// A thread that works on pictures one after the other; the places of their queue bound how many
+// wait.
+class PictureWorker {
+  public:
+    using Handler = std::function<void(const IntakePicture& picture)>;
+
+    // `handler` runs on the worker's thread.
+    PictureWorker(const char* threadName, Handler handler);
+    // See finish().
+    ~PictureWorker();
+    PictureWorker(const PictureWorker&) = delete;
+    PictureWorker& operator=(const PictureWorker&) = delete;
+
+    // Any thread; does not wait.
+    void post(IntakePicture picture);
+    // Waits until all that was posted is done, and ends the thread.
+    void finish();
+
+  private:
+    void run();
+
+    const Handler mHandler;
+    std::mutex mLock;
+    std::condition_variable mWake;
+    std::deque<IntakePicture> mPictures;  // guarded by mLock
+    bool mFinishing = false;              // guarded by mLock
+    std::thread mThread;
+};
+
+}  // namespace android

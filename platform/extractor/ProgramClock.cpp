@@ -1,0 +1,230 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "extractor/ProgramClock.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace android {
+
+namespace {
+
+constexpr int64_t kMaxStepBackUs = 100000;
+constexpr int64_t kMaxReorderedBackUs = 1000000;
+constexpr int64_t kMaxStepAheadUs = 500000;  // further ahead of all tracks is looked into
+constexpr int64_t kMaxDelayUs = 4000000;  // between the tracks of one moment, in the file's order
+constexpr int64_t kMaxOverlapUs = 2000000;
+constexpr int64_t kMaxStepUs = INT64_C(86400000000);  // so that sums of many stay countable
+constexpr int64_t kMaxPositionStepUs = 1000000;
+constexpr int64_t kMinMaxReorderUs = 10000000;
+constexpr int kEnoughPackets = 2;
+constexpr int kMaxPacketsSeen = 256;
+constexpr size_t kMaxAhead = 1024;
+
+// A time is on the line that it is nearer to; in between it is on none.
+bool isNearer(int64_t distanceUs, int64_t otherUs) {
+    return std::llabs(distanceUs) < std::llabs(otherUs) / 2;
+}
+
+}  // namespace
+
+void ProgramClock::reset(int64_t beginUs) {
+    *this = ProgramClock();
+    mAnchored = beginUs != kNoTime;
+    if (mAnchored) mStartUs = mPositionUs = beginUs;
+}
+
+bool ProgramClock::pop(bool last, Place* place) {
+    if (mAhead.empty()) return false;
+    const Packet packet = mAhead.front();
+    Stream& stream = mStreams[packet.stream];
+    *place = Place();
+    place->isReorderWild =
+            std::llabs(packet.reorderUs) > std::max(kMinMaxReorderUs, 8 * stream.longestStepUs);
+    if (packet.timeUs == kNoTime) {
+        place->shiftUs = stream.shiftUs();
+        stream.nextUs += packet.durationUs;
+    } else if (!accept(packet, place)) {
+        const Outlook outlook = lookAhead(packet);
+        const Verdict verdict = judge(packet, last, outlook);
+        if (verdict == Verdict::kUnknown) return false;
+        settle(packet, verdict, outlook, place);
+    }
+    mAhead.pop_front();
+    return true;
+}
+
+bool ProgramClock::accept(const Packet& packet, Place* place) {
+    Stream& stream = mStreams[packet.stream];
+    bool smooth;
+    if (!stream.started) {
+        begin(&stream);
+        const int64_t timeUs = packet.timeUs + stream.shiftUs();
+        smooth = !mAnchored ||
+                 (timeUs >= mStartUs - kMaxPauseUs && timeUs <= mPositionUs + kMaxPauseUs);
+    } else {
+        // Packets that are written with a delay still belong in front of a jump; after a while only
+        // those without any gap do.
+        const int64_t aheadUs = packet.timeUs + stream.shiftUs() - stream.nextUs;
+        const bool isLate = mPositionUs - mJumpUs > kMaxDelayUs;
+        if (isLate && std::llabs(aheadUs) > kMaxStepBackUs) stream.baseUs = mShiftUs;
+        smooth = isSmooth(stream, packet, stream.shiftUs());
+    }
+    if (!smooth && !adoptShift(&stream, packet)) return false;
+    this->place(&stream, packet, stream.shiftUs(), place);
+    return true;
+}
+
+// A stream without packets yet is expected to be where the others are.
+void ProgramClock::begin(Stream* stream) const {
+    stream->baseUs = mShiftUs;
+    stream->nextUs = mPositionUs;
+    stream->lastUs = mPositionUs;
+}
+
+bool ProgramClock::isSmooth(const Stream& stream, const Packet& packet, int64_t shiftUs) const {
+    const int64_t timeUs = packet.timeUs + shiftUs;
+    const int64_t aheadUs = timeUs - stream.nextUs;
+    if (aheadUs < 0) {
+        // A time that rises is no step back, however long the last packet should have lasted.
+        return timeUs >= stream.lastUs ||
+               -aheadUs <= (packet.ordered ? kMaxStepBackUs : kMaxReorderedBackUs);
+    }
+    return aheadUs <= std::max(kMaxStepAheadUs, 2 * stream.stepUs) ||
+           timeUs <= mPositionUs + kMaxStepAheadUs;
+}
+
+bool ProgramClock::fits(const Stream& stream, const Packet& packet, int64_t shiftUs) const {
+    return (stream.started && isSmooth(stream, packet, shiftUs)) ||
+           std::llabs(packet.timeUs + shiftUs - mPositionUs) <= kMaxDelayUs;
+}
+
+// The other streams may have found before where the packet belongs.
+bool ProgramClock::adoptShift(Stream* stream, const Packet& packet) const {
+    for (int64_t extraUs : {stream->extraUs, int64_t{0}}) {
+        if (mShiftUs + extraUs == stream->shiftUs()) continue;
+        if (!fits(*stream, packet, mShiftUs + extraUs)) continue;
+        stream->baseUs = mShiftUs;
+        stream->extraUs = extraUs;
+        return true;
+    }
+    for (const auto& [index, other] : mStreams) {
+        if (other.shiftUs() == stream->shiftUs()) continue;
+        if (!fits(*stream, packet, other.shiftUs())) continue;
+        stream->baseUs = other.baseUs;
+        stream->extraUs = other.extraUs;
+        return true;
+    }
+    return false;
+}
+
+ProgramClock::Outlook ProgramClock::lookAhead(const Packet& packet) const {
+    const Stream& stream = mStreams.at(packet.stream);
+    const int64_t stepBackUs = packet.timeUs + stream.shiftUs() - stream.nextUs;
+    Outlook outlook;
+    int64_t lineUs = packet.timeUs;  // of packets that go on from this one
+    int64_t lastUs = packet.timeUs;
+    for (const Packet& next : mAhead) {
+        if (next.stream != packet.stream || next.timeUs == kNoTime) continue;
+        if (outlook.seen++ > 0) {
+            const int64_t newUs = next.timeUs - lineUs;
+            const int64_t oldUs = newUs + stepBackUs;
+            outlook.returns = isNearer(oldUs, newUs) && std::llabs(oldUs) <= kMaxPauseUs;
+            outlook.placeUs = next.timeUs - (lineUs - packet.timeUs);
+            if (outlook.returns) break;
+            if (isNearer(newUs, oldUs)) {
+                ++outlook.stays;
+                outlook.aheadUs = next.timeUs - packet.timeUs;
+            }
+            const int64_t nextStepUs = std::min(next.timeUs - lastUs, kMaxStepUs);
+            outlook.longestStepUs = std::max(outlook.longestStepUs, nextStepUs);
+            lastUs = next.timeUs;
+        }
+        lineUs += next.durationUs > 0 ? next.durationUs : stream.stepUs;
+    }
+    return outlook;
+}
+
+ProgramClock::Verdict ProgramClock::judge(const Packet& packet, bool last,
+                                          const Outlook& outlook) const {
+    if (outlook.returns) return Verdict::kWild;
+    const bool full = last || mAhead.size() >= kMaxAhead || outlook.seen >= kMaxPacketsSeen;
+    if (outlook.stays < kEnoughPackets && !full) return Verdict::kUnknown;
+    if (outlook.stays == 0 && isAnyActiveBut(packet.stream)) return Verdict::kAlone;
+    return compareOthers(packet, full || outlook.aheadUs >= kMaxDelayUs);
+}
+
+// Whether another stream makes the same step; `full`: there is no use in waiting for it.
+ProgramClock::Verdict ProgramClock::compareOthers(const Packet& packet, bool full) const {
+    const Stream& stream = mStreams.at(packet.stream);
+    const int64_t stepUs = packet.timeUs + stream.shiftUs() - stream.nextUs;
+    std::map<int, int64_t> lines;  // where the others' next packets are expected
+    int64_t passedUs = 0;
+    for (const Packet& next : mAhead) {
+        if (next.stream == packet.stream || next.timeUs == kNoTime) continue;
+        const auto known = mStreams.find(next.stream);
+        if (known == mStreams.end() || !known->second.started) continue;
+        const Stream& other = known->second;
+        int64_t& lineUs = lines.try_emplace(next.stream, other.nextUs).first->second;
+        const int64_t aheadUs = next.timeUs + other.shiftUs() - lineUs;
+        if (isNearer(aheadUs - stepUs, aheadUs)) return Verdict::kTogether;
+        lineUs += next.durationUs > 0 ? next.durationUs : other.stepUs;
+        passedUs = std::max(passedUs, lineUs - other.nextUs);
+    }
+    if (lines.empty() && (full || !isAnyActiveBut(packet.stream))) return Verdict::kTogether;
+    return full || passedUs >= kMaxDelayUs ? Verdict::kAlone : Verdict::kUnknown;
+}
+
+bool ProgramClock::isAnyActiveBut(int stream) const {
+    return std::any_of(mStreams.begin(), mStreams.end(), [&](const auto& entry) {
+        return entry.first != stream && entry.second.started &&
+               entry.second.nextUs >= mPositionUs - kMaxPauseUs;
+    });
+}
+
+void ProgramClock::settle(const Packet& packet, Verdict verdict, const Outlook& outlook,
+                          Place* place) {
+    Stream& stream = mStreams[packet.stream];
+    const int64_t stepUs = packet.timeUs + stream.shiftUs() - stream.nextUs;
+    int64_t maxPauseUs = kMaxPauseUs;
+    // Where there are but slow pictures, what lasts long is no jump.
+    if (!isAnyActiveBut(packet.stream)) {
+        maxPauseUs = std::max({maxPauseUs, 4 * stream.stepUs, 4 * outlook.longestStepUs});
+    }
+    const bool isPause = stepUs >= 0 && stepUs <= maxPauseUs;
+    int64_t shiftUs = stream.shiftUs();
+    place->isWild = verdict == Verdict::kWild;
+    if (place->isWild) {
+        // Where the stream has not been yet, the packets behind know better where it begins.
+        shiftUs -= stream.started ? stepUs : packet.timeUs - outlook.placeUs;
+    } else if (verdict == Verdict::kTogether && !isPause) {
+        stream.baseUs -= stepUs;
+        mShiftUs = stream.baseUs;
+        mJumpUs = stream.nextUs;
+        shiftUs = stream.shiftUs();
+    } else if (!isPause && (stepUs > 0 || stepUs < -kMaxOverlapUs)) {
+        stream.extraUs -= stepUs;
+        shiftUs = stream.shiftUs();
+    }
+    this->place(&stream, packet, shiftUs, place);
+}
+
+void ProgramClock::place(Stream* stream, const Packet& packet, int64_t shiftUs, Place* place) {
+    const int64_t timeUs = packet.timeUs + shiftUs;
+    if (stream->started && timeUs > stream->lastUs) {
+        stream->stepUs = std::min(timeUs - stream->lastUs, kMaxStepUs);
+        stream->longestStepUs = std::max(stream->longestStepUs, stream->stepUs);
+    }
+    const int64_t lastsUs = packet.durationUs > 0 ? packet.durationUs : stream->stepUs;
+    stream->started = true;
+    stream->lastUs = timeUs;
+    stream->nextUs = timeUs + lastsUs;
+    if (!mAnchored) mStartUs = mPositionUs = timeUs;
+    mAnchored = true;
+    mStartUs = std::min(mStartUs, timeUs);
+    mPositionUs = std::max(mPositionUs, timeUs + std::min(lastsUs, kMaxPositionStepUs));
+    place->shiftUs = shiftUs;
+}
+
+}  // namespace android

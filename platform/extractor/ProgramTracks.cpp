@@ -1,0 +1,81 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "ProgramTracks"
+
+#include "extractor/ProgramTracks.h"
+
+#include <log/log.h>
+
+#include <algorithm>
+
+#include "extractor/TrackFormat.h"
+#include "ffmpeg/MediaLimits.h"
+#include "ffmpeg/StreamInfo.h"
+
+namespace android {
+
+namespace {
+
+constexpr AVRational kMicroseconds = {1, 1000000};
+
+AVMediaType typeOf(const AVFormatContext& context, unsigned stream) {
+    return context.streams[stream]->codecpar->codec_type;
+}
+
+bool isPartOf(const AVProgram& program, unsigned stream) {
+    const unsigned* const end = program.stream_index + program.nb_stream_indexes;
+    return std::find(static_cast<const unsigned*>(program.stream_index), end, stream) != end;
+}
+
+std::vector<unsigned> partOf(const AVProgram& program, const std::vector<unsigned>& streams) {
+    std::vector<unsigned> part;
+    std::copy_if(streams.begin(), streams.end(), std::back_inserter(part),
+                 [&](unsigned stream) { return isPartOf(program, stream); });
+    return part;
+}
+
+// Pictures count more than sound.
+int worthOf(const AVFormatContext& context, const std::vector<unsigned>& streams) {
+    const auto has = [&](AVMediaType type) {
+        return std::any_of(streams.begin(), streams.end(),
+                           [&](unsigned stream) { return typeOf(context, stream) == type; });
+    };
+    return (has(AVMEDIA_TYPE_VIDEO) ? 2 : 0) + (has(AVMEDIA_TYPE_AUDIO) ? 1 : 0);
+}
+
+}  // namespace
+
+std::vector<unsigned> chooseTracks(const AVFormatContext& context) {
+    std::vector<unsigned> playable;
+    for (unsigned i = 0; i < context.nb_streams; ++i) {
+        if (isPlayable(*context.streams[i])) playable.push_back(i);
+    }
+    if (context.nb_programs < 2) return playable;
+    std::vector<unsigned> chosen;
+    for (unsigned i = 0; i < context.nb_programs; ++i) {
+        const std::vector<unsigned> tracks = partOf(*context.programs[i], playable);
+        if (worthOf(context, tracks) > worthOf(context, chosen)) chosen = tracks;
+    }
+    if (chosen.empty()) return playable;
+    ALOGI_IF(chosen.size() < playable.size(), "%zu of %zu tracks belong to other programmes",
+             playable.size() - chosen.size(), playable.size());
+    return chosen;
+}
+
+int64_t tracksStartUs(const AVFormatContext& context, const std::vector<unsigned>& tracks) {
+    int64_t startUs = INT64_MAX;
+    for (AVMediaType type : {AVMEDIA_TYPE_VIDEO, AVMEDIA_TYPE_AUDIO}) {
+        const auto first = std::find_if(tracks.begin(), tracks.end(), [&](unsigned stream) {
+            return typeOf(context, stream) == type;
+        });
+        if (first == tracks.end()) continue;
+        const AVStream& stream = *context.streams[*first];
+        if (!isTimeAllowed(stream.start_time, stream.time_base)) continue;
+        startUs =
+                std::min(startUs, av_rescale_q(stream.start_time, stream.time_base, kMicroseconds));
+    }
+    return startUs != INT64_MAX ? clampTimeUs(startUs) : fileStartUs(context);
+}
+
+}  // namespace android

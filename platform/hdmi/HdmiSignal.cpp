@@ -1,0 +1,94 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#define LOG_TAG "HdmiSignal"
+
+#include "hdmi/HdmiSignal.h"
+
+#include <utility>
+
+namespace android {
+
+namespace {
+
+std::mutex gCurrentLock;
+
+sp<HdmiSignal>& current() {
+    static auto& signal = *new sp<HdmiSignal>;
+    return signal;
+}
+
+}  // namespace
+
+sp<HdmiSignal> HdmiSignal::current() {
+    std::lock_guard<std::mutex> lock(gCurrentLock);
+    return android::current();
+}
+
+bool HdmiSignal::setCurrent(const sp<HdmiSignal>& signal) {
+    std::lock_guard<std::mutex> lock(gCurrentLock);
+    if (signal != nullptr && android::current() != nullptr) return false;
+    android::current() = signal;
+    return true;
+}
+
+HdmiSignal::HdmiSignal(const std::string& source, int sampleRate, int camera)
+    : mSource(source),
+      mSampleRate(sampleRate),
+      mCamera(new RegisteredCamera(camera, source, true, new LiveControl)),
+      mClock(LiveClock::forSource(source)),
+      mSoundControl(new LiveControl) {}
+
+bool HdmiSignal::isPlugged() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mPlugged;
+}
+
+bool HdmiSignal::hasSound() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mPlugged && !mSoundLost;
+}
+
+void HdmiSignal::setPlugged(bool plugged) {
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mPlugged == plugged) return;
+        mPlugged = plugged;
+        mCamera->control()->setLost(!plugged);
+        applyToSoundLocked();
+    }
+    std::lock_guard<std::mutex> lock(mListenerLock);
+    for (const auto& [id, listener] : mListeners)
+        listener(plugged);
+}
+
+void HdmiSignal::setSoundLost(bool lost) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mSoundLost = lost;
+    applyToSoundLocked();
+}
+
+void HdmiSignal::setStalled(bool stalled) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mStalled = stalled;
+    mCamera->control()->setStalled(stalled);
+    applyToSoundLocked();
+}
+
+// The service that reads the sound outlives the signal: to it, all of this is a pause.
+void HdmiSignal::applyToSoundLocked() {
+    mSoundControl->setStalled(!mPlugged || mSoundLost || mStalled);
+}
+
+int HdmiSignal::addPlugListener(PlugListener listener) {
+    std::lock_guard<std::mutex> lock(mListenerLock);
+    mListeners[mNextListener] = std::move(listener);
+    return mNextListener++;
+}
+
+void HdmiSignal::removePlugListener(int id) {
+    std::lock_guard<std::mutex> lock(mListenerLock);
+    mListeners.erase(id);
+}
+
+}  // namespace android

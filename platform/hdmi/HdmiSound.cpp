@@ -1,0 +1,133 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <oxa/host/HdmiSound.h>
+
+#include <mutex>
+
+#include "hdmi/AudioUtilService.h"
+#include "hdmi/DefaultAudioUtil.h"
+#include "hidl/ServiceTable.h"
+
+namespace android {
+
+namespace {
+
+struct Choice {
+    oxa::host::HdmiSoundOptions options;  // no source: the receiver's sound
+    sp<LiveControl> control = new LiveControl;
+};
+
+std::mutex gLock;
+// All below guarded by gLock.
+Choice& gChoice = *new Choice;
+sp<AudioUtilService>& gService = *new sp<AudioUtilService>;
+bool gEnded = false;
+
+constexpr char kDefaultName[] = "default";
+
+bool chooseInput(LiveOptions* options) {
+    std::lock_guard<std::mutex> lock(gLock);
+    options->sampleRate = gChoice.options.sampleRate;
+    if (!gChoice.options.source.empty()) {
+        options->source = gChoice.options.source;
+        options->repeat = gChoice.options.repeat;
+        options->control = gChoice.control;
+        return true;
+    }
+    const sp<HdmiSignal> signal = HdmiSignal::current();
+    if (signal == nullptr) return false;
+    options->source = signal->source();
+    options->repeat = true;
+    options->clock = signal->clock();
+    options->control = signal->soundControl();
+    return true;
+}
+
+sp<AudioUtilService> service() {
+    std::lock_guard<std::mutex> lock(gLock);
+    return gService;
+}
+
+}  // namespace
+
+void startDefaultAudioUtil() {
+    std::lock_guard<std::mutex> lock(gLock);
+    if (gService != nullptr || gEnded) return;
+    gService = new AudioUtilService(chooseInput);
+    addService(AudioUtilService::descriptor, kDefaultName, gService);
+}
+
+}  // namespace android
+
+namespace oxa::host {
+
+using android::AudioUtilService;
+using android::sp;
+
+void useHdmiSound(const HdmiSoundOptions& options) {
+    std::lock_guard<std::mutex> lock(android::gLock);
+    android::gChoice = android::Choice();
+    android::gChoice.options = options;
+}
+
+void useHdmiReceiverSound() {
+    useHdmiSound(HdmiSoundOptions());
+}
+
+std::string hdmiSoundError(const std::string& source) {
+    return android::LiveReader::soundError(source);
+}
+
+void setHdmiSoundRate(int sampleRate) {
+    {
+        std::lock_guard<std::mutex> lock(android::gLock);
+        android::gChoice.options.sampleRate = sampleRate;
+    }
+    const sp<AudioUtilService> service = android::service();
+    if (service != nullptr) service->restartCapture();
+}
+
+HdmiSoundFigures hdmiSoundFigures() {
+    HdmiSoundFigures figures;
+    const sp<AudioUtilService> service = android::service();
+    if (service == nullptr) return figures;
+    figures.blocks = service->blocks();
+    figures.dropped = service->droppedBlocks();
+    figures.peak = service->peak();
+    figures.capturing = service->isCapturing();
+    return figures;
+}
+
+void stallHdmiSound(bool stalled) {
+    std::lock_guard<std::mutex> lock(android::gLock);
+    android::gChoice.control->setStalled(stalled);
+}
+
+void loseHdmiSound(bool lost) {
+    std::lock_guard<std::mutex> lock(android::gLock);
+    android::gChoice.control->setLost(lost);
+}
+
+void endHdmiSoundService() {
+    sp<AudioUtilService> service;
+    {
+        std::lock_guard<std::mutex> lock(android::gLock);
+        android::gEnded = true;
+        service = android::gService;
+        android::gService.clear();
+    }
+    if (service == nullptr) return;
+    android::removeService(AudioUtilService::descriptor, android::kDefaultName, service);
+    service->die();
+}
+
+void startHdmiSoundService() {
+    {
+        std::lock_guard<std::mutex> lock(android::gLock);
+        android::gEnded = false;
+    }
+    android::startDefaultAudioUtil();
+}
+
+}  // namespace oxa::host

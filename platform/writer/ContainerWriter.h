@@ -1,0 +1,88 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <media/stagefright/MediaSource.h>
+#include <media/stagefright/foundation/ABase.h>
+#include <oxa/host/OutputEnd.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "media/TrackEnd.h"
+#include "writer/ContainerMuxer.h"
+#include "writer/SampleConverter.h"
+#include "writer/SampleOrder.h"
+#include "writer/WriterOutput.h"
+
+namespace android {
+
+// What the platform's writers have in common. One thread for each track reads the source and
+// copies each sample at once, so that whoever pushes never waits for another track; a SampleOrder
+// holds what came before its turn. After the first fault of the output the listeners are told, and
+// samples are taken and dropped. How stop() ends the file: oxa/host/OutputEnd.h.
+//
+// start() and stop() must not be called at the same time; they block. The destructor stops.
+class ContainerWriter {
+  public:
+    // `threadName` has at most 15 letters.
+    ContainerWriter(std::unique_ptr<WriterOutput> output, std::unique_ptr<ContainerMuxer> muxer,
+                    const char* threadName);
+    ~ContainerWriter();
+
+    status_t addSource(const sp<MediaSource>& source);
+    bool hasTracks() const { return !mTracks.empty(); }
+    // H.264 whose parameter sets are in its samples holds all samples until the sets come.
+    status_t start(MetaData* params);
+    void stop();
+    bool reachedEnd() const;
+    bool isStarted() const { return mState != State::kInitial; }
+    bool isWriting() const { return mState == State::kStarted; }
+
+  private:
+    DISALLOW_EVIL_CONSTRUCTORS(ContainerWriter);
+
+    enum class State { kInitial, kStarted, kStopped };
+
+    struct Track {
+        sp<MediaSource> source;
+        std::thread thread;
+        std::unique_ptr<SampleConverter> converter;
+        sp<TrackEnd> end;  // null: nobody tells
+        std::atomic<bool> ended{false};
+    };
+
+    void prepareTracks();
+    bool isComplete() const;
+    void openMuxer(std::unique_lock<std::mutex>* lock);
+    void takeConfiguration(const Track& track, MediaBufferBase* buffer);
+    status_t startSources(MetaData* params);
+    void readTrack(Track* track);
+    void takeSample(AVPacket* packet);
+    void writePacket(AVPacket* packet, std::unique_lock<std::mutex>* lock);
+    void writeRest(std::unique_lock<std::mutex>* lock);
+    void passEnds();
+    void count(const AVPacket& packet);
+    void handleResult(int result, std::unique_lock<std::mutex>* lock);
+
+    const std::unique_ptr<WriterOutput> mOutput;
+    const std::unique_ptr<ContainerMuxer> mMuxer;
+    const std::string mThreadName;
+    State mState = State::kInitial;
+    std::vector<std::unique_ptr<TrackDescription>> mDescriptions;
+    std::vector<std::unique_ptr<Track>> mTracks;
+
+    std::mutex mMuxerLock;  // guards mMuxer, mOutput, mOrder and mFigures
+    std::unique_ptr<SampleOrder> mOrder;
+    bool mOpen = false;     // mMuxer; only when all tracks are complete
+    int32_t mRotation = 0;  // constant from start() on
+    oxa::host::OutputFigures mFigures;
+    std::atomic<bool> mFailed{false};
+};
+
+}  // namespace android

@@ -1,0 +1,141 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "writer/SampleOrder.h"
+
+#include <algorithm>
+
+extern "C" {
+#include <libavutil/mathematics.h>
+}
+
+namespace android {
+
+namespace {
+
+constexpr AVRational kMicroseconds = {1, 1000000};
+constexpr int64_t kLeastPatienceUs = 500000;
+constexpr int64_t kMostLivePatienceUs = 1000000;
+constexpr int64_t kMostPatienceUs = 30000000;
+constexpr int kPatienceInGaps = 2;
+// More than a live source has ready when it begins.
+constexpr int64_t kMaxLiveLeadUs = 1000000;
+constexpr int64_t kMaxLiveLagUs = 2000000;
+constexpr int64_t kMaxStepUs = 250000;
+
+}  // namespace
+
+SampleOrder::SampleOrder(const std::vector<AVRational>& timeBases) {
+    for (const AVRational& timeBase : timeBases) {
+        mTracks.emplace_back();
+        mTracks.back().timeBase = timeBase;
+    }
+}
+
+SampleOrder::~SampleOrder() {
+    for (Track& track : mTracks) {
+        while (!track.held.empty())
+            drop(&track);
+    }
+}
+
+int64_t SampleOrder::timeUs(const AVPacket& packet) const {
+    return av_rescale_q(packet.dts, mTracks[packet.stream_index].timeBase, kMicroseconds);
+}
+
+void SampleOrder::advanceClock(int64_t nowUs) {
+    if (mBegun) mClockUs += std::clamp<int64_t>(nowUs - mLastNowUs, 0, kMaxStepUs);
+    mLastNowUs = nowUs;
+}
+
+void SampleOrder::add(AVPacket* packet, int64_t nowUs) {
+    advanceClock(nowUs);
+    Track& track = mTracks[packet->stream_index];
+    const int64_t sampleUs = timeUs(*packet);
+    if (!mBegun) mFirstTimeUs = sampleUs;
+    mBegun = true;
+    if (!track.begun) track.liveOffsetUs = nowUs - sampleUs;
+    track.begun = true;
+    const int64_t leadUs = sampleUs + track.liveOffsetUs - nowUs;
+    if (leadUs > kMaxLiveLeadUs || leadUs < -kMaxLiveLagUs) mLive = false;
+    track.longestGapUs = std::max(track.longestGapUs, mClockUs - track.clockUs);
+    track.clockUs = mClockUs;
+    track.lastTimeUs = sampleUs;
+    track.endUs = sampleUs + av_rescale_q(packet->duration, track.timeBase, kMicroseconds);
+    track.held.push_back(packet);
+    mHeldBytes += packet->size;
+}
+
+AVPacket* SampleOrder::next() {
+    Track* const track = earliest();
+    if (track == nullptr || (!isFull() && !isDue(*track))) return nullptr;
+    return take(track);
+}
+
+AVPacket* SampleOrder::nextOfRest() {
+    Track* const track = earliest();
+    return track != nullptr ? take(track) : nullptr;
+}
+
+SampleOrder::Track* SampleOrder::earliest() {
+    Track* first = nullptr;
+    for (Track& track : mTracks) {
+        if (track.held.empty()) continue;
+        if (first == nullptr || timeUs(*track.held.front()) < timeUs(*first->held.front())) {
+            first = &track;
+        }
+    }
+    return first;
+}
+
+bool SampleOrder::isDue(const Track& track) const {
+    const int64_t sampleUs = timeUs(*track.held.front());
+    return std::all_of(mTracks.begin(), mTracks.end(), [&](const Track& other) {
+        return other.ended || !other.held.empty() || reachUs(other) >= sampleUs;
+    });
+}
+
+// How far the track is taken to have come.
+int64_t SampleOrder::reachUs(const Track& track) const {
+    const int64_t silenceUs = mClockUs - track.clockUs;
+    if (silenceUs >= kMostPatienceUs) return INT64_MAX;
+    const int64_t patienceUs = mLive ? std::clamp(kPatienceInGaps * track.longestGapUs,
+                                                  kLeastPatienceUs, kMostLivePatienceUs)
+                                     : kMostPatienceUs;
+    if (silenceUs > patienceUs) {
+        return (track.begun ? track.lastTimeUs : mFirstTimeUs) + silenceUs - patienceUs;
+    }
+    return track.begun ? track.lastTimeUs : INT64_MIN;
+}
+
+AVPacket* SampleOrder::take(Track* track) {
+    AVPacket* const packet = track->held.front();
+    track->held.pop_front();
+    mHeldBytes -= packet->size;
+    return packet;
+}
+
+void SampleOrder::drop(Track* track) {
+    AVPacket* packet = track->held.back();
+    track->held.pop_back();
+    mHeldBytes -= packet->size;
+    av_packet_free(&packet);
+}
+
+void SampleOrder::cut() {
+    int64_t endUs = INT64_MAX;
+    for (const Track& track : mTracks)
+        endUs = std::min(endUs, track.begun ? track.endUs : INT64_MIN);
+    for (Track& track : mTracks) {
+        while (!track.held.empty() && timeUs(*track.held.back()) >= endUs)
+            drop(&track);
+        if (track.held.empty()) continue;
+        AVPacket* const last = track.held.back();
+        const int64_t lengthUs = endUs - timeUs(*last);
+        last->duration = std::min(
+                last->duration,
+                std::max<int64_t>(1, av_rescale_q(lengthUs, kMicroseconds, track.timeBase)));
+    }
+}
+
+}  // namespace android

@@ -1,0 +1,163 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "writer/TrackDescription.h"
+
+#include <media/stagefright/MediaErrors.h>
+#include <media/stagefright/MetaDataBase.h>
+#include <media/stagefright/foundation/MediaDefs.h>
+#include <string.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "media/AvcStream.h"
+#include "media/Esds.h"
+
+extern "C" {
+#include <libavutil/display.h>
+#include <libavutil/mem.h>
+}
+
+namespace android {
+
+namespace {
+
+constexpr AVRational kPictureTimeBase = {1, 90000};
+constexpr int32_t kUnknownFrameRate = 30;
+
+struct WritableType {
+    const char* mime;
+    AVMediaType kind;
+    AVCodecID codec;
+    int samplesPerFrame;
+};
+
+const WritableType* findType(const char* mime) {
+    static const WritableType kTypes[] = {
+            {MEDIA_MIMETYPE_VIDEO_AVC, AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_H264, 0},
+            {MEDIA_MIMETYPE_VIDEO_HEVC, AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_HEVC, 0},
+            {MEDIA_MIMETYPE_VIDEO_MPEG4, AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_MPEG4, 0},
+            {MEDIA_MIMETYPE_VIDEO_H263, AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_H263, 0},
+            {MEDIA_MIMETYPE_AUDIO_AAC, AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_AAC, 1024},
+            {MEDIA_MIMETYPE_AUDIO_AMR_NB, AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_AMR_NB, 160},
+            {MEDIA_MIMETYPE_AUDIO_AMR_WB, AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_AMR_WB, 320},
+    };
+    for (const WritableType& type : kTypes) {
+        if (strcasecmp(type.mime, mime) == 0) return &type;
+    }
+    return nullptr;
+}
+
+std::vector<uint8_t> findBytes(const MetaDataBase& meta, uint32_t key) {
+    uint32_t type = 0;
+    const void* data = nullptr;
+    size_t size = 0;
+    if (!meta.findData(key, &type, &data, &size)) return {};
+    const auto* bytes = static_cast<const uint8_t*>(data);
+    return std::vector<uint8_t>(bytes, bytes + size);
+}
+
+std::vector<uint8_t> decoderConfiguration(const MetaDataBase& meta, AVCodecID codec, AvcForm form) {
+    if (codec == AV_CODEC_ID_HEVC) return findBytes(meta, kKeyHVCC);
+    if (codec == AV_CODEC_ID_H264) {
+        std::vector<uint8_t> record = findBytes(meta, kKeyAVCC);
+        if (form == AvcForm::kLengthPrefixed) return record;
+        return annexBFromAvcConfiguration(record.data(), record.size());
+    }
+    const std::vector<uint8_t> esds = findBytes(meta, kKeyESDS);
+    return configurationFromEsds(esds.data(), esds.size());
+}
+
+bool needsConfiguration(AVCodecID codec) {
+    return codec == AV_CODEC_ID_HEVC || codec == AV_CODEC_ID_AAC || codec == AV_CODEC_ID_MPEG4;
+}
+
+void setConfiguration(const std::vector<uint8_t>& extra, AVCodecParameters* parameters) {
+    parameters->extradata =
+            static_cast<uint8_t*>(av_mallocz(extra.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    parameters->extradata_size = static_cast<int>(extra.size());
+    if (!extra.empty()) memcpy(parameters->extradata, extra.data(), extra.size());
+}
+
+bool describeVideo(const MetaDataBase& meta, TrackDescription* track) {
+    int32_t width = 0;
+    int32_t height = 0;
+    int32_t frameRate = 0;
+    if (!meta.findInt32(kKeyWidth, &width) || !meta.findInt32(kKeyHeight, &height)) return false;
+    if (!meta.findInt32(kKeyFrameRate, &frameRate) || frameRate <= 0) frameRate = kUnknownFrameRate;
+    track->parameters->width = width;
+    track->parameters->height = height;
+    track->timeBase = kPictureTimeBase;
+    track->nominalDuration = std::max(1, kPictureTimeBase.den / frameRate);
+    return width > 0 && height > 0;
+}
+
+bool describeAudio(const MetaDataBase& meta, int samplesPerFrame, TrackDescription* track) {
+    int32_t channels = 0;
+    int32_t sampleRate = 0;
+    if (!meta.findInt32(kKeyChannelCount, &channels) || channels <= 0 ||
+        !meta.findInt32(kKeySampleRate, &sampleRate) || sampleRate <= 0) {
+        return false;
+    }
+    av_channel_layout_default(&track->parameters->ch_layout, channels);
+    track->parameters->sample_rate = sampleRate;
+    track->parameters->frame_size = samplesPerFrame;
+    track->timeBase = {1, sampleRate};
+    track->nominalDuration = samplesPerFrame;
+    return true;
+}
+
+}  // namespace
+
+AVCodecID writableCodec(const char* mime) {
+    const WritableType* const type = findType(mime);
+    return type != nullptr ? type->codec : AV_CODEC_ID_NONE;
+}
+
+status_t describeTrack(const MetaDataBase& meta, AvcForm form, TrackDescription* track) {
+    const char* mime = nullptr;
+    if (!meta.findCString(kKeyMIMEType, &mime)) return ERROR_UNSUPPORTED;
+    const WritableType* const type = findType(mime);
+    if (type == nullptr) return ERROR_UNSUPPORTED;
+
+    track->parameters.reset(avcodec_parameters_alloc());
+    AVCodecParameters* const parameters = track->parameters.get();
+    parameters->codec_type = type->kind;
+    parameters->codec_id = type->codec;
+    const bool complete = track->isVideo() ? describeVideo(meta, track)
+                                           : describeAudio(meta, type->samplesPerFrame, track);
+    int32_t bitRate = 0;
+    if (meta.findInt32(kKeyBitRate, &bitRate)) parameters->bit_rate = bitRate;
+
+    const std::vector<uint8_t> extra = decoderConfiguration(meta, type->codec, form);
+    if (!complete || (extra.empty() && needsConfiguration(type->codec))) return ERROR_MALFORMED;
+    setConfiguration(extra, parameters);
+    return OK;
+}
+
+bool completeTrack(const uint8_t* annexB, size_t size, AvcForm form, TrackDescription* track) {
+    std::vector<uint8_t> extra = makeAvcConfiguration(annexB, size);
+    if (extra.empty()) return false;
+    if (form == AvcForm::kAnnexB) extra = annexBFromAvcConfiguration(extra.data(), extra.size());
+    av_freep(&track->parameters->extradata);
+    setConfiguration(extra, track->parameters.get());
+    return true;
+}
+
+int addStream(AVFormatContext* muxer, const TrackDescription& track, int rotation) {
+    AVStream* const stream = avformat_new_stream(muxer, nullptr);
+    if (stream == nullptr) return AVERROR(ENOMEM);
+    const int result = avcodec_parameters_copy(stream->codecpar, track.parameters.get());
+    if (result < 0) return result;
+    stream->time_base = track.timeBase;
+    if (!track.isVideo() || rotation == 0) return 0;
+    uint8_t* const matrix =
+            av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(int32_t));
+    if (matrix == nullptr) return AVERROR(ENOMEM);
+    av_display_rotation_set(reinterpret_cast<int32_t*>(matrix), rotation);
+    return 0;
+}
+
+}  // namespace android
