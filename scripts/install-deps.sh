@@ -24,7 +24,7 @@ packages=(
     # command line client
     libcli11-dev nlohmann-json3-dev libpng-dev
     # tests
-    libgtest-dev libgmock-dev librapidcheck-dev ffmpeg xvfb xdotool openbox hidl-gen bsdutils
+    libgtest-dev libgmock-dev librapidcheck-dev ffmpeg xvfb xdotool openbox hidl-gen bsdutils python3
 )
 if [[ "${1:-}" == --all ]]; then
     packages+=(
