@@ -7,322 +7,207 @@
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/AMessage.h>
 
-#include <array>
+#include <functional>
+#include <regex>
+#include <sstream>
 #include <string>
-#include <utility>
-#include <variant>
-#include <vector>
 
 namespace android {
 namespace {
 
 using namespace std::string_literals;
 
-using Crop = std::array<int32_t, 4>;
-// A std::string is bytes.
-using Value = std::variant<int32_t, int64_t, float, const char*, std::string, Crop>;
+// The items of a format in a text: name=1 (int32_t), =2L (int64_t), =0.5f, =(1,2,3,4) (a
+// rectangle), =x0102 (bytes), or else text.
+struct Item {
+    std::string name;
+    std::string value;
 
-struct MessageItem {
-    const char* name;
-    Value value;
+    bool is(const char* pattern) const { return std::regex_match(value, std::regex(pattern)); }
+    int32_t number() const { return std::stoi(value); }
+    std::string bytes() const {
+        std::string result;
+        for (size_t at = 1; at < value.size(); at += 2)
+            result += static_cast<char>(std::stoi(value.substr(at, 2), nullptr, 16));
+        return result;
+    }
 };
 
-struct MetaItem {
-    uint32_t key;
-    Value value;
-    uint32_t type = MetaDataBase::TYPE_NONE;  // of bytes
-};
-
-void set(const sp<AMessage>& message, const MessageItem& item) {
-    const char* const name = item.name;
-    if (auto i = std::get_if<int32_t>(&item.value)) message->setInt32(name, *i);
-    if (auto i = std::get_if<int64_t>(&item.value)) message->setInt64(name, *i);
-    if (auto f = std::get_if<float>(&item.value)) message->setFloat(name, *f);
-    if (auto s = std::get_if<const char*>(&item.value)) message->setString(name, *s);
-    if (auto c = std::get_if<Crop>(&item.value))
-        message->setRect(name, (*c)[0], (*c)[1], (*c)[2], (*c)[3]);
-    if (auto bytes = std::get_if<std::string>(&item.value))
-        message->setBuffer(name, ABuffer::CreateAsCopy(bytes->data(), bytes->size()));
+template <typename Set>
+void forEachItem(const std::string& text, Set set) {
+    std::istringstream words(text);
+    for (std::string word; words >> word;)
+        set(Item{word.substr(0, word.find('=')), word.substr(word.find('=') + 1)});
 }
 
-void set(const sp<MetaData>& meta, const MetaItem& item) {
-    if (auto i = std::get_if<int32_t>(&item.value)) meta->setInt32(item.key, *i);
-    if (auto i = std::get_if<int64_t>(&item.value)) meta->setInt64(item.key, *i);
-    if (auto f = std::get_if<float>(&item.value)) meta->setFloat(item.key, *f);
-    if (auto s = std::get_if<const char*>(&item.value)) meta->setCString(item.key, *s);
-    if (auto c = std::get_if<Crop>(&item.value))
-        meta->setRect(item.key, (*c)[0], (*c)[1], (*c)[2], (*c)[3]);
-    if (auto bytes = std::get_if<std::string>(&item.value))
-        meta->setData(item.key, item.type, bytes->data(), bytes->size());
+constexpr char kInteger[] = "-?[0-9]+";
+constexpr char kLong[] = "[0-9]+L";
+constexpr char kFloat[] = "[0-9.]+f";
+constexpr char kRect[] = "\\(.*\\)";
+constexpr char kBytes[] = "x[0-9a-f]*";
+
+sp<AMessage> messageOf(const char* items) {
+    const sp<AMessage> message = new AMessage;
+    forEachItem(items, [&](const Item& item) {
+        const char* const name = item.name.c_str();
+        int rect[4];
+        if (item.is(kInteger)) {
+            message->setInt32(name, item.number());
+        } else if (item.is(kLong)) {
+            message->setInt64(name, item.number());
+        } else if (item.is(kFloat)) {
+            message->setFloat(name, std::stof(item.value));
+        } else if (item.is(kRect)) {
+            sscanf(item.value.c_str(), "(%d,%d,%d,%d)", &rect[0], &rect[1], &rect[2], &rect[3]);
+            message->setRect(name, rect[0], rect[1], rect[2], rect[3]);
+        } else if (item.is(kBytes)) {
+            const std::string bytes = item.bytes();
+            message->setBuffer(name, ABuffer::CreateAsCopy(bytes.data(), bytes.size()));
+        } else {
+            message->setString(name, item.value.c_str());
+        }
+    });
+    return message;
 }
 
-const std::string kSps = "\0\0\0\1\x67\x64\0\x1F\xAC\xD9"s;
-const std::string kPps = "\0\0\0\1\x68\xEB\xE3\xCB"s;
-const std::string kEsds =
-        "\3\x80\x80\x80\x1C\0\0\0\4\x80\x80\x80\x14\x40\x15\0\x18\0\0\0\xFA\0\0\0\xFA\0"
-        "\5\x80\x80\x80\2\x11\x90"s;
+// Names are the four letters of the keys, which are the types of bytes as well.
+sp<MetaData> metaDataOf(const char* items) {
+    const sp<MetaData> meta = new MetaData;
+    forEachItem(items, [&](const Item& item) {
+        uint32_t key = 0;
+        for (char letter : item.name)
+            key = key << 8 | static_cast<uint8_t>(letter);
+        if (item.is(kInteger)) {
+            meta->setInt32(key, item.number());
+        } else if (item.is(kBytes)) {
+            meta->setData(key, key, item.bytes().data(), item.bytes().size());
+        } else {
+            meta->setCString(key, item.value.c_str());
+        }
+    });
+    return meta;
+}
 
-struct ToMetaCase {
-    const char* name;
-    std::vector<MessageItem> items;
+struct Conversion {
+    const char* items;
     status_t status;
     const char* android;
 };
 
-const std::vector<ToMetaCase> kToMeta = {
-        {"nothing", {}, BAD_VALUE, ""},
-        {"picture without a height",
-         {{"mime", "video/avc"}, {"width", 640}},
-         BAD_VALUE,
-         "mime: (char*) video/avc"},
-        {"sound without a rate",
-         {{"mime", "audio/mp4a-latm"}, {"channel-count", 2}},
-         BAD_VALUE,
-         "mime: (char*) audio/mp4a-latm"},
-        {"neither", {{"mime", "text/vtt"}}, OK, "mime: (char*) text/vtt"},
-        {"common items",
-         {{"mime", "text/vtt"},
-          {"durationUs", int64_t{7}},
-          {"timeUs", int64_t{8}},
-          {"target-time", int64_t{9}},
-          {"bitrate", 0},
-          {"max-bitrate", 5},
-          {"max-input-size", 6},
-          {"max-width", 1},
-          {"max-height", 2},
-          {"track-id", 3},
-          {"time-scale", 90000},
-          {"is-sync-frame", 1},
-          {"language", "deu"},
-          {"stride", 64},
-          {"unknown", 1}},
+const Conversion kToMeta[] = {
+        {"", BAD_VALUE, ""},
+        {"mime=video/avc width=640", BAD_VALUE, "mime: (char*) video/avc"},
+        {"mime=audio/mp4a-latm channel-count=2", BAD_VALUE, "mime: (char*) audio/mp4a-latm"},
+        {"mime=text/vtt", OK, "mime: (char*) text/vtt"},
+        {"mime=text/vtt durationUs=7L timeUs=8L target-time=9L bitrate=0 max-bitrate=5 "
+         "max-input-size=6 max-width=1 max-height=2 track-id=3 time-scale=90000 is-sync-frame=1 "
+         "language=deu stride=64 unknown=1",
          OK,
          "trID: (int32_t) 3, tmsl: (int32_t) 90000, time: (int64_t) 8, tarT: (int64_t) 9, "
          "sync: (int32_t) 1, mxBr: (int32_t) 5, mime: (char*) text/vtt, maxW: (int32_t) 1, "
          "maxH: (int32_t) 2, lang: (char*) deu, inpS: (int32_t) 6, dura: (int64_t) 7"},
-        {"no sync frame", {{"mime", "a/b"}, {"is-sync-frame", 0}}, OK, "mime: (char*) a/b"},
-        {"picture",
-         {{"mime", "video/raw"},
-          {"width", 640},
-          {"height", 480},
-          {"sar-width", 4},
-          {"display-width", 10},
-          {"display-height", 9},
-          {"color-format", 19},
-          {"rotation-degrees", 90},
-          {"crop", Crop{0, 0, 639, 479}},
-          {"frame-rate", 29.97f},
-          {"capture-rate", 120.5f},
-          {"i-frame-interval", 1},
-          {"slice-height", 480}},
+        {"mime=a/b is-sync-frame=0", OK, "mime: (char*) a/b"},
+        {"mime=video/raw width=640 height=480 sar-width=4 display-width=10 display-height=9 "
+         "color-format=19 rotation-degrees=90 crop=(0,0,639,479) frame-rate=29.97f "
+         "capture-rate=120.5f i-frame-interval=1 slice-height=480",
          OK,
          "widt: (int32_t) 640, rotA: (int32_t) 90, mime: (char*) video/raw, heig: (int32_t) 480, "
          "frmR: (int32_t) 29, dWid: (int32_t) 10, dHgt: (int32_t) 9, crop: Rect(0, 0, 639, 479), "
          "colf: (int32_t) 19, capF: (float) 120.500000"},
-        {"colours of BT.601 with 525 lines",
-         {{"mime", "video/raw"},
-          {"width", 1},
-          {"height", 2},
-          {"color-range", 2},
-          {"color-standard", 4},
-          {"color-transfer", 3}},
-         OK,
+        {"mime=video/raw width=1 height=2 color-range=2 color-standard=4 color-transfer=3", OK,
          "widt: (int32_t) 1, tFcn: (int32_t) 3, mime: (char*) video/raw, heig: (int32_t) 2, "
          "cRng: (int32_t) 2, cPrm: (int32_t) 4, cMtx: (int32_t) 3"},
-        {"colours of HDR",
-         {{"mime", "video/raw"},
-          {"width", 1},
-          {"height", 2},
-          {"color-standard", 6},
-          {"color-transfer", 6}},
-         OK,
+        {"mime=video/raw width=1 height=2 color-standard=6 color-transfer=6", OK,
          "widt: (int32_t) 1, tFcn: (int32_t) 6, mime: (char*) video/raw, heig: (int32_t) 2, "
          "cPrm: (int32_t) 6, cMtx: (int32_t) 5"},
-        {"sound",
-         {{"mime", "audio/raw"},
-          {"channel-count", 2},
-          {"sample-rate", 48000},
-          {"channel-mask", 3},
-          {"bits-per-sample", 16},
-          {"encoder-delay", 1},
-          {"encoder-padding", 2},
-          {"is-adts", 1},
-          {"aac-profile", 2},
-          {"pcm-encoding", 4}},
+        {"mime=audio/raw channel-count=2 sample-rate=48000 channel-mask=3 bits-per-sample=16 "
+         "encoder-delay=1 encoder-padding=2 is-adts=1 aac-profile=2 pcm-encoding=4",
          OK,
          "srte: (int32_t) 48000, mime: (char*) audio/raw, encp: (int32_t) 2, encd: (int32_t) 1, "
          "chnm: (int32_t) 3, bits: (int32_t) 16, adts: (int32_t) 1, aaot: (int32_t) 2, "
          "PCMe: (int32_t) 4, #chn: (int32_t) 2"},
-        {"AAC configuration",
-         {{"mime", "audio/mp4a-latm"},
-          {"channel-count", 2},
-          {"sample-rate", 48000},
-          {"csd-0", "\x11\x90"s}},
-         OK,
+        {"mime=audio/mp4a-latm channel-count=2 sample-rate=48000 csd-0=x1190", OK,
          "srte: (int32_t) 48000, mime: (char*) audio/mp4a-latm, "
          "esds: (unknown type 1702061171, size 33)\n"
          "00000000:  03 80 80 80 1c 00 00 00  04 80 80 80 14 40 15 00  .............@..\n"
          "00000010:  18 00 00 00 fa 00 00 00  fa 00 05 80 80 80 02 11  ................\n"
          "00000020:  90                                                .\n"
          ", csd0: no type, size 2), #chn: (int32_t) 2"},
-        {"MPEG-4 configuration",
-         {{"mime", "video/mp4v-es"}, {"width", 1}, {"height", 2}, {"csd-0", "\0\0\1\xB0\1"s}},
-         OK,
+        {"mime=video/mp4v-es width=1 height=2 csd-0=x000001b001", OK,
          "widt: (int32_t) 1, mime: (char*) video/mp4v-es, heig: (int32_t) 2, "
          "esds: (unknown type 1702061171, size 36)\n"
          "00000000:  03 80 80 80 1f 00 00 00  04 80 80 80 17 40 15 00  .............@..\n"
          "00000010:  18 00 00 00 fa 00 00 00  fa 00 05 80 80 80 05 00  ................\n"
          "00000020:  00 01 b0 01                                       ....\n"
          ", csd0: no type, size 5)"},
-        {"AVC with one of two parameter sets",
-         {{"mime", "video/avc"}, {"width", 1}, {"height", 2}, {"csd-0", kSps}},
-         OK,
+        // One of two parameter sets.
+        {"mime=video/avc width=1 height=2 csd-0=x000000016764001facd9", OK,
          "widt: (int32_t) 1, mime: (char*) video/avc, heig: (int32_t) 2, csd0: no type, size 10)"},
-        {"AVC as files have it",
-         {{"mime", "video/avc"}, {"width", 1}, {"height", 2}, {"csd-avc", "\1\2\3"s}},
-         OK,
+        {"mime=video/avc width=1 height=2 csd-avc=x010203", OK,
          "widt: (int32_t) 1, mime: (char*) video/avc, heig: (int32_t) 2, "
          "avcc: (unknown type 1635148643, size 3)\n"
          "00000000:  01 02 03                                          ...\n"},
-        {"HEVC as files have it",
-         {{"mime", "video/hevc"}, {"width", 1}, {"height", 2}, {"csd-hevc", "\1\2\3"s}},
-         OK,
+        {"mime=video/hevc width=1 height=2 csd-hevc=x010203", OK,
          "widt: (int32_t) 1, mime: (char*) video/hevc, hvcc: (unknown type 1752589155, size 3)\n"
          "00000000:  01 02 03                                          ...\n"
          ", heig: (int32_t) 2"},
-        {"a descriptor as files have it",
-         {{"mime", "audio/mpeg"}, {"channel-count", 1}, {"sample-rate", 2}, {"esds", "\3"s}},
-         OK,
+        {"mime=audio/mpeg channel-count=1 sample-rate=2 esds=x03", OK,
          "srte: (int32_t) 2, mime: (char*) audio/mpeg, esds: (unknown type 1702061171, size 1)\n"
          "00000000:  03                                                .\n"
          ", #chn: (int32_t) 1"},
-        {"Opus",
-         {{"mime", "audio/opus"},
-          {"channel-count", 1},
-          {"sample-rate", 2},
-          {"csd-0", "a"s},
-          {"csd-1", "bc"s},
-          {"csd-2", "def"s}},
-         OK,
+        {"mime=audio/opus channel-count=1 sample-rate=2 csd-0=x61 csd-1=x6263 csd-2=x646566", OK,
          "srte: (int32_t) 2, ospr: no type, size 3), ohdr: no type, size 1), "
          "ocod: no type, size 2), mime: (char*) audio/opus, csd2: no type, size 3), "
-         "csd1: no type, size 2), csd0: no type, size 1), #chn: (int32_t) 1"},
-};
+         "csd1: no type, size 2), csd0: no type, size 1), #chn: (int32_t) 1"}};
 
 TEST(ConversionFacts, MessageToMetaData) {
-    for (const ToMetaCase& c : kToMeta) {
-        const sp<AMessage> message = new AMessage;
-        for (const MessageItem& item : c.items)
-            set(message, item);
+    for (const Conversion& c : kToMeta) {
         sp<MetaData> meta = new MetaData;
-        EXPECT_EQ(convertMessageToMetaData(message, meta), c.status) << c.name;
-        EXPECT_EQ(std::string(meta->toString().c_str()), c.android) << c.name;
+        EXPECT_EQ(convertMessageToMetaData(messageOf(c.items), meta), c.status) << c.items;
+        EXPECT_STREQ(meta->toString().c_str(), c.android) << c.items;
     }
 }
 
-struct ToMessageCase {
-    const char* name;
-    std::vector<MetaItem> items;
-    status_t status;
-    const char* android;
-};
+#define DESCRIPTOR                                                           \
+    "esds=x038080801c0000000480808014401500180000" /* 64000 bits a second */ \
+    "00fa000000fa0005808080021190"
 
-const std::vector<ToMessageCase> kToMessage = {
-        {"nothing", {}, BAD_VALUE, nullptr},
-        {"picture without a size", {{kKeyMIMEType, "video/avc"}}, BAD_VALUE, nullptr},
-        {"sound without a rate",
-         {{kKeyMIMEType, "audio/raw"}, {kKeyChannelCount, 2}},
-         BAD_VALUE,
-         nullptr},
-        {"neither",
-         {{kKeyMIMEType, "text/vtt"}, {kKeyIsSyncFrame, 1}, {kKeyBitRate, -1}},
-         OK,
-         "  string mime = \"text/vtt\"\n"
-         "  int32_t is-sync-frame = 1\n"},
-        {"colours",
-         {{kKeyMIMEType, "video/raw"},
-          {kKeyWidth, 1},
-          {kKeyHeight, 2},
-          {kKeyColorRange, 1},
-          {kKeyColorPrimaries, 3},
-          {kKeyTransferFunction, 3},
-          {kKeyColorMatrix, 3}},
-         OK,
-         "  string mime = \"video/raw\"\n"
-         "  int32_t width = 1\n"
-         "  int32_t height = 2\n"
-         "  int32_t color-range = 1\n"
-         "  int32_t color-standard = 2\n"
-         "  int32_t color-transfer = 3\n"},
-        {"a record that cannot be read",
-         {{kKeyMIMEType, "video/avc"},
-          {kKeyWidth, 1},
-          {kKeyHeight, 2},
-          {kKeyAVCC, "\2\2\3"s, kTypeAVCC}},
-         BAD_VALUE,
-         nullptr},
-        {"AVC",
-         {{kKeyMIMEType, "video/avc"},
-          {kKeyWidth, 1},
-          {kKeyHeight, 2},
-          {kKeyAVCC, "\1\x64\0\x1F\xFF\xE1\0\5\x67\x64\0\x1F\xAC\1\0\4\x68\xEB\xE3\xCB"s,
-           kTypeAVCC}},
-         OK,
-         "  string mime = \"video/avc\"\n"
-         "  int32_t width = 1\n"
-         "  int32_t height = 2\n"
-         "  int32_t profile = 8\n"
-         "  int32_t level = 512\n"
-         "  Buffer csd-0 = {\n"
-         "    00000000:  00 00 00 01 67 64 00 1f  ac                       ....gd...\n"
-         "  }\n"
-         "  Buffer csd-1 = {\n"
-         "    00000000:  00 00 00 01 68 eb e3 cb                           ....h...\n"
-         "  }\n"},
-        {"AAC, bit rates of the descriptor",
-         {{kKeyMIMEType, "audio/mp4a-latm"},
-          {kKeyChannelCount, 2},
-          {kKeySampleRate, 48000},
-          {kKeyESDS, kEsds, kTypeESDS}},
-         OK,
-         "  string mime = \"audio/mp4a-latm\"\n"
-         "  int32_t channel-count = 2\n"
-         "  int32_t sample-rate = 48000\n"
-         "  Buffer csd-0 = {\n"
-         "    00000000:  11 90                                             ..\n"
-         "  }\n"
-         "  int32_t profile = 2\n"
-         "  int32_t bitrate = 64000\n"
-         "  int32_t max-bitrate = 64000\n"},
-        {"AAC, a bit rate of its own",
-         {{kKeyMIMEType, "audio/mp4a-latm"},
-          {kKeyChannelCount, 2},
-          {kKeySampleRate, 48000},
-          {kKeyBitRate, 128000},
-          {kKeyESDS, kEsds, kTypeESDS}},
-         OK,
-         "  string mime = \"audio/mp4a-latm\"\n"
-         "  int32_t bitrate = 128000\n"
-         "  int32_t channel-count = 2\n"
-         "  int32_t sample-rate = 48000\n"
-         "  Buffer csd-0 = {\n"
-         "    00000000:  11 90                                             ..\n"
-         "  }\n"
-         "  int32_t profile = 2\n"},
-};
+const Conversion kToMessage[] = {
+        {"", BAD_VALUE, nullptr},
+        {"mime=video/avc", BAD_VALUE, nullptr},
+        {"mime=audio/raw #chn=2", BAD_VALUE, nullptr},
+        {"mime=text/vtt sync=1 brte=-1", OK,
+         "string mime = \"text/vtt\"; int32_t is-sync-frame = 1; "},
+        {"mime=video/raw widt=1 heig=2 cRng=1 cPrm=3 tFcn=3 cMtx=3", OK,
+         "string mime = \"video/raw\"; int32_t width = 1; int32_t height = 2; "
+         "int32_t color-range = 1; int32_t color-standard = 2; int32_t color-transfer = 3; "},
+        // A record that cannot be read.
+        {"mime=video/avc widt=1 heig=2 avcc=x020203", BAD_VALUE, nullptr},
+        {"mime=video/avc widt=1 heig=2 avcc=x0164001fffe100056764001fac01000468ebe3cb", OK,
+         "string mime = \"video/avc\"; int32_t width = 1; int32_t height = 2; "
+         "int32_t profile = 8; int32_t level = 512; Buffer csd-0 = {;   00000000:  "
+         "00 00 00 01 67 64 00 1f  ac                       ....gd...; }; Buffer csd-1 = {;   "
+         "00000000:  00 00 00 01 68 eb e3 cb                           ....h...; }; "},
+        // Bit rates of the descriptor, or one of its own.
+        {"mime=audio/mp4a-latm #chn=2 srte=48000 " DESCRIPTOR, OK,
+         "string mime = \"audio/mp4a-latm\"; int32_t channel-count = 2; "
+         "int32_t sample-rate = 48000; Buffer csd-0 = {;   00000000:  "
+         "11 90                                             ..; }; int32_t profile = 2; "
+         "int32_t bitrate = 64000; int32_t max-bitrate = 64000; "},
+        {"mime=audio/mp4a-latm #chn=2 srte=48000 brte=128000 " DESCRIPTOR, OK,
+         "string mime = \"audio/mp4a-latm\"; int32_t bitrate = 128000; int32_t channel-count = 2; "
+         "int32_t sample-rate = 48000; Buffer csd-0 = {;   00000000:  "
+         "11 90                                             ..; }; int32_t profile = 2; "}};
 
 TEST(ConversionFacts, MetaDataToMessage) {
-    for (const ToMessageCase& c : kToMessage) {
-        const sp<MetaData> meta = new MetaData;
-        for (const MetaItem& item : c.items)
-            set(meta, item);
+    for (const Conversion& c : kToMessage) {
         sp<AMessage> message = new AMessage;
-        EXPECT_EQ(convertMetaDataToMessage(meta, &message), c.status) << c.name;
-        ASSERT_EQ(message != nullptr, c.android != nullptr) << c.name;
+        EXPECT_EQ(convertMetaDataToMessage(metaDataOf(c.items), &message), c.status) << c.items;
+        ASSERT_EQ(message != nullptr, c.android != nullptr) << c.items;
         if (message == nullptr) continue;
-        EXPECT_EQ(std::string(message->debugString().c_str()),
-                  "AMessage(what = 0x00000000) = {\n" + std::string(c.android) + "}")
-                << c.name;
+        std::string text = message->debugString().c_str();
+        text = std::regex_replace(text.substr(text.find('\n') + 1), std::regex("\n(  )?"), "; ");
+        EXPECT_EQ(text, "  " + std::string(c.android) + "}") << c.items;
     }
 }
 

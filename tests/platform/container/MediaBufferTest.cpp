@@ -112,7 +112,11 @@ TEST(MetaDataTest, FindsAnItemOnlyAsWhatItWasSet) {
     EXPECT_TRUE(copy.findData(kKeyAVCC, &type, &data, &size));
     EXPECT_EQ(type, uint32_t{kTypeAVCC});
     EXPECT_EQ(std::string(static_cast<const char*>(data), size), std::string("\1\0\2", 3));
-    EXPECT_THAT(copy.toString().c_str(), testing::HasSubstr("mime: (char*) video/avc"));
+    copy.setPointer(kKeyTime, nullptr);
+    EXPECT_THAT(copy.toString().c_str(), testing::HasSubstr("time: (void*) 0x0"));
+    copy.setData(kKeyAVCC, kTypeAVCC, std::string(49, 'x').data(), 49);
+    EXPECT_THAT(copy.toString().c_str(),
+                testing::HasSubstr("avcc: (unknown type 1635148643, size 49)"));
     EXPECT_TRUE(copy.remove(kKeyAVCC));
     EXPECT_FALSE(copy.remove(kKeyAVCC));
 }

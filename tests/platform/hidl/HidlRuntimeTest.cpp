@@ -4,12 +4,15 @@
 #include <android/hidl/allocator/1.0/IAllocator.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <hidl/Status.h>
 #include <hidlmemory/mapping.h>
 #include <oxa/host/HdmiSound.h>
 #include <unistd.h>
 #include <vendor/oxa/audioutil/1.0/IAudioUtil.h>
 
+#include <sstream>
 #include <utility>
+#include <vector>
 
 namespace android::hardware {
 namespace {
@@ -111,6 +114,61 @@ TEST(ServiceTest, NeedsANameAndIsCastOnlyToItsInterface) {
     EXPECT_EQ((hidl_vec<hidl_string>{"vendor.oxa.audioutil@1.0::IAudioUtil",
                                      "android.hidl.base@1.0::IBase"}),
               chain);
+}
+
+TEST(HidlValues, AreThoseOfAndroid) {
+    char kept[] = "kept";
+    hidl_string external;
+    external.setToExternal(kept, 4);
+    const hidl_string copy = external;
+    std::ostringstream shown;
+    shown << external;
+    kept[0] = 'K';
+    EXPECT_STREQ("Kept", external.c_str());
+    EXPECT_STREQ("kept", copy.c_str());
+    EXPECT_EQ("kept", shown.str());
+    EXPECT_TRUE(copy < "kepu" && !(copy < "kept") && copy <= "kept" && !(copy <= "k"));
+    EXPECT_TRUE(copy > "k" && !(copy > "kept") && "kept" >= copy && !("k" >= copy));
+    const std::vector<int> range = {1, 2, 3};
+    const hidl_vec<int> items(range.begin(), range.end());
+    EXPECT_EQ(3u, items.size());
+    EXPECT_TRUE(items.contains(2) && !items.contains(4));
+    EXPECT_EQ(2, items.find(3) - items.begin());
+    EXPECT_EQ(items.end(), items.find(4));
+    EXPECT_DEATH(hidl_string().setToExternal("ab", 1), "does not end");
+}
+
+Status dead() {
+    return Status::fromStatusT(DEAD_OBJECT);
+}
+
+// Who has asked for the error has seen it, in whatever way; moving hands the duty on.
+TEST(HidlAnswers, AFailedCallThatWasLookedAtIsHarmless) {
+    (void)Return<void>(dead()).isOk();
+    (void)Return<void>(dead()).isDeadObject();
+    EXPECT_FALSE(Return<bool>(dead()).withDefault(false));
+    Return<void> failed = dead();
+    Return<void> moved = std::move(failed);
+    EXPECT_FALSE(moved.isOk());
+    Return<void> fine = Void();
+    fine = std::move(moved);
+    EXPECT_TRUE(fine.isDeadObject());
+}
+
+TEST(HidlAnswersDeathTest, AFailedCallThatNobodyLookedAtEndsTheProcess) {
+    constexpr void (*kUses[])() = {
+            [] { Return<void> failed = dead(); }, [] { (void)Return<void>(dead()).description(); },
+            [] {
+                Return<bool> failed = dead();
+                Return<bool> moved = std::move(failed);
+            },
+            [] {
+                Return<void> failed = dead();
+                failed = Void();
+            },
+            [] { [[maybe_unused]] const bool value = Return<bool>(dead()); }};
+    for (const auto& use : kUses)
+        EXPECT_DEATH(use(), "transport error") << "use " << &use - kUses;
 }
 
 }  // namespace
