@@ -52,7 +52,7 @@ std::string clips() {
 }
 
 // What two findings with the same cause have in common: the assertion, or the words.
-std::string kindOf(const std::string& finding) {
+std::string causeOf(const std::string& finding) {
     const size_t assertion = finding.rfind("CHECK");
     std::string kind = finding.substr(assertion == std::string::npos ? 0 : assertion);
     if (assertion == std::string::npos) kind = kind.substr(0, kind.find(" at "));
@@ -74,7 +74,7 @@ class CallSequenceTest : public testing::Test {
         }
         for (int i = 0; i < kChances; ++i) {
             const std::string finding = mProcess.play(sequence);
-            if (kindOf(finding) == kindOf(mFirst)) return finding;
+            if (causeOf(finding) == causeOf(mFirst)) return finding;
         }
         return "";
     }

@@ -29,54 +29,36 @@ bool canGoOn(const FacadeModel& model) {
     return false;
 }
 
-// How often a call is made compared with the others that are allowed: what
-// leads on is preferred, since most of what can go wrong needs a player that
-// runs.
+// How often a call is made compared with the others that are allowed: what leads on is preferred,
+// since most of what can go wrong needs a player that runs.
 double weightOf(const Call& call, const FacadeModel& model) {
+    const Call::Name name = call.name;
     const bool runs = model.runs();
-    switch (call.name) {
-        case Call::kCreate:
-            if (model.isCreated()) return 0.1;
-            return call.value == kBothStreams ? 4 : 1;
-        case Call::kInitiate:
-            if (const char* job = getenv("OXA_SEQUENCE_JOB")) {
-                return textOf(call) == std::string("initiate ") + job ? 1 : 0;
-            }
-            if (call.value == kIdleFile || call.value >= kNameless) return 0.3;
-            return call.value == kRecordUsb || call.value == kRecordHdmi ? 3 : 1.5;
-        case Call::kDataSource:
-        case Call::kCameraSource:
-            return 3;
-        case Call::kAudioSource:
-        case Call::kSurface:
-        case Call::kPrepare:
-            return 12;
-        case Call::kStart:
-            return 5;
-        case Call::kMuxer:
-            if (model.awaitsMuxer()) return call.value < kNoSuchFolder ? 3.5 : 0.5;
-            return runs ? 0.15 : 0.02;
-        case Call::kTargetFormat:
-            return runs ? 0.15 : 5;
-        case Call::kTranscode:
-            if (runs && model.isLive()) return 3;
-            if (model.isLive()) return model.allows({Call::kStart}) ? 3 : 0.5;
-            return 0.1;
-        case Call::kStop:
-            return runs ? 1.2 : model.isInitiated() ? 0.2 : 2;
-        case Call::kCleanup:
-            if (!canGoOn(model)) return 4;
-            return model.isInitiated() ? 0.2 : 2;
-        case Call::kUntilRecorded:
-        case Call::kUntilEnded:
-            return 4;
-        case Call::kUntilFinished:
-            return 1;
-        case Call::kLateWakers:
-            return model.isCreated() ? 0.2 : 6;
-        default:
-            return call.name >= Call::kCameraLost ? 0.2 : 0.3;
-    }
+    if (name == Call::kCreate && model.isCreated()) return 0.1;
+    if (name == Call::kCreate) return call.value == kBothStreams ? 4 : 1;
+    const char* job = getenv("OXA_SEQUENCE_JOB");
+    if (name == Call::kInitiate && job != nullptr)
+        return textOf(call) == std::string("initiate ") + job ? 1 : 0;
+    if (name == Call::kInitiate && (call.value == kIdleFile || call.value >= kNameless)) return 0.3;
+    if (name == Call::kInitiate)
+        return call.value == kRecordUsb || call.value == kRecordHdmi ? 3 : 1.5;
+    if (name == Call::kDataSource || name == Call::kCameraSource) return 3;
+    if (name == Call::kAudioSource || name == Call::kSurface || name == Call::kPrepare) return 12;
+    if (name == Call::kStart) return 5;
+    const bool mayBeNext = model.next() == Call::kMuxer || model.next() == Call::kTargetFormat;
+    if (name == Call::kMuxer && mayBeNext) return call.value < kNoSuchFolder ? 2 : 0.3;
+    if (name == Call::kMuxer) return runs ? 0.15 : 0.02;
+    if (name == Call::kTargetFormat) return runs ? 0.15 : 5;
+    const bool isReady = runs || model.next() == Call::kStart;
+    if (name == Call::kTranscode && isLive(model.job())) return isReady ? 3 : 0.5;
+    if (name == Call::kTranscode) return 0.1;
+    if (name == Call::kStop) return runs ? 1.2 : model.isInitiated() ? 0.2 : 2;
+    if (name == Call::kCleanup && !canGoOn(model)) return 4;
+    if (name == Call::kCleanup) return model.isInitiated() ? 0.2 : 2;
+    if (name == Call::kUntilRecorded || name == Call::kUntilEnded) return 4;
+    if (name == Call::kUntilFinished) return 1;
+    if (name == Call::kLateWakers) return model.isCreated() ? 0.2 : 6;
+    return call.isEvent() ? 0.2 : 0.3;
 }
 
 Call choose(const FacadeModel& model, Random* random) {
@@ -96,59 +78,64 @@ bool isAside(const Call& call, Random* random) {
     return may && std::bernoulli_distribution(kAsidePart)(*random);
 }
 
-Sequence generate(uint64_t seed) {
-    Random random(seed);
-    const int length = std::uniform_int_distribution<int>(kShortest, kLongest)(random);
+// A sequence of calls that the model allows. False: not at this place.
+struct Walk {
     FacadeModel model;
     Sequence sequence;
-    while (static_cast<int>(sequence.size()) < length) {
-        Call call = choose(model, &random);
-        call.aside = isAside(call, &random);
-        const Call next = choose(model, &random);
-        if (call.aside && call.name != Call::kCleanup) {
-            if (!model.allowsAside(call, next)) continue;
-            sequence.push_back(call);
-            sequence.push_back(next);
-            model.takeAside(call, next);
-        } else {
-            sequence.push_back(call);
-            model.take(call);
-        }
+
+    bool add(const Call& call) {
+        if (!model.allows(call)) return false;
+        model.take(call);
+        sequence.push_back(call);
+        return true;
     }
-    return sequence;
+    bool addPair(const Call& aside, const Call& next) {
+        if (!model.allowsAside(aside, next)) return false;
+        model.takeAside(aside, next);
+        sequence.insert(sequence.end(), {aside, next});
+        return true;
+    }
+};
+
+Sequence generate(uint64_t seed) {
+    Random random(seed);
+    const size_t length = std::uniform_int_distribution<size_t>(kShortest, kLongest)(random);
+    Walk walk;
+    while (walk.sequence.size() < length) {
+        Call call = choose(walk.model, &random);
+        call.aside = isAside(call, &random);
+        const Call next = choose(walk.model, &random);
+        call.isPaired() ? walk.addPair(call, next) : walk.add(call);
+    }
+    return walk.sequence;
+}
+
+// Without the calls that the model does not allow at their place.
+Sequence allowedOf(const Sequence& sequence) {
+    Walk walk;
+    for (size_t i = 0; i < sequence.size(); ++i) {
+        Call call = sequence[i];
+        if (call.isPaired()) {
+            const bool hasNext = i + 1 < sequence.size() && !sequence[i + 1].aside;
+            if (hasNext && walk.addPair(call, sequence[i + 1])) {
+                ++i;
+                continue;
+            }
+            call.aside = false;
+        }
+        walk.add(call);
+    }
+    return walk.sequence;
 }
 
 }  // namespace
 
-Sequence allowedOf(const Sequence& sequence) {
-    FacadeModel model;
-    Sequence allowed;
-    for (size_t i = 0; i < sequence.size(); ++i) {
-        Call call = sequence[i];
-        if (!model.allows(call)) continue;
-        const bool isPair = call.aside && call.name != Call::kCleanup;
-        if (isPair && i + 1 < sequence.size() && model.allowsAside(call, sequence[i + 1])) {
-            Call next = sequence[++i];
-            next.aside = false;
-            model.takeAside(call, next);
-            allowed.push_back(call);
-            allowed.push_back(next);
-            continue;
-        }
-        if (isPair) call.aside = false;
-        model.take(call);
-        allowed.push_back(call);
-    }
-    return allowed;
-}
-
 rc::Gen<Sequence> sequences() {
     return [](const rc::Random& random, int /* size */) {
         rc::Random source = random;
-        return rc::shrinkable::shrinkRecur(
-                allowedOf(generate(source.next())), [](const Sequence& sequence) {
-                    return rc::seq::map(rc::shrink::removeChunks(sequence), allowedOf);
-                });
+        return rc::shrinkable::shrinkRecur(generate(source.next()), [](const Sequence& sequence) {
+            return rc::seq::map(rc::shrink::removeChunks(sequence), allowedOf);
+        });
     };
 }
 

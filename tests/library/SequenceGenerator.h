@@ -13,7 +13,4 @@ namespace oxa::test {
 // that are not allowed any more without them.
 rc::Gen<Sequence> sequences();
 
-// Without the calls that the model does not allow at their place.
-Sequence allowedOf(const Sequence& sequence);
-
 }  // namespace oxa::test

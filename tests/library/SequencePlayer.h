@@ -7,12 +7,14 @@
 #include <oxa/host/Display.h>
 #include <oxa/host/HdmiReceiver.h>
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "library/FacadeModel.h"
+#include "library/Stage.h"
 #include "support/TempDir.h"
 
 namespace oxa::test {
@@ -32,49 +34,46 @@ class SequencePlayer {
     std::string play(const Sequence& sequence);
 
   private:
-    class Reports;
-
-    void playCalls(const Sequence& sequence);
     void playOne(const Call& call);
     void playAside(const Call& aside, const Call& next);
-    // On any thread.
-    android::status_t make(const Call& call);
-    void expectAnswer(const Call& call, android::status_t answer,
-                      const std::vector<android::status_t>& right, int64_t taken);
+    void expectAnswer(const Call& call, android::status_t answer, const FacadeModel::Answers& right,
+                      int64_t taken);
     void find(const std::string& what);
 
-    // Calls that need more than one line.
-    void create(Streams streams);
+    // On any thread.
+    android::status_t make(const Call& call);
+    void happen(const Call& call);
+    void strike(Call::Name name);
+    void changeReceiver(Call::Name name);
+    void clearWorld();
     android::status_t initiate(Job job);
-    void makeCamera(Job job);
     void makeReceiver(Job job);
     android::status_t setDataSource(Source source);
     android::status_t setCamera(bool shared);
     android::status_t setMuxer(Output output);
     android::status_t setTargetFormat(TargetFormat format);
     android::status_t getProgress(bool null);
-    void strike(Call::Name name);
-    void waitUntil(Call::Name name);
 
     // What is seen besides answers.
     void beforeCall(const Call& call);
-    void afterCall(const Call& call);
+    bool hasOpenOutput();
     int64_t recorded();
-    bool hasBegun();
     void expectRecorded();
     void noteFigures();
     void expectSteadyStart();
     void expectReports();
+    void expectPlugs();
     void expectWholeFiles();
-    void expectWholeFile(const std::string& path);
+    int64_t expectWholeFile(const std::filesystem::path& path);
 
     const std::string mClips;
     const Listener mListener;
     const TempDir mFolder;
     std::unique_ptr<oxa::host::SimulatedHdmiReceiver> mReceiver;
     std::unique_ptr<oxa::host::Display> mDisplay;
-    android::sp<android::ALooper> mReportLooper;
-    android::sp<Reports> mReports;
+    const int64_t mQueuedBeforeMs;  // of the process
+    android::sp<android::Reports> mReports;
+    std::unique_ptr<android::OwnLooper> mReportLooper;
     android::sp<android::OxaMediaCodecPlayer> mPlayer;
     FacadeModel mModel;
     std::string mFinding;
@@ -86,10 +85,8 @@ class SequencePlayer {
     bool mHeldUp = false;
     bool mDisturbed = false;        // an output may be cut
     std::vector<int64_t> mFigures;  // of recordings that have ended
-    std::vector<int> mPlugs;        // reports that must come
+    std::vector<int32_t> mPlugs;    // reports of the plug that must come
+    bool mPlugIsHeard = false;
 };
-
-// A clock that a busy machine stretches: ticks of 10 ms of a thread that sleeps so long each.
-int64_t ticks();
 
 }  // namespace oxa::test

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <stdio.h>
 #include <sys/types.h>
 
 #include <string>
@@ -30,18 +31,13 @@ class SequenceProcess {
 
   private:
     void start();
-    // Its end by a signal; empty if it ended otherwise.
+    // The name of the signal that ended it, if one did.
     std::string end();
-    // False: none came in time (`hangs`), or the child has ended.
-    bool readLine(std::string* line, bool* hangs);
-    std::string lastErrors() const;
 
     const std::string mClips;
     const std::string mErrors;
     pid_t mChild = -1;
-    int mIn = -1;
-    int mOut = -1;
-    std::string mRead;
+    FILE* mLink = nullptr;  // its input and output; null: there is none
 };
 
 }  // namespace oxa::test

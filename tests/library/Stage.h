@@ -63,6 +63,16 @@ class Reports : public AHandler {
         return times;
     }
 
+    std::vector<int32_t> items(uint32_t what, const char* key) const {
+        std::lock_guard<std::mutex> lock(mLock);
+        std::vector<int32_t> items;
+        for (const sp<AMessage>& report : mReports) {
+            int32_t item;
+            if (report->what() == what && report->findInt32(key, &item)) items.push_back(item);
+        }
+        return items;
+    }
+
     // Is started when a track is reported, as the facade does for a single track.
     sp<OxaMediaMuxer> muxer;
 

@@ -7,9 +7,11 @@
 #include <cmath>
 
 #include "support/MediaReader.h"
+#include "support/TempDir.h"
 
 extern "C" {
 #include <libavutil/display.h>
+#include <libavutil/intreadwrite.h>
 }
 
 namespace oxa::test {
@@ -138,6 +140,21 @@ int64_t largestLeadUs(const std::string& path) {
         latestUs[place.stream] = std::max(latestUs[place.stream], place.timeUs);
     }
     return leadUs;
+}
+
+std::vector<std::string> boxesOf(const std::string& path) {
+    const std::string bytes = readFile(path);
+    std::vector<std::string> boxes;
+    size_t position = 0;
+    while (position + 16 <= bytes.size()) {
+        uint64_t size = AV_RB32(&bytes[position]);
+        if (size == 1) size = AV_RB64(&bytes[position + 8]);
+        boxes.push_back(bytes.substr(position + 4, 4));
+        if (size < 8 || size > bytes.size() - position) break;
+        position += size;
+    }
+    if (position != bytes.size()) boxes.push_back("?");
+    return boxes;
 }
 
 }  // namespace oxa::test

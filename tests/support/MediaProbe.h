@@ -67,4 +67,8 @@ class MediaProbe {
 // packet is later than the last one of another track before it. Microseconds.
 int64_t largestLeadUs(const std::string& path);
 
+// The names of the boxes of an MP4 file's first level; the last one is "?" when the file ends, or
+// is none any more, within a box.
+std::vector<std::string> boxesOf(const std::string& path);
+
 }  // namespace oxa::test

@@ -248,22 +248,6 @@ void write(Container container, int fd, const std::vector<TrackSample>& samples 
     EXPECT_TRUE(log.faults().empty()) << log.faults()[0].cause;
 }
 
-// The boxes of an MP4 file's first level.
-std::vector<std::string> boxesOf(const std::string& path) {
-    const std::string bytes = readFile(path);
-    std::vector<std::string> boxes;
-    for (size_t position = 0; position + 8 <= bytes.size();) {
-        uint64_t size = AV_RB32(&bytes[position]);
-        if (size == 1) size = AV_RB64(&bytes[position + 8]);
-        boxes.push_back(bytes.substr(position + 4, 4));
-        EXPECT_GE(size, 8u);
-        EXPECT_LE(size, bytes.size() - position) << boxes.back() << " reaches beyond the end";
-        if (size < 8) break;
-        position += size;
-    }
-    return boxes;
-}
-
 class WriterTest : public ::testing::TestWithParam<Container> {
   protected:
     TempDir mDir;
