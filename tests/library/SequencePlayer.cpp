@@ -34,7 +34,7 @@ constexpr int64_t kAnswerMs = 2000;
 // Where threads are held up.
 constexpr int64_t kHeldUpAnswerMs = 6000;
 // Of a healthy source, of a short file, and for what is on its way.
-constexpr std::chrono::seconds kLongestWait{20};
+constexpr int64_t kLongestWaitMs = 20'000;
 // What a recording that is being finished may still write, at most.
 constexpr int64_t kTailMs = 700;
 constexpr int64_t kDrainUs = 500'000;
@@ -149,11 +149,23 @@ void SequencePlayer::expectAnswer(const Call& call, status_t answer,
         find(textOf(call) + " answers " + std::to_string(answer));
     }
     const int64_t limit = mHeldUp ? kHeldUpAnswerMs : kAnswerMs;
-    // On a busy machine answers come late without anybody's fault.
-    const bool isLate = taken > limit && taken - (queuedMs() - mQueuedBeforeMs) > limit;
-    if (isLate && !call.isWait()) {
+    if (!call.isWait() && isOver(limit, nowMs() - taken)) {
         find(textOf(call) + " is answered after " + std::to_string(taken) + " ms");
     }
+}
+
+// On a busy machine things come late without anybody's fault.
+bool SequencePlayer::isOver(int64_t limitMs, int64_t beginMs) const {
+    const int64_t taken = nowMs() - beginMs;
+    return taken > limitMs && taken - (queuedMs() - mQueuedBeforeMs) > limitMs;
+}
+
+bool SequencePlayer::comes(const std::function<bool()>& condition) const {
+    const int64_t begin = nowMs();
+    while (!waitFor(condition, 1s)) {
+        if (isOver(kLongestWaitMs, begin)) return false;
+    }
+    return true;
 }
 
 status_t SequencePlayer::make(const Call& call) {
@@ -193,9 +205,9 @@ void SequencePlayer::happen(const Call& call) {
     if (name == Call::kCameraParameters) mPlayer->getCameraParameters();
     if (name == Call::kSecondPlayer) sp<OxaMediaCodecPlayer>(new OxaMediaCodecPlayer(true, 0));
     if (name == Call::kUntilRecorded) expectRecorded();
-    if (name == Call::kUntilEnded && !waitFor([&] { return mPlayer->EOSReached(); }, kLongestWait))
+    if (name == Call::kUntilEnded && !comes([&] { return mPlayer->EOSReached(); }))
         find("the end does not come");
-    if (name == Call::kUntilFinished && !waitFor([&] { return !hasOpenOutput(); }, kLongestWait))
+    if (name == Call::kUntilFinished && !comes([&] { return !hasOpenOutput(); }))
         find("a recording that was switched off is not finished");
     if (name == Call::kPause) std::this_thread::sleep_for(kPauses[call.value]);
     if (name == Call::kLateWakers) mHeldUp = true;
@@ -368,7 +380,7 @@ void SequencePlayer::expectRecorded() {
         return now >= 0 &&
                (mRecordedBefore < 0 || now < mRecordedBefore || now > mRecordedBefore + kTailMs);
     };
-    if (mModel.mustRecord() && !waitFor(hasBegun, kLongestWait)) find("nothing is recorded");
+    if (mModel.mustRecord() && !comes(hasBegun)) find("nothing is recorded");
 }
 
 void SequencePlayer::noteFigures() {
@@ -399,7 +411,7 @@ void SequencePlayer::expectSteadyStart() {
 void SequencePlayer::expectReports() {
     const int ends = mPlayer->EOSReached() ? 1 : 0;
     const auto reported = [this] { return mReports->count(kWhatPlayerEOS); };
-    if (!waitFor([&] { return reported() == ends; }, kLongestWait)) {
+    if (!comes([&] { return reported() == ends; })) {
         find(std::to_string(reported()) + " reports of the end instead of " + std::to_string(ends));
     }
     expectPlugs();
@@ -407,7 +419,7 @@ void SequencePlayer::expectReports() {
 
 void SequencePlayer::expectPlugs() {
     const auto reported = [this] { return mReports->items(kWhatHDMIRxVideoHotplug, "rx-video"); };
-    if (mReports == nullptr || waitFor([&] { return reported() == mPlugs; }, kLongestWait)) return;
+    if (mReports == nullptr || comes([&] { return reported() == mPlugs; })) return;
     find("the plug was:" + listed(mPlugs) + ", reported:" + listed(reported()));
 }
 

@@ -38,6 +38,8 @@ class SequencePlayer {
     void playAside(const Call& aside, const Call& next);
     void expectAnswer(const Call& call, android::status_t answer, const FacadeModel::Answers& right,
                       int64_t taken);
+    bool isOver(int64_t limitMs, int64_t beginMs) const;
+    bool comes(const std::function<bool()>& condition) const;
     void find(const std::string& what);
 
     // On any thread.

@@ -27,7 +27,7 @@ namespace {
 
 constexpr char kChildOption[] = "--play-sequences";
 // Far more than a call or a wait may take.
-constexpr timeval kHang = {40, 0};
+constexpr timeval kHang = {90, 0};
 constexpr size_t kErrorBytes = 600;
 constexpr int kRounds = 3;
 constexpr std::chrono::milliseconds kSoon{200};
