@@ -20,6 +20,7 @@ std::vector<std::pair<std::string, std::string>> gLines;  // tag and text; guard
 void collect(const __android_logger_data* data, const char* message) {
     std::lock_guard<std::mutex> lock(gLock);
     gLines.emplace_back(data->tag != nullptr ? data->tag : "", message);
+    if (data->priority >= ANDROID_LOG_ERROR) __android_log_stderr_logger(data, message);
 }
 
 }  // namespace

@@ -7,7 +7,8 @@
 
 namespace android {
 
-// Collects the platform log of the whole process while it lives; one at a time. Thread-safe.
+// Collects the platform log of the whole process while it lives; one at a time. Errors also go to
+// standard error. Thread-safe.
 class LogCapture {
   public:
     LogCapture();

@@ -126,6 +126,7 @@ void SequencePlayer::playOne(const Call& call) {
     const int64_t taken = nowMs() - begin;
     expectAnswer(call, answer, mModel.take(call), taken);
     if (call.name == Call::kStop || call.name == Call::kUntilFinished) noteFigures();
+    if (call.name == Call::kStop) noteStopReports();
     expectSteadyStart();
 }
 
@@ -351,6 +352,9 @@ status_t SequencePlayer::getProgress(bool null) {
 
 void SequencePlayer::beforeCall(const Call& call) {
     if (call.name == Call::kTranscode) mRecordedBefore = recorded();
+    if (call.name == Call::kStart) mStopReports = -1;
+    if (mStopReports >= 0 && stopReports() != mStopReports)
+        find("a recording reports its end after the stop");
     if (call.name == Call::kCleanup && mModel.isInitiated()) expectReports();
 }
 
@@ -405,6 +409,17 @@ void SequencePlayer::expectSteadyStart() {
     if (progress.startTimeUs == mStartTimeUs) return;
     find("the start of the playback moves by " +
          std::to_string(progress.startTimeUs - mStartTimeUs) + " us");
+}
+
+// How often a pipeline has told the player that its recording has ended.
+int SequencePlayer::stopReports() const {
+    return mLog.count("OxaMediaCodecPlayer", "kWhatStopTranscode");
+}
+
+// Whoever hears the answer of a stop comes behind them.
+void SequencePlayer::noteStopReports() {
+    mPlayer->setTunneledPlayback(false);
+    mStopReports = stopReports();
 }
 
 // Each of them once, and in the order of what they report.

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "library/FacadeModel.h"
+#include "library/LogCapture.h"
 #include "library/Stage.h"
 #include "support/TempDir.h"
 
@@ -63,6 +64,8 @@ class SequencePlayer {
     void expectRecorded();
     void noteFigures();
     void expectSteadyStart();
+    int stopReports() const;
+    void noteStopReports();
     void expectReports();
     void expectPlugs();
     void expectWholeFiles();
@@ -71,6 +74,7 @@ class SequencePlayer {
     const std::string mClips;
     const Listener mListener;
     const TempDir mFolder;
+    const android::LogCapture mLog;
     std::unique_ptr<oxa::host::SimulatedHdmiReceiver> mReceiver;
     std::unique_ptr<oxa::host::Display> mDisplay;
     const int64_t mQueuedBeforeMs;  // of the process
@@ -89,6 +93,7 @@ class SequencePlayer {
     std::vector<int64_t> mFigures;  // of recordings that have ended
     std::vector<int32_t> mPlugs;    // reports of the plug that must come
     bool mPlugIsHeard = false;
+    int mStopReports = -1;  // that had come with the last stop, until there is another start
 };
 
 }  // namespace oxa::test
