@@ -365,9 +365,9 @@ bool AvcEncoder::encodeSurface() {
         }
         if (!acquired) return true;
         if (!changeBitrate()) return false;
-        // All producers make AvPictures.
-        encodePicture(*static_cast<AvPicture*>(next.picture.get())->frame(),
-                      next.timestampNs / 1000);
+        if (const AVFrame* const frame = frameOf(next.picture)) {
+            encodePicture(*frame, next.timestampNs / 1000);
+        }
         next.picture.clear();
         mQueue->release();
         if (!receiveUnits()) return false;
@@ -413,13 +413,20 @@ void AvcEncoder::encodeRecord(const CodecInput& input) {
         mUnusable.add();
         return;
     }
-    // Cameras make AvPictures.
-    const AVFrame& picture = *static_cast<AvPicture*>(record.pBuffer->picture.get())->frame();
+    const AVFrame* const picture = frameOf(record.pBuffer->picture);
+    if (picture == nullptr) return;
     if (mDeinterlace == 0) {
-        encodePicture(picture, input.timeUs);
+        encodePicture(*picture, input.timeUs);
     } else {
-        encodeDeinterlaced(picture, input.timeUs);
+        encodeDeinterlaced(*picture, input.timeUs);
     }
+}
+
+// Null, and counted, for a picture whose pixels are not libavcodec's.
+const AVFrame* AvcEncoder::frameOf(const sp<Picture>& picture) {
+    const AvPicture* const known = AvPicture::of(picture.get());
+    if (known == nullptr) mUnusable.add();
+    return known == nullptr ? nullptr : known->frame();
 }
 
 void AvcEncoder::encodeDeinterlaced(const AVFrame& picture, int64_t timeUs) {

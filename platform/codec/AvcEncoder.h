@@ -82,6 +82,7 @@ class AvcEncoder : public WorkerComponent {
     int encodeFieldPictures();
     void finishDeinterlacing();
     void encodeRecord(const CodecInput& input);
+    const AVFrame* frameOf(const sp<Picture>& picture);
     void encodeInput(const CodecInput& input);
     bool takeSyncRequest();
 

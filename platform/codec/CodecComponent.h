@@ -36,13 +36,17 @@ struct CodecOutput {
     uint32_t flags = 0;  // MediaCodec::BufferFlags
 };
 
-// A decoder or encoder behind MediaCodec, one object for each codec instance. MediaCodec makes all
-// calls on its looper thread, none of them waits for media work; the component does that work on a
-// worker thread of its own and reports through Client.
+// A decoder or encoder behind MediaCodec, one object for each codec instance. None of the calls
+// waits for media work; the component does that work on a worker thread of its own and reports
+// through Client.
+//
+// MediaCodec makes its calls on its looper, one at a time, but for queueInput() and
+// releaseOutput(). These two come on the client's threads between start() and stop(), with
+// MediaCodec's lock held, also beside a call on the looper: they must not wait for anything.
 class CodecComponent : public RefBase {
   public:
-    // Implemented by MediaCodec. Called on the worker thread (onOutputFormat also inside start());
-    // only posts, never blocks.
+    // Implemented by MediaCodec. Called on the worker thread (onOutputFormat also inside start()),
+    // without a lock of the component's: it takes MediaCodec's lock, and waits for nothing else.
     class Client {
       public:
         virtual ~Client() = default;

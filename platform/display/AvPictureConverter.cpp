@@ -79,8 +79,9 @@ bool AvPictureConverter::toPng(const sp<Picture>& picture, const PictureFormat& 
 
 AVFrame* AvPictureConverter::convert(const Picture& picture, const PictureFormat& format,
                                      AVPixelFormat pixelFormat, int matrix) {
-    // All producers make AvPictures.
-    const AVFrame& source = *static_cast<const AvPicture&>(picture).frame();
+    const AvPicture* const known = AvPicture::of(&picture);
+    if (known == nullptr) return nullptr;
+    const AVFrame& source = *known->frame();
     bool fullRange;
     const AVPixelFormat sourceFormat = plainFormat(source.format, &fullRange);
     fullRange = fullRange || format.range == AVCOL_RANGE_JPEG;

@@ -18,6 +18,11 @@ class AvPicture : public Picture {
     // Takes the frame's references over and leaves `frame` empty.
     explicit AvPicture(AVFrame* frame, int64_t mediaTimeUs = kNoTime);
 
+    // The picture as such a one; null for null and for a picture of another kind.
+    static const AvPicture* of(const Picture* picture) {
+        return dynamic_cast<const AvPicture*>(picture);
+    }
+
     PicturePlanes planes() const override;
 
     const AVFrame* frame() const { return mFrame; }

@@ -32,7 +32,7 @@ struct Recording {
 
 class RecordKillTest : public testing::TestWithParam<Recording> {};
 
-// What a power failure leaves: the file of a process that had no chance to end it.
+// What a kill leaves: the file of a process that had no chance to end it, on a system that goes on.
 TEST_P(RecordKillTest, losesAtMostTheLastMoment) {
     const TempDir folder;
     const std::string source =

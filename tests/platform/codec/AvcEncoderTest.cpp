@@ -255,18 +255,22 @@ TEST(AvcEncoder, MakesTimesRiseAndDropsNothing) {
 
 // ---- Records of a live source
 
-// Each picture is out before the next one goes in. One that is not later is left out.
+// Each picture is out before the next one goes in. One that is not later is left out, as is one in
+// memory that the encoder does not know.
 TEST(AvcEncoder, KeepsNothingOfALiveSourceBack) {
     const struct {
         int64_t timeUs;
         bool isEncoded;
-    } kQueued[] = {{0, true},      {40000, true},  {40000, false}, {20000, false},
-                   {80000, true},  {80001, true},  {120000, true}, {240000, true},
-                   {280000, true}, {320000, true}, {360000, true}, {2400000, true}};
+        bool isForeign = false;
+    } kQueued[] = {
+            {0, true},      {40000, true},  {40000, false}, {20000, false}, {60000, false, true},
+            {80000, true},  {80001, true},  {120000, true}, {240000, true}, {280000, true},
+            {320000, true}, {360000, true}, {2400000, true}};
     for (const int32_t bitrate : {0, 500000}) {
         SCOPED_TRACE(bitrate);
         FaultLog faults;
         ANativeWindowBuffer picture{makeCard({kWidth, kHeight})};
+        ANativeWindowBuffer foreign{new ForeignPicture};
         CodecClient encoder("video/avc", true);
         const sp<AMessage> format = encoderFormat();
         format->setInt32("bitrate", bitrate);
@@ -283,7 +287,8 @@ TEST(AvcEncoder, KeepsNothingOfALiveSourceBack) {
                             .at(queued - 1);
             sp<MediaCodecBuffer> buffer;
             ASSERT_EQ(OK, encoder->getInputBuffer(input.index, &buffer));
-            const VideoNativeMetadata record = {kMetadataBufferTypeANWBuffer, &picture, -1};
+            const VideoNativeMetadata record = {kMetadataBufferTypeANWBuffer,
+                                                next.isForeign ? &foreign : &picture, -1};
             memcpy(buffer->base(), &record, sizeof(record));
             ASSERT_EQ(OK,
                       encoder->queueInputBuffer(input.index, 0, sizeof(record), next.timeUs, 0));

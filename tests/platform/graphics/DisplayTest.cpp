@@ -74,6 +74,16 @@ TEST_P(EveryDisplayTest, GivesEveryPlaceBack) {
     EXPECT_EQ(1, picture->getStrongCount());
 }
 
+// What cannot be shown gives its place back, too.
+TEST_P(EveryDisplayTest, GoesOnAfterAPictureOfAnotherKind) {
+    ASSERT_TRUE(mProducer->queue(new ForeignPicture));
+    ASSERT_TRUE(waitFor([&] { return counted() + mDisplay->figures().failed == 1; }));
+    ASSERT_TRUE(mProducer->queue(makeCard()));
+    EXPECT_TRUE(waitFor([&] { return counted() + mDisplay->figures().failed == 2; }));
+    EXPECT_GE(mDisplay->figures().shown, 1U);
+    EXPECT_EQ(PictureQueue::kDefaultPlaces, mProducer->freePlaces());
+}
+
 // The producer's thread neither waits nor crashes, and has all places when the display is gone.
 TEST_P(EveryDisplayTest, CanGoWhileSomebodyRenders) {
     const sp<Picture> picture = makeCard();

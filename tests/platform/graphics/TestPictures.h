@@ -37,6 +37,11 @@ android::sp<android::Picture> makeCard(const CardOptions& options = {});
 // How a surface is told of it.
 android::PictureFormat formatOf(const CardOptions& options);
 
+// A picture in memory that nobody here knows.
+struct ForeignPicture : public android::Picture {
+    ForeignPicture() : Picture(320, 240) {}
+};
+
 // A producer that holds no reservation between its calls.
 class CardProducer {
   public:
