@@ -520,6 +520,8 @@ void AvVideoDecoder::reportFormat(const PictureFormat& format) {
 PictureFormat AvVideoDecoder::formatOf(const AVFrame& frame) const {
     PictureFormat format = pictureFormatOf(frame);
     if (mSizeAsked) format.aspectNumerator = format.aspectDenominator = 1;
+    const bool keepsRate = mConversion.frameRate == 0 && mConversion.deinterlace < 2;
+    if (keepsRate) format.frameRate = mTrack->frameRate();
     return format;
 }
 

@@ -241,6 +241,9 @@ void AvcEncoder::onStopped() {
 status_t AvcEncoder::openCodec() {
     mFrame = av_frame_alloc();
     mPacket = av_packet_alloc();
+    // A format's is rounded, and of what the first pictures may take that is a large part.
+    const double exactRate = mQueue != nullptr ? mQueue->format().frameRate : 0;
+    if (exactRate > 0) mFrameRate = static_cast<float>(exactRate);
     mCodec = newCodec(mBitrate, levelIdc(mLevel));
     if (mCodec == nullptr || mFrame == nullptr || mPacket == nullptr) return NO_INIT;
     Conversion conversion;

@@ -126,7 +126,9 @@ sp<TrackParameters> ContainerReader::makeParameters(const AVStream& stream) cons
     AVCodecParameters* parameters = avcodec_parameters_alloc();
     avcodec_parameters_copy(parameters, stream.codecpar);
     adaptCodecData(parameters);
-    const sp<TrackParameters> made = new TrackParameters(*parameters, stream.time_base, mStartUs);
+    const double rate = parameters->codec_type == AVMEDIA_TYPE_VIDEO ? frameRateOf(stream) : 0;
+    const sp<TrackParameters> made =
+            new TrackParameters(*parameters, stream.time_base, mStartUs, rate);
     avcodec_parameters_free(&parameters);
     return made;
 }

@@ -12,8 +12,11 @@
 namespace android {
 
 TrackParameters::TrackParameters(const AVCodecParameters& parameters, AVRational timeBase,
-                                 int64_t startUs)
-    : mParameters(avcodec_parameters_alloc()), mTimeBase(timeBase), mStartUs(clampTimeUs(startUs)) {
+                                 int64_t startUs, double frameRate)
+    : mParameters(avcodec_parameters_alloc()),
+      mTimeBase(timeBase),
+      mStartUs(clampTimeUs(startUs)),
+      mFrameRate(frameRate) {
     avcodec_parameters_copy(mParameters, &parameters);
 }
 

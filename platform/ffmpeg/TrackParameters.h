@@ -28,10 +28,13 @@ constexpr const char kFormatKeyMirrored[] = "linux.mirrored";
 class TrackParameters : public RefBase {
   public:
     // Copies `parameters`. A stream time t is (t in microseconds) - startUs on the track's clock.
-    TrackParameters(const AVCodecParameters& parameters, AVRational timeBase, int64_t startUs);
+    TrackParameters(const AVCodecParameters& parameters, AVRational timeBase, int64_t startUs,
+                    double frameRate = 0);
 
     const AVCodecParameters& codec() const { return *mParameters; }
     AVRational timeBase() const { return mTimeBase; }
+    // Exact, as no format is; 0: sound, or not known.
+    double frameRate() const { return mFrameRate; }
     int64_t toUs(int64_t streamTime) const;
 
     // Extractor: remembers the properties of a sample that is read with this track time.
@@ -57,6 +60,7 @@ class TrackParameters : public RefBase {
     AVCodecParameters* mParameters;
     const AVRational mTimeBase;
     const int64_t mStartUs;
+    const double mFrameRate;
     std::mutex mLock;
     std::deque<Sample> mSamples;  // guarded by mLock
 };

@@ -27,6 +27,7 @@ struct PictureFormat {
     int chromaLocation = 0;   // 1 left, 2 centre, 3 top left, 4 top, 5 bottom left, 6 bottom
     int aspectNumerator = 1;  // of one sample
     int aspectDenominator = 1;
+    double frameRate = 0;  // exact; 0: not known
 };
 
 struct QueuedPicture {
