@@ -38,6 +38,12 @@ bool storesDecodingTimes(const AVFormatContext& context) {
            strcmp(context.iformat->name, "nut") != 0;
 }
 
+// Raw AAC has no times. The demuxers count them by the first sample's rate, whatever follows; the
+// decoder counts what it decodes.
+bool hasMadeUpTimes(const AVFormatContext& context) {
+    return strcmp(context.iformat->name, "aac") == 0 || strcmp(context.iformat->name, "loas") == 0;
+}
+
 int64_t pictureUsOf(const AVStream& stream) {
     if (stream.codecpar->codec_type != AVMEDIA_TYPE_VIDEO) return 0;
     const double rate = trackFrameRateOf(stream);
@@ -209,6 +215,7 @@ status_t ContainerReader::seek(int64_t timeUs, SeekMode mode) {
     for (Track& track : mTracks) {
         track.parameters->clearSamples();
         track.nextTimeUs = clampTimeUs(std::max<int64_t>(timeUs, 0));
+        track.started = false;
     }
     startTimeline(timeUs > 0);
     mSampleTrack = nullptr;
@@ -399,6 +406,8 @@ void ContainerReader::completePacket(Track* track, AVPacket* packet) const {
     if (packet->pts != AV_NOPTS_VALUE && !storesDecodingTimes(*mContext)) {
         packet->dts = AV_NOPTS_VALUE;
     }
+    if (track->started && hasMadeUpTimes(*mContext)) packet->pts = packet->dts = AV_NOPTS_VALUE;
+    track->started = true;
     // Pictures without times follow each other at their rate.
     if (packet->pts != AV_NOPTS_VALUE || packet->dts != AV_NOPTS_VALUE) return;
     if (track->pictureUs > 0 && (!lasts || track->keepsNoDuration)) {

@@ -80,6 +80,7 @@ class ContainerReader {
 
     status_t openContext();
     bool readFirstPacket();
+    bool isAnyEncrypted() const;
     void listTracks();
     void applySelection();
     AVStream* streamOf(const Track& track) const;
