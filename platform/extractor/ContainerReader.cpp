@@ -24,6 +24,7 @@ namespace {
 constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr int64_t kMaxBytesAhead = 32 << 20;
 constexpr double kUsualFrameRate = 25;
+constexpr char kMatroskaKey[] = "enc_key_id";
 constexpr int kResultEncrypted = FFERRTAG('E', 'N', 'C', 'R');
 
 // Where times are the sums of what samples last, or are counted, nothing can jump.
@@ -77,8 +78,14 @@ status_t ContainerReader::open() {
     if (err != OK) return err;
     const int result = completeStreamInfo(mContext.get());
     if (result < 0 && mStream->error() != 0) return ERROR_IO;
+    mSoundCodec = announcedSound(*mContext);
+    if (mSoundCodec != AV_CODEC_ID_NONE && mStream->size() >= 0) {
+        err = openAgain();
+        if (err != OK) return err;
+    }
     if (!readFirstPacket()) return ERROR_DRM_CANNOT_HANDLE;
     listTracks();
+    if (isAnyEncrypted()) return ERROR_DRM_CANNOT_HANDLE;
     mHasClock = canJump(*mContext);
     startTimeline(false);
     applySelection();
@@ -89,6 +96,7 @@ status_t ContainerReader::openContext() {
     auto stream = std::make_unique<DataSourceStream>(mSource);
     AVFormatContext* context = avformat_alloc_context();
     mComplaints.listenTo(context);
+    context->audio_codec_id = mSoundCodec;
     stream->feed(context);
     const int result = avformat_open_input(&context, nullptr, nullptr, nullptr);
     if (result < 0) {
@@ -101,7 +109,7 @@ status_t ContainerReader::openContext() {
     return OK;
 }
 
-// No header tells for sure that samples are encrypted, but each of them does.
+// In most files no header tells for sure that samples are encrypted, but each of them does.
 bool ContainerReader::readFirstPacket() {
     const int result = readPacket();
     if (result >= 0) {
@@ -109,6 +117,21 @@ bool ContainerReader::readFirstPacket() {
         mPacket.reset(av_packet_alloc());
     }
     return result != kResultEncrypted;
+}
+
+// Whether a track is, or is missing because it is.
+bool ContainerReader::isAnyEncrypted() const {
+    std::vector<unsigned> streams;
+    for (const Track& track : mTracks) {
+        if (streamOf(track) != nullptr) streams.push_back(track.stream);
+    }
+    for (unsigned missing : missingTracks(*mContext, streams))
+        streams.push_back(missing);
+    return std::any_of(streams.begin(), streams.end(), [this](unsigned index) {
+        const AVStream& stream = *mContext->streams[index];
+        return av_dict_get(stream.metadata, kMatroskaKey, nullptr, 0) != nullptr ||
+               mStream->scrambling().isScrambled(stream.id);
+    });
 }
 
 void ContainerReader::listTracks() {
@@ -463,6 +486,7 @@ void ContainerReader::end(int result) {
     mEnded = true;
     if (mEndReported) return;
     mEndReported = true;
+    if (result == AVERROR_EOF && isAnyEncrypted()) result = kResultEncrypted;
     if (mStream->error() != 0) {
         report(true, strerror(mStream->error()), mStream->error(), 1);
     } else if (result != AVERROR_EOF) {

@@ -67,6 +67,7 @@ class ContainerReader {
         int64_t pictureUs;  // how long a sample lasts of which the file does not say it; 0: sound
         bool keepsNoDuration;  // what the file says of it is no good
         bool selected = false;
+        bool started = false;  // samples have been read
         bool hasDecodingTimes = false;
         int64_t nextTimeUs = 0;  // for a sample that has no time of its own
     };
@@ -112,6 +113,7 @@ class ContainerReader {
     AvComplaints mComplaints;  // outlives mContext, which it listens to
     std::unique_ptr<DataSourceStream> mStream;
     std::unique_ptr<AVFormatContext, ContextDeleter> mContext;  // reads from mStream
+    AVCodecID mSoundCodec = AV_CODEC_ID_NONE;                   // where it has to be told
     PacketPtr mPacket;
     PacketPtr mFirst;  // read when the file was opened
     std::vector<Track> mTracks;

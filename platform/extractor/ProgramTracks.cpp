@@ -35,13 +35,27 @@ std::vector<unsigned> partOf(const AVProgram& program, const std::vector<unsigne
     return part;
 }
 
+bool hasType(const AVFormatContext& context, const std::vector<unsigned>& streams,
+             AVMediaType type) {
+    return std::any_of(streams.begin(), streams.end(),
+                       [&](unsigned stream) { return typeOf(context, stream) == type; });
+}
+
 // Pictures count more than sound.
 int worthOf(const AVFormatContext& context, const std::vector<unsigned>& streams) {
-    const auto has = [&](AVMediaType type) {
-        return std::any_of(streams.begin(), streams.end(),
-                           [&](unsigned stream) { return typeOf(context, stream) == type; });
-    };
-    return (has(AVMEDIA_TYPE_VIDEO) ? 2 : 0) + (has(AVMEDIA_TYPE_AUDIO) ? 1 : 0);
+    return (hasType(context, streams, AVMEDIA_TYPE_VIDEO) ? 2 : 0) +
+           (hasType(context, streams, AVMEDIA_TYPE_AUDIO) ? 1 : 0);
+}
+
+// Of any programme where there are no tracks yet.
+bool isBesideTracks(const AVFormatContext& context, const std::vector<unsigned>& tracks,
+                    unsigned stream) {
+    if (tracks.empty() || context.nb_programs == 0) return true;
+    const AVProgram* const* const end = context.programs + context.nb_programs;
+    return std::any_of(static_cast<const AVProgram* const*>(context.programs), end,
+                       [&](const AVProgram* program) {
+                           return isPartOf(*program, tracks.front()) && isPartOf(*program, stream);
+                       });
 }
 
 }  // namespace
@@ -61,6 +75,19 @@ std::vector<unsigned> chooseTracks(const AVFormatContext& context) {
     ALOGI_IF(chosen.size() < playable.size(), "%zu of %zu tracks belong to other programmes",
              playable.size() - chosen.size(), playable.size());
     return chosen;
+}
+
+std::vector<unsigned> missingTracks(const AVFormatContext& context,
+                                    const std::vector<unsigned>& tracks) {
+    std::vector<unsigned> missing;
+    for (unsigned i = 0; i < context.nb_streams; ++i) {
+        const AVMediaType type = typeOf(context, i);
+        const bool isTrack = type == AVMEDIA_TYPE_VIDEO || type == AVMEDIA_TYPE_AUDIO;
+        if (isTrack && !hasType(context, tracks, type) && isBesideTracks(context, tracks, i)) {
+            missing.push_back(i);
+        }
+    }
+    return missing;
 }
 
 int64_t tracksStartUs(const AVFormatContext& context, const std::vector<unsigned>& tracks) {

@@ -18,6 +18,11 @@ namespace android {
 // sound, else the first with a picture, else the first with sound.
 std::vector<unsigned> chooseTracks(const AVFormatContext& context);
 
+// The streams of sound, or of pictures, that belong to these tracks where they have none of that
+// type.
+std::vector<unsigned> missingTracks(const AVFormatContext& context,
+                                    const std::vector<unsigned>& tracks);
+
 // What the times of all tracks count from, in microseconds: the first time of the first picture and
 // the first sound track. What else is in the file does not count.
 int64_t tracksStartUs(const AVFormatContext& context, const std::vector<unsigned>& tracks);

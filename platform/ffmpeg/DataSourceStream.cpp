@@ -56,6 +56,7 @@ int DataSourceStream::readPacket(void* opaque, uint8_t* buffer, int size) {
         if (self->mError == 0) self->mError = error;
         return AVERROR(error);
     }
+    self->mScrambling.watch(self->mPosition, buffer, static_cast<size_t>(count));
     self->mPosition += count;
     return static_cast<int>(count);
 }

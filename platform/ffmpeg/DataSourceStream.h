@@ -6,6 +6,8 @@
 #include <media/DataSource.h>
 #include <media/stagefright/foundation/ABase.h>
 
+#include "ffmpeg/TsScrambling.h"
+
 extern "C" {
 #include <libavformat/avformat.h>
 }
@@ -28,6 +30,9 @@ class DataSourceStream {
     // -1 when it is not known: a pipe.
     off64_t size() const { return mSize; }
 
+    // What was read of it.
+    const TsScrambling& scrambling() const { return mScrambling; }
+
     // The errno of the first read that failed, else 0. libavformat takes such a read for the end.
     int error() const { return mError; }
 
@@ -41,6 +46,7 @@ class DataSourceStream {
     off64_t mSize = -1;
     off64_t mPosition = 0;
     int mError = 0;
+    TsScrambling mScrambling;
     AVIOContext* mContext;
 };
 

@@ -22,6 +22,16 @@ constexpr int kPlainAac = 2;  // object type in the configuration's first five b
 constexpr double kMaxFrameRate = 300;
 constexpr double kUsualFrameRate = 25;
 
+// Types of streams of which libavformat does not believe that they are what they say.
+struct AnnouncedType {
+    uint32_t number;
+    AVCodecID codec;
+};
+constexpr AnnouncedType kAnnouncedTypes[] = {
+        {0x82, AV_CODEC_ID_DTS}, {0x83, AV_CODEC_ID_TRUEHD}, {0x85, AV_CODEC_ID_DTS},
+        {0x86, AV_CODEC_ID_DTS}, {0x8a, AV_CODEC_ID_DTS},
+};
+
 bool plausible(AVRational rate) {
     return rate.num > 0 && rate.den > 0 && av_q2d(rate) <= kMaxFrameRate;
 }
@@ -111,6 +121,20 @@ int completeStreamInfo(AVFormatContext* context) {
         if (stream->codecpar->codec_id == AV_CODEC_ID_H264) fillAspect(stream->codecpar, stream);
     }
     return 0;
+}
+
+AVCodecID announcedSound(const AVFormatContext& context) {
+    AVCodecID announced = AV_CODEC_ID_NONE;
+    if (strcmp(context.iformat->name, "mpegts") != 0) return announced;
+    for (unsigned i = 0; i < context.nb_streams; ++i) {
+        const AVCodecParameters& parameters = *context.streams[i]->codecpar;
+        if (parameters.codec_type != AVMEDIA_TYPE_AUDIO) continue;
+        if (parameters.sample_rate > 0) return AV_CODEC_ID_NONE;
+        for (const AnnouncedType& type : kAnnouncedTypes) {
+            if (parameters.codec_tag == type.number) announced = type.codec;
+        }
+    }
+    return announced;
 }
 
 int64_t fileStartUs(const AVFormatContext& context) {

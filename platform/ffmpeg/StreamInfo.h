@@ -15,6 +15,10 @@ namespace android {
 // the first packets only where that is needed. Returns 0 or an AVERROR.
 int completeStreamInfo(AVFormatContext* context);
 
+// In a transport stream: what its only sound must be by the type that it is announced with, where
+// there is too little of it for its data to tell; else AV_CODEC_ID_NONE.
+AVCodecID announcedSound(const AVFormatContext& context);
+
 // The file's first time in microseconds, of any stream.
 int64_t fileStartUs(const AVFormatContext& context);
 

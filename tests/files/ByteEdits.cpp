@@ -111,6 +111,20 @@ bool tsJump(std::string* bytes, const Words& words) {
     return changed;
 }
 
+bool tsScramble(std::string* bytes, const Words& words) {
+    const int pid = std::stoi(words[2]);
+    bool changed = false;
+    for (size_t packet = 0; packet + kTsPacket <= bytes->size(); packet += kTsPacket) {
+        if (pidOf(*bytes, packet) != pid) continue;
+        const size_t end = packet + kTsPacket;
+        for (size_t at = payloadOf(*bytes, packet); at < end; ++at)
+            (*bytes)[at] = static_cast<char>(~(*bytes)[at]);
+        writeBig(bytes, packet + 3, 1, readBig(*bytes, packet + 3, 1) | 0x80);
+        changed = true;
+    }
+    return changed;
+}
+
 bool tsDropTimes(std::string* bytes, const Words& words) {
     const int pid = std::stoi(words[2]);
     const int nth = std::stoi(words[3]);
@@ -365,10 +379,19 @@ bool h264NoRate(std::string* bytes, const Words&) {
     return changed;
 }
 
+// The name of a track becomes the word that its samples are encrypted, with the number of the key.
+bool mkvEncrypt(std::string* bytes, const Words&) {
+    const std::string name = "\x53\x6e\x91seventeen letters";
+    const std::string word("\x6d\x80\x91\x62\x40\x8e\x50\x33\x81\x01\x50\x35\x87\x47\xe2\x84key1");
+    const size_t at = bytes->find(name);
+    if (at != std::string::npos) bytes->replace(at, word.size(), word);
+    return at != std::string::npos;
+}
+
 const std::map<std::string, std::function<bool(std::string*, const Words&)>> kEdits = {
         {"ts-jump", tsJump},       {"ts-drop-times", tsDropTimes}, {"flv-times", flvTimes},
         {"mp4-matrix", mp4Matrix}, {"h264-no-rate", h264NoRate},   {"cut", cut},
-        {"asf-time", asfTime},
+        {"asf-time", asfTime},     {"ts-scramble", tsScramble},    {"mkv-encrypt", mkvEncrypt},
 };
 
 }  // namespace

@@ -265,6 +265,12 @@ Files rareRawStreams() {
             DifficultFile("LatmWithPicture", "in.ts",
                           "ffmpeg $P $S $X $A -mpegts_flags latm in.ts\n")
                     .whole(),
+            DifficultFile("VeryShortDts", "in.ts",
+                          "ffmpeg $S -t 0.05 -ar 48000 -c:a dca -strict -2 in.ts\n"
+                          "ffmpeg -c:a dca -i in.ts -c:a pcm_s16le clean.wav\n")
+                    .like("clean.wav")
+                    .sound(0)
+                    .unlikePeer("it takes it for MP3"),
             DifficultFile("VeryShortSoundStream", "in.ts", "ffmpeg $S -t 0.05 -c:a mp2 in.ts\n")
                     .sound(0.05),
     };
@@ -295,6 +301,14 @@ Files changes() {
                           "stereo[b],[0][b]concat=v=0:a=1 clean.wav\n")
                     .like("clean.wav")
                     .sound(3),
+            DifficultFile("RateAndChannelsChange", "in.aac",
+                          "ffmpeg $S -t 1.5 $A a.aac\nffmpeg $S -t 1.5 -ac 1 -ar 24000 $A b.aac\n"
+                          "cat a.aac b.aac > in.aac\n"
+                          "ffmpeg -i a.aac -i b.aac -filter_complex [1]aresample=48000,aformat="
+                          "channel_layouts=stereo[b],[0][b]concat=v=0:a=1 clean.wav\n")
+                    .like("clean.wav")
+                    .sound(0)
+                    .unlikePeer("it goes by the first rate"),
             DifficultFile("SoundRateChanges", "in.ts",
                           "ffmpeg $S -t 1.6 $A a.ts\n"
                           // Where 76 frames end, and a frame of the other rate before the start.
@@ -678,6 +692,20 @@ Files others() {
                           "76a6c65c5ea762046bd749a2e632ccbb -encryption_kid "
                           "a7e61c373e219033c21091fa607bf3b8 in.mp4\n")
                     .refused(3, "encrypted"),
+            DifficultFile("EncryptedMatroska", "in.mkv",
+                          "ffmpeg $P $X -metadata:s:v title='seventeen letters' clean.mkv\n"
+                          "@mkv-encrypt clean.mkv in.mkv\n")
+                    .refused(3, "encrypted"),
+            DifficultFile("ScrambledPicture", "in.ts",
+                          kCleanTs + "@ts-scramble clean.ts 256 in.ts\n")
+                    .refused(3, "encrypted"),
+            DifficultFile("ScrambledOtherProgramme", "in.ts",
+                          kCleanTs + "@ts-scramble clean.ts 256 other.ts\nffmpeg $P $S $X $A " +
+                                  kSecondProgramme +
+                                  "b.ts\n"
+                                  "@ts-together other.ts b.ts in.ts\n")
+                    .whole("b.ts")
+                    .unlikePeer(kNoOneClock),
             DifficultFile("CutMp4", "in.mp4",
                           kCleanMp4 + "ffmpeg -i clean.mp4 -c copy -movflags +faststart fast.mp4\n"
                                       "@cut fast.mp4 0.6 in.mp4\n")
