@@ -16,9 +16,9 @@
 #include <string>
 
 #include "live/LiveJob.h"
-#include "platform/codec/FaultLog.h"
 #include "support/CodecShim.h"
 #include "support/Deadline.h"
+#include "support/FaultLog.h"
 #include "support/MediaProbe.h"
 #include "support/TempDir.h"
 #include "transcode/TranscodeKit.h"

@@ -173,6 +173,23 @@ std::vector<float> sine(double frequency, double amplitude, int sampleRate, size
     return samples;
 }
 
+std::vector<int16_t> interleave(const std::vector<std::vector<float>>& channels) {
+    std::vector<int16_t> pcm;
+    for (size_t i = 0; i < channels[0].size(); ++i) {
+        for (const auto& channel : channels)
+            pcm.push_back(static_cast<int16_t>(std::lround(channel[i] * 32767)));
+    }
+    return pcm;
+}
+
+std::vector<int16_t> tones(const std::vector<double>& frequencies, double amplitude, int sampleRate,
+                           size_t frames) {
+    std::vector<std::vector<float>> channels;
+    for (double frequency : frequencies)
+        channels.push_back(sine(frequency, amplitude, sampleRate, frames));
+    return interleave(channels);
+}
+
 std::vector<float> window(const std::vector<float>& samples, int sampleRate, double from,
                           double length) {
     const auto size = static_cast<double>(samples.size());

@@ -41,6 +41,10 @@ Sound soundFromPcm(const std::vector<int16_t>& pcm, int channels, int sampleRate
 // `count` samples of a sine of this peak amplitude (full scale 1).
 std::vector<float> sine(double frequency, double amplitude, int sampleRate, size_t count);
 
+// Interleaved 16-bit samples of the channels; and with a tone of its own in each of them.
+std::vector<int16_t> interleave(const std::vector<std::vector<float>>& channels);
+std::vector<int16_t> tones(const std::vector<double>& frequencies, double amplitude, int sampleRate,
+                           size_t frames);
 // A window of one channel's samples, clipped to what there is; lengths in seconds, a negative
 // `from` counts from the end.
 std::vector<float> window(const std::vector<float>& samples, int sampleRate, double from,

@@ -3,15 +3,11 @@
 
 // The kit's own tests: only where a measurement that lies would let a fault pass.
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-
 #include "support/MediaProbe.h"
 #include "support/Pictures.h"
 #include "support/Sound.h"
 #include "support/SyncMeasure.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

@@ -2,10 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <camera/CameraParameters.h>
-#include <gtest/gtest.h>
 
-#include <functional>
-#include <string>
+#include "support/Test.h"
 
 namespace android {
 namespace {

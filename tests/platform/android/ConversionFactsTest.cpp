@@ -1,16 +1,15 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <media/stagefright/MetaData.h>
 #include <media/stagefright/Utils.h>
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/AMessage.h>
 
-#include <functional>
 #include <regex>
 #include <sstream>
-#include <string>
+
+#include "support/Test.h"
 
 namespace android {
 namespace {

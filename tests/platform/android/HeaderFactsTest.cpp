@@ -30,7 +30,6 @@ class Return;
 #include <camera/Camera.h>
 #include <camera/CameraParameters.h>
 #include <datasource/FileSource.h>
-#include <gtest/gtest.h>
 #include <gui/Surface.h>
 #include <hidl/Status.h>
 #include <media/AudioRecord.h>
@@ -51,10 +50,9 @@ class Return;
 #include <mediadrm/ICrypto.h>
 
 #include <cerrno>
-#include <string>
 #include <type_traits>
 
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 // Names that the device does not have are free for clients.
 [[maybe_unused]] constexpr int audio_channel_count_from_mask = 0;

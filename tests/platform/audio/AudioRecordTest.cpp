@@ -1,22 +1,15 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <media/AudioRecord.h>
 #include <oxa/host/Microphones.h>
 
-#include <algorithm>
-#include <atomic>
 #include <cerrno>
-#include <chrono>
-#include <functional>
-#include <mutex>
-#include <thread>
 
-#include "platform/audio/RampSource.h"
-#include "platform/codec/FaultLog.h"
-#include "support/Deadline.h"
+#include "support/FaultLog.h"
+#include "support/RampSource.h"
 #include "support/Sound.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {

@@ -1,9 +1,10 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <media/AudioSystem.h>
 #include <system/audio.h>
+
+#include "support/Test.h"
 
 namespace android {
 namespace {

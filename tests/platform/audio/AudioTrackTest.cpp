@@ -1,26 +1,14 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <media/AudioTrack.h>
 #include <oxa/host/SoundOutput.h>
 
-#include <algorithm>
-#include <atomic>
-#include <cmath>
-#include <functional>
 #include <iterator>
-#include <memory>
-#include <mutex>
-#include <thread>
-#include <utility>
 
 #include "audio/SoundOutputChoice.h"
-#include "base/SessionClock.h"
-#include "codec/AvAudioDecoder.h"
-#include "platform/codec/AudioComponentDriver.h"
-#include "platform/codec/FaultLog.h"
-#include "support/Deadline.h"
+#include "support/FaultLog.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {
@@ -357,17 +345,6 @@ TEST_F(AudioTrackTest, AsksTheCallbackForItsFormat) {
     EXPECT_EQ(static_cast<ptrdiff_t>(heard.size()), std::count(heard.begin(), heard.end(), 8192));
 }
 
-TEST_F(AudioTrackTest, BlocksUntilAllIsTakenAndKeepsTheOrder) {
-    const sp<AudioTrack> track = newTrack(2);
-    ASSERT_EQ(OK, track->start());
-    const std::vector<int16_t> samples = ramp(5 * kRingFrames);
-    std::thread writer([&] {
-        EXPECT_EQ(static_cast<ssize_t>(samples.size() * 2), write(track, samples, true));
-    });
-    EXPECT_EQ(samples, hear(samples.size()));
-    writer.join();
-}
-
 TEST_F(AudioTrackTest, LetsABlockedWriterGoWhenItIsPaused) {
     const sp<AudioTrack> track = newTrack();
     ASSERT_EQ(OK, track->start());
@@ -538,43 +515,6 @@ TEST_F(AudioTrackTest, DoesNotHangOnAnOutputThatDies) {
     EXPECT_TRUE(track->stopped());
     EXPECT_EQ(kRingFrames, room(track));
     EXPECT_EQ(1u, log.faults().size());
-}
-
-TEST_F(AudioTrackTest, MovesTheClockOfItsSession) {
-    constexpr int64_t kFirstUs = 7000000;
-    const auto session = static_cast<audio_session_t>(
-            AudioSystem::newAudioUniqueId(AUDIO_UNIQUE_ID_USE_SESSION));
-    const auto hwSync = static_cast<int32_t>(AudioSystem::getAudioHwSyncForSession(session));
-    const sp<SessionClock> clock = SessionClock::forHwSync(hwSync);
-
-    // The decoder of the session says where the sound begins.
-    AudioComponentDriver decoder(createAvAudioDecoder("audio/raw"));
-    const sp<AMessage> format = new AMessage;
-    format->setString("mime", "audio/raw");
-    format->setInt32("channel-count", 1);
-    format->setInt32("sample-rate", kRate);
-    format->setInt32("audio-hw-sync", hwSync);
-    ASSERT_EQ(OK, decoder.start(format));
-    const std::vector<int16_t> sound = ramp(4800);
-    ASSERT_TRUE(decoder.queue(sound.data(), sound.size() * sizeof(int16_t), kFirstUs));
-    ASSERT_TRUE(decoder.queue(sound.data(), sound.size() * sizeof(int16_t), kFirstUs + 100000));
-    ASSERT_TRUE(decoder.queueEnd());
-    ASSERT_TRUE(decoder.waitForEnd());
-
-    const sp<AudioTrack> track =
-            new AudioTrack(kMusic, kRate, kPcm16, AUDIO_CHANNEL_OUT_MONO, 0, AUDIO_OUTPUT_FLAG_NONE,
-                           nullptr, nullptr, 0, session);
-    EXPECT_EQ(session, track->getSessionId());
-    ASSERT_EQ(OK, track->start());
-    const int64_t nowUs = monotonicUs();
-    mOutput.pull(480, nowUs);
-    EXPECT_EQ(SessionClock::kNotRunning, clock->mediaTimeUs(nowUs, 0)) << "silence is no sound";
-    ASSERT_EQ(2 * 2 * 480, write(track, ramp(2 * 480)));
-    const int64_t heardAtUs = monotonicUs() + 1000000;
-    mOutput.pull(480, heardAtUs);
-    mOutput.pull(480, heardAtUs + 10000);
-    EXPECT_EQ(kFirstUs, clock->mediaTimeUs(heardAtUs, 0));
-    EXPECT_EQ(kFirstUs + 20000, clock->mediaTimeUs(heardAtUs + 20000, 0));
 }
 
 // A client in callback mode that delivers a ramp.

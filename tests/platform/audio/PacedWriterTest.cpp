@@ -2,10 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "audio/PacedWriter.h"
-
-#include <gtest/gtest.h>
-
-#include <vector>
+#include "support/Test.h"
 
 namespace android {
 namespace {

@@ -3,13 +3,9 @@
 
 #include <audio_utils/resampler.h>
 #include <errno.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
-#include <vector>
 
 #include "support/Sound.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {
@@ -23,13 +19,8 @@ double toneOf(int channel) {
 }
 
 std::vector<int16_t> tones(int channels, int rate, size_t frames) {
-    std::vector<int16_t> samples(frames * channels);
-    for (int channel = 0; channel < channels; ++channel) {
-        const std::vector<float> tone = sine(toneOf(channel), 0.5, rate, frames);
-        for (size_t i = 0; i < frames; ++i)
-            samples[i * channels + channel] = static_cast<int16_t>(tone[i] * 32767);
-    }
-    return samples;
+    const std::vector<double> frequencies = {toneOf(0), toneOf(1)};
+    return oxa::test::tones({frequencies.begin(), frequencies.begin() + channels}, 0.5, rate, frames);
 }
 
 class Converter {

@@ -2,11 +2,9 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "base/SessionClock.h"
+#include "support/Test.h"
 
-#include <gtest/gtest.h>
 #include <media/AudioSystem.h>
-
-#include <algorithm>
 
 namespace android {
 namespace {

@@ -2,23 +2,17 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <media/AudioTrack.h>
 #include <oxa/host/SoundOutput.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cmath>
 #include <cstdlib>
-#include <cstring>
-#include <utility>
 
 #include "audio/SoundSink.h"
-#include "platform/codec/FaultLog.h"
-#include "support/Deadline.h"
+#include "support/FaultLog.h"
 #include "support/Sound.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {
@@ -40,16 +34,11 @@ double frequencyOf(int channel) {
     return 300 + 200 * channel;
 }
 
-// A tone of its own on each channel.
 std::vector<int16_t> tones(int channels, int rate, size_t frames) {
-    std::vector<int16_t> pcm(frames * channels);
-    for (int channel = 0; channel < channels; ++channel) {
-        const std::vector<float> tone = sine(frequencyOf(channel), kAmplitude, rate, frames);
-        for (size_t i = 0; i < frames; ++i) {
-            pcm[i * channels + channel] = static_cast<int16_t>(std::lrint(tone[i] * 32768));
-        }
-    }
-    return pcm;
+    std::vector<double> frequencies;
+    for (int channel = 0; channel < channels; ++channel)
+        frequencies.push_back(frequencyOf(channel));
+    return oxa::test::tones(frequencies, kAmplitude, rate, frames);
 }
 
 void play(const sp<AudioTrack>& track, const std::vector<int16_t>& pcm) {

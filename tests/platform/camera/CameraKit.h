@@ -5,17 +5,11 @@
 
 #include <camera/Camera.h>
 #include <camera/CameraParameters.h>
-#include <gtest/gtest.h>
 #include <oxa/host/Cameras.h>
 
-#include <memory>
-#include <mutex>
-#include <string>
-#include <vector>
-
 #include "graphics/LocalBufferProducer.h"
-#include "platform/codec/FaultLog.h"
-#include "support/Deadline.h"
+#include "support/FaultLog.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 

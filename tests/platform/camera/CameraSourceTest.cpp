@@ -1,21 +1,15 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <media/hardware/HardwareAPI.h>
 #include <media/stagefright/CameraSource.h>
 #include <media/stagefright/MediaBuffer.h>
 #include <utils/Timers.h>
 
-#include <algorithm>
-#include <atomic>
-#include <functional>
-#include <thread>
-
 #include "graphics/PictureBuffer.h"
 #include "platform/camera/CameraKit.h"
-#include "platform/live/LiveSources.h"
-#include "support/Deadline.h"
+#include "support/LiveSources.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

@@ -1,7 +1,6 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <oxa/host/HdmiReceiver.h>
 
 #include <cerrno>
@@ -11,8 +10,8 @@
 #include "hdmi/HdmiSignal.h"
 #include "live/LiveReader.h"
 #include "platform/camera/CameraKit.h"
-#include "platform/live/LiveSources.h"
-#include "support/TempDir.h"
+#include "support/LiveSources.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

@@ -1,7 +1,6 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <gui/Surface.h>
 #include <media/MediaBufferHolder.h>
 #include <media/hardware/HardwareAPI.h>
@@ -10,13 +9,11 @@
 #include <mediadrm/ICrypto.h>
 #include <oxa/host/EncoderPreset.h>
 
-#include <cstring>
-
 #include "platform/camera/CameraKit.h"
-#include "platform/codec/CodecClient.h"
-#include "platform/live/LiveSources.h"
+#include "support/CodecClient.h"
+#include "support/LiveSources.h"
 #include "support/Pictures.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

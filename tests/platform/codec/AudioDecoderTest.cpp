@@ -2,24 +2,19 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <datasource/FileSource.h>
-#include <gtest/gtest.h>
 #include <gui/Surface.h>
 #include <media/stagefright/MediaCodec.h>
 #include <media/stagefright/NuMediaExtractor.h>
 
-#include <algorithm>
-#include <cmath>
-#include <functional>
 #include <random>
 
 #include "codec/AvAudioDecoder.h"
 #include "ffmpeg/TrackParameters.h"
-#include "platform/codec/AudioComponentDriver.h"
-#include "platform/codec/FaultLog.h"
+#include "support/AudioComponentDriver.h"
+#include "support/FaultLog.h"
 #include "support/MediaReader.h"
 #include "support/Sound.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {
@@ -211,36 +206,6 @@ TEST(AudioDecoderTest, VorbisIsDecodedFromItsPlainKeys) {
     const Sound sound = soundFromPcm(driver.pcm(), 2, 48000);
     EXPECT_NEAR(sound.seconds(), kToneSeconds, 0.03);
     EXPECT_NEAR(dominantFrequency(window(sound.channel(1), 48000, 0.3, 1), 48000), 430, 2);
-}
-
-// The client hears of one format; the second part, with another rate or another number of
-// channels, must come in the first part's shape, with its pitch, level, length and place in time.
-TEST(AudioDecoderTest, ALaterChangeIsConvertedToTheFirstFormat) {
-    const struct {
-        int channels;
-        int sampleRate;
-        double leftGainDb;  // how loud the first channel goes to the left side
-    } kSecondParts[] = {{1, 32000, -3.01}, {6, 48000, 0}};
-    for (const auto& second : kSecondParts) {
-        SCOPED_TRACE(second.channels);
-        const std::string path = TempDir::ofProcess().file("joined.aac");
-        ASSERT_TRUE(
-                writeFile(path, readFile(toneFile("aac", "aac", 2, 48000)) +
-                                        readFile(toneFile("aac", "aac", second.channels,
-                                                          second.sampleRate, {"-b:a", "256k"}))));
-        AudioComponentDriver driver(newDecoder());
-        ASSERT_TRUE(AudioPackets(path).decode(&driver));
-        ASSERT_EQ(driver.formats().size(), 1u);
-        EXPECT_EQ(driver.formatInt32("channel-count"), 2);
-        EXPECT_EQ(driver.formatInt32("sample-rate"), 48000);
-        const Sound sound = soundFromPcm(driver.pcm(), 2, 48000);
-        EXPECT_NEAR(sound.seconds(), 2 * kToneSeconds, 0.15);
-        EXPECT_NEAR(dominantFrequency(window(sound.channel(1), 48000, 0.3, 1), 48000), 430, 2);
-        const std::vector<float> left = window(sound.channel(0), 48000, kToneSeconds + 0.3, 1);
-        EXPECT_NEAR(dominantFrequency(left, 48000), 300, 2);
-        EXPECT_NEAR(toneDb(left, 48000, 300), 20 * std::log10(kToneAmplitude) + second.leftGainDb,
-                    0.5);
-    }
 }
 
 // What is behind the damage must be what it is without damage, at the same time; the client gets no

@@ -1,7 +1,6 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <gui/Surface.h>
 #include <media/hardware/HardwareAPI.h>
 #include <mediadrm/ICrypto.h>
@@ -9,11 +8,11 @@
 #include "graphics/LocalBufferProducer.h"
 #include "graphics/PictureBuffer.h"
 #include "graphics/PictureQueue.h"
-#include "platform/codec/CodecClient.h"
-#include "platform/codec/FaultLog.h"
-#include "platform/graphics/TestPictures.h"
+#include "support/CodecClient.h"
+#include "support/FaultLog.h"
 #include "support/MediaReader.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
+#include "support/TestPictures.h"
 
 namespace oxa::test {
 namespace {

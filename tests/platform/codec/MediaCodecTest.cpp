@@ -1,19 +1,17 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <gui/IGraphicBufferProducer.h>
 #include <gui/Surface.h>
 #include <media/stagefright/MediaErrors.h>
 #include <mediadrm/ICrypto.h>
 
 #include <array>
-#include <atomic>
 #include <cerrno>
-#include <cstring>
 
-#include "platform/codec/CodecClient.h"
 #include "platform/codec/ScriptedComponent.h"
+#include "support/CodecClient.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

@@ -3,11 +3,10 @@
 
 #include "graphics/PictureQueue.h"
 
-#include <gtest/gtest.h>
-
 #include <cerrno>
 
-#include "platform/graphics/TestPictures.h"
+#include "support/Test.h"
+#include "support/TestPictures.h"
 
 namespace oxa::test {
 namespace {

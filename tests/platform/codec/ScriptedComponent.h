@@ -3,10 +3,9 @@
 
 #pragma once
 
-#include <vector>
-
 #include "codec/CodecComponent.h"
 #include "codec/ComponentTable.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 

@@ -2,10 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "codec/TimeSpreader.h"
-
-#include <gtest/gtest.h>
-
-#include <vector>
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

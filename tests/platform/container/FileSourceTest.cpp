@@ -3,15 +3,12 @@
 
 #include <datasource/FileSource.h>
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <media/stagefright/MediaErrors.h>
 #include <unistd.h>
 
 #include <future>
-#include <string>
 
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {

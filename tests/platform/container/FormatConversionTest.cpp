@@ -1,18 +1,13 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <random>
-#include <vector>
 
 #include "media/AvcStream.h"
 #include "media/Esds.h"
 #include "media/HevcStream.h"
 #include "support/MediaReader.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {
@@ -49,36 +44,32 @@ TEST(AvcStreamTest, SplitsAtStartCodesOfBothLengths) {
     EXPECT_TRUE(splitAnnexB(stream.data() + 1, 3).empty());
 }
 
-// The record that an encoder's own muxer wrote, with the fields of High profile.
+Bytes recordOf(const char* clip) {
+    const oxa::test::MediaReader reader(oxa::test::mediaPath(clip));
+    const AVCodecParameters& parameters =
+            *reader.format()->streams[reader.findStream(AVMEDIA_TYPE_VIDEO)]->codecpar;
+    return Bytes(parameters.extradata, parameters.extradata + parameters.extradata_size);
+}
+
+// The record that an encoder's own muxer wrote, with the fields of High profile. The chroma fields
+// at the end are optional, everything before is not.
 TEST(AvcStreamTest, RebuildsTheRecordOfAFile) {
-    oxa::test::MediaReader reader(oxa::test::mediaPath("flower_540p_h264_aac.mp4"));
-    ASSERT_TRUE(reader.ok());
-    const AVCodecParameters* parameters =
-            reader.format()->streams[reader.findStream(AVMEDIA_TYPE_VIDEO)]->codecpar;
-    const Bytes record(parameters->extradata, parameters->extradata + parameters->extradata_size);
+    const Bytes record = recordOf("flower_540p_h264_aac.mp4");
     const Bytes annexB = annexBFromAvcConfiguration(record.data(), record.size());
-    EXPECT_THAT(makeAvcConfiguration(annexB.data(), annexB.size()), ElementsAreArray(record));
-    // The chroma fields at the end are optional, everything before is not.
-    for (size_t size = 0; size < record.size() - 4; ++size) {
+    EXPECT_EQ(makeAvcConfiguration(annexB.data(), annexB.size()), record);
+    for (size_t size = 0; size < record.size() - 4; ++size)
         EXPECT_TRUE(annexBFromAvcConfiguration(record.data(), size).empty()) << size;
-    }
 }
 
 // The record that another encoder's muxer wrote; what it knows beyond the parameter sets is left
 // out.
 TEST(HevcStreamTest, RebuildsTheRecordOfAFile) {
-    oxa::test::MediaReader reader(oxa::test::mediaPath("bunny_480p_hevc.mp4"));
-    ASSERT_TRUE(reader.ok());
-    const AVCodecParameters* parameters =
-            reader.format()->streams[reader.findStream(AVMEDIA_TYPE_VIDEO)]->codecpar;
-    const Bytes record(parameters->extradata, parameters->extradata + parameters->extradata_size);
+    const Bytes record = recordOf("bunny_480p_hevc.mp4");
     const Bytes annexB = annexBFromHevcConfiguration(record.data(), record.size());
     const Bytes made = makeHevcConfiguration(annexB.data(), annexB.size());
     ASSERT_GE(made.size(), 23u);
-    EXPECT_THAT(Bytes(made.begin(), made.begin() + 13),
-                ElementsAreArray(record.begin(), record.begin() + 13));
-    EXPECT_THAT(Bytes(made.begin() + 16, made.begin() + 21),
-                ElementsAreArray(record.begin() + 16, record.begin() + 21));
+    for (const auto& [from, to] : {std::pair(0, 13), {16, 21}})
+        EXPECT_TRUE(std::equal(made.begin() + from, made.begin() + to, record.begin() + from));
     EXPECT_EQ(annexBFromHevcConfiguration(made.data(), made.size()), annexB);
     for (size_t size = 0; size < record.size(); ++size) {
         EXPECT_TRUE(annexBFromHevcConfiguration(record.data(), size).empty()) << size;

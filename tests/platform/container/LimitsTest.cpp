@@ -4,19 +4,12 @@
 #include "ffmpeg/MediaLimits.h"
 
 #include <datasource/FileSource.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <media/stagefright/NuMediaExtractor.h>
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/AMessage.h>
 
-#include <cstring>
-#include <string>
-#include <vector>
-
 #include "ffmpeg/TrackParameters.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {

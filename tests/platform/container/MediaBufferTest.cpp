@@ -1,19 +1,15 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <media/MediaBufferHolder.h>
 #include <media/stagefright/MediaAdapter.h>
 #include <media/stagefright/MediaBuffer.h>
 #include <media/stagefright/MetaData.h>
 #include <media/stagefright/foundation/ABuffer.h>
 
-#include <atomic>
 #include <future>
-#include <thread>
 
-#include "support/Deadline.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {

@@ -1,12 +1,8 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "extractor/ProgramClock.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {

@@ -3,20 +3,15 @@
 
 #include "ffmpeg/SampleForm.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <media/stagefright/MediaErrors.h>
 #include <media/stagefright/MetaData.h>
 #include <media/stagefright/Utils.h>
 #include <media/stagefright/foundation/ABuffer.h>
 
-#include <string>
-#include <vector>
-
 #include "ffmpeg/TrackParameters.h"
 #include "platform/container/TrackSamples.h"
 #include "support/MediaReader.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 extern "C" {
 #include <libavutil/mem.h>

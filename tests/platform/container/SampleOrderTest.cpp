@@ -1,12 +1,8 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include "support/Test.h"
 #include "writer/SampleOrder.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
 
 namespace android {
 namespace {

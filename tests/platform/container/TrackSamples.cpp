@@ -4,11 +4,12 @@
 #include "platform/container/TrackSamples.h"
 
 #include <datasource/FileSource.h>
-#include <gtest/gtest.h>
 #include <media/stagefright/MediaErrors.h>
 #include <media/stagefright/foundation/ABuffer.h>
 
 #include <cstdlib>
+
+#include "support/Test.h"
 
 namespace android {
 

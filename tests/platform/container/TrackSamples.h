@@ -9,8 +9,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <ostream>
-#include <string>
-#include <vector>
+
+#include "support/Test.h"
 
 namespace android {
 

@@ -1,17 +1,12 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 
-#include <algorithm>
-#include <string>
-#include <thread>
-#include <vector>
-
 #include "foundation/TimerSlack.h"
 #include "platform/foundation/LooperTestKit.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {

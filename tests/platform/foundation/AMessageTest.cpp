@@ -1,16 +1,12 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/AHandler.h>
 #include <media/stagefright/foundation/AMessage.h>
 
-#include <string>
-#include <vector>
-
 #include "platform/foundation/LooperTestKit.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {

@@ -4,13 +4,11 @@
 #include <binder/IPCThreadState.h>
 #include <binder/MemoryBase.h>
 #include <binder/MemoryHeapBase.h>
-#include <gtest/gtest.h>
 #include <stdlib.h>
-#include <string.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <thread>
+#include "support/Test.h"
 
 namespace android {
 namespace {

@@ -7,12 +7,9 @@
 #include <media/stagefright/foundation/ALooper.h>
 #include <media/stagefright/foundation/AMessage.h>
 
-#include <atomic>
-#include <chrono>
 #include <condition_variable>
-#include <functional>
-#include <mutex>
-#include <utility>
+
+#include "support/Test.h"
 
 namespace oxa::test {
 

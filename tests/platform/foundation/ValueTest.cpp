@@ -3,8 +3,6 @@
 
 #define LOG_TAG "ValueTest"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/ADebug.h>
 #include <media/stagefright/foundation/AString.h>
@@ -12,7 +10,8 @@
 #include <utils/String8.h>
 
 #include <csignal>
-#include <cstring>
+
+#include "support/Test.h"
 
 namespace android {
 namespace {

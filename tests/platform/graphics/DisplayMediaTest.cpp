@@ -1,17 +1,14 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <oxa/host/Display.h>
 
 #include <cstdio>
 #include <filesystem>
 
-#include "platform/codec/PlayJob.h"
 #include "support/Pictures.h"
-#include "support/ProcessRunner.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/PlayJob.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

@@ -1,21 +1,16 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <oxa/host/Display.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
-#include <functional>
-#include <thread>
 
 #include "graphics/LocalBufferProducer.h"
-#include "platform/codec/FaultLog.h"
-#include "platform/graphics/TestPictures.h"
-#include "support/Deadline.h"
-#include "support/TempDir.h"
+#include "support/FaultLog.h"
+#include "support/Test.h"
+#include "support/TestPictures.h"
 
 namespace oxa::test {
 namespace {
@@ -103,30 +98,6 @@ TEST_P(EveryDisplayTest, CanGoWhileSomebodyRenders) {
     running = false;
     renderer.join();
     EXPECT_EQ(PictureQueue::kDefaultPlaces, mProducer->freePlaces());
-}
-
-// A producer may answer a free place with its next picture, on the same thread.
-TEST_P(EveryDisplayTest, TakesPicturesThatAreQueuedWhenAPlaceGetsFree) {
-    struct Chain : public PictureQueue::ProducerListener {
-        void onPlaceFree() override {
-            if (left > 0 && queue->tryReserve()) {
-                --left;
-                queue->queue(picture, 0);
-            }
-        }
-        void onDrainRequested() override {}
-
-        sp<PictureQueue> queue;
-        const sp<Picture> picture = makeCard();
-        std::atomic<int> left{50};
-    };
-    mProducer->disconnect();
-    const sp<Chain> chain = new Chain;
-    chain->queue = mQueue;
-    ASSERT_EQ(OK, mQueue->connect(chain));
-    chain->onPlaceFree();
-    EXPECT_TRUE(waitFor([&] { return counted() >= 50; })) << counted() << " pictures";
-    mQueue->disconnect(chain);  // they hold each other
 }
 
 INSTANTIATE_TEST_SUITE_P(

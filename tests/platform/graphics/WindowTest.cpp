@@ -1,19 +1,15 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <oxa/host/Display.h>
 #include <signal.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 #include "graphics/LocalBufferProducer.h"
-#include "platform/graphics/TestPictures.h"
-#include "support/Deadline.h"
-#include "support/ProcessRunner.h"
+#include "support/Test.h"
+#include "support/TestPictures.h"
 
 namespace oxa::test {
 

@@ -3,7 +3,6 @@
 
 #include <android/hidl/allocator/1.0/IAllocator.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <hidlmemory/mapping.h>
 #include <oxa/host/HdmiReceiver.h>
 #include <oxa/host/HdmiSound.h>
@@ -13,36 +12,24 @@
 #include <utils/Timers.h>
 #include <vendor/oxa/audioutil/1.0/IAudioUtil.h>
 
-#include <algorithm>
-#include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <filesystem>
-#include <functional>
-#include <thread>
 
-#include "platform/audio/RampSource.h"
-#include "platform/codec/FaultLog.h"
-#include "support/Deadline.h"
+#include "support/FaultLog.h"
+#include "support/RampSource.h"
 #include "support/Sound.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {
 
 using namespace oxa::test;
 using hardware::Return;
-using hardware::Void;
 using oxa::host::Fault;
-using oxa::host::HdmiReceiverOptions;
-using oxa::host::SimulatedHdmiReceiver;
 using vendor::oxa::audioutil::V1_0::IAudioUtil;
-using vendor::oxa::audioutil::V1_0::IAudioUtilCallback;
 
 constexpr int kRate = 48000;
 constexpr int32_t kStateOff = -1;
-constexpr int32_t kStateAfterLoss = 1;
 constexpr int32_t kStateNoBlock = 3;
 constexpr int32_t kPid = 42;
 
@@ -220,17 +207,6 @@ TEST_F(HdmiSoundTest, GivesBlocksInTimeAndWithoutGaps) {
     EXPECT_EQ(kStateOff, answer.state);
 }
 
-TEST_F(HdmiSoundTest, TellsTheClientThatItWasLate) {
-    useSource(rampSource(kRate));
-    RxClient client;
-    client.start(1);
-    ASSERT_TRUE(waitFor([] { return oxa::host::hdmiSoundFigures().dropped > 2; }));
-    ASSERT_TRUE(client.pollFrames(40 * 1024));
-    EXPECT_EQ(kStateAfterLoss, client.blocks().front().state);
-    const auto later = [](const RxAnswer& block) { return block.state == 0; };
-    EXPECT_TRUE(std::any_of(client.blocks().begin(), client.blocks().end(), later));
-}
-
 TEST_F(HdmiSoundTest, GoesOnWithAnotherSampleRate) {
     const auto heard = oxa::host::useSoundRecording(SIZE_MAX);
     const auto hears = [&](int sampleRate) {
@@ -356,47 +332,10 @@ TEST_F(HdmiSoundTest, ServiceThatDiesIsNoticed) {
     EXPECT_EQ(nullptr, IAudioUtil::getService("default", false));
 }
 
-class PlugCallback : public IAudioUtilCallback {
-  public:
-    Return<void> handleEvent(int32_t event) override {
-        EXPECT_EQ(0, event);
-        EXPECT_NE(mMaker, std::this_thread::get_id());
-        ++mEvents;
-        return Void();
-    }
-    const std::thread::id mMaker = std::this_thread::get_id();
-    std::atomic<int> mEvents{0};
-};
-
 TEST_F(HdmiSoundTest, TellsThatThereIsNoReceiver) {
     RxClient client;
     client.start();
     EXPECT_EQ(1, faults(ENODEV));
-}
-
-TEST_F(HdmiSoundTest, TellsOfThePlugUntilTheCallbackIsRemoved) {
-    HdmiReceiverOptions options;
-    options.deviceRoot = mRoot.path();
-    std::string error;
-    const auto receiver = SimulatedHdmiReceiver::create(options, &error);
-    ASSERT_NE(nullptr, receiver) << error;
-    const sp<IAudioUtil> service = IAudioUtil::getService("default", false);
-    const sp<PlugCallback> callback = new PlugCallback;
-    const sp<PlugCallback> other = new PlugCallback;
-    service->registerRxCallback(kPid, callback);
-    service->registerRxCallback(kPid + 1, other);
-    receiver->unplug();
-    EXPECT_TRUE(waitFor([&] { return callback->mEvents == 1; }));
-    receiver->plug();
-    EXPECT_TRUE(waitFor([&] { return callback->mEvents == 2; }));
-    service->removeRxCallback(kPid);
-    receiver->unplug();
-    EXPECT_TRUE(waitFor([&] { return other->mEvents == 3; }));
-    EXPECT_EQ(2, callback->mEvents);
-    service->removeRxCallback(kPid + 1);
-    // Nobody but the test holds them any more.
-    EXPECT_EQ(1, callback->getStrongCount());
-    EXPECT_EQ(1, other->getStrongCount());
 }
 
 }  // namespace

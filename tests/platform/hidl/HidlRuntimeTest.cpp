@@ -3,7 +3,6 @@
 
 #include <android/hidl/allocator/1.0/IAllocator.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <hidl/Status.h>
 #include <hidlmemory/mapping.h>
 #include <oxa/host/HdmiSound.h>
@@ -11,8 +10,8 @@
 #include <vendor/oxa/audioutil/1.0/IAudioUtil.h>
 
 #include <sstream>
-#include <utility>
-#include <vector>
+
+#include "support/Test.h"
 
 namespace android::hardware {
 namespace {

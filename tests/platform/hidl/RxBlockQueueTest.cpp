@@ -3,9 +3,8 @@
 
 #include "hdmi/RxBlockQueue.h"
 
-#include <gtest/gtest.h>
-
-#include "platform/audio/RampSource.h"
+#include "support/RampSource.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {

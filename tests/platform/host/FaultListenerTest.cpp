@@ -1,13 +1,11 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <log/log.h>
 #include <oxa/host/FaultListener.h>
 #include <utils/Timers.h>
 
-#include <atomic>
-#include <thread>
+#include "support/Test.h"
 
 namespace oxa::host {
 namespace {

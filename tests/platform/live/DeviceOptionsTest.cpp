@@ -1,11 +1,11 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <linux/videodev2.h>
 
 #include "live/DeviceOptions.h"
 #include "live/V4l2Modes.h"
+#include "support/Test.h"
 
 extern "C" {
 #include <libavutil/avutil.h>

@@ -1,16 +1,11 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <utils/Timers.h>
 
-#include <thread>
-
 #include "live/LiveReader.h"
-#include "platform/live/LiveSources.h"
-#include "support/Deadline.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/LiveSources.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

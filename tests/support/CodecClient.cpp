@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/codec/CodecClient.h"
+#include "support/CodecClient.h"
 
 #include <algorithm>
 #include <chrono>

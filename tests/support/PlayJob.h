@@ -12,7 +12,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/codec/CodecClient.h"
+#include "support/CodecClient.h"
 
 namespace oxa::test {
 

@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/codec/AudioComponentDriver.h"
+#include "support/AudioComponentDriver.h"
 
 #include <gui/Surface.h>
 #include <media/stagefright/MediaCodec.h>

@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/graphics/TestPictures.h"
+#include "support/TestPictures.h"
 
 #include <algorithm>
 #include <cstdlib>

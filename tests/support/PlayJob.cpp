@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/codec/PlayJob.h"
+#include "support/PlayJob.h"
 
 #include <datasource/FileSource.h>
 #include <gui/Surface.h>
