@@ -1,17 +1,12 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "files/FileCheck.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

@@ -3,14 +3,12 @@
 
 #include "files/ByteEdits.h"
 
-#include <cmath>
+#include <bitset>
 #include <cstdint>
 #include <cstdlib>
-#include <functional>
 #include <iostream>
-#include <map>
 
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 
@@ -278,102 +276,38 @@ std::string withEmulation(const std::string& plain) {
     return unit;
 }
 
-// The bits of a unit, of which some can be left out.
-class Bits {
-  public:
-    explicit Bits(const std::string& bytes) {
-        for (char byte : bytes) {
-            for (int bit = 7; bit >= 0; --bit)
-                mBits += (byte >> bit & 1) ? '1' : '0';
-        }
-    }
+std::string bitsOf(const std::string& bytes) {
+    std::string bits;
+    for (char byte : bytes)
+        bits += std::bitset<8>(static_cast<uint8_t>(byte)).to_string();
+    return bits;
+}
 
-    void skip(size_t count) { mAt += count; }
-    bool flag() { return mBits.at(mAt++) == '1'; }
-    unsigned golomb() {
-        size_t zeros = 0;
-        while (!flag())
-            ++zeros;
-        unsigned value = 1;
-        for (; zeros > 0; --zeros)
-            value = value << 1 | (flag() ? 1 : 0);
-        return value - 1;
-    }
-    // The flag before this place, and `count` bits behind it.
-    void clearFlagWith(size_t count) {
-        mBits[mAt - 1] = '0';
-        mBits.erase(mAt, count);
-    }
-    std::string bytes() const {
-        std::string bits = mBits.substr(0, mBits.rfind('1') + 1);
-        bits.resize((bits.size() + 7) / 8 * 8, '0');
-        std::string bytes;
-        for (size_t at = 0; at < bits.size(); at += 8)
-            bytes += static_cast<char>(std::stoi(bits.substr(at, 8), nullptr, 2));
-        return bytes;
-    }
-
-  private:
-    std::string mBits;
-    size_t mAt = 0;
-};
-
-// Goes to the picture's rate in the parameters of a High, Main or Baseline stream without matrices.
-bool findRate(Bits* bits, int profile) {
-    bits->skip(8 * 4);
-    bits->golomb();
-    if (profile == 100) {
-        bits->golomb();
-        bits->golomb();
-        bits->golomb();
-        bits->skip(1);
-        if (bits->flag()) return false;
-    }
-    bits->golomb();
-    if (bits->golomb() == 0) bits->golomb();
-    bits->golomb();
-    bits->skip(1);
-    bits->golomb();
-    bits->golomb();
-    if (!bits->flag()) bits->skip(1);
-    bits->skip(1);
-    if (bits->flag()) {
-        for (int i = 0; i < 4; ++i)
-            bits->golomb();
-    }
-    if (!bits->flag()) return false;
-    constexpr size_t kExtendedAspect = 255;
-    if (bits->flag()) {
-        size_t aspect = 0;
-        for (int i = 0; i < 8; ++i)
-            aspect = aspect << 1 | (bits->flag() ? 1 : 0);
-        if (aspect == kExtendedAspect) bits->skip(32);
-    }
-    if (bits->flag()) bits->skip(1);
-    if (bits->flag()) {
-        bits->skip(4);
-        if (bits->flag()) bits->skip(24);
-    }
-    if (bits->flag()) {
-        bits->golomb();
-        bits->golomb();
-    }
-    return bits->flag();
+// Up to the last one that is set, which is followed by zeros.
+std::string bytesOf(std::string bits) {
+    bits.resize((bits.rfind('1') + 8) / 8 * 8, '0');
+    std::string bytes;
+    for (size_t at = 0; at < bits.size(); at += 8)
+        bytes += static_cast<char>(std::bitset<8>(bits, at, 8).to_ulong());
+    return bytes;
 }
 
 bool h264NoRate(std::string* bytes, const Words&) {
     bool changed = false;
     const std::string start("\0\0\1", 3);
+    // The flag that there is one, and a tick, of which 50 are a second; another flag is behind it.
+    const std::string rate = "1" + bitsOf(std::string("\0\0\0\1\0\0\0\x32", 8));
     for (size_t at = bytes->find(start); at != std::string::npos; at = bytes->find(start, at + 3)) {
         if ((readBig(*bytes, at + 3, 1) & 0x1f) != 7) continue;
         size_t end = bytes->find(start, at + 3);
         if (end != std::string::npos && (*bytes)[end - 1] == 0) --end;
         const std::string unit =
                 bytes->substr(at + 3, end == std::string::npos ? end : end - at - 3);
-        Bits bits(withoutEmulation(unit));
-        if (!findRate(&bits, static_cast<uint8_t>(unit[1]))) continue;
-        bits.clearFlagWith(32 + 32 + 1);
-        bytes->replace(at + 3, unit.size(), withEmulation(bits.bytes()));
+        std::string bits = bitsOf(withoutEmulation(unit));
+        const size_t place = bits.find(rate);
+        if (place == std::string::npos) continue;
+        bits.replace(place, rate.size() + 1, "0");
+        bytes->replace(at + 3, unit.size(), withEmulation(bytesOf(bits)));
         changed = true;
     }
     return changed;

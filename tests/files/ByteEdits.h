@@ -20,7 +20,7 @@ namespace oxa::test {
 //   asf-time IN FROM TO OUT           objects of one time get another, in milliseconds
 //   mkv-encrypt IN OUT                the track whose name is "seventeen letters" has a key
 //   mp4-matrix IN A B C D OUT         the display matrix of the first track, without its offsets
-//   h264-no-rate IN OUT               the sequence parameters of a raw stream lose their rate
+//   h264-no-rate IN OUT               the sequence parameters of a raw stream of 25 a second lose it
 //   cut IN FRACTION OUT               the first part
 // clang-format on
 void editBytes(const std::string& folder, const std::vector<std::string>& words);

@@ -3,12 +3,10 @@
 
 #include "files/DecodedFile.h"
 
-#include <cstring>
 #include <sstream>
-#include <vector>
 
 #include "support/MediaReader.h"
-#include "support/ProcessRunner.h"
+#include "support/Test.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {

@@ -3,17 +3,13 @@
 
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <fstream>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "files/FileTable.h"
 #include "support/Pictures.h"
 #include "support/Sound.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 

@@ -3,11 +3,8 @@
 
 #include "files/FileCheck.h"
 
-#include <algorithm>
 #include <array>
-#include <cmath>
 #include <filesystem>
-#include <map>
 #include <sstream>
 
 #include "cli/PlayerProgram.h"
@@ -16,7 +13,7 @@
 #include "support/MediaReader.h"
 #include "support/Pictures.h"
 #include "support/Sound.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {
@@ -386,16 +383,22 @@ std::pair<double, double> uprightSize(const StreamProbe& video) {
 // What an output of a file must be like, which has its size and its rate.
 DifficultFile likeItself(const std::string& path, const MediaProbe& source,
                          const MediaProbe& output) {
-    DifficultFile file(std::filesystem::path(path).filename(), path, "");
-    file.psnr(0);  // how good a picture can be is the peer's to say
+    DifficultFile file{std::filesystem::path(path).filename(), path};
+    file.leastPsnrDb = 0;  // how good a picture can be is the peer's to say
     for (const StreamProbe* stream : {source.video(), source.audio()}) {
         constexpr int kMatterOfTaste = 3;
-        if (stream != nullptr && stream->decodeErrors > 0) file.damaged(kMatterOfTaste);
+        if (stream != nullptr && stream->decodeErrors > 0) file.pictureTolerance = kMatterOfTaste;
     }
-    if (source.video() != nullptr && source.video()->frameCount > 0 && output.video() != nullptr)
-        file.pictures(-1, output.video()->width, output.video()->height);
-    if (source.audio() != nullptr && source.audio()->frameCount > 0 && output.audio() != nullptr)
-        file.sound(0, output.audio()->sampleRate, layoutOf(path));
+    if (source.video() != nullptr && source.video()->frameCount > 0 && output.video() != nullptr) {
+        file.pictureCount = -1;
+        file.width = output.video()->width;
+        file.height = output.video()->height;
+    }
+    if (source.audio() != nullptr && source.audio()->frameCount > 0 && output.audio() != nullptr) {
+        file.hasSound = true;
+        file.sampleRate = output.audio()->sampleRate;
+        file.layout = layoutOf(path);
+    }
     return file;
 }
 
@@ -403,7 +406,7 @@ DifficultFile likeItself(const std::string& path, const MediaProbe& source,
 
 Misses missesOfUnknown(const std::string& path, const std::string& folder) {
     const std::string output = folder + "/out.mp4";
-    const ProcessResult result = transcodeOf({"", path, ""}, folder, output);
+    const ProcessResult result = transcodeOf({"", path}, folder, output);
     if (!result.ok()) return {"exit " + std::to_string(result.exitCode) + ": " + result.err};
     const MediaProbe source(path);
     const MediaProbe made(output);

@@ -3,10 +3,8 @@
 
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "files/FileTable.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 
