@@ -15,6 +15,7 @@
 #include "audio/PcmFormat.h"
 #include "audio/RecordBuffer.h"
 #include "audio/SoundCapture.h"
+#include "base/SessionState.h"
 
 namespace android {
 
@@ -104,7 +105,7 @@ AudioRecord::AudioRecord(audio_source_t inputSource, uint32_t sampleRate, audio_
       mSessionId(sessionId) {
     mStatus = open(format, channelMask, frameCount, notificationFrames, transferType);
     if (mStatus == OK && mCallbackMode) {
-        mCallbackThread = std::thread([this] { runCallback(); });
+        mCallbackThread = std::thread(oxa::host::inSession([this] { runCallback(); }));
     }
 }
 

@@ -15,6 +15,7 @@
 #include "audio/PcmFormat.h"
 #include "audio/SoundOutputChoice.h"
 #include "audio/TrackBuffer.h"
+#include "base/SessionState.h"
 
 namespace android {
 
@@ -54,7 +55,7 @@ AudioTrack::AudioTrack(audio_stream_type_t streamType, uint32_t sampleRate, audi
     mStatus = open(streamType, sampleRate, format, channelMask, frameCount, notificationFrames,
                    transferType);
     if (mStatus == OK && mCallbackMode) {
-        mCallbackThread = std::thread([this] { runCallback(); });
+        mCallbackThread = std::thread(oxa::host::inSession([this] { runCallback(); }));
     }
 }
 

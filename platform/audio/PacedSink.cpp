@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <chrono>
 
+#include "base/SessionState.h"
+
 namespace android {
 
 PacedSink::PacedSink(std::unique_ptr<SoundConsumer> consumer) : mConsumer(std::move(consumer)) {}
@@ -28,7 +30,7 @@ status_t PacedSink::open(const SoundFormat& format, SoundSource* source) {
 status_t PacedSink::start() {
     if (mThread.joinable()) return OK;
     mStopping = false;
-    mThread = std::thread([this, startUs = monotonicUs()] { run(startUs); });
+    mThread = std::thread(oxa::host::inSession([this, startUs = monotonicUs()] { run(startUs); }));
     return OK;
 }
 

@@ -14,6 +14,8 @@
 #include <mutex>
 #include <utility>
 
+#include "base/SessionState.h"
+
 namespace android {
 
 namespace {
@@ -132,7 +134,7 @@ class SoundCapture::Worker {
 SoundCapture::SoundCapture(const LiveOptions& options, std::unique_ptr<LiveReader> reader,
                            int64_t retryUs, SoundCaptureClient* client)
     : mWorker(std::make_shared<Worker>(options, std::move(reader), retryUs, client)),
-      mThread([worker = mWorker] { worker->run(); }) {}
+      mThread(oxa::host::inSession([worker = mWorker] { worker->run(); })) {}
 
 SoundCapture::~SoundCapture() {
     if (mWorker->quit()) {

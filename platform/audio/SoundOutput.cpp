@@ -16,6 +16,7 @@
 #include "audio/SoundOutputChoice.h"
 #include "audio/WavFile.h"
 #include "base/Module.h"
+#include "base/SessionState.h"
 
 namespace android {
 
@@ -41,8 +42,7 @@ std::unique_ptr<SoundSink> openNullSink(const SoundFormat& format, SoundSource* 
     return openPacedSink(nullptr, format, source);
 }
 
-std::mutex gFactoryLock;
-SoundSinkFactory gFactory = openDeviceSink;  // guarded by gFactoryLock
+oxa::host::SessionValue<SoundSinkFactory> gFactory(openDeviceSink);
 
 // "name.wav" for the first track, "name-2.wav" for the second.
 std::string numberedPath(const std::string& path, int number) {
@@ -84,17 +84,11 @@ class RecordingConsumer : public SoundConsumer {
 }  // namespace
 
 void setSoundSinkFactory(SoundSinkFactory factory) {
-    std::lock_guard<std::mutex> lock(gFactoryLock);
-    gFactory = std::move(factory);
+    gFactory.set(std::move(factory));
 }
 
 std::unique_ptr<SoundSink> openSoundSink(const SoundFormat& format, SoundSource* source) {
-    SoundSinkFactory factory;
-    {
-        std::lock_guard<std::mutex> lock(gFactoryLock);
-        factory = gFactory;
-    }
-    return factory(format, source);
+    return gFactory.get()(format, source);
 }
 
 }  // namespace android

@@ -10,6 +10,8 @@
 #include <map>
 #include <mutex>
 
+#include "base/SessionState.h"
+
 namespace oxa::host {
 
 namespace {
@@ -39,6 +41,8 @@ void removeFaultListener(int id) {
 
 void reportFault(Fault fault) {
     fault.timeUs = monotonicUs();
+    const auto session = SessionState::current();
+    fault.session = session != nullptr ? session->id() : 0;
     ALOGW("%s: %s%s", fault.object.c_str(), fault.cause.c_str(), fault.ended ? " (ended)" : "");
     std::lock_guard<std::mutex> lock(gListenerLock);
     for (const auto& [id, listener] : gListeners)

@@ -11,6 +11,8 @@
 
 #include <cerrno>
 
+#include "base/SessionState.h"
+
 namespace android {
 
 namespace {
@@ -271,7 +273,7 @@ status_t CameraDevice::startCaptureLocked() {
         mEnded = false;
     }
     mReader->start();
-    mThread = std::thread([this] { capture(); });
+    mThread = std::thread(oxa::host::inSession([this] { capture(); }));
     return OK;
 }
 

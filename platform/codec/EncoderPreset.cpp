@@ -5,7 +5,8 @@
 
 #include <algorithm>
 #include <array>
-#include <mutex>
+
+#include "base/SessionState.h"
 
 namespace oxa::host {
 
@@ -15,21 +16,18 @@ constexpr std::array<const char*, 10> kPresets = {"ultrafast", "superfast", "ver
                                                   "fast",      "medium",    "slow",     "slower",
                                                   "veryslow",  "placebo"};
 
-std::mutex gPresetLock;
-std::string gPreset = "veryfast";  // guarded by gPresetLock
+SessionValue<std::string> gPreset("veryfast");
 
 }  // namespace
 
 bool setEncoderPreset(const std::string& preset) {
     if (std::find(kPresets.begin(), kPresets.end(), preset) == kPresets.end()) return false;
-    std::lock_guard<std::mutex> lock(gPresetLock);
-    gPreset = preset;
+    gPreset.set(preset);
     return true;
 }
 
 std::string encoderPreset() {
-    std::lock_guard<std::mutex> lock(gPresetLock);
-    return gPreset;
+    return gPreset.get();
 }
 
 }  // namespace oxa::host

@@ -10,6 +10,8 @@
 
 #include <chrono>
 
+#include "base/SessionState.h"
+
 namespace android {
 
 WorkerComponent::~WorkerComponent() {
@@ -32,10 +34,10 @@ status_t WorkerComponent::start(Client* client) {
         return err;
     }
     mStarted = true;
-    mWorker = std::thread([this] {
+    mWorker = std::thread(oxa::host::inSession([this] {
         prctl(PR_SET_NAME, "CodecWorker");
         runWorker();
-    });
+    }));
     return OK;
 }
 

@@ -9,13 +9,15 @@
 
 #include <utility>
 
+#include "base/SessionState.h"
+
 namespace android {
 
 PictureWorker::PictureWorker(const char* threadName, Handler handler)
-    : mHandler(std::move(handler)), mThread([this, threadName] {
+    : mHandler(std::move(handler)), mThread(oxa::host::inSession([this, threadName] {
           prctl(PR_SET_NAME, threadName);
           run();
-      }) {}
+      })) {}
 
 PictureWorker::~PictureWorker() {
     finish();

@@ -21,6 +21,7 @@
 #include <thread>
 #include <utility>
 
+#include "base/SessionState.h"
 #include "foundation/LooperRoster.h"
 #include "foundation/TimerSlack.h"
 
@@ -134,10 +135,10 @@ status_t ALooper::start(bool runOnCallingThread, bool /*canCallJava*/, int32_t p
         if (!runOnCallingThread) {
             std::string name = mName.empty() ? "ALooper" : mName.c_str();
             try {
-                core->mThread = std::thread([core, run, name, priority] {
+                core->mThread = std::thread(oxa::host::inSession([core, run, name, priority] {
                     prepareThread(name.c_str(), priority);
                     core->loop(run);
-                });
+                }));
             } catch (const std::system_error& error) {
                 ALOGE("no thread for looper %s: %s", name.c_str(), error.what());
                 return UNKNOWN_ERROR;

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 
+#include "base/SessionState.h"
 #include "ffmpeg/AvLog.h"
 
 namespace android {
@@ -129,7 +130,8 @@ status_t ContainerWriter::startSources(MetaData* params) {
     }
     mState = State::kStarted;
     for (auto& track : mTracks) {
-        track->thread = std::thread(&ContainerWriter::readTrack, this, track.get());
+        track->thread = std::thread(
+                oxa::host::inSession([this, track = track.get()] { readTrack(track); }));
     }
     return OK;
 }

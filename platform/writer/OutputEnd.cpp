@@ -3,36 +3,31 @@
 
 #include <oxa/host/OutputEnd.h>
 
-#include <atomic>
-#include <mutex>
-#include <utility>
+#include "base/SessionState.h"
 
 namespace oxa::host {
 
 namespace {
 
-std::atomic<OutputEnd> gEnd{OutputEnd::kAll};
-std::mutex gFiguresLock;
-std::optional<OutputFigures> gFigures;  // guarded by gFiguresLock
+SessionValue<OutputEnd> gEnd(OutputEnd::kAll);
+SessionValue<std::optional<OutputFigures>> gFigures;
 
 }  // namespace
 
 void setOutputEnd(OutputEnd end) {
-    gEnd = end;
+    gEnd.set(end);
 }
 
 OutputEnd outputEnd() {
-    return gEnd;
+    return gEnd.get();
 }
 
 std::optional<OutputFigures> takeOutputFigures() {
-    std::lock_guard<std::mutex> lock(gFiguresLock);
-    return std::exchange(gFigures, std::nullopt);
+    return gFigures.take();
 }
 
 void reportOutputFigures(const OutputFigures& figures) {
-    std::lock_guard<std::mutex> lock(gFiguresLock);
-    gFigures = figures;
+    gFigures.set(figures);
 }
 
 }  // namespace oxa::host

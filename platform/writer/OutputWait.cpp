@@ -3,22 +3,22 @@
 
 #include <oxa/host/OutputWait.h>
 
-#include <atomic>
+#include "base/SessionState.h"
 
 namespace oxa::host {
 
 namespace {
 
-std::atomic<int64_t> gLimitUs{-1};
+SessionValue<int64_t> gLimitUs(-1);
 
 }  // namespace
 
 void setOutputWaitLimit(int64_t limitUs) {
-    gLimitUs = limitUs;
+    gLimitUs.set(limitUs);
 }
 
 int64_t outputWaitLimit() {
-    return gLimitUs;
+    return gLimitUs.get();
 }
 
 }  // namespace oxa::host

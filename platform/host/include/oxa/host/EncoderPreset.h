@@ -7,7 +7,7 @@
 
 namespace oxa::host {
 
-// The speed preset of AVC encoders that are configured from now on, in this process; "veryfast"
+// The speed preset of AVC encoders that are configured from now on, in this session; "veryfast"
 // until set. Returns false and changes nothing for a name that the encoder does not know
 // (ultrafast, superfast, veryfast, faster, fast, medium, slow, slower, veryslow, placebo).
 // Thread-safe.

@@ -20,6 +20,8 @@ struct Fault {
     int error = 0;       // errno of the cause, 0 where there is none
     uint64_t count = 1;  // how often so far, e.g. damaged packets of one decoder
     int64_t timeUs = 0;  // CLOCK_MONOTONIC, set by reportFault
+    // In which oxa::host::Session it happened, 0: in none; set by reportFault.
+    uint64_t session = 0;
 };
 
 using FaultListener = std::function<void(const Fault&)>;

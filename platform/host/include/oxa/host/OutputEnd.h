@@ -8,7 +8,8 @@
 
 namespace oxa::host {
 
-// How a writer ends its file. All calls are thread-safe and count for the whole process.
+// How a writer ends its file. All calls are thread-safe and count for the caller's
+// session (oxa/host/Session.h).
 enum class OutputEnd {
     kAll,       // with all samples that came
     kTogether,  // where the track ends that has come least far: for a job that was interrupted

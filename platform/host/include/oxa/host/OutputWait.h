@@ -10,7 +10,8 @@ namespace oxa::host {
 // How long writers wait for the reader of a pipe or socket who does not read on, in microseconds;
 // then the output has failed, with a fault. Negative, the default: as long as it takes. While a
 // writer waits, samples wait too, and with them whoever wants to stop the player: a client that
-// stops sets a limit first. Counts for waits that have begun, too. Thread-safe.
+// stops sets a limit first. Counts for waits of the caller's session
+// (oxa/host/Session.h) that have begun, too. Thread-safe.
 void setOutputWaitLimit(int64_t limitUs);
 int64_t outputWaitLimit();
 

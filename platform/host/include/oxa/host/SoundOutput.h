@@ -12,9 +12,9 @@
 
 namespace oxa::host {
 
-// Where sound is heard. The choice is the process's and counts for audio tracks that are made
-// afterwards; any number of tracks may play at once. Without a choice it is the sound device. All
-// calls are thread-safe.
+// Where sound is heard. The choice is the session's (oxa/host/Session.h) and counts for audio
+// tracks that are made afterwards; any number of tracks may play at once. Without a choice it is
+// the sound device. All calls are thread-safe.
 
 // The system's default sound device. A track that cannot open it is played silently at the same
 // pace, with one line in the log: ask soundDeviceError() before.
