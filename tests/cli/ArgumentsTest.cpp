@@ -41,12 +41,12 @@ TEST_F(ArgumentsTest, whatIsNotGivenIsLeftToTheSource) {
     EXPECT_TRUE(parsed.common.json);
     const auto& options = dynamic_cast<const TranscodeCommand&>(*parsed.command).options();
     EXPECT_EQ(options.only, Only::kBoth);
-    EXPECT_FALSE(options.force || options.preset);
-    SourceTrack video;
+    EXPECT_FALSE(options.replaceOutput || options.preset);
+    Track video;
     video.isVideo = true;
     video.width = 854;
     video.height = 480;
-    SourceTrack audio;
+    Track audio;
     audio.channels = 2;
     audio.sampleRate = 44100;
     const auto format = makeTargetFormat(options, &video, &audio);
@@ -131,7 +131,7 @@ TEST(Seconds, mayHaveAFraction) {
 // A picture that comes out squeezed or with an odd side, or larger than there are.
 TEST(UprightSize, isUprightSquareAndEven) {
     const auto upright = [](int32_t width, int32_t height, int32_t rotation, double pixelAspect) {
-        SourceTrack track;
+        Track track;
         track.isVideo = true;
         track.width = width;
         track.height = height;
@@ -150,7 +150,7 @@ TEST(UprightSize, isUprightSquareAndEven) {
 
 TEST(TargetFormat, soundIsWhatAacCanHold) {
     const auto target = [](int32_t channels, int32_t sampleRate) {
-        SourceTrack audio;
+        Track audio;
         audio.channels = channels;
         audio.sampleRate = sampleRate;
         const auto format = makeTargetFormat(TranscodeOptions(), nullptr, &audio);

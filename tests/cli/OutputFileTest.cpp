@@ -111,7 +111,7 @@ TEST_F(OutputFileTest, fileThatAppearedMeanwhileIsNotOverwritten) {
     ASSERT_TRUE(writeFile(mFinal, "theirs"));
     const auto failure = output.finish();
     ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->code, ExitCode::kOutput);
+    EXPECT_EQ(failure->kind, FailureKind::kOutput);
     EXPECT_EQ(readFile(mFinal), "theirs");
     EXPECT_EQ(readFile(output.currentName()), "ours");
     EXPECT_THAT(failure->text, HasSubstr(output.currentName()));

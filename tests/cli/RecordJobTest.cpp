@@ -72,7 +72,7 @@ void expectEndsWithItsCause(const FaultCase& test) {
     if (!ended) queue->push(Interrupted{});
     const auto failure = run.get();
     ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->code, ExitCode::kFailed);
+    EXPECT_EQ(failure->kind, FailureKind::kFailed);
     EXPECT_THAT(failure->text, HasSubstr(test.cause));
     ASSERT_FALSE(output.finish());
     const MediaProbe probe(path);

@@ -84,7 +84,7 @@ void readSources(ByteReader* input) {
 
 // The formats of a file's tracks, as an extractor lets them through.
 void chooseTarget(ByteReader* input) {
-    SourceTrack video;
+    Track video;
     video.width = 1 + input->integer<uint16_t>() % 16384;
     video.height = 1 + input->integer<uint16_t>() % 16384;
     video.rotationDegrees = input->byte() % 4 * 90;
@@ -93,7 +93,7 @@ void chooseTarget(ByteReader* input) {
     if (aspectWidth > 0 && aspectHeight > 0) {
         video.pixelAspect = static_cast<double>(aspectWidth) / aspectHeight;
     }
-    SourceTrack audio;
+    Track audio;
     audio.channels = input->byte();
     audio.sampleRate = input->integer<int32_t>();
     const auto format = makeTargetFormat(TranscodeOptions(), &video, &audio);

@@ -4,7 +4,6 @@
 #include "Arguments.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <charconv>
 #include <cmath>
@@ -16,14 +15,7 @@ namespace oxaplayer {
 
 namespace {
 
-constexpr int32_t kLowestPictureSide = 16;
-constexpr int32_t kHighestBitRate = 1'000'000'000;
-constexpr int32_t kHighestFrameRate = 240;
-constexpr int32_t kLongestKeyFrameIntervalSec = 600;
 constexpr double kLongestSeconds = 1e7;
-
-constexpr std::array<int32_t, 12> kAacSampleRates = {8000,  11025, 12000, 16000, 22050, 24000,
-                                                     32000, 44100, 48000, 64000, 88200, 96000};
 
 // The platform's constants for AVC profiles and levels.
 const std::map<std::string, int32_t> kProfiles = {{"baseline", 0x1}, {"main", 0x2}, {"high", 0x8}};
@@ -117,13 +109,8 @@ std::optional<int32_t> parseLevel(const std::string& text) {
     return find(kLevels, text);
 }
 
-bool isAacSampleRate(int32_t sampleRate) {
-    return std::find(kAacSampleRates.begin(), kAacSampleRates.end(), sampleRate) !=
-           kAacSampleRates.end();
-}
-
 std::optional<int32_t> parseAacSampleRate(const std::string& text) {
-    const auto sampleRate = parseWholeNumber(text, kAacSampleRates.front(), kAacSampleRates.back());
+    const auto sampleRate = parseWholeNumber(text, 1, 1'000'000);
     if (!sampleRate || !isAacSampleRate(*sampleRate)) return std::nullopt;
     return sampleRate;
 }
@@ -206,7 +193,7 @@ void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
     app.add_option("--preset", options->preset,
                    "Speed of the encoder, ultrafast to placebo (default: veryfast)")
             ->type_name("NAME");
-    app.add_flag("--force", options->force, "Replace an existing OUTPUT");
+    app.add_flag("--force", options->replaceOutput, "Replace an existing OUTPUT");
 }
 
 ParsedArguments parseArguments(const std::vector<std::string>& arguments,
@@ -217,7 +204,8 @@ ParsedArguments parseArguments(const std::vector<std::string>& arguments,
     app.fallthrough();
     app.set_version_flag("--version", "oxaplayer " OXAPLAYER_VERSION);
     app.add_flag("--json", parsed.common.json, "Events on standard output, one JSON object a line");
-    app.add_flag("--quiet", parsed.common.quiet, "Only errors, and one line if the input is damaged");
+    app.add_flag("--quiet", parsed.common.quiet,
+                 "Only errors, and one line if the input is damaged");
     app.add_flag("--verbose", parsed.common.verbose, "Show the platform's log");
     app.footer(
             "Exit codes: 0 done, 1 failed while running, 2 wrong usage, 3 input cannot be read,\n"

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <oxa/jobs/EncodeOptions.h>
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -14,33 +16,6 @@
 
 namespace oxaplayer {
 
-// The longest side of a picture that is encoded.
-constexpr int32_t kHighestPictureSide = 8192;
-
-struct Size {
-    int32_t width;
-    int32_t height;
-};
-
-enum class Container { kMpeg2Ts, kMp4 };
-
-enum class Only { kBoth, kAudio, kVideo };
-
-// What `transcode` and `record` can be asked about their output. A value that was not given is
-// taken from the source.
-struct EncodeOptions {
-    std::string output;                   // a path, or "-" for standard output
-    std::optional<Container> container;   // not given: by the name's extension
-    std::optional<Size> size;             // even
-    std::optional<int32_t> frameRate;     // frames a second
-    std::optional<int32_t> videoBitRate;  // bits a second; 0: constant quality
-    int32_t keyFrameIntervalSec = 2;
-    std::optional<int32_t> deinterlace;  // 0 off, 1 keep the rate, 2 double the rate
-    std::optional<std::string> preset;
-    Only only = Only::kBoth;
-    bool force = false;
-};
-
 // Each of these reads one value as a user types it; nothing when the text is not exactly such a
 // value or outside what can be encoded.
 std::optional<Size> parseSize(const std::string& text);        // 640x360
@@ -50,7 +25,6 @@ std::optional<int64_t> parseSeconds(const std::string& text);  // above 0; in mi
 std::optional<int32_t> parseProfile(const std::string& text);  // the platform's value
 std::optional<int32_t> parseLevel(const std::string& text);    // the platform's value
 std::optional<int32_t> parseAacSampleRate(const std::string& text);
-bool isAacSampleRate(int32_t sampleRate);
 
 // The container that the options or the output's name ask for.
 std::optional<Container> chooseContainer(const EncodeOptions& options);

@@ -67,11 +67,11 @@ ExitCode CameraCommand::run(const CommonOptions& common) {
         const std::string text =
                 common.json ? jsonLine({{"parameters", fields}}) : table(mChoice.source(), fields);
         if (writeFully(STDOUT_FILENO, text)) return ExitCode::kDone;
-        failure = Failure{ExitCode::kOutput,
+        failure = Failure{FailureKind::kOutput,
                           std::string("cannot write to standard output: ") + strerror(errno)};
     }
     report.error(*failure);
-    return failure->code;
+    return exitCodeOf(failure->kind);
 }
 
 }  // namespace oxaplayer

@@ -7,7 +7,7 @@
 #include <camera/Camera.h>
 #include <oxa/host/Display.h>
 
-#include "StatusText.h"
+#include "tracks/StatusText.h"
 
 namespace oxaplayer {
 
@@ -22,7 +22,7 @@ namespace {
 constexpr char kClientName[] = "oxaplayer";
 
 Failure cannotOpen(const CaptureSource& source, const std::string& cause) {
-    return {ExitCode::kInput, "cannot open the camera '" + source.name() + "': " + cause};
+    return {FailureKind::kInput, "cannot open the camera '" + source.name() + "': " + cause};
 }
 
 status_t start(const sp<Camera>& camera, Size size, int32_t frameRate,

@@ -15,8 +15,8 @@
 #include <cstring>
 #include <vector>
 
-#include "InputFile.h"
-#include "SourceTracks.h"
+#include "files/InputFile.h"
+#include "tracks/SourceTracks.h"
 
 namespace oxaplayer {
 
@@ -48,7 +48,7 @@ std::string quoted(const std::string& text) {
 }
 
 Failure wrongUsage(const std::string& text) {
-    return {ExitCode::kUsage, text};
+    return {FailureKind::kOptions, text};
 }
 
 std::optional<Failure> checkText(const std::string& source) {
@@ -77,10 +77,10 @@ std::optional<Failure> checkFile(const std::string& source) {
 
 std::optional<int64_t> pictureLengthUs(const std::string& path) {
     InputFile file;
-    std::vector<SourceTrack> tracks;
+    std::vector<Track> tracks;
     if (file.open(path) || readTracks(file, &tracks)) return std::nullopt;
     const auto picture = std::find_if(tracks.begin(), tracks.end(),
-                                      [](const SourceTrack& track) { return track.isVideo; });
+                                      [](const Track& track) { return track.isVideo; });
     return picture == tracks.end() ? std::nullopt : picture->durationUs;
 }
 
@@ -139,7 +139,7 @@ std::optional<Failure> CaptureSource::open(const CaptureChoice& choice, Only onl
     if (auto failure = checkFile(name())) return failure;
     if (mHasVideo) {
         const std::string error = oxa::host::cameraSourceError(name());
-        if (!error.empty()) return Failure{ExitCode::kInput, "no picture: " + error};
+        if (!error.empty()) return Failure{FailureKind::kInput, "no picture: " + error};
     }
     if (auto failure = chooseSound(only)) return failure;
     if (isHdmi()) return openHdmi();
@@ -163,13 +163,13 @@ std::optional<Failure> CaptureSource::chooseSound(Only only) {
     if (error.empty()) return std::nullopt;
     const bool wasAsked = mChoice.audio || !mHasVideo;
     return Failure{
-            ExitCode::kInput,
+            FailureKind::kInput,
             "no sound: " + error + (wasAsked ? "" : " (--audio none records without sound)")};
 }
 
 std::optional<Failure> CaptureSource::openHdmi() {
     if (!mDeviceRoot.create()) {
-        return Failure{ExitCode::kFailed,
+        return Failure{FailureKind::kFailed,
                        std::string("cannot make a temporary folder: ") + strerror(errno)};
     }
     oxa::host::HdmiReceiverOptions options;
@@ -179,7 +179,7 @@ std::optional<Failure> CaptureSource::openHdmi() {
     if (mHasVideo) {
         const auto source = mOwnSound ? name() : withSilence(name());
         if (!source) {
-            return Failure{ExitCode::kInput,
+            return Failure{FailureKind::kInput,
                            quoted(name()) + " has no sound of its own: use it with --usb"};
         }
         options.source = *source;
@@ -192,7 +192,7 @@ std::optional<Failure> CaptureSource::openHdmi() {
     }
     std::string error;
     mReceiver = oxa::host::SimulatedHdmiReceiver::create(options, &error);
-    if (mReceiver == nullptr) return Failure{ExitCode::kInput, error};
+    if (mReceiver == nullptr) return Failure{FailureKind::kInput, error};
     android::setDeviceRoot(mDeviceRoot.path().c_str());
     // It begins a file again at its end.
     if (mHasVideo && isFile(name())) mLengthUs = pictureLengthUs(name());

@@ -23,8 +23,7 @@ class Console {
     // A whole line, with its end, that begins with the program's name; before there is a bar.
     void usageError(const std::string& line);
     // Shown at that level only.
-    void warning(const std::string& command, const std::string& text,
-                 Level level = Level::kNormal);
+    void warning(const std::string& command, const std::string& text, Level level = Level::kNormal);
     void note(const std::string& text);
 
     // Redraws the bar; call it only on a terminal. An empty text takes it away.

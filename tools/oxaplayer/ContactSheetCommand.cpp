@@ -66,7 +66,7 @@ std::optional<Failure> ContactSheetCommand::work() {
     auto failure = makeSheet();
     oxa::host::removeFaultListener(listener);
     if (!Signals::arrived() || mWritten) return failure;
-    return Failure{ExitCode::kInterrupted, "interrupted, nothing was written"};
+    return Failure{FailureKind::kCancelled, "interrupted, nothing was written"};
 }
 
 std::optional<Failure> ContactSheetCommand::makeSheet() {
@@ -98,7 +98,7 @@ std::optional<Failure> ContactSheetCommand::makeSheet() {
     ContactSheet sheet(mLayout, mCell);
     for (size_t i = 0; i < mStills.size(); ++i) {
         if (sheet.place(static_cast<int>(i), mStills[i].path, mStills[i].timeUs)) continue;
-        return Failure{ExitCode::kFailed, "cannot read '" + mStills[i].path + "'"};
+        return Failure{FailureKind::kFailed, "cannot read '" + mStills[i].path + "'"};
     }
     return write(sheet);
 }
@@ -111,24 +111,26 @@ std::optional<Failure> ContactSheetCommand::chooseCell() {
         mCell.height <= kHighestPictureSide && sheetHeight <= kHighestSheet) {
         return std::nullopt;
     }
-    return Failure{ExitCode::kUsage, std::to_string(mLayout.columns) + " columns and " +
-                                             std::to_string(mLayout.rows) +
-                                             " rows of pictures of " + sizeText(mCell) +
-                                             " make no sheet"};
+    return Failure{FailureKind::kOptions, std::to_string(mLayout.columns) + " columns and " +
+                                                  std::to_string(mLayout.rows) +
+                                                  " rows of pictures of " + sizeText(mCell) +
+                                                  " make no sheet"};
 }
 
 std::optional<Failure> ContactSheetCommand::openOutput() {
     if (mOutputPath != "-" && mInput.isSameFileAs(mOutputPath)) {
-        return Failure{ExitCode::kUsage, "'" + mOutputPath + "' is the input itself"};
+        return Failure{FailureKind::kOptions, "'" + mOutputPath + "' is the input itself"};
     }
     return oxaplayer::openOutput(mOutputPath, mForce, WriteWay::kWhenComplete, &mOutput);
 }
 
 std::optional<Failure> ContactSheetCommand::write(const ContactSheet& sheet) {
     const std::vector<uint8_t> png = sheet.encode();
-    if (png.empty()) return Failure{ExitCode::kFailed, "the sheet is too large for this computer"};
+    if (png.empty())
+        return Failure{FailureKind::kFailed, "the sheet is too large for this computer"};
     if (!writeFully(mOutput.descriptor(), {png.begin(), png.end()})) {
-        return Failure{ExitCode::kOutput, "cannot write '" + mOutputPath + "': " + strerror(errno)};
+        return Failure{FailureKind::kOutput,
+                       "cannot write '" + mOutputPath + "': " + strerror(errno)};
     }
     if (auto failure = mOutput.finish()) return failure;
     mWritten = sheet.size();

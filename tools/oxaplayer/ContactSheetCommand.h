@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "ContactSheet.h"
-#include "InputFile.h"
 #include "JobCommand.h"
 #include "StillGrabber.h"
 #include "TrackChoice.h"
+#include "files/InputFile.h"
 
 namespace oxaplayer {
 

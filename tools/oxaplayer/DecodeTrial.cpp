@@ -24,8 +24,7 @@ Verdict judge(const sp<MediaCodec>& decoder, DecodedOutput output) {
     return output.isEnd ? Verdict::kFails : Verdict::kGoOn;
 }
 
-Verdict tryToDecode(const sp<NuMediaExtractor>& extractor, const SourceTrack& track,
-                    int mostSamples) {
+Verdict tryToDecode(const sp<NuMediaExtractor>& extractor, const Track& track, int mostSamples) {
     sp<AMessage> format;
     if (extractor->getTrackFormat(track.index, &format) != OK) return Verdict::kFails;
     if (!track.isVideo) return decodeTrack(extractor, format, nullptr, mostSamples, judge);
@@ -39,7 +38,7 @@ Verdict tryToDecode(const sp<NuMediaExtractor>& extractor, const SourceTrack& tr
 DecodeTrial::DecodeTrial(const InputFile& input, const sp<NuMediaExtractor>& opened)
     : mInput(input), mExtractor(opened) {}
 
-bool DecodeTrial::canDecode(const SourceTrack& track) {
+bool DecodeTrial::canDecode(const Track& track) {
     // A decoder that may go on decodes far more pictures than are asked for: one sample alone is
     // nearly always enough. One that does not answer in time is not asked again.
     Verdict verdict = Verdict::kFails;
@@ -52,7 +51,7 @@ bool DecodeTrial::canDecode(const SourceTrack& track) {
 
 // Stays where the file has been read to: the new track is selected before the old one is not, since
 // an extractor without any would go back to the beginning, which costs as much as opening it.
-bool DecodeTrial::moveTo(const SourceTrack& track) {
+bool DecodeTrial::moveTo(const Track& track) {
     if (mExtractor->selectTrack(track.index) != OK) return false;
     if (mSelected && *mSelected != track.index) mExtractor->unselectTrack(*mSelected);
     mSelected = track.index;

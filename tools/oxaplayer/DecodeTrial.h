@@ -7,8 +7,9 @@
 
 #include <optional>
 
-#include "InputFile.h"
-#include "SourceTracks.h"
+#include "ExitCode.h"
+#include "files/InputFile.h"
+#include "tracks/SourceTracks.h"
 
 namespace oxaplayer {
 
@@ -21,10 +22,10 @@ class DecodeTrial {
 
     // Whether at least one picture or one piece of sound of `track` comes out of its decoder; reads
     // as far as needed for that. Blocks, at most 30 s and until a signal arrives.
-    bool canDecode(const SourceTrack& track);
+    bool canDecode(const Track& track);
 
   private:
-    bool moveTo(const SourceTrack& track);
+    bool moveTo(const Track& track);
     bool openAnew();
 
     const InputFile& mInput;

@@ -24,21 +24,23 @@ int takeStandardOutput() {
 std::optional<Failure> setUpEncoding(const EncodeOptions& options, Container* container) {
     const auto chosen = chooseContainer(options);
     if (!chosen) {
-        return Failure{ExitCode::kUsage, "cannot tell the container of '" + options.output +
-                                                 "' by its name: use .mp4, .m4v, .ts or .m2ts, "
-                                                 "or --format"};
+        return Failure{FailureKind::kOptions,
+                       "cannot tell the container of '" + options.output +
+                               "' by its name: use .mp4, .m4v, .ts or .m2ts, "
+                               "or --format"};
     }
     *container = *chosen;
     if (options.preset && !oxa::host::setEncoderPreset(*options.preset)) {
-        return Failure{ExitCode::kUsage, "--preset '" + *options.preset +
-                                                 "': expected a name from ultrafast to placebo"};
+        return Failure{
+                FailureKind::kOptions,
+                "--preset '" + *options.preset + "': expected a name from ultrafast to placebo"};
     }
     return refuseTerminal(options.output);
 }
 
 std::optional<Failure> refuseTerminal(const std::string& output) {
     if (output != "-" || !isatty(STDOUT_FILENO)) return std::nullopt;
-    return Failure{ExitCode::kUsage, "standard output is a terminal, which shows no media"};
+    return Failure{FailureKind::kOptions, "standard output is a terminal, which shows no media"};
 }
 
 std::optional<Failure> openOutput(const std::string& output, bool force, WriteWay way,
@@ -50,11 +52,12 @@ std::optional<Failure> openOutput(const std::string& output, bool force, WriteWa
 
 std::optional<Failure> openOutput(const EncodeOptions& options, Container container, WriteWay way,
                                   OutputFile* output) {
-    if (auto failure = openOutput(options.output, options.force, way, output)) return failure;
+    if (auto failure = openOutput(options.output, options.replaceOutput, way, output))
+        return failure;
     if (container == Container::kMp4 && !output->isSeekable()) {
-        return Failure{ExitCode::kOutput, "cannot write '" + options.output +
-                                                  "': MP4 needs a file, --format ts goes "
-                                                  "through a pipe"};
+        return Failure{FailureKind::kOutput, "cannot write '" + options.output +
+                                                     "': MP4 needs a file, --format ts goes "
+                                                     "through a pipe"};
     }
     return std::nullopt;
 }

@@ -3,9 +3,12 @@
 
 #pragma once
 
-#include <string>
+#include <oxa/jobs/Result.h>
 
 namespace oxaplayer {
+
+// The client is written in the words of the jobs that it runs.
+using namespace oxa::jobs;
 
 // What the process answers; scripts rely on these values.
 enum class ExitCode {
@@ -17,10 +20,6 @@ enum class ExitCode {
     kInterrupted = 130,
 };
 
-// Why something did not work: the process's answer, and one line for people.
-struct Failure {
-    ExitCode code;
-    std::string text;
-};
+ExitCode exitCodeOf(FailureKind kind);
 
 }  // namespace oxaplayer

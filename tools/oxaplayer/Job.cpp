@@ -41,16 +41,16 @@ void Job::handleFileFault(const oxa::host::Fault& fault, const std::string& inpu
     if (!fault.ended || damaged) {
         mWarnings.add(fault);
     } else if (fault.source == FaultSource::kWriter) {
-        fail(ExitCode::kOutput, "cannot write '" + output + "': " + fault.cause);
+        fail(FailureKind::kOutput, "cannot write '" + output + "': " + fault.cause);
     } else if (fault.source == FaultSource::kReader) {
-        fail(ExitCode::kInput, "cannot read '" + input + "': " + fault.cause);
+        fail(FailureKind::kInput, "cannot read '" + input + "': " + fault.cause);
     } else {
-        fail(ExitCode::kFailed, fault.object + ": " + fault.cause);
+        fail(FailureKind::kFailed, fault.object + ": " + fault.cause);
     }
 }
 
-void Job::fail(ExitCode code, const std::string& text) {
-    if (!mFailure) mFailure = Failure{code, text};
+void Job::fail(FailureKind kind, const std::string& text) {
+    if (!mFailure) mFailure = Failure{kind, text};
 }
 
 void Job::abandonPlayer() {

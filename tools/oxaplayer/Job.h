@@ -46,7 +46,7 @@ class Job {
     void handleFileFault(const oxa::host::Fault& fault, const std::string& input,
                          const std::string& output);
     // The first one counts.
-    void fail(ExitCode code, const std::string& text);
+    void fail(FailureKind kind, const std::string& text);
     // What hangs cannot be stopped either: the player is never deleted.
     void abandonPlayer();
 

@@ -33,7 +33,7 @@ ExitCode JobCommand::run(const CommonOptions& common) {
     if (failure) {
         mReport->error(*failure);
         mOutput.discard();
-        code = failure->code;
+        code = exitCodeOf(failure->kind);
     }
     Json event = {{"exit", static_cast<int>(code)}};
     event.update(result());

@@ -88,7 +88,7 @@ OutputFile::~OutputFile() {
 }
 
 std::optional<Failure> OutputFile::failure(const std::string& cause) const {
-    return Failure{ExitCode::kOutput, "cannot write '" + mPath + "': " + cause};
+    return Failure{FailureKind::kOutput, "cannot write '" + mPath + "': " + cause};
 }
 
 std::optional<Failure> OutputFile::open(const std::string& path, bool force, int standardOutput) {
@@ -171,7 +171,7 @@ std::optional<Failure> OutputFile::openDirectly(bool isPipe) {
         mOwned = FileDescriptor(::open(mPath.c_str(), flags | O_CLOEXEC));
         if (mOwned.isOpen()) break;
         if (errno != ENXIO || !isPipe) return failure(strerror(errno));
-        if (Signals::arrived()) return Failure{ExitCode::kInterrupted, "interrupted"};
+        if (Signals::arrived()) return Failure{FailureKind::kCancelled, "interrupted"};
         usleep(kReaderPollUs);
     }
     mDescriptor = mOwned.get();

@@ -10,7 +10,7 @@
 #include <string>
 
 #include "ExitCode.h"
-#include "FileDescriptor.h"
+#include "files/FileDescriptor.h"
 
 namespace oxaplayer {
 

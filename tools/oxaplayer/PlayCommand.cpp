@@ -38,14 +38,14 @@ CLI::App* PlayCommand::define(CLI::App& app) {
 }
 
 std::optional<Failure> PlayCommand::work() {
-    const Failure interrupted = {ExitCode::kInterrupted, "interrupted"};
+    const Failure interrupted = {FailureKind::kCancelled, "interrupted"};
     if (auto failure = mInput.open(mOptions.input)) return failure;
     auto noTracks = chooseTracks(mInput, mOptions.only, mReport.get(), &mTracks);
     if (Signals::arrived()) return interrupted;
     if (noTracks) return noTracks;
     leaveOutManyChannels();
     if (!mTracks.video && !mTracks.audio) {
-        return Failure{ExitCode::kInput,
+        return Failure{FailureKind::kInput,
                        "'" + mOptions.input + "' has no sound that can be played"};
     }
     if (mTracks.video) {

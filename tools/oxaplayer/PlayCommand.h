@@ -8,10 +8,10 @@
 #include <string>
 
 #include "Arguments.h"
-#include "InputFile.h"
 #include "JobCommand.h"
 #include "PlayOutputs.h"
 #include "TrackChoice.h"
+#include "files/InputFile.h"
 
 namespace oxaplayer {
 

@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Progress.h"
-#include "StatusText.h"
+#include "tracks/StatusText.h"
 
 namespace oxaplayer {
 
@@ -51,7 +51,7 @@ std::optional<Failure> PlayJob::start() {
     if (status == OK) status = mPlayer->setFreeRun(mWork.freeRun);
     if (status == OK) status = mPlayer->setCalculateFPS(kFrameRateIntervalSec);
     if (status == OK) status = mPlayer->prepare();
-    if (status != OK) return Failure{ExitCode::kFailed, "prepare: " + statusText(status)};
+    if (status != OK) return Failure{FailureKind::kFailed, "prepare: " + statusText(status)};
     mStarted = std::async(std::launch::async, [player = mPlayer] { return player->start(); });
     return std::nullopt;
 }
@@ -158,7 +158,7 @@ void PlayJob::watch() {
     const int64_t beginUs = mProgress.startTimeUs != 0 ? mProgress.startTimeUs : mBeginUs;
     if (mFailure || mEndUs != 0 || nowUs() < beginUs + mDurationUs + kStallUs) return;
     mStalled = true;
-    fail(ExitCode::kFailed, "nothing was played for 30 seconds");
+    fail(FailureKind::kFailed, "nothing was played for 30 seconds");
 }
 
 }  // namespace oxaplayer

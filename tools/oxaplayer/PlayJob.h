@@ -7,10 +7,10 @@
 #include <memory>
 #include <optional>
 
-#include "InputFile.h"
 #include "Job.h"
 #include "PlayOutputs.h"
 #include "TrackChoice.h"
+#include "files/InputFile.h"
 
 namespace oxaplayer {
 

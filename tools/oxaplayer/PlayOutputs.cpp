@@ -26,7 +26,7 @@ std::optional<std::string> behind(const std::string& text, const std::string& pr
 }
 
 Failure cannotWrite(const std::string& path, const std::string& cause) {
-    return {ExitCode::kOutput, "cannot write '" + path + "': " + cause};
+    return {FailureKind::kOutput, "cannot write '" + path + "': " + cause};
 }
 
 // A directory for pictures: made where it is missing, and nothing in it is overwritten.

@@ -3,6 +3,7 @@
 
 #include "ProbeCommand.h"
 
+#include <oxa/jobs/Probe.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -15,9 +16,8 @@
 
 #include "Console.h"
 #include "Events.h"
-#include "InputFile.h"
 #include "Report.h"
-#include "SourceTracks.h"
+#include "TrackText.h"
 
 namespace oxaplayer {
 
@@ -49,9 +49,9 @@ std::string seconds(int64_t durationUs) {
     return text;
 }
 
-std::string table(const std::string& path, const std::vector<SourceTrack>& tracks) {
+std::string table(const std::string& path, const std::vector<Track>& tracks) {
     std::vector<Row> rows = {{"track", "kind", "type", "details", "length"}};
-    for (const SourceTrack& track : tracks) {
+    for (const Track& track : tracks) {
         rows.push_back({std::to_string(track.index), track.isVideo ? "video" : "audio", track.mime,
                         trackDetails(track),
                         track.durationUs ? seconds(*track.durationUs) : "unknown"});
@@ -65,9 +65,9 @@ std::string table(const std::string& path, const std::vector<SourceTrack>& track
     return text;
 }
 
-std::string json(const std::vector<SourceTrack>& tracks) {
+std::string json(const std::vector<Track>& tracks) {
     Json list = Json::array();
-    for (const SourceTrack& track : tracks)
+    for (const Track& track : tracks)
         list.push_back(trackFields(track));
     return jsonLine({{"tracks", list}});
 }
@@ -82,18 +82,15 @@ CLI::App* ProbeCommand::define(CLI::App& app) {
 
 ExitCode ProbeCommand::run(const CommonOptions& common) {
     Report report("probe", common, STDOUT_FILENO);
-    InputFile input;
-    std::vector<SourceTrack> tracks;
-    auto failure = input.open(mInput);
-    if (!failure) failure = readTracks(input, &tracks);
-    if (!failure &&
+    ProbeResult result = probe(mInput);
+    const std::vector<Track>& tracks = result.tracks;
+    if (result.ok() &&
         !writeFully(STDOUT_FILENO, common.json ? json(tracks) : table(mInput, tracks))) {
-        failure = Failure{ExitCode::kOutput,
+        result.failure = {FailureKind::kOutput,
                           std::string("cannot write to standard output: ") + strerror(errno)};
     }
-    if (!failure) return ExitCode::kDone;
-    report.error(*failure);
-    return failure->code;
+    if (!result.ok()) report.error(result.failure);
+    return exitCodeOf(result.failure.kind);
 }
 
 }  // namespace oxaplayer

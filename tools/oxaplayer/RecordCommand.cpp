@@ -11,18 +11,18 @@
 
 #include "CameraTrial.h"
 #include "EncodeSetup.h"
-#include "InputFile.h"
 #include "ParsedOption.h"
 #include "RecordFormat.h"
 #include "RecordJob.h"
 #include "Signals.h"
-#include "SourceTracks.h"
+#include "files/InputFile.h"
+#include "tracks/SourceTracks.h"
 
 namespace oxaplayer {
 
 namespace {
 
-const Failure kNothingWritten = {ExitCode::kInterrupted, "interrupted, nothing was recorded"};
+const Failure kNothingWritten = {FailureKind::kCancelled, "interrupted, nothing was recorded"};
 
 std::string shownName(const std::string& output) {
     return output == "-" ? "standard output" : output;
@@ -31,7 +31,7 @@ std::string shownName(const std::string& output) {
 // The file itself knows best; what went through a pipe can only be counted.
 double durationSec(const std::string& path, const RecordJob& job) {
     InputFile written;
-    std::vector<SourceTrack> tracks;
+    std::vector<Track> tracks;
     if (job.numbers().bytes && !written.open(path) && !readTracks(written, &tracks)) {
         return longestDurationUs(tracks).value_or(0) / 1e6;
     }
@@ -76,7 +76,9 @@ std::optional<Failure> RecordCommand::work() {
 std::optional<Failure> RecordCommand::checkOptions() {
     if (auto failure = checkChoice(mOptions.source, mOptions.only)) return failure;
     if (auto failure = setUpEncoding(mOptions, &mContainer)) return failure;
-    const auto wrongUsage = [](const std::string& text) { return Failure{ExitCode::kUsage, text}; };
+    const auto wrongUsage = [](const std::string& text) {
+        return Failure{FailureKind::kOptions, text};
+    };
     if (mOptions.source.hdmi && mOptions.frameRate.value_or(1) > kHighestHdmiFrameRate) {
         return wrongUsage("--fps '" + std::to_string(*mOptions.frameRate) +
                           "': the HDMI receiver has 1 to " + std::to_string(kHighestHdmiFrameRate));
@@ -93,7 +95,7 @@ std::optional<Failure> RecordCommand::checkOptions() {
 std::optional<Failure> RecordCommand::chooseFormat() {
     if (mSource.hasAudio()) chooseAudioFormat(&mFormat);
     if (!mSource.hasAudio() && mOptions.monitor) {
-        return Failure{ExitCode::kInput, "'" + mSource.name() + "' has no sound to monitor"};
+        return Failure{FailureKind::kInput, "'" + mSource.name() + "' has no sound to monitor"};
     }
     if (!mSource.hasVideo()) return std::nullopt;
     android::CameraParameters camera;
@@ -113,7 +115,7 @@ std::optional<Failure> RecordCommand::chooseFormat() {
 
 std::optional<Failure> RecordCommand::openOutputs() {
     if (mOptions.output != "-" && mSource.isReadFrom(mOptions.output)) {
-        return Failure{ExitCode::kUsage, "'" + mOptions.output + "' is the source itself"};
+        return Failure{FailureKind::kOptions, "'" + mOptions.output + "' is the source itself"};
     }
     if (mOptions.preview) {
         auto failure = mPreview.openDisplay(DisplayChoice{}, mSource.name(), mQueue, mReport.get());
@@ -159,10 +161,10 @@ std::optional<Failure> RecordCommand::complete(const RecordJob& job,
     if (!job.hasOutput()) {
         if (failure) return failure;
         if (job.wasInterrupted()) return kNothingWritten;
-        return Failure{ExitCode::kInput, "'" + mSource.name() + "' has given nothing to record"};
+        return Failure{FailureKind::kInput, "'" + mSource.name() + "' has given nothing to record"};
     }
     // Not worth the file that was there before, which comes back.
-    if (failure && failure->code == ExitCode::kOutput && !mOutput.isKept()) return failure;
+    if (failure && failure->kind == FailureKind::kOutput && !mOutput.isKept()) return failure;
     // A disk that is full is told in the job's own words.
     auto unfinished = mOutput.finish();
     if (!failure && unfinished) return unfinished;
@@ -171,10 +173,10 @@ std::optional<Failure> RecordCommand::complete(const RecordJob& job,
             "; what was recorded until then is '" + shownName(mResult->output) + "'";
     // A device or a pipe keeps nothing.
     if (failure && !mResult->numbers.bytes) return failure;
-    if (failure) return Failure{failure->code, failure->text + kept};
+    if (failure) return Failure{failure->kind, failure->text + kept};
     if (!mOptions.durationUs || !job.isShort()) return std::nullopt;
-    if (job.wasInterrupted()) return Failure{ExitCode::kInterrupted, "interrupted" + kept};
-    return Failure{ExitCode::kFailed, "ended before the duration that was asked for" + kept};
+    if (job.wasInterrupted()) return Failure{FailureKind::kCancelled, "interrupted" + kept};
+    return Failure{FailureKind::kFailed, "ended before the duration that was asked for" + kept};
 }
 
 void RecordCommand::summarize(const RecordJob& job) {

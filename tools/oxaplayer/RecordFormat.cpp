@@ -89,8 +89,8 @@ std::optional<Failure> chooseVideoFormat(const EncodeOptions& options,
         format->height = options.size->height;
     }
     if (!canRecord(camera, isHdmi, {format->width, format->height})) {
-        return Failure{ExitCode::kUsage, "--size '" + sizeText(format->width, format->height) +
-                                                 "': the camera has " + offeredSizes(camera)};
+        return Failure{FailureKind::kOptions, "--size '" + sizeText(format->width, format->height) +
+                                                      "': the camera has " + offeredSizes(camera)};
     }
     if (isHdmi) {
         chooseHdmiRate(options.frameRate, camera.getPreviewFrameRate(), format, frameRate);
@@ -99,8 +99,8 @@ std::optional<Failure> chooseVideoFormat(const EncodeOptions& options,
         *frameRate = format->frameRate;
     }
     if (!isHdmi && !hasRate(camera, format->frameRate)) {
-        return Failure{ExitCode::kUsage, "--fps '" + std::to_string(format->frameRate) +
-                                                 "': the camera has " + offeredRates(camera)};
+        return Failure{FailureKind::kOptions, "--fps '" + std::to_string(format->frameRate) +
+                                                      "': the camera has " + offeredRates(camera)};
     }
     format->bitRate = options.videoBitRate.value_or(-1);
     format->iFrameInterval = options.keyFrameIntervalSec;

@@ -13,7 +13,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "StatusText.h"
+#include "tracks/StatusText.h"
 
 namespace oxaplayer {
 
@@ -55,7 +55,7 @@ std::optional<Failure> RecordJob::start() {
     mPlayer->setAudioSource(AUDIO_SOURCE_DEFAULT);
     status_t status = mPlayer->setSurface(mWork.preview.display().producer());
     if (status == OK) status = mPlayer->setMuxer(config);
-    if (status != OK) return Failure{ExitCode::kFailed, "set-up: " + statusText(status)};
+    if (status != OK) return Failure{FailureKind::kFailed, "set-up: " + statusText(status)};
     mPlayer->setTargetFormat(mWork.targetFormat);
     mPlayer->prepare();
     mPlayer->start();
@@ -79,7 +79,7 @@ void RecordJob::waitForEnd() {
         if (const auto event = mQueue->pop(nowUs() + waitUs())) handle(*event);
         updateStatus();
         if (mIdleWatch.isStalled()) {
-            fail(ExitCode::kFailed, "nothing was recorded for 30 seconds");
+            fail(FailureKind::kFailed, "nothing was recorded for 30 seconds");
         }
         mComplete = mWork.durationUs && missingUs() <= 0;
         mEnded = mEnded || mComplete;
@@ -124,7 +124,7 @@ void RecordJob::handleFault(const oxa::host::Fault& fault) {
         mReport->event("eos", Json::object());
         mEnded = true;
     } else {
-        fail(ExitCode::kFailed,
+        fail(FailureKind::kFailed,
              "the camera '" + mWork.source.name() + "' has failed: " + fault.cause);
     }
 }
@@ -133,7 +133,7 @@ void RecordJob::handleFault(const oxa::host::Fault& fault) {
 void RecordJob::handleSoundFault(const oxa::host::Fault& fault) {
     const CaptureSource& source = mWork.source;
     if (fault.error != 0) {
-        fail(ExitCode::kFailed,
+        fail(FailureKind::kFailed,
              "the sound '" + source.soundName() + "' has failed: " + fault.cause);
     } else if (!fault.ended) {
         mWarnings.add(fault);

@@ -58,7 +58,8 @@ void Report::damage(uint64_t count) {
 }
 
 void Report::error(const Failure& failure) {
-    mEvents.write("error", {{"exit", static_cast<int>(failure.code)}, {"text", failure.text}});
+    mEvents.write("error",
+                  {{"exit", static_cast<int>(exitCodeOf(failure.kind))}, {"text", failure.text}});
     Console::instance().error(mCommand, failure.text);
 }
 

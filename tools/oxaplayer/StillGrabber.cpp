@@ -74,7 +74,7 @@ class MomentPicker {
 
 }  // namespace
 
-StillGrabber::StillGrabber(const InputFile& input, const SourceTrack& track, Size size)
+StillGrabber::StillGrabber(const InputFile& input, const Track& track, Size size)
     : mInput(input), mTrack(track), mSize(size) {}
 
 std::optional<Failure> StillGrabber::grab(int count,
@@ -88,23 +88,24 @@ std::optional<Failure> StillGrabber::grab(int count,
     mDisplay.reset();  // waits for the files
     const std::vector<std::string> paths = filesIn(mFolder.path());
     if (paths.size() != mTimesUs.size()) {
-        return Failure{ExitCode::kFailed,
+        return Failure{FailureKind::kFailed,
                        "cannot write pictures to the temporary folder '" + mFolder.path() + "'"};
     }
     for (size_t i = 0; i < paths.size(); ++i)
         stills->push_back({mTimesUs[i], paths[i]});
     if (!stills->empty() || Signals::arrived()) return std::nullopt;
-    return Failure{ExitCode::kInput, "'" + mInput.path() + "' has no picture that can be decoded"};
+    return Failure{FailureKind::kInput,
+                   "'" + mInput.path() + "' has no picture that can be decoded"};
 }
 
 std::optional<Failure> StillGrabber::open() {
     if (!mFolder.create()) {
-        return Failure{ExitCode::kFailed,
+        return Failure{FailureKind::kFailed,
                        std::string("cannot make a temporary folder: ") + strerror(errno)};
     }
     mDisplay = oxa::host::createPngDisplay(mFolder.path());
     if (!openTrack()) {
-        return Failure{ExitCode::kInput, "cannot read '" + mInput.path() + "'"};
+        return Failure{FailureKind::kInput, "cannot read '" + mInput.path() + "'"};
     }
     findLength();
     return std::nullopt;

@@ -15,9 +15,9 @@
 
 #include "Arguments.h"
 #include "ExitCode.h"
-#include "InputFile.h"
-#include "SourceTracks.h"
 #include "TemporaryFolder.h"
+#include "files/InputFile.h"
+#include "tracks/SourceTracks.h"
 
 namespace oxaplayer {
 
@@ -32,7 +32,7 @@ struct Still {
 class StillGrabber {
   public:
     // Both stay the caller's and must outlive the object. The pictures are upright and get `size`.
-    StillGrabber(const InputFile& input, const SourceTrack& track, Size size);
+    StillGrabber(const InputFile& input, const Track& track, Size size);
 
     // `count` pictures at equal distances over the film's length, fewer where it has fewer. Nothing
     // when there is at least one; otherwise why not. Blocks while it decodes; ends with what there
@@ -49,7 +49,7 @@ class StillGrabber {
     bool grabFrom(int64_t startUs, int64_t timeUs, bool mayBeLate);
 
     const InputFile& mInput;
-    const SourceTrack& mTrack;
+    const Track& mTrack;
     const Size mSize;
     TemporaryFolder mFolder;
     std::unique_ptr<oxa::host::Display> mDisplay;

@@ -20,7 +20,7 @@ int32_t even(double value) {
 
 }  // namespace
 
-Size uprightSize(const SourceTrack& video) {
+Size uprightSize(const Track& video) {
     double width = video.width * video.pixelAspect;
     double height = video.height;
     if (video.rotationDegrees % 180 != 0) std::swap(width, height);
@@ -29,8 +29,8 @@ Size uprightSize(const SourceTrack& video) {
     return {even(width * scale), even(height * scale)};
 }
 
-android::_AV_FORMAT_FORMAT makeTargetFormat(const TranscodeOptions& options,
-                                            const SourceTrack* video, const SourceTrack* audio) {
+android::_AV_FORMAT_FORMAT makeTargetFormat(const TranscodeOptions& options, const Track* video,
+                                            const Track* audio) {
     android::_AV_FORMAT_FORMAT format = {};
     if (video != nullptr) {
         const Size size = options.size.value_or(uprightSize(*video));

@@ -8,7 +8,7 @@
 #include <optional>
 
 #include "Arguments.h"
-#include "SourceTracks.h"
+#include "tracks/SourceTracks.h"
 
 namespace oxaplayer {
 
@@ -23,11 +23,11 @@ struct TranscodeOptions : EncodeOptions {
 
 // The source's size as it is looked at: upright, with square pixels, even, and not larger than can
 // be encoded.
-Size uprightSize(const SourceTrack& video);
+Size uprightSize(const Track& video);
 
 // The encoder's target for these options, with the source's values where none was given. A track
 // that is not processed is null.
-android::_AV_FORMAT_FORMAT makeTargetFormat(const TranscodeOptions& options,
-                                            const SourceTrack* video, const SourceTrack* audio);
+android::_AV_FORMAT_FORMAT makeTargetFormat(const TranscodeOptions& options, const Track* video,
+                                            const Track* audio);
 
 }  // namespace oxaplayer

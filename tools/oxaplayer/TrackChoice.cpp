@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "DecodeTrial.h"
+#include "TrackText.h"
 
 namespace oxaplayer {
 
@@ -21,23 +22,23 @@ const char* wanted(Only only) {
 
 std::optional<Failure> chooseTracks(const InputFile& input, Only only, Report* report,
                                     TrackChoice* choice) {
-    std::vector<SourceTrack> tracks;
+    std::vector<Track> tracks;
     android::sp<android::NuMediaExtractor> extractor;
     if (auto failure = readTracks(input, &tracks, &extractor)) return failure;
-    for (const SourceTrack& track : tracks) {
-        std::optional<SourceTrack>& place = track.isVideo ? choice->video : choice->audio;
+    for (const Track& track : tracks) {
+        std::optional<Track>& place = track.isVideo ? choice->video : choice->audio;
         const bool isWanted = only != (track.isVideo ? Only::kAudio : Only::kVideo);
         if (!place && isWanted) place = track;
     }
     DecodeTrial trial(input, extractor);
-    for (std::optional<SourceTrack>* place : {&choice->video, &choice->audio}) {
+    for (std::optional<Track>* place : {&choice->video, &choice->audio}) {
         if (!*place || trial.canDecode(**place)) continue;
         report->warning(std::string((*place)->isVideo ? "the picture" : "the sound") +
                         " cannot be decoded and is left out (" + (*place)->mime + ")");
         place->reset();
     }
     if (choice->video || choice->audio) return std::nullopt;
-    return Failure{ExitCode::kInput,
+    return Failure{FailureKind::kInput,
                    "'" + input.path() + "' has no " + wanted(only) + " that can be decoded"};
 }
 

@@ -7,16 +7,16 @@
 
 #include "Arguments.h"
 #include "ExitCode.h"
-#include "InputFile.h"
 #include "Report.h"
-#include "SourceTracks.h"
+#include "files/InputFile.h"
+#include "tracks/SourceTracks.h"
 
 namespace oxaplayer {
 
 // What a job works on.
 struct TrackChoice {
-    std::optional<SourceTrack> video;
-    std::optional<SourceTrack> audio;
+    std::optional<Track> video;
+    std::optional<Track> audio;
 };
 
 // Chooses the first picture and the first sound of `input`, as far as `only` asks for them, and

@@ -14,7 +14,7 @@ namespace oxaplayer {
 
 namespace {
 
-const Failure kNothingWritten = {ExitCode::kInterrupted, "interrupted, nothing was written"};
+const Failure kNothingWritten = {FailureKind::kCancelled, "interrupted, nothing was written"};
 
 // "out.mp4: 5.1 s, 150 pictures, 812 kB (took 2.1 s, 2.4x)"
 std::string summaryOf(const std::string& name, double durationSec, const ProgressNumbers& numbers) {
@@ -57,8 +57,8 @@ std::optional<Failure> TranscodeCommand::work() {
     if (auto failure = openOutput()) return failure;
     announce();
 
-    const SourceTrack* video = mTracks.video ? &*mTracks.video : nullptr;
-    const SourceTrack* audio = mTracks.audio ? &*mTracks.audio : nullptr;
+    const Track* video = mTracks.video ? &*mTracks.video : nullptr;
+    const Track* audio = mTracks.audio ? &*mTracks.audio : nullptr;
     TranscodeJob job(
             {mInput, mOutput, mContainer, video, audio, makeTargetFormat(mOptions, video, audio)},
             mQueue, mReport.get());
@@ -70,7 +70,7 @@ std::optional<Failure> TranscodeCommand::work() {
 
 std::optional<Failure> TranscodeCommand::openOutput() {
     if (mOptions.output != "-" && mInput.isSameFileAs(mOptions.output)) {
-        return Failure{ExitCode::kUsage, "'" + mOptions.output + "' is the input itself"};
+        return Failure{FailureKind::kOptions, "'" + mOptions.output + "' is the input itself"};
     }
     return oxaplayer::openOutput(mOptions, mContainer, WriteWay::kWhenComplete, &mOutput);
 }
@@ -86,7 +86,7 @@ void TranscodeCommand::announce() const {
 std::optional<Failure> TranscodeCommand::complete(const TranscodeJob& job) {
     if (!job.wasInterrupted()) {
         if (!job.hasOutput()) {
-            return Failure{ExitCode::kInput,
+            return Failure{FailureKind::kInput,
                            "'" + mOptions.input + "' has nothing that can be decoded"};
         }
         if (auto failure = mOutput.finish()) return failure;
@@ -96,7 +96,7 @@ std::optional<Failure> TranscodeCommand::complete(const TranscodeJob& job) {
     if (!job.hasOutput()) return kNothingWritten;
     if (auto failure = mOutput.keepShortened()) return failure;
     summarize(job);
-    return Failure{ExitCode::kInterrupted,
+    return Failure{FailureKind::kCancelled,
                    "interrupted; what was written until then is '" + mResult->output + "'"};
 }
 
@@ -105,7 +105,7 @@ void TranscodeCommand::summarize(const TranscodeJob& job) {
                      job.numbers()};
     // The file itself knows best; what went through a pipe can only be counted.
     InputFile written;
-    std::vector<SourceTrack> tracks;
+    std::vector<Track> tracks;
     if (result.numbers.bytes && !written.open(result.output) && !readTracks(written, &tracks)) {
         result.durationSec = longestDurationUs(tracks).value_or(0) / 1e6;
     }

@@ -7,10 +7,10 @@
 #include <optional>
 #include <vector>
 
-#include "InputFile.h"
 #include "JobCommand.h"
 #include "TargetFormat.h"
 #include "TrackChoice.h"
+#include "files/InputFile.h"
 
 namespace oxaplayer {
 

@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "StatusText.h"
+#include "tracks/StatusText.h"
 
 namespace oxaplayer {
 
@@ -28,7 +28,7 @@ int onlyTrack(const TranscodeJob::Work& work) {
     return work.audio != nullptr ? 0 : android::CODEC_VIDEO_ONLY;
 }
 
-int64_t durationUs(const SourceTrack* track) {
+int64_t durationUs(const Track* track) {
     return track != nullptr ? track->durationUs.value_or(0) : 0;
 }
 
@@ -43,7 +43,7 @@ TranscodeJob::TranscodeJob(const Work& work, std::shared_ptr<EventQueue> queue, 
 std::optional<Failure> TranscodeJob::start() {
     const auto check = [](status_t status, const char* step) -> std::optional<Failure> {
         if (status == OK) return std::nullopt;
-        return Failure{ExitCode::kFailed, std::string(step) + ": " + statusText(status)};
+        return Failure{FailureKind::kFailed, std::string(step) + ": " + statusText(status)};
     };
     android::_OxaTranscodeConfig config = {};
     config.type = kOutputDescriptor;
@@ -101,9 +101,9 @@ void TranscodeJob::drain() {
     if (mDrained || status == android::TIMED_OUT) return;
     updateProgress();
     if (hasOutput()) {
-        fail(ExitCode::kFailed, "the output could not be completed");
+        fail(FailureKind::kFailed, "the output could not be completed");
     } else {
-        fail(ExitCode::kInput, "'" + mWork.input.path() + "' has nothing that can be decoded");
+        fail(FailureKind::kInput, "'" + mWork.input.path() + "' has nothing that can be decoded");
     }
 }
 
@@ -166,7 +166,7 @@ int64_t TranscodeJob::completeTimeUs() const {
 void TranscodeJob::watch() {
     if (!mIdleWatch.isStalled() || mFailure) return;
     mStalled = true;
-    fail(ExitCode::kFailed, "nothing was read or written for 30 seconds");
+    fail(FailureKind::kFailed, "nothing was read or written for 30 seconds");
 }
 
 }  // namespace oxaplayer

@@ -9,11 +9,11 @@
 #include <optional>
 
 #include "Arguments.h"
-#include "InputFile.h"
 #include "Job.h"
 #include "OutputFile.h"
 #include "Progress.h"
-#include "SourceTracks.h"
+#include "files/InputFile.h"
+#include "tracks/SourceTracks.h"
 
 namespace oxaplayer {
 
@@ -25,8 +25,8 @@ class TranscodeJob : public Job {
         const InputFile& input;
         const OutputFile& output;
         Container container;
-        const SourceTrack* video;  // null: not processed
-        const SourceTrack* audio;
+        const Track* video;  // null: not processed
+        const Track* audio;
         android::_AV_FORMAT_FORMAT targetFormat;
     };
 
@@ -59,7 +59,7 @@ class TranscodeJob : public Job {
     Work mWork;
     ProgressMeter mMeter;
     ProgressSample mSample;
-    android::_TRANSCODE_PROGRESS mWritten;                 // as the player has pushed it
+    android::_TRANSCODE_PROGRESS mWritten;                   // as the player has pushed it
     std::optional<oxa::host::OutputFigures> mOutputFigures;  // as it is in the output
     IdleWatch mIdleWatch;
     bool mEnded = false;    // the source is read

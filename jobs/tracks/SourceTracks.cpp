@@ -1,17 +1,17 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "SourceTracks.h"
+#include "tracks/SourceTracks.h"
 
+#include <media/stagefright/foundation/AMessage.h>
 #include <media/stagefright/foundation/AString.h>
 
 #include <algorithm>
 #include <cstring>
-#include <nlohmann/json.hpp>
 
-#include "StatusText.h"
+#include "tracks/StatusText.h"
 
-namespace oxaplayer {
+namespace oxa::jobs {
 
 using android::AMessage;
 using android::AString;
@@ -27,10 +27,9 @@ std::optional<int32_t> findInt32(const sp<AMessage>& format, const char* key) {
     return value;
 }
 
-SourceTrack describe(size_t index, const sp<AMessage>& format) {
-    SourceTrack track;
+Track describe(size_t index, const sp<AMessage>& format) {
+    Track track;
     track.index = index;
-    track.format = format;
     AString mime;
     if (format->findString("mime", &mime)) track.mime = mime.c_str();
     track.isVideo = strncasecmp(track.mime.c_str(), "video/", 6) == 0;
@@ -52,11 +51,6 @@ SourceTrack describe(size_t index, const sp<AMessage>& format) {
     return track;
 }
 
-template <typename Value>
-Json orNull(const std::optional<Value>& value) {
-    return value ? Json(*value) : Json(nullptr);
-}
-
 }  // namespace
 
 status_t openExtractor(const InputFile& input, sp<NuMediaExtractor>* extractor) {
@@ -64,16 +58,16 @@ status_t openExtractor(const InputFile& input, sp<NuMediaExtractor>* extractor) 
     return (*extractor)->setDataSource(input.descriptor(), 0, input.size());
 }
 
-std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrack>* tracks) {
+std::optional<Failure> readTracks(const InputFile& input, std::vector<Track>* tracks) {
     sp<NuMediaExtractor> extractor;
     return readTracks(input, tracks, &extractor);
 }
 
-std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrack>* tracks,
+std::optional<Failure> readTracks(const InputFile& input, std::vector<Track>* tracks,
                                   sp<NuMediaExtractor>* extractor) {
     const status_t status = openExtractor(input, extractor);
     if (status != android::OK) {
-        return Failure{ExitCode::kInput,
+        return Failure{FailureKind::kInput,
                        "cannot read '" + input.path() + "': " + statusText(status)};
     }
     tracks->clear();
@@ -84,49 +78,22 @@ std::optional<Failure> readTracks(const InputFile& input, std::vector<SourceTrac
         }
     }
     if (!tracks->empty()) return std::nullopt;
-    return Failure{ExitCode::kInput,
+    return Failure{FailureKind::kInput,
                    "'" + input.path() + "' has no picture or sound that can be decoded"};
 }
 
-std::optional<int64_t> longestDurationUs(const std::vector<SourceTrack>& tracks) {
+std::optional<int64_t> longestDurationUs(const std::vector<Track>& tracks) {
     std::optional<int64_t> longestUs;
-    for (const SourceTrack& track : tracks)
+    for (const Track& track : tracks)
         longestUs = std::max(longestUs, track.durationUs);
     return longestUs;
 }
 
-Json trackFields(const SourceTrack& track) {
-    Json fields = {{"index", track.index},
-                   {"kind", track.isVideo ? "video" : "audio"},
-                   {"mime", track.mime}};
-    if (track.isVideo) {
-        fields["width"] = track.width;
-        fields["height"] = track.height;
-        fields["rotation"] = track.rotationDegrees;
-        fields["frame_rate"] = orNull(track.frameRate);
-    } else {
-        fields["channels"] = track.channels;
-        fields["sample_rate"] = track.sampleRate;
-    }
-    fields["duration_s"] =
-            track.durationUs ? Json(rounded(*track.durationUs / 1e6, 1000)) : Json(nullptr);
-    return fields;
+std::optional<double> fileLengthSec(const std::string& path) {
+    InputFile file;
+    std::vector<Track> tracks;
+    if (file.open(path) || readTracks(file, &tracks)) return std::nullopt;
+    return longestDurationUs(tracks).value_or(0) / 1e6;
 }
 
-std::string trackDetails(const SourceTrack& track) {
-    if (!track.isVideo) {
-        return std::to_string(track.channels) + " ch, " + std::to_string(track.sampleRate) + " Hz";
-    }
-    std::string text = std::to_string(track.width) + "x" + std::to_string(track.height);
-    if (track.rotationDegrees != 0) {
-        text += ", rotated by " + std::to_string(track.rotationDegrees);
-    }
-    if (track.frameRate) text += ", " + std::to_string(*track.frameRate) + " fps";
-    return text;
-}
-
-std::string describeTrack(const SourceTrack& track) {
-    return track.mime + " " + trackDetails(track);
-}
-
-}  // namespace oxaplayer
+}  // namespace oxa::jobs

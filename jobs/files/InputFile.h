@@ -9,15 +9,15 @@
 #include <optional>
 #include <string>
 
-#include "ExitCode.h"
-#include "FileDescriptor.h"
+#include "files/FileDescriptor.h"
+#include "oxa/jobs/Result.h"
 
-namespace oxaplayer {
+namespace oxa::jobs {
 
 // A media file that was opened for reading, at any place of it.
 class InputFile {
   public:
-    // Nothing when it is open; otherwise why not (exit 3), in words for people.
+    // Nothing when it is open; otherwise why not (kInput).
     std::optional<Failure> open(const std::string& path);
 
     const std::string& path() const { return mPath; }
@@ -35,4 +35,4 @@ class InputFile {
     ino_t mInode = 0;
 };
 
-}  // namespace oxaplayer
+}  // namespace oxa::jobs

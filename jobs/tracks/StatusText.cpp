@@ -1,13 +1,13 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "StatusText.h"
+#include "tracks/StatusText.h"
 
 #include <media/stagefright/MediaErrors.h>
 
 #include <cstring>
 
-namespace oxaplayer {
+namespace oxa::jobs {
 
 std::string statusText(android::status_t status) {
     switch (status) {
@@ -26,4 +26,4 @@ std::string statusText(android::status_t status) {
     return "Error " + std::to_string(status);
 }
 
-}  // namespace oxaplayer
+}  // namespace oxa::jobs

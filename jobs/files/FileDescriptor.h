@@ -5,9 +5,10 @@
 
 #include <unistd.h>
 
+#include <cstddef>
 #include <utility>
 
-namespace oxaplayer {
+namespace oxa::jobs {
 
 // Owns a file descriptor and closes it.
 class FileDescriptor {
@@ -30,4 +31,8 @@ class FileDescriptor {
     int mDescriptor;
 };
 
-}  // namespace oxaplayer
+// All of it, however often the kernel takes only a part. False with errno set when it cannot be
+// written.
+bool writeFully(int descriptor, const void* data, size_t size);
+
+}  // namespace oxa::jobs

@@ -7,9 +7,9 @@
 
 #include <string>
 
-namespace oxaplayer {
+namespace oxa::jobs {
 
 // A platform status for people: "No space left on device".
 std::string statusText(android::status_t status);
 
-}  // namespace oxaplayer
+}  // namespace oxa::jobs

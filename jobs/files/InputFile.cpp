@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "InputFile.h"
+#include "files/InputFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,11 +9,11 @@
 #include <cerrno>
 #include <cstring>
 
-namespace oxaplayer {
+namespace oxa::jobs {
 
 std::optional<Failure> InputFile::open(const std::string& path) {
     const auto failure = [&path](const char* cause) {
-        return Failure{ExitCode::kInput, "cannot open '" + path + "': " + cause};
+        return Failure{FailureKind::kInput, "cannot open '" + path + "': " + cause};
     };
     mPath = path;
     // Opening a named pipe would otherwise wait for its writer, only to be refused below.
@@ -37,4 +37,4 @@ bool InputFile::isSameFileAs(const std::string& path) const {
     return stat(path.c_str(), &status) == 0 && status.st_dev == mDevice && status.st_ino == mInode;
 }
 
-}  // namespace oxaplayer
+}  // namespace oxa::jobs

@@ -1,0 +1,54 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "oxa/jobs/Track.h"
+
+namespace oxa::jobs {
+
+// Limits of what can be encoded.
+constexpr int32_t kLowestPictureSide = 16;
+constexpr int32_t kHighestPictureSide = 8192;
+constexpr int32_t kHighestFrameRate = 240;
+constexpr int32_t kHighestBitRate = 1'000'000'000;
+constexpr int32_t kLongestKeyFrameIntervalSec = 600;
+constexpr int32_t kMostAudioChannels = 6;
+
+struct Size {
+    int32_t width;
+    int32_t height;
+};
+
+enum class Container { kMpeg2Ts, kMp4 };
+
+// What a job that encodes can be asked about its output. A value that was not given is taken from
+// the source. What is outside its limits is answered with FailureKind::kOptions.
+struct EncodeOptions {
+    // A file, a device or a named pipe. The name of a file is free or `replaceOutput` is set; under
+    // it there is never half a file, except of a recording.
+    std::string output;
+    // Not negative: this descriptor is written instead, and `output` only names it in texts. Stays
+    // the caller's, open until run() returns.
+    int outputDescriptor = -1;
+    bool replaceOutput = false;
+    std::optional<Container> container;  // not given: by the extension of `output`
+    std::optional<Size> size;            // both even, 16 to 8192; else upright, square pixels
+    std::optional<int32_t> frameRate;    // frames a second, 1 to 240
+    // Bits a second, up to 1,000,000,000; 0: constant quality. Not given: 15 for each pixel of the
+    // picture.
+    std::optional<int32_t> videoBitRate;
+    int32_t keyFrameIntervalSec = 2;     // 0 to 600; 0: every frame is one
+    std::optional<int32_t> deinterlace;  // 0 off, 1 keep the rate, 2 double it; not given: off
+    std::optional<std::string> preset;   // ultrafast to placebo; not given: veryfast
+    Only only = Only::kBoth;
+};
+
+// Whether AAC has this rate, in Hz: 8000, 11025, ... 96000.
+bool isAacSampleRate(int32_t sampleRate);
+
+}  // namespace oxa::jobs

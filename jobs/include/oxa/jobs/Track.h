@@ -1,0 +1,34 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace oxa::jobs {
+
+// One track of a media file that has a decoder, or of a live source.
+struct Track {
+    size_t index = 0;  // in the file, which may have others
+    bool isVideo = false;
+    std::string mime;                   // "video/avc"; empty for a live source
+    std::optional<int64_t> durationUs;  // where the file tells
+    // Pictures: as stored, before rotation.
+    int32_t width = 0;
+    int32_t height = 0;
+    int32_t rotationDegrees = 0;       // clockwise, to stand upright
+    double pixelAspect = 1;            // width of a pixel against its height
+    std::optional<int32_t> frameRate;  // frames a second, rounded
+    // Sound.
+    int32_t channels = 0;
+    int32_t sampleRate = 0;  // Hz
+    std::string source;      // of a live source: where the sound comes from
+};
+
+// Which kinds of tracks a job works on.
+enum class Only { kBoth, kAudio, kVideo };
+
+}  // namespace oxa::jobs
