@@ -18,7 +18,7 @@ set(DOXYGEN_MARKDOWN_SUPPORT NO)
 set(DOXYGEN_SORT_MEMBER_DOCS NO)
 set(DOXYGEN_STRIP_FROM_PATH
     ${PROJECT_SOURCE_DIR}/libs/MediaCodecDemo ${PROJECT_SOURCE_DIR}/platform/include
-    ${PROJECT_SOURCE_DIR}/platform/host/include)
+    ${PROJECT_SOURCE_DIR}/platform/host/include ${PROJECT_SOURCE_DIR}/jobs/include)
 set(DOXYGEN_MACRO_EXPANSION YES)
 set(DOXYGEN_EXPAND_ONLY_PREDEF YES)
 set(DOXYGEN_PREDEFINED "DISALLOW_EVIL_CONSTRUCTORS(name)=")
@@ -29,6 +29,7 @@ doxygen_add_docs(docs
     ${PROJECT_SOURCE_DIR}/libs/MediaCodecDemo/OxaMediaCodecPlayer/OxaMediaCodecPlayer.h
     ${PROJECT_SOURCE_DIR}/libs/MediaCodecDemo/OxaMediaCodecPlayer/OxaMediaCodecPlayerCommon.h
     ${PROJECT_SOURCE_DIR}/libs/MediaCodecDemo/OxaMediaCodecPlayer/OxaMediaMuxer.h
+    ${PROJECT_SOURCE_DIR}/jobs/include
     ${PROJECT_SOURCE_DIR}/platform/host/include
     ${PROJECT_SOURCE_DIR}/platform/include
     COMMENT "Writing the API reference")

@@ -45,10 +45,11 @@ install(
 file(RELATIVE_PATH OXA_PKGCONFIG_TO_PREFIX
     ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 get_filename_component(OXA_ANDROID_LIBDIR ${AndroidBase_utils_LIBRARY} DIRECTORY)
-configure_file(cmake/oxa-mediacodecplayer.pc.in
-    ${PROJECT_BINARY_DIR}/package/oxa-mediacodecplayer.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/package/oxa-mediacodecplayer.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+foreach(name oxa-mediacodecplayer oxa-jobs)
+    configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/package/${name}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/package/${name}.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endforeach()
 
 set(manual ${PROJECT_SOURCE_DIR}/docs/man/oxaplayer.1)
 find_program(GZIP gzip REQUIRED)

@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "Arguments.h"
+#include "arguments/Arguments.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,8 +9,7 @@
 #include <iterator>
 #include <sstream>
 
-#include "TargetFormat.h"
-#include "TranscodeCommand.h"
+#include "commands/TranscodeCommand.h"
 
 namespace oxaplayer {
 namespace {
@@ -42,24 +41,10 @@ TEST_F(ArgumentsTest, whatIsNotGivenIsLeftToTheSource) {
     const auto& options = dynamic_cast<const TranscodeCommand&>(*parsed.command).options();
     EXPECT_EQ(options.only, Only::kBoth);
     EXPECT_FALSE(options.replaceOutput || options.preset);
-    Track video;
-    video.isVideo = true;
-    video.width = 854;
-    video.height = 480;
-    Track audio;
-    audio.channels = 2;
-    audio.sampleRate = 44100;
-    const auto format = makeTargetFormat(options, &video, &audio);
-    EXPECT_EQ(format.width, 854);
-    EXPECT_EQ(format.height, 480);
-    EXPECT_EQ(format.frameRate, 0);  // the source's own
-    EXPECT_EQ(format.bitRate, -1);   // the library's rule
-    EXPECT_EQ(format.iFrameInterval, 2);
-    EXPECT_EQ(format.deinterlace, -1);  // no key at all
-    EXPECT_EQ(format.profile, 0);
-    EXPECT_EQ(format.level, 0);
-    EXPECT_EQ(format.channelCount, 2);
-    EXPECT_EQ(format.sampleRate, 44100);
+    EXPECT_FALSE(options.container || options.size || options.frameRate || options.videoBitRate);
+    EXPECT_FALSE(options.deinterlace || options.profile || options.level);
+    EXPECT_FALSE(options.audioRate || options.audioChannels);
+    EXPECT_EQ(options.keyFrameIntervalSec, 2);
 }
 
 TEST_F(ArgumentsTest, helpAndVersionGoToStandardOutput) {
@@ -126,61 +111,6 @@ TEST(Seconds, mayHaveAFraction) {
     for (const char* text :
          {"", "0", "-1", "0.0000001", "1e3", "1s", "inf", "nan", "1e99", "99999999"})
         EXPECT_FALSE(parseSeconds(text)) << text;
-}
-
-// A picture that comes out squeezed or with an odd side, or larger than there are.
-TEST(UprightSize, isUprightSquareAndEven) {
-    const auto upright = [](int32_t width, int32_t height, int32_t rotation, double pixelAspect) {
-        Track track;
-        track.isVideo = true;
-        track.width = width;
-        track.height = height;
-        track.rotationDegrees = rotation;
-        track.pixelAspect = pixelAspect;
-        const Size size = uprightSize(track);
-        return std::pair(size.width, size.height);
-    };
-    EXPECT_EQ(upright(1920, 1080, 270, 1), std::pair(1080, 1920));
-    EXPECT_EQ(upright(161, 121, 0, 1), std::pair(160, 120));
-    EXPECT_EQ(upright(720, 480, 0, 32.0 / 27), std::pair(854, 480));
-    EXPECT_EQ(upright(720, 576, 90, 16.0 / 15), std::pair(576, 768));
-    EXPECT_EQ(upright(1, 1, 0, 1), std::pair(2, 2));
-    EXPECT_EQ(upright(16384, 8190, 0, 1), std::pair(8192, 4094));
-}
-
-TEST(TargetFormat, soundIsWhatAacCanHold) {
-    const auto target = [](int32_t channels, int32_t sampleRate) {
-        Track audio;
-        audio.channels = channels;
-        audio.sampleRate = sampleRate;
-        const auto format = makeTargetFormat(TranscodeOptions(), nullptr, &audio);
-        return std::pair(format.channelCount, format.sampleRate);
-    };
-    EXPECT_EQ(target(6, 48000), std::pair(6, 48000));
-    EXPECT_EQ(target(8, 96000), std::pair(6, 96000));
-    EXPECT_EQ(target(1, 192000), std::pair(1, 48000));
-    EXPECT_EQ(target(2, 37800), std::pair(2, 48000));
-    EXPECT_EQ(target(0, 0), std::pair(1, 48000));
-}
-
-TEST(ContainerChoice, followsTheExtensionUnlessAsked) {
-    const auto choose = [](const std::string& output, std::optional<Container> asked = {}) {
-        EncodeOptions options;
-        options.output = output;
-        options.container = asked;
-        return chooseContainer(options);
-    };
-    for (const char* name : {"a.mp4", "A.MP4", "x/y.z/a.m4v", "a.b.mp4"}) {
-        EXPECT_EQ(choose(name), Container::kMp4) << name;
-    }
-    for (const char* name : {"a.ts", "a.M2TS", "-"}) {
-        EXPECT_EQ(choose(name), Container::kMpeg2Ts) << name;
-    }
-    for (const char* name : {"a", "a.mkv", "dir.mp4/a", "mp4", "a.mp4 ", ""}) {
-        EXPECT_EQ(choose(name), std::nullopt) << name;
-    }
-    EXPECT_EQ(choose("a.ts", Container::kMp4), Container::kMp4);
-    EXPECT_EQ(choose("/dev/null", Container::kMpeg2Ts), Container::kMpeg2Ts);
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 
 #include <csignal>
 
-#include "ContactSheet.h"
 #include "cli/PlayerProgram.h"
 #include "support/Pictures.h"
 #include "support/TempDir.h"
@@ -126,9 +125,6 @@ TEST(ContactSheet, timeIsWrittenIntoTheCorner) {
     EXPECT_GT(countIn(kGap, top, 111, 27, true), 9 * 50);
     EXPECT_GT(countIn(kGap, top, 111, 27, false), 9 * 150);
     EXPECT_EQ(countIn(kGap + 115, top, 200, 27, true), 0);
-    EXPECT_EQ(oxaplayer::sheetTime(3'999'999), "0:03.9");
-    EXPECT_EQ(oxaplayer::sheetTime(754'200'000), "12:34.2");
-    EXPECT_EQ(oxaplayer::sheetTime(3'723'900'000), "1:02:03");
 }
 
 TEST(ContactSheet, filmWithOnePictureReplacesAFileOnlyWithForce) {

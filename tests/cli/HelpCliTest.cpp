@@ -7,7 +7,7 @@
 #include <regex>
 #include <set>
 
-#include "Arguments.h"
+#include "arguments/Arguments.h"
 #include "cli/PlayerProgram.h"
 #include "support/TempDir.h"
 

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
+
 #include "support/MediaProbe.h"
 #include "support/ProcessRunner.h"
 #include "support/TempDir.h"
@@ -72,6 +74,22 @@ TEST(TranscodeExample, keepsEveryTrackThatThereIs) {
     EXPECT_THAT(failed.err, HasSubstr("cannot transcode "));
 }
 
+TEST(ConvertExample, keepsWhatIsDoneWhenItIsInterrupted) {
+    const TempDir folder;
+    const ProcessResult whole = runExample("convert", {shortClip(), folder.file("out.mp4")});
+    EXPECT_EQ(whole.exitCode, 0) << whole.err;
+    EXPECT_EQ(MediaProbe(folder.file("out.mp4")).video()->frameCount, 40);
+    const std::string output = folder.file("short.mp4");
+    const ProcessResult cut =
+            ProcessRunner({OXA_EXAMPLES_PREFIX "convert", mediaPath("bunny_360p_aac51.ts"), output})
+                    .signalOnText(SIGINT, "1 %")
+                    .run();
+    EXPECT_EQ(cut.exitCode, 1) << cut.err;
+    EXPECT_THAT(cut.err, HasSubstr("cancelled"));
+    if (cut.out.empty()) return;
+    EXPECT_TRUE(MediaProbe(output).ok());
+}
+
 TEST(RecordExample, recordsPictureAndSound) {
     const TempDir folder;
     const std::string output = folder.file("out.mp4");
@@ -89,7 +107,7 @@ TEST(RecordExample, recordsPictureAndSound) {
 
 TEST(WrongUseTest, endsWithAMessageAndACode) {
     const TempDir folder;
-    for (const std::string& name : words("play transcode record listen")) {
+    for (const std::string& name : words("play transcode record listen convert")) {
         SCOPED_TRACE(name);
         const ProcessResult usage = runExample(name, {});
         EXPECT_EQ(usage.exitCode, 2);
@@ -97,7 +115,7 @@ TEST(WrongUseTest, endsWithAMessageAndACode) {
         if (name == "record") continue;
         for (const std::string& input : {folder.file("none.mp4"), garbageFile(50'000)}) {
             std::vector<std::string> arguments = {input};
-            if (name == "transcode") arguments.push_back(folder.file("out.mp4"));
+            if (name == "transcode" || name == "convert") arguments.push_back(folder.file("out.mp4"));
             const ProcessResult result = runExample(name, arguments);
             EXPECT_EQ(result.exitCode, 1) << input << result.err;
             EXPECT_EQ(result.signal, 0) << input;

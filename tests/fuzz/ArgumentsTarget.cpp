@@ -10,13 +10,14 @@
 #include <string>
 #include <vector>
 
-#include "Arguments.h"
-#include "CaptureSource.h"
-#include "Command.h"
-#include "PlayOutputs.h"
-#include "RecordFormat.h"
-#include "TargetFormat.h"
+#include "arguments/Arguments.h"
+#include "arguments/PlayChoices.h"
+#include "commands/Command.h"
+#include "encode/EncodeSetup.h"
 #include "fuzz/FuzzTarget.h"
+#include "record/CaptureSource.h"
+#include "record/RecordFormat.h"
+#include "transcode/TargetFormat.h"
 
 namespace oxa::fuzz {
 namespace {
@@ -73,13 +74,11 @@ void readValues(ByteReader* input) {
 void readSources(ByteReader* input) {
     const auto only = static_cast<Only>(input->byte() % 3);
     const uint8_t given = input->byte();
-    CaptureChoice choice;
-    if ((given & 1) != 0) choice.hdmi = input->line();
-    if ((given & 2) != 0) choice.usb = input->line();
-    if ((given & 4) != 0) choice.audio = input->line();
-    const auto failure = checkChoice(choice, only);
-    if (choice.hdmi.has_value() == choice.usb.has_value()) FUZZ_CHECK(failure.has_value());
-    if (!failure) FUZZ_CHECK(!choice.source().empty());
+    LiveSource source;
+    if ((given & 1) != 0) source.kind = LiveSource::Kind::kHdmi;
+    source.name = input->line();
+    if ((given & 4) != 0) source.sound = input->line();
+    if (!checkSource(source, only)) FUZZ_CHECK(!source.name.empty());
 }
 
 // The formats of a file's tracks, as an extractor lets them through.

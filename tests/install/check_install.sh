@@ -45,10 +45,14 @@ probe "$clip" | grep -q '"video/x-vnd.on2.vp9"' || fail "the installed oxaplayer
 # A client that finds the package with CMake.
 "$cmake" -G Ninja -S "$source_dir/examples" -B "$work/client" -DCMAKE_CXX_COMPILER="$compiler" \
     -DCMAKE_PREFIX_PATH="$root" >"$work/configure.log" || { cat "$work/configure.log" && exit 1; }
-"$cmake" --build "$work/client" --target oxa_example_transcode
+"$cmake" --build "$work/client" --target oxa_example_transcode oxa_example_convert
 "$work/client/oxa_example_transcode" "$clip" "$work/out.mp4"
 probe "$work/out.mp4" | grep -q '"video/avc","width":640,"height":360' ||
     fail "what the client wrote is not what it asked for"
+
+"$work/client/oxa_example_convert" "$clip" "$work/jobs.mp4" || fail "a job does not work"
+probe "$work/jobs.mp4" | grep -q '"video/avc","width":160,"height":120' ||
+    fail "what the job wrote is not as the source"
 
 # One that finds it with pkg-config; and every header can be included from outside.
 PKG_CONFIG_PATH="$libraries/pkgconfig"
@@ -59,6 +63,16 @@ read -ra link_flags <<<"$(pkg-config --libs oxa-mediacodecplayer)"
     "$source_dir/examples/listen.cpp" "${link_flags[@]}" -Wl,-rpath,"$libraries" -o "$work/listen"
 "$work/listen" "$clip" | grep -q '^the end after [1-9]' ||
     fail "the client that pkg-config built does not work"
+read -ra compile_flags_jobs <<<"$(pkg-config --cflags oxa-jobs)"
+read -ra link_flags_jobs <<<"$(pkg-config --libs oxa-jobs)"
+"$compiler" -std=gnu++17 -Wall -Wextra -Werror "${compile_flags_jobs[@]}" \
+    "$source_dir/examples/convert.cpp" "${link_flags_jobs[@]}" -Wl,-rpath,"$libraries" \
+    -o "$work/convert"
+for input in /nope /etc/passwd "$work"; do
+    code=0
+    "$work/convert" "$input" "$work/none.mp4" 2>"$work/error" || code=$?
+    [ "$code" = 1 ] && grep -qF "'$input'" "$work/error" || fail "no error value for $input"
+done
 (cd "$root/include/oxa-mediacodecplayer" && find . -name '*.h' -printf '#include <%P>\n') \
     >"$work/all.cpp"
 "$compiler" -std=gnu++17 -fsyntax-only "${compile_flags[@]}" "$work/all.cpp"

@@ -5,11 +5,11 @@
 #include <malloc.h>
 #include <unistd.h>
 
-#include "Arguments.h"
-#include "Command.h"
-#include "Console.h"
-#include "Exhaustion.h"
-#include "Signals.h"
+#include "arguments/Arguments.h"
+#include "commands/Command.h"
+#include "process/Exhaustion.h"
+#include "process/Signals.h"
+#include "report/Console.h"
 
 namespace oxaplayer {
 

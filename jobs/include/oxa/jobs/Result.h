@@ -20,6 +20,7 @@ enum class FailureKind {
     kOutputExists,  // there is a file already, and it was not to be replaced
     kOutput,        // the output cannot be written, also when the disk fills up
     kFailed,        // a codec or a device failed while the job ran
+    kSourceEnded,   // a live source ended before the duration that was asked for
     kStalled,       // nothing moved for 30 s: what hangs stays behind, with its threads and memory
     kCancelled,
 };

@@ -1,0 +1,46 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "oxa/jobs/EncodeOptions.h"
+#include "oxa/jobs/Job.h"
+#include "oxa/jobs/LiveSource.h"
+
+namespace oxa::jobs {
+
+struct RecordOptions : EncodeOptions {
+    LiveSource source;
+    std::optional<int64_t> durationUs;  // not given: until it is cancelled or the source ends
+    bool preview = false;               // in a window; closing it ends the recording
+    bool monitor = false;               // the sound is played while it is recorded
+};
+
+// Records a camera or what comes into an HDMI receiver, with its sound, as AVC and AAC (stereo,
+// 48 kHz, 128 kbit/s). Size and rate are those that the camera offers.
+//
+// The file has its final name from the first byte; an old one that it replaces is moved aside first
+// and comes back if less than two seconds were recorded. What was recorded is kept when the
+// recording fails. Ended by cancel(), the result is kCancelled only if a duration was asked for and
+// not reached, or nothing was recorded.
+//
+// Settings of the whole process: while it runs, its camera and its microphone are registered
+// (oxa/host/Cameras.h, oxa/host/Microphones.h), so that the kernel's cameras are not seen by
+// others; the microphone's registration stays. One recording of the HDMI receiver at a time, and
+// while it runs the device root of the library is a folder of its own; a second one fails with
+// kInput.
+class Record : public Job {
+  public:
+    explicit Record(RecordOptions options, JobListener* listener = nullptr);
+
+  private:
+    Result work(JobContext& context) override;
+
+    const RecordOptions mOptions;
+};
+
+}  // namespace oxa::jobs

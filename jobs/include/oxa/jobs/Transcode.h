@@ -1,0 +1,42 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "oxa/jobs/EncodeOptions.h"
+#include "oxa/jobs/Job.h"
+
+namespace oxa::jobs {
+
+enum class AvcProfile { kBaseline, kMain, kHigh };
+
+struct TranscodeOptions : EncodeOptions {
+    std::string input;                     // a file that can be read at any place
+    std::optional<AvcProfile> profile;     // not given: the encoder's choice
+    std::optional<int32_t> level;          // 10 to 52 for 1.0 to 5.2; the same
+    std::optional<int32_t> audioRate;      // Hz; not given: the source's, or 48000
+    std::optional<int32_t> audioChannels;  // 1 to 6; not given: the source's, at most 6
+};
+
+// Turns the first picture and the first sound of a file into AVC and AAC (128 kbit/s) in MP4 or an
+// MPEG transport stream. A track that cannot be decoded is left out with a warning; damage is
+// counted in the result.
+//
+// The file is written beside its final name and takes it when it is complete. A job that fails
+// leaves nothing. One that is cancelled keeps the shorter file if it has a picture with its sound,
+// or a second of sound alone: under the final name if nothing is there, otherwise beside it.
+class Transcode : public Job {
+  public:
+    explicit Transcode(TranscodeOptions options, JobListener* listener = nullptr);
+
+  private:
+    Result work(JobContext& context) override;
+
+    const TranscodeOptions mOptions;
+};
+
+}  // namespace oxa::jobs

@@ -1,0 +1,60 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <future>
+#include <optional>
+
+#include "files/InputFile.h"
+#include "play/PlayOutputs.h"
+#include "run/PlayerRun.h"
+#include "tracks/TrackChoice.h"
+
+namespace oxa::jobs {
+
+// One playback of a file. It is over when the last picture has had its time and the last sound was
+// heard, or when the user has ended it. The player's start, which may wait for the first picture,
+// runs on a thread of its own.
+class PlayRun : public PlayerRun {
+  public:
+    struct Work {
+        const InputFile& input;
+        const TrackChoice& tracks;
+        const PlayOutputs& outputs;
+        bool freeRun;
+        bool tunneled;
+    };
+
+    // A Cancelled or Closed in the queue ends the playback.
+    PlayRun(const Work& work, JobContext& context);
+
+    // How far it came.
+    Progress progress() const;
+    int64_t soundUs() const;
+
+  private:
+    std::optional<Failure> start() override;
+    void waitForEnd() override;
+    void finish() override;
+    void handle(const JobEvent& event) override;
+    int64_t deadlineUs() const;
+    int64_t lastPictureLeftUs() const;
+    void updateStatus();
+    int64_t positionUs() const;
+    int64_t droppedFrames() const;
+    void watch();
+
+    Work mWork;
+    const int64_t mDurationUs;
+    const int64_t mBeginUs;
+    std::future<android::status_t> mStarted;
+    android::_PLAYBACK_PROGRESS mProgress;
+    int64_t mPositionUs = 0;
+    double mFramesPerSecond = 0;
+    int64_t mEndUs = 0;  // when the playback is over; 0: the streams have not ended
+    bool mClosed = false;
+    bool mStalled = false;
+};
+
+}  // namespace oxa::jobs

@@ -1,0 +1,25 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <camera/CameraParameters.h>
+
+#include <optional>
+
+#include "oxa/jobs/EncodeOptions.h"
+#include "record/CaptureSource.h"
+
+namespace oxa::jobs {
+
+// What the library says of the camera of `source`. Nothing when it answers; otherwise why not
+// (kInput).
+std::optional<Failure> readCameraParameters(const CaptureSource& source,
+                                            android::CameraParameters* parameters);
+
+// Whether the camera can be started in that size and rate at this moment: somebody else may have a
+// device, and a player that cannot start its camera ends the process. Nothing when it can;
+// otherwise why not (kInput).
+std::optional<Failure> tryCamera(const CaptureSource& source, Size size, int32_t frameRate);
+
+}  // namespace oxa::jobs

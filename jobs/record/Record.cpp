@@ -1,0 +1,196 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "oxa/jobs/Record.h"
+
+#include <utility>
+
+#include "encode/EncodeSetup.h"
+#include "record/CameraTrial.h"
+#include "record/CaptureSource.h"
+#include "record/RecordFormat.h"
+#include "record/RecordRun.h"
+#include "run/JobContext.h"
+#include "tracks/SourceTracks.h"
+
+namespace oxa::jobs {
+
+namespace {
+
+constexpr char kNoSound[] = "none";
+
+// One recording from its options to its result.
+class RecordWork {
+  public:
+    RecordWork(const RecordOptions& options, JobContext& context)
+        : mOptions(options), mContext(context), mOutput(&context.cancelled()) {}
+
+    Result run() {
+        if (auto failure = work()) {
+            mResult.failure = *failure;
+            mOutput.discard();
+        }
+        return mResult;
+    }
+
+  private:
+    std::optional<Failure> work();
+    std::optional<Failure> checkOptions();
+    std::optional<Failure> chooseFormat();
+    std::optional<Failure> chooseVideo();
+    std::optional<Failure> openOutputs();
+    std::vector<Track> tracks() const;
+    std::optional<Failure> complete(const RecordRun& run, const std::optional<Failure>& failure);
+    void summarize(const RecordRun& run);
+
+    const RecordOptions& mOptions;
+    JobContext& mContext;
+    Container mContainer = Container::kMpeg2Ts;
+    CaptureSource mSource;
+    PlayOutputs mPreview;
+    OutputFile mOutput;
+    android::_AV_FORMAT_FORMAT mFormat = {};
+    int32_t mFrameRate = 0;  // to be expected
+    Result mResult;
+};
+
+std::optional<Failure> RecordWork::work() {
+    if (auto failure = checkOptions()) return failure;
+    if (auto failure = mSource.open(mOptions.source, mOptions.only)) return failure;
+    if (auto failure = chooseFormat()) return failure;
+    if (mContext.cancelled()) return cancelledFailure();
+    if (auto failure = openOutputs()) return failure;
+    mContext.listener().onStart({tracks(), mContainer});
+    RecordRun run({mSource, mPreview, mOutput, mContainer, mFormat, mFrameRate,
+                   mOptions.durationUs ? mOptions.durationUs : mSource.lengthUs(), mOptions.preview,
+                   mOptions.monitor},
+                  mContext);
+    const auto failure = run.run();
+    mResult.damaged = run.damaged();
+    return complete(run, failure);
+}
+
+// All that can be said without opening anything.
+std::optional<Failure> RecordWork::checkOptions() {
+    const bool isHdmi = mOptions.source.kind == LiveSource::Kind::kHdmi;
+    if (auto failure = checkSource(mOptions.source, mOptions.only)) return failure;
+    if (auto failure = setUpEncoding(mOptions, &mContainer)) return failure;
+    if (isHdmi && mOptions.frameRate.value_or(1) > kHighestHdmiFrameRate) {
+        return Failure{FailureKind::kOptions,
+                       "fps '" + std::to_string(*mOptions.frameRate) +
+                               "': the HDMI receiver has 1 to " +
+                               std::to_string(kHighestHdmiFrameRate),
+                       Hint::kOtherValue};
+    }
+    if (mOptions.durationUs && *mOptions.durationUs <= 0) {
+        return wrongOption("duration", std::to_string(*mOptions.durationUs), "a time above 0");
+    }
+    if (mOptions.preview && mOptions.only == Only::kAudio) {
+        return Failure{FailureKind::kOptions, "preview needs a picture", Hint::kOtherValue};
+    }
+    if (mOptions.monitor && (mOptions.only == Only::kVideo || mOptions.source.sound == kNoSound)) {
+        return Failure{FailureKind::kOptions, "monitor needs sound", Hint::kOtherValue};
+    }
+    return std::nullopt;
+}
+
+std::optional<Failure> RecordWork::chooseFormat() {
+    if (mSource.hasAudio()) chooseAudioFormat(&mFormat);
+    if (!mSource.hasAudio() && mOptions.monitor) {
+        return Failure{FailureKind::kInput, "'" + mSource.name() + "' has no sound to monitor"};
+    }
+    return mSource.hasVideo() ? chooseVideo() : std::nullopt;
+}
+
+std::optional<Failure> RecordWork::chooseVideo() {
+    android::CameraParameters camera;
+    if (auto failure = readCameraParameters(mSource, &camera)) return failure;
+    auto failure = chooseVideoFormat(mOptions, camera, mSource.isHdmi(), &mFormat, &mFrameRate);
+    if (failure) return failure;
+    if (mOptions.frameRate && *mOptions.frameRate != mFrameRate) {
+        mContext.listener().onWarning(
+                "of the HDMI receiver's pictures every first, second, third, ... can be "
+                "recorded: " +
+                std::to_string(mFrameRate) + " a second instead of " +
+                std::to_string(*mOptions.frameRate));
+    }
+    if (!mSource.isDevice()) return std::nullopt;
+    return tryCamera(mSource, {mFormat.width, mFormat.height}, mFormat.frameRate);
+}
+
+std::optional<Failure> RecordWork::openOutputs() {
+    if (mOptions.outputDescriptor < 0 && mSource.isReadFrom(mOptions.output)) {
+        return Failure{FailureKind::kOptions, "'" + mOptions.output + "' is the source itself"};
+    }
+    if (mOptions.preview) {
+        auto failure = mPreview.openDisplay(DisplayChoice{}, mSource.name(), mContext);
+        if (failure) return failure;
+    }
+    const auto sound = mOptions.monitor ? SoundChoice::Kind::kDevice : SoundChoice::Kind::kNull;
+    if (auto failure = mPreview.openSound({sound, {}}, mContext)) return failure;
+    return openOutput(mOptions, mContainer, WriteWay::kInPlace, &mOutput);
+}
+
+std::vector<Track> RecordWork::tracks() const {
+    std::vector<Track> tracks;
+    if (mSource.hasVideo()) {
+        Track picture;
+        picture.isVideo = true;
+        picture.width = mFormat.width;
+        picture.height = mFormat.height;
+        picture.frameRate = mFrameRate;
+        tracks.push_back(picture);
+    }
+    if (mSource.hasAudio()) {
+        Track sound;
+        sound.index = tracks.size();
+        sound.source = mSource.soundName();
+        sound.channels = mFormat.channelCount;
+        sound.sampleRate = mFormat.sampleRate;
+        tracks.push_back(sound);
+    }
+    return tracks;
+}
+
+std::optional<Failure> RecordWork::complete(const RecordRun& run,
+                                            const std::optional<Failure>& failure) {
+    if (!run.hasOutput()) {
+        if (failure) return failure;
+        if (run.wasCancelled()) return cancelledFailure();
+        return Failure{FailureKind::kInput, "'" + mSource.name() + "' has given nothing to record"};
+    }
+    // Not worth the file that was there before, which comes back.
+    if (failure && failure->kind == FailureKind::kOutput && !mOutput.isKept()) return failure;
+    // A disk that is full is told in the job's own words.
+    auto unfinished = mOutput.finish();
+    if (!failure && unfinished) return unfinished;
+    summarize(run);
+    // A device or a pipe keeps nothing of a recording that failed.
+    if (failure && !mResult.total.bytes) mResult.files.clear();
+    if (failure) return failure;
+    if (!mOptions.durationUs || !run.isShort()) return std::nullopt;
+    if (run.wasCancelled()) return cancelledFailure();
+    return Failure{FailureKind::kSourceEnded, "ended before the duration that was asked for"};
+}
+
+void RecordWork::summarize(const RecordRun& run) {
+    mResult.total = run.total();
+    mResult.soundSec = run.soundUs() / 1e6;
+    // The file itself knows best; what went through a pipe can only be counted.
+    mResult.durationSec = run.lastTimeUs() / 1e6;
+    mResult.files = {mOptions.output};
+    if (mResult.total.bytes && mOptions.outputDescriptor < 0) {
+        mResult.durationSec = fileLengthSec(mOptions.output).value_or(mResult.durationSec);
+    }
+}
+
+}  // namespace
+
+Record::Record(RecordOptions options, JobListener* listener)
+    : Job(listener), mOptions(std::move(options)) {}
+
+Result Record::work(JobContext& context) {
+    return RecordWork(mOptions, context).run();
+}
+
+}  // namespace oxa::jobs

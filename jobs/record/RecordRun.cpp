@@ -1,0 +1,212 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "record/RecordRun.h"
+
+#include <oxa/host/Cameras.h>
+#include <oxa/host/HdmiSound.h>
+#include <oxa/host/Microphones.h>
+#include <oxa/host/OutputWait.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "tracks/StatusText.h"
+
+namespace oxa::jobs {
+
+using android::OK;
+using android::status_t;
+
+namespace {
+
+constexpr int64_t kShortestTickUs = 2'000;
+constexpr int64_t kStopOutputWaitUs = 1'000'000;
+constexpr int32_t kOutputDescriptor = 7;
+// A disk that takes nothing has said so by now.
+constexpr int64_t kTrustedUs = 2'000'000;
+
+int onlyTrack(const CaptureSource& source) {
+    if (!source.hasVideo()) return android::CODEC_AUDIO_ONLY;
+    return source.hasAudio() ? 0 : android::CODEC_VIDEO_ONLY;
+}
+
+}  // namespace
+
+RecordRun::RecordRun(const Work& work, JobContext& context)
+    : PlayerRun(onlyTrack(work.source), context),
+      mWork(work),
+      mMeter(nowUs(), work.durationUs.value_or(0)),
+      mRecorded{-1, -1, -1, 0, 0} {}
+
+std::optional<Failure> RecordRun::start() {
+    const bool isHdmi = mWork.source.isHdmi();
+    android::_OxaTranscodeConfig config = {};
+    config.type = kOutputDescriptor;
+    config.fmt = mWork.container == Container::kMp4 ? 1 : 0;
+    config.fileDesc = mWork.output.descriptor();
+
+    mPlayer->initiate(isHdmi ? android::SourceTypeHdmiRx : android::SourceTypeUsbCamera, true,
+                      true);
+    mPlayer->setCameraSource(mWork.source.place().camera(), android::String16("oxaplayer"));
+    mPlayer->setAudioSource(mWork.source.place().audioSource());
+    status_t status = mPlayer->setSurface(mWork.preview.display().producer());
+    if (status == OK) status = mPlayer->setMuxer(config);
+    if (status != OK) return Failure{FailureKind::kFailed, "set-up: " + statusText(status)};
+    mPlayer->setTargetFormat(mWork.targetFormat);
+    mPlayer->prepare();
+    mPlayer->start();
+    mPlayer->setPlayback(mWork.isPreviewed, mWork.isMonitored);
+    mPlayer->setTranscode(true);
+    return std::nullopt;
+}
+
+void RecordRun::finish() {
+    // A reader of our pipe that does not read must not hold the end.
+    host::setOutputWaitLimit(kStopOutputWaitUs);
+    mPlayer->stop();
+    updateStatus();
+    mPlayer->cleanup();
+    mSample.bytes = mWork.output.bytes();
+    warnOfLostSound();
+}
+
+void RecordRun::waitForEnd() {
+    while (!mEnded && !mCancelled && !mFailure) {
+        if (const auto event = queue().pop(nowUs() + waitUs())) handle(*event);
+        updateStatus();
+        if (mIdleWatch.isStalled()) {
+            fail(FailureKind::kFailed, "nothing was recorded for 30 seconds");
+        }
+        mComplete = mWork.durationUs && missingUs() <= 0;
+        mEnded = mEnded || mComplete;
+    }
+}
+
+// The nearer the end the closer it is looked at.
+int64_t RecordRun::waitUs() const {
+    if (!mWork.durationUs) return kTickUs;
+    return std::clamp(missingUs() / 2, kShortestTickUs, kTickUs);
+}
+
+// How long until the recording has to be stopped. One more picture is taken to carry the end.
+int64_t RecordRun::missingUs() const {
+    if (!mWork.source.hasVideo()) return *mWork.durationUs - mRecorded.audioTimeUs;
+    const int64_t pictureUs = 1'000'000 / mWork.frameRate;
+    if (mRecorded.capturedTimeUs < 0) return *mWork.durationUs;
+    return *mWork.durationUs - mRecorded.capturedTimeUs - 5 * pictureUs / 2;
+}
+
+void RecordRun::handle(const JobEvent& event) {
+    if (std::holds_alternative<Cancelled>(event)) {
+        listener().onCancelling();
+        mCancelled = true;
+        // A second signal shall not take it away.
+        if (hasOutput() && !mFailure) mWork.output.keep();
+    } else if (std::holds_alternative<Closed>(event)) {
+        mEnded = true;
+    } else if (const auto* hotplug = std::get_if<Hotplug>(&event)) {
+        listener().onHotplug(hotplug->plugged);
+    } else if (const auto* fault = std::get_if<host::Fault>(&event)) {
+        handleFault(*fault);
+    }
+}
+
+void RecordRun::handleFault(const host::Fault& fault) {
+    using host::FaultSource;
+    if (fault.source == FaultSource::kSound) {
+        handleSoundFault(fault);
+    } else if (!fault.ended || fault.source != FaultSource::kCamera) {
+        handleFileFault(fault, mWork.source.name(), mWork.output.path());
+    } else if (fault.error == 0) {
+        listener().onSourceEnd();
+        mEnded = true;
+    } else {
+        fail(FailureKind::kFailed,
+             "the camera '" + mWork.source.name() + "' has failed: " + fault.cause);
+    }
+}
+
+// Sound that fails is never followed by silence.
+void RecordRun::handleSoundFault(const host::Fault& fault) {
+    const CaptureSource& source = mWork.source;
+    if (fault.error != 0) {
+        fail(FailureKind::kFailed,
+             "the sound '" + source.soundName() + "' has failed: " + fault.cause);
+    } else if (!fault.ended) {
+        mWarnings.add(fault);
+    } else if (!source.hasVideo()) {
+        listener().onSourceEnd();
+        mEnded = true;
+    } else if (source.soundName() != source.name()) {
+        listener().onWarning("the sound has ended, only pictures are recorded now");
+    }
+}
+
+bool RecordRun::isShort() const {
+    return mWork.durationUs && !mComplete;
+}
+
+bool RecordRun::hasOutput() const {
+    return mRecorded.videoTimeUs >= 0 || mRecorded.audioTimeUs >= 0;
+}
+
+int64_t RecordRun::lastTimeUs() const {
+    return std::max<int64_t>({0, mRecorded.videoTimeUs, mRecorded.audioTimeUs});
+}
+
+int64_t RecordRun::soundUs() const {
+    return std::max<int64_t>(0, mRecorded.audioTimeUs);
+}
+
+Progress RecordRun::total() const {
+    Progress total = mMeter.overall(mSample);
+    total.dropped = droppedFrames();
+    total.thinned = mRecorded.thinnedFrames;
+    return total;
+}
+
+int64_t RecordRun::droppedFrames() const {
+    if (!mWork.source.hasVideo()) return 0;
+    const host::CameraFigures figures = host::cameraFigures(mWork.source.place().camera());
+    return static_cast<int64_t>(figures.recordingDropped + figures.late);
+}
+
+void RecordRun::updateStatus() {
+    android::_RECORDING_PROGRESS recorded = mRecorded;
+    mPlayer->getRecordingProgress(&recorded);
+    if (recorded.videoFrames != mRecorded.videoFrames ||
+        recorded.audioTimeUs != mRecorded.audioTimeUs) {
+        mIdleWatch.moved();
+    }
+    mRecorded = recorded;
+    if (lastTimeUs() >= kTrustedUs) mWork.output.keep();
+    mSample = {nowUs(), lastTimeUs(), recorded.videoFrames, mWork.output.bytes()};
+    Progress progress = mMeter.add(mSample);
+    progress.dropped = droppedFrames();
+    progress.thinned = recorded.thinnedFrames;
+    if (mWork.source.hasAudio()) progress.soundLevelDb = levelDb();
+    listener().onProgress(progress);
+}
+
+// How loud the source is now; digital silence is the least that 16 bits can tell from a sample.
+double RecordRun::levelDb() const {
+    constexpr double kLeast = 1.0 / 32768;
+    const double peak = mWork.source.isHdmi()
+                                ? host::hdmiSoundFigures().peak
+                                : host::microphoneFigures(mWork.source.place().audioSource()).peak;
+    return 20 * std::log10(std::max(peak, kLeast));
+}
+
+void RecordRun::warnOfLostSound() {
+    if (!mWork.source.hasAudio()) return;
+    const uint64_t lost =
+            mWork.source.isHdmi()
+                    ? host::hdmiSoundFigures().dropped
+                    : host::microphoneFigures(mWork.source.place().audioSource()).dropped;
+    if (lost == 0) return;
+    listener().onWarning("pieces of sound were lost, the computer is too slow: " +
+                         std::to_string(lost));
+}
+
+}  // namespace oxa::jobs

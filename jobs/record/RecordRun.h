@@ -1,0 +1,70 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <optional>
+
+#include "files/OutputFile.h"
+#include "oxa/jobs/EncodeOptions.h"
+#include "play/PlayOutputs.h"
+#include "record/CaptureSource.h"
+#include "run/PlayerRun.h"
+#include "run/ProgressMeter.h"
+
+namespace oxa::jobs {
+
+// One recording of a live source. It is over when the recording has ended and its output is closed
+// by the player; of one that failed, what was recorded before is good.
+class RecordRun : public PlayerRun {
+  public:
+    struct Work {
+        const CaptureSource& source;
+        const PlayOutputs& preview;
+        OutputFile& output;
+        Container container;
+        android::_AV_FORMAT_FORMAT targetFormat;
+        int32_t frameRate;                  // to be expected
+        std::optional<int64_t> durationUs;  // not given: until source or user end it
+        bool isPreviewed;
+        bool isMonitored;
+    };
+
+    // A Cancelled or Closed in the queue ends the recording.
+    RecordRun(const Work& work, JobContext& context);
+
+    // Whether it is shorter than what was asked for.
+    bool isShort() const;
+    // Whether any sample has reached the output.
+    bool hasOutput() const;
+    Progress total() const;
+    // The time of the last sample that was written, and of the last sound.
+    int64_t lastTimeUs() const;
+    int64_t soundUs() const;
+
+  private:
+    std::optional<Failure> start() override;
+    void waitForEnd() override;
+    void finish() override;
+    void handle(const JobEvent& event) override;
+    bool hearsSoundService() const override { return mWork.source.isHdmi(); }
+    // Pictures that were lost between the camera and the encoder.
+    int64_t droppedFrames() const;
+    int64_t waitUs() const;
+    int64_t missingUs() const;
+    void handleFault(const host::Fault& fault);
+    void handleSoundFault(const host::Fault& fault);
+    void updateStatus();
+    double levelDb() const;
+    void warnOfLostSound();
+
+    Work mWork;
+    ProgressMeter mMeter;
+    ProgressSample mSample;
+    android::_RECORDING_PROGRESS mRecorded;
+    IdleWatch mIdleWatch;
+    bool mEnded = false;     // by its source, its duration or its user
+    bool mComplete = false;  // the duration was reached
+};
+
+}  // namespace oxa::jobs

@@ -1,0 +1,47 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <oxa/host/FaultListener.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <variant>
+
+namespace oxa::jobs {
+
+// What can happen while a job runs.
+struct Cancelled {};    // somebody wants the job to end
+struct Closed {};       // the user has closed the window or pressed its quit key
+struct EndOfStream {};  // the player has reached the end
+struct Hotplug {        // of the HDMI receiver
+    bool plugged;
+};
+struct FrameRate {  // of the last interval
+    bool encoder;   // pictures out of the encoder; otherwise samples into the decoder
+    double framesPerSecond;
+};
+using JobEvent = std::variant<Cancelled, Closed, EndOfStream, Hotplug, FrameRate, host::Fault>;
+
+// Where every thread puts what it has to tell the thread that runs a job. Thread-safe.
+class EventQueue {
+  public:
+    void push(JobEvent event);
+    // The oldest event; waits for one until `deadlineUs` (monotonic clock) and then answers
+    // nothing.
+    std::optional<JobEvent> pop(int64_t deadlineUs);
+
+  private:
+    std::mutex mLock;
+    std::condition_variable mFilled;
+    std::deque<JobEvent> mEvents;  // guarded by mLock
+};
+
+// Microseconds of the monotonic clock.
+int64_t nowUs();
+
+}  // namespace oxa::jobs

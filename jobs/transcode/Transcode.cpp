@@ -1,0 +1,110 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "oxa/jobs/Transcode.h"
+
+#include <utility>
+
+#include "encode/EncodeSetup.h"
+#include "run/JobContext.h"
+#include "tracks/SourceTracks.h"
+#include "tracks/TrackChoice.h"
+#include "transcode/TargetFormat.h"
+#include "transcode/TranscodeRun.h"
+
+namespace oxa::jobs {
+
+namespace {
+
+// One transcoding from its options to its result.
+class TranscodeWork {
+  public:
+    TranscodeWork(const TranscodeOptions& options, JobContext& context)
+        : mOptions(options), mContext(context), mOutput(&context.cancelled()) {}
+
+    Result run() {
+        if (auto failure = work()) {
+            mResult.failure = *failure;
+            mOutput.discard();
+        }
+        return mResult;
+    }
+
+  private:
+    std::optional<Failure> work();
+    std::optional<Failure> transcode();
+    std::optional<Failure> complete(const TranscodeRun& run);
+    void summarize(const TranscodeRun& run);
+
+    const TranscodeOptions& mOptions;
+    JobContext& mContext;
+    Container mContainer = Container::kMpeg2Ts;
+    InputFile mInput;
+    OutputFile mOutput;
+    TrackChoice mTracks;
+    Result mResult;
+};
+
+std::optional<Failure> TranscodeWork::work() {
+    if (auto failure = setUpEncoding(mOptions, &mContainer)) return failure;
+    if (auto failure = checkTarget(mOptions)) return failure;
+    if (auto failure = mInput.open(mOptions.input)) return failure;
+    if (auto failure = chooseTracks(mInput, mOptions.only, mContext, &mTracks)) return failure;
+    if (auto failure = refuseInput(mInput, mOptions.output, mOptions.outputDescriptor)) {
+        return failure;
+    }
+    if (auto failure = openOutput(mOptions, mContainer, WriteWay::kWhenComplete, &mOutput)) {
+        return failure;
+    }
+    mContext.listener().onStart({tracksOf(mTracks), mContainer});
+    return transcode();
+}
+
+std::optional<Failure> TranscodeWork::transcode() {
+    const Track* video = mTracks.video ? &*mTracks.video : nullptr;
+    const Track* audio = mTracks.audio ? &*mTracks.audio : nullptr;
+    TranscodeRun run(
+            {mInput, mOutput, mContainer, video, audio, makeTargetFormat(mOptions, video, audio)},
+            mContext);
+    const auto failure = run.run();
+    mResult.damaged = run.damaged();
+    return failure ? failure : complete(run);
+}
+
+std::optional<Failure> TranscodeWork::complete(const TranscodeRun& run) {
+    if (!run.wasShortened()) {
+        if (!run.hasOutput()) {
+            return Failure{FailureKind::kInput,
+                           "'" + mOptions.input + "' has nothing that can be decoded"};
+        }
+        auto failure = mOutput.finish();
+        summarize(run);
+        return failure;
+    }
+    if (!run.hasOutput()) return cancelledFailure();
+    if (auto failure = mOutput.keepShortened()) return failure;
+    summarize(run);
+    return cancelledFailure();
+}
+
+void TranscodeWork::summarize(const TranscodeRun& run) {
+    mResult.files = {mOutput.currentName()};
+    mResult.total = run.total();
+    mResult.soundSec = run.soundUs() / 1e6;
+    // The file itself knows best; what went through a pipe can only be counted.
+    mResult.durationSec = run.endUs() / 1e6;
+    if (mResult.total.bytes && mOptions.outputDescriptor < 0) {
+        mResult.durationSec = fileLengthSec(mOutput.currentName()).value_or(mResult.durationSec);
+    }
+}
+
+}  // namespace
+
+Transcode::Transcode(TranscodeOptions options, JobListener* listener)
+    : Job(listener), mOptions(std::move(options)) {}
+
+Result Transcode::work(JobContext& context) {
+    return TranscodeWork(mOptions, context).run();
+}
+
+}  // namespace oxa::jobs

@@ -1,0 +1,111 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Whatever a path or an option says, a job answers with a value, and leaves nothing.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <oxa/jobs/Probe.h>
+
+#include "jobs/JobKit.h"
+#include "support/TempDir.h"
+#include "support/TestClips.h"
+
+namespace oxa::jobs {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+std::string soundAlone() {
+    test::ClipOptions options;
+    options.seconds = 1;
+    options.video = false;
+    return test::testClip(options);
+}
+
+TEST(JobError, isTheSameForEveryJobThatReadsAPath) {
+    const test::TempDir inputs;
+    const test::TempDir outputs;
+    const std::string empty = inputs.file("empty.mp4");
+    ASSERT_TRUE(test::writeFile(empty, ""));
+    for (const std::string& path :
+         {std::string("/nope"), std::string("/etc/passwd"), std::string("/dev/zero"),
+          std::string("/"), inputs.path(), empty, test::garbageFile(50'000)}) {
+        SCOPED_TRACE(path);
+        EXPECT_EQ(probe(path).failure.kind, FailureKind::kInput);
+        for (const JobKind kind : kAllKinds) {
+            const Result result = makeJob(kind, path, outputs.file("out.mp4"))->run();
+            EXPECT_EQ(result.failure.kind, FailureKind::kInput) << static_cast<int>(kind);
+            EXPECT_THAT(result.failure.text, HasSubstr("'" + path + "'"));
+            EXPECT_THAT(result.files, IsEmpty());
+        }
+    }
+    EXPECT_THAT(namesIn(outputs.path()), IsEmpty());
+}
+
+TEST(JobError, tellsWhatIsMissingInAFileWithSoundAlone) {
+    const test::TempDir outputs;
+    const std::string output = outputs.file("out.mp4");
+    const std::string clip = soundAlone();
+    TranscodeOptions options = quickTranscode(clip, output);
+    options.only = Only::kVideo;
+    EXPECT_EQ(Transcode(options).run().failure.kind, FailureKind::kInput);
+    EXPECT_EQ(makeJob(JobKind::kContactSheet, clip, output)->run().failure.kind,
+              FailureKind::kInput);
+    EXPECT_THAT(namesIn(outputs.path()), IsEmpty());
+    const Result result = makeJob(JobKind::kTranscode, clip, output)->run();
+    EXPECT_TRUE(result.ok()) << result.failure.text;
+    EXPECT_NEAR(result.soundSec, 1, 0.1);
+    EXPECT_EQ(result.total.pictures, 0);
+}
+
+TEST(JobError, leavesAnOutputThatExists) {
+    const test::TempDir outputs;
+    const std::string output = outputs.file("out.mp4");
+    ASSERT_TRUE(test::writeFile(output, "old"));
+    for (const JobKind kind : {JobKind::kTranscode, JobKind::kContactSheet, JobKind::kRecord}) {
+        const std::string input = kind == JobKind::kRecord ? "" : test::testClip();
+        EXPECT_EQ(makeJob(kind, input, output)->run().failure.kind, FailureKind::kOutputExists);
+        EXPECT_EQ(makeJob(kind, input, outputs.path() + "/none/out.mp4")->run().failure.kind,
+                  FailureKind::kOutput);
+    }
+    EXPECT_EQ(test::readFile(output), "old");
+    EXPECT_THAT(namesIn(outputs.path()), ElementsAre("out.mp4"));
+}
+
+TEST(JobError, namesTheOptionThatIsWrong) {
+    const test::TempDir outputs;
+    const struct {
+        void (*set)(TranscodeOptions* options);
+        const char* begin;
+    } kCases[] = {{[](auto* options) {
+                       options->size = Size{161, 120};
+                   },
+                   "size '161x120'"},
+                  {[](auto* options) {
+                       options->size = Size{1 << 20, 120};
+                   },
+                   "size '"},
+                  {[](auto* options) { options->frameRate = -5; }, "fps '-5'"},
+                  {[](auto* options) { options->videoBitRate = -1; }, "video-bitrate"},
+                  {[](auto* options) { options->keyFrameIntervalSec = 601; }, "keyframe-interval"},
+                  {[](auto* options) { options->deinterlace = 3; }, "deinterlace"},
+                  {[](auto* options) { options->preset = "fastest"; }, "preset 'fastest'"},
+                  {[](auto* options) { options->level = 99; }, "level '99'"},
+                  {[](auto* options) { options->audioRate = 47999; }, "audio-rate"},
+                  {[](auto* options) { options->audioChannels = 0; }, "audio-channels"}};
+    for (const auto& test : kCases) {
+        TranscodeOptions options = quickTranscode(test::testClip(), outputs.file("out.mp4"));
+        test.set(&options);
+        const Result result = Transcode(options).run();
+        EXPECT_EQ(result.failure.kind, FailureKind::kOptions);
+        EXPECT_EQ(result.failure.hint, Hint::kOtherValue);
+        EXPECT_THAT(result.failure.text, testing::StartsWith(test.begin));
+    }
+    EXPECT_THAT(namesIn(outputs.path()), IsEmpty());
+}
+
+}  // namespace
+}  // namespace oxa::jobs

@@ -1,0 +1,65 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "jobs/JobKit.h"
+
+#include <algorithm>
+#include <filesystem>
+
+namespace oxa::jobs {
+
+TranscodeOptions quickTranscode(const std::string& input, const std::string& output) {
+    TranscodeOptions options;
+    options.input = input;
+    options.output = output;
+    options.container = Container::kMp4;
+    options.size = Size{160, 120};
+    options.preset = "ultrafast";
+    return options;
+}
+
+RecordOptions quickRecord(const std::string& output) {
+    RecordOptions options;
+    options.source.name = "lavfi:testsrc2=size=160x120:rate=30;sine";
+    options.output = output;
+    options.container = Container::kMp4;
+    options.preset = "ultrafast";
+    return options;
+}
+
+std::unique_ptr<Job> makeJob(JobKind kind, const std::string& input, const std::string& output,
+                             bool replaceOutput) {
+    if (kind == JobKind::kTranscode) {
+        TranscodeOptions options = quickTranscode(input, output);
+        options.replaceOutput = replaceOutput;
+        return std::make_unique<Transcode>(options);
+    }
+    if (kind == JobKind::kContactSheet) {
+        ContactSheetOptions options;
+        options.input = input;
+        options.output = output;
+        options.replaceOutput = replaceOutput;
+        return std::make_unique<ContactSheet>(options);
+    }
+    if (kind == JobKind::kPlay) {
+        PlayOptions options;
+        options.input = input;
+        options.display.kind = DisplayChoice::Kind::kNull;
+        options.sound.kind = SoundChoice::Kind::kNull;
+        return std::make_unique<Play>(options);
+    }
+    RecordOptions options = quickRecord(output);
+    options.replaceOutput = replaceOutput;
+    if (!input.empty()) options.source.name = input;
+    return std::make_unique<Record>(options);
+}
+
+std::vector<std::string> namesIn(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.push_back(entry.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+}  // namespace oxa::jobs

@@ -1,0 +1,90 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <oxa/host/Cameras.h>
+#include <oxa/host/HdmiSound.h>
+#include <oxa/jobs/Record.h>
+
+#include <future>
+
+#include "support/Deadline.h"
+#include "support/MediaProbe.h"
+#include "support/TempDir.h"
+
+namespace oxa::jobs {
+namespace {
+
+using test::fileSize;
+using test::MediaProbe;
+using test::waitFor;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+constexpr char kBoth[] = "lavfi:testsrc2=size=320x180:rate=30;sine";
+constexpr char kPicture[] = "lavfi:testsrc2=size=320x180:rate=30";
+constexpr char kSound[] = "lavfi:sine";
+constexpr int64_t kSomePictures = 60'000;  // bytes: more than a second is on the disk
+constexpr int64_t kSomeSound = 5'000;
+
+struct FaultCase {
+    LiveSource source;
+    Only only;
+    void (*fault)();
+    const char* cause;
+};
+
+// What fails in the middle of a recording of the receiver.
+void expectEndsWithItsCause(const FaultCase& test) {
+    const test::TempDir folder;
+    const bool hasVideo = test.only != Only::kAudio;
+    RecordOptions options;
+    options.source = test.source;
+    options.only = test.only;
+    options.output = folder.file("out.ts");
+    options.preset = "ultrafast";
+    Record job(options);
+    auto run = std::async(std::launch::async, [&job] { return job.run(); });
+    EXPECT_TRUE(waitFor(
+            [&] { return fileSize(options.output) > (hasVideo ? kSomePictures : kSomeSound); }));
+    test.fault();
+    const bool ended = run.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    EXPECT_TRUE(ended) << "goes on without its device";
+    job.cancel();
+    const Result result = run.get();
+    EXPECT_EQ(result.failure.kind, FailureKind::kFailed);
+    EXPECT_THAT(result.failure.text, HasSubstr(test.cause));
+    EXPECT_THAT(result.files, ElementsAre(options.output));
+    const MediaProbe probe(options.output);
+    ASSERT_TRUE(probe.ok()) << probe.error();
+    ASSERT_EQ(probe.video() != nullptr, hasVideo);
+    ASSERT_NE(probe.audio(), nullptr);
+    if (!hasVideo) return;
+    EXPECT_NEAR(probe.video()->frameCount, result.total.pictures, 1);
+    EXPECT_GT(probe.video()->frameCount, 10);
+    EXPECT_EQ(probe.video()->decodeErrors, 0);
+}
+
+TEST(RecordFault, endsTheRecordingWithItsCauseAndAPlayableFile) {
+    const auto kHdmi = LiveSource::Kind::kHdmi;
+    const FaultCase kCases[] = {
+            {{kHdmi, kBoth, {}}, Only::kBoth, [] { host::loseCamera(0, true); }, "the camera '"},
+            {{kHdmi, kPicture, kSound},
+             Only::kBoth,
+             [] { host::loseHdmiSound(true); },
+             "the sound 'lavfi:sine' has failed"},
+            {{kHdmi, kSound, {}},
+             Only::kAudio,
+             [] { host::endHdmiSoundService(); },
+             "the sound 'lavfi:sine' has failed"}};
+    for (const FaultCase& test : kCases) {
+        SCOPED_TRACE(test.source.name + ": " + test.cause);
+        expectEndsWithItsCause(test);
+        host::clearCameras();
+        host::startHdmiSoundService();
+    }
+}
+
+}  // namespace
+}  // namespace oxa::jobs

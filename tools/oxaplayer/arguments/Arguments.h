@@ -1,0 +1,50 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <oxa/jobs/Transcode.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "commands/Command.h"
+#include "report/ExitCode.h"
+
+namespace oxaplayer {
+
+// Each of these reads one value as a user types it; nothing when the text is not exactly such a
+// value or outside what can be encoded.
+std::optional<Size> parseSize(const std::string& text);        // 640x360
+std::optional<int32_t> parseBitRate(const std::string& text);  // 800000, 800k, 4M, 2.5M
+std::optional<int32_t> parseWholeNumber(const std::string& text, int32_t lowest, int32_t highest);
+std::optional<int64_t> parseSeconds(const std::string& text);  // above 0; in microseconds
+std::optional<AvcProfile> parseProfile(const std::string& text);
+std::optional<int32_t> parseLevel(const std::string& text);  // 31 for 3.1
+std::optional<int32_t> parseAacSampleRate(const std::string& text);
+
+const char* containerName(Container container);
+
+// --only, for every command that works on tracks.
+void addOnlyOption(CLI::App& app, Only* only);
+
+// The options that `transcode` and `record` share.
+void addEncodeOptions(CLI::App& app, EncodeOptions* options);
+
+// The outcome of reading the command line: a command to run, or an answer to give at once.
+struct ParsedArguments {
+    CommonOptions common;
+    Command* command = nullptr;  // null: end with `code`
+    ExitCode code = ExitCode::kDone;
+    std::string standardOutput;  // help or version
+    std::string standardError;   // what is wrong
+};
+
+// Lets each command define itself, and reads the arguments (without the program's name).
+ParsedArguments parseArguments(const std::vector<std::string>& arguments,
+                               const std::vector<std::unique_ptr<Command>>& commands);
+
+}  // namespace oxaplayer

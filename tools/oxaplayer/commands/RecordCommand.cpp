@@ -1,0 +1,142 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "commands/RecordCommand.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "arguments/Arguments.h"
+#include "arguments/ParsedOption.h"
+#include "report/ProgressText.h"
+
+namespace oxaplayer {
+
+namespace {
+
+// Whether something was recorded, kept or not.
+bool hasRecorded(const Result& result) {
+    return result.total.pictures > 0 || result.soundSec > 0;
+}
+
+}  // namespace
+
+CLI::App* RecordCommand::define(CLI::App& app) {
+    CLI::App* record = app.add_subcommand(
+            "record", "Record a camera or an HDMI source as AVC and AAC (Ctrl-C ends it)");
+    addSourceOptions(*record, &mSource);
+    record->add_option("--audio", mSource.audio,
+                       "Sound: alsa:DEVICE, pulse:DEVICE, lavfi:GRAPH, a file, or none (default: "
+                       "the source's own; of v4l2: alsa:default)")
+            ->type_name("SOURCE|none");
+    addEncodeOptions(*record, &mOptions);
+    addParsedOption(*record, "--duration", &mOptions.durationUs, parseSeconds, "S",
+                    "Seconds to record (default: until Ctrl-C or the end of the source)",
+                    "seconds above 0 such as 90 or 2.5");
+    record->add_flag("--preview", mOptions.preview, "Show the pictures in a window (q: end)");
+    record->add_flag("--monitor", mOptions.monitor, "Play the sound while it is recorded");
+    return record;
+}
+
+std::optional<Failure> RecordCommand::check() {
+    if (auto failure = chooseSource(mSource, mOptions.only, &mOptions.source)) return failure;
+    return refuseTerminal(mOptions.output);
+}
+
+std::unique_ptr<Job> RecordCommand::makeJob() {
+    mOptions.outputDescriptor = takeStandardOutput();
+    return std::make_unique<Record>(mOptions, this);
+}
+
+void RecordCommand::onStart(const JobStart& start) {
+    const std::string& name = mOptions.source.name;
+    announceStart({{"input", name},
+                   {"output", mOptions.output},
+                   {"format", containerName(start.container)}});
+    std::string line = name + ":";
+    for (const Track& track : start.tracks) {
+        Json fields = {{"index", track.index}, {"kind", track.isVideo ? "video" : "audio"}};
+        if (track.index > 0) line += ",";
+        if (track.isVideo) {
+            fields.update({{"width", track.width},
+                           {"height", track.height},
+                           {"frame_rate", *track.frameRate}});
+            line += " " + std::to_string(track.width) + "x" + std::to_string(track.height) + ", " +
+                    std::to_string(*track.frameRate) + " fps";
+        } else {
+            fields.update({{"source", track.source},
+                           {"channels", track.channels},
+                           {"sample_rate", track.sampleRate}});
+            line += track.source == name ? " its sound" : " the sound of " + track.source;
+        }
+        mReport->event("track", fields);
+    }
+    mHasVideo = start.tracks.front().isVideo;
+    mReport->note(line + (start.tracks.back().isVideo ? ", no sound" : ""));
+}
+
+void RecordCommand::onProgress(const Progress& progress) {
+    std::string line = formatClock(progress.timeSec);
+    Json fields = {{"time_s", rounded(progress.timeSec, 1000)},
+                   {"elapsed_s", rounded(progress.elapsedSec, 1000)}};
+    if (mHasVideo) {
+        char text[64];
+        snprintf(text, sizeof(text), "  %.1f fps  %lld dropped", progress.picturesPerSecond,
+                 static_cast<long long>(progress.dropped));
+        line += text;
+        fields["frames"] = progress.pictures;
+        fields["fps"] = rounded(progress.picturesPerSecond, 100);
+        fields["dropped"] = progress.dropped;
+        fields["thinned"] = progress.thinned;
+    }
+    if (progress.soundLevelDb) {
+        char text[32];
+        snprintf(text, sizeof(text), "  sound %.0f dB", *progress.soundLevelDb);
+        line += text;
+        fields["level_db"] = rounded(*progress.soundLevelDb, 10);
+    }
+    if (progress.bytes) {
+        line += "  " + formatBytes(*progress.bytes);
+        fields["bytes"] = *progress.bytes;
+    }
+    mReport->status(line, fields);
+}
+
+std::string RecordCommand::summaryOf(const Result& result) const {
+    if (!hasRecorded(result)) return {};
+    char text[64];
+    snprintf(text, sizeof(text), ": %.1f s", result.durationSec);
+    std::string line = shownName(mOptions.output) + text;
+    if (mHasVideo) {
+        line += ", " + std::to_string(result.total.pictures) + " pictures, " +
+                std::to_string(result.total.dropped) + " dropped";
+    }
+    if (result.total.bytes) line += ", " + formatBytes(*result.total.bytes);
+    return line;
+}
+
+std::string RecordCommand::causeOf(const Result& result) const {
+    const bool wasInterrupted = result.failure.kind == FailureKind::kCancelled;
+    const std::string cause = wasInterrupted ? "interrupted" : JobCommand::causeOf(result);
+    if (!result.files.empty()) {
+        return cause + "; what was recorded until then is '" + shownName(mOptions.output) + "'";
+    }
+    return wasInterrupted ? cause + ", nothing was recorded" : cause;
+}
+
+Json RecordCommand::fieldsOf(const Result& result) const {
+    Json fields = Json::object();
+    if (hasRecorded(result)) {
+        fields["output"] = mOptions.output;
+        fields["duration_s"] = rounded(result.durationSec, 1000);
+        fields["elapsed_s"] = rounded(result.total.elapsedSec, 1000);
+        if (mHasVideo) {
+            fields["frames"] = result.total.pictures;
+            fields["dropped"] = result.total.dropped;
+        }
+        if (result.total.bytes) fields["bytes"] = *result.total.bytes;
+    }
+    return fields;
+}
+
+}  // namespace oxaplayer

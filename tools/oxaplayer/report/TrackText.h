@@ -1,0 +1,21 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <oxa/jobs/Track.h>
+
+#include <string>
+
+#include "report/Events.h"
+#include "report/ExitCode.h"
+
+namespace oxaplayer {
+
+Json trackFields(const Track& track);
+// "960x540, 30 fps"
+std::string trackDetails(const Track& track);
+// "video/avc 960x540, 30 fps"
+std::string describeTrack(const Track& track);
+
+}  // namespace oxaplayer
