@@ -7,6 +7,7 @@
 
 #include <log/log.h>
 #include <media/stagefright/MediaCodec.h>
+#include <oxa/host/EncoderRate.h>
 
 #include <algorithm>
 
@@ -88,6 +89,7 @@ status_t AacEncoder::configure(const sp<AMessage>& format, const sp<Surface>& /*
               mime.c_str(), profile, streamChannels, streamRate, mBitRate, channels, sampleRate);
         return BAD_VALUE;
     }
+    mBitRate = oxa::host::soundBitRate().value_or(mBitRate);
     mPcm = AudioShape(AV_SAMPLE_FMT_S16, sampleRate,
                       withSurroundBehind(layoutOfPcm(format, channels)));
     mStream = AudioShape(AV_SAMPLE_FMT_FLTP, streamRate,

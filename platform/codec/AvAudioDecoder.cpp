@@ -325,10 +325,29 @@ bool AvAudioDecoder::emitPending(int minFrames) {
         mConverter.pull(&plane, frames);
         output.timeUs = pulledTimeUs(0);
         mPulledFrames += frames;
+        if (mTrack->hasWindow() && !cutToWindow(frames, &output)) continue;
         publishFirstTime(output.timeUs);
         if (!emit(output)) return false;
     }
     return true;
+}
+
+// Leaves what of the output's frames is in the track's window. False when there is none.
+bool AvAudioDecoder::cutToWindow(int frames, CodecOutput* output) const {
+    const int rate = mConverter.output().sampleRate;
+    const size_t frameBytes = sizeof(int16_t) * mConverter.output().channels();
+    const auto framesUntil = [&](int64_t timeUs) {
+        return std::clamp<int64_t>(av_rescale(timeUs - output->timeUs, rate, kMicroseconds.den), 0,
+                                   frames);
+    };
+    const int64_t first = framesUntil(0);
+    const int64_t end = framesUntil(mTrack->windowEndUs());
+    if (first >= end) return false;
+    if (first == 0 && end == frames) return true;
+    output->data = ABuffer::CreateAsCopy(output->data->data() + first * frameBytes,
+                                         (end - first) * frameBytes);
+    output->timeUs += av_rescale(first, kMicroseconds.den, rate);
+    return output->data != nullptr;
 }
 
 void AvAudioDecoder::publishFirstTime(int64_t timeUs) {

@@ -54,6 +54,7 @@ class AvAudioDecoder : public WorkerComponent {
     bool handleFrame();
     bool finish();
     bool emitPending(int minFrames);
+    bool cutToWindow(int frames, CodecOutput* output) const;
 
     bool fillPacket(const CodecInput& input);
     bool openOutput(const AudioShape& shape);

@@ -263,6 +263,7 @@ void AvVideoDecoder::startTimes() {
                  av_rescale_q_rnd(1, kMicroseconds, fine, AV_ROUND_UP));
     mConverter.start(mConversion, fine);
     mNextPts = av_rescale_q(mStartUs, kMicroseconds, stream);
+    mEndPts = mNextPts;
     mConversionStartPts = mConversion.frameRate == 0 ? 0 : mNextPts * mFineness;
     mConversionStartUs = mConversion.frameRate == 0 ? mStartUs : 0;
     mLastTimeUs = 0;
@@ -370,7 +371,13 @@ bool AvVideoDecoder::receiveFrames() {
 }
 
 bool AvVideoDecoder::handleFrame() {
-    mDecoded->pts = ptsOfFrame() * mFineness;
+    const int64_t pts = ptsOfFrame();
+    if (!mTrack->shows(mTrack->toUs(pts))) {
+        av_frame_unref(mDecoded);
+        return true;
+    }
+    mEndPts = mNextPts;
+    mDecoded->pts = pts * mFineness;
     return mTimes.passes(mDecoded) ? convertFrame() : handleReadyFrames();
 }
 
@@ -407,7 +414,7 @@ int64_t AvVideoDecoder::ptsOfFrame() {
 }
 
 bool AvVideoDecoder::finishConversion() {
-    const int64_t end = mTimes.endBehindLast(mNextPts * mFineness);
+    const int64_t end = mTimes.endBehindLast(mEndPts * mFineness);
     mConverter.finish(end - mConversionStartPts);
     return emitConverted();
 }
@@ -487,10 +494,15 @@ bool AvVideoDecoder::drain() {
     mDamage.addRepaired();
     mDamage.finish();
     if (mQueue != nullptr) {
-        mQueue->producerDrained(mEndKnown ? mTrack->toUs(mNextPts) * 1000
-                                          : PictureQueue::kUnknownEnd);
+        mQueue->producerDrained(mEndKnown ? endUs() * 1000 : PictureQueue::kUnknownEnd);
     }
     return true;
+}
+
+// Of the last picture.
+int64_t AvVideoDecoder::endUs() const {
+    const int64_t endUs = mTrack->toUs(mEndPts);
+    return mTrack->hasWindow() ? std::min(endUs, mTrack->windowEndUs()) : endUs;
 }
 
 // ---- Formats

@@ -76,6 +76,7 @@ class AvVideoDecoder : public WorkerComponent {
     bool fillPacket(const CodecInput& input);
     void startTimes();
     int64_t ptsOfFrame();
+    int64_t endUs() const;
     int64_t timeUsOf(const AVFrame& converted) const;
     void reportFormat(const PictureFormat& format);
     PictureFormat formatOf(const AVFrame& frame) const;
@@ -113,6 +114,7 @@ class AvVideoDecoder : public WorkerComponent {
     PictureConversion mConverter;
     DamageCounter mDamage;
     int64_t mNextPts = 0;    // when the last frame ended, in the stream's time base
+    int64_t mEndPts = 0;     // the same of the last one that is shown
     bool mEndKnown = false;  // whether the stream has told it
     int64_t mLastTimeUs = 0;
     bool mFormatReported = false;

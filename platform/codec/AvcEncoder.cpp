@@ -10,6 +10,7 @@
 #include <media/hardware/HardwareAPI.h>
 #include <media/stagefright/MediaCodec.h>
 #include <oxa/host/EncoderPreset.h>
+#include <oxa/host/EncoderRate.h>
 
 #include <algorithm>
 #include <climits>
@@ -37,7 +38,6 @@ constexpr unsigned kMaxThreads = 16;
 constexpr unsigned kMaxLiveThreads = 8;
 // x264 counts in thousands and takes 0 for "no bit rate".
 constexpr int32_t kLowestBitrate = 1000;
-constexpr double kConstantQuality = 23;
 constexpr float kDefaultFrameRate = 30;
 constexpr float kDefaultKeyIntervalSec = 2;
 constexpr int kNoFurtherKeyFrames = INT_MAX;
@@ -304,7 +304,7 @@ void AvcEncoder::setStream(AVCodecContext* codec, int32_t bitrate) const {
         if (profile.number == mProfile) av_opt_set(codec->priv_data, "profile", profile.name, 0);
     }
     codec->bit_rate = bitrate == 0 ? 0 : std::max(bitrate, kLowestBitrate);
-    if (bitrate == 0) av_opt_set_double(codec->priv_data, "crf", kConstantQuality, 0);
+    if (bitrate == 0) av_opt_set_double(codec->priv_data, "crf", oxa::host::encoderQuality(), 0);
     av_opt_set(codec->priv_data, "preset", oxa::host::encoderPreset().c_str(), 0);
     av_opt_set_int(codec->priv_data, "forced-idr", 1, 0);
     if (mInputIsRecords) keepNothingBack(codec);

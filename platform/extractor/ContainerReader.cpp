@@ -25,6 +25,9 @@ constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr int64_t kMaxBytesAhead = 32 << 20;
 constexpr double kUsualFrameRate = 25;
 constexpr char kMatroskaKey[] = "enc_key_id";
+// How far in front of the window reading begins. A decoder of sound needs some samples before the
+// first one that is heard.
+constexpr int64_t kStepsBackUs[] = {250000, 2000000, 5000000, 15000000, 60000000};
 constexpr int kResultEncrypted = FFERRTAG('E', 'N', 'C', 'R');
 
 // Where times are the sums of what samples last, or are counted, nothing can jump.
@@ -66,7 +69,10 @@ std::string errorText(int result) {
 }  // namespace
 
 ContainerReader::ContainerReader(const sp<DataSource>& source)
-    : mSource(source), mPacket(av_packet_alloc()) {
+    : mSource(source),
+      mChoice(oxa::host::inputChoice()),
+      mWindow(mChoice),
+      mPacket(av_packet_alloc()) {
     routeAvLog();
     limitAvAllocations();
 }
@@ -136,18 +142,30 @@ bool ContainerReader::isAnyEncrypted() const {
 
 void ContainerReader::listTracks() {
     const std::vector<unsigned> chosen = chooseTracks(*mContext);
-    mStartUs = tracksStartUs(*mContext, chosen);
-    for (unsigned index : chosen) {
-        if (mTracks.size() == limits::kMaxTracks) break;
+    mFileStartUs = tracksStartUs(*mContext, chosen);
+    mStartUs = mFileStartUs + mWindow.startUs();
+    for (size_t number = 0; number < chosen.size() && number < limits::kMaxTracks; ++number) {
+        const unsigned index = chosen[number];
         const AVStream& stream = *mContext->streams[index];
+        if (!isChosen(number, stream)) continue;
         Track track = {index,
                        makeTrackFormat(*mContext, stream),
                        makeParameters(stream),
                        SampleForm(*stream.codecpar),
                        pictureUsOf(stream),
                        frameRateOf(stream) == 0};
+        int64_t durationUs;
+        if (!mWindow.isWhole() && track.format->findInt64("durationUs", &durationUs)) {
+            track.format->setInt64("durationUs", mWindow.lengthOf(durationUs));
+        }
         mTracks.push_back(track);
     }
+}
+
+bool ContainerReader::isChosen(size_t number, const AVStream& stream) const {
+    const bool isPicture = stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+    const std::optional<int>& wanted = isPicture ? mChoice.videoTrack : mChoice.audioTrack;
+    return !wanted.has_value() || *wanted == static_cast<int>(number);
 }
 
 // Libavcodec's parameters, with codec data as it goes with the samples' form.
@@ -159,11 +177,12 @@ sp<TrackParameters> ContainerReader::makeParameters(const AVStream& stream) cons
     const sp<TrackParameters> made =
             new TrackParameters(*parameters, stream.time_base, mStartUs, rate);
     avcodec_parameters_free(&parameters);
+    if (!mWindow.isWhole()) made->setWindow(mWindow.endUs());
     return made;
 }
 
 void ContainerReader::startTimeline(bool anywhere) {
-    mClock.reset(anywhere ? ProgramClock::kNoTime : mStartUs);
+    mClock.reset(anywhere ? ProgramClock::kNoTime : mFileStartUs);
     mAhead.clear();
     mAheadBytes = 0;
     mResult = 0;
@@ -209,9 +228,11 @@ sp<AMessage> ContainerReader::trackFormat(size_t index) const {
 
 status_t ContainerReader::select(size_t index) {
     if (mTracks[index].selected) return OK;
-    const bool startOver = mReading && !anySelected();
+    const bool startOver = mReading ? !anySelected() : mWindow.isSoughtIn(*mContext);
     mTracks[index].selected = true;
     applySelection();
+    // What cannot be sought is read from its beginning.
+    if (!mReading && mStream->size() < 0) return OK;
     return startOver ? seek(0, SeekMode::SEEK_PREVIOUS_SYNC) : OK;
 }
 
@@ -224,10 +245,11 @@ void ContainerReader::unselect(size_t index) {
 status_t ContainerReader::seek(int64_t timeUs, SeekMode mode) {
     if (!anySelected()) return ERROR_END_OF_STREAM;
     if (mStream->size() < 0) return ERROR_UNSUPPORTED;
+    bool anywhere = timeUs > 0;
     if (timeUs <= 0) {
-        const status_t err = openAgain();
+        const status_t err = seekToWindow(&anywhere);
         if (err != OK) return err;
-    } else if (!seekTo(timeUs, mode)) {
+    } else if (!seekTo(seekStream(false), timeUs, mode)) {
         if (mode != SeekMode::SEEK_NEXT_SYNC) return ERROR_UNSUPPORTED;
         // Behind the last one.
         mSampleTrack = nullptr;
@@ -237,10 +259,15 @@ status_t ContainerReader::seek(int64_t timeUs, SeekMode mode) {
     applySelection();
     for (Track& track : mTracks) {
         track.parameters->clearSamples();
-        track.nextTimeUs = clampTimeUs(std::max<int64_t>(timeUs, 0));
+        track.nextTimeUs =
+                anywhere ? clampTimeUs(std::max<int64_t>(timeUs, 0)) : -mWindow.startUs();
+        track.waitsForSync = anywhere && timeUs <= 0 && track.pictureUs > 0;
+        track.syncTimeUs = INT64_MIN;
+        track.windowEnd.reset();
+        track.isOver = false;
         track.started = false;
     }
-    startTimeline(timeUs > 0);
+    startTimeline(anywhere);
     mSampleTrack = nullptr;
     mEnded = false;
     return OK;
@@ -253,14 +280,50 @@ status_t ContainerReader::openAgain() {
     return err;
 }
 
-// Goes by the sync samples of a picture, if one is selected.
-bool ContainerReader::seekTo(int64_t timeUs, SeekMode mode) {
+// To a place from which everything in the window can be decoded; `anywhere` is false when it is the
+// file's beginning. Where no index knows the sync samples a seek may end behind one.
+status_t ContainerReader::seekToWindow(bool* anywhere) {
+    *anywhere = false;
+    if (!mWindow.isSoughtIn(*mContext)) return openAgain();
+    AVStream* const stream = seekStream(true);
+    for (int64_t backUs : kStepsBackUs) {
+        if (backUs >= mWindow.startUs()) break;
+        const auto goBack = [&] { return seekTo(stream, -backUs, SeekMode::SEEK_PREVIOUS_SYNC); };
+        *anywhere = goBack() && beginsInFrontOfWindow(*stream) && goBack();
+        if (*anywhere) return OK;
+    }
+    return openAgain();
+}
+
+bool ContainerReader::beginsInFrontOfWindow(const AVStream& stream) {
+    const bool isPicture = stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+    if (mPacket == nullptr) mPacket.reset(av_packet_alloc());
+    for (int result = readPacket(); result >= 0; result = readPacket()) {
+        const bool counts = mPacket->stream_index == stream.index &&
+                            (!isPicture || (mPacket->flags & AV_PKT_FLAG_KEY) != 0);
+        const int64_t stamp = mPacket->pts != AV_NOPTS_VALUE ? mPacket->pts : mPacket->dts;
+        av_packet_unref(mPacket.get());
+        if (!counts) continue;
+        return stamp != AV_NOPTS_VALUE &&
+               av_rescale_q(stamp, stream.time_base, kMicroseconds) <= mStartUs;
+    }
+    return false;
+}
+
+// Whose sync samples a seek goes by: a picture's, if one is selected; for the window, if one is
+// read.
+AVStream* ContainerReader::seekStream(bool ofWindow) const {
     AVStream* stream = nullptr;
     for (const Track& track : mTracks) {
-        if (!track.selected || streamOf(track) == nullptr) continue;
+        const bool counts = track.selected || (ofWindow && mHasClock);
+        if (!counts || streamOf(track) == nullptr) continue;
         if (stream == nullptr || track.pictureUs > 0) stream = streamOf(track);
         if (track.pictureUs > 0) break;
     }
+    return stream;
+}
+
+bool ContainerReader::seekTo(AVStream* stream, int64_t timeUs, SeekMode mode) {
     if (stream == nullptr) return false;
     mFirst.reset();
     const int64_t target =
@@ -339,6 +402,11 @@ bool ContainerReader::ensureSample() {
 
 bool ContainerReader::fetchSample() {
     while (!mEnded && anySelected()) {
+        if (isOver()) {
+            mEnded = true;
+            reportDamage();
+            break;
+        }
         if (!nextPacket()) {
             end(mResult);
             break;
@@ -347,6 +415,7 @@ bool ContainerReader::fetchSample() {
         if (!track->selected || mPacket->size == 0) continue;
         track->form.follow(mPacket.get());
         placeInTime(track, *mPacket);
+        if (!isWanted(track)) continue;
         if (mPacket->size > limits::kMaxSampleBytes) {
             leaveOut("is too large");
             continue;
@@ -358,6 +427,25 @@ bool ContainerReader::fetchSample() {
         return true;
     }
     return false;
+}
+
+// Not in front of what can be decoded, nor behind the window's end.
+bool ContainerReader::isWanted(Track* track) {
+    if (track->waitsForSync && (mPacket->flags & AV_PKT_FLAG_KEY) != 0) {
+        track->waitsForSync = false;
+        track->syncTimeUs = mSampleTimeUs;
+    }
+    // Pictures that follow the first sync sample and are shown before it refer to others.
+    if (mSampleTimeUs < track->syncTimeUs) return false;
+    if (track->windowEnd.passes(mWindow, mSampleTimeUs, track->pictureUs > 0)) {
+        track->isOver = true;
+    }
+    return !track->waitsForSync && !track->isOver;
+}
+
+bool ContainerReader::isOver() const {
+    return std::all_of(mTracks.begin(), mTracks.end(),
+                       [](const Track& track) { return track.isOver || !track.selected; });
 }
 
 // The next one of any track, in its place in time.
@@ -485,7 +573,6 @@ void ContainerReader::leaveOut(const char* why) {
 void ContainerReader::end(int result) {
     mEnded = true;
     if (mEndReported) return;
-    mEndReported = true;
     if (result == AVERROR_EOF && isAnyEncrypted()) result = kResultEncrypted;
     if (mStream->error() != 0) {
         report(true, strerror(mStream->error()), mStream->error(), 1);
@@ -494,6 +581,12 @@ void ContainerReader::end(int result) {
     } else if (isTruncated()) {
         report(false, "the file ends early: it is shorter than its own index says", 0, 1);
     }
+    reportDamage();
+}
+
+void ContainerReader::reportDamage() {
+    if (mEndReported) return;
+    mEndReported = true;
     const std::string complaint = mComplaints.first();
     if (!complaint.empty()) report(false, "damaged: " + complaint, 0, 1);
     if (mDamagedPackets > 0) report(false, "damaged packets", 0, mDamagedPackets);

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "extractor/InputWindow.h"
 #include "extractor/ProgramClock.h"
 #include "ffmpeg/AvLog.h"
 #include "ffmpeg/DataSourceStream.h"
@@ -69,7 +70,11 @@ class ContainerReader {
         bool selected = false;
         bool started = false;  // samples have been read
         bool hasDecodingTimes = false;
-        int64_t nextTimeUs = 0;  // for a sample that has no time of its own
+        int64_t nextTimeUs = 0;          // for a sample that has no time of its own
+        bool waitsForSync = false;       // after a seek into the middle
+        int64_t syncTimeUs = INT64_MIN;  // of the sample with which it began then
+        WindowEnd windowEnd = {};
+        bool isOver = false;  // nothing more of it is in the window
     };
     struct ContextDeleter {
         void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
@@ -91,7 +96,10 @@ class ContainerReader {
     sp<TrackParameters> makeParameters(const AVStream& stream) const;
     void startTimeline(bool anywhere);
     status_t openAgain();
-    bool seekTo(int64_t timeUs, SeekMode mode);
+    status_t seekToWindow(bool* anywhere);
+    bool beginsInFrontOfWindow(const AVStream& stream);
+    AVStream* seekStream(bool ofWindow) const;
+    bool seekTo(AVStream* stream, int64_t timeUs, SeekMode mode);
     void moveToCloserSync(AVStream* stream, int64_t target);
 
     bool ensureSample();
@@ -104,12 +112,18 @@ class ContainerReader {
     void placeOnClock(Track* track, const AVPacket& packet);
     void moveTimes(const ProgramClock::Place& place, AVPacket* packet) const;
     void placeInTime(Track* track, const AVPacket& packet);
+    bool isWanted(Track* track);
+    bool isOver() const;
+    bool isChosen(size_t number, const AVStream& stream) const;
+    void reportDamage();
     void leaveOut(const char* why);
     void end(int result);
     bool isTruncated() const;
     void report(bool ended, const std::string& cause, int error, uint64_t count);
 
     const sp<DataSource> mSource;
+    const oxa::host::InputChoice mChoice;
+    const InputWindow mWindow;
     AvComplaints mComplaints;  // outlives mContext, which it listens to
     std::unique_ptr<DataSourceStream> mStream;
     std::unique_ptr<AVFormatContext, ContextDeleter> mContext;  // reads from mStream
@@ -117,7 +131,8 @@ class ContainerReader {
     PacketPtr mPacket;
     PacketPtr mFirst;  // read when the file was opened
     std::vector<Track> mTracks;
-    int64_t mStartUs = 0;
+    int64_t mFileStartUs = 0;
+    int64_t mStartUs = 0;    // of the window
     bool mHasClock = false;  // times may jump, and all tracks are read to see it
     ProgramClock mClock;
     std::deque<PacketPtr> mAhead;  // what the clock has been shown

@@ -29,6 +29,11 @@ int64_t TrackParameters::toUs(int64_t streamTime) const {
     return clampTimeUs(av_rescale_q(streamTime, mTimeBase, AVRational{1, 1000000})) - mStartUs;
 }
 
+void TrackParameters::setWindow(int64_t endUs) {
+    mHasWindow = true;
+    mWindowEndUs = endUs;
+}
+
 void TrackParameters::pushSample(const AVPacket& packet, int64_t timeUs) {
     AVPacket* properties = av_packet_alloc();
     if (properties == nullptr || av_packet_copy_props(properties, &packet) < 0) {

@@ -37,6 +37,15 @@ class TrackParameters : public RefBase {
     double frameRate() const { return mFrameRate; }
     int64_t toUs(int64_t streamTime) const;
 
+    // Extractor, before anyone decodes: of what is decoded only that from 0 to `endUs` counts.
+    void setWindow(int64_t endUs);
+    bool hasWindow() const { return mHasWindow; }
+    int64_t windowEndUs() const { return mWindowEndUs; }
+    // Whether a picture of this time counts.
+    bool shows(int64_t timeUs) const {
+        return !mHasWindow || (timeUs >= 0 && timeUs < mWindowEndUs);
+    }
+
     // Extractor: remembers the properties of a sample that is read with this track time.
     void pushSample(const AVPacket& packet, int64_t timeUs);
     // Decoder: takes the properties of the sample that was queued with this time into `packet`
@@ -61,6 +70,8 @@ class TrackParameters : public RefBase {
     const AVRational mTimeBase;
     const int64_t mStartUs;
     const double mFrameRate;
+    bool mHasWindow = false;
+    int64_t mWindowEndUs = 0;
     std::mutex mLock;
     std::deque<Sample> mSamples;  // guarded by mLock
 };
