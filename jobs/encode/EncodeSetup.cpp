@@ -4,6 +4,7 @@
 #include "encode/EncodeSetup.h"
 
 #include <oxa/host/EncoderPreset.h>
+#include <oxa/host/EncoderRate.h>
 
 #include <algorithm>
 #include <cctype>
@@ -11,6 +12,9 @@
 namespace oxa::jobs {
 
 namespace {
+
+constexpr int32_t kSoundBitRate = 128'000;
+constexpr int32_t kWideSoundBitRate = 384'000;
 
 std::string extensionOf(const std::string& path) {
     const size_t slash = path.rfind('/');
@@ -43,6 +47,13 @@ std::optional<Failure> checkValues(const EncodeOptions& options) {
         return wrongOption("video-bitrate", textOf(options.videoBitRate),
                            "0 to 1000000000 bits a second");
     }
+    if (!isWithin(options.quality, 0, kLowestQuality)) {
+        return wrongOption("quality", textOf(options.quality), "a whole number from 0 to 51");
+    }
+    if (!isWithin(options.audioBitRate, kLowestAudioBitRate, kHighestAudioBitRate)) {
+        return wrongOption("audio-bitrate", textOf(options.audioBitRate),
+                           "8000 to 1000000 bits a second");
+    }
     if (!isWithin(options.keyFrameIntervalSec, 0, kLongestKeyFrameIntervalSec)) {
         return wrongOption("keyframe-interval", textOf(options.keyFrameIntervalSec),
                            "whole seconds from 0 to 600");
@@ -54,6 +65,13 @@ std::optional<Failure> checkValues(const EncodeOptions& options) {
 }
 
 }  // namespace
+
+void setRates(const EncodeOptions& options, int32_t channels) {
+    host::setEncoderQuality(options.quality);
+    const bool isWide = channels > 2;
+    host::setSoundBitRate(
+            options.audioBitRate.value_or(isWide ? kWideSoundBitRate : kSoundBitRate));
+}
 
 Failure wrongOption(const std::string& option, const std::string& value,
                     const std::string& expected) {

@@ -27,6 +27,9 @@ std::optional<Container> chooseContainer(const EncodeOptions& options);
 // otherwise what is wrong (kOptions). Opens nothing.
 std::optional<Failure> setUpEncoding(const EncodeOptions& options, Container* container);
 
+// Sets the session's quality of pictures and rate of sound, for sound with this many channels.
+void setRates(const EncodeOptions& options, int32_t channels);
+
 enum class WriteWay { kWhenComplete, kInPlace };
 
 // Opens the output for that container. Nothing when it is open; otherwise why not.

@@ -42,7 +42,8 @@ class PlayWork {
 
 std::optional<Failure> PlayWork::work() {
     if (auto failure = mInput.open(mOptions.input)) return failure;
-    if (auto failure = chooseTracks(mInput, mOptions.only, mContext, &mTracks)) return failure;
+    if (auto failure = chooseTracks(mInput, mOptions.only, mOptions.part, mContext, &mTracks))
+        return failure;
     leaveOutManyChannels();
     if (!mTracks.video && !mTracks.audio) {
         return Failure{FailureKind::kInput,

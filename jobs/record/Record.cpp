@@ -96,6 +96,7 @@ std::optional<Failure> RecordWork::checkOptions() {
 
 std::optional<Failure> RecordWork::chooseFormat() {
     if (mSource.hasAudio()) chooseAudioFormat(&mFormat);
+    setRates(mOptions, mFormat.channelCount);
     if (!mSource.hasAudio() && mOptions.monitor) {
         return Failure{FailureKind::kInput, "'" + mSource.name() + "' has no sound to monitor"};
     }

@@ -106,7 +106,7 @@ std::optional<Failure> chooseVideoFormat(const EncodeOptions& options,
                                offeredRates(camera),
                        Hint::kOtherValue};
     }
-    format->bitRate = options.videoBitRate.value_or(-1);
+    format->bitRate = options.videoBitRate.value_or(0);
     format->iFrameInterval = options.keyFrameIntervalSec;
     format->deinterlace = options.deinterlace.value_or(-1);
     return std::nullopt;

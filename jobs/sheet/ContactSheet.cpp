@@ -94,7 +94,7 @@ Result SheetWork::run() {
 std::optional<Failure> SheetWork::work() {
     if (auto failure = checkLayout(mOptions)) return failure;
     if (auto failure = mInput.open(mOptions.input)) return failure;
-    if (auto failure = chooseTracks(mInput, Only::kVideo, mContext, &mTracks)) return failure;
+    if (auto failure = chooseTracks(mInput, Only::kVideo, {}, mContext, &mTracks)) return failure;
     if (auto failure = chooseCell()) return failure;
     if (auto failure = refuseInput(mInput, mOptions.output, mOptions.outputDescriptor)) {
         return failure;

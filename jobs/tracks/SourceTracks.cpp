@@ -33,6 +33,8 @@ Track describe(size_t index, const sp<AMessage>& format) {
     AString mime;
     if (format->findString("mime", &mime)) track.mime = mime.c_str();
     track.isVideo = strncasecmp(track.mime.c_str(), "video/", 6) == 0;
+    AString language;
+    if (format->findString("language", &language)) track.language = language.c_str();
     int64_t durationUs = 0;
     if (format->findInt64("durationUs", &durationUs) && durationUs > 0) {
         track.durationUs = durationUs;

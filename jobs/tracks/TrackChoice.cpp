@@ -4,6 +4,7 @@
 #include "tracks/TrackChoice.h"
 
 #include "tracks/DecodeTrial.h"
+#include "tracks/PartChoice.h"
 #include "tracks/SourceTracks.h"
 
 namespace oxa::jobs {
@@ -17,11 +18,17 @@ const char* wanted(Only only) {
 
 }  // namespace
 
-std::optional<Failure> chooseTracks(const InputFile& input, Only only, JobContext& context,
-                                    TrackChoice* choice) {
+std::optional<Failure> chooseTracks(const InputFile& input, Only only, const InputPart& part,
+                                    JobContext& context, TrackChoice* choice) {
     std::vector<Track> tracks;
     android::sp<android::NuMediaExtractor> extractor;
     if (auto failure = readTracks(input, &tracks, &extractor)) return failure;
+    std::vector<Track> inFile;
+    if (!isWhole(part)) {
+        inFile = tracks;
+        if (auto failure = choosePart(input, part, &inFile)) return failure;
+        if (auto failure = readTracks(input, &tracks, &extractor)) return failure;
+    }
     for (const Track& track : tracks) {
         std::optional<Track>& place = track.isVideo ? choice->video : choice->audio;
         const bool isWanted = only != (track.isVideo ? Only::kAudio : Only::kVideo);
@@ -33,6 +40,9 @@ std::optional<Failure> chooseTracks(const InputFile& input, Only only, JobContex
         context.listener().onWarning(std::string((*place)->isVideo ? "the picture" : "the sound") +
                                      " cannot be decoded and is left out (" + (*place)->mime + ")");
         place->reset();
+    }
+    for (std::optional<Track>* place : {&choice->video, &choice->audio}) {
+        if (*place && !inFile.empty()) (*place)->index = inFile[(*place)->index].index;
     }
     if (context.cancelled()) return cancelledFailure();
     if (choice->video || choice->audio) return std::nullopt;

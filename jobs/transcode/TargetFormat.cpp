@@ -82,7 +82,7 @@ android::_AV_FORMAT_FORMAT makeTargetFormat(const TranscodeOptions& options, con
         format.height = size.height;
     }
     format.frameRate = options.frameRate.value_or(0);
-    format.bitRate = options.videoBitRate.value_or(-1);
+    format.bitRate = options.videoBitRate.value_or(0);
     format.iFrameInterval = options.keyFrameIntervalSec;
     format.deinterlace = options.deinterlace.value_or(-1);
     format.level = platformLevel(options.level.value_or(0)).value_or(0);

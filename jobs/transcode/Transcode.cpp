@@ -7,6 +7,7 @@
 
 #include "encode/EncodeSetup.h"
 #include "run/JobContext.h"
+#include "tracks/PartChoice.h"
 #include "tracks/SourceTracks.h"
 #include "tracks/TrackChoice.h"
 #include "transcode/TargetFormat.h"
@@ -49,7 +50,8 @@ std::optional<Failure> TranscodeWork::work() {
     if (auto failure = setUpEncoding(mOptions, &mContainer)) return failure;
     if (auto failure = checkTarget(mOptions)) return failure;
     if (auto failure = mInput.open(mOptions.input)) return failure;
-    if (auto failure = chooseTracks(mInput, mOptions.only, mContext, &mTracks)) return failure;
+    if (auto failure = chooseTracks(mInput, mOptions.only, mOptions.part, mContext, &mTracks))
+        return failure;
     if (auto failure = refuseInput(mInput, mOptions.output, mOptions.outputDescriptor)) {
         return failure;
     }
@@ -63,10 +65,12 @@ std::optional<Failure> TranscodeWork::work() {
 std::optional<Failure> TranscodeWork::transcode() {
     const Track* video = mTracks.video ? &*mTracks.video : nullptr;
     const Track* audio = mTracks.audio ? &*mTracks.audio : nullptr;
-    TranscodeRun run(
-            {mInput, mOutput, mContainer, video, audio, makeTargetFormat(mOptions, video, audio)},
-            mContext);
+    const android::_AV_FORMAT_FORMAT format = makeTargetFormat(mOptions, video, audio);
+    setRates(mOptions, format.channelCount);
+    TranscodeRun run({mInput, mOutput, mContainer, video, audio, format}, mContext);
     const auto failure = run.run();
+    // The output is read, too.
+    forgetPart();
     mResult.damaged = run.damaged();
     return failure ? failure : complete(run);
 }

@@ -105,12 +105,24 @@ TEST(BitRate, suffixesAreDecimal) {
     EXPECT_EQ(parseBitRate("1001M"), std::nullopt);
 }
 
-TEST(Seconds, mayHaveAFraction) {
-    EXPECT_EQ(parseSeconds("90"), 90'000'000);
-    EXPECT_EQ(parseSeconds("0.25"), 250'000);
-    for (const char* text :
-         {"", "0", "-1", "0.0000001", "1e3", "1s", "inf", "nan", "1e99", "99999999"})
-        EXPECT_FALSE(parseSeconds(text)) << text;
+TEST(Time, isWrittenAsPeopleDo) {
+    const std::pair<const char*, int64_t> kTimes[] = {{"0", 0},
+                                                      {"90", 90'000'000},
+                                                      {"0.25", 250'000},
+                                                      {"1:30", 90'000'000},
+                                                      {"01:02:03.5", 3'723'500'000},
+                                                      {"90:00", 5'400'000'000},
+                                                      {"90s", 90'000'000},
+                                                      {"1.5m", 90'000'000},
+                                                      {"1h", 3'600'000'000}};
+    for (const auto& [text, us] : kTimes)
+        EXPECT_EQ(parseTime(text), us) << text;
+    for (const char* text : {"", "-1", "-0", "1e3", "s", "1d", "inf", "nan", "1e99", "99999999",
+                             ":", "1:", ":1", "1:60", "1:60:00", "1:-1", "1:2:3:4", "1:30s"})
+        EXPECT_FALSE(parseTime(text)) << text;
+    EXPECT_EQ(parseDuration("0.25"), 250'000);
+    for (const char* text : {"0", "0.0000001", "0:00"})
+        EXPECT_FALSE(parseDuration(text)) << text;
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 
 #include "cli/PlayerProgram.h"
 #include "support/MediaProbe.h"
+#include "support/Sound.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
 
@@ -104,6 +105,68 @@ TEST_F(TranscodeCliTest, optionsReachTheEncoders) {
     EXPECT_EQ(probe.audio()->sampleRate, 22050);
     EXPECT_EQ(probe.audio()->channels, 1);
     EXPECT_LT(fileSize(mMp4), 250'000);
+}
+
+// Two pictures, of which the second is larger, and two sounds; the parts are of a second each.
+TEST_F(TranscodeCliTest, partsOfFilesAreChosenByTimeNumberAndLanguage) {
+    const std::string source = mFolder.file("tracks.mkv");
+    runOrDie(ffmpeg({"-f",
+                     "lavfi",
+                     "-i",
+                     "testsrc2=size=160x120:rate=10:duration=3",
+                     "-f",
+                     "lavfi",
+                     "-i",
+                     "testsrc2=size=320x240:rate=20:duration=3",
+                     "-f",
+                     "lavfi",
+                     "-i",
+                     "sine=440:duration=3",
+                     "-f",
+                     "lavfi",
+                     "-i",
+                     "sine=880:duration=3",
+                     "-map",
+                     "0",
+                     "-map",
+                     "1",
+                     "-map",
+                     "2",
+                     "-map",
+                     "3",
+                     "-metadata:s:a:0",
+                     "language=eng",
+                     "-metadata:s:a:1",
+                     "language=deu",
+                     "-c:v",
+                     "libx264",
+                     "-preset",
+                     "ultrafast",
+                     "-c:a",
+                     "aac",
+                     source}));
+    const struct {
+        Words options;
+        int width;
+        int64_t pictures;
+        double frequency;
+    } kParts[] = {{{"--start", "1", "--duration", "1s"}, 160, 10, 440},
+                  {{"--start", "0:02", "--end", "3", "--video-track", "1", "--audio-track", "3"},
+                   320,
+                   20,
+                   880},
+                  {{"--end", "1", "--audio-track", "deu"}, 160, 10, 880}};
+    for (const auto& part : kParts) {
+        SCOPED_TRACE(testing::PrintToString(part.options));
+        ASSERT_EQ(runPlayer(quick(source, mMp4, joined(part.options, {"--force"}))).exitCode, 0);
+        const MediaProbe probe(mMp4);
+        ASSERT_NE(probe.video(), nullptr);
+        EXPECT_EQ(probe.video()->width, part.width);
+        EXPECT_EQ(probe.video()->frameCount, part.pictures);
+        const Sound sound = decodeSound(mMp4);
+        EXPECT_NEAR(sound.seconds(), 1, 1024.0 / sound.sampleRate);
+        EXPECT_NEAR(dominantFrequency(sound.mono(), sound.sampleRate), part.frequency, 5);
+    }
 }
 
 TEST_F(TranscodeCliTest, onlyTheTrackThatIsAskedForIsWritten) {

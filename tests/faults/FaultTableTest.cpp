@@ -64,9 +64,17 @@ class FaultTableTest : public testing::TestWithParam<FaultCase> {
         if (GetParam().job == kPlay) {
             return {"play", faultyInput(), "--display", "null", "--sound", "null"};
         }
-        return {"record",    "--usb",      "lavfi:testsrc2=size=320x240:rate=25;sine",
-                "-o",        output(),     "--preset",
-                "ultrafast", "--duration", std::to_string(kSeconds)};
+        return {"record",
+                "--usb",
+                "lavfi:testsrc2=size=320x240:rate=25;sine",
+                "-o",
+                output(),
+                "--preset",
+                "ultrafast",
+                "--duration",
+                std::to_string(kSeconds),
+                "--video-bitrate",
+                "1200k"};
     }
     std::string output() const { return mFolder.file(std::string("out.") + GetParam().extension); }
     ProcessResult run() const {

@@ -53,7 +53,7 @@ void readValues(ByteReader* input) {
             FUZZ_CHECK(size->width % 2 == 0 && size->height % 2 == 0);
         }
         if (const auto bits = parseBitRate(text)) FUZZ_CHECK(*bits >= 0 && *bits <= 1000000000);
-        if (const auto us = parseSeconds(text)) FUZZ_CHECK(*us > 0 && *us <= 10000000000000);
+        if (const auto us = parseDuration(text)) FUZZ_CHECK(*us > 0 && *us <= 10000000000000);
         if (const auto number = parseWholeNumber(text, -5, 99)) {
             FUZZ_CHECK(*number >= -5 && *number <= 99);
         }

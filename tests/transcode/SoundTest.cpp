@@ -162,7 +162,7 @@ TEST_P(SoundShapeTest, isMixedAsThePeerMixes) {
     const TempDir folder;
     const std::string output = folder.file("out.mp4");
     const std::string peer = folder.file("peer.mp4");
-    std::string options;
+    std::string options = " --audio-bitrate 128k";
     std::string peerOptions = "-c:a aac -b:a 128k";
     if (shape.rate > 0) {
         options += " --audio-rate " + std::to_string(shape.rate);

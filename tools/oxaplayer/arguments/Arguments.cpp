@@ -7,7 +7,9 @@
 #include <cctype>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <map>
+#include <memory>
 
 #include "arguments/ParsedOption.h"
 
@@ -52,6 +54,32 @@ std::string chosenName(const CLI::App& app) {
     return chosen.empty() ? "" : chosen.front()->get_name();
 }
 
+// Digits with a fraction, not negative.
+std::optional<double> parseDecimal(const std::string& text) {
+    double value = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value, std::chars_format::fixed);
+    if (error != std::errc() || stop != end || !(value >= 0) || std::signbit(value)) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+// [[H:]M:]S[.fraction], in seconds; below the first part each has two digits under 60.
+std::optional<double> parseClock(const std::string& text) {
+    const size_t colon = text.rfind(':');
+    if (colon == std::string::npos) return parseDecimal(text);
+    const auto seconds = parseDecimal(text.substr(colon + 1));
+    const std::string front = text.substr(0, colon);
+    const size_t hourColon = front.rfind(':');
+    const bool hasHours = hourColon != std::string::npos;
+    const auto hours = parseWholeNumber(hasHours ? front.substr(0, hourColon) : "0", 0, INT32_MAX);
+    const auto minutes = parseWholeNumber(hasHours ? front.substr(hourColon + 1) : front, 0,
+                                          hasHours ? 59 : INT32_MAX);
+    if (!seconds || *seconds >= 60 || !hours || !minutes) return std::nullopt;
+    return *hours * 3600.0 + *minutes * 60.0 + *seconds;
+}
+
 }  // namespace
 
 std::optional<int32_t> parseWholeNumber(const std::string& text, int32_t lowest, int32_t highest) {
@@ -93,13 +121,24 @@ std::optional<int32_t> parseBitRate(const std::string& text) {
     return static_cast<int32_t>(bits);
 }
 
-std::optional<int64_t> parseSeconds(const std::string& text) {
-    double value = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value, std::chars_format::fixed);
-    if (error != std::errc() || stop != end || !(value <= kLongestSeconds)) return std::nullopt;
-    const int64_t us = std::llround(value * 1e6);
-    return us > 0 ? std::optional(us) : std::nullopt;
+std::optional<int64_t> parseTime(const std::string& text) {
+    if (text.empty()) return std::nullopt;
+    static const std::map<char, double> kUnits = {{'s', 1}, {'m', 60}, {'h', 3600}};
+    const auto unit = kUnits.find(text.back());
+    std::optional<double> seconds;
+    if (unit != kUnits.end()) {
+        seconds = parseDecimal(text.substr(0, text.size() - 1));
+        if (seconds) *seconds *= unit->second;
+    } else {
+        seconds = parseClock(text);
+    }
+    if (!seconds || !(*seconds <= kLongestSeconds)) return std::nullopt;
+    return std::llround(*seconds * 1e6);
+}
+
+std::optional<int64_t> parseDuration(const std::string& text) {
+    const auto us = parseTime(text);
+    return us && *us > 0 ? us : std::nullopt;
 }
 
 std::optional<AvcProfile> parseProfile(const std::string& text) {
@@ -136,6 +175,35 @@ void addOnlyOption(CLI::App& app, Only* only) {
             ->type_name("audio|video");
 }
 
+void addPartOptions(CLI::App& app, InputPart* part) {
+    const std::string times = "a time such as 90, 1:30.5 or 10m";
+    const auto length = std::make_shared<std::optional<int64_t>>();
+    const auto start = std::make_shared<std::optional<int64_t>>();
+    addParsedOption(app, "--start", start.get(), parseTime, "T",
+                    "Begin with the first picture at this time of INPUT or later", times);
+    addParsedOption(app, "--end", &part->endUs, parseTime, "T",
+                    "End with the last picture before this time of INPUT", times);
+    addParsedOption(app, "--duration", length.get(), parseDuration, "T",
+                    "How much of INPUT, instead of --end", times + ", above 0");
+    addParsedOption(
+            app, "--video-track", &part->videoTrack,
+            [](const std::string& text) { return parseWholeNumber(text, 0, INT32_MAX); }, "N",
+            "The picture, by its number in probe (default: the first)", "a whole number");
+    app.add_option_function<std::string>(
+               "--audio-track",
+               [part](const std::string& text) {
+                   part->audioTrack = parseWholeNumber(text, 0, INT32_MAX);
+                   if (!part->audioTrack) part->audioLanguage = text;
+               },
+               "The sound, by its number or language in probe (default: the first)")
+            ->type_name("N|LANGUAGE");
+    app.get_option("--end")->excludes(app.get_option("--duration"));
+    app.parse_complete_callback([=] {
+        part->startUs = start->value_or(0);
+        if (*length) part->endUs = part->startUs + **length;
+    });
+}
+
 void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
     app.add_option("-o,--output", options->output, "Where to write; - is standard output")
             ->required()
@@ -156,10 +224,16 @@ void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
             app, "--fps", &options->frameRate,
             [](const std::string& text) { return parseWholeNumber(text, 1, kHighestFrameRate); },
             "N", "Frames a second (default: the source's)", "a whole number from 1 to 240");
+    app.add_option("--quality", options->quality,
+                   "Constant quality of the picture, 0 to 51, smaller is better (default: 23)")
+            ->type_name("N");
     addParsedOption(app, "--video-bitrate", &options->videoBitRate, parseBitRate, "N",
-                    "Bits a second, 4M is 4,000,000; 0 asks for constant quality (default: "
-                    "15 for each pixel of the picture)",
+                    "Bits a second of the picture, 4M is 4,000,000, instead of a quality",
                     "bits a second such as 800000, 800k or 4M");
+    app.get_option("--quality")->excludes(app.get_option("--video-bitrate"));
+    addParsedOption(app, "--audio-bitrate", &options->audioBitRate, parseBitRate, "N",
+                    "Bits a second of the sound (default: 128k, above two channels 384k)",
+                    "bits a second such as 96000 or 192k");
     app.add_option_function<std::string>(
                "--keyframe-interval",
                [options](const std::string& text) {

@@ -21,7 +21,9 @@ namespace oxaplayer {
 std::optional<Size> parseSize(const std::string& text);        // 640x360
 std::optional<int32_t> parseBitRate(const std::string& text);  // 800000, 800k, 4M, 2.5M
 std::optional<int32_t> parseWholeNumber(const std::string& text, int32_t lowest, int32_t highest);
-std::optional<int64_t> parseSeconds(const std::string& text);  // above 0; in microseconds
+// In microseconds: 90, 0.25, 1:30, 1:02:03.5, 90s, 10m, 1h.
+std::optional<int64_t> parseTime(const std::string& text);
+std::optional<int64_t> parseDuration(const std::string& text);  // above 0
 std::optional<AvcProfile> parseProfile(const std::string& text);
 std::optional<int32_t> parseLevel(const std::string& text);  // 31 for 3.1
 std::optional<int32_t> parseAacSampleRate(const std::string& text);
@@ -30,6 +32,9 @@ const char* containerName(Container container);
 
 // --only, for every command that works on tracks.
 void addOnlyOption(CLI::App& app, Only* only);
+
+// --start, --end, --duration, --video-track and --audio-track, for commands that read a file.
+void addPartOptions(CLI::App& app, InputPart* part);
 
 // The options that `transcode` and `record` share.
 void addEncodeOptions(CLI::App& app, EncodeOptions* options);

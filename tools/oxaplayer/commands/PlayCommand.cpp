@@ -17,6 +17,7 @@ CLI::App* PlayCommand::define(CLI::App& app) {
     CLI::App* play = app.add_subcommand(
             "play", "Play a file on the screen and the loudspeakers (f: full screen, q: quit)");
     play->add_option("INPUT", mOptions.input, "A media file")->required()->type_name("");
+    addPartOptions(*play, &mOptions.part);
     addOnlyOption(*play, &mOptions.only);
     play->add_flag("--free-run", mOptions.freeRun,
                    "Show pictures as fast as they are decoded; none is dropped");

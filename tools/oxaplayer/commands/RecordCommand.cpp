@@ -30,7 +30,7 @@ CLI::App* RecordCommand::define(CLI::App& app) {
                        "the source's own; of v4l2: alsa:default)")
             ->type_name("SOURCE|none");
     addEncodeOptions(*record, &mOptions);
-    addParsedOption(*record, "--duration", &mOptions.durationUs, parseSeconds, "S",
+    addParsedOption(*record, "--duration", &mOptions.durationUs, parseDuration, "T",
                     "Seconds to record (default: until Ctrl-C or the end of the source)",
                     "seconds above 0 such as 90 or 2.5");
     record->add_flag("--preview", mOptions.preview, "Show the pictures in a window (q: end)");

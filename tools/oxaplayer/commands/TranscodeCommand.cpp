@@ -25,6 +25,7 @@ CLI::App* TranscodeCommand::define(CLI::App& app) {
     CLI::App* transcode = app.add_subcommand(
             "transcode", "Turn a file into AVC and AAC in MP4 or an MPEG transport stream");
     transcode->add_option("INPUT", mOptions.input, "A media file")->required()->type_name("");
+    addPartOptions(*transcode, &mOptions.part);
     addEncodeOptions(*transcode, &mOptions);
     addParsedOption(*transcode, "--profile", &mOptions.profile, parseProfile, "NAME",
                     "AVC profile (default: the encoder's choice)", "baseline, main or high");

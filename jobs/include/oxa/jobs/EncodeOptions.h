@@ -16,6 +16,9 @@ constexpr int32_t kLowestPictureSide = 16;
 constexpr int32_t kHighestPictureSide = 8192;
 constexpr int32_t kHighestFrameRate = 240;
 constexpr int32_t kHighestBitRate = 1'000'000'000;
+constexpr int32_t kLowestQuality = 51;
+constexpr int32_t kLowestAudioBitRate = 8'000;
+constexpr int32_t kHighestAudioBitRate = 1'000'000;
 constexpr int32_t kLongestKeyFrameIntervalSec = 600;
 constexpr int32_t kMostAudioChannels = 6;
 
@@ -39,9 +42,12 @@ struct EncodeOptions {
     std::optional<Container> container;  // not given: by the extension of `output`
     std::optional<Size> size;            // both even, 16 to 8192; else upright, square pixels
     std::optional<int32_t> frameRate;    // frames a second, 1 to 240
-    // Bits a second, up to 1,000,000,000; 0: constant quality. Not given: 15 for each pixel of the
-    // picture.
+    // Constant quality, 0 (without loss) to 51; smaller is better and larger. Or bits a second, up
+    // to 1,000,000,000, instead.
+    int32_t quality = 23;
     std::optional<int32_t> videoBitRate;
+    // Bits a second, 8,000 to 1,000,000. Not given: 128,000, with more than two channels 384,000.
+    std::optional<int32_t> audioBitRate;
     int32_t keyFrameIntervalSec = 2;     // 0 to 600; 0: every frame is one
     std::optional<int32_t> deinterlace;  // 0 off, 1 keep the rate, 2 double it; not given: off
     std::optional<std::string> preset;   // ultrafast to placebo; not given: veryfast

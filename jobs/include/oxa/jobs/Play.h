@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "oxa/jobs/InputPart.h"
 #include "oxa/jobs/Job.h"
 #include "oxa/jobs/Track.h"
 
@@ -26,6 +27,7 @@ struct SoundChoice {
 
 struct PlayOptions {
     std::string input;
+    InputPart part;
     Only only = Only::kBoth;
     bool freeRun = false;   // each picture as soon as it is decoded, none is dropped
     bool tunneled = false;  // the decoder shows the pictures by itself, in step with the sound

@@ -21,7 +21,7 @@ struct RecordOptions : EncodeOptions {
 };
 
 // Records a camera or what comes into an HDMI receiver, with its sound, as AVC and AAC (stereo,
-// 48 kHz, 128 kbit/s). Size and rate are those that the camera offers.
+// 48 kHz). Size and rate are those that the camera offers.
 //
 // The file has its final name from the first byte; an old one that it replaces is moved aside first
 // and comes back if less than two seconds were recorded. What was recorded is kept when the

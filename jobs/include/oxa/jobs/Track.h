@@ -16,6 +16,7 @@ struct Track {
     bool isVideo = false;
     std::string mime;                   // "video/avc"; empty for a live source
     std::optional<int64_t> durationUs;  // where the file tells
+    std::string language;               // as the file names it: "deu"; empty: it does not say
     // Pictures: as stored, before rotation.
     int32_t width = 0;
     int32_t height = 0;

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "oxa/jobs/EncodeOptions.h"
+#include "oxa/jobs/InputPart.h"
 #include "oxa/jobs/Job.h"
 
 namespace oxa::jobs {
@@ -15,14 +16,15 @@ namespace oxa::jobs {
 enum class AvcProfile { kBaseline, kMain, kHigh };
 
 struct TranscodeOptions : EncodeOptions {
-    std::string input;                     // a file that can be read at any place
+    std::string input;  // a file that can be read at any place
+    InputPart part;
     std::optional<AvcProfile> profile;     // not given: the encoder's choice
     std::optional<int32_t> level;          // 10 to 52 for 1.0 to 5.2; the same
     std::optional<int32_t> audioRate;      // Hz; not given: the source's, or 48000
     std::optional<int32_t> audioChannels;  // 1 to 6; not given: the source's, at most 6
 };
 
-// Turns the first picture and the first sound of a file into AVC and AAC (128 kbit/s) in MP4 or an
+// Turns the first picture and the first sound of a file into AVC and AAC in MP4 or an
 // MPEG transport stream. A track that cannot be decoded is left out with a warning; damage is
 // counted in the result.
 //
