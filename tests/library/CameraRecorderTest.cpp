@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 #include <oxa/host/HdmiReceiver.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 
 #include "HdmiRxInfo.h"
+#include "library/Disturbance.h"
 #include "library/LogCapture.h"
 #include "library/Stage.h"
 #include "support/Deadline.h"
@@ -111,6 +113,27 @@ TEST(CameraRecorderTest, ARateAboveTheReceiversThatIsSetLaterLeavesNothingOut) {
     ASSERT_EQ(stage.pipeline->setRecord(1), OK);
     EXPECT_TRUE(oxa::test::waitFor([&] { return stage.pipeline->writtenFrames() > 5; }));
     EXPECT_EQ(stage.pipeline->thinnedFrames(), 0);
+    EXPECT_EQ(stage.pipeline->stop(), OK);
+}
+
+// The end may come on the callback thread while the command that asks for it is still being
+// handled.
+TEST(CameraRecorderTest, ALostCameraEndsARecordingWhileItIsSwitchedOff) {
+    constexpr std::chrono::milliseconds kQuiet{200};
+    CameraStage stage;
+    stage.reports->muxer = stage.muxer;
+    advance(&stage, CameraStage::kPrepare + 2);
+    stage.pipeline->setMuxer(stage.muxer);
+    ASSERT_EQ(stage.pipeline->setRecord(1), OK);
+    ASSERT_TRUE(oxa::test::waitFor([&] { return stage.pipeline->writtenFrames() > 0; }));
+    oxa::host::loseCamera(0, true);
+    int64_t last;
+    do {
+        last = stage.pipeline->capturedTimeUs();
+    } while (oxa::test::waitFor([&] { return stage.pipeline->capturedTimeUs() != last; }, kQuiet));
+    oxa::test::holdUpNextBroadcaster();
+    ASSERT_EQ(stage.pipeline->setRecord(0), OK);
+    EXPECT_TRUE(oxa::test::waitFor([&] { return stage.reports->count(kWhatStopTranscode) == 1; }));
     EXPECT_EQ(stage.pipeline->stop(), OK);
 }
 

@@ -12,12 +12,14 @@
 #include <cerrno>
 #include <cstdint>
 #include <random>
+#include <utility>
 
 namespace oxa::test {
 
 namespace {
 
 std::atomic<bool> gHoldUp{false};
+std::atomic<bool> gHoldUpBroadcaster{false};
 std::atomic<bool> gDiskFull{false};
 
 template <typename Function>
@@ -31,13 +33,15 @@ std::array<std::atomic<uint32_t>, 4096> gWakings;
 // The thread sanitizer has definitions of its own for what wakes a thread.
 #ifndef __SANITIZE_THREAD__
 
+constexpr int64_t kLongUs = 250'000;
+
 thread_local const void* tHasWoken = nullptr;  // at which place
+thread_local bool tMustStandStill = false;
 
 // What happens all the time is held up ever more seldom, what happens once in a recording often.
 int64_t pauseUs(const void* place, std::minstd_rand* random) {
     constexpr uint32_t kUsual = 8;
     constexpr int64_t kShortUs = 10'000;
-    constexpr int64_t kLongUs = 250'000;
     const uint32_t before = gWakings[reinterpret_cast<uintptr_t>(place) / 4 % gWakings.size()]++;
     const uint32_t chance = (*random)() % (32 * (1 + before / kUsual));
     // A long one, among many that are short, lets a whole life of a player pass.
@@ -60,6 +64,10 @@ void holdUpWakers(bool on) {
     for (auto& wakings : gWakings)
         wakings = 0;
     gHoldUp = on;
+}
+
+void holdUpNextBroadcaster() {
+    gHoldUpBroadcaster = true;
 }
 
 void fillDisk(bool full) {
@@ -93,6 +101,7 @@ __attribute__((visibility("default"))) int pthread_cond_signal(pthread_cond_t* c
 __attribute__((visibility("default"))) int pthread_cond_broadcast(pthread_cond_t* condition) {
     static const auto next = original<decltype(pthread_cond_broadcast)>("pthread_cond_broadcast");
     tHasWoken = __builtin_return_address(0);
+    tMustStandStill = gHoldUpBroadcaster.exchange(false);
     return next(condition);
 }
 
@@ -102,6 +111,7 @@ __attribute__((visibility("default"))) int pthread_mutex_unlock(pthread_mutex_t*
     // Whoever was woken needed this lock.
     const void* place = tHasWoken;
     tHasWoken = nullptr;
+    if (std::exchange(tMustStandStill, false)) usleep(kLongUs);
     if (place != nullptr && gHoldUp) standStill(place);
     return result;
 }

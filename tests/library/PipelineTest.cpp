@@ -207,6 +207,15 @@ TYPED_TEST(PipelineDeathTest, UnknownRequestsAreFatal) {
     }
 }
 
+// Whoever includes the header, and whatever its log tag.
+TEST(ReplyDeathTest, WhatNobodyWaitsForCannotBeAnswered) {
+    using testing::AllOf;
+    EXPECT_DEATH(reply(new AMessage, new AMessage),
+                 AllOf(HasSubstr("OxaBase F "),
+                       HasSubstr("MediaCodecDemo/OxaMediaCodecPlayer/OxaMediaCodecPlayerCommon.h:"),
+                       HasSubstr(refusalOf("msg->senderAwaitsResponse(&replyID)"))));
+}
+
 template <typename Kind>
 class MisuseDeathTest : public testing::Test {};
 using Readers = testing::Types<VideoDecoderStage, AudioDecoderStage, VideoTranscoderStage>;
