@@ -5,6 +5,7 @@
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <array>
@@ -47,6 +48,11 @@ int64_t pauseUs(const void* place, std::minstd_rand* random) {
     // A long one, among many that are short, lets a whole life of a player pass.
     if (chance == 0) return kLongUs;
     return chance < 5 ? static_cast<int64_t>((*random)() % kShortUs) : 0;
+}
+
+bool isOfPlayer(const void* place) {
+    Dl_info info;
+    return dladdr(place, &info) != 0 && strstr(info.dli_fname, "libOxaMediaCodecPlayer") != nullptr;
 }
 
 void standStill(const void* place) {
@@ -101,7 +107,8 @@ __attribute__((visibility("default"))) int pthread_cond_signal(pthread_cond_t* c
 __attribute__((visibility("default"))) int pthread_cond_broadcast(pthread_cond_t* condition) {
     static const auto next = original<decltype(pthread_cond_broadcast)>("pthread_cond_broadcast");
     tHasWoken = __builtin_return_address(0);
-    tMustStandStill = gHoldUpBroadcaster.exchange(false);
+    if (gHoldUpBroadcaster && isOfPlayer(tHasWoken))
+        tMustStandStill = gHoldUpBroadcaster.exchange(false);
     return next(condition);
 }
 

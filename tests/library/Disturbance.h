@@ -12,7 +12,8 @@ namespace oxa::test {
 // the other one comes first, which it hardly ever does by itself.
 void holdUpWakers(bool on);
 
-// The next thread that wakes all that wait for something stands still behind it for 250 ms.
+// The player's next thread that wakes all that wait for something stands still behind it for
+// 250 ms.
 void holdUpNextBroadcaster();
 
 // Nothing can be written to files any more, for want of room.
