@@ -68,8 +68,10 @@ class CallSequenceTest : public testing::Test {
         constexpr int kChances = 4;
         if (mFirst.empty()) {
             mFirst = mProcess.play(sequence);
+            ++mPlayed;
             if (!mFirst.empty())
-                std::cout << "found: " << mFirst << "\n" << textOf(sequence) << std::endl;
+                std::cout << "sequence " << mPlayed << ": " << mFirst << "\n"
+                          << textOf(sequence) << std::endl;
             return mFirst;
         }
         for (int i = 0; i < kChances; ++i) {
@@ -78,6 +80,8 @@ class CallSequenceTest : public testing::Test {
         }
         return "";
     }
+
+    int mPlayed = 0;  // before any was found
 
   private:
     SequenceProcess mProcess{clips()};
@@ -89,16 +93,14 @@ TEST_F(CallSequenceTest, NoneIsAnsweredWronglyOrLosesAnything) {
         EXPECT_EQ(play(parseSequence(given)), "");
         return;
     }
-    int played = 0;
     const auto begin = std::chrono::steady_clock::now();
     rc::detail::checkGTest([&] {
         const Sequence sequence = *sequences();
         const std::string finding = play(sequence);
-        ++played;
         if (!finding.empty()) RC_FAIL(finding);
     });
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-    std::cout << played << " sequences, " << taken.count() / played << " s each\n";
+    std::cout << mPlayed << " sequences, " << taken.count() / mPlayed << " s each\n";
 }
 
 // Before RapidCheck reads its parameters.

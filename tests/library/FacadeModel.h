@@ -12,11 +12,9 @@
 namespace oxa::test {
 
 // What a client may ask of a player in each state, what it is answered, and what follows from it.
-// Nothing here looks at the player.
 class FacadeModel {
   public:
     using Answers = std::vector<android::status_t>;
-
     FacadeModel() = default;  // there is no player
     Job job() const { return mJob; }
     Streams streams() const { return mStreams; }
@@ -51,8 +49,7 @@ class FacadeModel {
         if (name == Call::kUntilEnded) return runs() && mHealthy && endsByItself && !mTunneled;
         if (name == Call::kUntilFinished) return runs() && mHealthy && mFinishing;
         if (call.isEvent()) return runs() && call.happensTo(mJob);
-        return isCreated() || name == Call::kSecondPlayer || name == Call::kPause ||
-               name == Call::kLateWakers;
+        return isCreated() || name >= Call::kSecondPlayer;
     }
 
     // The same of a call that is made aside, while `next` is made, in either order.
@@ -85,9 +82,9 @@ class FacadeModel {
         if (name == Call::kCameraSource) mNext = Call::kAudioSource;
         if (name == Call::kAudioSource) mNext = Call::kSurface;
         if (name == Call::kSurface) mNext = isLive(mJob) ? Call::kTargetFormat : Call::kPrepare;
-        if (name == Call::kSurface && isLive(mJob)) mAwaitsFormat = true;
         if (name == Call::kTargetFormat && mNext != Call::kStop) mNext = Call::kPrepare;
-        if (name == Call::kTargetFormat) mAwaitsFormat = false;
+        if (name == Call::kSurface || name == Call::kTargetFormat)
+            mAwaitsFormat = name == Call::kSurface && isLive(mJob);
         if (name == Call::kTargetFormat) mFormat = call.value;
         if (name == Call::kPrepare) mNext = Call::kStart;
         if (name == Call::kStart) mNext = Call::kStop;
@@ -163,12 +160,15 @@ class FacadeModel {
     }
 
     void setTranscode(bool on) {
-        if (!isLive(mJob) || (on && (mUsable == kNo || mSwitchedOn == kYes))) return;
+        // While another one may still be finished, and after a stop, an output is not tried.
+        const bool isTried = !mHasRecorded && mPhase != kStopped;
+        const Certainty usable = mUsable == kNo && !isTried ? kPerhaps : mUsable;
+        if (!isLive(mJob) || (on && (usable == kNo || mSwitchedOn == kYes))) return;
         mFinishing = !on && mRecording == kYes;
         mHasRecorded = mHasRecorded || mRecording != kNo;
         // A name is used up, another is made then; a descriptor is closed, but not after a stop.
         const bool closes = !on && mTranscode != kNo && mPhase != kStopped && isDescriptor(mOutput);
-        const Certainty now = on ? mUsable : kNo;
+        const Certainty now = on ? usable : kNo;
         if (!on || mTranscode != kYes) mTranscode = now;
         mSwitchedOn = now;
         mRecording = runs() ? now : kNo;  // with the start, if it is switched on before
