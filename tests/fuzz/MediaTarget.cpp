@@ -10,8 +10,6 @@
 #include <media/stagefright/MediaErrors.h>
 #include <media/stagefright/NuMediaExtractor.h>
 #include <media/stagefright/foundation/ABuffer.h>
-#include <media/stagefright/foundation/AHandler.h>
-#include <media/stagefright/foundation/ALooper.h>
 #include <media/stagefright/foundation/AMessage.h>
 #include <mediadrm/ICrypto.h>
 #include <oxa/host/Display.h>
@@ -19,14 +17,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <condition_variable>
 #include <cstring>
-#include <memory>
-#include <mutex>
 #include <utility>
 
 #include "ffmpeg/MediaLimits.h"
 #include "fuzz/FuzzTarget.h"
+#include "support/CodecClient.h"
 
 namespace oxa::fuzz {
 namespace {
@@ -98,90 +94,53 @@ class MemoryFile {
     int64_t mSize = 0;
 };
 
-// Takes one track through its decoder, as a pipeline does.
-class TrackDecoding : public AHandler {
-  public:
-    TrackDecoding(const sp<NuMediaExtractor>& extractor, const sp<MediaCodec>& decoder)
-        : mExtractor(extractor), mDecoder(decoder) {}
-
-    // Without a limit: a decoder that never ends is a finding, which the fuzzer's time-out sees.
-    void waitForEnd() {
-        std::unique_lock<std::mutex> lock(mLock);
-        mDone.wait(lock, [this] { return mEnded; });
+// The next sample into an input of the decoder, or the end.
+void feed(const sp<NuMediaExtractor>& extractor, test::CodecClient& decoder, size_t index,
+          bool wanted) {
+    sp<MediaCodecBuffer> buffer;
+    if (decoder->getInputBuffer(index, &buffer) != OK) return;
+    sp<ABuffer> sample = new ABuffer(buffer->base(), buffer->capacity());
+    int64_t timeUs = 0;
+    size_t size = 0;
+    if (!wanted || extractor->readSampleData(sample) != OK) {
+        decoder->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS);
+        return;
     }
+    FUZZ_CHECK(extractor->getSampleTime(&timeUs) == OK);
+    FUZZ_CHECK(extractor->getSampleSize(&size) == OK);
+    FUZZ_CHECK(size == sample->size() && size > 0 && size <= buffer->capacity());
+    FUZZ_CHECK(isTimeSane(timeUs));
+    FUZZ_CHECK(decoder->queueInputBuffer(index, sample->offset(), size, timeUs, 0) == OK);
+    extractor->advance();
+}
 
-    void onMessageReceived(const sp<AMessage>& message) override {
-        const int32_t index = int32Of(message, "index");
-        const int32_t what = int32Of(message, "callbackID");
-        if (what == MediaCodec::CB_INPUT_AVAILABLE) onInput(index);
-        if (what == MediaCodec::CB_OUTPUT_AVAILABLE) onOutput(index, message);
-        if (what == MediaCodec::CB_OUTPUT_FORMAT_CHANGED) onFormat(message);
-        if (what == MediaCodec::CB_ERROR) end();
+// The points of a picture, 0 for sound.
+int64_t checkOutputFormat(const sp<AMessage>& format) {
+    if (!isVideo(format)) {
+        FUZZ_CHECK(
+                isSoundAllowed(int32Of(format, "channel-count"), int32Of(format, "sample-rate")));
+        return 0;
     }
+    const int64_t points = int64_t{int32Of(format, "width")} * int32Of(format, "height");
+    FUZZ_CHECK(points > 0 && points <= limits::kMaxPicturePoints);
+    return points;
+}
 
-  private:
-    void onInput(size_t index) {
-        sp<MediaCodecBuffer> buffer;
-        if (mDecoder->getInputBuffer(index, &buffer) != OK) return;
-        sp<ABuffer> sample = new ABuffer(buffer->base(), buffer->capacity());
-        int64_t timeUs = 0;
-        size_t size = 0;
-        const bool wanted = mSamples++ < kMaxSamples;
-        if (!wanted || mExtractor->readSampleData(sample) != OK) {
-            mDecoder->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS);
-            return;
-        }
-        FUZZ_CHECK(mExtractor->getSampleTime(&timeUs) == OK);
-        FUZZ_CHECK(mExtractor->getSampleSize(&size) == OK);
-        FUZZ_CHECK(size == sample->size() && size > 0 && size <= buffer->capacity());
-        FUZZ_CHECK(isTimeSane(timeUs));
-        FUZZ_CHECK(mDecoder->queueInputBuffer(index, sample->offset(), size, timeUs, 0) == OK);
-        mExtractor->advance();
+bool isEnough(const test::CodecClient::Events& events) {
+    int outputs = 0;
+    int64_t points = 0;  // of a picture
+    int64_t allPoints = 0;
+    for (const test::CodecEvent& event : events) {
+        if (event.id == MediaCodec::CB_ERROR) return true;
+        if (event.id == MediaCodec::CB_OUTPUT_FORMAT_CHANGED)
+            points = checkOutputFormat(event.format);
+        if (event.id != MediaCodec::CB_OUTPUT_AVAILABLE) continue;
+        allPoints += points;
+        const bool last = (event.flags & MediaCodec::BUFFER_FLAG_EOS) != 0;
+        if (last || ++outputs >= kMaxOutputs || allPoints >= kMaxPoints) return true;
     }
-
-    void onFormat(const sp<AMessage>& message) {
-        sp<AMessage> format;
-        FUZZ_CHECK(message->findMessage("format", &format));
-        if (isVideo(format)) {
-            mPoints = static_cast<int64_t>(int32Of(format, "width")) * int32Of(format, "height");
-            FUZZ_CHECK(mPoints > 0 && mPoints <= limits::kMaxPicturePoints);
-        } else {
-            FUZZ_CHECK(isSoundAllowed(int32Of(format, "channel-count"),
-                                      int32Of(format, "sample-rate")));
-        }
-    }
-
-    void onOutput(size_t index, const sp<AMessage>& message) {
-        int64_t timeUs = 0;
-        FUZZ_CHECK(message->findInt64("timeUs", &timeUs));
-        FUZZ_CHECK(isTimeSane(timeUs));
-        mAllPoints += mPoints;
-        if (++mOutputs % 4 == 0) {
-            mDecoder->releaseOutputBuffer(index);
-        } else {
-            mDecoder->renderOutputBufferAndRelease(index);
-        }
-        const bool last = (int32Of(message, "flags") & MediaCodec::BUFFER_FLAG_EOS) != 0;
-        if (last || mOutputs >= kMaxOutputs || mAllPoints >= kMaxPoints) end();
-    }
-
-    void end() {
-        std::lock_guard<std::mutex> lock(mLock);
-        mEnded = true;
-        mDone.notify_all();
-    }
-
-    const sp<NuMediaExtractor> mExtractor;
-    const sp<MediaCodec> mDecoder;
-    int mSamples = 0;
-    int mOutputs = 0;
-    int64_t mPoints = 0;  // of a picture
-    int64_t mAllPoints = 0;
-
-    std::mutex mLock;
-    std::condition_variable mDone;
-    bool mEnded = false;  // guarded by mLock
-};
+    return false;
+}
 
 // What a transcode may ask of the decoder; which of it, the file's last byte decides.
 void askForConversion(uint8_t choice, const sp<AMessage>& format) {
@@ -192,12 +151,7 @@ void askForConversion(uint8_t choice, const sp<AMessage>& format) {
     format->setInt32("eHei", 48);
 }
 
-sp<ALooper> startLooper() {
-    sp<ALooper> looper = new ALooper;
-    looper->start();
-    return looper;
-}
-
+// Takes one track through its decoder, as a pipeline does.
 void decode(const MemoryFile& file, size_t track, uint8_t choice) {
     const sp<NuMediaExtractor> extractor = file.open();
     sp<AMessage> format;
@@ -207,24 +161,28 @@ void decode(const MemoryFile& file, size_t track, uint8_t choice) {
     askForConversion(choice, format);
     AString mime;
     format->findString("mime", &mime);
-
     const auto display = host::createNullDisplay();
-    const sp<ALooper> codecLooper = startLooper();
-    const sp<ALooper> callbackLooper = startLooper();
-    const sp<MediaCodec> decoder = MediaCodec::CreateByType(codecLooper, mime, false);
-    if (decoder == nullptr) return;
-    const sp<TrackDecoding> decoding = new TrackDecoding(extractor, decoder);
-    callbackLooper->registerHandler(decoding);
-    decoder->setCallback(new AMessage(0, decoding));
+    int samples = 0;
+    int outputs = 0;
+    test::CodecClient decoder(mime.c_str(), false);
+    if (decoder.operator->() == nullptr) return;
+    decoder.setHandler([&](const test::CodecEvent& event) {
+        if (event.id == MediaCodec::CB_INPUT_AVAILABLE)
+            feed(extractor, decoder, event.index, samples++ < kMaxSamples);
+        if (event.id != MediaCodec::CB_OUTPUT_AVAILABLE) return;
+        FUZZ_CHECK(isTimeSane(event.timeUs));
+        if (++outputs % 4 == 0) {
+            decoder->releaseOutputBuffer(event.index);
+        } else {
+            decoder->renderOutputBufferAndRelease(event.index);
+        }
+    });
+    decoder.setCallback();
     // Without a surface the pictures are copied.
     const bool shown = video && (choice & 8) == 0;
     const sp<Surface> surface = shown ? new Surface(display->producer()) : nullptr;
-    if (decoder->configure(format, surface, nullptr, 0) == OK && decoder->start() == OK) {
-        decoding->waitForEnd();
-    }
-    callbackLooper->stop();
-    callbackLooper->unregisterHandler(decoding->id());
-    decoder->release();
+    if (decoder->configure(format, surface, nullptr, 0) != OK || decoder->start() != OK) return;
+    FUZZ_CHECK(decoder.waitFor(isEnough));
 }
 
 // All tracks at once, and places all over the file.

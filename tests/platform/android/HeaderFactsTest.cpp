@@ -77,8 +77,6 @@ using hardware::ICamera;
 using hardware::ICameraClient;
 using hardware::Return;
 
-// ---- What cannot be made, and what cannot be deleted
-
 template <typename... T>
 constexpr bool kAbstract = (std::is_abstract_v<T> && ...);
 static_assert(
@@ -102,8 +100,6 @@ static_assert(kProtectedDestructor<ABuffer, ALooper, AMessage, AudioRecord, Audi
                                    MediaBuffer, MediaCodec, MediaSource, MediaWriter, MetaData,
                                    NuMediaExtractor, Surface>);
 
-// ---- Which constructors are conversions
-
 // Constructors alone: those of `T` with a destructor that everybody may use.
 template <typename T>
 struct Open : public T {
@@ -124,8 +120,6 @@ static_assert(kConverts<String8, CameraParameters> && kConverts<const char*, Ope
               !kConverts<sp<IGraphicBufferProducer>, Open<Surface>> &&
               !kConverts<NuMediaExtractor::EntryPoint, Open<NuMediaExtractor>>);
 
-// ---- Moves
-
 // The move of a text is a copy.
 static_assert(!std::is_nothrow_move_constructible_v<AString> &&
               !std::is_nothrow_move_assignable_v<AString> &&
@@ -134,8 +128,6 @@ static_assert(!std::is_nothrow_move_constructible_v<AString> &&
               std::is_nothrow_move_assignable_v<Return<bool>> &&
               std::is_nothrow_move_constructible_v<Return<sp<IMemory>>> &&
               !std::is_copy_constructible_v<Return<void>>);
-
-// ---- Members that only this platform has
 
 template <typename T, typename = void>
 constexpr bool kHasPictureQueue = false;
@@ -152,8 +144,6 @@ struct Derived : public T {
 static_assert(!decltype(Derived<CameraBase<Camera>>::reaches(
         static_cast<Derived<CameraBase<Camera>>*>(nullptr)))::value);
 
-// ---- Numbers
-
 static_assert(kKeyVideoProfile == 'vprf' && kKeyVideoLevel == 'vlev');
 static_assert(kKeyCaptureFramerate == 'capF' && kKeyPlatformPrivate == 'priv');
 static_assert(kKeyMaxWidth == 'maxW' && kKeyMaxHeight == 'maxH');
@@ -165,8 +155,6 @@ static_assert(AudioTrack::EVENT_CAN_WRITE_MORE_DATA == 9);
 static_assert(AudioTrack::TRANSFER_SYNC_NOTIF_CALLBACK == 5);
 static_assert(AUDIO_SOURCE_MAX == 10);
 static_assert(MediaSource::ReadOptions::SEEK_FRAME_INDEX == 4);
-
-// ---- Default arguments: each call leaves out all that may be left out. Never called.
 
 [[maybe_unused]] void callWithDefaults(const sp<ALooper>& looper, const sp<AMessage>& message,
                                        const sp<MediaCodec>& codec, const sp<MediaAdapter>& adapter,
@@ -194,8 +182,6 @@ static_assert(MediaSource::ReadOptions::SEEK_FRAME_INDEX == 4);
     new Surface(nullptr);
 }
 
-// ---- What only another overload does
-
 TEST(HeaderFacts, ExtractorsOpenPaths) {
     const std::string path = oxa::test::mediaPath("friday_480p_audio_first.mp4");
     for (const std::string& name : {path, "file://" + path}) {
@@ -207,8 +193,6 @@ TEST(HeaderFacts, ExtractorsOpenPaths) {
         EXPECT_EQ(extractor->countTracks(), 2u);
     }
 }
-
-// ---- Texts
 
 TEST(HeaderFacts, MimeTypes) {
     std::string all;

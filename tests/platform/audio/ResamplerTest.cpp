@@ -20,7 +20,8 @@ double toneOf(int channel) {
 
 std::vector<int16_t> tones(int channels, int rate, size_t frames) {
     const std::vector<double> frequencies = {toneOf(0), toneOf(1)};
-    return oxa::test::tones({frequencies.begin(), frequencies.begin() + channels}, 0.5, rate, frames);
+    return oxa::test::tones({frequencies.begin(), frequencies.begin() + channels}, 0.5, rate,
+                            frames);
 }
 
 class Converter {

@@ -59,8 +59,6 @@ class CameraSourceTest : public testing::Test {
     Cameras mCameras;
 };
 
-// ---- Making one
-
 TEST_F(CameraSourceTest, ChecksWhatIsWantedOfTheCamera) {
     EXPECT_EQ(BAD_VALUE, createSource(Size(100, 100))->initCheck());
     EXPECT_EQ(BAD_VALUE, createSource(Size(-1, 96))->initCheck());
@@ -83,8 +81,6 @@ TEST_F(CameraSourceTest, ChecksWhatIsWantedOfTheCamera) {
     }
     EXPECT_EQ(NO_INIT, createSource()->initCheck()) << "the camera has an owner";
 }
-
-// ---- Reading
 
 TEST_F(CameraSourceTest, CountsFromTheStartTimeIfThereIsOne) {
     const sp<CameraSource> source = createSource();
@@ -119,8 +115,6 @@ TEST_F(CameraSourceTest, HasAFixedNumberOfPicturesOnTheWay) {
     next->release();
     source->stop();
 }
-
-// ---- Ending
 
 TEST_F(CameraSourceTest, StopWaitsForPicturesThatWereReadAndWakesReaders) {
     const sp<CameraSource> source = createSource();

@@ -17,8 +17,6 @@ class CameraTest : public testing::Test {
     Cameras mCameras;
 };
 
-// ---- Which cameras there are
-
 TEST_F(CameraTest, AreFoundByTheirNumbers) {
     mCameras.add(0, "lavfi:" + numberedPictures(30));
     mCameras.add(3, "lavfi:" + numberedPictures(25));
@@ -63,8 +61,6 @@ TEST_F(CameraTest, ReportsWhyItCannotBeOpened) {
     EXPECT_EQ("cannot open '/nowhere/clip.mp4': No such file or directory", log.faults()[0].cause);
 }
 
-// ---- Settings
-
 TEST_F(CameraTest, RefusesSettingsThatItDoesNotHave) {
     mCameras.add(0, "lavfi:" + numberedPictures(30, 640, 480));
     OpenCamera camera;
@@ -86,8 +82,6 @@ TEST_F(CameraTest, RefusesSettingsThatItDoesNotHave) {
     camera->stopPreview();
     EXPECT_EQ(OK, camera.change("preview-size=640x480"));
 }
-
-// ---- Preview
 
 TEST_F(CameraTest, ShowsItsPreviewInTheSizeAndRateThatWereSet) {
     mCameras.add(0, "lavfi:" + numberedPictures(60, 640, 480));
@@ -145,8 +139,6 @@ TEST_F(CameraTest, DropsAndCountsWhatFindsNoPlace) {
     const host::CameraFigures figures = host::cameraFigures(0);
     EXPECT_LE(figures.recorded + figures.recordingDropped, figures.captured);
 }
-
-// ---- Ends
 
 struct Listener : public CameraListener {
     void notify(int32_t msgType, int32_t ext1, int32_t /*ext2*/) override {

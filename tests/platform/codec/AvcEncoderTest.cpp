@@ -171,8 +171,6 @@ TEST(AvcEncoder, RefusesFormatsThatCannotBe) {
     EXPECT_EQ(BAD_VALUE, ByteJob(format, {}).result());
 }
 
-// ---- What is encoded
-
 // The same pictures, with their chroma in planes and interleaved.
 TEST(AvcEncoder, EncodesBytesOfBothLayoutsAlike) {
     std::vector<size_t> sizes[2];
@@ -252,8 +250,6 @@ TEST(AvcEncoder, MakesTimesRiseAndDropsNothing) {
     EXPECT_TRUE(faults.faults().empty());
 }
 
-// ---- Records of a live source
-
 // Each picture is out before the next one goes in. One that is not later is left out, as is one in
 // memory that the encoder does not know.
 TEST(AvcEncoder, KeepsNothingOfALiveSourceBack) {
@@ -302,8 +298,6 @@ TEST(AvcEncoder, KeepsNothingOfALiveSourceBack) {
         EXPECT_EQ("c2.linux.avc.encoder", faults.faults()[0].object);
     }
 }
-
-// ---- Surface input
 
 // A camera that changes its mind, a decoder that does not convert: every picture is encoded as
 // plain 4:2:0, and each is let go of when it was. A muxer that waits for all tracks must not depend

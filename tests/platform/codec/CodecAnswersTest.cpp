@@ -90,8 +90,6 @@ class Codec : public CodecClient {
     const Direction mDirection;
 };
 
-// ---- What configure() answers
-
 struct ConfigureCase {
     const char* what;
     Direction codec;
@@ -139,8 +137,6 @@ TEST(CodecAnswers, ToFormatsThatAreNotWhole) {
     }
 }
 
-// ---- What it tells of its formats
-
 TEST(CodecAnswers, FormatsAreFilledBeforeTheStart) {
     const struct {
         Direction codec;
@@ -178,8 +174,6 @@ TEST(CodecAnswers, FormatsAreFilledBeforeTheStart) {
     }
 }
 
-// ---- Parameters
-
 TEST(CodecAnswers, ParametersAreTakenAtAnyTime) {
     const sp<AMessage> zero = new AMessage;
     zero->setInt32("video-bitrate", 0);
@@ -194,8 +188,6 @@ TEST(CodecAnswers, ParametersAreTakenAtAnyTime) {
     EXPECT_EQ(OK, codec->release());
     EXPECT_EQ(OK, codec->requestIDRFrame());
 }
-
-// ---- Buffers
 
 // The end of a stream without content comes out with the time that it went in with.
 TEST(CodecAnswers, AnEmptyStreamEndsAtItsEndsTime) {
@@ -245,8 +237,6 @@ TEST(CodecAnswers, BuffersTellTheirTimeAndComeBackWhole) {
     EXPECT_EQ(MediaCodec::BUFFER_FLAG_SYNCFRAME, flags);
 }
 
-// ---- Codec-specific data as an output, for clients that want it
-
 TEST(CodecAnswers, CodecConfigComesFirstWhereItIsAskedFor) {
     host::setCodecConfigOutput(true);
     for (const Direction& direction : {kVideoEncoder, kSoundEncoder}) {
@@ -272,8 +262,6 @@ TEST(CodecAnswers, CodecConfigComesFirstWhereItIsAskedFor) {
     }
     host::setCodecConfigOutput(false);
 }
-
-// ---- Flushing an encoder
 
 // It goes on with a key frame; what it had is gone.
 TEST(CodecAnswers, AFlushedEncoderGoesOn) {

@@ -54,8 +54,6 @@ class MediaCodecTest : public testing::Test {
     static void SetUpTestSuite() { ScriptedComponent::standInFor(ScriptedComponent::kMime); }
 };
 
-// ---- States
-
 constexpr status_t kRefused = INVALID_OPERATION;
 constexpr size_t kNoIndex = 1000000;
 
@@ -122,35 +120,14 @@ void enterFailed(Scripted& codec) {
 
 constexpr StateCase kStates[] = {
         {"Initialized", [](Scripted&) {}, kInitialized},
-        {"Configured",
-         [](Scripted& c) {
-             c.setCallback();
-             c.configureScripted();
-         },
-         kConfigured},
+        {"Configured", [](Scripted& c) { c.setCallback(), c.configureScripted(); }, kConfigured},
         {"Started", [](Scripted& c) { c.startScripted(); }, kStarted},
-        {"Flushed",
-         [](Scripted& c) {
-             c.startScripted();
-             c->flush();
-         },
-         kFlushed},
-        {"Stopped",
-         [](Scripted& c) {
-             c.startScripted();
-             c->stop();
-         },
-         kInitialized},
-        {"Released",
-         [](Scripted& c) {
-             c.startScripted();
-             c->release();
-         },
-         kUninitialized},
+        {"Flushed", [](Scripted& c) { c.startScripted(), c->flush(); }, kFlushed},
+        {"Stopped", [](Scripted& c) { c.startScripted(), c->stop(); }, kInitialized},
+        {"Released", [](Scripted& c) { c.startScripted(), c->release(); }, kUninitialized},
         {"AfterFatalError", enterFailed<ACTION_CODE_FATAL>, kUninitialized},
         {"AfterRecoverableError", enterFailed<ACTION_CODE_RECOVERABLE>, kInitialized},
-        {"AfterTransientError", enterFailed<ACTION_CODE_TRANSIENT>, kFailing},
-};
+        {"AfterTransientError", enterFailed<ACTION_CODE_TRANSIENT>, kFailing}};
 
 // Each call meets a codec of its own, which can be released whatever happened.
 void expectAnswer(const StateCase& state, const Call& call, status_t expected) {
@@ -171,8 +148,6 @@ TEST_F(MediaCodecTest, StatesAllowExactlyTheirCalls) {
         expectAnswer(state, kReset, OK);
     }
 }
-
-// ---- Making and configuring
 
 TEST_F(MediaCodecTest, IsMadeByTypeAndByName) {
     const sp<ALooper> looper = new ALooper;
@@ -256,8 +231,6 @@ TEST_F(MediaCodecTest, DyingUnreleasedIsFatal) {
             "CHECK_EQ\\( mState,UNINITIALIZED\\) failed: 1 vs. 0");
 }
 
-// ---- Ownership of buffers
-
 // A consumed one is offered again until the end was queued.
 TEST_F(MediaCodecTest, InputsBelongToOneSideAtATime) {
     Scripted codec;
@@ -322,8 +295,6 @@ TEST_F(MediaCodecTest, OutputsBelongToOneSideAtATime) {
     EXPECT_EQ(1000 * 1000, released[1].timestampNs) << "the media time";
     EXPECT_EQ(42, released[2].timestampNs);
 }
-
-// ---- Runs
 
 // Whatever the component still reports while it is being stopped belongs to nobody.
 TEST_F(MediaCodecTest, NothingOfAnEndedRunIsDelivered) {

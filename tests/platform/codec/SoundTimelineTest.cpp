@@ -156,6 +156,19 @@ TEST(SoundTimelineTest, StampsThatComeBackMoveNothing) {
     }
 }
 
+// A row of small deviations is a drift: it is stretched away without touching a sample here.
+TEST(SoundTimelineTest, DriftIsStretchedAway) {
+    for (const int64_t perBlockUs : {20, -20, 30}) {
+        SCOPED_TRACE(perBlockUs);
+        const Stamps stamps = inTimeBut([perBlockUs](int k) { return k * perBlockUs; });
+        const std::vector<int16_t> source = uniqueSound();
+        Collector collector;
+        run(source, stamps, &collector);
+        EXPECT_TRUE(collector.pcm == source);
+        EXPECT_NEAR(collector.stretchedUs(), perBlockUs * kBlocks, 3000);
+    }
+}
+
 // The waveform of a tone is cut at its peak: an edge would be as high as the tone is.
 TEST(SoundTimelineTest, StepsDoNotClick) {
     constexpr double kFrequency = 437.5;

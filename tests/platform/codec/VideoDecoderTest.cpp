@@ -80,8 +80,6 @@ TEST(VideoDecoder, TellsTheSurfaceTheColoursAndTheSampleAspect) {
     }
 }
 
-// ---- Bounds and stopping
-
 // A client that keeps its outputs has all places, and the decoder gets no further. A second decoder
 // is refused until the first one has let go of the surface.
 TEST(VideoDecoder, ASurfaceHasOneDecoderAndSoManyPlaces) {
@@ -111,8 +109,6 @@ TEST(VideoDecoder, ASurfaceHasOneDecoderAndSoManyPlaces) {
     EXPECT_EQ(OK, job.decoder()->stop());
     EXPECT_EQ(OK, second->configure(format, surface, NULL, 0));
 }
-
-// ---- Damage
 
 // Bytes that are no H.264 at all, in every n-th sample.
 TEST(VideoDecoder, SkipsAndCountsDamage) {

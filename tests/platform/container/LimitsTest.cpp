@@ -3,12 +3,8 @@
 
 #include "ffmpeg/MediaLimits.h"
 
-#include <datasource/FileSource.h>
-#include <media/stagefright/NuMediaExtractor.h>
-#include <media/stagefright/foundation/ABuffer.h>
-#include <media/stagefright/foundation/AMessage.h>
-
 #include "ffmpeg/TrackParameters.h"
+#include "platform/container/TrackSamples.h"
 #include "support/Test.h"
 
 namespace android {
@@ -17,8 +13,6 @@ namespace {
 using oxa::test::TempDir;
 using oxa::test::writeFile;
 using testing::ElementsAre;
-
-// ---- Files that `ffmpeg` does not write ---------------------------------------------------------
 
 std::string bigEndian(uint64_t value, int bytes) {
     std::string text;
@@ -58,25 +52,23 @@ std::string withCodecData(int bytes) {
 sp<NuMediaExtractor> openBytes(const std::string& bytes) {
     const std::string path = TempDir::ofProcess().file("limits");
     EXPECT_TRUE(writeFile(path, bytes));
-    sp<NuMediaExtractor> extractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
-    EXPECT_EQ(extractor->setDataSource(new FileSource(path.c_str())), OK);
-    return extractor;
+    return openClip(path);
 }
 
-struct Sample {
+struct Block {
     uint64_t timeMs;
     std::string data;
 };
 
 // The samples are those of the last track; a file without any is none.
 sp<NuMediaExtractor> openTracks(const std::vector<std::string>& tracks,
-                                const std::vector<Sample>& samples = {{0, std::string(1600, 0)}}) {
+                                const std::vector<Block>& samples = {{0, std::string(1600, 0)}}) {
     std::string list;
     for (size_t i = 0; i < tracks.size(); ++i)
         list += element(0xAE, number(0xD7, i + 1) + number(0x73C5, i + 1) + tracks[i]);
     std::string segment =
             element(0x1549A966, number(0x2AD7B1, 1000000)) + element(0x1654AE6B, list);
-    for (const Sample& sample : samples) {
+    for (const Block& sample : samples) {
         const std::string block = std::string(1, static_cast<char>(0x80 | tracks.size())) +
                                   std::string(2, '\0') + '\x80' + sample.data;
         segment += element(0x1F43B675, number(0xE7, sample.timeMs) + element(0xA3, block));
@@ -84,14 +76,6 @@ sp<NuMediaExtractor> openTracks(const std::vector<std::string>& tracks,
     return openBytes(element(0x1A45DFA3, element(0x4282, "matroska")) +
                      element(0x18538067, segment));
 }
-
-sp<AMessage> formatOf(const sp<NuMediaExtractor>& extractor) {
-    sp<AMessage> format;
-    EXPECT_EQ(extractor->getTrackFormat(0, &format), OK);
-    return format;
-}
-
-// ---- Limits -------------------------------------------------------------------------------------
 
 // A track that is beyond what the decoders may be asked for is not offered; the others are.
 TEST(LimitsTest, LeavesOutTracksThatAreBeyond) {

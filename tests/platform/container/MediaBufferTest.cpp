@@ -112,7 +112,7 @@ TEST(MetaDataTest, FindsAnItemOnlyAsWhatItWasSet) {
     EXPECT_THAT(copy.toString().c_str(), testing::HasSubstr("time: (void*) 0x0"));
     copy.setData(kKeyAVCC, kTypeAVCC, std::string(49, 'x').data(), 49);
     EXPECT_THAT(copy.toString().c_str(),
-                testing::HasSubstr("avcc: (unknown type 1635148643, size 49)"));
+                testing::HasSubstr("avcc: (unknown type 1635148643, size 49), "));
     EXPECT_TRUE(copy.remove(kKeyAVCC));
     EXPECT_FALSE(copy.remove(kKeyAVCC));
 }

@@ -34,8 +34,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-// ---- Samples
-
 constexpr size_t kVideo = 0;
 constexpr size_t kAudio = 1;
 
@@ -145,8 +143,6 @@ void expectSamples(const std::string& path, const std::vector<TrackSample>& push
         EXPECT_NEAR(least, 0, kTicksUs);
     }
 }
-
-// ---- Writing
 
 enum class Container { kMp4, kTs };
 

@@ -16,8 +16,6 @@
 namespace android {
 namespace {
 
-// ---- Strings
-
 TEST(AStringTest, TakesTextFromEverySource) {
     const char* none = nullptr;
     AString text;
@@ -85,8 +83,6 @@ TEST(AStringDeathTest, RefusesPartsOutside) {
     EXPECT_DEATH(text.setTo(text, 0, 1), "CHECK\\(&from != this");
 }
 
-// ---- Buffers
-
 TEST(ABufferTest, BorrowsOrCopiesForeignMemory) {
     char bytes[] = "abc";
     sp<ABuffer> borrowed = new ABuffer(bytes, 3);
@@ -114,8 +110,6 @@ TEST(ABufferTest, IsEmptyWithoutMemory) {
     EXPECT_EQ(nullptr, ABuffer::CreateAsCopy(&byte, tooMuch).get());
 }
 #endif
-
-// ---- Checks
 
 #define KEY_PATH "path"
 
@@ -162,8 +156,6 @@ TEST(AsStringTest, NamesStatusValues) {
     EXPECT_STREQ("??", asString(-1011));
     EXPECT_STREQ("other", asString(7, "other"));
 }
-
-// ---- Settings
 
 TEST(EncoderPresetTest, TakesTheNamesThatTheEncoderKnowsAndNoOther) {
     EXPECT_EQ("veryfast", oxa::host::encoderPreset());

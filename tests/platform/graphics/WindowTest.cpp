@@ -236,8 +236,6 @@ class WindowTest : public testing::Test {
 
 XServer* WindowTest::sServer = nullptr;
 
-// ---- Colours
-
 // In one window. A wrong matrix, range, plane order or pitch changes at least one quarter by far
 // more than the tolerance.
 TEST_F(WindowTest, ShowsTheColoursOfEveryKindOfPicture) {
@@ -289,8 +287,6 @@ TEST_F(WindowTest, ShowsTheColoursOfEveryKindOfPicture) {
     }
 }
 
-// ---- Size and shape
-
 // Taller or wider than the picture, the window keeps the picture's shape between black bars.
 TEST_F(WindowTest, PutsBlackBarsAroundThePicture) {
     openWindow();
@@ -328,8 +324,6 @@ TEST_F(WindowTest, OpensInTheSizeOfItsFirstPicture) {
         EXPECT_TRUE(waitForWholeWindow(size.windowWidth, size.windowHeight));
     }
 }
-
-// ---- Keys and closing
 
 TEST_F(WindowTest, KeysQuitAndChangeToFullScreenAndBack) {
     openWindow();

@@ -30,6 +30,7 @@ using vendor::oxa::audioutil::V1_0::IAudioUtil;
 
 constexpr int kRate = 48000;
 constexpr int32_t kStateOff = -1;
+constexpr int32_t kStateAfterLoss = 1;
 constexpr int32_t kStateNoBlock = 3;
 constexpr int32_t kPid = 42;
 
@@ -207,6 +208,17 @@ TEST_F(HdmiSoundTest, GivesBlocksInTimeAndWithoutGaps) {
     EXPECT_EQ(kStateOff, answer.state);
 }
 
+TEST_F(HdmiSoundTest, TellsTheClientThatItWasLate) {
+    useSource(rampSource(kRate));
+    RxClient client;
+    client.start(1);
+    ASSERT_TRUE(waitFor([] { return oxa::host::hdmiSoundFigures().dropped > 2; }));
+    ASSERT_TRUE(client.pollFrames(40 * 1024));
+    EXPECT_EQ(kStateAfterLoss, client.blocks().front().state);
+    const auto later = [](const RxAnswer& block) { return block.state == 0; };
+    EXPECT_TRUE(std::any_of(client.blocks().begin(), client.blocks().end(), later));
+}
+
 TEST_F(HdmiSoundTest, GoesOnWithAnotherSampleRate) {
     const auto heard = oxa::host::useSoundRecording(SIZE_MAX);
     const auto hears = [&](int sampleRate) {
@@ -330,6 +342,34 @@ TEST_F(HdmiSoundTest, ServiceThatDiesIsNoticed) {
     EXPECT_TRUE(client.service()->registerRxCallback(kPid, nullptr).isDeadObject());
     EXPECT_FALSE(client.service()->linkToDeath(watch, 9).withDefault(false));
     EXPECT_EQ(nullptr, IAudioUtil::getService("default", false));
+}
+
+struct PlugCallback : public vendor::oxa::audioutil::V1_0::IAudioUtilCallback {
+    Return<void> handleEvent(int32_t /*event*/) override {
+        ++events;
+        return hardware::Void();
+    }
+    std::atomic<int> events{0};
+};
+
+TEST_F(HdmiSoundTest, TellsOfThePlugUntilTheCallbackIsRemoved) {
+    oxa::host::HdmiReceiverOptions options;
+    options.deviceRoot = mRoot.path();
+    std::string error;
+    const auto receiver = oxa::host::SimulatedHdmiReceiver::create(options, &error);
+    ASSERT_NE(nullptr, receiver) << error;
+    const sp<IAudioUtil> service = IAudioUtil::getService("default", false);
+    const sp<PlugCallback> callback = new PlugCallback;
+    const sp<PlugCallback> other = new PlugCallback;
+    service->registerRxCallback(kPid, callback);
+    service->registerRxCallback(kPid + 1, other);
+    receiver->unplug();
+    EXPECT_TRUE(waitFor([&] { return callback->events == 1; }));
+    service->removeRxCallback(kPid);
+    receiver->plug();
+    EXPECT_TRUE(waitFor([&] { return other->events == 2; }));
+    EXPECT_EQ(1, callback->events);
+    EXPECT_EQ(1, callback->getStrongCount()) << "nobody but the test holds it";
 }
 
 TEST_F(HdmiSoundTest, TellsThatThereIsNoReceiver) {

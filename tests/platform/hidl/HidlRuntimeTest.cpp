@@ -124,6 +124,7 @@ TEST(HidlValues, AreThoseOfAndroid) {
     shown << external;
     kept[0] = 'K';
     EXPECT_STREQ("Kept", external.c_str());
+    EXPECT_STREQ("Kept", hidl_string(std::move(external)).c_str());
     EXPECT_STREQ("kept", copy.c_str());
     EXPECT_EQ("kept", shown.str());
     EXPECT_TRUE(copy < "kepu" && !(copy < "kept") && copy <= "kept" && !(copy <= "k"));
