@@ -290,12 +290,8 @@ int Mp4Muxer::finish() {
     // what the file is made of.
     if (mOutput->error() != 0 && mOutput->recover(mFileEnd) != 0) return AVERROR(mOutput->error());
     const int result = writeIndex();
-    if (mOutput->error() != 0) {
-        const int error = mOutput->error();
-        mOutput->recover(mFileEnd);
-        return AVERROR(error);
-    }
-    return result;
+    if (mOutput->error() != 0) return dropIndex();
+    return result < 0 ? result : useIndex();
 }
 
 int Mp4Muxer::writeIndex() {
@@ -312,12 +308,22 @@ int Mp4Muxer::writeIndex() {
     const int result = av_write_trailer(mIndexMuxer);
     if (result < 0) return result;
     avio_flush(stream);
-    if (mOutput->append(mIndex.data(), mIndex.size()) != 0 || mOutput->sync() != 0) {
-        return AVERROR(mOutput->error());
-    }
-    const auto header = largeBoxHeader("mdat", kLargeSize, mFileEnd - mMediaStart);
-    mOutput->writeAt(mMediaStart, header.data(), header.size());
+    mOutput->append(mIndex.data(), mIndex.size());
     return AVERROR(mOutput->sync());
+}
+
+// Behind this the pieces are hidden: the index stays, even if the disk is not known to have both.
+int Mp4Muxer::useIndex() {
+    const auto header = largeBoxHeader("mdat", kLargeSize, mFileEnd - mMediaStart);
+    if (mOutput->writeAt(mMediaStart, header.data(), header.size()) != 0) return dropIndex();
+    return AVERROR(mOutput->sync());
+}
+
+// Back to the pieces. The output's error.
+int Mp4Muxer::dropIndex() {
+    const int error = mOutput->error();
+    mOutput->recover(mFileEnd);
+    return AVERROR(error);
 }
 
 }  // namespace android

@@ -82,6 +82,8 @@ class Mp4Muxer : public ContainerMuxer {
     int indexSamples(int64_t position);
     int indexLast(size_t track);
     int writeIndex();
+    int useIndex();
+    int dropIndex();
 
     WriterOutput* mOutput = nullptr;
     int64_t mPieceDurationUs = 250000;
