@@ -156,9 +156,12 @@ int64_t PlayRun::soundUs() const {
 // A picture may last long, so only a playback that should be over, or never began, has stalled.
 void PlayRun::watch() {
     const int64_t beginUs = mProgress.startTimeUs != 0 ? mProgress.startTimeUs : mBeginUs;
-    if (mFailure || mEndUs != 0 || nowUs() < beginUs + mDurationUs + kStallUs) return;
+    if (mFailure || mEndUs != 0 || nowUs() < beginUs + mDurationUs + stallSeconds() * 1'000'000) {
+        return;
+    }
     mStalled = true;
-    fail(FailureKind::kStalled, "nothing was played for 30 seconds");
+    fail(FailureKind::kStalled,
+         "nothing was played for " + std::to_string(stallSeconds()) + " seconds");
 }
 
 }  // namespace oxa::jobs

@@ -76,7 +76,8 @@ void RecordRun::waitForEnd() {
         if (const auto event = queue().pop(nowUs() + waitUs())) handle(*event);
         updateStatus();
         if (mIdleWatch.isStalled()) {
-            fail(FailureKind::kFailed, "nothing was recorded for 30 seconds");
+            fail(FailureKind::kFailed,
+                 "nothing was recorded for " + std::to_string(stallSeconds()) + " seconds");
         }
         mComplete = mWork.durationUs && missingUs() <= 0;
         mEnded = mEnded || mComplete;

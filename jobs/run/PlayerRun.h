@@ -72,8 +72,9 @@ class IdleWatch {
     int64_t mIdleUs = 0;
 };
 
-// How often a job looks at its progress, and after how long without any it has failed.
+// How often a job looks at its progress.
 constexpr int64_t kTickUs = 200'000;
-constexpr int64_t kStallUs = 30'000'000;
+// After how long without any it has failed: 30 seconds, or fewer by OXA_STALL_SECONDS.
+int64_t stallSeconds();
 
 }  // namespace oxa::jobs

@@ -167,7 +167,8 @@ int64_t TranscodeRun::completeTimeUs() const {
 void TranscodeRun::watch() {
     if (!mIdleWatch.isStalled() || mFailure) return;
     mStalled = true;
-    fail(FailureKind::kStalled, "nothing was read or written for 30 seconds");
+    fail(FailureKind::kStalled,
+         "nothing was read or written for " + std::to_string(stallSeconds()) + " seconds");
 }
 
 }  // namespace oxa::jobs

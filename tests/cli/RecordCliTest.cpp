@@ -7,6 +7,7 @@
 #include <csignal>
 
 #include "cli/PlayerProgram.h"
+#include "support/Deadline.h"
 #include "support/MediaProbe.h"
 #include "support/TempDir.h"
 
@@ -25,11 +26,14 @@ const std::string kSound = "lavfi:sine";
 using Words = std::vector<std::string>;
 
 // On a busy machine a recording is stopped late, or pictures are dropped and counted.
-constexpr int kLateFrames = 45;
-constexpr double kLateSec = 1.5;
+constexpr int kLateFrames = 15;
+constexpr double kLateSec = 0.5;
+
+struct RecordKind;
 
 class RecordCliTest : public testing::Test {
   protected:
+    static std::string recordAndCheck(const RecordKind& kind);
     static Words record(Words source, const std::string& output, const Words& more = {}) {
         source.insert(source.begin(), "record");
         source.insert(source.end(), {"-o", output, "--preset", "ultrafast"});
@@ -43,59 +47,82 @@ class RecordCliTest : public testing::Test {
 
 // ---- What comes out -----------------------------------------------------------------------------
 
+struct RecordKind {
+    std::vector<std::string> source;
+    const char* file;
+    int frameRate;  // 0: no picture
+    bool audio;
+    int width = 320;
+};
+
 TEST_F(RecordCliTest, everyKindOfSourceIsRecordedForAsLongAsAsked) {
-    const struct {
-        Words source;
-        const char* file;
-        int frameRate;  // 0: no picture
-        bool audio;
-        int width = 320;
-    } kKinds[] = {{{"--usb", kBoth}, "usb.mp4", 30, true},
-                  {{"--usb", kBoth, "--audio", "none"}, "mute.ts", 30, false},
-                  {{"--usb", kBoth, "--only", "video"}, "video.ts", 30, false},
-                  {{"--usb", kPicture, "--audio", kSound}, "other.ts", 30, true},
-                  {{"--usb", kSound, "--only", "audio"}, "sound.mp4", 0, true},
-                  {{"--hdmi", kBoth, "--fps", "15", "--size", "640x360"}, "a.mp4", 15, true, 640},
-                  {{"--hdmi", kPicture, "--audio", kSound}, "b.mp4", 30, true},
-                  {{"--hdmi", kPicture}, "picture.ts", 30, false},
-                  {{"--hdmi", kBoth, "--only", "audio"}, "sound.ts", 0, true}};
+    const RecordKind kKinds[] = {
+            {{"--usb", kBoth}, "usb.mp4", 30, true},
+            {{"--usb", kBoth, "--audio", "none"}, "mute.ts", 30, false},
+            {{"--usb", kBoth, "--only", "video"}, "video.ts", 30, false},
+            {{"--usb", kPicture, "--audio", kSound}, "other.ts", 30, true},
+            {{"--usb", kSound, "--only", "audio"}, "sound.mp4", 0, true},
+            {{"--hdmi", kBoth, "--fps", "15", "--size", "640x360"}, "a.mp4", 15, true, 640},
+            {{"--hdmi", kPicture, "--audio", kSound}, "b.mp4", 30, true},
+            {{"--hdmi", kPicture}, "picture.ts", 30, false},
+            {{"--hdmi", kBoth, "--only", "audio"}, "sound.ts", 0, true}};
     for (const auto& kind : kKinds) {
         SCOPED_TRACE(kind.file);
-        const TempDir folder;
-        const std::string output = folder.file(kind.file);
-        const ProcessResult result =
-                runPlayer(record(kind.source, output, {"--duration", "1.2", "--json"}));
-        ASSERT_EQ(result.exitCode, 0) << result.signal << result.err;
-        const auto events = eventsOf(result.out);
-        EXPECT_EQ(events.front()["event"], "start");
-        EXPECT_EQ(events.front()["input"], kind.source[1]);
-        const auto tracks = eventsNamed(events, "track");
-        ASSERT_EQ(tracks.size(), (kind.frameRate > 0 ? 1u : 0u) + (kind.audio ? 1u : 0u));
-        const json& last = events.back();
-        EXPECT_EQ(last["event"], "result");
-        EXPECT_EQ(last["exit"], 0);
-        EXPECT_EQ(last["bytes"], fileSize(output));
-        EXPECT_GE(last["duration_s"].get<double>(), 1);
-        EXPECT_LE(last["duration_s"].get<double>(), 1.2 + kLateSec);
-        const MediaProbe probe(output);
-        ASSERT_EQ(probe.video() != nullptr, kind.frameRate > 0) << probe.error();
-        ASSERT_EQ(probe.audio() != nullptr, kind.audio);
-        if (kind.frameRate > 0) {
-            EXPECT_EQ(tracks[0]["width"], kind.width);
-            EXPECT_EQ(tracks[0]["frame_rate"], kind.frameRate);
-            const int expected = kind.frameRate * 12 / 10;
-            EXPECT_GE(probe.video()->frameCount + last["dropped"].get<int>(), expected - 1);
-            EXPECT_LE(probe.video()->frameCount, expected + kLateFrames);
-            EXPECT_EQ(probe.video()->frameCount, last["frames"].get<int64_t>());
-        }
-        if (kind.audio) {
-            EXPECT_EQ(probe.audio()->channels, 2);
-            EXPECT_EQ(probe.audio()->sampleRate, 48000);
-            // What is on its way when the recording is stopped is not waited for.
-            EXPECT_GE(probe.audio()->durationUs(), 600'000);
-        }
-        EXPECT_THAT(namesIn(folder.path()), UnorderedElementsAre(kind.file));
+        EXPECT_EQ(missedEachTime([&] { return recordAndCheck(kind); }), "");
     }
+}
+
+// What is wrong with its lengths; the rest is expected.
+std::string RecordCliTest::recordAndCheck(const RecordKind& kind) {
+    const TempDir folder;
+    const std::string output = folder.file(kind.file);
+    const ProcessResult result =
+            runPlayer(record(kind.source, output, {"--duration", "1.2", "--json"}));
+    EXPECT_EQ(result.exitCode, 0) << result.signal << result.err;
+    EXPECT_THAT(namesIn(folder.path()), UnorderedElementsAre(kind.file));
+    const auto events = eventsOf(result.out);
+    EXPECT_EQ(events.front()["event"], "start");
+    EXPECT_EQ(events.front()["input"], kind.source[1]);
+    const json& last = events.back();
+    EXPECT_EQ(last["event"], "result");
+    EXPECT_EQ(last["exit"], 0);
+    EXPECT_EQ(last["bytes"], fileSize(output));
+    const auto tracks = eventsNamed(events, "track");
+    EXPECT_EQ(tracks.size(), (kind.frameRate > 0 ? 1u : 0u) + (kind.audio ? 1u : 0u));
+    const MediaProbe probe(output);
+    EXPECT_EQ(probe.video() != nullptr, kind.frameRate > 0) << probe.error();
+    EXPECT_EQ(probe.audio() != nullptr, kind.audio);
+    if (HasFailure()) return "";
+    const double longerS = last["duration_s"].get<double>() - 1.2;
+    bool isRight = longerS > -0.2 && longerS < kLateSec;
+    if (kind.frameRate > 0) {
+        EXPECT_EQ(tracks[0]["width"], kind.width);
+        EXPECT_EQ(tracks[0]["frame_rate"], kind.frameRate);
+        EXPECT_EQ(probe.video()->frameCount, last["frames"].get<int64_t>());
+        const int64_t more = probe.video()->frameCount - kind.frameRate * 12 / 10;
+        isRight = isRight && more + last["dropped"].get<int>() >= -1 && more <= kLateFrames;
+    }
+    if (kind.audio) {
+        EXPECT_EQ(probe.audio()->channels, 2);
+        EXPECT_EQ(probe.audio()->sampleRate, 48000);
+        // What waits for its encoder when the recording is stopped is not waited for.
+        isRight = isRight && probe.audio()->durationUs() >= 600'000;
+    }
+    return isRight ? "" : last.dump();
+}
+
+// Slow enough that no machine is late.
+TEST_F(RecordCliTest, aDurationIsSoManyPictures) {
+    const auto record2s = [&]() -> std::string {
+        const ProcessResult result =
+                runPlayer(record({"--usb", "lavfi:testsrc2=size=320x180:rate=5"}, mMp4,
+                                 {"--duration", "2", "--json", "--force"}));
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        const json last = eventsOf(result.out).back();
+        EXPECT_EQ(last["frames"], MediaProbe(mMp4).video()->frameCount);
+        return last["frames"] == 10 ? "" : last.dump();
+    };
+    EXPECT_EQ(missedEachTime(record2s), "");
 }
 
 TEST_F(RecordCliTest, progressTellsPicturesAndTheLevelOfTheSound) {
@@ -112,7 +139,8 @@ TEST_F(RecordCliTest, progressTellsPicturesAndTheLevelOfTheSound) {
     EXPECT_GT(last["fps"], 2);
     // Every second picture of the signal is left out.
     EXPECT_GT(last["thinned"], 0);
-    EXPECT_NEAR(last["thinned"].get<int>(), last["time_s"].get<double>() * 15, kLateFrames);
+    EXPECT_NEAR(last["thinned"].get<int>(), last["time_s"].get<double>() * 15,
+                kLateFrames + last["dropped"].get<int>());
 }
 
 TEST_F(RecordCliTest, sourceThatEndsEndsTheRecording) {
@@ -126,7 +154,7 @@ TEST_F(RecordCliTest, sourceThatEndsEndsTheRecording) {
         const MediaProbe probe(mMp4);
         ASSERT_TRUE(probe.video() != nullptr && probe.audio() != nullptr) << probe.error();
         EXPECT_GE(probe.video()->endUs, 1'000'000) << kind;
-        EXPECT_LE(probe.video()->endUs, 1'500'000 + kLateSec * 1e6) << kind;
+        EXPECT_LE(probe.video()->endUs, 3'000'000) << kind;
     }
 }
 

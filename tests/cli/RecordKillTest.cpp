@@ -10,6 +10,7 @@
 
 #include "cli/PlayerProgram.h"
 #include "support/MediaProbe.h"
+#include "support/Named.h"
 #include "support/TempDir.h"
 #include "transcode/TranscodeKit.h"
 
@@ -24,8 +25,7 @@ constexpr int kEarliestMs = 1800;
 constexpr int kSpreadMs = 2500;
 constexpr double kMostMissingS = 1.5;
 
-struct Recording {
-    const char* name;
+struct Recording : Named {
     const char* container;
     int rate;
 };
@@ -68,7 +68,7 @@ INSTANTIATE_TEST_SUITE_P(Containers, RecordKillTest,
                          testing::Values(Recording{"mp4", "mp4", 30}, Recording{"ts", "ts", 30},
                                          Recording{"mp4SlowCamera", "mp4", 2},
                                          Recording{"tsSlowCamera", "ts", 2}),
-                         [](const auto& info) { return info.param.name; });
+                         rowName<Recording>);
 
 }  // namespace
 }  // namespace oxa::test

@@ -99,7 +99,7 @@ TEST_F(TranscodeCliTest, optionsReachTheEncoders) {
     EXPECT_EQ(probe.video()->width, 320);
     EXPECT_EQ(probe.video()->height, 240);
     EXPECT_NEAR(probe.video()->frameCount, 31, 1);
-    EXPECT_GE(probe.video()->syncPacketCount, 3);
+    EXPECT_EQ(probe.video()->syncPacketCount, 4);
     EXPECT_THAT(probe.video()->profile, HasSubstr("Baseline"));
     EXPECT_EQ(probe.video()->level, 30);
     EXPECT_EQ(probe.audio()->sampleRate, 22050);
@@ -224,27 +224,51 @@ TEST_F(TranscodeCliTest, brokenPipeIsAnOutputError) {
 }
 
 // Whoever holds a pipe open and never reads must not hold up the job for ever, nor its interrupt.
-TEST_F(TranscodeCliTest, stalledReaderIsAFailureAfterHalfAMinuteAndCanBeInterrupted) {
+TEST_F(TranscodeCliTest, stalledReaderIsAFailureAndCanBeInterrupted) {
     const std::string pipe = mFolder.file("pipe.ts");
     runOrDie({"mkfifo", pipe});
     const int reader = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_GE(reader, 0);
-    const ProcessResult stalled = player(quick(mClip, pipe)).leavesThreads().run();
+    const Words command = quick(mClip, pipe, {"--json"});
+    const ProcessResult stalled =
+            player(command).setEnvironment("OXA_STALL_SECONDS", "3").leavesThreads().run();
     EXPECT_EQ(stalled.exitCode, 1) << stalled.signal << stalled.err;
-    EXPECT_THAT(stalled.err, HasSubstr("nothing was read or written for 30 seconds"));
-    EXPECT_GE(stalled.duration, std::chrono::seconds(30));
-    // The second line of progress comes seconds later, when the pipe has long been full.
-    const ProcessResult interrupted = player(quick(mClip, pipe))
-                                              .signalOnText(0, " %")
-                                              .signalOnText(SIGINT, " %")
-                                              .setTimeLimit(std::chrono::seconds(25))
-                                              .run();
+    EXPECT_THAT(stalled.err, HasSubstr("nothing was read or written for 3 seconds"));
+    EXPECT_GE(stalled.duration, std::chrono::seconds(3));
+    // By the second report the pipe has long been full.
+    const auto interrupt = [&] {
+        return player(command)
+                .signalOnText(0, "\"progress\"")
+                .signalOnText(SIGINT, "\"progress\"")
+                .setTimeLimit(std::chrono::seconds(25));
+    };
+    const ProcessResult once = interrupt().run();
+    EXPECT_EQ(once.exitCode, 4) << once.signal << once.err;
+    EXPECT_THAT(once.err, HasSubstr("the reader does not read on"));
+    EXPECT_THAT(once.out, HasSubstr("\"result\""));
+    // Two different signals, since two of a kind may count as one.
+    const ProcessResult twice = interrupt().signalOnText(SIGTERM, "once more to end").run();
     close(reader);
-    EXPECT_FALSE(interrupted.timedOut);
-    EXPECT_EQ(interrupted.signal, 0) << interrupted.err;
+    EXPECT_EQ(twice.exitCode, 130) << twice.signal << twice.err;
+    EXPECT_THAT(twice.out, Not(HasSubstr("\"result\""))) << "it was ended, not finished";
 }
 
 // ---- Reports ------------------------------------------------------------------------------------
+
+// The track of which more is to come tells how much is done.
+TEST_F(TranscodeCliTest, progressIsThatOfThePictureLongAfterTheSoundHasEnded) {
+    ClipOptions clip;
+    clip.seconds = 12;
+    clip.audioSeconds = 1;
+    const ProcessResult result = player({"transcode", testClip(clip), "-o", mMp4, "--size",
+                                         "1280x720", "--preset", "slow", "--json"})
+                                         .signalOnText(SIGINT, "\"percent\"")
+                                         .run();
+    ASSERT_EQ(result.exitCode, 130) << result.err;
+    const json progress = eventsNamed(eventsOf(result.out), "progress").at(0);
+    const double share = progress["frames"].get<double>() / (12 * 25);
+    EXPECT_NEAR(progress["percent"].get<double>(), 100 * share, 1);
+}
 
 // A program that reads only the first events must not cost the user the file.
 TEST_F(TranscodeCliTest, readerOfEventsMayGoAway) {

@@ -8,7 +8,8 @@
 //   disk-full@BYTE            the same, for want of room
 //   short-writes              an output takes little at a time
 //   slow-writes@MICROSECONDS  each write takes so long
-//   sync-error                at the end what was written does not reach the disk
+//   sync-error@N              at the end what was written does not reach the disk, as the Nth call
+//                             tells that asks for it; 0: each
 //   early-sync-error          the same, while it is still being written
 //   encoder-error@N           the picture's encoder fails instead of its Nth result; 0: its start
 //   silent-decoder@N          decoders give no picture behind the Nth, nor their end
@@ -177,7 +178,9 @@ __attribute__((visibility("default"))) ssize_t pwrite64(int fd, const void* data
 
 __attribute__((visibility("default"))) int fsync(int fd) {
     static const auto next = original<decltype(fsync)>("fsync");
-    if (!plannedFault().is("sync-error")) return next(fd);
+    static std::atomic<int> calls{0};
+    const FaultPlan& plan = plannedFault();
+    if (!plan.is("sync-error") || (++calls != plan.number && plan.number != 0)) return next(fd);
     errno = EIO;
     return -1;
 }

@@ -14,6 +14,7 @@
 
 #include "cli/PlayerProgram.h"
 #include "support/MediaProbe.h"
+#include "support/Named.h"
 #include "support/ProcessRunner.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
@@ -36,8 +37,7 @@ enum Left {
     kWhole,     // everything
 };
 
-struct FaultCase {
-    const char* name;
+struct FaultCase : Named {
     Job job;
     const char* fault;
     int exitCode;
@@ -80,6 +80,7 @@ class FaultTableTest : public testing::TestWithParam<FaultCase> {
     ProcessResult run() const {
         ProcessRunner runner(joined(joined({OXA_FAULTY_PROGRAM}, command()), {"--quiet"}));
         runner.setEnvironment("OXA_FAULT", GetParam().fault).setTimeLimit(kTimeLimit);
+        runner.setEnvironment("OXA_STALL_SECONDS", "3");
         if (testing::Matches(HasSubstr("silent"))(GetParam().fault)) runner.leavesThreads();
         return runner.run();
     }
@@ -131,8 +132,8 @@ constexpr char kIoError[] = "Input/output error";
 constexpr char kFull[] = "No space left on device";
 constexpr char kEncoderFailed[] = "c2.linux.avc.encoder: the codec has failed";
 constexpr char kEncoderNotStarted[] = "c2.linux.avc.encoder: the codec cannot be started";
-constexpr char kNothingRead[] = "nothing was read or written for 30 seconds";
-constexpr char kNothingPlayed[] = "nothing was played for 30 seconds";
+constexpr char kNothingRead[] = "nothing was read or written for 3 seconds";
+constexpr char kNothingPlayed[] = "nothing was played for 3 seconds";
 constexpr char kFailed[] = "has failed: ";
 
 const FaultCase kFaults[] = {
@@ -149,6 +150,12 @@ const FaultCase kFaults[] = {
         {"TranscodeShortWritesMp4", kTranscode, "short-writes", 0, "", kWhole},
         {"TranscodeSlowWritesTs", kTranscode, "slow-writes@3000", 0, "", kWhole, "ts"},
         {"TranscodeSyncError", kTranscode, "sync-error", 4, kIoError, kNothing},
+        {"TranscodeFirstSyncError", kTranscode, "sync-error@1", 4, kIoError, kNothing},
+        {"TranscodeSecondSyncError", kTranscode, "sync-error@2", 4, kIoError, kNothing},
+        {"TranscodeLastSyncError", kTranscode, "sync-error@3", 4, kIoError, kNothing},
+        {"RecordFirstSyncError", kRecord, "sync-error@1", 4, kIoError, kWhole},
+        {"RecordSecondSyncError", kRecord, "sync-error@2", 4, kIoError, kWhole},
+        {"RecordLastSyncError", kRecord, "sync-error@3", 4, kIoError, kWhole},
         {"RecordWriteErrorMp4", kRecord, "write-error@390000", 4, kIoError, kPlayable},
         {"RecordWriteErrorTs", kRecord, "write-error@390000", 4, kIoError, kPlayable, "ts"},
         {"RecordDiskFullMp4", kRecord, "disk-full@390000", 4, kFull, kPlayable},
@@ -172,8 +179,7 @@ const FaultCase kFaults[] = {
         {"RecordMicrophoneLost", kRecord, "microphone-lost@200000", 1, kFailed, kPlayable},
 };
 
-INSTANTIATE_TEST_SUITE_P(Jobs, FaultTableTest, testing::ValuesIn(kFaults),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Jobs, FaultTableTest, testing::ValuesIn(kFaults), rowName<FaultCase>);
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 

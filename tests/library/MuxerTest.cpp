@@ -1,7 +1,10 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <datasource/FileSource.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <media/stagefright/NuMediaExtractor.h>
 #include <media/stagefright/foundation/MediaDefs.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -17,6 +20,9 @@
 #include "library/LogCapture.h"
 #include "library/Stage.h"
 #include "support/Deadline.h"
+#include "support/MediaProbe.h"
+#include "support/TempDir.h"
+#include "support/TestClips.h"
 
 namespace android {
 namespace {
@@ -142,6 +148,40 @@ TEST_F(MuxerTest, WritesTheRangeOfTheBuffer) {
     ASSERT_EQ(pread(mFd, file.data(), file.size(), 0), static_cast<ssize_t>(file.size()));
     EXPECT_NE(file.find("\x21\x43\x65\x87"), std::string::npos);
     EXPECT_EQ(file.find("\xEE\x21\x43\x65\x87"), std::string::npos);
+}
+
+// As a player turns it, clockwise; the index tells key frames as the flags did.
+TEST_F(MuxerTest, WritesTheRotationAndTheKeyFramesThatItIsTold) {
+    constexpr int kKeyFrameInterval = 10;
+    for (const int degrees : {0, 90, 180, 270}) {
+        SCOPED_TRACE(degrees);
+        const oxa::test::TempDir folder;
+        const std::string path = folder.file("out.mp4");
+        const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        const sp<OxaMediaMuxer> muxer = new OxaMediaMuxer(fd, kMp4);
+        close(fd);
+        const sp<NuMediaExtractor> clip = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
+        const std::string source = oxa::test::mediaPath("flower_540p_h264_aac.mp4");
+        ASSERT_EQ(clip->setDataSource(new FileSource(source.c_str())), OK);
+        sp<AMessage> format;
+        ASSERT_EQ(clip->getTrackFormat(0, &format), OK);
+        ASSERT_EQ(clip->selectTrack(0), OK);
+        ASSERT_EQ(muxer->addTrack(format), 0);
+        EXPECT_EQ(muxer->setOrientationHint(degrees), OK);
+        ASSERT_EQ(muxer->start(), OK);
+        for (int i = 0; i < 3 * kKeyFrameInterval; ++i) {
+            const sp<ABuffer> sample = new ABuffer(1 << 20);
+            ASSERT_EQ(clip->readSampleData(sample), OK);
+            ASSERT_EQ(muxer->writeSampleData(sample, 0, i * 40000, i % kKeyFrameInterval == 0), OK);
+            ASSERT_EQ(clip->advance(), OK);
+        }
+        ASSERT_EQ(muxer->stop(), OK);
+        const oxa::test::MediaProbe probe(path);
+        ASSERT_NE(probe.video(), nullptr) << probe.error();
+        EXPECT_EQ(probe.video()->rotation, degrees);
+        EXPECT_EQ(probe.video()->packetCount, 3 * kKeyFrameInterval);
+        EXPECT_EQ(probe.video()->syncPacketCount, 3);
+    }
 }
 
 // A writer that cannot start is not the caller's failure, but nobody may pass the gate as if it

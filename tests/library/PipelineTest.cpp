@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <system/audio.h>
 
+#include <algorithm>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -17,6 +18,7 @@
 #include "library/LogCapture.h"
 #include "library/Stage.h"
 #include "support/Deadline.h"
+#include "support/RampSource.h"
 #include "support/TestClips.h"
 
 namespace android {
@@ -485,20 +487,28 @@ TYPED_TEST(LiveTest, AStopHasReportedWhenItReturns) {
     }
 }
 
-TEST(SoundQueueTest, NeverHoldsMoreThanItsBound) {
+TEST(SoundQueueTest, GivesUpTheOldestBeyondItsBound) {
     SoundQueue queue(3);
-    for (int i = 0; i < 10; ++i) {
-        queue.push(new ABuffer(1));
-        const sp<ABuffer> oldest = queue.pop();
-        queue.push(new ABuffer(1));
-        queue.push(new ABuffer(1));
-        queue.push(new ABuffer(1));
-        queue.unpop(oldest);
-    }
-    int held = 0;
-    while (queue.pop() != NULL)
-        ++held;
-    EXPECT_EQ(held, 3);
+    // Buffers of different sizes.
+    const auto push = [&](std::initializer_list<size_t> sizes) {
+        for (const size_t size : sizes)
+            queue.push(new ABuffer(size));
+    };
+    const auto popAll = [&] {
+        std::vector<size_t> sizes;
+        while (const sp<ABuffer> buffer = queue.pop())
+            sizes.push_back(buffer->size());
+        return sizes;
+    };
+    push({1, 2, 3, 4});
+    EXPECT_EQ(popAll(), (std::vector<size_t>{2, 3, 4}));
+    push({5, 6});
+    queue.unpop(new ABuffer(7));
+    queue.unpop(new ABuffer(8));
+    EXPECT_EQ(popAll(), (std::vector<size_t>{7, 5, 6}));
+    push({9});
+    queue.clear();
+    EXPECT_EQ(popAll(), std::vector<size_t>());
 }
 
 // ---- Microphone ---------------------------------------------------------------------------------
@@ -516,6 +526,39 @@ TEST(MicrophoneDeathTest, BadArgumentsAreFatal) {
     }
     EXPECT_DEATH(take(1000, 2), HasSubstr(refusalOf("mAudioSource >= AUDIO_SOURCE_DEFAULT && "
                                                     "mAudioSource <= AUDIO_SOURCE_MAX")));
+}
+
+// The monitor asks for less at a time than the microphone gives.
+TEST(MicrophoneTest, AllThatComesIsHeardOnce) {
+    using namespace oxa::test;
+    constexpr size_t kRate = 8000;
+    const auto monitor = []() -> std::string {
+        MicrophoneStage stage;
+        oxa::host::clearMicrophones();
+        EXPECT_TRUE(oxa::host::registerMicrophone(AUDIO_SOURCE_DEFAULT, rampSource(kRate)));
+        stage.format.channelCount = 1;
+        stage.format.sampleRate = kRate;
+        const auto heard = oxa::host::useSoundRecording(SIZE_MAX);
+        advance(&stage, startedState<MicrophoneStage>());
+        stage.pipeline->setPlayback(true);
+        EXPECT_TRUE(waitFor([&] { return heard->frames() > 2 * kRate; }));
+        EXPECT_EQ(stage.pipeline->stop(), OK);
+        std::vector<int16_t> samples;
+        for (const oxa::host::SoundBlock& block : heard->blocks())
+            samples.insert(samples.end(), block.samples.begin(), block.samples.end());
+        // Silence is no part of it.
+        samples.erase(std::remove(samples.begin(), samples.end(), 0), samples.end());
+        // Of what came, in each piece of 0.1 s: a machine that stands still leaves out some.
+        constexpr size_t kPiece = kRate / 10;
+        size_t whole = 0;
+        for (size_t i = kPiece; i < samples.size(); i += kPiece)
+            whole += (samples[i] - samples[i - kPiece] + kRampLength) % kRampLength <=
+                     int{kPiece} + 1;
+        return samples.size() > kRate && whole > samples.size() / kPiece / 2
+                       ? ""
+                       : std::to_string(whole) + " of " + std::to_string(samples.size() / kPiece);
+    };
+    EXPECT_EQ(missedEachTime(monitor), "");
 }
 
 }  // namespace

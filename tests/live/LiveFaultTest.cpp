@@ -20,6 +20,7 @@
 #include "support/Deadline.h"
 #include "support/FaultLog.h"
 #include "support/MediaProbe.h"
+#include "support/Named.h"
 #include "support/TempDir.h"
 #include "transcode/TranscodeKit.h"
 #include "transcode/Watchdog.h"
@@ -37,8 +38,7 @@ constexpr std::chrono::milliseconds kQuiet{300};
 constexpr std::chrono::seconds kStopLimit{20};
 constexpr std::chrono::seconds kFewSeconds{5};
 
-struct FaultCase {
-    const char* name;
+struct FaultCase : Named {
     bool hdmi;
     bool pictureEnds;
     void (*strike)(LiveJob* job);
@@ -111,8 +111,7 @@ TEST_P(LiveFaultTest, whatWasRecordedBeforeIsKept) {
     EXPECT_EQ(probe.audio()->decodeErrors, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Faults, LiveFaultTest, testing::ValuesIn(kFaults),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Faults, LiveFaultTest, testing::ValuesIn(kFaults), rowName<FaultCase>);
 
 // Fails once in the life of this process.
 using namespace android;

@@ -13,6 +13,7 @@
 #include "live/LiveJob.h"
 #include "support/Deadline.h"
 #include "support/MediaProbe.h"
+#include "support/Named.h"
 #include "support/Pictures.h"
 #include "support/Sound.h"
 #include "support/SyncMeasure.h"
@@ -43,8 +44,7 @@ void expectSteadyPictures(const StreamProbe& video, int frameRate, uint64_t drop
     EXPECT_NEAR(video.timesUs.size() - 2.0, steadyUs / 1e6 * frameRate, 1.0 + dropped);
 }
 
-struct RecordCase {
-    const char* name;
+struct RecordCase : Named {
     bool hdmi;
     int onlyTrack;
     bool sound;
@@ -144,8 +144,7 @@ const RecordCase kRecordings[] = {
         {"UsbShared", false, 0, true, "mp4", true},
 };
 
-INSTANTIATE_TEST_SUITE_P(Sources, RecordTest, testing::ValuesIn(kRecordings),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Sources, RecordTest, testing::ValuesIn(kRecordings), rowName<RecordCase>);
 
 // ---- Rates --------------------------------------------------------------------------------------
 
@@ -166,8 +165,7 @@ int numberOf(const Image& image) {
     return static_cast<int>(std::lround((meanColour(image).y - kDarkest) / kStep));
 }
 
-struct RateCase {
-    const char* name;
+struct RateCase : Named {
     int sourceRate;
     int recordedRate;
     int width;
@@ -211,7 +209,7 @@ INSTANTIATE_TEST_SUITE_P(Rates, RateTest,
                          testing::Values(RateCase{"From30To15", 30, 15, 320, 240},
                                          RateCase{"From30To10", 30, 10, 320, 240},
                                          RateCase{"From60To30", 60, 30, 1280, 720}),
-                         [](const auto& info) { return info.param.name; });
+                         rowName<RateCase>);
 
 }  // namespace
 }  // namespace oxa::test

@@ -71,6 +71,12 @@ double longestGapS(const std::vector<oxa::host::RecordedPicture>& pictures) {
     return longestUs / 1e6;
 }
 
+void expectPreviewEnds(const LiveJob& job) {
+    const uint64_t shown = job.display().figures().shown;
+    EXPECT_FALSE(
+            waitFor([&] { return job.display().figures().shown > shown + 1; }, milliseconds(200)));
+}
+
 void expectPreviewGoesOn(const LiveJob& job) {
     const uint64_t shown = job.display().figures().shown;
     ASSERT_TRUE(waitFor([&] { return job.display().figures().shown > shown + 2; }));
@@ -97,10 +103,14 @@ TEST_P(SwitchTest, eachRecordingIsAFileFromZeroWhileThePreviewGoesOn) {
     ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kRecordingS));
     const double gapS = longestGapS(job.display().pictures());
     job.stop();
+    expectPreviewEnds(job);
 
     const std::vector<std::string> files = job.defaultRecordings();
     EXPECT_EQ(static_cast<int>(files.size()), rounds);
     expectWholeFromZero(files.back(), kRecordingS);
+    android::_RECORDING_PROGRESS progress;
+    EXPECT_EQ(job.player().getRecordingProgress(&progress), android::OK);
+    EXPECT_EQ(progress.videoFrames, MediaProbe(files.back()).video()->frameCount);
     std::cout << "longest gap in the preview over " << rounds << " recordings: " << gapS * 1000
               << " ms\n";
 }
@@ -159,8 +169,11 @@ TEST_P(SwitchTest, aDescriptorIsClosedWithItsRecording) {
 TEST_P(SwitchTest, switchesBeforeARecordingDoNotLoseIt) {
     const TempDir folder;
     using Switches = std::vector<bool>;
-    const std::pair<Switches, Switches> kCases[] = {  // before start() and after it
-            {{}, {false, true}}, {{true, false}, {true}}, {{true}, {}}, {{false, true, true}, {}}};
+    const std::pair<Switches, Switches> kCases[] = {// before start() and after it
+                                                    {{}, {false, true}},
+                                                    {{true, false}, {true}},
+                                                    {{true}, {}},
+                                                    {{false, true, true}, {}}};
     for (const auto& [before, after] : kCases) {
         SCOPED_TRACE(std::to_string(&before - &kCases[0].first));
         LiveOptions live = sourceOf(GetParam());
@@ -183,6 +196,10 @@ TEST_P(SwitchTest, anOutputThatIsSetMeanwhileLeavesTheRecordingAlone) {
     const TempDir folder;
     LiveOptions live = sourceOf(GetParam());
     live.output = folder.file("first.mp4");
+    // What was in a file is gone.
+    constexpr int64_t kFormerBytes = 8 << 20;
+    for (const char* name : {"first.mp4", "second.mp4"})
+        ASSERT_TRUE(writeFile(folder.file(name), std::string(kFormerBytes, 'x')));
     LiveJob job(live);
     ASSERT_NO_FATAL_FAILURE(job.start());
     ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
@@ -196,6 +213,8 @@ TEST_P(SwitchTest, anOutputThatIsSetMeanwhileLeavesTheRecordingAlone) {
     EXPECT_EQ(job.setOutput(folder.file("none/x.mp4")), android::UNKNOWN_ERROR);
     job.stop();
     expectWholeFromZero(folder.file("second.mp4"), kShortRecordingS);
+    for (const char* name : {"first.mp4", "second.mp4"})
+        EXPECT_LT(fileSize(folder.file(name)), kFormerBytes);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sources, SwitchTest, testing::Bool(),

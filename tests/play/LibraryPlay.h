@@ -55,6 +55,8 @@ class LibraryPlay {
     void run();
     void stop();
 
+    android::OxaMediaCodecPlayer& player() { return *mPlayer; }
+
   private:
     class Reports;
 

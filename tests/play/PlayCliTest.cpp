@@ -90,6 +90,19 @@ TEST_F(PlayCliTest, goesOnWithoutScreenAndSoundCard) {
     EXPECT_EQ(result.out, "");
 }
 
+// Until the next one would come.
+TEST_F(PlayCliTest, theLastPictureIsSeenAsLongAsTheOthers) {
+    ClipOptions clip;
+    clip.seconds = 3;
+    clip.frameRateNum = 1;
+    clip.audio = false;
+    const ProcessResult result = play({testClip(clip), "--display", "null", "--json"}).run();
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    const json last = eventsOf(result.out).back();
+    EXPECT_EQ(last["frames"].get<int>() + last["dropped"].get<int>(), 3);
+    EXPECT_GE(last["duration_s"].get<double>(), 2.95);
+}
+
 // A sound that the library's pipeline does not take must not take the picture with it.
 TEST_F(PlayCliTest, soundOfTooManyChannelsIsLeftOut) {
     ClipOptions clip;

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "play/LibraryPlay.h"
+#include "support/Named.h"
 #include "support/TestClips.h"
 #include "transcode/LibraryJob.h"
 #include "transcode/TranscodeKit.h"
@@ -23,8 +24,7 @@ constexpr int kLongestPauseMs = 250;
 
 enum class Ending { kStop, kCleanup, kStopDuringStart, kCount };
 
-struct StopCase {
-    const char* name;
+struct StopCase : Named {
     PlayOptions options;
 };
 
@@ -66,7 +66,7 @@ INSTANTIATE_TEST_SUITE_P(Playbacks, PlayStopTest,
                                          StopCase{"Picture", {"", android::CODEC_VIDEO_ONLY}},
                                          StopCase{"FreeRun", {"", 0, true}},
                                          StopCase{"Tunneled", {"", 0, false, true}}),
-                         [](const auto& info) { return info.param.name; });
+                         rowName<StopCase>);
 
 }  // namespace
 }  // namespace oxa::test

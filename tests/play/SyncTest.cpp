@@ -11,6 +11,7 @@
 
 #include "play/LibraryPlay.h"
 #include "support/Deadline.h"
+#include "support/Named.h"
 #include "support/Sound.h"
 #include "support/SyncMeasure.h"
 #include "support/TestClips.h"
@@ -23,8 +24,7 @@ using oxa::host::RecordedPicture;
 // A machine that does much else may add to it; bench/play.py tells how good it can be.
 constexpr double kMaxOffsetMs = 60;
 
-struct SyncCase {
-    const char* name;
+struct SyncCase : Named {
     int frameRate;
     bool tunneled;
 };
@@ -91,7 +91,7 @@ TEST_P(SyncTest, beepsAreHeardWithTheirFlashes) {
 INSTANTIATE_TEST_SUITE_P(Rates, SyncTest,
                          testing::Values(SyncCase{"At30", 30, false}, SyncCase{"At60", 60, false},
                                          SyncCase{"Tunneled", 30, true}),
-                         [](const auto& info) { return info.param.name; });
+                         rowName<SyncCase>);
 
 }  // namespace
 }  // namespace oxa::test

@@ -15,6 +15,7 @@
 #include "live/LiveJob.h"
 #include "play/LibraryPlay.h"
 #include "support/MediaProbe.h"
+#include "support/Named.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
 #include "transcode/LibraryJob.h"
@@ -117,8 +118,7 @@ void liveOnce(Depth depth, const std::string& folder) {
     ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
 }
 
-struct ModeCase {
-    const char* name;
+struct ModeCase : Named {
     void (*cycle)(Depth depth, const std::string& folder);
 };
 
@@ -139,7 +139,7 @@ INSTANTIATE_TEST_SUITE_P(Modes, CycleTest,
                                          ModeCase{"Transcode", transcodeOnce},
                                          ModeCase{"Hdmi", liveOnce<true>},
                                          ModeCase{"Usb", liveOnce<false>}),
-                         [](const auto& info) { return info.param.name; });
+                         rowName<ModeCase>);
 
 // ---- One long recording -------------------------------------------------------------------------
 

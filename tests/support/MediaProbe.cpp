@@ -53,6 +53,7 @@ void addFrame(const AVStream* stream, const AVFrame& frame, int64_t timeUs, Stre
     int64_t durationUs = 0;
     if (probe->isVideo) {
         ++probe->frameCount;
+        probe->keyFrameCount += frame.key_frame;
         durationUs = av_rescale_q(frame.pkt_duration, stream->time_base, av_get_time_base_q());
     } else {
         probe->frameCount += frame.nb_samples;
@@ -85,7 +86,6 @@ MediaProbe::MediaProbe(const std::string& path, const std::string& format) {
                                        ? INT64_MIN
                                        : reader.toUs(packet.stream_index, packet.pts);
         probe.packetTimesUs.push_back(timeUs);
-        if (packet.flags & AV_PKT_FLAG_KEY) ++probe.syncPacketCount;
         if (packet.dts == AV_NOPTS_VALUE) return;
         int64_t& last = lastDecoding[packet.stream_index];
         if (last != INT64_MIN && packet.dts <= last) probe.decodingTimesRise = false;
@@ -95,8 +95,20 @@ MediaProbe::MediaProbe(const std::string& path, const std::string& format) {
         addFrame(context->streams[stream], frame, timeUs, &mStreams[stream]);
     };
     reader.decode({}, onFrame, onPacket);
+    countSyncPackets(context);
     for (size_t index = 0; index < mStreams.size(); ++index) {
         mStreams[index].decodeErrors = reader.decodeErrors(static_cast<int>(index));
+    }
+}
+
+// By the index: the demuxer has looked into the packets and may know better than their file.
+void MediaProbe::countSyncPackets(const AVFormatContext* context) {
+    for (size_t i = 0; i < mStreams.size(); ++i) {
+        AVStream* const stream = context->streams[i];
+        for (int entry = 0; entry < avformat_index_get_entries_count(stream); ++entry) {
+            const AVIndexEntry* const sample = avformat_index_get_entry(stream, entry);
+            if (sample->flags & AVINDEX_KEYFRAME) ++mStreams[i].syncPacketCount;
+        }
     }
 }
 

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+struct AVFormatContext;
+
 namespace oxa::test {
 
 // What a file's decoded content says of one stream. Times are in microseconds, relative to the
@@ -18,12 +20,13 @@ struct StreamProbe {
     std::string profile;  // "High", "LC"; empty if unknown
     int level = -1;
     int64_t packetCount = 0;
-    int64_t syncPacketCount = 0;
+    int64_t syncPacketCount = 0;  // that the file's index tells
     std::vector<int64_t> packetTimesUs;
     bool decodingTimesRise = true;
     int decodeErrors = 0;  // -1: no decoder
 
     int64_t frameCount = 0;        // decoded pictures, or samples of one channel
+    int64_t keyFrameCount = 0;     // pictures that need no other, whatever the file calls them
     std::vector<int64_t> timesUs;  // of each decoded picture or block of sound
     int64_t endUs = 0;             // end of the last one
 
@@ -57,6 +60,7 @@ class MediaProbe {
 
   private:
     const StreamProbe* find(bool video) const;
+    void countSyncPackets(const AVFormatContext* context);
 
     std::string mError;
     std::string mFormatName;

@@ -59,6 +59,13 @@ bool PlayJob::waitForEnd() {
     }) && !mFailed;
 }
 
+bool PlayJob::startAgain() {
+    if ((*mDecoder)->flush() != OK || mExtractor->seekTo(0) != OK) return false;
+    mSampleCount = 0;
+    mInputEnded = false;
+    return (*mDecoder)->start() == OK;
+}
+
 void PlayJob::stop() {
     mRunning = false;
     if (mDecoder == nullptr) return;

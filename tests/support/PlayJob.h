@@ -41,6 +41,8 @@ class PlayJob {
     bool start();
     // For the end's output, or for an error of the codec.
     bool waitForEnd();
+    // From the file's beginning, when the end has come; false when the codec does not go on.
+    bool startAgain();
     // Callbacks do nothing any more, and failures are not counted.
     void abandon() { mRunning = false; }
     void stop();

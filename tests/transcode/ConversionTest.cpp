@@ -7,6 +7,7 @@
 #include <string>
 
 #include "support/MediaProbe.h"
+#include "support/Named.h"
 #include "support/ProcessRunner.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
@@ -44,8 +45,7 @@ constexpr char kFrames[] = "bwdif=mode=send_frame:deint=interlaced,";
 constexpr char kFields[] = "bwdif=mode=send_field:deint=interlaced,";
 constexpr char kFewerFields[] = "bwdif=mode=send_field:deint=interlaced,fps=50,";
 
-struct ConversionCase {
-    const char* name;
+struct ConversionCase : Named {
     const char* clip;
     const char* options;
     const char* filters;  // the peer's, before the scaling
@@ -80,7 +80,7 @@ TEST_P(ConversionTest, looksLikeThePeers) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Options, ConversionTest, testing::ValuesIn(kConversions),
-                         [](const auto& info) { return info.param.name; });
+                         rowName<ConversionCase>);
 
 // Pictures that are not stored as they are looked at.
 TEST_F(ConversionFixture, storedPicturesComeOutUprightAndSquare) {

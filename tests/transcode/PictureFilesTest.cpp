@@ -9,6 +9,7 @@
 #include <string>
 
 #include "support/MediaProbe.h"
+#include "support/Named.h"
 #include "support/ProcessRunner.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
@@ -37,8 +38,7 @@ ClipOptions silentClip() {
 
 // ---- Times that do not rise
 
-struct TimesCase {
-    const char* name;
+struct TimesCase : Named {
     // Of picture N, in milliseconds, where the regular ones are 40 apart.
     const char* times;
 };
@@ -77,8 +77,7 @@ TEST_P(TimesTest, areSpread) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, TimesTest, testing::ValuesIn(kTimes),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Files, TimesTest, testing::ValuesIn(kTimes), rowName<TimesCase>);
 
 // ---- Mirrored pictures
 
@@ -134,8 +133,7 @@ TEST_F(PictureFilesTest, tinyOnesAreEncoded) {
     }
 }
 
-struct FormatCase {
-    const char* name;
+struct FormatCase : Named {
     const char* extension;
     std::vector<std::string> encoder;
 };
@@ -164,8 +162,7 @@ TEST_P(FormatTest, isWholeAndAsGoodAsThePeers) {
     expectAsGoodAsPeer(source, output);
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, FormatTest, testing::ValuesIn(kFormats),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Files, FormatTest, testing::ValuesIn(kFormats), rowName<FormatCase>);
 
 // What they become in the middle of a file, all pictures are of the first one's size.
 TEST_F(PictureFilesTest, changesInTheMiddleKeepEveryPicture) {

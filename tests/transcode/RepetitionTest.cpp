@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "support/MediaProbe.h"
+#include "support/Named.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
 #include "transcode/LibraryJob.h"
@@ -64,8 +65,7 @@ TEST(RepetitionTest, manyInARowOnOneProcessor) {
 
 // ---- To a stop ----------------------------------------------------------------------------------
 
-struct StopCase {
-    const char* name;
+struct StopCase : Named {
     const char* output;
     int onlyTrack;
 };
@@ -96,7 +96,7 @@ INSTANTIATE_TEST_SUITE_P(
                         StopCase{"Ts", "out.ts", 0},
                         StopCase{"TsSound", "out.ts", android::CODEC_AUDIO_ONLY},
                         StopCase{"TsPicture", "out.ts", android::CODEC_VIDEO_ONLY}),
-        [](const auto& info) { return info.param.name; });
+        rowName<StopCase>);
 
 // ---- Memory -------------------------------------------------------------------------------------
 

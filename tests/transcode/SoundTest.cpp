@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support/MediaProbe.h"
+#include "support/Named.h"
 #include "support/ProcessRunner.h"
 #include "support/Sound.h"
 #include "support/TempDir.h"
@@ -16,15 +17,9 @@
 namespace oxa::test {
 namespace {
 
-template <typename Case>
-std::string nameOf(const testing::TestParamInfo<Case>& info) {
-    return info.param.name;
-}
-
 // ---- Every kind of source -----------------------------------------------------------------------
 
-struct SourceCase {
-    const char* name;
+struct SourceCase : Named {
     const char* extension;
     const char* codec;
     int sampleRate;
@@ -92,7 +87,8 @@ const SourceCase kSources[] = {
         {"VorbisWebM", "webm", "libvorbis", 22050, 1, 22050},
 };
 
-INSTANTIATE_TEST_SUITE_P(Sources, SoundSourceTest, testing::ValuesIn(kSources), nameOf<SourceCase>);
+INSTANTIATE_TEST_SUITE_P(Sources, SoundSourceTest, testing::ValuesIn(kSources),
+                         rowName<SourceCase>);
 
 // Noise does not compress, so one block of a lossless codec is as large as can be.
 TEST(LargeBlockTest, isWhole) {
@@ -126,8 +122,7 @@ TEST(LargeBlockTest, isWhole) {
 
 // ---- Shape --------------------------------------------------------------------------------------
 
-struct ShapeCase {
-    const char* name;
+struct ShapeCase : Named {
     int sourceRate;
     int sourceChannels;
     int rate;                       // 0: not asked for
@@ -218,7 +213,7 @@ INSTANTIATE_TEST_SUITE_P(Shapes, SoundShapeTest,
                                          ShapeCase{"Sides", 48000, 6, 0, 0, "5.1(side)", "5.1"},
                                          ShapeCase{"SidesToStereo", 48000, 6, 0, 2, "5.1(side)"},
                                          ShapeCase{"Hexagon", 48000, 6, 0, 0, "hexagonal"}),
-                         nameOf<ShapeCase>);
+                         rowName<ShapeCase>);
 
 // A film's 5.1, loud passages included.
 TEST(SoundMixTest, filmInSurroundIsAsLoudAsThePeers) {
@@ -238,8 +233,7 @@ TEST(SoundMixTest, filmInSurroundIsAsLoudAsThePeers) {
 
 // ---- Sound and picture --------------------------------------------------------------------------
 
-struct SyncCase {
-    const char* name;
+struct SyncCase : Named {
     const char* extension;
     const char* videoCodec;
     const char* audioCodec;
@@ -289,7 +283,7 @@ const SyncCase kSyncCases[] = {
         {"SlowClock", "flv", "libx264", "aac", 44100, 0, "--audio-rate 48000", "PTS*1.003"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Clips, SyncTest, testing::ValuesIn(kSyncCases), nameOf<SyncCase>);
+INSTANTIATE_TEST_SUITE_P(Clips, SyncTest, testing::ValuesIn(kSyncCases), rowName<SyncCase>);
 
 }  // namespace
 }  // namespace oxa::test

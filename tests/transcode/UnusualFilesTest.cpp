@@ -7,6 +7,7 @@
 #include <string>
 
 #include "support/MediaProbe.h"
+#include "support/Named.h"
 #include "support/ProcessRunner.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
@@ -110,8 +111,7 @@ INSTANTIATE_TEST_SUITE_P(Containers, UnusualTracksTest, testing::Values("out.mp4
 
 enum class Damage { kLostPackets, kHole, kCut };
 
-struct DamageCase {
-    const char* name;
+struct DamageCase : Named {
     const char* clip;
     Damage damage;
     double amount;  // every so many packets; the begin of the hole; what is left
@@ -171,8 +171,7 @@ TEST_P(DamagedFileTest, givesWhatCanBeDecoded) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, DamagedFileTest, testing::ValuesIn(kDamages),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Kinds, DamagedFileTest, testing::ValuesIn(kDamages), rowName<DamageCase>);
 
 }  // namespace
 }  // namespace oxa::test

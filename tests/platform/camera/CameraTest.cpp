@@ -113,10 +113,19 @@ TEST_F(CameraTest, DropsAndCountsWhatFindsNoPlace) {
     mCameras.add(0, "lavfi:" + numberedPictures(60));
     OpenCamera camera;
     const FaultLog log;
+    const auto still = PictureTarget::create(1);
     const auto preview = PictureTarget::create();
     const auto video = PictureTarget::create(3);
-    ASSERT_EQ(OK, camera->setPreviewTarget(preview->producer()));
     EXPECT_EQ(INVALID_OPERATION, camera->startRecording()) << "nowhere to record to";
+    ASSERT_EQ(OK, camera->setPreviewTarget(still->producer()));
+    ASSERT_EQ(OK, camera->startPreview());
+    ASSERT_TRUE(waitFor([] { return host::cameraFigures(0).previewDropped >= 3; }));
+    EXPECT_EQ(0u, host::cameraFigures(0).recordingDropped);
+    EXPECT_TRUE(log.faults().empty());
+    EXPECT_EQ(1u, still->count());
+    camera->stopPreview();
+    const uint64_t previewDropped = host::cameraFigures(0).previewDropped;
+    ASSERT_EQ(OK, camera->setPreviewTarget(preview->producer()));
     ASSERT_EQ(OK, camera->setVideoTarget(video->producer()));
     ASSERT_EQ(OK, camera->startPreview());
     ASSERT_EQ(OK, camera->startRecording());
@@ -138,6 +147,7 @@ TEST_F(CameraTest, DropsAndCountsWhatFindsNoPlace) {
     EXPECT_TRUE(waitFor([&] { return host::cameraFigures(0).recorded == video->count(); }));
     const host::CameraFigures figures = host::cameraFigures(0);
     EXPECT_LE(figures.recorded + figures.recordingDropped, figures.captured);
+    EXPECT_EQ(previewDropped, figures.previewDropped);
 }
 
 struct Listener : public CameraListener {

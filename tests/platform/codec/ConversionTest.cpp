@@ -65,6 +65,8 @@ TEST(Conversions, AreThoseOfTheCommand) {
             {mediaPath("bunny_480i_tff_mpeg2_mp2.ts"), 640, 360, 0, 2,
              "bwdif=mode=send_field:deint=interlaced,scale=640:360:flags=bicubic"},
             {mediaPath("bunny_480p_hevc.mp4"), 854, 480, 0, 2, "null"},
+            {mediaPath("bunny_480p_hevc.mp4"), 854, 360, 0, 0, "scale=854:360:flags=bicubic"},
+            {mediaPath("bunny_480p_hevc.mp4"), 640, 480, 0, 0, "scale=640:480:flags=bicubic"},
             {mediaPath("friday_video_starts_1s.mp4"), 0, 0, 24, 0, "fps=24"},
     };
     for (const Conversion& wanted : kConversions)

@@ -15,8 +15,9 @@ using namespace android;
 
 class TestProducer : public PictureQueue::ProducerListener {
   public:
-    void onPlaceFree() override {}
+    void onPlaceFree() override { ++places; }
     void onDrainRequested() override { ++drains; }
+    int places = 0;
     int drains = 0;
 };
 
@@ -55,6 +56,44 @@ TEST(PictureQueueTest, ComesToItsEndWithoutAProducer) {
     EXPECT_FALSE(queue->atEnd());
     queue->producerDrained();
     EXPECT_TRUE(queue->atEnd());
+}
+
+// Both sides wait for nothing but a call.
+TEST(PictureQueueTest, WakesWhoeverMayGoOn) {
+    const sp<PictureQueue> queue = new PictureQueue(2);
+    const sp<TestProducer> producer = new TestProducer;
+    const sp<TestConsumer> consumer = new TestConsumer;
+    queue->setConsumer(consumer);
+    ASSERT_EQ(OK, queue->connect(producer));
+    ASSERT_TRUE(queue->tryReserve());
+    ASSERT_TRUE(queue->tryReserve());
+    EXPECT_FALSE(queue->tryReserve());
+    const auto expectWakes = [&](int places, int calls) {
+        EXPECT_EQ(places, producer->places);
+        EXPECT_EQ(calls, consumer->calls);
+    };
+    queue->cancelReservation();
+    expectWakes(1, 1);
+    queue->queue(makeCard(), 1);
+    expectWakes(1, 2);
+    queue->cancelReservation();  // there is none
+    expectWakes(1, 2);
+    QueuedPicture picture;
+    ASSERT_TRUE(queue->tryAcquire(&picture));
+    EXPECT_TRUE(queue->tryReserve());
+    EXPECT_FALSE(queue->tryReserve()) << "one is reserved, one in use";
+    queue->release();
+    expectWakes(2, 2);
+    queue->release();  // there is none
+    queue->queue(makeCard(), 2);
+    ASSERT_TRUE(queue->tryReserve());
+    queue->abandon();
+    expectWakes(3, 3);
+    queue->queue(makeCard(), 3);
+    expectWakes(4, 3);
+    EXPECT_FALSE(queue->tryAcquire(&picture));
+    queue->producerDrained(7);
+    EXPECT_EQ(7, queue->endNs());
 }
 
 }  // namespace

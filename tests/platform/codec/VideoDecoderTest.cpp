@@ -4,6 +4,9 @@
 #include <gui/Surface.h>
 #include <mediadrm/ICrypto.h>
 
+#include <algorithm>
+
+#include "ffmpeg/TrackParameters.h"
 #include "graphics/LocalBufferProducer.h"
 #include "graphics/PictureQueue.h"
 #include "support/FaultLog.h"
@@ -109,6 +112,37 @@ TEST(VideoDecoder, ASurfaceHasOneDecoderAndSoManyPlaces) {
     EXPECT_EQ(OK, job.decoder()->stop());
     EXPECT_EQ(OK, second->configure(format, surface, NULL, 0));
 }
+
+TEST(VideoDecoder, DecodesAllOnceMoreAfterItsEnd) {
+    PlayJobOptions options;
+    options.path = fridayClip();
+    PlayJob job(options);
+    ASSERT_TRUE(job.start());
+    ASSERT_TRUE(job.waitForEnd());
+    ASSERT_TRUE(job.startAgain());
+    EXPECT_TRUE(job.decoder().waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, 2 * (92 + 1)));
+}
+
+// Of samples that nobody takes the earliest are forgotten.
+TEST(TrackParametersTest, KnowTheLast1024Samples) {
+    AVCodecParameters* codec = avcodec_parameters_alloc();
+    const sp<TrackParameters> track = new TrackParameters(*codec, {1, 1000}, 0);
+    avcodec_parameters_free(&codec);
+    AVPacket* packet = av_packet_alloc();
+    for (int64_t i = 0; i <= 1024; ++i) {
+        packet->pts = i;
+        track->pushSample(*packet, i * 1000);
+    }
+    EXPECT_FALSE(track->popSample(0, packet));
+    EXPECT_TRUE(track->popSample(1000, packet));
+    EXPECT_EQ(1, packet->pts);
+    EXPECT_TRUE(track->popSample(1024000, packet));
+    EXPECT_EQ(1024, packet->pts);
+    EXPECT_FALSE(track->popSample(2000, packet)) << "left out with those before it";
+    av_packet_free(&packet);
+}
+
+// ---- Damage
 
 // Bytes that are no H.264 at all, in every n-th sample.
 TEST(VideoDecoder, SkipsAndCountsDamage) {

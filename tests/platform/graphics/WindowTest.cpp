@@ -265,7 +265,8 @@ TEST_F(WindowTest, ShowsTheColoursOfEveryKindOfPicture) {
             {"PlanarUpsideDown", {0, 240, AV_PIX_FMT_YUV420P, k601, kLimited, true}},
             {"SemiPlanarUpsideDown", {0, 240, AV_PIX_FMT_NV12, k601, kLimited, true}},
             {"UntoldSmall", {0, 240, AV_PIX_FMT_YUV420P, k601, kLimited}, false},
-            {"UntoldLarge", {0, 600, AV_PIX_FMT_YUV420P, k709, kLimited}, false},
+            {"UntoldTallestSmall", {0, 576, AV_PIX_FMT_YUV420P, k601, kLimited}, false},
+            {"UntoldLarge", {0, 578, AV_PIX_FMT_YUV420P, k709, kLimited}, false},
     };
     openWindow();
     if (HasFatalFailure()) return;

@@ -270,15 +270,19 @@ TEST_F(HdmiSoundTest, TellsOnceThatNothingComesAndGoesOnInThePresent) {
     ASSERT_TRUE(client.pollFrames(20000));
     EXPECT_EQ(2, faults(ENODEV));
 
-    oxa::host::stallHdmiSound(true);
-    ASSERT_TRUE(client.pollUntil([&] { return faults(ETIMEDOUT) > 0; }));
-    EXPECT_EQ(kStateNoBlock, client.lastState());
-    client.forget();
-    const int64_t resumedUs = nowUs();
-    oxa::host::stallHdmiSound(false);
-    ASSERT_TRUE(client.pollFrames(4096));
-    EXPECT_GE(client.blocks().front().timeUs, resumedUs - 50000);
-    EXPECT_EQ(1, faults(ETIMEDOUT));
+    for (int stalls = 1; stalls <= 2; ++stalls) {
+        oxa::host::stallHdmiSound(true);
+        ASSERT_TRUE(client.pollUntil([&] {
+            return faults(ETIMEDOUT) == stalls && client.lastState() == kStateNoBlock;
+        }));
+        client.forget();
+        const int64_t resumedUs = nowUs();
+        oxa::host::stallHdmiSound(false);
+        ASSERT_TRUE(client.pollFrames(4096));
+        // The first one may have begun before.
+        EXPECT_GE(client.blocks().at(1).timeUs, resumedUs - 50000);
+        EXPECT_EQ(stalls, faults(ETIMEDOUT));
+    }
 }
 
 // A pipe that nobody writes cannot be opened, and whoever opens it cannot be interrupted.
