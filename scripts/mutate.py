@@ -29,6 +29,12 @@ LAYERS = {"library": ("libs/",), "platform": ("platform/",), "client": ("tools/"
 NEAR = [
     ("libs/", ["library", "transcode", "play", "live"]),
     ("platform/codec/", ["platform/codec", "transcode", "play"]),
+    ("platform/ffmpeg/", ["platform/codec", "platform/container", "transcode"]),
+    ("platform/writer/", ["platform/container", "transcode", "live", "faults"]),
+    ("platform/extractor/", ["platform/container", "transcode", "files"]),
+    ("platform/display/", ["platform/graphics", "play"]),
+    ("platform/modules/", ["platform/graphics", "platform/live", "platform/codec"]),
+    ("platform/hdmi/", ["platform/camera", "platform/hidl", "live"]),
     ("platform/", ["{same}", "transcode", "play", "live", "cli"]),
     ("jobs/", ["jobs", "cli"]),
     ("tools/", ["cli"]),
