@@ -19,6 +19,7 @@ constexpr int64_t kMaxStepUs = INT64_C(86400000000);  // so that sums of many st
 constexpr int64_t kMaxPositionStepUs = 1000000;
 constexpr int64_t kMinMaxReorderUs = 10000000;
 constexpr int kEnoughPackets = 2;
+constexpr int kMostReordered = 4;  // pictures in front of which one is decoded
 constexpr int kMaxPacketsSeen = 256;
 constexpr size_t kMaxAhead = 1024;
 
@@ -131,7 +132,6 @@ ProgramClock::Outlook ProgramClock::lookAhead(const Packet& packet) const {
             const int64_t newUs = next.timeUs - lineUs;
             const int64_t oldUs = newUs + stepBackUs;
             outlook.returns = isNearer(oldUs, newUs) && std::llabs(oldUs) <= kMaxPauseUs;
-            outlook.placeUs = next.timeUs - (lineUs - packet.timeUs);
             if (outlook.returns) break;
             if (isNearer(newUs, oldUs)) {
                 ++outlook.stays;
@@ -146,10 +146,34 @@ ProgramClock::Outlook ProgramClock::lookAhead(const Packet& packet) const {
     return outlook;
 }
 
+int ProgramClock::countAhead(int stream) const {
+    return static_cast<int>(std::count_if(mAhead.begin(), mAhead.end(), [&](const Packet& packet) {
+        return packet.stream == stream && packet.timeUs != kNoTime;
+    }));
+}
+
+// Where a stream begins whose first time is wild: in front of the earliest of those that follow,
+// which need not be the next one.
+int64_t ProgramClock::beginningOf(const Packet& packet) const {
+    int seen = 0;
+    int64_t earliestUs = packet.timeUs;
+    for (const Packet& next : mAhead) {
+        if (next.stream != packet.stream || next.timeUs == kNoTime || seen > kMostReordered)
+            continue;
+        if (seen == 1 || (seen > 1 && next.timeUs < earliestUs)) earliestUs = next.timeUs;
+        ++seen;
+    }
+    return earliestUs - packet.durationUs;
+}
+
 ProgramClock::Verdict ProgramClock::judge(const Packet& packet, bool last,
                                           const Outlook& outlook) const {
-    if (outlook.returns) return Verdict::kWild;
     const bool full = last || mAhead.size() >= kMaxAhead || outlook.seen >= kMaxPacketsSeen;
+    if (outlook.returns) {
+        const bool isPlaceKnown = full || mStreams.at(packet.stream).started ||
+                                  countAhead(packet.stream) > kMostReordered;
+        return isPlaceKnown ? Verdict::kWild : Verdict::kUnknown;
+    }
     if (outlook.stays < kEnoughPackets && !full) return Verdict::kUnknown;
     if (outlook.stays == 0 && isAnyActiveBut(packet.stream)) return Verdict::kAlone;
     return compareOthers(packet, full || outlook.aheadUs >= kMaxDelayUs);
@@ -194,10 +218,11 @@ void ProgramClock::settle(const Packet& packet, Verdict verdict, const Outlook& 
     }
     const bool isPause = stepUs >= 0 && stepUs <= maxPauseUs;
     int64_t shiftUs = stream.shiftUs();
-    place->isWild = verdict == Verdict::kWild;
+    place->isWild = verdict == Verdict::kWild && stream.started;
     if (place->isWild) {
-        // Where the stream has not been yet, the packets behind know better where it begins.
-        shiftUs -= stream.started ? stepUs : packet.timeUs - outlook.placeUs;
+        shiftUs -= stepUs;
+    } else if (verdict == Verdict::kWild) {
+        shiftUs += beginningOf(packet) - packet.timeUs;
     } else if (verdict == Verdict::kTogether && !isPause) {
         stream.baseUs -= stepUs;
         mShiftUs = stream.baseUs;

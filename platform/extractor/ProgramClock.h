@@ -62,7 +62,6 @@ class ProgramClock {
     // What the packets behind the oldest one say of its stream.
     struct Outlook {
         bool returns = false;  // to where it was
-        int64_t placeUs = 0;   // then: where the oldest one belongs
         int seen = 0;
         int stays = 0;        // packets that go on from the oldest one
         int64_t aheadUs = 0;  // and how far they come
@@ -79,6 +78,8 @@ class ProgramClock {
     Verdict judge(const Packet& packet, bool last, const Outlook& outlook) const;
     Outlook lookAhead(const Packet& packet) const;
     Verdict compareOthers(const Packet& packet, bool full) const;
+    int countAhead(int stream) const;
+    int64_t beginningOf(const Packet& packet) const;
     bool isAnyActiveBut(int stream) const;
     void settle(const Packet& packet, Verdict verdict, const Outlook& outlook, Place* place);
     void place(Stream* stream, const Packet& packet, int64_t shiftUs, Place* place);

@@ -196,7 +196,7 @@ ClockWrapsEarly in.ts | whole=clean.ts | clean ts; copy ts -output_ts_offset 954
 TwoJumps in.ts | whole=clean.ts | clean ts; @ts-jump clean.ts -1 1.0 5000 once.ts; @ts-jump once.ts
   -1 2000 -300 in.ts; ffmpeg $P $S $X $A -output_ts_offset 700 clean.ts
 SoundAloneJumpsFar in.ts | whole=clean.ts | clean ts; @ts-jump clean.ts 257 1.0 100 in.ts
-FlvJumpsForward in.flv | whole=clean.flv | clean0 flv; @flv-times clean.flv -1 1000 100000 500000
+FlvJumpsForward in.flv | whole=clean.flv unlike=jump | clean0 flv; @flv-times clean.flv -1 1000 100000 500000
   in.flv
 JoinedStreams in.ts | like=twice.mkv pictures=150 options=--only,video times=30 unlike=jump |
   ffmpeg $P $S $X -c:a mp2 clean.ts; cat clean.ts clean.ts > in.ts; ffmpeg -i clean.ts -map 0:v -c
@@ -204,7 +204,9 @@ JoinedStreams in.ts | like=twice.mkv pictures=150 options=--only,video times=30 
   twice.mkv
 MkvWildSound in.mkv | whole=clean.mkv unlike=wild | clean0 mkv; copy mkv -bsf:a
   setts=pts='PTS+eq(N\,60)*2000000'
-WildFirstPicture in.mkv | whole=clean.mkv times=41 unlike=wild | clean0 mkv; copy mkv -bsf:v
+WildFirstPicture in.mkv | whole=clean.mkv unlike=wild | clean0 mkv; copy mkv -bsf:v
+  setts=pts='PTS+eq(N\,0)*2000000'
+WildFirstPictureOfMany in.mkv | whole=clean.mkv unlike=wild | clean mkv; copy mkv -bsf:v
   setts=pts='PTS+eq(N\,0)*2000000'
 MissingTimesOfSound in.ts | whole=clean.ts | clean ts; @ts-drop-times clean.ts 257 2 in.ts
 AviWithLateDecoding in.avi | whole times=41 | ffmpeg $P $S -c:v mpeg4 -q:v 2 -bf 2 -c:a libmp3lame
