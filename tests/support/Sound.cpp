@@ -3,10 +3,6 @@
 
 #include "support/Sound.h"
 
-extern "C" {
-#include <libavutil/tx.h>
-}
-
 #include <algorithm>
 #include <cmath>
 #include <complex>
@@ -41,19 +37,31 @@ float sampleAt(const AVFrame& frame, int channel, int index) {
     }
 }
 
-// Not scaled; size a power of two.
+// In place, size a power of two; not scaled.
 void transform(std::vector<Complex>* data, bool inverse) {
-    AVTXContext* context = nullptr;
-    av_tx_fn run = nullptr;
-    const double scale = 1;
-    std::vector<Complex> result(data->size());
-    if (av_tx_init(&context, &run, AV_TX_DOUBLE_FFT, inverse, static_cast<int>(data->size()),
-                   &scale, AV_TX_UNALIGNED) < 0) {
-        abort();
+    std::vector<Complex>& x = *data;
+    const size_t count = x.size();
+    for (size_t i = 1, j = 0; i < count; ++i) {
+        size_t bit = count >> 1;
+        for (; j & bit; bit >>= 1)
+            j ^= bit;
+        j ^= bit;
+        if (i < j) std::swap(x[i], x[j]);
     }
-    run(context, result.data(), data->data(), sizeof(Complex));
-    av_tx_uninit(&context);
-    *data = std::move(result);
+    for (size_t length = 2; length <= count; length <<= 1) {
+        const double angle = (inverse ? 2 : -2) * M_PI / static_cast<double>(length);
+        std::vector<Complex> turns(length / 2);
+        for (size_t k = 0; k < turns.size(); ++k)
+            turns[k] = std::polar(1.0, angle * k);
+        for (size_t start = 0; start < count; start += length) {
+            for (size_t k = 0; k < length / 2; ++k) {
+                const Complex even = x[start + k];
+                const Complex odd = x[start + k + length / 2] * turns[k];
+                x[start + k] = even + odd;
+                x[start + k + length / 2] = even - odd;
+            }
+        }
+    }
 }
 
 size_t powerOfTwoAtLeast(size_t size) {
