@@ -35,9 +35,6 @@ class TranscodeRun : public PlayerRun {
 
     // Whether a cancel has made the output shorter.
     bool wasShortened() const { return mCancelled && !mDrained; }
-    // Whether nothing moved any more. What hangs cannot be stopped either: the player is left
-    // alone.
-    bool hasStalled() const { return mStalled; }
     // Whether any sample has reached the output; of one that was shortened, whether it is worth
     // keeping: a picture with the sound that belongs to it, or a second of sound alone.
     bool hasOutput() const;

@@ -42,6 +42,7 @@ void DisplayInput::countFailed(oxa::host::FaultSource source, const std::string&
         std::lock_guard<std::mutex> lock(mLock);
         if (++mFigures.failed > 1) return;
     }
+    const oxa::host::SessionScope scope(mSession);
     oxa::host::Fault fault;
     fault.source = source;
     fault.object = mName;

@@ -6,9 +6,11 @@
 #include <oxa/host/Display.h>
 #include <oxa/host/FaultListener.h>
 
+#include <memory>
 #include <mutex>
 #include <string>
 
+#include "base/SessionState.h"
 #include "display/PictureIntake.h"
 #include "graphics/LocalBufferProducer.h"
 
@@ -41,6 +43,8 @@ class DisplayInput {
 
   private:
     const std::string mName;
+    // Windows share a thread, which belongs to none.
+    const std::shared_ptr<oxa::host::SessionState> mSession = oxa::host::SessionState::current();
     const sp<PictureQueue> mQueue;
     const sp<IGraphicBufferProducer> mProducer;
     sp<PictureIntake> mIntake;  // set by open()
