@@ -116,7 +116,10 @@ TEST(Cancel, leavesNoDescriptorAndNoThread) {
             const auto job = makeJob(
                     kind, kind == JobKind::kRecord ? "" : test::mediaPath("bunny_360p_aac51.ts"),
                     folder.file(name));
-            runCancelled(job.get(), std::chrono::milliseconds(random() % kLatestMs));
+            const Result result =
+                    runCancelled(job.get(), std::chrono::milliseconds(random() % kLatestMs));
+            EXPECT_THAT(result.failure.kind, AnyOf(FailureKind::kNone, FailureKind::kCancelled))
+                    << result.failure.text;
         }
     };
     const char* rounds = getenv("OXA_CANCEL_ROUNDS");
