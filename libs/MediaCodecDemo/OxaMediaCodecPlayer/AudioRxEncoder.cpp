@@ -378,7 +378,7 @@ void AudioRxEncoder::dropFrames() {
 void AudioRxEncoder::configureEncoder() {
     mTrackEncoder.begin();
     mTrackEncoder.create(MEDIA_MIMETYPE_AUDIO_AAC, HERE);
-    ALOGD("%d  %d", mChannelCount, mSampleRate);
+    ALOGD("%d  %d", mChannelCount.load(), mSampleRate.load());
     sp<AMessage> format = newAacFormat(mChannelCount, mSampleRate, kSharedSize);
     mTrackEncoder.attachRelay(this, HERE);
     mTrackEncoder.configure(format, HERE);

@@ -131,8 +131,8 @@ class AudioRxEncoder : public BaseEncoder, virtual public OxaBase {
     List<_RxAudioFrame> mFrames GUARDED_BY(mLock);
     struct resampler_itfe* mResampler = NULL;  // made on first need, for the channels of that block
     ssize_t mAudioTrackIndex = -1;
-    int32_t mChannelCount = 2;
-    int32_t mSampleRate = 48000;
+    std::atomic<int32_t> mChannelCount{2};  // may change while the poll runs; so may the rate
+    std::atomic<int32_t> mSampleRate{48000};
     int64_t mStartTimeUs GUARDED_BY(mLock) =
             -1;  // of the service's clock, -1 before the first block
     std::atomic<bool> mRecord{false};
