@@ -101,10 +101,11 @@ std::string SequencePlayer::play(const Sequence& sequence) {
         expectRecorded();
         mListener(sequence.size());
         if (mModel.isInitiated()) playOne({Call::kStop});
+        // Already before the pipelines go.
+        if (!mDisturbed) expectWholeFiles();
         playOne({Call::kCleanup});
         mPlayer.clear();
     }
-    if (mFinding.empty() && !mDisturbed) expectWholeFiles();
     return mFinding;
 }
 
