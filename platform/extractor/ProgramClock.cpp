@@ -152,18 +152,29 @@ int ProgramClock::countAhead(int stream) const {
     }));
 }
 
-// Where a stream begins whose first time is wild: in front of the earliest of those that follow,
-// which need not be the next one.
-int64_t ProgramClock::beginningOf(const Packet& packet) const {
-    int seen = 0;
+// The earliest time of a packet and those behind it in front of which it may have to be decoded.
+int64_t ProgramClock::earliestOf(const Packet& packet) const {
     int64_t earliestUs = packet.timeUs;
+    int seen = 0;
     for (const Packet& next : mAhead) {
-        if (next.stream != packet.stream || next.timeUs == kNoTime || seen > kMostReordered)
-            continue;
-        if (seen == 1 || (seen > 1 && next.timeUs < earliestUs)) earliestUs = next.timeUs;
+        if (packet.ordered || seen > kMostReordered) break;
+        if (next.stream != packet.stream || next.timeUs == kNoTime) continue;
+        if (packet.timeUs - next.timeUs <= kMaxReorderedBackUs) {
+            earliestUs = std::min(earliestUs, next.timeUs);
+        }
         ++seen;
     }
-    return earliestUs - packet.durationUs;
+    return earliestUs;
+}
+
+// Where a stream begins whose first time is wild: in front of the earliest of those that follow.
+int64_t ProgramClock::beginningOf(const Packet& packet) const {
+    const auto next =
+            std::find_if(std::next(mAhead.begin()), mAhead.end(), [&](const Packet& other) {
+                return other.stream == packet.stream && other.timeUs != kNoTime;
+            });
+    if (next == mAhead.end()) return packet.timeUs;
+    return earliestOf(*next) - packet.durationUs;
 }
 
 ProgramClock::Verdict ProgramClock::judge(const Packet& packet, bool last,
@@ -224,7 +235,7 @@ void ProgramClock::settle(const Packet& packet, Verdict verdict, const Outlook& 
     } else if (verdict == Verdict::kWild) {
         shiftUs += beginningOf(packet) - packet.timeUs;
     } else if (verdict == Verdict::kTogether && !isPause) {
-        stream.baseUs -= stepUs;
+        stream.baseUs -= stepUs - (packet.timeUs - earliestOf(packet));
         mShiftUs = stream.baseUs;
         mJumpUs = stream.nextUs;
         shiftUs = stream.shiftUs();
@@ -242,9 +253,13 @@ void ProgramClock::place(Stream* stream, const Packet& packet, int64_t shiftUs, 
         stream->longestStepUs = std::max(stream->longestStepUs, stream->stepUs);
     }
     const int64_t lastsUs = packet.durationUs > 0 ? packet.durationUs : stream->stepUs;
+    const bool wasStarted = stream->started;
     stream->started = true;
     stream->lastUs = timeUs;
-    stream->nextUs = timeUs + lastsUs;
+    // Behind a picture that was decoded early come those that are shown before it.
+    const int64_t earlyUs = stream->nextUs - (timeUs + lastsUs);
+    const bool isReordered = !packet.ordered && earlyUs > 0 && earlyUs <= kMaxReorderedBackUs;
+    if (!wasStarted || !isReordered) stream->nextUs = timeUs + lastsUs;
     if (!mAnchored) mStartUs = mPositionUs = timeUs;
     mAnchored = true;
     mStartUs = std::min(mStartUs, timeUs);

@@ -79,6 +79,7 @@ class ProgramClock {
     Outlook lookAhead(const Packet& packet) const;
     Verdict compareOthers(const Packet& packet, bool full) const;
     int countAhead(int stream) const;
+    int64_t earliestOf(const Packet& packet) const;
     int64_t beginningOf(const Packet& packet) const;
     bool isAnyActiveBut(int stream) const;
     void settle(const Packet& packet, Verdict verdict, const Outlook& outlook, Place* place);

@@ -196,8 +196,11 @@ ClockWrapsEarly in.ts | whole=clean.ts | clean ts; copy ts -output_ts_offset 954
 TwoJumps in.ts | whole=clean.ts | clean ts; @ts-jump clean.ts -1 1.0 5000 once.ts; @ts-jump once.ts
   -1 2000 -300 in.ts; ffmpeg $P $S $X $A -output_ts_offset 700 clean.ts
 SoundAloneJumpsFar in.ts | whole=clean.ts | clean ts; @ts-jump clean.ts 257 1.0 100 in.ts
-FlvJumpsForward in.flv | whole=clean.flv unlike=jump | clean0 flv; @flv-times clean.flv -1 1000 100000 500000
-  in.flv
+FlvJumpsForward in.flv | whole=clean.flv unlike=jump | clean0 flv; @flv-times clean.flv -1 1000
+  100000 500000 in.flv
+MkvJumpsInsideAGroup in.mkv | whole=clean.mkv unlike=jump | ffmpeg $P $S $X -b_strategy 0 $A
+  clean.mkv; copy mkv -bsf:v setts=pts='PTS+gte(N\,38)*400000' -bsf:a
+  setts=ts='PTS+gte(PTS\,1520)*400000'
 JoinedStreams in.ts | like=twice.mkv pictures=150 options=--only,video times=30 unlike=jump |
   ffmpeg $P $S $X -c:a mp2 clean.ts; cat clean.ts clean.ts > in.ts; ffmpeg -i clean.ts -map 0:v -c
   copy once.mkv; printf 'file once.mkv\nfile once.mkv\n' > list; ffmpeg -f concat -i list -c copy
