@@ -3,13 +3,11 @@
 
 #include "arguments/Arguments.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <iterator>
 #include <sstream>
 
 #include "commands/TranscodeCommand.h"
+#include "support/Test.h"
 
 namespace oxaplayer {
 namespace {

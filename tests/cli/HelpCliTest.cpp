@@ -1,7 +1,6 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <oxa/host/EncoderPreset.h>
 
 #include <regex>
@@ -9,7 +8,7 @@
 
 #include "arguments/Arguments.h"
 #include "cli/PlayerProgram.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

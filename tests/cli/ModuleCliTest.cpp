@@ -1,15 +1,10 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <filesystem>
-#include <vector>
 
 #include "cli/PlayerProgram.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

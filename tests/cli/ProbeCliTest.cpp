@@ -1,12 +1,8 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "cli/PlayerProgram.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

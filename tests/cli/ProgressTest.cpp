@@ -2,8 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "report/ProgressText.h"
-
-#include <gtest/gtest.h>
+#include "support/Test.h"
 
 #include <nlohmann/json.hpp>
 #include <regex>

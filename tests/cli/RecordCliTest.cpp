@@ -1,15 +1,11 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <csignal>
 
 #include "cli/PlayerProgram.h"
-#include "support/Deadline.h"
 #include "support/MediaProbe.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

@@ -1,17 +1,12 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
-
-#include <chrono>
 #include <csignal>
 #include <random>
-#include <string>
 
 #include "cli/PlayerProgram.h"
 #include "support/MediaProbe.h"
-#include "support/Named.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {

@@ -3,16 +3,12 @@
 
 // What each command refuses before it does anything: with which exit code, and why.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <iterator>
 #include <sstream>
 
 #include "cli/PlayerProgram.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

@@ -1,19 +1,14 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
-
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <random>
-#include <string>
 
 #include "cli/PlayerProgram.h"
 #include "support/MediaProbe.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {

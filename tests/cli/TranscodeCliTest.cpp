@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -12,8 +10,7 @@
 #include "cli/PlayerProgram.h"
 #include "support/MediaProbe.h"
 #include "support/Sound.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

@@ -4,20 +4,11 @@
 // What can go wrong below each of the program's jobs: what its user is told, and what is on the
 // disk afterwards.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <chrono>
 #include <csignal>
-#include <string>
-#include <vector>
 
 #include "cli/PlayerProgram.h"
 #include "support/MediaProbe.h"
-#include "support/Named.h"
-#include "support/ProcessRunner.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {
@@ -72,9 +63,14 @@ class FaultTableTest : public testing::TestWithParam<FaultCase> {
                 "--preset",
                 "ultrafast",
                 "--duration",
-                std::to_string(kSeconds),
+                std::to_string(seconds()),
                 "--video-bitrate",
                 "1200k"};
+    }
+    // A slow machine writes what brings a fault about long after it was captured: a recording that
+    // is to fail must not be complete by then.
+    static int seconds() {
+        return GetParam().job == kRecord && GetParam().left == kPlayable ? 10 * kSeconds : kSeconds;
     }
     std::string output() const { return mFolder.file(std::string("out.") + GetParam().extension); }
     ProcessResult run() const {
@@ -105,7 +101,7 @@ class FaultTableTest : public testing::TestWithParam<FaultCase> {
             EXPECT_LE(probe.video()->frameCount, kSeconds * kFrameRate + mostMorePictures());
         } else {
             EXPECT_GT(probe.video()->frameCount, 5);
-            EXPECT_LT(probe.video()->frameCount, kSeconds * kFrameRate - 5);
+            EXPECT_LT(probe.video()->frameCount, seconds() * kFrameRate - 5);
         }
     }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <oxa/host/Cameras.h>
 #include <oxa/host/HdmiSound.h>
+#include <oxa/jobs/Cleanup.h>
 #include <oxa/jobs/Record.h>
 
 #include <future>
@@ -84,6 +85,27 @@ TEST(RecordFault, endsTheRecordingWithItsCauseAndAPlayableFile) {
         host::clearCameras();
         host::startHdmiSoundService();
     }
+}
+
+// As a second signal does, while the first one is still obeyed.
+TEST(RecordFault, aCleanupDoesNotTakeAwayACancelledRecording) {
+    const auto cancelAndCleanUp = []() -> std::string {
+        const test::TempDir folder;
+        RecordOptions options;
+        options.source = {LiveSource::Kind::kCamera, kBoth, {}};
+        options.output = folder.file("out.ts");
+        options.preset = "ultrafast";
+        Record job(options);
+        auto run = std::async(std::launch::async, [&job] { return job.run(); });
+        EXPECT_TRUE(waitFor([&] { return fileSize(options.output) > kSomeSound; }));
+        job.cancel();
+        // The job needs longer for its end, and not so long to hear of it.
+        waitFor([] { return false; }, std::chrono::milliseconds(20));
+        removeUnfinished();
+        run.get();
+        return fileSize(options.output) > kSomeSound ? "" : "it was taken away";
+    };
+    EXPECT_EQ(test::missedEachTime(cancelAndCleanUp), "");
 }
 
 }  // namespace

@@ -81,7 +81,7 @@ TEST(TargetFormat, whatIsNotGivenIsLeftToTheSource) {
     EXPECT_EQ(format.width, 854);
     EXPECT_EQ(format.height, 480);
     EXPECT_EQ(format.frameRate, 0);  // the source's own
-    EXPECT_EQ(format.bitRate, -1);   // the library's rule
+    EXPECT_EQ(format.bitRate, 0);    // constant quality
     EXPECT_EQ(format.iFrameInterval, 2);
     EXPECT_EQ(format.deinterlace, -1);  // no key at all
     EXPECT_EQ(format.profile, 0);

@@ -1,7 +1,6 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <oxa/host/HdmiReceiver.h>
 
 #include <chrono>
@@ -12,8 +11,7 @@
 #include "library/Disturbance.h"
 #include "library/LogCapture.h"
 #include "library/Stage.h"
-#include "support/Deadline.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {

@@ -3,15 +3,12 @@
 
 #include "HdmiRxInfo.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <filesystem>
-#include <string>
 
 #include "OxaMediaCodecPlayerCommon.h"
 #include "library/LogCapture.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {

@@ -3,26 +3,19 @@
 
 #include <datasource/FileSource.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <media/stagefright/NuMediaExtractor.h>
 #include <media/stagefright/foundation/MediaDefs.h>
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <fstream>
-#include <functional>
 #include <iterator>
-#include <string>
-#include <thread>
 
 #include "OxaMediaMuxer.h"
 #include "library/LogCapture.h"
 #include "library/Stage.h"
-#include "support/Deadline.h"
 #include "support/MediaProbe.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {

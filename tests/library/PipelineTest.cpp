@@ -1,13 +1,9 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <system/audio.h>
 
-#include <algorithm>
-#include <string>
 #include <type_traits>
-#include <vector>
 
 #include "AudioDecoder.h"
 #include "AudioRecordEncoder.h"
@@ -17,9 +13,8 @@
 #include "VideoTranscoder.h"
 #include "library/LogCapture.h"
 #include "library/Stage.h"
-#include "support/Deadline.h"
 #include "support/RampSource.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {

@@ -1,14 +1,10 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <string>
-
 #include "BaseDecoder.h"
 #include "BaseEncoder.h"
 #include "CodecCallback.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {

@@ -1,20 +1,13 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <vendor/oxa/audioutil/1.0/IAudioUtil.h>
-
-#include <atomic>
-#include <mutex>
-#include <string>
-#include <vector>
 
 #include "AudioRxEncoder.h"
 #include "library/LogCapture.h"
 #include "library/Stage.h"
-#include "support/Deadline.h"
 #include "support/MediaProbe.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace android {
 namespace {

@@ -2,26 +2,19 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <oxa/host/Cameras.h>
 #include <oxa/host/HdmiSound.h>
 #include <oxa/host/Microphones.h>
 #include <system/audio.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
 #include <cerrno>
-#include <chrono>
-#include <string>
 
 #include "live/LiveJob.h"
 #include "support/CodecShim.h"
-#include "support/Deadline.h"
 #include "support/FaultLog.h"
 #include "support/MediaProbe.h"
-#include "support/Named.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 #include "transcode/TranscodeKit.h"
 #include "transcode/Watchdog.h"
 

@@ -2,22 +2,16 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "live/LiveJob.h"
+#include "support/Test.h"
 
 #include <android/log.h>
 #include <camera/Camera.h>
-#include <gtest/gtest.h>
 #include <oxa/host/Cameras.h>
 #include <oxa/host/Microphones.h>
 #include <oxa/host/SoundOutput.h>
 #include <system/audio.h>
 
-#include <algorithm>
-#include <chrono>
-#include <cmath>
 #include <filesystem>
-#include <thread>
-
-#include "support/Deadline.h"
 
 namespace oxa::test {
 

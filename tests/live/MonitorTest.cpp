@@ -4,18 +4,12 @@
 // What people see and hear of a live source while nothing, or something, is recorded.
 
 #include <camera/CameraParameters.h>
-#include <gtest/gtest.h>
 #include <oxa/host/SoundOutput.h>
 
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "live/LiveJob.h"
-#include "support/Deadline.h"
 #include "support/MediaProbe.h"
 #include "support/Sound.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

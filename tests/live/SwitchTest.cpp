@@ -2,25 +2,17 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <oxa/host/HdmiSound.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
-#include <cmath>
 #include <filesystem>
 #include <iostream>
 #include <random>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "library/LogCapture.h"
 #include "live/LiveJob.h"
-#include "support/Deadline.h"
 #include "support/MediaProbe.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 #include "transcode/LibraryJob.h"
 #include "transcode/TranscodeKit.h"
 #include "transcode/Watchdog.h"

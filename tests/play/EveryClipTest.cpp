@@ -1,24 +1,15 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <atomic>
 #include <cctype>
 #include <cstdlib>
 #include <sstream>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
 
 #include "library/LogCapture.h"
 #include "play/LibraryPlay.h"
-#include "support/Deadline.h"
 #include "support/MediaProbe.h"
 #include "support/Sound.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 #include "transcode/Watchdog.h"
 
 namespace oxa::test {

@@ -4,13 +4,11 @@
 #include "play/LibraryPlay.h"
 
 #include <android/log.h>
-#include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
 
-#include "support/Deadline.h"
 #include "support/MediaReader.h"
+#include "support/Test.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>

@@ -1,23 +1,11 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <atomic>
-#include <cmath>
-#include <string>
-#include <thread>
-
 #include "play/LibraryPlay.h"
 #include "support/CodecShim.h"
-#include "support/Deadline.h"
 #include "support/MediaProbe.h"
-#include "support/Named.h"
-#include "support/ProcessRunner.h"
 #include "support/Sound.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

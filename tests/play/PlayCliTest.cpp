@@ -1,18 +1,12 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <signal.h>
-
-#include <chrono>
-#include <cmath>
 
 #include "cli/PlayerProgram.h"
 #include "support/MediaProbe.h"
 #include "support/Sound.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

@@ -1,16 +1,10 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
-
-#include <chrono>
 #include <random>
-#include <string>
-#include <thread>
 
 #include "play/LibraryPlay.h"
-#include "support/Named.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 #include "transcode/LibraryJob.h"
 #include "transcode/TranscodeKit.h"
 

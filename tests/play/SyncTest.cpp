@@ -1,20 +1,13 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <iostream>
 #include <sstream>
-#include <vector>
 
 #include "play/LibraryPlay.h"
-#include "support/Deadline.h"
-#include "support/Named.h"
 #include "support/Sound.h"
 #include "support/SyncMeasure.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

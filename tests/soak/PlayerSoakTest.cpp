@@ -1,23 +1,17 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <oxa/host/HdmiSound.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "live/LiveJob.h"
 #include "play/LibraryPlay.h"
 #include "support/MediaProbe.h"
-#include "support/Named.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 #include "transcode/LibraryJob.h"
 #include "transcode/TranscodeKit.h"
 

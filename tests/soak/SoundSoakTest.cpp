@@ -1,14 +1,8 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <string>
-
 #include "cli/PlayerProgram.h"
-#include "support/ProcessRunner.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "support/Deadline.h"
+#include "support/Named.h"
 #include "support/ProcessRunner.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"

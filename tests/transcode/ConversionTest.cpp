@@ -1,16 +1,8 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
-
 #include "support/MediaProbe.h"
-#include "support/Named.h"
-#include "support/ProcessRunner.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {

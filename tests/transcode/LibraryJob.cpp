@@ -2,18 +2,16 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "transcode/LibraryJob.h"
+#include "support/Test.h"
 
 #include <android/log.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <malloc.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <iostream>
-#include <thread>
 
-#include "support/Deadline.h"
 #include "transcode/Watchdog.h"
 
 namespace oxa::test {

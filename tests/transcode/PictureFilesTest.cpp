@@ -1,18 +1,12 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <oxa/host/CodecConfig.h>
 
 #include <array>
-#include <string>
 
 #include "support/MediaProbe.h"
-#include "support/Named.h"
-#include "support/ProcessRunner.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 #include "transcode/LibraryJob.h"
 #include "transcode/TranscodeKit.h"
 

@@ -1,16 +1,10 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
 #include <sched.h>
 
-#include <string>
-#include <thread>
-
 #include "support/MediaProbe.h"
-#include "support/Named.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 #include "transcode/LibraryJob.h"
 #include "transcode/TranscodeKit.h"
 

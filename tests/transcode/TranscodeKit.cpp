@@ -3,18 +3,13 @@
 
 #include "transcode/TranscodeKit.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <filesystem>
-#include <thread>
 
 #include "cli/PlayerProgram.h"
 #include "support/Sound.h"
 #include "support/SyncMeasure.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 
