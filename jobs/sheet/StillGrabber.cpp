@@ -148,6 +148,7 @@ bool StillGrabber::grabFrom(int64_t startUs, int64_t timeUs, bool mayBeLate) {
     }
     format->setInt32("eWid", mSize.width);
     format->setInt32("eHei", mSize.height);
+    if (mTrack.isInterlaced) format->setInt32("video-de-interlace", 1);
     const std::optional<int64_t> lastUs =
             mTimesUs.empty() ? std::nullopt : std::optional(mTimesUs.back());
     MomentPicker picker(timeUs, lastUs, moved && !mayBeLate);

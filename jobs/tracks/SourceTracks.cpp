@@ -47,6 +47,7 @@ Track describe(size_t index, const sp<AMessage>& format) {
     if (aspectWidth > 0 && aspectHeight > 0) {
         track.pixelAspect = static_cast<double>(aspectWidth) / aspectHeight;
     }
+    track.isInterlaced = findInt32(format, "linux.interlaced").value_or(0) != 0;
     track.frameRate = findInt32(format, "frame-rate");
     track.channels = findInt32(format, "channel-count").value_or(0);
     track.sampleRate = findInt32(format, "sample-rate").value_or(0);

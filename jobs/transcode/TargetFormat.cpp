@@ -84,7 +84,8 @@ android::_AV_FORMAT_FORMAT makeTargetFormat(const TranscodeOptions& options, con
     format.frameRate = options.frameRate.value_or(0);
     format.bitRate = options.videoBitRate.value_or(0);
     format.iFrameInterval = options.keyFrameIntervalSec;
-    format.deinterlace = options.deinterlace.value_or(-1);
+    const bool isInterlaced = video != nullptr && video->isInterlaced;
+    format.deinterlace = options.deinterlace.value_or(isInterlaced ? 1 : -1);
     format.level = platformLevel(options.level.value_or(0)).value_or(0);
     if (options.profile) format.profile = kProfiles[static_cast<size_t>(*options.profile)];
     if (audio != nullptr) {

@@ -96,6 +96,9 @@ void setVideoItems(const AVStream& stream, const sp<AMessage>& format) {
     const int32_t* matrix = displayMatrixOf(stream);
     format->setInt32("rotation-degrees", matrix == nullptr ? 0 : rotationBy(matrix));
     if (matrix != nullptr && isMirroredBy(matrix)) format->setInt32(kFormatKeyMirrored, 1);
+    if (parameters.field_order > AV_FIELD_PROGRESSIVE) {
+        format->setInt32(kFormatKeyInterlaced, 1);
+    }
     const AVRational aspect = stream.sample_aspect_ratio.num > 0 ? stream.sample_aspect_ratio
                                                                  : parameters.sample_aspect_ratio;
     if (aspect.num > 0 && aspect.den > 0) {

@@ -20,6 +20,8 @@ constexpr const char kFormatKeyTrackParameters[] = "linux.track-parameters";
 // The int32 item that is 1 where pictures must be turned upside down, top line for bottom line,
 // before they are turned by "rotation-degrees".
 constexpr const char kFormatKeyMirrored[] = "linux.mirrored";
+// The int32 item that is 1 where the stream says that its pictures consist of fields.
+constexpr const char kFormatKeyInterlaced[] = "linux.interlaced";
 
 // What a demuxer knows of a stream and an AMessage has no key for: libavcodec's parameters, and
 // for every sample that was read the packet's properties (times in the stream's own base,

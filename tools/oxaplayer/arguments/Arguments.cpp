@@ -249,7 +249,9 @@ void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
     addParsedOption(
             app, "--deinterlace", &options->deinterlace,
             [](const std::string& text) { return parseWholeNumber(text, 0, 2); }, "0|1|2",
-            "0 off, 1 keep the frame rate, 2 double it (default: off)", "0, 1 or 2");
+            "0 off, 1 keep the frame rate, 2 double it (default: 1 for a file that says it is "
+            "interlaced, else off)",
+            "0, 1 or 2");
     addOnlyOption(app, &options->only);
     app.add_option("--preset", options->preset,
                    "Speed of the encoder, ultrafast to placebo (default: veryfast)")

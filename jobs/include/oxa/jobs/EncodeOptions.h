@@ -49,7 +49,8 @@ struct EncodeOptions {
     // Bits a second, 8,000 to 1,000,000. Not given: 128,000, with more than two channels 384,000.
     std::optional<int32_t> audioBitRate;
     int32_t keyFrameIntervalSec = 2;     // 0 to 600; 0: every frame is one
-    std::optional<int32_t> deinterlace;  // 0 off, 1 keep the rate, 2 double it; not given: off
+    // 0 off, 1 keep the rate, 2 double it; not given: 1 for a file that says it is interlaced.
+    std::optional<int32_t> deinterlace;
     std::optional<std::string> preset;   // ultrafast to placebo; not given: veryfast
     Only only = Only::kBoth;
 };

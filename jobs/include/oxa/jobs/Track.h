@@ -22,6 +22,7 @@ struct Track {
     int32_t height = 0;
     int32_t rotationDegrees = 0;       // clockwise, to stand upright
     double pixelAspect = 1;            // width of a pixel against its height
+    bool isInterlaced = false;         // made of fields, as the file says
     std::optional<int32_t> frameRate;  // frames a second, rounded
     // Sound.
     int32_t channels = 0;
