@@ -100,10 +100,11 @@ int64_t RecordRun::missingUs() const {
 
 void RecordRun::handle(const JobEvent& event) {
     if (std::holds_alternative<Cancelled>(event)) {
-        listener().onCancelling();
         mCancelled = true;
-        // A second signal shall not take it away.
+        // A second signal shall not take away what there is by now.
+        updateStatus();
         if (hasOutput() && !mFailure) mWork.output.keep();
+        listener().onCancelling();
     } else if (std::holds_alternative<Closed>(event)) {
         mEnded = true;
     } else if (const auto* hotplug = std::get_if<Hotplug>(&event)) {

@@ -21,6 +21,8 @@ using android::status_t;
 
 namespace {
 
+constexpr char kNoLanguage[] = "und";
+
 std::optional<int32_t> findInt32(const sp<AMessage>& format, const char* key) {
     int32_t value = 0;
     if (!format->findInt32(key, &value)) return std::nullopt;
@@ -34,7 +36,8 @@ Track describe(size_t index, const sp<AMessage>& format) {
     if (format->findString("mime", &mime)) track.mime = mime.c_str();
     track.isVideo = strncasecmp(track.mime.c_str(), "video/", 6) == 0;
     AString language;
-    if (format->findString("language", &language)) track.language = language.c_str();
+    const bool isTold = format->findString("language", &language) && language != kNoLanguage;
+    if (isTold) track.language = language.c_str();
     int64_t durationUs = 0;
     if (format->findInt64("durationUs", &durationUs) && durationUs > 0) {
         track.durationUs = durationUs;

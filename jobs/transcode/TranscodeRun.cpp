@@ -40,6 +40,7 @@ TranscodeRun::TranscodeRun(const Work& work, JobContext& context)
       mWritten{-1, -1, 0} {}
 
 std::optional<Failure> TranscodeRun::start() {
+    host::setOutputOfFiles(true);
     const auto check = [](status_t status, const char* step) -> std::optional<Failure> {
         if (status == OK) return std::nullopt;
         return Failure{FailureKind::kFailed, std::string(step) + ": " + statusText(status)};

@@ -9,6 +9,7 @@
 #include <media/stagefright/MediaBufferBase.h>
 #include <media/stagefright/MediaErrors.h>
 #include <oxa/host/FaultListener.h>
+#include <oxa/host/OutputWait.h>
 #include <pthread.h>
 #include <utils/Timers.h>
 
@@ -117,7 +118,7 @@ void ContainerWriter::prepareTracks() {
                 *mDescriptions[i], static_cast<int>(i), mMuxer->avcForm());
         timeBases.push_back(mDescriptions[i]->timeBase);
     }
-    mOrder = std::make_unique<SampleOrder>(timeBases);
+    mOrder = std::make_unique<SampleOrder>(timeBases, oxa::host::isOutputOfFiles());
 }
 
 status_t ContainerWriter::startSources(MetaData* params) {

@@ -10,6 +10,7 @@ namespace oxa::host {
 namespace {
 
 SessionValue<int64_t> gLimitUs(-1);
+SessionValue<bool> gOfFiles(false);
 
 }  // namespace
 
@@ -19,6 +20,14 @@ void setOutputWaitLimit(int64_t limitUs) {
 
 int64_t outputWaitLimit() {
     return gLimitUs.get();
+}
+
+void setOutputOfFiles(bool ofFiles) {
+    gOfFiles.set(ofFiles);
+}
+
+bool isOutputOfFiles() {
+    return gOfFiles.get();
 }
 
 }  // namespace oxa::host

@@ -25,7 +25,8 @@ constexpr int64_t kMaxStepUs = 250000;
 
 }  // namespace
 
-SampleOrder::SampleOrder(const std::vector<AVRational>& timeBases) {
+SampleOrder::SampleOrder(const std::vector<AVRational>& timeBases, bool ofFiles)
+    : mOfFiles(ofFiles) {
     for (const AVRational& timeBase : timeBases) {
         mTracks.emplace_back();
         mTracks.back().timeBase = timeBase;
@@ -97,6 +98,7 @@ bool SampleOrder::isDue(const Track& track) const {
 
 // How far the track is taken to have come.
 int64_t SampleOrder::reachUs(const Track& track) const {
+    if (mOfFiles) return track.begun ? track.lastTimeUs : INT64_MIN;
     const int64_t silenceUs = mClockUs - track.clockUs;
     if (silenceUs >= kMostPatienceUs) return INT64_MAX;
     const int64_t patienceUs = mLive ? std::clamp(kPatienceInGaps * track.longestGapUs,

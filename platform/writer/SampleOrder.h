@@ -36,7 +36,8 @@ class SampleOrder {
   public:
     static constexpr size_t kMaxHeldBytes = size_t{32} << 20;
 
-    explicit SampleOrder(const std::vector<AVRational>& timeBases);
+    // `ofFiles`: nobody loses patience, and the order depends on the samples alone.
+    SampleOrder(const std::vector<AVRational>& timeBases, bool ofFiles);
     ~SampleOrder();
 
     // Takes the packet over. Its decoding times rise within a track.
@@ -79,6 +80,7 @@ class SampleOrder {
     void advanceClock(int64_t nowUs);
     void drop(Track* track);
 
+    const bool mOfFiles;
     std::vector<Track> mTracks;
     size_t mHeldBytes = 0;
     bool mBegun = false;

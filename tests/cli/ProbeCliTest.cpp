@@ -21,9 +21,10 @@ TEST(Probe, eventIsOneObjectWithEveryFieldOfATrack) {
     EXPECT_EQ(linesOf(result.out).size(), 1u);
     EXPECT_EQ(json::parse(result.out), json::parse(R"({"tracks": [
             {"index": 0, "kind": "video", "mime": "video/avc", "width": 960, "height": 540,
-             "rotation": 0, "frame_rate": 30, "duration_s": 5.005},
+             "rotation": 0, "interlaced": false, "frame_rate": 30, "language": null,
+             "duration_s": 5.005},
             {"index": 1, "kind": "audio", "mime": "audio/mp4a-latm", "channels": 2,
-             "sample_rate": 48000, "duration_s": 5.055}]})"));
+             "sample_rate": 48000, "language": null, "duration_s": 5.055}]})"));
 }
 
 TEST(Probe, tableIsForPeople) {
@@ -35,7 +36,7 @@ TEST(Probe, tableIsForPeople) {
     EXPECT_EQ(lines[0], path);
     EXPECT_EQ(lines[2].substr(0, lines[2].find(" fps")),
               "  0      video  video/avc        1920x1080, rotated by 90, 24");
-    EXPECT_THAT(lines[3], HasSubstr("1      audio  audio/mp4a-latm  6 ch, 48000 Hz "));
+    EXPECT_THAT(lines[3], HasSubstr("1      audio  audio/mp4a-latm  6 ch, 48000 Hz, eng "));
     // One column below the other.
     const size_t column = lines[1].find("length");
     for (const std::string& line : {lines[2], lines[3]}) {

@@ -65,7 +65,9 @@ class EveryClipTest : public testing::TestWithParam<Clip> {
 
 TEST_P(EveryClipTest, isWholeAndAsGoodAsThePeersInMp4) {
     ASSERT_NO_FATAL_FAILURE(transcodeWhole("out.mp4", kQualityOption));
-    expectAsGoodAsPeer(mSource, mOutput);
+    // What is told to be interlaced comes out without its combs.
+    const bool isInterlaced = std::string(GetParam().name).find("480i") != std::string::npos;
+    expectAsGoodAsPeer(mSource, mOutput, isInterlaced ? "bwdif=mode=send_frame," : "");
 }
 
 TEST_P(EveryClipTest, isWholeInATransportStream) {

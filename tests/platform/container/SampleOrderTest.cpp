@@ -43,11 +43,31 @@ class SampleOrderTest : public testing::Test {
     // How far the sound is written.
     int64_t soundUs() const { return mWrittenUs[kSound]; }
 
-    SampleOrder mOrder{{{1, 1000000}, {1, 1000000}}};
+    explicit SampleOrderTest(bool ofFiles = false)
+        : mOrder({{1, 1000000}, {1, 1000000}}, ofFiles) {}
+
+    SampleOrder mOrder;
     int64_t mNowUs = 77000000;
     int64_t mWrittenUs[2] = {-1, -1};
     std::string mText;
 };
+
+class FileOrderTest : public SampleOrderTest {
+  protected:
+    FileOrderTest() : SampleOrderTest(true) {}
+};
+
+// However slow the machine is.
+TEST_F(FileOrderTest, waitsForALateTrackAsLongAsThereIsRoom) {
+    addSpan(kPicture, 0, kFrameUs, true);
+    addSpan(kSound, 0, 120 * 1000000, true);
+    EXPECT_EQ(soundUs(), 0);
+    addSpan(kPicture, 1000000, 1000001, true);
+    EXPECT_EQ(soundUs(), 1000000);
+    add(kSound, 120 * 1000000, SampleOrder::kMaxHeldBytes);
+    drain();
+    EXPECT_GT(soundUs(), 1000000);
+}
 
 TEST_F(SampleOrderTest, writesByTimeAndTheFirstTrackFirst) {
     for (const int64_t timeUs : {0, 20000, 40000, 60000})
@@ -159,7 +179,7 @@ TEST_F(SampleOrderTest, aCutEndsAllWhereTheShortestEnds) {
     EXPECT_EQ(last->dts + last->duration, 50000);
     av_packet_free(&last);
 
-    SampleOrder onlySound({{1, 1000000}, {1, 1000000}});
+    SampleOrder onlySound({{1, 1000000}, {1, 1000000}}, false);
     AVPacket* packet = av_packet_alloc();
     packet->stream_index = kSound;
     packet->dts = packet->pts = 0;

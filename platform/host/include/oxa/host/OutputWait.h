@@ -15,4 +15,11 @@ namespace oxa::host {
 void setOutputWaitLimit(int64_t limitUs);
 int64_t outputWaitLimit();
 
+// Whether samples are made from files, as fast as it goes. Then a track that is late is waited for
+// as long as there is room, and what is written does not depend on the machine's speed. Otherwise,
+// the default, a source may be live, and what it has given must soon be written. Counts for writers
+// that are started from now on in the caller's session. Thread-safe.
+void setOutputOfFiles(bool ofFiles);
+bool isOutputOfFiles();
+
 }  // namespace oxa::host
