@@ -246,12 +246,18 @@ void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
                },
                "Seconds between key frames, 0 makes every frame one (default: 2)")
             ->type_name("S");
-    addParsedOption(
-            app, "--deinterlace", &options->deinterlace,
-            [](const std::string& text) { return parseWholeNumber(text, 0, 2); }, "0|1|2",
-            "0 off, 1 keep the frame rate, 2 double it (default: 1 for a file that says it is "
-            "interlaced, else off)",
-            "0, 1 or 2");
+    app.add_option_function<std::string>(
+               "--deinterlace",
+               [options](const std::string& text) {
+                   options->deinterlace = parseWholeNumber(text, 0, 2);
+                   if (!options->deinterlace && text != "auto") {
+                       throw CLI::ValidationError("--deinterlace '" + text +
+                                                  "': expected auto, 0, 1 or 2");
+                   }
+               },
+               "0 off, 1 keep the frame rate, 2 double it (default: auto, 1 for a file that says "
+               "it is interlaced)")
+            ->type_name("auto|0|1|2");
     addOnlyOption(app, &options->only);
     app.add_option("--preset", options->preset,
                    "Speed of the encoder, ultrafast to placebo (default: veryfast)")
