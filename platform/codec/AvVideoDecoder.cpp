@@ -262,9 +262,10 @@ void AvVideoDecoder::startTimes() {
     mTimes.start(mFrameDuration > 0 ? mFrameDuration * mFineness : unknownDuration,
                  av_rescale_q_rnd(1, kMicroseconds, fine, AV_ROUND_UP));
     mConverter.start(mConversion, fine);
-    mNextPts = av_rescale_q(mStartUs, kMicroseconds, stream);
-    mEndPts = mNextPts;
-    mConversionStartPts = mConversion.frameRate == 0 ? 0 : mNextPts * mFineness;
+    const int64_t startPts = av_rescale_q(mStartUs, kMicroseconds, stream);
+    mNextPts = av_rescale_q(mStartUs + mTrack->fileBeginUs(), kMicroseconds, stream);
+    mEndPts = startPts;
+    mConversionStartPts = mConversion.frameRate == 0 ? 0 : startPts * mFineness;
     mConversionStartUs = mConversion.frameRate == 0 ? mStartUs : 0;
     mLastTimeUs = 0;
 }

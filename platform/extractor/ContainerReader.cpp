@@ -154,6 +154,7 @@ void ContainerReader::listTracks() {
                        SampleForm(*stream.codecpar),
                        pictureUsOf(stream),
                        frameRateOf(stream) == 0};
+        track.nextTimeUs = -mWindow.startUs();
         int64_t durationUs;
         if (!mWindow.isWhole() && track.format->findInt64("durationUs", &durationUs)) {
             track.format->setInt64("durationUs", mWindow.lengthOf(durationUs));
@@ -177,7 +178,7 @@ sp<TrackParameters> ContainerReader::makeParameters(const AVStream& stream) cons
     const sp<TrackParameters> made =
             new TrackParameters(*parameters, stream.time_base, mStartUs, rate);
     avcodec_parameters_free(&parameters);
-    if (!mWindow.isWhole()) made->setWindow(mWindow.endUs());
+    if (!mWindow.isWhole()) made->setWindow(-mWindow.startUs(), mWindow.endUs());
     return made;
 }
 
@@ -228,11 +229,9 @@ sp<AMessage> ContainerReader::trackFormat(size_t index) const {
 
 status_t ContainerReader::select(size_t index) {
     if (mTracks[index].selected) return OK;
-    const bool startOver = mReading ? !anySelected() : mWindow.isSoughtIn(*mContext);
+    const bool startOver = mReading && !anySelected();
     mTracks[index].selected = true;
     applySelection();
-    // What cannot be sought is read from its beginning.
-    if (!mReading && mStream->size() < 0) return OK;
     return startOver ? seek(0, SeekMode::SEEK_PREVIOUS_SYNC) : OK;
 }
 
@@ -245,6 +244,7 @@ void ContainerReader::unselect(size_t index) {
 status_t ContainerReader::seek(int64_t timeUs, SeekMode mode) {
     if (!anySelected()) return ERROR_END_OF_STREAM;
     if (mStream->size() < 0) return ERROR_UNSUPPORTED;
+    mIsPlaced = true;
     bool anywhere = timeUs > 0;
     if (timeUs <= 0) {
         const status_t err = seekToWindow(&anywhere);
@@ -295,17 +295,26 @@ status_t ContainerReader::seekToWindow(bool* anywhere) {
     return openAgain();
 }
 
+// Before the first sample is read, when all tracks are selected that will be. What cannot be sought
+// is read from its beginning.
+void ContainerReader::placeAtWindow() {
+    mIsPlaced = true;
+    if (!mWindow.isSoughtIn(*mContext) || mStream->size() < 0) return;
+    if (seek(0, SeekMode::SEEK_PREVIOUS_SYNC) != OK) end(AVERROR(EIO));
+}
+
 bool ContainerReader::beginsInFrontOfWindow(const AVStream& stream) {
     const bool isPicture = stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
     if (mPacket == nullptr) mPacket.reset(av_packet_alloc());
     for (int result = readPacket(); result >= 0; result = readPacket()) {
-        const bool counts = mPacket->stream_index == stream.index &&
-                            (!isPicture || (mPacket->flags & AV_PKT_FLAG_KEY) != 0);
+        const bool counts = mPacket->stream_index == stream.index;
+        const bool isSync = !isPicture || (mPacket->flags & AV_PKT_FLAG_KEY) != 0;
         const int64_t stamp = mPacket->pts != AV_NOPTS_VALUE ? mPacket->pts : mPacket->dts;
         av_packet_unref(mPacket.get());
-        if (!counts) continue;
-        return stamp != AV_NOPTS_VALUE &&
-               av_rescale_q(stamp, stream.time_base, kMicroseconds) <= mStartUs;
+        if (!counts || (!isSync && stamp == AV_NOPTS_VALUE)) continue;
+        const bool isInFront = stamp != AV_NOPTS_VALUE &&
+                               av_rescale_q(stamp, stream.time_base, kMicroseconds) <= mStartUs;
+        if (isSync || !isInFront) return isSync && isInFront;
     }
     return false;
 }
@@ -401,6 +410,7 @@ bool ContainerReader::ensureSample() {
 }
 
 bool ContainerReader::fetchSample() {
+    if (!mIsPlaced && anySelected()) placeAtWindow();
     while (!mEnded && anySelected()) {
         if (isOver()) {
             mEnded = true;

@@ -97,6 +97,7 @@ class ContainerReader {
     void startTimeline(bool anywhere);
     status_t openAgain();
     status_t seekToWindow(bool* anywhere);
+    void placeAtWindow();
     bool beginsInFrontOfWindow(const AVStream& stream);
     AVStream* seekStream(bool ofWindow) const;
     bool seekTo(AVStream* stream, int64_t timeUs, SeekMode mode);
@@ -133,6 +134,7 @@ class ContainerReader {
     std::vector<Track> mTracks;
     int64_t mFileStartUs = 0;
     int64_t mStartUs = 0;    // of the window
+    bool mIsPlaced = false;  // where the window begins, or where a client has sought
     bool mHasClock = false;  // times may jump, and all tracks are read to see it
     ProgramClock mClock;
     std::deque<PacketPtr> mAhead;  // what the clock has been shown

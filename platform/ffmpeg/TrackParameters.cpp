@@ -29,8 +29,9 @@ int64_t TrackParameters::toUs(int64_t streamTime) const {
     return clampTimeUs(av_rescale_q(streamTime, mTimeBase, AVRational{1, 1000000})) - mStartUs;
 }
 
-void TrackParameters::setWindow(int64_t endUs) {
+void TrackParameters::setWindow(int64_t fileBeginUs, int64_t endUs) {
     mHasWindow = true;
+    mFileBeginUs = fileBeginUs;
     mWindowEndUs = endUs;
 }
 

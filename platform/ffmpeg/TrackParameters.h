@@ -39,8 +39,10 @@ class TrackParameters : public RefBase {
     double frameRate() const { return mFrameRate; }
     int64_t toUs(int64_t streamTime) const;
 
-    // Extractor, before anyone decodes: of what is decoded only that from 0 to `endUs` counts.
-    void setWindow(int64_t endUs);
+    // Extractor, before anyone decodes: of what is decoded only that from 0 to `endUs` counts. The
+    // file itself begins at `fileBeginUs`, which is where a stream without times counts from.
+    void setWindow(int64_t fileBeginUs, int64_t endUs);
+    int64_t fileBeginUs() const { return mFileBeginUs; }
     bool hasWindow() const { return mHasWindow; }
     int64_t windowEndUs() const { return mWindowEndUs; }
     // Whether a picture of this time counts.
@@ -73,6 +75,7 @@ class TrackParameters : public RefBase {
     const int64_t mStartUs;
     const double mFrameRate;
     bool mHasWindow = false;
+    int64_t mFileBeginUs = 0;
     int64_t mWindowEndUs = 0;
     std::mutex mLock;
     std::deque<Sample> mSamples;  // guarded by mLock
