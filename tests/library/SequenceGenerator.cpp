@@ -47,6 +47,8 @@ double weightOf(const Call& call, const FacadeModel& model) {
     if (name == Call::kStart) return 5;
     const bool mayBeNext = model.next() == Call::kMuxer || model.next() == Call::kTargetFormat;
     if (name == Call::kMuxer && mayBeNext) return call.value < kNoSuchFolder ? 2 : 0.3;
+    // One that is refused must leave the recording that runs as it is.
+    if (name == Call::kMuxer && call.value >= kNoSuchFolder) return model.mustRecord() ? 0.4 : 0.02;
     if (name == Call::kMuxer) return runs ? 0.15 : 0.02;
     if (name == Call::kTargetFormat) return runs ? 0.15 : 5;
     const bool isReady = runs || model.next() == Call::kStart;
