@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "base/Monotonic.h"
 #include "base/SessionState.h"
 
 namespace android {

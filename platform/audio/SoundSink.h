@@ -4,7 +4,6 @@
 #pragma once
 
 #include <utils/Errors.h>
-#include <utils/Timers.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -17,11 +16,6 @@ struct SoundFormat {
     int channels = 0;
     uint32_t channelMask = 0;
 };
-
-// CLOCK_MONOTONIC in microseconds.
-inline int64_t monotonicUs() {
-    return systemTime(SYSTEM_TIME_MONOTONIC) / 1000;
-}
 
 inline int64_t framesToUs(int64_t frames, int sampleRate) {
     return frames * 1000000 / sampleRate;

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/Monotonic.h"
+
 namespace android {
 
 namespace {

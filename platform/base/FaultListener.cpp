@@ -5,11 +5,11 @@
 
 #include <log/log.h>
 #include <oxa/host/FaultListener.h>
-#include <time.h>
 
 #include <map>
 #include <mutex>
 
+#include "base/Monotonic.h"
 #include "base/SessionState.h"
 
 namespace oxa::host {
@@ -19,12 +19,6 @@ namespace {
 std::mutex gListenerLock;  // held during calls, so that a removed listener is never called again
 std::map<int, FaultListener> gListeners;  // guarded by gListenerLock
 int gNextListenerId = 1;                  // guarded by gListenerLock
-
-int64_t monotonicUs() {
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * INT64_C(1000000) + now.tv_nsec / 1000;
-}
 
 }  // namespace
 
@@ -40,7 +34,7 @@ void removeFaultListener(int id) {
 }
 
 void reportFault(Fault fault) {
-    fault.timeUs = monotonicUs();
+    fault.timeUs = android::monotonicUs();
     const auto session = SessionState::current();
     fault.session = session != nullptr ? session->id() : 0;
     ALOGW("%s: %s%s", fault.object.c_str(), fault.cause.c_str(), fault.ended ? " (ended)" : "");

@@ -12,6 +12,7 @@
 #include <algorithm>
 
 #include "ffmpeg/AvLog.h"
+#include "ffmpeg/TimeBase.h"
 
 namespace android {
 
@@ -19,7 +20,6 @@ namespace {
 
 constexpr char kMime[] = "audio/mp4a-latm";
 constexpr int32_t kProfileLowComplexity = 2;
-constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr int64_t kMaxStampUs = INT64_MAX / 4;  // room for sums, whatever the stamps are
 
 // Three channels without names are left, right and centre, whose loss would be the loss of the
@@ -101,8 +101,8 @@ status_t AacEncoder::configure(const sp<AMessage>& format, const sp<Surface>& /*
 status_t AacEncoder::openCodec() {
     if (mPcm.channels() < 1) return INVALID_OPERATION;
     routeAvLog();
-    mPacket = av_packet_alloc();
-    mFrame = av_frame_alloc();
+    mPacket.reset(av_packet_alloc());
+    mFrame.reset(av_frame_alloc());
     if (mPacket == nullptr || mFrame == nullptr) return NO_MEMORY;
     const status_t err = openEncoder();
     if (err != OK || !mConverter.open(mStream) || !mConverter.setInput(mPcm)) {
@@ -122,9 +122,8 @@ status_t AacEncoder::openEncoder() {
 }
 
 status_t AacEncoder::openEncoder(const AVChannelLayout& layout) {
-    avcodec_free_context(&mCodec);
     const AVCodec* encoder = avcodec_find_encoder(AV_CODEC_ID_AAC);
-    mCodec = avcodec_alloc_context3(encoder);
+    mCodec.reset(avcodec_alloc_context3(encoder));
     if (mCodec == nullptr) return NO_MEMORY;
     mCodec->sample_fmt = mStream.format;
     mCodec->sample_rate = mStream.sampleRate;
@@ -137,9 +136,9 @@ status_t AacEncoder::openEncoder(const AVChannelLayout& layout) {
 }
 
 void AacEncoder::closeCodec() {
-    avcodec_free_context(&mCodec);
-    av_packet_free(&mPacket);
-    av_frame_free(&mFrame);
+    mCodec.reset();
+    mPacket.reset();
+    mFrame.reset();
     mConverter.close();
     mFirstStampSet = false;
     mInputFrames = 0;

@@ -6,10 +6,7 @@
 #include "codec/SoundTimeline.h"
 #include "codec/WorkerComponent.h"
 #include "ffmpeg/AudioConverter.h"
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-}
+#include "ffmpeg/AvOwner.h"
 
 namespace android {
 
@@ -76,9 +73,9 @@ class AacEncoder : public WorkerComponent, private SoundTimeline::Output {
     size_t mInputCapacity = kMinInputCapacity;
 
     // Worker only while it runs.
-    AVCodecContext* mCodec = nullptr;
-    AVPacket* mPacket = nullptr;
-    AVFrame* mFrame = nullptr;
+    AvCodecOwner mCodec;
+    AvPacketOwner mPacket;
+    AvFrameOwner mFrame;
     AudioConverter mConverter;
     SoundTimeline mTimeline;
     bool mFirstStampSet = false;

@@ -15,55 +15,18 @@
 #include <string>
 #include <vector>
 
+#include "ffmpeg/AvError.h"
 #include "ffmpeg/AvLog.h"
+#include "ffmpeg/CodecTable.h"
 #include "ffmpeg/MediaLimits.h"
 #include "ffmpeg/SampleForm.h"
+#include "ffmpeg/TimeBase.h"
 
 namespace android {
 
 namespace {
 
-constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr int32_t kPcmEncoding16Bit = 2;
-
-struct MimeType {
-    const char* mime;
-    AVCodecID codec;
-};
-
-// For clients that hand over a format of their own instead of an extractor's.
-constexpr MimeType kMimeTypes[] = {
-        {"audio/mp4a-latm", AV_CODEC_ID_AAC},
-        {"audio/mpeg", AV_CODEC_ID_MP3},
-        {"audio/mpeg-L1", AV_CODEC_ID_MP1},
-        {"audio/mpeg-L2", AV_CODEC_ID_MP2},
-        {"audio/3gpp", AV_CODEC_ID_AMR_NB},
-        {"audio/amr-wb", AV_CODEC_ID_AMR_WB},
-        {"audio/opus", AV_CODEC_ID_OPUS},
-        {"audio/vorbis", AV_CODEC_ID_VORBIS},
-        {"audio/flac", AV_CODEC_ID_FLAC},
-        {"audio/alac", AV_CODEC_ID_ALAC},
-        {"audio/ac3", AV_CODEC_ID_AC3},
-        {"audio/eac3", AV_CODEC_ID_EAC3},
-        {"audio/vnd.dts", AV_CODEC_ID_DTS},
-        {"audio/gsm", AV_CODEC_ID_GSM_MS},
-        {"audio/g711-alaw", AV_CODEC_ID_PCM_ALAW},
-        {"audio/g711-mlaw", AV_CODEC_ID_PCM_MULAW},
-        {"audio/raw", AV_CODEC_ID_PCM_S16LE},
-};
-
-AVCodecID codecForMime(const AString& mime) {
-    for (const MimeType& type : kMimeTypes) {
-        if (mime.equalsIgnoreCase(type.mime)) return type.codec;
-    }
-    return AV_CODEC_ID_NONE;
-}
-
-std::string errorText(int error) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(error, text, sizeof(text));
-    return text;
-}
 
 // As libavcodec takes it: Vorbis as its three headers, of which a format has the first and the
 // last.
@@ -82,26 +45,18 @@ std::vector<uint8_t> codecDataOf(AVCodecID codec, const sp<AMessage>& format) {
 sp<TrackParameters> parametersFromFormat(const AString& mime, const sp<AMessage>& format) {
     int32_t channels = 0;
     int32_t sampleRate = 0;
-    const AVCodecID codec = codecForMime(mime);
+    const AVCodecID codec = codecForMime(mime.c_str());
     if (codec == AV_CODEC_ID_NONE || !format->findInt32("channel-count", &channels) ||
         !format->findInt32("sample-rate", &sampleRate) || channels < 1 || sampleRate < 1) {
         return nullptr;
     }
-    AVCodecParameters* parameters = avcodec_parameters_alloc();
+    const AvParametersOwner parameters(avcodec_parameters_alloc());
     parameters->codec_type = AVMEDIA_TYPE_AUDIO;
     parameters->codec_id = codec;
     parameters->sample_rate = sampleRate;
     av_channel_layout_default(&parameters->ch_layout, channels);
-    const std::vector<uint8_t> data = codecDataOf(codec, format);
-    if (!data.empty()) {
-        parameters->extradata =
-                static_cast<uint8_t*>(av_mallocz(data.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-        memcpy(parameters->extradata, data.data(), data.size());
-        parameters->extradata_size = static_cast<int>(data.size());
-    }
-    sp<TrackParameters> track = new TrackParameters(*parameters, kMicroseconds, 0);
-    avcodec_parameters_free(&parameters);
-    return track;
+    setCodecData(codecDataOf(codec, format), parameters);
+    return new TrackParameters(*parameters, kMicroseconds, 0);
 }
 
 }  // namespace
@@ -114,7 +69,8 @@ AvAudioDecoder::~AvAudioDecoder() {
 }
 
 AString AvAudioDecoder::name() const {
-    const AVCodecID codec = mTrack != nullptr ? mTrack->codec().codec_id : codecForMime(mMime);
+    const AVCodecID codec =
+            mTrack != nullptr ? mTrack->codec().codec_id : codecForMime(mMime.c_str());
     AString name("c2.linux.");
     name.append(codec != AV_CODEC_ID_NONE ? avcodec_get_name(codec) : "audio");
     name.append(".decoder");
@@ -151,9 +107,9 @@ status_t AvAudioDecoder::openCodec() {
     limitAvAllocations();
     mDamage.start("audio");
     const AVCodec* decoder = avcodec_find_decoder(mTrack->codec().codec_id);
-    mCodec = avcodec_alloc_context3(decoder);
-    mPacket = av_packet_alloc();
-    mFrame = av_frame_alloc();
+    mCodec.reset(avcodec_alloc_context3(decoder));
+    mPacket.reset(av_packet_alloc());
+    mFrame.reset(av_frame_alloc());
     if (mCodec == nullptr || mPacket == nullptr || mFrame == nullptr) return NO_MEMORY;
     mDamage.listenTo(mCodec);
     int err = avcodec_parameters_to_context(mCodec, &mTrack->codec());
@@ -161,17 +117,17 @@ status_t AvAudioDecoder::openCodec() {
     mCodec->thread_count = 1;
     if (err >= 0) err = avcodec_open2(mCodec, decoder, nullptr);
     if (err >= 0) return OK;
-    ALOGE("%s does not open: %s", name().c_str(), errorText(err).c_str());
+    ALOGE("%s does not open: %s", name().c_str(), avErrorText(err).c_str());
     const AVCodecParameters& stream = mTrack->codec();
     if (stream.codec_id != AV_CODEC_ID_AAC || stream.extradata_size == 0) return UNKNOWN_ERROR;
-    avcodec_free_context(&mCodec);
+    mCodec.reset();
     return OK;
 }
 
 void AvAudioDecoder::closeCodec() {
-    avcodec_free_context(&mCodec);
-    av_packet_free(&mPacket);
-    av_frame_free(&mFrame);
+    mCodec.reset();
+    mPacket.reset();
+    mFrame.reset();
     mConverter.close();
     mFormatReported = false;
     mFirstTimePublished = false;

@@ -7,6 +7,7 @@
 #include "codec/DamageCounter.h"
 #include "codec/WorkerComponent.h"
 #include "ffmpeg/AudioConverter.h"
+#include "ffmpeg/AvOwner.h"
 #include "ffmpeg/TrackParameters.h"
 
 namespace android {
@@ -70,9 +71,9 @@ class AvAudioDecoder : public WorkerComponent {
     sp<SessionClock> mSessionClock;  // null without a session
 
     // Worker only while it runs.
-    AVCodecContext* mCodec = nullptr;  // null while it runs: the codec data was refused
-    AVPacket* mPacket = nullptr;
-    AVFrame* mFrame = nullptr;
+    AvCodecOwner mCodec;  // null while it runs: the codec data was refused
+    AvPacketOwner mPacket;
+    AvFrameOwner mFrame;
     AudioConverter mConverter;
     bool mFormatReported = false;
     bool mFirstTimePublished = false;

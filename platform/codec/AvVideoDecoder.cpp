@@ -17,10 +17,14 @@
 #include <cstring>
 #include <string>
 
+#include "base/Monotonic.h"
 #include "codec/CodecThreads.h"
 #include "ffmpeg/AvLog.h"
 #include "ffmpeg/AvPicture.h"
+#include "ffmpeg/CodecTable.h"
 #include "ffmpeg/MediaLimits.h"
+#include "ffmpeg/SampleForm.h"
+#include "ffmpeg/TimeBase.h"
 #include "graphics/LocalBufferProducer.h"
 
 extern "C" {
@@ -31,7 +35,6 @@ namespace android {
 
 namespace {
 
-constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr unsigned kMaxThreads = 4;
 // Tunneled playback.
 constexpr int64_t kMaxLateUs = 30000;
@@ -44,60 +47,27 @@ constexpr int64_t kMostPts = INT64_MAX / kMostFineness / 4;
 constexpr int32_t kColorFormatYuv420Planar = 19;
 constexpr int32_t kColorFormatYuv420SemiPlanar = 21;
 
-struct MimeType {
-    const char* mime;
-    AVCodecID codec;
-};
-
-constexpr MimeType kMimeTypes[] = {
-        {"video/avc", AV_CODEC_ID_H264},          {"video/hevc", AV_CODEC_ID_HEVC},
-        {"video/av01", AV_CODEC_ID_AV1},          {"video/x-vnd.on2.vp8", AV_CODEC_ID_VP8},
-        {"video/x-vnd.on2.vp9", AV_CODEC_ID_VP9}, {"video/mp4v-es", AV_CODEC_ID_MPEG4},
-        {"video/mpeg2", AV_CODEC_ID_MPEG2VIDEO},  {"video/3gpp", AV_CODEC_ID_H263},
-        {"video/mjpeg", AV_CODEC_ID_MJPEG},
-};
-
-AVCodecID codecForMime(const AString& mime) {
-    for (const MimeType& type : kMimeTypes) {
-        if (mime.equalsIgnoreCase(type.mime)) return type.codec;
-    }
-    // A codec without a type of its own goes by libavcodec's name for it.
-    static const char kOtherPrefix[] = "video/x-";
-    if (!mime.startsWithIgnoreCase(kOtherPrefix)) return AV_CODEC_ID_NONE;
-    const AVCodecDescriptor* other =
-            avcodec_descriptor_get_by_name(mime.c_str() + strlen(kOtherPrefix));
-    return other == nullptr ? AV_CODEC_ID_NONE : other->id;
-}
-
 // "csd-0", "csd-1", ... one after the other.
-std::string codecSpecificData(const sp<AMessage>& format) {
-    std::string data;
+std::vector<uint8_t> codecSpecificData(const sp<AMessage>& format) {
+    std::vector<uint8_t> data;
     sp<ABuffer> csd;
     for (int i = 0; format->findBuffer(("csd-" + std::to_string(i)).c_str(), &csd); ++i) {
-        data.append(reinterpret_cast<const char*>(csd->data()), csd->size());
+        data.insert(data.end(), csd->data(), csd->data() + csd->size());
     }
     return data;
 }
 
 // A track with what the plain keys of a format tell; null when they do not tell enough.
 sp<TrackParameters> parametersFromFormat(const AString& mime, const sp<AMessage>& format) {
-    const AVCodecID codec = codecForMime(mime);
+    const AVCodecID codec = codecForMime(mime.c_str());
     if (codec == AV_CODEC_ID_NONE) return nullptr;
-    AVCodecParameters* parameters = avcodec_parameters_alloc();
+    const AvParametersOwner parameters(avcodec_parameters_alloc());
     parameters->codec_type = AVMEDIA_TYPE_VIDEO;
     parameters->codec_id = codec;
     format->findInt32("width", &parameters->width);
     format->findInt32("height", &parameters->height);
-    const std::string csd = codecSpecificData(format);
-    parameters->extradata =
-            static_cast<uint8_t*>(av_mallocz(csd.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-    if (parameters->extradata != nullptr) {
-        memcpy(parameters->extradata, csd.data(), csd.size());
-        parameters->extradata_size = static_cast<int>(csd.size());
-    }
-    const sp<TrackParameters> track = new TrackParameters(*parameters, kMicroseconds, 0);
-    avcodec_parameters_free(&parameters);
-    return track;
+    setCodecData(codecSpecificData(format), parameters);
+    return new TrackParameters(*parameters, kMicroseconds, 0);
 }
 
 }  // namespace
@@ -129,7 +99,7 @@ AvVideoDecoder::AvVideoDecoder(const AString& mime)
 AvVideoDecoder::~AvVideoDecoder() = default;
 
 AString AvVideoDecoder::name() const {
-    const AVCodecID codec = codecForMime(mMime);
+    const AVCodecID codec = codecForMime(mMime.c_str());
     AString name("c2.linux.");
     name.append(codec == AV_CODEC_ID_NONE ? "video" : avcodec_get_name(codec));
     name.append(".decoder");
@@ -227,10 +197,10 @@ void AvVideoDecoder::onStopped() {
 
 status_t AvVideoDecoder::openCodec() {
     const AVCodec* decoder = avcodec_find_decoder(mTrack->codec().codec_id);
-    mCodec = avcodec_alloc_context3(decoder);
-    mPacket = av_packet_alloc();
-    mDecoded = av_frame_alloc();
-    mConverted = av_frame_alloc();
+    mCodec.reset(avcodec_alloc_context3(decoder));
+    mPacket.reset(av_packet_alloc());
+    mDecoded.reset(av_frame_alloc());
+    mConverted.reset(av_frame_alloc());
     if (mCodec == nullptr || mPacket == nullptr || mDecoded == nullptr || mConverted == nullptr) {
         return NO_MEMORY;
     }
@@ -274,10 +244,10 @@ void AvVideoDecoder::closeCodec() {
     mClock.clear();
     mTimes.start(1, 1);
     mConverter.start(Conversion(), kMicroseconds);
-    av_frame_free(&mConverted);
-    av_frame_free(&mDecoded);
-    av_packet_free(&mPacket);
-    avcodec_free_context(&mCodec);
+    mConverted.reset();
+    mDecoded.reset();
+    mPacket.reset();
+    mCodec.reset();
 }
 
 void AvVideoDecoder::releaseOutput(const CodecOutput& output, bool render, int64_t timestampNs) {
@@ -458,14 +428,14 @@ bool AvVideoDecoder::renderTunneled() {
     if (lateUs > kMaxLateUs) {
         mQueue->cancelReservation();
     } else {
-        mQueue->queue(new AvPicture(mConverted, timeUs), ALooper::GetNowUs() * 1000);
+        mQueue->queue(new AvPicture(mConverted, timeUs), monotonicUs() * 1000);
     }
     return true;
 }
 
 bool AvVideoDecoder::waitForTurn(int64_t timeUs, int64_t* lateUs) {
     for (;;) {
-        const int64_t nowUs = ALooper::GetNowUs();
+        const int64_t nowUs = monotonicUs();
         const int64_t mediaTimeUs = mClock->mediaTimeUs(nowUs, timeUs);
         const bool running = mediaTimeUs != SessionClock::kNotRunning;
         if (running && mediaTimeUs >= timeUs) {

@@ -7,6 +7,7 @@
 #include "codec/DamageCounter.h"
 #include "codec/TimeSpreader.h"
 #include "codec/WorkerComponent.h"
+#include "ffmpeg/AvOwner.h"
 #include "ffmpeg/PictureConversion.h"
 #include "ffmpeg/TrackParameters.h"
 #include "graphics/PictureQueue.h"
@@ -102,10 +103,10 @@ class AvVideoDecoder : public WorkerComponent {
     int64_t mFrameDuration = 0;  // by the frame rate, in the stream's time base; 0: not known
 
     // Worker only while it runs.
-    AVCodecContext* mCodec = nullptr;
-    AVPacket* mPacket = nullptr;
-    AVFrame* mDecoded = nullptr;
-    AVFrame* mConverted = nullptr;
+    AvCodecOwner mCodec;
+    AvPacketOwner mPacket;
+    AvFrameOwner mDecoded;
+    AvFrameOwner mConverted;
     sp<SessionClock> mClock;  // of tunneled playback
     // Pictures between those of the stream need times between the stream's: it counts times so
     // much finer than the stream from there on.

@@ -21,8 +21,10 @@
 #include "codec/CodecThreads.h"
 #include "ffmpeg/AvLog.h"
 #include "ffmpeg/AvPicture.h"
+#include "ffmpeg/TimeBase.h"
 #include "graphics/LocalBufferProducer.h"
 #include "graphics/PictureBuffer.h"
+#include "media/AvcStream.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -32,7 +34,6 @@ namespace android {
 
 namespace {
 
-constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr unsigned kMaxThreads = 16;
 // Threads of a live encoder share one picture, and each one's part of it costs some quality.
 constexpr unsigned kMaxLiveThreads = 8;
@@ -69,39 +70,17 @@ constexpr NumberedLevel kLevels[] = {
 // An encoded unit whose memory stays libavcodec's.
 struct PacketBuffer : public ABuffer {
     // Takes the packet's references over.
-    explicit PacketBuffer(AVPacket* packet) : PacketBuffer(av_packet_alloc(), packet) {}
-
-  private:
-    PacketBuffer(AVPacket* own, AVPacket* packet)
-        : ABuffer(packet->data, static_cast<size_t>(packet->size)), mPacket(own) {
+    explicit PacketBuffer(AVPacket* packet)
+        : ABuffer(packet->data, static_cast<size_t>(packet->size)), mPacket(av_packet_alloc()) {
         av_packet_move_ref(mPacket, packet);
     }
-    ~PacketBuffer() override { av_packet_free(&mPacket); }
 
-    AVPacket* mPacket;
+  private:
+    const AvPacketOwner mPacket;
 };
 
-// The parameter sets of an Annex B header, each with a start code of four bytes.
-std::vector<sp<ABuffer>> parameterSets(const uint8_t* header, size_t size) {
-    static const uint8_t kStartCode[] = {0, 0, 1};
-    const uint8_t* const end = header + size;
-    const auto nextStart = [end](const uint8_t* from) {
-        return std::search(from, end, std::begin(kStartCode), std::end(kStartCode));
-    };
-    std::vector<sp<ABuffer>> sets;
-    for (const uint8_t* start = nextStart(header); start != end;) {
-        const uint8_t* const unit = start + sizeof(kStartCode);
-        start = nextStart(unit);
-        const uint8_t* unitEnd = start;
-        while (start != end && unitEnd > unit && unitEnd[-1] == 0)
-            --unitEnd;
-        const size_t length = unitEnd - unit;
-        const sp<ABuffer> set = new ABuffer(length + 4);
-        memcpy(set->data(), "\0\0\0\1", 4);
-        memcpy(set->data() + 4, unit, length);
-        sets.push_back(set);
-    }
-    return sets;
+AvcParameterSets parameterSetsOf(const AVCodecContext& codec) {
+    return avcParameterSets(codec.extradata, static_cast<size_t>(codec.extradata_size));
 }
 
 // FF_LEVEL_UNKNOWN lets the encoder choose.
@@ -114,10 +93,8 @@ int levelIdc(int32_t number) {
 
 int levelIdcOf(const AVCodecContext& codec) {
     constexpr size_t kLevelOffset = 7;  // start code, type, profile, constraints
-    const std::vector<sp<ABuffer>> sets =
-            parameterSets(codec.extradata, static_cast<size_t>(codec.extradata_size));
-    if (sets.empty() || sets[0]->size() <= kLevelOffset) return FF_LEVEL_UNKNOWN;
-    return sets[0]->data()[kLevelOffset];
+    const std::vector<uint8_t> sequence = parameterSetsOf(codec).sequences;
+    return sequence.size() <= kLevelOffset ? FF_LEVEL_UNKNOWN : sequence[kLevelOffset];
 }
 
 bool hasSameParameterSets(const AVCodecContext& a, const AVCodecContext& b) {
@@ -239,8 +216,8 @@ void AvcEncoder::onStopped() {
 // ---- Opening
 
 status_t AvcEncoder::openCodec() {
-    mFrame = av_frame_alloc();
-    mPacket = av_packet_alloc();
+    mFrame.reset(av_frame_alloc());
+    mPacket.reset(av_packet_alloc());
     // A format's is rounded, and of what the first pictures may take that is a large part.
     const double exactRate = mQueue != nullptr ? mQueue->format().frameRate : 0;
     if (exactRate > 0) mFrameRate = static_cast<float>(exactRate);
@@ -260,17 +237,17 @@ status_t AvcEncoder::openCodec() {
     return OK;
 }
 
-AVCodecContext* AvcEncoder::newCodec(int32_t bitrate, int level) const {
+AvCodecOwner AvcEncoder::newCodec(int32_t bitrate, int level) const {
     const AVCodec* encoder = avcodec_find_encoder_by_name("libx264");
-    AVCodecContext* codec = encoder == nullptr ? nullptr : avcodec_alloc_context3(encoder);
-    if (codec == nullptr) return nullptr;
+    AvCodecOwner codec(encoder == nullptr ? nullptr : avcodec_alloc_context3(encoder));
+    if (codec == nullptr) return codec;
     setPicture(codec);
     setStream(codec, bitrate);
     codec->level = level;
     const int err = avcodec_open2(codec, encoder, nullptr);
     if (err < 0) {
         ALOGE("cannot open the encoder for %dx%d (%d)", mWidth, mHeight, err);
-        avcodec_free_context(&codec);
+        codec.reset();
     }
     return codec;
 }
@@ -321,9 +298,9 @@ void AvcEncoder::keepNothingBack(AVCodecContext* codec) {
 
 void AvcEncoder::closeCodec() {
     mConverter.start(Conversion(), kMicroseconds);
-    av_packet_free(&mPacket);
-    av_frame_free(&mFrame);
-    avcodec_free_context(&mCodec);
+    mPacket.reset();
+    mFrame.reset();
+    mCodec.reset();
 }
 
 void AvcEncoder::reportFormat() {
@@ -336,11 +313,9 @@ void AvcEncoder::reportFormat() {
     format->setInt32("bitrate", mBitrate);
     format->setInt32("max-bitrate", mBitrate);
     format->setInt32("frame-rate", static_cast<int32_t>(std::lround(mFrameRate)));
-    const std::vector<sp<ABuffer>> sets =
-            parameterSets(mCodec->extradata, static_cast<size_t>(mCodec->extradata_size));
-    for (size_t i = 0; i < sets.size(); ++i) {
-        format->setBuffer(("csd-" + std::to_string(i)).c_str(), sets[i]);
-    }
+    const AvcParameterSets sets = parameterSetsOf(*mCodec);
+    format->setBuffer("csd-0", ABuffer::CreateAsCopy(sets.sequences.data(), sets.sequences.size()));
+    format->setBuffer("csd-1", ABuffer::CreateAsCopy(sets.pictures.data(), sets.pictures.size()));
     client()->onOutputFormat(format);
 }
 
@@ -464,7 +439,7 @@ void AvcEncoder::encodeInput(const CodecInput& input) {
         mUnusable.add();
         return;
     }
-    AVFrame* picture = av_frame_alloc();
+    const AvFrameOwner picture(av_frame_alloc());
     if (picture == nullptr) return;
     const bool semiPlanar = mPixelFormat == AV_PIX_FMT_NV12;
     picture->width = mWidth;
@@ -484,7 +459,6 @@ void AvcEncoder::encodeInput(const CodecInput& input) {
             picture->data[0], input.buffer->size(), [](void*, uint8_t*) {}, nullptr,
             AV_BUFFER_FLAG_READONLY);
     encodePicture(*picture, input.timeUs);
-    av_frame_free(&picture);
 }
 
 void AvcEncoder::encodePicture(const AVFrame& picture, int64_t timeUs) {
@@ -546,16 +520,14 @@ bool AvcEncoder::changeBitrate() {
     }
     if (bitrate == 0 || bitrate == mCodec->bit_rate || mBitrate == 0) return true;
     // Left alone, the encoder would choose another level for another bit rate.
-    AVCodecContext* next = newCodec(bitrate, levelIdcOf(*mCodec));
+    AvCodecOwner next = newCodec(bitrate, levelIdcOf(*mCodec));
     if (next == nullptr) return true;
     if (!hasSameParameterSets(*mCodec, *next)) {
         ALOGW("the bit rate cannot become %d: the stream's header would change", bitrate);
-        avcodec_free_context(&next);
         return true;
     }
     const bool running = drain();
-    avcodec_free_context(&mCodec);
-    mCodec = next;
+    mCodec = std::move(next);
     return running;
 }
 

@@ -7,13 +7,10 @@
 
 #include "codec/DamageCounter.h"
 #include "codec/WorkerComponent.h"
+#include "ffmpeg/AvOwner.h"
 #include "ffmpeg/PictureConversion.h"
 #include "graphics/PictureQueue.h"
 #include "media/TrackEnd.h"
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-}
 
 namespace android {
 
@@ -61,7 +58,7 @@ class AvcEncoder : public WorkerComponent {
     static constexpr size_t kInputCount = 4;
 
     status_t readLayout(const sp<AMessage>& format);
-    AVCodecContext* newCodec(int32_t bitrate, int level) const;
+    AvCodecOwner newCodec(int32_t bitrate, int level) const;
     void setPicture(AVCodecContext* codec) const;
     void setStream(AVCodecContext* codec, int32_t bitrate) const;
     static void keepNothingBack(AVCodecContext* codec);
@@ -107,9 +104,9 @@ class AvcEncoder : public WorkerComponent {
     bool mSyncRequested = false;  // guarded by mParametersLock
 
     // Worker only while it runs.
-    AVCodecContext* mCodec = nullptr;
-    AVFrame* mFrame = nullptr;
-    AVPacket* mPacket = nullptr;
+    AvCodecOwner mCodec;
+    AvFrameOwner mFrame;
+    AvPacketOwner mPacket;
     PictureConversion mConverter;
     DamageCounter mLate;
     DamageCounter mUnusable;

@@ -13,6 +13,7 @@
 #include "codec/AvAudioDecoder.h"
 #include "codec/AvVideoDecoder.h"
 #include "codec/AvcEncoder.h"
+#include "ffmpeg/CodecTable.h"
 
 namespace android {
 
@@ -25,30 +26,26 @@ sp<CodecComponent> createAac(const AString& /*mime*/) {
     return createAacEncoder();
 }
 
+// The rows behind all that were added.
+std::deque<ComponentRow> usualRows() {
+    std::deque<ComponentRow> rows = {{"video/avc", kEncoder, createAvcEncoder},
+                                     {"audio/mp4a-latm", kEncoder, createAac}};
+    for (const CodecRow& codec : codecTable()) {
+        const bool isVideo = codec.kind == AVMEDIA_TYPE_VIDEO;
+        rows.push_back(
+                {codec.mime, kDecoder, isVideo ? createAvVideoDecoder : createAvAudioDecoder});
+    }
+    rows.push_back({"video/*", kDecoder, createAvVideoDecoder});
+    rows.push_back({"audio/*", kDecoder, createAvAudioDecoder});
+    return rows;
+}
+
 std::mutex gRowsLock;
 // Rows never move: they are handed out by address. Guarded by gRowsLock.
-std::deque<ComponentRow> gRows = {
-        {"video/avc", kEncoder, createAvcEncoder},
-        {"video/avc", kDecoder, createAvVideoDecoder},
-        {"video/hevc", kDecoder, createAvVideoDecoder},
-        {"video/av01", kDecoder, createAvVideoDecoder},
-        {"video/x-vnd.on2.vp8", kDecoder, createAvVideoDecoder},
-        {"video/x-vnd.on2.vp9", kDecoder, createAvVideoDecoder},
-        {"video/mp4v-es", kDecoder, createAvVideoDecoder},
-        {"video/mpeg2", kDecoder, createAvVideoDecoder},
-        {"video/3gpp", kDecoder, createAvVideoDecoder},
-        {"video/x-motion-jpeg", kDecoder, createAvVideoDecoder},
-        {"video/*", kDecoder, createAvVideoDecoder},
-        {"audio/mp4a-latm", kEncoder, createAac},
-        {"audio/mp4a-latm", kDecoder, createAvAudioDecoder},
-        {"audio/mpeg", kDecoder, createAvAudioDecoder},
-        {"audio/opus", kDecoder, createAvAudioDecoder},
-        {"audio/vorbis", kDecoder, createAvAudioDecoder},
-        {"audio/flac", kDecoder, createAvAudioDecoder},
-        {"audio/ac3", kDecoder, createAvAudioDecoder},
-        {"audio/raw", kDecoder, createAvAudioDecoder},
-        {"audio/*", kDecoder, createAvAudioDecoder},
-};
+std::deque<ComponentRow>& rows() {
+    static auto& rows = *new std::deque<ComponentRow>(usualRows());
+    return rows;
+}
 
 bool serves(const ComponentRow& row, const AString& mime) {
     const size_t length = strlen(row.type);
@@ -60,7 +57,7 @@ bool serves(const ComponentRow& row, const AString& mime) {
 
 const ComponentRow* findComponent(const AString& mime, CodecDirection direction) {
     std::lock_guard<std::mutex> lock(gRowsLock);
-    for (const ComponentRow& row : gRows) {
+    for (const ComponentRow& row : rows()) {
         if (row.direction == direction && serves(row, mime)) return &row;
     }
     return nullptr;
@@ -68,7 +65,7 @@ const ComponentRow* findComponent(const AString& mime, CodecDirection direction)
 
 const ComponentRow* findComponentByName(const AString& name) {
     std::lock_guard<std::mutex> lock(gRowsLock);
-    for (const ComponentRow& row : gRows) {
+    for (const ComponentRow& row : rows()) {
         const sp<CodecComponent> component = row.create(row.type);
         if (component != nullptr && component->name() == name) return &row;
     }
@@ -77,7 +74,7 @@ const ComponentRow* findComponentByName(const AString& name) {
 
 void addComponent(const ComponentRow& row) {
     std::lock_guard<std::mutex> lock(gRowsLock);
-    gRows.push_front(row);
+    rows().push_front(row);
 }
 
 }  // namespace android

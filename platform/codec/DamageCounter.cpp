@@ -3,6 +3,8 @@
 
 #include "codec/DamageCounter.h"
 
+#include "ffmpeg/AvError.h"
+
 extern "C" {
 #include <libavutil/error.h>
 }
@@ -43,9 +45,7 @@ void DamageCounter::report() {
     fault.object = mObject;
     fault.cause = mWhat;
     if (mLastError < 0) {
-        char text[AV_ERROR_MAX_STRING_SIZE] = {};
-        av_strerror(mLastError, text, sizeof(text));
-        fault.cause += std::string(": ") + text;
+        fault.cause += ": " + avErrorText(mLastError);
     }
     fault.count = mCount;
     oxa::host::reportFault(fault);

@@ -4,27 +4,13 @@
 #include "codec/TimeSpreader.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace android {
 
-namespace {
-
-void freeAll(std::deque<AVFrame*>* frames) {
-    for (AVFrame* frame : *frames)
-        av_frame_free(&frame);
-    frames->clear();
-}
-
-}  // namespace
-
-TimeSpreader::~TimeSpreader() {
-    freeAll(&mHeld);
-    freeAll(&mReady);
-}
-
 void TimeSpreader::start(int64_t step, int64_t least) {
-    freeAll(&mHeld);
-    freeAll(&mReady);
+    mHeld.clear();
+    mReady.clear();
     mLeast = std::max<int64_t>(least, 1);
     mStep = std::max(step, mLeast);
     mHasLast = false;
@@ -44,11 +30,11 @@ bool TimeSpreader::passes(AVFrame* frame) {
     hold(frame);
     if (isLater) {
         const auto parts = static_cast<int64_t>(mHeld.size());
-        AVFrame* const later = mHeld.back();
+        AvFrameOwner later = std::move(mHeld.back());
         mHeld.pop_back();
         release(std::clamp((time - mLast) / parts, mLeast, mStep));
         later->pts = mLast = std::max(time, mLast + mLeast);
-        mReady.push_back(later);
+        mReady.push_back(std::move(later));
     } else if (mInLongRun || mHeld.size() > kMostHeld) {
         mInLongRun = true;
         release(mStep);
@@ -62,29 +48,27 @@ void TimeSpreader::finish() {
 
 bool TimeSpreader::pull(AVFrame* frame) {
     if (mReady.empty()) return false;
-    AVFrame* ready = mReady.front();
-    mReady.pop_front();
     av_frame_unref(frame);
-    av_frame_move_ref(frame, ready);
-    av_frame_free(&ready);
+    av_frame_move_ref(frame, mReady.front());
+    mReady.pop_front();
     return true;
 }
 
 void TimeSpreader::hold(AVFrame* frame) {
-    AVFrame* held = av_frame_alloc();
+    AvFrameOwner held(av_frame_alloc());
     if (held == nullptr) {
         av_frame_unref(frame);
         return;
     }
     av_frame_move_ref(held, frame);
-    mHeld.push_back(held);
+    mHeld.push_back(std::move(held));
 }
 
 void TimeSpreader::release(int64_t distance) {
-    for (AVFrame* frame : mHeld) {
+    for (AvFrameOwner& frame : mHeld) {
         mLast += distance;
         frame->pts = mLast;
-        mReady.push_back(frame);
+        mReady.push_back(std::move(frame));
     }
     mHeld.clear();
 }

@@ -6,9 +6,7 @@
 #include <cstdint>
 #include <deque>
 
-extern "C" {
-#include <libavutil/frame.h>
-}
+#include "ffmpeg/AvOwner.h"
 
 namespace android {
 
@@ -21,7 +19,6 @@ namespace android {
 class TimeSpreader {
   public:
     TimeSpreader() = default;
-    ~TimeSpreader();
     TimeSpreader(const TimeSpreader&) = delete;
     TimeSpreader& operator=(const TimeSpreader&) = delete;
 
@@ -53,8 +50,8 @@ class TimeSpreader {
     bool mHasLast = false;
     int64_t mLast = 0;  // of the picture that went on last, or can
     bool mInLongRun = false;
-    std::deque<AVFrame*> mHeld;   // that are not later than mLast
-    std::deque<AVFrame*> mReady;  // that can be pulled
+    std::deque<AvFrameOwner> mHeld;   // that are not later than mLast
+    std::deque<AvFrameOwner> mReady;  // that can be pulled
 };
 
 }  // namespace android

@@ -48,56 +48,47 @@ std::unique_ptr<PictureConverter> PictureConverter::create() {
     return std::make_unique<AvPictureConverter>();
 }
 
-AvPictureConverter::~AvPictureConverter() {
-    avcodec_free_context(&mEncoder);
-    sws_freeContext(mScaler);
-}
-
 sp<Picture> AvPictureConverter::toPlanar(const sp<Picture>& picture, PictureFormat* format) {
     const int matrix = matrixOf(*format, picture->height());
     const bool isStandard = matrix != AVCOL_SPC_BT709 && matrix != AVCOL_SPC_BT2020_NCL &&
                             matrix != AVCOL_SPC_BT2020_CL;
     const int resultMatrix = isStandard ? AVCOL_SPC_SMPTE170M : AVCOL_SPC_BT709;
-    AVFrame* frame = convert(*picture, *format, AV_PIX_FMT_YUV420P, resultMatrix);
+    const AvFrameOwner frame = convert(*picture, *format, AV_PIX_FMT_YUV420P, resultMatrix);
     if (frame == nullptr) return nullptr;
     format->matrix = resultMatrix;
     format->range = AVCOL_RANGE_MPEG;
-    const sp<Picture> planar = new AvPicture(frame, picture->mediaTimeUs());
-    av_frame_free(&frame);
-    return planar;
+    return new AvPicture(frame, picture->mediaTimeUs());
 }
 
 bool AvPictureConverter::toPng(const sp<Picture>& picture, const PictureFormat& format,
                                std::vector<uint8_t>* png) {
-    AVFrame* frame = convert(*picture, format, AV_PIX_FMT_RGB24, AVCOL_SPC_RGB);
+    const AvFrameOwner frame = convert(*picture, format, AV_PIX_FMT_RGB24, AVCOL_SPC_RGB);
     if (frame == nullptr) return false;
     frame->sample_aspect_ratio = {format.aspectNumerator, format.aspectDenominator};
-    const bool encoded = openEncoder(*frame) && encode(*frame, png);
-    av_frame_free(&frame);
-    return encoded;
+    return openEncoder(*frame) && encode(*frame, png);
 }
 
-AVFrame* AvPictureConverter::convert(const Picture& picture, const PictureFormat& format,
-                                     AVPixelFormat pixelFormat, int matrix) {
+AvFrameOwner AvPictureConverter::convert(const Picture& picture, const PictureFormat& format,
+                                         AVPixelFormat pixelFormat, int matrix) {
     const AvPicture* const known = AvPicture::of(&picture);
-    if (known == nullptr) return nullptr;
+    if (known == nullptr) return {};
     const AVFrame& source = *known->frame();
     bool fullRange;
     const AVPixelFormat sourceFormat = plainFormat(source.format, &fullRange);
     fullRange = fullRange || format.range == AVCOL_RANGE_JPEG;
     if (!openScaler(source, sourceFormat, fullRange, matrixOf(format, source.height), pixelFormat,
                     matrix)) {
-        return nullptr;
+        return {};
     }
-    AVFrame* result = av_frame_alloc();
-    if (result == nullptr) return nullptr;
+    AvFrameOwner result(av_frame_alloc());
+    if (result == nullptr) return result;
     result->format = pixelFormat;
     result->width = source.width;
     result->height = source.height;
     if (av_frame_get_buffer(result, 0) < 0 ||
         sws_scale(mScaler, source.data, source.linesize, 0, source.height, result->data,
                   result->linesize) < 0) {
-        av_frame_free(&result);
+        result.reset();
     }
     return result;
 }
@@ -108,8 +99,7 @@ bool AvPictureConverter::openScaler(const AVFrame& source, AVPixelFormat sourceF
     const std::array<int, 7> key = {source.width, source.height, sourceFormat, fullRange,
                                     sourceMatrix, resultFormat,  resultMatrix};
     if (mScaler != nullptr && key == mScalerKey) return true;
-    sws_freeContext(mScaler);
-    mScaler = sws_alloc_context();
+    mScaler.reset(sws_alloc_context());
     if (mScaler == nullptr) return false;
     mScalerKey = key;
     av_opt_set_int(mScaler, "srcw", source.width, 0);
@@ -123,8 +113,7 @@ bool AvPictureConverter::openScaler(const AVFrame& source, AVPixelFormat sourceF
     av_opt_set_int(mScaler, "src_range", fullRange, 0);
     av_opt_set_int(mScaler, "dst_range", 0, 0);
     if (sws_init_context(mScaler, nullptr, nullptr) < 0) {
-        sws_freeContext(mScaler);
-        mScaler = nullptr;
+        mScaler.reset();
         return false;
     }
     constexpr int kOne = 1 << 16;  // contrast and saturation as they are
@@ -140,9 +129,8 @@ bool AvPictureConverter::openEncoder(const AVFrame& frame) {
         av_cmp_q(mEncoder->sample_aspect_ratio, aspect) == 0) {
         return true;
     }
-    avcodec_free_context(&mEncoder);
     const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_PNG);
-    mEncoder = codec == nullptr ? nullptr : avcodec_alloc_context3(codec);
+    mEncoder.reset(codec == nullptr ? nullptr : avcodec_alloc_context3(codec));
     if (mEncoder == nullptr) return false;
     mEncoder->width = frame.width;
     mEncoder->height = frame.height;
@@ -151,16 +139,15 @@ bool AvPictureConverter::openEncoder(const AVFrame& frame) {
     mEncoder->time_base = {1, 1};
     mEncoder->thread_count = 1;
     if (avcodec_open2(mEncoder, codec, nullptr) == 0) return true;
-    avcodec_free_context(&mEncoder);
+    mEncoder.reset();
     return false;
 }
 
 bool AvPictureConverter::encode(const AVFrame& frame, std::vector<uint8_t>* bytes) {
-    AVPacket* packet = av_packet_alloc();
+    const AvPacketOwner packet(av_packet_alloc());
     const bool encoded = packet != nullptr && avcodec_send_frame(mEncoder, &frame) == 0 &&
                          avcodec_receive_packet(mEncoder, packet) == 0;
     if (encoded) bytes->assign(packet->data, packet->data + packet->size);
-    av_packet_free(&packet);
     return encoded;
 }
 

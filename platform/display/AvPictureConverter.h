@@ -6,11 +6,7 @@
 #include <array>
 
 #include "display/PictureConverter.h"
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libswscale/swscale.h>
-}
+#include "ffmpeg/AvOwner.h"
 
 namespace android {
 
@@ -18,7 +14,6 @@ namespace android {
 class AvPictureConverter : public PictureConverter {
   public:
     AvPictureConverter() = default;
-    ~AvPictureConverter() override;
     AvPictureConverter(const AvPictureConverter&) = delete;
     AvPictureConverter& operator=(const AvPictureConverter&) = delete;
 
@@ -28,16 +23,16 @@ class AvPictureConverter : public PictureConverter {
 
   private:
     // A frame of its own with the same pixels; null when that fails.
-    AVFrame* convert(const Picture& picture, const PictureFormat& format, AVPixelFormat pixelFormat,
-                     int matrix);
+    AvFrameOwner convert(const Picture& picture, const PictureFormat& format,
+                         AVPixelFormat pixelFormat, int matrix);
     bool openScaler(const AVFrame& source, AVPixelFormat sourceFormat, bool fullRange,
                     int sourceMatrix, AVPixelFormat resultFormat, int resultMatrix);
     bool openEncoder(const AVFrame& frame);
     bool encode(const AVFrame& frame, std::vector<uint8_t>* bytes);
 
-    SwsContext* mScaler = nullptr;
+    AvScalerOwner mScaler;
     std::array<int, 7> mScalerKey = {};  // what it was made for
-    AVCodecContext* mEncoder = nullptr;
+    AvCodecOwner mEncoder;
 };
 
 }  // namespace android

@@ -5,9 +5,9 @@
 
 #include "display/PictureIntake.h"
 
-#include <utils/Timers.h>
-
 #include <utility>
+
+#include "base/Monotonic.h"
 
 namespace android {
 
@@ -37,7 +37,7 @@ void PictureIntake::takeAll() {
         IntakePicture taken;
         taken.picture = queued.picture;
         taken.timestampNs = queued.timestampNs;
-        taken.arrivalUs = systemTime(SYSTEM_TIME_MONOTONIC) / 1000;
+        taken.arrivalUs = monotonicUs();
         taken.format = mQueue->format();
         mHandler(std::move(taken));
     }

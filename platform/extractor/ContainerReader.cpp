@@ -14,14 +14,15 @@
 
 #include "extractor/ProgramTracks.h"
 #include "extractor/TrackFormat.h"
+#include "ffmpeg/AvError.h"
 #include "ffmpeg/MediaLimits.h"
 #include "ffmpeg/StreamInfo.h"
+#include "ffmpeg/TimeBase.h"
 
 namespace android {
 
 namespace {
 
-constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr int64_t kMaxBytesAhead = 32 << 20;
 constexpr double kUsualFrameRate = 25;
 constexpr char kMatroskaKey[] = "enc_key_id";
@@ -60,10 +61,7 @@ bool isEncrypted(const AVPacket& packet) {
 }
 
 std::string errorText(int result) {
-    if (result == kResultEncrypted) return "encrypted";
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(result, text, sizeof(text));
-    return text;
+    return result == kResultEncrypted ? "encrypted" : avErrorText(result);
 }
 
 }  // namespace
@@ -171,13 +169,12 @@ bool ContainerReader::isChosen(size_t number, const AVStream& stream) const {
 
 // Libavcodec's parameters, with codec data as it goes with the samples' form.
 sp<TrackParameters> ContainerReader::makeParameters(const AVStream& stream) const {
-    AVCodecParameters* parameters = avcodec_parameters_alloc();
+    const AvParametersOwner parameters(avcodec_parameters_alloc());
     avcodec_parameters_copy(parameters, stream.codecpar);
     adaptCodecData(parameters);
     const double rate = parameters->codec_type == AVMEDIA_TYPE_VIDEO ? frameRateOf(stream) : 0;
     const sp<TrackParameters> made =
             new TrackParameters(*parameters, stream.time_base, mStartUs, rate);
-    avcodec_parameters_free(&parameters);
     if (!mWindow.isWhole()) made->setWindow(-mWindow.startUs(), mWindow.endUs());
     return made;
 }

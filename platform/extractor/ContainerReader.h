@@ -17,6 +17,7 @@
 #include "extractor/InputWindow.h"
 #include "extractor/ProgramClock.h"
 #include "ffmpeg/AvLog.h"
+#include "ffmpeg/AvOwner.h"
 #include "ffmpeg/DataSourceStream.h"
 #include "ffmpeg/SampleForm.h"
 #include "ffmpeg/TrackParameters.h"
@@ -76,13 +77,6 @@ class ContainerReader {
         WindowEnd windowEnd = {};
         bool isOver = false;  // nothing more of it is in the window
     };
-    struct ContextDeleter {
-        void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
-    };
-    struct PacketDeleter {
-        void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-    };
-    using PacketPtr = std::unique_ptr<AVPacket, PacketDeleter>;
 
     status_t openContext();
     bool readFirstPacket();
@@ -127,17 +121,17 @@ class ContainerReader {
     const InputWindow mWindow;
     AvComplaints mComplaints;  // outlives mContext, which it listens to
     std::unique_ptr<DataSourceStream> mStream;
-    std::unique_ptr<AVFormatContext, ContextDeleter> mContext;  // reads from mStream
-    AVCodecID mSoundCodec = AV_CODEC_ID_NONE;                   // where it has to be told
-    PacketPtr mPacket;
-    PacketPtr mFirst;  // read when the file was opened
+    AvDemuxerOwner mContext;                   // reads from mStream
+    AVCodecID mSoundCodec = AV_CODEC_ID_NONE;  // where it has to be told
+    AvPacketOwner mPacket;
+    AvPacketOwner mFirst;  // read when the file was opened
     std::vector<Track> mTracks;
     int64_t mFileStartUs = 0;
     int64_t mStartUs = 0;    // of the window
     bool mIsPlaced = false;  // where the window begins, or where a client has sought
     bool mHasClock = false;  // times may jump, and all tracks are read to see it
     ProgramClock mClock;
-    std::deque<PacketPtr> mAhead;  // what the clock has been shown
+    std::deque<AvPacketOwner> mAhead;  // what the clock has been shown
     int64_t mAheadBytes = 0;
     int mResult = 0;  // of the last packet that was asked for
 

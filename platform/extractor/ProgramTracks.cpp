@@ -12,12 +12,11 @@
 #include "extractor/TrackFormat.h"
 #include "ffmpeg/MediaLimits.h"
 #include "ffmpeg/StreamInfo.h"
+#include "ffmpeg/TimeBase.h"
 
 namespace android {
 
 namespace {
-
-constexpr AVRational kMicroseconds = {1, 1000000};
 
 AVMediaType typeOf(const AVFormatContext& context, unsigned stream) {
     return context.streams[stream]->codecpar->codec_type;

@@ -14,10 +14,11 @@
 #include <string>
 #include <vector>
 
+#include "ffmpeg/CodecTable.h"
 #include "ffmpeg/MediaLimits.h"
-#include "ffmpeg/MediaMime.h"
 #include "ffmpeg/SampleForm.h"
 #include "ffmpeg/StreamInfo.h"
+#include "ffmpeg/TimeBase.h"
 #include "ffmpeg/TrackParameters.h"
 
 extern "C" {
@@ -29,7 +30,6 @@ namespace android {
 
 namespace {
 
-constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr int64_t kVideoReserve = 64 << 10;
 constexpr int64_t kMinUnknownVideoSize = 1 << 20;
 constexpr int64_t kMinAudioSize = 256 << 10;

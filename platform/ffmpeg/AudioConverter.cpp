@@ -43,24 +43,18 @@ bool AudioShape::operator==(const AudioShape& other) const {
            av_channel_layout_compare(&layout, &other.layout) == 0;
 }
 
-AudioConverter::~AudioConverter() {
-    close();
-}
-
 bool AudioConverter::open(const AudioShape& output) {
     close();
     if (!isSoundAllowed(output.channels(), output.sampleRate)) return false;
     mOutput = output;
-    mFifo = av_audio_fifo_alloc(output.format, output.channels(), kStepFrames);
+    mFifo.reset(av_audio_fifo_alloc(output.format, output.channels(), kStepFrames));
     return mFifo != nullptr;
 }
 
 void AudioConverter::close() {
-    swr_free(&mResampler);
-    if (mFifo != nullptr) av_audio_fifo_free(mFifo);
-    mFifo = nullptr;
-    if (mScratch != nullptr) av_freep(&mScratch[0]);
-    av_freep(&mScratch);
+    mResampler.reset();
+    mFifo.reset();
+    mScratch.reset();
     mScratchFrames = 0;
     mInput = AudioShape();
     mOutput = AudioShape();
@@ -79,9 +73,10 @@ bool AudioConverter::openResampler() {
 }
 
 bool AudioConverter::initResampler(bool firstChannelsOnly) {
-    swr_free(&mResampler);
-    if (swr_alloc_set_opts2(&mResampler, &mOutput.layout, mOutput.format, mOutput.sampleRate,
-                            &mInput.layout, mInput.format, mInput.sampleRate, 0, nullptr) < 0) {
+    mResampler.reset();
+    if (swr_alloc_set_opts2(mResampler.address(), &mOutput.layout, mOutput.format,
+                            mOutput.sampleRate, &mInput.layout, mInput.format, mInput.sampleRate, 0,
+                            nullptr) < 0) {
         return false;
     }
     // A bound that no matrix reaches: without it a mix to or from 16 bits is made quieter.
@@ -100,7 +95,7 @@ bool AudioConverter::initResampler(bool firstChannelsOnly) {
         swr_set_matrix(mResampler, matrix.data(), mInput.channels());
     }
     if (swr_init(mResampler) >= 0) return true;
-    swr_free(&mResampler);
+    mResampler.reset();
     return false;
 }
 
@@ -129,7 +124,7 @@ bool AudioConverter::stretch(int frames, int overFrames) {
 bool AudioConverter::flush() {
     if (mResampler == nullptr) return true;
     const bool done = convertStep(nullptr, 0);
-    swr_free(&mResampler);
+    mResampler.reset();
     return done;
 }
 
@@ -139,18 +134,18 @@ bool AudioConverter::convertStep(const uint8_t** planes, int frames) {
     // Nothing was ever put in: there is no scratch buffer to take the rest.
     if (room == 0 && frames == 0) return true;
     if (room > mScratchFrames) {
-        if (mScratch != nullptr) av_freep(&mScratch[0]);
-        av_freep(&mScratch);
+        mScratch.reset();
         mScratchFrames = 0;
-        if (av_samples_alloc_array_and_samples(&mScratch, nullptr, mOutput.channels(), room,
-                                               mOutput.format, 0) < 0) {
+        if (av_samples_alloc_array_and_samples(mScratch.address(), nullptr, mOutput.channels(),
+                                               room, mOutput.format, 0) < 0) {
             return false;
         }
         mScratchFrames = room;
     }
     const int converted = swr_convert(mResampler, mScratch, mScratchFrames, planes, frames);
     if (converted < 0) return false;
-    return av_audio_fifo_write(mFifo, reinterpret_cast<void**>(mScratch), converted) == converted;
+    return av_audio_fifo_write(mFifo, reinterpret_cast<void**>(mScratch.get()), converted) ==
+           converted;
 }
 
 int AudioConverter::available() const {

@@ -5,12 +5,7 @@
 
 #include <cstdint>
 
-extern "C" {
-#include <libavutil/audio_fifo.h>
-#include <libavutil/channel_layout.h>
-#include <libavutil/samplefmt.h>
-#include <libswresample/swresample.h>
-}
+#include "ffmpeg/AvOwner.h"
 
 namespace android {
 
@@ -37,7 +32,6 @@ struct AudioShape {
 class AudioConverter {
   public:
     AudioConverter() = default;
-    ~AudioConverter();
     AudioConverter(const AudioConverter&) = delete;
     AudioConverter& operator=(const AudioConverter&) = delete;
 
@@ -78,9 +72,9 @@ class AudioConverter {
 
     AudioShape mInput;
     AudioShape mOutput;
-    SwrContext* mResampler = nullptr;
-    AVAudioFifo* mFifo = nullptr;
-    uint8_t** mScratch = nullptr;  // one step of output
+    AvResamplerOwner mResampler;
+    AvFifoOwner mFifo;
+    AvSamplesOwner mScratch;  // one step of output
     int mScratchFrames = 0;
 };
 

@@ -44,11 +44,6 @@ AvPicture::AvPicture(AVFrame* frame, int64_t mediaTimeUs)
     av_frame_move_ref(mFrame, frame);
 }
 
-AvPicture::~AvPicture() {
-    AVFrame* frame = mFrame;
-    av_frame_free(&frame);
-}
-
 PicturePlanes AvPicture::planes() const {
     PicturePlanes planes;
     planes.layout = layoutOf(mFrame->format);

@@ -3,12 +3,9 @@
 
 #pragma once
 
+#include "ffmpeg/AvOwner.h"
 #include "graphics/Picture.h"
 #include "graphics/PictureQueue.h"
-
-extern "C" {
-#include <libavutil/frame.h>
-}
 
 namespace android {
 
@@ -28,9 +25,9 @@ class AvPicture : public Picture {
     const AVFrame* frame() const { return mFrame; }
 
   private:
-    ~AvPicture() override;
+    ~AvPicture() override = default;
 
-    AVFrame* const mFrame;
+    const AvFrameOwner mFrame;
 };
 
 // What the frame tells about itself.

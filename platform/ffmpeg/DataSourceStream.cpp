@@ -31,13 +31,9 @@ int refuseToOpen(AVFormatContext* /*context*/, AVIOContext** /*stream*/, const c
 DataSourceStream::DataSourceStream(const sp<DataSource>& source) : mSource(source) {
     off64_t size = 0;
     if (source->getSize(&size) == OK) mSize = size;
-    mContext = avio_alloc_context(static_cast<unsigned char*>(av_malloc(kBufferSize)), kBufferSize,
-                                  0, this, readPacket, nullptr, mSize >= 0 ? seek : nullptr);
-}
-
-DataSourceStream::~DataSourceStream() {
-    av_freep(&mContext->buffer);
-    avio_context_free(&mContext);
+    mContext.reset(avio_alloc_context(static_cast<unsigned char*>(av_malloc(kBufferSize)),
+                                      kBufferSize, 0, this, readPacket, nullptr,
+                                      mSize >= 0 ? seek : nullptr));
 }
 
 void DataSourceStream::feed(AVFormatContext* context) {

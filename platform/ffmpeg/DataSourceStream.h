@@ -6,11 +6,8 @@
 #include <media/DataSource.h>
 #include <media/stagefright/foundation/ABase.h>
 
+#include "ffmpeg/AvOwner.h"
 #include "ffmpeg/TsScrambling.h"
-
-extern "C" {
-#include <libavformat/avformat.h>
-}
 
 namespace android {
 
@@ -18,7 +15,6 @@ namespace android {
 class DataSourceStream {
   public:
     explicit DataSourceStream(const sp<DataSource>& source);
-    ~DataSourceStream();
 
     // Valid as long as this object.
     AVIOContext* context() { return mContext; }
@@ -47,7 +43,7 @@ class DataSourceStream {
     off64_t mPosition = 0;
     int mError = 0;
     TsScrambling mScrambling;
-    AVIOContext* mContext;
+    AvStreamOwner mContext;
 };
 
 }  // namespace android

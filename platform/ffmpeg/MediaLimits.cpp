@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "ffmpeg/TimeBase.h"
+
 extern "C" {
 #include <libavutil/mathematics.h>
 #include <libavutil/mem.h>
@@ -14,7 +16,6 @@ namespace android {
 
 namespace {
 
-constexpr AVRational kMicroseconds = {1, 1000000};
 // With a fine time base a hundred years are more than 64 bits can count.
 constexpr int64_t kMaxTicks = INT64_MAX / 4;
 

@@ -43,11 +43,6 @@ void append(std::string* chain, const std::string& filter) {
 
 PictureConversion::PictureConversion() : mPassing(av_frame_alloc()) {}
 
-PictureConversion::~PictureConversion() {
-    AVFrame* frame = mPassing;
-    av_frame_free(&frame);
-}
-
 void PictureConversion::start(const Conversion& conversion, AVRational timeBase) {
     drop();
     av_frame_unref(mPassing);

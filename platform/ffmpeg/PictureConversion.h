@@ -6,7 +6,9 @@
 #include <memory>
 #include <string>
 
+#include "ffmpeg/AvOwner.h"
 #include "ffmpeg/PictureFilter.h"
+#include "ffmpeg/TimeBase.h"
 
 namespace android {
 
@@ -31,7 +33,6 @@ struct Conversion {
 class PictureConversion {
   public:
     PictureConversion();
-    ~PictureConversion();
     PictureConversion(const PictureConversion&) = delete;
     PictureConversion& operator=(const PictureConversion&) = delete;
 
@@ -60,8 +61,8 @@ class PictureConversion {
     void drop();
 
     Conversion mConversion;
-    AVRational mTimeBase = {1, 1000000};
-    AVRational mOutputTimeBase = {1, 1000000};
+    AVRational mTimeBase = kMicroseconds;
+    AVRational mOutputTimeBase = kMicroseconds;
 
     std::unique_ptr<PictureFilter> mFilter;
     int mWidth = 0;  // what the filter was opened for
@@ -70,7 +71,7 @@ class PictureConversion {
     int mRange = AVCOL_RANGE_UNSPECIFIED;
     bool mFinished = false;
 
-    AVFrame* const mPassing;  // a frame that needs nothing done, until it is pulled
+    const AvFrameOwner mPassing;  // a frame that needs nothing done, until it is pulled
 };
 
 }  // namespace android

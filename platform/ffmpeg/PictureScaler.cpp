@@ -47,13 +47,6 @@ PictureScaler::PictureScaler(const Result& result, AVRational timeBase)
       mScaler(sws_alloc_context()),
       mScaled(av_frame_alloc()) {}
 
-PictureScaler::~PictureScaler() {
-    sws_freeContext(mScaler);
-    av_buffer_pool_uninit(&mPool);
-    AVFrame* frame = mScaled;
-    av_frame_free(&frame);
-}
-
 int PictureScaler::open(const AVFrame& frame, const Result& result, AVRational timeBase,
                         std::unique_ptr<PictureFilter>* filter) {
     std::unique_ptr<PictureScaler> scaler(new PictureScaler(result, timeBase));
@@ -90,7 +83,7 @@ int PictureScaler::openScaler(const AVFrame& frame) {
             av_image_get_buffer_size(mResult.format, mResult.width, mResult.height, kAlignment);
     if (bytes < 0) return bytes;
     // Behind the last line the scaler may write as far as a vector goes.
-    mPool = av_buffer_pool_init(static_cast<size_t>(bytes) + kAlignment, nullptr);
+    mPool.reset(av_buffer_pool_init(static_cast<size_t>(bytes) + kAlignment, nullptr));
     return mPool != nullptr ? 0 : AVERROR(ENOMEM);
 }
 

@@ -5,12 +5,8 @@
 
 #include <memory>
 
+#include "ffmpeg/AvOwner.h"
 #include "ffmpeg/PictureFilter.h"
-
-extern "C" {
-#include <libavutil/buffer.h>
-#include <libswscale/swscale.h>
-}
 
 namespace android {
 
@@ -35,7 +31,6 @@ class PictureScaler : public PictureFilter {
 
     static int open(const AVFrame& frame, const Result& result, AVRational timeBase,
                     std::unique_ptr<PictureFilter>* filter);
-    ~PictureScaler() override;
     PictureScaler(const PictureScaler&) = delete;
     PictureScaler& operator=(const PictureScaler&) = delete;
 
@@ -53,9 +48,9 @@ class PictureScaler : public PictureFilter {
 
     const Result mResult;
     const AVRational mTimeBase;
-    SwsContext* mScaler;
-    AVBufferPool* mPool = nullptr;  // of pictures that are in use again and again
-    AVFrame* const mScaled;         // until it is pulled
+    const AvScalerOwner mScaler;
+    AvBufferPoolOwner mPool;     // of pictures that are in use again and again
+    const AvFrameOwner mScaled;  // until it is pulled
 };
 
 }  // namespace android

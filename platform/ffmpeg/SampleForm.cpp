@@ -6,6 +6,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "media/AvcStream.h"
 #include "media/HevcStream.h"
@@ -70,11 +71,6 @@ bool hasStartCodes(const AVPacket& packet, size_t lengthSize) {
     return !walk.isWhole();
 }
 
-void appendUnit(const uint8_t* data, size_t size, Bytes* to) {
-    to->insert(to->end(), kStartCode, kStartCode + kStartCodeSize);
-    to->insert(to->end(), data, data + size);
-}
-
 bool isAvcConfiguration(const uint8_t* data, size_t size) {
     return size >= 7 && data[0] == 1;
 }
@@ -93,14 +89,12 @@ Bytes annexBOf(AVCodecID codec, const uint8_t* data, size_t size) {
     return Bytes(data, data + size);
 }
 
-// Sequence parameter sets, and picture parameter sets.
-std::vector<Bytes> avcCodecData(const Bytes& annexB) {
-    std::vector<Bytes> sets(2);
-    for (const NalUnit& unit : splitAnnexB(annexB.data(), annexB.size())) {
-        if (unit.type() == kNalTypeSequenceParameters) appendUnit(unit.data, unit.size, &sets[0]);
-        if (unit.type() == kNalTypePictureParameters) appendUnit(unit.data, unit.size, &sets[1]);
-    }
-    return sets;
+// As libavcodec wants codec data; null without memory.
+uint8_t* paddedCopy(const Bytes& data) {
+    auto* const copy =
+            static_cast<uint8_t*>(av_mallocz(data.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (copy != nullptr) std::copy(data.begin(), data.end(), copy);
+    return copy;
 }
 
 // The identification header and the setup header, out of the three with Xiph's lengths in front.
@@ -187,9 +181,8 @@ void SampleForm::follow(AVPacket* packet) {
     if (mLengthSize == 0) return;
     const AVCodecID codec = mKind == Kind::kAvc ? AV_CODEC_ID_H264 : AV_CODEC_ID_HEVC;
     const Bytes annexB = annexBOf(codec, data, size);
-    auto* copy = static_cast<uint8_t*>(av_mallocz(annexB.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    uint8_t* const copy = paddedCopy(annexB);
     if (copy == nullptr) return;
-    std::copy(annexB.begin(), annexB.end(), copy);
     if (av_packet_add_side_data(packet, AV_PKT_DATA_NEW_EXTRADATA, copy, annexB.size()) < 0) {
         av_free(copy);
     }
@@ -200,13 +193,24 @@ std::vector<std::vector<uint8_t>> codecData(const AVCodecParameters& parameters)
     const size_t size = std::max(parameters.extradata_size, 0);
     if (size == 0) return {};
     switch (parameters.codec_id) {
-        case AV_CODEC_ID_H264:
-            return avcCodecData(annexBOf(AV_CODEC_ID_H264, data, size));
+        case AV_CODEC_ID_H264: {
+            const Bytes annexB = annexBOf(AV_CODEC_ID_H264, data, size);
+            AvcParameterSets sets = avcParameterSets(annexB.data(), annexB.size());
+            return {std::move(sets.sequences), std::move(sets.pictures)};
+        }
         case AV_CODEC_ID_VORBIS:
             return vorbisCodecData(data, size);
         default:
             return {annexBOf(parameters.codec_id, data, size)};
     }
+}
+
+void setCodecData(const std::vector<uint8_t>& data, AVCodecParameters* parameters) {
+    uint8_t* const copy = paddedCopy(data);
+    if (copy == nullptr) return;
+    av_freep(&parameters->extradata);
+    parameters->extradata = copy;
+    parameters->extradata_size = static_cast<int>(data.size());
 }
 
 std::vector<uint8_t> vorbisHeaders(const std::vector<uint8_t>& identification,
@@ -223,13 +227,7 @@ std::vector<uint8_t> vorbisHeaders(const std::vector<uint8_t>& identification,
 void adaptCodecData(AVCodecParameters* parameters) {
     const size_t size = std::max(parameters->extradata_size, 0);
     if (size == 0) return;
-    const Bytes adapted = annexBOf(parameters->codec_id, parameters->extradata, size);
-    auto* copy = static_cast<uint8_t*>(av_mallocz(adapted.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-    if (copy == nullptr) return;
-    std::copy(adapted.begin(), adapted.end(), copy);
-    av_freep(&parameters->extradata);
-    parameters->extradata = copy;
-    parameters->extradata_size = static_cast<int>(adapted.size());
+    setCodecData(annexBOf(parameters->codec_id, parameters->extradata, size), parameters);
 }
 
 }  // namespace android

@@ -45,6 +45,9 @@ class SampleForm {
 // The codec data of a stream for a decoder that is fed in this form: "csd-0", "csd-1" and so on.
 std::vector<std::vector<uint8_t>> codecData(const AVCodecParameters& parameters);
 
+// Puts a copy in place of the codec data that is there.
+void setCodecData(const std::vector<uint8_t>& data, AVCodecParameters* parameters);
+
 // Libavcodec's codec data of Vorbis, from that of a format; the comments in between are empty.
 std::vector<uint8_t> vorbisHeaders(const std::vector<uint8_t>& identification,
                                    const std::vector<uint8_t>& setup);

@@ -8,14 +8,15 @@
 #include <algorithm>
 #include <vector>
 
+#include "ffmpeg/AvOwner.h"
 #include "ffmpeg/MediaLimits.h"
+#include "ffmpeg/TimeBase.h"
 #include "media/AvcStream.h"
 
 namespace android {
 
 namespace {
 
-constexpr AVRational kMicroseconds = {1, 1000000};
 // Below it plain AAC may carry a second, higher rate that only its frames tell of.
 constexpr int kMaxAacCoreRate = 24000;
 constexpr int kPlainAac = 2;  // object type in the configuration's first five bits
@@ -102,8 +103,8 @@ int findStreamInfo(AVFormatContext* context) {
     for (AVDictionary*& option : options)
         av_dict_set_int(&option, "max_pixels", limits::kMaxPicturePoints, 0);
     const int result = avformat_find_stream_info(context, options.data());
-    for (AVDictionary*& option : options)
-        av_dict_free(&option);
+    for (AVDictionary* option : options)
+        AvDictionaryOwner(option).reset();
     return result;
 }
 

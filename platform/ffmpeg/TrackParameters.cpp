@@ -6,8 +6,11 @@
 #include "ffmpeg/TrackParameters.h"
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 #include "ffmpeg/MediaLimits.h"
+#include "ffmpeg/TimeBase.h"
 
 namespace android {
 
@@ -20,13 +23,8 @@ TrackParameters::TrackParameters(const AVCodecParameters& parameters, AVRational
     avcodec_parameters_copy(mParameters, &parameters);
 }
 
-TrackParameters::~TrackParameters() {
-    clearSamples();
-    avcodec_parameters_free(&mParameters);
-}
-
 int64_t TrackParameters::toUs(int64_t streamTime) const {
-    return clampTimeUs(av_rescale_q(streamTime, mTimeBase, AVRational{1, 1000000})) - mStartUs;
+    return clampTimeUs(av_rescale_q(streamTime, mTimeBase, kMicroseconds)) - mStartUs;
 }
 
 void TrackParameters::setWindow(int64_t fileBeginUs, int64_t endUs) {
@@ -36,14 +34,11 @@ void TrackParameters::setWindow(int64_t fileBeginUs, int64_t endUs) {
 }
 
 void TrackParameters::pushSample(const AVPacket& packet, int64_t timeUs) {
-    AVPacket* properties = av_packet_alloc();
-    if (properties == nullptr || av_packet_copy_props(properties, &packet) < 0) {
-        av_packet_free(&properties);
-        return;
-    }
+    AvPacketOwner properties(av_packet_alloc());
+    if (properties == nullptr || av_packet_copy_props(properties, &packet) < 0) return;
     std::lock_guard<std::mutex> lock(mLock);
-    if (mSamples.size() == kMaxSamples) dropFrontLocked();
-    mSamples.push_back({timeUs, properties});
+    if (mSamples.size() == kMaxSamples) mSamples.pop_front();
+    mSamples.push_back({timeUs, std::move(properties)});
 }
 
 bool TrackParameters::popSample(int64_t timeUs, AVPacket* packet) {
@@ -51,23 +46,14 @@ bool TrackParameters::popSample(int64_t timeUs, AVPacket* packet) {
     auto match = std::find_if(mSamples.begin(), mSamples.end(),
                               [timeUs](const Sample& sample) { return sample.timeUs == timeUs; });
     if (match == mSamples.end()) return false;
-    for (auto skipped = std::distance(mSamples.begin(), match); skipped > 0; --skipped) {
-        dropFrontLocked();
-    }
-    av_packet_copy_props(packet, mSamples.front().properties);
-    dropFrontLocked();
+    av_packet_copy_props(packet, match->properties);
+    mSamples.erase(mSamples.begin(), std::next(match));
     return true;
 }
 
 void TrackParameters::clearSamples() {
     std::lock_guard<std::mutex> lock(mLock);
-    while (!mSamples.empty())
-        dropFrontLocked();
-}
-
-void TrackParameters::dropFrontLocked() {
-    av_packet_free(&mSamples.front().properties);
-    mSamples.pop_front();
+    mSamples.clear();
 }
 
 }  // namespace android

@@ -9,9 +9,7 @@
 #include <deque>
 #include <mutex>
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-}
+#include "ffmpeg/AvOwner.h"
 
 namespace android {
 
@@ -62,15 +60,14 @@ class TrackParameters : public RefBase {
   private:
     struct Sample {
         int64_t timeUs;
-        AVPacket* properties;
+        AvPacketOwner properties;
     };
     // A decoder that never asks must not make the list grow without bound.
     static constexpr size_t kMaxSamples = 1024;
 
-    ~TrackParameters() override;
-    void dropFrontLocked();
+    ~TrackParameters() override = default;
 
-    AVCodecParameters* mParameters;
+    const AvParametersOwner mParameters;
     const AVRational mTimeBase;
     const int64_t mStartUs;
     const double mFrameRate;

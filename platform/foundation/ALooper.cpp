@@ -21,6 +21,7 @@
 #include <thread>
 #include <utility>
 
+#include "base/Monotonic.h"
 #include "base/SessionState.h"
 #include "foundation/LooperRoster.h"
 #include "foundation/TimerSlack.h"
@@ -99,7 +100,7 @@ void ALooper::Core::waitForEventLocked() {
 
 // static
 int64_t ALooper::GetNowUs() {
-    return systemTime(SYSTEM_TIME_MONOTONIC) / 1000;
+    return monotonicUs();
 }
 
 ALooper::ALooper() : mCore(std::make_shared<Core>()) {

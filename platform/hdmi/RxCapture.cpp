@@ -6,11 +6,11 @@
 #include "hdmi/RxCapture.h"
 
 #include <oxa/host/FaultListener.h>
-#include <utils/Timers.h>
 
 #include <cerrno>
 #include <utility>
 
+#include "base/Monotonic.h"
 #include "hdmi/HdmiSignal.h"
 
 namespace android {
@@ -19,10 +19,6 @@ namespace {
 
 constexpr int64_t kSilenceLimitUs = 3000000;
 constexpr int64_t kRetryUs = 500000;
-
-int64_t nowUs() {
-    return systemTime(SYSTEM_TIME_MONOTONIC) / 1000;
-}
 
 }  // namespace
 
@@ -45,7 +41,7 @@ void RxCapture::restart() {
 
 void RxCapture::startLocked() {
     stopLocked();
-    mSoundUs = nowUs();
+    mSoundUs = monotonicUs();
     mSilenceTold = false;
     mFailureTold = false;
     LiveOptions options;
@@ -69,7 +65,7 @@ void RxCapture::stopLocked() {
 
 void RxCapture::setRecorded(bool recorded) {
     if (recorded) {
-        mSoundUs = nowUs();
+        mSoundUs = monotonicUs();
         const sp<HdmiSignal> signal = HdmiSignal::current();
         mQueue.begin(mSoundUs, [signal] {
             return signal != nullptr ? signal->camera()->recordedFromUs()
@@ -88,7 +84,7 @@ bool RxCapture::takeBlock(size_t maxBytes, RxBlock* block) {
 }
 
 void RxCapture::onSound(LiveBlock sound) {
-    mSoundUs = nowUs();
+    mSoundUs = monotonicUs();
     mSilenceTold = false;
     mFailureTold = false;
     mLevel.add(sound);
@@ -111,7 +107,7 @@ void RxCapture::onSoundEnd(int error, const std::string& text) {
 
 // Whoever records asks all the time, so this is where silence is noticed.
 void RxCapture::noteSilence() {
-    if (nowUs() - mSoundUs < kSilenceLimitUs || mSilenceTold.exchange(true)) return;
+    if (monotonicUs() - mSoundUs < kSilenceLimitUs || mSilenceTold.exchange(true)) return;
     report("nothing came for " + std::to_string(kSilenceLimitUs / 1000) + " ms", ETIMEDOUT, false);
 }
 

@@ -14,10 +14,14 @@
 #include <thread>
 
 #include "base/Module.h"
+#include "base/Monotonic.h"
+#include "ffmpeg/AvError.h"
 #include "ffmpeg/AvLog.h"
+#include "ffmpeg/AvOwner.h"
 #include "ffmpeg/DataSourceStream.h"
 #include "ffmpeg/MediaLimits.h"
 #include "ffmpeg/StreamInfo.h"
+#include "ffmpeg/TimeBase.h"
 #include "live/DeviceModule.h"
 #include "live/DeviceOptions.h"
 #include "live/LiveInput.h"
@@ -31,7 +35,6 @@ namespace android {
 
 namespace {
 
-constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr unsigned kMaxThreads = 4;
 
 // One stream of a device or of a media file.
@@ -40,12 +43,6 @@ class FormatInput : public LiveInput {
     FormatInput(const LiveSource& source, LiveKind kind) : mSource(source), mKind(kind) {
         routeAvLog();
         limitAvAllocations();
-    }
-
-    ~FormatInput() override {
-        av_packet_free(&mPacket);
-        avcodec_free_context(&mDecoder);
-        avformat_close_input(&mFormat);
     }
 
     int open(const LiveOptions& options) {
@@ -95,7 +92,7 @@ class FormatInput : public LiveInput {
 
   private:
     int openFormat(const LiveOptions& options) {
-        AVDictionary* settings = nullptr;
+        AvDictionaryOwner settings;
         const AVInputFormat* device = nullptr;
         int err = 0;
         if (mSource.isDevice()) {
@@ -104,21 +101,21 @@ class FormatInput : public LiveInput {
             device = av_find_input_format(wanted.format.c_str());
             if (err >= 0 && device == nullptr) err = AVERROR_DEMUXER_NOT_FOUND;
             for (const auto& [name, value] : wanted.settings) {
-                av_dict_set(&settings, name.c_str(), value.c_str(), 0);
+                av_dict_set(settings.address(), name.c_str(), value.c_str(), 0);
             }
-            mFormat = avformat_alloc_context();
+            mFormat.reset(avformat_alloc_context());
             if (mFormat != nullptr) mFormat->flags |= AVFMT_FLAG_NONBLOCK;
-            mWallClockUs = systemTime(SYSTEM_TIME_REALTIME) / 1000 - nowUs();
+            mWallClockUs = systemTime(SYSTEM_TIME_REALTIME) / 1000 - monotonicUs();
         }
         if (!mSource.isDevice()) err = readFile();
-        if (err >= 0) err = avformat_open_input(&mFormat, mSource.name.c_str(), device, &settings);
-        av_dict_free(&settings);
-        return err;
+        if (err < 0) return err;
+        return avformat_open_input(mFormat.address(), mSource.name.c_str(), device,
+                                   settings.address());
     }
 
     int readFile() {
         if (access(mSource.name.c_str(), R_OK) != 0) return AVERROR(errno);
-        mFormat = avformat_alloc_context();
+        mFormat.reset(avformat_alloc_context());
         if (mFormat == nullptr) return AVERROR(ENOMEM);
         mFile = std::make_unique<DataSourceStream>(new FileSource(mSource.name.c_str()));
         mFile->feed(mFormat);
@@ -143,8 +140,8 @@ class FormatInput : public LiveInput {
     int openDecoder() {
         const AVCodec* codec = avcodec_find_decoder(mStream->codecpar->codec_id);
         if (codec == nullptr) return AVERROR_DECODER_NOT_FOUND;
-        mDecoder = avcodec_alloc_context3(codec);
-        mPacket = av_packet_alloc();
+        mDecoder.reset(avcodec_alloc_context3(codec));
+        mPacket.reset(av_packet_alloc());
         if (mDecoder == nullptr || mPacket == nullptr) return AVERROR(ENOMEM);
         const int err = avcodec_parameters_to_context(mDecoder, mStream->codecpar);
         if (err < 0) return err;
@@ -182,7 +179,7 @@ class FormatInput : public LiveInput {
         if (frame.best_effort_timestamp != AV_NOPTS_VALUE) {
             timeUs = av_rescale_q(frame.best_effort_timestamp, mStream->time_base, kMicroseconds);
         }
-        if (mSource.isDevice()) return monotonicTimeOf(timeUs, nowUs(), mWallClockUs);
+        if (mSource.isDevice()) return monotonicTimeOf(timeUs, monotonicUs(), mWallClockUs);
         if (timeUs == AV_NOPTS_VALUE) return mNextUs;
         timeUs += mRepeatUs - fileStartUs(*mFormat);
         mNextUs = timeUs + durationUs(frame);
@@ -195,15 +192,13 @@ class FormatInput : public LiveInput {
         return rate > 0 ? static_cast<int64_t>(1e6 / rate) : 0;
     }
 
-    static int64_t nowUs() { return systemTime(SYSTEM_TIME_MONOTONIC) / 1000; }
-
     const LiveSource mSource;
     const LiveKind mKind;
     std::unique_ptr<DataSourceStream> mFile;  // null for a device
-    AVFormatContext* mFormat = nullptr;       // reads from mFile
+    AvDemuxerOwner mFormat;                   // reads from mFile
     AVStream* mStream = nullptr;              // the context's
-    AVCodecContext* mDecoder = nullptr;
-    AVPacket* mPacket = nullptr;
+    AvCodecOwner mDecoder;
+    AvPacketOwner mPacket;
     bool mEnded = false;
     int64_t mRepeatUs = 0;     // how long the former rounds were
     int64_t mNextUs = 0;       // for a frame without a time
@@ -213,15 +208,9 @@ class FormatInput : public LiveInput {
 }  // namespace
 
 std::string liveOpenError(const LiveSource& source, int averror) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    const char* cause = text;
-    if (averror == AVERROR_STREAM_NOT_FOUND) {
-        cause = "nothing of the kind is in it";
-    } else if (averror == AVERROR_DEMUXER_NOT_FOUND) {
-        cause = "this build has no such devices";
-    } else {
-        av_strerror(averror, text, sizeof(text));
-    }
+    std::string cause = avErrorText(averror);
+    if (averror == AVERROR_STREAM_NOT_FOUND) cause = "nothing of the kind is in it";
+    if (averror == AVERROR_DEMUXER_NOT_FOUND) cause = "this build has no such devices";
     return "cannot open '" + source.name + "': " + cause;
 }
 

@@ -3,23 +3,15 @@
 
 #include "live/LiveControl.h"
 
-#include <utils/Timers.h>
-
 #include <chrono>
+
+#include "base/Monotonic.h"
 
 namespace android {
 
-namespace {
-
-int64_t nowUs() {
-    return systemTime(SYSTEM_TIME_MONOTONIC) / 1000;
-}
-
-}  // namespace
-
 void LiveControl::setStalled(bool stalled) {
     std::lock_guard<std::mutex> lock(mLock);
-    if (stalled && !mStalled) mStalledSinceUs = nowUs();
+    if (stalled && !mStalled) mStalledSinceUs = monotonicUs();
     mStalled = stalled;
     mChanged.notify_all();
 }
@@ -53,7 +45,7 @@ LiveControl::Outcome LiveControl::waitUntil(int64_t timeUs, int64_t limitUs,
     for (;;) {
         if (interrupted) return Outcome::kInterrupted;
         if (mLost) return Outcome::kLost;
-        if (!mStalled && nowUs() >= timeUs) return Outcome::kDue;
+        if (!mStalled && monotonicUs() >= timeUs) return Outcome::kDue;
         if (!mStalled) {
             waitLocked(&lock, timeUs);
             continue;
@@ -61,7 +53,7 @@ LiveControl::Outcome LiveControl::waitUntil(int64_t timeUs, int64_t limitUs,
         *wasStalled = true;
         if (limitUs <= 0) {
             mChanged.wait(lock);
-        } else if (nowUs() - mStalledSinceUs >= limitUs) {
+        } else if (monotonicUs() - mStalledSinceUs >= limitUs) {
             return Outcome::kTimedOut;
         } else {
             waitLocked(&lock, mStalledSinceUs + limitUs);

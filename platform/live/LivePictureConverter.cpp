@@ -9,13 +9,13 @@
 
 #include "ffmpeg/AvPicture.h"
 #include "ffmpeg/PictureConversion.h"
+#include "ffmpeg/TimeBase.h"
 #include "live/LiveConverter.h"
 
 namespace android {
 
 namespace {
 
-constexpr AVRational kMicroseconds = {1, 1000000};
 // A source whose rate is so little above the wanted one is left alone.
 constexpr double kRateTolerance = 1.05;
 // A picture may come so much of an interval too early and still count for its place.

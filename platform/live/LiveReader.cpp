@@ -6,13 +6,14 @@
 #include "live/LiveReader.h"
 
 #include <log/log.h>
-#include <utils/Timers.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <utility>
 
 #include "base/Module.h"
+#include "base/Monotonic.h"
+#include "ffmpeg/AvError.h"
 #include "live/GraphModule.h"
 #include "live/LiveConverter.h"
 #include "live/LiveInput.h"
@@ -26,10 +27,6 @@ constexpr int64_t kPollUs = 2000;
 // What is later than this is left out, as a driver would run out of buffers; but a source that
 // never keeps up still gives something that often.
 constexpr int64_t kMaxLagUs = 1000000;
-
-int64_t nowUs() {
-    return systemTime(SYSTEM_TIME_MONOTONIC) / 1000;
-}
 
 LiveOptions complete(LiveOptions options) {
     if (options.clock == nullptr) options.clock = LiveClock::forSource(options.source);
@@ -56,11 +53,9 @@ LiveReader::LiveReader(const LiveOptions& options, bool isDevice)
     : mOptions(complete(options)),
       mControl(mOptions.control),
       mIsDevice(isDevice),
-      mFrame(av_frame_alloc()) {}
+      mFrame(av_frame_alloc(), [](AVFrame* frame) { av_frame_free(&frame); }) {}
 
-LiveReader::~LiveReader() {
-    av_frame_free(&mFrame);
-}
+LiveReader::~LiveReader() = default;
 
 std::unique_ptr<LiveReader> LiveReader::open(const LiveOptions& options, std::string* error) {
     LiveSource source;
@@ -86,7 +81,7 @@ std::string LiveReader::soundError(const std::string& source) {
 }
 
 void LiveReader::start() {
-    const int64_t now = nowUs();
+    const int64_t now = monotonicUs();
     mOriginUs = mOptions.clock->start(now);
     mEarliestUs = now;
     mLastBlockUs = now;
@@ -104,7 +99,7 @@ LiveResult LiveReader::read(LiveBlock* block) {
         mHasNext = false;
         // A stall has ended: what should have come meanwhile is gone.
         if (mEarliestUs != earliestUs && mNext.timeUs < mEarliestUs) continue;
-        const int64_t now = nowUs();
+        const int64_t now = monotonicUs();
         if (isTooLate(now)) {
             ++mLate;
             continue;
@@ -130,7 +125,7 @@ LiveResult LiveReader::fetch() {
     for (;;) {
         const LiveResult checked = wait(0);
         if (checked != LiveResult::kOk) return checked;
-        const int err = mInput->read(mFrame);
+        const int err = mInput->read(mFrame.get());
         if (err == 0) {
             if (takeFrame()) return LiveResult::kOk;
         } else if (err == AVERROR(EAGAIN)) {
@@ -147,7 +142,7 @@ LiveResult LiveReader::fetch() {
 }
 
 LiveResult LiveReader::waitForDevice() {
-    const int64_t now = nowUs();
+    const int64_t now = monotonicUs();
     if (mOptions.silenceLimitUs > 0 && now - mLastBlockUs > mOptions.silenceLimitUs) {
         return lose(ETIMEDOUT,
                     "nothing came for " + std::to_string(mOptions.silenceLimitUs / 1000) + " ms");
@@ -160,11 +155,11 @@ bool LiveReader::takeFrame() {
     const int64_t frameUs = mFrame->pts + (mIsDevice ? 0 : mOriginUs);
     // Pictures that are gone are not worth converting.
     if (mOptions.kind == LiveKind::kPicture && frameUs < mEarliestUs) {
-        av_frame_unref(mFrame);
+        av_frame_unref(mFrame.get());
         return false;
     }
     int64_t shiftUs = 0;
-    if (!mConverter->convert(mFrame, &mNext, &shiftUs)) return false;
+    if (!mConverter->convert(mFrame.get(), &mNext, &shiftUs)) return false;
     mNext.timeUs = frameUs + shiftUs;
     trim(mEarliestUs);
     if (mOptions.kind == LiveKind::kSound && mNext.samples.empty()) return false;
@@ -189,7 +184,7 @@ LiveResult LiveReader::wait(int64_t untilUs) {
     bool wasStalled = false;
     const LiveControl::Outcome outcome =
             mControl->waitUntil(untilUs, mOptions.silenceLimitUs, mInterrupted, &wasStalled);
-    if (wasStalled) mEarliestUs = nowUs();
+    if (wasStalled) mEarliestUs = monotonicUs();
     switch (outcome) {
         case LiveControl::Outcome::kDue:
             return LiveResult::kOk;
@@ -211,9 +206,7 @@ LiveResult LiveReader::end() {
 }
 
 LiveResult LiveReader::loseToAvError(int averror) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(averror, text, sizeof(text));
-    return lose(AVUNERROR(averror) > 0 ? AVUNERROR(averror) : EIO, text);
+    return lose(AVUNERROR(averror) > 0 ? AVUNERROR(averror) : EIO, avErrorText(averror));
 }
 
 LiveResult LiveReader::lose(int error, const std::string& text) {

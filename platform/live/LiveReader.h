@@ -118,7 +118,7 @@ class LiveReader {
     LiveInfo mInfo;
     std::unique_ptr<LiveInput> mInput;
     std::unique_ptr<LiveConverter> mConverter;
-    AVFrame* mFrame = nullptr;
+    const std::unique_ptr<AVFrame, void (*)(AVFrame*)> mFrame;
     bool mInterrupted = false;  // guarded by mControl
 
     // The reading thread's.

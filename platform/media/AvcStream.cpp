@@ -22,6 +22,11 @@ const uint8_t* findStartCode(const uint8_t* from, const uint8_t* end) {
     return end;
 }
 
+void appendCoded(const NalUnit& unit, std::vector<uint8_t>* annexB) {
+    annexB->insert(annexB->end(), {0, 0, 0, 1});
+    annexB->insert(annexB->end(), unit.data, unit.data + unit.size);
+}
+
 bool hasChromaFields(int profile) {
     for (int known : {100, 110, 122, 244, 44, 83, 86, 118, 128, 138, 139, 134, 135}) {
         if (profile == known) return true;
@@ -120,6 +125,15 @@ std::vector<NalUnit> splitAnnexB(const uint8_t* data, size_t size) {
     return units;
 }
 
+AvcParameterSets avcParameterSets(const uint8_t* annexB, size_t size) {
+    AvcParameterSets sets;
+    for (const NalUnit& unit : splitAnnexB(annexB, size)) {
+        if (unit.type() == kNalTypeSequenceParameters) appendCoded(unit, &sets.sequences);
+        if (unit.type() == kNalTypePictureParameters) appendCoded(unit, &sets.pictures);
+    }
+    return sets;
+}
+
 void appendSized(const NalUnit& unit, std::vector<uint8_t>* record) {
     record->push_back(static_cast<uint8_t>(unit.size >> 8));
     record->push_back(static_cast<uint8_t>(unit.size));
@@ -131,8 +145,7 @@ bool takeSized(const uint8_t* record, size_t size, size_t* position, std::vector
     const size_t length = record[*position] << 8 | record[*position + 1];
     *position += 2;
     if (size - *position < length) return false;
-    annexB->insert(annexB->end(), {0, 0, 0, 1});
-    annexB->insert(annexB->end(), record + *position, record + *position + length);
+    appendCoded({record + *position, length}, annexB);
     *position += length;
     return true;
 }

@@ -31,6 +31,13 @@ constexpr int kNalTypePictureParameters = 8;
 // The units of an Annex B stream (each behind a start code 00 00 01); none without a start code.
 std::vector<NalUnit> splitAnnexB(const uint8_t* data, size_t size);
 
+// The parameter sets in an Annex B stream, each behind a 4-byte start code.
+struct AvcParameterSets {
+    std::vector<uint8_t> sequences;
+    std::vector<uint8_t> pictures;
+};
+AvcParameterSets avcParameterSets(const uint8_t* annexB, size_t size);
+
 // Annex B parameter sets as a configuration record with 4-byte lengths; empty when a sequence or a
 // picture parameter set is missing.
 std::vector<uint8_t> makeAvcConfiguration(const uint8_t* annexB, size_t size);

@@ -131,16 +131,10 @@ void convertReadyMade(const std::string& mime, const sp<AMessage>& from, const s
 
 status_t setAvcBuffers(const Bytes& record, const sp<AMessage>& to) {
     const Bytes annexB = annexBFromAvcConfiguration(record.data(), record.size());
-    Bytes sequences;
-    Bytes pictures;
-    for (const NalUnit& unit : splitAnnexB(annexB.data(), annexB.size())) {
-        Bytes* const sets = unit.type() == kNalTypePictureParameters ? &pictures : &sequences;
-        sets->insert(sets->end(), {0, 0, 0, 1});
-        sets->insert(sets->end(), unit.data, unit.data + unit.size);
-    }
     if (annexB.empty()) return BAD_VALUE;
-    setBytes(to, "csd-0", sequences);
-    setBytes(to, "csd-1", pictures);
+    const AvcParameterSets sets = avcParameterSets(annexB.data(), annexB.size());
+    setBytes(to, "csd-0", sets.sequences);
+    setBytes(to, "csd-1", sets.pictures);
     return OK;
 }
 

@@ -11,24 +11,18 @@
 #include <oxa/host/FaultListener.h>
 #include <oxa/host/OutputWait.h>
 #include <pthread.h>
-#include <utils/Timers.h>
 
 #include <algorithm>
 
+#include "base/Monotonic.h"
 #include "base/SessionState.h"
+#include "ffmpeg/AvError.h"
 #include "ffmpeg/AvLog.h"
+#include "ffmpeg/TimeBase.h"
 
 namespace android {
 
-namespace {
-
-constexpr AVRational kMicroseconds = {1, 1000000};
-
-int64_t monotonicUs() {
-    return ns2us(systemTime(SYSTEM_TIME_MONOTONIC));
-}
-
-}  // namespace
+namespace {}  // namespace
 
 ContainerWriter::ContainerWriter(std::unique_ptr<WriterOutput> output,
                                  std::unique_ptr<ContainerMuxer> muxer, const char* threadName)
@@ -146,21 +140,22 @@ void ContainerWriter::readTrack(Track* track) {
         if (err != OK || buffer == nullptr) break;
         const int index = track->converter->streamIndex();
         if (!mDescriptions[index]->isComplete()) takeConfiguration(*track, buffer);
-        AVPacket* packet = mFailed ? nullptr : track->converter->convert(buffer);
+        AvPacketOwner packet;
+        if (!mFailed) packet = track->converter->convert(buffer);
         buffer->release();
-        if (packet != nullptr) takeSample(packet);
+        if (packet != nullptr) takeSample(std::move(packet));
     }
     const std::lock_guard<std::mutex> lock(mMuxerLock);
     mOrder->end(track->converter->streamIndex());
     track->ended = true;
 }
 
-void ContainerWriter::takeSample(AVPacket* packet) {
+void ContainerWriter::takeSample(AvPacketOwner packet) {
     std::unique_lock<std::mutex> lock(mMuxerLock);
-    mOrder->add(packet, monotonicUs());
+    mOrder->add(std::move(packet), monotonicUs());
     if (!mOpen && !mFailed && mOrder->isFull()) openMuxer(&lock);
     while (!mFailed && mOpen) {
-        AVPacket* const next = mOrder->next();
+        const AvPacketOwner next = mOrder->next();
         if (next == nullptr) return;
         writePacket(next, &lock);
     }
@@ -170,7 +165,7 @@ void ContainerWriter::writeRest(std::unique_lock<std::mutex>* lock) {
     if (!mOpen && !mTracks.empty()) openMuxer(lock);
     if (oxa::host::outputEnd() == oxa::host::OutputEnd::kTogether) mOrder->cut();
     while (!mFailed && mOpen) {
-        AVPacket* const next = mOrder->nextOfRest();
+        const AvPacketOwner next = mOrder->nextOfRest();
         if (next == nullptr) return;
         writePacket(next, lock);
     }
@@ -181,7 +176,6 @@ void ContainerWriter::writePacket(AVPacket* packet, std::unique_lock<std::mutex>
     count(*packet);
     const int result = mMuxer->write(packet);
     mOrder->skipTime(monotonicUs());
-    av_packet_free(&packet);
     handleResult(result, lock);
 }
 
@@ -217,11 +211,7 @@ void ContainerWriter::handleResult(int result, std::unique_lock<std::mutex>* loc
     // libavformat may have hidden the reason behind an error of its own.
     fault.error = mOutput->error();
     fault.cause = mOutput->cause();
-    if (fault.error == 0) {
-        char text[AV_ERROR_MAX_STRING_SIZE] = {};
-        av_strerror(result, text, sizeof(text));
-        fault.cause = text;
-    }
+    if (fault.error == 0) fault.cause = avErrorText(result);
     lock->unlock();
     oxa::host::reportFault(fault);
 }

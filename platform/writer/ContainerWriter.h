@@ -63,7 +63,7 @@ class ContainerWriter {
     void takeConfiguration(const Track& track, MediaBufferBase* buffer);
     status_t startSources(MetaData* params);
     void readTrack(Track* track);
-    void takeSample(AVPacket* packet);
+    void takeSample(AvPacketOwner packet);
     void writePacket(AVPacket* packet, std::unique_lock<std::mutex>* lock);
     void writeRest(std::unique_lock<std::mutex>* lock);
     void passEnds();

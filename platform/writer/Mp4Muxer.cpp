@@ -15,6 +15,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "ffmpeg/CodecTable.h"
+#include "ffmpeg/TimeBase.h"
+
 extern "C" {
 #include <libavutil/intreadwrite.h>
 #include <libavutil/opt.h>
@@ -24,7 +27,6 @@ namespace android {
 
 namespace {
 
-constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr int64_t kMaxPieceSize = 8 << 20;
 constexpr size_t kBoxHeaderSize = 8;
 constexpr size_t kLargeBoxHeaderSize = 16;
@@ -32,6 +34,14 @@ constexpr uint32_t kLargeSize = 1;
 
 bool isBox(const uint8_t* box, const char* type) {
     return memcmp(box + 4, type, 4) == 0;
+}
+
+bool isWritable(AVCodecID codec) {
+    for (AVCodecID known : {AV_CODEC_ID_H264, AV_CODEC_ID_HEVC, AV_CODEC_ID_MPEG4, AV_CODEC_ID_H263,
+                            AV_CODEC_ID_AAC, AV_CODEC_ID_AMR_NB, AV_CODEC_ID_AMR_WB}) {
+        if (codec == known) return true;
+    }
+    return false;
 }
 
 // What libavformat's muxer for 3GPP files writes, and its muxer for MP4 does not; and the reverse.
@@ -54,15 +64,10 @@ std::vector<uint8_t> largeBoxHeader(const char* type, uint32_t size, uint64_t la
 
 }  // namespace
 
-Mp4Muxer::~Mp4Muxer() {
-    avformat_free_context(mPieceMuxer);
-    avformat_free_context(mIndexMuxer);
-}
-
 bool Mp4Muxer::accepts(const char* mime,
                        const std::vector<std::unique_ptr<TrackDescription>>& others) const {
-    const AVCodecID codec = writableCodec(mime);
-    if (codec == AV_CODEC_ID_NONE) return false;
+    const AVCodecID codec = codecForMime(mime);
+    if (!isWritable(codec)) return false;
     return std::none_of(others.begin(), others.end(), [codec](const auto& other) {
         const AVCodecID present = other->parameters->codec_id;
         return (isOf3gppOnly(codec) && isOfMp4Only(present)) ||
@@ -110,15 +115,13 @@ int Mp4Muxer::openMuxer(AVFormatContext* muxer,
         if (result < 0) return result;
     }
     if (!mLocation.empty()) av_dict_set(&muxer->metadata, "location", mLocation.c_str(), 0);
-    AVDictionary* options = nullptr;
-    av_dict_set(&options, "movflags", flags, 0);
-    av_dict_set(&options, "brand", "isom", 0);
-    av_dict_set(&options, "use_editlist", "1", 0);
-    av_dict_set_int(&options, "movie_timescale", kMovieTimeScale, 0);
-    av_dict_set_int(&options, "video_track_timescale", 90000, 0);
-    const int result = avformat_write_header(muxer, &options);
-    av_dict_free(&options);
-    return result;
+    AvDictionaryOwner options;
+    av_dict_set(options.address(), "movflags", flags, 0);
+    av_dict_set(options.address(), "brand", "isom", 0);
+    av_dict_set(options.address(), "use_editlist", "1", 0);
+    av_dict_set_int(options.address(), "movie_timescale", kMovieTimeScale, 0);
+    av_dict_set_int(options.address(), "video_track_timescale", 90000, 0);
+    return avformat_write_header(muxer, options.address());
 }
 
 // Samples go to the file as they come, other boxes when they are whole.
@@ -257,7 +260,7 @@ int Mp4Muxer::indexLast(size_t track) {
     const Sample& sample = mTracks[track].last;
     const int64_t position = std::exchange(mTracks[track].lastPosition, -1);
     if (position < 0) return 0;
-    AVPacket* packet = av_packet_alloc();
+    const AvPacketOwner packet(av_packet_alloc());
     if (packet == nullptr) return AVERROR(ENOMEM);
     packet->data = zeros(sample.size);
     packet->size = sample.size;
@@ -270,7 +273,6 @@ int Mp4Muxer::indexLast(size_t track) {
     avio_seek(mIndexStream->context(), position, SEEK_SET);
     if (result >= 0) result = av_write_frame(mIndexMuxer, packet);
     packet->data = nullptr;
-    av_packet_free(&packet);
     return result;
 }
 

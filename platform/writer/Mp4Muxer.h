@@ -28,8 +28,6 @@ class Mp4Muxer : public ContainerMuxer {
   public:
     static constexpr int kMovieTimeScale = 10000;
 
-    ~Mp4Muxer() override;
-
     // Before open.
     void setPieceDurationUs(int64_t durationUs) { mPieceDurationUs = durationUs; }
     // ISO 6709.
@@ -91,8 +89,8 @@ class Mp4Muxer : public ContainerMuxer {
 
     std::unique_ptr<MuxerStream> mPieceStream;
     std::unique_ptr<MuxerStream> mIndexStream;
-    AVFormatContext* mPieceMuxer = nullptr;
-    AVFormatContext* mIndexMuxer = nullptr;
+    AvMuxerOwner mPieceMuxer;  // these go before their streams
+    AvMuxerOwner mIndexMuxer;
     bool mOpen = false;
     const char* mFormat = "mp4";  // libavformat's name
     std::vector<Track> mTracks;

@@ -19,13 +19,9 @@ constexpr int kBufferSize = 65536;
 }  // namespace
 
 MuxerStream::MuxerStream(bool seekable, Sink sink) : mSink(std::move(sink)) {
-    mContext = avio_alloc_context(static_cast<unsigned char*>(av_malloc(kBufferSize)), kBufferSize,
-                                  1, this, nullptr, writePacket, seekable ? seek : nullptr);
-}
-
-MuxerStream::~MuxerStream() {
-    av_freep(&mContext->buffer);
-    avio_context_free(&mContext);
+    mContext.reset(avio_alloc_context(static_cast<unsigned char*>(av_malloc(kBufferSize)),
+                                      kBufferSize, 1, this, nullptr, writePacket,
+                                      seekable ? seek : nullptr));
 }
 
 int MuxerStream::writePacket(void* opaque, uint8_t* buffer, int size) {
@@ -42,9 +38,9 @@ int64_t MuxerStream::seek(void* opaque, int64_t offset, int whence) {
     return offset;
 }
 
-AVFormatContext* newMuxer(const char* format, MuxerStream* stream) {
-    AVFormatContext* context = nullptr;
-    if (avformat_alloc_output_context2(&context, nullptr, format, nullptr) < 0) return nullptr;
+AvMuxerOwner newMuxer(const char* format, MuxerStream* stream) {
+    AvMuxerOwner context;
+    if (avformat_alloc_output_context2(context.address(), nullptr, format, nullptr) < 0) return {};
     context->pb = stream->context();
     context->flags |= AVFMT_FLAG_CUSTOM_IO;
     // Times are written as they come: a shift would move one track against what its source says.

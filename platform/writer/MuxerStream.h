@@ -8,9 +8,7 @@
 
 #include <functional>
 
-extern "C" {
-#include <libavformat/avformat.h>
-}
+#include "ffmpeg/AvOwner.h"
 
 namespace android {
 
@@ -21,7 +19,6 @@ class MuxerStream {
     using Sink = std::function<int(int64_t position, const uint8_t* data, int size)>;
 
     MuxerStream(bool seekable, Sink sink);
-    ~MuxerStream();
 
     // Valid as long as this object.
     AVIOContext* context() { return mContext; }
@@ -34,10 +31,10 @@ class MuxerStream {
 
     const Sink mSink;
     int64_t mPosition = 0;
-    AVIOContext* mContext;
+    AvStreamOwner mContext;
 };
 
 // A muxer that writes into `stream`, with no streams yet; null without memory.
-AVFormatContext* newMuxer(const char* format, MuxerStream* stream);
+AvMuxerOwner newMuxer(const char* format, MuxerStream* stream);
 
 }  // namespace android

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 
+#include "ffmpeg/TimeBase.h"
 #include "media/AvcStream.h"
 
 extern "C" {
@@ -21,7 +22,6 @@ namespace android {
 
 namespace {
 
-constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr size_t kLengthSize = 4;
 
 bool isSet(MediaBufferBase* buffer, uint32_t key) {
@@ -34,18 +34,18 @@ bool startsWithStartCode(const uint8_t* data, size_t size) {
            (data[2] == 1 || (data[2] == 0 && data[3] == 1));
 }
 
-AVPacket* newPacket(size_t size) {
-    AVPacket* packet = av_packet_alloc();
+AvPacketOwner newPacket(size_t size) {
+    AvPacketOwner packet(av_packet_alloc());
     CHECK(packet != nullptr && av_new_packet(packet, static_cast<int>(size)) == 0);
     return packet;
 }
 
-AVPacket* lengthPrefixed(const uint8_t* data, size_t size) {
+AvPacketOwner lengthPrefixed(const uint8_t* data, size_t size) {
     const std::vector<NalUnit> units = splitAnnexB(data, size);
     size_t total = 0;
     for (const NalUnit& unit : units)
         total += kLengthSize + unit.size;
-    AVPacket* const packet = newPacket(total);
+    AvPacketOwner packet = newPacket(total);
     uint8_t* out = packet->data;
     for (const NalUnit& unit : units) {
         AV_WB32(out, static_cast<uint32_t>(unit.size));
@@ -60,10 +60,10 @@ AVPacket* lengthPrefixed(const uint8_t* data, size_t size) {
 SampleConverter::SampleConverter(const TrackDescription& track, int streamIndex, AvcForm form)
     : mTrack(track), mStreamIndex(streamIndex), mForm(form), mDuration(track.nominalDuration) {}
 
-AVPacket* SampleConverter::convert(MediaBufferBase* buffer) {
-    if (!isWanted(buffer)) return nullptr;
+AvPacketOwner SampleConverter::convert(MediaBufferBase* buffer) {
+    if (!isWanted(buffer)) return {};
     const auto* data = static_cast<const uint8_t*>(buffer->data()) + buffer->range_offset();
-    AVPacket* const packet = copyData(data, buffer->range_length());
+    AvPacketOwner packet = copyData(data, buffer->range_length());
     packet->stream_index = mStreamIndex;
     if (!mTrack.isVideo() || isSet(buffer, kKeyIsSyncFrame)) packet->flags |= AV_PKT_FLAG_KEY;
     setTimes(buffer, packet);
@@ -79,12 +79,12 @@ bool SampleConverter::isWanted(MediaBufferBase* buffer) {
     return mSyncSeen || !mTrack.isVideo();
 }
 
-AVPacket* SampleConverter::copyData(const uint8_t* data, size_t size) const {
+AvPacketOwner SampleConverter::copyData(const uint8_t* data, size_t size) const {
     if (mTrack.hasNalUnits() && mForm == AvcForm::kLengthPrefixed &&
         startsWithStartCode(data, size)) {
         return lengthPrefixed(data, size);
     }
-    AVPacket* const packet = newPacket(size);
+    AvPacketOwner packet = newPacket(size);
     memcpy(packet->data, data, size);
     return packet;
 }

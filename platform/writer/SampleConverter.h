@@ -16,10 +16,10 @@ class SampleConverter {
     // `track` must outlive the converter.
     SampleConverter(const TrackDescription& track, int streamIndex, AvcForm form);
 
-    // A copy of the sample, owned by the caller, with times in the track's base that always rise.
+    // A copy of the sample, with times in the track's base that always rise.
     // Null for what is not written: empty buffers, codec configuration (the track's description
     // has it), and pictures before the first sync frame. A buffer without kKeyTime is fatal.
-    AVPacket* convert(MediaBufferBase* buffer);
+    AvPacketOwner convert(MediaBufferBase* buffer);
 
     int streamIndex() const { return mStreamIndex; }
 
@@ -27,7 +27,7 @@ class SampleConverter {
     DISALLOW_EVIL_CONSTRUCTORS(SampleConverter);
 
     bool isWanted(MediaBufferBase* buffer);
-    AVPacket* copyData(const uint8_t* data, size_t size) const;
+    AvPacketOwner copyData(const uint8_t* data, size_t size) const;
     void setTimes(MediaBufferBase* buffer, AVPacket* packet);
 
     const TrackDescription& mTrack;

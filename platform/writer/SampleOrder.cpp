@@ -4,6 +4,9 @@
 #include "writer/SampleOrder.h"
 
 #include <algorithm>
+#include <utility>
+
+#include "ffmpeg/TimeBase.h"
 
 extern "C" {
 #include <libavutil/mathematics.h>
@@ -13,7 +16,6 @@ namespace android {
 
 namespace {
 
-constexpr AVRational kMicroseconds = {1, 1000000};
 constexpr int64_t kLeastPatienceUs = 500000;
 constexpr int64_t kMostLivePatienceUs = 1000000;
 constexpr int64_t kMostPatienceUs = 30000000;
@@ -33,13 +35,6 @@ SampleOrder::SampleOrder(const std::vector<AVRational>& timeBases, bool ofFiles)
     }
 }
 
-SampleOrder::~SampleOrder() {
-    for (Track& track : mTracks) {
-        while (!track.held.empty())
-            drop(&track);
-    }
-}
-
 int64_t SampleOrder::timeUs(const AVPacket& packet) const {
     return av_rescale_q(packet.dts, mTracks[packet.stream_index].timeBase, kMicroseconds);
 }
@@ -49,7 +44,7 @@ void SampleOrder::advanceClock(int64_t nowUs) {
     mLastNowUs = nowUs;
 }
 
-void SampleOrder::add(AVPacket* packet, int64_t nowUs) {
+void SampleOrder::add(AvPacketOwner packet, int64_t nowUs) {
     advanceClock(nowUs);
     Track& track = mTracks[packet->stream_index];
     const int64_t sampleUs = timeUs(*packet);
@@ -63,19 +58,19 @@ void SampleOrder::add(AVPacket* packet, int64_t nowUs) {
     track.clockUs = mClockUs;
     track.lastTimeUs = sampleUs;
     track.endUs = sampleUs + av_rescale_q(packet->duration, track.timeBase, kMicroseconds);
-    track.held.push_back(packet);
     mHeldBytes += packet->size;
+    track.held.push_back(std::move(packet));
 }
 
-AVPacket* SampleOrder::next() {
+AvPacketOwner SampleOrder::next() {
     Track* const track = earliest();
-    if (track == nullptr || (!isFull() && !isDue(*track))) return nullptr;
+    if (track == nullptr || (!isFull() && !isDue(*track))) return {};
     return take(track);
 }
 
-AVPacket* SampleOrder::nextOfRest() {
+AvPacketOwner SampleOrder::nextOfRest() {
     Track* const track = earliest();
-    return track != nullptr ? take(track) : nullptr;
+    return track != nullptr ? take(track) : AvPacketOwner();
 }
 
 SampleOrder::Track* SampleOrder::earliest() {
@@ -110,18 +105,16 @@ int64_t SampleOrder::reachUs(const Track& track) const {
     return track.begun ? track.lastTimeUs : INT64_MIN;
 }
 
-AVPacket* SampleOrder::take(Track* track) {
-    AVPacket* const packet = track->held.front();
+AvPacketOwner SampleOrder::take(Track* track) {
+    AvPacketOwner packet = std::move(track->held.front());
     track->held.pop_front();
     mHeldBytes -= packet->size;
     return packet;
 }
 
 void SampleOrder::drop(Track* track) {
-    AVPacket* packet = track->held.back();
+    mHeldBytes -= track->held.back()->size;
     track->held.pop_back();
-    mHeldBytes -= packet->size;
-    av_packet_free(&packet);
 }
 
 void SampleOrder::cut() {

@@ -10,9 +10,7 @@
 #include <deque>
 #include <vector>
 
-extern "C" {
-#include <libavcodec/packet.h>
-}
+#include "ffmpeg/AvOwner.h"
 
 namespace android {
 
@@ -38,21 +36,20 @@ class SampleOrder {
 
     // `ofFiles`: nobody loses patience, and the order depends on the samples alone.
     SampleOrder(const std::vector<AVRational>& timeBases, bool ofFiles);
-    ~SampleOrder();
 
-    // Takes the packet over. Its decoding times rise within a track.
-    void add(AVPacket* packet, int64_t nowUs);
+    // Decoding times rise within a track.
+    void add(AvPacketOwner packet, int64_t nowUs);
     // No more samples come from that track.
     void end(int track) { mTracks[track].ended = true; }
     // Whether no more is to be held.
     bool isFull() const { return mHeldBytes > kMaxHeldBytes; }
-    // What may be written now, which is the caller's then; null while all wait.
-    AVPacket* next();
+    // What may be written now; null while all wait.
+    AvPacketOwner next();
     // Until `nowUs` the output was waited for: that is nobody's delay.
     void skipTime(int64_t nowUs) { mLastNowUs = nowUs; }
 
     // The end, in order and without waiting.
-    AVPacket* nextOfRest();
+    AvPacketOwner nextOfRest();
     // Drops what lies behind the end of the track that has come least far; of a track without
     // samples that is everything.
     void cut();
@@ -64,7 +61,7 @@ class SampleOrder {
         AVRational timeBase;
         bool ended = false;
         bool begun = false;
-        std::deque<AVPacket*> held;
+        std::deque<AvPacketOwner> held;
         int64_t lastTimeUs = 0;  // of the last sample that came
         int64_t endUs = 0;       // its end
         int64_t clockUs = 0;     // when it came
@@ -76,12 +73,12 @@ class SampleOrder {
     Track* earliest();
     bool isDue(const Track& track) const;
     int64_t reachUs(const Track& track) const;
-    AVPacket* take(Track* track);
+    AvPacketOwner take(Track* track);
     void advanceClock(int64_t nowUs);
     void drop(Track* track);
 
     const bool mOfFiles;
-    std::vector<Track> mTracks;
+    std::deque<Track> mTracks;
     size_t mHeldBytes = 0;
     bool mBegun = false;
     bool mLive = true;         // as far as is known

@@ -5,19 +5,17 @@
 
 #include <media/stagefright/MediaErrors.h>
 #include <media/stagefright/MetaDataBase.h>
-#include <media/stagefright/foundation/MediaDefs.h>
-#include <string.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <vector>
 
+#include "ffmpeg/CodecTable.h"
+#include "ffmpeg/SampleForm.h"
 #include "media/AvcStream.h"
 #include "media/Esds.h"
 
 extern "C" {
 #include <libavutil/display.h>
-#include <libavutil/mem.h>
 }
 
 namespace android {
@@ -26,29 +24,6 @@ namespace {
 
 constexpr AVRational kPictureTimeBase = {1, 90000};
 constexpr int32_t kUnknownFrameRate = 30;
-
-struct WritableType {
-    const char* mime;
-    AVMediaType kind;
-    AVCodecID codec;
-    int samplesPerFrame;
-};
-
-const WritableType* findType(const char* mime) {
-    static const WritableType kTypes[] = {
-            {MEDIA_MIMETYPE_VIDEO_AVC, AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_H264, 0},
-            {MEDIA_MIMETYPE_VIDEO_HEVC, AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_HEVC, 0},
-            {MEDIA_MIMETYPE_VIDEO_MPEG4, AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_MPEG4, 0},
-            {MEDIA_MIMETYPE_VIDEO_H263, AVMEDIA_TYPE_VIDEO, AV_CODEC_ID_H263, 0},
-            {MEDIA_MIMETYPE_AUDIO_AAC, AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_AAC, 1024},
-            {MEDIA_MIMETYPE_AUDIO_AMR_NB, AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_AMR_NB, 160},
-            {MEDIA_MIMETYPE_AUDIO_AMR_WB, AVMEDIA_TYPE_AUDIO, AV_CODEC_ID_AMR_WB, 320},
-    };
-    for (const WritableType& type : kTypes) {
-        if (strcasecmp(type.mime, mime) == 0) return &type;
-    }
-    return nullptr;
-}
 
 std::vector<uint8_t> findBytes(const MetaDataBase& meta, uint32_t key) {
     uint32_t type = 0;
@@ -72,13 +47,6 @@ std::vector<uint8_t> decoderConfiguration(const MetaDataBase& meta, AVCodecID co
 
 bool needsConfiguration(AVCodecID codec) {
     return codec == AV_CODEC_ID_HEVC || codec == AV_CODEC_ID_AAC || codec == AV_CODEC_ID_MPEG4;
-}
-
-void setConfiguration(const std::vector<uint8_t>& extra, AVCodecParameters* parameters) {
-    parameters->extradata =
-            static_cast<uint8_t*>(av_mallocz(extra.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-    parameters->extradata_size = static_cast<int>(extra.size());
-    if (!extra.empty()) memcpy(parameters->extradata, extra.data(), extra.size());
 }
 
 bool describeVideo(const MetaDataBase& meta, TrackDescription* track) {
@@ -111,19 +79,14 @@ bool describeAudio(const MetaDataBase& meta, int samplesPerFrame, TrackDescripti
 
 }  // namespace
 
-AVCodecID writableCodec(const char* mime) {
-    const WritableType* const type = findType(mime);
-    return type != nullptr ? type->codec : AV_CODEC_ID_NONE;
-}
-
 status_t describeTrack(const MetaDataBase& meta, AvcForm form, TrackDescription* track) {
     const char* mime = nullptr;
     if (!meta.findCString(kKeyMIMEType, &mime)) return ERROR_UNSUPPORTED;
-    const WritableType* const type = findType(mime);
+    const CodecRow* const type = findCodec(mime);
     if (type == nullptr) return ERROR_UNSUPPORTED;
 
     track->parameters.reset(avcodec_parameters_alloc());
-    AVCodecParameters* const parameters = track->parameters.get();
+    AVCodecParameters* const parameters = track->parameters;
     parameters->codec_type = type->kind;
     parameters->codec_id = type->codec;
     const bool complete = track->isVideo() ? describeVideo(meta, track)
@@ -133,7 +96,7 @@ status_t describeTrack(const MetaDataBase& meta, AvcForm form, TrackDescription*
 
     const std::vector<uint8_t> extra = decoderConfiguration(meta, type->codec, form);
     if (!complete || (extra.empty() && needsConfiguration(type->codec))) return ERROR_MALFORMED;
-    setConfiguration(extra, parameters);
+    setCodecData(extra, parameters);
     return OK;
 }
 
@@ -141,15 +104,14 @@ bool completeTrack(const uint8_t* annexB, size_t size, AvcForm form, TrackDescri
     std::vector<uint8_t> extra = makeAvcConfiguration(annexB, size);
     if (extra.empty()) return false;
     if (form == AvcForm::kAnnexB) extra = annexBFromAvcConfiguration(extra.data(), extra.size());
-    av_freep(&track->parameters->extradata);
-    setConfiguration(extra, track->parameters.get());
+    setCodecData(extra, track->parameters);
     return true;
 }
 
 int addStream(AVFormatContext* muxer, const TrackDescription& track, int rotation) {
     AVStream* const stream = avformat_new_stream(muxer, nullptr);
     if (stream == nullptr) return AVERROR(ENOMEM);
-    const int result = avcodec_parameters_copy(stream->codecpar, track.parameters.get());
+    const int result = avcodec_parameters_copy(stream->codecpar, track.parameters);
     if (result < 0) return result;
     stream->time_base = track.timeBase;
     if (!track.isVideo() || rotation == 0) return 0;

@@ -7,11 +7,7 @@
 #include <stdint.h>
 #include <utils/Errors.h>
 
-#include <memory>
-
-extern "C" {
-#include <libavformat/avformat.h>
-}
+#include "ffmpeg/AvOwner.h"
 
 namespace android {
 
@@ -23,11 +19,7 @@ enum class AvcForm {
 
 // A track as a muxer needs it.
 struct TrackDescription {
-    struct ParametersDeleter {
-        void operator()(AVCodecParameters* p) const { avcodec_parameters_free(&p); }
-    };
-
-    std::unique_ptr<AVCodecParameters, ParametersDeleter> parameters;
+    AvParametersOwner parameters;
     AVRational timeBase = {1, 90000};
     int64_t nominalDuration = 0;  // of a sample, in timeBase
 
@@ -38,9 +30,6 @@ struct TrackDescription {
     // False for H.264 whose parameter sets have not come yet.
     bool isComplete() const { return !isAvc() || parameters->extradata_size > 0; }
 };
-
-// AV_CODEC_ID_NONE for a MIME type that no writer knows.
-AVCodecID writableCodec(const char* mime);
 
 // ERROR_UNSUPPORTED for a MIME type that is not known here, ERROR_MALFORMED when sizes or what the
 // decoder needs are missing. Parameter sets of H.264 may come later.

@@ -14,10 +14,6 @@ constexpr int kDecoderDelayUs = 700000;
 
 }  // namespace
 
-TsMuxer::~TsMuxer() {
-    avformat_free_context(mMuxer);
-}
-
 bool TsMuxer::accepts(const char* mime,
                       const std::vector<std::unique_ptr<TrackDescription>>& /*others*/) const {
     return strcasecmp(mime, MEDIA_MIMETYPE_VIDEO_AVC) == 0 ||
@@ -40,11 +36,10 @@ int TsMuxer::open(WriterOutput* output,
         if (result < 0) return result;
         mTimeBases.push_back(track->timeBase);
     }
-    AVDictionary* options = nullptr;
-    av_dict_set(&options, "mpegts_pmt_start_pid", "480", 0);
-    av_dict_set(&options, "mpegts_start_pid", "481", 0);
-    const int result = avformat_write_header(mMuxer, &options);
-    av_dict_free(&options);
+    AvDictionaryOwner options;
+    av_dict_set(options.address(), "mpegts_pmt_start_pid", "480", 0);
+    av_dict_set(options.address(), "mpegts_start_pid", "481", 0);
+    const int result = avformat_write_header(mMuxer, options.address());
     mOpen = result >= 0;
     return result;
 }

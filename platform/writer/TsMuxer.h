@@ -11,8 +11,6 @@ namespace android {
 // MPEG-2 transport stream. Tracks are interleaved with at most a second of delay.
 class TsMuxer : public ContainerMuxer {
   public:
-    ~TsMuxer() override;
-
     bool accepts(const char* mime,
                  const std::vector<std::unique_ptr<TrackDescription>>& others) const override;
     AvcForm avcForm() const override { return AvcForm::kAnnexB; }
@@ -24,7 +22,7 @@ class TsMuxer : public ContainerMuxer {
   private:
     WriterOutput* mOutput = nullptr;
     std::unique_ptr<MuxerStream> mStream;
-    AVFormatContext* mMuxer = nullptr;
+    AvMuxerOwner mMuxer;  // goes before its stream
     bool mOpen = false;
     std::vector<AVRational> mTimeBases;  // of the tracks
 };

@@ -18,10 +18,6 @@ namespace android {
 
 FilterGraph::FilterGraph() : mGraph(avfilter_graph_alloc()) {}
 
-FilterGraph::~FilterGraph() {
-    avfilter_graph_free(&mGraph);
-}
-
 int FilterGraph::open(const std::string& chain, const AVFrame& frame, AVRational timeBase,
                       std::unique_ptr<PictureFilter>* filter) {
     std::unique_ptr<FilterGraph> graph(new FilterGraph);
@@ -51,14 +47,12 @@ int FilterGraph::addEnds(const AVFrame& frame, AVRational timeBase) {
 }
 
 int FilterGraph::addChain(const std::string& chain) {
-    AVFilterInOut* outputs = avfilter_inout_alloc();
-    AVFilterInOut* inputs = avfilter_inout_alloc();
+    AvFilterEndsOwner outputs(avfilter_inout_alloc());
+    AvFilterEndsOwner inputs(avfilter_inout_alloc());
     *outputs = {av_strdup("in"), mSource, 0, nullptr};
     *inputs = {av_strdup("out"), mSink, 0, nullptr};
-    const int err = avfilter_graph_parse_ptr(mGraph, chain.c_str(), &inputs, &outputs, nullptr);
-    avfilter_inout_free(&inputs);
-    avfilter_inout_free(&outputs);
-    return err;
+    return avfilter_graph_parse_ptr(mGraph, chain.c_str(), inputs.address(), outputs.address(),
+                                    nullptr);
 }
 
 int FilterGraph::push(AVFrame* frame) {

@@ -8,9 +8,7 @@
 
 #include "ffmpeg/PictureFilter.h"
 
-extern "C" {
-#include <libavfilter/avfilter.h>
-}
+#include "modules/filters/AvFilterOwner.h"
 
 namespace android {
 
@@ -19,7 +17,6 @@ class FilterGraph : public PictureFilter {
   public:
     static int open(const std::string& chain, const AVFrame& frame, AVRational timeBase,
                     std::unique_ptr<PictureFilter>* filter);
-    ~FilterGraph() override;
     FilterGraph(const FilterGraph&) = delete;
     FilterGraph& operator=(const FilterGraph&) = delete;
 
@@ -34,7 +31,7 @@ class FilterGraph : public PictureFilter {
     int addEnds(const AVFrame& frame, AVRational timeBase);
     int addChain(const std::string& chain);
 
-    AVFilterGraph* mGraph;
+    AvFilterGraphOwner mGraph;
     AVFilterContext* mSource = nullptr;  // the graph's, like mSink
     AVFilterContext* mSink = nullptr;
 };

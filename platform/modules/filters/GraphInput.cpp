@@ -4,7 +4,10 @@
 #define LOG_TAG "GraphInput"
 
 #include "modules/filters/GraphInput.h"
+
 #include "ffmpeg/AvLog.h"
+#include "ffmpeg/TimeBase.h"
+#include "modules/filters/AvFilterOwner.h"
 
 extern "C" {
 #include <libavfilter/avfilter.h>
@@ -16,8 +19,6 @@ namespace android {
 
 namespace {
 
-constexpr AVRational kMicroseconds = {1, 1000000};
-
 // A filter graph without inputs. Only the first output of the kind is asked for frames, so that
 // making the others costs nothing.
 class GraphInput : public LiveInput {
@@ -25,19 +26,16 @@ class GraphInput : public LiveInput {
     explicit GraphInput(LiveKind kind) : mKind(kind), mGraph(avfilter_graph_alloc()) {
         routeAvLog();
     }
-    ~GraphInput() override { avfilter_graph_free(&mGraph); }
 
     int open(const std::string& text) {
         if (mGraph == nullptr) return AVERROR(ENOMEM);
-        AVFilterInOut* inputs = nullptr;
-        AVFilterInOut* outputs = nullptr;
-        int err = avfilter_graph_parse2(mGraph, text.c_str(), &inputs, &outputs);
+        AvFilterEndsOwner inputs;
+        AvFilterEndsOwner outputs;
+        int err = avfilter_graph_parse2(mGraph, text.c_str(), inputs.address(), outputs.address());
         if (err >= 0 && inputs != nullptr) err = AVERROR(EINVAL);
         for (AVFilterInOut* out = outputs; out != nullptr && err >= 0; out = out->next) {
             err = connect(out);
         }
-        avfilter_inout_free(&inputs);
-        avfilter_inout_free(&outputs);
         if (err >= 0 && mSink == nullptr) err = AVERROR_STREAM_NOT_FOUND;
         return err < 0 ? err : avfilter_graph_config(mGraph, nullptr);
     }
@@ -92,7 +90,7 @@ class GraphInput : public LiveInput {
     }
 
     const LiveKind mKind;
-    AVFilterGraph* mGraph;
+    const AvFilterGraphOwner mGraph;
     AVFilterContext* mSink = nullptr;  // the graph's
 };
 

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 
+#include "base/Monotonic.h"
 #include "modules/sdl/SdlSubsystemLock.h"
 
 namespace android {

@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "audio/SoundOutputChoice.h"
+#include "base/Monotonic.h"
 #include "support/FaultLog.h"
 #include "support/Test.h"
 

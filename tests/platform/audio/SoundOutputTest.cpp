@@ -10,6 +10,7 @@
 #include <cstdlib>
 
 #include "audio/SoundSink.h"
+#include "base/Monotonic.h"
 #include "support/FaultLog.h"
 #include "support/Sound.h"
 #include "support/Test.h"

@@ -4,6 +4,8 @@
 #include "support/Test.h"
 #include "writer/SampleOrder.h"
 
+#include <utility>
+
 namespace android {
 namespace {
 
@@ -15,12 +17,12 @@ constexpr int64_t kFrameUs = 20000;
 class SampleOrderTest : public testing::Test {
   protected:
     void add(int track, int64_t timeUs, int size = 100) {
-        AVPacket* packet = av_packet_alloc();
+        AvPacketOwner packet(av_packet_alloc());
         ASSERT_EQ(av_new_packet(packet, size), 0);
         packet->stream_index = track;
         packet->dts = packet->pts = timeUs;
         packet->duration = kFrameUs;
-        mOrder.add(packet, mNowUs);
+        mOrder.add(std::move(packet), mNowUs);
     }
     // Samples from `fromUs` up to `toUs`, as they come from a live source or all at once. What may
     // be written is written.
@@ -32,13 +34,12 @@ class SampleOrderTest : public testing::Test {
         }
     }
     void drain() {
-        while (AVPacket* packet = mOrder.next())
-            take(packet);
+        while (const AvPacketOwner packet = mOrder.next())
+            take(*packet);
     }
-    void take(AVPacket* packet) {
-        mWrittenUs[packet->stream_index] = packet->dts;
-        mText += packet->stream_index == kPicture ? 'p' : 's';
-        av_packet_free(&packet);
+    void take(const AVPacket& packet) {
+        mWrittenUs[packet.stream_index] = packet.dts;
+        mText += packet.stream_index == kPicture ? 'p' : 's';
     }
     // How far the sound is written.
     int64_t soundUs() const { return mWrittenUs[kSound]; }
@@ -170,20 +171,16 @@ TEST_F(SampleOrderTest, aCutEndsAllWhereTheShortestEnds) {
     add(kPicture, 30000);
     addSpan(kSound, 0, 1000000, false);
     mOrder.cut();
-    AVPacket* last = nullptr;
-    while (AVPacket* packet = mOrder.nextOfRest()) {
-        av_packet_free(&last);
-        last = packet;
-    }
-    ASSERT_NE(last, nullptr);
-    EXPECT_EQ(last->dts + last->duration, 50000);
-    av_packet_free(&last);
+    int64_t endUs = 0;
+    while (const AvPacketOwner packet = mOrder.nextOfRest())
+        endUs = packet->dts + packet->duration;
+    EXPECT_EQ(endUs, 50000);
 
     SampleOrder onlySound({{1, 1000000}, {1, 1000000}}, false);
-    AVPacket* packet = av_packet_alloc();
+    AvPacketOwner packet(av_packet_alloc());
     packet->stream_index = kSound;
     packet->dts = packet->pts = 0;
-    onlySound.add(packet, 0);
+    onlySound.add(std::move(packet), 0);
     onlySound.cut();
     EXPECT_EQ(onlySound.nextOfRest(), nullptr) << "a track that never came";
 }
