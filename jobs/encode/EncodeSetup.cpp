@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <map>
 
 namespace oxa::jobs {
 
@@ -16,14 +17,18 @@ namespace {
 constexpr int32_t kSoundBitRate = 128'000;
 constexpr int32_t kWideSoundBitRate = 384'000;
 
-std::string extensionOf(const std::string& path) {
-    const size_t slash = path.rfind('/');
-    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-    const size_t dot = name.rfind('.');
-    std::string extension = dot == std::string::npos ? "" : name.substr(dot);
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char letter) { return std::tolower(letter); });
-    return extension;
+std::optional<Container> containerByName(const std::string& path) {
+    static const std::map<std::string, Container> kContainers = {
+            {".mp4", Container::kMp4},      {".m4v", Container::kMp4},
+            {".m4a", Container::kMp4},      {".ts", Container::kMpeg2Ts},
+            {".m2ts", Container::kMpeg2Ts}, {".mts", Container::kMpeg2Ts}};
+    const auto entry = kContainers.find(extensionOf(path));
+    if (entry == kContainers.end()) return std::nullopt;
+    return entry->second;
+}
+
+std::string formatName(Container container) {
+    return container == Container::kMp4 ? "mp4" : "ts";
 }
 
 bool isPictureSide(int32_t side) {
@@ -66,6 +71,16 @@ std::optional<Failure> checkValues(const EncodeOptions& options) {
 
 }  // namespace
 
+std::string extensionOf(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    const size_t dot = name.rfind('.');
+    std::string extension = dot == std::string::npos ? "" : name.substr(dot);
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char letter) { return std::tolower(letter); });
+    return extension;
+}
+
 void setRates(const EncodeOptions& options, int32_t channels) {
     host::setEncoderQuality(options.quality);
     const bool isWide = channels > 2;
@@ -86,10 +101,7 @@ bool isWithin(const std::optional<int32_t>& value, int32_t lowest, int32_t highe
 std::optional<Container> chooseContainer(const EncodeOptions& options) {
     if (options.container) return options.container;
     if (options.outputDescriptor >= 0) return Container::kMpeg2Ts;
-    const std::string extension = extensionOf(options.output);
-    if (extension == ".mp4" || extension == ".m4v") return Container::kMp4;
-    if (extension == ".ts" || extension == ".m2ts") return Container::kMpeg2Ts;
-    return std::nullopt;
+    return containerByName(options.output);
 }
 
 std::optional<Failure> setUpEncoding(const EncodeOptions& options, Container* container) {
@@ -97,10 +109,16 @@ std::optional<Failure> setUpEncoding(const EncodeOptions& options, Container* co
     if (!chosen) {
         return Failure{FailureKind::kOptions,
                        "cannot tell the container of '" + options.output +
-                               "' by its name: use .mp4, .m4v, .ts or .m2ts",
+                               "' by its name: use .mp4, .m4v, .m4a, .ts, .m2ts or .mts",
                        Hint::kNameContainer};
     }
     *container = *chosen;
+    const bool isNamed = options.outputDescriptor < 0;
+    const Container named = containerByName(options.output).value_or(*chosen);
+    if (isNamed && named != *chosen) {
+        return wrongOption("format", formatName(*chosen),
+                           formatName(named) + ", as '" + options.output + "' is named");
+    }
     if (options.preset && !host::setEncoderPreset(*options.preset)) {
         return wrongOption("preset", *options.preset, "a name from ultrafast to placebo");
     }

@@ -20,6 +20,9 @@ Failure wrongOption(const std::string& option, const std::string& value,
 // Whether a number that may be missing is within these bounds, both included.
 bool isWithin(const std::optional<int32_t>& value, int32_t lowest, int32_t highest);
 
+// ".mp4" of "films/A.MP4", in lower case; empty without one.
+std::string extensionOf(const std::string& path);
+
 // The container that the options or the output's name ask for.
 std::optional<Container> chooseContainer(const EncodeOptions& options);
 

@@ -19,7 +19,7 @@ constexpr int32_t kMostChannels = 8;
 class PlayWork {
   public:
     PlayWork(const PlayOptions& options, JobContext& context)
-        : mOptions(options), mContext(context) {}
+        : mOptions(options), mContext(context), mInput(&context.cancelled()) {}
 
     Result run() {
         if (auto failure = work()) mResult.failure = *failure;

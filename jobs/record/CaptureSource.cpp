@@ -70,13 +70,13 @@ std::string escaped(const std::string& text, const std::string& special) {
 // A named pipe would hold whoever opens it.
 std::optional<Failure> checkFile(const std::string& source) {
     InputFile file;
-    return isFile(source) ? file.open(source) : std::nullopt;
+    return isFile(source) ? file.openPath(source) : std::nullopt;
 }
 
 std::optional<int64_t> pictureLengthUs(const std::string& path) {
     InputFile file;
     std::vector<Track> tracks;
-    if (file.open(path) || readTracks(file, &tracks)) return std::nullopt;
+    if (file.openPath(path) || readTracks(file, &tracks)) return std::nullopt;
     const auto picture = std::find_if(tracks.begin(), tracks.end(),
                                       [](const Track& track) { return track.isVideo; });
     return picture == tracks.end() ? std::nullopt : picture->durationUs;
@@ -87,6 +87,10 @@ std::optional<int64_t> pictureLengthUs(const std::string& path) {
 std::optional<Failure> checkSource(const LiveSource& source, Only only) {
     const std::string& name = source.name;
     if (auto failure = checkText(name)) return failure;
+    if (source.kind == LiveSource::Kind::kHdmi && isCameraDevice(name)) {
+        return wrongUsage(quoted(name) + " has no sound, which an HDMI signal has",
+                          Hint::kAsCamera);
+    }
     if (only != Only::kAudio && isSoundDevice(name)) {
         return wrongUsage(quoted(name) + " has no picture", Hint::kOnlySound);
     }
@@ -202,7 +206,8 @@ bool CaptureSource::isDevice() const {
 bool CaptureSource::isReadFrom(const std::string& path) const {
     for (const std::string& source : {name(), mSound}) {
         InputFile file;
-        if (!source.empty() && isFile(source) && !file.open(source) && file.isSameFileAs(path)) {
+        if (!source.empty() && isFile(source) && !file.openPath(source) &&
+            file.isSameFileAs(path)) {
             return true;
         }
     }

@@ -43,6 +43,15 @@ std::optional<Failure> checkLayout(const ContactSheetOptions& options) {
     return failure;
 }
 
+std::optional<Failure> checkName(const ContactSheetOptions& options) {
+    const std::string extension = extensionOf(options.output);
+    if (options.outputDescriptor >= 0 || extension.empty() || extension == ".png") {
+        return std::nullopt;
+    }
+    return Failure{FailureKind::kOptions,
+                   "'" + options.output + "': a contact sheet is a PNG, name it .png"};
+}
+
 // One sheet from its options to its result.
 class SheetWork {
   public:
@@ -51,6 +60,7 @@ class SheetWork {
           mContext(context),
           mLayout{options.columns, options.rows, options.width},
           mBeginUs(nowUs()),
+          mInput(&context.cancelled()),
           mOutput(&context.cancelled()) {}
 
     Result run();
@@ -93,6 +103,7 @@ Result SheetWork::run() {
 
 std::optional<Failure> SheetWork::work() {
     if (auto failure = checkLayout(mOptions)) return failure;
+    if (auto failure = checkName(mOptions)) return failure;
     if (auto failure = mInput.open(mOptions.input)) return failure;
     if (auto failure = chooseTracks(mInput, Only::kVideo, {}, mContext, &mTracks)) return failure;
     if (auto failure = chooseCell()) return failure;

@@ -9,12 +9,12 @@
 
 namespace oxa::jobs {
 
-ProbeResult probe(const std::string& path) {
+ProbeResult probe(const std::string& name) {
     const host::Session session;
     const host::SessionScope scope(session);
     ProbeResult result;
     InputFile input;
-    auto failure = input.open(path);
+    auto failure = input.open(name);
     if (!failure) failure = readTracks(input, &result.tracks);
     if (failure) result.failure = *failure;
     return result;

@@ -98,7 +98,7 @@ std::optional<int64_t> longestDurationUs(const std::vector<Track>& tracks) {
 std::optional<double> fileLengthSec(const std::string& path) {
     InputFile file;
     std::vector<Track> tracks;
-    if (file.open(path) || readTracks(file, &tracks)) return std::nullopt;
+    if (file.openPath(path) || readTracks(file, &tracks)) return std::nullopt;
     return longestDurationUs(tracks).value_or(0) / 1e6;
 }
 

@@ -21,7 +21,10 @@ namespace {
 class TranscodeWork {
   public:
     TranscodeWork(const TranscodeOptions& options, JobContext& context)
-        : mOptions(options), mContext(context), mOutput(&context.cancelled()) {}
+        : mOptions(options),
+          mContext(context),
+          mInput(&context.cancelled()),
+          mOutput(&context.cancelled()) {}
 
     Result run() {
         if (auto failure = work()) {

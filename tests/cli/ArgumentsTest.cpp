@@ -64,7 +64,7 @@ TEST_F(ArgumentsTest, wrongUsageIsOneLineAndExitTwo) {
         std::string begin;
         std::vector<const char*> ends;
     } kWrong[] = {
-            {"", {"", "dance", "transcode", "transcode in.mp4", "transcode -o out.mp4"}},
+            {"", {"dance", "transcode", "transcode in.mp4", "transcode -o out.mp4"}},
             {"probe", {"", " a b", " a --size 2x2"}},
             {"record --usb a", {"", " -o b.ts --profile high"}},
             {"camera --usb", {"", " a --fps 3"}},

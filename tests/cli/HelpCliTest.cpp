@@ -29,7 +29,7 @@ Words wordsOfHelp(std::vector<std::string> command, const std::string& pattern) 
 }
 
 Words optionsOf(const std::vector<std::string>& command) {
-    return wordsOfHelp(command, "^ +(?:-[a-z],)?(--[a-z-]+)");
+    return wordsOfHelp(command, "^ +(?:-[a-zA-Z],)?(--[a-z-]+)");
 }
 
 Words commands() {

@@ -1,6 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include "report/LogText.h"
 #include "report/ProgressText.h"
 #include "support/Test.h"
 
@@ -45,6 +46,23 @@ TEST(ProgressText, barNeverFillsTheTerminal) {
         EXPECT_EQ(std::regex_replace(coloured, std::regex("\033\\[[0-9;]*m"), ""), bar);
     }
     EXPECT_EQ(formatProgressBar(someNumbers(), 80, false).substr(0, 8), "[####---");
+}
+
+// What is not known yet is not shown as zero.
+TEST(ProgressText, showsNoRateBeforeThereIsOne) {
+    Progress numbers;
+    EXPECT_EQ(formatProgressLine(numbers), "0:00");
+    EXPECT_EQ(rateText(numbers, 2), "  0 dropped");
+    numbers.picturesPerSecond = 29.97;
+    EXPECT_EQ(rateText(numbers, 2), "  29.97 fps  0 dropped");
+    EXPECT_EQ(formatCount(1, "picture") + formatCount(2, ", time"), "1 picture2 , times");
+}
+
+TEST(LogText, hasColoursOnATerminalAlone) {
+    const std::string line = "\033[0;31m full \033[m \033[2J\n";
+    EXPECT_EQ(logText(line, false), " full  ?[2J?");
+    EXPECT_EQ(logText(line, true), "\033[0;31m full \033[m ?[2J?\033[0m");
+    EXPECT_EQ(logText("plain \033[3", true), "plain ?[3");
 }
 
 // A file name may hold any bytes; JSON may not.

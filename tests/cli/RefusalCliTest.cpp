@@ -79,7 +79,6 @@ TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
             {clip + " -o " + text + "/out.mp4", 4, "Not a directory"},
             {clip + " -o /proc/out.mp4", 4, "/proc/out.mp4"},
             {clip + " -o " + outputs.path() + " --format ts", 4, "Is a directory"},
-            {clip + " -o " + outputs.path() + "/", 2, "cannot tell the container"},
             {clip + " -o " + outputs.file("out.mkv"), 2, "cannot tell the container"},
             {clip + " -o - --format mp4", 4, "--format ts"},
 
@@ -97,6 +96,8 @@ TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
             {"record --usb v4l2:" + toMp4, 2, "after 'v4l2:'"},
             {"record --audio alsa: --usb " + kPicture + toMp4, 2, "after 'alsa:'"},
             {"record --usb alsa:default" + toMp4, 2, "picture"},
+            {"record --hdmi v4l2:/dev/video0" + toMp4, 2, "use it with --usb"},
+            {"camera --hdmi v4l2:/dev/video0", 2, "use it with --usb"},
             {"record --hdmi pulse:mic --only video" + toMp4, 2, "picture"},
             {"record --usb v4l2:/dev/video0 --only audio" + toMp4, 2, "--audio"},
             {"record --audio v4l2:/x --usb " + kPicture + toMp4, 2, "no sound"},

@@ -5,6 +5,9 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
+
 #include "arguments/Arguments.h"
 #include "commands/Command.h"
 #include "process/Exhaustion.h"
@@ -48,6 +51,10 @@ int main(int argc, char** argv) {
     writeFully(STDOUT_FILENO, parsed.standardOutput);
     Console::instance().usageError(parsed.standardError);
     if (parsed.command == nullptr) return static_cast<int>(parsed.code);
-    Console::instance().routePlatformLog(parsed.common.verbose);
+    if (!Console::instance().routePlatformLog(parsed.common.verbose, parsed.common.log)) {
+        Console::instance().error(
+                "", "cannot write '" + *parsed.common.log + "': " + std::strerror(errno));
+        return static_cast<int>(ExitCode::kOutput);
+    }
     return static_cast<int>(parsed.command->run(parsed.common));
 }

@@ -1,6 +1,9 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <dlfcn.h>
+
+#include "base/AlsaLog.h"
 #include "live/DeviceModule.h"
 
 extern "C" {
@@ -9,6 +12,15 @@ extern "C" {
 
 namespace android {
 
-extern "C" const DeviceModule oxaDevices = {avdevice_register_all};
+namespace {
+
+void registerDevices() {
+    avdevice_register_all();
+    routeAlsaLog(dlsym(RTLD_DEFAULT, kAlsaHandlerSetter));
+}
+
+}  // namespace
+
+extern "C" const DeviceModule oxaDevices = {registerDevices};
 
 }  // namespace android

@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdlib>
 
+#include "modules/sdl/SdlLog.h"
 #include "modules/sdl/SdlSubsystemLock.h"
 
 namespace android {
@@ -134,6 +135,7 @@ std::string SdlDisplayThread::startVideo() {
         // Never the drivers that would take the whole console.
         SDL_SetHint(SDL_HINT_VIDEODRIVER, isSet("DISPLAY") ? "x11,wayland" : "wayland");
     }
+    routeSdlLog();
     // Signals are the program's matter.
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_QUIT_ON_LAST_WINDOW_CLOSE, "0");

@@ -8,7 +8,9 @@
 
 #include <algorithm>
 
+#include "base/AlsaLog.h"
 #include "base/Monotonic.h"
+#include "modules/sdl/SdlLog.h"
 #include "modules/sdl/SdlSubsystemLock.h"
 
 namespace android {
@@ -19,18 +21,6 @@ namespace {
 constexpr int kDeviceFrames = 512;
 constexpr int kDeviceFramesAtHighRates = 1024;
 constexpr int kHighRate = 64000;
-
-void ignoreAlsaLine(const char* /*file*/, int /*line*/, const char* /*function*/, int /*error*/,
-                    const char* /*format*/, ...) {}
-
-// ALSA's library, where SDL has brought it in, prints several lines to standard error on a machine
-// without a sound card. SDL tells the same as a text.
-void silenceAlsa() {
-    using SetHandler = int (*)(decltype(&ignoreAlsaLine));
-    const auto setHandler =
-            reinterpret_cast<SetHandler>(dlsym(RTLD_DEFAULT, "snd_lib_error_set_handler"));
-    if (setHandler != nullptr) setHandler(ignoreAlsaLine);
-}
 
 class NoSource : public SoundSource {
   public:
@@ -62,7 +52,8 @@ status_t SdlSink::open(const SoundFormat& format, SoundSource* source) {
     mMap = channelMap(format.channels);
 
     std::lock_guard<std::mutex> lock(sdlSubsystemLock());
-    silenceAlsa();
+    routeAlsaLog(dlsym(RTLD_DEFAULT, kAlsaHandlerSetter));
+    routeSdlLog();
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     mInitialised = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0;
     if (mInitialised) {

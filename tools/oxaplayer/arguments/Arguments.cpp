@@ -12,6 +12,7 @@
 #include <memory>
 
 #include "arguments/ParsedOption.h"
+#include "arguments/Usage.h"
 
 namespace oxaplayer {
 
@@ -38,20 +39,6 @@ std::optional<Value> find(const std::map<std::string, Value>& table, const std::
     const auto entry = table.find(name);
     if (entry == table.end()) return std::nullopt;
     return entry->second;
-}
-
-// CLI11 may spread a message over lines; ours are one line.
-std::string oneLine(std::string text) {
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
-        text.pop_back();
-    std::replace(text.begin(), text.end(), '\n', ' ');
-    return text;
-}
-
-// The name of the command that the user chose, for messages; empty before one was chosen.
-std::string chosenName(const CLI::App& app) {
-    const auto chosen = app.get_subcommands();
-    return chosen.empty() ? "" : chosen.front()->get_name();
 }
 
 // Digits with a fraction, not negative.
@@ -265,38 +252,66 @@ void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
     app.add_flag("--force", options->replaceOutput, "Replace an existing OUTPUT");
 }
 
+namespace {
+
+void addCommonOptions(CLI::App& app, CommonOptions* common) {
+    app.set_version_flag("-V,--version", "oxaplayer " OXAPLAYER_VERSION);
+    app.add_flag("--json", common->json, "Events on standard output, one JSON object a line");
+    CLI::Option* quiet = app.add_flag("--quiet", common->quiet,
+                                      "Only errors, and one line if the input is damaged");
+    app.add_flag("--verbose", common->verbose, "Show the platform's log")->excludes(quiet);
+    app.add_option("--log", common->log, "Add the platform's log to this file")->type_name("FILE");
+    app.footer(
+            "Every command takes --json, --quiet, --verbose and --log FILE.\n"
+            "Exit codes: 0 done, 1 failed while running, 2 wrong usage, 3 input cannot be read,\n"
+            "4 output cannot be written, 130 interrupted.");
+}
+
+// What `help` and `help COMMAND` answer.
+void answerHelp(const CLI::App& app, const std::string& command, ParsedArguments* parsed) {
+    parsed->standardOutput = helpText(app, command);
+    if (!parsed->standardOutput.empty()) return;
+    parsed->code = ExitCode::kUsage;
+    parsed->standardError = "oxaplayer: help: " + unknownCommand(app, command) + "\n";
+}
+
+}  // namespace
+
 ParsedArguments parseArguments(const std::vector<std::string>& arguments,
                                const std::vector<std::unique_ptr<Command>>& commands) {
     ParsedArguments parsed;
     CLI::App app("Plays, transcodes and records.", "oxaplayer");
     app.require_subcommand(1);
     app.fallthrough();
-    app.set_version_flag("--version", "oxaplayer " OXAPLAYER_VERSION);
-    app.add_flag("--json", parsed.common.json, "Events on standard output, one JSON object a line");
-    app.add_flag("--quiet", parsed.common.quiet,
-                 "Only errors, and one line if the input is damaged");
-    app.add_flag("--verbose", parsed.common.verbose, "Show the platform's log");
-    app.footer(
-            "Exit codes: 0 done, 1 failed while running, 2 wrong usage, 3 input cannot be read,\n"
-            "4 output cannot be written, 130 interrupted.");
+    addCommonOptions(app, &parsed.common);
     std::map<CLI::App*, Command*> bySubcommand;
     for (const auto& command : commands)
         bySubcommand[command->define(app)] = command.get();
+    std::string topic;
+    CLI::App* help = app.add_subcommand("help", "Show what a command does and its options");
+    help->add_option("COMMAND", topic, "One of the commands")->type_name("");
+    if (arguments.empty()) {
+        parsed.code = ExitCode::kUsage;
+        parsed.standardError = helpText(app, "");
+        return parsed;
+    }
 
     try {
         std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
         app.parse(std::move(reversed));
-        parsed.command = bySubcommand.at(app.get_subcommands().front());
-    } catch (const CLI::CallForVersion& request) {
-        parsed.standardOutput = oneLine(request.what()) + "\n";
+        CLI::App* chosen = app.get_subcommands().front();
+        if (chosen == help) {
+            answerHelp(app, topic, &parsed);
+        } else {
+            parsed.command = bySubcommand.at(chosen);
+        }
+    } catch (const CLI::CallForVersion&) {
+        parsed.standardOutput = "oxaplayer " OXAPLAYER_VERSION "\n";
     } catch (const CLI::Success&) {
         parsed.standardOutput = app.help();
     } catch (const CLI::ParseError& error) {
-        const std::string name = chosenName(app);
         parsed.code = ExitCode::kUsage;
-        parsed.standardError = "oxaplayer: " + (name.empty() ? "" : name + ": ") +
-                               oneLine(error.what()) + " (oxaplayer " +
-                               (name.empty() ? "" : name + " ") + "--help tells more)\n";
+        parsed.standardError = usageError(app, error);
     }
     return parsed;
 }

@@ -45,7 +45,7 @@ struct ParsedArguments {
     Command* command = nullptr;  // null: end with `code`
     ExitCode code = ExitCode::kDone;
     std::string standardOutput;  // help or version
-    std::string standardError;   // what is wrong
+    std::string standardError;   // what is wrong, or help where nothing was asked for
 };
 
 // Lets each command define itself, and reads the arguments (without the program's name).

@@ -14,10 +14,10 @@ constexpr char kNoSound[] = "none";
 }  // namespace
 
 void addSourceOptions(CLI::App& app, SourceChoice* choice) {
-    const char* kinds = "v4l2:PATH, lavfi:GRAPH or a file, played in real time";
-    app.add_option("--hdmi", choice->hdmi, std::string("What the HDMI receiver gets: ") + kinds)
+    const std::string played = "lavfi:GRAPH or a file, played in real time";
+    app.add_option("--hdmi", choice->hdmi, "What the HDMI receiver gets: " + played)
             ->type_name("SOURCE");
-    app.add_option("--usb", choice->usb, std::string("A camera: ") + kinds)->type_name("SOURCE");
+    app.add_option("--usb", choice->usb, "A camera: v4l2:PATH, " + played)->type_name("SOURCE");
 }
 
 std::optional<Failure> chooseSource(const SourceChoice& choice, Only only, LiveSource* source) {

@@ -4,6 +4,8 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "report/ExitCode.h"
@@ -19,6 +21,7 @@ struct CommonOptions {
     bool json = false;
     bool quiet = false;
     bool verbose = false;
+    std::optional<std::string> log;  // a file
 };
 
 // One word of the command line, such as `transcode`.

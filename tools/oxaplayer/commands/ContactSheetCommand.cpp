@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "arguments/Arguments.h"
+#include "arguments/OutputName.h"
 #include "report/ProgressText.h"
 
 namespace oxaplayer {
@@ -53,6 +54,11 @@ CLI::App* ContactSheetCommand::define(CLI::App& app) {
     return sheet;
 }
 
+std::optional<Failure> ContactSheetCommand::check() {
+    if (auto failure = nameInFolder(mOptions.input, ".png", &mOptions.output)) return failure;
+    return refuseTerminal(mOptions.output);
+}
+
 std::unique_ptr<Job> ContactSheetCommand::makeJob() {
     mOptions.outputDescriptor = takeStandardOutput();
     auto sheet = std::make_unique<ContactSheet>(mOptions, this);
@@ -73,9 +79,8 @@ void ContactSheetCommand::onProgress(const Progress& progress) {
 
 std::string ContactSheetCommand::summaryOf(const Result& result) const {
     if (!result.ok()) return {};
-    return shownName(result.files.front()) + ": " + std::to_string(result.total.pictures) +
-           " pictures, " + sizeText(mSheet->size()) + ", " +
-           formatBytes(result.total.bytes.value_or(0));
+    return shownName(result.files.front()) + ": " + formatCount(result.total.pictures, "picture") +
+           ", " + sizeText(mSheet->size()) + ", " + formatBytes(result.total.bytes.value_or(0));
 }
 
 std::string ContactSheetCommand::causeOf(const Result& result) const {

@@ -17,7 +17,7 @@ class ContactSheetCommand : public JobCommand {
     CLI::App* define(CLI::App& app) override;
 
   private:
-    std::optional<Failure> check() override { return refuseTerminal(mOptions.output); }
+    std::optional<Failure> check() override;
     std::unique_ptr<Job> makeJob() override;
     std::string summaryOf(const Result& result) const override;
     Json fieldsOf(const Result& result) const override;

@@ -64,7 +64,7 @@ void JobCommand::announceStart(Json fields) const {
 void JobCommand::announceTracks(const std::string& input, const std::vector<Track>& tracks) const {
     for (const Track& track : tracks) {
         mReport->event("track", trackFields(track));
-        mReport->note(input + ": " + describeTrack(track));
+        mReport->note((input == "-" ? "standard input" : input) + ": " + describeTrack(track));
     }
 }
 

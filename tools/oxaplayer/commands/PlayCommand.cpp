@@ -50,12 +50,7 @@ void PlayCommand::onFrameRate(bool, double framesPerSecond) {
 void PlayCommand::onProgress(const Progress& progress) {
     std::string line = formatClock(progress.timeSec);
     if (progress.totalSec) line += " / " + formatClock(*progress.totalSec);
-    if (mHasVideo) {
-        char text[64];
-        snprintf(text, sizeof(text), "  %.2f fps  %lld dropped", progress.picturesPerSecond,
-                 static_cast<long long>(progress.dropped));
-        line += text;
-    }
+    if (mHasVideo) line += rateText(progress, 2);
     mReport->status(line, {{"time_s", rounded(progress.timeSec, 1000)},
                            {"frames", progress.pictures},
                            {"fps", rounded(progress.picturesPerSecond, 100)},

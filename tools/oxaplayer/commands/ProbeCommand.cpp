@@ -85,7 +85,9 @@ ExitCode ProbeCommand::run(const CommonOptions& common) {
     ProbeResult result = probe(mInput);
     const std::vector<Track>& tracks = result.tracks;
     if (result.ok() &&
-        !writeFully(STDOUT_FILENO, common.json ? json(tracks) : table(mInput, tracks))) {
+        !writeFully(STDOUT_FILENO,
+                    common.json ? json(tracks)
+                                : table(mInput == "-" ? "standard input" : mInput, tracks))) {
         result.failure = {FailureKind::kOutput,
                           std::string("cannot write to standard output: ") + strerror(errno)};
     }

@@ -80,10 +80,7 @@ void RecordCommand::onProgress(const Progress& progress) {
     Json fields = {{"time_s", rounded(progress.timeSec, 1000)},
                    {"elapsed_s", rounded(progress.elapsedSec, 1000)}};
     if (mHasVideo) {
-        char text[64];
-        snprintf(text, sizeof(text), "  %.1f fps  %lld dropped", progress.picturesPerSecond,
-                 static_cast<long long>(progress.dropped));
-        line += text;
+        line += rateText(progress, 1);
         fields["frames"] = progress.pictures;
         fields["fps"] = rounded(progress.picturesPerSecond, 100);
         fields["dropped"] = progress.dropped;
@@ -108,7 +105,7 @@ std::string RecordCommand::summaryOf(const Result& result) const {
     snprintf(text, sizeof(text), ": %.1f s", result.durationSec);
     std::string line = shownName(mOptions.output) + text;
     if (mHasVideo) {
-        line += ", " + std::to_string(result.total.pictures) + " pictures, " +
+        line += ", " + formatCount(result.total.pictures, "picture") + ", " +
                 std::to_string(result.total.dropped) + " dropped";
     }
     if (result.total.bytes) line += ", " + formatBytes(*result.total.bytes);

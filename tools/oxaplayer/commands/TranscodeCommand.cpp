@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "arguments/Arguments.h"
+#include "arguments/OutputName.h"
 #include "arguments/ParsedOption.h"
 #include "report/ProgressText.h"
 
@@ -41,6 +42,14 @@ CLI::App* TranscodeCommand::define(CLI::App& app) {
     return transcode;
 }
 
+std::optional<Failure> TranscodeCommand::check() {
+    const bool isTs = mOptions.container == Container::kMpeg2Ts;
+    if (auto failure = nameInFolder(mOptions.input, isTs ? ".ts" : ".mp4", &mOptions.output)) {
+        return failure;
+    }
+    return refuseTerminal(mOptions.output);
+}
+
 std::unique_ptr<Job> TranscodeCommand::makeJob() {
     mOptions.outputDescriptor = takeStandardOutput();
     return std::make_unique<Transcode>(mOptions, this);
@@ -64,7 +73,7 @@ std::string TranscodeCommand::summaryOf(const Result& result) const {
     char text[64];
     snprintf(text, sizeof(text), ": %.1f s", result.durationSec);
     std::string summary = shownName(result.files.front()) + text;
-    if (total.pictures > 0) summary += ", " + std::to_string(total.pictures) + " pictures";
+    if (total.pictures > 0) summary += ", " + formatCount(total.pictures, "picture");
     if (total.bytes) summary += ", " + formatBytes(*total.bytes);
     snprintf(text, sizeof(text), " (took %.1f s, %.1fx)", total.elapsedSec, total.speed);
     return summary + text;

@@ -19,7 +19,7 @@ class TranscodeCommand : public JobCommand {
     const TranscodeOptions& options() const { return mOptions; }
 
   private:
-    std::optional<Failure> check() override { return refuseTerminal(mOptions.output); }
+    std::optional<Failure> check() override;
     std::unique_ptr<Job> makeJob() override;
     std::string summaryOf(const Result& result) const override;
     Json fieldsOf(const Result& result) const override;

@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "report/LogText.h"
+
 namespace oxaplayer {
 
 namespace {
@@ -30,22 +32,6 @@ bool isCapableTerminal(int descriptor) {
 bool isColourRefused() {
     const char* refusal = getenv("NO_COLOR");
     return refusal != nullptr && *refusal != '\0';
-}
-
-char priorityLetter(int priority) {
-    static constexpr char kLetters[] = "??VDIWEF";
-    return priority >= 2 && priority <= 7 ? kLetters[priority] : '?';
-}
-
-// What comes from a file may be shown, but not steer the terminal.
-std::string printable(std::string text) {
-    for (size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        if (byte < 0x20 || byte == 0x7F) text[i] = '?';
-        // The other control characters, U+0080 to U+009F, as UTF-8 has them.
-        if (byte >= 0x80 && byte < 0xA0 && i > 0 && text[i - 1] == '\xC2') text[i] = '\xBF';
-    }
-    return text;
 }
 
 }  // namespace
@@ -91,10 +77,10 @@ void Console::error(const std::string& command, const std::string& text) {
 }
 
 void Console::usageError(const std::string& line) {
-    const size_t prefix = line.find(' ');
+    const std::string prefix = "oxaplayer:";
     std::lock_guard<std::mutex> lock(mLock);
-    if (mColour && prefix != std::string::npos) {
-        writeFully(STDERR_FILENO, kRed + line.substr(0, prefix) + kPlain + line.substr(prefix));
+    if (mColour && line.compare(0, prefix.size(), prefix) == 0) {
+        writeFully(STDERR_FILENO, kRed + prefix + kPlain + line.substr(prefix.size()));
     } else {
         writeFully(STDERR_FILENO, line);
     }
@@ -134,22 +120,27 @@ void Console::writeLineLocked(const std::string& line) {
     }
 }
 
-void Console::writeLogLine(const std::string& line) {
+void Console::writeLog(int priority, const std::string& tag, const std::string& text) {
+    if (mLogFile) mLogFile->write(priority, tag, text);
+    if (!mShowsLog) return;
+    const std::string front = std::string(1, priorityLetter(priority)) + " " + tag + ": ";
     std::lock_guard<std::mutex> lock(mLock);
-    writeLineLocked(printable(line));
+    writeLineLocked(logText(front + text, mColour));
 }
 
-void Console::routePlatformLog(bool verbose) {
-    __android_log_set_minimum_priority(verbose ? ANDROID_LOG_VERBOSE : ANDROID_LOG_FATAL);
-    if (verbose) {
+bool Console::routePlatformLog(bool show, const std::optional<std::string>& file) {
+    if (file && !mLogFile.emplace().open(*file)) return false;
+    mShowsLog = show;
+    __android_log_set_minimum_priority(show || file ? ANDROID_LOG_VERBOSE : ANDROID_LOG_FATAL);
+    if (show || file) {
         __android_log_set_logger([](const __android_logger_data* data, const char* message) {
-            instance().writeLogLine(std::string(1, priorityLetter(data->priority)) + " " +
-                                    (data->tag != nullptr ? data->tag : "") + ": " + message);
+            instance().writeLog(data->priority, data->tag != nullptr ? data->tag : "", message);
         });
     } else {
         // A fatal assertion still prints its own text before the process ends.
         __android_log_set_logger([](const __android_logger_data*, const char*) {});
     }
+    return true;
 }
 
 }  // namespace oxaplayer

@@ -4,7 +4,10 @@
 #pragma once
 
 #include <mutex>
+#include <optional>
 #include <string>
+
+#include "report/LogFile.h"
 
 namespace oxaplayer {
 
@@ -20,7 +23,7 @@ class Console {
     void setLevel(Level level);
 
     void error(const std::string& command, const std::string& text);
-    // A whole line, with its end, that begins with the program's name; before there is a bar.
+    // Whole lines, with their end; before there is a bar. The program's name in front is coloured.
     void usageError(const std::string& line);
     // Shown at that level only.
     void warning(const std::string& command, const std::string& text, Level level = Level::kNormal);
@@ -29,8 +32,9 @@ class Console {
     // Redraws the bar; call it only on a terminal. An empty text takes it away.
     void setBar(const std::string& text);
 
-    // Sends the platform's log here (`verbose`) or nowhere.
-    void routePlatformLog(bool verbose);
+    // Sends the platform's log here (`show`), into a file, both or nowhere; once, before there are
+    // other threads. False with errno set when the file cannot be written.
+    bool routePlatformLog(bool show, const std::optional<std::string>& file);
 
     bool isTerminal() const { return mTerminal; }
     bool hasColour() const { return mColour; }
@@ -42,10 +46,12 @@ class Console {
   private:
     Console();
     void writeLineLocked(const std::string& line);
-    void writeLogLine(const std::string& line);
+    void writeLog(int priority, const std::string& tag, const std::string& text);
 
     const bool mTerminal;
     const bool mColour;
+    bool mShowsLog = false;
+    std::optional<LogFile> mLogFile;
     std::mutex mLock;
     Level mLevel = Level::kNormal;  // guarded by mLock
     std::string mBar;               // guarded by mLock

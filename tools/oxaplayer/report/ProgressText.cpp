@@ -37,6 +37,16 @@ std::string bar(double percent, int cells, bool colour) {
 
 }  // namespace
 
+std::string rateText(const Progress& progress, int decimals) {
+    const bool isKnown = progress.picturesPerSecond > 0;
+    return (isKnown ? format("  %.*f fps", decimals, progress.picturesPerSecond) : "") +
+           format("  %lld dropped", static_cast<long long>(progress.dropped));
+}
+
+std::string formatCount(int64_t count, const std::string& thing) {
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
 std::string formatBytes(int64_t bytes) {
     if (bytes < 1000) return std::to_string(bytes) + " B";
     if (bytes < 1'000'000) return format("%.0f kB", bytes / 1e3);
@@ -55,7 +65,7 @@ std::string formatClock(double seconds) {
 std::string formatProgressLine(const Progress& progress) {
     std::string line = progress.percent ? format("%3.0f %%", std::floor(*progress.percent))
                                         : formatClock(progress.timeSec);
-    line += format("  %.2fx", progress.speed);
+    if (progress.speed > 0 || progress.timeSec > 0) line += format("  %.2fx", progress.speed);
     if (progress.pictures > 0) line += format("  %.1f fps", progress.picturesPerSecond);
     if (progress.secondsLeft) line += "  " + formatClock(*progress.secondsLeft) + " left";
     if (progress.bytes) line += "  " + formatBytes(*progress.bytes);

@@ -19,7 +19,10 @@ std::string formatProgressBar(const Progress& progress, int columns, bool colour
 std::string formatProgressLine(const Progress& progress);
 Json progressFields(const Progress& progress);
 
-std::string formatBytes(int64_t bytes);   // 812 kB
-std::string formatClock(double seconds);  // 1:02:03, 0:42
+// "  29.97 fps  2 dropped", the rate with so many decimals once there is one.
+std::string rateText(const Progress& progress, int decimals);
+std::string formatCount(int64_t count, const std::string& thing);  // 1 picture, 2 pictures
+std::string formatBytes(int64_t bytes);                            // 812 kB
+std::string formatClock(double seconds);                           // 1:02:03, 0:42
 
 }  // namespace oxaplayer

@@ -53,7 +53,7 @@ void Report::warning(const std::string& text) {
 }
 
 void Report::damage(uint64_t count) {
-    const std::string times = std::to_string(count) + (count == 1 ? " time" : " times");
+    const std::string times = formatCount(static_cast<int64_t>(count), "time");
     Console::instance().warning(mCommand, "the input is damaged (" + times + ")",
                                 Console::Level::kErrors);
 }

@@ -13,8 +13,8 @@
 namespace oxa::jobs {
 
 struct ContactSheetOptions {
-    std::string input;
-    // As those of EncodeOptions, for a PNG.
+    std::string input;  // as oxa/jobs/Input.h says
+    // As those of EncodeOptions, for a PNG: a name has no extension or ".png".
     std::string output;
     int outputDescriptor = -1;
     bool replaceOutput = false;

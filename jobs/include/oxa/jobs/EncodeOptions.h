@@ -39,19 +39,20 @@ struct EncodeOptions {
     // the caller's, open until run() returns.
     int outputDescriptor = -1;
     bool replaceOutput = false;
-    std::optional<Container> container;  // not given: by the extension of `output`
-    std::optional<Size> size;            // both even, 16 to 8192; else upright, square pixels
-    std::optional<int32_t> frameRate;    // frames a second, 1 to 240
+    // Not given: by the extension of `output`, which may not be another one's either.
+    std::optional<Container> container;
+    std::optional<Size> size;          // both even, 16 to 8192; else upright, square pixels
+    std::optional<int32_t> frameRate;  // frames a second, 1 to 240
     // Constant quality, 0 (without loss) to 51; smaller is better and larger. Or bits a second, up
     // to 1,000,000,000, instead.
     int32_t quality = 23;
     std::optional<int32_t> videoBitRate;
     // Bits a second, 8,000 to 1,000,000. Not given: 128,000, with more than two channels 384,000.
     std::optional<int32_t> audioBitRate;
-    int32_t keyFrameIntervalSec = 2;     // 0 to 600; 0: every frame is one
+    int32_t keyFrameIntervalSec = 2;  // 0 to 600; 0: every frame is one
     // 0 off, 1 keep the rate, 2 double it; not given: 1 for a file that says it is interlaced.
     std::optional<int32_t> deinterlace;
-    std::optional<std::string> preset;   // ultrafast to placebo; not given: veryfast
+    std::optional<std::string> preset;  // ultrafast to placebo; not given: veryfast
     Only only = Only::kBoth;
 };
 

@@ -26,7 +26,7 @@ struct SoundChoice {
 };
 
 struct PlayOptions {
-    std::string input;
+    std::string input;  // as oxa/jobs/Input.h says
     InputPart part;
     Only only = Only::kBoth;
     bool freeRun = false;   // each picture as soon as it is decoded, none is dropped

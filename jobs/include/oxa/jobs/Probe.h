@@ -18,9 +18,10 @@ struct ProbeResult {
     bool ok() const { return failure.kind == FailureKind::kNone; }
 };
 
-// The tracks of a media file that have a decoder: sound and pictures, without cover art. Reads the
-// beginning of the file on the caller's thread, decodes nothing and waits for no other program (a
-// named pipe is refused). Any thread, any number at once.
-ProbeResult probe(const std::string& path);
+// The tracks of a media file (oxa/jobs/Input.h) that have a decoder: sound and pictures, without
+// cover art. Reads the beginning of the file on the caller's thread, decodes nothing and waits for
+// no other program (a named pipe is refused) but that which fills standard input. Any thread, any
+// number at once.
+ProbeResult probe(const std::string& name);
 
 }  // namespace oxa::jobs

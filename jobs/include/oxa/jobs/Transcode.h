@@ -16,7 +16,7 @@ namespace oxa::jobs {
 enum class AvcProfile { kBaseline, kMain, kHigh };
 
 struct TranscodeOptions : EncodeOptions {
-    std::string input;  // a file that can be read at any place
+    std::string input;  // as oxa/jobs/Input.h says
     InputPart part;
     std::optional<AvcProfile> profile;     // not given: the encoder's choice
     std::optional<int32_t> level;          // 10 to 52 for 1.0 to 5.2; the same
