@@ -14,15 +14,20 @@
 namespace oxa::jobs {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 std::string soundAlone() {
     test::ClipOptions options;
     options.seconds = 1;
     options.video = false;
     return test::testClip(options);
+}
+
+// By its extension a name says what a job makes.
+std::string nameFor(JobKind kind) {
+    return kind == JobKind::kContactSheet ? "out.png" : "out.mp4";
 }
 
 TEST(JobError, isTheSameForEveryJobThatReadsAPath) {
@@ -36,7 +41,7 @@ TEST(JobError, isTheSameForEveryJobThatReadsAPath) {
         SCOPED_TRACE(path);
         EXPECT_EQ(probe(path).failure.kind, FailureKind::kInput);
         for (const JobKind kind : kAllKinds) {
-            const Result result = makeJob(kind, path, outputs.file("out.mp4"))->run();
+            const Result result = makeJob(kind, path, outputs.file(nameFor(kind)))->run();
             EXPECT_EQ(result.failure.kind, FailureKind::kInput) << static_cast<int>(kind);
             EXPECT_THAT(result.failure.text, HasSubstr("'" + path + "'"));
             EXPECT_THAT(result.files, IsEmpty());
@@ -52,7 +57,7 @@ TEST(JobError, tellsWhatIsMissingInAFileWithSoundAlone) {
     TranscodeOptions options = quickTranscode(clip, output);
     options.only = Only::kVideo;
     EXPECT_EQ(Transcode(options).run().failure.kind, FailureKind::kInput);
-    EXPECT_EQ(makeJob(JobKind::kContactSheet, clip, output)->run().failure.kind,
+    EXPECT_EQ(makeJob(JobKind::kContactSheet, clip, outputs.file("out.png"))->run().failure.kind,
               FailureKind::kInput);
     EXPECT_THAT(namesIn(outputs.path()), IsEmpty());
     const Result result = makeJob(JobKind::kTranscode, clip, output)->run();
@@ -63,16 +68,17 @@ TEST(JobError, tellsWhatIsMissingInAFileWithSoundAlone) {
 
 TEST(JobError, leavesAnOutputThatExists) {
     const test::TempDir outputs;
-    const std::string output = outputs.file("out.mp4");
-    ASSERT_TRUE(test::writeFile(output, "old"));
     for (const JobKind kind : {JobKind::kTranscode, JobKind::kContactSheet, JobKind::kRecord}) {
         const std::string input = kind == JobKind::kRecord ? "" : test::testClip();
+        const std::string output = outputs.file(nameFor(kind));
+        ASSERT_TRUE(test::writeFile(output, "old"));
         EXPECT_EQ(makeJob(kind, input, output)->run().failure.kind, FailureKind::kOutputExists);
-        EXPECT_EQ(makeJob(kind, input, outputs.path() + "/none/out.mp4")->run().failure.kind,
-                  FailureKind::kOutput);
+        EXPECT_EQ(
+                makeJob(kind, input, outputs.path() + "/none/" + nameFor(kind))->run().failure.kind,
+                FailureKind::kOutput);
+        EXPECT_EQ(test::readFile(output), "old");
     }
-    EXPECT_EQ(test::readFile(output), "old");
-    EXPECT_THAT(namesIn(outputs.path()), ElementsAre("out.mp4"));
+    EXPECT_THAT(namesIn(outputs.path()), UnorderedElementsAre("out.mp4", "out.png"));
 }
 
 TEST(JobError, namesTheOptionThatIsWrong) {
