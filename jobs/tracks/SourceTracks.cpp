@@ -5,6 +5,7 @@
 
 #include <media/stagefright/foundation/AMessage.h>
 #include <media/stagefright/foundation/AString.h>
+#include <oxa/host/InputChoice.h>
 
 #include <algorithm>
 #include <cstring>
@@ -35,9 +36,6 @@ Track describe(size_t index, const sp<AMessage>& format) {
     AString mime;
     if (format->findString("mime", &mime)) track.mime = mime.c_str();
     track.isVideo = strncasecmp(track.mime.c_str(), "video/", 6) == 0;
-    AString language;
-    const bool isTold = format->findString("language", &language) && language != kNoLanguage;
-    if (isTold) track.language = language.c_str();
     int64_t durationUs = 0;
     if (format->findInt64("durationUs", &durationUs) && durationUs > 0) {
         track.durationUs = durationUs;
@@ -57,7 +55,43 @@ Track describe(size_t index, const sp<AMessage>& format) {
     return track;
 }
 
+Ratio ratioOf(const host::InputRatio& ratio) {
+    return {ratio.numerator, ratio.denominator};
+}
+
+// Those that readers see, in their order: the description is of the whole file.
+std::vector<host::InputStream> listedStreams() {
+    std::vector<host::InputStream> listed;
+    const auto description = host::inputDescription();
+    if (!description) return listed;
+    const host::InputChoice choice = host::inputChoice();
+    for (const host::InputStream& stream : description->streams) {
+        const bool isPicture = stream.kind == host::InputStream::Kind::kPicture;
+        const std::optional<int>& wanted = isPicture ? choice.videoTrack : choice.audioTrack;
+        const bool isWanted = !wanted || static_cast<size_t>(*wanted) == stream.track;
+        if (stream.track && isWanted) listed.push_back(stream);
+    }
+    return listed;
+}
+
+// What its format has no place for.
+void addDescription(const host::InputStream& stream, Track* track) {
+    track->language = languageOf(stream);
+    track->codec = stream.codec;
+    track->profile = stream.profile;
+    if (stream.bitRate > 0) track->bitRate = stream.bitRate;
+    track->exactFrameRate = ratioOf(stream.frameRate);
+    track->exactPixelAspect = ratioOf(stream.pixelAspect);
+    track->color = {stream.colorRange, stream.colorPrimaries, stream.colorTransfer,
+                    stream.colorMatrix, stream.bits};
+    track->layout = stream.channelLayout;
+}
+
 }  // namespace
+
+std::string languageOf(const host::InputStream& stream) {
+    return stream.language == kNoLanguage ? "" : stream.language;
+}
 
 status_t openExtractor(const InputFile& input, sp<NuMediaExtractor>* extractor) {
     *extractor = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
@@ -76,11 +110,13 @@ std::optional<Failure> readTracks(const InputFile& input, std::vector<Track>* tr
         return Failure{FailureKind::kInput,
                        "cannot read '" + input.path() + "': " + statusText(status)};
     }
+    const std::vector<host::InputStream> streams = listedStreams();
     tracks->clear();
     for (size_t index = 0; index < (*extractor)->countTracks(); ++index) {
         sp<AMessage> format;
         if ((*extractor)->getTrackFormat(index, &format) == android::OK) {
             tracks->push_back(describe(index, format));
+            if (index < streams.size()) addDescription(streams[index], &tracks->back());
         }
     }
     if (!tracks->empty()) return std::nullopt;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <media/stagefright/NuMediaExtractor.h>
+#include <oxa/host/InputDescription.h>
 
 #include <cstdint>
 #include <optional>
@@ -25,6 +26,9 @@ android::status_t openExtractor(const InputFile& input,
 std::optional<Failure> readTracks(const InputFile& input, std::vector<Track>* tracks,
                                   android::sp<android::NuMediaExtractor>* extractor);
 std::optional<Failure> readTracks(const InputFile& input, std::vector<Track>* tracks);
+
+// As the file names it; empty when it does not say.
+std::string languageOf(const host::InputStream& stream);
 
 // The longest of them; nothing where no track says.
 std::optional<int64_t> longestDurationUs(const std::vector<Track>& tracks);

@@ -8,10 +8,12 @@
 #include <log/log.h>
 #include <media/stagefright/MediaErrors.h>
 #include <oxa/host/FaultListener.h>
+#include <oxa/host/InputDescription.h>
 #include <string.h>
 
 #include <algorithm>
 
+#include "extractor/FileDescription.h"
 #include "extractor/ProgramTracks.h"
 #include "extractor/TrackFormat.h"
 #include "ffmpeg/AvError.h"
@@ -80,7 +82,8 @@ ContainerReader::~ContainerReader() = default;
 status_t ContainerReader::open() {
     status_t err = openContext();
     if (err != OK) return err;
-    const int result = completeStreamInfo(mContext.get());
+    const int result = completeStreamInfo(
+            mContext.get(), oxa::host::isThoroughInput() ? kAllStreamInfo : kStreamInfoToPlay);
     if (result < 0 && mStream->error() != 0) return ERROR_IO;
     mSoundCodec = announcedSound(*mContext);
     if (mSoundCodec != AV_CODEC_ID_NONE && mStream->size() >= 0) {
@@ -141,6 +144,7 @@ bool ContainerReader::isAnyEncrypted() const {
 void ContainerReader::listTracks() {
     const std::vector<unsigned> chosen = chooseTracks(*mContext);
     mFileStartUs = tracksStartUs(*mContext, chosen);
+    oxa::host::reportInputDescription(describeFile(*mContext, chosen, mFileStartUs));
     mStartUs = mFileStartUs + mWindow.startUs();
     for (size_t number = 0; number < chosen.size() && number < limits::kMaxTracks; ++number) {
         const unsigned index = chosen[number];

@@ -24,6 +24,9 @@ constexpr int kMaxSampleRate = 1536000;
 constexpr int kMaxSampleBytes = 256 << 20;
 constexpr int kMaxCodecDataBytes = 4 << 20;
 constexpr size_t kMaxLanguageLength = 64;
+constexpr size_t kMaxMetadataLength = 4096;  // of a text about the file
+constexpr size_t kMaxMetadataItems = 256;
+constexpr unsigned kMaxChapters = 1024;
 // Of one allocation by FFmpeg's libraries. The largest picture needs a quarter of it, the index of
 // a recording of two days all of it.
 constexpr size_t kMaxAllocationBytes = size_t{1} << 30;

@@ -20,6 +20,8 @@ namespace {
 // Below it plain AAC may carry a second, higher rate that only its frames tell of.
 constexpr int kMaxAacCoreRate = 24000;
 constexpr int kPlainAac = 2;  // object type in the configuration's first five bits
+// Those above may have more than 8 bits, and colours of which only the stream tells.
+constexpr int kHighestPlainProfile = 100;
 constexpr double kMaxFrameRate = 300;
 constexpr double kUsualFrameRate = 25;
 
@@ -87,8 +89,9 @@ bool isComplete(const AVStream& stream) {
     }
     switch (parameters.codec_id) {
         case AV_CODEC_ID_H264:
-            return parameters.extradata[0] == 1 && parameters.width > 0 && parameters.height > 0 &&
-                   plausible(stream.avg_frame_rate);
+            return parameters.extradata[0] == 1 && parameters.extradata_size > 1 &&
+                   parameters.extradata[1] <= kHighestPlainProfile && parameters.width > 0 &&
+                   parameters.height > 0 && plausible(stream.avg_frame_rate);
         case AV_CODEC_ID_AAC:
             return parameters.extradata[0] >> 3 == kPlainAac &&
                    parameters.sample_rate > kMaxAacCoreRate && parameters.ch_layout.nb_channels > 0;
@@ -110,9 +113,9 @@ int findStreamInfo(AVFormatContext* context) {
 
 }  // namespace
 
-int completeStreamInfo(AVFormatContext* context) {
+int completeStreamInfo(AVFormatContext* context, StreamInfoDepth depth) {
     // Other containers may not know yet of what type a stream is.
-    bool complete = isMp4(*context) && context->nb_streams > 0;
+    bool complete = depth == kStreamInfoToPlay && isMp4(*context) && context->nb_streams > 0;
     for (unsigned i = 0; i < context->nb_streams; ++i) {
         complete = complete && isComplete(*context->streams[i]);
     }

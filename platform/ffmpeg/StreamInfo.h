@@ -11,9 +11,13 @@ extern "C" {
 
 namespace android {
 
+// How much is to be known of streams: what decoders and clients need, or also what they only tell
+// people.
+enum StreamInfoDepth { kStreamInfoToPlay, kAllStreamInfo };
+
 // Fills in what the container's header leaves open about its streams, by reading (and decoding)
 // the first packets only where that is needed. Returns 0 or an AVERROR.
-int completeStreamInfo(AVFormatContext* context);
+int completeStreamInfo(AVFormatContext* context, StreamInfoDepth depth = kStreamInfoToPlay);
 
 // In a transport stream: what its only sound must be by the type that it is announced with, where
 // there is too little of it for its data to tell; else AV_CODEC_ID_NONE.

@@ -16,6 +16,7 @@
 
 #include "report/Console.h"
 #include "report/Events.h"
+#include "report/LogText.h"
 #include "report/Report.h"
 #include "report/TrackText.h"
 
@@ -49,33 +50,85 @@ std::string seconds(int64_t durationUs) {
     return text;
 }
 
-std::string table(const std::string& path, const std::vector<Track>& tracks) {
-    std::vector<Row> rows = {{"track", "kind", "type", "details", "length"}};
-    for (const Track& track : tracks) {
-        rows.push_back({std::to_string(track.index), track.isVideo ? "video" : "audio", track.mime,
-                        trackDetails(track),
-                        track.durationUs ? seconds(*track.durationUs) : "unknown"});
+const char* kindName(LeftOut::Kind kind) {
+    switch (kind) {
+        case LeftOut::Kind::kPicture:
+            return "video";
+        case LeftOut::Kind::kSound:
+            return "audio";
+        case LeftOut::Kind::kSubtitle:
+            return "subtitle";
+        case LeftOut::Kind::kData:
+            break;
     }
-    const bool colour = Console::outputHasColour();
-    std::string text = colour ? kBold + path + kPlain + "\n" : path + "\n";
+    return "data";
+}
+
+std::string trackTable(const std::vector<Track>& tracks, bool colour) {
+    std::vector<Row> rows = {{"track", "kind", "codec", "length", "details"}};
+    for (const Track& track : tracks) {
+        rows.push_back({std::to_string(track.index), track.isVideo ? "video" : "audio",
+                        codecText(track), track.durationUs ? seconds(*track.durationUs) : "unknown",
+                        allTrackDetails(track)});
+    }
+    std::string text;
     for (size_t i = 0; i < rows.size(); ++i) {
-        const std::string line = "  " + aligned(rows, i);
+        const std::string line = "  " + printable(aligned(rows, i));
         text += colour && i == 0 ? kDim + line + kPlain + "\n" : line + "\n";
     }
     return text;
 }
 
-std::string json(const std::vector<Track>& tracks) {
-    Json list = Json::array();
-    for (const Track& track : tracks)
-        list.push_back(trackFields(track));
-    return jsonLine({{"tracks", list}});
+std::string table(const std::string& path, const ProbeResult& result) {
+    const bool colour = Console::outputHasColour();
+    std::string text = (colour ? kBold + printable(path) + kPlain : printable(path)) + "\n";
+    text += trackTable(result.tracks, colour);
+    for (const LeftOut& stream : result.leftOut) {
+        const std::string language = stream.language.empty() ? "" : " " + stream.language;
+        text += "  left out: " + std::string(kindName(stream.kind)) + " " +
+                printable(stream.codec + language) + " (" + stream.why + ")\n";
+    }
+    for (const auto& [key, value] : result.metadata)
+        text += "  " + printable(key + ": " + value) + "\n";
+    for (const Chapter& chapter : result.chapters)
+        text += "  chapter: " + seconds(chapter.startUs) + " " + printable(chapter.title) + "\n";
+    return text;
+}
+
+Json leftOutFields(const LeftOut& stream) {
+    const auto orNull = [](const std::string& text) {
+        return text.empty() ? Json(nullptr) : Json(text);
+    };
+    return {{"kind", kindName(stream.kind)},
+            {"codec", orNull(stream.codec)},
+            {"language", orNull(stream.language)},
+            {"why", stream.why}};
+}
+
+std::string json(const ProbeResult& result) {
+    Json event = {{"tracks", Json::array()},
+                  {"metadata", Json::object()},
+                  {"chapters", Json::array()},
+                  {"left_out", Json::array()}};
+    for (const Track& track : result.tracks)
+        event["tracks"].push_back(trackFields(track));
+    for (const auto& [key, value] : result.metadata)
+        event["metadata"][key] = value;
+    for (const Chapter& chapter : result.chapters) {
+        event["chapters"].push_back({{"start_s", rounded(chapter.startUs / 1e6, 1000)},
+                                     {"end_s", rounded(chapter.endUs / 1e6, 1000)},
+                                     {"title", chapter.title}});
+    }
+    for (const LeftOut& stream : result.leftOut)
+        event["left_out"].push_back(leftOutFields(stream));
+    return jsonLine(event);
 }
 
 }  // namespace
 
 CLI::App* ProbeCommand::define(CLI::App& app) {
-    CLI::App* probe = app.add_subcommand("probe", "Show the tracks of a file");
+    CLI::App* probe =
+            app.add_subcommand("probe", "Show the tracks of a file, and what it says about itself");
     probe->add_option("INPUT", mInput, "A media file")->required()->type_name("");
     return probe;
 }
@@ -83,11 +136,9 @@ CLI::App* ProbeCommand::define(CLI::App& app) {
 ExitCode ProbeCommand::run(const CommonOptions& common) {
     Report report("probe", common, STDOUT_FILENO);
     ProbeResult result = probe(mInput);
-    const std::vector<Track>& tracks = result.tracks;
+    const std::string name = mInput == "-" ? "standard input" : mInput;
     if (result.ok() &&
-        !writeFully(STDOUT_FILENO,
-                    common.json ? json(tracks)
-                                : table(mInput == "-" ? "standard input" : mInput, tracks))) {
+        !writeFully(STDOUT_FILENO, common.json ? json(result) : table(name, result))) {
         result.failure = {FailureKind::kOutput,
                           std::string("cannot write to standard output: ") + strerror(errno)};
     }

@@ -15,6 +15,10 @@ namespace oxaplayer {
 Json trackFields(const Track& track);
 // "960x540, 30 fps"
 std::string trackDetails(const Track& track);
+// The same and what else the file says of it.
+std::string allTrackDetails(const Track& track);
+// "h264 High"
+std::string codecText(const Track& track);
 // "video/avc 960x540, 30 fps"
 std::string describeTrack(const Track& track);
 
