@@ -8,6 +8,7 @@
 #include "encode/EncodeSetup.h"
 #include "run/JobContext.h"
 #include "tracks/PartChoice.h"
+#include "tracks/SourceTags.h"
 #include "tracks/SourceTracks.h"
 #include "tracks/TrackChoice.h"
 #include "transcode/TargetFormat.h"
@@ -36,6 +37,7 @@ class TranscodeWork {
 
   private:
     std::optional<Failure> work();
+    LeftBehind keepTags();
     std::optional<Failure> transcode();
     std::optional<Failure> complete(const TranscodeRun& run);
     void summarize(const TranscodeRun& run);
@@ -61,8 +63,18 @@ std::optional<Failure> TranscodeWork::work() {
     if (auto failure = openOutput(mOptions, mContainer, WriteWay::kWhenComplete, &mOutput)) {
         return failure;
     }
-    mContext.listener().onStart({tracksOf(mTracks), mContainer});
+    mContext.listener().onStart({tracksOf(mTracks), mContainer, keepTags()});
     return transcode();
+}
+
+// Has the output say what the input says, and tells what is lost.
+LeftBehind TranscodeWork::keepTags() {
+    const auto input = host::inputDescription();
+    if (!input) return {};
+    if (!mOptions.keepsMetadata) return leftBehind(*input, mTracks, mOptions.only, nullptr);
+    const host::OutputTags tags = keptTags(*input, mTracks, mOptions.part, mContainer);
+    host::setOutputTags(tags);
+    return leftBehind(*input, mTracks, mOptions.only, &tags);
 }
 
 std::optional<Failure> TranscodeWork::transcode() {

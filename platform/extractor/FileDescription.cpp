@@ -7,6 +7,7 @@
 
 #include "extractor/TrackFormat.h"
 #include "ffmpeg/MediaLimits.h"
+#include "ffmpeg/TimeBase.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -21,8 +22,6 @@ using oxa::host::InputChapter;
 using oxa::host::InputDescription;
 using oxa::host::InputRatio;
 using oxa::host::InputStream;
-
-constexpr AVRational kMicroseconds = {1, 1000000};
 
 std::string textOf(const char* text) {
     return std::string(text == nullptr ? "" : text).substr(0, limits::kMaxMetadataLength);

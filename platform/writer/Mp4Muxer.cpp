@@ -17,6 +17,7 @@
 
 #include "ffmpeg/CodecTable.h"
 #include "ffmpeg/TimeBase.h"
+#include "writer/MuxerTags.h"
 
 extern "C" {
 #include <libavutil/intreadwrite.h>
@@ -78,6 +79,7 @@ bool Mp4Muxer::accepts(const char* mime,
 int Mp4Muxer::open(WriterOutput* output,
                    const std::vector<std::unique_ptr<TrackDescription>>& tracks, int rotation) {
     mOutput = output;
+    mTags = oxa::host::outputTags();
     for (const auto& track : tracks) {
         mTracks.emplace_back();
         mTracks.back().timeBase = track->timeBase;
@@ -114,6 +116,7 @@ int Mp4Muxer::openMuxer(AVFormatContext* muxer,
         const int result = addStream(muxer, *track, rotation);
         if (result < 0) return result;
     }
+    addMetadata(muxer, mTags);
     if (!mLocation.empty()) av_dict_set(&muxer->metadata, "location", mLocation.c_str(), 0);
     AvDictionaryOwner options;
     av_dict_set(options.address(), "movflags", flags, 0);
@@ -307,11 +310,29 @@ int Mp4Muxer::writeIndex() {
     avio_seek(stream, mFileEnd, SEEK_SET);
     avio_flush(stream);
     mCollectIndex = true;
-    const int result = av_write_trailer(mIndexMuxer);
+    int result = addChapters(mIndexMuxer, mTags);
+    if (result >= 0) result = av_write_trailer(mIndexMuxer);
     if (result < 0) return result;
     avio_flush(stream);
+    keepChapters();
     mOutput->append(mIndex.data(), mIndex.size());
     return AVERROR(mOutput->sync());
+}
+
+// The names of chapters are samples of a track that the index alone has. They come in front of it
+// and are media.
+void Mp4Muxer::keepChapters() {
+    size_t size = 0;
+    const auto isIndex = [&] {
+        const uint8_t* box = mIndex.data() + size;
+        return AV_RB32(box) == mIndex.size() - size && isBox(box, "moov");
+    };
+    while (size + kBoxHeaderSize <= mIndex.size() && !isIndex())
+        ++size;
+    if (size == 0 || size + kBoxHeaderSize > mIndex.size()) return;
+    mOutput->append(mIndex.data(), size);
+    mIndex.erase(mIndex.begin(), mIndex.begin() + static_cast<std::ptrdiff_t>(size));
+    mFileEnd += static_cast<int64_t>(size);
 }
 
 // Behind this the pieces are hidden: the index stays, even if the disk is not known to have both.

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <oxa/host/OutputTags.h>
 #include <stdlib.h>
 
 #include <memory>
@@ -80,12 +81,14 @@ class Mp4Muxer : public ContainerMuxer {
     int indexSamples(int64_t position);
     int indexLast(size_t track);
     int writeIndex();
+    void keepChapters();
     int useIndex();
     int dropIndex();
 
     WriterOutput* mOutput = nullptr;
     int64_t mPieceDurationUs = 250000;
     std::string mLocation;
+    oxa::host::OutputTags mTags;
 
     std::unique_ptr<MuxerStream> mPieceStream;
     std::unique_ptr<MuxerStream> mIndexStream;

@@ -6,6 +6,8 @@
 #include <media/stagefright/foundation/MediaDefs.h>
 #include <strings.h>
 
+#include "writer/MuxerTags.h"
+
 namespace android {
 
 namespace {
@@ -36,6 +38,7 @@ int TsMuxer::open(WriterOutput* output,
         if (result < 0) return result;
         mTimeBases.push_back(track->timeBase);
     }
+    addMetadata(mMuxer, oxa::host::outputTags());
     AvDictionaryOwner options;
     av_dict_set(options.address(), "mpegts_pmt_start_pid", "480", 0);
     av_dict_set(options.address(), "mpegts_start_pid", "481", 0);

@@ -31,30 +31,8 @@ TEST(Probe, eventIsOneObjectWithEveryFieldOfATrack) {
              "bit_rate": 256000, "language": null, "duration_s": 5.055}])"));
 }
 
-// Everything that a file can say of itself, and what is no track: made by the ffmpeg command.
-std::string talkativeClip(const TempDir& folder) {
-    const std::string notes = folder.file("notes");
-    const std::string lines = folder.file("lines.srt");
-    const std::string clip = folder.file("clip.mkv");
-    writeFile(notes,
-              ";FFMETADATA1\ntitle=A \033title\nartist=Ärtist\n[CHAPTER]\nTIMEBASE=1/10\nSTART=5\n"
-              "END=10\ntitle=Second half\n");
-    writeFile(lines, "1\n00:00:00,000 --> 00:00:01,000\nHello\n");
-    runOrDie(ffmpeg(joined(
-            words("-f lavfi -i testsrc2=size=64x48:rate=30000/1001:duration=1 -f lavfi -i "
-                  "anoisesrc=duration=1 -i " +
-                  lines + " -i " + notes +
-                  " -map 0 -map 1 -map 2 -map_metadata 3 -map_chapters 3 -c:v libx265 -x265-params "
-                  "log-level=error -pix_fmt yuv420p10le -color_primaries bt2020 -color_trc "
-                  "smpte2084 -colorspace bt2020nc -aspect 16:9 -ac 4 -c:a flac -c:s subrip "
-                  "-metadata:s:a language=deu -metadata:s:s language=fra"),
-            {clip})));
-    return clip;
-}
-
 TEST(Probe, tellsWhatTheFileSaysAndWhatIsLeftOut) {
-    const TempDir folder;
-    const std::string clip = talkativeClip(folder);
+    const std::string clip = talkativeClip();
     const json told = json::parse(runPlayer({"probe", clip, "--json"}).out);
     json picture = told["tracks"][0];
     EXPECT_EQ(picture["profile"], "Main 10");
@@ -64,8 +42,8 @@ TEST(Probe, tellsWhatTheFileSaysAndWhatIsLeftOut) {
     EXPECT_EQ(told["tracks"][1]["layout"], "4.0");
     EXPECT_EQ(told["tracks"][1]["language"], "deu");
     EXPECT_EQ(told["metadata"]["title"], "A \033title");
-    EXPECT_EQ(told["chapters"], json::parse(R"([{"start_s": 0.5, "end_s": 1.0,
-            "title": "Second half"}])"));
+    EXPECT_EQ(told["chapters"][1], json::parse(R"({"start_s": 0.5, "end_s": 1.0,
+            "title": "Second half"})"));
     EXPECT_EQ(told["left_out"], json::parse(R"([{"kind": "subtitle", "codec": "subrip",
             "language": "fra", "why": "subtitles"}])"));
     const std::string table = runPlayer({"probe", clip}).out;

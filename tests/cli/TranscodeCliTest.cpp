@@ -290,6 +290,79 @@ TEST_F(TranscodeCliTest, quietSaysNothingAndVerboseShowsThePlatformLog) {
     EXPECT_THAT(verbose.err, HasSubstr("D OxaMediaCodecPlayer: "));
 }
 
+// What people have written about a film goes with it; what does not is told.
+TEST_F(TranscodeCliTest, wordsAboutTheFilmAreKeptOrTold) {
+    const struct {
+        const char* options;
+        const char* output;
+        json metadata;
+        json chapters;
+        json leftOut;
+        const char* line;
+    } kOutputs[] = {{"",
+                     "a.mp4",
+                     {{"title", "A \033title"},
+                      {"artist", "Ärtist"},
+                      {"date", "2001"},
+                      {"comment", "Words"}},
+                     {{0.0, 0.5, "First half"}, {0.5, 1.0, "Second half"}},
+                     {0, 1, 1, 0, 0, {"album"}},
+                     "left out: 1 sound, 1 subtitle, album\n"},
+                    {"--start 0.25 --end 0.5 --audio-track eng --only audio",
+                     "b.m4a",
+                     {{"title", "A \033title"}},
+                     {{0.0, 0.25, "First half"}},
+                     {0, 1, 1, 0, 0, {"album"}},
+                     "left out: 1 sound, 1 subtitle, album\n"},
+                    {"--only video",
+                     "c.ts",
+                     json::object(),
+                     json::array(),
+                     {0, 0, 1, 0, 2, {"artist", "date", "comment", "album"}},
+                     "left out: 1 subtitle, 2 chapters, artist, date, comment, album\n"},
+                    {"--no-metadata",
+                     "d.mp4",
+                     json::object(),
+                     json::array(),
+                     {0, 1, 1, 0, 0, json::array()},
+                     "left out: 1 sound, 1 subtitle\n"}};
+    for (const auto& output : kOutputs) {
+        SCOPED_TRACE(output.output);
+        const std::string path = mFolder.file(output.output);
+        const auto arguments =
+                joined({"transcode", talkativeClip(), "--json", "-o", path}, words(output.options));
+        const ProcessResult result = runPlayer(arguments);
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+        EXPECT_THAT(result.err, HasSubstr(output.line));
+        const json event = eventsNamed(eventsOf(result.out), "left_out").at(0);
+        json left = json::array();
+        for (const char* kind : {"pictures", "sounds", "subtitles", "data", "chapters", "tags"})
+            left.push_back(event[kind]);
+        EXPECT_EQ(left, output.leftOut);
+
+        const json told = json::parse(runPlayer({"probe", path, "--json"}).out);
+        for (const char* key : {"title", "artist", "date", "comment"}) {
+            if (output.metadata.contains(key)) {
+                EXPECT_EQ(told["metadata"][key], output.metadata[key]);
+            } else if (output.metadata.empty()) {
+                EXPECT_FALSE(told["metadata"].contains(key)) << key;
+            }
+        }
+        json chapters = json::array();
+        for (const json& chapter : told["chapters"])
+            chapters.push_back({chapter["start_s"], chapter["end_s"], chapter["title"]});
+        EXPECT_EQ(chapters, output.chapters);
+        EXPECT_EQ(told["left_out"], json::array());
+    }
+    const json kept = json::parse(runPlayer({"probe", mFolder.file("a.mp4"), "--json"}).out);
+    EXPECT_EQ(kept["tracks"][1]["language"], "deu");
+    const json chosen = json::parse(runPlayer({"probe", mFolder.file("b.m4a"), "--json"}).out);
+    EXPECT_EQ(chosen["tracks"][0]["language"], "eng");
+    const std::string before = readFile(mFolder.file("a.mp4"));
+    runPlayer({"transcode", talkativeClip(), "--force", "-o", mFolder.file("a.mp4")});
+    EXPECT_TRUE(readFile(mFolder.file("a.mp4")) == before);
+}
+
 // Half a film must not look like a whole one, to people as to programs.
 TEST_F(TranscodeCliTest, damageIsCountedAndToldEvenWithQuiet) {
     const std::string damaged = zeroRegion(mediaPath("flower_540p_h264_aac.mp4"), 0.3, 0.4);

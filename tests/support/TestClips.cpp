@@ -133,6 +133,25 @@ std::string coverPictureClip() {
                 "mp3");
 }
 
+std::string talkativeClip() {
+    static const std::string notes = newName("txt");
+    static const std::string lines = newName("srt");
+    writeFile(notes,
+              ";FFMETADATA1\ntitle=A \033title\nartist=Ärtist\ndate=2001\ncomment=Words\n"
+              "album=Songs\n[CHAPTER]\nTIMEBASE=1/10\nSTART=0\nEND=5\ntitle=First half\n"
+              "[CHAPTER]\nTIMEBASE=1/10\nSTART=5\nEND=10\ntitle=Second half\n");
+    writeFile(lines, "1\n00:00:00,000 --> 00:00:01,000\nHello\n");
+    return make(words("-f lavfi -i testsrc2=size=64x48:rate=30000/1001:duration=1 -f lavfi -i "
+                      "anoisesrc=duration=1 -i " +
+                      lines + " -i " + notes +
+                      " -map 0 -map 1 -map 1 -map 2 -map_metadata 3 -map_chapters 3 -c:v libx265 "
+                      "-x265-params log-level=error -pix_fmt yuv420p10le -color_primaries bt2020 "
+                      "-color_trc smpte2084 -colorspace bt2020nc -aspect 16:9 -ac 4 -c:a flac "
+                      "-c:s subrip -metadata:s:a:0 language=deu -metadata:s:a:1 language=eng "
+                      "-metadata:s:s language=fra"),
+                "mkv");
+}
+
 std::string dropTsPackets(const std::string& path, int everyNth) {
     return changedCopy(path, [everyNth](std::string* content) {
         constexpr size_t kPacketBytes = 188;

@@ -56,6 +56,11 @@ std::string oneFrameVideo(const ClipOptions& options = {});
 // Sound with a cover picture (MP3).
 std::string coverPictureClip();
 
+// A second of a picture in HDR (PQ, 64x48) and two sounds (deu with four channels, eng), with
+// French subtitles, two chapters of half a second, and title, artist, date, comment and album
+// (MKV).
+std::string talkativeClip();
+
 // A copy of an MPEG-TS file without every n-th of its packets of 188 bytes, the first 100 kept.
 std::string dropTsPackets(const std::string& path, int everyNth);
 // A copy whose bytes from `from` to `to` (fractions of the length) are zero.

@@ -68,6 +68,17 @@ void JobCommand::announceTracks(const std::string& input, const std::vector<Trac
     }
 }
 
+void JobCommand::announceLeftBehind(const LeftBehind& left) const {
+    if (left.isNothing()) return;
+    mReport->event("left_out", {{"pictures", left.pictures},
+                                {"sounds", left.sounds},
+                                {"subtitles", left.subtitles},
+                                {"data", left.data},
+                                {"chapters", left.chapters},
+                                {"tags", left.tags}});
+    mReport->note("left out: " + leftBehindText(left));
+}
+
 void JobCommand::onProgress(const Progress& progress) {
     mReport->progress(progress);
 }

@@ -41,6 +41,8 @@ class JobCommand : public Command, public JobListener {
     // otherwise -1. Once.
     int takeStandardOutput() const;
     void announceStart(Json fields) const;
+    // One event and one line, where there is something.
+    void announceLeftBehind(const LeftBehind& left) const;
     // One event and one line for each.
     void announceTracks(const std::string& input, const std::vector<Track>& tracks) const;
 

@@ -39,6 +39,9 @@ CLI::App* TranscodeCommand::define(CLI::App& app) {
             *transcode, "--audio-channels", &mOptions.audioChannels,
             [](const std::string& text) { return parseWholeNumber(text, 1, 6); }, "N",
             "Channels of the sound (default: the source's, at most 6)", "1 to 6");
+    transcode->add_flag_callback(
+            "--no-metadata", [this] { mOptions.keepsMetadata = false; },
+            "Leave out title, artist, date, comment, languages and chapters");
     return transcode;
 }
 
@@ -60,6 +63,7 @@ void TranscodeCommand::onStart(const JobStart& start) {
                    {"output", mOptions.output},
                    {"format", containerName(start.container)}});
     announceTracks(mOptions.input, start.tracks);
+    announceLeftBehind(start.leftBehind);
 }
 
 void TranscodeCommand::onCancelling() {

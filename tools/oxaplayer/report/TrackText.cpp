@@ -5,7 +5,10 @@
 
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <utility>
 #include <vector>
+
+#include "report/ProgressText.h"
 
 namespace oxaplayer {
 
@@ -141,6 +144,24 @@ std::string allTrackDetails(const Track& track) {
 
 std::string describeTrack(const Track& track) {
     return track.mime + " " + trackDetails(track);
+}
+
+std::string leftBehindText(const LeftBehind& left) {
+    const std::pair<int, const char*> kCounts[] = {{left.pictures, "picture"},
+                                                   {left.sounds, "sound"},
+                                                   {left.subtitles, "subtitle"},
+                                                   {left.data, "data stream"},
+                                                   {left.chapters, "chapter"}};
+    std::string text;
+    const auto add = [&text](const std::string& part) {
+        text += (text.empty() ? "" : ", ") + part;
+    };
+    for (const auto& [count, thing] : kCounts) {
+        if (count > 0) add(formatCount(count, thing));
+    }
+    for (const std::string& tag : left.tags)
+        add(tag);
+    return text;
 }
 
 }  // namespace oxaplayer

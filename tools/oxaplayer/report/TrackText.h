@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <oxa/jobs/LeftBehind.h>
 #include <oxa/jobs/Track.h>
 
 #include <string>
@@ -21,5 +22,8 @@ std::string allTrackDetails(const Track& track);
 std::string codecText(const Track& track);
 // "video/avc 960x540, 30 fps"
 std::string describeTrack(const Track& track);
+
+// "1 picture, 2 subtitles, album"
+std::string leftBehindText(const LeftBehind& left);
 
 }  // namespace oxaplayer

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "oxa/jobs/EncodeOptions.h"
+#include "oxa/jobs/LeftBehind.h"
 #include "oxa/jobs/Progress.h"
 #include "oxa/jobs/Result.h"
 #include "oxa/jobs/Track.h"
@@ -20,6 +21,7 @@ class JobContext;
 struct JobStart {
     std::vector<Track> tracks;                  // that are processed
     Container container = Container::kMpeg2Ts;  // of what is written, if any
+    LeftBehind leftBehind = {};                 // what is not in it
 };
 
 // Hears how a job goes. Every call comes from the thread that is in run(), one at a time, and the

@@ -22,6 +22,9 @@ struct TranscodeOptions : EncodeOptions {
     std::optional<int32_t> level;          // 10 to 52 for 1.0 to 5.2; the same
     std::optional<int32_t> audioRate;      // Hz; not given: the source's, or 48000
     std::optional<int32_t> audioChannels;  // 1 to 6; not given: the source's, at most 6
+    // Whether the output has the input's title, artist, date, comment, languages and chapters
+    // (MPEG-TS: title and languages).
+    bool keepsMetadata = true;
 };
 
 // Turns the first picture and the first sound of a file into AVC and AAC in MP4 or an
