@@ -349,7 +349,9 @@ TEST_F(WindowTest, ClosesForTheUser) {
     press("alt+F4");
     ASSERT_TRUE(waitFor([this] { return mClosed > 0; }));
     EXPECT_EQ(1, mClosed);
-    EXPECT_EQ("", sServer->command({"search", "--onlyvisible", "--name", "window-test"}));
+    EXPECT_TRUE(waitFor([] {
+        return sServer->command({"search", "--onlyvisible", "--name", "window-test"}).empty();
+    }));
     for (int i = 0; i < 20; ++i)
         EXPECT_TRUE(mProducer->queue(makeCard()));
     EXPECT_EQ(1U, mDisplay->figures().shown);
