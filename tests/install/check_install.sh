@@ -47,11 +47,11 @@ probe "$clip" | grep -q '"video/x-vnd.on2.vp9"' || fail "the installed oxaplayer
     -DCMAKE_PREFIX_PATH="$root" >"$work/configure.log" || { cat "$work/configure.log" && exit 1; }
 "$cmake" --build "$work/client" --target oxa_example_transcode oxa_example_convert
 "$work/client/oxa_example_transcode" "$clip" "$work/out.mp4"
-probe "$work/out.mp4" | grep -q '"video/avc","width":640,"height":360' ||
+probe "$work/out.mp4" | grep -q '"video/avc".*"width":640,"height":360' ||
     fail "what the client wrote is not what it asked for"
 
 "$work/client/oxa_example_convert" "$clip" "$work/jobs.mp4" || fail "a job does not work"
-probe "$work/jobs.mp4" | grep -q '"video/avc","width":160,"height":120' ||
+probe "$work/jobs.mp4" | grep -q '"video/avc".*"width":160,"height":120' ||
     fail "what the job wrote is not as the source"
 
 # One that finds it with pkg-config; and every header can be included from outside.
@@ -68,11 +68,22 @@ read -ra link_flags_jobs <<<"$(pkg-config --libs oxa-jobs)"
 "$compiler" -std=gnu++17 -Wall -Wextra -Werror "${compile_flags_jobs[@]}" \
     "$source_dir/examples/convert.cpp" "${link_flags_jobs[@]}" -Wl,-rpath,"$libraries" \
     -o "$work/convert"
-for input in /nope /etc/passwd "$work"; do
-    code=0
-    "$work/convert" "$input" "$work/none.mp4" 2>"$work/error" || code=$?
-    [ "$code" = 1 ] && grep -qF "'$input'" "$work/error" || fail "no error value for $input"
+refuses() {
+    local code=0
+    "$work/convert" "$1" "$2" 2>"$work/error" || code=$?
+    [ "$code" = 1 ] && grep -qF "'$3'" "$work/error" || fail "no error value for $1 as $2"
+}
+touch "$work/empty"
+for input in /nope /etc/passwd "$work" "$work/empty"; do
+    refuses "$input" "$work/none.mp4" "$input"
 done
+[ ! -e "$work/none.mp4" ] || fail "a job that was refused left its output"
+"$work/convert" "$source_dir/tests/media/roar.mp3" "$work/sound.mp4" ||
+    fail "sound alone does not work"
+probe "$work/sound.mp4" | grep -q '"kind":"audio"' || fail "what the job wrote has no sound"
+cp "$work/sound.mp4" "$work/before.mp4"
+refuses "$clip" "$work/sound.mp4" "$work/sound.mp4"
+cmp -s "$work/before.mp4" "$work/sound.mp4" || fail "a job touched a file that was there"
 (cd "$root/include/oxa-mediacodecplayer" && find . -name '*.h' -printf '#include <%P>\n') \
     >"$work/all.cpp"
 "$compiler" -std=gnu++17 -fsyntax-only "${compile_flags[@]}" "$work/all.cpp"
