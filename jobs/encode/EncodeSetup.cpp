@@ -98,13 +98,13 @@ bool isWithin(const std::optional<int32_t>& value, int32_t lowest, int32_t highe
     return !value || (*value >= lowest && *value <= highest);
 }
 
-std::optional<Container> chooseContainer(const EncodeOptions& options) {
+std::optional<Container> chooseContainer(const OutputOptions& options) {
     if (options.container) return options.container;
     if (options.outputDescriptor >= 0) return Container::kMpeg2Ts;
     return containerByName(options.output);
 }
 
-std::optional<Failure> setUpEncoding(const EncodeOptions& options, Container* container) {
+std::optional<Failure> setUpContainer(const OutputOptions& options, Container* container) {
     const auto chosen = chooseContainer(options);
     if (!chosen) {
         return Failure{FailureKind::kOptions,
@@ -119,13 +119,18 @@ std::optional<Failure> setUpEncoding(const EncodeOptions& options, Container* co
         return wrongOption("format", formatName(*chosen),
                            formatName(named) + ", as '" + options.output + "' is named");
     }
+    return std::nullopt;
+}
+
+std::optional<Failure> setUpEncoding(const EncodeOptions& options, Container* container) {
+    if (auto failure = setUpContainer(options, container)) return failure;
     if (options.preset && !host::setEncoderPreset(*options.preset)) {
         return wrongOption("preset", *options.preset, "a name from ultrafast to placebo");
     }
     return checkValues(options);
 }
 
-std::optional<Failure> openOutput(const EncodeOptions& options, Container container, WriteWay way,
+std::optional<Failure> openOutput(const OutputOptions& options, Container container, WriteWay way,
                                   OutputFile* output) {
     const auto open = way == WriteWay::kInPlace ? &OutputFile::openInPlace : &OutputFile::open;
     if (auto failure =

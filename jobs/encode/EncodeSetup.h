@@ -24,7 +24,9 @@ bool isWithin(const std::optional<int32_t>& value, int32_t lowest, int32_t highe
 std::string extensionOf(const std::string& path);
 
 // The container that the options or the output's name ask for.
-std::optional<Container> chooseContainer(const EncodeOptions& options);
+std::optional<Container> chooseContainer(const OutputOptions& options);
+// The same; nothing when there is one, otherwise what is wrong (kOptions).
+std::optional<Failure> setUpContainer(const OutputOptions& options, Container* container);
 
 // Chooses the container, and sets the session's preset. Nothing when the options make sense;
 // otherwise what is wrong (kOptions). Opens nothing.
@@ -36,7 +38,7 @@ void setRates(const EncodeOptions& options, int32_t channels);
 enum class WriteWay { kWhenComplete, kInPlace };
 
 // Opens the output for that container. Nothing when it is open; otherwise why not.
-std::optional<Failure> openOutput(const EncodeOptions& options, Container container, WriteWay way,
+std::optional<Failure> openOutput(const OutputOptions& options, Container container, WriteWay way,
                                   OutputFile* output);
 
 // Nothing, or what is wrong when the output is the input (kOptions).

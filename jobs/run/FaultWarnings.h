@@ -8,10 +8,18 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 
+#include "oxa/jobs/Result.h"
+
 namespace oxa::jobs {
+
+// How a fault ends a job that reads `input` and writes `output`; nothing when it is but a warning.
+// Data that makes no sense any more ends a file as well, but what came before it is good.
+std::optional<Failure> failureBy(const host::Fault& fault, const std::string& input,
+                                 const std::string& output);
 
 // Turns faults that do not end a job into warnings: the first of a kind at once, and at the end how
 // often it happened. Not thread-safe.

@@ -3,16 +3,7 @@
 
 #include "run/PlayerRun.h"
 
-#include <algorithm>
-#include <cstdlib>
-
 namespace oxa::jobs {
-
-namespace {
-
-constexpr int64_t kStallSeconds = 30;
-
-}  // namespace
 
 PlayerRun::PlayerRun(int onlyTrack, JobContext& context)
     : mContext(context),
@@ -43,16 +34,10 @@ void PlayerRun::handlePending() {
 
 void PlayerRun::handleFileFault(const host::Fault& fault, const std::string& input,
                                 const std::string& output) {
-    using host::FaultSource;
-    const bool damaged = fault.source == FaultSource::kReader && fault.error == 0;
-    if (!fault.ended || damaged) {
-        mWarnings.add(fault);
-    } else if (fault.source == FaultSource::kWriter) {
-        fail(FailureKind::kOutput, "cannot write '" + output + "': " + fault.cause);
-    } else if (fault.source == FaultSource::kReader) {
-        fail(FailureKind::kInput, "cannot read '" + input + "': " + fault.cause);
+    if (const auto failure = failureBy(fault, input, output)) {
+        fail(failure->kind, failure->text);
     } else {
-        fail(FailureKind::kFailed, fault.object + ": " + fault.cause);
+        mWarnings.add(fault);
     }
 }
 
@@ -62,22 +47,6 @@ void PlayerRun::fail(FailureKind kind, const std::string& text) {
 
 void PlayerRun::abandonPlayer() {
     mPlayer->incStrong(this);
-}
-
-bool IdleWatch::isStalled() {
-    const int64_t now = nowUs();
-    mIdleUs += std::min(now - mLastUs, 2 * kTickUs);
-    mLastUs = now;
-    return mIdleUs >= stallSeconds() * 1'000'000;
-}
-
-int64_t stallSeconds() {
-    static const int64_t kSeconds = [] {
-        const char* text = std::getenv("OXA_STALL_SECONDS");
-        const int64_t seconds = text != nullptr ? std::atoll(text) : 0;
-        return seconds > 0 ? std::min(seconds, kStallSeconds) : kStallSeconds;
-    }();
-    return kSeconds;
 }
 
 }  // namespace oxa::jobs

@@ -10,6 +10,7 @@
 
 #include "run/FaultRelay.h"
 #include "run/FaultWarnings.h"
+#include "run/IdleWatch.h"
 #include "run/JobContext.h"
 #include "run/PlayerEvents.h"
 
@@ -43,8 +44,7 @@ class PlayerRun {
     EventQueue& queue() const { return *mContext.queue(); }
     JobListener& listener() const { return mContext.listener(); }
     void handlePending();
-    // A fault of a run that reads `input` and writes `output`. Data that makes no sense any more
-    // ends a file as well, but what came before it is good.
+    // A fault of a run that reads `input` and writes `output`.
     void handleFileFault(const host::Fault& fault, const std::string& input,
                          const std::string& output);
     // The first one counts.
@@ -58,23 +58,5 @@ class PlayerRun {
     std::optional<Failure> mFailure;
     bool mCancelled = false;
 };
-
-// For how long a job has not moved. A process that was stopped and goes on later has not been idle
-// meanwhile.
-class IdleWatch {
-  public:
-    void moved() { mIdleUs = 0; }
-    // To be asked often.
-    bool isStalled();
-
-  private:
-    int64_t mLastUs = nowUs();
-    int64_t mIdleUs = 0;
-};
-
-// How often a job looks at its progress.
-constexpr int64_t kTickUs = 200'000;
-// After how long without any it has failed: 30 seconds, or fewer by OXA_STALL_SECONDS.
-int64_t stallSeconds();
 
 }  // namespace oxa::jobs

@@ -406,6 +406,13 @@ status_t ContainerReader::advance() {
     return OK;
 }
 
+AvPacketOwner ContainerReader::take(size_t* index) {
+    if (!ensureSample()) return {};
+    *index = mSampleTrack - mTracks.data();
+    mSampleTrack = nullptr;
+    return std::move(mPacket);
+}
+
 bool ContainerReader::ensureSample() {
     return mSampleTrack != nullptr || fetchSample();
 }

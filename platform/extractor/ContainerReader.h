@@ -58,6 +58,15 @@ class ContainerReader {
     status_t isSync(bool* sync);
     status_t advance();
 
+    // For those who copy samples as they are in the file: the current one, which is the caller's
+    // then, with its times in the stream's base, where the track's clock counts from startUs().
+    // Null at the end.
+    AvPacketOwner take(size_t* index);
+    // Valid until the next call that reads or seeks.
+    const AVStream& stream(size_t index) const { return *streamOf(mTracks[index]); }
+    const AVFormatContext& context() const { return *mContext; }
+    int64_t startUs() const { return mStartUs; }
+
   private:
     DISALLOW_EVIL_CONSTRUCTORS(ContainerReader);
 

@@ -117,6 +117,17 @@ void SampleOrder::drop(Track* track) {
     track->held.pop_back();
 }
 
+bool SampleOrder::dropFrom(int track, int64_t time, int64_t* firstTime) {
+    bool isAny = false;
+    std::deque<AvPacketOwner>& held = mTracks[track].held;
+    while (!held.empty() && held.back()->dts >= time) {
+        *firstTime = held.back()->dts;
+        isAny = true;
+        drop(&mTracks[track]);
+    }
+    return isAny;
+}
+
 void SampleOrder::cut() {
     int64_t endUs = INT64_MAX;
     for (const Track& track : mTracks)

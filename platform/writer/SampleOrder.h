@@ -53,6 +53,9 @@ class SampleOrder {
     // Drops what lies behind the end of the track that has come least far; of a track without
     // samples that is everything.
     void cut();
+    // Drops what is held of a track from that decoding time on, in the track's base. Whether there
+    // was any, and then the time of the first one.
+    bool dropFrom(int track, int64_t time, int64_t* firstTime);
 
   private:
     DISALLOW_EVIL_CONSTRUCTORS(SampleOrder);

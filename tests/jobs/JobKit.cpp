@@ -34,6 +34,14 @@ std::unique_ptr<Job> makeJob(JobKind kind, const std::string& input, const std::
         options.replaceOutput = replaceOutput;
         return std::make_unique<Transcode>(options);
     }
+    if (kind == JobKind::kRemux) {
+        RemuxOptions options;
+        options.input = input;
+        options.output = output;
+        options.container = Container::kMp4;
+        options.replaceOutput = replaceOutput;
+        return std::make_unique<Remux>(options);
+    }
     if (kind == JobKind::kContactSheet) {
         ContactSheetOptions options;
         options.input = input;

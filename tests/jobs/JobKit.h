@@ -6,6 +6,7 @@
 #include <oxa/jobs/ContactSheet.h>
 #include <oxa/jobs/Play.h>
 #include <oxa/jobs/Record.h>
+#include <oxa/jobs/Remux.h>
 #include <oxa/jobs/Transcode.h>
 
 #include <functional>
@@ -38,9 +39,9 @@ class HearingListener : public JobListener {
 TranscodeOptions quickTranscode(const std::string& input, const std::string& output);
 RecordOptions quickRecord(const std::string& output);
 
-enum class JobKind { kTranscode, kContactSheet, kPlay, kRecord };
-constexpr JobKind kAllKinds[] = {JobKind::kTranscode, JobKind::kContactSheet, JobKind::kPlay,
-                                 JobKind::kRecord};
+enum class JobKind { kTranscode, kRemux, kContactSheet, kPlay, kRecord };
+constexpr JobKind kAllKinds[] = {JobKind::kTranscode, JobKind::kRemux, JobKind::kContactSheet,
+                                 JobKind::kPlay, JobKind::kRecord};
 
 // A job of that kind without screen and loudspeakers, which reads `input` and writes `output`, if
 // it writes something.

@@ -191,7 +191,7 @@ void addPartOptions(CLI::App& app, InputPart* part) {
     });
 }
 
-void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
+void addOutputOptions(CLI::App& app, OutputOptions* options) {
     app.add_option("-o,--output", options->output, "Where to write; - is standard output")
             ->required()
             ->type_name("OUTPUT");
@@ -204,6 +204,11 @@ void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
                 return entry == containers.end() ? std::nullopt : std::optional(entry->second);
             },
             "mp4|ts", "Container (default: by the extension of OUTPUT)", "mp4 or ts");
+    app.add_flag("--force", options->replaceOutput, "Replace an existing OUTPUT");
+}
+
+void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
+    addOutputOptions(app, options);
     addParsedOption(app, "--size", &options->size, parseSize, "WxH",
                     "Size of the picture (default: the source's, upright, square pixels)",
                     "WxH, both even, from 16 to 8192");
@@ -249,7 +254,6 @@ void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
     app.add_option("--preset", options->preset,
                    "Speed of the encoder, ultrafast to placebo (default: veryfast)")
             ->type_name("NAME");
-    app.add_flag("--force", options->replaceOutput, "Replace an existing OUTPUT");
 }
 
 namespace {

@@ -36,7 +36,10 @@ void addOnlyOption(CLI::App& app, Only* only);
 // --start, --end, --duration, --video-track and --audio-track, for commands that read a file.
 void addPartOptions(CLI::App& app, InputPart* part);
 
-// The options that `transcode` and `record` share.
+// --output, --format and --force, for commands that write a media file.
+void addOutputOptions(CLI::App& app, OutputOptions* options);
+
+// The options that `transcode` and `record` share, with those.
 void addEncodeOptions(CLI::App& app, EncodeOptions* options);
 
 // The outcome of reading the command line: a command to run, or an answer to give at once.

@@ -8,6 +8,7 @@
 #include "commands/PlayCommand.h"
 #include "commands/ProbeCommand.h"
 #include "commands/RecordCommand.h"
+#include "commands/RemuxCommand.h"
 #include "commands/TranscodeCommand.h"
 
 namespace oxaplayer {
@@ -15,6 +16,7 @@ namespace oxaplayer {
 std::vector<std::unique_ptr<Command>> makeCommands() {
     std::vector<std::unique_ptr<Command>> commands;
     commands.push_back(std::make_unique<TranscodeCommand>());
+    commands.push_back(std::make_unique<RemuxCommand>());
     commands.push_back(std::make_unique<PlayCommand>());
     commands.push_back(std::make_unique<RecordCommand>());
     commands.push_back(std::make_unique<CameraCommand>());

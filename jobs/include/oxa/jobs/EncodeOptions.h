@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "oxa/jobs/OutputOptions.h"
 #include "oxa/jobs/Track.h"
 
 namespace oxa::jobs {
@@ -27,20 +28,9 @@ struct Size {
     int32_t height;
 };
 
-enum class Container { kMpeg2Ts, kMp4 };
-
 // What a job that encodes can be asked about its output. A value that was not given is taken from
 // the source. What is outside its limits is answered with FailureKind::kOptions.
-struct EncodeOptions {
-    // A file, a device or a named pipe. The name of a file is free or `replaceOutput` is set; under
-    // it there is never half a file, except of a recording.
-    std::string output;
-    // Not negative: this descriptor is written instead, and `output` only names it in texts. Stays
-    // the caller's, open until run() returns.
-    int outputDescriptor = -1;
-    bool replaceOutput = false;
-    // Not given: by the extension of `output`, which may not be another one's either.
-    std::optional<Container> container;
+struct EncodeOptions : OutputOptions {
     std::optional<Size> size;          // both even, 16 to 8192; else upright, square pixels
     std::optional<int32_t> frameRate;  // frames a second, 1 to 240
     // Constant quality, 0 (without loss) to 51; smaller is better and larger. Or bits a second, up

@@ -1,0 +1,75 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "oxa/jobs/Remux.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "copy/CopyWork.h"
+#include "encode/EncodeSetup.h"
+#include "tracks/PartChoice.h"
+#include "tracks/SourceTracks.h"
+
+namespace oxa::jobs {
+
+namespace {
+
+class RemuxWork : public CopyWork {
+  public:
+    RemuxWork(const RemuxOptions& options, JobContext& context)
+        : CopyWork(options, context), mOptions(options), mFile(&context.cancelled()) {}
+
+  private:
+    std::optional<Failure> openInputs() override;
+    JobStart started() const override { return {mTracks, {}}; }
+    CopyRun::Work work(const OutputFile& output, Container container) override;
+    int64_t durationUs() const;
+
+    const RemuxOptions& mOptions;
+    InputFile mFile;
+    std::vector<Track> mTracks;  // that are copied
+    std::unique_ptr<host::CopyInput> mInput = std::make_unique<host::CopyInput>();
+};
+
+std::optional<Failure> RemuxWork::openInputs() {
+    if (auto failure = mFile.open(mOptions.input)) return failure;
+    if (auto failure = refuseInput(mFile, mOptions.output, mOptions.outputDescriptor)) {
+        return failure;
+    }
+    std::vector<Track> tracks;
+    if (auto failure = readTracks(mFile, &tracks)) return failure;
+    if (auto failure = choosePart(mFile, mOptions.part, &tracks)) return failure;
+    for (const bool isVideo : {true, false}) {
+        const auto first = std::find_if(tracks.begin(), tracks.end(), [=](const Track& track) {
+            return track.isVideo == isVideo;
+        });
+        if (first != tracks.end()) mTracks.push_back(*first);
+    }
+    return openForCopy(mFile, true, true, mInput.get());
+}
+
+CopyRun::Work RemuxWork::work(const OutputFile& output, Container container) {
+    const auto give = [this](size_t, CopyRun::Part* part) -> std::optional<Failure> {
+        *part = {mFile.path(), std::move(mInput)};
+        return std::nullopt;
+    };
+    return {output, container, 1, give, nullptr, durationUs()};
+}
+
+int64_t RemuxWork::durationUs() const {
+    int64_t endUs = longestDurationUs(mTracks).value_or(0);
+    if (mOptions.part.endUs && endUs > 0) endUs = std::min(endUs, *mOptions.part.endUs);
+    return std::max<int64_t>(0, endUs - mOptions.part.startUs);
+}
+
+}  // namespace
+
+Remux::Remux(RemuxOptions options, JobListener* listener)
+    : Job(listener), mOptions(std::move(options)) {}
+
+Result Remux::work(JobContext& context) {
+    return RemuxWork(mOptions, context).run();
+}
+
+}  // namespace oxa::jobs

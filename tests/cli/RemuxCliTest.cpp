@@ -1,0 +1,209 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Samples that are copied as they are: into other containers, and in parts.
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "cli/PlayerProgram.h"
+#include "support/MediaProbe.h"
+#include "support/Pictures.h"
+#include "support/SampleList.h"
+#include "support/SyncMeasure.h"
+#include "support/Test.h"
+
+namespace oxa::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr int64_t kExactUs = 1000;
+constexpr int64_t kNoTime = INT64_MIN;
+
+ClipOptions reordered(const std::string& extension) {
+    ClipOptions clip;
+    clip.extension = extension;
+    clip.seconds = 6;
+    clip.videoArguments = {"-bf", "3", "-g", "60", "-sc_threshold", "0"};
+    return clip;
+}
+
+int64_t firstTimeUs(const std::vector<StoredSample>& pictures) {
+    return std::min_element(pictures.begin(), pictures.end(),
+                            [](const auto& a, const auto& b) { return a.timeUs < b.timeUs; })
+            ->timeUs;
+}
+
+void expectSameSamples(const std::vector<StoredSample>& source, int64_t sourceUs,
+                       const std::vector<StoredSample>& copy, int64_t copyUs) {
+    ASSERT_EQ(copy.size(), source.size());
+    for (size_t i = 0; i < copy.size(); ++i) {
+        ASSERT_EQ(copy[i].data == source[i].data, true) << "sample " << i;
+        ASSERT_EQ(copy[i].isSync, source[i].isSync) << "sample " << i;
+        ASSERT_NEAR(copy[i].timeUs - copyUs, source[i].timeUs - sourceUs, kExactUs) << i;
+        ASSERT_GE(copy[i].timeUs, copy[i].decodingTimeUs) << i;
+        ASSERT_GT(copy[i].decodingTimeUs, i > 0 ? copy[i - 1].decodingTimeUs : INT64_MIN) << i;
+        // Matroska has none.
+        if (source[i].decodingTimeUs == kNoTime) continue;
+        ASSERT_NEAR(copy[i].decodingTimeUs - copyUs, source[i].decodingTimeUs - sourceUs, kExactUs)
+                << i;
+    }
+}
+
+class RemuxCliTest : public testing::Test {
+  protected:
+    using Words = std::vector<std::string>;
+
+    ProcessResult remux(const std::string& input, const std::string& output,
+                        const Words& more = {}) const {
+        return runPlayer(joined({"remux", input, "-o", output}, more));
+    }
+
+    TempDir mFolder;
+    const std::string mMp4 = mFolder.file("out.mp4");
+    const std::string mTs = mFolder.file("out.ts");
+};
+
+class RemuxEveryClipTest : public RemuxCliTest, public testing::WithParamInterface<const char*> {};
+
+TEST_P(RemuxEveryClipTest, keepsItsSamplesAndTheirTimes) {
+    const std::string name = GetParam();
+    const std::string source =
+            name.front() == '.' ? testClip(reordered(name.substr(1))) : mediaPath(name);
+    const auto pictures = pictureSamples(source);
+    const auto sound = soundSamples(source);
+    ASSERT_FALSE(pictures.empty() || sound.empty());
+    for (const std::string& output : {mMp4, mTs}) {
+        SCOPED_TRACE(output);
+        const ProcessResult result = remux(source, output, {"--quiet"});
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+        EXPECT_EQ(result.err, "");
+        const auto copied = pictureSamples(output);
+        const int64_t sourceUs = firstTimeUs(pictures);
+        const int64_t copyUs = firstTimeUs(copied);
+        expectSameSamples(pictures, sourceUs, copied, copyUs);
+        expectSameSamples(sound, sourceUs, soundSamples(output), copyUs);
+    }
+    EXPECT_EQ(MediaProbe(mMp4).video()->rotation, MediaProbe(source).video()->rotation);
+}
+
+INSTANTIATE_TEST_SUITE_P(Clips, RemuxEveryClipTest,
+                         testing::Values("bunny_360p_aac51.ts", "bunny_rotated90_aac51.mp4",
+                                         "car_432p_12fps.mp4", "flower_540p_h264_aac.mp4",
+                                         "friday_480p_audio_first.mp4",
+                                         "friday_audio_starts_1200ms.mp4",
+                                         "friday_video_starts_1s.mp4", "nasa_multistream.mp4",
+                                         ".mkv", ".mp4", ".ts", ".flv"));
+
+// Key frames every 60 pictures; the flashes in the part are those of 4.5 and 5.5 s.
+TEST_F(RemuxCliTest, partBeginsAtTheKeyFrameBeforeAndAnMp4HidesWhatIsEarly) {
+    for (const char* extension : {"mp4", "ts", "mkv"}) {
+        SCOPED_TRACE(extension);
+        const std::string source = flashBeepClip(reordered(extension));
+        const auto all = pictureSamples(source);
+        const auto pictures = decodePictures(source);
+        const auto first = std::find_if(pictures.begin(), pictures.end(),
+                                        [](const auto& each) { return each.timeUs >= 4'010'000; });
+        for (const std::string& output : {mMp4, mTs}) {
+            SCOPED_TRACE(output);
+            ASSERT_EQ(
+                    remux(source, output, {"--start", "4.01", "--end", "5.8", "--force"}).exitCode,
+                    0);
+            const auto stored = pictureSamples(output);
+            for (size_t i = 0; i < stored.size(); ++i)
+                ASSERT_TRUE(stored[i].data == all[60 + i].data) << i;
+            const auto begin = output == mMp4 ? first : pictures.begin() + 60;
+            const auto shown = decodePictures(output);
+            ASSERT_FALSE(shown.empty());
+            // Those that others refer to may be shown behind the end, but nothing is missing.
+            EXPECT_NEAR(shown.size(), (5'800'000 - begin->timeUs) / 40'000, 4);
+            EXPECT_NEAR(shown.back().timeUs - shown.front().timeUs, (shown.size() - 1) * 40'000,
+                        kExactUs);
+            const SyncMeasure sync = measureSync(output);
+            const SyncMeasure whole = measureSync(source);
+            ASSERT_EQ(sync.offsetsMs.size(), output == mMp4 ? 2u : 4u);
+            EXPECT_NEAR(sync.largestMs(), whole.largestMs(), 5);
+            EXPECT_NEAR(sync.flashesMs.back() - shown.front().timeUs / 1e3,
+                        whole.flashesMs[5] - begin->timeUs / 1e3, 1);
+        }
+    }
+}
+
+TEST_F(RemuxCliTest, tracksAreChosenByNumberAndLanguage) {
+    const std::string source = mFolder.file("tracks.mkv");
+    const std::string one = testClip();
+    runOrDie(
+            ffmpeg({"-i", one, "-i", sineClip({880}, 0.3, {}), "-map", "0", "-map", "1:a", "-c",
+                    "copy", "-metadata:s:a:1", "language=deu", "-metadata", "title=Film", source}));
+    for (const std::string track : {"deu", "2"}) {
+        ASSERT_EQ(remux(source, mMp4, {"--audio-track", track, "--force"}).exitCode, 0);
+        const auto sound = soundSamples(mMp4);
+        EXPECT_EQ(sound.at(20).data == soundSamples(one).at(20).data, false);
+    }
+    const auto tags = runOrDie({"ffprobe", "-v", "error", "-show_entries",
+                                "format_tags=title:stream_tags=language", mMp4})
+                              .out;
+    EXPECT_THAT(tags, testing::AllOf(HasSubstr("title=Film"), HasSubstr("language=deu")));
+}
+
+TEST_F(RemuxCliTest, refusesWhatItCannotCopyInOneLine) {
+    const struct {
+        std::string input;
+        Words options;
+        int exitCode;
+        const char* text;
+    } kCases[] = {
+            {mediaPath("bear_161x121_vp9.webm"), {}, 3, "the picture is vp9, not AVC"},
+            {mediaPath("roar.mp3"), {}, 3, "the sound is mp3, not AAC"},
+            {mediaPath("bunny_480i_tff_mpeg2_mp2.ts"), {}, 3, "is mpeg2video, not AVC"},
+            {mediaPath("car_432p_12fps.mp4"), {"--start", "1h"}, 3, "ends at"},
+            {mediaPath("car_432p_12fps.mp4"), {"--audio-track", "0"}, 3, "is no sound"},
+            {"/nope", {}, 3, "No such file"},
+    };
+    for (const auto& test : kCases) {
+        const ProcessResult result = remux(test.input, mMp4, test.options);
+        EXPECT_EQ(result.exitCode, test.exitCode) << result.err;
+        EXPECT_THAT(result.err, HasSubstr(test.text));
+        EXPECT_EQ(linesOf(result.err).size(), 1u) << result.err;
+    }
+    EXPECT_THAT(namesIn(mFolder.path()), IsEmpty());
+}
+
+TEST_F(RemuxCliTest, standardOutputIsATransportStreamAndAFullDiskAnOutputError) {
+    const std::string source = mediaPath("car_432p_12fps.mp4");
+    const ProcessResult piped = remux(source, "-");
+    ASSERT_EQ(piped.exitCode, 0) << piped.err;
+    ASSERT_TRUE(writeFile(mTs, piped.out));
+    EXPECT_EQ(pictureSamples(mTs).size(), pictureSamples(source).size());
+    const ProcessResult full =
+            player({"remux", source, "-o", mMp4}).setFileSizeLimit(200'000).run();
+    EXPECT_EQ(full.exitCode, 4);
+    EXPECT_THAT(full.err, HasSubstr("File too large"));
+    EXPECT_THAT(namesIn(mFolder.path()), testing::ElementsAre("out.ts"));
+}
+
+// The pipe fills up long before the end.
+TEST_F(RemuxCliTest, readerThatDoesNotReadIsAFailureAndCanBeInterrupted) {
+    const std::string pipe = mFolder.file("pipe.ts");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const int reader = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
+    const Words command = {"remux", mediaPath("car_432p_12fps.mp4"), "-o", pipe, "--json"};
+    const ProcessResult stalled = player(command).setEnvironment("OXA_STALL_SECONDS", "2").run();
+    EXPECT_EQ(stalled.exitCode, 1) << stalled.signal << stalled.err;
+    EXPECT_THAT(stalled.err, HasSubstr("nothing was read or written for 2 seconds"));
+    const ProcessResult interrupted = player(command)
+                                              .signalOnText(SIGINT, "\"progress\"")
+                                              .setTimeLimit(std::chrono::seconds(25))
+                                              .run();
+    close(reader);
+    EXPECT_EQ(interrupted.exitCode, 4) << interrupted.signal << interrupted.err;
+    EXPECT_THAT(interrupted.err, HasSubstr("the reader does not read on"));
+}
+
+}  // namespace
+}  // namespace oxa::test
