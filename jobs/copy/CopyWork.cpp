@@ -48,7 +48,7 @@ std::optional<Failure> CopyWork::complete(const CopyRun& run) {
         return Failure{FailureKind::kInput,
                        "there is nothing to copy for '" + mOptions.output + "'"};
     }
-    if (auto failure = isShortened ? mOutput.keepShortened() : mOutput.finish()) return failure;
+    if (auto failure = completeOutput(mOptions, isShortened, &mOutput)) return failure;
     summarize(run);
     return isShortened ? std::optional(cancelledFailure()) : std::nullopt;
 }

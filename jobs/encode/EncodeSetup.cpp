@@ -5,9 +5,11 @@
 
 #include <oxa/host/EncoderPreset.h>
 #include <oxa/host/EncoderRate.h>
+#include <oxa/host/IndexFirst.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 #include <map>
 
 namespace oxa::jobs {
@@ -119,7 +121,8 @@ std::optional<Failure> setUpContainer(const OutputOptions& options, Container* c
         return wrongOption("format", formatName(*chosen),
                            formatName(named) + ", as '" + options.output + "' is named");
     }
-    return std::nullopt;
+    if (!options.indexFirst || *chosen == Container::kMp4) return std::nullopt;
+    return Failure{FailureKind::kOptions, "only MP4 has an index that can come first"};
 }
 
 std::optional<Failure> setUpEncoding(const EncodeOptions& options, Container* container) {
@@ -143,6 +146,18 @@ std::optional<Failure> openOutput(const OutputOptions& options, Container contai
                        Hint::kTransportStream};
     }
     return std::nullopt;
+}
+
+std::optional<Failure> completeOutput(const OutputOptions& options, bool isShortened,
+                                      OutputFile* output) {
+    if (options.indexFirst) {
+        const int error = host::moveIndexToFront(output->descriptor());
+        if (error != 0) {
+            return Failure{FailureKind::kOutput,
+                           "cannot write '" + options.output + "': " + strerror(error)};
+        }
+    }
+    return isShortened ? output->keepShortened() : output->finish();
 }
 
 std::optional<Failure> refuseInput(const InputFile& input, const std::string& output,

@@ -41,6 +41,11 @@ enum class WriteWay { kWhenComplete, kInPlace };
 std::optional<Failure> openOutput(const OutputOptions& options, Container container, WriteWay way,
                                   OutputFile* output);
 
+// Gives a file that is made of files its last form and its name; one that was shortened as
+// OutputFile::keepShortened does. Nothing, or why it cannot be completed.
+std::optional<Failure> completeOutput(const OutputOptions& options, bool isShortened,
+                                      OutputFile* output);
+
 // Nothing, or what is wrong when the output is the input (kOptions).
 std::optional<Failure> refuseInput(const InputFile& input, const std::string& output,
                                    int outputDescriptor);

@@ -75,6 +75,9 @@ std::optional<Failure> RecordWork::checkOptions() {
     const bool isHdmi = mOptions.source.kind == LiveSource::Kind::kHdmi;
     if (auto failure = checkSource(mOptions.source, mOptions.only)) return failure;
     if (auto failure = setUpEncoding(mOptions, &mContainer)) return failure;
+    if (mOptions.indexFirst) {
+        return Failure{FailureKind::kOptions, "a recording has its index behind its samples"};
+    }
     if (isHdmi && mOptions.frameRate.value_or(1) > kHighestHdmiFrameRate) {
         return Failure{FailureKind::kOptions,
                        "fps '" + std::to_string(*mOptions.frameRate) +

@@ -96,12 +96,12 @@ std::optional<Failure> TranscodeWork::complete(const TranscodeRun& run) {
             return Failure{FailureKind::kInput,
                            "'" + mOptions.input + "' has nothing that can be decoded"};
         }
-        auto failure = mOutput.finish();
+        auto failure = completeOutput(mOptions, false, &mOutput);
         summarize(run);
         return failure;
     }
     if (!run.hasOutput()) return cancelledFailure();
-    if (auto failure = mOutput.keepShortened()) return failure;
+    if (auto failure = completeOutput(mOptions, true, &mOutput)) return failure;
     summarize(run);
     return cancelledFailure();
 }

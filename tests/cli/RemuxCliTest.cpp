@@ -187,6 +187,33 @@ TEST_F(RemuxCliTest, standardOutputIsATransportStreamAndAFullDiskAnOutputError) 
     EXPECT_THAT(namesIn(mFolder.path()), testing::ElementsAre("out.ts"));
 }
 
+TEST_F(RemuxCliTest, indexCanComeFirst) {
+    const std::string source = mediaPath("car_432p_12fps.mp4");
+    const std::string last = mFolder.file("last.mp4");
+    for (const Words& command : {Words{"remux"}, Words{"transcode", "--preset", "ultrafast"}}) {
+        SCOPED_TRACE(command.front());
+        for (const std::string& output : {mMp4, last}) {
+            const Words index = output == last ? Words{} : Words{"--faststart"};
+            ASSERT_EQ(runPlayer(joined(joined(command, {source, "-o", output, "--force"}), index))
+                              .exitCode,
+                      0);
+        }
+        EXPECT_EQ(boxesOf(last).back(), "moov");
+        const auto boxes = boxesOf(mMp4);
+        ASSERT_GE(boxes.size(), 3u);
+        EXPECT_EQ(boxes[0], "ftyp");
+        EXPECT_EQ(boxes[1], "moov");
+        EXPECT_EQ(boxes.back(), "mdat");
+        EXPECT_EQ(fileSize(mMp4), fileSize(last));
+        expectSameSamples(pictureSamples(last), 0, pictureSamples(mMp4), 0);
+        expectSameSamples(soundSamples(last), 0, soundSamples(mMp4), 0);
+        const ProcessResult stream = runPlayer(joined(command, {source, "-o", mTs, "--faststart"}));
+        EXPECT_EQ(stream.exitCode, 2) << stream.err;
+        EXPECT_THAT(stream.err, HasSubstr("only MP4 has an index"));
+    }
+    EXPECT_THAT(namesIn(mFolder.path()), testing::UnorderedElementsAre("out.mp4", "last.mp4"));
+}
+
 // The pipe fills up long before the end.
 TEST_F(RemuxCliTest, readerThatDoesNotReadIsAFailureAndCanBeInterrupted) {
     const std::string pipe = mFolder.file("pipe.ts");

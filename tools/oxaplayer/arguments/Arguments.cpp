@@ -207,6 +207,11 @@ void addOutputOptions(CLI::App& app, OutputOptions* options) {
     app.add_flag("--force", options->replaceOutput, "Replace an existing OUTPUT");
 }
 
+void addIndexOption(CLI::App& app, OutputOptions* options) {
+    app.add_flag("--faststart", options->indexFirst,
+                 "Put the index of an MP4 file in front, for players that get it bit by bit");
+}
+
 void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
     addOutputOptions(app, options);
     addParsedOption(app, "--size", &options->size, parseSize, "WxH",

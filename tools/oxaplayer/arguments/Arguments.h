@@ -39,6 +39,9 @@ void addPartOptions(CLI::App& app, InputPart* part);
 // --output, --format and --force, for commands that write a media file.
 void addOutputOptions(CLI::App& app, OutputOptions* options);
 
+// --faststart, for commands that make a file of files.
+void addIndexOption(CLI::App& app, OutputOptions* options);
+
 // The options that `transcode` and `record` share, with those.
 void addEncodeOptions(CLI::App& app, EncodeOptions* options);
 

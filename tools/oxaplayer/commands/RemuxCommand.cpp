@@ -15,6 +15,7 @@ CLI::App* RemuxCommand::define(CLI::App& app) {
     remux->add_option("INPUT", mOptions.input, "A media file")->required()->type_name("");
     addPartOptions(*remux, &mOptions.part);
     addOutputOptions(*remux, &mOptions);
+    addIndexOption(*remux, &mOptions);
     return remux;
 }
 

@@ -14,6 +14,7 @@ CLI::App* TranscodeCommand::define(CLI::App& app) {
     transcode->add_option("INPUT", mOptions.input, "A media file")->required()->type_name("");
     addPartOptions(*transcode, &mOptions.part);
     addEncodeOptions(*transcode, &mOptions);
+    addIndexOption(*transcode, &mOptions);
     addParsedOption(*transcode, "--profile", &mOptions.profile, parseProfile, "NAME",
                     "AVC profile (default: the encoder's choice)", "baseline, main or high");
     addParsedOption(*transcode, "--level", &mOptions.level, parseLevel, "N.N",

@@ -21,6 +21,10 @@ struct OutputOptions {
     bool replaceOutput = false;
     // Not given: by the extension of `output`, which may not be another one's either.
     std::optional<Container> container;
+    // Of an MP4 file that is made of files: its index comes before its samples, for players that
+    // get it bit by bit. Costs to read and write the complete file once more. kOptions with another
+    // container, and of a recording.
+    bool indexFirst = false;
 };
 
 }  // namespace oxa::jobs
