@@ -82,7 +82,8 @@ std::optional<Failure> TranscodeWork::transcode() {
     const Track* audio = mTracks.audio ? &*mTracks.audio : nullptr;
     const android::_AV_FORMAT_FORMAT format = makeTargetFormat(mOptions, video, audio);
     setRates(mOptions, format.channelCount);
-    TranscodeRun run({mInput, mOutput, mContainer, video, audio, format}, mContext);
+    TranscodeRun run({mInput, mOutput, mContainer, video, audio, format, mOptions.strict},
+                     mContext);
     const auto failure = run.run();
     // The output is read, too.
     forgetPart();

@@ -119,6 +119,9 @@ void TranscodeRun::handle(const JobEvent& event) {
         listener().onFrameRate(rate->encoder, rate->framesPerSecond);
     } else if (const auto* fault = std::get_if<host::Fault>(&event)) {
         handleFileFault(*fault, mWork.input.path(), mWork.output.path());
+        if (mWork.strict && damaged() > 0) {
+            fail(FailureKind::kInput, "'" + mWork.input.path() + "' is damaged: " + fault->cause);
+        }
     }
 }
 

@@ -28,6 +28,7 @@ class TranscodeRun : public PlayerRun {
         const Track* video;  // null: not processed
         const Track* audio;
         android::_AV_FORMAT_FORMAT targetFormat;
+        bool strict;
     };
 
     // A Cancelled in the queue ends the run.

@@ -372,8 +372,22 @@ TEST_F(TranscodeCliTest, damageIsCountedAndToldEvenWithQuiet) {
     EXPECT_GT(count, 1);
     EXPECT_EQ(result.err, "oxaplayer: transcode: warning: the input is damaged (" +
                                   std::to_string(count) + " times)\n");
-    const ProcessResult whole = runPlayer(quick(mClip, mTs, {"--json", "--quiet"}));
+    const ProcessResult whole = runPlayer(quick(mClip, mTs, {"--json", "--quiet", "--strict"}));
+    EXPECT_EQ(whole.exitCode, 0) << whole.err;
     EXPECT_EQ(eventsOf(whole.out).back()["damaged"], 0);
+}
+
+TEST_F(TranscodeCliTest, strictLeavesNothingOfADamagedInput) {
+    const std::string flower = mediaPath("flower_540p_h264_aac.mp4");
+    for (const std::string& damaged :
+         {zeroRegion(flower, 0.3, 0.4), zeroRegion(mediaPath("bunny_360p_aac51.ts"), 0.98, 0.99),
+          dropTsPackets(mClip, 50), truncateClip(mClip, 0.7)}) {
+        const ProcessResult result = runPlayer(quick(damaged, mMp4, {"--strict", "--quiet"}));
+        EXPECT_EQ(result.exitCode, 3) << damaged << result.err;
+        EXPECT_THAT(result.err, HasSubstr("'" + damaged + "' is damaged: "));
+        EXPECT_EQ(linesOf(result.err).size(), 1u) << result.err;
+    }
+    EXPECT_THAT(namesIn(mFolder.path()), testing::IsEmpty());
 }
 
 // ---- Output files -------------------------------------------------------------------------------

@@ -29,6 +29,8 @@ CLI::App* TranscodeCommand::define(CLI::App& app) {
     transcode->add_flag_callback(
             "--no-metadata", [this] { mOptions.keepsMetadata = false; },
             "Leave out title, artist, date, comment, languages and chapters");
+    transcode->add_flag("--strict", mOptions.strict,
+                        "Fail, and leave nothing, if INPUT is damaged");
     return transcode;
 }
 

@@ -25,6 +25,7 @@ struct TranscodeOptions : EncodeOptions {
     // Whether the output has the input's title, artist, date, comment, languages and chapters
     // (MPEG-TS: title and languages).
     bool keepsMetadata = true;
+    bool strict = false;  // damage of the input is a failure (kInput), which ends the job at once
 };
 
 // Turns the first picture and the first sound of a file into AVC and AAC in MP4 or an
