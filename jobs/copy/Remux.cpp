@@ -41,10 +41,7 @@ std::optional<Failure> RemuxWork::openInputs() {
     if (auto failure = readTracks(mFile, &tracks)) return failure;
     if (auto failure = choosePart(mFile, mOptions.part, &tracks)) return failure;
     for (const bool isVideo : {true, false}) {
-        const auto first = std::find_if(tracks.begin(), tracks.end(), [=](const Track& track) {
-            return track.isVideo == isVideo;
-        });
-        if (first != tracks.end()) mTracks.push_back(*first);
+        if (const auto track = firstOf(tracks, isVideo)) mTracks.push_back(*track);
     }
     return openForCopy(mFile, true, true, mInput.get());
 }

@@ -124,6 +124,13 @@ std::optional<Failure> readTracks(const InputFile& input, std::vector<Track>* tr
                    "'" + input.path() + "' has no picture or sound that can be decoded"};
 }
 
+std::optional<Track> firstOf(const std::vector<Track>& tracks, bool isVideo) {
+    for (const Track& track : tracks) {
+        if (track.isVideo == isVideo) return track;
+    }
+    return std::nullopt;
+}
+
 std::optional<int64_t> longestDurationUs(const std::vector<Track>& tracks) {
     std::optional<int64_t> longestUs;
     for (const Track& track : tracks)

@@ -30,6 +30,9 @@ std::optional<Failure> readTracks(const InputFile& input, std::vector<Track>* tr
 // As the file names it; empty when it does not say.
 std::string languageOf(const host::InputStream& stream);
 
+// The first picture, or the first sound; nothing where there is none.
+std::optional<Track> firstOf(const std::vector<Track>& tracks, bool isVideo);
+
 // The longest of them; nothing where no track says.
 std::optional<int64_t> longestDurationUs(const std::vector<Track>& tracks);
 

@@ -6,6 +6,7 @@
 #include <datasource/FileSource.h>
 #include <fcntl.h>
 #include <oxa/host/InputChoice.h>
+#include <string.h>
 
 #include <algorithm>
 
@@ -100,6 +101,17 @@ void CopySource::dropInFront(const AVPacket& sync) {
     mLate.clear();
 }
 
+int64_t CopySource::durationUs() const {
+    int64_t longestUs = 0;
+    for (const auto& number : mNumbers) {
+        int64_t durationUs = 0;
+        if (!number) continue;
+        mReader->trackFormat(*number)->findInt64("durationUs", &durationUs);
+        longestUs = std::max(longestUs, durationUs);
+    }
+    return longestUs;
+}
+
 std::optional<int64_t> CopySource::firstPicture() const {
     if (!mFirstPicture) return std::nullopt;
     return *mFirstPicture - mFirstShown;
@@ -175,6 +187,7 @@ AvPacketOwner CopySource::read() {
         return {};
     }
     av_packet_free_side_data(packet);
+    completeDuration(packet);
     packet->flags &= AV_PKT_FLAG_KEY;
     const AVRational timeBase = mTracks[kind].timeBase;
     const int64_t start = av_rescale_q(mReader->startUs(), kMicroseconds, timeBase);
@@ -192,6 +205,19 @@ AvPacketOwner CopySource::read() {
     }
     setTimes(packet);
     return packet;
+}
+
+// Libavformat's demuxer counts the last sample of an MP4 track as shorter by what is empty in front
+// of the track.
+void CopySource::completeDuration(AVPacket* packet) {
+    const int64_t former = mLastDuration[packet->stream_index];
+    int64_t& empty = mEmptyFront[packet->stream_index];
+    if (former == 0 && strncmp(mReader->context().iformat->name, "mov,", 4) == 0) {
+        empty = std::max<int64_t>(0, packet->dts);
+    }
+    if (packet->duration > 0 && packet->duration < former) {
+        packet->duration = std::min(former, packet->duration + empty);
+    }
 }
 
 void CopySource::setTimes(AVPacket* packet) {

@@ -30,12 +30,16 @@ class CopySource {
     // Why it cannot be copied, for people; empty when it can.
     const std::string& refusal() const { return mRefusal; }
 
+    // Of the longest track; 0: the file does not say.
+    int64_t durationUs() const;
     const CopyTrack& track(CopyKind kind) const { return mTracks[kind]; }
     // Of the file, and what it says about itself.
     const AVDictionary* metadata() const { return mReader->context().metadata; }
     // The time of the first picture, in its track's base: before 0 it is not to be shown. Nothing
     // without pictures.
     std::optional<int64_t> firstPicture() const;
+    // Whether the session has chosen a start.
+    bool hasStart() const { return mHasStart; }
     // In the sound's base: there it begins; otherwise where it is heard from the start on.
     void beginSound(int64_t time) { mSoundBegin = time; }
 
@@ -50,6 +54,7 @@ class CopySource {
     void readToStart();
     void dropInFront(const AVPacket& sync);
     AvPacketOwner read();
+    void completeDuration(AVPacket* packet);
     void setTimes(AVPacket* packet);
     void setDecodingTime(AVPacket* packet);
     void hold(AvPacketOwner packet);
@@ -69,6 +74,7 @@ class CopySource {
     std::unique_ptr<DecodingTimes> mDecodingTimes;  // where the file has none
     int64_t mLastDecodingTime[kCopyKinds] = {AV_NOPTS_VALUE, AV_NOPTS_VALUE};
     int64_t mLastDuration[kCopyKinds] = {};
+    int64_t mEmptyFront[kCopyKinds] = {};
     std::optional<int64_t> mFirstPicture;
     int64_t mLastPicture = INT64_MIN;  // the latest of those that are ready
     std::optional<int64_t> mSoundBegin;

@@ -22,8 +22,7 @@ void CopyTimeline::beginPart(const Part& part) {
     if (mIsFirst) {
         pictures.shift = mHidesBegin ? 0 : -std::min<int64_t>(first, 0);
     } else if (part.hasPictures) {
-        const bool isPause = first > pictures.duration * 3 / 2;
-        pictures.shift = pictures.end - (isPause ? 0 : first);
+        pictures.shift = pictures.end - early(first);
     }
     if (part.hasOwnSound || mIsFirst) {
         sound.shift = part.hasPictures || mIsFirst
@@ -32,6 +31,15 @@ void CopyTimeline::beginPart(const Part& part) {
         sound.isJoined = mIsFirst;
     }
     mIsFirst = false;
+}
+
+// By how much a part begins before the end of the last one, since its first picture comes so late.
+int64_t CopyTimeline::early(int64_t firstPicture) const {
+    const Track& pictures = mTracks[kCopyPictures];
+    if (firstPicture > pictures.duration * 3 / 2) return 0;
+    // The last picture may have been cut short where this part begins.
+    const int64_t missing = std::max<int64_t>(0, pictures.duration - pictures.lastDuration);
+    return firstPicture - std::clamp<int64_t>(firstPicture, 0, missing);
 }
 
 bool CopyTimeline::place(AVPacket* packet) {
@@ -47,8 +55,15 @@ bool CopyTimeline::place(AVPacket* packet) {
     packet->pts = std::max(packet->pts, packet->dts);
     track.lastDecodingTime = packet->dts;
     const bool isSound = packet->stream_index == kCopySound;
-    track.end = std::max(track.end, packet->pts + (isSound ? track.duration : packet->duration));
+    const int64_t end = packet->pts + (isSound ? track.duration : packet->duration);
+    if (end > track.end) track.lastDuration = packet->duration;
+    track.end = std::max(track.end, end);
     return true;
+}
+
+void CopyTimeline::takeBackSound(int64_t time) {
+    mTracks[kCopySound].end = time;
+    mTracks[kCopySound].lastDecodingTime = time - 1;
 }
 
 // The first frame of sound that is not in front of the part, nor of what is there already.

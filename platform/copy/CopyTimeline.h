@@ -25,9 +25,9 @@ class CopyTimeline {
     // `hidesBegin`: the file can hide what is shown before 0; otherwise it begins with that.
     CopyTimeline(bool hidesBegin, AVRational pictureBase, AVRational soundBase);
 
-    // The pictures of a part follow at the end of the last ones. One whose first picture comes
-    // later than that by more than a picture lasts (its sound begins earlier) keeps that pause. The
-    // first part is in its own time.
+    // The pictures of a part follow at the end of the last ones, as far apart as others. One whose
+    // first picture comes later than that by more than a picture lasts (its sound begins earlier)
+    // keeps that pause. The first part is in its own time.
     void beginPart(const Part& part);
 
     // Moves a sample of the part to its place, in the file's base; false when it has none. Sound of
@@ -39,7 +39,7 @@ class CopyTimeline {
     // When the sound of the part begins, in the file's base.
     int64_t soundBegin() const { return mTracks[kCopySound].shift; }
     // The sound from that time on was dropped again.
-    void takeBackSound(int64_t time) { mTracks[kCopySound].end = time; }
+    void takeBackSound(int64_t time);
 
   private:
     struct Track {
@@ -48,10 +48,12 @@ class CopyTimeline {
         int64_t shift = 0;     // of the part
         int64_t end = 0;       // of what was placed
         int64_t duration = 0;  // of a sample
+        int64_t lastDuration = 0;
         int64_t lastDecodingTime = AV_NOPTS_VALUE;
         bool isJoined = true;  // nothing is to be done where the part begins
     };
 
+    int64_t early(int64_t firstPicture) const;
     bool join(Track* track, AVPacket* packet);
 
     const bool mHidesBegin;

@@ -17,12 +17,6 @@ const char* nameOf(const CopyTrack& track) {
     return track.parameters->codec_type == AVMEDIA_TYPE_VIDEO ? "the picture" : "the sound";
 }
 
-std::string textOf(const AVChannelLayout& layout) {
-    char text[64] = {};
-    av_channel_layout_describe(&layout, text, sizeof(text));
-    return text;
-}
-
 // The parameter sets, however the container keeps them.
 std::vector<uint8_t> parameterSetsOf(const AVCodecParameters& parameters) {
     const uint8_t* const data = parameters.extradata;
@@ -41,6 +35,17 @@ std::vector<uint8_t> parameterSetsOf(const AVCodecParameters& parameters) {
 
 std::string isNot(const CopyTrack& track, const std::string& value, const std::string& wanted) {
     return std::string(nameOf(track)) + " is " + value + ", not " + wanted;
+}
+
+// Whether samples have lengths in front of their units, and headers in front of frames of sound.
+bool isOfOtherForm(const AVCodecParameters& a, const AVCodecParameters& b) {
+    const auto formOf = [](const AVCodecParameters& parameters) {
+        const size_t size = parameters.extradata_size;
+        if (parameters.codec_type == AVMEDIA_TYPE_AUDIO) return size > 0 ? 1 : 0;
+        const bool hasLengths = !annexBFromAvcConfiguration(parameters.extradata, size).empty();
+        return hasLengths ? 1 + (parameters.extradata[4] & 3) : 0;
+    };
+    return formOf(a) != formOf(b);
 }
 
 std::string pictureDifference(const CopyTrack& other, const CopyTrack& first) {
@@ -62,8 +67,9 @@ std::string soundDifference(const CopyTrack& other, const CopyTrack& first) {
         return isNot(other, std::to_string(a.sample_rate) + " Hz",
                      std::to_string(b.sample_rate) + " Hz");
     }
-    if (av_channel_layout_compare(&a.ch_layout, &b.ch_layout) != 0) {
-        return isNot(other, textOf(a.ch_layout), textOf(b.ch_layout));
+    if (a.ch_layout.nb_channels != b.ch_layout.nb_channels) {
+        return "the sound has " + std::to_string(a.ch_layout.nb_channels) + " channels, not " +
+               std::to_string(b.ch_layout.nb_channels);
     }
     return a.profile == b.profile ? "" : "the sound has another AAC profile";
 }
@@ -102,6 +108,9 @@ std::string differenceOf(const CopyTrack& other, const CopyTrack& first, CopyKin
     if (!other.isThere() && first.isThere()) return "there is no " + name;
     if (other.isThere() && !first.isThere()) return "there is a " + name;
     if (!other.isThere()) return "";
+    if (isOfOtherForm(*other.parameters, *first.parameters)) {
+        return "it is another kind of container";
+    }
     return kind == kCopyPictures ? pictureDifference(other, first) : soundDifference(other, first);
 }
 

@@ -43,6 +43,10 @@ std::string CopyInput::differenceFrom(const CopyInput& first) const {
     return isHidden ? "it begins with pictures that are not to be shown" : "";
 }
 
+int64_t CopyInput::durationUs() const {
+    return mSource->durationUs();
+}
+
 bool CopyInput::hasPictures() const {
     return mSource->track(kCopyPictures).isThere();
 }
@@ -120,7 +124,7 @@ void TrackCopy::Impl::beginPart() {
                           first,
                           mSound == nullptr});
     if (mSound != nullptr) return;
-    if (isFirst && !mIsMp4 && first < 0) {
+    if (isFirst && !mIsMp4 && mPart->hasStart()) {
         mPart->beginSound(
                 av_rescale_q(first, pictures.timeBase, mPart->track(kCopySound).timeBase));
     }

@@ -35,6 +35,7 @@ class CopyInput {
     // 1280x720"; empty when they can.
     std::string differenceFrom(const CopyInput& first) const;
     bool hasPictures() const;
+    int64_t durationUs() const;  // 0: the file does not say
 
   private:
     friend class TrackCopy;

@@ -1,7 +1,8 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Samples that are copied as they are: into other containers, and in parts.
+// Samples that are copied as they are: into other containers, in parts, and one file behind the
+// other.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -213,6 +214,138 @@ TEST_F(RemuxCliTest, indexCanComeFirst) {
     }
     EXPECT_THAT(namesIn(mFolder.path()), testing::UnorderedElementsAre("out.mp4", "last.mp4"));
 }
+
+// ---- Join ---------------------------------------------------------------------------------------
+
+class JoinCliTest : public RemuxCliTest {
+  protected:
+    ProcessResult join(const Words& parts, const std::string& output, const Words& more = {}) {
+        return runPlayer(joined(joined({"join", "-o", output, "--quiet"}, parts), more));
+    }
+
+    // A transcode of each `lengthMs` of the source.
+    Words transcodedParts(const std::string& source, int count, int lengthMs) {
+        Words parts;
+        for (int i = 0; i < count; ++i) {
+            parts.push_back(mFolder.file("part" + std::to_string(i) + ".mp4"));
+            runPlayer({"transcode", source, "-o", parts.back(), "--preset", "ultrafast", "--start",
+                       std::to_string(i * lengthMs / 1e3), "--duration",
+                       std::to_string(lengthMs / 1e3)});
+        }
+        return parts;
+    }
+};
+
+TEST_F(JoinCliTest, remuxedPartsAreTheWholeAgain) {
+    for (const std::string extension : {".mp4", ".ts"}) {
+        SCOPED_TRACE(extension);
+        const std::string source = testClip(reordered(extension.substr(1)));
+        const auto pictures = pictureSamples(source);
+        Words parts;
+        for (size_t key : {0, 60, 120}) {
+            // Key frames, on the clock of the file, which begins with its first sample.
+            const int64_t zeroUs = std::min(soundSamples(source)[0].timeUs, pictures[0].timeUs);
+            const auto timeOf = [&](size_t index) {
+                return std::to_string((pictures[index].timeUs - std::max<int64_t>(zeroUs, 0)) /
+                                      1e6);
+            };
+            parts.push_back(mFolder.file(std::to_string(key) + extension));
+            Words times = key > 0 ? Words{"--start", timeOf(key)} : Words{};
+            if (key < 120) times = joined(times, {"--end", timeOf(key + 60)});
+            ASSERT_EQ(remux(source, parts.back(), joined(times, {"--force"})).exitCode, 0);
+        }
+        for (const std::string& output : {mMp4, mTs}) {
+            const ProcessResult result = join(parts, output, {"--force"});
+            ASSERT_EQ(result.exitCode, 0) << result.err;
+            const auto copied = pictureSamples(output);
+            expectSameSamples(pictures, firstTimeUs(pictures), copied, firstTimeUs(copied));
+            expectSameSamples(soundSamples(source), firstTimeUs(pictures), soundSamples(output),
+                              firstTimeUs(copied));
+        }
+    }
+}
+
+// Each part has the priming of its encoder, and none has a whole number of frames of sound.
+TEST_F(JoinCliTest, soundOfManyPartsStaysWithTheirPictures) {
+    ClipOptions clip;
+    clip.seconds = 6;
+    const std::string source = flashBeepClip(clip);
+    const Words parts = transcodedParts(source, 12, 500);
+    ASSERT_EQ(join(parts, mMp4).exitCode, 0);
+    const SyncMeasure whole = measureSync(source);
+    const SyncMeasure sync = measureSync(mMp4);
+    ASSERT_EQ(sync.offsetsMs.size(), whole.offsetsMs.size());
+    for (size_t i = 0; i < sync.offsetsMs.size(); ++i) {
+        EXPECT_NEAR(sync.flashesMs[i], whole.flashesMs[i], 1);
+        EXPECT_NEAR(sync.offsetsMs[i], whole.offsetsMs[i], 1024 / 48.0);
+    }
+    EXPECT_EQ(pictureSamples(mMp4).size(), 150u);
+    const auto sound = soundSamples(mMp4);
+    EXPECT_NEAR(sound.size(), 6 * 48000 / 1024.0 + 1, 2);
+    for (size_t i = 1; i < sound.size(); ++i)
+        ASSERT_NEAR(sound[i].timeUs - sound[i - 1].timeUs, 1024 / 0.048, 25) << i;
+}
+
+TEST_F(JoinCliTest, soundCanComeFromAnotherFile) {
+    const Words parts = transcodedParts(testClip(), 3, 1000);
+    const std::string other = sineClip({880}, 0.3, {});
+    const ProcessResult result = join(parts, mMp4, {"--sound", other, "--faststart"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(boxesOf(mMp4)[1], "moov");
+    EXPECT_EQ(pictureSamples(mMp4).size(), 75u);
+    expectSameSamples(soundSamples(other), 0, soundSamples(mMp4), 0);
+}
+
+// The sound of the first part goes on for two seconds behind its last picture.
+TEST_F(JoinCliTest, soundThatIsLongerThanItsPicturesGivesWay) {
+    ClipOptions clip;
+    clip.seconds = 2;
+    clip.audioSeconds = 4;
+    const std::string longSound = testClip(clip);
+    ASSERT_EQ(join({longSound, longSound}, mMp4).exitCode, 0);
+    EXPECT_NEAR(MediaProbe(mMp4).video()->durationUs(), 4'000'000, kExactUs);
+    EXPECT_NEAR(MediaProbe(mMp4).audio()->durationUs(), 6'000'000, 45'000);
+}
+
+TEST_F(JoinCliTest, refusesThePartThatDoesNotFitByItsName) {
+    ClipOptions clip;
+    clip.seconds = 1;
+    const std::string first = testClip(clip);
+    const auto changed = [&](const std::function<void(ClipOptions*)>& change) {
+        ClipOptions options = clip;
+        change(&options);
+        return testClip(options);
+    };
+    const std::string hidden = mFolder.file("hidden.mp4");
+    ASSERT_EQ(remux(first, hidden, {"--start", "0.3"}).exitCode, 0);
+    const struct {
+        std::string part;
+        const char* difference;
+    } kCases[] = {
+            {changed([](auto* options) { options->width = 160; }), "is 160x240, not 320x240"},
+            {changed([](auto* options) {
+                 options->videoArguments = {"-profile:v", "main"};
+             }),
+             "with other settings"},
+            {changed([](auto* options) { options->sampleRate = 44100; }), "44100 Hz, not 48000 Hz"},
+            {changed([](auto* options) { options->channels = 1; }), "has 1 channels, not 2"},
+            {changed([](auto* options) { options->audio = false; }), "there is no sound"},
+            {changed([](auto* options) { options->extension = "ts"; }), "kind of container"},
+            {hidden, "not to be shown"},
+            {mediaPath("roar.mp3"), "the sound is mp3, not AAC"},
+    };
+    for (const auto& test : kCases) {
+        const ProcessResult result = join({first, first, test.part, first}, mMp4);
+        EXPECT_EQ(result.exitCode, 3) << result.err;
+        EXPECT_THAT(result.err,
+                    testing::AllOf(HasSubstr("'" + test.part + "'"), HasSubstr(test.difference)));
+        EXPECT_EQ(linesOf(result.err).size(), 1u) << result.err;
+    }
+    EXPECT_EQ(join({first, "-"}, mMp4).exitCode, 2);
+    EXPECT_THAT(namesIn(mFolder.path()), testing::ElementsAre("hidden.mp4"));
+}
+
+// ---- Pipes --------------------------------------------------------------------------------------
 
 // The pipe fills up long before the end.
 TEST_F(RemuxCliTest, readerThatDoesNotReadIsAFailureAndCanBeInterrupted) {

@@ -1,0 +1,120 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "oxa/jobs/Join.h"
+
+#include <utility>
+
+#include "copy/CopyWork.h"
+#include "encode/EncodeSetup.h"
+#include "tracks/SourceTracks.h"
+
+namespace oxa::jobs {
+
+namespace {
+
+constexpr char kStandardInput[] = "-";
+
+// Parts are opened one at a time, once to be checked and once to be copied.
+class JoinWork : public CopyWork {
+  public:
+    JoinWork(const JoinOptions& options, JobContext& context)
+        : CopyWork(options, context), mOptions(options) {}
+
+  private:
+    std::optional<Failure> openInputs() override;
+    JobStart started() const override { return {mTracks, {}}; }
+    CopyRun::Work work(const OutputFile& output, Container container) override;
+    std::optional<Failure> open(const std::string& name, InputFile* file) const;
+    std::optional<Failure> openPart(size_t number, CopyRun::Part* part) const;
+    std::optional<Failure> checkParts();
+    std::optional<Failure> openSound();
+    std::optional<Failure> listTracks();
+
+    const JoinOptions& mOptions;
+    std::vector<Track> mTracks;
+    std::unique_ptr<host::CopyInput> mSound;
+    int64_t mDurationUs = 0;
+};
+
+std::optional<Failure> JoinWork::open(const std::string& name, InputFile* file) const {
+    if (name == kStandardInput) {
+        return Failure{FailureKind::kOptions, "'-': standard input is no part, name a file"};
+    }
+    if (auto failure = file->open(name)) return failure;
+    return refuseInput(*file, mOptions.output, mOptions.outputDescriptor);
+}
+
+std::optional<Failure> JoinWork::openPart(size_t number, CopyRun::Part* part) const {
+    InputFile file;
+    part->path = mOptions.parts[number];
+    part->input = std::make_unique<host::CopyInput>();
+    if (auto failure = open(part->path, &file)) return failure;
+    return openForCopy(file, true, !mOptions.sound, part->input.get());
+}
+
+std::optional<Failure> JoinWork::openInputs() {
+    if (mOptions.parts.empty()) return Failure{FailureKind::kOptions, "there is no part"};
+    if (auto failure = checkParts()) return failure;
+    if (auto failure = openSound()) return failure;
+    return listTracks();
+}
+
+std::optional<Failure> JoinWork::checkParts() {
+    CopyRun::Part first;
+    for (size_t number = 0; number < mOptions.parts.size(); ++number) {
+        if (context().cancelled()) return cancelledFailure();
+        CopyRun::Part part;
+        if (auto failure = openPart(number, &part)) return failure;
+        mDurationUs += part.input->durationUs();
+        if (number == 0) {
+            first = std::move(part);
+            continue;
+        }
+        const std::string difference = part.input->differenceFrom(*first.input);
+        if (difference.empty()) continue;
+        return Failure{FailureKind::kInput,
+                       "'" + part.path + "' cannot follow '" + first.path + "': " + difference};
+    }
+    return std::nullopt;
+}
+
+std::optional<Failure> JoinWork::openSound() {
+    if (!mOptions.sound) return std::nullopt;
+    InputFile file;
+    if (auto failure = open(*mOptions.sound, &file)) return failure;
+    mSound = std::make_unique<host::CopyInput>();
+    return openForCopy(file, false, true, mSound.get());
+}
+
+std::optional<Failure> JoinWork::listTracks() {
+    for (const bool isVideo : {true, false}) {
+        const bool isElsewhere = !isVideo && mOptions.sound;
+        InputFile file;
+        std::vector<Track> tracks;
+        if (auto failure = file.open(isElsewhere ? *mOptions.sound : mOptions.parts.front())) {
+            return failure;
+        }
+        if (auto failure = readTracks(file, &tracks)) return failure;
+        if (const auto track = firstOf(tracks, isVideo)) mTracks.push_back(*track);
+    }
+    return std::nullopt;
+}
+
+CopyRun::Work JoinWork::work(const OutputFile& output, Container container) {
+    const auto openOne = [this](size_t number, CopyRun::Part* part) {
+        return openPart(number, part);
+    };
+    return {output, container, mOptions.parts.size(), openOne, std::move(mSound), mDurationUs};
+}
+
+}  // namespace
+
+Join::Join(JoinOptions options, JobListener* listener)
+    : Job(listener), mOptions(std::move(options)) {}
+
+Result Join::work(JobContext& context) {
+    return JoinWork(mOptions, context).run();
+}
+
+}  // namespace oxa::jobs
