@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "encode/EncodeSetup.h"
+#include "transcode/AvcLevel.h"
 
 namespace oxa::jobs {
 
@@ -16,52 +17,68 @@ namespace {
 
 constexpr int32_t kDefaultSampleRate = 48000;
 
-// The platform's constants for AVC profiles and levels.
+// The platform's constants for AVC profiles.
 constexpr std::array<int32_t, 3> kProfiles = {0x1, 0x2, 0x8};
-constexpr std::array<std::pair<int32_t, int32_t>, 16> kLevels = {{{10, 0x1},
-                                                                  {11, 0x4},
-                                                                  {12, 0x8},
-                                                                  {13, 0x10},
-                                                                  {20, 0x20},
-                                                                  {21, 0x40},
-                                                                  {22, 0x80},
-                                                                  {30, 0x100},
-                                                                  {31, 0x200},
-                                                                  {32, 0x400},
-                                                                  {40, 0x800},
-                                                                  {41, 0x1000},
-                                                                  {42, 0x2000},
-                                                                  {50, 0x4000},
-                                                                  {51, 0x8000},
-                                                                  {52, 0x10000}}};
-
-// Nothing for a level that there is not.
-std::optional<int32_t> platformLevel(int32_t level) {
-    for (const auto& [tenths, value] : kLevels) {
-        if (tenths == level) return value;
-    }
-    return std::nullopt;
-}
 
 // The nearest even number, the lower one of two: 161 becomes 160, 853.3 becomes 854.
 int32_t even(double value) {
     return std::max(2, 2 * static_cast<int32_t>(std::ceil(value / 2 - 0.5)));
 }
 
+// The same, but not above `limit`.
+int32_t evenUpTo(double value, int32_t limit) {
+    return std::min(even(value), std::max(2, limit / 2 * 2));
+}
+
+bool isFrameSide(int32_t side) {
+    return side >= kLowestPictureSide && side <= kHighestPictureSide;
+}
+
+std::string sizeText(Size size) {
+    return std::to_string(size.width) + "x" + std::to_string(size.height);
+}
+
+// Upright, with square pixels.
+void shapeOf(const Track& video, double* width, double* height) {
+    *width = video.width * video.pixelAspect;
+    *height = video.height;
+    if (video.rotationDegrees % 180 != 0) std::swap(*width, *height);
+}
+
+double encodedRate(const TranscodeOptions& options, const Track& video, int32_t deinterlace) {
+    if (options.frameRate) return *options.frameRate;
+    const Ratio& exact = video.exactFrameRate;
+    const double rate = exact.numerator > 0
+                                ? static_cast<double>(exact.numerator) / exact.denominator
+                                : video.frameRate.value_or(0);
+    return deinterlace == 2 ? 2 * rate : rate;
+}
+
 }  // namespace
 
 Size uprightSize(const Track& video) {
-    double width = video.width * video.pixelAspect;
-    double height = video.height;
-    if (video.rotationDegrees % 180 != 0) std::swap(width, height);
-    const double longest = std::max({width, height, 1.0});
-    const double scale = std::min(1.0, kHighestPictureSide / longest);
-    return {even(width * scale), even(height * scale)};
+    return fittingSize(video, std::nullopt);
+}
+
+Size fittingSize(const Track& video, const std::optional<PictureFrame>& frame) {
+    double width = 0;
+    double height = 0;
+    shapeOf(video, &width, &height);
+    Size limit = frame ? frame->size : Size{kHighestPictureSide, kHighestPictureSide};
+    if (frame && frame->turnsWithPicture && height > width) std::swap(limit.width, limit.height);
+    const double scale = std::min(
+            {1.0, limit.width / std::max(width, 1.0), limit.height / std::max(height, 1.0)});
+    return {evenUpTo(width * scale, limit.width), evenUpTo(height * scale, limit.height)};
 }
 
 std::optional<Failure> checkTarget(const TranscodeOptions& options) {
-    if (options.level && !platformLevel(*options.level)) {
+    if (options.level && findLevel(*options.level) == nullptr) {
         return wrongOption("level", std::to_string(*options.level), "a level from 10 to 52");
+    }
+    if (options.maxSize && (options.size || !isFrameSide(options.maxSize->size.width) ||
+                            !isFrameSide(options.maxSize->size.height))) {
+        return wrongOption("max-size", sizeText(options.maxSize->size),
+                           "16 to 8192, and no other size");
     }
     if (options.audioRate && !isAacSampleRate(*options.audioRate)) {
         return wrongOption("audio-rate", std::to_string(*options.audioRate),
@@ -73,11 +90,28 @@ std::optional<Failure> checkTarget(const TranscodeOptions& options) {
     return std::nullopt;
 }
 
+std::optional<Failure> checkLevel(const TranscodeOptions& options, const Track& video,
+                                  const android::_AV_FORMAT_FORMAT& format) {
+    if (!options.level) return std::nullopt;
+    const double rate = encodedRate(options, video, format.deinterlace);
+    const bool isHigh = options.profile.value_or(AvcProfile::kHigh) == AvcProfile::kHigh;
+    const AvcLevel* lowest =
+            lowestLevel({format.width, format.height}, rate, format.bitRate, isHigh);
+    if (lowest != nullptr && lowest->tenths <= *options.level) return std::nullopt;
+    const std::string what = sizeText({format.width, format.height});
+    if (lowest == nullptr) {
+        return wrongOption("level", levelText(*options.level),
+                           "a smaller picture or rate: no level is enough for " + what);
+    }
+    return wrongOption("level", levelText(*options.level),
+                       levelText(lowest->tenths) + " or higher for " + what + " at these rates");
+}
+
 android::_AV_FORMAT_FORMAT makeTargetFormat(const TranscodeOptions& options, const Track* video,
                                             const Track* audio) {
     android::_AV_FORMAT_FORMAT format = {};
     if (video != nullptr) {
-        const Size size = options.size.value_or(uprightSize(*video));
+        const Size size = options.size.value_or(fittingSize(*video, options.maxSize));
         format.width = size.width;
         format.height = size.height;
     }
@@ -86,7 +120,7 @@ android::_AV_FORMAT_FORMAT makeTargetFormat(const TranscodeOptions& options, con
     format.iFrameInterval = options.keyFrameIntervalSec;
     const bool isInterlaced = video != nullptr && video->isInterlaced;
     format.deinterlace = options.deinterlace.value_or(isInterlaced ? 1 : -1);
-    format.level = platformLevel(options.level.value_or(0)).value_or(0);
+    if (options.level) format.level = findLevel(*options.level)->platformNumber;
     if (options.profile) format.profile = kProfiles[static_cast<size_t>(*options.profile)];
     if (audio != nullptr) {
         format.channelCount =

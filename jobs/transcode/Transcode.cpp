@@ -18,6 +18,9 @@ namespace oxa::jobs {
 
 namespace {
 
+constexpr char kPq[] = "smpte2084";
+constexpr char kHlg[] = "arib-std-b67";
+
 // One transcoding from its options to its result.
 class TranscodeWork {
   public:
@@ -37,7 +40,11 @@ class TranscodeWork {
 
   private:
     std::optional<Failure> work();
+    void chooseTarget();
+    void tellToneMapping();
     LeftBehind keepTags();
+    const Track* videoTrack() const { return mTracks.video ? &*mTracks.video : nullptr; }
+    const Track* audioTrack() const { return mTracks.audio ? &*mTracks.audio : nullptr; }
     std::optional<Failure> transcode();
     std::optional<Failure> complete(const TranscodeRun& run);
     void summarize(const TranscodeRun& run);
@@ -48,6 +55,7 @@ class TranscodeWork {
     InputFile mInput;
     OutputFile mOutput;
     TrackChoice mTracks;
+    android::_AV_FORMAT_FORMAT mTarget = {};
     Result mResult;
 };
 
@@ -57,6 +65,10 @@ std::optional<Failure> TranscodeWork::work() {
     if (auto failure = mInput.open(mOptions.input)) return failure;
     if (auto failure = chooseTracks(mInput, mOptions.only, mOptions.part, mContext, &mTracks))
         return failure;
+    chooseTarget();
+    if (mTracks.video) {
+        if (auto failure = checkLevel(mOptions, *mTracks.video, mTarget)) return failure;
+    }
     if (auto failure = refuseInput(mInput, mOptions.output, mOptions.outputDescriptor)) {
         return failure;
     }
@@ -64,7 +76,20 @@ std::optional<Failure> TranscodeWork::work() {
         return failure;
     }
     mContext.listener().onStart({tracksOf(mTracks), mContainer, keepTags()});
+    tellToneMapping();
     return transcode();
+}
+
+void TranscodeWork::chooseTarget() {
+    mTarget = makeTargetFormat(mOptions, videoTrack(), audioTrack());
+}
+
+void TranscodeWork::tellToneMapping() {
+    const std::string transfer = mTracks.video ? mTracks.video->color.transfer : "";
+    if (transfer != kPq && transfer != kHlg) return;
+    mContext.listener().onWarning(std::string("the picture is in HDR (") +
+                                  (transfer == kPq ? "PQ" : "HLG") +
+                                  ") and becomes BT.709, with its highlights toned down");
 }
 
 // Has the output say what the input says, and tells what is lost.
@@ -78,12 +103,10 @@ LeftBehind TranscodeWork::keepTags() {
 }
 
 std::optional<Failure> TranscodeWork::transcode() {
-    const Track* video = mTracks.video ? &*mTracks.video : nullptr;
-    const Track* audio = mTracks.audio ? &*mTracks.audio : nullptr;
-    const android::_AV_FORMAT_FORMAT format = makeTargetFormat(mOptions, video, audio);
-    setRates(mOptions, format.channelCount);
-    TranscodeRun run({mInput, mOutput, mContainer, video, audio, format, mOptions.strict},
-                     mContext);
+    setRates(mOptions, mTarget.channelCount);
+    TranscodeRun run(
+            {mInput, mOutput, mContainer, videoTrack(), audioTrack(), mTarget, mOptions.strict},
+            mContext);
     const auto failure = run.run();
     // The output is read, too.
     forgetPart();

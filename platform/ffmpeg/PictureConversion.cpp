@@ -33,6 +33,25 @@ AVPixelFormat plainFormatFor(int format) {
     return PictureScaler::isFullRange(format) ? AV_PIX_FMT_YUVJ420P : AV_PIX_FMT_YUV420P;
 }
 
+bool isHdr(const AVFrame& frame) {
+    return frame.color_trc == AVCOL_TRC_SMPTE2084 || frame.color_trc == AVCOL_TRC_ARIB_STD_B67;
+}
+
+// To light, in which 1 is the white of a picture without HDR; to the primaries of BT.709; what is
+// brighter than that white towards it; and back. The scaler's numbers are the standard's.
+std::string toneMapping(const AVFrame& frame) {
+    const auto orBt2020 = [](int value, int unspecified, int bt2020) {
+        return std::to_string(value == unspecified ? bt2020 : value);
+    };
+    const std::string range = frame.color_range == AVCOL_RANGE_JPEG ? "full" : "limited";
+    return "zscale=transferin=" + std::to_string(frame.color_trc) + ":rangein=" + range +
+           ":primariesin=" +
+           orBt2020(frame.color_primaries, AVCOL_PRI_UNSPECIFIED, AVCOL_PRI_BT2020) +
+           ":matrixin=" + orBt2020(frame.colorspace, AVCOL_SPC_UNSPECIFIED, AVCOL_SPC_BT2020_NCL) +
+           ":transfer=linear:npl=100,format=gbrpf32le,zscale=primaries=bt709,"
+           "tonemap=hable:desat=0,zscale=transfer=bt709:matrix=bt709:range=limited";
+}
+
 void append(std::string* chain, const std::string& filter) {
     if (filter.empty()) return;
     if (!chain->empty()) *chain += ',';
@@ -52,13 +71,14 @@ void PictureConversion::start(const Conversion& conversion, AVRational timeBase)
 }
 
 bool PictureConversion::isChange(const AVFrame& frame) const {
-    return mFilter != nullptr && (frame.width != mWidth || frame.height != mHeight ||
-                                  frame.format != mFormat || frame.color_range != mRange);
+    return mFilter != nullptr &&
+           (frame.width != mWidth || frame.height != mHeight || frame.format != mFormat ||
+            frame.color_range != mRange || isHdr(frame) != mIsHdr);
 }
 
 int PictureConversion::push(AVFrame* frame) {
     if (mFinished || isChange(*frame)) drop();
-    if (mFilter == nullptr && !needsFilters() && !isScaled(*frame)) {
+    if (mFilter == nullptr && !needsFilters(*frame) && !isScaled(*frame)) {
         mOutputTimeBase = mTimeBase;
         av_frame_unref(mPassing);
         av_frame_move_ref(mPassing, frame);
@@ -90,8 +110,9 @@ int PictureConversion::pull(AVFrame* frame) {
     return err;
 }
 
-bool PictureConversion::needsFilters() const {
-    return mConversion.deinterlace != 0 || *turn() != '\0' || mConversion.frameRate != 0;
+bool PictureConversion::needsFilters(const AVFrame& frame) const {
+    return isHdr(frame) || mConversion.deinterlace != 0 || *turn() != '\0' ||
+           mConversion.frameRate != 0;
 }
 
 bool PictureConversion::isScaled(const AVFrame& frame) const {
@@ -120,6 +141,7 @@ std::string PictureConversion::filters(const AVFrame& frame) const {
         append(&chain, "scale=" + std::to_string(c.width) + ":" + std::to_string(c.height) +
                                ":flags=bicubic,setsar=1");
     }
+    if (isHdr(frame)) append(&chain, toneMapping(frame));
     const AVPixelFormat format = resultFormat(frame);
     if (format != frame.format || c.pixelFormat != AV_PIX_FMT_NONE) {
         append(&chain, std::string("format=") + av_get_pix_fmt_name(format));
@@ -146,7 +168,7 @@ int PictureConversion::open(const AVFrame& frame) {
     const AVPixelFormat result = resultFormat(frame);
     const bool isResized = mConversion.width != 0;
     int err = 0;
-    if (!needsFilters() && PictureScaler::takes(format) && PictureScaler::takes(result)) {
+    if (!needsFilters(frame) && PictureScaler::takes(format) && PictureScaler::takes(result)) {
         const int width = isResized ? mConversion.width : frame.width;
         const int height = isResized ? mConversion.height : frame.height;
         err = PictureScaler::open(frame, {width, height, result, isResized}, mTimeBase, &mFilter);
@@ -158,6 +180,7 @@ int PictureConversion::open(const AVFrame& frame) {
     mHeight = frame.height;
     mFormat = frame.format;
     mRange = frame.color_range;
+    mIsHdr = isHdr(frame);
     mOutputTimeBase = mFilter->timeBase();
     return 0;
 }

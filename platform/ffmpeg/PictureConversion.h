@@ -24,10 +24,11 @@ struct Conversion {
     AVPixelFormat pixelFormat = AV_PIX_FMT_NONE;  // NONE: whatever 8-bit 4:2:0 is nearest
 };
 
-// Converts pictures. One that needs nothing done goes through untouched; one that is only scaled
-// goes through the scaler, for others filters are loaded. Either is made anew when size, format
-// or range of the pictures change. Only frames that are marked as interlaced are de-interlaced:
-// decoders mark reliably, and progressive ones keep their detail.
+// Converts pictures. Those in HDR (PQ, HLG) become BT.709 with their highlights toned down, which a
+// format of 8 bits has no room for. One that needs nothing done goes through untouched; one that is
+// only scaled goes through the scaler, for others filters are loaded. Either is made anew when
+// size, format or range of the pictures change. Only frames that are marked as interlaced are
+// de-interlaced: decoders mark reliably, and progressive ones keep their detail.
 //
 // Thread-bound. All results are 0 or a negative AVERROR.
 class PictureConversion {
@@ -52,7 +53,7 @@ class PictureConversion {
 
   private:
     bool isScaled(const AVFrame& frame) const;
-    bool needsFilters() const;
+    bool needsFilters(const AVFrame& frame) const;
     AVPixelFormat resultFormat(const AVFrame& frame) const;
     std::string filters(const AVFrame& frame) const;
     const char* turn() const;
@@ -69,6 +70,7 @@ class PictureConversion {
     int mHeight = 0;
     int mFormat = AV_PIX_FMT_NONE;
     int mRange = AVCOL_RANGE_UNSPECIFIED;
+    bool mIsHdr = false;
     bool mFinished = false;
 
     const AvFrameOwner mPassing;  // a frame that needs nothing done, until it is pulled

@@ -93,6 +93,14 @@ TEST_F(ArgumentsTest, wrongUsageIsOneLineAndExitTwo) {
     }
 }
 
+TEST(Size, isWrittenInFiguresOrByName) {
+    EXPECT_EQ(parseSize("720p")->width, 1280);
+    EXPECT_EQ(parseSize("4K")->height, 2160);
+    EXPECT_FALSE(parseSize("853x480") || parseSize("721p") || parseMaxSize("15x16"));
+    EXPECT_TRUE(parseMaxSize("720p")->turnsWithPicture);
+    EXPECT_FALSE(parseMaxSize("853x481")->turnsWithPicture);
+}
+
 TEST(BitRate, suffixesAreDecimal) {
     EXPECT_EQ(parseBitRate("4M"), 4'000'000);
     EXPECT_EQ(parseBitRate("2.5m"), 2'500'000);

@@ -290,6 +290,71 @@ TEST_F(TranscodeCliTest, quietSaysNothingAndVerboseShowsThePlatformLog) {
     EXPECT_THAT(verbose.err, HasSubstr("D OxaMediaCodecPlayer: "));
 }
 
+TEST_F(TranscodeCliTest, pictureFitsIntoTheLargestSizeInItsShape) {
+    const struct {
+        const char* clip;
+        const char* options;
+        int width;
+        int height;
+    } kSizes[] = {{"bunny_rotated90_aac51.mp4", "--max-size 240p", 240, 426},
+                  {"bunny_rotated90_aac51.mp4", "--max-size 426x240", 134, 240},
+                  {"bunny_480i_tff_mpeg2_mp2.ts", "--max-size 101x8000", 100, 56},
+                  {"bear_161x121_vp9.webm", "--max-size 1080p", 160, 120},
+                  {"bear_161x121_vp9.webm", "--size 240p", 426, 240}};
+    for (const auto& size : kSizes) {
+        SCOPED_TRACE(size.clip + std::string(" ") + size.options);
+        const auto arguments =
+                joined(words(size.options), {"--only", "video", "--duration", "0.1"});
+        ASSERT_EQ(runPlayer(quick(mediaPath(size.clip), mMp4, joined(arguments, {"--force"})))
+                          .exitCode,
+                  0);
+        const MediaProbe written(mMp4);
+        EXPECT_EQ(written.video()->width, size.width);
+        EXPECT_EQ(written.video()->height, size.height);
+    }
+}
+
+// The mean brightness of a file's pictures behind a filter of the ffmpeg command.
+double meanLevel(const std::string& path, const std::string& filter) {
+    const std::string raw = runOrDie(ffmpeg({"-i", path, "-vf", filter + "format=yuv420p", "-f",
+                                             "rawvideo", "-an", "-"}))
+                                    .out;
+    constexpr size_t kPoints = 64 * 48;
+    double sum = 0;
+    for (size_t i = 0; i < raw.size(); ++i) {
+        if (i % (kPoints * 3 / 2) < kPoints) sum += static_cast<unsigned char>(raw[i]);
+    }
+    return sum / (static_cast<double>(raw.size()) * 2 / 3);
+}
+
+// Unchanged, it would look grey where it is shown as what a file without HDR is.
+TEST_F(TranscodeCliTest, highDynamicRangeBecomesBt709) {
+    const std::string reference =
+            "zscale=t=linear:npl=100,format=gbrpf32le,zscale=p=bt709,tonemap=tonemap=hable:desat=0,"
+            "zscale=t=bt709:m=bt709:r=tv,";
+    const std::pair<const char*, const char*> kKinds[] = {{"smpte2084", "(PQ)"},
+                                                          {"arib-std-b67", "(HLG)"}};
+    for (const auto& [transfer, shown] : kKinds) {
+        SCOPED_TRACE(transfer);
+        const std::string clip = mFolder.file(transfer) + ".mkv";
+        runOrDie(ffmpeg({"-i", talkativeClip(), "-map", "0:v", "-c:v", "ffv1", "-color_trc",
+                         transfer, clip}));
+        for (const char* options : {"", "--fps 10"}) {
+            const ProcessResult result = runPlayer(
+                    quick(clip, mMp4, joined(words(options), {"--force", "--size", "64x48"})));
+            ASSERT_EQ(result.exitCode, 0) << result.err;
+            EXPECT_THAT(result.err, HasSubstr(std::string("HDR ") + shown));
+            const double level = meanLevel(clip, reference);
+            EXPECT_NEAR(meanLevel(mMp4, ""), level, 0.05 * level);
+            EXPECT_GT(std::abs(meanLevel(clip, "") - level), 0.1 * level);
+            const json color =
+                    json::parse(runPlayer({"probe", mMp4, "--json"}).out)["tracks"][0]["color"];
+            EXPECT_EQ(color, json::parse(R"({"range": "tv", "primaries": "bt709",
+                    "transfer": "bt709", "matrix": "bt709", "bits": 8})"));
+        }
+    }
+}
+
 // What people have written about a film goes with it; what does not is told.
 TEST_F(TranscodeCliTest, wordsAboutTheFilmAreKeptOrTold) {
     const struct {

@@ -18,6 +18,8 @@ namespace {
 constexpr int kRangeFull = 2;
 constexpr int kMatrixBt709 = 1;
 constexpr int kMatrixUnknown = 2;
+constexpr int kMatrixFcc = 4;
+constexpr int kMatrixSmpte240m = 7;
 constexpr int kMatrixBt2020 = 9;
 constexpr int kMatrixBt2020Constant = 10;
 // Pictures that do not tell are taken as what is usual for their size.
@@ -57,14 +59,20 @@ bool isRgb(PicturePlanes::Layout layout) {
 
 bool isBt709(const PictureFormat& format, int32_t height) {
     if (format.matrix == kMatrixUnknown) return height > kTallestStandardPicture;
-    return format.matrix == kMatrixBt709 || format.matrix == kMatrixBt2020 ||
-           format.matrix == kMatrixBt2020Constant;
+    return format.matrix == kMatrixBt709;
+}
+
+// FCC, SMPTE 240M and BT.2020.
+bool isRareMatrix(int32_t matrix) {
+    return matrix == kMatrixFcc || matrix == kMatrixSmpte240m || matrix == kMatrixBt2020 ||
+           matrix == kMatrixBt2020Constant;
 }
 
 // SDL knows three sets of colours: what is none of these (full range of BT.709) is converted.
 bool needsConversion(PicturePlanes::Layout layout, const PictureFormat& format, int32_t height) {
     if (layout == PicturePlanes::Layout::kOther) return true;
-    return !isRgb(layout) && format.range == kRangeFull && isBt709(format, height);
+    if (isRgb(layout)) return false;
+    return isRareMatrix(format.matrix) || (format.range == kRangeFull && isBt709(format, height));
 }
 
 SDL_YUV_CONVERSION_MODE coloursOf(const PictureFormat& format, int32_t height) {

@@ -23,6 +23,11 @@ constexpr double kLongestSeconds = 1e7;
 const std::map<std::string, AvcProfile> kProfiles = {{"baseline", AvcProfile::kBaseline},
                                                      {"main", AvcProfile::kMain},
                                                      {"high", AvcProfile::kHigh}};
+const std::map<std::string, Size> kSizes = {{"240p", {426, 240}},    {"360p", {640, 360}},
+                                            {"480p", {854, 480}},    {"540p", {960, 540}},
+                                            {"576p", {1024, 576}},   {"720p", {1280, 720}},
+                                            {"1080p", {1920, 1080}}, {"1440p", {2560, 1440}},
+                                            {"2160p", {3840, 2160}}, {"4k", {3840, 2160}}};
 const std::map<std::string, int32_t> kLevels = {{"1.0", 10}, {"1.1", 11}, {"1.2", 12}, {"1.3", 13},
                                                 {"2.0", 20}, {"2.1", 21}, {"2.2", 22}, {"3.0", 30},
                                                 {"3.1", 31}, {"3.2", 32}, {"4.0", 40}, {"4.1", 41},
@@ -80,14 +85,21 @@ std::optional<int32_t> parseWholeNumber(const std::string& text, int32_t lowest,
 }
 
 std::optional<Size> parseSize(const std::string& text) {
+    const auto frame = parseMaxSize(text);
+    if (!frame || frame->size.width % 2 != 0 || frame->size.height % 2 != 0) return std::nullopt;
+    return frame->size;
+}
+
+std::optional<PictureFrame> parseMaxSize(const std::string& text) {
+    if (const auto named = find(kSizes, lowerCase(text))) return PictureFrame{*named, true};
     const size_t cross = text.find('x');
     if (cross == std::string::npos) return std::nullopt;
     const auto width =
             parseWholeNumber(text.substr(0, cross), kLowestPictureSide, kHighestPictureSide);
     const auto height =
             parseWholeNumber(text.substr(cross + 1), kLowestPictureSide, kHighestPictureSide);
-    if (!width || !height || *width % 2 != 0 || *height % 2 != 0) return std::nullopt;
-    return Size{*width, *height};
+    if (!width || !height) return std::nullopt;
+    return PictureFrame{{*width, *height}};
 }
 
 std::optional<int32_t> parseBitRate(const std::string& text) {
@@ -214,9 +226,10 @@ void addIndexOption(CLI::App& app, OutputOptions* options) {
 
 void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
     addOutputOptions(app, options);
-    addParsedOption(app, "--size", &options->size, parseSize, "WxH",
-                    "Size of the picture (default: the source's, upright, square pixels)",
-                    "WxH, both even, from 16 to 8192");
+    addParsedOption(app, "--size", &options->size, parseSize, "WxH|NAME",
+                    "Size of the picture, such as 640x360 or 720p (default: the source's, upright, "
+                    "square pixels)",
+                    "WxH, both even, from 16 to 8192, or a name from 240p to 2160p");
     addParsedOption(
             app, "--fps", &options->frameRate,
             [](const std::string& text) { return parseWholeNumber(text, 1, kHighestFrameRate); },

@@ -18,8 +18,9 @@ namespace oxaplayer {
 
 // Each of these reads one value as a user types it; nothing when the text is not exactly such a
 // value or outside what can be encoded.
-std::optional<Size> parseSize(const std::string& text);        // 640x360
-std::optional<int32_t> parseBitRate(const std::string& text);  // 800000, 800k, 4M, 2.5M
+std::optional<Size> parseSize(const std::string& text);             // 640x360, 720p
+std::optional<PictureFrame> parseMaxSize(const std::string& text);  // the same, odd sides too
+std::optional<int32_t> parseBitRate(const std::string& text);       // 800000, 800k, 4M, 2.5M
 std::optional<int32_t> parseWholeNumber(const std::string& text, int32_t lowest, int32_t highest);
 // In microseconds: 90, 0.25, 1:30, 1:02:03.5, 90s, 10m, 1h.
 std::optional<int64_t> parseTime(const std::string& text);

@@ -15,6 +15,11 @@ CLI::App* TranscodeCommand::define(CLI::App& app) {
     addPartOptions(*transcode, &mOptions.part);
     addEncodeOptions(*transcode, &mOptions);
     addIndexOption(*transcode, &mOptions);
+    addParsedOption(*transcode, "--max-size", &mOptions.maxSize, parseMaxSize, "WxH|NAME",
+                    "Make a larger picture fit into this size, such as 1280x720 or 720p, in its "
+                    "shape",
+                    "WxH, from 16 to 8192, or a name from 240p to 2160p");
+    transcode->get_option("--max-size")->excludes(transcode->get_option("--size"));
     addParsedOption(*transcode, "--profile", &mOptions.profile, parseProfile, "NAME",
                     "AVC profile (default: the encoder's choice)", "baseline, main or high");
     addParsedOption(*transcode, "--level", &mOptions.level, parseLevel, "N.N",
