@@ -5,7 +5,7 @@
 # install-deps.sh [--all]
 #
 # Installs what the build and the tests need on Debian 12; with --all also what maintainers use:
-# fuzzing, coverage, formatter, API reference, packages. With everything there it needs neither the
+# fuzzing, clang's checks, coverage, API reference, packages. With everything there it needs neither the
 # network nor root.
 
 set -euo pipefail
@@ -25,12 +25,14 @@ packages=(
     libcli11-dev nlohmann-json3-dev libpng-dev
     # tests
     libgtest-dev libgmock-dev librapidcheck-dev ffmpeg xvfb xdotool openbox hidl-gen bsdutils python3
+    # scripts/check.sh format
+    clang-format
 )
 if [[ "${1:-}" == --all ]]; then
     packages+=(
-        clang libclang-rt-14-dev llvm   # scripts/fuzz.sh
+        clang libclang-rt-14-dev llvm   # scripts/fuzz.sh, scripts/check.sh
         gcovr                           # coverage
-        clang-format clang-tidy doxygen
+        clang-tidy doxygen
         dpkg-dev file lintian           # cpack
         parallel
     )

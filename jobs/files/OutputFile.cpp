@@ -5,13 +5,13 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <utils/Mutex.h>
 
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <map>
-#include <mutex>
 #include <utility>
 
 namespace oxa::jobs {
@@ -27,11 +27,11 @@ struct Unfinished {
     std::string aside;  // comes back under that name
 };
 
-std::mutex gUnfinishedLock;
-std::map<const OutputFile*, Unfinished> gUnfinished;  // guarded by gUnfinishedLock
+android::Mutex gUnfinishedLock;
+std::map<const OutputFile*, Unfinished> gUnfinished GUARDED_BY(gUnfinishedLock);
 
 void forget(const OutputFile* output) {
-    std::lock_guard<std::mutex> lock(gUnfinishedLock);
+    android::Mutex::Autolock lock(gUnfinishedLock);
     gUnfinished.erase(output);
 }
 
@@ -144,7 +144,7 @@ std::optional<Failure> OutputFile::openTemporary() {
     int suffixLength = 0;
     std::string name = temporaryPattern(mFinalName, &suffixLength);
     {
-        std::lock_guard<std::mutex> lock(gUnfinishedLock);
+        android::Mutex::Autolock lock(gUnfinishedLock);
         mOwned = FileDescriptor(mkostemps(name.data(), suffixLength, O_CLOEXEC));
         if (!mOwned.isOpen()) return failure(strerror(errno));
         gUnfinished[this] = {name, ""};
@@ -157,7 +157,7 @@ std::optional<Failure> OutputFile::openTemporary() {
 }
 
 std::optional<Failure> OutputFile::createInPlace(bool force) {
-    std::lock_guard<std::mutex> lock(gUnfinishedLock);
+    android::Mutex::Autolock lock(gUnfinishedLock);
     std::string aside;
     if (force && !moveAside(mFinalName, &aside) && errno != ENOENT) return failure(strerror(errno));
     mOwned =
@@ -231,7 +231,7 @@ bool OutputFile::takeFinalName(bool replace) {
 
 void OutputFile::keep() {
     if (!mInPlace || !mTemporary) return;
-    std::lock_guard<std::mutex> lock(gUnfinishedLock);
+    android::Mutex::Autolock lock(gUnfinishedLock);
     const std::string& aside = gUnfinished[this].aside;
     if (!aside.empty()) unlink(aside.c_str());
     gUnfinished.erase(this);
@@ -265,7 +265,7 @@ std::optional<Failure> OutputFile::keepShortened() {
 void OutputFile::discard() {
     if (!mTemporary) return;
     {
-        std::lock_guard<std::mutex> lock(gUnfinishedLock);
+        android::Mutex::Autolock lock(gUnfinishedLock);
         remove(gUnfinished[this]);
         gUnfinished.erase(this);
     }
@@ -274,7 +274,7 @@ void OutputFile::discard() {
 }
 
 void OutputFile::removeAll() {
-    std::lock_guard<std::mutex> lock(gUnfinishedLock);
+    android::Mutex::Autolock lock(gUnfinishedLock);
     for (const auto& [output, file] : gUnfinished)
         remove(file);
     gUnfinished.clear();

@@ -3,9 +3,10 @@
 
 #include "files/TemporaryFolder.h"
 
+#include <utils/Mutex.h>
+
 #include <cstdlib>
 #include <filesystem>
-#include <mutex>
 #include <set>
 #include <system_error>
 
@@ -15,8 +16,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::mutex gLock;
-std::set<std::string> gPaths;  // guarded by gLock
+android::Mutex gLock;
+std::set<std::string> gPaths GUARDED_BY(gLock);
 
 void remove(const std::string& path) {
     std::error_code ignored;
@@ -29,7 +30,7 @@ bool TemporaryFolder::create() {
     std::error_code error;
     const fs::path parent = fs::temp_directory_path(error);
     std::string name = (error ? fs::path("/tmp") : parent) / "oxaplayer-XXXXXX";
-    std::lock_guard<std::mutex> lock(gLock);
+    android::Mutex::Autolock lock(gLock);
     if (mkdtemp(name.data()) == nullptr) return false;
     mPath = name;
     gPaths.insert(name);
@@ -38,13 +39,13 @@ bool TemporaryFolder::create() {
 
 TemporaryFolder::~TemporaryFolder() {
     if (mPath.empty()) return;
-    std::lock_guard<std::mutex> lock(gLock);
+    android::Mutex::Autolock lock(gLock);
     remove(mPath);
     gPaths.erase(mPath);
 }
 
 void TemporaryFolder::removeAll() {
-    std::lock_guard<std::mutex> lock(gLock);
+    android::Mutex::Autolock lock(gLock);
     for (const std::string& path : gPaths)
         remove(path);
     gPaths.clear();

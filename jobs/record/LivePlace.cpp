@@ -5,10 +5,10 @@
 
 #include <oxa/host/Cameras.h>
 #include <oxa/host/Microphones.h>
+#include <utils/Mutex.h>
 
 #include <algorithm>
 #include <array>
-#include <mutex>
 
 namespace oxa::jobs {
 
@@ -24,13 +24,13 @@ constexpr std::array<audio_source_t, 6> kAudioSources = {AUDIO_SOURCE_DEFAULT,
 // Number 1 always means an HDMI receiver to the player.
 constexpr std::array<int, 6> kCameras = {0, 2, 3, 4, 5, 6};
 
-std::mutex gLock;
-std::array<bool, kAudioSources.size()> gTaken;  // guarded by gLock
+android::Mutex gLock;
+std::array<bool, kAudioSources.size()> gTaken GUARDED_BY(gLock);
 
 }  // namespace
 
 bool LivePlace::take() {
-    std::lock_guard<std::mutex> lock(gLock);
+    android::Mutex::Autolock lock(gLock);
     const auto free = std::find(gTaken.begin(), gTaken.end(), false);
     if (free == gTaken.end()) return false;
     *free = true;
@@ -41,7 +41,7 @@ bool LivePlace::take() {
 LivePlace::~LivePlace() {
     if (mPlace < 0) return;
     if (mRegistered) host::unregisterCamera(camera());
-    std::lock_guard<std::mutex> lock(gLock);
+    android::Mutex::Autolock lock(gLock);
     gTaken[mPlace] = false;
 }
 

@@ -9,17 +9,18 @@ namespace oxa::jobs {
 
 void EventQueue::push(JobEvent event) {
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        android::Mutex::Autolock lock(mLock);
         mEvents.push_back(std::move(event));
     }
-    mFilled.notify_one();
+    mFilled.signal();
 }
 
 std::optional<JobEvent> EventQueue::pop(int64_t deadlineUs) {
-    const std::chrono::steady_clock::time_point deadline{std::chrono::microseconds(deadlineUs)};
-    std::unique_lock<std::mutex> lock(mLock);
-    if (!mFilled.wait_until(lock, deadline, [this] { return !mEvents.empty(); })) {
-        return std::nullopt;
+    android::Mutex::Autolock lock(mLock);
+    while (mEvents.empty()) {
+        const int64_t delayUs = deadlineUs - nowUs();
+        if (delayUs <= 0) return std::nullopt;
+        mFilled.waitRelative(mLock, delayUs * 1000);
     }
     JobEvent event = std::move(mEvents.front());
     mEvents.pop_front();

@@ -4,11 +4,11 @@
 #pragma once
 
 #include <oxa/host/FaultListener.h>
+#include <utils/Condition.h>
+#include <utils/Mutex.h>
 
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
-#include <mutex>
 #include <optional>
 #include <variant>
 
@@ -36,9 +36,9 @@ class EventQueue {
     std::optional<JobEvent> pop(int64_t deadlineUs);
 
   private:
-    std::mutex mLock;
-    std::condition_variable mFilled;
-    std::deque<JobEvent> mEvents;  // guarded by mLock
+    android::Mutex mLock;
+    android::Condition mFilled;
+    std::deque<JobEvent> mEvents GUARDED_BY(mLock);
 };
 
 // Microseconds of the monotonic clock.

@@ -10,10 +10,10 @@
 #include <media/stagefright/foundation/AHandler.h>
 #include <media/stagefright/foundation/AString.h>
 #include <mediadrm/ICrypto.h>
+#include <utils/Condition.h>
+#include <utils/Mutex.h>
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <utility>
 
 namespace oxa::jobs {
@@ -23,7 +23,7 @@ using namespace android;
 namespace {
 
 constexpr std::chrono::seconds kLongestDecoding(30);
-constexpr std::chrono::milliseconds kCancelInterval(100);
+constexpr nsecs_t kCancelIntervalNs = 100'000'000;
 
 // A decoder on a looper of its own, released before its last reference goes.
 class OwnedDecoder {
@@ -57,9 +57,9 @@ class Feeder : public AHandler {
 
     Verdict waitForVerdict(const CancelFlag& cancelled) {
         const auto end = std::chrono::steady_clock::now() + kLongestDecoding;
-        std::unique_lock<std::mutex> lock(mLock);
+        Mutex::Autolock lock(mLock);
         while (mVerdict == Verdict::kGoOn && !cancelled && std::chrono::steady_clock::now() < end) {
-            mDecided.wait_for(lock, kCancelInterval);
+            mDecided.waitRelative(mLock, kCancelIntervalNs);
         }
         return mVerdict;
     }
@@ -115,14 +115,14 @@ class Feeder : public AHandler {
     }
 
     bool isDecided() {
-        std::lock_guard<std::mutex> lock(mLock);
+        Mutex::Autolock lock(mLock);
         return mVerdict != Verdict::kGoOn;
     }
 
     void decide(Verdict verdict) {
-        std::lock_guard<std::mutex> lock(mLock);
+        Mutex::Autolock lock(mLock);
         mVerdict = verdict;
-        mDecided.notify_all();
+        mDecided.broadcast();
     }
 
     const sp<NuMediaExtractor> mExtractor;
@@ -130,9 +130,9 @@ class Feeder : public AHandler {
     const int mMostSamples;
     const OutputHandler mOnOutput;
     int mSamples = 0;
-    std::mutex mLock;
-    std::condition_variable mDecided;
-    Verdict mVerdict = Verdict::kGoOn;  // guarded by mLock
+    Mutex mLock;
+    Condition mDecided;
+    Verdict mVerdict GUARDED_BY(mLock) = Verdict::kGoOn;
 };
 
 }  // namespace

@@ -170,7 +170,7 @@ status_t AudioRecord::getMinFrameCount(size_t* frameCount, uint32_t sampleRate,
 status_t AudioRecord::start(AudioSystem::sync_event_t /*event*/,
                             audio_session_t /*triggerSession*/) {
     if (mStatus != OK) return mStatus;
-    std::lock_guard<std::mutex> lock(mTransitionLock);
+    Mutex::Autolock lock(mTransitionLock);
     if (mActive) return OK;
     if (mInput == nullptr && !openInput()) return NO_INIT;
     mBuffer->begin();
@@ -180,7 +180,7 @@ status_t AudioRecord::start(AudioSystem::sync_event_t /*event*/,
 }
 
 void AudioRecord::stop() {
-    std::lock_guard<std::mutex> lock(mTransitionLock);
+    Mutex::Autolock lock(mTransitionLock);
     if (!mActive) return;
     mActive = false;
     mBuffer->end();

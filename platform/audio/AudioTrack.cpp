@@ -140,7 +140,7 @@ status_t AudioTrack::initCheck() const {
 
 status_t AudioTrack::start() {
     if (mStatus != OK) return mStatus;
-    std::lock_guard<std::mutex> lock(mTransitionLock);
+    Mutex::Autolock lock(mTransitionLock);
     if (mState == State::kActive) return INVALID_OPERATION;
     mBuffer->begin();
     const status_t err = mSink->start();
@@ -153,7 +153,7 @@ status_t AudioTrack::start() {
 }
 
 void AudioTrack::stop() {
-    std::lock_guard<std::mutex> lock(mTransitionLock);
+    Mutex::Autolock lock(mTransitionLock);
     if (mState == State::kActive) {
         mState = State::kStopping;
         mBuffer->drain();
@@ -171,14 +171,14 @@ bool AudioTrack::stopped() const {
 }
 
 void AudioTrack::flush() {
-    std::lock_guard<std::mutex> lock(mTransitionLock);
+    Mutex::Autolock lock(mTransitionLock);
     if (mStatus != OK || mState == State::kActive) return;
     mBuffer->clear();
     mState = State::kFlushed;
 }
 
 void AudioTrack::pause() {
-    std::lock_guard<std::mutex> lock(mTransitionLock);
+    Mutex::Autolock lock(mTransitionLock);
     if (mState != State::kActive) return;
     mState = State::kPaused;
     mSink->stop();

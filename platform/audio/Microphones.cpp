@@ -5,9 +5,9 @@
 #include <system/audio.h>
 
 #include <map>
-#include <mutex>
 
 #include "audio/MicrophoneTable.h"
+#include "base/AnnotatedMutex.h"
 #include "live/LiveReader.h"
 
 namespace android {
@@ -16,12 +16,12 @@ namespace {
 
 constexpr char kSystemMicrophone[] = "alsa:default";
 
-std::mutex gLock;
-auto& gMicrophones = *new std::map<int, sp<Microphone>>;  // guarded by gLock
+AnnotatedMutex gLock;
+auto& gMicrophones GUARDED_BY(gLock) = *new std::map<int, sp<Microphone>>;
 
 // Null when the audio source has none of its own.
 sp<Microphone> registered(int audioSource) {
-    std::lock_guard<std::mutex> lock(gLock);
+    AnnotatedLock lock(gLock);
     const auto found = gMicrophones.find(audioSource);
     return found == gMicrophones.end() ? nullptr : found->second;
 }
@@ -42,6 +42,7 @@ sp<Microphone> microphoneOf(int audioSource) {
 
 namespace oxa::host {
 
+using android::AnnotatedLock;
 using android::Microphone;
 using android::sp;
 
@@ -53,13 +54,13 @@ bool registerMicrophone(int audioSource, const std::string& source,
     sp<Microphone> microphone = new Microphone;
     microphone->source = source;
     microphone->repeat = options.repeat;
-    std::lock_guard<std::mutex> lock(android::gLock);
+    AnnotatedLock lock(android::gLock);
     android::gMicrophones[audioSource] = microphone;
     return true;
 }
 
 void clearMicrophones() {
-    std::lock_guard<std::mutex> lock(android::gLock);
+    AnnotatedLock lock(android::gLock);
     android::gMicrophones.clear();
 }
 

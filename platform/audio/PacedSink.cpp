@@ -30,7 +30,10 @@ status_t PacedSink::open(const SoundFormat& format, SoundSource* source) {
 
 status_t PacedSink::start() {
     if (mThread.joinable()) return OK;
-    mStopping = false;
+    {
+        AnnotatedLock lock(mLock);
+        mStopping = false;
+    }
     mThread = std::thread(oxa::host::inSession([this, startUs = monotonicUs()] { run(startUs); }));
     return OK;
 }
@@ -38,7 +41,7 @@ status_t PacedSink::start() {
 void PacedSink::stop() {
     if (!mThread.joinable()) return;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mStopping = true;
     }
     mWake.notify_all();
@@ -64,8 +67,8 @@ void PacedSink::run(int64_t startUs) {
 
 bool PacedSink::waitUntil(int64_t timeUs) {
     const std::chrono::steady_clock::time_point time{std::chrono::microseconds(timeUs)};
-    std::unique_lock<std::mutex> lock(mLock);
-    return !mWake.wait_until(lock, time, [this] { return mStopping; });
+    AnnotatedLock lock(mLock);
+    return !mWake.wait_until(mLock, time, [this]() REQUIRES(mLock) { return mStopping; });
 }
 
 void PacedSink::pull(int64_t heardAtUs) {

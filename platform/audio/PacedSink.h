@@ -3,14 +3,13 @@
 
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
 #include "audio/SoundSink.h"
+#include "base/AnnotatedMutex.h"
 
 namespace android {
 
@@ -54,9 +53,9 @@ class PacedSink : public SoundSink {
     std::vector<int16_t> mBlock;  // the thread's
     size_t mBlockFrames = 0;
 
-    std::mutex mLock;
-    std::condition_variable mWake;
-    bool mStopping = false;  // guarded by mLock
+    AnnotatedMutex mLock;
+    AnnotatedCondition mWake;
+    bool mStopping GUARDED_BY(mLock) = false;
     std::thread mThread;
 };
 

@@ -11,7 +11,7 @@ RecordBuffer::RecordBuffer(int channels, size_t frameCount)
     : mChannels(channels), mCapacity(frameCount), mRing(frameCount * channels) {}
 
 void RecordBuffer::begin() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mFirst = mCount = 0;
     mEnded = mFailed = mOverrun = false;
     mActive = true;
@@ -20,25 +20,25 @@ void RecordBuffer::begin() {
 }
 
 void RecordBuffer::end() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mActive = false;
     mChanged.notify_all();
 }
 
 void RecordBuffer::endOfSound(bool failed) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mEnded = true;
     mFailed = failed;
     mChanged.notify_all();
 }
 
 bool RecordBuffer::hasFailed() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mFailed;
 }
 
 size_t RecordBuffer::put(const int16_t* samples, size_t frames) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     const size_t taken = std::min(frames, mCapacity - mCount);
     const size_t at = (mFirst + mCount) % mCapacity;
     const size_t tail = std::min(taken, mCapacity - at);
@@ -51,7 +51,7 @@ size_t RecordBuffer::put(const int16_t* samples, size_t frames) {
 }
 
 size_t RecordBuffer::take(int16_t* samples, size_t frames, bool blocking) {
-    std::unique_lock<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     size_t taken = 0;
     for (;;) {
         const size_t count = std::min(frames - taken, mCount);
@@ -59,12 +59,12 @@ size_t RecordBuffer::take(int16_t* samples, size_t frames, bool blocking) {
         dropLocked(count);
         taken += count;
         if (taken == frames || !blocking || isOverLocked()) return taken;
-        mChanged.wait(lock, [this] { return mCount > 0 || isOverLocked(); });
+        mChanged.wait(mLock, [this]() REQUIRES(mLock) { return mCount > 0 || isOverLocked(); });
     }
 }
 
 RecordBuffer::Event RecordBuffer::waitForEvent(size_t frames) {
-    std::unique_lock<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     for (;;) {
         if (mQuit) return Event::kQuit;
         if (mActive && mOverrun) {
@@ -72,12 +72,12 @@ RecordBuffer::Event RecordBuffer::waitForEvent(size_t frames) {
             return Event::kOverrun;
         }
         if (mActive && (mCount >= frames || (mEnded && mCount > 0))) return Event::kData;
-        mChanged.wait(lock);
+        mChanged.wait(mLock);
     }
 }
 
 size_t RecordBuffer::peek(int16_t* samples, size_t frames, uint32_t* run) const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     *run = mRun;
     const size_t count = std::min(frames, mCount);
     copyLocked(samples, count);
@@ -85,17 +85,17 @@ size_t RecordBuffer::peek(int16_t* samples, size_t frames, uint32_t* run) const 
 }
 
 void RecordBuffer::drop(size_t frames, uint32_t run) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (run == mRun) dropLocked(std::min(frames, mCount));
 }
 
 void RecordBuffer::waitBeforeRetry() {
-    std::unique_lock<std::mutex> lock(mLock);
-    mChanged.wait_for(lock, kRetryTime, [this] { return mQuit; });
+    AnnotatedLock lock(mLock);
+    mChanged.wait_for(mLock, kRetryTime, [this]() REQUIRES(mLock) { return mQuit; });
 }
 
 void RecordBuffer::quit() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mQuit = true;
     mChanged.notify_all();
 }

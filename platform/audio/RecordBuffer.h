@@ -4,10 +4,10 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <vector>
+
+#include "base/AnnotatedMutex.h"
 
 namespace android {
 
@@ -47,25 +47,24 @@ class RecordBuffer {
   private:
     static constexpr std::chrono::milliseconds kRetryTime{10};
 
-    void copyLocked(int16_t* samples, size_t frames) const;
-    void dropLocked(size_t frames);
-    bool isOverLocked() const { return !mActive || mEnded; }
+    void copyLocked(int16_t* samples, size_t frames) const REQUIRES(mLock);
+    void dropLocked(size_t frames) REQUIRES(mLock);
+    bool isOverLocked() const REQUIRES(mLock) { return !mActive || mEnded; }
 
     const size_t mChannels;
     const size_t mCapacity;  // frames
 
-    mutable std::mutex mLock;
-    std::condition_variable mChanged;
-    // All below guarded by mLock.
-    std::vector<int16_t> mRing;
-    size_t mFirst = 0;  // frame index in mRing
-    size_t mCount = 0;
-    uint32_t mRun = 0;
-    bool mActive = false;
-    bool mEnded = false;
-    bool mFailed = false;
-    bool mOverrun = false;  // to be reported
-    bool mQuit = false;
+    mutable AnnotatedMutex mLock;
+    AnnotatedCondition mChanged;
+    std::vector<int16_t> mRing GUARDED_BY(mLock);
+    size_t mFirst GUARDED_BY(mLock) = 0;  // frame index in mRing
+    size_t mCount GUARDED_BY(mLock) = 0;
+    uint32_t mRun GUARDED_BY(mLock) = 0;
+    bool mActive GUARDED_BY(mLock) = false;
+    bool mEnded GUARDED_BY(mLock) = false;
+    bool mFailed GUARDED_BY(mLock) = false;
+    bool mOverrun GUARDED_BY(mLock) = false;  // to be reported
+    bool mQuit GUARDED_BY(mLock) = false;
 };
 
 }  // namespace android

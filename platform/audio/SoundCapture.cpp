@@ -10,10 +10,9 @@
 
 #include <cerrno>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <utility>
 
+#include "base/AnnotatedMutex.h"
 #include "base/SessionState.h"
 
 namespace android {
@@ -37,7 +36,7 @@ class SoundCapture::Worker {
         pthread_setname_np(pthread_self(), "SoundCapture");
         while (readSource() && waitForRetry()) {
         }
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mEnded = true;
         mChanged.notify_all();
     }
@@ -46,13 +45,14 @@ class SoundCapture::Worker {
     bool quit() {
         bool ended = false;
         {
-            std::unique_lock<std::mutex> lock(mLock);
+            AnnotatedLock lock(mLock);
             mQuit = true;
             if (mReader != nullptr) mReader->interrupt();
             mChanged.notify_all();
-            ended = mChanged.wait_for(lock, kStuckTime, [this] { return mEnded; });
+            ended = mChanged.wait_for(mLock, kStuckTime,
+                                      [this]() REQUIRES(mLock) { return mEnded; });
         }
-        std::lock_guard<std::mutex> lock(mClientLock);
+        AnnotatedLock lock(mClientLock);
         mClient = nullptr;
         return ended;
     }
@@ -62,7 +62,7 @@ class SoundCapture::Worker {
     bool readSource() {
         if (mReader == nullptr && !openReader()) return true;
         const bool lost = readAll();
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mReader.reset();
         return lost;
     }
@@ -74,7 +74,7 @@ class SoundCapture::Worker {
             tellEnd(ENODEV, error);
             return false;
         }
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mReader = std::move(reader);
         if (mQuit) mReader->interrupt();
         mReader->start();
@@ -103,32 +103,32 @@ class SoundCapture::Worker {
 
     bool waitForRetry() {
         if (mRetryUs == 0) return false;
-        std::unique_lock<std::mutex> lock(mLock);
-        return !mChanged.wait_for(lock, std::chrono::microseconds(mRetryUs),
-                                  [this] { return mQuit; });
+        AnnotatedLock lock(mLock);
+        return !mChanged.wait_for(mLock, std::chrono::microseconds(mRetryUs),
+                                  [this]() REQUIRES(mLock) { return mQuit; });
     }
 
     void tellSound(LiveBlock block) {
-        std::lock_guard<std::mutex> lock(mClientLock);
+        AnnotatedLock lock(mClientLock);
         if (mClient != nullptr) mClient->onSound(std::move(block));
     }
 
     void tellEnd(int error, const std::string& text) {
-        std::lock_guard<std::mutex> lock(mClientLock);
+        AnnotatedLock lock(mClientLock);
         if (mClient != nullptr) mClient->onSoundEnd(error, text);
     }
 
     const LiveOptions mOptions;
     const int64_t mRetryUs;
 
-    std::mutex mLock;
-    std::condition_variable mChanged;
-    bool mQuit = false;                   // guarded by mLock
-    bool mEnded = false;                  // guarded by mLock
+    AnnotatedMutex mLock;
+    AnnotatedCondition mChanged;
+    bool mQuit GUARDED_BY(mLock) = false;
+    bool mEnded GUARDED_BY(mLock) = false;
     std::unique_ptr<LiveReader> mReader;  // replaced by the thread, with mLock
 
-    std::mutex mClientLock;       // held during calls
-    SoundCaptureClient* mClient;  // guarded by mClientLock; null: not called any more
+    AnnotatedMutex mClientLock;                           // held during calls
+    SoundCaptureClient* mClient GUARDED_BY(mClientLock);  // null: not called any more
 };
 
 SoundCapture::SoundCapture(const LiveOptions& options, std::unique_ptr<LiveReader> reader,

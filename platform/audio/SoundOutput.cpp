@@ -15,6 +15,7 @@
 #include "audio/SoundDeviceModule.h"
 #include "audio/SoundOutputChoice.h"
 #include "audio/WavFile.h"
+#include "base/AnnotatedMutex.h"
 #include "base/Module.h"
 #include "base/SessionState.h"
 
@@ -133,32 +134,48 @@ std::shared_ptr<SoundRecording> useSoundRecording(size_t maxFrames) {
     return recording;
 }
 
+struct SoundRecording::State {
+    explicit State(size_t most) : maxFrames(most) {}
+
+    const size_t maxFrames;
+    android::AnnotatedMutex lock;
+    std::vector<SoundBlock> blocks GUARDED_BY(lock);
+    size_t frames GUARDED_BY(lock) = 0;
+    int tracks GUARDED_BY(lock) = 0;
+    bool full GUARDED_BY(lock) = false;
+};
+
+SoundRecording::SoundRecording(size_t maxFrames) : mState(std::make_unique<State>(maxFrames)) {}
+
+SoundRecording::~SoundRecording() = default;
+
 std::vector<SoundBlock> SoundRecording::blocks() const {
-    std::lock_guard<std::mutex> lock(mLock);
-    return mBlocks;
+    android::AnnotatedLock lock(mState->lock);
+    return mState->blocks;
 }
 
 size_t SoundRecording::frames() const {
-    std::lock_guard<std::mutex> lock(mLock);
-    return mFrames;
+    android::AnnotatedLock lock(mState->lock);
+    return mState->frames;
 }
 
 bool SoundRecording::full() const {
-    std::lock_guard<std::mutex> lock(mLock);
-    return mFull;
+    android::AnnotatedLock lock(mState->lock);
+    return mState->full;
 }
 
 int SoundRecording::addTrack() {
-    std::lock_guard<std::mutex> lock(mLock);
-    return ++mTracks;
+    android::AnnotatedLock lock(mState->lock);
+    return ++mState->tracks;
 }
 
 void SoundRecording::add(SoundBlock block) {
-    std::lock_guard<std::mutex> lock(mLock);
-    mFull = mFull || mFrames + block.frames() > mMaxFrames;
-    if (mFull) return;
-    mFrames += block.frames();
-    mBlocks.push_back(std::move(block));
+    State& state = *mState;
+    android::AnnotatedLock lock(state.lock);
+    state.full = state.full || state.frames + block.frames() > state.maxFrames;
+    if (state.full) return;
+    state.frames += block.frames();
+    state.blocks.push_back(std::move(block));
 }
 
 }  // namespace oxa::host

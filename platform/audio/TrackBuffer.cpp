@@ -30,14 +30,14 @@ TrackBuffer::TrackBuffer(const SoundFormat& format, size_t frameCount,
     : mFormat(format), mCapacity(frameCount), mClock(clock), mRing(frameCount * format.channels) {}
 
 void TrackBuffer::setSinkTimes(int64_t latencyUs, int64_t blockUs) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mLatencyUs = latencyUs;
     mFirstLeadUs = std::min(blockUs + kReserveUs, kLongestLeadUs);
     mLeadUs = mFirstLeadUs;
 }
 
 void TrackBuffer::begin() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mActive = true;
     mStuck = false;
     mPulled = false;
@@ -49,7 +49,7 @@ void TrackBuffer::begin() {
 }
 
 void TrackBuffer::end() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     endLocked();
 }
 
@@ -64,30 +64,31 @@ void TrackBuffer::endLocked() {
 }
 
 bool TrackBuffer::drain() {
-    Lock lock(mLock);
+    AnnotatedLock lock(mLock);
     mDraining = true;
     mChanged.notify_all();
-    const bool heard = waitUntilHeardLocked(lock);
+    const bool heard = waitUntilHeardLocked();
     if (!heard) mStuck = true;
     endLocked();
     clearLocked();
     return heard;
 }
 
-bool TrackBuffer::waitUntilHeardLocked(Lock& lock) {
+bool TrackBuffer::waitUntilHeardLocked() {
     const auto limit = timePoint(monotonicUs() + framesToUs(mCount, mFormat.sampleRate) + mLeadUs +
                                  mLatencyUs) +
                        kStuckTime;
-    if (!mChanged.wait_until(lock, limit, [this] { return mCount == 0; })) return false;
+    if (!mChanged.wait_until(mLock, limit, [this]() REQUIRES(mLock) { return mCount == 0; }))
+        return false;
     if (mBlocks.empty()) return true;
     const Block& last = mBlocks.back();
     const int64_t endUs = last.heardAtUs + framesToUs(last.frames, mFormat.sampleRate);
-    mChanged.wait_until(lock, std::min(limit, timePoint(endUs)), [] { return false; });
+    mChanged.wait_until(mLock, std::min(limit, timePoint(endUs)), [] { return false; });
     return true;
 }
 
 void TrackBuffer::clear() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     clearLocked();
 }
 
@@ -99,18 +100,20 @@ void TrackBuffer::clearLocked() {
 }
 
 size_t TrackBuffer::write(const int16_t* samples, size_t frames, bool blocking) {
-    Lock lock(mLock);
+    AnnotatedLock lock(mLock);
     size_t written = blocking ? 0 : leaveOutLocked(samples, frames);
     for (;;) {
         written += putLocked(samples + written * mFormat.channels, frames - written);
-        if (written == frames || !blocking || !waitForRoomLocked(lock)) return written;
+        if (written == frames || !blocking || !waitForRoomLocked()) return written;
     }
 }
 
-bool TrackBuffer::waitForRoomLocked(Lock& lock) {
+bool TrackBuffer::waitForRoomLocked() {
     if (mStuck) return false;
-    const auto ready = [this] { return !mActive || mDraining || roomForAllLocked(1); };
-    if (!mChanged.wait_for(lock, kStuckTime, ready)) mStuck = true;
+    const auto ready = [this]() REQUIRES(mLock) {
+        return !mActive || mDraining || roomForAllLocked(1);
+    };
+    if (!mChanged.wait_for(mLock, kStuckTime, ready)) mStuck = true;
     return mActive && !mDraining && !mStuck;
 }
 
@@ -166,8 +169,8 @@ void TrackBuffer::takeLocked(int16_t* samples, size_t frames) {
 }
 
 TrackBuffer::Need TrackBuffer::waitForNeed(size_t frames) {
-    Lock lock(mLock);
-    mChanged.wait(lock, [&] {
+    AnnotatedLock lock(mLock);
+    mChanged.wait(mLock, [&]() REQUIRES(mLock) {
         return mQuit || mUnderrun || (mActive && !mDraining && roomForAllLocked(frames));
     });
     if (mQuit) return Need::kNothingMore;
@@ -177,18 +180,18 @@ TrackBuffer::Need TrackBuffer::waitForNeed(size_t frames) {
 }
 
 void TrackBuffer::waitBeforeRetry() {
-    Lock lock(mLock);
-    mChanged.wait_for(lock, kRetryTime, [this] { return mQuit; });
+    AnnotatedLock lock(mLock);
+    mChanged.wait_for(mLock, kRetryTime, [this]() REQUIRES(mLock) { return mQuit; });
 }
 
 void TrackBuffer::quit() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mQuit = true;
     mChanged.notify_all();
 }
 
 int64_t TrackBuffer::position() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return positionLocked(monotonicUs());
 }
 
@@ -205,14 +208,14 @@ int64_t TrackBuffer::positionLocked(int64_t nowUs) {
 }
 
 bool TrackBuffer::takeStuck() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     const bool news = mStuck && !mStuckTold;
     mStuckTold = mStuckTold || mStuck;
     return news;
 }
 
 void TrackBuffer::fill(int16_t* samples, size_t frames, int64_t heardAtUs) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mStuck = false;
     // A sink that is slow to start does not shorten the silence.
     if (!mPulled) mSoundFromUs = std::max(mSoundFromUs, heardAtUs - mLatencyUs + mLeadUs);

@@ -7,14 +7,13 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
-#include <mutex>
 #include <vector>
 
 #include "audio/PacedWriter.h"
 #include "audio/SoundSink.h"
+#include "base/AnnotatedMutex.h"
 #include "base/SessionClock.h"
 
 namespace android {
@@ -71,8 +70,6 @@ class TrackBuffer : public SoundSource {
     void fill(int16_t* samples, size_t frames, int64_t heardAtUs) override;
 
   private:
-    using Lock = std::unique_lock<std::mutex>;
-
     // Frames that were pulled and perhaps not heard yet.
     struct Block {
         int64_t heardAtUs;
@@ -83,19 +80,21 @@ class TrackBuffer : public SoundSource {
     static constexpr std::chrono::milliseconds kRetryTime{10};
     static constexpr size_t kFadeFrames = 256;
 
-    bool roomForAllLocked(size_t frames) const { return mCapacity - mCount >= frames; }
-    bool waitForRoomLocked(Lock& lock);
-    bool waitUntilHeardLocked(Lock& lock);
-    size_t putLocked(const int16_t* samples, size_t frames);
-    size_t leaveOutLocked(const int16_t* samples, size_t frames);
-    void crossFadeLocked(const int16_t* samples, size_t frames);
-    void takeLocked(int16_t* samples, size_t frames);
-    void noteUnderrunLocked(int64_t heardAtUs);
-    size_t leadFramesLocked(size_t frames, int64_t heardAtUs) const;
-    void noteHeardLocked(size_t frames, int64_t heardAtUs);
-    void endLocked();
-    void clearLocked();
-    int64_t positionLocked(int64_t nowUs);
+    bool roomForAllLocked(size_t frames) const REQUIRES(mLock) {
+        return mCapacity - mCount >= frames;
+    }
+    bool waitForRoomLocked() REQUIRES(mLock);
+    bool waitUntilHeardLocked() REQUIRES(mLock);
+    size_t putLocked(const int16_t* samples, size_t frames) REQUIRES(mLock);
+    size_t leaveOutLocked(const int16_t* samples, size_t frames) REQUIRES(mLock);
+    void crossFadeLocked(const int16_t* samples, size_t frames) REQUIRES(mLock);
+    void takeLocked(int16_t* samples, size_t frames) REQUIRES(mLock);
+    void noteUnderrunLocked(int64_t heardAtUs) REQUIRES(mLock);
+    size_t leadFramesLocked(size_t frames, int64_t heardAtUs) const REQUIRES(mLock);
+    void noteHeardLocked(size_t frames, int64_t heardAtUs) REQUIRES(mLock);
+    void endLocked() REQUIRES(mLock);
+    void clearLocked() REQUIRES(mLock);
+    int64_t positionLocked(int64_t nowUs) REQUIRES(mLock);
 
     const SoundFormat mFormat;
     const size_t mCapacity;  // frames
@@ -103,29 +102,29 @@ class TrackBuffer : public SoundSource {
     int64_t mLatencyUs = 0;  // constant once started
     std::atomic<float> mVolume{1.0f};
 
-    std::mutex mLock;
-    std::condition_variable mChanged;
-    // All below guarded by mLock.
-    std::vector<int16_t> mRing;
-    size_t mFirst = 0;  // frame index in mRing
-    size_t mCount = 0;
-    bool mActive = false;
-    bool mDraining = false;
-    bool mQuit = false;
-    bool mStuck = false;  // the sink does not pull; cleared when it does
-    bool mStuckTold = false;
-    bool mPulled = false;      // since begin()
-    bool mDry = true;          // nothing to play: the next sound waits until mSoundFromUs
-    int64_t mSoundFromUs = 0;  // in the sink's pull time
-    int64_t mFirstLeadUs = kLongestLeadUs;
-    int64_t mLeadUs = kLongestLeadUs;
-    int64_t mLastUnderrunUs = 0;  // as heard
-    int64_t mNextPullUs = 0;      // when the sink takes what comes after the last fill()
-    PacedWriter mWriter;
-    size_t mLateFrames = 0;  // to be left out
-    bool mUnderrun = false;  // to be reported
-    std::deque<Block> mBlocks;
-    int64_t mHeard = 0;  // frames before mBlocks
+    AnnotatedMutex mLock;
+    AnnotatedCondition mChanged;
+    std::vector<int16_t> mRing GUARDED_BY(mLock);
+    size_t mFirst GUARDED_BY(mLock) = 0;  // frame index in mRing
+    size_t mCount GUARDED_BY(mLock) = 0;
+    bool mActive GUARDED_BY(mLock) = false;
+    bool mDraining GUARDED_BY(mLock) = false;
+    bool mQuit GUARDED_BY(mLock) = false;
+    bool mStuck GUARDED_BY(mLock) = false;  // the sink does not pull; cleared when it does
+    bool mStuckTold GUARDED_BY(mLock) = false;
+    bool mPulled GUARDED_BY(mLock) = false;  // since begin()
+    bool mDry GUARDED_BY(mLock) = true;  // nothing to play: the next sound waits until mSoundFromUs
+    int64_t mSoundFromUs GUARDED_BY(mLock) = 0;  // in the sink's pull time
+    int64_t mFirstLeadUs GUARDED_BY(mLock) = kLongestLeadUs;
+    int64_t mLeadUs GUARDED_BY(mLock) = kLongestLeadUs;
+    int64_t mLastUnderrunUs GUARDED_BY(mLock) = 0;  // as heard
+    int64_t mNextPullUs GUARDED_BY(mLock) =
+            0;  // when the sink takes what comes after the last fill()
+    PacedWriter mWriter GUARDED_BY(mLock);
+    size_t mLateFrames GUARDED_BY(mLock) = 0;  // to be left out
+    bool mUnderrun GUARDED_BY(mLock) = false;  // to be reported
+    std::deque<Block> mBlocks GUARDED_BY(mLock);
+    int64_t mHeard GUARDED_BY(mLock) = 0;  // frames before mBlocks
 };
 
 }  // namespace android

@@ -21,7 +21,7 @@ DiskSync::DiskSync(int fd) : mFd(fd), mThread([this] { run(); }) {}
 
 DiskSync::~DiskSync() {
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mQuit = true;
     }
     mChanged.notify_all();
@@ -29,19 +29,19 @@ DiskSync::~DiskSync() {
 }
 
 void DiskSync::wrote() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mWrote = true;
 }
 
 int DiskSync::error() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mError;
 }
 
 void DiskSync::run() {
     pthread_setname_np(pthread_self(), "DiskSync");
-    std::unique_lock<std::mutex> lock(mLock);
-    while (!mChanged.wait_for(lock, kInterval, [this] { return mQuit; })) {
+    AnnotatedLock lock(mLock);
+    while (!mChanged.wait_for(mLock, kInterval, [this]() REQUIRES(mLock) { return mQuit; })) {
         if (!mWrote || mError != 0) continue;
         mWrote = false;
         lock.unlock();

@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include <condition_variable>
-#include <mutex>
 #include <thread>
+
+#include "base/AnnotatedMutex.h"
 
 namespace android {
 
@@ -28,11 +28,11 @@ class DiskSync {
     void run();
 
     const int mFd;
-    mutable std::mutex mLock;
-    std::condition_variable mChanged;
-    bool mWrote = false;  // guarded by mLock
-    bool mQuit = false;   // guarded by mLock
-    int mError = 0;       // guarded by mLock
+    mutable AnnotatedMutex mLock;
+    AnnotatedCondition mChanged;
+    bool mWrote GUARDED_BY(mLock) = false;
+    bool mQuit GUARDED_BY(mLock) = false;
+    int mError GUARDED_BY(mLock) = 0;
     std::thread mThread;
 };
 

@@ -7,8 +7,8 @@
 #include <oxa/host/FaultListener.h>
 
 #include <map>
-#include <mutex>
 
+#include "base/AnnotatedMutex.h"
 #include "base/Monotonic.h"
 #include "base/SessionState.h"
 
@@ -16,20 +16,24 @@ namespace oxa::host {
 
 namespace {
 
-std::mutex gListenerLock;  // held during calls, so that a removed listener is never called again
-std::map<int, FaultListener> gListeners;  // guarded by gListenerLock
-int gNextListenerId = 1;                  // guarded by gListenerLock
+using android::AnnotatedLock;
+using android::AnnotatedMutex;
+
+// Held during calls, so that a removed listener is never called again.
+AnnotatedMutex gListenerLock;
+std::map<int, FaultListener> gListeners GUARDED_BY(gListenerLock);
+int gNextListenerId GUARDED_BY(gListenerLock) = 1;
 
 }  // namespace
 
 int addFaultListener(FaultListener listener) {
-    std::lock_guard<std::mutex> lock(gListenerLock);
+    AnnotatedLock lock(gListenerLock);
     gListeners[gNextListenerId] = std::move(listener);
     return gNextListenerId++;
 }
 
 void removeFaultListener(int id) {
-    std::lock_guard<std::mutex> lock(gListenerLock);
+    AnnotatedLock lock(gListenerLock);
     gListeners.erase(id);
 }
 
@@ -38,7 +42,7 @@ void reportFault(Fault fault) {
     const auto session = SessionState::current();
     fault.session = session != nullptr ? session->id() : 0;
     ALOGW("%s: %s%s", fault.object.c_str(), fault.cause.c_str(), fault.ended ? " (ended)" : "");
-    std::lock_guard<std::mutex> lock(gListenerLock);
+    AnnotatedLock lock(gListenerLock);
     for (const auto& [id, listener] : gListeners)
         listener(fault);
 }

@@ -35,13 +35,13 @@ std::shared_ptr<SessionState> SessionState::orProcess() {
 }
 
 std::any SessionState::get(const void* key) const {
-    std::lock_guard<std::mutex> lock(mLock);
+    android::AnnotatedLock lock(mLock);
     const auto entry = mValues.find(key);
     return entry == mValues.end() ? std::any() : entry->second;
 }
 
 std::any SessionState::exchange(const void* key, std::any value) {
-    std::lock_guard<std::mutex> lock(mLock);
+    android::AnnotatedLock lock(mLock);
     return std::exchange(mValues[key], std::move(value));
 }
 

@@ -19,10 +19,10 @@ constexpr int64_t kSecondUs = 1000000;
 constexpr int64_t kJitterUs = 30000;
 constexpr int64_t kJitterShare = 8;
 
-std::mutex gClocksLock;
-std::map<int32_t, wp<SessionClock>> gClocks;  // guarded by gClocksLock
+AnnotatedMutex gClocksLock;
+std::map<int32_t, wp<SessionClock>> gClocks GUARDED_BY(gClocksLock);
 
-void forgetDeadClocksLocked() {
+void forgetDeadClocksLocked() REQUIRES(gClocksLock) {
     for (auto entry = gClocks.begin(); entry != gClocks.end();) {
         entry = entry->second.promote() == nullptr ? gClocks.erase(entry) : std::next(entry);
     }
@@ -32,7 +32,7 @@ void forgetDeadClocksLocked() {
 
 sp<SessionClock> SessionClock::forHwSync(int32_t hwSync) {
     if (!isAudioSession(hwSync)) return new SessionClock(false);
-    std::lock_guard<std::mutex> lock(gClocksLock);
+    AnnotatedLock lock(gClocksLock);
     forgetDeadClocksLocked();
     sp<SessionClock> clock = gClocks[hwSync].promote();
     if (clock == nullptr) {
@@ -43,13 +43,13 @@ sp<SessionClock> SessionClock::forHwSync(int32_t hwSync) {
 }
 
 void SessionClock::setFirstTimeUs(int64_t timeUs) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mFirstTimeUs = timeUs;
     mFrames = 0;
 }
 
 void SessionClock::onSoundHeard(int64_t frames, int32_t sampleRate, int64_t heardAtUs) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (sampleRate != mSampleRate) {
         mFirstTimeUs = soundTimeUsLocked();
         mFrames = 0;
@@ -63,7 +63,7 @@ void SessionClock::onSoundHeard(int64_t frames, int32_t sampleRate, int64_t hear
 }
 
 int64_t SessionClock::mediaTimeUs(int64_t nowUs, int64_t pictureUs) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (!mRunning && !startReadingLocked(nowUs, pictureUs)) return kNotRunning;
     const int64_t passedUs = std::max<int64_t>(0, nowUs - mLastNowUs);
     mLastUs += std::clamp<int64_t>(nowUs + mOffsetUs - mLastUs, 0, 2 * passedUs);

@@ -6,7 +6,8 @@
 #include <utils/RefBase.h>
 
 #include <cstdint>
-#include <mutex>
+
+#include "base/AnnotatedMutex.h"
 
 namespace android {
 
@@ -57,23 +58,23 @@ class SessionClock : public RefBase {
   private:
     explicit SessionClock(bool hasSound) : mHasSound(hasSound) {}
 
-    bool startReadingLocked(int64_t nowUs, int64_t pictureUs);
-    int64_t soundTimeUsLocked() const;
+    bool startReadingLocked(int64_t nowUs, int64_t pictureUs) REQUIRES(mLock);
+    int64_t soundTimeUsLocked() const REQUIRES(mLock);
 
     const bool mHasSound;  // false: nobody will report sound
-    std::mutex mLock;
-    // All below guarded by mLock.
-    int64_t mFirstTimeUs = 0;  // media time of frame 0 of mFrames
-    int64_t mFrames = 0;       // reported since mFirstTimeUs, at mSampleRate
-    int32_t mSampleRate = 0;
-    bool mHeard = false;    // sound was reported
-    int64_t mOffsetUs = 0;  // where the time moves to: media time - monotonic time
-    bool mAsked = false;    // the reader has called
-    int64_t mFirstAskUs = 0;
-    int64_t mFirstPictureUs = 0;
-    bool mRunning = false;
-    int64_t mLastUs = 0;     // what the reader was told last
-    int64_t mLastNowUs = 0;  // and when
+    AnnotatedMutex mLock;
+    int64_t mFirstTimeUs GUARDED_BY(mLock) = 0;  // media time of frame 0 of mFrames
+    int64_t mFrames GUARDED_BY(mLock) = 0;       // reported since mFirstTimeUs, at mSampleRate
+    int32_t mSampleRate GUARDED_BY(mLock) = 0;
+    bool mHeard GUARDED_BY(mLock) = false;  // sound was reported
+    int64_t mOffsetUs GUARDED_BY(mLock) =
+            0;                              // where the time moves to: media time - monotonic time
+    bool mAsked GUARDED_BY(mLock) = false;  // the reader has called
+    int64_t mFirstAskUs GUARDED_BY(mLock) = 0;
+    int64_t mFirstPictureUs GUARDED_BY(mLock) = 0;
+    bool mRunning GUARDED_BY(mLock) = false;
+    int64_t mLastUs GUARDED_BY(mLock) = 0;     // what the reader was told last
+    int64_t mLastNowUs GUARDED_BY(mLock) = 0;  // and when
 };
 
 }  // namespace android

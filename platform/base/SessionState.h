@@ -8,8 +8,9 @@
 #include <any>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <utility>
+
+#include "base/AnnotatedMutex.h"
 
 namespace oxa::host {
 
@@ -33,8 +34,8 @@ class SessionState {
 
   private:
     const uint64_t mId;
-    mutable std::mutex mLock;
-    std::map<const void*, std::any> mValues;  // guarded by mLock
+    mutable android::AnnotatedMutex mLock;
+    std::map<const void*, std::any> mValues GUARDED_BY(mLock);
 };
 
 // A setting that each session can have of its own.

@@ -83,8 +83,9 @@ sp<Camera> Camera::create(const sp<hardware::ICamera>& camera) {
     if (camera == nullptr) return nullptr;
     const sp<Camera> client = new Camera;
     if (camera->connect(client) != OK) return nullptr;
-    client->mCamera = camera;
     client->mStatus = OK;
+    Mutex::Autolock lock(client->mLock);
+    client->mCamera = camera;
     return client;
 }
 

@@ -52,7 +52,7 @@ CameraDevice::~CameraDevice() {
 // ---- Connection
 
 binder::Status CameraDevice::disconnect() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (!mConnected) return binder::Status::ok();
     stopRecordingLocked();
     stopPreviewLocked();
@@ -62,7 +62,7 @@ binder::Status CameraDevice::disconnect() {
     mCamera->close();
     sp<hardware::ICameraClient> client;  // dropped without the lock
     {
-        std::lock_guard<std::mutex> outputLock(mOutputLock);
+        AnnotatedLock outputLock(mOutputLock);
         client = mClient;
         mClient.clear();
     }
@@ -70,16 +70,16 @@ binder::Status CameraDevice::disconnect() {
 }
 
 status_t CameraDevice::connect(const sp<hardware::ICameraClient>& client) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (!mConnected) return NO_INIT;
-    std::lock_guard<std::mutex> outputLock(mOutputLock);
+    AnnotatedLock outputLock(mOutputLock);
     mClient = client;
     return OK;
 }
 
 // All clients are in this process, to which the camera belongs.
 status_t CameraDevice::lock() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mConnected ? OK : NO_INIT;
 }
 
@@ -90,7 +90,7 @@ status_t CameraDevice::unlock() {
 // ---- Preview
 
 status_t CameraDevice::setPreviewTarget(const sp<IGraphicBufferProducer>& target) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (!mConnected) return NO_INIT;
     if (target == mPreviewTarget) return OK;
     mPreviewTarget = target;
@@ -106,7 +106,7 @@ status_t CameraDevice::setPreviewCallbackTarget(const sp<IGraphicBufferProducer>
 }
 
 status_t CameraDevice::startPreview() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (!mConnected) return NO_INIT;
     if (mPreviewing) return OK;
     status_t status = connectOutput(mPreviewTarget, &mPreviewOutput);
@@ -120,7 +120,7 @@ status_t CameraDevice::startPreview() {
 }
 
 void CameraDevice::stopPreview() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     stopPreviewLocked();
 }
 
@@ -132,20 +132,20 @@ void CameraDevice::stopPreviewLocked() {
 }
 
 bool CameraDevice::previewEnabled() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mPreviewing;
 }
 
 // ---- Recording
 
 status_t CameraDevice::setVideoBufferMode(int32_t mode) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (!mConnected) return NO_INIT;
     return mode == VIDEO_BUFFER_MODE_BUFFER_QUEUE && !mRecording ? OK : INVALID_OPERATION;
 }
 
 status_t CameraDevice::setVideoTarget(const sp<IGraphicBufferProducer>& target) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (!mConnected) return NO_INIT;
     if (target != mVideoTarget && mRecording) return -EBUSY;
     mVideoTarget = target;
@@ -153,7 +153,7 @@ status_t CameraDevice::setVideoTarget(const sp<IGraphicBufferProducer>& target) 
 }
 
 status_t CameraDevice::startRecording() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (!mConnected) return NO_INIT;
     if (mRecording) return OK;
     if (mVideoTarget == nullptr) return INVALID_OPERATION;
@@ -168,7 +168,7 @@ status_t CameraDevice::startRecording() {
 }
 
 void CameraDevice::stopRecording() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     stopRecordingLocked();
 }
 
@@ -180,7 +180,7 @@ void CameraDevice::stopRecordingLocked() {
 }
 
 bool CameraDevice::recordingEnabled() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mRecording;
 }
 
@@ -193,7 +193,7 @@ void CameraDevice::releaseRecordingFrameHandleBatch(
 // ---- Settings
 
 status_t CameraDevice::setParameters(const String8& params) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (!mConnected) return NO_INIT;
     const CameraParameters wanted(params);
     const status_t status = checkParametersLocked(wanted);
@@ -222,12 +222,12 @@ status_t CameraDevice::checkParametersLocked(const CameraParameters& wanted) con
 }
 
 String8 CameraDevice::getParameters() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mConnected ? mParameters.flatten() : String8();
 }
 
 status_t CameraDevice::sendCommand(int32_t /*cmd*/, int32_t /*arg1*/, int32_t /*arg2*/) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mConnected ? BAD_VALUE : NO_INIT;
 }
 
@@ -269,7 +269,7 @@ status_t CameraDevice::startCaptureLocked() {
         return UNKNOWN_ERROR;
     }
     {
-        std::lock_guard<std::mutex> lock(mOutputLock);
+        AnnotatedLock lock(mOutputLock);
         mEnded = false;
     }
     mReader->start();
@@ -293,7 +293,7 @@ status_t CameraDevice::connectOutput(const sp<IGraphicBufferProducer>& target,
     if (status != OK) return status;
     bool ended;
     {
-        std::lock_guard<std::mutex> lock(mOutputLock);
+        AnnotatedLock lock(mOutputLock);
         *output = connected;
         ended = mEnded && mReader != nullptr;
     }
@@ -304,7 +304,7 @@ status_t CameraDevice::connectOutput(const sp<IGraphicBufferProducer>& target,
 void CameraDevice::dropOutput(sp<CameraOutput>* output) {
     sp<CameraOutput> dropped;
     {
-        std::lock_guard<std::mutex> lock(mOutputLock);
+        AnnotatedLock lock(mOutputLock);
         dropped = *output;
         output->clear();
     }
@@ -329,7 +329,7 @@ void CameraDevice::deliver(const LiveBlock& block) {
     sp<CameraOutput> preview;
     sp<CameraOutput> video;
     {
-        std::lock_guard<std::mutex> lock(mOutputLock);
+        AnnotatedLock lock(mOutputLock);
         preview = mPreviewOutput;
         video = mVideoOutput;
     }
@@ -351,7 +351,7 @@ void CameraDevice::countDelivered(Offer recorded, Offer shown) {
     });
     if (recorded != Offer::kDropped) return;
     {
-        std::lock_guard<std::mutex> lock(mOutputLock);
+        AnnotatedLock lock(mOutputLock);
         if (mDropReported) return;
         mDropReported = true;
     }
@@ -363,7 +363,7 @@ void CameraDevice::onSourceEnded(bool lost) {
     sp<CameraOutput> video;
     sp<hardware::ICameraClient> client;
     {
-        std::lock_guard<std::mutex> lock(mOutputLock);
+        AnnotatedLock lock(mOutputLock);
         mEnded = true;
         preview = mPreviewOutput;
         video = mVideoOutput;

@@ -7,10 +7,10 @@
 #include <camera/android/hardware/ICamera.h>
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 
+#include "base/AnnotatedMutex.h"
 #include "camera/CameraAbilities.h"
 #include "camera/CameraOutput.h"
 #include "camera/CameraRegistry.h"
@@ -61,11 +61,11 @@ class CameraDevice : public hardware::BnCamera {
   private:
     CameraDevice(const sp<RegisteredCamera>& camera, const CameraAbilities& abilities);
 
-    status_t checkParametersLocked(const CameraParameters& wanted) const;
-    status_t startCaptureLocked();
-    void stopCaptureLocked();
-    void stopPreviewLocked();
-    void stopRecordingLocked();
+    status_t checkParametersLocked(const CameraParameters& wanted) const REQUIRES(mLock);
+    status_t startCaptureLocked() REQUIRES(mLock);
+    void stopCaptureLocked() REQUIRES(mLock);
+    void stopPreviewLocked() REQUIRES(mLock);
+    void stopRecordingLocked() REQUIRES(mLock);
     status_t connectOutput(const sp<IGraphicBufferProducer>& target, sp<CameraOutput>* output);
     void dropOutput(sp<CameraOutput>* output);
 
@@ -79,25 +79,24 @@ class CameraDevice : public hardware::BnCamera {
     const sp<RegisteredCamera> mCamera;
     const CameraAbilities mAbilities;
 
-    mutable std::mutex mLock;
-    // All below guarded by mLock.
-    bool mConnected = true;
-    bool mPreviewing = false;
-    bool mRecording = false;
-    CameraParameters mParameters;
-    sp<IGraphicBufferProducer> mPreviewTarget;
-    sp<IGraphicBufferProducer> mVideoTarget;
-    std::unique_ptr<LiveReader> mReader;  // constant while the thread runs
-    std::thread mThread;
-    sp<LiveClock> mClock;  // held, so that the source goes on while nobody captures
+    mutable AnnotatedMutex mLock;
+    bool mConnected GUARDED_BY(mLock) = true;
+    bool mPreviewing GUARDED_BY(mLock) = false;
+    bool mRecording GUARDED_BY(mLock) = false;
+    CameraParameters mParameters GUARDED_BY(mLock);
+    sp<IGraphicBufferProducer> mPreviewTarget GUARDED_BY(mLock);
+    sp<IGraphicBufferProducer> mVideoTarget GUARDED_BY(mLock);
+    std::unique_ptr<LiveReader> mReader;  // changed with mLock, constant while the thread runs
+    std::thread mThread GUARDED_BY(mLock);
+    sp<LiveClock> mClock
+            GUARDED_BY(mLock);  // held, so that the source goes on while nobody captures
 
-    std::mutex mOutputLock;
-    // All below guarded by mOutputLock.
-    sp<hardware::ICameraClient> mClient;
-    sp<CameraOutput> mPreviewOutput;
-    sp<CameraOutput> mVideoOutput;
-    bool mEnded = false;
-    bool mDropReported = false;
+    AnnotatedMutex mOutputLock;
+    sp<hardware::ICameraClient> mClient GUARDED_BY(mOutputLock);
+    sp<CameraOutput> mPreviewOutput GUARDED_BY(mOutputLock);
+    sp<CameraOutput> mVideoOutput GUARDED_BY(mOutputLock);
+    bool mEnded GUARDED_BY(mOutputLock) = false;
+    bool mDropReported GUARDED_BY(mOutputLock) = false;
 };
 
 }  // namespace android

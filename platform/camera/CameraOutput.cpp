@@ -12,13 +12,15 @@ namespace android {
 sp<CameraOutput> CameraOutput::connect(const sp<IGraphicBufferProducer>& target, status_t* status) {
     const sp<CameraOutput> output = new CameraOutput(LocalBufferProducer::queueOf(target));
     *status = output->mQueue->connect(output);
-    output->mConnected = *status == OK;
-    return *status == OK ? output : nullptr;
+    if (*status != OK) return nullptr;
+    AnnotatedLock lock(output->mLock);
+    output->mConnected = true;
+    return output;
 }
 
 void CameraOutput::disconnect() {
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mConnected = false;
     }
     mQueue->disconnect(this);
@@ -26,7 +28,7 @@ void CameraOutput::disconnect() {
 
 CameraOutput::Offer CameraOutput::offer(const sp<Picture>& picture, int64_t timestampNs,
                                         const PictureFormat& format) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (!mConnected) return Offer::kDisconnected;
     if (!mQueue->tryReserve()) return Offer::kDropped;
     mQueue->setFormat(format);

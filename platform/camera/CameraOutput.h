@@ -6,8 +6,7 @@
 #include <gui/IGraphicBufferProducer.h>
 #include <utils/Errors.h>
 
-#include <mutex>
-
+#include "base/AnnotatedMutex.h"
 #include "graphics/PictureQueue.h"
 
 namespace android {
@@ -35,8 +34,8 @@ class CameraOutput : public PictureQueue::ProducerListener {
     explicit CameraOutput(const sp<PictureQueue>& queue) : mQueue(queue) {}
 
     const sp<PictureQueue> mQueue;
-    std::mutex mLock;         // held while a picture is handed over
-    bool mConnected = false;  // guarded by mLock
+    AnnotatedMutex mLock;  // held while a picture is handed over
+    bool mConnected GUARDED_BY(mLock) = false;
 };
 
 }  // namespace android

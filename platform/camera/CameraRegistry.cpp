@@ -21,7 +21,7 @@ RegisteredCamera::RegisteredCamera(int number, const std::string& source, bool r
     : mNumber(number), mSource(source), mRepeat(repeat), mControl(control) {}
 
 bool RegisteredCamera::tryOpen() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (mFigures.open) return false;
     mFigures = Figures();
     mFigures.open = true;
@@ -29,12 +29,12 @@ bool RegisteredCamera::tryOpen() {
 }
 
 void RegisteredCamera::close() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mFigures.open = false;
 }
 
 RegisteredCamera::Figures RegisteredCamera::figures() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mFigures;
 }
 
@@ -44,36 +44,36 @@ CameraRegistry& CameraRegistry::instance() {
 }
 
 void CameraRegistry::add(const sp<RegisteredCamera>& camera) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mRegistered[camera->number()] = camera;
 }
 
 void CameraRegistry::remove(int number) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mRegistered.erase(number);
 }
 
 void CameraRegistry::clear() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mRegistered.clear();
 }
 
 sp<RegisteredCamera> CameraRegistry::find(int number) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     const Cameras& cameras = camerasLocked();
     const auto found = cameras.find(number);
     return found == cameras.end() ? nullptr : found->second;
 }
 
 sp<RegisteredCamera> CameraRegistry::findKnown(int number) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     const Cameras& cameras = mRegistered.empty() ? mDevices : mRegistered;
     const auto found = cameras.find(number);
     return found == cameras.end() ? nullptr : found->second;
 }
 
 std::vector<sp<RegisteredCamera>> CameraRegistry::list() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     std::vector<sp<RegisteredCamera>> result;
     for (const auto& [number, camera] : camerasLocked())
         result.push_back(camera);

@@ -9,10 +9,10 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "base/AnnotatedMutex.h"
 #include "live/LiveClock.h"
 #include "live/LiveControl.h"
 
@@ -47,7 +47,7 @@ class RegisteredCamera : public RefBase {
     Figures figures() const;
     template <typename Change>
     void changeFigures(Change change) {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         change(&mFigures);
     }
 
@@ -57,8 +57,8 @@ class RegisteredCamera : public RefBase {
     const bool mRepeat;
     const sp<LiveControl> mControl;
     std::atomic<int64_t> mRecordedFromUs{kNotRecorded};
-    mutable std::mutex mLock;
-    Figures mFigures;  // guarded by mLock
+    mutable AnnotatedMutex mLock;
+    Figures mFigures GUARDED_BY(mLock);
 };
 
 // The cameras of the process. Thread-safe.
@@ -81,11 +81,11 @@ class CameraRegistry {
   private:
     using Cameras = std::map<int, sp<RegisteredCamera>>;
 
-    Cameras& camerasLocked();
+    Cameras& camerasLocked() REQUIRES(mLock);
 
-    std::mutex mLock;
-    Cameras mRegistered;  // guarded by mLock
-    Cameras mDevices;     // guarded by mLock: the kernel's, as they were found last
+    AnnotatedMutex mLock;
+    Cameras mRegistered GUARDED_BY(mLock);
+    Cameras mDevices GUARDED_BY(mLock);  // the kernel's, as they were found last
 };
 
 }  // namespace android

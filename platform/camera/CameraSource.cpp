@@ -11,8 +11,8 @@
 #include <string.h>
 
 #include <cerrno>
-#include <mutex>
 
+#include "base/AnnotatedMutex.h"
 #include "camera/CameraRegistry.h"
 #include "graphics/LocalBufferProducer.h"
 #include "graphics/PictureBuffer.h"
@@ -57,19 +57,19 @@ class CameraSource::VideoQueue : public PictureQueue::ConsumerListener {
     // The source is not called any more when this returns.
     void close() {
         mPictures->abandon();
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mSource = nullptr;
     }
 
     void onPictureQueued() override {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         if (mSource != nullptr) mSource->takePictures();
     }
 
   private:
     const sp<PictureQueue> mPictures;
-    std::mutex mLock;
-    CameraSource* mSource;  // guarded by mLock
+    AnnotatedMutex mLock;
+    CameraSource* mSource GUARDED_BY(mLock);
 };
 
 // ---- Making
@@ -205,6 +205,7 @@ MetadataBufferType CameraSource::metaDataStoredInVideoBuffers() const {
 
 status_t CameraSource::start(MetaData* params) {
     int32_t places = kDefaultPlaces;
+    sp<VideoQueue> queue;
     {
         Mutex::Autolock lock(mLock);
         CHECK(!mStarted);
@@ -221,18 +222,19 @@ status_t CameraSource::start(MetaData* params) {
         }
         mStarted = true;
         tellPictureStart(RegisteredCamera::kNoPictureYet);
-        mVideoQueue = new VideoQueue(this, static_cast<size_t>(places));
-        mVideoQueue->open();
+        queue = new VideoQueue(this, static_cast<size_t>(places));
+        queue->open();
+        mVideoQueue = queue;
     }
-    const status_t status = startRecording();
+    const status_t status = startRecording(queue->producer());
     if (status == OK) return OK;
     Mutex::Autolock lock(mLock);
     mStarted = false;
     return status;
 }
 
-status_t CameraSource::startRecording() {
-    const status_t status = mCamera->setVideoTarget(mVideoQueue->producer());
+status_t CameraSource::startRecording(const sp<IGraphicBufferProducer>& target) {
+    const status_t status = mCamera->setVideoTarget(target);
     if (status != OK) return status;
     return mRecordingProxy != nullptr ? mRecordingProxy->startRecording(nullptr)
                                       : mCamera->startRecording();
@@ -297,7 +299,7 @@ void CameraSource::takePictures() {
     QueuedPicture queued;
     while (mVideoQueue->pictures().tryAcquire(&queued)) {
         const int64_t timeUs = queued.timestampNs / 1000;
-        if (mStarted && isTimely(timeUs)) {
+        if (mStarted && isTimelyLocked(timeUs)) {
             mFrames.push_back(new Frame(queued.picture, timeUs - mFirstTimeUs));
         } else {
             mVideoQueue->pictures().release();
@@ -311,7 +313,7 @@ void CameraSource::tellPictureStart(int64_t timeUs) const {
     if (mRegistered != nullptr) mRegistered->setRecordedFromUs(timeUs);
 }
 
-bool CameraSource::isTimely(int64_t timeUs) {
+bool CameraSource::isTimelyLocked(int64_t timeUs) {
     if (mStopTimeUs >= 0 && timeUs >= mStopTimeUs) mStopTimeReached = true;
     if (mStopTimeReached || timeUs < mStartTimeUs) return false;
     if (mLastTimeUs >= 0 && timeUs <= mLastTimeUs) return false;

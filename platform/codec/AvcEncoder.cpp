@@ -136,8 +136,11 @@ status_t AvcEncoder::configure(const sp<AMessage>& format, const sp<Surface>& /*
     mKeyIntervalSec = kDefaultKeyIntervalSec;
     mProfile = 0;
     mLevel = 0;
-    mNewBitrate = 0;
-    mSyncRequested = false;
+    {
+        AnnotatedLock lock(mParametersLock);
+        mNewBitrate = 0;
+        mSyncRequested = false;
+    }
     format->findInt32("bitrate", &mBitrate);
     format->findAsFloat("frame-rate", &mFrameRate);
     format->findAsFloat("i-frame-interval", &mKeyIntervalSec);
@@ -188,7 +191,7 @@ status_t AvcEncoder::signalEndOfInputStream() {
 }
 
 status_t AvcEncoder::setParameters(const sp<AMessage>& params) {
-    std::lock_guard<std::mutex> lock(mParametersLock);
+    AnnotatedLock lock(mParametersLock);
     int32_t bitrate = 0;
     if (params->findInt32("video-bitrate", &bitrate)) {
         if (bitrate < 0) return BAD_VALUE;
@@ -503,7 +506,7 @@ int AvcEncoder::convertPicture() {
 }
 
 bool AvcEncoder::takeSyncRequest() {
-    std::lock_guard<std::mutex> lock(mParametersLock);
+    AnnotatedLock lock(mParametersLock);
     const bool requested = mSyncRequested;
     mSyncRequested = false;
     return requested;
@@ -514,7 +517,7 @@ bool AvcEncoder::takeSyncRequest() {
 bool AvcEncoder::changeBitrate() {
     int32_t bitrate;
     {
-        std::lock_guard<std::mutex> lock(mParametersLock);
+        AnnotatedLock lock(mParametersLock);
         bitrate = mNewBitrate;
         mNewBitrate = 0;
     }

@@ -3,8 +3,7 @@
 
 #pragma once
 
-#include <mutex>
-
+#include "base/AnnotatedMutex.h"
 #include "codec/DamageCounter.h"
 #include "codec/WorkerComponent.h"
 #include "ffmpeg/AvOwner.h"
@@ -99,9 +98,9 @@ class AvcEncoder : public WorkerComponent {
     int32_t mDeinterlace = 0;
     sp<PictureQueue> mQueue;  // null: input by bytes or records
 
-    std::mutex mParametersLock;
-    int32_t mNewBitrate = 0;      // guarded by mParametersLock; 0: no change
-    bool mSyncRequested = false;  // guarded by mParametersLock
+    AnnotatedMutex mParametersLock;
+    int32_t mNewBitrate GUARDED_BY(mParametersLock) = 0;  // 0: no change
+    bool mSyncRequested GUARDED_BY(mParametersLock) = false;
 
     // Worker only while it runs.
     AvCodecOwner mCodec;

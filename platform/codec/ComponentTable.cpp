@@ -7,8 +7,8 @@
 
 #include <cstring>
 #include <deque>
-#include <mutex>
 
+#include "base/AnnotatedMutex.h"
 #include "codec/AacEncoder.h"
 #include "codec/AvAudioDecoder.h"
 #include "codec/AvVideoDecoder.h"
@@ -40,9 +40,9 @@ std::deque<ComponentRow> usualRows() {
     return rows;
 }
 
-std::mutex gRowsLock;
-// Rows never move: they are handed out by address. Guarded by gRowsLock.
-std::deque<ComponentRow>& rows() {
+AnnotatedMutex gRowsLock;
+// Rows never move: they are handed out by address.
+std::deque<ComponentRow>& rows() REQUIRES(gRowsLock) {
     static auto& rows = *new std::deque<ComponentRow>(usualRows());
     return rows;
 }
@@ -56,7 +56,7 @@ bool serves(const ComponentRow& row, const AString& mime) {
 }  // namespace
 
 const ComponentRow* findComponent(const AString& mime, CodecDirection direction) {
-    std::lock_guard<std::mutex> lock(gRowsLock);
+    AnnotatedLock lock(gRowsLock);
     for (const ComponentRow& row : rows()) {
         if (row.direction == direction && serves(row, mime)) return &row;
     }
@@ -64,7 +64,7 @@ const ComponentRow* findComponent(const AString& mime, CodecDirection direction)
 }
 
 const ComponentRow* findComponentByName(const AString& name) {
-    std::lock_guard<std::mutex> lock(gRowsLock);
+    AnnotatedLock lock(gRowsLock);
     for (const ComponentRow& row : rows()) {
         const sp<CodecComponent> component = row.create(row.type);
         if (component != nullptr && component->name() == name) return &row;
@@ -73,7 +73,7 @@ const ComponentRow* findComponentByName(const AString& name) {
 }
 
 void addComponent(const ComponentRow& row) {
-    std::lock_guard<std::mutex> lock(gRowsLock);
+    AnnotatedLock lock(gRowsLock);
     rows().push_front(row);
 }
 

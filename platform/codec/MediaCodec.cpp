@@ -191,7 +191,7 @@ status_t MediaCodec::queueInputBuffer(size_t index, size_t offset, size_t size,
     if (errorDetailMsg != nullptr) errorDetailMsg->clear();
     // Whoever feeds an encoder polls for data, and has no picture to show at its time.
     if (mRow->direction == CodecDirection::kEncoder) relaxLooperSlack();
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     if (!isExecuting()) return INVALID_OPERATION;
     if (mStickyError != OK) return mStickyError;
     CodecInput input;
@@ -227,7 +227,7 @@ status_t MediaCodec::releaseOutputBuffer(size_t index) {
 }
 
 status_t MediaCodec::giveBackOutput(size_t index, bool render, const int64_t* timestampNs) {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     if (!isExecuting()) return INVALID_OPERATION;
     if (mStickyError != OK) return mStickyError;
     const size_t slot = index - mOutputBase;
@@ -248,7 +248,7 @@ status_t MediaCodec::signalEndOfInputStream() {
 
 status_t MediaCodec::getInputBuffer(size_t index, sp<MediaCodecBuffer>* buffer) {
     buffer->clear();
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     const size_t slot = index - mInputBase;
     if (slot >= mInputs.size() || !mInputs[slot].isClients) return INVALID_OPERATION;
     *buffer = mInputs[slot].buffer;
@@ -257,7 +257,7 @@ status_t MediaCodec::getInputBuffer(size_t index, sp<MediaCodecBuffer>* buffer) 
 
 status_t MediaCodec::getOutputBuffer(size_t index, sp<MediaCodecBuffer>* buffer) {
     buffer->clear();
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     const size_t slot = index - mOutputBase;
     if (slot >= mOutputs.size() || !mOutputs[slot].isClients) return INVALID_OPERATION;
     *buffer = mOutputs[slot].buffer;
@@ -367,7 +367,7 @@ status_t MediaCodec::onInit() {
 
 status_t MediaCodec::onSetCallback(const sp<AMessage>& msg) {
     if (mState == UNINITIALIZED || isExecuting()) return INVALID_OPERATION;
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     msg->findMessage("callback", &mCallback);
     return OK;
 }
@@ -405,7 +405,7 @@ status_t MediaCodec::configureComponent(const sp<AMessage>& format, bool encoder
     if (err != OK) return err;
     mFormat = format;
     mInputFormat = inputFormatOf(mMime, direction, format, mComponent->inputCapacity());
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     mOutputFormat = outputFormatOf(mMime, direction, format);
     mState = CONFIGURED;
     return OK;
@@ -435,7 +435,8 @@ status_t MediaCodec::onStart() {
         return err;
     }
     // After start(), so that a format which it has reported comes before the inputs.
-    for (size_t slot = 0; slot < mInputs.size(); ++slot)
+    const size_t inputs = mHasInputSurface ? 0 : mComponent->inputCount();
+    for (size_t slot = 0; slot < inputs; ++slot)
         giveInput(mRun, slot);
     return OK;
 }
@@ -491,7 +492,7 @@ status_t MediaCodec::onSetParameters(const sp<AMessage>& msg) {
 void MediaCodec::giveInput(int32_t run, size_t slot) {
     sp<AMessage> callback;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        Mutex::Autolock lock(mLock);
         if (run != mRun) return;
         mInputs[slot].buffer->meta()->clear();
         mInputs[slot].buffer->setRange(0, mInputs[slot].buffer->capacity());
@@ -507,7 +508,7 @@ void MediaCodec::giveInput(int32_t run, size_t slot) {
 void MediaCodec::changeOutputFormat(int32_t run, const sp<AMessage>& format) {
     sp<AMessage> callback;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        Mutex::Autolock lock(mLock);
         if (run != mRun) return;
         mOutputFormat = format;
         callback = newCallback(CB_OUTPUT_FORMAT_CHANGED);
@@ -531,7 +532,7 @@ void MediaCodec::giveOutput(int32_t run, CodecOutput output) {
     }
     sp<AMessage> callback;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        Mutex::Autolock lock(mLock);
         if (run != mRun) return;
         const size_t slot = freeOutputSlot();
         // The end of a stream without content has no time but its input's.
@@ -582,7 +583,7 @@ void MediaCodec::onComponentError(const sp<AMessage>& msg) {
     }
     switch (actionCode) {
         case ACTION_CODE_TRANSIENT: {
-            std::lock_guard<std::mutex> lock(mLock);
+            Mutex::Autolock lock(mLock);
             mStickyError = err;
             break;
         }
@@ -615,7 +616,7 @@ sp<AMessage> MediaCodec::newCallback(int32_t callbackId) const {
 // ---- Runs
 
 void MediaCodec::makeInputs() {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     mInputs.resize(mComponent->inputCount());
     for (InputSlot& slot : mInputs) {
         slot.buffer = new MediaCodecBuffer(mInputFormat, new ABuffer(mComponent->inputCapacity()));
@@ -629,7 +630,7 @@ void MediaCodec::endRun(State next) {
     {
         // From here on calls are refused and reports dropped. The lock is not held while the
         // component stops: its worker, which is joined, may be waiting for it.
-        std::lock_guard<std::mutex> lock(mLock);
+        Mutex::Autolock lock(mLock);
         mState = next;
         ++mRun;
         mInputEnded = false;
@@ -656,7 +657,7 @@ void MediaCodec::clear(State state) {
     mSurface.clear();
     mHasInputSurface = false;
     mEndSignalled = false;
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     mCallback.clear();
     mOutputFormat.clear();
     mStickyError = OK;
@@ -664,12 +665,12 @@ void MediaCodec::clear(State state) {
 }
 
 void MediaCodec::setState(State state) {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     mState = state;
 }
 
 sp<AMessage> MediaCodec::outputFormat() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     return mOutputFormat;
 }
 

@@ -24,7 +24,7 @@ status_t WorkerComponent::start(Client* client) {
     if (mStarted) return INVALID_OPERATION;
     mClient = client;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mStopping = false;
         mOutputsOut = 0;
     }
@@ -48,14 +48,14 @@ void WorkerComponent::stop() {
 
 void WorkerComponent::stopWorker() {
     if (mStarted) endWorker();
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mInputs.clear();
     mDrainRequested = false;
 }
 
 void WorkerComponent::endWorker() {
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mStopping = true;
         mInputQueued.notify_all();
         mOutputReleased.notify_all();
@@ -72,7 +72,7 @@ void WorkerComponent::joinWorker() {
 
 void WorkerComponent::queueInput(const CodecInput& input) {
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mInputs.push_back(input);
     }
     // Without the lock, which the woken worker takes first.
@@ -83,15 +83,17 @@ void WorkerComponent::releaseOutput(const CodecOutput& output, bool /*render*/,
                                     int64_t /*timestampNs*/) {
     if (output.picture != nullptr) return;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         if (mOutputsOut > 0) --mOutputsOut;
     }
     mOutputReleased.notify_all();
 }
 
 WorkerComponent::Next WorkerComponent::nextInput(CodecInput* input) {
-    std::unique_lock<std::mutex> lock(mLock);
-    mInputQueued.wait(lock, [this] { return mStopping || !mInputs.empty() || mDrainRequested; });
+    AnnotatedLock lock(mLock);
+    mInputQueued.wait(mLock, [this]() REQUIRES(mLock) {
+        return mStopping || !mInputs.empty() || mDrainRequested;
+    });
     if (mStopping) return Next::kStop;
     if (!mInputs.empty()) {
         *input = mInputs.front();
@@ -116,15 +118,17 @@ bool WorkerComponent::takeInputs(const std::function<bool(const CodecInput& inpu
 
 bool WorkerComponent::sleepUntil(int64_t timeUs) {
     const std::chrono::steady_clock::time_point end{std::chrono::microseconds(timeUs)};
-    std::unique_lock<std::mutex> lock(mLock);
-    return !mWoken.wait_until(lock, end, [this] { return mStopping; });
+    AnnotatedLock lock(mLock);
+    return !mWoken.wait_until(mLock, end, [this]() REQUIRES(mLock) { return mStopping; });
 }
 
 bool WorkerComponent::emit(const CodecOutput& output) {
     {
-        std::unique_lock<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         if (output.picture == nullptr) {
-            mOutputReleased.wait(lock, [this] { return mStopping || mOutputsOut < kMaxOutputs; });
+            mOutputReleased.wait(mLock, [this]() REQUIRES(mLock) {
+                return mStopping || mOutputsOut < kMaxOutputs;
+            });
             ++mOutputsOut;
         }
         if (mStopping) return false;
@@ -143,20 +147,20 @@ bool WorkerComponent::emitEnd(int64_t timeUs) {
 
 void WorkerComponent::requestDrain() {
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mDrainRequested = true;
     }
     mInputQueued.notify_all();
 }
 
 bool WorkerComponent::stopping() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mStopping;
 }
 
 void WorkerComponent::wakeAll() {
     // The lock, so that what changed is seen by a waitUntil() that is about to wait.
-    { std::lock_guard<std::mutex> lock(mLock); }
+    { AnnotatedLock lock(mLock); }
     mWoken.notify_all();
 }
 

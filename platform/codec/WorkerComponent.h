@@ -3,12 +3,11 @@
 
 #pragma once
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <thread>
 
+#include "base/AnnotatedMutex.h"
 #include "codec/CodecComponent.h"
 
 namespace android {
@@ -54,8 +53,8 @@ class WorkerComponent : public CodecComponent {
     // the component's lock held, and again after each wakeAll().
     template <typename Predicate>
     bool waitUntil(Predicate ready) {
-        std::unique_lock<std::mutex> lock(mLock);
-        mWoken.wait(lock, [&] { return mStopping || ready(); });
+        AnnotatedLock lock(mLock);
+        mWoken.wait(mLock, [&]() REQUIRES(mLock) { return mStopping || ready(); });
         return !mStopping;
     }
     // Worker only. Waits until this time of the monotonic clock; false, at once, when stopping.
@@ -76,17 +75,17 @@ class WorkerComponent : public CodecComponent {
     void endWorker();
     void joinWorker();
 
-    mutable std::mutex mLock;
+    mutable AnnotatedMutex mLock;
     // The worker waits for one thing at a time, and what else happens must not wake it.
-    std::condition_variable mInputQueued;
-    std::condition_variable mOutputReleased;
-    std::condition_variable mWoken;
-    std::deque<CodecInput> mInputs;  // guarded by mLock
-    size_t mOutputsOut = 0;          // guarded by mLock: byte outputs that the client holds
-    bool mDrainRequested = false;    // guarded by mLock
-    bool mStopping = false;          // guarded by mLock
-    bool mStarted = false;           // looper thread only
-    Client* mClient = nullptr;       // constant while the worker runs
+    AnnotatedCondition mInputQueued;
+    AnnotatedCondition mOutputReleased;
+    AnnotatedCondition mWoken;
+    std::deque<CodecInput> mInputs GUARDED_BY(mLock);
+    size_t mOutputsOut GUARDED_BY(mLock) = 0;  // byte outputs that the client holds
+    bool mDrainRequested GUARDED_BY(mLock) = false;
+    bool mStopping GUARDED_BY(mLock) = false;
+    bool mStarted = false;      // looper thread only
+    Client* mClient = nullptr;  // constant while the worker runs
     std::thread mWorker;
 };
 

@@ -28,18 +28,18 @@ void DisplayInput::close() {
 }
 
 void DisplayInput::countShown() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     ++mFigures.shown;
 }
 
 void DisplayInput::countReplaced() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     ++mFigures.replaced;
 }
 
 void DisplayInput::countFailed(oxa::host::FaultSource source, const std::string& cause, int error) {
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         if (++mFigures.failed > 1) return;
     }
     const oxa::host::SessionScope scope(mSession);
@@ -52,7 +52,7 @@ void DisplayInput::countFailed(oxa::host::FaultSource source, const std::string&
 }
 
 oxa::host::DisplayFigures DisplayInput::figures() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mFigures;
 }
 

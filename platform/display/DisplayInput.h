@@ -7,9 +7,9 @@
 #include <oxa/host/FaultListener.h>
 
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "base/AnnotatedMutex.h"
 #include "base/SessionState.h"
 #include "display/PictureIntake.h"
 #include "graphics/LocalBufferProducer.h"
@@ -48,8 +48,8 @@ class DisplayInput {
     const sp<PictureQueue> mQueue;
     const sp<IGraphicBufferProducer> mProducer;
     sp<PictureIntake> mIntake;  // set by open()
-    mutable std::mutex mLock;
-    oxa::host::DisplayFigures mFigures;  // guarded by mLock
+    mutable AnnotatedMutex mLock;
+    oxa::host::DisplayFigures mFigures GUARDED_BY(mLock);
 };
 
 }  // namespace android

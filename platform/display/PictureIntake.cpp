@@ -15,7 +15,7 @@ PictureIntake::PictureIntake(const sp<PictureQueue>& queue, Handler handler)
     : mQueue(queue), mHandler(std::move(handler)) {}
 
 void PictureIntake::onPictureQueued() {
-    std::unique_lock<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mAgain = true;
     // Nobody waits here: who is taking already takes this picture, too. It may be this thread,
     // when a producer answers a free place with its next picture.
@@ -44,9 +44,9 @@ void PictureIntake::takeAll() {
 }
 
 void PictureIntake::close() {
-    std::unique_lock<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mClosed = true;
-    mIdle.wait(lock, [this] { return !mTaking; });
+    mIdle.wait(mLock, [this]() REQUIRES(mLock) { return !mTaking; });
 }
 
 }  // namespace android

@@ -3,10 +3,9 @@
 
 #pragma once
 
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 
+#include "base/AnnotatedMutex.h"
 #include "graphics/PictureQueue.h"
 
 namespace android {
@@ -39,12 +38,12 @@ class PictureIntake : public PictureQueue::ConsumerListener {
 
     const sp<PictureQueue> mQueue;
     const Handler mHandler;
-    std::mutex mLock;
-    std::condition_variable mIdle;
-    // All below guarded by mLock.
-    bool mTaking = false;  // by one thread at a time, so that pictures stay in order
-    bool mAgain = false;   // something was queued meanwhile
-    bool mClosed = false;
+    AnnotatedMutex mLock;
+    AnnotatedCondition mIdle;
+    bool mTaking GUARDED_BY(mLock) =
+            false;  // by one thread at a time, so that pictures stay in order
+    bool mAgain GUARDED_BY(mLock) = false;  // something was queued meanwhile
+    bool mClosed GUARDED_BY(mLock) = false;
 };
 
 }  // namespace android

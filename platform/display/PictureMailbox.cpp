@@ -11,13 +11,13 @@ namespace android {
 
 bool PictureMailbox::put(IntakePicture picture) {
     std::optional<IntakePicture> replaced(std::move(picture));  // freed without the lock
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mPicture.swap(replaced);
     return replaced.has_value();
 }
 
 bool PictureMailbox::take(IntakePicture* picture) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (!mPicture.has_value()) return false;
     *picture = std::move(*mPicture);
     mPicture.reset();

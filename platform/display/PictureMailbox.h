@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include <mutex>
 #include <optional>
 
+#include "base/AnnotatedMutex.h"
 #include "display/PictureIntake.h"
 
 namespace android {
@@ -19,8 +19,8 @@ class PictureMailbox {
     bool take(IntakePicture* picture);
 
   private:
-    std::mutex mLock;
-    std::optional<IntakePicture> mPicture;  // guarded by mLock
+    AnnotatedMutex mLock;
+    std::optional<IntakePicture> mPicture GUARDED_BY(mLock);
 };
 
 }  // namespace android

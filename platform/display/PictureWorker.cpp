@@ -24,14 +24,14 @@ PictureWorker::~PictureWorker() {
 }
 
 void PictureWorker::post(IntakePicture picture) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mPictures.push_back(std::move(picture));
     mWake.notify_one();
 }
 
 void PictureWorker::finish() {
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mFinishing = true;
         mWake.notify_one();
     }
@@ -39,9 +39,9 @@ void PictureWorker::finish() {
 }
 
 void PictureWorker::run() {
-    std::unique_lock<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     for (;;) {
-        mWake.wait(lock, [this] { return mFinishing || !mPictures.empty(); });
+        mWake.wait(mLock, [this]() REQUIRES(mLock) { return mFinishing || !mPictures.empty(); });
         if (mPictures.empty()) return;
         const IntakePicture picture = std::move(mPictures.front());
         mPictures.pop_front();

@@ -3,12 +3,11 @@
 
 #pragma once
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <thread>
 
+#include "base/AnnotatedMutex.h"
 #include "display/PictureIntake.h"
 
 namespace android {
@@ -35,10 +34,10 @@ class PictureWorker {
     void run();
 
     const Handler mHandler;
-    std::mutex mLock;
-    std::condition_variable mWake;
-    std::deque<IntakePicture> mPictures;  // guarded by mLock
-    bool mFinishing = false;              // guarded by mLock
+    AnnotatedMutex mLock;
+    AnnotatedCondition mWake;
+    std::deque<IntakePicture> mPictures GUARDED_BY(mLock);
+    bool mFinishing GUARDED_BY(mLock) = false;
     std::thread mThread;
 };
 

@@ -42,7 +42,7 @@ RecordingDisplayImpl::~RecordingDisplayImpl() {
 }
 
 std::vector<oxa::host::RecordedPicture> RecordingDisplayImpl::pictures() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mPictures;
 }
 
@@ -56,7 +56,7 @@ void RecordingDisplayImpl::record(const IntakePicture& picture) {
         recorded.width = picture.picture->width();
         recorded.height = picture.picture->height();
         recorded.hash = hashOf(picture.picture->planes());
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mPictures.push_back(recorded);
     }
     mInput.countShown();

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "base/AnnotatedMutex.h"
 #include "display/DisplayInput.h"
 #include "display/PictureWorker.h"
 
@@ -23,9 +24,9 @@ class RecordingDisplayImpl : public oxa::host::RecordingDisplay {
 
     const size_t mLimit;
     DisplayInput mInput;
-    mutable std::mutex mLock;
-    std::vector<oxa::host::RecordedPicture> mPictures;  // guarded by mLock
-    size_t mRecordedCount = 0;                          // worker only
+    mutable AnnotatedMutex mLock;
+    std::vector<oxa::host::RecordedPicture> mPictures GUARDED_BY(mLock);
+    size_t mRecordedCount = 0;  // worker only
     PictureWorker mWorker;
 };
 

@@ -23,7 +23,7 @@ NuMediaExtractor::NuMediaExtractor(EntryPoint /*entryPoint*/) {}
 NuMediaExtractor::~NuMediaExtractor() = default;
 
 status_t NuMediaExtractor::setDataSource(const sp<DataSource>& datasource) {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     if (mReader != nullptr || datasource == nullptr) return -EINVAL;
     status_t err = datasource->initCheck();
     if (err != OK) return err;
@@ -47,13 +47,13 @@ status_t NuMediaExtractor::setDataSource(const sp<MediaHTTPService>& /*httpServi
 }
 
 size_t NuMediaExtractor::countTracks() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     return mReader != nullptr ? mReader->countTracks() : 0;
 }
 
 status_t NuMediaExtractor::getTrackFormat(size_t index, sp<AMessage>* format,
                                           uint32_t /*flags*/) const {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     *format = nullptr;
     if (mReader == nullptr) return -EINVAL;
     if (index >= mReader->countTracks()) return -ERANGE;
@@ -63,7 +63,7 @@ status_t NuMediaExtractor::getTrackFormat(size_t index, sp<AMessage>* format,
 
 status_t NuMediaExtractor::selectTrack(size_t index, int64_t startTimeUs,
                                        MediaSource::ReadOptions::SeekMode mode) {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     if (mReader == nullptr) return -EINVAL;
     if (index >= mReader->countTracks()) return -ERANGE;
     status_t err = mReader->select(index);
@@ -72,7 +72,7 @@ status_t NuMediaExtractor::selectTrack(size_t index, int64_t startTimeUs,
 }
 
 status_t NuMediaExtractor::unselectTrack(size_t index) {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     if (mReader == nullptr) return -EINVAL;
     if (index >= mReader->countTracks()) return -ERANGE;
     mReader->unselect(index);
@@ -80,33 +80,33 @@ status_t NuMediaExtractor::unselectTrack(size_t index) {
 }
 
 status_t NuMediaExtractor::seekTo(int64_t timeUs, MediaSource::ReadOptions::SeekMode mode) {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     return mReader != nullptr ? mReader->seek(timeUs, mode) : ERROR_END_OF_STREAM;
 }
 
 status_t NuMediaExtractor::readSampleData(const sp<ABuffer>& buffer) {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     buffer->setRange(0, 0);
     return mReader != nullptr ? mReader->read(buffer) : ERROR_END_OF_STREAM;
 }
 
 status_t NuMediaExtractor::getSampleTime(int64_t* sampleTimeUs) {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     return mReader != nullptr ? mReader->time(sampleTimeUs) : ERROR_END_OF_STREAM;
 }
 
 status_t NuMediaExtractor::getSampleSize(size_t* sampleSize) {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     return mReader != nullptr ? mReader->size(sampleSize) : ERROR_END_OF_STREAM;
 }
 
 status_t NuMediaExtractor::getSampleTrackIndex(size_t* trackIndex) {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     return mReader != nullptr ? mReader->trackIndex(trackIndex) : ERROR_END_OF_STREAM;
 }
 
 status_t NuMediaExtractor::getSampleMeta(sp<MetaData>* sampleMeta) {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     if (mReader == nullptr) return ERROR_END_OF_STREAM;
     int64_t timeUs = 0;
     bool sync = false;
@@ -120,7 +120,7 @@ status_t NuMediaExtractor::getSampleMeta(sp<MetaData>* sampleMeta) {
 }
 
 status_t NuMediaExtractor::advance() {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     return mReader != nullptr ? mReader->advance() : ERROR_END_OF_STREAM;
 }
 

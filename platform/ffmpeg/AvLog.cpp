@@ -78,19 +78,19 @@ void AvComplaints::listenTo(AVCodecContext* context) {
 }
 
 bool AvComplaints::takeNew() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     const bool hasNew = mHasNew;
     mHasNew = false;
     return hasNew;
 }
 
 std::string AvComplaints::first() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mFirst;
 }
 
 void AvComplaints::add(const std::string& text) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (mFirst.empty()) mFirst = text;
     mHasNew = true;
 }

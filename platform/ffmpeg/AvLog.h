@@ -3,11 +3,12 @@
 
 #pragma once
 
-#include <mutex>
 #include <string>
 
 struct AVCodecContext;
 struct AVFormatContext;
+
+#include "base/AnnotatedMutex.h"
 
 namespace android {
 
@@ -32,7 +33,7 @@ class AvComplaints {
     void add(const std::string& text);
 
   private:
-    mutable std::mutex mLock;
+    mutable AnnotatedMutex mLock;
     std::string mFirst;
     bool mHasNew = false;
 };

@@ -36,13 +36,13 @@ void TrackParameters::setWindow(int64_t fileBeginUs, int64_t endUs) {
 void TrackParameters::pushSample(const AVPacket& packet, int64_t timeUs) {
     AvPacketOwner properties(av_packet_alloc());
     if (properties == nullptr || av_packet_copy_props(properties, &packet) < 0) return;
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (mSamples.size() == kMaxSamples) mSamples.pop_front();
     mSamples.push_back({timeUs, std::move(properties)});
 }
 
 bool TrackParameters::popSample(int64_t timeUs, AVPacket* packet) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     auto match = std::find_if(mSamples.begin(), mSamples.end(),
                               [timeUs](const Sample& sample) { return sample.timeUs == timeUs; });
     if (match == mSamples.end()) return false;
@@ -52,7 +52,7 @@ bool TrackParameters::popSample(int64_t timeUs, AVPacket* packet) {
 }
 
 void TrackParameters::clearSamples() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mSamples.clear();
 }
 

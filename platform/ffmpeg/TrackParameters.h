@@ -7,8 +7,8 @@
 
 #include <cstdint>
 #include <deque>
-#include <mutex>
 
+#include "base/AnnotatedMutex.h"
 #include "ffmpeg/AvOwner.h"
 
 namespace android {
@@ -74,8 +74,8 @@ class TrackParameters : public RefBase {
     bool mHasWindow = false;
     int64_t mFileBeginUs = 0;
     int64_t mWindowEndUs = 0;
-    std::mutex mLock;
-    std::deque<Sample> mSamples;  // guarded by mLock
+    AnnotatedMutex mLock;
+    std::deque<Sample> mSamples GUARDED_BY(mLock);
 };
 
 }  // namespace android

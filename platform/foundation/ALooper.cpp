@@ -15,7 +15,6 @@
 
 #include <algorithm>
 #include <deque>
-#include <mutex>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -49,25 +48,24 @@ struct ALooper::Core {
 
     // Delivers messages until another run, or none, is the active one.
     void loop(uint64_t run);
-    bool hasEventLocked() const;
-    void waitForEventLocked();
+    bool hasEventLocked() const REQUIRES(mLock);
+    void waitForEventLocked() REQUIRES(mLock);
 
     Mutex mLock;
     Condition mWake;     // the queue, the run or mDelivering changed
     Condition mReplied;  // a token got its reply, or the run ended
 
-    // All guarded by mLock.
-    std::deque<Event> mEvents;  // by time
-    uint64_t mLastRun = 0;
-    uint64_t mActiveRun = 0;  // 0: stopped
-    bool mRunsLocally = false;
+    std::deque<Event> mEvents GUARDED_BY(mLock);  // by time
+    uint64_t mLastRun GUARDED_BY(mLock) = 0;
+    uint64_t mActiveRun GUARDED_BY(mLock) = 0;  // 0: stopped
+    bool mRunsLocally GUARDED_BY(mLock) = false;
     // A looper that was stopped by its own handler and started again has two threads for a moment.
-    bool mDelivering = false;
-    std::thread mThread;
+    bool mDelivering GUARDED_BY(mLock) = false;
+    std::thread mThread GUARDED_BY(mLock);
 };
 
 void ALooper::Core::loop(uint64_t run) {
-    std::unique_lock<Mutex> lock(mLock);
+    mLock.lock();
     while (mActiveRun == run) {
         if (mDelivering || !hasEventLocked()) {
             waitForEventLocked();
@@ -76,13 +74,14 @@ void ALooper::Core::loop(uint64_t run) {
         sp<AMessage> message = std::move(mEvents.front().message);
         mEvents.pop_front();
         mDelivering = true;
-        lock.unlock();
+        mLock.unlock();
         message->deliver();
         message.clear();
-        lock.lock();
+        mLock.lock();
         mDelivering = false;
     }
     mWake.broadcast();
+    mLock.unlock();
 }
 
 bool ALooper::Core::hasEventLocked() const {

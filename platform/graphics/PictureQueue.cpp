@@ -12,7 +12,7 @@ namespace android {
 status_t PictureQueue::connect(const sp<ProducerListener>& producer) {
     bool drain;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         if (mProducer != nullptr) return -EINVAL;
         mProducer = producer;
         mProducerDrained = false;
@@ -25,7 +25,7 @@ status_t PictureQueue::connect(const sp<ProducerListener>& producer) {
 void PictureQueue::disconnect(const sp<ProducerListener>& producer) {
     sp<ConsumerListener> consumer;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         if (mProducer != producer) return;
         mProducer.clear();
         mReserved = 0;
@@ -35,12 +35,12 @@ void PictureQueue::disconnect(const sp<ProducerListener>& producer) {
 }
 
 void PictureQueue::setFormat(const PictureFormat& format) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mFormat = format;
 }
 
 bool PictureQueue::tryReserve() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (mReserved + mQueued.size() + mAcquired >= mPlaces) return false;
     ++mReserved;
     return true;
@@ -50,7 +50,7 @@ void PictureQueue::cancelReservation() {
     sp<ProducerListener> producer;
     sp<ConsumerListener> consumer;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         if (mReserved == 0) return;
         --mReserved;
         producer = mProducer;
@@ -64,7 +64,7 @@ void PictureQueue::queue(const sp<Picture>& picture, int64_t timestampNs) {
     sp<ProducerListener> producer;
     sp<ConsumerListener> consumer;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         if (mReserved == 0) return;
         --mReserved;
         if (mAbandoned) {
@@ -81,7 +81,7 @@ void PictureQueue::queue(const sp<Picture>& picture, int64_t timestampNs) {
 void PictureQueue::producerDrained(int64_t endNs) {
     sp<ConsumerListener> consumer;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mProducerDrained = true;
         mEndNs = endNs;
         consumer = mConsumer;
@@ -90,23 +90,23 @@ void PictureQueue::producerDrained(int64_t endNs) {
 }
 
 int64_t PictureQueue::endNs() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mEndNs;
 }
 
 void PictureQueue::setConsumer(const sp<ConsumerListener>& consumer) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mConsumer = consumer;
 }
 
 void PictureQueue::setRequiredSize(int32_t width, int32_t height) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mRequiredWidth = width;
     mRequiredHeight = height;
 }
 
 bool PictureQueue::tryAcquire(QueuedPicture* picture) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (mQueued.empty()) return false;
     *picture = mQueued.front();
     mQueued.pop_front();
@@ -117,7 +117,7 @@ bool PictureQueue::tryAcquire(QueuedPicture* picture) {
 void PictureQueue::release() {
     sp<ProducerListener> producer;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         if (mAcquired == 0) return;
         --mAcquired;
         producer = mProducer;
@@ -129,7 +129,7 @@ status_t PictureQueue::signalEnd() {
     sp<ProducerListener> producer;
     sp<ConsumerListener> consumer;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         if (mEndSignalled) return INVALID_OPERATION;
         mEndSignalled = true;
         producer = mProducer;
@@ -141,7 +141,7 @@ status_t PictureQueue::signalEnd() {
 }
 
 bool PictureQueue::atEnd() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mEndSignalled && (mProducer == nullptr || mProducerDrained) && mReserved == 0 &&
            mQueued.empty();
 }
@@ -150,7 +150,7 @@ void PictureQueue::abandon() {
     std::deque<QueuedPicture> dropped;  // freed without the lock
     sp<ProducerListener> producer;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mAbandoned = true;
         mAcquired = 0;
         mConsumer.clear();
@@ -161,12 +161,12 @@ void PictureQueue::abandon() {
 }
 
 PictureFormat PictureQueue::format() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mFormat;
 }
 
 void PictureQueue::requiredSize(int32_t* width, int32_t* height) const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     *width = mRequiredWidth;
     *height = mRequiredHeight;
 }

@@ -9,8 +9,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <mutex>
 
+#include "base/AnnotatedMutex.h"
 #include "graphics/Picture.h"
 
 namespace android {
@@ -103,20 +103,19 @@ class PictureQueue : public RefBase {
     static void tellQueued(const sp<ConsumerListener>& consumer);
 
     const size_t mPlaces;
-    mutable std::mutex mLock;
-    // All below guarded by mLock.
-    sp<ProducerListener> mProducer;
-    sp<ConsumerListener> mConsumer;
-    std::deque<QueuedPicture> mQueued;
-    size_t mReserved = 0;
-    size_t mAcquired = 0;
-    PictureFormat mFormat;
-    int32_t mRequiredWidth = 0;
-    int32_t mRequiredHeight = 0;
-    bool mEndSignalled = false;
-    bool mProducerDrained = false;
-    int64_t mEndNs = kUnknownEnd;
-    bool mAbandoned = false;
+    mutable AnnotatedMutex mLock;
+    sp<ProducerListener> mProducer GUARDED_BY(mLock);
+    sp<ConsumerListener> mConsumer GUARDED_BY(mLock);
+    std::deque<QueuedPicture> mQueued GUARDED_BY(mLock);
+    size_t mReserved GUARDED_BY(mLock) = 0;
+    size_t mAcquired GUARDED_BY(mLock) = 0;
+    PictureFormat mFormat GUARDED_BY(mLock);
+    int32_t mRequiredWidth GUARDED_BY(mLock) = 0;
+    int32_t mRequiredHeight GUARDED_BY(mLock) = 0;
+    bool mEndSignalled GUARDED_BY(mLock) = false;
+    bool mProducerDrained GUARDED_BY(mLock) = false;
+    int64_t mEndNs GUARDED_BY(mLock) = kUnknownEnd;
+    bool mAbandoned GUARDED_BY(mLock) = false;
 };
 
 }  // namespace android

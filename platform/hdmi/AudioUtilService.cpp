@@ -33,7 +33,7 @@ Status deadObject() {
 }  // namespace
 
 AudioUtilService::~AudioUtilService() {
-    std::lock_guard<std::mutex> lock(mLinkLock);
+    AnnotatedLock lock(mLinkLock);
     ignorePlugLocked();
 }
 
@@ -47,7 +47,7 @@ void AudioUtilService::die() {
     }
     std::vector<Link> links;
     {
-        std::lock_guard<std::mutex> lock(mLinkLock);
+        AnnotatedLock lock(mLinkLock);
         links.swap(mLinks);
     }
     EventThread deaths;
@@ -125,14 +125,14 @@ Return<void> AudioUtilService::ping() {
 
 Return<bool> AudioUtilService::linkToDeath(const sp<hidl_death_recipient>& recipient,
                                            uint64_t cookie) {
-    std::lock_guard<std::mutex> lock(mLinkLock);
+    AnnotatedLock lock(mLinkLock);
     if (mDead || recipient == nullptr) return false;
     mLinks.push_back({recipient, cookie});
     return true;
 }
 
 Return<bool> AudioUtilService::unlinkToDeath(const sp<hidl_death_recipient>& recipient) {
-    std::lock_guard<std::mutex> lock(mLinkLock);
+    AnnotatedLock lock(mLinkLock);
     const auto found = std::find_if(mLinks.begin(), mLinks.end(),
                                     [&](const Link& link) { return link.recipient == recipient; });
     if (found == mLinks.end()) return false;
@@ -142,7 +142,7 @@ Return<bool> AudioUtilService::unlinkToDeath(const sp<hidl_death_recipient>& rec
 
 void AudioUtilService::listenToPlug() {
     const sp<HdmiSignal> signal = HdmiSignal::current();
-    std::lock_guard<std::mutex> lock(mLinkLock);
+    AnnotatedLock lock(mLinkLock);
     if (signal == nullptr || mSignal == signal) return;
     ignorePlugLocked();
     mSignal = signal;

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/AnnotatedMutex.h"
 #include "hdmi/EventThread.h"
 #include "hdmi/HdmiSignal.h"
 #include "hdmi/RxCapture.h"
@@ -67,7 +68,7 @@ class AudioUtilService : public vendor::oxa::audioutil::V1_0::IAudioUtil {
     };
 
     void listenToPlug();
-    void ignorePlugLocked();
+    void ignorePlugLocked() REQUIRES(mLinkLock);
     void tellPlug();
 
     std::atomic<bool> mDead{false};
@@ -77,11 +78,11 @@ class AudioUtilService : public vendor::oxa::audioutil::V1_0::IAudioUtil {
     std::recursive_mutex mCallbackLock;  // held during callbacks: a removed one is not called again
     std::map<int32_t, sp<Callback>> mCallbacks;  // guarded by mCallbackLock
 
-    std::mutex mLinkLock;
-    std::vector<Link> mLinks;  // guarded by mLinkLock
-    wp<HdmiSignal> mSignal;    // guarded by mLinkLock
-    int mSignalListener = 0;   // guarded by mLinkLock
-    EventThread mEvents;       // last: its thread uses the others
+    AnnotatedMutex mLinkLock;
+    std::vector<Link> mLinks GUARDED_BY(mLinkLock);
+    wp<HdmiSignal> mSignal GUARDED_BY(mLinkLock);
+    int mSignalListener GUARDED_BY(mLinkLock) = 0;
+    EventThread mEvents;  // last: its thread uses the others
 };
 
 }  // namespace android

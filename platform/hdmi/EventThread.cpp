@@ -13,7 +13,7 @@ EventThread::EventThread() : mThread([this] { run(); }) {}
 
 EventThread::~EventThread() {
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mQuit = true;
     }
     mChanged.notify_all();
@@ -21,16 +21,16 @@ EventThread::~EventThread() {
 }
 
 void EventThread::post(std::function<void()> call) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mCalls.push_back(std::move(call));
     mChanged.notify_all();
 }
 
 void EventThread::run() {
     pthread_setname_np(pthread_self(), "HwBinder:1");
-    std::unique_lock<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     for (;;) {
-        mChanged.wait(lock, [this] { return mQuit || !mCalls.empty(); });
+        mChanged.wait(mLock, [this]() REQUIRES(mLock) { return mQuit || !mCalls.empty(); });
         if (mCalls.empty()) return;
         const std::function<void()> call = std::move(mCalls.front());
         mCalls.pop_front();

@@ -3,11 +3,11 @@
 
 #pragma once
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <thread>
+
+#include "base/AnnotatedMutex.h"
 
 namespace android {
 
@@ -23,10 +23,10 @@ class EventThread {
   private:
     void run();
 
-    std::mutex mLock;
-    std::condition_variable mChanged;
-    std::deque<std::function<void()>> mCalls;  // guarded by mLock
-    bool mQuit = false;                        // guarded by mLock
+    AnnotatedMutex mLock;
+    AnnotatedCondition mChanged;
+    std::deque<std::function<void()>> mCalls GUARDED_BY(mLock);
+    bool mQuit GUARDED_BY(mLock) = false;
     std::thread mThread;
 };
 

@@ -11,9 +11,9 @@
 #include <cerrno>
 #include <cmath>
 #include <filesystem>
-#include <mutex>
 #include <utility>
 
+#include "base/AnnotatedMutex.h"
 #include "hdmi/HdmiSignal.h"
 #include "live/LiveReader.h"
 
@@ -21,6 +21,8 @@ namespace oxa::host {
 
 namespace {
 
+using android::AnnotatedLock;
+using android::AnnotatedMutex;
 using android::CameraRegistry;
 using android::HdmiSignal;
 using android::sp;
@@ -71,7 +73,7 @@ class HdmiReceiver : public SimulatedHdmiReceiver {
         }
         mPublished = true;
         CameraRegistry::instance().add(mSignal->camera());
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         const int failure = writeAllLocked();
         if (failure != 0) {
             *error = "cannot write below '" + mOptions.deviceRoot + "': " + strerror(failure);
@@ -83,7 +85,7 @@ class HdmiReceiver : public SimulatedHdmiReceiver {
     void plug() override { setPlugged(true); }
 
     void setSize(int width, int height) override {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mWidth = width;
         mHeight = height;
         mSignal->camera()->control()->setPictureSize(width, height);
@@ -99,7 +101,7 @@ class HdmiReceiver : public SimulatedHdmiReceiver {
     // The files come first: who hears of the change reads them.
     void setPlugged(bool plugged) {
         {
-            std::lock_guard<std::mutex> lock(mLock);
+            AnnotatedLock lock(mLock);
             mPlugged = plugged;
             writeAllLocked();
         }
@@ -108,14 +110,14 @@ class HdmiReceiver : public SimulatedHdmiReceiver {
 
     void setAudio(bool present) {
         {
-            std::lock_guard<std::mutex> lock(mLock);
+            AnnotatedLock lock(mLock);
             mAudio = present;
             writeAllLocked();
         }
         mSignal->setSoundLost(!present);
     }
 
-    std::string videoInfoLocked() const {
+    std::string videoInfoLocked() const REQUIRES(mLock) {
         if (!mPlugged) return "Type:HDMIRx\nStatus:NotReady\n";
         return "Type:HDMIRx\nStatus:Ready\nWidth:" + std::to_string(mWidth) +
                "\nHeight:" + std::to_string(mHeight) +
@@ -123,12 +125,12 @@ class HdmiReceiver : public SimulatedHdmiReceiver {
                "\nColor:YUV422\nFps:" + std::to_string(mOptions.frameRate) + "\n";
     }
 
-    std::string audioInfoLocked() const {
+    std::string audioInfoLocked() const REQUIRES(mLock) {
         if (!mPlugged || !mAudio) return "Ready:0\n";
         return "Ready:1\nFreq:" + std::to_string(mOptions.sampleRate) + "\nSPDIF Type:LPCM\n";
     }
 
-    int writeAllLocked() const {
+    int writeAllLocked() const REQUIRES(mLock) {
         int error = writeFile(mOptions.deviceRoot + kVideoInfo, videoInfoLocked());
         if (error == 0) error = writeFile(mOptions.deviceRoot + kAudioInfo, audioInfoLocked());
         if (error == 0)
@@ -139,12 +141,11 @@ class HdmiReceiver : public SimulatedHdmiReceiver {
     const HdmiReceiverOptions mOptions;
     const sp<HdmiSignal> mSignal;
     bool mPublished = false;  // set before others see it
-    std::mutex mLock;
-    // All below guarded by mLock.
-    int mWidth;
-    int mHeight;
-    bool mPlugged = true;
-    bool mAudio = true;
+    AnnotatedMutex mLock;
+    int mWidth GUARDED_BY(mLock);
+    int mHeight GUARDED_BY(mLock);
+    bool mPlugged GUARDED_BY(mLock) = true;
+    bool mAudio GUARDED_BY(mLock) = true;
 };
 
 // Takes the signal's figures from the source.

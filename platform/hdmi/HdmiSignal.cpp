@@ -11,7 +11,7 @@ namespace android {
 
 namespace {
 
-std::mutex gCurrentLock;
+AnnotatedMutex gCurrentLock;
 
 sp<HdmiSignal>& current() {
     static auto& signal = *new sp<HdmiSignal>;
@@ -21,12 +21,12 @@ sp<HdmiSignal>& current() {
 }  // namespace
 
 sp<HdmiSignal> HdmiSignal::current() {
-    std::lock_guard<std::mutex> lock(gCurrentLock);
+    AnnotatedLock lock(gCurrentLock);
     return android::current();
 }
 
 bool HdmiSignal::setCurrent(const sp<HdmiSignal>& signal) {
-    std::lock_guard<std::mutex> lock(gCurrentLock);
+    AnnotatedLock lock(gCurrentLock);
     if (signal != nullptr && android::current() != nullptr) return false;
     android::current() = signal;
     return true;
@@ -40,36 +40,36 @@ HdmiSignal::HdmiSignal(const std::string& source, int sampleRate, int camera)
       mSoundControl(new LiveControl) {}
 
 bool HdmiSignal::isPlugged() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mPlugged;
 }
 
 bool HdmiSignal::hasSound() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mPlugged && !mSoundLost;
 }
 
 void HdmiSignal::setPlugged(bool plugged) {
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         if (mPlugged == plugged) return;
         mPlugged = plugged;
         mCamera->control()->setLost(!plugged);
         applyToSoundLocked();
     }
-    std::lock_guard<std::mutex> lock(mListenerLock);
+    AnnotatedLock lock(mListenerLock);
     for (const auto& [id, listener] : mListeners)
         listener(plugged);
 }
 
 void HdmiSignal::setSoundLost(bool lost) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mSoundLost = lost;
     applyToSoundLocked();
 }
 
 void HdmiSignal::setStalled(bool stalled) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mStalled = stalled;
     mCamera->control()->setStalled(stalled);
     applyToSoundLocked();
@@ -81,13 +81,13 @@ void HdmiSignal::applyToSoundLocked() {
 }
 
 int HdmiSignal::addPlugListener(PlugListener listener) {
-    std::lock_guard<std::mutex> lock(mListenerLock);
+    AnnotatedLock lock(mListenerLock);
     mListeners[mNextListener] = std::move(listener);
     return mNextListener++;
 }
 
 void HdmiSignal::removePlugListener(int id) {
-    std::lock_guard<std::mutex> lock(mListenerLock);
+    AnnotatedLock lock(mListenerLock);
     mListeners.erase(id);
 }
 

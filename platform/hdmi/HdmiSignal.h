@@ -7,9 +7,9 @@
 
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 
+#include "base/AnnotatedMutex.h"
 #include "camera/CameraRegistry.h"
 #include "live/LiveClock.h"
 #include "live/LiveControl.h"
@@ -53,20 +53,20 @@ class HdmiSignal : public RefBase {
     void removePlugListener(int id);
 
   private:
-    void applyToSoundLocked();
+    void applyToSoundLocked() REQUIRES(mLock);
 
     const std::string mSource;
     const int mSampleRate;
     const sp<RegisteredCamera> mCamera;
     const sp<LiveClock> mClock;
     const sp<LiveControl> mSoundControl;
-    mutable std::mutex mLock;
-    bool mPlugged = true;     // guarded by mLock
-    bool mSoundLost = false;  // guarded by mLock
-    bool mStalled = false;    // guarded by mLock
-    std::mutex mListenerLock;
-    std::map<int, PlugListener> mListeners;  // guarded by mListenerLock
-    int mNextListener = 1;                   // guarded by mListenerLock
+    mutable AnnotatedMutex mLock;
+    bool mPlugged GUARDED_BY(mLock) = true;
+    bool mSoundLost GUARDED_BY(mLock) = false;
+    bool mStalled GUARDED_BY(mLock) = false;
+    AnnotatedMutex mListenerLock;
+    std::map<int, PlugListener> mListeners GUARDED_BY(mListenerLock);
+    int mNextListener GUARDED_BY(mListenerLock) = 1;
 };
 
 }  // namespace android

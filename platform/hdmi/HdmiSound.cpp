@@ -3,8 +3,7 @@
 
 #include <oxa/host/HdmiSound.h>
 
-#include <mutex>
-
+#include "base/AnnotatedMutex.h"
 #include "hdmi/AudioUtilService.h"
 #include "hdmi/DefaultAudioUtil.h"
 #include "hidl/ServiceTable.h"
@@ -18,16 +17,15 @@ struct Choice {
     sp<LiveControl> control = new LiveControl;
 };
 
-std::mutex gLock;
-// All below guarded by gLock.
-Choice& gChoice = *new Choice;
-sp<AudioUtilService>& gService = *new sp<AudioUtilService>;
-bool gEnded = false;
+AnnotatedMutex gLock;
+Choice& gChoice GUARDED_BY(gLock) = *new Choice;
+sp<AudioUtilService>& gService GUARDED_BY(gLock) = *new sp<AudioUtilService>;
+bool gEnded GUARDED_BY(gLock) = false;
 
 constexpr char kDefaultName[] = "default";
 
 bool chooseInput(LiveOptions* options) {
-    std::lock_guard<std::mutex> lock(gLock);
+    AnnotatedLock lock(gLock);
     options->sampleRate = gChoice.options.sampleRate;
     if (!gChoice.options.source.empty()) {
         options->source = gChoice.options.source;
@@ -45,14 +43,14 @@ bool chooseInput(LiveOptions* options) {
 }
 
 sp<AudioUtilService> service() {
-    std::lock_guard<std::mutex> lock(gLock);
+    AnnotatedLock lock(gLock);
     return gService;
 }
 
 }  // namespace
 
 void startDefaultAudioUtil() {
-    std::lock_guard<std::mutex> lock(gLock);
+    AnnotatedLock lock(gLock);
     if (gService != nullptr || gEnded) return;
     gService = new AudioUtilService(chooseInput);
     addService(AudioUtilService::descriptor, kDefaultName, gService);
@@ -62,11 +60,12 @@ void startDefaultAudioUtil() {
 
 namespace oxa::host {
 
+using android::AnnotatedLock;
 using android::AudioUtilService;
 using android::sp;
 
 void useHdmiSound(const HdmiSoundOptions& options) {
-    std::lock_guard<std::mutex> lock(android::gLock);
+    AnnotatedLock lock(android::gLock);
     android::gChoice = android::Choice();
     android::gChoice.options = options;
 }
@@ -81,7 +80,7 @@ std::string hdmiSoundError(const std::string& source) {
 
 void setHdmiSoundRate(int sampleRate) {
     {
-        std::lock_guard<std::mutex> lock(android::gLock);
+        AnnotatedLock lock(android::gLock);
         android::gChoice.options.sampleRate = sampleRate;
     }
     const sp<AudioUtilService> service = android::service();
@@ -100,19 +99,19 @@ HdmiSoundFigures hdmiSoundFigures() {
 }
 
 void stallHdmiSound(bool stalled) {
-    std::lock_guard<std::mutex> lock(android::gLock);
+    AnnotatedLock lock(android::gLock);
     android::gChoice.control->setStalled(stalled);
 }
 
 void loseHdmiSound(bool lost) {
-    std::lock_guard<std::mutex> lock(android::gLock);
+    AnnotatedLock lock(android::gLock);
     android::gChoice.control->setLost(lost);
 }
 
 void endHdmiSoundService() {
     sp<AudioUtilService> service;
     {
-        std::lock_guard<std::mutex> lock(android::gLock);
+        AnnotatedLock lock(android::gLock);
         android::gEnded = true;
         service = android::gService;
         android::gService.clear();
@@ -124,7 +123,7 @@ void endHdmiSoundService() {
 
 void startHdmiSoundService() {
     {
-        std::lock_guard<std::mutex> lock(android::gLock);
+        AnnotatedLock lock(android::gLock);
         android::gEnded = false;
     }
     android::startDefaultAudioUtil();

@@ -20,7 +20,7 @@ size_t framesOf(const std::vector<int16_t>& samples, int channels) {
 }  // namespace
 
 void RxBlockQueue::begin(int64_t fromUs, PictureStart pictureStart) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mActive = true;
     mFromUs = fromUs;
     mPictureStart = std::move(pictureStart);
@@ -30,13 +30,13 @@ void RxBlockQueue::begin(int64_t fromUs, PictureStart pictureStart) {
 }
 
 void RxBlockQueue::end() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mActive = false;
     mBlocks.clear();
 }
 
 void RxBlockQueue::add(const LiveBlock& sound) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     keepLocked(sound);
     if (!mActive) return;
     if (mPictureStart != nullptr) {
@@ -75,7 +75,7 @@ void RxBlockQueue::cutLocked(const LiveBlock& sound) {
 }
 
 bool RxBlockQueue::take(size_t maxBytes, RxBlock* block) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (mBlocks.empty()) return false;
     RxBlock& first = mBlocks.front();
     const size_t frameBytes = first.channels * sizeof(int16_t);
@@ -96,7 +96,7 @@ bool RxBlockQueue::take(size_t maxBytes, RxBlock* block) {
 }
 
 uint64_t RxBlockQueue::dropped() const {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     return mDropped;
 }
 

@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <random>
 #include <vector>
 
+#include "base/AnnotatedMutex.h"
 #include "live/LiveReader.h"
 
 namespace android {
@@ -59,25 +59,25 @@ class RxBlockQueue {
     static constexpr int64_t kMaxBackUs = 500000;
 
     static size_t blockFrames(int sampleRate);
-    void keepLocked(const LiveBlock& sound);
-    void findBeginningLocked(int64_t nowUs);
-    void cutLocked(const LiveBlock& sound);
-    bool continuesLocked(const LiveBlock& sound) const;
-    void appendLocked(const LiveBlock& sound);
-    void finishLocked(size_t frames);
-    int64_t pendingUsLocked(size_t frames) const;
+    void keepLocked(const LiveBlock& sound) REQUIRES(mLock);
+    void findBeginningLocked(int64_t nowUs) REQUIRES(mLock);
+    void cutLocked(const LiveBlock& sound) REQUIRES(mLock);
+    bool continuesLocked(const LiveBlock& sound) const REQUIRES(mLock);
+    void appendLocked(const LiveBlock& sound) REQUIRES(mLock);
+    void finishLocked(size_t frames) REQUIRES(mLock);
+    int64_t pendingUsLocked(size_t frames) const REQUIRES(mLock);
 
-    mutable std::mutex mLock;
-    // All below guarded by mLock.
-    bool mActive = false;
-    int64_t mFromUs = 0;
-    PictureStart mPictureStart;     // null once the beginning is known
-    std::deque<LiveBlock> mRecent;  // of the last kMaxBackUs
-    RxBlock mPending;               // not full yet; its time without jitter
-    int64_t mPendingFrames = 0;     // that have left mPending since its time was taken
-    std::deque<RxBlock> mBlocks;
-    uint64_t mDropped = 0;
-    std::minstd_rand mRandom;
+    mutable AnnotatedMutex mLock;
+    bool mActive GUARDED_BY(mLock) = false;
+    int64_t mFromUs GUARDED_BY(mLock) = 0;
+    PictureStart mPictureStart GUARDED_BY(mLock);     // null once the beginning is known
+    std::deque<LiveBlock> mRecent GUARDED_BY(mLock);  // of the last kMaxBackUs
+    RxBlock mPending GUARDED_BY(mLock);               // not full yet; its time without jitter
+    int64_t mPendingFrames GUARDED_BY(mLock) =
+            0;  // that have left mPending since its time was taken
+    std::deque<RxBlock> mBlocks GUARDED_BY(mLock);
+    uint64_t mDropped GUARDED_BY(mLock) = 0;
+    std::minstd_rand mRandom GUARDED_BY(mLock);
 };
 
 }  // namespace android

@@ -23,19 +23,19 @@ constexpr int64_t kRetryUs = 500000;
 }  // namespace
 
 void RxCapture::start(int channels) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (mCapture != nullptr && mChannels == channels) return;
     mChannels = channels;
     startLocked();
 }
 
 void RxCapture::stop() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     stopLocked();
 }
 
 void RxCapture::restart() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (mCapture != nullptr) startLocked();
 }
 

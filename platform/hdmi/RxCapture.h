@@ -6,10 +6,10 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "audio/SoundCapture.h"
+#include "base/AnnotatedMutex.h"
 #include "hdmi/RxBlockQueue.h"
 #include "hdmi/SoundMonitor.h"
 #include "live/LevelMeter.h"
@@ -47,8 +47,8 @@ class RxCapture : public SoundCaptureClient {
     void onSoundEnd(int error, const std::string& text) override;
 
   private:
-    void startLocked();
-    void stopLocked();
+    void startLocked() REQUIRES(mLock);
+    void stopLocked() REQUIRES(mLock);
     void noteSilence();
 
     const InputChoice mInput;
@@ -62,9 +62,9 @@ class RxCapture : public SoundCaptureClient {
     RxBlockQueue mQueue;
     SoundMonitor mMonitor;  // the capture thread's while there is one
 
-    std::mutex mLock;
-    int mChannels = 0;                       // guarded by mLock
-    std::unique_ptr<SoundCapture> mCapture;  // guarded by mLock; last: its thread uses the others
+    AnnotatedMutex mLock;
+    int mChannels GUARDED_BY(mLock) = 0;
+    std::unique_ptr<SoundCapture> mCapture GUARDED_BY(mLock);  // last: its thread uses the others
 };
 
 }  // namespace android

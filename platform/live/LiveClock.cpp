@@ -9,9 +9,9 @@
 namespace android {
 
 sp<LiveClock> LiveClock::forSource(const std::string& source) {
-    static std::mutex lock;
+    static AnnotatedMutex lock;
     static auto& clocks = *new std::map<std::string, wp<LiveClock>>;
-    std::lock_guard<std::mutex> guard(lock);
+    AnnotatedLock guard(lock);
     const auto known = clocks.find(source);
     sp<LiveClock> clock = known == clocks.end() ? nullptr : known->second.promote();
     if (clock != nullptr) return clock;
@@ -25,7 +25,7 @@ sp<LiveClock> LiveClock::forSource(const std::string& source) {
 }
 
 int64_t LiveClock::start(int64_t nowUs) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     if (!mStarted) mOriginUs = nowUs;
     mStarted = true;
     return mOriginUs;

@@ -6,8 +6,9 @@
 #include <utils/RefBase.h>
 
 #include <cstdint>
-#include <mutex>
 #include <string>
+
+#include "base/AnnotatedMutex.h"
 
 namespace android {
 
@@ -22,9 +23,9 @@ class LiveClock : public RefBase {
     int64_t start(int64_t nowUs);
 
   private:
-    std::mutex mLock;
-    bool mStarted = false;  // guarded by mLock
-    int64_t mOriginUs = 0;  // guarded by mLock
+    AnnotatedMutex mLock;
+    bool mStarted GUARDED_BY(mLock) = false;
+    int64_t mOriginUs GUARDED_BY(mLock) = 0;
 };
 
 }  // namespace android

@@ -5,9 +5,9 @@
 
 #include <utils/RefBase.h>
 
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
+
+#include "base/AnnotatedMutex.h"
 
 namespace android {
 
@@ -34,16 +34,15 @@ class LiveControl : public RefBase {
     bool isInterrupted(const bool& flag) const;
 
   private:
-    void waitLocked(std::unique_lock<std::mutex>* lock, int64_t timeUs);
+    void waitUntilLocked(int64_t timeUs) REQUIRES(mLock);
 
-    mutable std::mutex mLock;
-    std::condition_variable mChanged;
-    // All below guarded by mLock.
-    bool mStalled = false;
-    int64_t mStalledSinceUs = 0;
-    bool mLost = false;
-    int mWidth = 0;
-    int mHeight = 0;
+    mutable AnnotatedMutex mLock;
+    AnnotatedCondition mChanged;
+    bool mStalled GUARDED_BY(mLock) = false;
+    int64_t mStalledSinceUs GUARDED_BY(mLock) = 0;
+    bool mLost GUARDED_BY(mLock) = false;
+    int mWidth GUARDED_BY(mLock) = 0;
+    int mHeight GUARDED_BY(mLock) = 0;
 };
 
 }  // namespace android

@@ -76,7 +76,7 @@ ssize_t FileSource::readAt(off64_t offset, void* data, size_t size) {
     if (mFd < 0) return NO_INIT;
     if (offset < 0) return BAD_VALUE;
     if (!mSeekable) {
-        std::lock_guard<std::mutex> lock(mPipeLock);
+        Mutex::Autolock lock(mPipeLock);
         return readPipeLocked(offset, data, size);
     }
     if (offset >= mLength) return 0;

@@ -16,8 +16,8 @@ namespace android {
 // kinds is missing or cannot be read.
 std::vector<uint8_t> makeHevcConfiguration(const uint8_t* annexB, size_t size);
 
-// The units of a configuration record of any version, each behind a 4-byte start code; empty when it
-// ends too early.
+// The units of a configuration record of any version, each behind a 4-byte start code; empty when
+// it ends too early.
 std::vector<uint8_t> annexBFromHevcConfiguration(const uint8_t* record, size_t size);
 
 }  // namespace android

@@ -14,12 +14,12 @@ namespace android {
 MediaAdapter::MediaAdapter(const sp<MetaData>& meta) : mOutputFormat(meta) {}
 
 MediaAdapter::~MediaAdapter() {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     CHECK(mBuffer == nullptr);
 }
 
 status_t MediaAdapter::start(MetaData* /*params*/) {
-    std::lock_guard<std::mutex> lock(mLock);
+    Mutex::Autolock lock(mLock);
     mStarted = true;
     return OK;
 }
@@ -27,19 +27,20 @@ status_t MediaAdapter::start(MetaData* /*params*/) {
 status_t MediaAdapter::stop() {
     MediaBuffer* unread = nullptr;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        Mutex::Autolock lock(mLock);
         mStarted = false;
         std::swap(unread, mBuffer);
     }
-    mBufferPushed.notify_all();
+    mBufferPushed.broadcast();
     // Comes back through signalBufferReturned, which takes the lock.
     if (unread != nullptr) unread->release();
     return OK;
 }
 
 status_t MediaAdapter::read(MediaBufferBase** buffer, const ReadOptions* /*options*/) {
-    std::unique_lock<std::mutex> lock(mLock);
-    mBufferPushed.wait(lock, [this] { return !mStarted || mBuffer != nullptr; });
+    Mutex::Autolock lock(mLock);
+    while (mStarted && mBuffer == nullptr)
+        mBufferPushed.wait(mLock);
     if (!mStarted) return ERROR_END_OF_STREAM;
     *buffer = std::exchange(mBuffer, nullptr);
     return OK;
@@ -52,27 +53,30 @@ void MediaAdapter::signalBufferReturned(MediaBufferBase* buffer) {
     // The pusher may drop the adapter as soon as it can go on.
     const sp<MediaAdapter> self = this;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        Mutex::Autolock lock(mLock);
         ++mReturnedBuffers;
     }
-    mBufferReturned.notify_all();
+    mBufferReturned.broadcast();
 }
 
 status_t MediaAdapter::pushBuffer(MediaBuffer* buffer) {
     if (buffer == nullptr) return -EINVAL;
-    std::unique_lock<std::mutex> lock(mLock);
-    if (!mStarted) {
-        ALOGE("pushBuffer called before start");
-        return INVALID_OPERATION;
+    uint64_t returnedBefore;
+    {
+        Mutex::Autolock lock(mLock);
+        if (!mStarted) {
+            ALOGE("pushBuffer called before start");
+            return INVALID_OPERATION;
+        }
+        returnedBefore = mReturnedBuffers;
+        buffer->setObserver(this);
+        mBuffer = buffer;
     }
-    const uint64_t returnedBefore = mReturnedBuffers;
-    buffer->setObserver(this);
-    mBuffer = buffer;
     // Without the lock, which the reader takes first.
-    lock.unlock();
-    mBufferPushed.notify_one();
-    lock.lock();
-    mBufferReturned.wait(lock, [&] { return mReturnedBuffers != returnedBefore; });
+    mBufferPushed.signal();
+    Mutex::Autolock lock(mLock);
+    while (mReturnedBuffers == returnedBefore)
+        mBufferReturned.wait(mLock);
     return OK;
 }
 

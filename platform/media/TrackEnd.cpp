@@ -4,37 +4,38 @@
 #include "media/TrackEnd.h"
 
 #include <map>
-#include <mutex>
+
+#include "base/AnnotatedMutex.h"
 
 namespace android {
 
 namespace {
 
-std::mutex gLock;
-int64_t gNext = 1;                            // guarded by gLock
-std::map<int64_t, const wp<TrackEnd>> gEnds;  // guarded by gLock
+AnnotatedMutex gLock;
+int64_t gNext GUARDED_BY(gLock) = 1;
+std::map<int64_t, const wp<TrackEnd>> gEnds GUARDED_BY(gLock);
 
 int64_t nextNumber() {
-    std::lock_guard<std::mutex> lock(gLock);
+    AnnotatedLock lock(gLock);
     return gNext++;
 }
 
 }  // namespace
 
 TrackEnd::TrackEnd() : mNumber(nextNumber()) {
-    std::lock_guard<std::mutex> lock(gLock);
+    AnnotatedLock lock(gLock);
     gEnds.emplace(mNumber, this);
 }
 
 TrackEnd::~TrackEnd() {
-    std::lock_guard<std::mutex> lock(gLock);
+    AnnotatedLock lock(gLock);
     gEnds.erase(mNumber);
 }
 
 sp<TrackEnd> TrackEnd::find(int64_t number) {
     sp<TrackEnd> end;
     {
-        std::lock_guard<std::mutex> lock(gLock);
+        AnnotatedLock lock(gLock);
         const auto found = gEnds.find(number);
         if (found != gEnds.end()) end = found->second.promote();
     }

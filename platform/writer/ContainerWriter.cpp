@@ -13,6 +13,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "base/Monotonic.h"
 #include "base/SessionState.h"
@@ -67,16 +68,22 @@ status_t ContainerWriter::addSource(const sp<MediaSource>& source) {
 
 status_t ContainerWriter::start(MetaData* params) {
     if (mState != State::kInitial) return INVALID_OPERATION;
-    std::unique_lock<std::mutex> lock(mMuxerLock);
+    const bool prepared = prepare(params);
+    tellFault();
+    return prepared ? startSources(params) : UNKNOWN_ERROR;
+}
+
+// False when the output has failed already.
+bool ContainerWriter::prepare(MetaData* params) {
+    const AnnotatedLock lock(mMuxerLock);
     if (mOutput->error() != 0) {
-        handleResult(AVERROR(mOutput->error()), &lock);
-        return UNKNOWN_ERROR;
+        handleResultLocked(AVERROR(mOutput->error()));
+        return false;
     }
     if (params != nullptr) params->findInt32(kKeyRotation, &mRotation);
-    prepareTracks();
-    if (isComplete()) openMuxer(&lock);
-    if (lock.owns_lock()) lock.unlock();
-    return startSources(params);
+    prepareTracksLocked();
+    if (isComplete()) openMuxerLocked();
+    return true;
 }
 
 // A file without tracks is empty.
@@ -86,26 +93,25 @@ bool ContainerWriter::isComplete() const {
                        [](const auto& each) { return each->isComplete(); });
 }
 
-// The lock is given up when the output fails.
-void ContainerWriter::openMuxer(std::unique_lock<std::mutex>* lock) {
+void ContainerWriter::openMuxerLocked() {
     mOpen = true;
-    handleResult(mMuxer->open(mOutput.get(), mDescriptions, mRotation), lock);
+    handleResultLocked(mMuxer->open(mOutput.get(), mDescriptions, mRotation));
 }
 
 // Without them no picture can be decoded, so the first one must bring them.
 void ContainerWriter::takeConfiguration(const Track& track, MediaBufferBase* buffer) {
-    std::unique_lock<std::mutex> lock(mMuxerLock);
+    const AnnotatedLock lock(mMuxerLock);
     TrackDescription* const description = mDescriptions[track.converter->streamIndex()].get();
     const auto* data = static_cast<const uint8_t*>(buffer->data()) + buffer->range_offset();
     int32_t isSync = 0;
     if (!mOpen && completeTrack(data, buffer->range_length(), mMuxer->avcForm(), description)) {
-        if (isComplete()) openMuxer(&lock);
+        if (isComplete()) openMuxerLocked();
     } else if (buffer->meta_data().findInt32(kKeyIsSyncFrame, &isSync) && isSync != 0) {
-        handleResult(AVERROR_INVALIDDATA, &lock);
+        handleResultLocked(AVERROR_INVALIDDATA);
     }
 }
 
-void ContainerWriter::prepareTracks() {
+void ContainerWriter::prepareTracksLocked() {
     std::vector<AVRational> timeBases;
     for (size_t i = 0; i < mTracks.size(); ++i) {
         mTracks[i]->converter = std::make_unique<SampleConverter>(
@@ -144,39 +150,39 @@ void ContainerWriter::readTrack(Track* track) {
         if (!mFailed) packet = track->converter->convert(buffer);
         buffer->release();
         if (packet != nullptr) takeSample(std::move(packet));
+        tellFault();
     }
-    const std::lock_guard<std::mutex> lock(mMuxerLock);
+    const AnnotatedLock lock(mMuxerLock);
     mOrder->end(track->converter->streamIndex());
     track->ended = true;
 }
 
 void ContainerWriter::takeSample(AvPacketOwner packet) {
-    std::unique_lock<std::mutex> lock(mMuxerLock);
+    const AnnotatedLock lock(mMuxerLock);
     mOrder->add(std::move(packet), monotonicUs());
-    if (!mOpen && !mFailed && mOrder->isFull()) openMuxer(&lock);
+    if (!mOpen && !mFailed && mOrder->isFull()) openMuxerLocked();
     while (!mFailed && mOpen) {
         const AvPacketOwner next = mOrder->next();
         if (next == nullptr) return;
-        writePacket(next, &lock);
+        writePacketLocked(next);
     }
 }
 
-void ContainerWriter::writeRest(std::unique_lock<std::mutex>* lock) {
-    if (!mOpen && !mTracks.empty()) openMuxer(lock);
+void ContainerWriter::writeRestLocked() {
+    if (!mOpen && !mTracks.empty()) openMuxerLocked();
     if (oxa::host::outputEnd() == oxa::host::OutputEnd::kTogether) mOrder->cut();
     while (!mFailed && mOpen) {
         const AvPacketOwner next = mOrder->nextOfRest();
         if (next == nullptr) return;
-        writePacket(next, lock);
+        writePacketLocked(next);
     }
 }
 
-// The lock is given up when the output fails.
-void ContainerWriter::writePacket(AVPacket* packet, std::unique_lock<std::mutex>* lock) {
-    count(*packet);
+void ContainerWriter::writePacketLocked(AVPacket* packet) {
+    countLocked(*packet);
     const int result = mMuxer->write(packet);
     mOrder->skipTime(monotonicUs());
-    handleResult(result, lock);
+    handleResultLocked(result);
 }
 
 void ContainerWriter::passEnds() {
@@ -188,7 +194,7 @@ void ContainerWriter::passEnds() {
     }
 }
 
-void ContainerWriter::count(const AVPacket& packet) {
+void ContainerWriter::countLocked(const AVPacket& packet) {
     const TrackDescription& track = *mDescriptions[packet.stream_index];
     const int64_t startUs = av_rescale_q(packet.pts, track.timeBase, kMicroseconds);
     const int64_t endUs = av_rescale_q(packet.pts + packet.duration, track.timeBase, kMicroseconds);
@@ -201,8 +207,7 @@ void ContainerWriter::count(const AVPacket& packet) {
     mFigures.soundEndUs = endUs;
 }
 
-// The listeners are called without the lock.
-void ContainerWriter::handleResult(int result, std::unique_lock<std::mutex>* lock) {
+void ContainerWriter::handleResultLocked(int result) {
     if (result >= 0 || mFailed.exchange(true)) return;
     oxa::host::Fault fault;
     fault.source = oxa::host::FaultSource::kWriter;
@@ -212,8 +217,18 @@ void ContainerWriter::handleResult(int result, std::unique_lock<std::mutex>* loc
     fault.error = mOutput->error();
     fault.cause = mOutput->cause();
     if (fault.error == 0) fault.cause = avErrorText(result);
-    lock->unlock();
-    oxa::host::reportFault(fault);
+    mFault = fault;
+}
+
+// The listeners are called without the lock.
+void ContainerWriter::tellFault() {
+    if (!mFailed) return;
+    std::optional<oxa::host::Fault> fault;
+    {
+        const AnnotatedLock lock(mMuxerLock);
+        fault = std::exchange(mFault, std::nullopt);
+    }
+    if (fault) oxa::host::reportFault(*fault);
 }
 
 void ContainerWriter::stop() {
@@ -224,12 +239,18 @@ void ContainerWriter::stop() {
         track->source->stop();
     for (auto& track : mTracks)
         track->thread.join();
-    std::unique_lock<std::mutex> lock(mMuxerLock);
-    writeRest(&lock);
-    if (!lock.owns_lock()) lock.lock();
-    passEnds();
-    if (mOpen) handleResult(mMuxer->finish(), &lock);
-    if (!lock.owns_lock()) lock.lock();
+    {
+        const AnnotatedLock lock(mMuxerLock);
+        writeRestLocked();
+    }
+    tellFault();
+    {
+        const AnnotatedLock lock(mMuxerLock);
+        passEnds();
+        if (mOpen) handleResultLocked(mMuxer->finish());
+    }
+    tellFault();
+    const AnnotatedLock lock(mMuxerLock);
     oxa::host::reportOutputFigures(mFigures);
     // Whoever made the writer may keep it for longer than the file is its business.
     mOutput->close();

@@ -5,15 +5,17 @@
 
 #include <media/stagefright/MediaSource.h>
 #include <media/stagefright/foundation/ABase.h>
+#include <oxa/host/FaultListener.h>
 #include <oxa/host/OutputEnd.h>
 
 #include <atomic>
 #include <memory>
-#include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "base/AnnotatedMutex.h"
 #include "media/TrackEnd.h"
 #include "writer/ContainerMuxer.h"
 #include "writer/SampleConverter.h"
@@ -57,18 +59,20 @@ class ContainerWriter {
         std::atomic<bool> ended{false};
     };
 
-    void prepareTracks();
+    bool prepare(MetaData* params);
+    void prepareTracksLocked() REQUIRES(mMuxerLock);
     bool isComplete() const;
-    void openMuxer(std::unique_lock<std::mutex>* lock);
+    void openMuxerLocked() REQUIRES(mMuxerLock);
     void takeConfiguration(const Track& track, MediaBufferBase* buffer);
     status_t startSources(MetaData* params);
     void readTrack(Track* track);
     void takeSample(AvPacketOwner packet);
-    void writePacket(AVPacket* packet, std::unique_lock<std::mutex>* lock);
-    void writeRest(std::unique_lock<std::mutex>* lock);
+    void writePacketLocked(AVPacket* packet) REQUIRES(mMuxerLock);
+    void writeRestLocked() REQUIRES(mMuxerLock);
     void passEnds();
-    void count(const AVPacket& packet);
-    void handleResult(int result, std::unique_lock<std::mutex>* lock);
+    void countLocked(const AVPacket& packet) REQUIRES(mMuxerLock);
+    void handleResultLocked(int result) REQUIRES(mMuxerLock);
+    void tellFault();
 
     const std::unique_ptr<WriterOutput> mOutput;
     const std::unique_ptr<ContainerMuxer> mMuxer;
@@ -77,11 +81,12 @@ class ContainerWriter {
     std::vector<std::unique_ptr<TrackDescription>> mDescriptions;
     std::vector<std::unique_ptr<Track>> mTracks;
 
-    std::mutex mMuxerLock;  // guards mMuxer, mOutput, mOrder and mFigures
-    std::unique_ptr<SampleOrder> mOrder;
-    bool mOpen = false;     // mMuxer; only when all tracks are complete
-    int32_t mRotation = 0;  // constant from start() on
-    oxa::host::OutputFigures mFigures;
+    AnnotatedMutex mMuxerLock;  // from start() on also for what mMuxer and mOutput point to
+    std::unique_ptr<SampleOrder> mOrder GUARDED_BY(mMuxerLock);
+    bool mOpen GUARDED_BY(mMuxerLock) = false;  // mMuxer; only when all tracks are complete
+    int32_t mRotation = 0;                      // constant from start() on
+    oxa::host::OutputFigures mFigures GUARDED_BY(mMuxerLock);
+    std::optional<oxa::host::Fault> mFault GUARDED_BY(mMuxerLock);  // not told yet
     std::atomic<bool> mFailed{false};
 };
 

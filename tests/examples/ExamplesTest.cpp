@@ -115,7 +115,8 @@ TEST(WrongUseTest, endsWithAMessageAndACode) {
         if (name == "record") continue;
         for (const std::string& input : {folder.file("none.mp4"), garbageFile(50'000)}) {
             std::vector<std::string> arguments = {input};
-            if (name == "transcode" || name == "convert") arguments.push_back(folder.file("out.mp4"));
+            if (name == "transcode" || name == "convert")
+                arguments.push_back(folder.file("out.mp4"));
             const ProcessResult result = runExample(name, arguments);
             EXPECT_EQ(result.exitCode, 1) << input << result.err;
             EXPECT_EQ(result.signal, 0) << input;

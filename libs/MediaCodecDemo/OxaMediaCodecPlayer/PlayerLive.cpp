@@ -82,7 +82,7 @@ class OxaMediaCodecPlayer::LiveSource : public Source {
     }
 
   protected:
-    void createPipelines(const char* audioLooperName) {
+    void createLivePipelines(const char* audioLooperName) {
         if (handlesVideo()) {
             createPipeline(&mCameraRecorder, &mPlayer.mCameraReaderLooper, "CameraReaderLooper");
         }
@@ -112,7 +112,7 @@ class OxaMediaCodecPlayer::UsbSource : public LiveSource<AudioRecordEncoder> {
         : LiveSource(player, player.mAudioRecordEncoder, player.mAudioRecordReaderLooper) {}
 
     const char* name() const override { return "SourceTypeUsbCamera"; }
-    void createPipelines() override { LiveSource::createPipelines("AudioRecordReaderLooper"); }
+    void createPipelines() override { createLivePipelines("AudioRecordReaderLooper"); }
     void release() override { releasePipelines(0); }
 
     void setAudioSource() override {
@@ -150,7 +150,7 @@ class OxaMediaCodecPlayer::HdmiRxSource : public LiveSource<AudioRxEncoder> {
         : LiveSource(player, player.mAudioRxEncoder, player.mAudioManagerLooper) {}
 
     const char* name() const override { return "SourceTypeHdmiRx"; }
-    void createPipelines() override { LiveSource::createPipelines("AudioManagerLooper"); }
+    void createPipelines() override { createLivePipelines("AudioManagerLooper"); }
     void release() override { releasePipelines(kHdmiRxResetPauseUs); }
 
     void setAudioSource() override {

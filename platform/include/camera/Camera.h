@@ -123,7 +123,7 @@ class Camera : public CameraBase<Camera>, public hardware::BnCameraClient {
     void setRecordingProxyListener(const sp<ICameraRecordingProxyListener>& listener);
     sp<ICameraRecordingProxyListener> recordingProxyListener() const;
 
-    sp<ICameraRecordingProxyListener> mRecordingProxyListener;  // guarded by mLock
+    sp<ICameraRecordingProxyListener> mRecordingProxyListener GUARDED_BY(mLock);
 };
 
 }  // namespace android

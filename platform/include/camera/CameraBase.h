@@ -57,8 +57,8 @@ class CameraBase : public IBinder::DeathRecipient {
     void binderDied(const wp<IBinder>& /*who*/) override {}
 
     mutable Mutex mLock;
-    sp<TCamUser> mCamera;        // guarded by mLock
-    sp<TCamListener> mListener;  // guarded by mLock
+    sp<TCamUser> mCamera GUARDED_BY(mLock);
+    sp<TCamListener> mListener GUARDED_BY(mLock);
     status_t mStatus = NO_INIT;  // constant once the object was handed out
 };
 

@@ -5,8 +5,7 @@
 
 #include <media/DataSource.h>
 #include <media/stagefright/foundation/ABase.h>
-
-#include <mutex>
+#include <utils/Mutex.h>
 
 namespace android {
 
@@ -39,7 +38,7 @@ class FileSource : public DataSource {
     DISALLOW_EVIL_CONSTRUCTORS(FileSource);
 
     void inspect(int64_t offset, int64_t length);
-    ssize_t readPipeLocked(off64_t offset, void* data, size_t size);
+    ssize_t readPipeLocked(off64_t offset, void* data, size_t size) REQUIRES(mPipeLock);
 
     int mFd;
     String8 mName;
@@ -47,8 +46,8 @@ class FileSource : public DataSource {
     off64_t mOffset = 0;
     off64_t mLength = 0;  // of a seekable file
 
-    std::mutex mPipeLock;
-    off64_t mPipePosition = 0;  // guarded by mPipeLock
+    Mutex mPipeLock;
+    off64_t mPipePosition GUARDED_BY(mPipeLock) = 0;
 };
 
 }  // namespace android

@@ -6,13 +6,13 @@
 #include <media/AudioSystem.h>
 #include <system/audio.h>
 #include <utils/Errors.h>
+#include <utils/Mutex.h>
 #include <utils/RefBase.h>
 #include <utils/String16.h>
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -145,7 +145,7 @@ class AudioRecord : public AudioSystem::AudioDeviceCallback {
     audio_session_t mSessionId = AUDIO_SESSION_NONE;
     bool mCallbackMode = false;
 
-    std::mutex mTransitionLock;  // held through start and stop
+    Mutex mTransitionLock;  // held through start and stop
     std::atomic<bool> mActive{false};
     std::unique_ptr<RecordBuffer> mBuffer;  // null only when mStatus is not OK
     std::unique_ptr<Input> mInput;          // after mBuffer, which it fills; the transition's

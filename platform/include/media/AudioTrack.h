@@ -7,12 +7,12 @@
 #include <media/AudioSystem.h>
 #include <system/audio.h>
 #include <utils/Errors.h>
+#include <utils/Mutex.h>
 #include <utils/RefBase.h>
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 
@@ -189,7 +189,7 @@ class AudioTrack : public AudioSystem::AudioDeviceCallback {
     audio_session_t mSessionId = AUDIO_SESSION_NONE;
     bool mCallbackMode = false;
 
-    std::mutex mTransitionLock;  // held through start, stop, pause, flush
+    Mutex mTransitionLock;  // held through start, stop, pause, flush
     std::atomic<State> mState{State::kStopped};
     std::unique_ptr<TrackBuffer> mBuffer;  // null only when mStatus is not OK
     std::unique_ptr<SoundSink> mSink;      // after mBuffer, from which it pulls

@@ -23,9 +23,9 @@ namespace {
 // event only, and to send one from a codec's thread means to talk to the X server there.
 constexpr std::chrono::milliseconds kPollInterval(10);
 
-std::mutex gUsersLock;                // held while the thread starts and ends, so that there is one
-size_t gUserCount = 0;                // guarded by gUsersLock
-SdlDisplayThread* gThread = nullptr;  // guarded by gUsersLock
+AnnotatedMutex gUsersLock;  // held while the thread starts and ends, so that there is one
+size_t gUserCount GUARDED_BY(gUsersLock) = 0;
+SdlDisplayThread* gThread GUARDED_BY(gUsersLock) = nullptr;
 
 bool isSet(const char* variable) {
     const char* value = getenv(variable);
@@ -35,13 +35,13 @@ bool isSet(const char* variable) {
 }  // namespace
 
 SdlDisplayThread::User::User() {
-    std::lock_guard<std::mutex> lock(gUsersLock);
+    AnnotatedLock lock(gUsersLock);
     if (gUserCount++ == 0) gThread = new SdlDisplayThread;
     mThread = gThread;
 }
 
 SdlDisplayThread::User::~User() {
-    std::lock_guard<std::mutex> lock(gUsersLock);
+    AnnotatedLock lock(gUsersLock);
     if (--gUserCount > 0) return;
     delete gThread;
     gThread = nullptr;
@@ -51,7 +51,7 @@ SdlDisplayThread::SdlDisplayThread() : mThread([this] { run(); }) {}
 
 SdlDisplayThread::~SdlDisplayThread() {
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        AnnotatedLock lock(mLock);
         mStopping = true;
         mWake.notify_one();
     }
@@ -59,28 +59,28 @@ SdlDisplayThread::~SdlDisplayThread() {
 }
 
 std::string SdlDisplayThread::error() {
-    std::unique_lock<std::mutex> lock(mLock);
-    mChanged.wait(lock, [this] { return mTried; });
+    AnnotatedLock lock(mLock);
+    mChanged.wait(mLock, [this]() REQUIRES(mLock) { return mTried; });
     return mError;
 }
 
 void SdlDisplayThread::add(Window* window) {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mAdded.push_back(window);
     mWake.notify_one();
 }
 
 void SdlDisplayThread::remove(Window* window) {
-    std::unique_lock<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mRemoved.push_back(window);
     mWake.notify_one();
-    mChanged.wait(lock, [&] {
+    mChanged.wait(mLock, [&]() REQUIRES(mLock) {
         return std::find(mRemoved.begin(), mRemoved.end(), window) == mRemoved.end();
     });
 }
 
 void SdlDisplayThread::wake() {
-    std::lock_guard<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mWoken = true;
     mWake.notify_one();
 }
@@ -90,7 +90,7 @@ void SdlDisplayThread::wake() {
 void SdlDisplayThread::run() {
     prctl(PR_SET_NAME, "SdlDisplay");
     const std::string error = startVideo();
-    std::unique_lock<std::mutex> lock(mLock);
+    AnnotatedLock lock(mLock);
     mError = error;
     mTried = true;
     mChanged.notify_all();
@@ -112,18 +112,18 @@ void SdlDisplayThread::run() {
         lock.lock();
         mRemoved.erase(mRemoved.begin(), mRemoved.begin() + static_cast<ptrdiff_t>(removed.size()));
         if (!removed.empty()) mChanged.notify_all();
-        const auto hasWork = [this] {
+        const auto hasWork = [this]() REQUIRES(mLock) {
             return mWoken || mStopping || !mAdded.empty() || !mRemoved.empty();
         };
         if (mWindows.empty()) {
-            mWake.wait(lock, hasWork);
+            mWake.wait(mLock, hasWork);
         } else {
-            mWake.wait_for(lock, kPollInterval, hasWork);
+            mWake.wait_for(mLock, kPollInterval, hasWork);
         }
     }
     lock.unlock();
     if (!error.empty()) return;
-    std::lock_guard<std::mutex> subsystemLock(sdlSubsystemLock());
+    AnnotatedLock subsystemLock(sdlSubsystemLock());
     SDL_QuitSubSystem(SDL_INIT_VIDEO);
 }
 
@@ -141,7 +141,7 @@ std::string SdlDisplayThread::startVideo() {
     SDL_SetHint(SDL_HINT_QUIT_ON_LAST_WINDOW_CLOSE, "0");
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
     SDL_SetHint(SDL_HINT_RENDER_SCALE_QUALITY, "linear");
-    std::lock_guard<std::mutex> lock(sdlSubsystemLock());
+    AnnotatedLock lock(sdlSubsystemLock());
     if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
         return std::string("SDL cannot open the screen: ") + SDL_GetError();
     }

@@ -5,11 +5,11 @@
 
 #include <SDL_events.h>
 
-#include <condition_variable>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "base/AnnotatedMutex.h"
 
 namespace android {
 
@@ -59,18 +59,17 @@ class SdlDisplayThread {
     std::string startVideo();
     void takeEvents();
 
-    std::mutex mLock;
-    std::condition_variable mWake;     // the display thread waits for it
-    std::condition_variable mChanged;  // others wait for the display thread
-    // All below guarded by mLock; only the display thread changes mWindows.
-    bool mTried = false;
-    std::string mError;
-    std::vector<Window*> mWindows;
-    std::vector<Window*> mAdded;
-    std::vector<Window*> mRemoved;
-    bool mWoken = false;
-    bool mStopping = false;
+    AnnotatedMutex mLock;
+    AnnotatedCondition mWake;     // the display thread waits for it
+    AnnotatedCondition mChanged;  // others wait for the display thread
+    bool mTried GUARDED_BY(mLock) = false;
+    std::string mError GUARDED_BY(mLock);
+    std::vector<Window*> mAdded GUARDED_BY(mLock);
+    std::vector<Window*> mRemoved GUARDED_BY(mLock);
+    bool mWoken GUARDED_BY(mLock) = false;
+    bool mStopping GUARDED_BY(mLock) = false;
 
+    std::vector<Window*> mWindows;  // the display thread's
     std::thread mThread;
 };
 

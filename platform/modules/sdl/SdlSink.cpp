@@ -9,6 +9,7 @@
 #include <algorithm>
 
 #include "base/AlsaLog.h"
+#include "base/AnnotatedMutex.h"
 #include "base/Monotonic.h"
 #include "modules/sdl/SdlLog.h"
 #include "modules/sdl/SdlSubsystemLock.h"
@@ -33,7 +34,7 @@ class NoSource : public SoundSource {
 }  // namespace
 
 SdlSink::~SdlSink() {
-    std::lock_guard<std::mutex> lock(sdlSubsystemLock());
+    AnnotatedLock lock(sdlSubsystemLock());
     if (mDevice != 0) SDL_CloseAudioDevice(mDevice);
     if (mInitialised) SDL_QuitSubSystem(SDL_INIT_AUDIO);
 }
@@ -51,7 +52,7 @@ status_t SdlSink::open(const SoundFormat& format, SoundSource* source) {
     mSource = source;
     mMap = channelMap(format.channels);
 
-    std::lock_guard<std::mutex> lock(sdlSubsystemLock());
+    AnnotatedLock lock(sdlSubsystemLock());
     routeAlsaLog(dlsym(RTLD_DEFAULT, kAlsaHandlerSetter));
     routeSdlLog();
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");

@@ -3,14 +3,14 @@
 
 #pragma once
 
-#include <mutex>
+#include "base/AnnotatedMutex.h"
 
 namespace android {
 
 // SDL keeps its books about subsystems without a lock. Whoever initialises or quits one, on
 // whatever thread, holds this.
-inline std::mutex& sdlSubsystemLock() {
-    static std::mutex lock;
+inline AnnotatedMutex& sdlSubsystemLock() {
+    static AnnotatedMutex lock;
     return lock;
 }
 

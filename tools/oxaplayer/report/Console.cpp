@@ -65,12 +65,12 @@ bool Console::outputHasColour() {
 }
 
 void Console::setLevel(Level level) {
-    std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     mLevel = level;
 }
 
 void Console::error(const std::string& command, const std::string& text) {
-    std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     if (mLevel == Level::kNone) return;
     const std::string prefix = command.empty() ? "oxaplayer: " : "oxaplayer: " + command + ": ";
     writeLineLocked(mColour ? kRed + prefix + kPlain + printable(text) : prefix + printable(text));
@@ -78,7 +78,7 @@ void Console::error(const std::string& command, const std::string& text) {
 
 void Console::usageError(const std::string& line) {
     const std::string prefix = "oxaplayer:";
-    std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     if (mColour && line.compare(0, prefix.size(), prefix) == 0) {
         writeFully(STDERR_FILENO, kRed + prefix + kPlain + line.substr(prefix.size()));
     } else {
@@ -87,7 +87,7 @@ void Console::usageError(const std::string& line) {
 }
 
 void Console::warning(const std::string& command, const std::string& text, Level level) {
-    std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     if (mLevel != level) return;
     const std::string prefix = "oxaplayer: " + command + ": warning: ";
     writeLineLocked(mColour ? kYellow + prefix + kPlain + printable(text)
@@ -95,12 +95,12 @@ void Console::warning(const std::string& command, const std::string& text, Level
 }
 
 void Console::note(const std::string& text) {
-    std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     if (mLevel == Level::kNormal) writeLineLocked(printable(text));
 }
 
 void Console::setBar(const std::string& text) {
-    std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     if (mLevel != Level::kNormal || (text.empty() && mBar.empty())) return;
     mBar = text;
     writeFully(STDERR_FILENO, kClearLine + mBar);
@@ -124,7 +124,7 @@ void Console::writeLog(int priority, const std::string& tag, const std::string& 
     if (mLogFile) mLogFile->write(priority, tag, text);
     if (!mShowsLog) return;
     const std::string front = std::string(1, priorityLetter(priority)) + " " + tag + ": ";
-    std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     writeLineLocked(logText(front + text, mColour));
 }
 

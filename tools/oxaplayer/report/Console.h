@@ -3,7 +3,8 @@
 
 #pragma once
 
-#include <mutex>
+#include <utils/Mutex.h>
+
 #include <optional>
 #include <string>
 
@@ -45,16 +46,16 @@ class Console {
 
   private:
     Console();
-    void writeLineLocked(const std::string& line);
+    void writeLineLocked(const std::string& line) REQUIRES(mLock);
     void writeLog(int priority, const std::string& tag, const std::string& text);
 
     const bool mTerminal;
     const bool mColour;
     bool mShowsLog = false;
     std::optional<LogFile> mLogFile;
-    std::mutex mLock;
-    Level mLevel = Level::kNormal;  // guarded by mLock
-    std::string mBar;               // guarded by mLock
+    android::Mutex mLock;
+    Level mLevel GUARDED_BY(mLock) = Level::kNormal;
+    std::string mBar GUARDED_BY(mLock);
 };
 
 // The whole text to a descriptor, however often the kernel takes only a part. False with errno set

@@ -85,11 +85,11 @@ class CameraSource : public MediaSource, public MediaBufferObserver {
     status_t checkSettings();
     void makeFormat(const CameraParameters& params);
 
-    status_t startRecording();
+    status_t startRecording(const sp<IGraphicBufferProducer>& target);
     void releaseCamera();
     void takePictures();
-    bool isTimely(int64_t timeUs);
-    bool hasEndedLocked() const;
+    bool isTimelyLocked(int64_t timeUs) REQUIRES(mLock);
+    bool hasEndedLocked() const REQUIRES(mLock);
 
     void tellPictureStart(int64_t timeUs) const;
 
@@ -104,16 +104,15 @@ class CameraSource : public MediaSource, public MediaBufferObserver {
     mutable Mutex mLock;
     Condition mFrameAvailable;
     Condition mFrameReturned;
-    // All below guarded by mLock.
-    sp<VideoQueue> mVideoQueue;  // null: not started
-    List<Frame*> mFrames;        // not read yet
-    size_t mFramesOut = 0;       // with whoever reads
-    bool mStarted = false;
-    int64_t mStartTimeUs = 0;
-    int64_t mStopTimeUs = -1;
-    int64_t mFirstTimeUs = -1;
-    int64_t mLastTimeUs = -1;
-    bool mStopTimeReached = false;
+    sp<VideoQueue> mVideoQueue GUARDED_BY(mLock);  // null: not started
+    List<Frame*> mFrames GUARDED_BY(mLock);        // not read yet
+    size_t mFramesOut GUARDED_BY(mLock) = 0;       // with whoever reads
+    bool mStarted GUARDED_BY(mLock) = false;
+    int64_t mStartTimeUs GUARDED_BY(mLock) = 0;
+    int64_t mStopTimeUs GUARDED_BY(mLock) = -1;
+    int64_t mFirstTimeUs GUARDED_BY(mLock) = -1;
+    int64_t mLastTimeUs GUARDED_BY(mLock) = -1;
+    bool mStopTimeReached GUARDED_BY(mLock) = false;
 };
 
 }  // namespace android

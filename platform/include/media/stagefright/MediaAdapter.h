@@ -6,9 +6,8 @@
 #include <media/stagefright/MediaBuffer.h>
 #include <media/stagefright/MediaSource.h>
 #include <media/stagefright/foundation/ABase.h>
-
-#include <condition_variable>
-#include <mutex>
+#include <utils/Condition.h>
+#include <utils/Mutex.h>
 
 namespace android {
 
@@ -43,12 +42,12 @@ struct MediaAdapter : public MediaSource, public MediaBufferObserver {
     DISALLOW_EVIL_CONSTRUCTORS(MediaAdapter);
 
     const sp<MetaData> mOutputFormat;
-    std::mutex mLock;
-    std::condition_variable mBufferPushed;  // or stopped
-    std::condition_variable mBufferReturned;
-    bool mStarted = false;           // guarded by mLock
-    MediaBuffer* mBuffer = nullptr;  // guarded by mLock
-    uint64_t mReturnedBuffers = 0;   // guarded by mLock
+    Mutex mLock;
+    Condition mBufferPushed;  // or stopped
+    Condition mBufferReturned;
+    bool mStarted GUARDED_BY(mLock) = false;
+    MediaBuffer* mBuffer GUARDED_BY(mLock) = nullptr;
+    uint64_t mReturnedBuffers GUARDED_BY(mLock) = 0;
 };
 
 }  // namespace android

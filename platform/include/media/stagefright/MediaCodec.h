@@ -7,12 +7,12 @@
 #include <media/stagefright/foundation/AString.h>
 #include <sys/types.h>
 #include <utils/Errors.h>
+#include <utils/Mutex.h>
 #include <utils/RefBase.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace android {
@@ -195,8 +195,8 @@ struct MediaCodec : public AHandler {
     void changeOutputFormat(int32_t run, const sp<AMessage>& format);
     void giveOutput(int32_t run, CodecOutput output);
 
-    // With mLock held.
-    size_t freeOutputSlot();
+    size_t freeOutputSlot() REQUIRES(mLock);
+    // With mLock held, or on the looper.
     sp<AMessage> newCallback(int32_t callbackId) const;
 
     const sp<ALooper> mLooper;
@@ -212,21 +212,21 @@ struct MediaCodec : public AHandler {
     bool mEndSignalled = false;  // of the input surface
     std::unique_ptr<RunClient> mRunClient;
 
-    mutable std::mutex mLock;
+    mutable Mutex mLock;
     // Written on the looper with mLock held; read there without, elsewhere with it.
     State mState = UNINITIALIZED;
     status_t mStickyError = OK;
     int32_t mRun = 0;  // calls and reports of another run are refused
     sp<AMessage> mCallback;
-    // Guarded by mLock. An index is a slot's number plus a base that no former run has used.
-    sp<AMessage> mOutputFormat;
-    bool mInputEnded = false;  // an end-of-stream buffer was queued
-    int64_t mInputEndTimeUs = 0;
-    bool mHasOutput = false;  // of media, in this run
-    std::vector<InputSlot> mInputs;
-    std::vector<OutputSlot> mOutputs;
-    size_t mInputBase = 0;
-    size_t mOutputBase = 0;
+    sp<AMessage> mOutputFormat GUARDED_BY(mLock);
+    bool mInputEnded GUARDED_BY(mLock) = false;  // an end-of-stream buffer was queued
+    int64_t mInputEndTimeUs GUARDED_BY(mLock) = 0;
+    bool mHasOutput GUARDED_BY(mLock) = false;  // of media, in this run
+    // An index is a slot's number plus a base that no former run has used.
+    std::vector<InputSlot> mInputs GUARDED_BY(mLock);
+    std::vector<OutputSlot> mOutputs GUARDED_BY(mLock);
+    size_t mInputBase GUARDED_BY(mLock) = 0;
+    size_t mOutputBase GUARDED_BY(mLock) = 0;
 };
 
 }  // namespace android

@@ -10,11 +10,11 @@
 #include <sys/types.h>
 #include <utils/Errors.h>
 #include <utils/KeyedVector.h>
+#include <utils/Mutex.h>
 #include <utils/RefBase.h>
 #include <utils/String8.h>
 
 #include <memory>
-#include <mutex>
 
 namespace android {
 
@@ -80,8 +80,8 @@ struct NuMediaExtractor : public RefBase {
   private:
     DISALLOW_EVIL_CONSTRUCTORS(NuMediaExtractor);
 
-    mutable std::mutex mLock;
-    std::unique_ptr<ContainerReader> mReader;  // guarded by mLock
+    mutable Mutex mLock;
+    std::unique_ptr<ContainerReader> mReader GUARDED_BY(mLock);
 };
 
 }  // namespace android

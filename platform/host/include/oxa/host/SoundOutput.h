@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -50,7 +49,8 @@ struct SoundBlock {
 class SoundRecording {
   public:
     // Keeps the first blocks up to this many frames in total, and drops what follows.
-    explicit SoundRecording(size_t maxFrames) : mMaxFrames(maxFrames) {}
+    explicit SoundRecording(size_t maxFrames);
+    ~SoundRecording();
 
     // Copies of what was recorded so far, in the order of recording.
     std::vector<SoundBlock> blocks() const;
@@ -63,13 +63,9 @@ class SoundRecording {
     void add(SoundBlock block);
 
   private:
-    const size_t mMaxFrames;
-    mutable std::mutex mLock;
-    // All below guarded by mLock.
-    std::vector<SoundBlock> mBlocks;
-    size_t mFrames = 0;
-    int mTracks = 0;
-    bool mFull = false;
+    struct State;
+
+    const std::unique_ptr<State> mState;
 };
 
 // Records the sound at the pace of the monotonic clock; the recording lives as long as somebody

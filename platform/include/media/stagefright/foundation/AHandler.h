@@ -38,8 +38,8 @@ struct AHandler : public RefBase {
     void deliverMessage(const sp<AMessage>& msg) { onMessageReceived(msg); }
 
     mutable Mutex mLock;
-    ALooper::handler_id mID = 0;  // guarded by mLock
-    wp<ALooper> mLooper;          // guarded by mLock
+    ALooper::handler_id mID GUARDED_BY(mLock) = 0;
+    wp<ALooper> mLooper GUARDED_BY(mLock);
 
     DISALLOW_EVIL_CONSTRUCTORS(AHandler);
 };

@@ -32,8 +32,8 @@ struct ALooperRoster {
     };
 
     Mutex mLock;
-    std::map<ALooper::handler_id, Entry> mHandlers;  // guarded by mLock
-    ALooper::handler_id mNextHandlerID = 1;          // guarded by mLock
+    std::map<ALooper::handler_id, Entry> mHandlers GUARDED_BY(mLock);
+    ALooper::handler_id mNextHandlerID GUARDED_BY(mLock) = 1;
 
     DISALLOW_EVIL_CONSTRUCTORS(ALooperRoster);
 };
