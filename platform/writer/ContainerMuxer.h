@@ -17,6 +17,9 @@ class ContainerMuxer {
   public:
     virtual ~ContainerMuxer() = default;
 
+    // One for the next file of the same recording: with what was set on this one, not open.
+    virtual std::unique_ptr<ContainerMuxer> another() const = 0;
+
     // Whether a track of this type can be in a file with these others.
     virtual bool accepts(const char* mime,
                          const std::vector<std::unique_ptr<TrackDescription>>& others) const = 0;

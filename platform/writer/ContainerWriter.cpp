@@ -23,11 +23,13 @@
 
 namespace android {
 
-namespace {}  // namespace
-
 ContainerWriter::ContainerWriter(std::unique_ptr<WriterOutput> output,
                                  std::unique_ptr<ContainerMuxer> muxer, const char* threadName)
-    : mOutput(std::move(output)), mMuxer(std::move(muxer)), mThreadName(threadName) {
+    : mFiles(std::move(output), std::move(muxer),
+             [this](const WriterOutput& output, int result) {
+                 if (!mFailed.exchange(true)) oxa::host::reportFault(faultOf(output, result));
+             }),
+      mThreadName(threadName) {
     routeAvLog();
 }
 
@@ -43,12 +45,12 @@ status_t ContainerWriter::addSource(const sp<MediaSource>& source) {
     const sp<MetaData> meta = source->getFormat();
     const char* mime = nullptr;
     if (meta == nullptr || !meta->findCString(kKeyMIMEType, &mime) ||
-        !mMuxer->accepts(mime, mDescriptions)) {
+        !mFiles.muxer().accepts(mime, mDescriptions)) {
         ALOGE("a track of type %s cannot be written", mime != nullptr ? mime : "(none)");
         return ERROR_UNSUPPORTED;
     }
     auto description = std::make_unique<TrackDescription>();
-    const status_t err = describeTrack(*meta, mMuxer->avcForm(), description.get());
+    const status_t err = describeTrack(*meta, mFiles.muxer().avcForm(), description.get());
     if (err != OK) {
         ALOGE("the %s track has no size or no codec configuration", mime);
         return err;
@@ -76,8 +78,8 @@ status_t ContainerWriter::start(MetaData* params) {
 // False when the output has failed already.
 bool ContainerWriter::prepare(MetaData* params) {
     const AnnotatedLock lock(mMuxerLock);
-    if (mOutput->error() != 0) {
-        handleResultLocked(AVERROR(mOutput->error()));
+    if (mFiles.output().error() != 0) {
+        handleResultLocked(AVERROR(mFiles.output().error()));
         return false;
     }
     if (params != nullptr) params->findInt32(kKeyRotation, &mRotation);
@@ -95,7 +97,7 @@ bool ContainerWriter::isComplete() const {
 
 void ContainerWriter::openMuxerLocked() {
     mOpen = true;
-    handleResultLocked(mMuxer->open(mOutput.get(), mDescriptions, mRotation));
+    handleResultLocked(mFiles.open(mDescriptions, mRotation));
 }
 
 // Without them no picture can be decoded, so the first one must bring them.
@@ -104,7 +106,8 @@ void ContainerWriter::takeConfiguration(const Track& track, MediaBufferBase* buf
     TrackDescription* const description = mDescriptions[track.converter->streamIndex()].get();
     const auto* data = static_cast<const uint8_t*>(buffer->data()) + buffer->range_offset();
     int32_t isSync = 0;
-    if (!mOpen && completeTrack(data, buffer->range_length(), mMuxer->avcForm(), description)) {
+    if (!mOpen &&
+        completeTrack(data, buffer->range_length(), mFiles.muxer().avcForm(), description)) {
         if (isComplete()) openMuxerLocked();
     } else if (buffer->meta_data().findInt32(kKeyIsSyncFrame, &isSync) && isSync != 0) {
         handleResultLocked(AVERROR_INVALIDDATA);
@@ -115,7 +118,7 @@ void ContainerWriter::prepareTracksLocked() {
     std::vector<AVRational> timeBases;
     for (size_t i = 0; i < mTracks.size(); ++i) {
         mTracks[i]->converter = std::make_unique<SampleConverter>(
-                *mDescriptions[i], static_cast<int>(i), mMuxer->avcForm());
+                *mDescriptions[i], static_cast<int>(i), mFiles.muxer().avcForm());
         timeBases.push_back(mDescriptions[i]->timeBase);
     }
     mOrder = std::make_unique<SampleOrder>(timeBases, oxa::host::isOutputOfFiles());
@@ -180,7 +183,7 @@ void ContainerWriter::writeRestLocked() {
 
 void ContainerWriter::writePacketLocked(AVPacket* packet) {
     countLocked(*packet);
-    const int result = mMuxer->write(packet);
+    const int result = mFiles.write(packet);
     mOrder->skipTime(monotonicUs());
     handleResultLocked(result);
 }
@@ -189,8 +192,8 @@ void ContainerWriter::passEnds() {
     for (const auto& track : mTracks) {
         if (track->end == nullptr || track->end->get() < 0) continue;
         const int index = track->converter->streamIndex();
-        mMuxer->setEnd(index, av_rescale_q(track->end->get(), kMicroseconds,
-                                           mDescriptions[index]->timeBase));
+        mFiles.setEnd(index, av_rescale_q(track->end->get(), kMicroseconds,
+                                          mDescriptions[index]->timeBase));
     }
 }
 
@@ -208,16 +211,19 @@ void ContainerWriter::countLocked(const AVPacket& packet) {
 }
 
 void ContainerWriter::handleResultLocked(int result) {
-    if (result >= 0 || mFailed.exchange(true)) return;
+    if (result < 0 && !mFailed.exchange(true)) mFault = faultOf(mFiles.output(), result);
+}
+
+oxa::host::Fault ContainerWriter::faultOf(const WriterOutput& output, int result) {
     oxa::host::Fault fault;
     fault.source = oxa::host::FaultSource::kWriter;
     fault.ended = true;
-    fault.object = mOutput->name();
+    fault.object = output.name();
     // libavformat may have hidden the reason behind an error of its own.
-    fault.error = mOutput->error();
-    fault.cause = mOutput->cause();
+    fault.error = output.error();
+    fault.cause = output.cause();
     if (fault.error == 0) fault.cause = avErrorText(result);
-    mFault = fault;
+    return fault;
 }
 
 // The listeners are called without the lock.
@@ -234,7 +240,7 @@ void ContainerWriter::tellFault() {
 void ContainerWriter::stop() {
     if (mState != State::kStarted) return;
     mState = State::kStopped;
-    mOutput->limitWaits();
+    mFiles.limitWaits();
     for (auto& track : mTracks)
         track->source->stop();
     for (auto& track : mTracks)
@@ -247,13 +253,13 @@ void ContainerWriter::stop() {
     {
         const AnnotatedLock lock(mMuxerLock);
         passEnds();
-        if (mOpen) handleResultLocked(mMuxer->finish());
+        if (mOpen) handleResultLocked(mFiles.finish());
     }
     tellFault();
     const AnnotatedLock lock(mMuxerLock);
     oxa::host::reportOutputFigures(mFigures);
     // Whoever made the writer may keep it for longer than the file is its business.
-    mOutput->close();
+    mFiles.close();
 }
 
 bool ContainerWriter::reachedEnd() const {

@@ -17,10 +17,9 @@
 
 #include "base/AnnotatedMutex.h"
 #include "media/TrackEnd.h"
-#include "writer/ContainerMuxer.h"
+#include "writer/OutputChain.h"
 #include "writer/SampleConverter.h"
 #include "writer/SampleOrder.h"
-#include "writer/WriterOutput.h"
 
 namespace android {
 
@@ -73,21 +72,21 @@ class ContainerWriter {
     void countLocked(const AVPacket& packet) REQUIRES(mMuxerLock);
     void handleResultLocked(int result) REQUIRES(mMuxerLock);
     void tellFault();
+    static oxa::host::Fault faultOf(const WriterOutput& output, int result);
 
-    const std::unique_ptr<WriterOutput> mOutput;
-    const std::unique_ptr<ContainerMuxer> mMuxer;
+    std::atomic<bool> mFailed{false};
+    OutputChain mFiles;  // its threads look at mFailed
     const std::string mThreadName;
     State mState = State::kInitial;
     std::vector<std::unique_ptr<TrackDescription>> mDescriptions;
     std::vector<std::unique_ptr<Track>> mTracks;
 
-    AnnotatedMutex mMuxerLock;  // from start() on also for what mMuxer and mOutput point to
+    AnnotatedMutex mMuxerLock;  // from start() on also for mFiles
     std::unique_ptr<SampleOrder> mOrder GUARDED_BY(mMuxerLock);
-    bool mOpen GUARDED_BY(mMuxerLock) = false;  // mMuxer; only when all tracks are complete
+    bool mOpen GUARDED_BY(mMuxerLock) = false;  // mFiles; only when all tracks are complete
     int32_t mRotation = 0;                      // constant from start() on
     oxa::host::OutputFigures mFigures GUARDED_BY(mMuxerLock);
     std::optional<oxa::host::Fault> mFault GUARDED_BY(mMuxerLock);  // not told yet
-    std::atomic<bool> mFailed{false};
 };
 
 }  // namespace android

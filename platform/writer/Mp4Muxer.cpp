@@ -65,6 +65,13 @@ std::vector<uint8_t> largeBoxHeader(const char* type, uint32_t size, uint64_t la
 
 }  // namespace
 
+std::unique_ptr<ContainerMuxer> Mp4Muxer::another() const {
+    auto other = std::make_unique<Mp4Muxer>();
+    other->setPieceDurationUs(mPieceDurationUs);
+    other->setLocation(mLocation);
+    return other;
+}
+
 bool Mp4Muxer::accepts(const char* mime,
                        const std::vector<std::unique_ptr<TrackDescription>>& others) const {
     const AVCodecID codec = codecForMime(mime);

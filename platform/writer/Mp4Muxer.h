@@ -34,6 +34,7 @@ class Mp4Muxer : public ContainerMuxer {
     // ISO 6709.
     void setLocation(const std::string& location) { mLocation = location; }
 
+    std::unique_ptr<ContainerMuxer> another() const override;
     bool accepts(const char* mime,
                  const std::vector<std::unique_ptr<TrackDescription>>& others) const override;
     AvcForm avcForm() const override { return AvcForm::kLengthPrefixed; }

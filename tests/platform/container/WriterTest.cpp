@@ -10,9 +10,12 @@
 #include <media/stagefright/MetaData.h>
 #include <media/stagefright/foundation/MediaDefs.h>
 #include <oxa/host/OutputEnd.h>
+#include <oxa/host/OutputFiles.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <atomic>
 
 #include "media/AvcStream.h"
 #include "media/Esds.h"
@@ -277,6 +280,85 @@ TEST_P(WriterTest, WritesEverySampleWhateverTheOrder) {
         ASSERT_TRUE(destroyed.push(inOrder));
     }
     expectSamples(mPath, inOrder);
+}
+
+// Where a recording of the clip goes over to its next file, and the end.
+std::vector<int64_t> beginsOfFiles(int64_t lengthUs) {
+    std::vector<int64_t> begins = {0};
+    int64_t dueUs = lengthUs;
+    for (const TrackSample& sample : trackOf(carSamples(), kVideo)) {
+        if (!sample.sync || sample.timeUs < dueUs) continue;
+        begins.push_back(sample.timeUs);
+        while (dueUs <= sample.timeUs)
+            dueUs += lengthUs;
+    }
+    begins.push_back(INT64_MAX);
+    return begins;
+}
+
+std::vector<TrackSample> between(int64_t beginUs, int64_t endUs) {
+    std::vector<TrackSample> out;
+    for (TrackSample sample : carSamples()) {
+        if (sample.timeUs < beginUs || sample.timeUs >= endUs) continue;
+        sample.timeUs -= beginUs;
+        out.push_back(sample);
+    }
+    return out;
+}
+
+// Would catch a sample that is lost or doubled between two files, a file that does not begin at 0
+// or without what its pictures need, and one that is forgotten.
+TEST_P(WriterTest, FilesOfOneRecordingHoldEverySampleOnce) {
+    constexpr int64_t kLengthUs = 3'000'000;
+    const std::vector<int64_t> begins = beginsOfFiles(kLengthUs);
+    ASSERT_GT(begins.size(), 4U);
+    std::vector<std::string> paths = {mPath};
+    std::vector<int> descriptors;
+    std::atomic<size_t> finished{0};
+    oxa::host::setOutputFiles({kLengthUs,
+                               [&] {
+                                   paths.push_back(mPath + std::to_string(paths.size()));
+                                   descriptors.push_back(openFile(paths.back()));
+                                   return descriptors.back();
+                               },
+                               [&] { ++finished; }});
+    write(GetParam(), openFile(mPath));
+    oxa::host::setOutputFiles({});
+    EXPECT_EQ(finished, begins.size() - 2);
+    ASSERT_EQ(paths.size(), begins.size() - 1);
+    for (size_t i = 0; i < paths.size(); ++i) {
+        SCOPED_TRACE(paths[i]);
+        expectSamples(paths[i], between(begins[i], begins[i + 1]));
+    }
+    for (const int descriptor : descriptors)
+        EXPECT_EQ(close(descriptor), 0) << "taken from its owner";
+}
+
+// As long as there is no next file, and when the next one cannot be written.
+TEST_P(WriterTest, GoesOnInAFileThatHasNoNextOneAndEndsAtOneThatFails) {
+    int asked = 0;
+    oxa::host::setOutputFiles({2'000'000,
+                               [&] {
+                                   ++asked;
+                                   return -1;
+                               },
+                               nullptr});
+    write(GetParam(), openFile(mPath));
+    EXPECT_GT(asked, 2);
+    expectSamples(mPath, carSamples());
+
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    oxa::host::setOutputFiles({4'000'000, [&] { return full; }, nullptr});
+    FaultLog log;
+    WriterSession session(makeWriter(GetParam(), openFile(mPath)));
+    session.start();
+    EXPECT_TRUE(session.push(carSamples()));
+    EXPECT_EQ(session.stop(), OK);
+    oxa::host::setOutputFiles({});
+    close(full);
+    ASSERT_EQ(log.faults().size(), 1U);
+    EXPECT_EQ(log.faults()[0].error, ENOSPC);
+    expectSamples(mPath, between(0, beginsOfFiles(4'000'000)[1]));
 }
 
 TEST_P(WriterTest, LeavesOutWhatIsNoSample) {

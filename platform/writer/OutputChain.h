@@ -1,0 +1,86 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <media/stagefright/foundation/ABase.h>
+#include <oxa/host/OutputFiles.h>
+#include <stdint.h>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "writer/ContainerMuxer.h"
+#include "writer/WriterOutput.h"
+
+namespace android {
+
+// The files of one recording, one behind the other: mostly there is one; see
+// oxa/host/OutputFiles.h. The one before stays open until every track has come to the next one, and
+// is then finished on a thread of its own, so that no sample waits for a disk.
+//
+// Calls come one at a time; those that return int answer 0 or an AVERROR.
+class OutputChain {
+  public:
+    using Descriptions = std::vector<std::unique_ptr<TrackDescription>>;
+    // A file could not be finished on a thread of its own; on that thread.
+    using OnFailed = std::function<void(const WriterOutput& output, int result)>;
+
+    OutputChain(std::unique_ptr<WriterOutput> output, std::unique_ptr<ContainerMuxer> muxer,
+                OnFailed onFailed);
+    ~OutputChain();
+
+    // The file that what was written last is in.
+    const WriterOutput& output() const { return *mWritten; }
+    const ContainerMuxer& muxer() const { return *mFile.muxer; }
+
+    // `tracks` outlives this object.
+    int open(const Descriptions& tracks, int rotation);
+    // As ContainerMuxer's.
+    int write(AVPacket* packet);
+    void setEnd(int track, int64_t time);
+    // All files, also after an error; waits for what is under way.
+    int finish();
+
+    // WriterOutput's, of all that are open and to come; any thread, also while another call waits.
+    void limitWaits();
+    // After finish(): gives the descriptors back.
+    void close() { mFile.output->close(); }
+
+  private:
+    DISALLOW_EVIL_CONSTRUCTORS(OutputChain);
+
+    struct File {
+        std::unique_ptr<WriterOutput> output;
+        std::unique_ptr<ContainerMuxer> muxer;  // goes before its output
+        int64_t beginTime = 0;                  // 0 in the file; in the leader's time base
+    };
+
+    bool isDue(const AVPacket& packet) const;
+    int64_t timeIn(int track, int64_t leaderTime) const;
+    int goOver(int64_t beginTime);
+    void exchangeFiles(int descriptor, int64_t beginTime);
+    void finishFormer();
+
+    const OnFailed mOnFailed;
+    std::mutex mLock;  // guards mWaitsLimited, and changes of the files against limitWaits()
+    bool mWaitsLimited = false;
+    File mFile;
+    File mFormer;  // empty: it is being finished, or there was none
+    const WriterOutput* mWritten;
+    std::thread mFinisher;
+
+    const Descriptions* mTracks = nullptr;
+    int mRotation = 0;
+    oxa::host::OutputFiles mFiles;
+    int mLeader = 0;             // the track whose key frames begin files
+    bool mBegun = false;         // the leader's first sample has come
+    int64_t mFirstTime = 0;      // its time
+    int64_t mDueUs = 0;          // the next file, after it
+    std::vector<bool> mArrived;  // each track, in the present file
+};
+
+}  // namespace android
