@@ -8,6 +8,7 @@
 #include "encode/EncodeSetup.h"
 #include "record/CameraTrial.h"
 #include "record/CaptureSource.h"
+#include "record/RecordFiles.h"
 #include "record/RecordFormat.h"
 #include "record/RecordRun.h"
 #include "run/JobContext.h"
@@ -18,12 +19,13 @@ namespace oxa::jobs {
 namespace {
 
 constexpr char kNoSound[] = "none";
+constexpr int64_t kShortestSplitUs = 1'000'000;
 
 // One recording from its options to its result.
 class RecordWork {
   public:
     RecordWork(const RecordOptions& options, JobContext& context)
-        : mOptions(options), mContext(context), mOutput(&context.cancelled()) {}
+        : mOptions(options), mContext(context), mOutput(options, context) {}
 
     Result run() {
         if (auto failure = work()) {
@@ -48,7 +50,7 @@ class RecordWork {
     Container mContainer = Container::kMpeg2Ts;
     CaptureSource mSource;
     PlayOutputs mPreview;
-    OutputFile mOutput;
+    RecordFiles mOutput;
     android::_AV_FORMAT_FORMAT mFormat = {};
     int32_t mFrameRate = 0;  // to be expected
     Result mResult;
@@ -88,6 +90,12 @@ std::optional<Failure> RecordWork::checkOptions() {
     if (mOptions.durationUs && *mOptions.durationUs <= 0) {
         return wrongOption("duration", std::to_string(*mOptions.durationUs), "a time above 0");
     }
+    if (mOptions.splitUs && *mOptions.splitUs < kShortestSplitUs) {
+        return wrongOption("split", std::to_string(*mOptions.splitUs), "a second or more");
+    }
+    if (mOptions.outputDescriptor < 0) {
+        if (auto failure = FileNames::check(mOptions.output)) return failure;
+    }
     if (mOptions.preview && mOptions.only == Only::kAudio) {
         return Failure{FailureKind::kOptions, "preview needs a picture", Hint::kOtherValue};
     }
@@ -111,6 +119,9 @@ std::optional<Failure> RecordWork::chooseVideo() {
     if (auto failure = readCameraParameters(mSource, &camera)) return failure;
     auto failure = chooseVideoFormat(mOptions, camera, mSource.isHdmi(), &mFormat, &mFrameRate);
     if (failure) return failure;
+    if (mOptions.splitUs) {
+        mFormat.iFrameInterval = keyFrameIntervalFor(*mOptions.splitUs, mFormat.iFrameInterval);
+    }
     if (mOptions.frameRate && *mOptions.frameRate != mFrameRate) {
         mContext.listener().onWarning(
                 "of the HDMI receiver's pictures every first, second, third, ... can be "
@@ -132,7 +143,7 @@ std::optional<Failure> RecordWork::openOutputs() {
     }
     const auto sound = mOptions.monitor ? SoundChoice::Kind::kDevice : SoundChoice::Kind::kNull;
     if (auto failure = mPreview.openSound({sound, {}}, mContext)) return failure;
-    return openOutput(mOptions, mContainer, WriteWay::kInPlace, &mOutput);
+    return mOutput.open(mContainer);
 }
 
 std::vector<Track> RecordWork::tracks() const {
@@ -167,6 +178,8 @@ std::optional<Failure> RecordWork::complete(const RecordRun& run,
     if (failure && failure->kind == FailureKind::kOutput && !mOutput.isKept()) return failure;
     // A disk that is full is told in the job's own words.
     auto unfinished = mOutput.finish();
+    for (const std::string& name : mOutput.takeFinished())
+        mContext.listener().onFile(name);
     if (!failure && unfinished) return unfinished;
     summarize(run);
     // A device or a pipe keeps nothing of a recording that failed.
@@ -182,9 +195,10 @@ void RecordWork::summarize(const RecordRun& run) {
     mResult.soundSec = run.soundUs() / 1e6;
     // The file itself knows best; what went through a pipe can only be counted.
     mResult.durationSec = run.lastTimeUs() / 1e6;
-    mResult.files = {mOptions.output};
-    if (mResult.total.bytes && mOptions.outputDescriptor < 0) {
-        mResult.durationSec = fileLengthSec(mOptions.output).value_or(mResult.durationSec);
+    mResult.files = mOutput.names();
+    const bool isOneFile = mResult.files.size() == 1 && mOptions.outputDescriptor < 0;
+    if (mResult.total.bytes && isOneFile) {
+        mResult.durationSec = fileLengthSec(mResult.files.front()).value_or(mResult.durationSec);
     }
 }
 

@@ -112,6 +112,13 @@ std::optional<Failure> chooseVideoFormat(const EncodeOptions& options,
     return std::nullopt;
 }
 
+int32_t keyFrameIntervalFor(int64_t splitUs, int32_t longest) {
+    int32_t interval = longest;
+    while (interval > 1 && splitUs % (interval * int64_t{1'000'000}) != 0)
+        --interval;
+    return interval;
+}
+
 void chooseAudioFormat(android::_AV_FORMAT_FORMAT* format) {
     format->channelCount = kChannels;
     format->sampleRate = kSampleRate;

@@ -109,6 +109,8 @@ void RecordRun::handle(const JobEvent& event) {
         mEnded = true;
     } else if (const auto* hotplug = std::get_if<Hotplug>(&event)) {
         listener().onHotplug(hotplug->plugged);
+    } else if (const auto* trouble = std::get_if<FileTrouble>(&event)) {
+        listener().onWarning(trouble->text);
     } else if (const auto* fault = std::get_if<host::Fault>(&event)) {
         handleFault(*fault);
     }
@@ -189,6 +191,8 @@ void RecordRun::updateStatus() {
     progress.thinned = recorded.thinnedFrames;
     if (mWork.source.hasAudio()) progress.soundLevelDb = levelDb();
     listener().onProgress(progress);
+    for (const std::string& name : mWork.output.takeFinished())
+        listener().onFile(name);
 }
 
 // How loud the source is now; digital silence is the least that 16 bits can tell from a sample.

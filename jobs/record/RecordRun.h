@@ -5,10 +5,10 @@
 
 #include <optional>
 
-#include "files/OutputFile.h"
 #include "oxa/jobs/EncodeOptions.h"
 #include "play/PlayOutputs.h"
 #include "record/CaptureSource.h"
+#include "record/RecordFiles.h"
 #include "run/PlayerRun.h"
 #include "run/ProgressMeter.h"
 
@@ -21,7 +21,7 @@ class RecordRun : public PlayerRun {
     struct Work {
         const CaptureSource& source;
         const PlayOutputs& preview;
-        OutputFile& output;
+        RecordFiles& output;
         Container container;
         android::_AV_FORMAT_FORMAT targetFormat;
         int32_t frameRate;                  // to be expected

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <string>
 #include <variant>
 
 namespace oxa::jobs {
@@ -25,7 +26,11 @@ struct FrameRate {  // of the last interval
     bool encoder;   // pictures out of the encoder; otherwise samples into the decoder
     double framesPerSecond;
 };
-using JobEvent = std::variant<Cancelled, Closed, EndOfStream, Hotplug, FrameRate, host::Fault>;
+struct FileTrouble {  // with one of several outputs; one line
+    std::string text;
+};
+using JobEvent =
+        std::variant<Cancelled, Closed, EndOfStream, Hotplug, FrameRate, FileTrouble, host::Fault>;
 
 // Where every thread puts what it has to tell the thread that runs a job. Thread-safe.
 class EventQueue {

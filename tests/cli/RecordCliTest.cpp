@@ -191,6 +191,72 @@ TEST_F(RecordCliTest, previewAndMonitorDoWithoutScreenAndLoudspeaker) {
     }
 }
 
+// ---- Several files ------------------------------------------------------------------------------
+
+// Each plays by itself, and no picture is missing; a file of somebody else's is left alone.
+TEST_F(RecordCliTest, splitsIntoFilesThatPlayByThemselves) {
+    for (const char* extension : {".mp4", ".ts"}) {
+        const TempDir folder;
+        const auto numbered = [&](const char* number) {
+            return folder.file(std::string("cam-00") + number + extension);
+        };
+        ASSERT_TRUE(writeFile(numbered("2"), "precious"));
+        const ProcessResult result =
+                runPlayer(record({"--usb", kBoth}, folder.file(std::string("cam") + extension),
+                                 {"--split", "1", "--duration", "3.3", "--json"}));
+        ASSERT_EQ(result.exitCode, 0) << result.signal << result.err;
+        EXPECT_EQ(readFile(numbered("2")), "precious");
+        const auto events = eventsOf(result.out);
+        const json& last = events.back();
+        const std::vector<std::string> files = last["files"];
+        ASSERT_GE(files.size(), 3u) << last;
+        EXPECT_EQ(files[0], numbered("1"));
+        EXPECT_EQ(files[1], numbered("3"));
+        EXPECT_EQ(eventsNamed(events, "file").size(), files.size());
+        int64_t pictures = 0;
+        for (const std::string& file : files) {
+            const MediaProbe probe(file);
+            ASSERT_TRUE(probe.video() != nullptr && probe.audio() != nullptr) << probe.error();
+            EXPECT_EQ(probe.video()->decodeErrors, 0) << file;
+            pictures += probe.video()->frameCount;
+            if (&file == &files.back()) continue;
+            EXPECT_NEAR(probe.video()->durationUs(), 1e6, kLateSec * 1e6) << file;
+        }
+        EXPECT_EQ(pictures, last["frames"].get<int64_t>());
+    }
+}
+
+TEST_F(RecordCliTest, namesFilesByTheTimeAtWhichTheyBegin) {
+    const ProcessResult result =
+            runPlayer(record({"--usb", kPicture}, mFolder.file("cam %Y 100%%.mp4"),
+                             {"--split", "1", "--duration", "1.5", "--json"}));
+    ASSERT_EQ(result.exitCode, 0) << result.signal << result.err;
+    const time_t now = time(nullptr);
+    const std::string year = std::to_string(1900 + localtime(&now)->tm_year);
+    EXPECT_THAT(namesIn(mFolder.path()),
+                UnorderedElementsAre("cam " + year + " 100%.mp4", "cam " + year + " 100%-1.mp4"));
+}
+
+TEST_F(RecordCliTest, whatCannotBeSplitIsRefused) {
+    const struct {
+        std::string output;
+        Words more;
+        const char* says;
+    } kCases[] = {
+            {mFolder.file("a%Q.mp4"), {}, "'%Q' is no part of a time"},
+            {mFolder.file("100%"), {"--format", "ts"}, "'%' is no part of a time"},
+            {mMp4, {"--split", "0.5"}, "a second or more"},
+            {mMp4, {"--split", "often"}, "a second or more"},
+            {"-", {"--split", "2"}, "split needs files"},
+    };
+    for (const auto& test : kCases) {
+        const ProcessResult result = runPlayer(record({"--usb", kPicture}, test.output, test.more));
+        EXPECT_EQ(result.exitCode, 2) << result.err;
+        EXPECT_THAT(result.err, HasSubstr(test.says));
+    }
+    EXPECT_THAT(namesIn(mFolder.path()), testing::IsEmpty());
+}
+
 // ---- Ends ---------------------------------------------------------------------------------------
 
 TEST_F(RecordCliTest, interruptIsTheProperEnd) {

@@ -33,6 +33,10 @@ CLI::App* RecordCommand::define(CLI::App& app) {
     addParsedOption(*record, "--duration", &mOptions.durationUs, parseDuration, "T",
                     "Seconds to record (default: until Ctrl-C or the end of the source)",
                     "seconds above 0 such as 90 or 2.5");
+    addParsedOption(*record, "--split", &mOptions.splitUs, parseDuration, "T",
+                    "Begin a new file every T, each plays by itself (without a time in OUTPUT's "
+                    "name they are numbered: cam-001.mp4)",
+                    "a time of a second or more such as 60, 90s, 10m or 1h");
     record->add_flag("--preview", mOptions.preview, "Show the pictures in a window (q: end)");
     record->add_flag("--monitor", mOptions.monitor, "Play the sound while it is recorded");
     return record;
@@ -99,11 +103,26 @@ void RecordCommand::onProgress(const Progress& progress) {
     mReport->status(line, fields);
 }
 
+// Of what was written: a name, or how many there are.
+std::string RecordCommand::nameOf(const Result& result) const {
+    const std::vector<std::string>& files = result.files;
+    if (files.empty()) return shownName(mOptions.output);
+    if (files.size() == 1) return shownName(files.front());
+    return formatCount(static_cast<int64_t>(files.size()), "file") + " from " + files.front() +
+           " to " + files.back();
+}
+
+void RecordCommand::onFile(const std::string& path) {
+    if (path == "-") return;
+    mReport->event("file", {{"output", path}});
+    if (mOptions.splitUs) mReport->note(path);
+}
+
 std::string RecordCommand::summaryOf(const Result& result) const {
     if (!hasRecorded(result)) return {};
     char text[64];
     snprintf(text, sizeof(text), ": %.1f s", result.durationSec);
-    std::string line = shownName(mOptions.output) + text;
+    std::string line = nameOf(result) + text;
     if (mHasVideo) {
         line += ", " + formatCount(result.total.pictures, "picture") + ", " +
                 std::to_string(result.total.dropped) + " dropped";
@@ -116,7 +135,7 @@ std::string RecordCommand::causeOf(const Result& result) const {
     const bool wasInterrupted = result.failure.kind == FailureKind::kCancelled;
     const std::string cause = wasInterrupted ? "interrupted" : JobCommand::causeOf(result);
     if (!result.files.empty()) {
-        return cause + "; what was recorded until then is '" + shownName(mOptions.output) + "'";
+        return cause + "; what was recorded until then is '" + nameOf(result) + "'";
     }
     return wasInterrupted ? cause + ", nothing was recorded" : cause;
 }
@@ -124,7 +143,8 @@ std::string RecordCommand::causeOf(const Result& result) const {
 Json RecordCommand::fieldsOf(const Result& result) const {
     Json fields = Json::object();
     if (hasRecorded(result)) {
-        fields["output"] = mOptions.output;
+        fields["output"] = result.files.empty() ? mOptions.output : result.files.back();
+        if (mOptions.splitUs) fields["files"] = result.files;
         fields["duration_s"] = rounded(result.durationSec, 1000);
         fields["elapsed_s"] = rounded(result.total.elapsedSec, 1000);
         if (mHasVideo) {

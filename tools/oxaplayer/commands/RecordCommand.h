@@ -29,6 +29,8 @@ class RecordCommand : public JobCommand {
     std::string output() const override { return mOptions.output; }
     void onStart(const JobStart& start) override;
     void onProgress(const Progress& progress) override;
+    void onFile(const std::string& path) override;
+    std::string nameOf(const Result& result) const;
 
     RecordOptions mOptions;
     SourceChoice mSource;

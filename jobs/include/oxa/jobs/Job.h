@@ -41,6 +41,8 @@ class JobListener {
     virtual void onSourceEnd() {}
     // A cancel was heard; the output is being completed.
     virtual void onCancelling() {}
+    // A recording's file is whole and on the disk.
+    virtual void onFile(const std::string& /*path*/) {}
     // The plug of the HDMI receiver.
     virtual void onHotplug(bool /*plugged*/) {}
     // At the end of a job that did not fail: how many pieces of the input were damaged.

@@ -15,6 +15,10 @@ namespace oxa::jobs {
 
 struct RecordOptions : EncodeOptions {
     LiveSource source;
+    // Not given: all is one file. Otherwise a new one begins so often (microseconds, 1 s or more),
+    // or rather with the first key frame from then on; no picture and no sound is lost in between,
+    // and each file plays by itself. Key frames then come at least as often as files are to begin.
+    std::optional<int64_t> splitUs;
     std::optional<int64_t> durationUs;  // not given: until it is cancelled or the source ends
     bool preview = false;               // in a window; closing it ends the recording
     bool monitor = false;               // the sound is played while it is recorded
@@ -22,6 +26,10 @@ struct RecordOptions : EncodeOptions {
 
 // Records a camera or what comes into an HDMI receiver, with its sound, as AVC and AAC (stereo,
 // 48 kHz). Size and rate are those that the camera offers.
+//
+// The output's name may hold strftime's conversions, which are filled in with the local time at
+// which a file begins; %% is a percent sign. Without any, the files of a split recording are
+// numbered: "cam-001.mp4". A later file takes no name that is in use, unless it may be replaced.
 //
 // The file has its final name from the first byte; an old one that it replaces is moved aside first
 // and comes back if less than two seconds were recorded. What was recorded is kept when the

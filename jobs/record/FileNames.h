@@ -1,0 +1,41 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <ctime>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "oxa/jobs/Result.h"
+
+namespace oxa::jobs {
+
+// The names of a recording's files, one after the other. strftime's conversions in the pattern are
+// filled in with the local time at which a file begins; without any, the files of a recording that
+// has several are numbered: "cam-001.mp4". None is used twice, and whatever else has a name is left
+// alone, but for the first file's, which is its opener's to judge.
+class FileNames {
+  public:
+    // Nothing, or what is wrong with the pattern (kOptions).
+    static std::optional<Failure> check(const std::string& pattern);
+
+    FileNames(std::string pattern, bool hasSeveral)
+        : mPattern(std::move(pattern)), mHasSeveral(hasSeveral) {}
+
+    std::string first(time_t now);
+    // `mayReplace`: files of others.
+    std::string next(time_t now, bool mayReplace);
+
+  private:
+    bool isNumbered() const;
+    std::string nameAt(time_t now) const;
+
+    const std::string mPattern;
+    const bool mHasSeveral;
+    int mNumber = 0;  // of the file that was named last
+    std::set<std::string> mUsed;
+};
+
+}  // namespace oxa::jobs

@@ -1,0 +1,128 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "record/RecordFiles.h"
+
+#include <oxa/host/OutputFiles.h>
+
+#include <ctime>
+
+#include "encode/EncodeSetup.h"
+
+namespace oxa::jobs {
+
+RecordFiles::RecordFiles(const RecordOptions& options, JobContext& context)
+    : mOptions(options),
+      mContext(context),
+      mFileNames(options.output, options.splitUs.has_value()) {}
+
+std::optional<Failure> RecordFiles::open(Container container) {
+    EncodeOptions first = mOptions;
+    if (first.outputDescriptor < 0) first.output = mFileNames.first(time(nullptr));
+    mOpen.push_back(std::make_unique<OutputFile>(&mContext.cancelled()));
+    auto failure = openOutput(first, container, WriteWay::kInPlace, mOpen.front().get());
+    if (failure || !mOptions.splitUs) return failure;
+    if (!mOpen.front()->bytes()) {
+        return Failure{FailureKind::kOptions,
+                       "split needs files, '" + mOptions.output + "' is none"};
+    }
+    host::setOutputFiles(
+            {*mOptions.splitUs, [this] { return openNext(); }, [this] { finishOldest(); }});
+    return std::nullopt;
+}
+
+int RecordFiles::openNext() {
+    const std::lock_guard<std::mutex> lock(mLock);
+    const std::string name = mFileNames.next(time(nullptr), mOptions.replaceOutput);
+    auto file = std::make_unique<OutputFile>(&mContext.cancelled());
+    if (auto failure = file->openInPlace(name, mOptions.replaceOutput, -1)) {
+        mContext.queue()->push(
+                FileTrouble{failure->text + ", the recording goes on in the file before"});
+        return -1;
+    }
+    mOpen.back()->keep();
+    mOpen.push_back(std::move(file));
+    return mOpen.back()->descriptor();
+}
+
+void RecordFiles::finishOldest() {
+    const std::lock_guard<std::mutex> lock(mLock);
+    if (auto failure = finishFront()) mContext.queue()->push(FileTrouble{failure->text});
+}
+
+std::optional<Failure> RecordFiles::finishFront() {
+    OutputFile& file = *mOpen.front();
+    auto failure = file.finish();
+    mNames.push_back(file.currentName());
+    if (mOpen.size() == 1) return failure;
+    mFinishedBytes += file.bytes().value_or(0);
+    mOpen.pop_front();
+    return failure;
+}
+
+int RecordFiles::descriptor() const {
+    const std::lock_guard<std::mutex> lock(mLock);
+    return mOpen.front()->descriptor();
+}
+
+std::string RecordFiles::path() const {
+    const std::lock_guard<std::mutex> lock(mLock);
+    return mOpen.back()->path();
+}
+
+std::optional<int64_t> RecordFiles::bytes() const {
+    const std::lock_guard<std::mutex> lock(mLock);
+    int64_t sum = mFinishedBytes;
+    for (const auto& file : mOpen) {
+        const auto bytes = file->bytes();
+        if (!bytes) return std::nullopt;
+        sum += *bytes;
+    }
+    return sum;
+}
+
+void RecordFiles::keep() {
+    const std::lock_guard<std::mutex> lock(mLock);
+    // One that has just begun may be the first to meet a full disk.
+    const bool isEmpty = mOpen.back()->bytes() == 0;
+    if (!isEmpty || mOpen.size() == 1) mOpen.back()->keep();
+}
+
+bool RecordFiles::isKept() const {
+    const std::lock_guard<std::mutex> lock(mLock);
+    return !mNames.empty() || mOpen.back()->isKept();
+}
+
+std::optional<Failure> RecordFiles::finish() {
+    const std::lock_guard<std::mutex> lock(mLock);
+    if (mOpen.size() > 1 && mOpen.back()->bytes() == 0) {
+        mOpen.back()->discard();
+        mOpen.pop_back();
+    }
+    std::optional<Failure> failure;
+    for (size_t left = mOpen.size(); left > 0; --left) {
+        auto unfinished = finishFront();
+        if (!failure) failure = unfinished;
+    }
+    return failure;
+}
+
+std::vector<std::string> RecordFiles::names() const {
+    const std::lock_guard<std::mutex> lock(mLock);
+    return mNames;
+}
+
+std::vector<std::string> RecordFiles::takeFinished() {
+    const std::lock_guard<std::mutex> lock(mLock);
+    const std::vector<std::string> finished(mNames.begin() + mTold, mNames.end());
+    mTold = static_cast<std::ptrdiff_t>(mNames.size());
+    return finished;
+}
+
+void RecordFiles::discard() {
+    const std::lock_guard<std::mutex> lock(mLock);
+    for (const auto& file : mOpen)
+        file->discard();
+}
+
+}  // namespace oxa::jobs

@@ -1,0 +1,67 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "files/OutputFile.h"
+#include "oxa/jobs/Record.h"
+#include "record/FileNames.h"
+#include "run/JobContext.h"
+
+namespace oxa::jobs {
+
+// What one recording writes: a file, or one after the other, each under its final name from the
+// first byte on. The writer asks for the next ones on threads of its own; all else is the job's.
+class RecordFiles {
+  public:
+    // Both outlive this object. Tells the job's queue what happens to files.
+    RecordFiles(const RecordOptions& options, JobContext& context);
+    RecordFiles(const RecordFiles&) = delete;
+    RecordFiles& operator=(const RecordFiles&) = delete;
+
+    // Opens the first file, and has the session's writers ask for the others. Nothing when it is
+    // open; otherwise why not.
+    std::optional<Failure> open(Container container);
+
+    // Of the first one, until the recording has begun.
+    int descriptor() const;
+    // Of the file that is being written.
+    std::string path() const;
+    // How much there is in all files; nothing where that has no size.
+    std::optional<int64_t> bytes() const;
+    // There is something in the file that must not be lost.
+    void keep();
+    bool isKept() const;
+
+    // When the writers are gone: makes the rest durable.
+    std::optional<Failure> finish();
+    // Takes away what was not kept.
+    void discard();
+    // Of those that are finished: all, and those that nobody has taken yet.
+    std::vector<std::string> names() const;
+    std::vector<std::string> takeFinished();
+
+  private:
+    int openNext();
+    void finishOldest();
+    std::optional<Failure> finishFront();
+
+    const RecordOptions& mOptions;
+    JobContext& mContext;
+    mutable std::mutex mLock;  // guards what follows
+    FileNames mFileNames;
+    std::deque<std::unique_ptr<OutputFile>> mOpen;  // the last one is being written
+    std::vector<std::string> mNames;
+    std::ptrdiff_t mTold = 0;
+    int64_t mFinishedBytes = 0;
+};
+
+}  // namespace oxa::jobs
