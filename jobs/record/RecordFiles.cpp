@@ -17,6 +17,7 @@ RecordFiles::RecordFiles(const RecordOptions& options, JobContext& context)
       mFileNames(options.output, options.splitUs.has_value()) {}
 
 std::optional<Failure> RecordFiles::open(Container container) {
+    android::Mutex::Autolock lock(mLock);
     EncodeOptions first = mOptions;
     if (first.outputDescriptor < 0) first.output = mFileNames.first(time(nullptr));
     mOpen.push_back(std::make_unique<OutputFile>(&mContext.cancelled()));
@@ -32,7 +33,7 @@ std::optional<Failure> RecordFiles::open(Container container) {
 }
 
 int RecordFiles::openNext() {
-    const std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     const std::string name = mFileNames.next(time(nullptr), mOptions.replaceOutput);
     auto file = std::make_unique<OutputFile>(&mContext.cancelled());
     if (auto failure = file->openInPlace(name, mOptions.replaceOutput, -1)) {
@@ -46,11 +47,11 @@ int RecordFiles::openNext() {
 }
 
 void RecordFiles::finishOldest() {
-    const std::lock_guard<std::mutex> lock(mLock);
-    if (auto failure = finishFront()) mContext.queue()->push(FileTrouble{failure->text});
+    android::Mutex::Autolock lock(mLock);
+    if (auto failure = finishFrontLocked()) mContext.queue()->push(FileTrouble{failure->text});
 }
 
-std::optional<Failure> RecordFiles::finishFront() {
+std::optional<Failure> RecordFiles::finishFrontLocked() {
     OutputFile& file = *mOpen.front();
     auto failure = file.finish();
     mNames.push_back(file.currentName());
@@ -61,17 +62,17 @@ std::optional<Failure> RecordFiles::finishFront() {
 }
 
 int RecordFiles::descriptor() const {
-    const std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     return mOpen.front()->descriptor();
 }
 
 std::string RecordFiles::path() const {
-    const std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     return mOpen.back()->path();
 }
 
 std::optional<int64_t> RecordFiles::bytes() const {
-    const std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     int64_t sum = mFinishedBytes;
     for (const auto& file : mOpen) {
         const auto bytes = file->bytes();
@@ -82,45 +83,45 @@ std::optional<int64_t> RecordFiles::bytes() const {
 }
 
 void RecordFiles::keep() {
-    const std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     // One that has just begun may be the first to meet a full disk.
     const bool isEmpty = mOpen.back()->bytes() == 0;
     if (!isEmpty || mOpen.size() == 1) mOpen.back()->keep();
 }
 
 bool RecordFiles::isKept() const {
-    const std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     return !mNames.empty() || mOpen.back()->isKept();
 }
 
 std::optional<Failure> RecordFiles::finish() {
-    const std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     if (mOpen.size() > 1 && mOpen.back()->bytes() == 0) {
         mOpen.back()->discard();
         mOpen.pop_back();
     }
     std::optional<Failure> failure;
     for (size_t left = mOpen.size(); left > 0; --left) {
-        auto unfinished = finishFront();
+        auto unfinished = finishFrontLocked();
         if (!failure) failure = unfinished;
     }
     return failure;
 }
 
 std::vector<std::string> RecordFiles::names() const {
-    const std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     return mNames;
 }
 
 std::vector<std::string> RecordFiles::takeFinished() {
-    const std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     const std::vector<std::string> finished(mNames.begin() + mTold, mNames.end());
     mTold = static_cast<std::ptrdiff_t>(mNames.size());
     return finished;
 }
 
 void RecordFiles::discard() {
-    const std::lock_guard<std::mutex> lock(mLock);
+    android::Mutex::Autolock lock(mLock);
     for (const auto& file : mOpen)
         file->discard();
 }

@@ -3,10 +3,11 @@
 
 #pragma once
 
+#include <utils/Mutex.h>
+
 #include <cstddef>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -52,16 +53,17 @@ class RecordFiles {
   private:
     int openNext();
     void finishOldest();
-    std::optional<Failure> finishFront();
+    std::optional<Failure> finishFrontLocked() REQUIRES(mLock);
 
     const RecordOptions& mOptions;
     JobContext& mContext;
-    mutable std::mutex mLock;  // guards what follows
-    FileNames mFileNames;
-    std::deque<std::unique_ptr<OutputFile>> mOpen;  // the last one is being written
-    std::vector<std::string> mNames;
-    std::ptrdiff_t mTold = 0;
-    int64_t mFinishedBytes = 0;
+    mutable android::Mutex mLock;
+    FileNames mFileNames GUARDED_BY(mLock);
+    // The last one is being written.
+    std::deque<std::unique_ptr<OutputFile>> mOpen GUARDED_BY(mLock);
+    std::vector<std::string> mNames GUARDED_BY(mLock);
+    std::ptrdiff_t mTold GUARDED_BY(mLock) = 0;
+    int64_t mFinishedBytes GUARDED_BY(mLock) = 0;
 };
 
 }  // namespace oxa::jobs

@@ -94,7 +94,7 @@ int OutputChain::goOver(int64_t beginTime) {
 }
 
 void OutputChain::exchangeFiles(int descriptor, int64_t beginTime) {
-    const std::lock_guard<std::mutex> lock(mLock);
+    const AnnotatedLock lock(mLock);
     mFormer = std::move(mFile);
     mFile = {std::make_unique<WriterOutput>(descriptor), mFormer.muxer->another(), beginTime};
     if (mWaitsLimited) mFile.output->limitWaits();
@@ -106,7 +106,7 @@ void OutputChain::finishFormer() {
     mWritten = mFile.output.get();
     File former;
     {
-        const std::lock_guard<std::mutex> lock(mLock);
+        const AnnotatedLock lock(mLock);
         former = std::exchange(mFormer, {});
     }
     mFinisher = std::thread(oxa::host::inSession([this, file = std::move(former)] {
@@ -131,7 +131,7 @@ int OutputChain::finish() {
 }
 
 void OutputChain::limitWaits() {
-    const std::lock_guard<std::mutex> lock(mLock);
+    const AnnotatedLock lock(mLock);
     mWaitsLimited = true;
     for (const File* file : {&mFile, &mFormer}) {
         if (file->output != nullptr) file->output->limitWaits();

@@ -9,10 +9,10 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
+#include "base/AnnotatedMutex.h"
 #include "writer/ContainerMuxer.h"
 #include "writer/WriterOutput.h"
 
@@ -66,8 +66,8 @@ class OutputChain {
     void finishFormer();
 
     const OnFailed mOnFailed;
-    std::mutex mLock;  // guards mWaitsLimited, and changes of the files against limitWaits()
-    bool mWaitsLimited = false;
+    AnnotatedMutex mLock;  // changes of the files against limitWaits(), too
+    bool mWaitsLimited GUARDED_BY(mLock) = false;
     File mFile;
     File mFormer;  // empty: it is being finished, or there was none
     const WriterOutput* mWritten;
