@@ -277,6 +277,7 @@ TEST(FacadeTest, DrainEndsAtOnceWhenNothingWillCome) {
     EXPECT_EQ(job.player->drain(1000000), INVALID_OPERATION);
     advance(&job, TranscodeJob::kStop);
     EXPECT_EQ(job.player->drain(0), TIMED_OUT);
+    EXPECT_EQ(job.player->drain(10'000), TIMED_OUT) << "not by the end of the file";
     auto drained = std::async(std::launch::async, [&] { return job.player->drain(INT64_MAX); });
     EXPECT_EQ(drained.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
     EXPECT_EQ(job.player->stop(), OK);
