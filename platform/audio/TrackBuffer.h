@@ -118,8 +118,8 @@ class TrackBuffer : public SoundSource {
     int64_t mFirstLeadUs GUARDED_BY(mLock) = kLongestLeadUs;
     int64_t mLeadUs GUARDED_BY(mLock) = kLongestLeadUs;
     int64_t mLastUnderrunUs GUARDED_BY(mLock) = 0;  // as heard
-    int64_t mNextPullUs GUARDED_BY(mLock) =
-            0;  // when the sink takes what comes after the last fill()
+    // When the sink takes what comes after the last fill().
+    int64_t mNextPullUs GUARDED_BY(mLock) = 0;
     PacedWriter mWriter GUARDED_BY(mLock);
     size_t mLateFrames GUARDED_BY(mLock) = 0;  // to be left out
     bool mUnderrun GUARDED_BY(mLock) = false;  // to be reported

@@ -67,8 +67,8 @@ class SessionClock : public RefBase {
     int64_t mFrames GUARDED_BY(mLock) = 0;       // reported since mFirstTimeUs, at mSampleRate
     int32_t mSampleRate GUARDED_BY(mLock) = 0;
     bool mHeard GUARDED_BY(mLock) = false;  // sound was reported
-    int64_t mOffsetUs GUARDED_BY(mLock) =
-            0;                              // where the time moves to: media time - monotonic time
+    // Where the time moves to: media time - monotonic time.
+    int64_t mOffsetUs GUARDED_BY(mLock) = 0;
     bool mAsked GUARDED_BY(mLock) = false;  // the reader has called
     int64_t mFirstAskUs GUARDED_BY(mLock) = 0;
     int64_t mFirstPictureUs GUARDED_BY(mLock) = 0;

@@ -73,8 +73,8 @@ class RxBlockQueue {
     PictureStart mPictureStart GUARDED_BY(mLock);     // null once the beginning is known
     std::deque<LiveBlock> mRecent GUARDED_BY(mLock);  // of the last kMaxBackUs
     RxBlock mPending GUARDED_BY(mLock);               // not full yet; its time without jitter
-    int64_t mPendingFrames GUARDED_BY(mLock) =
-            0;  // that have left mPending since its time was taken
+    // That have left mPending since its time was taken.
+    int64_t mPendingFrames GUARDED_BY(mLock) = 0;
     std::deque<RxBlock> mBlocks GUARDED_BY(mLock);
     uint64_t mDropped GUARDED_BY(mLock) = 0;
     std::minstd_rand mRandom GUARDED_BY(mLock);

@@ -22,8 +22,8 @@ struct JoinOptions : OutputOptions {
 // channels, container; the first part that is not is named (kInput).
 //
 // The pictures of a part follow directly at the end of the last ones. Its sound keeps its place to
-// them within half a frame of AAC, however many parts there are: what an encoder has put in front of
-// it, and what is longer than the pictures of the part before, is left out.
+// them within half a frame of AAC, however many parts there are: what an encoder has put in front
+// of it, and what is longer than the pictures of the part before, is left out.
 //
 // Output and cancel() as of Transcode.
 class Join : public Job {
