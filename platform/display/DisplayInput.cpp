@@ -7,7 +7,61 @@
 
 #include <utility>
 
+#include "base/Monotonic.h"
+
 namespace android {
+
+// The consumer end of the queue.
+class DisplayInput::Intake : public PictureQueue::ConsumerListener {
+  public:
+    Intake(const sp<PictureQueue>& queue, Handler handler)
+        : mQueue(queue), mHandler(std::move(handler)) {}
+
+    void onPictureQueued() override {
+        AnnotatedLock lock(mLock);
+        mAgain = true;
+        // Nobody waits here: who is taking already takes this picture, too. It may be this thread,
+        // when a producer answers a free place with its next picture.
+        if (mTaking) return;
+        mTaking = true;
+        while (mAgain && !mClosed) {
+            mAgain = false;
+            lock.unlock();
+            takeAll();
+            lock.lock();
+        }
+        mTaking = false;
+        mIdle.notify_all();
+    }
+
+    void close() {
+        AnnotatedLock lock(mLock);
+        mClosed = true;
+        mIdle.wait(mLock, [this]() REQUIRES(mLock) { return !mTaking; });
+    }
+
+  private:
+    void takeAll() {
+        QueuedPicture queued;
+        while (mQueue->tryAcquire(&queued)) {
+            IntakePicture taken;
+            taken.picture = queued.picture;
+            taken.timestampNs = queued.timestampNs;
+            taken.arrivalUs = monotonicUs();
+            taken.format = mQueue->format();
+            mHandler(std::move(taken));
+        }
+    }
+
+    const sp<PictureQueue> mQueue;
+    const Handler mHandler;
+    AnnotatedMutex mLock;
+    AnnotatedCondition mIdle;
+    // By one thread at a time, so that pictures stay in order.
+    bool mTaking GUARDED_BY(mLock) = false;
+    bool mAgain GUARDED_BY(mLock) = false;  // something was queued meanwhile
+    bool mClosed GUARDED_BY(mLock) = false;
+};
 
 DisplayInput::DisplayInput(const std::string& name)
     : mName(name), mQueue(new PictureQueue), mProducer(new LocalBufferProducer(mQueue)) {}
@@ -16,8 +70,8 @@ DisplayInput::~DisplayInput() {
     close();
 }
 
-void DisplayInput::open(PictureIntake::Handler handler) {
-    mIntake = new PictureIntake(mQueue, std::move(handler));
+void DisplayInput::open(Handler handler) {
+    mIntake = new Intake(mQueue, std::move(handler));
     mQueue->setConsumer(mIntake);
 }
 

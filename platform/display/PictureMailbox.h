@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "base/AnnotatedMutex.h"
-#include "display/PictureIntake.h"
+#include "display/DisplayInput.h"
 
 namespace android {
 

@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "base/AnnotatedMutex.h"
-#include "display/PictureIntake.h"
+#include "display/DisplayInput.h"
 
 namespace android {
 

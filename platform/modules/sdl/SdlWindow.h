@@ -9,8 +9,8 @@
 #include <memory>
 #include <string>
 
+#include "display/DisplayInput.h"
 #include "display/PictureConverter.h"
-#include "display/PictureIntake.h"
 
 namespace android {
 
