@@ -151,9 +151,8 @@ bool askCameraAbilities(const std::string& source, const sp<LiveControl>& contro
         *cause = "cannot open '" + source + "': the device is gone";
         return false;
     }
-    const bool opened = parsed.scheme == LiveScheme::kV4l2
-                                ? askDevice(parsed.name, abilities, cause, error)
-                                : askReader(source, control, abilities, cause);
+    const bool opened = parsed.scheme->tellsModes ? askDevice(parsed.name, abilities, cause, error)
+                                                  : askReader(source, control, abilities, cause);
     std::vector<int>& rates = abilities->frameRates;
     std::sort(rates.begin(), rates.end());
     rates.erase(std::unique(rates.begin(), rates.end()), rates.end());

@@ -22,14 +22,16 @@ bool isPresent(int64_t timeUs, int64_t nowUs) {
     return timeUs > nowUs - kPresentUs && timeUs < nowUs + kPresentUs;
 }
 
-int v4l2Options(const LiveSource& source, const LiveOptions& options, DeviceOptions* result) {
+}  // namespace
+
+int v4l2Options(const std::string& name, const LiveOptions& options, DeviceOptions* result) {
+    if (options.kind != LiveKind::kPicture) return AVERROR_STREAM_NOT_FOUND;
     int error = 0;
-    const std::vector<V4l2Mode> modes = v4l2Modes(source.name, &error);
+    const std::vector<V4l2Mode> modes = v4l2Modes(name, &error);
     if (error != 0) return AVERROR(error);
     const V4l2Mode* mode = chooseV4l2Mode(modes, options.width, options.height, options.frameRate);
     // Another size is made of the largest.
     if (mode == nullptr) mode = chooseV4l2Mode(modes, 0, 0, options.frameRate);
-    result->format = "v4l2";
     result->settings["video_size"] =
             std::to_string(mode->width) + "x" + std::to_string(mode->height);
     result->settings["input_format"] = v4l2FormatName(mode->format);
@@ -37,15 +39,9 @@ int v4l2Options(const LiveSource& source, const LiveOptions& options, DeviceOpti
     return 0;
 }
 
-}  // namespace
-
-int deviceOptions(const LiveSource& source, const LiveOptions& options, DeviceOptions* result) {
-    if (source.scheme == LiveScheme::kV4l2) {
-        return options.kind == LiveKind::kPicture ? v4l2Options(source, options, result)
-                                                  : AVERROR_STREAM_NOT_FOUND;
-    }
+int soundDeviceOptions(const std::string& /*name*/, const LiveOptions& options,
+                       DeviceOptions* result) {
     if (options.kind == LiveKind::kPicture) return AVERROR_STREAM_NOT_FOUND;
-    result->format = source.scheme == LiveScheme::kAlsa ? "alsa" : "pulse";
     if (options.sampleRate > 0) {
         result->settings["sample_rate"] = std::to_string(options.sampleRate);
     }

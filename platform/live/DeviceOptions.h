@@ -11,15 +11,15 @@
 
 namespace android {
 
-// How libavdevice is asked for a device.
+// The settings with which libavdevice opens a device.
 struct DeviceOptions {
-    std::string format;  // "v4l2", "alsa", "pulse"
     std::map<std::string, std::string> settings;
 };
 
-// What is wanted of a device, in libavdevice's words. 0 or a negative AVERROR: the device is not
-// there, or lacks the size.
-int deviceOptions(const LiveSource& source, const LiveOptions& options, DeviceOptions* result);
+// What is wanted of a device, for its row of LiveScheme. 0 or a negative AVERROR: the device is not
+// there, lacks the size, or has nothing of the kind.
+int v4l2Options(const std::string& name, const LiveOptions& options, DeviceOptions* result);
+int soundDeviceOptions(const std::string& name, const LiveOptions& options, DeviceOptions* result);
 
 // When a frame was captured, on the monotonic clock. Drivers stamp on that clock, on the wall clock
 // (`wallClockUs` ahead of it), on another, or not at all (AV_NOPTS_VALUE): then it is now.

@@ -97,8 +97,8 @@ class FormatInput : public LiveInput {
         int err = 0;
         if (mSource.isDevice()) {
             DeviceOptions wanted;
-            err = deviceOptions(mSource, options, &wanted);
-            device = av_find_input_format(wanted.format.c_str());
+            err = mSource.scheme->ask(mSource.name, options, &wanted);
+            device = av_find_input_format(mSource.scheme->device);
             if (err >= 0 && device == nullptr) err = AVERROR_DEMUXER_NOT_FOUND;
             for (const auto& [name, value] : wanted.settings) {
                 av_dict_set(settings.address(), name.c_str(), value.c_str(), 0);

@@ -11,10 +11,8 @@
 #include <cerrno>
 #include <utility>
 
-#include "base/Module.h"
 #include "base/Monotonic.h"
 #include "ffmpeg/AvError.h"
-#include "live/GraphModule.h"
 #include "live/LiveConverter.h"
 #include "live/LiveInput.h"
 
@@ -40,13 +38,6 @@ int64_t durationUs(const LiveBlock& block) {
     return frames * 1000000 / block.sampleRate;
 }
 
-std::unique_ptr<LiveInput> openInput(const LiveSource& source, const LiveOptions& options,
-                                     std::string* error) {
-    if (source.scheme != LiveScheme::kLavfi) return openFormatInput(source, options, error);
-    const auto* module = loadModule<GraphModule>(error);
-    return module != nullptr ? module->openInput(source, options, error) : nullptr;
-}
-
 }  // namespace
 
 LiveReader::LiveReader(const LiveOptions& options, bool isDevice)
@@ -60,7 +51,7 @@ LiveReader::~LiveReader() = default;
 std::unique_ptr<LiveReader> LiveReader::open(const LiveOptions& options, std::string* error) {
     LiveSource source;
     if (!parseLiveSource(options.source, &source, error)) return nullptr;
-    auto input = openInput(source, options, error);
+    auto input = source.scheme->open(source, options, error);
     if (input == nullptr) return nullptr;
     std::unique_ptr<LiveReader> reader(new LiveReader(options, source.isDevice()));
     reader->mInfo = input->info();

@@ -57,15 +57,15 @@ TEST(DeviceOptions, NameWhatIsWantedOfSound) {
     LiveOptions options;
     options.kind = LiveKind::kSound;
     DeviceOptions result;
-    ASSERT_EQ(0, deviceOptions(source, options, &result));
-    EXPECT_EQ("alsa", result.format);
+    ASSERT_EQ(0, source.scheme->ask(source.name, options, &result));
+    EXPECT_STREQ("alsa", source.scheme->device);
     EXPECT_TRUE(result.settings.empty());
 
     ASSERT_TRUE(parseLiveSource("pulse:alsa_input.usb", &source, &error));
     options.channels = 2;
     options.sampleRate = 44100;
-    ASSERT_EQ(0, deviceOptions(source, options, &result));
-    EXPECT_EQ("pulse", result.format);
+    ASSERT_EQ(0, source.scheme->ask(source.name, options, &result));
+    EXPECT_STREQ("pulse", source.scheme->device);
     const std::map<std::string, std::string> wanted = {{"channels", "2"}, {"sample_rate", "44100"}};
     EXPECT_EQ(wanted, result.settings);
 }
@@ -75,7 +75,7 @@ TEST(LiveSource, TakesWhatHasNoKnownSchemeAsAFile) {
     std::string error;
     for (const char* path : {"clip.mp4", "/a/v4l2:b.ts", "odd:name.mkv", "V4L2:/dev/video0"}) {
         ASSERT_TRUE(parseLiveSource(path, &source, &error));
-        EXPECT_EQ(LiveScheme::kFile, source.scheme) << path;
+        EXPECT_STREQ("", source.scheme->prefix) << path;
         EXPECT_EQ(path, source.name);
         EXPECT_FALSE(source.isDevice());
     }
