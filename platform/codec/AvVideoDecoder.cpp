@@ -9,21 +9,16 @@
 #include <log/log.h>
 #include <media/MediaCodecBuffer.h>
 #include <media/stagefright/MediaCodec.h>
-#include <media/stagefright/foundation/ALooper.h>
 
 #include <algorithm>
 #include <climits>
-#include <cmath>
 #include <cstring>
-#include <string>
 
-#include "base/Monotonic.h"
 #include "codec/CodecThreads.h"
 #include "ffmpeg/AvLog.h"
 #include "ffmpeg/AvPicture.h"
 #include "ffmpeg/CodecTable.h"
 #include "ffmpeg/MediaLimits.h"
-#include "ffmpeg/SampleForm.h"
 #include "ffmpeg/TimeBase.h"
 #include "graphics/LocalBufferProducer.h"
 
@@ -36,39 +31,12 @@ namespace android {
 namespace {
 
 constexpr unsigned kMaxThreads = 4;
-// Tunneled playback.
-constexpr int64_t kMaxLateUs = 30000;
-constexpr int64_t kMinWaitUs = 500;
-constexpr int64_t kClockPollUs = 10000;
 constexpr int64_t kUnknownDurationUs = 1000000 / 30;
 // Divisible by all small numbers.
 constexpr int kMostFineness = 840;
 constexpr int64_t kMostPts = INT64_MAX / kMostFineness / 4;
 constexpr int32_t kColorFormatYuv420Planar = 19;
 constexpr int32_t kColorFormatYuv420SemiPlanar = 21;
-
-// "csd-0", "csd-1", ... one after the other.
-std::vector<uint8_t> codecSpecificData(const sp<AMessage>& format) {
-    std::vector<uint8_t> data;
-    sp<ABuffer> csd;
-    for (int i = 0; format->findBuffer(("csd-" + std::to_string(i)).c_str(), &csd); ++i) {
-        data.insert(data.end(), csd->data(), csd->data() + csd->size());
-    }
-    return data;
-}
-
-// A track with what the plain keys of a format tell; null when they do not tell enough.
-sp<TrackParameters> parametersFromFormat(const AString& mime, const sp<AMessage>& format) {
-    const AVCodecID codec = codecForMime(mime.c_str());
-    if (codec == AV_CODEC_ID_NONE) return nullptr;
-    const AvParametersOwner parameters(avcodec_parameters_alloc());
-    parameters->codec_type = AVMEDIA_TYPE_VIDEO;
-    parameters->codec_id = codec;
-    format->findInt32("width", &parameters->width);
-    format->findInt32("height", &parameters->height);
-    setCodecData(codecSpecificData(format), parameters);
-    return new TrackParameters(*parameters, kMicroseconds, 0);
-}
 
 }  // namespace
 
@@ -91,7 +59,9 @@ class AvVideoDecoder::SurfaceListener : public PictureQueue::ProducerListener {
 };
 
 AvVideoDecoder::AvVideoDecoder(const AString& mime)
-    : mMime(mime), mDamage(oxa::host::FaultSource::kDecoder, "damaged picture data skipped") {
+    : mMime(mime),
+      mTunnel([this](int64_t untilUs) { return sleepUntil(untilUs); }),
+      mDamage(oxa::host::FaultSource::kDecoder, "damaged picture data skipped") {
     routeAvLog();
     limitAvAllocations();
 }
@@ -107,67 +77,11 @@ AString AvVideoDecoder::name() const {
 }
 
 status_t AvVideoDecoder::configure(const sp<AMessage>& format, const sp<Surface>& surface) {
-    sp<RefBase> parameters;
-    if (format->findObject(kFormatKeyTrackParameters, &parameters)) {
-        mTrack = static_cast<TrackParameters*>(parameters.get());
-    } else {
-        mTrack = parametersFromFormat(mMime, format);
-    }
-    if (mTrack == nullptr || avcodec_find_decoder(mTrack->codec().codec_id) == nullptr) {
-        return BAD_VALUE;
-    }
-    mStartUs = -mTrack->toUs(0);
-
-    int32_t maxInputSize = 0;
-    format->findInt32("max-input-size", &maxInputSize);
-    const int64_t pictureBytes =
-            static_cast<int64_t>(mTrack->codec().width) * mTrack->codec().height * 3 / 2;
-    mInputCapacity = maxInputSize > 0 ? static_cast<size_t>(maxInputSize)
-                                      : std::max<size_t>(kMinInputCapacity, pictureBytes);
-
-    readTunnel(format, surface);
-    const status_t err = readConversion(format);
+    const status_t err = readVideoRequest(mMime, format, &mRequest);
+    if (mRequest.track != nullptr) mStartUs = -mRequest.track->toUs(0);
+    // Only what has a surface can be shown.
+    mRequest.tunneled = mRequest.tunneled && surface != nullptr;
     return err == OK && surface != nullptr ? connect(surface) : err;
-}
-
-status_t AvVideoDecoder::readConversion(const sp<AMessage>& format) {
-    int32_t rotationDegrees = 0;
-    int32_t mirrored = 0;
-    int32_t width = 0;
-    int32_t height = 0;
-    float frameRate = 0;
-    mConversion = Conversion();
-    format->findInt32("rotation-degrees", &rotationDegrees);
-    format->findInt32(kFormatKeyMirrored, &mirrored);
-    format->findInt32("video-de-interlace", &mConversion.deinterlace);
-    format->findInt32("eFps", &mConversion.frameRate);
-    format->findInt32("eWid", &width);
-    format->findInt32("eHei", &height);
-    format->findAsFloat("frame-rate", &frameRate);
-    if (width < 0 || height < 0 || mConversion.frameRate < 0) return BAD_VALUE;
-    mSizeAsked = width > 0 && height > 0;
-    if (mSizeAsked) {
-        mConversion.width = width;
-        mConversion.height = height;
-    }
-    mConversion.rotationDegrees = (rotationDegrees % 360 + 360) % 360;
-    mConversion.mirrored = mirrored != 0;
-    mConversion.sourceFrameRate = static_cast<int>(std::lround(std::max(frameRate, 0.0F)));
-    mFrameDuration = frameRate > 0 ? av_rescale_q(std::llround(1000000 / frameRate), kMicroseconds,
-                                                  mTrack->timeBase())
-                                   : 0;
-    return OK;
-}
-
-void AvVideoDecoder::readTunnel(const sp<AMessage>& format, const sp<Surface>& surface) {
-    int32_t tunneled = 0;
-    int32_t noAudio = 0;
-    mHwSync = 0;
-    format->findInt32("feature-tunneled-playback", &tunneled);
-    format->findInt32("audio-hw-sync", &mHwSync);
-    format->findInt32("tunnel-no-audio", &noAudio);
-    mTunneled = tunneled != 0 && surface != nullptr;
-    if (noAudio != 0) mHwSync = 0;
 }
 
 status_t AvVideoDecoder::connect(const sp<Surface>& surface) {
@@ -183,8 +97,8 @@ status_t AvVideoDecoder::connect(const sp<Surface>& surface) {
     int32_t height = 0;
     mQueue->requiredSize(&width, &height);
     if (width > 0 && height > 0) {
-        mConversion.width = width;
-        mConversion.height = height;
+        mRequest.conversion.width = width;
+        mRequest.conversion.height = height;
     }
     return OK;
 }
@@ -196,7 +110,7 @@ void AvVideoDecoder::onStopped() {
 }
 
 status_t AvVideoDecoder::openCodec() {
-    const AVCodec* decoder = avcodec_find_decoder(mTrack->codec().codec_id);
+    const AVCodec* decoder = avcodec_find_decoder(mRequest.track->codec().codec_id);
     mCodec.reset(avcodec_alloc_context3(decoder));
     mPacket.reset(av_packet_alloc());
     mDecoded.reset(av_frame_alloc());
@@ -206,17 +120,17 @@ status_t AvVideoDecoder::openCodec() {
     }
     mDamage.start(name().c_str());
     mDamage.listenTo(mCodec);
-    mCodec->pkt_timebase = mTrack->timeBase();
-    const AVCodecParameters& stream = mTrack->codec();
+    mCodec->pkt_timebase = mRequest.track->timeBase();
+    const AVCodecParameters& stream = mRequest.track->codec();
     mCodec->thread_count = codecThreads(stream.width, stream.height, kMaxThreads);
     mCodec->thread_type = FF_THREAD_FRAME | FF_THREAD_SLICE;
     mCodec->max_pixels = limits::kMaxPicturePoints;
-    if (avcodec_parameters_to_context(mCodec, &mTrack->codec()) < 0 ||
+    if (avcodec_parameters_to_context(mCodec, &mRequest.track->codec()) < 0 ||
         avcodec_open2(mCodec, decoder, nullptr) < 0) {
         ALOGE("%s cannot be opened", name().c_str());
         return BAD_VALUE;
     }
-    if (mTunneled) mClock = SessionClock::forHwSync(mHwSync);
+    if (mRequest.tunneled) mTunnel.start(mRequest.hwSync);
     startTimes();
     mFormatReported = false;
     mDrained = false;
@@ -224,24 +138,24 @@ status_t AvVideoDecoder::openCodec() {
 }
 
 void AvVideoDecoder::startTimes() {
-    const AVRational stream = mTrack->timeBase();
+    const AVRational stream = mRequest.track->timeBase();
     // Filters may halve it once more.
     mFineness = std::clamp(INT_MAX / 2 / stream.den, 1, kMostFineness);
     const AVRational fine = {stream.num, stream.den * mFineness};
     const int64_t unknownDuration = av_rescale_q(kUnknownDurationUs, kMicroseconds, fine);
-    mTimes.start(mFrameDuration > 0 ? mFrameDuration * mFineness : unknownDuration,
+    mTimes.start(mRequest.frameDuration > 0 ? mRequest.frameDuration * mFineness : unknownDuration,
                  av_rescale_q_rnd(1, kMicroseconds, fine, AV_ROUND_UP));
-    mConverter.start(mConversion, fine);
+    mConverter.start(mRequest.conversion, fine);
     const int64_t startPts = av_rescale_q(mStartUs, kMicroseconds, stream);
-    mNextPts = av_rescale_q(mStartUs + mTrack->fileBeginUs(), kMicroseconds, stream);
+    mNextPts = av_rescale_q(mStartUs + mRequest.track->fileBeginUs(), kMicroseconds, stream);
     mEndPts = startPts;
-    mConversionStartPts = mConversion.frameRate == 0 ? 0 : startPts * mFineness;
-    mConversionStartUs = mConversion.frameRate == 0 ? mStartUs : 0;
+    mConversionStartPts = mRequest.conversion.frameRate == 0 ? 0 : startPts * mFineness;
+    mConversionStartUs = mRequest.conversion.frameRate == 0 ? mStartUs : 0;
     mLastTimeUs = 0;
 }
 
 void AvVideoDecoder::closeCodec() {
-    mClock.clear();
+    mTunnel.stop();
     mTimes.start(1, 1);
     mConverter.start(Conversion(), kMicroseconds);
     mConverted.reset();
@@ -283,7 +197,7 @@ void AvVideoDecoder::runWorker() {
 }
 
 void AvVideoDecoder::reportEnd() {
-    if (mTunneled) {
+    if (mTunnel.isOn()) {
         client()->onError(WOULD_BLOCK, ACTION_CODE_RECOVERABLE);
     } else {
         emitEnd(mLastTimeUs);
@@ -307,8 +221,9 @@ bool AvVideoDecoder::fillPacket(const CodecInput& input) {
         return false;
     }
     memcpy(mPacket->data, input.buffer->data(), input.buffer->size());
-    if (!mTrack->popSample(input.timeUs, mPacket)) {
-        mPacket->pts = av_rescale_q(input.timeUs + mStartUs, kMicroseconds, mTrack->timeBase());
+    if (!mRequest.track->popSample(input.timeUs, mPacket)) {
+        mPacket->pts =
+                av_rescale_q(input.timeUs + mStartUs, kMicroseconds, mRequest.track->timeBase());
     }
     return true;
 }
@@ -343,7 +258,7 @@ bool AvVideoDecoder::receiveFrames() {
 
 bool AvVideoDecoder::handleFrame() {
     const int64_t pts = ptsOfFrame();
-    if (!mTrack->shows(mTrack->toUs(pts))) {
+    if (!mRequest.track->shows(mRequest.track->toUs(pts))) {
         av_frame_unref(mDecoded);
         return true;
     }
@@ -380,7 +295,7 @@ int64_t AvVideoDecoder::ptsOfFrame() {
     if (pts == AV_NOPTS_VALUE) pts = mNextPts;
     pts = std::clamp(pts, -kMostPts, kMostPts);
     mEndKnown = mDecoded->pkt_duration > 0;
-    mNextPts = pts + (mEndKnown ? mDecoded->pkt_duration : mFrameDuration);
+    mNextPts = pts + (mEndKnown ? mDecoded->pkt_duration : mRequest.frameDuration);
     return pts;
 }
 
@@ -409,43 +324,13 @@ bool AvVideoDecoder::emitPicture() {
     CodecOutput output;
     output.timeUs = timeUsOf(*mConverted);
     mLastTimeUs = output.timeUs;
-    if (mTunneled) return renderTunneled();
     if (mQueue == nullptr) {
         output.data = copyOf(*mConverted);
         return output.data == nullptr || emit(output);
     }
     if (!waitUntil([this] { return mQueue->tryReserve(); })) return false;
     output.picture = new AvPicture(mConverted, output.timeUs);
-    return emit(output);
-}
-
-bool AvVideoDecoder::renderTunneled() {
-    const int64_t timeUs = mLastTimeUs;
-    int64_t lateUs = 0;
-    if (!waitUntil([this] { return mQueue->tryReserve(); }) || !waitForTurn(timeUs, &lateUs)) {
-        return false;
-    }
-    if (lateUs > kMaxLateUs) {
-        mQueue->cancelReservation();
-    } else {
-        mQueue->queue(new AvPicture(mConverted, timeUs), monotonicUs() * 1000);
-    }
-    return true;
-}
-
-bool AvVideoDecoder::waitForTurn(int64_t timeUs, int64_t* lateUs) {
-    for (;;) {
-        const int64_t nowUs = monotonicUs();
-        const int64_t mediaTimeUs = mClock->mediaTimeUs(nowUs, timeUs);
-        const bool running = mediaTimeUs != SessionClock::kNotRunning;
-        if (running && mediaTimeUs >= timeUs) {
-            *lateUs = mediaTimeUs - timeUs;
-            return !stopping();
-        }
-        // While the clock catches up with the sound it runs up to twice as fast.
-        const int64_t waitUs = running ? (timeUs - mediaTimeUs) / 2 : kClockPollUs;
-        if (!sleepUntil(nowUs + std::clamp(waitUs, kMinWaitUs, kClockPollUs))) return false;
-    }
+    return mTunnel.isOn() ? mTunnel.render(mQueue, output.picture) : emit(output);
 }
 
 int64_t AvVideoDecoder::timeUsOf(const AVFrame& converted) const {
@@ -472,8 +357,8 @@ bool AvVideoDecoder::drain() {
 
 // Of the last picture.
 int64_t AvVideoDecoder::endUs() const {
-    const int64_t endUs = mTrack->toUs(mEndPts);
-    return mTrack->hasWindow() ? std::min(endUs, mTrack->windowEndUs()) : endUs;
+    const int64_t endUs = mRequest.track->toUs(mEndPts);
+    return mRequest.track->hasWindow() ? std::min(endUs, mRequest.track->windowEndUs()) : endUs;
 }
 
 // ---- Formats
@@ -502,22 +387,23 @@ void AvVideoDecoder::reportFormat(const PictureFormat& format) {
 
 PictureFormat AvVideoDecoder::formatOf(const AVFrame& frame) const {
     PictureFormat format = pictureFormatOf(frame);
-    if (mSizeAsked) format.aspectNumerator = format.aspectDenominator = 1;
-    const bool keepsRate = mConversion.frameRate == 0 && mConversion.deinterlace < 2;
-    if (keepsRate) format.frameRate = mTrack->frameRate();
+    if (mRequest.sizeAsked) format.aspectNumerator = format.aspectDenominator = 1;
+    const bool keepsRate =
+            mRequest.conversion.frameRate == 0 && mRequest.conversion.deinterlace < 2;
+    if (keepsRate) format.frameRate = mRequest.track->frameRate();
     return format;
 }
 
 // For a stream of which no picture could be decoded.
 PictureFormat AvVideoDecoder::formatOfStream() const {
-    const bool upright = mConversion.rotationDegrees % 180 == 0;
-    const AVCodecParameters& stream = mTrack->codec();
+    const bool upright = mRequest.conversion.rotationDegrees % 180 == 0;
+    const AVCodecParameters& stream = mRequest.track->codec();
     PictureFormat format;
     format.width = upright ? stream.width : stream.height;
     format.height = upright ? stream.height : stream.width;
-    if (mConversion.width != 0) {
-        format.width = mConversion.width;
-        format.height = mConversion.height;
+    if (mRequest.conversion.width != 0) {
+        format.width = mRequest.conversion.width;
+        format.height = mRequest.conversion.height;
     }
     return format;
 }

@@ -3,13 +3,13 @@
 
 #pragma once
 
-#include "base/SessionClock.h"
 #include "codec/DamageCounter.h"
 #include "codec/TimeSpreader.h"
+#include "codec/TunneledRenderer.h"
+#include "codec/VideoRequest.h"
 #include "codec/WorkerComponent.h"
 #include "ffmpeg/AvOwner.h"
 #include "ffmpeg/PictureConversion.h"
-#include "ffmpeg/TrackParameters.h"
 #include "graphics/PictureQueue.h"
 
 namespace android {
@@ -38,7 +38,7 @@ class AvVideoDecoder : public WorkerComponent {
     AString name() const override;
     status_t configure(const sp<AMessage>& format, const sp<Surface>& surface) override;
     size_t inputCount() const override { return kInputCount; }
-    size_t inputCapacity() const override { return mInputCapacity; }
+    size_t inputCapacity() const override { return mRequest.inputCapacity; }
     void releaseOutput(const CodecOutput& output, bool render, int64_t timestampNs) override;
 
   protected:
@@ -53,10 +53,7 @@ class AvVideoDecoder : public WorkerComponent {
     class SurfaceListener;
 
     static constexpr size_t kInputCount = 2;
-    static constexpr size_t kMinInputCapacity = size_t{1024} * 1024;
 
-    status_t readConversion(const sp<AMessage>& format);
-    void readTunnel(const sp<AMessage>& format, const sp<Surface>& surface);
     status_t connect(const sp<Surface>& surface);
 
     // Worker only. The steps answer false when the component is being stopped.
@@ -69,8 +66,6 @@ class AvVideoDecoder : public WorkerComponent {
     bool finishConversion();
     bool emitConverted();
     bool emitPicture();
-    bool renderTunneled();
-    bool waitForTurn(int64_t timeUs, int64_t* lateUs);
     bool drain();
     void reportEnd();
 
@@ -87,27 +82,21 @@ class AvVideoDecoder : public WorkerComponent {
     const AString mMime;
 
     // Set by configure, constant while the worker runs.
-    sp<TrackParameters> mTrack;
-    size_t mInputCapacity = kMinInputCapacity;
-    Conversion mConversion;
-    bool mSizeAsked = false;  // then samples are taken to be square
+    VideoRequest mRequest;
     sp<PictureQueue> mQueue;  // null without a surface
     sp<SurfaceListener> mListener;
-    bool mTunneled = false;
-    int32_t mHwSync = 0;
     int64_t mStartUs = 0;  // the stream's time of the track's time 0
     // A new frame rate counts from the track's time 0 and needs it taken off before the conversion;
     // else it is taken off behind it, which keeps times exact.
     int64_t mConversionStartPts = 0;  // in the finer time base
     int64_t mConversionStartUs = 0;
-    int64_t mFrameDuration = 0;  // by the frame rate, in the stream's time base; 0: not known
 
     // Worker only while it runs.
     AvCodecOwner mCodec;
     AvPacketOwner mPacket;
     AvFrameOwner mDecoded;
     AvFrameOwner mConverted;
-    sp<SessionClock> mClock;  // of tunneled playback
+    TunneledRenderer mTunnel;
     // Pictures between those of the stream need times between the stream's: it counts times so
     // much finer than the stream from there on.
     int mFineness = 1;
