@@ -11,9 +11,7 @@ namespace android {
 // MPEG-2 transport stream. Tracks are interleaved with at most a second of delay.
 class TsMuxer : public ContainerMuxer {
   public:
-    std::unique_ptr<ContainerMuxer> another() const override {
-        return std::make_unique<TsMuxer>();
-    }
+    std::unique_ptr<ContainerMuxer> another() const override { return std::make_unique<TsMuxer>(); }
     bool accepts(const char* mime,
                  const std::vector<std::unique_ptr<TrackDescription>>& others) const override;
     AvcForm avcForm() const override { return AvcForm::kAnnexB; }
