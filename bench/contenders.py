@@ -29,6 +29,7 @@ class Job:
     channels: int  # 0: no sound
     sample_rate: int
     copies: int = 1
+    remuxed: bool = False  # samples are copied as they are
 
     @property
     def key_frame_distance(self):
@@ -51,6 +52,8 @@ class OxaPlayer:
             return [[self._concurrent, str(job.source), str(job.width), str(job.height),
                      str(job.video_bit_rate), str(KEY_FRAME_INTERVAL_S), str(job.channels),
                      str(job.sample_rate), *outputs]]
+        if job.remuxed:
+            return [[self._player, "remux", str(job.source), "-o", outputs[0], "--quiet"]]
         return [[self._player, "transcode", str(job.source), "-o", outputs[0], "--quiet",
                  "--size", job.size, "--video-bitrate", str(job.video_bit_rate),
                  "--keyframe-interval", str(KEY_FRAME_INTERVAL_S)]]
@@ -76,6 +79,9 @@ class FFmpeg:
         return [self._command(job, output) for output in outputs]
 
     def _command(self, job, output):
+        if job.remuxed:
+            return ["ffmpeg", "-v", "error", "-nostdin", "-y", "-i", str(job.source),
+                    "-map", "0:v:0", "-map", "0:a:0?", "-c", "copy", output]
         scale = ["-vf", f"scale={job.width}:{job.height}:flags=bicubic"] if job.scaled else []
         return ["ffmpeg", "-v", "error", "-nostdin", "-y", *self._decoder, "-i", str(job.source),
                 "-map", "0:v:0", "-map", "0:a:0?", *scale, *self._pass_through,
@@ -113,6 +119,10 @@ PEERS = {
     "ffmpeg-few-threads": ("ffmpeg", lambda: [FFmpeg(DECODER_THREADS)]),
     "gstreamer": ("gst-launch-1.0", lambda: [GStreamer()]),
 }
+
+
+# Those that copy samples.
+REMUXING_PEERS = {"ffmpeg"}
 
 
 def is_installed(peer):

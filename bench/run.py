@@ -76,10 +76,13 @@ def case_makers(arguments):
             (f"{FULL_HD}_{CONCURRENT_COPIES}_at_once", None, 6_000_000, CONCURRENT_SECONDS,
              CONCURRENT_COPIES)):
         makers[name] = full_hd(name, *settings)
+    remux = f"{FULL_HD}_remux"
+    makers[remux] = lambda: make_job(player, remux, media.full_hd_clip(seconds, arguments.cache),
+                                     remuxed=True)
     return makers
 
 
-def make_job(player, name, source, size=None, bit_rate=None, copies=1):
+def make_job(player, name, source, size=None, bit_rate=None, copies=1, remuxed=False):
     video, audio = media.tracks(player, source)
     upright = (video["width"], video["height"])
     if video["rotation"] % 180:
@@ -91,7 +94,8 @@ def make_job(player, name, source, size=None, bit_rate=None, copies=1):
         frame_rate=video["frame_rate"],
         video_bit_rate=bit_rate or width * height * BITS_PER_PIXEL,
         channels=audio["channels"] if audio else 0,
-        sample_rate=audio["sample_rate"] if audio else 0, copies=copies)
+        sample_rate=audio["sample_rate"] if audio else 0, copies=copies,
+        remuxed=remuxed)
 
 
 def run_once(contender, job, folder):
@@ -136,6 +140,10 @@ def measure(job, sides, count):
 def compare_job(job, arguments, peers):
     """Returns comparisons, all runs, and the names of the contenders that failed."""
     ours = contenders.OxaPlayer(arguments.bin)
+    targets = comparison.TARGETS
+    if job.remuxed:
+        peers = [peer for peer in peers if peer in contenders.REMUXING_PEERS]
+        targets = comparison.REMUX_TARGETS
     variants = {peer: contenders.variants(peer) for peer in peers}
     sides = [ours, *(side for peer in peers for side in variants[peer])]
     all_runs = measure(job, sides, arguments.runs)
@@ -143,7 +151,8 @@ def compare_job(job, arguments, peers):
     for peer in peers:
         runs = [all_runs[side] for side in variants[peer] if side in all_runs]
         if runs and ours in all_runs:
-            comparisons.append(comparison.compare(job.name, peer, all_runs[ours], runs))
+            comparisons.append(comparison.compare(job.name, peer, all_runs[ours], runs,
+                                                  targets))
     return comparisons, all_runs.values(), [side.name for side in sides if side not in all_runs]
 
 
