@@ -26,9 +26,7 @@ std::optional<Failure> CopyWork::doWork() {
     if (auto failure = openOutput(mOptions, mContainer, WriteWay::kWhenComplete, &mOutput)) {
         return failure;
     }
-    JobStart start = started();
-    start.container = mContainer;
-    mContext.listener().onStart(start);
+    mContext.listener().onStart(started(mContainer));
     return copy();
 }
 

@@ -29,7 +29,8 @@ class CopyWork {
 
     // Checks and opens what is read; nothing, or what is wrong. From here on the output is opened.
     virtual std::optional<Failure> openInputs() = 0;
-    virtual JobStart started() const = 0;
+    // What the listener is told; also sets what the output says of itself.
+    virtual JobStart started(Container container) const = 0;
     virtual CopyRun::Work work(const OutputFile& output, Container container) = 0;
 
     JobContext& context() const { return mContext; }

@@ -7,6 +7,7 @@
 
 #include "copy/CopyWork.h"
 #include "encode/EncodeSetup.h"
+#include "tracks/SourceTags.h"
 #include "tracks/SourceTracks.h"
 
 namespace oxa::jobs {
@@ -23,7 +24,7 @@ class JoinWork : public CopyWork {
 
   private:
     std::optional<Failure> openInputs() override;
-    JobStart started() const override { return {mTracks, {}}; }
+    JobStart started(Container container) const override;
     CopyRun::Work work(const OutputFile& output, Container container) override;
     std::optional<Failure> open(const std::string& name, InputFile* file) const;
     std::optional<Failure> openPart(size_t number, CopyRun::Part* part) const;
@@ -32,7 +33,8 @@ class JoinWork : public CopyWork {
     std::optional<Failure> listTracks();
 
     const JoinOptions& mOptions;
-    std::vector<Track> mTracks;
+    TrackChoice mTracks;
+    std::optional<host::InputDescription> mFirst;  // part
     std::unique_ptr<host::CopyInput> mSound;
     int64_t mDurationUs = 0;
 };
@@ -96,9 +98,20 @@ std::optional<Failure> JoinWork::listTracks() {
             return failure;
         }
         if (auto failure = readTracks(file, &tracks)) return failure;
-        if (const auto track = firstOf(tracks, isVideo)) mTracks.push_back(*track);
+        if (isVideo) mFirst = host::inputDescription();
+        (isVideo ? mTracks.video : mTracks.audio) = firstOf(tracks, isVideo);
     }
     return std::nullopt;
+}
+
+// What the first part says is taken to be true of the whole, but for its chapters.
+JobStart JoinWork::started(Container container) const {
+    if (mFirst) {
+        host::OutputTags tags = keptTags(*mFirst, mTracks, {}, container);
+        tags.chapters.clear();
+        host::setOutputTags(tags);
+    }
+    return {tracksOf(mTracks), container, {}};
 }
 
 CopyRun::Work JoinWork::work(const OutputFile& output, Container container) {

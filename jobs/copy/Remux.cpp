@@ -9,6 +9,7 @@
 #include "copy/CopyWork.h"
 #include "encode/EncodeSetup.h"
 #include "tracks/PartChoice.h"
+#include "tracks/SourceTags.h"
 #include "tracks/SourceTracks.h"
 
 namespace oxa::jobs {
@@ -22,13 +23,13 @@ class RemuxWork : public CopyWork {
 
   private:
     std::optional<Failure> openInputs() override;
-    JobStart started() const override { return {mTracks, {}}; }
+    JobStart started(Container container) const override;
     CopyRun::Work work(const OutputFile& output, Container container) override;
     int64_t durationUs() const;
 
     const RemuxOptions& mOptions;
     InputFile mFile;
-    std::vector<Track> mTracks;  // that are copied
+    TrackChoice mTracks;
     std::unique_ptr<host::CopyInput> mInput = std::make_unique<host::CopyInput>();
 };
 
@@ -40,10 +41,19 @@ std::optional<Failure> RemuxWork::openInputs() {
     std::vector<Track> tracks;
     if (auto failure = readTracks(mFile, &tracks)) return failure;
     if (auto failure = choosePart(mFile, mOptions.part, &tracks)) return failure;
-    for (const bool isVideo : {true, false}) {
-        if (const auto track = firstOf(tracks, isVideo)) mTracks.push_back(*track);
-    }
+    mTracks = {firstOf(tracks, true), firstOf(tracks, false)};
     return openForCopy(mFile, true, true, mInput.get());
+}
+
+// Has the output say what the input says, and tells what is lost.
+JobStart RemuxWork::started(Container container) const {
+    JobStart start = {tracksOf(mTracks), container, {}};
+    const auto input = host::inputDescription();
+    if (!input) return start;
+    const host::OutputTags tags = keptTags(*input, mTracks, mOptions.part, container);
+    host::setOutputTags(tags);
+    start.leftBehind = leftBehind(*input, mTracks, Only::kBoth, &tags);
+    return start;
 }
 
 CopyRun::Work RemuxWork::work(const OutputFile& output, Container container) {
@@ -55,7 +65,7 @@ CopyRun::Work RemuxWork::work(const OutputFile& output, Container container) {
 }
 
 int64_t RemuxWork::durationUs() const {
-    int64_t endUs = longestDurationUs(mTracks).value_or(0);
+    int64_t endUs = longestDurationUs(tracksOf(mTracks)).value_or(0);
     if (mOptions.part.endUs && endUs > 0) endUs = std::min(endUs, *mOptions.part.endUs);
     return std::max<int64_t>(0, endUs - mOptions.part.startUs);
 }

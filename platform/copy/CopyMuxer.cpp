@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+#include "writer/MuxerTags.h"
+
 namespace android {
 
 namespace {
@@ -24,14 +26,19 @@ CopyMuxer::CopyMuxer(int descriptor, bool isMp4)
           return take(position, data, size);
       }) {}
 
-int CopyMuxer::open(const CopyTrack* pictures, const CopyTrack* sound,
-                    const AVDictionary* metadata) {
+int CopyMuxer::open(const CopyTrack* pictures, const CopyTrack* sound) {
     mMuxer = newMuxer(mIsMp4 ? "mp4" : "mpegts", &mStream);
     if (mMuxer == nullptr) return AVERROR(ENOMEM);
     mMuxer->max_delay = kDecoderDelayUs;
-    av_dict_copy(&mMuxer->metadata, metadata, 0);
-    int error = pictures != nullptr ? addStream(*pictures, kCopyPictures) : 0;
-    if (error >= 0 && sound != nullptr) error = addStream(*sound, kCopySound);
+    const oxa::host::OutputTags tags = oxa::host::outputTags();
+    addMetadata(mMuxer, tags);
+    int error = addChapters(mMuxer, tags);
+    if (error >= 0 && pictures != nullptr) {
+        error = addStream(*pictures, kCopyPictures, tags.pictureLanguage);
+    }
+    if (error >= 0 && sound != nullptr) {
+        error = addStream(*sound, kCopySound, tags.soundLanguage);
+    }
     if (error < 0) return error;
     AvDictionaryOwner options;
     av_dict_set(options.address(), "brand", "isom", 0);
@@ -44,7 +51,7 @@ int CopyMuxer::open(const CopyTrack* pictures, const CopyTrack* sound,
     return result(error);
 }
 
-int CopyMuxer::addStream(const CopyTrack& track, CopyKind kind) {
+int CopyMuxer::addStream(const CopyTrack& track, CopyKind kind, const std::string& language) {
     AVStream* const stream = avformat_new_stream(mMuxer, nullptr);
     if (stream == nullptr) return AVERROR(ENOMEM);
     mStreams[kind] = stream;
@@ -52,7 +59,7 @@ int CopyMuxer::addStream(const CopyTrack& track, CopyKind kind) {
     stream->time_base = track.timeBase;
     stream->sample_aspect_ratio = track.pixelAspect;
     stream->disposition = track.disposition;
-    av_dict_copy(&stream->metadata, track.metadata, 0);
+    if (!language.empty()) av_dict_set(&stream->metadata, "language", language.c_str(), 0);
     const int error = avcodec_parameters_copy(stream->codecpar, track.parameters);
     if (error < 0 || track.displayMatrix.empty()) return error;
     uint8_t* const matrix =

@@ -20,8 +20,9 @@ class CopyMuxer {
     // Finishes nothing.
     ~CopyMuxer() = default;
 
-    // `pictures` and `sound`: null where there are none.
-    int open(const CopyTrack* pictures, const CopyTrack* sound, const AVDictionary* metadata);
+    // `pictures` and `sound`: null where there are none. The file says of itself what the session's
+    // OutputTags say.
+    int open(const CopyTrack* pictures, const CopyTrack* sound);
     // A sample of the track CopyKind, in its base; what comes is in the order of decoding times.
     // What is shown before 0 an MP4 file does not show.
     int write(AVPacket* packet);
@@ -33,7 +34,7 @@ class CopyMuxer {
   private:
     DISALLOW_EVIL_CONSTRUCTORS(CopyMuxer);
 
-    int addStream(const CopyTrack& track, CopyKind kind);
+    int addStream(const CopyTrack& track, CopyKind kind, const std::string& language);
     int take(int64_t position, const uint8_t* data, int size);
     int result(int muxerResult) const;
 

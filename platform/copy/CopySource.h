@@ -33,8 +33,6 @@ class CopySource {
     // Of the longest track; 0: the file does not say.
     int64_t durationUs() const;
     const CopyTrack& track(CopyKind kind) const { return mTracks[kind]; }
-    // Of the file, and what it says about itself.
-    const AVDictionary* metadata() const { return mReader->context().metadata; }
     // The time of the first picture, in its track's base: before 0 it is not to be shown. Nothing
     // without pictures.
     std::optional<int64_t> firstPicture() const;

@@ -85,7 +85,6 @@ CopyTrack makeCopyTrack(const AVStream& stream) {
     track.timeBase = stream.time_base;
     track.pixelAspect = stream.sample_aspect_ratio;
     track.disposition = stream.disposition;
-    av_dict_copy(track.metadata.address(), stream.metadata, 0);
     size_t size = 0;
     const uint8_t* matrix = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
     if (matrix != nullptr) track.displayMatrix.assign(matrix, matrix + size);

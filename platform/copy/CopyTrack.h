@@ -17,7 +17,6 @@ struct CopyTrack {
     AvParametersOwner parameters;  // null: there is no such track
     AVRational timeBase = {1, 90000};
     AVRational pixelAspect = {0, 1};
-    AvDictionaryOwner metadata;
     int disposition = 0;
     std::string displayMatrix;  // its bytes; empty: none
 

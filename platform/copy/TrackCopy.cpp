@@ -111,8 +111,8 @@ void TrackCopy::Impl::open() {
     mOrder = std::make_unique<SampleOrder>(std::vector{pictures.timeBase, sound.timeBase}, true);
     if (!pictures.isThere()) mOrder->end(kCopyPictures);
     if (!sound.isThere()) mOrder->end(kCopySound);
-    check(mMuxer.open(pictures.isThere() ? &pictures : nullptr, sound.isThere() ? &sound : nullptr,
-                      mPart->metadata()));
+    check(mMuxer.open(pictures.isThere() ? &pictures : nullptr,
+                      sound.isThere() ? &sound : nullptr));
 }
 
 void TrackCopy::Impl::beginPart() {
