@@ -22,7 +22,7 @@ using namespace android;
 
 namespace {
 
-constexpr std::chrono::seconds kLongestDecoding(30);
+constexpr std::chrono::seconds kLongestPause(30);
 constexpr nsecs_t kCancelIntervalNs = 100'000'000;
 
 // A decoder on a looper of its own, released before its last reference goes.
@@ -56,9 +56,11 @@ class Feeder : public AHandler {
           mOnOutput(std::move(onOutput)) {}
 
     Verdict waitForVerdict(const CancelFlag& cancelled) {
-        const auto end = std::chrono::steady_clock::now() + kLongestDecoding;
+        using Clock = std::chrono::steady_clock;
+        auto end = Clock::now() + kLongestPause;
         Mutex::Autolock lock(mLock);
-        while (mVerdict == Verdict::kGoOn && !cancelled && std::chrono::steady_clock::now() < end) {
+        while (mVerdict == Verdict::kGoOn && !cancelled && Clock::now() < end) {
+            if (std::exchange(mMoved, false)) end = Clock::now() + kLongestPause;
             mDecided.waitRelative(mLock, kCancelIntervalNs);
         }
         return mVerdict;
@@ -122,7 +124,8 @@ class Feeder : public AHandler {
     void decide(Verdict verdict) {
         Mutex::Autolock lock(mLock);
         mVerdict = verdict;
-        mDecided.broadcast();
+        mMoved = true;
+        if (verdict != Verdict::kGoOn) mDecided.broadcast();
     }
 
     const sp<NuMediaExtractor> mExtractor;
@@ -133,6 +136,7 @@ class Feeder : public AHandler {
     Mutex mLock;
     Condition mDecided;
     Verdict mVerdict GUARDED_BY(mLock) = Verdict::kGoOn;
+    bool mMoved GUARDED_BY(mLock) = false;
 };
 
 }  // namespace

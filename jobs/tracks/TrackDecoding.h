@@ -32,8 +32,8 @@ using OutputHandler =
 
 // Decodes the one track that is selected in `extractor`, from where that stands and for at most so
 // many samples (0: all), until `onOutput` has a verdict, which is returned; kGoOn when there was
-// none in time. `surface` may be null for sound. Blocks, at most 30 s and until the job is
-// cancelled.
+// none in time. `surface` may be null for sound. Blocks, until nothing came out for 30 s and until
+// the job is cancelled.
 Verdict decodeTrack(const android::sp<android::NuMediaExtractor>& extractor,
                     const android::sp<android::AMessage>& format,
                     const android::sp<android::Surface>& surface, int mostSamples,

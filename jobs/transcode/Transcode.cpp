@@ -13,6 +13,7 @@
 #include "tracks/TrackChoice.h"
 #include "transcode/TargetFormat.h"
 #include "transcode/TranscodeRun.h"
+#include "verify/OutputCheck.h"
 
 namespace oxa::jobs {
 
@@ -46,6 +47,7 @@ class TranscodeWork {
     const Track* videoTrack() const { return mTracks.video ? &*mTracks.video : nullptr; }
     const Track* audioTrack() const { return mTracks.audio ? &*mTracks.audio : nullptr; }
     std::optional<Failure> transcode();
+    std::optional<Failure> verify(const android::_AV_FORMAT_FORMAT& format);
     std::optional<Failure> complete(const TranscodeRun& run);
     void summarize(const TranscodeRun& run);
 
@@ -74,6 +76,9 @@ std::optional<Failure> TranscodeWork::work() {
     }
     if (auto failure = openOutput(mOptions, mContainer, WriteWay::kWhenComplete, &mOutput)) {
         return failure;
+    }
+    if (mOptions.verify && (mOptions.outputDescriptor >= 0 || !mOutput.bytes())) {
+        return Failure{FailureKind::kOptions, "only an output that is a file can be verified"};
     }
     mContext.listener().onStart({tracksOf(mTracks), mContainer, keepTags()});
     tellToneMapping();
@@ -108,10 +113,35 @@ std::optional<Failure> TranscodeWork::transcode() {
             {mInput, mOutput, mContainer, videoTrack(), audioTrack(), mTarget, mOptions.strict},
             mContext);
     const auto failure = run.run();
+    mResult.damaged = run.damaged();
+    if (failure) return failure;
+    if (mOptions.verify && !run.wasShortened() && run.hasOutput()) {
+        if (auto difference = verify(format)) return difference;
+    }
     // The output is read, too.
     forgetPart();
-    mResult.damaged = run.damaged();
-    return failure ? failure : complete(run);
+    return complete(run);
+}
+
+std::optional<Failure> TranscodeWork::verify(const android::_AV_FORMAT_FORMAT& format) {
+    const SignatureTracks tracks = {mTracks.video.has_value(), mTracks.audio.has_value()};
+    const PictureChanges changes = {format.frameRate, format.deinterlace};
+    MediaSignature source;
+    MediaSignature output;
+    if (auto failure = readSignature(mInput, tracks, changes, mContext.cancelled(), &source)) {
+        return failure;
+    }
+    forgetPart();
+    InputFile file;
+    if (auto failure = file.openPath(mOutput.currentName())) return failure;
+    if (auto failure = readSignature(file, tracks, {}, mContext.cancelled(), &output)) {
+        return failure;
+    }
+    if (mContainer == Container::kMpeg2Ts) alignToPictures(source, &output);
+    const std::string difference = differenceOf(source, output);
+    mResult.verified = difference.empty();
+    if (mResult.verified) return std::nullopt;
+    return Failure{FailureKind::kFailed, "the output is not what it should be: " + difference};
 }
 
 std::optional<Failure> TranscodeWork::complete(const TranscodeRun& run) {

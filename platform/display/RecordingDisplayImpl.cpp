@@ -5,6 +5,7 @@
 
 #include "display/RecordingDisplayImpl.h"
 
+#include <numeric>
 #include <utility>
 
 namespace android {
@@ -25,6 +26,27 @@ uint64_t hashOf(const PicturePlanes& planes) {
         }
     }
     return hash;
+}
+
+oxa::host::PictureGrid gridOf(const PicturePlanes& planes) {
+    constexpr size_t kFields = 8;
+    oxa::host::PictureGrid grid = {};
+    if (planes.count == 0) return grid;
+    const PicturePlanes::Plane& luma = planes.planes[0];
+    for (size_t field = 0; field < grid.size(); ++field) {
+        const size_t top = luma.rows * (field / kFields) / kFields;
+        const size_t bottom = luma.rows * (field / kFields + 1) / kFields;
+        const size_t left = luma.rowBytes * (field % kFields) / kFields;
+        const size_t right = luma.rowBytes * (field % kFields + 1) / kFields;
+        uint64_t sum = 0;
+        for (size_t row = top; row < bottom; ++row) {
+            const uint8_t* const samples = luma.data + row * luma.stride;
+            sum = std::accumulate(samples + left, samples + right, sum);
+        }
+        const size_t count = (bottom - top) * (right - left);
+        if (count > 0) grid[field] = static_cast<uint8_t>(sum / count);
+    }
+    return grid;
 }
 
 }  // namespace
@@ -56,6 +78,7 @@ void RecordingDisplayImpl::record(const IntakePicture& picture) {
         recorded.width = picture.picture->width();
         recorded.height = picture.picture->height();
         recorded.hash = hashOf(picture.picture->planes());
+        recorded.grid = gridOf(picture.picture->planes());
         AnnotatedLock lock(mLock);
         mPictures.push_back(recorded);
     }

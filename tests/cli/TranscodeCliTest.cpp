@@ -455,6 +455,19 @@ TEST_F(TranscodeCliTest, strictLeavesNothingOfADamagedInput) {
     EXPECT_THAT(namesIn(mFolder.path()), testing::IsEmpty());
 }
 
+TEST_F(TranscodeCliTest, verifiedOutputsSaySo) {
+    for (const std::string& output : {mMp4, mTs}) {
+        const ProcessResult result =
+                runPlayer(quick(mediaPath("nasa_multistream.mp4"), output,
+                                {"--verify", "--json", "--size", "160x120", "--fps", "20"}));
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        EXPECT_EQ(eventsOf(result.out).back()["verified"], true);
+    }
+    const ProcessResult piped = runPlayer(quick(mClip, "-", {"--verify"}));
+    EXPECT_EQ(piped.exitCode, 2) << piped.err;
+    EXPECT_THAT(piped.err, HasSubstr("only an output that is a file"));
+}
+
 // ---- Output files -------------------------------------------------------------------------------
 
 TEST_F(TranscodeCliTest, existingFileNeedsForce) {

@@ -61,6 +61,7 @@ std::string MediaFileCommand::causeOf(const Result& result) const {
 
 Json MediaFileCommand::fieldsOf(const Result& result) const {
     Json fields = {{"damaged", result.damaged}};
+    if (result.verified) fields["verified"] = true;
     if (hasFile(result)) {
         fields["output"] = result.files.front();
         fields["duration_s"] = rounded(result.durationSec, 1000);

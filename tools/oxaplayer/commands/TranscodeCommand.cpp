@@ -36,6 +36,8 @@ CLI::App* TranscodeCommand::define(CLI::App& app) {
             "Leave out title, artist, date, comment, languages and chapters");
     transcode->add_flag("--strict", mOptions.strict,
                         "Fail, and leave nothing, if INPUT is damaged");
+    transcode->add_flag("--verify", mOptions.verify,
+                        "Compare the output with INPUT before it takes its name");
     return transcode;
 }
 

@@ -53,9 +53,10 @@ struct Result {
     std::vector<std::string> files;
     // Length of what was written, or how far a playback came; in seconds.
     double durationSec = 0;
-    double soundSec = 0;   // of sound that was written, or heard
-    uint64_t damaged = 0;  // pieces of the input that were skipped or repaired
-    Progress total;        // pictures, bytes and dropped pictures; rates over the whole job
+    double soundSec = 0;    // of sound that was written, or heard
+    uint64_t damaged = 0;   // pieces of the input that were skipped or repaired
+    bool verified = false;  // the output was compared with the input
+    Progress total;         // pictures, bytes and dropped pictures; rates over the whole job
 
     bool ok() const { return failure.kind == FailureKind::kNone; }
 };

@@ -34,6 +34,10 @@ struct TranscodeOptions : EncodeOptions {
     // (MPEG-TS: title and languages).
     bool keepsMetadata = true;
     bool strict = false;  // damage of the input is a failure (kInput), which ends the job at once
+    // Whether the output is decoded before it takes its name, and compared with the input: number,
+    // times and coarse content of pictures, place and end of sound. What differs is a failure
+    // (kFailed). Takes as long as decoding both. For a file that is not a stream.
+    bool verify = false;
 };
 
 // Turns the first picture and the first sound of a file into AVC and AAC in MP4 or an

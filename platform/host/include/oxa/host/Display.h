@@ -5,6 +5,7 @@
 
 #include <gui/IGraphicBufferProducer.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -71,6 +72,10 @@ std::unique_ptr<Display> createPngDisplay(const std::string& directory);
 // Takes each picture and gives it back at once.
 std::unique_ptr<Display> createNullDisplay();
 
+// How bright the fields of a picture are that is divided into 8 by 8, row by row; 0 where it has no
+// samples of 8 bits that can be read.
+using PictureGrid = std::array<uint8_t, 64>;
+
 struct RecordedPicture {
     int64_t arrivalUs = 0;     // CLOCK_MONOTONIC
     int64_t timestampNs = 0;   // as the codec was told to render it
@@ -80,9 +85,10 @@ struct RecordedPicture {
     // FNV-1a, 64 bits, over the visible samples: plane by plane, row by row. 0: the picture has no
     // samples of 8 bits that can be read.
     uint64_t hash = 0;
+    PictureGrid grid = {};
 };
 
-// Notes what comes, for tests and measurements.
+// Notes what comes, for comparisons and measurements.
 class RecordingDisplay : public Display {
   public:
     static constexpr size_t kDefaultLimit = 100000;

@@ -1,0 +1,22 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <string>
+
+#include "verify/MediaSignature.h"
+
+namespace oxa::jobs {
+
+// What is wrong with an output, for people ("picture 17 of 250 is another one"); empty when it has
+// the source's pictures at their times, and its sound in its place and to its end, as far as ears
+// and eyes tell.
+std::string differenceOf(const MediaSignature& source, const MediaSignature& output);
+
+// A transport stream begins with the first sample that is in it, which need not be the source's:
+// moves the output's clock so that its first picture is at the source's time. Moves by a frame of
+// sound or two at most.
+void alignToPictures(const MediaSignature& source, MediaSignature* output);
+
+}  // namespace oxa::jobs

@@ -1,0 +1,81 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <oxa/host/Session.h>
+
+#include "support/Test.h"
+#include "verify/OutputCheck.h"
+
+namespace oxa::jobs {
+namespace {
+
+using Words = std::vector<std::string>;
+
+class VerifyTest : public testing::TestWithParam<const char*> {
+  protected:
+    static std::string clip() {
+        const std::string name = GetParam();
+        return name.empty() ? test::flashBeepClip() : test::mediaPath(name);
+    }
+
+    MediaSignature read(const std::string& path) {
+        const host::Session session;
+        const host::SessionScope scope(session);
+        InputFile file;
+        MediaSignature signature;
+        EXPECT_FALSE(file.openPath(path).has_value());
+        const auto failure = readSignature(file, {true, true}, {}, mCancelled, &signature);
+        EXPECT_FALSE(failure.has_value()) << failure->text;
+        return signature;
+    }
+
+    // What is found in a copy that the `ffmpeg` command makes with these options.
+    std::string found(const Words& options) {
+        const std::string copy = mFolder.file("copy.mp4");
+        test::runOrDie(test::ffmpeg(test::joined(test::joined({"-i", clip()}, options), {copy})));
+        return differenceOf(read(clip()), read(copy));
+    }
+
+    const CancelFlag mCancelled{false};
+    const test::TempDir mFolder;
+};
+
+TEST_P(VerifyTest, findsWhatIsNotAsInTheSource) {
+    const Words pictures = {"-c:a",    "copy",      "-c:v",   "libx264",
+                            "-preset", "ultrafast", "-vsync", "0"};
+    const Words sound = {"-c:v", "copy", "-c:a", "aac"};
+    const struct {
+        const char* fault;
+        Words options;
+        const char* text;
+    } kCases[] = {
+            {"none", test::joined({"-c:a", "aac", "-crf", "30"}, {"-c:v", "libx264"}), ""},
+            {"a lost picture", test::joined(pictures, {"-vf", "select=not(eq(n\\,30))"}),
+             "picture 31 of"},
+            {"a doubled picture",
+             test::joined(pictures, {"-vf", "loop=loop=1:size=1:start=30,setpts=N/FRAME_RATE/TB"}),
+             "picture"},
+            {"a grey picture",
+             test::joined(pictures,
+                          {"-vf", "drawbox=t=fill:color=gray:enable=eq(n\\,30):w=iw:h=ih"}),
+             "picture 31 of"},
+            {"sound that is late",
+             {"-itsoffset", "0.04", "-i", clip(), "-map", "0:v", "-map", "1:a", "-c", "copy"},
+             "the sound"},
+            {"sound that is early",
+             test::joined(sound, {"-af", "atrim=start=0.04,asetpts=PTS-STARTPTS"}), "the sound"},
+            {"sound that is cut",
+             test::joined(sound, {"-af", "areverse,atrim=start=0.2,asetpts=PTS-STARTPTS,areverse"}),
+             "the sound ends at"},
+    };
+    for (const auto& test : kCases) {
+        const std::string difference = found(test.options);
+        EXPECT_EQ(difference.empty(), *test.text == '\0') << test.fault << difference;
+        EXPECT_THAT(difference, testing::HasSubstr(test.text)) << test.fault;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Clips, VerifyTest, testing::Values("", "friday_480p_audio_first.mp4"));
+
+}  // namespace
+}  // namespace oxa::jobs
