@@ -35,6 +35,30 @@ std::optional<Failure> preparePictureDirectory(const std::string& directory) {
     return std::nullopt;
 }
 
+// Nothing for what closes the window.
+std::optional<PlayKey> keyOf(host::DisplayEvent event) {
+    switch (event) {
+        case host::DisplayEvent::kPauseKey:
+            return PlayKey::kPause;
+        case host::DisplayEvent::kBackKey:
+            return PlayKey::kBack;
+        case host::DisplayEvent::kForwardKey:
+            return PlayKey::kForward;
+        case host::DisplayEvent::kLouderKey:
+            return PlayKey::kLouder;
+        case host::DisplayEvent::kQuieterKey:
+            return PlayKey::kQuieter;
+        case host::DisplayEvent::kMuteKey:
+            return PlayKey::kMute;
+        case host::DisplayEvent::kNextPictureKey:
+            return PlayKey::kNextPicture;
+        case host::DisplayEvent::kClosed:
+        case host::DisplayEvent::kQuitKey:
+            break;
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 PlayOutputs::PlayOutputs() : mDisplay(host::createNullDisplay()) {}
@@ -47,7 +71,10 @@ std::optional<Failure> PlayOutputs::openDisplay(const DisplayChoice& choice,
     } else if (choice.kind == DisplayChoice::Kind::kWindow) {
         host::WindowOptions options;
         options.title = fs::path(title).filename().string();
-        options.onEvent = [queue = context.queue()](host::DisplayEvent) { queue->push(Closed{}); };
+        options.onEvent = [queue = context.queue()](host::DisplayEvent event) {
+            const auto key = keyOf(event);
+            queue->push(key ? JobEvent(Pressed{*key}) : JobEvent(Closed{}));
+        };
         std::string error;
         auto window = host::createWindowDisplay(options, &error);
         if (window != nullptr) {

@@ -16,11 +16,14 @@ namespace {
 
 constexpr int64_t kLongestStillUs = 3'600'000'000;
 constexpr double kFrameRateIntervalSec = 1;
+constexpr int64_t kPictureTickUs = 2'000;
 
 int onlyTrack(const TrackChoice& tracks) {
     if (!tracks.video) return android::CODEC_AUDIO_ONLY;
     return tracks.audio ? 0 : android::CODEC_VIDEO_ONLY;
 }
+
+}  // namespace
 
 int64_t longestUs(const TrackChoice& tracks) {
     int64_t longest = 0;
@@ -30,12 +33,10 @@ int64_t longestUs(const TrackChoice& tracks) {
     return longest;
 }
 
-}  // namespace
-
 PlayRun::PlayRun(const Work& work, JobContext& context)
     : PlayerRun(onlyTrack(work.tracks), context),
       mWork(work),
-      mDurationUs(longestUs(work.tracks)),
+      mDurationUs(std::max<int64_t>(0, longestUs(work.tracks) - work.offsetUs)),
       mBeginUs(nowUs()),
       mProgress{0, -1, -1, 0, 0} {}
 
@@ -58,15 +59,21 @@ std::optional<Failure> PlayRun::start() {
 }
 
 void PlayRun::waitForEnd() {
-    while (!mClosed && !mCancelled && !mFailure && (mEndUs == 0 || nowUs() < mEndUs)) {
+    while (!isOver()) {
         if (const auto event = queue().pop(deadlineUs())) handle(*event);
         updateStatus();
         watch();
     }
 }
 
+bool PlayRun::isOver() const {
+    if (mClosed || mCancelled || mFailure || !mKeys.empty()) return true;
+    if (mWork.endsWithPicture && hasShown()) return true;
+    return mEndUs != 0 && nowUs() >= mEndUs;
+}
+
 int64_t PlayRun::deadlineUs() const {
-    const int64_t tickUs = nowUs() + kTickUs;
+    const int64_t tickUs = nowUs() + (mWork.endsWithPicture ? kPictureTickUs : kTickUs);
     return mEndUs == 0 ? tickUs : std::min(tickUs, mEndUs);
 }
 
@@ -88,10 +95,12 @@ void PlayRun::handle(const JobEvent& event) {
         mCancelled = true;
     } else if (std::holds_alternative<Closed>(event)) {
         mClosed = true;
+    } else if (const auto* pressed = std::get_if<Pressed>(&event)) {
+        press(pressed->key);
     } else if (std::holds_alternative<EndOfStream>(event)) {
         // It may still be on its way when the user has ended the playback.
         if (mEndUs != 0 || mPlayer == nullptr) return;
-        listener().onSourceEnd();
+        if (!mWork.endsWithPicture) listener().onSourceEnd();
         updateStatus();
         mEndUs = nowUs() + lastPictureLeftUs();
     } else if (const auto* rate = std::get_if<FrameRate>(&event)) {
@@ -103,11 +112,22 @@ void PlayRun::handle(const JobEvent& event) {
     }
 }
 
+void PlayRun::press(PlayKey key) {
+    if (key == PlayKey::kQuit) {
+        mClosed = true;
+    } else if (key == PlayKey::kFullScreen) {
+        mWork.outputs.display().toggleFullScreen();
+    } else if (!mWork.volume.press(key)) {
+        mKeys.push_back(key);
+    }
+}
+
 // How long the last picture is still to be seen. A file that was cut off says more than it has, so
 // with several pictures it is two of their intervals at most.
 int64_t PlayRun::lastPictureLeftUs() const {
     if (mWork.freeRun || !mWork.tracks.video || mProgress.startTimeUs == 0) return 0;
-    const int64_t endUs = mProgress.startTimeUs + mWork.tracks.video->durationUs.value_or(0);
+    const int64_t endUs =
+            mProgress.startTimeUs - mWork.offsetUs + mWork.tracks.video->durationUs.value_or(0);
     int64_t longestUs = kLongestStillUs;
     if (mProgress.shownFrames > 1) {
         longestUs = 2 * mProgress.videoTimeUs / (mProgress.shownFrames - 1);
@@ -137,16 +157,22 @@ int64_t PlayRun::droppedFrames() const {
 
 Progress PlayRun::progress() const {
     Progress progress;
-    progress.timeSec = mPositionUs / 1e6;
+    progress.timeSec = (mWork.offsetUs + mPositionUs) / 1e6;
     progress.elapsedSec = (nowUs() - mBeginUs) / 1e6;
-    progress.pictures = mProgress.shownFrames;
+    progress.pictures = mWork.before.pictures + mProgress.shownFrames;
     progress.picturesPerSecond = mFramesPerSecond;
     progress.dropped = droppedFrames();
-    if (mDurationUs > 0) {
-        progress.totalSec = mDurationUs / 1e6;
-        progress.percent = 100.0 * std::min(mPositionUs, mDurationUs) / mDurationUs;
+    const int64_t totalUs = mWork.offsetUs + mDurationUs;
+    if (totalUs > 0) {
+        progress.totalSec = totalUs / 1e6;
+        progress.percent = std::min(100.0, 100.0 * (mWork.offsetUs + mPositionUs) / totalUs);
     }
     return progress;
+}
+
+int64_t PlayRun::shownUs() const {
+    const int64_t shownUs = mWork.tracks.video ? mProgress.videoTimeUs : mPositionUs;
+    return mWork.offsetUs + std::max<int64_t>(0, shownUs);
 }
 
 int64_t PlayRun::soundUs() const {

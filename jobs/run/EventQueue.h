@@ -13,11 +13,16 @@
 #include <string>
 #include <variant>
 
+#include "oxa/jobs/Play.h"
+
 namespace oxa::jobs {
 
 // What can happen while a job runs.
-struct Cancelled {};    // somebody wants the job to end
-struct Closed {};       // the user has closed the window or pressed its quit key
+struct Cancelled {};  // somebody wants the job to end
+struct Closed {};     // the user has closed the window or pressed its quit key
+struct Pressed {      // a key of the player
+    PlayKey key;
+};
 struct EndOfStream {};  // the player has reached the end
 struct Hotplug {        // of the HDMI receiver
     bool plugged;
@@ -29,8 +34,8 @@ struct FrameRate {  // of the last interval
 struct FileTrouble {  // with one of several outputs; one line
     std::string text;
 };
-using JobEvent =
-        std::variant<Cancelled, Closed, EndOfStream, Hotplug, FrameRate, FileTrouble, host::Fault>;
+using JobEvent = std::variant<Cancelled, Closed, Pressed, EndOfStream, Hotplug, FrameRate,
+                              FileTrouble, host::Fault>;
 
 // Where every thread puts what it has to tell the thread that runs a job. Thread-safe.
 class EventQueue {

@@ -45,6 +45,9 @@ std::unique_ptr<SoundSink> openNullSink(const SoundFormat& format, SoundSource* 
 
 oxa::host::SessionValue<SoundSinkFactory> gFactory(openDeviceSink);
 
+oxa::host::SessionValue<std::shared_ptr<oxa::host::SoundVolume>> gVolume(
+        std::make_shared<oxa::host::SoundVolume>());
+
 // "name.wav" for the first track, "name-2.wav" for the second.
 std::string numberedPath(const std::string& path, int number) {
     if (number == 1) return path;
@@ -92,6 +95,10 @@ std::unique_ptr<SoundSink> openSoundSink(const SoundFormat& format, SoundSource*
     return gFactory.get()(format, source);
 }
 
+std::shared_ptr<const oxa::host::SoundVolume> chosenSoundVolume() {
+    return gVolume.get();
+}
+
 }  // namespace android
 
 namespace oxa::host {
@@ -117,6 +124,12 @@ std::string useWavSound(const std::string& path) {
         return android::openPacedSink(std::move(file), format, source);
     });
     return {};
+}
+
+std::shared_ptr<SoundVolume> useSoundVolume() {
+    auto volume = std::make_shared<SoundVolume>();
+    android::gVolume.set(volume);
+    return volume;
 }
 
 std::string soundDeviceError() {

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <oxa/host/SoundOutput.h>
+
 #include <functional>
 #include <memory>
 
@@ -18,5 +20,8 @@ using SoundSinkFactory =
 void setSoundSinkFactory(SoundSinkFactory factory);
 
 std::unique_ptr<SoundSink> openSoundSink(const SoundFormat& format, SoundSource* source);
+
+// That of a new track.
+std::shared_ptr<const oxa::host::SoundVolume> chosenSoundVolume();
 
 }  // namespace android

@@ -236,7 +236,7 @@ void TrackBuffer::fill(int16_t* samples, size_t frames, int64_t heardAtUs) {
     } else if (taken > 0) {
         mDry = false;
     }
-    scale(samples + lead * channels, taken * channels, mVolume);
+    scale(samples + lead * channels, taken * channels, mVolume * mListenersVolume->get());
     mChanged.notify_all();
 }
 

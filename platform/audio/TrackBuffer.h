@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "audio/PacedWriter.h"
+#include "audio/SoundOutputChoice.h"
 #include "audio/SoundSink.h"
 #include "base/AnnotatedMutex.h"
 #include "base/SessionClock.h"
@@ -101,6 +102,7 @@ class TrackBuffer : public SoundSource {
     const sp<SessionClock> mClock;
     int64_t mLatencyUs = 0;  // constant once started
     std::atomic<float> mVolume{1.0f};
+    const std::shared_ptr<const oxa::host::SoundVolume> mListenersVolume = chosenSoundVolume();
 
     AnnotatedMutex mLock;
     AnnotatedCondition mChanged;

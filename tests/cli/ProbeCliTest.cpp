@@ -118,6 +118,24 @@ TEST(Terminal, coloursErrorsTablesAndTheBar) {
     EXPECT_THAT(runInTerminal(shortJob(folder), "").out, HasSubstr("\033[32m#"));
 }
 
+// Keys come without Return, and the terminal is as before.
+TEST(Terminal, keysOfThePlayer) {
+    const TempDir folder;
+    const std::string play = std::string(OXA_PLAYER_PROGRAM) + " play " +
+                             mediaPath("bunny_360p_aac51.ts") +
+                             " --display null --sound null --json > " + folder.file("out");
+    const std::string line = "(until grep -q track " + folder.file("out") +
+                             "; do sleep 0.02; done; printf ' .\\033[Cmq') "
+                             "2>/dev/null | script -qec 'stty -g; " +
+                             play + "; echo exit $?; stty -g' /dev/null";
+    const ProcessResult result = ProcessRunner({"sh", "-c", line}).run();
+    const auto lines = linesOf(result.out);
+    ASSERT_GE(lines.size(), 3u) << result.out;
+    EXPECT_EQ(lines.front(), lines.back());
+    EXPECT_THAT(result.out, HasSubstr("exit 0"));
+    EXPECT_LT(eventsOf(readFile(folder.file("out"))).back()["elapsed_s"], 20);
+}
+
 TEST(Terminal, isPlainWhereColourIsRefused) {
     const TempDir folder;
     const ProcessResult bar = runInTerminal(shortJob(folder), "1");

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <map>
 
 namespace android {
 
@@ -232,10 +233,10 @@ SdlWindow::Request SdlWindow::handleEvent(const SDL_Event& event) {
     if (event.type == SDL_KEYDOWN && event.key.windowID == id && event.key.repeat == 0) {
         return handleKey(event.key.keysym.sym);
     }
-    if (event.type != SDL_WINDOWEVENT || event.window.windowID != id) return Request::kNone;
+    if (event.type != SDL_WINDOWEVENT || event.window.windowID != id) return std::nullopt;
     switch (event.window.event) {
         case SDL_WINDOWEVENT_CLOSE:
-            return Request::kClose;
+            return oxa::host::DisplayEvent::kClosed;
         case SDL_WINDOWEVENT_EXPOSED:
         case SDL_WINDOWEVENT_SIZE_CHANGED:
             redraw();
@@ -243,15 +244,19 @@ SdlWindow::Request SdlWindow::handleEvent(const SDL_Event& event) {
         default:
             break;
     }
-    return Request::kNone;
+    return std::nullopt;
 }
 
 SdlWindow::Request SdlWindow::handleKey(SDL_Keycode key) {
+    using oxa::host::DisplayEvent;
+    static const std::map<SDL_Keycode, DisplayEvent> kKeys = {
+            {SDLK_q, DisplayEvent::kQuitKey},    {SDLK_SPACE, DisplayEvent::kPauseKey},
+            {SDLK_LEFT, DisplayEvent::kBackKey}, {SDLK_RIGHT, DisplayEvent::kForwardKey},
+            {SDLK_UP, DisplayEvent::kLouderKey}, {SDLK_DOWN, DisplayEvent::kQuieterKey},
+            {SDLK_m, DisplayEvent::kMuteKey},    {SDLK_PERIOD, DisplayEvent::kNextPictureKey}};
     switch (key) {
-        case SDLK_q:
-            return Request::kQuit;
         case SDLK_f:
-            setFullScreen(!mFullScreen);
+            toggleFullScreen();
             break;
         case SDLK_ESCAPE:
             if (mFullScreen) setFullScreen(false);
@@ -259,7 +264,8 @@ SdlWindow::Request SdlWindow::handleKey(SDL_Keycode key) {
         default:
             break;
     }
-    return Request::kNone;
+    const auto command = kKeys.find(key);
+    return command != kKeys.end() ? Request(command->second) : std::nullopt;
 }
 
 void SdlWindow::setFullScreen(bool fullScreen) {

@@ -5,8 +5,10 @@
 
 #include <SDL_events.h>
 #include <SDL_render.h>
+#include <oxa/host/Display.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "display/DisplayInput.h"
@@ -17,7 +19,8 @@ namespace android {
 // One window on the screen with the picture that was shown last. Bound to the display thread.
 class SdlWindow {
   public:
-    enum class Request { kNone, kClose, kQuit };
+    // What the user wants that is not the window's own matter.
+    using Request = std::optional<oxa::host::DisplayEvent>;
 
     // Opens it as large as the picture, or as the screen allows. Null with the reason in `error`
     // when that fails.
@@ -32,6 +35,7 @@ class SdlWindow {
 
     // Does what an event asks of this window; what is the program's matter is answered.
     Request handleEvent(const SDL_Event& event);
+    void toggleFullScreen() { setFullScreen(!mFullScreen); }
 
   private:
     SdlWindow() = default;

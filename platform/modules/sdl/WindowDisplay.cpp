@@ -28,7 +28,13 @@ void WindowDisplay::take(IntakePicture picture) {
     mThread->wake();
 }
 
+void WindowDisplay::toggleFullScreen() {
+    mWantsToggle = true;
+    mThread->wake();
+}
+
 void WindowDisplay::onTurn() {
+    if (mWantsToggle.exchange(false) && mWindow != nullptr) mWindow->toggleFullScreen();
     IntakePicture picture;
     if (!mMailbox.take(&picture)) return;
     std::string error;
@@ -50,18 +56,12 @@ bool WindowDisplay::show(const IntakePicture& picture, std::string* error) {
 
 void WindowDisplay::onEvent(const SDL_Event& event) {
     if (mWindow == nullptr) return;
-    switch (mWindow->handleEvent(event)) {
-        case SdlWindow::Request::kNone:
-            break;
-        case SdlWindow::Request::kClose:
-            mInput.close();
-            mWindow.reset();
-            if (mOptions.onEvent) mOptions.onEvent(oxa::host::DisplayEvent::kClosed);
-            break;
-        case SdlWindow::Request::kQuit:
-            if (mOptions.onEvent) mOptions.onEvent(oxa::host::DisplayEvent::kQuitKey);
-            break;
+    const SdlWindow::Request request = mWindow->handleEvent(event);
+    if (request == oxa::host::DisplayEvent::kClosed) {
+        mInput.close();
+        mWindow.reset();
     }
+    if (request && mOptions.onEvent) mOptions.onEvent(*request);
 }
 
 void WindowDisplay::onRemoved() {

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <atomic>
 #include <memory>
 
 #include "display/DisplayInput.h"
@@ -20,6 +21,7 @@ class WindowDisplay : public oxa::host::Display, private SdlDisplayThread::Windo
 
     sp<IGraphicBufferProducer> producer() const override { return mInput.producer(); }
     oxa::host::DisplayFigures figures() const override { return mInput.figures(); }
+    void toggleFullScreen() override;
 
     // Why it cannot show anything; empty when it can. Waits until the display thread has tried.
     std::string error() { return mThread->error(); }
@@ -35,6 +37,7 @@ class WindowDisplay : public oxa::host::Display, private SdlDisplayThread::Windo
     const oxa::host::WindowOptions mOptions;
     DisplayInput mInput;
     PictureMailbox mMailbox;
+    std::atomic<bool> mWantsToggle{false};
     SdlDisplayThread::User mThread;
     // Display thread only.
     std::unique_ptr<SdlWindow> mWindow;

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "process/Signals.h"
+#include "process/TerminalKeys.h"
 #include "report/Advice.h"
 #include "report/TrackText.h"
 
@@ -19,6 +20,7 @@ ExitCode JobCommand::run(const CommonOptions& common) {
     mReport = std::make_unique<Report>(mName, common,
                                        output() == "-" ? STDERR_FILENO : STDOUT_FILENO);
     const Result result = runJob();
+    onJobDone();
     mReport->endProgress();
     const std::string summary = summaryOf(result);
     if (!summary.empty()) mReport->note(summary);
@@ -28,7 +30,10 @@ ExitCode JobCommand::run(const CommonOptions& common) {
     event.update(fieldsOf(result));
     mReport->event("result", event);
     // What hangs cannot be waited for: the process ends without its threads.
-    if (result.failure.kind == FailureKind::kStalled) _exit(static_cast<int>(code));
+    if (result.failure.kind == FailureKind::kStalled) {
+        TerminalKeys::restore();
+        _exit(static_cast<int>(code));
+    }
     return code;
 }
 
@@ -39,7 +44,12 @@ Result JobCommand::runJob() {
         return result;
     }
     mJob = makeJob();
-    Signals::takeOver([job = mJob] { job->cancel(); }, &removeUnfinished);
+    Signals::takeOver([job = mJob] { job->cancel(); },
+                      [] {
+                          removeUnfinished();
+                          TerminalKeys::restore();
+                      });
+    onJobMade();
     removeUnfinishedAtFatalError();
     return mJob->run();
 }

@@ -28,6 +28,9 @@ class JobCommand : public Command, public JobListener {
     // What only the client can say about its options: nothing, or what is wrong with them.
     virtual std::optional<Failure> check() { return std::nullopt; }
     virtual std::unique_ptr<Job> makeJob() = 0;
+    // Around the job, on the same thread.
+    virtual void onJobMade() {}
+    virtual void onJobDone() {}
     // What was written, for people; empty for nothing.
     virtual std::string summaryOf(const Result&) const { return {}; }
     // The fields of the result event, without "exit".

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "commands/JobCommand.h"
+#include "process/TerminalKeys.h"
 
 namespace oxaplayer {
 
@@ -22,6 +23,8 @@ class PlayCommand : public JobCommand {
 
   private:
     std::unique_ptr<Job> makeJob() override;
+    void onJobMade() override;
+    void onJobDone() override;
     Json fieldsOf(const Result& result) const override;
     std::string causeOf(const Result& result) const override;
     void onStart(const JobStart& start) override;
@@ -31,6 +34,9 @@ class PlayCommand : public JobCommand {
     PlayOptions mOptions;
     std::optional<DisplayChoice> mDisplay;
     std::optional<SoundChoice> mSound;
+    std::optional<int32_t> mVolume;
+    Play* mPlay = nullptr;
+    std::unique_ptr<TerminalKeys> mKeys;
     bool mHasStarted = false;
     bool mHasVideo = false;
 };

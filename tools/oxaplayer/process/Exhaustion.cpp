@@ -12,6 +12,7 @@
 #include <new>
 #include <system_error>
 
+#include "process/TerminalKeys.h"
 #include "report/ExitCode.h"
 
 namespace oxaplayer {
@@ -35,6 +36,7 @@ const char* refusedResource() {
 
 [[noreturn]] void endProcess() {
     const char* line = refusedResource();
+    TerminalKeys::restore();
     if (line == nullptr) abort();
     // Nothing is allocated here.
     if (write(STDERR_FILENO, line, strlen(line)) < 0) abort();

@@ -73,6 +73,8 @@ class Job {
 
     virtual Result work(JobContext& context) = 0;
 
+    JobContext& context() const { return *mContext; }
+
   private:
     const std::unique_ptr<JobContext> mContext;
 };

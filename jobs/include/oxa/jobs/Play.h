@@ -25,6 +25,19 @@ struct SoundChoice {
     std::string file;  // kWav: must not exist
 };
 
+// What a user of the player can ask for while it runs.
+enum class PlayKey {
+    kPause,        // and go on
+    kBack,         // 10 s
+    kForward,      // 10 s
+    kLouder,       // by 10 percent
+    kQuieter,      // the same
+    kMute,         // and back
+    kFullScreen,   // and back, where there is a window
+    kNextPicture,  // one, and pause
+    kQuit,
+};
+
 struct PlayOptions {
     std::string input;  // as oxa/jobs/Input.h says
     InputPart part;
@@ -33,6 +46,7 @@ struct PlayOptions {
     bool tunneled = false;  // the decoder shows the pictures by itself, in step with the sound
     DisplayChoice display;
     SoundChoice sound;
+    int volume = 100;  // percent, 0 to 100
 };
 
 // Plays the first picture and the first sound of a file in time; run() returns when the last
@@ -45,6 +59,9 @@ struct PlayOptions {
 class Play : public Job {
   public:
     explicit Play(PlayOptions options, JobListener* listener = nullptr);
+
+    // As if it were pressed in the window. Does not wait; any thread, as long as the object lives.
+    void press(PlayKey key);
 
   private:
     Result work(JobContext& context) override;

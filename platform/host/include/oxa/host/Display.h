@@ -35,13 +35,23 @@ class Display {
     // For `new Surface(display->producer())`. Never null, the same for the display's whole life.
     virtual android::sp<android::IGraphicBufferProducer> producer() const = 0;
 
+    // Of a window: between full screen and window. Does not wait.
+    virtual void toggleFullScreen() {}
+
     // Counted since the display was made. Does not wait.
     virtual DisplayFigures figures() const = 0;
 };
 
 enum class DisplayEvent {
-    kClosed,   // the user has closed the window; what is rendered now is dropped
-    kQuitKey,  // the user has pressed q; the window stays until the display is destroyed
+    kClosed,          // the user has closed the window; what is rendered now is dropped
+    kQuitKey,         // the user has pressed q; the window stays until the display is destroyed
+    kPauseKey,        // space
+    kBackKey,         // left
+    kForwardKey,      // right
+    kLouderKey,       // up
+    kQuieterKey,      // down
+    kMuteKey,         // m
+    kNextPictureKey,  // the full stop
 };
 
 struct WindowOptions {

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -29,6 +31,20 @@ void useNullSound();
 // then nothing has changed; else an empty string. A write that fails later is told to the fault
 // listeners once, and the track plays on silently.
 std::string useWavSound(const std::string& path);
+
+// A knob for what tracks play, also while they do. Thread-safe.
+class SoundVolume {
+  public:
+    // From 0, silence, to 1, as it is.
+    void set(float volume) { mVolume = std::clamp(volume, 0.0F, 1.0F); }
+    float get() const { return mVolume; }
+
+  private:
+    std::atomic<float> mVolume{1.0F};
+};
+
+// That of the session's tracks that are made afterwards, whatever they set themselves.
+std::shared_ptr<SoundVolume> useSoundVolume();
 
 // One-line reason why the default sound device cannot be opened, empty when it can. Opens and
 // closes it, which takes a moment.
