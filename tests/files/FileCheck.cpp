@@ -53,19 +53,13 @@ class Report {
 
 double meanSquareError(const Image& a, const Image& b) {
     double sum = 0;
-    size_t count = 0;
+    double count = 0;
     for (int plane = 0; plane < 3; ++plane) {
-        for (size_t i = 0; i < a.planes[plane].size(); ++i) {
-            const double difference = static_cast<double>(a.planes[plane][i]) - b.planes[plane][i];
-            sum += difference * difference;
-        }
-        count += a.planes[plane].size();
+        const auto size = static_cast<double>(a.planes[plane].size());
+        sum += size * oxa::test::meanSquareError(a.planes[plane], b.planes[plane]);
+        count += size;
     }
-    return sum / static_cast<double>(count);
-}
-
-double psnrOf(double error) {
-    return error == 0 ? kEqualPsnr : std::min(kEqualPsnr, 10 * std::log10(255.0 * 255.0 / error));
+    return sum / count;
 }
 
 struct Errors {
@@ -169,33 +163,6 @@ void compareSound(const DifficultFile& file, const Sound& reference, const Sound
     compareLevels(reference, output, report);
 }
 
-// By how much a track is ahead of what comes later in the file of another, in seconds.
-double largestLead(const std::string& path) {
-    struct Place {
-        int64_t position;
-        int stream;
-        int64_t timeUs;
-    };
-    std::vector<Place> places;
-    MediaReader reader(path, isTransportStream(path) ? kTransportStream : "");
-    reader.readPackets([&](const AVPacket& packet) {
-        places.push_back(
-                {packet.pos, packet.stream_index, reader.toUs(packet.stream_index, packet.dts)});
-    });
-    std::stable_sort(places.begin(), places.end(),
-                     [](const Place& a, const Place& b) { return a.position < b.position; });
-    // From the end: what each stream has next.
-    std::map<int, int64_t> next;
-    int64_t largestUs = 0;
-    for (auto place = places.rbegin(); place != places.rend(); ++place) {
-        for (const auto& [stream, timeUs] : next) {
-            if (stream != place->stream) largestUs = std::max(largestUs, place->timeUs - timeUs);
-        }
-        next[place->stream] = place->timeUs;
-    }
-    return static_cast<double>(largestUs) / 1e6;
-}
-
 // ---- A whole transcode --------------------------------------------------------------------------
 
 std::string inputOf(const DifficultFile& file, const std::string& folder) {
@@ -258,7 +225,8 @@ Misses missesOfOutput(const DifficultFile& file, const std::string& referencePat
     constexpr double kMaxLeadSeconds = 0.5;
     Report report;
     const MediaProbe before(referencePath);
-    const MediaProbe after(output, isTransportStream(output) ? kTransportStream : "");
+    const std::string format = isTransportStream(output) ? kTransportStream : "";
+    const MediaProbe after(output, format);
     if (!compareStreams(file, after, &report)) return report.take();
     const DecodedFile expected = decodeByPeer(file, referencePath, file.look);
     const DecodedFile made = decodeByPeer(file, output);
@@ -271,7 +239,7 @@ Misses missesOfOutput(const DifficultFile& file, const std::string& referencePat
                         (static_cast<double>(after.video()->endUs) - laterUs) / 1e6, 0.001);
     }
     if (file.hasSound) compareSound(file, expected.sound, made.sound, laterUs / 1e6, &report);
-    const double lead = largestLead(output);
+    const double lead = static_cast<double>(largestLeadUs(output, format)) / 1e6;
     report.expect(lead <= kMaxLeadSeconds, "tracks apart in the file, s", kMaxLeadSeconds, lead);
     return report.take();
 }

@@ -28,6 +28,8 @@ clean() { ffmpeg $P $S $X $A clean.$1; }
 clean0() { ffmpeg $P $S $X -bf 0 $A clean.$1; }
 # copy EXTENSION OPTIONS: of the clean file; join EXTENSION: a and b, one behind the other
 copy() { e=$1; shift; ffmpeg -i clean.$e -c copy "$@" in.$e; }
+# spread TIME: silent pictures, 40 ms apart, and a copy with these times of picture N
+spread() { ffmpeg $P $X -bf 0 clean.mkv; copy mkv -bsf:v "setts=pts=$1:dts=$1"; }
 join() { cat a.$1 b.$1 > in.$1; }
 # places LAYOUT OUTPUT LEVELS: a sound in each place
 places() {
@@ -95,6 +97,16 @@ DoubledTimes in.mkv | whole=clean.mkv times=41 unlike=times | clean0 mkv; copy m
   setts=ts='PTS-mod(N\,2)*40'
 LastTimeDoubled in.mkv | whole=clean.mkv times=41 unlike=times | clean0 mkv; copy mkv -bsf:v
   setts=ts='PTS-eq(N\,74)*40'
+# Pictures of which several have one time, or that fall back, are spread evenly.
+TimesInPairs in.mkv | like=clean.mkv pictures=75 unlike=times | spread '80*floor(N/2)'
+TimesInThrees in.mkv | like=clean.mkv pictures=75 unlike=times | spread '120*floor(N/3)'
+OneTimeInTheMiddleDoubled in.mkv | like=clean.mkv pictures=75 unlike=times | spread
+  'if(eq(N\,12)\,440\,40*N)'
+OneTimeFallsBack in.mkv | like=clean.mkv pictures=75 unlike=times | spread 'if(eq(N\,12)\,200\,40*N)'
+LongRunOfOneTime in.mkv | like=clean.mkv pictures=75 unlike=times | spread
+  'if(between(N\,5\,18)\,200\,40*N)'
+AllTimesAlike in.mkv | like=clean.mkv pictures=75 unlike=times | spread 0
+TimesBeginAgain in.mkv | like=clean.mkv pictures=75 unlike=times | spread '40*mod(N\,12)'
 MissingTimes in.ts | whole=clean.ts | clean ts; @ts-drop-times clean.ts 256 2 in.ts
 LongWaitBeforeTheLast in.mp4 | whole ends=4.6 | clean0 mp4; copy mp4 -video_track_timescale 12800
   -bsf:v setts=ts='PTS+gte(N\,74)*20480':duration=512
@@ -110,7 +122,15 @@ RawMpeg2 in.m2v | pictures=75 | ffmpeg $P -c:v mpeg2video -q:v 2 -bf 2 in.m2v
 RawAac in.aac | sound=3 | ffmpeg $S $A in.aac
 RawAc3 in.ac3 | sound=3 | ffmpeg $S -c:a ac3 in.ac3
 LatmInTransportStream in.ts | sound=3 | ffmpeg $S $A -mpegts_flags latm in.ts
+VeryShortDts in.ts | like=clean.wav sound=0 unlike=mp3 | ffmpeg $S -t 0.05 -ar 48000 -c:a dca
+  -strict -2 in.ts; ffmpeg -c:a dca -i in.ts -c:a pcm_s16le clean.wav
+VeryShortSoundStream in.ts | sound=0.05 | ffmpeg $S -t 0.05 -c:a mp2 in.ts
 # ---- What changes in the middle. The pictures of a first part begin two behind the start of decoding
+AspectChanges in.ts | pictures=-1 sound=3.2 | ffmpeg $P $S -t 1.6 -c:v mpeg2video -q:v 2 -aspect 3:2
+  $A a.ts; ffmpeg $P $S -t 1.6 -output_ts_offset 1.68 -c:v mpeg2video -q:v 2 -aspect 16:9 $A b.ts;
+  join ts
+RangeChanges in.ts | pictures=80 sound=3.2 | ffmpeg $P $S -t 1.6 $X $A a.ts; ffmpeg $P $S -vf
+  scale=out_range=full -t 1.6 -output_ts_offset 1.68 $X -pix_fmt yuvj420p $A b.ts; join ts
 SizeChanges in.ts | pictures=80 sound=3.2 | ffmpeg $P $S -t 1.6 $X $A a.ts; ffmpeg $P $S -vf
   scale=128:96,setsar=1 -t 1.6 -output_ts_offset 1.68 $X $A b.ts; join ts
 PixelFormatChanges in.ts | pictures=80 sound=3.2 | ffmpeg $P $S -t 1.6 $X $A a.ts; ffmpeg $P $S -t
@@ -130,6 +150,8 @@ MirroredLeftRight in.mp4 | whole=clean.mp4 looks=hflip | clean mp4; @mp4-matrix 
 UpsideDown in.mp4 | whole=clean.mp4 looks=vflip | clean mp4; @mp4-matrix clean.mp4 1 0 0 -1 in.mp4
 TurnedAndMirrored in.mp4 | like=clean.mp4 pictures=75,64,96 sound=3 looks=transpose=cclock_flip |
   clean mp4; @mp4-matrix clean.mp4 0 1 1 0 in.mp4
+TurnedAndMirroredOtherwise in.mp4 | like=clean.mp4 pictures=75,64,96 sound=3
+  looks=transpose=clock_flip | clean mp4; @mp4-matrix clean.mp4 0 -1 -1 0 in.mp4
 BeginsInsideAGroup in.mp4 | pictures=62 sound=2.48 | clean mp4; ffmpeg -ss 0.52 -i clean.mp4 -c copy
   in.mp4
 LateSound in.mp4 | pictures=75 sound=3.3 | clean mp4; ffmpeg -i clean.mp4 -itsoffset 0.3 -i
@@ -160,6 +182,7 @@ H264With10Bits in.mkv | pictures=75 | ffmpeg $P $X -pix_fmt yuv420p10 in.mkv
 H264With422 in.mkv | pictures=75 | ffmpeg $P $X -pix_fmt yuv422p in.mkv
 H264With444 in.mkv | pictures=75 | ffmpeg $P $X -pix_fmt yuv444p in.mkv
 H264WithRgb in.mkv | pictures=75 | ffmpeg $P -c:v libx264rgb -qp 18 in.mkv
+Gray in.mkv | pictures=75 | ffmpeg $P -c:v ffv1 -pix_fmt gray in.mkv
 Palette in.mkv | pictures=75 | ffmpeg $P -c:v png -pix_fmt pal8 in.mkv
 AnimatedGif in.gif | pictures=75 | ffmpeg $P in.gif
 OneJpeg in.jpg | pictures=1 | ffmpeg $P -frames:v 1 -q:v 2 in.jpg
@@ -168,6 +191,8 @@ OnePictureGif in.gif | pictures=1 | ffmpeg $P -frames:v 1 in.gif
 FourteenByTenPoints in.mkv | pictures=25,14,10 | ffmpeg -f lavfi -i testsrc2=s=14x10:d=1 -c:v
   libx264 -qp 10 in.mkv
 SixPoints in.mkv | pictures=25,6,6 | ffmpeg -f lavfi -i testsrc2=s=6x6:d=1 -c:v ffv1 in.mkv
+FourPoints in.mkv | pictures=25,4,4 | ffmpeg -f lavfi -i testsrc2=s=4x4:d=1 -c:v ffv1 in.mkv
+TwoPoints in.mkv | pictures=25,2,2 | ffmpeg -f lavfi -i testsrc2=s=2x2:d=1 -c:v ffv1 in.mkv
 # ---- Kinds of sound
 Rate8000 in.wav | sound=3,8000,mono | ffmpeg $S -ar 8000 -ac 1 in.wav
 Rate192000 in.wav | sound=3 | ffmpeg $S -ar 192000 in.wav
@@ -222,14 +247,8 @@ RawLatm in.loas | sound=3 | ffmpeg $S $A -f latm in.loas
 DtsInTransportStream in.ts | sound=3 | ffmpeg $S -ar 48000 -c:a dca -strict -2 in.ts
 RawEac3 in.eac3 | sound=3 | ffmpeg $S -c:a eac3 in.eac3
 LatmWithPicture in.ts | whole | ffmpeg $P $S $X $A -mpegts_flags latm in.ts
-VeryShortDts in.ts | like=clean.wav sound=0 unlike=mp3 | ffmpeg $S -t 0.05 -ar 48000 -c:a dca
-  -strict -2 in.ts; ffmpeg -c:a dca -i in.ts -c:a pcm_s16le clean.wav
-VeryShortSoundStream in.ts | sound=0.05 | ffmpeg $S -t 0.05 -c:a mp2 in.ts
 SmallerSizeFollows in.ts | pictures=80,128,96 sound=3.2 | ffmpeg $P $S -vf scale=128:96,setsar=1 -t
   1.6 $X $A a.ts; ffmpeg $P $S -t 1.6 -output_ts_offset 1.68 $X $A b.ts; join ts
-AspectChanges in.ts | pictures=-1 sound=3.2 | ffmpeg $P $S -t 1.6 -c:v mpeg2video -q:v 2 -aspect 3:2
-  $A a.ts; ffmpeg $P $S -t 1.6 -output_ts_offset 1.68 -c:v mpeg2video -q:v 2 -aspect 16:9 $A b.ts;
-  join ts
 PartsOverlap in.ts | pictures=80 sound=0 times=81 unlike=times | ffmpeg $P $S -t 1.6 $X $A a.ts;
   ffmpeg $P $S -t 1.6 -output_ts_offset 1.64 $X $A b.ts; join ts
 PictureRateChanges in.ts | pictures=120 sound=3.2 | ffmpeg $P $S -t 1.6 $X $A a.ts; ffmpeg $P $S -r
@@ -246,8 +265,6 @@ Turned180 in.mp4 | whole=clean.mp4 looks=hflip,vflip | clean mp4; @mp4-matrix cl
   in.mp4
 Turned270 in.mp4 | like=clean.mp4 pictures=75,64,96 sound=3 looks=transpose=cclock | clean mp4;
   @mp4-matrix clean.mp4 0 -1 1 0 in.mp4
-TurnedAndMirroredOtherwise in.mp4 | like=clean.mp4 pictures=75,64,96 sound=3
-  looks=transpose=clock_flip | clean mp4; @mp4-matrix clean.mp4 0 -1 -1 0 in.mp4
 MirroredAndScaled in.mp4 | like=clean.mp4 pictures=75,64,48 sound=3 looks=hflip options=--size,64x48
   | clean mp4; @mp4-matrix clean.mp4 -1 0 0 1 in.mp4
 LatePicture in.mp4 | whole | clean mp4; ffmpeg -itsoffset 0.7 -i clean.mp4 -i clean.mp4 -map 0:v
@@ -278,7 +295,6 @@ Vp9With10Bits in.webm | pictures=75 | ffmpeg $P -c:v libvpx-vp9 -cpu-used 8 -b:v
 PlanarRgb in.mkv | pictures=75 | ffmpeg $P -c:v ffv1 -pix_fmt gbrp in.mkv
 Transparent in.mkv | pictures=75 | ffmpeg $P -vf format=rgba,colorchannelmixer=aa=0.5 -c:v png
   in.mkv
-Gray in.mkv | pictures=75 | ffmpeg $P -c:v ffv1 -pix_fmt gray in.mkv
 Gray16 in.mkv | pictures=75 | ffmpeg $P -c:v ffv1 -pix_fmt gray16le in.mkv
 BlackAndWhite in.mkv | pictures=75 | ffmpeg $P -c:v rawvideo -pix_fmt monob in.nut; ffmpeg -i in.nut
   -c:v png -pix_fmt monob in.mkv

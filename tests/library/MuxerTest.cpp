@@ -15,6 +15,7 @@
 #include "library/LogCapture.h"
 #include "library/Stage.h"
 #include "support/MediaProbe.h"
+#include "support/MediaReader.h"
 #include "support/Test.h"
 
 namespace android {
@@ -144,7 +145,7 @@ TEST_F(MuxerTest, WritesTheRangeOfTheBuffer) {
 }
 
 // As a player turns it, clockwise; the index tells key frames as the flags did.
-TEST_F(MuxerTest, WritesTheRotationAndTheKeyFramesThatItIsTold) {
+TEST_F(MuxerTest, WritesTheRotationThePlaceAndTheKeyFramesThatItIsTold) {
     constexpr int kKeyFrameInterval = 10;
     for (const int degrees : {0, 90, 180, 270}) {
         SCOPED_TRACE(degrees);
@@ -161,6 +162,7 @@ TEST_F(MuxerTest, WritesTheRotationAndTheKeyFramesThatItIsTold) {
         ASSERT_EQ(clip->selectTrack(0), OK);
         ASSERT_EQ(muxer->addTrack(format), 0);
         EXPECT_EQ(muxer->setOrientationHint(degrees), OK);
+        EXPECT_EQ(muxer->setLocation(-337550, 1512100), OK);
         ASSERT_EQ(muxer->start(), OK);
         for (int i = 0; i < 3 * kKeyFrameInterval; ++i) {
             const sp<ABuffer> sample = new ABuffer(1 << 20);
@@ -172,6 +174,11 @@ TEST_F(MuxerTest, WritesTheRotationAndTheKeyFramesThatItIsTold) {
         const oxa::test::MediaProbe probe(path);
         ASSERT_NE(probe.video(), nullptr) << probe.error();
         EXPECT_EQ(probe.video()->rotation, degrees);
+        const oxa::test::MediaReader reader(path);
+        const AVDictionaryEntry* place =
+                av_dict_get(reader.format()->metadata, "location", nullptr, 0);
+        ASSERT_NE(place, nullptr);
+        EXPECT_THAT(place->value, testing::HasSubstr("-33.7550+151.2100"));
         EXPECT_EQ(probe.video()->packetCount, 3 * kKeyFrameInterval);
         EXPECT_EQ(probe.video()->syncPacketCount, 3);
     }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 
 #include "support/MediaReader.h"
 #include "support/TempDir.h"
@@ -121,37 +122,33 @@ const StreamProbe* MediaProbe::find(bool video) const {
     return nullptr;
 }
 
-int64_t largestLeadUs(const std::string& path) {
+int64_t largestLeadUs(const std::string& path, const std::string& format) {
     struct Place {
         int64_t position;
+        int stream;
         int64_t timeUs;
-        size_t stream;
     };
     std::vector<Place> places;
-    MediaReader reader(path);
+    MediaReader reader(path, format);
     if (!reader.ok()) return INT64_MAX;
-    const size_t count = reader.format()->nb_streams;
-    std::vector<int64_t> latestUs(count, INT64_MAX);
-    std::vector<int64_t> endUs(count, INT64_MIN);
     reader.readPackets([&](const AVPacket& packet) {
-        const auto stream = static_cast<size_t>(packet.stream_index);
         // The demuxer does not know where it found what it had to search the end of.
-        if (stream >= count || packet.pos < 0) return;
-        places.push_back({packet.pos, reader.toUs(packet.stream_index, packet.dts), stream});
-        latestUs[stream] = std::min(latestUs[stream], places.back().timeUs);
-        endUs[stream] = std::max(endUs[stream], places.back().timeUs);
+        if (packet.pos < 0) return;
+        places.push_back(
+                {packet.pos, packet.stream_index, reader.toUs(packet.stream_index, packet.dts)});
     });
     std::stable_sort(places.begin(), places.end(),
                      [](const Place& a, const Place& b) { return a.position < b.position; });
-    int64_t leadUs = 0;
-    for (const Place& place : places) {
-        for (size_t other = 0; other < count; ++other) {
-            if (other == place.stream || latestUs[other] == endUs[other]) continue;
-            leadUs = std::max(leadUs, place.timeUs - latestUs[other]);
+    // From the end: what each stream has next.
+    std::map<int, int64_t> next;
+    int64_t largestUs = 0;
+    for (auto place = places.rbegin(); place != places.rend(); ++place) {
+        for (const auto& [stream, timeUs] : next) {
+            if (stream != place->stream) largestUs = std::max(largestUs, place->timeUs - timeUs);
         }
-        latestUs[place.stream] = std::max(latestUs[place.stream], place.timeUs);
+        next[place->stream] = place->timeUs;
     }
-    return leadUs;
+    return largestUs;
 }
 
 std::vector<std::string> boxesOf(const std::string& path) {

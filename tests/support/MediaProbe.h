@@ -67,9 +67,9 @@ class MediaProbe {
     std::vector<StreamProbe> mStreams;
 };
 
-// How far tracks that both go on are apart in the order of the file, at most: the time by which a
-// packet is later than the last one of another track before it. Microseconds.
-int64_t largestLeadUs(const std::string& path);
+// By how much a track is ahead, at most, of what comes later in the file of another. Microseconds;
+// `format` as above.
+int64_t largestLeadUs(const std::string& path, const std::string& format = "");
 
 // The names of the boxes of an MP4 file's first level; the last one is "?" when the file ends, or
 // is none any more, within a box.

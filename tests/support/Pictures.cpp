@@ -31,18 +31,6 @@ Image copyImage(const AVFrame& frame, int64_t timeUs) {
     return image;
 }
 
-double planePsnr(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
-    if (a.size() != b.size()) return -1;
-    double sum = 0;
-    for (size_t i = 0; i < a.size(); ++i) {
-        const double difference = static_cast<double>(a[i]) - b[i];
-        sum += difference * difference;
-    }
-    if (sum == 0) return kEqualPsnr;
-    return std::min(kEqualPsnr,
-                    10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / sum));
-}
-
 }  // namespace
 
 std::vector<Image> decodePictures(const std::string& path, int width, int height) {
@@ -67,6 +55,20 @@ std::vector<Image> decodePictures(const std::string& path, int width, int height
     return images;
 }
 
+double meanSquareError(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
+    if (a.size() != b.size()) return 255.0 * 255.0;
+    double sum = 0;
+    for (size_t i = 0; i < a.size(); ++i) {
+        const double difference = static_cast<double>(a[i]) - b[i];
+        sum += difference * difference;
+    }
+    return sum / static_cast<double>(a.size());
+}
+
+double psnrOf(double error) {
+    return error == 0 ? kEqualPsnr : std::min(kEqualPsnr, 10 * std::log10(255.0 * 255.0 / error));
+}
+
 PsnrResult comparePictures(const std::string& a, const std::string& b) {
     const std::vector<Image> first = decodePictures(a);
     const std::vector<Image> other =
@@ -78,8 +80,9 @@ PsnrResult comparePictures(const std::string& a, const std::string& b) {
     std::array<double, 3> means = {};
     for (size_t i = 0; i < count; ++i) {
         for (size_t plane = 0; plane < means.size(); ++plane) {
-            means[plane] += planePsnr(first[i].planes[plane], other[i].planes[plane]) /
-                            static_cast<double>(count);
+            means[plane] +=
+                    psnrOf(meanSquareError(first[i].planes[plane], other[i].planes[plane])) /
+                    static_cast<double>(count);
         }
     }
     result.mean = {means[0], means[1], means[2]};

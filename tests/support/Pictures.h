@@ -33,6 +33,10 @@ struct Psnr {
 };
 constexpr double kEqualPsnr = 100;
 
+// Of two planes; those of different sizes have nothing in common. And the PSNR of such an error.
+double meanSquareError(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b);
+double psnrOf(double error);
+
 struct PsnrResult {
     size_t countB = 0;  // the pictures of `b`
     Psnr mean;          // over those that both have, -1 when none could be compared

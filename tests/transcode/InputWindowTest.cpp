@@ -68,12 +68,7 @@ std::string sourceOf(const WindowCase& window, const std::string& path) {
 }
 
 double differenceOf(const Image& a, const Image& b) {
-    double sum = 0;
-    for (size_t i = 0; i < a.planes[0].size(); ++i) {
-        const double difference = a.planes[0][i] - b.planes[0][i];
-        sum += difference * difference;
-    }
-    return sum / a.planes[0].size();
+    return meanSquareError(a.planes[0], b.planes[0]);
 }
 
 class InputWindowTest : public testing::TestWithParam<WindowCase> {

@@ -1,6 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <oxa/host/CodecConfig.h>
 #include <sched.h>
 
 #include "support/MediaProbe.h"
@@ -91,6 +92,27 @@ INSTANTIATE_TEST_SUITE_P(
                         StopCase{"TsSound", "out.ts", android::CODEC_AUDIO_ONLY},
                         StopCase{"TsPicture", "out.ts", android::CODEC_VIDEO_ONLY}),
         rowName<StopCase>);
+
+// ---- An encoder that gives its codec-specific data first, as televisions' do
+
+TEST(CodecConfigTest, isNoPictureWhereItComesFirst) {
+    const TempDir folder;
+    ClipOptions options;
+    options.seconds = 1;
+    options.audio = false;
+    const std::string source = testClip(options);
+    host::setCodecConfigOutput(true);
+    for (const char* name : {"out.mp4", "out.ts"}) {
+        const std::string output = folder.file(name);
+        LibraryJob job(source, output, android::CODEC_VIDEO_ONLY);
+        ASSERT_NO_FATAL_FAILURE(job.start());
+        ASSERT_NO_FATAL_FAILURE(job.waitForEnd());
+        job.stopAndCleanUp();
+        EXPECT_EQ(complaintsAbout(output), "");
+        expectSamePictures(*MediaProbe(source).video(), *MediaProbe(output).video());
+    }
+    host::setCodecConfigOutput(false);
+}
 
 // ---- Memory -------------------------------------------------------------------------------------
 

@@ -246,30 +246,6 @@ TEST(ExtractorTest, TakesNoTimeBaseForAFrameRate) {
     }
 }
 
-TEST(ExtractorTest, FindsSoundAloneHoweverShortWhateverItsTypeIsCalled) {
-    const struct {
-        const char* codec;
-        std::vector<std::string> arguments;
-        const char* mime;
-    } kSounds[] = {{"aac", {"-mpegts_flags", "latm"}, "audio/x-aac_latm"},
-                   {"dca", {}, "audio/vnd.dts"},
-                   {"aac", {}, "audio/mp4a-latm"}};
-    for (const auto& sound : kSounds) {
-        SCOPED_TRACE(sound.mime);
-        oxa::test::ClipOptions options;
-        options.extension = "ts";
-        options.video = false;
-        options.seconds = 0.1;
-        options.audioCodec = sound.codec;
-        options.outputArguments = sound.arguments;
-        const sp<NuMediaExtractor> extractor = openClip(oxa::test::testClip(options));
-        ASSERT_EQ(extractor->countTracks(), 1u);
-        AString mime;
-        EXPECT_TRUE(formatOf(extractor)->findString("mime", &mime));
-        EXPECT_STREQ(mime.c_str(), sound.mime);
-    }
-}
-
 // Only the parameter sets know the shape; clips with a complete index are opened the short way.
 TEST(ExtractorTest, FindsShapeOfPointsAndRotation) {
     const struct {

@@ -599,27 +599,6 @@ TEST_P(WriterTest, AStalledReaderDoesNotHoldAStop) {
     }
 }
 
-TEST(Mp4WriterTest, WritesRotationAndPlace) {
-    TempDir dir;
-    const std::string path = dir.file("out.mp4");
-    for (int degrees : {90, 180, 270}) {
-        const auto writer = makeWriter(Container::kMp4, openFile(path));
-        WriterSession session(writer);
-        EXPECT_EQ(static_cast<MPEG4Writer*>(writer.get())->setGeoData(-337550, 1512100), OK);
-        sp<MetaData> params = new MetaData;
-        params->setInt32(kKeyRotation, degrees);
-        session.start(params.get());
-        ASSERT_EQ(session.push(carSamples()[0]), OK);
-        session.stop();
-        EXPECT_EQ(MediaProbe(path).video()->rotation, degrees);
-        const MediaReader reader(path);
-        const AVDictionaryEntry* place =
-                av_dict_get(reader.format()->metadata, "location", nullptr, 0);
-        ASSERT_NE(place, nullptr);
-        EXPECT_THAT(place->value, HasSubstr("-33.7550+151.2100"));
-    }
-}
-
 TEST(TsWriterTest, WritesThroughAFunction) {
     struct Sink {
         const size_t room;
