@@ -197,8 +197,12 @@ bool compareStreams(const DifficultFile& file, const MediaProbe& output, Report*
         report->equal("sound's rate", file.sampleRate, output.audio()->sampleRate);
         report->equal("sound's channels", channelsOf(file.layout), output.audio()->channels);
     }
-    return file.pictureCount == 0 || (report->equal("width", file.width, output.video()->width) &&
-                                      report->equal("height", file.height, output.video()->height));
+    if (file.pictureCount == 0) return true;
+    const StreamProbe& video = *output.video();
+    report->equal("rotation of the output", 0, video.rotation);
+    report->equal("square points, or untold", std::min(video.sarNum, video.sarDen), video.sarNum);
+    return report->equal("width", file.width, video.width) &&
+           report->equal("height", file.height, video.height);
 }
 
 void compareVideo(const DifficultFile& file, const StreamProbe& reference,

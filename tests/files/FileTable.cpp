@@ -152,6 +152,18 @@ TurnedAndMirrored in.mp4 | like=clean.mp4 pictures=75,64,96 sound=3 looks=transp
   clean mp4; @mp4-matrix clean.mp4 0 1 1 0 in.mp4
 TurnedAndMirroredOtherwise in.mp4 | like=clean.mp4 pictures=75,64,96 sound=3
   looks=transpose=clock_flip | clean mp4; @mp4-matrix clean.mp4 0 -1 -1 0 in.mp4
+Turned90 in.mp4 | like=clean.mp4 pictures=75,64,96 sound=3 looks=transpose=clock | clean mp4;
+  @mp4-matrix clean.mp4 0 1 -1 0 in.mp4
+Turned180 in.mp4 | whole=clean.mp4 looks=hflip,vflip | clean mp4; @mp4-matrix clean.mp4 -1 0 0 -1
+  in.mp4
+Turned270 in.mp4 | like=clean.mp4 pictures=75,64,96 sound=3 looks=transpose=cclock | clean mp4;
+  @mp4-matrix clean.mp4 0 -1 1 0 in.mp4
+WidePoints in.mp4 | pictures=25,384,288 | ffmpeg -f lavfi -i testsrc2=s=352x288:d=1 -vf setsar=12/11
+  $X in.mp4
+NarrowPoints in.mp4 | pictures=25,240,240 | ffmpeg -f lavfi -i testsrc2=s=320x240:d=1 -vf setsar=3/4
+  $X in.mp4
+WidePointsTurned in.mp4 | like=clean.mp4 pictures=25,288,512 looks=transpose=clock | ffmpeg -f lavfi
+  -i testsrc2=s=352x288:d=1 -vf setsar=16/11 $X clean.mp4; @mp4-matrix clean.mp4 0 1 -1 0 in.mp4
 BeginsInsideAGroup in.mp4 | pictures=62 sound=2.48 | clean mp4; ffmpeg -ss 0.52 -i clean.mp4 -c copy
   in.mp4
 LateSound in.mp4 | pictures=75 sound=3.3 | clean mp4; ffmpeg -i clean.mp4 -itsoffset 0.3 -i
@@ -259,12 +271,6 @@ ChannelsChangeInTransportStream in.ts | like=clean.wav sound=3.2 | ffmpeg $S -t 
   ffmpeg $S -t 1.6 -output_ts_offset 1.6 -ac 6 -c:a ac3 b.ts; join ts; ffmpeg -i a.ts -i b.ts
   -filter_complex [1]atrim=start_sample=256,aformat=channel_layouts=stereo[b],[0][b]concat=v=0:a=1
   clean.wav
-Turned90 in.mp4 | like=clean.mp4 pictures=75,64,96 sound=3 looks=transpose=clock | clean mp4;
-  @mp4-matrix clean.mp4 0 1 -1 0 in.mp4
-Turned180 in.mp4 | whole=clean.mp4 looks=hflip,vflip | clean mp4; @mp4-matrix clean.mp4 -1 0 0 -1
-  in.mp4
-Turned270 in.mp4 | like=clean.mp4 pictures=75,64,96 sound=3 looks=transpose=cclock | clean mp4;
-  @mp4-matrix clean.mp4 0 -1 1 0 in.mp4
 MirroredAndScaled in.mp4 | like=clean.mp4 pictures=75,64,48 sound=3 looks=hflip options=--size,64x48
   | clean mp4; @mp4-matrix clean.mp4 -1 0 0 1 in.mp4
 LatePicture in.mp4 | whole | clean mp4; ffmpeg -itsoffset 0.7 -i clean.mp4 -i clean.mp4 -map 0:v
