@@ -198,6 +198,7 @@ void TrackCopy::Impl::count(const AVPacket& packet) {
 }
 
 bool TrackCopy::Impl::finish(OutputEnd end) {
+    if (mOrder == nullptr) return true;  // stopped before the first part
     if (end == OutputEnd::kTogether) mOrder->cut();
     while (!mFailed) {
         AvPacketOwner next = mOrder->nextOfRest();
