@@ -3,6 +3,8 @@
 
 #include "extractor/FileDescription.h"
 
+#include <string.h>
+
 #include <algorithm>
 
 #include "extractor/TrackFormat.h"
@@ -31,6 +33,14 @@ std::string textOf(const char* text) {
 std::string nameOf(const char* name) {
     const std::string text = textOf(name);
     return text == "unknown" || text == "reserved" ? "" : text;
+}
+
+// How an MP4 is made tells nothing about the film.
+bool isOfContainer(const char* key) {
+    for (const char* own : {"major_brand", "minor_version", "compatible_brands"}) {
+        if (strcmp(key, own) == 0) return true;
+    }
+    return false;
 }
 
 std::string itemOf(const AVDictionary* metadata, const char* key) {
@@ -142,6 +152,7 @@ InputDescription describeFile(const AVFormatContext& context, const std::vector<
     const AVDictionaryEntry* entry = nullptr;
     while ((entry = av_dict_get(context.metadata, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr &&
            description.metadata.size() < limits::kMaxMetadataItems) {
+        if (isOfContainer(entry->key)) continue;
         description.metadata.emplace_back(textOf(entry->key), textOf(entry->value));
     }
     const unsigned chapters = std::min<unsigned>(context.nb_chapters, limits::kMaxChapters);

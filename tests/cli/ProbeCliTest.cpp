@@ -42,6 +42,7 @@ TEST(Probe, tellsWhatTheFileSaysAndWhatIsLeftOut) {
     EXPECT_EQ(told["tracks"][1]["layout"], "4.0");
     EXPECT_EQ(told["tracks"][1]["language"], "deu");
     EXPECT_EQ(told["metadata"]["title"], "A \033title");
+    EXPECT_FALSE(told["metadata"].contains("major_brand"));
     EXPECT_EQ(told["chapters"][1], json::parse(R"({"start_s": 0.5, "end_s": 1.0,
             "title": "Second half"})"));
     EXPECT_EQ(told["left_out"], json::parse(R"([{"kind": "subtitle", "codec": "subrip",
