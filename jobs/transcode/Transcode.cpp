@@ -47,7 +47,7 @@ class TranscodeWork {
     const Track* videoTrack() const { return mTracks.video ? &*mTracks.video : nullptr; }
     const Track* audioTrack() const { return mTracks.audio ? &*mTracks.audio : nullptr; }
     std::optional<Failure> transcode();
-    std::optional<Failure> verify(const android::_AV_FORMAT_FORMAT& format);
+    std::optional<Failure> verify();
     std::optional<Failure> complete(const TranscodeRun& run);
     void summarize(const TranscodeRun& run);
 
@@ -116,16 +116,16 @@ std::optional<Failure> TranscodeWork::transcode() {
     mResult.damaged = run.damaged();
     if (failure) return failure;
     if (mOptions.verify && !run.wasShortened() && run.hasOutput()) {
-        if (auto difference = verify(format)) return difference;
+        if (auto difference = verify()) return difference;
     }
     // The output is read, too.
     forgetPart();
     return complete(run);
 }
 
-std::optional<Failure> TranscodeWork::verify(const android::_AV_FORMAT_FORMAT& format) {
+std::optional<Failure> TranscodeWork::verify() {
     const SignatureTracks tracks = {mTracks.video.has_value(), mTracks.audio.has_value()};
-    const PictureChanges changes = {format.frameRate, format.deinterlace};
+    const PictureChanges changes = {mTarget.frameRate, mTarget.deinterlace};
     MediaSignature source;
     MediaSignature output;
     if (auto failure = readSignature(mInput, tracks, changes, mContext.cancelled(), &source)) {
