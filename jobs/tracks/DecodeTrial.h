@@ -23,7 +23,8 @@ class DecodeTrial {
                 const CancelFlag& cancelled);
 
     // Whether at least one picture or one piece of sound of `track` comes out of its decoder; reads
-    // as far as needed for that. Blocks, at most 30 s and until the job is cancelled.
+    // as far as needed for that. Blocks until then, for at most 30 s in which nothing comes out,
+    // and until the job is cancelled.
     bool canDecode(const Track& track);
 
   private:

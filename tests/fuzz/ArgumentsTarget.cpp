@@ -12,8 +12,8 @@
 
 #include "arguments/Arguments.h"
 #include "arguments/PlayChoices.h"
-#include "commands/Command.h"
 #include "encode/EncodeSetup.h"
+#include "frame/Command.h"
 #include "fuzz/FuzzTarget.h"
 #include "record/CaptureSource.h"
 #include "record/RecordFormat.h"

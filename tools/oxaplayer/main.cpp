@@ -9,7 +9,7 @@
 #include <cstring>
 
 #include "arguments/Arguments.h"
-#include "commands/Command.h"
+#include "frame/Command.h"
 #include "process/Exhaustion.h"
 #include "process/Signals.h"
 #include "report/Console.h"

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "commands/Command.h"
+#include "frame/Command.h"
 #include "report/ExitCode.h"
 
 namespace oxaplayer {

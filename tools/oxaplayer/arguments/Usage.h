@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "commands/Command.h"
+#include "frame/Command.h"
 
 namespace CLI {
 class App;

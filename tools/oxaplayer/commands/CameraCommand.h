@@ -4,7 +4,7 @@
 #pragma once
 
 #include "arguments/SourceOptions.h"
-#include "commands/Command.h"
+#include "frame/Command.h"
 
 namespace oxaplayer {
 

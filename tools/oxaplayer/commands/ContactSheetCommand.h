@@ -5,7 +5,7 @@
 
 #include <oxa/jobs/ContactSheet.h>
 
-#include "commands/JobCommand.h"
+#include "frame/JobCommand.h"
 
 namespace oxaplayer {
 

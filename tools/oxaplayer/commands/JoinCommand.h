@@ -5,7 +5,7 @@
 
 #include <oxa/jobs/Join.h>
 
-#include "commands/MediaFileCommand.h"
+#include "frame/MediaFileCommand.h"
 
 namespace oxaplayer {
 

@@ -7,7 +7,7 @@
 
 #include <optional>
 
-#include "commands/JobCommand.h"
+#include "frame/JobCommand.h"
 #include "process/TerminalKeys.h"
 
 namespace oxaplayer {

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "commands/Command.h"
+#include "frame/Command.h"
 
 namespace oxaplayer {
 

@@ -6,7 +6,7 @@
 #include <oxa/jobs/Record.h>
 
 #include "arguments/SourceOptions.h"
-#include "commands/JobCommand.h"
+#include "frame/JobCommand.h"
 
 namespace oxaplayer {
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "commands/Command.h"
+#include "frame/Command.h"
 #include "report/Events.h"
 #include "report/ExitCode.h"
 #include "report/ProgressText.h"

@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "commands/JobCommand.h"
+#include "frame/JobCommand.h"
 
 #include <fcntl.h>
 #include <oxa/jobs/Cleanup.h>

@@ -5,7 +5,7 @@
 
 #include <oxa/jobs/OutputOptions.h>
 
-#include "commands/JobCommand.h"
+#include "frame/JobCommand.h"
 
 namespace oxaplayer {
 

@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "commands/Command.h"
+#include "frame/Command.h"
 
 #include "commands/CameraCommand.h"
 #include "commands/ContactSheetCommand.h"

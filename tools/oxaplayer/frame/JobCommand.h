@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "commands/Command.h"
+#include "frame/Command.h"
 #include "report/Events.h"
 #include "report/Report.h"
 

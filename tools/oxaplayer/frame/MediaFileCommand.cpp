@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "commands/MediaFileCommand.h"
+#include "frame/MediaFileCommand.h"
 
 #include <nlohmann/json.hpp>
 
