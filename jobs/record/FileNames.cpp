@@ -5,7 +5,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <iomanip>
 #include <sstream>
 
@@ -22,11 +21,6 @@ constexpr char kConversions[] = "aAbBcCdDeFgGhHIjmMpPrRsSTuUVwWxXyYzZ%";
 std::string withSuffix(const std::string& name, const std::string& suffix) {
     const size_t place = name.size() - extensionOf(name).size();
     return name.substr(0, place) + "-" + suffix + name.substr(place);
-}
-
-bool exists(const std::string& name) {
-    std::error_code error;
-    return std::filesystem::exists(std::filesystem::symlink_status(name, error));
 }
 
 }  // namespace
@@ -67,13 +61,10 @@ std::string FileNames::first(time_t now) {
     return name;
 }
 
-std::string FileNames::next(time_t now, bool mayReplace) {
-    const auto isTaken = [&](const std::string& name) {
-        return mUsed.count(name) > 0 || (!mayReplace && exists(name));
-    };
+std::string FileNames::next(time_t now, const IsTaken& isTaken) {
     ++mNumber;
     std::string name = nameAt(now);
-    for (int i = 1; isTaken(name); ++i) {
+    for (int i = 1; mUsed.count(name) > 0 || isTaken(name); ++i) {
         if (isNumbered()) ++mNumber;
         name = isNumbered() ? nameAt(now) : withSuffix(nameAt(now), std::to_string(i));
     }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <ctime>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -14,19 +15,21 @@ namespace oxa::jobs {
 
 // The names of a recording's files, one after the other. strftime's conversions in the pattern are
 // filled in with the local time at which a file begins; without any, the files of a recording that
-// has several are numbered: "cam-001.mp4". None is used twice, and whatever else has a name is left
-// alone, but for the first file's, which is its opener's to judge.
+// has several are numbered: "cam-001.mp4". None is used twice.
 class FileNames {
   public:
+    // Whether a name is not to be used, since something else has it.
+    using IsTaken = std::function<bool(const std::string& name)>;
+
     // Nothing, or what is wrong with the pattern (kOptions).
     static std::optional<Failure> check(const std::string& pattern);
 
     FileNames(std::string pattern, bool hasSeveral)
         : mPattern(std::move(pattern)), mHasSeveral(hasSeveral) {}
 
+    // The first one's opener judges what has that name.
     std::string first(time_t now);
-    // `mayReplace`: files of others.
-    std::string next(time_t now, bool mayReplace);
+    std::string next(time_t now, const IsTaken& isTaken);
 
   private:
     bool isNumbered() const;

@@ -25,7 +25,7 @@ constexpr int64_t kShortestSplitUs = 1'000'000;
 class RecordWork {
   public:
     RecordWork(const RecordOptions& options, JobContext& context)
-        : mOptions(options), mContext(context), mOutput(options, context) {}
+        : mOptions(options), mContext(context), mOutput(options, mSource, context) {}
 
     Result run() {
         if (auto failure = work()) {
@@ -134,8 +134,8 @@ std::optional<Failure> RecordWork::chooseVideo() {
 }
 
 std::optional<Failure> RecordWork::openOutputs() {
-    if (mOptions.outputDescriptor < 0 && mSource.isReadFrom(mOptions.output)) {
-        return Failure{FailureKind::kOptions, "'" + mOptions.output + "' is the source itself"};
+    if (mOptions.outputDescriptor < 0 && mSource.isReadFrom(mOutput.firstName())) {
+        return Failure{FailureKind::kOptions, "'" + mOutput.firstName() + "' is the source itself"};
     }
     if (mOptions.preview) {
         auto failure = mPreview.openDisplay(DisplayChoice{}, mSource.name(), mContext);

@@ -6,20 +6,24 @@
 #include <oxa/host/OutputFiles.h>
 
 #include <ctime>
+#include <filesystem>
 
 #include "encode/EncodeSetup.h"
 
 namespace oxa::jobs {
 
-RecordFiles::RecordFiles(const RecordOptions& options, JobContext& context)
+RecordFiles::RecordFiles(const RecordOptions& options, const CaptureSource& source,
+                         JobContext& context)
     : mOptions(options),
+      mSource(source),
       mContext(context),
-      mFileNames(options.output, options.splitUs.has_value()) {}
+      mFileNames(options.output, options.splitUs.has_value()),
+      mFirstName(options.outputDescriptor < 0 ? mFileNames.first(time(nullptr)) : options.output) {}
 
 std::optional<Failure> RecordFiles::open(Container container) {
     android::Mutex::Autolock lock(mLock);
     EncodeOptions first = mOptions;
-    if (first.outputDescriptor < 0) first.output = mFileNames.first(time(nullptr));
+    first.output = mFirstName;
     mOpen.push_back(std::make_unique<OutputFile>(&mContext.cancelled()));
     auto failure = openOutput(first, container, WriteWay::kInPlace, mOpen.front().get());
     if (failure || !mOptions.splitUs) return failure;
@@ -32,9 +36,19 @@ std::optional<Failure> RecordFiles::open(Container container) {
     return std::nullopt;
 }
 
+// Of what is there only an ordinary file can be replaced, and never the one that is recorded.
+bool RecordFiles::isTaken(const std::string& name) const {
+    std::error_code error;
+    const auto status = std::filesystem::symlink_status(name, error);
+    if (!std::filesystem::exists(status)) return false;
+    if (!mOptions.replaceOutput || !std::filesystem::is_regular_file(status)) return true;
+    return mSource.isReadFrom(name);
+}
+
 int RecordFiles::openNext() {
     android::Mutex::Autolock lock(mLock);
-    const std::string name = mFileNames.next(time(nullptr), mOptions.replaceOutput);
+    const std::string name = mFileNames.next(
+            time(nullptr), [this](const std::string& wanted) { return isTaken(wanted); });
     auto file = std::make_unique<OutputFile>(&mContext.cancelled());
     if (auto failure = file->openInPlace(name, mOptions.replaceOutput, -1)) {
         mContext.queue()->push(

@@ -14,6 +14,7 @@
 
 #include "files/OutputFile.h"
 #include "oxa/jobs/Record.h"
+#include "record/CaptureSource.h"
 #include "record/FileNames.h"
 #include "run/JobContext.h"
 
@@ -23,11 +24,13 @@ namespace oxa::jobs {
 // first byte on. The writer asks for the next ones on threads of its own; all else is the job's.
 class RecordFiles {
   public:
-    // Both outlive this object. Tells the job's queue what happens to files.
-    RecordFiles(const RecordOptions& options, JobContext& context);
+    // All outlive this object. Tells the job's queue what happens to files.
+    RecordFiles(const RecordOptions& options, const CaptureSource& source, JobContext& context);
     RecordFiles(const RecordFiles&) = delete;
     RecordFiles& operator=(const RecordFiles&) = delete;
 
+    // The name that the first file will have.
+    const std::string& firstName() const { return mFirstName; }
     // Opens the first file, and has the session's writers ask for the others. Nothing when it is
     // open; otherwise why not.
     std::optional<Failure> open(Container container);
@@ -52,13 +55,16 @@ class RecordFiles {
 
   private:
     int openNext();
+    bool isTaken(const std::string& name) const;
     void finishOldest();
     std::optional<Failure> finishFrontLocked() REQUIRES(mLock);
 
     const RecordOptions& mOptions;
+    const CaptureSource& mSource;
     JobContext& mContext;
     mutable android::Mutex mLock;
     FileNames mFileNames GUARDED_BY(mLock);
+    const std::string mFirstName;
     // The last one is being written.
     std::deque<std::unique_ptr<OutputFile>> mOpen GUARDED_BY(mLock);
     std::vector<std::string> mNames GUARDED_BY(mLock);

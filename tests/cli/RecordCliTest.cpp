@@ -1,7 +1,10 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <sys/stat.h>
+
 #include <csignal>
+#include <filesystem>
 
 #include "cli/PlayerProgram.h"
 #include "support/MediaProbe.h"
@@ -235,6 +238,32 @@ TEST_F(RecordCliTest, namesFilesByTheTimeAtWhichTheyBegin) {
     const std::string year = std::to_string(1900 + localtime(&now)->tm_year);
     EXPECT_THAT(namesIn(mFolder.path()),
                 UnorderedElementsAre("cam " + year + " 100%.mp4", "cam " + year + " 100%-1.mp4"));
+}
+
+// By no name, and not by --force: neither the source nor a pipe that nobody reads.
+TEST_F(RecordCliTest, aNextFileLeavesAloneWhatIsNoOutput) {
+    const std::string source = mFolder.file("cam-002.mp4");
+    const std::string pipe = mFolder.file("cam-003.mp4");
+    const std::string clip = readFile(testClip());
+    ASSERT_TRUE(writeFile(source, clip));
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const ProcessResult result = runPlayer(
+            record({"--usb", source}, mFolder.file("cam.mp4"), {"--split", "1", "--force"}));
+    EXPECT_EQ(result.exitCode, 0) << result.signal << result.err;
+    EXPECT_EQ(readFile(source), clip);
+    EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+    EXPECT_NE(MediaProbe(mFolder.file("cam-004.mp4")).video(), nullptr);
+}
+
+TEST_F(RecordCliTest, theSourceUnderAnotherSpellingIsRefused) {
+    const std::string source = mFolder.file("100%.mp4");
+    const std::string clip = readFile(testClip());
+    ASSERT_TRUE(writeFile(source, clip));
+    const ProcessResult result =
+            runPlayer(record({"--usb", source}, mFolder.file("100%%.mp4"), {"--force"}));
+    EXPECT_EQ(result.exitCode, 2) << result.err;
+    EXPECT_THAT(result.err, HasSubstr("is the source itself"));
+    EXPECT_EQ(readFile(source), clip);
 }
 
 TEST_F(RecordCliTest, whatCannotBeSplitIsRefused) {
