@@ -34,14 +34,8 @@ constexpr int32_t kMaxInputSize = 2048;
 constexpr size_t kMaxRenderBuffers = 50;
 constexpr size_t kMaxEncodeBuffers = 2000;
 
-constexpr TrackEncoder::Kind kTrackKind = {
-        LOG_TAG,
-        "Audio",
-        "audio",
-        "A-EncoderLooper",
-        "A-EncodeCBLooper",
-        sites::AudioRecordEncoder::kEncoderTexts,
-};
+constexpr auto kTrackKind =
+        TrackEncoder::Kind::audio(LOG_TAG, sites::AudioRecordEncoder::kEncoderTexts);
 
 }  // namespace
 
@@ -107,6 +101,7 @@ status_t AudioRecordEncoder::reset() {
 // ---- Commands ----------------------------------------------------------------------------------
 
 void AudioRecordEncoder::onMessageReceived(const sp<AMessage>& msg) {
+    int32_t enable;
     status_t err = OK;
     switch (msg->what()) {
         case kWhatSetAudioSource:
@@ -123,18 +118,14 @@ void AudioRecordEncoder::onMessageReceived(const sp<AMessage>& msg) {
         case kWhatSetMuxer:
             onSetMuxer(msg);
             break;
-        case kWhatSetPlayback: {
-            int32_t enable;
+        case kWhatSetPlayback:
             CHECK(msg->findInt32(AMSG_SET_RENDER_AUDIO, &enable));
             onSetPlayback(enable != 0);
             break;
-        }
-        case kWhatSetRecord: {
-            int32_t enable;
+        case kWhatSetRecord:
             CHECK(msg->findInt32(AMSG_SET_TRANSCODE, &enable));
             onSetRecord(enable != 0);
             break;
-        }
         case kWhatStart:
             CHECK(mState == PREPARED);
             onStart();

@@ -49,14 +49,8 @@ constexpr nsecs_t kInputPollNs = 10000;
 constexpr int32_t kStateError = -1;
 constexpr int32_t kStateNoBlock = 3;
 
-constexpr TrackEncoder::Kind kTrackKind = {
-        LOG_TAG,
-        "Audio",
-        "audio",
-        "A-EncoderLooper",
-        "A-EncodeCBLooper",
-        sites::AudioRxEncoder::kEncoderTexts,
-};
+constexpr auto kTrackKind =
+        TrackEncoder::Kind::audio(LOG_TAG, sites::AudioRxEncoder::kEncoderTexts);
 
 }  // namespace
 
@@ -244,18 +238,17 @@ status_t AudioRxEncoder::reset() {
 // ---- Blocks of sound ---------------------------------------------------------------------------
 
 void AudioRxEncoder::onMessageReceived(const sp<AMessage>& msg) {
+    int32_t state;
     switch (msg->what()) {
         case kWhatReadRxAudio:
             if (!isCurrentPoll(msg)) break;
             onReadRxAudio();
             if (isCurrentPoll(msg)) msg->post(kPollDelayUs);
             break;
-        case kWhatHDMIRxVideoHotplug: {
-            int32_t state;
+        case kWhatHDMIRxVideoHotplug:
             CHECK(msg->findInt32("rx-video", &state));
             postReport(kWhatHDMIRxVideoHotplug, "rx-video", state);
             break;
-        }
         default:
             ALOGI("In [%d] what [%x]", sites::AudioRxEncoder::kUnknownWhat, msg->what());
             TRESPASS_SITE(sites::AudioRxEncoder::kUnknownRequest);

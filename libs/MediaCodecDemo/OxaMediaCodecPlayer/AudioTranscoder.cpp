@@ -32,7 +32,7 @@ constexpr size_t kMaxPcmBytes = 4 << 20;
 
 const FileTranscoder::Kind AudioTranscoder::kKind = {
         {LOG_TAG, "Audio", "audio", "audio/", sites::AudioTranscoder::kShared},
-        {LOG_TAG, "Audio", "audio", "A-EncoderLooper", "A-EncodeCBLooper", sites::kTranscoderTexts},
+        TrackEncoder::Kind::audio(LOG_TAG, sites::kTranscoderTexts),
         "A-DecoderLooper",
         "A-DecodeCBLooper",
         AUDIO_TRACK,

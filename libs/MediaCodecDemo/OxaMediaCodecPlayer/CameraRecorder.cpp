@@ -23,14 +23,8 @@ namespace {
 // The receiver is always driven at this rate, whatever the driver tells.
 constexpr int32_t kHdmiRxFrameRate = 30;
 
-constexpr TrackEncoder::Kind kTrackKind = {
-        LOG_TAG,
-        "Video",
-        "video",
-        "V-EncoderLooper",
-        "V-EncodeCBLooper",
-        sites::CameraRecorder::kEncoderTexts,
-};
+constexpr auto kTrackKind =
+        TrackEncoder::Kind::video(LOG_TAG, sites::CameraRecorder::kEncoderTexts);
 
 }  // namespace
 

@@ -212,10 +212,6 @@ status_t OxaMediaCodecPlayer::setCalculateFPS(double seconds) {
     return request(newRequest(kWhatSetCalculateFPS, this, AMSG_CALCULATE_FPS, seconds));
 }
 
-status_t OxaMediaCodecPlayer::setWritebackSource(int /* source */) {
-    return OK;
-}
-
 status_t OxaMediaCodecPlayer::prepare() {
     ALOGD("%s[%d]", __FUNCTION__, __LINE__);
     return request(new AMessage(kWhatPrepare, this));
@@ -295,10 +291,6 @@ String8 OxaMediaCodecPlayer::getCameraParameters() {
     AString parameters;
     CHECK(response->findString(AMSG_CAMERA_PARAM, &parameters));
     return String8(parameters.c_str());
-}
-
-bool OxaMediaCodecPlayer::EOSReached() {
-    return mAllEOS;
 }
 
 status_t OxaMediaCodecPlayer::getTranscodeProgress(_TRANSCODE_PROGRESS* progress) {
@@ -599,23 +591,18 @@ status_t OxaMediaCodecPlayer::onStop() {
 void OxaMediaCodecPlayer::handleReport(const sp<AMessage>& msg) {
     switch (msg->what()) {
         case kWhatDecodeGotEOS:
-            onDecodeGotEOS(msg);
-            break;
+            return onDecodeGotEOS(msg);
         case kWhatStopTranscode:
-            onStopTranscode(msg);
-            break;
+            return onStopTranscode(msg);
         case kWhatTrackAdded:
-            onTrackAdded(msg);
-            break;
+            return onTrackAdded(msg);
         case kWhatHDMIRxVideoHotplug:
-            onVideoHotplug(msg);
-            break;
+            return onVideoHotplug(msg);
         case kWhatSyncVideoTime:
             if (mTranscode) mSource->syncVideoTime();
             break;
         case kWhatTranscodeDone:
-            onTranscodeDone(msg);
-            break;
+            return onTranscodeDone(msg);
         default:
             // Also kWhatError, by design: clients with a handler of their own have a copy.
             break;

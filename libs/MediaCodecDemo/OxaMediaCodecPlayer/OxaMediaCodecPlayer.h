@@ -127,7 +127,7 @@ class OxaMediaCodecPlayer : public AHandler {
     // File, not in UNINITIALIZED: how often mStatusHandler is told the frame rate, in seconds.
     status_t setCalculateFPS(double seconds);
     // Accepted, no effect.
-    status_t setWritebackSource(int source);
+    status_t setWritebackSource(int /* source */) { return OK; }
 
     // Run control. Opens file or camera and configures the codecs; in UNPREPARED. A pipeline that
     // cannot is a fatal assertion.
@@ -154,7 +154,7 @@ class OxaMediaCodecPlayer : public AHandler {
     String8 getCameraParameters();
 
     // Any thread, without blocking. All streams have reached their end.
-    bool EOSReached();
+    bool EOSReached() { return mAllEOS; }
     // Between initiate() and cleanup(), from the thread that calls these: BAD_VALUE for null.
     status_t getTranscodeProgress(_TRANSCODE_PROGRESS* progress);
     status_t getPlaybackProgress(_PLAYBACK_PROGRESS* progress);

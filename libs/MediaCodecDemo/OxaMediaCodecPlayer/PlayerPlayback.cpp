@@ -9,12 +9,6 @@
 
 namespace android {
 
-namespace {
-
-constexpr int64_t kFirstFrameTimeoutUs = 3000000;
-
-}  // namespace
-
 // A file that is shown and heard.
 class OxaMediaCodecPlayer::PlaybackSource : public Source {
   public:
@@ -81,6 +75,8 @@ class OxaMediaCodecPlayer::PlaybackSource : public Source {
     }
 
   private:
+    static constexpr int64_t kFirstFrameTimeoutUs = 3000000;
+
     bool playsVideo() const { return handlesVideo() && !mPlayer.mNoVideoTrack; }
     bool playsAudio() const { return handlesAudio() && !mPlayer.mNoAudioTrack; }
 

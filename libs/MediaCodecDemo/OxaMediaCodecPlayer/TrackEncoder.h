@@ -37,6 +37,13 @@ class TrackEncoder {
         const char* encoderLooper;
         const char* callbackLooper;
         const sites::EncoderTexts& texts;
+
+        static constexpr Kind video(const char* tag, const sites::EncoderTexts& texts) {
+            return {tag, "Video", "video", "V-EncoderLooper", "V-EncodeCBLooper", texts};
+        }
+        static constexpr Kind audio(const char* tag, const sites::EncoderTexts& texts) {
+            return {tag, "Audio", "audio", "A-EncoderLooper", "A-EncodeCBLooper", texts};
+        }
     };
 
     struct Fields {

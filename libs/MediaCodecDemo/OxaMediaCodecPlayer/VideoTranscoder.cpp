@@ -23,7 +23,7 @@ constexpr int64_t kSyncIntervalFrames = 30;
 
 const FileTranscoder::Kind VideoTranscoder::kKind = {
         {LOG_TAG, "Video", "video", "video/", sites::VideoTranscoder::kShared},
-        {LOG_TAG, "Video", "video", "V-EncoderLooper", "V-EncodeCBLooper", sites::kTranscoderTexts},
+        TrackEncoder::Kind::video(LOG_TAG, sites::kTranscoderTexts),
         "V-DecoderLooper",
         "V-DecodeCBLooper",
         VIDEO_TRACK,
