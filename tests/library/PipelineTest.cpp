@@ -363,7 +363,6 @@ TEST(VideoTranscoderTest, ReportsProgressEndAndFrameRates) {
         ASSERT_TRUE(
                 waitFor([&] { return stage.reports->count(kWhatTranscodeDone, "err", OK) == 1; }));
         EXPECT_EQ(stage.reports->count(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSVideoReached), 1);
-        EXPECT_EQ(stage.pipeline->encodedFrames(), 92);
         const std::vector<int64_t> times = stage.reports->times("video-pts");
         ASSERT_EQ(times.size(), 3u);
         EXPECT_NEAR(times[0], 29 * 1000000 / 30, 1000);
@@ -372,6 +371,8 @@ TEST(VideoTranscoderTest, ReportsProgressEndAndFrameRates) {
         EXPECT_EQ(stage.reports->count(kWhatInstantFPS, "codec-type", 1) > 0, reporting);
         EXPECT_EQ(stage.reports->count(kWhatInstantFPS, "codec-type", 2) > 0, reporting);
         EXPECT_EQ(stage.reports->count(kWhatAverageFPS), reporting ? 2 : 0);
+        EXPECT_EQ(stage.pipeline->setCalculateFPS(0), OK);
+        EXPECT_EQ(stage.pipeline->writtenSamples(), 92) << "only the rates are counted anew";
     }
 }
 

@@ -74,7 +74,7 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
     // the first picture: the last one given to the encoder, the last one handed to the muxer.
     int64_t capturedTimeUs() const { return mRecording.mCapturedTimeUs; }
     int64_t lastTimeUs() const { return mTrackEncoder.lastTimeUs(); }
-    int64_t writtenFrames() const { return mRecording.mWrittenFrames; }
+    int64_t writtenFrames() const { return mTrackEncoder.writtenSamples(); }
     // Pictures that the target rate has no room for.
     int64_t thinnedFrames() const { return mRecording.mThinnedFrames; }
 

@@ -257,9 +257,8 @@ void CameraRecorder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offse
     if (mState != STARTED) return;
     sp<MediaCodecBuffer> buffer;
     mEncoder->getOutputBuffer(index, &buffer);
-    if (buffer != NULL && timeUs >= 0 &&
-        mTrackEncoder.write(buffer, 0, size, timeUs, flags, HERE)) {
-        ++mRecording.mWrittenFrames;
+    if (buffer != NULL && timeUs >= 0) {
+        mTrackEncoder.write(buffer, 0, size, timeUs, flags, HERE);
     }
     mEncoder->releaseOutputBuffer(index);
 }

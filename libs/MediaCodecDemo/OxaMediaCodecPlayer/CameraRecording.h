@@ -18,7 +18,6 @@ class CameraRecording {
     // Before encoder and puller start: their callbacks come at once.
     void begin() {
         mCapturedTimeUs = -1;
-        mWrittenFrames = 0;
         mThinnedFrames = 0;
         mLastOutputUs = 0;
         mState = kRunning;
@@ -43,7 +42,6 @@ class CameraRecording {
     bool hasFailed() const { return mState == kFailed; }
 
     std::atomic<int64_t> mCapturedTimeUs{-1};
-    std::atomic<int64_t> mWrittenFrames{0};
     std::atomic<int64_t> mThinnedFrames{0};
     std::atomic<int64_t> mLastOutputUs{0};  // when the encoder last gave something
 

@@ -57,6 +57,7 @@ class FileTranscoder : public BaseDecoder, public BaseEncoder, virtual public Ox
 
     // Any thread: time of the last sample written (microseconds, -1 before the first).
     int64_t lastTimeUs() const { return mTrackEncoder.lastTimeUs(); }
+    int64_t writtenSamples() const { return mTrackEncoder.writtenSamples(); }
 
     void onMessageReceived(const sp<AMessage>& msg) override;
 

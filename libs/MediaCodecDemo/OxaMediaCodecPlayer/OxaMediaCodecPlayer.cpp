@@ -298,7 +298,7 @@ status_t OxaMediaCodecPlayer::getTranscodeProgress(_TRANSCODE_PROGRESS* progress
     *progress = {-1, -1, 0};
     if (mVideoTranscoder != NULL) {
         progress->videoTimeUs = mVideoTranscoder->lastTimeUs();
-        progress->videoFrames = mVideoTranscoder->encodedFrames();
+        progress->videoFrames = mVideoTranscoder->writtenSamples();
     }
     if (mAudioTranscoder != NULL) progress->audioTimeUs = mAudioTranscoder->lastTimeUs();
     return OK;

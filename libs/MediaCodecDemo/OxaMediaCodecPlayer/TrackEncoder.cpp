@@ -38,12 +38,12 @@ sp<AMessage> newAacFormat(int32_t channelCount, int32_t sampleRate, int32_t maxI
     return format;
 }
 
-TrackEncoder::TrackEncoder(const Kind& kind, const Fields& fields)
-    : mKind(kind), mFields(fields), mWriting(false), mLastTimeUs(-1) {}
+TrackEncoder::TrackEncoder(const Kind& kind, const Fields& fields) : mKind(kind), mFields(fields) {}
 
 void TrackEncoder::begin() {
     mWriting = false;
     mLastTimeUs = -1;
+    mWrittenSamples = 0;
 }
 
 void TrackEncoder::create(const char* mime, const sites::CheckSite& site) {
@@ -101,9 +101,9 @@ status_t TrackEncoder::addTrack(const sp<AMessage>& format, const sp<AMessage>& 
     return OK;
 }
 
-bool TrackEncoder::write(const sp<MediaCodecBuffer>& buffer, size_t offset, size_t size,
+void TrackEncoder::write(const sp<MediaCodecBuffer>& buffer, size_t offset, size_t size,
                          int64_t timeUs, int32_t flags, const sites::CheckSite& site) {
-    if (!mWriting) return false;
+    if (!mWriting) return;
     sp<ABuffer> sample = new ABuffer(buffer->base(), buffer->capacity());
     sample->setRange(offset, size);
     CHECK_EQ_TEXT(site.file, site.line, mKind.texts.written,
@@ -111,7 +111,7 @@ bool TrackEncoder::write(const sp<MediaCodecBuffer>& buffer, size_t offset, size
                   (status_t)OK);
     // An empty one has the end only.
     if (size > 0) mLastTimeUs = timeUs;
-    return true;
+    ++mWrittenSamples;
 }
 
 void TrackEncoder::logError(int line, int32_t err, int32_t actionCode, const char* detail) const {

@@ -83,9 +83,9 @@ class TrackEncoder {
     // it is done. OK also without a muxer; else the muxer's refusal, about which nothing is logged.
     status_t addTrack(const sp<AMessage>& format, const sp<AMessage>& announcement,
                       const sites::LogSite& site);
-    // Writes an output buffer of the encoder, which stays the caller's to release. False when the
-    // muxer takes nothing; what it refuses then is a fatal assertion, at `site`.
-    bool write(const sp<MediaCodecBuffer>& buffer, size_t offset, size_t size, int64_t timeUs,
+    // Writes an output buffer of the encoder, which stays the caller's to release. Nothing when
+    // the muxer takes nothing; what it refuses then is a fatal assertion, at `site`.
+    void write(const sp<MediaCodecBuffer>& buffer, size_t offset, size_t size, int64_t timeUs,
                int32_t flags, const sites::CheckSite& site);
     // `line` is the caller's.
     void logError(int line, int32_t err, int32_t actionCode, const char* detail) const;
@@ -107,14 +107,17 @@ class TrackEncoder {
     // The time of the last access unit handed to the muxer in this recording or the last one,
     // microseconds, -1 before the first; any thread.
     int64_t lastTimeUs() const { return mLastTimeUs; }
+    // How many access units that were; any thread.
+    int64_t writtenSamples() const { return mWrittenSamples; }
 
   private:
     const Kind& mKind;
     const Fields mFields;
     // Callback thread: the muxer takes samples. Stays false when its gate was opened without a
     // start.
-    bool mWriting;
-    std::atomic<int64_t> mLastTimeUs;
+    bool mWriting = false;
+    std::atomic<int64_t> mLastTimeUs{-1};
+    std::atomic<int64_t> mWrittenSamples{0};
 };
 
 }  // namespace android

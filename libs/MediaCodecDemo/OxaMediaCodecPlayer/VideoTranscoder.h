@@ -26,9 +26,6 @@ class VideoTranscoder : public FileTranscoder {
     // Interval of the frame-rate reports in seconds; 0 or less: none.
     status_t setCalculateFPS(double seconds);
 
-    // Any thread: how many samples were written.
-    int64_t encodedFrames() const { return mEncodedFrames; }
-
     void onMessageReceived(const sp<AMessage>& msg) override;
 
     void handleDecoderInputBuffer(uint32_t index) override;
