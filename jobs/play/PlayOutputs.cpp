@@ -35,7 +35,7 @@ std::optional<Failure> preparePictureDirectory(const std::string& directory) {
     return std::nullopt;
 }
 
-// Nothing for what closes the window.
+// Nothing for what is not about playing.
 std::optional<PlayKey> keyOf(host::DisplayEvent event) {
     switch (event) {
         case host::DisplayEvent::kPauseKey:
@@ -52,11 +52,18 @@ std::optional<PlayKey> keyOf(host::DisplayEvent event) {
             return PlayKey::kMute;
         case host::DisplayEvent::kNextPictureKey:
             return PlayKey::kNextPicture;
+        case host::DisplayEvent::kRecordKey:
         case host::DisplayEvent::kClosed:
         case host::DisplayEvent::kQuitKey:
             break;
     }
     return std::nullopt;
+}
+
+JobEvent jobEventOf(host::DisplayEvent event) {
+    if (const auto key = keyOf(event)) return Pressed{*key};
+    if (event == host::DisplayEvent::kRecordKey) return Switched{};
+    return Closed{};
 }
 
 }  // namespace
@@ -72,8 +79,7 @@ std::optional<Failure> PlayOutputs::openDisplay(const DisplayChoice& choice,
         host::WindowOptions options;
         options.title = fs::path(title).filename().string();
         options.onEvent = [queue = context.queue()](host::DisplayEvent event) {
-            const auto key = keyOf(event);
-            queue->push(key ? JobEvent(Pressed{*key}) : JobEvent(Closed{}));
+            queue->push(jobEventOf(event));
         };
         std::string error;
         auto window = host::createWindowDisplay(options, &error);

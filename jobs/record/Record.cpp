@@ -65,7 +65,7 @@ std::optional<Failure> RecordWork::work() {
     mContext.listener().onStart({tracks(), mContainer});
     RecordRun run({mSource, mPreview, mOutput, mContainer, mFormat, mFrameRate,
                    mOptions.durationUs ? mOptions.durationUs : mSource.lengthUs(), mOptions.preview,
-                   mOptions.monitor},
+                   mOptions.monitor, beginsSwitchedOff(mOptions), mOptions.replayUs.has_value()},
                   mContext);
     const auto failure = run.run();
     mResult.damaged = run.damaged();
@@ -92,6 +92,9 @@ std::optional<Failure> RecordWork::checkOptions() {
     }
     if (mOptions.splitUs && *mOptions.splitUs < kShortestSplitUs) {
         return wrongOption("split", std::to_string(*mOptions.splitUs), "a second or more");
+    }
+    if (mOptions.replayUs && *mOptions.replayUs <= 0) {
+        return wrongOption("replay", std::to_string(*mOptions.replayUs), "a time above 0");
     }
     if (mOptions.outputDescriptor < 0) {
         if (auto failure = FileNames::check(mOptions.output)) return failure;
@@ -169,7 +172,7 @@ std::vector<Track> RecordWork::tracks() const {
 
 std::optional<Failure> RecordWork::complete(const RecordRun& run,
                                             const std::optional<Failure>& failure) {
-    if (!run.hasOutput()) {
+    if (!run.hasOutput() && !beginsSwitchedOff(mOptions)) {
         if (failure) return failure;
         if (run.wasCancelled()) return cancelledFailure();
         return Failure{FailureKind::kInput, "'" + mSource.name() + "' has given nothing to record"};
@@ -192,12 +195,15 @@ std::optional<Failure> RecordWork::complete(const RecordRun& run,
 
 void RecordWork::summarize(const RecordRun& run) {
     mResult.total = run.total();
+    mResult.total.bytes = mOutput.bytes();
     mResult.soundSec = run.soundUs() / 1e6;
     // The file itself knows best; what went through a pipe can only be counted.
-    mResult.durationSec = run.lastTimeUs() / 1e6;
+    mResult.durationSec = run.recordedUs() / 1e6;
     mResult.files = mOutput.names();
-    const bool isOneFile = mResult.files.size() == 1 && mOptions.outputDescriptor < 0;
-    if (mResult.total.bytes && isOneFile) {
+    if (!mOutput.hasSeveral()) return;
+    mResult.total.pictures = mOutput.total().pictures;
+    mResult.durationSec = mOutput.total().timeUs / 1e6;
+    if (mResult.files.size() == 1) {
         mResult.durationSec = fileLengthSec(mResult.files.front()).value_or(mResult.durationSec);
     }
 }
@@ -206,6 +212,10 @@ void RecordWork::summarize(const RecordRun& run) {
 
 Record::Record(RecordOptions options, JobListener* listener)
     : Job(listener), mOptions(std::move(options)) {}
+
+void Record::switchRecording() {
+    context().queue()->push(Switched{});
+}
 
 Result Record::work(JobContext& context) {
     return RecordWork(mOptions, context).run();

@@ -3,8 +3,13 @@
 
 #include "record/RecordFiles.h"
 
+#include <fcntl.h>
 #include <oxa/host/OutputFiles.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 
@@ -12,36 +17,75 @@
 
 namespace oxa::jobs {
 
+namespace fs = std::filesystem;
+
+namespace {
+
+// Nothing, or why no file can be made beside `name`.
+std::optional<Failure> checkFolder(const std::string& name) {
+    const fs::path folder = fs::path(name).parent_path();
+    if (access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) == 0) return std::nullopt;
+    return Failure{FailureKind::kOutput, "cannot write '" + name + "': " + strerror(errno)};
+}
+
+}  // namespace
+
+bool beginsSwitchedOff(const RecordOptions& options) {
+    return options.standby || options.replayUs;
+}
+
 RecordFiles::RecordFiles(const RecordOptions& options, const CaptureSource& source,
                          JobContext& context)
     : mOptions(options),
       mSource(source),
       mContext(context),
-      mFileNames(options.output, options.splitUs.has_value()),
-      mFirstName(options.outputDescriptor < 0 ? mFileNames.first(time(nullptr)) : options.output) {}
+      mStartTime(time(nullptr)),
+      mFileNames(options.output, options.splitUs || beginsSwitchedOff(options)),
+      mFirstName(options.outputDescriptor < 0 ? FileNames(mFileNames).first(mStartTime)
+                                              : options.output) {}
 
 std::optional<Failure> RecordFiles::open(Container container) {
+    if (beginsSwitchedOff(mOptions)) {
+        if (mOptions.outputDescriptor >= 0) return needsFiles("standby");
+        if (auto failure = checkFolder(mFirstName)) return failure;
+        mNowhere = FileDescriptor(::open("/dev/null", O_RDWR | O_CLOEXEC));
+        mHasSeveral = true;
+    } else if (auto failure = openFirst(container)) {
+        return failure;
+    }
+    if (!mHasSeveral) return mOptions.splitUs ? needsFiles("split") : std::nullopt;
+    host::OutputFiles files;
+    files.lengthUs = mOptions.splitUs.value_or(0);
+    files.next = [this] { return openNext(); };
+    files.finished = [this](const host::OutputFigures& figures) { finishOldest(figures); };
+    if (mOptions.replayUs) {
+        files.isWanted = [this] { return mIsWanted.load(); };
+        files.keepUs = *mOptions.replayUs;
+    }
+    host::setOutputFiles(files);
+    return std::nullopt;
+}
+
+std::optional<Failure> RecordFiles::openFirst(Container container) {
     android::Mutex::Autolock lock(mLock);
     EncodeOptions first = mOptions;
-    first.output = mFirstName;
+    first.output = mOptions.outputDescriptor < 0 ? mFileNames.first(mStartTime) : mOptions.output;
     mOpen.push_back(std::make_unique<OutputFile>(&mContext.cancelled()));
     auto failure = openOutput(first, container, WriteWay::kInPlace, mOpen.front().get());
-    if (failure || !mOptions.splitUs) return failure;
-    if (!mOpen.front()->bytes()) {
-        return Failure{FailureKind::kOptions,
-                       "split needs files, '" + mOptions.output + "' is none"};
-    }
-    host::setOutputFiles(
-            {*mOptions.splitUs, [this] { return openNext(); }, [this] { finishOldest(); }});
-    return std::nullopt;
+    mHasSeveral = !failure && mOptions.outputDescriptor < 0 && mOpen.front()->bytes();
+    return failure;
+}
+
+std::optional<Failure> RecordFiles::needsFiles(const std::string& what) const {
+    return Failure{FailureKind::kOptions, what + " needs files, '" + mOptions.output + "' is none"};
 }
 
 // Of what is there only an ordinary file can be replaced, and never the one that is recorded.
 bool RecordFiles::isTaken(const std::string& name) const {
     std::error_code error;
-    const auto status = std::filesystem::symlink_status(name, error);
-    if (!std::filesystem::exists(status)) return false;
-    if (!mOptions.replaceOutput || !std::filesystem::is_regular_file(status)) return true;
+    const auto status = fs::symlink_status(name, error);
+    if (!fs::exists(status)) return false;
+    if (!mOptions.replaceOutput || !fs::is_regular_file(status)) return true;
     return mSource.isReadFrom(name);
 }
 
@@ -51,42 +95,60 @@ int RecordFiles::openNext() {
             time(nullptr), [this](const std::string& wanted) { return isTaken(wanted); });
     auto file = std::make_unique<OutputFile>(&mContext.cancelled());
     if (auto failure = file->openInPlace(name, mOptions.replaceOutput, -1)) {
-        mContext.queue()->push(
-                FileTrouble{failure->text + ", the recording goes on in the file before"});
+        const char* const next = mOptions.splitUs ? ", the recording goes on in the file before"
+                                                  : ", nothing is recorded";
+        mContext.queue()->push(FileTrouble{failure->text + next});
         return -1;
     }
-    mOpen.back()->keep();
+    if (!mOpen.empty()) mOpen.back()->keep();
     mOpen.push_back(std::move(file));
     return mOpen.back()->descriptor();
 }
 
-void RecordFiles::finishOldest() {
+// Those before it that are empty were switched off before anything came.
+void RecordFiles::finishOldest(const host::OutputFigures& figures) {
     android::Mutex::Autolock lock(mLock);
-    if (auto failure = finishFrontLocked()) mContext.queue()->push(FileTrouble{failure->text});
+    while (mOpen.size() > 1 && mOpen.front()->bytes() == 0)
+        discardFrontLocked();
+    mTotal.pictures += static_cast<int64_t>(figures.pictures);
+    mTotal.timeUs += std::max(figures.pictureEndUs, figures.soundEndUs);
+    finishFrontLocked();
 }
 
-std::optional<Failure> RecordFiles::finishFrontLocked() {
+void RecordFiles::finishFrontLocked() {
     OutputFile& file = *mOpen.front();
     auto failure = file.finish();
+    if (!mUnfinished) mUnfinished = failure;
     mNames.push_back(file.currentName());
-    if (mOpen.size() == 1) return failure;
-    mFinishedBytes += file.bytes().value_or(0);
+    const auto bytes = file.bytes();
+    mHasSize = mHasSize && bytes;
+    mFinishedBytes += bytes.value_or(0);
     mOpen.pop_front();
-    return failure;
+}
+
+void RecordFiles::discardFrontLocked() {
+    mOpen.front()->discard();
+    mOpen.pop_front();
 }
 
 int RecordFiles::descriptor() const {
     android::Mutex::Autolock lock(mLock);
-    return mOpen.front()->descriptor();
+    return mOpen.empty() ? mNowhere.get() : mOpen.back()->descriptor();
 }
 
 std::string RecordFiles::path() const {
     android::Mutex::Autolock lock(mLock);
-    return mOpen.back()->path();
+    return mOpen.empty() ? mOptions.output : mOpen.back()->path();
+}
+
+RecordFiles::Total RecordFiles::total() const {
+    android::Mutex::Autolock lock(mLock);
+    return mTotal;
 }
 
 std::optional<int64_t> RecordFiles::bytes() const {
     android::Mutex::Autolock lock(mLock);
+    if (!mHasSize) return std::nullopt;
     int64_t sum = mFinishedBytes;
     for (const auto& file : mOpen) {
         const auto bytes = file->bytes();
@@ -98,6 +160,7 @@ std::optional<int64_t> RecordFiles::bytes() const {
 
 void RecordFiles::keep() {
     android::Mutex::Autolock lock(mLock);
+    if (mOpen.empty()) return;
     // One that has just begun may be the first to meet a full disk.
     const bool isEmpty = mOpen.back()->bytes() == 0;
     if (!isEmpty || mOpen.size() == 1) mOpen.back()->keep();
@@ -105,21 +168,19 @@ void RecordFiles::keep() {
 
 bool RecordFiles::isKept() const {
     android::Mutex::Autolock lock(mLock);
-    return !mNames.empty() || mOpen.back()->isKept();
+    return !mNames.empty() || (!mOpen.empty() && mOpen.back()->isKept());
 }
 
 std::optional<Failure> RecordFiles::finish() {
     android::Mutex::Autolock lock(mLock);
-    if (mOpen.size() > 1 && mOpen.back()->bytes() == 0) {
-        mOpen.back()->discard();
-        mOpen.pop_back();
+    while (!mOpen.empty()) {
+        if (mOpen.front()->bytes() == 0) {
+            discardFrontLocked();
+        } else {
+            finishFrontLocked();
+        }
     }
-    std::optional<Failure> failure;
-    for (size_t left = mOpen.size(); left > 0; --left) {
-        auto unfinished = finishFrontLocked();
-        if (!failure) failure = unfinished;
-    }
-    return failure;
+    return mUnfinished;
 }
 
 std::vector<std::string> RecordFiles::names() const {

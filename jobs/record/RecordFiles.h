@@ -3,8 +3,10 @@
 
 #pragma once
 
+#include <oxa/host/OutputEnd.h>
 #include <utils/Mutex.h>
 
+#include <atomic>
 #include <cstddef>
 #include <deque>
 #include <memory>
@@ -12,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "files/FileDescriptor.h"
 #include "files/OutputFile.h"
 #include "oxa/jobs/Record.h"
 #include "record/CaptureSource.h"
@@ -20,10 +23,19 @@
 
 namespace oxa::jobs {
 
+// Whether nothing is recorded until it is switched on.
+bool beginsSwitchedOff(const RecordOptions& options);
+
 // What one recording writes: a file, or one after the other, each under its final name from the
-// first byte on. The writer asks for the next ones on threads of its own; all else is the job's.
+// first byte on. The writers ask for next ones on threads of their own; all else is the job's.
 class RecordFiles {
   public:
+    // What there is in all files that are finished.
+    struct Total {
+        int64_t pictures = 0;
+        int64_t timeUs = 0;
+    };
+
     // All outlive this object. Tells the job's queue what happens to files.
     RecordFiles(const RecordOptions& options, const CaptureSource& source, JobContext& context);
     RecordFiles(const RecordFiles&) = delete;
@@ -31,21 +43,30 @@ class RecordFiles {
 
     // The name that the first file will have.
     const std::string& firstName() const { return mFirstName; }
-    // Opens the first file, and has the session's writers ask for the others. Nothing when it is
-    // open; otherwise why not.
+    // Opens the first file, unless the recording begins switched off, and has the session's writers
+    // ask for others. Nothing when it is open; otherwise why not.
     std::optional<Failure> open(Container container);
+    // Whether one file can follow another.
+    bool hasSeveral() const { return mHasSeveral; }
+    // Opens a file for a recording that was switched on; false when there is none, which the queue
+    // is told.
+    bool openAnother() { return openNext() >= 0; }
+    // With a replay: whether samples are wanted in a file.
+    void setWanted(bool wanted) { mIsWanted = wanted; }
 
-    // Of the first one, until the recording has begun.
+    // Of the file that was opened last; with a replay what the player can have instead.
     int descriptor() const;
     // Of the file that is being written.
     std::string path() const;
+    Total total() const;
     // How much there is in all files; nothing where that has no size.
     std::optional<int64_t> bytes() const;
     // There is something in the file that must not be lost.
     void keep();
     bool isKept() const;
 
-    // When the writers are gone: makes the rest durable.
+    // When the writers are gone: makes the rest durable, and takes away what holds nothing. Also
+    // tells what went wrong with a file before.
     std::optional<Failure> finish();
     // Takes away what was not kept.
     void discard();
@@ -54,22 +75,32 @@ class RecordFiles {
     std::vector<std::string> takeFinished();
 
   private:
+    std::optional<Failure> openFirst(Container container);
+    std::optional<Failure> needsFiles(const std::string& what) const;
     int openNext();
     bool isTaken(const std::string& name) const;
-    void finishOldest();
-    std::optional<Failure> finishFrontLocked() REQUIRES(mLock);
+    void finishOldest(const host::OutputFigures& figures);
+    void finishFrontLocked() REQUIRES(mLock);
+    void discardFrontLocked() REQUIRES(mLock);
 
     const RecordOptions& mOptions;
     const CaptureSource& mSource;
     JobContext& mContext;
     mutable android::Mutex mLock;
+    const time_t mStartTime;
     FileNames mFileNames GUARDED_BY(mLock);
     const std::string mFirstName;
+    bool mHasSeveral = false;
+    std::atomic<bool> mIsWanted{false};
+    FileDescriptor mNowhere;
     // The last one is being written.
     std::deque<std::unique_ptr<OutputFile>> mOpen GUARDED_BY(mLock);
+    Total mTotal GUARDED_BY(mLock);
     std::vector<std::string> mNames GUARDED_BY(mLock);
     std::ptrdiff_t mTold GUARDED_BY(mLock) = 0;
     int64_t mFinishedBytes GUARDED_BY(mLock) = 0;
+    bool mHasSize GUARDED_BY(mLock) = true;
+    std::optional<Failure> mUnfinished GUARDED_BY(mLock);  // the first file that is not durable
 };
 
 }  // namespace oxa::jobs

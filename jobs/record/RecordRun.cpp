@@ -37,28 +37,33 @@ RecordRun::RecordRun(const Work& work, JobContext& context)
     : PlayerRun(onlyTrack(work.source), context),
       mWork(work),
       mMeter(nowUs(), work.durationUs.value_or(0)),
-      mRecorded{-1, -1, -1, 0, 0} {}
+      mRecorded{-1, -1, -1, 0, 0},
+      mIsOn(!work.standsBy) {}
 
 std::optional<Failure> RecordRun::start() {
     const bool isHdmi = mWork.source.isHdmi();
-    android::_OxaTranscodeConfig config = {};
-    config.type = kOutputDescriptor;
-    config.fmt = mWork.container == Container::kMp4 ? 1 : 0;
-    config.fileDesc = mWork.output.descriptor();
-
+    const bool isRecorded = mIsOn || mWork.isHeld;
     mPlayer->initiate(isHdmi ? android::SourceTypeHdmiRx : android::SourceTypeUsbCamera, true,
-                      true);
+                      isRecorded);
     mPlayer->setCameraSource(mWork.source.place().camera(), android::String16("oxaplayer"));
     mPlayer->setAudioSource(mWork.source.place().audioSource());
     status_t status = mPlayer->setSurface(mWork.preview.display().producer());
-    if (status == OK) status = mPlayer->setMuxer(config);
+    if (status == OK && isRecorded) status = setOutput();
     if (status != OK) return Failure{FailureKind::kFailed, "set-up: " + statusText(status)};
     mPlayer->setTargetFormat(mWork.targetFormat);
     mPlayer->prepare();
     mPlayer->start();
     mPlayer->setPlayback(mWork.isPreviewed, mWork.isMonitored);
-    mPlayer->setTranscode(true);
+    if (isRecorded) mPlayer->setTranscode(true);
     return std::nullopt;
+}
+
+status_t RecordRun::setOutput() {
+    android::_OxaTranscodeConfig config = {};
+    config.type = kOutputDescriptor;
+    config.fmt = mWork.container == Container::kMp4 ? 1 : 0;
+    config.fileDesc = mWork.output.descriptor();
+    return mPlayer->setMuxer(config);
 }
 
 void RecordRun::finish() {
@@ -75,7 +80,7 @@ void RecordRun::waitForEnd() {
     while (!mEnded && !mCancelled && !mFailure) {
         if (const auto event = queue().pop(nowUs() + waitUs())) handle(*event);
         updateStatus();
-        if (mIdleWatch.isStalled()) {
+        if (mIsOn && mIdleWatch.isStalled()) {
             fail(FailureKind::kFailed,
                  "nothing was recorded for " + std::to_string(stallSeconds()) + " seconds");
         }
@@ -92,10 +97,12 @@ int64_t RecordRun::waitUs() const {
 
 // How long until the recording has to be stopped. One more picture is taken to carry the end.
 int64_t RecordRun::missingUs() const {
-    if (!mWork.source.hasVideo()) return *mWork.durationUs - mRecorded.audioTimeUs;
+    if (mWork.isHeld) return *mWork.durationUs - recordedUs();
+    const int64_t leftUs = *mWork.durationUs - mBefore.timeUs;
+    if (!mWork.source.hasVideo()) return leftUs - mRecorded.audioTimeUs;
     const int64_t pictureUs = 1'000'000 / mWork.frameRate;
-    if (mRecorded.capturedTimeUs < 0) return *mWork.durationUs;
-    return *mWork.durationUs - mRecorded.capturedTimeUs - 5 * pictureUs / 2;
+    if (mRecorded.capturedTimeUs < 0) return leftUs;
+    return leftUs - mRecorded.capturedTimeUs - 5 * pictureUs / 2;
 }
 
 void RecordRun::handle(const JobEvent& event) {
@@ -107,6 +114,8 @@ void RecordRun::handle(const JobEvent& event) {
         listener().onCancelling();
     } else if (std::holds_alternative<Closed>(event)) {
         mEnded = true;
+    } else if (std::holds_alternative<Switched>(event)) {
+        switchRecording();
     } else if (const auto* hotplug = std::get_if<Hotplug>(&event)) {
         listener().onHotplug(hotplug->plugged);
     } else if (const auto* trouble = std::get_if<FileTrouble>(&event)) {
@@ -147,12 +156,53 @@ void RecordRun::handleSoundFault(const host::Fault& fault) {
     }
 }
 
+void RecordRun::switchRecording() {
+    if (!mWork.output.hasSeveral()) {
+        return listener().onWarning("what is no file cannot be paused, the recording goes on");
+    }
+    if (mIsOn) {
+        mIsOn = false;
+        if (mWork.isHeld) {
+            mWork.output.setWanted(false);
+        } else {
+            mPlayer->setTranscode(false);
+        }
+    } else {
+        mIsOn = begin();
+    }
+    listener().onSwitch(mIsOn);
+}
+
+bool RecordRun::begin() {
+    mOnSinceUs = nowUs();
+    mIdleWatch.moved();
+    if (mWork.isHeld) {
+        mWork.output.setWanted(true);
+        return true;
+    }
+    if (!mWork.output.openAnother()) return false;
+    const status_t status = setOutput();
+    if (status != OK) fail(FailureKind::kFailed, "set-up: " + statusText(status));
+    return status == OK && mPlayer->setTranscode(true) == OK;
+}
+
 bool RecordRun::isShort() const {
     return mWork.durationUs && !mComplete;
 }
 
 bool RecordRun::hasOutput() const {
     return mRecorded.videoTimeUs >= 0 || mRecorded.audioTimeUs >= 0;
+}
+
+// Of a recording that is held back the files alone know.
+int64_t RecordRun::recordedUs() const {
+    if (!mWork.isHeld) return mBefore.timeUs + lastTimeUs();
+    return mWork.output.total().timeUs + (mIsOn ? nowUs() - mOnSinceUs : 0);
+}
+
+int64_t RecordRun::pictures() const {
+    if (mWork.isHeld) return mWork.output.total().pictures;
+    return mBefore.pictures + mRecorded.videoFrames;
 }
 
 int64_t RecordRun::lastTimeUs() const {
@@ -166,7 +216,7 @@ int64_t RecordRun::soundUs() const {
 Progress RecordRun::total() const {
     Progress total = mMeter.overall(mSample);
     total.dropped = droppedFrames();
-    total.thinned = mRecorded.thinnedFrames;
+    total.thinned = mBefore.thinned + mRecorded.thinnedFrames;
     return total;
 }
 
@@ -176,19 +226,31 @@ int64_t RecordRun::droppedFrames() const {
     return static_cast<int64_t>(figures.recordingDropped + figures.late);
 }
 
-void RecordRun::updateStatus() {
+// Each recording counts from zero.
+void RecordRun::readProgress() {
     android::_RECORDING_PROGRESS recorded = mRecorded;
     mPlayer->getRecordingProgress(&recorded);
     if (recorded.videoFrames != mRecorded.videoFrames ||
         recorded.audioTimeUs != mRecorded.audioTimeUs) {
         mIdleWatch.moved();
     }
+    if (recorded.videoFrames < mRecorded.videoFrames ||
+        recorded.audioTimeUs < mRecorded.audioTimeUs) {
+        mBefore.timeUs += lastTimeUs();
+        mBefore.pictures += mRecorded.videoFrames;
+        mBefore.thinned += mRecorded.thinnedFrames;
+    }
     mRecorded = recorded;
+}
+
+void RecordRun::updateStatus() {
+    readProgress();
     if (lastTimeUs() >= kTrustedUs) mWork.output.keep();
-    mSample = {nowUs(), lastTimeUs(), recorded.videoFrames, mWork.output.bytes()};
+    mSample = {nowUs(), recordedUs(), pictures(), mWork.output.bytes()};
     Progress progress = mMeter.add(mSample);
+    progress.standsBy = !mIsOn;
     progress.dropped = droppedFrames();
-    progress.thinned = recorded.thinnedFrames;
+    progress.thinned = mBefore.thinned + mRecorded.thinnedFrames;
     if (mWork.source.hasAudio()) progress.soundLevelDb = levelDb();
     listener().onProgress(progress);
     for (const std::string& name : mWork.output.takeFinished())

@@ -28,9 +28,11 @@ class RecordRun : public PlayerRun {
         std::optional<int64_t> durationUs;  // not given: until source or user end it
         bool isPreviewed;
         bool isMonitored;
+        bool standsBy;  // begins switched off
+        bool isHeld;    // is encoded all the time; `output` says what is wanted
     };
 
-    // A Cancelled or Closed in the queue ends the recording.
+    // A Cancelled or Closed in the queue ends the recording, a Switched switches it on or off.
     RecordRun(const Work& work, JobContext& context);
 
     // Whether it is shorter than what was asked for.
@@ -38,12 +40,20 @@ class RecordRun : public PlayerRun {
     // Whether any sample has reached the output.
     bool hasOutput() const;
     Progress total() const;
-    // The time of the last sample that was written, and of the last sound.
-    int64_t lastTimeUs() const;
+    // How long what was recorded is, and the time of the last sound.
+    int64_t recordedUs() const;
     int64_t soundUs() const;
 
   private:
+    // The counts of the recordings that came before the one that runs, or ran last.
+    struct Before {
+        int64_t timeUs = 0;
+        int64_t pictures = 0;
+        int64_t thinned = 0;
+    };
+
     std::optional<Failure> start() override;
+    android::status_t setOutput();
     void waitForEnd() override;
     void finish() override;
     void handle(const JobEvent& event) override;
@@ -52,6 +62,11 @@ class RecordRun : public PlayerRun {
     int64_t droppedFrames() const;
     int64_t waitUs() const;
     int64_t missingUs() const;
+    void switchRecording();
+    bool begin();
+    int64_t lastTimeUs() const;
+    int64_t pictures() const;
+    void readProgress();
     void handleFault(const host::Fault& fault);
     void handleSoundFault(const host::Fault& fault);
     void updateStatus();
@@ -62,6 +77,9 @@ class RecordRun : public PlayerRun {
     ProgressMeter mMeter;
     ProgressSample mSample;
     android::_RECORDING_PROGRESS mRecorded;
+    Before mBefore;
+    bool mIsOn;
+    int64_t mOnSinceUs = 0;
     IdleWatch mIdleWatch;
     bool mEnded = false;     // by its source, its duration or its user
     bool mComplete = false;  // the duration was reached

@@ -23,6 +23,7 @@ struct Closed {};     // the user has closed the window or pressed its quit key
 struct Pressed {      // a key of the player
     PlayKey key;
 };
+struct Switched {};     // somebody wants a recording to go on or to pause
 struct EndOfStream {};  // the player has reached the end
 struct Hotplug {        // of the HDMI receiver
     bool plugged;
@@ -34,7 +35,7 @@ struct FrameRate {  // of the last interval
 struct FileTrouble {  // with one of several outputs; one line
     std::string text;
 };
-using JobEvent = std::variant<Cancelled, Closed, Pressed, EndOfStream, Hotplug, FrameRate,
+using JobEvent = std::variant<Cancelled, Closed, Pressed, Switched, EndOfStream, Hotplug, FrameRate,
                               FileTrouble, host::Fault>;
 
 // Where every thread puts what it has to tell the thread that runs a job. Thread-safe.

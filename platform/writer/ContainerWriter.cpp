@@ -182,7 +182,6 @@ void ContainerWriter::writeRestLocked() {
 }
 
 void ContainerWriter::writePacketLocked(AVPacket* packet) {
-    countLocked(*packet);
     const int result = mFiles.write(packet);
     mOrder->skipTime(monotonicUs());
     handleResultLocked(result);
@@ -195,19 +194,6 @@ void ContainerWriter::passEnds() {
         mFiles.setEnd(index, av_rescale_q(track->end->get(), kMicroseconds,
                                           mDescriptions[index]->timeBase));
     }
-}
-
-void ContainerWriter::countLocked(const AVPacket& packet) {
-    const TrackDescription& track = *mDescriptions[packet.stream_index];
-    const int64_t startUs = av_rescale_q(packet.pts, track.timeBase, kMicroseconds);
-    const int64_t endUs = av_rescale_q(packet.pts + packet.duration, track.timeBase, kMicroseconds);
-    if (track.isVideo()) {
-        ++mFigures.pictures;
-        mFigures.pictureEndUs = endUs;
-        return;
-    }
-    if (mFigures.soundUnits++ == 0) mFigures.soundStartUs = startUs;
-    mFigures.soundEndUs = endUs;
 }
 
 void ContainerWriter::handleResultLocked(int result) {
@@ -257,9 +243,10 @@ void ContainerWriter::stop() {
     }
     tellFault();
     const AnnotatedLock lock(mMuxerLock);
-    oxa::host::reportOutputFigures(mFigures);
+    oxa::host::reportOutputFigures(mFiles.figures());
     // Whoever made the writer may keep it for longer than the file is its business.
     mFiles.close();
+    if (!mFailed) mFiles.tellFinished();
 }
 
 bool ContainerWriter::reachedEnd() const {

@@ -6,7 +6,6 @@
 #include <media/stagefright/MediaSource.h>
 #include <media/stagefright/foundation/ABase.h>
 #include <oxa/host/FaultListener.h>
-#include <oxa/host/OutputEnd.h>
 
 #include <atomic>
 #include <memory>
@@ -69,7 +68,6 @@ class ContainerWriter {
     void writePacketLocked(AVPacket* packet) REQUIRES(mMuxerLock);
     void writeRestLocked() REQUIRES(mMuxerLock);
     void passEnds();
-    void countLocked(const AVPacket& packet) REQUIRES(mMuxerLock);
     void handleResultLocked(int result) REQUIRES(mMuxerLock);
     void tellFault();
     static oxa::host::Fault faultOf(const WriterOutput& output, int result);
@@ -85,7 +83,6 @@ class ContainerWriter {
     std::unique_ptr<SampleOrder> mOrder GUARDED_BY(mMuxerLock);
     bool mOpen GUARDED_BY(mMuxerLock) = false;  // mFiles; only when all tracks are complete
     int32_t mRotation = 0;                      // constant from start() on
-    oxa::host::OutputFigures mFigures GUARDED_BY(mMuxerLock);
     std::optional<oxa::host::Fault> mFault GUARDED_BY(mMuxerLock);  // not told yet
 };
 

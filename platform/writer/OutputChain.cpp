@@ -38,7 +38,11 @@ int OutputChain::open(const Descriptions& tracks, int rotation) {
     const auto picture = std::find_if(tracks.begin(), tracks.end(),
                                       [](const auto& track) { return track->isVideo(); });
     if (picture != tracks.end()) mLeader = static_cast<int>(picture - tracks.begin());
-    return mFile.muxer->open(mFile.output.get(), tracks, rotation);
+    if (!mFiles.isWanted) return mFile.muxer->open(mFile.output.get(), tracks, rotation);
+    mReplay = std::make_unique<ReplayBuffer>(tracks, mLeader, mFiles.keepUs);
+    const AnnotatedLock lock(mLock);
+    mUnused = std::exchange(mFile, {});
+    return 0;
 }
 
 int64_t OutputChain::timeIn(int track, int64_t leaderTime) const {
@@ -46,6 +50,10 @@ int64_t OutputChain::timeIn(int track, int64_t leaderTime) const {
 }
 
 int OutputChain::write(AVPacket* packet) {
+    return mReplay != nullptr ? writeIfWanted(packet) : writeToFile(packet);
+}
+
+int OutputChain::writeToFile(AVPacket* packet) {
     const int track = packet->stream_index;
     if (track == mLeader && !mBegun) {
         mBegun = true;
@@ -57,15 +65,53 @@ int OutputChain::write(AVPacket* packet) {
     }
     const bool isOfFormer =
             mFormer.muxer != nullptr && packet->pts < timeIn(track, mFile.beginTime);
-    const File& file = isOfFormer ? mFormer : mFile;
+    File& file = isOfFormer ? mFormer : mFile;
     packet->pts -= timeIn(track, file.beginTime);
     packet->dts -= timeIn(track, file.beginTime);
     mWritten = file.output.get();
+    count(*packet, &file.figures);
     const int result = file.muxer->write(packet);
     if (mFormer.muxer == nullptr || isOfFormer) return result;
     mArrived[track] = true;
     if (std::find(mArrived.begin(), mArrived.end(), false) == mArrived.end()) finishFormer();
     return result;
+}
+
+int OutputChain::writeIfWanted(AVPacket* packet) {
+    mReplay->add(*packet);
+    if (!mFiles.isWanted()) {
+        mRefused = false;
+        if (mFile.muxer != nullptr) endFile();
+        return 0;
+    }
+    if (mFile.muxer != nullptr) return writeToFile(packet);
+    return mRefused || mReplay->samples().empty() ? 0 : beginReplay();
+}
+
+int OutputChain::beginReplay() {
+    const int descriptor = mFiles.next();
+    mRefused = descriptor < 0;
+    if (mRefused) return 0;
+    mFirstTime = mReplay->samples().front()->pts;
+    mBegun = true;
+    mDueUs = mFiles.lengthUs;
+    int result = beginFile(mFirstTime, descriptor);
+    for (const AvPacketOwner& sample : mReplay->samples()) {
+        if (result < 0) break;
+        if (sample->pts < timeIn(sample->stream_index, mFirstTime)) continue;
+        const AvPacketOwner packet(av_packet_clone(sample));
+        result = packet != nullptr ? writeToFile(packet) : AVERROR(ENOMEM);
+    }
+    return result;
+}
+
+void OutputChain::endFile() {
+    if (mFormer.muxer != nullptr) finishFormer();
+    {
+        const AnnotatedLock lock(mLock);
+        mFormer = std::exchange(mFile, {});
+    }
+    finishFormer();
 }
 
 bool OutputChain::isDue(const AVPacket& packet) const {
@@ -74,6 +120,19 @@ bool OutputChain::isDue(const AVPacket& packet) const {
     const int64_t timeUs =
             av_rescale_q(packet.pts - mFirstTime, (*mTracks)[mLeader]->timeBase, kMicroseconds);
     return timeUs >= mDueUs - kEarlyUs;
+}
+
+void OutputChain::count(const AVPacket& packet, oxa::host::OutputFigures* figures) const {
+    const TrackDescription& track = *(*mTracks)[packet.stream_index];
+    const int64_t startUs = av_rescale_q(packet.pts, track.timeBase, kMicroseconds);
+    const int64_t endUs = av_rescale_q(packet.pts + packet.duration, track.timeBase, kMicroseconds);
+    if (track.isVideo()) {
+        ++figures->pictures;
+        figures->pictureEndUs = endUs;
+        return;
+    }
+    if (figures->soundUnits++ == 0) figures->soundStartUs = startUs;
+    figures->soundEndUs = endUs;
 }
 
 int OutputChain::goOver(int64_t beginTime) {
@@ -86,24 +145,28 @@ int OutputChain::goOver(int64_t beginTime) {
     // A track from which nothing has come since the last time will not come to that file any more.
     if (mFormer.muxer != nullptr) finishFormer();
     mFile.muxer->setEnd(mLeader, beginTime - mFile.beginTime);
-    exchangeFiles(descriptor, beginTime);
     mArrived.assign(mTracks->size(), false);
+    return beginFile(beginTime, descriptor);
+}
+
+// The file before, if any, becomes the former one.
+int OutputChain::beginFile(int64_t beginTime, int descriptor) {
+    {
+        const AnnotatedLock lock(mLock);
+        mFormer = std::move(mFile);
+        mFile = {std::make_unique<WriterOutput>(descriptor),
+                 (mFormer.muxer ? mFormer : mUnused).muxer->another(), beginTime};
+        if (mWaitsLimited) mFile.output->limitWaits();
+    }
     mWritten = mFile.output.get();
     if (mWritten->error() != 0) return AVERROR(mWritten->error());
     return mFile.muxer->open(mFile.output.get(), *mTracks, mRotation);
 }
 
-void OutputChain::exchangeFiles(int descriptor, int64_t beginTime) {
-    const AnnotatedLock lock(mLock);
-    mFormer = std::move(mFile);
-    mFile = {std::make_unique<WriterOutput>(descriptor), mFormer.muxer->another(), beginTime};
-    if (mWaitsLimited) mFile.output->limitWaits();
-}
-
 // A disk that is slower than the recording makes it wait here, with one file at a time.
 void OutputChain::finishFormer() {
     if (mFinisher.joinable()) mFinisher.join();
-    mWritten = mFile.output.get();
+    mWritten = (mFile.output ? mFile : mUnused).output.get();
     File former;
     {
         const AnnotatedLock lock(mLock);
@@ -114,20 +177,31 @@ void OutputChain::finishFormer() {
         file.output->close();
         if (result < 0) {
             mOnFailed(*file.output, result);
-        } else if (mFiles.finished) {
-            mFiles.finished();
+        } else {
+            tellFinished(file.figures);
         }
     }));
 }
 
 void OutputChain::setEnd(int track, int64_t time) {
+    if (mFile.muxer == nullptr) return;
     mFile.muxer->setEnd(track, time - timeIn(track, mFile.beginTime));
 }
 
 int OutputChain::finish() {
     if (mFormer.muxer != nullptr) finishFormer();
     if (mFinisher.joinable()) mFinisher.join();
-    return mFile.muxer->finish();
+    return mFile.muxer != nullptr ? mFile.muxer->finish() : 0;
+}
+
+void OutputChain::close() {
+    for (const File* file : {&mFile, &mUnused}) {
+        if (file->output != nullptr) file->output->close();
+    }
+}
+
+void OutputChain::tellFinished(const oxa::host::OutputFigures& figures) const {
+    if (mFiles.finished && figures.pictures + figures.soundUnits > 0) mFiles.finished(figures);
 }
 
 void OutputChain::limitWaits() {

@@ -14,13 +14,15 @@
 
 #include "base/AnnotatedMutex.h"
 #include "writer/ContainerMuxer.h"
+#include "writer/ReplayBuffer.h"
 #include "writer/WriterOutput.h"
 
 namespace android {
 
-// The files of one recording, one behind the other: mostly there is one; see
-// oxa/host/OutputFiles.h. The one before stays open until every track has come to the next one, and
-// is then finished on a thread of its own, so that no sample waits for a disk.
+// The files of one recording, one behind the other: mostly there is one, and where the host decides
+// when something is wanted there may be none; see oxa/host/OutputFiles.h. The one before stays open
+// until every track has come to the next one, and is then finished on a thread of its own, so that
+// no sample waits for a disk.
 //
 // Calls come one at a time; those that return int answer 0 or an AVERROR.
 class OutputChain {
@@ -35,7 +37,9 @@ class OutputChain {
 
     // The file that what was written last is in.
     const WriterOutput& output() const { return *mWritten; }
-    const ContainerMuxer& muxer() const { return *mFile.muxer; }
+    const ContainerMuxer& muxer() const { return mFile.muxer ? *mFile.muxer : *mUnused.muxer; }
+    // Of the file that is open, or was last.
+    const oxa::host::OutputFigures& figures() const { return mFile.figures; }
 
     // `tracks` outlives this object.
     int open(const Descriptions& tracks, int rotation);
@@ -48,7 +52,9 @@ class OutputChain {
     // WriterOutput's, of all that are open and to come; any thread, also while another call waits.
     void limitWaits();
     // After finish(): gives the descriptors back.
-    void close() { mFile.output->close(); }
+    void close();
+    // After close(), when nothing has failed: the last file is whole, too.
+    void tellFinished() const { tellFinished(mFile.figures); }
 
   private:
     DISALLOW_EVIL_CONSTRUCTORS(OutputChain);
@@ -57,21 +63,31 @@ class OutputChain {
         std::unique_ptr<WriterOutput> output;
         std::unique_ptr<ContainerMuxer> muxer;  // goes before its output
         int64_t beginTime = 0;                  // 0 in the file; in the leader's time base
+        oxa::host::OutputFigures figures = {};
     };
 
+    int writeToFile(AVPacket* packet);
+    int writeIfWanted(AVPacket* packet);
+    int beginReplay();
+    void endFile();
     bool isDue(const AVPacket& packet) const;
     int64_t timeIn(int track, int64_t leaderTime) const;
+    void count(const AVPacket& packet, oxa::host::OutputFigures* figures) const;
     int goOver(int64_t beginTime);
-    void exchangeFiles(int descriptor, int64_t beginTime);
+    int beginFile(int64_t beginTime, int descriptor);
     void finishFormer();
+    void tellFinished(const oxa::host::OutputFigures& figures) const;
 
     const OnFailed mOnFailed;
     AnnotatedMutex mLock;  // changes of the files against limitWaits(), too
     bool mWaitsLimited GUARDED_BY(mLock) = false;
     File mFile;
     File mFormer;  // empty: it is being finished, or there was none
+    File mUnused;  // what was there first, where the host says when something is wanted
     const WriterOutput* mWritten;
     std::thread mFinisher;
+    std::unique_ptr<ReplayBuffer> mReplay;
+    bool mRefused = false;  // there was no file for what is wanted now
 
     const Descriptions* mTracks = nullptr;
     int mRotation = 0;

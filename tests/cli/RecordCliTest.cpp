@@ -308,6 +308,21 @@ TEST_F(RecordCliTest, interruptIsTheProperEnd) {
     }
 }
 
+TEST_F(RecordCliTest, aSignalSwitchesItOnAndItsEndIsThatOfTheFile) {
+    const ProcessResult result =
+            player(record({"--usb", kBoth}, mMp4, {"--standby", "--json", "--duration", "1"}))
+                    .signalOnText(SIGUSR1, "\"event\":\"progress\"")
+                    .run();
+    ASSERT_EQ(result.exitCode, 0) << result.signal << result.err;
+    const std::string name = mFolder.file("out-001.mp4");
+    const std::vector<json> events = eventsOf(result.out);
+    EXPECT_FALSE(eventsNamed(events, "progress").front()["recording"]);
+    EXPECT_TRUE(eventsNamed(events, "progress").back()["recording"]);
+    EXPECT_THAT(eventsNamed(events, "switch"), testing::SizeIs(1));
+    EXPECT_EQ(events.back()["files"], json::array({name}));
+    EXPECT_NEAR(MediaProbe(name).video()->frameCount, 30, kLateFrames);
+}
+
 TEST_F(RecordCliTest, oldFileIsReplacedOnlyByForceAndByARecording) {
     ASSERT_TRUE(writeFile(mMp4, "precious"));
     const ProcessResult refused = runPlayer(record({"--usb", kPicture}, mMp4));

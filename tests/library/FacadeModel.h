@@ -151,7 +151,7 @@ class FacadeModel {
         if (isRefused && mTranscode == kYes) return {android::UNKNOWN_ERROR};
         mNext = Call::kTargetFormat;
         if (isRefused && mTranscode == kPerhaps) return {android::OK, android::UNKNOWN_ERROR};
-        mOutputIsNext = mHasRecorded;
+        mOutputIsNext = mHasRecorded || mRecording != kNo;
         if (mRecording == kYes) mRecording = kPerhaps;
         mOutput = output;
         mUsable = isRefused ? kNo : kYes;
@@ -164,7 +164,9 @@ class FacadeModel {
         const bool isTried = !mHasRecorded && mPhase != kStopped;
         const Certainty usable = mUsable == kNo && !isTried ? kPerhaps : mUsable;
         if (!isLive(mJob) || (on && (usable == kNo || mSwitchedOn == kYes))) return;
-        mFinishing = !on && mRecording == kYes;
+        // The descriptor of the next one stays open, and cannot be told from one that is written.
+        const bool nextIsOpen = mOutputIsNext && isDescriptor(mOutput);
+        mFinishing = !on && mRecording == kYes && !nextIsOpen;
         mHasRecorded = mHasRecorded || mRecording != kNo;
         // A name is used up, another is made then; a descriptor is closed, but not after a stop.
         const bool closes = !on && mTranscode != kNo && mPhase != kStopped && isDescriptor(mOutput);

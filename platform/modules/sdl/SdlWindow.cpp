@@ -253,7 +253,8 @@ SdlWindow::Request SdlWindow::handleKey(SDL_Keycode key) {
             {SDLK_q, DisplayEvent::kQuitKey},    {SDLK_SPACE, DisplayEvent::kPauseKey},
             {SDLK_LEFT, DisplayEvent::kBackKey}, {SDLK_RIGHT, DisplayEvent::kForwardKey},
             {SDLK_UP, DisplayEvent::kLouderKey}, {SDLK_DOWN, DisplayEvent::kQuieterKey},
-            {SDLK_m, DisplayEvent::kMuteKey},    {SDLK_PERIOD, DisplayEvent::kNextPictureKey}};
+            {SDLK_m, DisplayEvent::kMuteKey},    {SDLK_PERIOD, DisplayEvent::kNextPictureKey},
+            {SDLK_r, DisplayEvent::kRecordKey}};
     switch (key) {
         case SDLK_f:
             toggleFullScreen();

@@ -315,16 +315,21 @@ TEST_P(WriterTest, FilesOfOneRecordingHoldEverySampleOnce) {
     std::vector<std::string> paths = {mPath};
     std::vector<int> descriptors;
     std::atomic<size_t> finished{0};
+    std::atomic<size_t> pictures{0};
     oxa::host::setOutputFiles({kLengthUs,
                                [&] {
                                    paths.push_back(mPath + std::to_string(paths.size()));
                                    descriptors.push_back(openFile(paths.back()));
                                    return descriptors.back();
                                },
-                               [&] { ++finished; }});
+                               [&](const auto& figures) {
+                                   ++finished;
+                                   pictures += figures.pictures;
+                               }});
     write(GetParam(), openFile(mPath));
     oxa::host::setOutputFiles({});
-    EXPECT_EQ(finished, begins.size() - 2);
+    EXPECT_EQ(finished, begins.size() - 1);
+    EXPECT_EQ(pictures, trackOf(carSamples(), kVideo).size());
     ASSERT_EQ(paths.size(), begins.size() - 1);
     for (size_t i = 0; i < paths.size(); ++i) {
         SCOPED_TRACE(paths[i]);
@@ -359,6 +364,63 @@ TEST_P(WriterTest, GoesOnInAFileThatHasNoNextOneAndEndsAtOneThatFails) {
     ASSERT_EQ(log.faults().size(), 1U);
     EXPECT_EQ(log.faults()[0].error, ENOSPC);
     expectSamples(mPath, between(0, beginsOfFiles(4'000'000)[1]));
+}
+
+// In the order in which a writer has them.
+std::vector<TrackSample> inTime() {
+    std::vector<TrackSample> samples = carSamples();
+    std::stable_sort(samples.begin(), samples.end(),
+                     [](const auto& a, const auto& b) { return a.timeUs < b.timeUs; });
+    return samples;
+}
+
+// What a file has that is wanted from one sample on until another one, with a second before.
+std::vector<TrackSample> replayOf(size_t on, size_t off) {
+    const std::vector<TrackSample> samples = inTime();
+    int64_t beginUs = 0;
+    for (const TrackSample& sample : trackOf(samples, kVideo)) {
+        if (sample.sync && sample.timeUs <= samples[on].timeUs - 1'000'000) beginUs = sample.timeUs;
+    }
+    return between(beginUs, samples[off].timeUs);
+}
+
+// Would catch a replay that lacks a sample or has stale ones, a file that goes on when it is not
+// wanted any more, one for something that there is no file for, and a first output that is used.
+TEST_P(WriterTest, BeginsAFileWithWhatItKeptWhenOneIsWanted) {
+    struct Wanted {
+        size_t on;
+        size_t off;
+    };
+    const Wanted kWanted[] = {{20, 60}, {300, 500}, {505, 640}, {700, 720}};
+    std::vector<std::string> paths;
+    std::vector<int> descriptors;
+    std::atomic<size_t> finished{0};
+    size_t sample = 0;
+    const auto next = [&] {
+        paths.push_back(mPath + std::to_string(paths.size()));
+        descriptors.push_back(paths.size() < 4 ? openFile(paths.back()) : -1);
+        return descriptors.back();
+    };
+    const auto isWanted = [&] {
+        const auto wants = [&](const Wanted& each) {
+            return each.on <= sample && sample < each.off;
+        };
+        const bool isWanted = std::any_of(std::begin(kWanted), std::end(kWanted), wants);
+        ++sample;
+        return isWanted;
+    };
+    oxa::host::setOutputFiles({0, next, [&](const auto&) { ++finished; }, isWanted, 1'000'000});
+    write(GetParam(), openFile(mPath));
+    oxa::host::setOutputFiles({});
+    EXPECT_EQ(sample, carSamples().size());
+    EXPECT_EQ(fileSize(mPath), 0);
+    EXPECT_EQ(finished, 3U);
+    ASSERT_EQ(paths.size(), 4U) << "asked more than once for a file that cannot be had";
+    for (size_t i = 0; i < 3; ++i) {
+        SCOPED_TRACE(paths[i]);
+        expectSamples(paths[i], replayOf(kWanted[i].on, kWanted[i].off));
+        close(descriptors[i]);
+    }
 }
 
 TEST_P(WriterTest, LeavesOutWhatIsNoSample) {

@@ -37,7 +37,14 @@ CLI::App* RecordCommand::define(CLI::App& app) {
                     "Begin a new file every T, each plays by itself (without a time in OUTPUT's "
                     "name they are numbered: cam-001.mp4)",
                     "a time of a second or more such as 60, 90s, 10m or 1h");
-    record->add_flag("--preview", mOptions.preview, "Show the pictures in a window (q: end)");
+    record->add_flag("--standby", mOptions.standby,
+                     "Begin switched off; r (in the preview or the terminal) or SIGUSR1 switches "
+                     "on and off, each time into a new file");
+    addParsedOption(*record, "--replay", &mOptions.replayUs, parseDuration, "T",
+                    "Keep the last T encoded in memory; r begins a file with them",
+                    "a time above 0 such as 30, 90s or 2m");
+    record->add_flag("--preview", mOptions.preview,
+                     "Show the pictures in a window (r: off and on, q: end)");
     record->add_flag("--monitor", mOptions.monitor, "Play the sound while it is recorded");
     return record;
 }
@@ -49,7 +56,24 @@ std::optional<Failure> RecordCommand::check() {
 
 std::unique_ptr<Job> RecordCommand::makeJob() {
     mOptions.outputDescriptor = takeStandardOutput();
-    return std::make_unique<Record>(mOptions, this);
+    auto record = std::make_unique<Record>(mOptions, this);
+    mRecord = record.get();
+    return record;
+}
+
+std::function<void()> RecordCommand::onUserSignal() {
+    return [record = mRecord] { record->switchRecording(); };
+}
+
+void RecordCommand::onJobMade() {
+    if (!TerminalKeys::isPossible()) return;
+    mKeys = std::make_unique<TerminalKeys>([record = mRecord](const std::string& key) {
+        if (key == "r") record->switchRecording();
+    });
+}
+
+void RecordCommand::onJobDone() {
+    mKeys.reset();
 }
 
 void RecordCommand::onStart(const JobStart& start) {
@@ -77,10 +101,27 @@ void RecordCommand::onStart(const JobStart& start) {
     }
     mHasVideo = start.tracks.front().isVideo;
     mReport->note(line + (start.tracks.back().isVideo ? ", no sound" : ""));
+    if (mOptions.replayUs) {
+        mReport->note("the last " + formatClock(*mOptions.replayUs / 1e6) +
+                      " stay in memory, about " + formatBytes(replayBytes(start.tracks)));
+    }
+}
+
+// At the bit rates that were asked for, or those that constant quality usually takes.
+int64_t RecordCommand::replayBytes(const std::vector<Track>& tracks) const {
+    constexpr double kBitsPerPixel = 0.1;
+    constexpr double kSoundBits = 128'000;
+    double bits = tracks.back().isVideo ? 0 : mOptions.audioBitRate.value_or(kSoundBits);
+    const Track& picture = tracks.front();
+    if (picture.isVideo) {
+        const double usual = kBitsPerPixel * picture.width * picture.height * *picture.frameRate;
+        bits += mOptions.videoBitRate.value_or(static_cast<int64_t>(usual));
+    }
+    return static_cast<int64_t>(bits / 8 * (*mOptions.replayUs / 1e6));
 }
 
 void RecordCommand::onProgress(const Progress& progress) {
-    std::string line = formatClock(progress.timeSec);
+    std::string line = (progress.standsBy ? "off  " : "") + formatClock(progress.timeSec);
     Json fields = {{"time_s", rounded(progress.timeSec, 1000)},
                    {"elapsed_s", rounded(progress.elapsedSec, 1000)}};
     if (mHasVideo) {
@@ -100,6 +141,7 @@ void RecordCommand::onProgress(const Progress& progress) {
         line += "  " + formatBytes(*progress.bytes);
         fields["bytes"] = *progress.bytes;
     }
+    if (hasSeveralFiles()) fields["recording"] = !progress.standsBy;
     mReport->status(line, fields);
 }
 
@@ -115,7 +157,16 @@ std::string RecordCommand::nameOf(const Result& result) const {
 void RecordCommand::onFile(const std::string& path) {
     if (path == "-") return;
     mReport->event("file", {{"output", path}});
-    if (mOptions.splitUs) mReport->note(path);
+    if (hasSeveralFiles()) mReport->note(path);
+}
+
+void RecordCommand::onSwitch(bool on) {
+    mReport->event("switch", {{"on", on}});
+    mReport->note(on ? "recording" : "recording is off");
+}
+
+bool RecordCommand::hasSeveralFiles() const {
+    return mOptions.splitUs || mOptions.standby || mOptions.replayUs;
 }
 
 std::string RecordCommand::summaryOf(const Result& result) const {
@@ -144,7 +195,7 @@ Json RecordCommand::fieldsOf(const Result& result) const {
     Json fields = Json::object();
     if (hasRecorded(result)) {
         fields["output"] = result.files.empty() ? mOptions.output : result.files.back();
-        if (mOptions.splitUs) fields["files"] = result.files;
+        if (hasSeveralFiles()) fields["files"] = result.files;
         fields["duration_s"] = rounded(result.durationSec, 1000);
         fields["elapsed_s"] = rounded(result.total.elapsedSec, 1000);
         if (mHasVideo) {

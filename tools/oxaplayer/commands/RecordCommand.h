@@ -7,6 +7,7 @@
 
 #include "arguments/SourceOptions.h"
 #include "frame/JobCommand.h"
+#include "process/TerminalKeys.h"
 
 namespace oxaplayer {
 
@@ -23,6 +24,9 @@ class RecordCommand : public JobCommand {
   private:
     std::optional<Failure> check() override;
     std::unique_ptr<Job> makeJob() override;
+    void onJobMade() override;
+    void onJobDone() override;
+    std::function<void()> onUserSignal() override;
     std::string summaryOf(const Result& result) const override;
     Json fieldsOf(const Result& result) const override;
     std::string causeOf(const Result& result) const override;
@@ -30,11 +34,16 @@ class RecordCommand : public JobCommand {
     void onStart(const JobStart& start) override;
     void onProgress(const Progress& progress) override;
     void onFile(const std::string& path) override;
+    void onSwitch(bool on) override;
+    bool hasSeveralFiles() const;
+    int64_t replayBytes(const std::vector<Track>& tracks) const;
     std::string nameOf(const Result& result) const;
 
     RecordOptions mOptions;
     SourceChoice mSource;
     bool mHasVideo = false;
+    Record* mRecord = nullptr;  // the job
+    std::unique_ptr<TerminalKeys> mKeys;
 };
 
 }  // namespace oxaplayer

@@ -44,11 +44,12 @@ Result JobCommand::runJob() {
         return result;
     }
     mJob = makeJob();
-    Signals::takeOver([job = mJob] { job->cancel(); },
-                      [] {
-                          removeUnfinished();
-                          TerminalKeys::restore();
-                      });
+    Signals::takeOver({[job = mJob] { job->cancel(); },
+                       [] {
+                           removeUnfinished();
+                           TerminalKeys::restore();
+                       },
+                       onUserSignal()});
     onJobMade();
     removeUnfinishedAtFatalError();
     return mJob->run();

@@ -5,6 +5,7 @@
 
 #include <oxa/jobs/Job.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,6 +29,8 @@ class JobCommand : public Command, public JobListener {
     // What only the client can say about its options: nothing, or what is wrong with them.
     virtual std::optional<Failure> check() { return std::nullopt; }
     virtual std::unique_ptr<Job> makeJob() = 0;
+    // What SIGUSR1 does, on a thread of its own, while the job exists; empty: the process ends.
+    virtual std::function<void()> onUserSignal() { return nullptr; }
     // Around the job, on the same thread.
     virtual void onJobMade() {}
     virtual void onJobDone() {}

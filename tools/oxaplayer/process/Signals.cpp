@@ -13,24 +13,37 @@
 
 namespace oxaplayer {
 
+namespace {
+
+void waitForEndSignal(const sigset_t& signals, const Signals::Handlers& handlers) {
+    for (;;) {
+        int number = 0;
+        sigwait(&signals, &number);
+        if (number != SIGUSR1) return;
+        handlers.onUserSignal();
+    }
+}
+
+}  // namespace
+
 void Signals::ignoreWriteSignals() {
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);
 }
 
-void Signals::takeOver(std::function<void()> onFirst, std::function<void()> beforeExit) {
+void Signals::takeOver(Handlers handlers) {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
+    if (handlers.onUserSignal) sigaddset(&signals, SIGUSR1);
     // Threads inherit the mask, so none but the one below ever sees them.
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    std::thread([signals, onFirst = std::move(onFirst), beforeExit = std::move(beforeExit)] {
-        int number = 0;
-        sigwait(&signals, &number);
-        onFirst();
-        sigwait(&signals, &number);
-        beforeExit();
+    std::thread([signals, handlers = std::move(handlers)] {
+        waitForEndSignal(signals, handlers);
+        handlers.onFirst();
+        waitForEndSignal(signals, handlers);
+        handlers.beforeExit();
         _exit(static_cast<int>(ExitCode::kInterrupted));
     }).detach();
 }

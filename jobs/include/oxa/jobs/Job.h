@@ -43,6 +43,8 @@ class JobListener {
     virtual void onCancelling() {}
     // A recording's file is whole and on the disk.
     virtual void onFile(const std::string& /*path*/) {}
+    // A recording was switched on or off.
+    virtual void onSwitch(bool /*on*/) {}
     // The plug of the HDMI receiver.
     virtual void onHotplug(bool /*plugged*/) {}
     // At the end of a job that did not fail: how many pieces of the input were damaged.

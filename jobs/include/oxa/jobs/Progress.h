@@ -20,8 +20,9 @@ struct Progress {
     double speed = 0;                      // against real time, over the last seconds
     std::optional<double> percent;         // where the length is known
     std::optional<double> secondsLeft;     // where the length is known and something moves
-    int64_t dropped = 0;  // pictures that were lost: recorded too slowly, or shown too late
-    int64_t thinned = 0;  // pictures of a live source that the frame rate has no room for
+    int64_t dropped = 0;    // pictures that were lost: recorded too slowly, or shown too late
+    int64_t thinned = 0;    // pictures of a live source that the frame rate has no room for
+    bool standsBy = false;  // a recording that is switched off now
     std::optional<double> soundLevelDb;  // peak of a live source's sound, 0 is full scale
 };
 

@@ -19,17 +19,25 @@ struct RecordOptions : EncodeOptions {
     // or rather with the first key frame from then on; no picture and no sound is lost in between,
     // and each file plays by itself. Key frames then come at least as often as files are to begin.
     std::optional<int64_t> splitUs;
-    std::optional<int64_t> durationUs;  // not given: until it is cancelled or the source ends
-    bool preview = false;               // in a window; closing it ends the recording
-    bool monitor = false;               // the sound is played while it is recorded
+    // Whether it begins switched off, see Record::switchRecording().
+    bool standby = false;
+    // Given: it begins switched off, too, but is encoded from the start, and the last so many
+    // microseconds stay in memory (from the key frame before them on, so some seconds more). Each
+    // file begins with those.
+    std::optional<int64_t> replayUs;
+    // Of all files together; not given: until it is cancelled or the source ends.
+    std::optional<int64_t> durationUs;
+    bool preview = false;  // in a window; closing it ends the recording
+    bool monitor = false;  // the sound is played while it is recorded
 };
 
 // Records a camera or what comes into an HDMI receiver, with its sound, as AVC and AAC (stereo,
 // 48 kHz). Size and rate are those that the camera offers.
 //
 // The output's name may hold strftime's conversions, which are filled in with the local time at
-// which a file begins; %% is a percent sign. Without any, the files of a split recording are
-// numbered: "cam-001.mp4". A later file takes no name that is in use, unless it may be replaced.
+// which a file begins; %% is a percent sign. Without any, the files of a recording that may have
+// several (splitUs, standby, replayUs) are numbered: "cam-001.mp4". A later file takes no name that
+// is in use, unless it may be replaced.
 //
 // The file has its final name from the first byte; an old one that it replaces is moved aside first
 // and comes back if less than two seconds were recorded. What was recorded is kept when the
@@ -44,6 +52,10 @@ struct RecordOptions : EncodeOptions {
 class Record : public Job {
   public:
     explicit Record(RecordOptions options, JobListener* listener = nullptr);
+
+    // Switches the recording off, or on again into a new file; preview and monitor go on. Does not
+    // wait. Any thread, as long as the object lives.
+    void switchRecording();
 
   private:
     Result work(JobContext& context) override;

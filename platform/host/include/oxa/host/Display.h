@@ -52,6 +52,7 @@ enum class DisplayEvent {
     kQuieterKey,      // down
     kMuteKey,         // m
     kNextPictureKey,  // the full stop
+    kRecordKey,       // r
 };
 
 struct WindowOptions {

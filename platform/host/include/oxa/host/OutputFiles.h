@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <oxa/host/OutputEnd.h>
+
 #include <cstdint>
 #include <functional>
 
@@ -18,10 +20,18 @@ struct OutputFiles {
     // Gives the descriptor of the next file, which stays the caller's and is duplicated; negative:
     // there is none now, and what is recorded goes on in the same file for another length. Called
     // on a thread of the writer, which waits for the answer and must not be stopped in it.
-    std::function<int()> next;
-    // A file that is not the last one is whole, on the disk and closed, in the order in which they
-    // began. One that failed is told as a fault instead. On a thread of its own.
-    std::function<void()> finished;
+    std::function<int()> next = nullptr;
+    // A file is whole, on the disk and closed; in the order in which they began, with times as they
+    // are in the file. One that failed is told as a fault instead, and one without a sample not at
+    // all. On a thread of its own, or for the last one on that which stops the writer.
+    std::function<void(const OutputFigures&)> finished = nullptr;
+
+    // Where it is given, the writer's own output stays empty. While this says no, no file is
+    // written, and the last keepUs stay in memory, or rather all from the last key frame before
+    // them; when it says yes, next() gives a file that begins with those, and the file ends when it
+    // says no again. Asked with each sample, by the writer's threads, one at a time.
+    std::function<bool()> isWanted = nullptr;
+    int64_t keepUs = 0;
 };
 
 // Counts for writers that begin in the caller's session (oxa/host/Session.h) from now on.
