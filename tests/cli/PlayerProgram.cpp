@@ -4,7 +4,6 @@
 #include "cli/PlayerProgram.h"
 #include "support/Test.h"
 
-#include <filesystem>
 #include <sstream>
 
 namespace oxa::test {
@@ -46,14 +45,6 @@ std::vector<json> eventsNamed(const std::vector<json>& events, const std::string
     std::copy_if(events.begin(), events.end(), std::back_inserter(found),
                  [&](const json& event) { return event.value("event", "") == name; });
     return found;
-}
-
-std::vector<std::string> namesIn(const std::string& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        names.push_back(entry.path().filename());
-    }
-    return names;
 }
 
 }  // namespace oxa::test

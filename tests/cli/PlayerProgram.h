@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "support/ProcessRunner.h"
+#include "support/TempDir.h"
 
 namespace oxa::test {
 
@@ -23,8 +24,5 @@ std::vector<nlohmann::json> eventsOf(const std::string& text);
 // Those with that name.
 std::vector<nlohmann::json> eventsNamed(const std::vector<nlohmann::json>& events,
                                         const std::string& name);
-
-// What is in a folder.
-std::vector<std::string> namesIn(const std::string& folder);
 
 }  // namespace oxa::test

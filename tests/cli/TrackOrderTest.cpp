@@ -82,23 +82,5 @@ TEST(TrackOrderPipeTest, tracksLieTogetherInAPipe) {
     EXPECT_LE(largestLeadUs(folder.file("out.ts")), 500'000);
 }
 
-// The gap before the last picture says nothing about how long that one stays.
-TEST(LastPictureTest, staysAsLongAsInTheSource) {
-    const TempDir folder;
-    const std::string source = folder.file("late.mp4");
-    const std::string output = folder.file("out.mp4");
-    ClipOptions options;
-    options.seconds = 2;
-    options.frameRateNum = 10;
-    options.videoArguments = {"-bf", "0"};
-    const std::string late = "=if(gte(N\\,19)\\,PTS+2.8/TB\\,PTS)";
-    runOrDie({"ffmpeg", "-v", "error", "-i", testClip(options), "-c", "copy", "-bsf:v",
-              "setts=pts" + late + ":dts" + late, source});
-    for (const char* more : {"--preset ultrafast", "--preset ultrafast --fps 25"}) {
-        transcode(source, output, more);
-        EXPECT_NEAR(MediaProbe(output).video()->endUs, 4'800'000, 1000) << more;
-    }
-}
-
 }  // namespace
 }  // namespace oxa::test

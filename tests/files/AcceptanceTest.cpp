@@ -11,12 +11,15 @@
 namespace oxa::test {
 namespace {
 
-std::vector<std::string> filesIn(const std::string& folder) {
+// Those of a size, whose extension is none of a text.
+std::vector<std::string> filesIn(const std::string& folder, int64_t from = 0,
+                                 int64_t to = INT64_MAX) {
     const std::set<std::string> others = {".md", ".txt", ".json"};
     std::vector<std::string> files;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
         const bool isMedia = entry.is_regular_file() && others.count(entry.path().extension()) == 0;
-        if (isMedia) files.push_back(entry.path());
+        const int64_t size = fileSize(entry.path());
+        if (isMedia && size >= from && size < to) files.push_back(entry.path());
     }
     std::sort(files.begin(), files.end());
     return files;
@@ -41,7 +44,10 @@ TEST_P(RealFileTest, isWholeInOrderAndAsGoodAsThePeers) {
     expectNoMisses(GetParam());
 }
 
-INSTANTIATE_TEST_SUITE_P(Media, RealFileTest, testing::ValuesIn(filesIn(OXA_TEST_MEDIA_DIR)),
+constexpr int64_t kLarge = 550'000;
+INSTANTIATE_TEST_SUITE_P(Media, RealFileTest, testing::ValuesIn(filesIn(mediaPath(""), 0, kLarge)),
+                         nameOf);
+INSTANTIATE_TEST_SUITE_P(Large, RealFileTest, testing::ValuesIn(filesIn(mediaPath(""), kLarge)),
                          nameOf);
 
 // A folder of one's own: OXA_TEST_FILES names it.

@@ -13,12 +13,14 @@
 namespace oxa::test {
 namespace {
 
-// $P, $S, $X and $A: a picture, a sound and their usual encoders; $O another sound, $N the muxer's
-// options of a second programme. No expansion of names: filters are full of asterisks.
+// $P, $S, $X and $A: a picture, a sound and their usual encoders; $O another sound, $W a white one,
+// $N the muxer's options of a second programme. No expansion of names: filters are full of
+// asterisks.
 constexpr char kPrologue[] = R"sh(set -ef
 P='-f lavfi -i testsrc2=s=96x64:r=25:d=3'
 S='-f lavfi -i anoisesrc=d=3:c=pink:a=0.5:seed=7,pan=stereo|c0=c0|c1=0.5*c0'
 O='-f lavfi -i anoisesrc=d=3:c=pink:a=0.5:seed=3'
+W='-f lavfi -i anoisesrc=d=3:a=0.5:seed=1'
 X='-c:v libx264 -preset veryfast -g 25 -bf 2 -pix_fmt yuv420p'
 A='-c:a aac'
 N='-mpegts_start_pid 512 -mpegts_pmt_start_pid 4352 -mpegts_service_id 2 -output_ts_offset 1691'
@@ -31,6 +33,16 @@ copy() { e=$1; shift; ffmpeg -i clean.$e -c copy "$@" in.$e; }
 # spread TIME: silent pictures, 40 ms apart, and a copy with these times of picture N
 spread() { ffmpeg $P $X -bf 0 clean.mkv; copy mkv -bsf:v "setts=pts=$1:dts=$1"; }
 join() { cat a.$1 b.$1 > in.$1; }
+# filtered FILTERS: full.mp4 with the pictures of in.mp4 behind them; fields: interlaced pictures
+filtered() { ffmpeg -i in.mp4 -vf $1 -c:v libx264 -qp 8 -bf 0 -c:a copy full.mp4; }
+fields() { ffmpeg $P $S $X -flags +ildct+ilme $A in.mp4; }
+# uneven OUTPUT: pictures without a rate; points FORMAT MOVFLAGS: their shape is in the stream alone
+uneven() { ffmpeg $P -vf 'select=not(mod(n\,7))+not(mod(n\,5))' -fps_mode vfr $X $1; }
+points() {
+    ffmpeg -f lavfi -i testsrc2=s=352x288:d=1 -vf setsar=0 $X -pix_fmt $1 clean.mp4
+    copy mp4 -bsf:v h264_metadata=sample_aspect_ratio=12/11 -movflags $2
+    ! grep -q pasp in.mp4
+}
 # places LAYOUT OUTPUT LEVELS: a sound in each place
 places() {
     layout=$1 output=$2 sounds=; shift 2
@@ -107,6 +119,9 @@ LongRunOfOneTime in.mkv | like=clean.mkv pictures=75 unlike=times | spread
   'if(between(N\,5\,18)\,200\,40*N)'
 AllTimesAlike in.mkv | like=clean.mkv pictures=75 unlike=times | spread 0
 TimesBeginAgain in.mkv | like=clean.mkv pictures=75 unlike=times | spread '40*mod(N\,12)'
+LongWaitFilled in.mp4 | like=full.mp4 pictures=115 sound=3 ends=4.6 options=--fps,25 | clean0 mp4;
+  copy mp4 -video_track_timescale 12800 -bsf:v setts=ts='PTS+gte(N\,74)*20480':duration=512; filtered
+  fps=25
 MissingTimes in.ts | whole=clean.ts | clean ts; @ts-drop-times clean.ts 256 2 in.ts
 LongWaitBeforeTheLast in.mp4 | whole ends=4.6 | clean0 mp4; copy mp4 -video_track_timescale 12800
   -bsf:v setts=ts='PTS+gte(N\,74)*20480':duration=512
@@ -115,9 +130,14 @@ RawH264 in.h264 | like=clean.mp4 pictures=75 | ffmpeg $P $X clean.mp4; ffmpeg -i
   in.h264
 RawH264WithoutRate in.h264 | like=clean.mp4 pictures=75 | ffmpeg $P $X clean.mp4; ffmpeg -i
   clean.mp4 -c copy rate.h264; @h264-no-rate rate.h264 in.h264
+RawH264WithAFastClock in.h264 | like=clean.mp4 pictures=75 | ffmpeg $P $X clean.mp4; ffmpeg -i
+  clean.mp4 -c copy -bsf:v h264_mp4toannexb,h264_metadata=tick_rate=12000 in.h264
 RawHevc in.hevc | like=clean.mp4 pictures=75 | ffmpeg $P -c:v libx265 -preset ultrafast -pix_fmt
   yuv420p -x265-params bframes=2:log-level=error -tag:v hvc1 clean.mp4; ffmpeg -i clean.mp4 -c copy
   in.hevc
+RawHevcWithAFastClock in.hevc | like=clean.mp4 pictures=75 | ffmpeg $P -c:v libx265 -preset ultrafast
+  -pix_fmt yuv420p -x265-params bframes=2:log-level=error -tag:v hvc1 clean.mp4; ffmpeg -i clean.mp4 -c
+  copy -bsf:v hevc_mp4toannexb,hevc_metadata=tick_rate=12000 in.hevc
 RawMpeg2 in.m2v | pictures=75 | ffmpeg $P -c:v mpeg2video -q:v 2 -bf 2 in.m2v
 RawAac in.aac | sound=3 | ffmpeg $S $A in.aac
 RawAc3 in.ac3 | sound=3 | ffmpeg $S -c:a ac3 in.ac3
@@ -125,6 +145,10 @@ LatmInTransportStream in.ts | sound=3 | ffmpeg $S $A -mpegts_flags latm in.ts
 VeryShortDts in.ts | like=clean.wav sound=0 unlike=mp3 | ffmpeg $S -t 0.05 -ar 48000 -c:a dca
   -strict -2 in.ts; ffmpeg -c:a dca -i in.ts -c:a pcm_s16le clean.wav
 VeryShortSoundStream in.ts | sound=0.05 | ffmpeg $S -t 0.05 -c:a mp2 in.ts
+# Neither the container's time base nor what suits all times is their rate.
+UnevenMp4 in.mp4 | pictures=-1 | uneven in.mp4
+UnevenMkv in.mkv | pictures=-1 | uneven in.mkv
+UnevenTs in.ts | pictures=-1 | uneven in.ts
 # ---- What changes in the middle. The pictures of a first part begin two behind the start of decoding
 AspectChanges in.ts | pictures=-1 sound=3.2 | ffmpeg $P $S -t 1.6 -c:v mpeg2video -q:v 2 -aspect 3:2
   $A a.ts; ffmpeg $P $S -t 1.6 -output_ts_offset 1.68 -c:v mpeg2video -q:v 2 -aspect 16:9 $A b.ts;
@@ -164,10 +188,15 @@ NarrowPoints in.mp4 | pictures=25,240,240 | ffmpeg -f lavfi -i testsrc2=s=320x24
   $X in.mp4
 WidePointsTurned in.mp4 | like=clean.mp4 pictures=25,288,512 looks=transpose=clock | ffmpeg -f lavfi
   -i testsrc2=s=352x288:d=1 -vf setsar=16/11 $X clean.mp4; @mp4-matrix clean.mp4 0 1 -1 0 in.mp4
+PointsOfTheStreamAlone in.mp4 | pictures=25,384,288 | points yuv420p 0
+PointsOfFragments in.mp4 | pictures=25,384,288 | points yuv420p frag_keyframe+empty_moov
+PointsOfAnotherProfile in.mp4 | pictures=25,384,288 | points yuv444p 0
 BeginsInsideAGroup in.mp4 | pictures=62 sound=2.48 | clean mp4; ffmpeg -ss 0.52 -i clean.mp4 -c copy
   in.mp4
 LateSound in.mp4 | pictures=75 sound=3.3 | clean mp4; ffmpeg -i clean.mp4 -itsoffset 0.3 -i
   clean.mp4 -map 0:v -map 1:a -c copy in.mp4
+LatePicture in.mp4 | whole | clean mp4; ffmpeg -itsoffset 0.7 -i clean.mp4 -i clean.mp4 -map 0:v
+  -map 1:a -c copy in.mp4
 FragmentedWithLateDecoding in.mp4 | pictures=75 sound=0 | ffmpeg $P $S $X $A -movflags
   frag_keyframe+empty_moov+default_base_moof in.mp4
 # ---- Groups, fields
@@ -177,6 +206,23 @@ OpenGroupMpeg2 in.ts | pictures=-1 sound=0 | ffmpeg $P $S -c:v mpeg2video -q:v 2
   -cgop -c:a mp2 whole.ts; ffmpeg -ss 1 -i whole.ts -c copy in.ts
 FieldsInOnePicture in.mp4 | whole looks=bwdif=mode=send_frame:deint=interlaced
   options=--deinterlace,1 | ffmpeg $P $S $X -flags +ildct+ilme $A in.mp4
+FieldsLeft in.mp4 | whole options=--deinterlace,0 | fields
+FieldsByDefault in.ts | whole looks=bwdif=mode=send_frame:deint=interlaced | ffmpeg $P $S
+  -c:v mpeg2video -q:v 2 -flags +ildct+ilme -top 1 -c:a mp2 in.ts
+EachFieldAPicture in.mp4 | like=full.mp4 pictures=150 sound=3 options=--deinterlace,2 | fields;
+  filtered bwdif=mode=send_field:deint=interlaced
+FewerSmallerFields in.mp4 | like=full.mp4 pictures=120,48,32 sound=3
+  options=--deinterlace,2,--size,48x32,--fps,40 | fields; filtered
+  bwdif=mode=send_field:deint=interlaced,fps=40
+# ---- Other sizes and rates than the file's
+Smaller in.mp4 | pictures=75,48,32 sound=3 options=--size,48x32 | clean mp4; mv clean.mp4 in.mp4
+Stretched in.mp4 | pictures=75,80,200 sound=3 options=--size,80x200 | clean mp4; mv clean.mp4 in.mp4
+FewerPictures in.mp4 | like=full.mp4 pictures=36 sound=3 options=--fps,12 | ffmpeg $P $S $X $A in.mp4;
+  filtered fps=12
+MorePictures in.mp4 | like=full.mp4 pictures=90 sound=3 options=--fps,30 | ffmpeg $P $S $X $A in.mp4;
+  filtered fps=30
+TurnedSmallerFewer in.mp4 | like=full.mp4 pictures=36,32,48 sound=3 options=--size,32x48,--fps,12 |
+  clean mp4; @mp4-matrix clean.mp4 0 1 -1 0 in.mp4; filtered fps=12
 # ---- The sound's place in time
 GapOf30ms in.mkv | pictures=75 sound=3.03 | clean0 mkv; copy mkv -bsf:a setts=ts='PTS+gte(N\,60)*30'
 GapOf60ms in.mkv | pictures=75 sound=3.06 | clean0 mkv; copy mkv -bsf:a setts=ts='PTS+gte(N\,60)*60'
@@ -189,6 +235,14 @@ SmallOverlaps in.mkv | pictures=75 sound=0 | clean0 mkv; copy mkv -bsf:a
   setts=ts='PTS-floor(N/30)*15'
 SoundRunsSlow in.mkv | pictures=75 sound=3.09 | clean0 mkv; copy mkv -bsf:a setts=ts='PTS*1.03'
 SoundRunsFast in.mkv | pictures=75 sound=2.91 | clean0 mkv; copy mkv -bsf:a setts=ts='PTS*0.97'
+HoleInTheSound in.mkv | pictures=75 sound=3 | clean0 mkv; copy mkv -bsf:a
+  noise=drop='between(pts\,1000\,2000)'
+SoundEndsBeforeThePicture in.mkv | pictures=75 sound=3 | clean0 mkv; copy mkv -bsf:v
+  setts=ts='PTS+3000'
+SoundMuchLonger in.mkv | pictures=75 sound=60 | ffmpeg $P -f lavfi -i
+  anoisesrc=d=60:c=pink:a=0.5:seed=7 -ac 2 $X -c:a mp2 in.mkv
+PictureMuchLonger in.mp4 | pictures=600 sound=3 | ffmpeg -f lavfi -i testsrc2=s=96x64:r=10:d=60 $S $X
+  $A in.mp4
 # ---- Kinds of pictures
 H264With10Bits in.mkv | pictures=75 | ffmpeg $P $X -pix_fmt yuv420p10 in.mkv
 H264With422 in.mkv | pictures=75 | ffmpeg $P $X -pix_fmt yuv422p in.mkv
@@ -200,16 +254,59 @@ AnimatedGif in.gif | pictures=75 | ffmpeg $P in.gif
 OneJpeg in.jpg | pictures=1 | ffmpeg $P -frames:v 1 -q:v 2 in.jpg
 OnePng in.png | pictures=1 | ffmpeg $P -frames:v 1 in.png
 OnePictureGif in.gif | pictures=1 | ffmpeg $P -frames:v 1 in.gif
+OnePictureBehindADelay in.mp4 | pictures=1 | ffmpeg $P -frames:v 1 $X -bf 3 in.mp4
+OnePictureWithSound in.mp4 | pictures=1 sound=3 | ffmpeg $P $S -vf trim=end_frame=1 $X $A in.mp4
+SoundWithACover in.mp3 | sound=3 | ffmpeg $S $P -map 0 -map 1 -c:a libmp3lame -c:v mjpeg -frames:v 1
+  -disposition:v attached_pic -t 3 in.mp3
 FourteenByTenPoints in.mkv | pictures=25,14,10 | ffmpeg -f lavfi -i testsrc2=s=14x10:d=1 -c:v
   libx264 -qp 10 in.mkv
 SixPoints in.mkv | pictures=25,6,6 | ffmpeg -f lavfi -i testsrc2=s=6x6:d=1 -c:v ffv1 in.mkv
 FourPoints in.mkv | pictures=25,4,4 | ffmpeg -f lavfi -i testsrc2=s=4x4:d=1 -c:v ffv1 in.mkv
 TwoPoints in.mkv | pictures=25,2,2 | ffmpeg -f lavfi -i testsrc2=s=2x2:d=1 -c:v ffv1 in.mkv
 # ---- Kinds of sound
+AviWithLateDecoding in.avi | whole times=41 | ffmpeg $P $S -c:v mpeg4 -q:v 2 -bf 2 -c:a libmp3lame
+  in.avi
+Webm in.webm | whole | ffmpeg $P $S -c:v libvpx -b:v 1M -c:a libopus in.webm
+AacMono in.m4a | sound=2.345,44100,mono | ffmpeg $S -t 2.345 -ar 44100 -ac 1 $A in.m4a
+Alac in.m4a | sound=2.345,44100 | ffmpeg $S -t 2.345 -ar 44100 -c:a alac in.m4a
+Flac in.flac | sound=2.345 | ffmpeg $S -t 2.345 -c:a flac in.flac
+Mp2 in.mpg | sound=2.345 | ffmpeg $S -t 2.345 -c:a mp2 in.mpg
+Mp3 in.mp3 | sound=2.345,44100 | ffmpeg $S -t 2.345 -ar 44100 -c:a libmp3lame in.mp3
+Opus in.ogg | sound=2.345 | ffmpeg $S -t 2.345 -c:a libopus in.ogg
+OpusMono in.webm | sound=2.345,48000,mono | ffmpeg $S -t 2.345 -ac 1 -c:a libopus in.webm
+Vorbis in.ogg | sound=2.345,44100 | ffmpeg $S -t 2.345 -ar 44100 -c:a libvorbis in.ogg
+VorbisMono in.webm | sound=2.345,22050,mono | ffmpeg $S -t 2.345 -ar 22050 -ac 1 -c:a libvorbis in.webm
+Pcm24 in.wav | sound=2.345 | ffmpeg $S -t 2.345 -c:a pcm_s24le in.wav
+# Blocks as large as can be, of what does not compress
+LargeFlacBlocks in.flac | sound=3 options=--audio-bitrate,320k | ffmpeg $W -ac 2 -frame_size 65535
+  in.flac
+LargeSurroundBlocks in.mka | sound=3,48000,5.1 options=--audio-bitrate,640k | ffmpeg $W -ac 6 -c:a flac
+  -frame_size 65535 -sample_fmt s32 in.mka
+LargeTtaBlocks in.tta | sound=3,96000 options=--audio-bitrate,320k | ffmpeg $W -ac 2 -ar 96000
+  -sample_fmt s32 in.tta
+Rate37800 in.wav | sound=3 | ffmpeg $S -ar 37800 in.wav
+Rate96000 in.wav | sound=3,96000 | ffmpeg $S -ar 96000 in.wav
 Rate8000 in.wav | sound=3,8000,mono | ffmpeg $S -ar 8000 -ac 1 in.wav
 Rate192000 in.wav | sound=3 | ffmpeg $S -ar 192000 in.wav
 Quad in.wav | sound=3,48000,quad | places quad in.wav 0.4 0.2 0.1 0.05
 StereoWithBass in.wav | sound=3,48000,2.1 | places 2.1 in.wav 0.4 0.2 bass
+Surround in.ac3 | sound=3,48000,5.1 | places 5.1 in.ac3 0.2 0.1 0.15 bass 0.05 0.08
+MonoToStereo in.wav | sound=3 options=--audio-rate,48000,--audio-channels,2 | ffmpeg $S -ac 1 -ar 44100
+  in.wav
+StereoToMono in.wav | sound=3,48000,mono options=--audio-channels,1 | ffmpeg $S in.wav
+StereoToSurround in.wav | sound=3,48000,5.1 options=--audio-channels,6 | ffmpeg $S in.wav
+To22050 in.wav | sound=3,22050 options=--audio-rate,22050 | ffmpeg $S -ar 44100 in.wav
+To44100 in.wav | sound=3,44100 options=--audio-rate,44100 | ffmpeg $S in.wav
+PhoneTo48000 in.wav | sound=3,48000,mono options=--audio-rate,48000 | ffmpeg $S -ar 8000 -ac 1 in.wav
+QuadToStereo in.wav | sound=3 options=--audio-channels,2 | places quad in.wav 0.4 0.2 0.1 0.05
+BassToStereo in.wav | sound=3,44100 options=--audio-rate,44100,--audio-channels,2 | places 2.1 in.wav
+  0.4 0.2 bass
+SurroundToStereo in.wav | sound=3 options=--audio-channels,2 | places 5.1 in.wav 0.2 0.1 0.15 bass 0.05
+  0.08
+SidesToStereo in.wav | sound=3 options=--audio-channels,2 | places '5.1(side)' in.wav 0.2 0.1 0.15 bass
+  0.05 0.08
+SurroundToMono in.wav | sound=3,44100,mono options=--audio-rate,44100,--audio-channels,1 | places 5.1
+  in.wav 0.2 0.1 0.15 bass 0.05 0.08
 SevenPointOne in.wav | sound=3,48000,5.1 | places 7.1 in.wav 0.2 0.1 0.15 bass 0.05 0.08 0.12 0.03
 # ---- Damaged, refused, several
 Encrypted in.mp4 | refused=3,encrypted | ffmpeg $P $S $X $A -encryption_scheme cenc-aes-ctr
@@ -249,8 +346,6 @@ WildFirstPicture in.mkv | whole=clean.mkv unlike=wild | clean0 mkv; copy mkv -bs
 WildFirstPictureOfMany in.mkv | whole=clean.mkv unlike=wild | clean mkv; copy mkv -bsf:v
   setts=pts='PTS+eq(N\,0)*2000000'
 MissingTimesOfSound in.ts | whole=clean.ts | clean ts; @ts-drop-times clean.ts 257 2 in.ts
-AviWithLateDecoding in.avi | whole times=41 | ffmpeg $P $S -c:v mpeg4 -q:v 2 -bf 2 -c:a libmp3lame
-  in.avi
 VariableRate in.mp4 | whole | ffmpeg $P $S -vf setpts='(N+0.2*mod(N\,4))/25/TB' -fps_mode
   passthrough -enc_time_base 1/12800 $X $A in.mp4
 RawMpeg4 in.m4v | like=clean.mp4 pictures=75 | ffmpeg $P -c:v mpeg4 -q:v 2 clean.mp4; ffmpeg -i
@@ -273,8 +368,6 @@ ChannelsChangeInTransportStream in.ts | like=clean.wav sound=3.2 | ffmpeg $S -t 
   clean.wav
 MirroredAndScaled in.mp4 | like=clean.mp4 pictures=75,64,48 sound=3 looks=hflip options=--size,64x48
   | clean mp4; @mp4-matrix clean.mp4 -1 0 0 1 in.mp4
-LatePicture in.mp4 | whole | clean mp4; ffmpeg -itsoffset 0.7 -i clean.mp4 -i clean.mp4 -map 0:v
-  -map 1:a -c copy in.mp4
 FragmentedWithEdits in.mp4 | whole | ffmpeg $P $S $X $A -movflags frag_keyframe+delay_moov in.mp4
 SmallFragments in.mp4 | pictures=75 sound=0 | ffmpeg $P $S $X $A -movflags
   empty_moov+default_base_moof+dash -frag_duration 200000 in.mp4
@@ -310,13 +403,11 @@ OnePictureWebp in.webp | pictures=1 | ffmpeg $P -frames:v 1 -c:v libwebp -q:v 95
 SixtyThousandPictures in.mp4 | pictures=60000,16,16 | ffmpeg -f lavfi -i
   testsrc2=s=16x16:r=1000:d=60 -c:v libx264 -preset ultrafast in.mp4
 Rate11025 in.wav | sound=3,11025 | ffmpeg $S -ar 11025 in.wav
-Rate96000 in.wav | sound=3,96000 | ffmpeg $S -ar 96000 in.wav
-Rate37800 in.wav | sound=3 | ffmpeg $S -ar 37800 in.wav
 ThreeFronts in.wav | sound=3,48000,3.0 | places 3.0 in.wav 0.4 0.2 0.1
 FourPointNought in.wav | sound=3,48000,4.0 | places 4.0 in.wav 0.4 0.2 0.1 0.05
 FivePointNought in.wav | sound=3,48000,5.0 | places 5.0 in.wav 0.4 0.2 0.1 0.05 0.3
-FivePointOneAtTheSides in.flac | sound=3,48000,5.1(side) | places '5.1(side)' in.flac 0.4 0.2 0.1
-  bass 0.05 0.3
+FivePointOneAtTheSides in.flac | sound=3,48000,5.1 | places '5.1(side)' in.flac 0.4 0.2 0.1 bass 0.05
+  0.3
 SixPointOne in.wav | sound=3,48000,5.1 | places 6.1 in.wav 0.2 0.1 0.15 bass 0.05 0.08 0.03
 FloatBeyondFullScale in.wav | sound=3 | ffmpeg $S -af volume=4 -c:a pcm_f32le in.wav
 CutMkv in.mkv | pictures=-1 sound=0 damaged=1 | clean0 mkv; @cut clean.mkv 0.6 in.mkv

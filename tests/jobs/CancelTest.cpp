@@ -100,11 +100,6 @@ TEST(Cancel, beforeTheRunAndTwiceAreHarmless) {
     EXPECT_THAT(namesIn(folder.path()), IsEmpty());
 }
 
-size_t entriesOf(const char* folder) {
-    const std::filesystem::directory_iterator entries(folder);
-    return static_cast<size_t>(std::distance(begin(entries), end(entries)));
-}
-
 // A program that runs jobs for weeks.
 TEST(Cancel, leavesNoDescriptorAndNoThread) {
     std::mt19937 random(9);
@@ -126,8 +121,8 @@ TEST(Cancel, leavesNoDescriptorAndNoThread) {
     cancelAll(0);
     // What is made once stays: modules, the sound service.
     cancelAll(1);
-    const size_t descriptors = entriesOf("/proc/self/fd");
-    const size_t threads = entriesOf("/proc/self/task");
+    const int descriptors = entriesOf("/proc/self/fd");
+    const int threads = entriesOf("/proc/self/task");
     for (int round = 0; round < (rounds != nullptr ? atoi(rounds) : 3); ++round)
         cancelAll(2 + round);
     EXPECT_EQ(entriesOf("/proc/self/fd"), descriptors);

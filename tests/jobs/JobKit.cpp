@@ -3,9 +3,6 @@
 
 #include "jobs/JobKit.h"
 
-#include <algorithm>
-#include <filesystem>
-
 namespace oxa::jobs {
 
 TranscodeOptions quickTranscode(const std::string& input, const std::string& output) {
@@ -60,14 +57,6 @@ std::unique_ptr<Job> makeJob(JobKind kind, const std::string& input, const std::
     options.replaceOutput = replaceOutput;
     if (!input.empty()) options.source.name = input;
     return std::make_unique<Record>(options);
-}
-
-std::vector<std::string> namesIn(const std::string& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder))
-        names.push_back(entry.path().filename());
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 }  // namespace oxa::jobs

@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "support/TempDir.h"
+
 namespace oxa::jobs {
 
 // What one job has told, and what is done when it begins or moves.
@@ -48,7 +50,7 @@ constexpr JobKind kAllKinds[] = {JobKind::kTranscode, JobKind::kRemux, JobKind::
 std::unique_ptr<Job> makeJob(JobKind kind, const std::string& input, const std::string& output,
                              bool replaceOutput = false);
 
-// The names in a folder, sorted.
-std::vector<std::string> namesIn(const std::string& folder);
+using test::entriesOf;
+using test::namesIn;
 
 }  // namespace oxa::jobs

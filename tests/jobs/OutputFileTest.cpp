@@ -28,14 +28,7 @@ using testing::UnorderedElementsAre;
 
 class OutputFileTest : public testing::Test {
   protected:
-    std::vector<std::string> names() const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(mFolder.path())) {
-            names.push_back(entry.path().filename());
-        }
-        return names;
-    }
-
+    std::vector<std::string> names() const { return test::namesIn(mFolder.path()); }
     // Opens and fills an output; what it refuses is a failure of the test.
     void write(OutputFile* output, const std::string& path, bool force, const std::string& text) {
         const auto failure = output->open(path, force, -1);

@@ -4,8 +4,6 @@
 #include <oxa/jobs/Play.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <future>
 #include <map>
 #include <random>
@@ -41,16 +39,6 @@ PlayOptions playInto(const std::string& folder) {
     return options;
 }
 
-std::string contentOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-size_t entriesOf(const char* folder) {
-    const auto entries = std::filesystem::directory_iterator(folder);
-    return std::distance(begin(entries), end(entries));
-}
-
 // The number of each picture of the film, by what is in its file.
 std::map<std::string, int> numbersOfPictures() {
     const test::TempDir folder;
@@ -59,7 +47,7 @@ std::map<std::string, int> numbersOfPictures() {
     Play(options).run();
     std::map<std::string, int> numbers;
     for (const std::string& name : namesIn(folder.path()))
-        numbers.emplace(contentOf(folder.file(name)), static_cast<int>(numbers.size()));
+        numbers.emplace(test::readFile(folder.file(name)), static_cast<int>(numbers.size()));
     return numbers;
 }
 
@@ -102,7 +90,7 @@ TEST(PlayKeys, movePictureByPicture) {
     const auto names = namesIn(folder.path());
     std::vector<int> order;
     for (const std::string& name : names) {
-        const auto number = numbers.find(contentOf(folder.file(name)));
+        const auto number = numbers.find(test::readFile(folder.file(name)));
         ASSERT_NE(number, numbers.end()) << name;
         order.push_back(number->second);
     }
@@ -133,8 +121,8 @@ TEST(PlayKeys, leaveNothingBehind) {
         return play.run();
     };
     EXPECT_TRUE(playWithKeys(3).ok());  // loads what stays loaded
-    const size_t descriptors = entriesOf("/proc/self/fd");
-    const size_t threads = entriesOf("/proc/self/task");
+    const int descriptors = entriesOf("/proc/self/fd");
+    const int threads = entriesOf("/proc/self/task");
     EXPECT_TRUE(playWithKeys(60).ok());
     EXPECT_EQ(entriesOf("/proc/self/fd"), descriptors);
     EXPECT_TRUE(test::waitFor([threads] { return entriesOf("/proc/self/task") <= threads; }));

@@ -9,8 +9,8 @@
 
 #include "HdmiRxInfo.h"
 #include "library/Disturbance.h"
-#include "library/LogCapture.h"
 #include "library/Stage.h"
+#include "support/LogCapture.h"
 #include "support/Test.h"
 
 namespace android {

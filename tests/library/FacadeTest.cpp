@@ -16,10 +16,10 @@
 #include <vector>
 
 #include "OxaMediaCodecPlayer.h"
-#include "library/LogCapture.h"
 #include "library/Stage.h"
-#include "platform/codec/ScriptedComponent.h"
 #include "support/Deadline.h"
+#include "support/LogCapture.h"
+#include "support/ScriptedComponent.h"
 #include "support/TempDir.h"
 #include "support/TestClips.h"
 
@@ -352,10 +352,7 @@ TEST(FacadeTest, DefaultNamesLieUnderTheDeviceRootAndAreNeverReused) {
 
 // The player duplicates descriptors and closes exactly its own.
 TEST(FacadeTest, ClosesItsOwnDescriptorsOnly) {
-    const auto openDescriptors = [] {
-        const std::filesystem::directory_iterator all("/proc/self/fd");
-        return std::distance(begin(all), end(all));
-    };
+    const auto openDescriptors = [] { return oxa::test::entriesOf("/proc/self/fd"); };
     const std::string path = mediaPath(kClip);
     const int input = open(path.c_str(), O_RDONLY);
     TranscodeJob job;

@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "OxaMediaCodecPlayerCommon.h"
-#include "library/LogCapture.h"
+#include "support/LogCapture.h"
 #include "support/Test.h"
 
 namespace android {

@@ -12,8 +12,8 @@
 #include <iterator>
 
 #include "OxaMediaMuxer.h"
-#include "library/LogCapture.h"
 #include "library/Stage.h"
+#include "support/LogCapture.h"
 #include "support/MediaProbe.h"
 #include "support/MediaReader.h"
 #include "support/Test.h"

@@ -11,8 +11,8 @@
 #include "AudioTranscoder.h"
 #include "VideoDecoder.h"
 #include "VideoTranscoder.h"
-#include "library/LogCapture.h"
 #include "library/Stage.h"
+#include "support/LogCapture.h"
 #include "support/RampSource.h"
 #include "support/Test.h"
 
@@ -363,7 +363,7 @@ TEST(VideoTranscoderTest, ReportsProgressEndAndFrameRates) {
         ASSERT_TRUE(
                 waitFor([&] { return stage.reports->count(kWhatTranscodeDone, "err", OK) == 1; }));
         EXPECT_EQ(stage.reports->count(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSVideoReached), 1);
-        const std::vector<int64_t> times = stage.reports->times("video-pts");
+        const std::vector<int64_t> times = stage.reports->items(&AMessage::findInt64, "video-pts");
         ASSERT_EQ(times.size(), 3u);
         EXPECT_NEAR(times[0], 29 * 1000000 / 30, 1000);
         EXPECT_NEAR(times[2], 89 * 1000000 / 30, 1000);

@@ -4,8 +4,8 @@
 #include <vendor/oxa/audioutil/1.0/IAudioUtil.h>
 
 #include "AudioRxEncoder.h"
-#include "library/LogCapture.h"
 #include "library/Stage.h"
+#include "support/LogCapture.h"
 #include "support/MediaProbe.h"
 #include "support/Test.h"
 

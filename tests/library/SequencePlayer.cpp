@@ -434,7 +434,7 @@ void SequencePlayer::expectReports() {
 }
 
 void SequencePlayer::expectPlugs() {
-    const auto reported = [this] { return mReports->items(kWhatHDMIRxVideoHotplug, "rx-video"); };
+    const auto reported = [this] { return mReports->items(&AMessage::findInt32, "rx-video"); };
     if (mReports == nullptr || comes([&] { return reported() == mPlugs; })) return;
     find("the plug was:" + listed(mPlugs) + ", reported:" + listed(reported()));
 }

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "library/FacadeModel.h"
-#include "library/LogCapture.h"
 #include "library/Stage.h"
+#include "support/LogCapture.h"
 #include "support/TempDir.h"
 
 namespace oxa::test {

@@ -33,15 +33,6 @@ constexpr int kRounds = 3;
 constexpr std::chrono::milliseconds kSoon{200};
 constexpr std::chrono::seconds kAtLast{10};
 
-int entriesOf(const char* folder) {
-    int count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        std::error_code gone;
-        count += std::filesystem::exists(entry.symlink_status(gone));
-    }
-    return count;
-}
-
 std::string playOnce(const std::string& clips, const Sequence& sequence) {
     SequencePlayer player(clips, [](size_t index) { std::cout << "@" << index << std::endl; });
     return player.play(sequence);

@@ -5,8 +5,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <media/stagefright/foundation/AHandler.h>
-#include <media/stagefright/foundation/ALooper.h>
 #include <oxa/host/Cameras.h>
 #include <oxa/host/Display.h>
 #include <oxa/host/Microphones.h>
@@ -15,90 +13,15 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "CameraRecorder.h"
 #include "OxaMediaCodecPlayerCommon.h"
 #include "OxaMediaMuxer.h"
+#include "support/Reports.h"
 
 namespace android {
-
-// Keeps the reports that it is sent: stands in for the facade, or for its client.
-class Reports : public AHandler {
-  public:
-    void onMessageReceived(const sp<AMessage>& msg) override {
-        if (msg->what() == kWhatTrackAdded && muxer != nullptr) muxer->start();
-        std::lock_guard<std::mutex> lock(mLock);
-        mReports.push_back(msg);
-    }
-
-    // How many of the code there are, with that item if one is named.
-    int count(uint32_t what, const char* key = nullptr, int32_t value = 0) const {
-        std::lock_guard<std::mutex> lock(mLock);
-        int count = 0;
-        for (const sp<AMessage>& report : mReports) {
-            int32_t found = 0;
-            count += report->what() == what &&
-                     (key == nullptr || (report->findInt32(key, &found) && found == value));
-        }
-        return count;
-    }
-    std::vector<uint32_t> codes() const {
-        std::lock_guard<std::mutex> lock(mLock);
-        std::vector<uint32_t> codes;
-        for (const sp<AMessage>& report : mReports)
-            codes.push_back(report->what());
-        return codes;
-    }
-    // The items of that name in the order of their reports.
-    std::vector<int64_t> times(const char* key) const {
-        std::lock_guard<std::mutex> lock(mLock);
-        std::vector<int64_t> times;
-        for (const sp<AMessage>& report : mReports) {
-            int64_t timeUs;
-            if (report->findInt64(key, &timeUs)) times.push_back(timeUs);
-        }
-        return times;
-    }
-
-    std::vector<int32_t> items(uint32_t what, const char* key) const {
-        std::lock_guard<std::mutex> lock(mLock);
-        std::vector<int32_t> items;
-        for (const sp<AMessage>& report : mReports) {
-            int32_t item;
-            if (report->what() == what && report->findInt32(key, &item)) items.push_back(item);
-        }
-        return items;
-    }
-
-    // Is started when a track is reported, as the facade does for a single track.
-    sp<OxaMediaMuxer> muxer;
-
-  private:
-    mutable std::mutex mLock;
-    std::vector<sp<AMessage>> mReports;  // guarded by mLock
-};
-
-// A looper for one handler, which runs while this object lives.
-class OwnLooper {
-  public:
-    explicit OwnLooper(const sp<AHandler>& handler) : mHandler(handler) {
-        mLooper->registerHandler(handler);
-        mLooper->start();
-    }
-    ~OwnLooper() {
-        mLooper->unregisterHandler(mHandler->id());
-        mLooper->stop();
-    }
-    OwnLooper(const OwnLooper&) = delete;
-    OwnLooper& operator=(const OwnLooper&) = delete;
-
-  private:
-    const sp<AHandler> mHandler;
-    const sp<ALooper> mLooper = new ALooper;
-};
 
 // ---- States ------------------------------------------------------------------------------------
 

@@ -15,8 +15,8 @@
 #include "support/FaultLog.h"
 #include "support/MediaProbe.h"
 #include "support/Test.h"
+#include "support/Watchdog.h"
 #include "transcode/TranscodeKit.h"
-#include "transcode/Watchdog.h"
 
 namespace oxa::test {
 namespace {

@@ -47,41 +47,20 @@ std::string beeps(int sampleRate) {
     return "aevalsrc='" + beep + "|" + beep + "':s=" + std::to_string(sampleRate);
 }
 
-class LiveJob::Reports : public AHandler {
-  public:
-    int hotplugState() const { return mHotplugState; }
-    void onMessageReceived(const sp<AMessage>& msg) override {
-        int32_t state;
-        if (msg->what() == kWhatHDMIRxVideoHotplug && msg->findInt32("rx-video", &state)) {
-            mHotplugState = state;
-        }
-    }
-
-  private:
-    std::atomic<int> mHotplugState{-1};
-};
-
 LiveJob::LiveJob(const LiveOptions& options)
     : mOptions(completed(options)),
       mDisplay(oxa::host::createRecordingDisplay()),
-      mReports(new Reports),
-      mReportLooper(new ALooper),
       mPlayer(new OxaMediaCodecPlayer(true, options.onlyTrack)) {
     // Thousands of lines that say that all is well hide the one that does not.
     __android_log_set_minimum_priority(ANDROID_LOG_WARN);
     std::filesystem::create_directories(mDeviceRoot.path() + kPictures);
     setDeviceRoot(mDeviceRoot.path().c_str());
     oxa::host::useNullSound();
-    mReportLooper->setName("LiveReports");
-    mReportLooper->start();
-    mReportLooper->registerHandler(mReports);
     mPlayer->mStatusHandler = mReports;
 }
 
 LiveJob::~LiveJob() {
     cleanUp();
-    mReportLooper->unregisterHandler(mReports->id());
-    mReportLooper->stop();
     mReceiver.reset();
     oxa::host::clearCameras();
     oxa::host::clearMicrophones();
@@ -206,7 +185,8 @@ std::vector<std::string> LiveJob::defaultRecordings() const {
 }
 
 int LiveJob::hotplugState() const {
-    return mReports->hotplugState();
+    const auto states = mReports->items(&AMessage::findInt32, "rx-video");
+    return states.empty() ? -1 : states.back();
 }
 
 }  // namespace oxa::test

@@ -7,12 +7,12 @@
 #include <oxa/host/Display.h>
 #include <oxa/host/HdmiReceiver.h>
 
-#include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "support/Reports.h"
 #include "support/TempDir.h"
 
 namespace oxa::test {
@@ -90,8 +90,6 @@ class LiveJob {
     int hotplugState() const;
 
   private:
-    class Reports;
-
     void makeSource();
     void setCamera();
 
@@ -99,8 +97,8 @@ class LiveJob {
     const TempDir mDeviceRoot;
     std::unique_ptr<oxa::host::SimulatedHdmiReceiver> mReceiver;
     const std::unique_ptr<oxa::host::RecordingDisplay> mDisplay;
-    const android::sp<Reports> mReports;
-    const android::sp<android::ALooper> mReportLooper;
+    const android::sp<android::Reports> mReports = new android::Reports;
+    const android::OwnLooper mReportLooper{mReports};
     const android::sp<android::OxaMediaCodecPlayer> mPlayer;
     android::_AV_FORMAT_FORMAT mFormat = {};
 };

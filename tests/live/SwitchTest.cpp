@@ -9,13 +9,13 @@
 #include <iostream>
 #include <random>
 
-#include "library/LogCapture.h"
 #include "live/LiveJob.h"
+#include "support/LibraryJob.h"
+#include "support/LogCapture.h"
 #include "support/MediaProbe.h"
 #include "support/Test.h"
-#include "transcode/LibraryJob.h"
+#include "support/Watchdog.h"
 #include "transcode/TranscodeKit.h"
-#include "transcode/Watchdog.h"
 
 namespace oxa::test {
 namespace {

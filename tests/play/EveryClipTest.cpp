@@ -5,12 +5,12 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "library/LogCapture.h"
-#include "play/LibraryPlay.h"
+#include "support/LibraryPlay.h"
+#include "support/LogCapture.h"
 #include "support/MediaProbe.h"
 #include "support/Sound.h"
 #include "support/Test.h"
-#include "transcode/Watchdog.h"
+#include "support/Watchdog.h"
 
 namespace oxa::test {
 namespace {

@@ -1,8 +1,8 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "play/LibraryPlay.h"
 #include "support/CodecShim.h"
+#include "support/LibraryPlay.h"
 #include "support/MediaProbe.h"
 #include "support/Sound.h"
 #include "support/Test.h"

@@ -3,9 +3,9 @@
 
 #include <random>
 
-#include "play/LibraryPlay.h"
+#include "support/LibraryJob.h"
+#include "support/LibraryPlay.h"
 #include "support/Test.h"
-#include "transcode/LibraryJob.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {

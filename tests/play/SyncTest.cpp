@@ -4,7 +4,7 @@
 #include <iostream>
 #include <sstream>
 
-#include "play/LibraryPlay.h"
+#include "support/LibraryPlay.h"
 #include "support/Sound.h"
 #include "support/SyncMeasure.h"
 #include "support/Test.h"

@@ -9,10 +9,10 @@
 #include <iostream>
 
 #include "live/LiveJob.h"
-#include "play/LibraryPlay.h"
+#include "support/LibraryJob.h"
+#include "support/LibraryPlay.h"
 #include "support/MediaProbe.h"
 #include "support/Test.h"
-#include "transcode/LibraryJob.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {

@@ -60,6 +60,9 @@ void addFrame(const AVStream* stream, const AVFrame& frame, int64_t timeUs, Stre
         probe->frameCount += frame.nb_samples;
         probe->sampleRate = frame.sample_rate;
         probe->channels = frame.ch_layout.nb_channels;
+        char layout[64] = "";
+        av_channel_layout_describe(&frame.ch_layout, layout, sizeof(layout));
+        probe->layout = layout;
         durationUs = av_rescale(frame.nb_samples, 1000000, frame.sample_rate);
     }
     probe->endUs = std::max(probe->endUs, timeUs + durationUs);

@@ -39,6 +39,7 @@ struct StreamProbe {
 
     int sampleRate = 0;
     int channels = 0;
+    std::string layout;  // libavutil's name: "stereo"
 
     int64_t firstUs() const { return timesUs.empty() ? 0 : timesUs.front(); }
     int64_t durationUs() const { return endUs - firstUs(); }

@@ -69,26 +69,6 @@ double psnrOf(double error) {
     return error == 0 ? kEqualPsnr : std::min(kEqualPsnr, 10 * std::log10(255.0 * 255.0 / error));
 }
 
-PsnrResult comparePictures(const std::string& a, const std::string& b) {
-    const std::vector<Image> first = decodePictures(a);
-    const std::vector<Image> other =
-            first.empty() ? first : decodePictures(b, first[0].width, first[0].height);
-    PsnrResult result;
-    result.countB = other.size();
-    const size_t count = std::min(first.size(), other.size());
-    if (count == 0) return result;
-    std::array<double, 3> means = {};
-    for (size_t i = 0; i < count; ++i) {
-        for (size_t plane = 0; plane < means.size(); ++plane) {
-            means[plane] +=
-                    psnrOf(meanSquareError(first[i].planes[plane], other[i].planes[plane])) /
-                    static_cast<double>(count);
-        }
-    }
-    result.mean = {means[0], means[1], means[2]};
-    return result;
-}
-
 Colour meanColour(const Image& image, int x, int y, int width, int height) {
     std::array<double, 3> means = {};
     for (int plane = 0; plane < 3; ++plane) {

@@ -25,25 +25,11 @@ struct Image {
 // none.
 std::vector<Image> decodePictures(const std::string& path, int width = 0, int height = 0);
 
-// dB; equal pictures give kEqualPsnr.
-struct Psnr {
-    double y = -1;
-    double u = -1;
-    double v = -1;
-};
+// Of two planes; those of different sizes have nothing in common. And the PSNR of such an error in
+// dB, at most kEqualPsnr.
 constexpr double kEqualPsnr = 100;
-
-// Of two planes; those of different sizes have nothing in common. And the PSNR of such an error.
 double meanSquareError(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b);
 double psnrOf(double error);
-
-struct PsnrResult {
-    size_t countB = 0;  // the pictures of `b`
-    Psnr mean;          // over those that both have, -1 when none could be compared
-};
-
-// Compares picture by picture, in order. Those of `b` are scaled to the size of `a`'s if need be.
-PsnrResult comparePictures(const std::string& a, const std::string& b);
 
 struct Colour {
     double y = 0;

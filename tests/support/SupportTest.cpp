@@ -4,7 +4,6 @@
 // The kit's own tests: only where a measurement that lies would let a fault pass.
 
 #include "support/MediaProbe.h"
-#include "support/Pictures.h"
 #include "support/Sound.h"
 #include "support/SyncMeasure.h"
 #include "support/Test.h"
@@ -22,21 +21,6 @@ TEST(MediaProbeTest, TellsDamageFromHealth) {
     ASSERT_TRUE(damaged.ok());
     EXPECT_GT(damaged.video()->decodeErrors + damaged.audio()->decodeErrors, 0);
     EXPECT_FALSE(MediaProbe(garbageFile(100000)).ok());
-}
-
-TEST(PicturesTest, PsnrSeesEqualAndDifferentPictures) {
-    ClipOptions options;
-    options.seconds = 1;
-    options.audio = false;
-    options.videoArguments = {"-qp", "0"};
-    const std::string clip = testClip(options);
-    EXPECT_EQ(comparePictures(clip, clip).mean.y, kEqualPsnr);
-    // One step of 16 in luma everywhere: 20 log10(255 / 16) = 24.05 dB.
-    options.videoFilter = "lutyuv=y=val+16";
-    const PsnrResult brighter = comparePictures(clip, testClip(options));
-    EXPECT_EQ(brighter.countB, 25u);
-    EXPECT_NEAR(brighter.mean.y, 24.05, 0.5);
-    EXPECT_EQ(brighter.mean.u, kEqualPsnr);
 }
 
 TEST(SoundTest, MeasuresLevelFrequencyAndLag) {

@@ -3,6 +3,7 @@
 
 #include "support/TempDir.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -41,6 +42,23 @@ bool writeFile(const std::string& path, const std::string& content) {
     file.write(content.data(), static_cast<std::streamsize>(content.size()));
     file.close();
     return file.good();
+}
+
+std::vector<std::string> namesIn(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.push_back(entry.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+int entriesOf(const char* folder) {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        std::error_code gone;
+        count += std::filesystem::exists(entry.symlink_status(gone));
+    }
+    return count;
 }
 
 int64_t fileSize(const std::string& path) {

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace oxa::test {
 
@@ -31,6 +32,11 @@ class TempDir {
 // was written.
 std::string readFile(const std::string& path);
 bool writeFile(const std::string& path, const std::string& content);
+// The names in a folder, sorted; and how many there are, of processes' things too, which come and
+// go.
+std::vector<std::string> namesIn(const std::string& folder);
+int entriesOf(const char* folder);
+
 // -1 when there is no such file.
 int64_t fileSize(const std::string& path);
 

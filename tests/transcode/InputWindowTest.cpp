@@ -14,12 +14,12 @@
 #include <string>
 #include <vector>
 
+#include "support/LibraryJob.h"
 #include "support/MediaProbe.h"
 #include "support/Pictures.h"
 #include "support/ProcessRunner.h"
 #include "support/Sound.h"
 #include "support/TempDir.h"
-#include "transcode/LibraryJob.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {

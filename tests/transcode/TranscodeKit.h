@@ -32,34 +32,4 @@ std::string complaintsAbout(const std::string& path, const std::vector<size_t>& 
 // be so short that a stream that is announced has no sample.
 void expectEmptyOrPlayable(const std::string& path);
 
-// ---- Pictures
-
-// An option of transcode(), so that expectAsGoodAsPeer() compares like with like.
-constexpr char kQualityOption[] = "--video-bitrate 6000000 ";
-
-// The test fails if an output made with kQualityOption has other pictures than the peer's encoding
-// of the same source, or is visibly farther from what `filters` (libavfilter's, each with a comma
-// behind it) and a change of the size make of the source. The peer is the `ffmpeg` command with the
-// encoder settings that the player uses; it turns the source upright.
-void expectAsGoodAsPeer(const std::string& source, const std::string& output,
-                        const std::string& filters = "");
-
-// How much later all of a source is in a transcode of it, relative to the start of each file. A
-// transport stream has no start of its own but the first sample that is in it.
-double startChangeUs(const MediaProbe& source, const MediaProbe& output);
-
-// The test fails unless the output has the source's pictures, each presented at its time, within a
-// millisecond, but for `laterUs`.
-void expectSamePictures(const StreamProbe& source, const StreamProbe& output, double laterUs = 0);
-
-// ---- Sound
-
-// The test fails unless the output has the source's sound from begin to end at its level, and in
-// its place but for `laterMs`.
-void expectSameSound(const std::string& source, const std::string& output, double laterMs = 0);
-
-// The test fails unless each beep of a clip with flashes and beeps, `pairs` of both, is as far from
-// its flash as in the source.
-void expectSameSync(const std::string& source, const std::string& output, int pairs);
-
 }  // namespace oxa::test

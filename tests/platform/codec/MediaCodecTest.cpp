@@ -9,8 +9,8 @@
 #include <array>
 #include <cerrno>
 
-#include "platform/codec/ScriptedComponent.h"
 #include "support/CodecClient.h"
+#include "support/ScriptedComponent.h"
 #include "support/Test.h"
 
 namespace oxa::test {

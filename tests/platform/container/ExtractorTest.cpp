@@ -218,67 +218,6 @@ TEST(ExtractorTest, StaysAtASampleThatDoesNotFit) {
     EXPECT_EQ(faults.back().object, path);
 }
 
-// A rate that only the time base suggests would make a decoder repeat pictures without end; a raw
-// stream's 12000 a second is meant for a clock, not for pictures.
-TEST(ExtractorTest, TakesNoTimeBaseForAFrameRate) {
-    for (const std::string extension : {"mp4", "mkv", "ts", "h264", "hevc"}) {
-        SCOPED_TRACE(extension);
-        const bool isRaw = extension[0] == 'h';
-        oxa::test::ClipOptions options;
-        options.audio = false;
-        options.seconds = 2;
-        options.extension = extension;
-        if (extension == "hevc") options.videoCodec = "libx265";
-        if (isRaw) {
-            options.outputArguments = {"-bsf:v", extension + "_metadata=tick_rate=12000"};
-        } else {
-            options.videoFilter = "select='not(mod(n,7))+not(mod(n,5))'";
-            options.outputArguments = {"-vsync", "vfr"};
-        }
-        const std::string path = oxa::test::testClip(options);
-        const std::vector<Sample> samples = readTrack(path, 0);
-        const int32_t rate = int32Of(formatOf(openClip(path)), "frame-rate");
-        // Between the mean and the clock that the pictures were taken with.
-        EXPECT_GE(rate, samples.size() / 2.0 - 1);
-        EXPECT_LE(rate, 25);
-        for (size_t i = 0; isRaw && i < samples.size(); ++i)
-            ASSERT_EQ(samples[i].timeUs, static_cast<int64_t>(40000 * i));
-    }
-}
-
-// Only the parameter sets know the shape; clips with a complete index are opened the short way.
-TEST(ExtractorTest, FindsShapeOfPointsAndRotation) {
-    const struct {
-        const char* movflags;
-        const char* pixels;
-        int width;
-        int height;
-    } kClips[] = {{"0", "yuv420p", 32, 27},
-                  {"frag_keyframe+empty_moov", "yuv420p", 32, 27},
-                  {"0", "yuv444p", 12, 11}};
-    for (const auto& clip : kClips) {
-        SCOPED_TRACE(std::string(clip.movflags) + clip.pixels);
-        oxa::test::ClipOptions options;
-        options.seconds = 0.4;
-        options.videoFilter = "setsar=0";
-        options.videoArguments = {"-pix_fmt", clip.pixels};
-        const std::string turned = oxa::test::TempDir::ofProcess().file("turned.mp4");
-        const std::string shape =
-                "h264_metadata=sample_aspect_ratio=" + std::to_string(clip.width) + "/" +
-                std::to_string(clip.height);
-        oxa::test::runOrDie({"ffmpeg", "-v", "error", "-y", "-i", oxa::test::testClip(options),
-                             "-c", "copy", "-bsf:v", shape, "-metadata:s:v", "rotate=90",
-                             "-movflags", clip.movflags, turned});
-        EXPECT_EQ(oxa::test::readFile(turned).find("pasp"), std::string::npos);
-        const int clockwise = oxa::test::MediaProbe(turned).video()->rotation;
-        EXPECT_THAT(clockwise, testing::AnyOf(90, 270));
-        const sp<AMessage> format = formatOf(openClip(turned));
-        EXPECT_EQ(int32Of(format, "rotation-degrees"), clockwise);
-        EXPECT_EQ(int32Of(format, "sar-width"), clip.width);
-        EXPECT_EQ(int32Of(format, "sar-height"), clip.height);
-    }
-}
-
 TEST(ExtractorTest, ReadsAPipe) {
     const std::string path = mediaPath("bunny_480i_tff_mpeg2_mp2.ts");
     FILE* const writer = popen(("cat " + path).c_str(), "r");

@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/codec/ScriptedComponent.h"
+#include "support/ScriptedComponent.h"
 
 namespace oxa::test {
 

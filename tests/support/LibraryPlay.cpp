@@ -1,11 +1,9 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "play/LibraryPlay.h"
+#include "support/LibraryPlay.h"
 
 #include <android/log.h>
-
-#include <filesystem>
 
 #include "support/MediaReader.h"
 #include "support/Test.h"
@@ -44,58 +42,15 @@ uint64_t hashOf(const AVFrame& frame) {
 
 }  // namespace
 
-// What the player's status handler has received.
-class LibraryPlay::Reports : public AHandler {
-  public:
-    // Fills in what it knows of; returns whether it has come to the end.
-    bool tell(Played* played) const {
-        std::lock_guard<std::mutex> lock(mLock);
-        played->endUs = mReceived.endUs;
-        played->ends = mReceived.ends;
-        played->instantRates = mReceived.instantRates;
-        played->averageRates = mReceived.averageRates;
-        return mReceived.ends > 0;
-    }
-
-    void onMessageReceived(const sp<AMessage>& msg) override {
-        double rate = -1;
-        std::lock_guard<std::mutex> lock(mLock);
-        switch (msg->what()) {
-            case kWhatInstantFPS:
-                msg->findDouble("instant-fps", &rate);
-                mReceived.instantRates.push_back(rate);
-                break;
-            case kWhatAverageFPS:
-                msg->findDouble("average-fps", &rate);
-                mReceived.averageRates.push_back(rate);
-                break;
-            case kWhatPlayerEOS:
-                if (mReceived.ends++ == 0) mReceived.endUs = ALooper::GetNowUs();
-                break;
-        }
-    }
-
-  private:
-    mutable std::mutex mLock;
-    Played mReceived;  // guarded by mLock
-};
-
 LibraryPlay::LibraryPlay(const PlayOptions& options)
     : mOptions(options),
       mDisplay(oxa::host::createRecordingDisplay()),
-      mReports(new Reports),
-      mReportLooper(new ALooper),
       mPlayer(new OxaMediaCodecPlayer(true, options.onlyTrack)) {
-    mReportLooper->setName("PlayReports");
-    mReportLooper->start();
-    mReportLooper->registerHandler(mReports);
     mPlayer->mStatusHandler = mReports;
 }
 
 LibraryPlay::~LibraryPlay() {
     mPlayer->cleanup();
-    mReportLooper->unregisterHandler(mReports->id());
-    mReportLooper->stop();
 }
 
 Played LibraryPlay::playToEnd() {
@@ -103,7 +58,7 @@ Played LibraryPlay::playToEnd() {
     prepare();
     if (!testing::Test::HasFatalFailure()) run();
     if (testing::Test::HasFatalFailure()) return played;
-    EXPECT_TRUE(waitFor([&] { return mReports->tell(&played); }, kLongestPlayback))
+    EXPECT_TRUE(waitFor([&] { return mReports->count(kWhatPlayerEOS) > 0; }, kLongestPlayback))
             << mOptions.input;
     EXPECT_TRUE(mPlayer->EOSReached());
     EXPECT_EQ(mPlayer->getPlaybackProgress(&played.progress), OK);
@@ -113,7 +68,10 @@ Played LibraryPlay::playToEnd() {
     EXPECT_TRUE(waitFor([&] { return mDisplay->figures().shown >= shown; }));
     stop();
     EXPECT_EQ(mPlayer->cleanup(), OK);
-    mReports->tell(&played);
+    played.ends = mReports->count(kWhatPlayerEOS);
+    played.endUs = mReports->firstUs(kWhatPlayerEOS);
+    played.instantRates = mReports->items(&AMessage::findDouble, "instant-fps");
+    played.averageRates = mReports->items(&AMessage::findDouble, "average-fps");
     played.pictures = mDisplay->pictures();
     if (mSound == nullptr) return played;
     for (const oxa::host::SoundBlock& block : mSound->blocks()) {
@@ -171,11 +129,8 @@ std::vector<ExpectedPicture> expectedPictures(const std::string& path) {
 }
 
 std::vector<std::string> mediaClips() {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(OXA_TEST_MEDIA_DIR)) {
-        if (entry.path().extension() != ".md") names.push_back(entry.path().filename());
-    }
-    std::sort(names.begin(), names.end());
+    std::vector<std::string> names = namesIn(mediaPath(""));
+    names.erase(std::find(names.begin(), names.end(), "README.md"));
     return names;
 }
 

@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "transcode/LibraryJob.h"
+#include "support/LibraryJob.h"
 #include "support/Test.h"
 
 #include <android/log.h>
@@ -12,7 +12,7 @@
 #include <filesystem>
 #include <iostream>
 
-#include "transcode/Watchdog.h"
+#include "support/Watchdog.h"
 
 namespace oxa::test {
 
@@ -26,14 +26,6 @@ constexpr std::chrono::minutes kLongestJob{3};
 int64_t allocatedBytes() {
     const struct mallinfo2 info = mallinfo2();
     return static_cast<int64_t>(info.uordblks + info.hblkhd);
-}
-
-int entriesOf(const char* folder) {
-    int count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        count += entry.exists() || entry.is_symlink();
-    }
-    return count;
 }
 
 // What a process must not collect.

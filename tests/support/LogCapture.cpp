@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "library/LogCapture.h"
+#include "support/LogCapture.h"
 
 #include <android/log.h>
 

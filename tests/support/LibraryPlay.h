@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "support/Reports.h"
 #include "support/Sound.h"
 
 namespace oxa::test {
@@ -58,13 +59,11 @@ class LibraryPlay {
     android::OxaMediaCodecPlayer& player() { return *mPlayer; }
 
   private:
-    class Reports;
-
     const PlayOptions mOptions;
     const std::unique_ptr<oxa::host::RecordingDisplay> mDisplay;
     std::shared_ptr<oxa::host::SoundRecording> mSound;
-    const android::sp<Reports> mReports;
-    const android::sp<android::ALooper> mReportLooper;
+    const android::sp<android::Reports> mReports = new android::Reports;
+    const android::OwnLooper mReportLooper{mReports};
     const android::sp<android::OxaMediaCodecPlayer> mPlayer;
 };
 
