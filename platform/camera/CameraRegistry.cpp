@@ -84,8 +84,8 @@ CameraRegistry::Cameras& CameraRegistry::camerasLocked() {
     if (!mRegistered.empty()) return mRegistered;
     Cameras found;
     int number = 0;
-    for (const std::string& path : v4l2CaptureDevices()) {
-        const std::string source = "v4l2:" + path;
+    for (const V4l2Device& device : v4l2CaptureDevices()) {
+        const std::string source = "v4l2:" + device.path;
         const auto known = mDevices.find(number);
         // The same object as before, which knows whether it is open.
         found[number] = known != mDevices.end() && known->second->source() == source

@@ -3,6 +3,10 @@
 
 #pragma once
 
+#include <string>
+#include <utility>
+#include <vector>
+
 namespace android {
 
 // Capture devices, in a module.
@@ -12,6 +16,8 @@ struct DeviceModule {
 
     // Makes them input formats of libavformat; harmless when repeated.
     void (*registerDevices)();
+    // Names and descriptions of the sources of libavdevice's input `format` that are there.
+    std::vector<std::pair<std::string, std::string>> (*listSources)(const char* format);
 };
 
 }  // namespace android

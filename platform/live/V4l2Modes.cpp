@@ -8,6 +8,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <linux/videodev2.h>
+#include <string.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -66,13 +67,26 @@ class Device {
         return result >= 0;
     }
 
-    bool captures() const {
+    // `name` becomes what the driver calls it.
+    bool captures(std::string* name = nullptr) const {
         v4l2_capability capability = {};
         if (!ask(VIDIOC_QUERYCAP, &capability)) return false;
+        if (name != nullptr) {
+            const char* const card = reinterpret_cast<const char*>(capability.card);
+            name->assign(card, strnlen(card, sizeof(capability.card)));
+        }
         const uint32_t abilities = capability.capabilities & V4L2_CAP_DEVICE_CAPS
                                            ? capability.device_caps
                                            : capability.capabilities;
         return (abilities & V4L2_CAP_VIDEO_CAPTURE) != 0 && (abilities & V4L2_CAP_STREAMING) != 0;
+    }
+
+    bool hasTimings() const {
+        int index = 0;
+        if (!ask(VIDIOC_G_INPUT, &index)) return false;
+        v4l2_input input = {};
+        input.index = static_cast<uint32_t>(index);
+        return ask(VIDIOC_ENUMINPUT, &input) && (input.capabilities & V4L2_IN_CAP_DV_TIMINGS) != 0;
     }
 
   private:
@@ -183,15 +197,18 @@ const char* v4l2FormatName(uint32_t format) {
     return known == nullptr ? nullptr : known->name;
 }
 
-std::vector<std::string> v4l2CaptureDevices() {
-    std::vector<std::string> paths;
+std::vector<V4l2Device> v4l2CaptureDevices(const std::string& root) {
+    std::vector<V4l2Device> devices;
     for (int number = 0; number <= kMaxDeviceNumber; ++number) {
-        const std::string path = "/dev/video" + std::to_string(number);
-        if (access(path.c_str(), F_OK) != 0) continue;
-        const Device device(path);
-        if (device.isOpen() && device.captures()) paths.push_back(path);
+        V4l2Device found;
+        found.path = root + "/dev/video" + std::to_string(number);
+        if (access(found.path.c_str(), F_OK) != 0) continue;
+        const Device device(found.path);
+        if (!device.isOpen() || !device.captures(&found.name)) continue;
+        found.isReceiver = device.hasTimings();
+        devices.push_back(found);
     }
-    return paths;
+    return devices;
 }
 
 }  // namespace android

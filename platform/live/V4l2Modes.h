@@ -32,7 +32,13 @@ const V4l2Mode* chooseV4l2Mode(const std::vector<V4l2Mode>& modes, int width, in
 // The name by which libavdevice knows the format; null for one that is not known.
 const char* v4l2FormatName(uint32_t format);
 
-// Devices that capture pictures, in the order of their numbers.
-std::vector<std::string> v4l2CaptureDevices();
+struct V4l2Device {
+    std::string path;
+    std::string name;
+    bool isReceiver = false;  // of a signal with timings of its own, such as HDMI
+};
+
+// Devices that capture pictures, in the order of their numbers: those in `root`/dev.
+std::vector<V4l2Device> v4l2CaptureDevices(const std::string& root = {});
 
 }  // namespace android

@@ -3,6 +3,7 @@
 
 #include <oxa/host/EncoderPreset.h>
 
+#include <filesystem>
 #include <regex>
 #include <set>
 
@@ -38,13 +39,13 @@ Words commands() {
     return words;
 }
 
-// What the shell offers for the last of these words.
-Words completions(const std::vector<std::string>& words) {
+// What the shell offers for the last of these words; with its devices if a program lists some.
+Words completions(const std::vector<std::string>& words, const std::string& program = "oxaplayer") {
     std::vector<std::string> command = {
             "bash", "-c",
             "source \"$0\" && COMP_WORDS=(\"$@\") COMP_CWORD=$(($# - 1)) && _oxaplayer && "
             "printf '%s\\n' \"${COMPREPLY[@]}\"",
-            OXA_PLAYER_COMPLETION, "oxaplayer"};
+            OXA_PLAYER_COMPLETION, program};
     command.insert(command.end(), words.begin(), words.end());
     const ProcessResult result = runOrDie(command);
     const auto lines = linesOf(result.out);
@@ -71,6 +72,33 @@ TEST(Help, completionOffersValues) {
     for (const std::string& preset : completions({"record", "--preset", ""})) {
         EXPECT_TRUE(host::setEncoderPreset(preset)) << preset;
     }
+}
+
+// The shell splits a source at its colons, and wants to hear only what follows the last one.
+TEST(Help, completionOffersTheDevicesThatAreThere) {
+    const TempDir folder;
+    const std::string program = folder.file("oxaplayer");
+    ASSERT_TRUE(writeFile(program,
+                          "#!/bin/sh\n[ \"$*\" = \"camera --list\" ] || exit 2\n"
+                          "echo 'v4l2:/dev/video0  camera: A Webcam (/dev/video0)'\n"
+                          "echo 'alsa:plughw:CARD=Cam,DEV=0  sound: A Webcam'\n"));
+    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+    const std::string camera = "v4l2:/dev/video0";
+    const std::string sound = "alsa:plughw:CARD=Cam,DEV=0";
+    const auto offered = [&](std::vector<std::string> words) {
+        words.insert(words.begin(), "record");
+        return completions(words, program);
+    };
+    Words sources = offered({"--usb", ""});
+    EXPECT_EQ(sources.count(camera) + sources.count(sound) + sources.count("lavfi:"), 3u);
+    sources = offered({"--audio", ""});
+    EXPECT_EQ(sources.count(camera), 0u);
+    EXPECT_EQ(sources.count("none") + sources.count(sound), 2u);
+    EXPECT_EQ(offered({"--usb", "v4"}), Words{camera});
+    EXPECT_EQ(offered({"--usb", "v4l2", ":"}), Words{"/dev/video0"});
+    EXPECT_EQ(offered({"--usb", "=", "v4l2", ":", "/d"}), Words{"/dev/video0"});
+    EXPECT_EQ(offered({"--audio", "alsa", ":", "plughw", ":", "CARD", "=", "C"}),
+              Words{"Cam,DEV=0"});
 }
 
 TEST(Help, manualNamesEveryCommandAndOption) {

@@ -358,5 +358,18 @@ TEST(CameraCli, showsWhatTheCameraCanDo) {
     }
 }
 
+// Whatever there is on this computer.
+TEST(CameraCli, listsTheDevicesThatAreThere) {
+    const ProcessResult text = runPlayer({"camera", "--list"});
+    const ProcessResult json = runPlayer({"camera", "--list", "--json"});
+    EXPECT_EQ(text.exitCode + json.exitCode, 0) << text.err << json.err;
+    const auto devices = eventsNamed(eventsOf(json.out), "device");
+    const auto lines = linesOf(text.out);
+    ASSERT_EQ(devices.size(), lines.size());
+    EXPECT_EQ(text.err, lines.empty() ? "there is no camera, receiver or microphone\n" : "");
+    for (size_t i = 0; i < lines.size(); ++i)
+        EXPECT_THAT(lines[i], testing::StartsWith(devices[i]["source"].get<std::string>() + "  "));
+}
+
 }  // namespace
 }  // namespace oxa::test

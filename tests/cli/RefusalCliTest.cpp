@@ -95,6 +95,7 @@ TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
             {film + toPng + " --columns 20 --width 64", 2, "make no sheet"},
 
             {"camera", 2, "either --hdmi SOURCE or --usb SOURCE"},
+            {"camera --list --usb a", 2, "--usb excludes --list"},
             {"camera --usb v4l2:/dev/no_such", 3, "No such file"},
             {"record" + toMp4, 2, "either --hdmi SOURCE or --usb SOURCE"},
             {"record --hdmi a.mp4 --usb b.mp4" + toMp4, 2, "either --hdmi"},

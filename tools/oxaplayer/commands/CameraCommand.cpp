@@ -3,6 +3,7 @@
 
 #include "commands/CameraCommand.h"
 
+#include <oxa/jobs/Devices.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -27,38 +28,71 @@ std::string table(const std::string& source, const Json& fields) {
     return text;
 }
 
-std::optional<Failure> readFields(const SourceChoice& choice, Json* fields) {
+std::optional<Failure> describe(const SourceChoice& choice, bool asJson, std::string* text) {
     LiveSource source;
     if (auto failure = chooseSource(choice, Only::kVideo, &source)) return failure;
     const CameraDescription camera = describeCamera(source);
     if (camera.failure.kind != FailureKind::kNone) return camera.failure;
-    *fields = Json::object();
+    Json fields = Json::object();
     for (const auto& [key, value] : camera.parameters)
-        (*fields)[key] = value;
+        fields[key] = value;
+    *text = asJson ? jsonLine({{"parameters", fields}}) : table(choice.name(), fields);
     return std::nullopt;
+}
+
+const char* kindName(Device::Kind kind) {
+    switch (kind) {
+        case Device::Kind::kCamera:
+            return "camera";
+        case Device::Kind::kReceiver:
+            return "receiver";
+        case Device::Kind::kSound:
+            break;
+    }
+    return "sound";
+}
+
+// One line each, with the source in front.
+std::string listed(const std::vector<Device>& devices, bool asJson) {
+    std::string text;
+    for (const Device& device : devices) {
+        Json fields = {{"event", "device"},
+                       {"kind", kindName(device.kind)},
+                       {"source", device.source},
+                       {"name", device.name}};
+        if (!device.node.empty()) fields["node"] = device.node;
+        const std::string node = device.node.empty() ? "" : " (" + device.node + ")";
+        text += asJson ? jsonLine(fields)
+                       : device.source + "  " + kindName(device.kind) + ": " + device.name + node +
+                                 "\n";
+    }
+    return text;
 }
 
 }  // namespace
 
 CLI::App* CameraCommand::define(CLI::App& app) {
-    CLI::App* camera = app.add_subcommand("camera", "Show the parameters of a camera");
+    CLI::App* camera = app.add_subcommand(
+            "camera", "Show the parameters of a camera, or the devices there are");
     addSourceOptions(*camera, &mChoice);
+    camera->add_flag("--list", mList, "The cameras, receivers and microphones that are there")
+            ->excludes("--hdmi")
+            ->excludes("--usb");
     return camera;
 }
 
 ExitCode CameraCommand::run(const CommonOptions& common) {
     Report report("camera", common, STDOUT_FILENO);
-    Json fields;
-    auto failure = readFields(mChoice, &fields);
-    if (!failure) {
-        const std::string text =
-                common.json ? jsonLine({{"parameters", fields}}) : table(mChoice.name(), fields);
-        if (writeFully(STDOUT_FILENO, text)) return ExitCode::kDone;
-        failure = Failure{FailureKind::kOutput,
-                          std::string("cannot write to standard output: ") + strerror(errno)};
-    }
-    report.error({failure->kind, adviceFor(*failure)});
-    return exitCodeOf(failure->kind);
+    std::string text;
+    const auto failure = mList ? std::nullopt : describe(mChoice, common.json, &text);
+    if (mList) text = listed(listDevices(), common.json);
+    if (mList && text.empty()) report.note("there is no camera, receiver or microphone");
+    if (!failure && writeFully(STDOUT_FILENO, text)) return ExitCode::kDone;
+    const Failure told = failure.value_or(
+            Failure{FailureKind::kOutput,
+                    std::string("cannot write to standard output: ") + strerror(errno)});
+    report.error({told.kind, adviceFor(told)});
+    return exitCodeOf(told.kind);
 }
 
 }  // namespace oxaplayer

@@ -8,7 +8,8 @@
 
 namespace oxaplayer {
 
-// `camera (--hdmi SOURCE | --usb SOURCE)`: what the camera says it can do.
+// `camera (--hdmi SOURCE | --usb SOURCE | --list)`: what the camera says it can do, or what devices
+// there are.
 class CameraCommand : public Command {
   public:
     CLI::App* define(CLI::App& app) override;
@@ -16,6 +17,7 @@ class CameraCommand : public Command {
 
   private:
     SourceChoice mChoice;
+    bool mList = false;
 };
 
 }  // namespace oxaplayer
