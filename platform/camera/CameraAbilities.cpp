@@ -90,11 +90,11 @@ bool askReader(const std::string& source, const sp<LiveControl>& control,
     const std::unique_ptr<LiveReader> reader = LiveReader::open(options, cause);
     if (reader == nullptr) return false;
     Size own(reader->info().width, reader->info().height);
-    int width = 0;
-    int height = 0;
-    if (control != nullptr) control->pictureSize(&width, &height);
-    if (width > 0) own = Size(width, height);
-    offerScaled(own, reader->info().frameRate, abilities);
+    const LiveSignal signal = control != nullptr ? control->signal() : LiveSignal();
+    if (signal.width > 0) own = Size(signal.width, signal.height);
+    const double rate = reader->info().frameRate;
+    const bool isThinned = signal.frameRate > 0 && (rate == 0 || rate > signal.frameRate);
+    offerScaled(own, isThinned ? signal.frameRate : rate, abilities);
     return true;
 }
 

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <utility>
 
@@ -39,6 +40,7 @@ AudioUtilService::~AudioUtilService() {
 
 void AudioUtilService::die() {
     if (mDead.exchange(true)) return;
+    setDelay(0);
     mCapture.stop();
     mCapture.setRecorded(false);
     {
@@ -57,9 +59,25 @@ void AudioUtilService::die() {
     RxCapture::report("the service has died", EPIPE, true);
 }
 
+void AudioUtilService::setDelay(int64_t delayUs) {
+    AnnotatedLock lock(mDelayLock);
+    mDelayUs = delayUs;
+    mDelayChanged.notify_all();
+}
+
+bool AudioUtilService::serves() {
+    AnnotatedLock lock(mDelayLock);
+    const auto begin = std::chrono::steady_clock::now();
+    for (;;) {
+        const auto end = begin + std::chrono::microseconds(mDelayUs);
+        if (mDelayUs == 0 || std::chrono::steady_clock::now() >= end) return !mDead;
+        mDelayChanged.wait_until(mDelayLock, end);
+    }
+}
+
 Return<void> AudioUtilService::setRxRender(int32_t enable, int32_t /*sampleRate*/,
                                            int32_t channelCount) {
-    if (mDead) return deadObject();
+    if (!serves()) return deadObject();
     listenToPlug();
     if (enable == 0) {
         mCapture.stop();
@@ -71,19 +89,19 @@ Return<void> AudioUtilService::setRxRender(int32_t enable, int32_t /*sampleRate*
 }
 
 Return<void> AudioUtilService::setRxPlayback(bool enable) {
-    if (mDead) return deadObject();
+    if (!serves()) return deadObject();
     mCapture.setMonitored(enable);
     return Void();
 }
 
 Return<void> AudioUtilService::setRxRecord(bool enable) {
-    if (mDead) return deadObject();
+    if (!serves()) return deadObject();
     mCapture.setRecorded(enable);
     return Void();
 }
 
 Return<void> AudioUtilService::readRxAudio(const hidl_memory& region, readRxAudio_cb _hidl_cb) {
-    if (mDead) return deadObject();
+    if (!serves()) return deadObject();
     if (!mCapture.isRecorded() || !mCapture.isRunning()) {
         _hidl_cb(-1, 0, 0, 0, kStateOff);
         return Void();
@@ -104,7 +122,7 @@ Return<void> AudioUtilService::readRxAudio(const hidl_memory& region, readRxAudi
 }
 
 Return<void> AudioUtilService::registerRxCallback(int32_t pid, const sp<Callback>& callback) {
-    if (mDead) return deadObject();
+    if (!serves()) return deadObject();
     listenToPlug();
     std::lock_guard<std::recursive_mutex> lock(mCallbackLock);
     if (callback != nullptr) mCallbacks[pid] = callback;
@@ -112,14 +130,14 @@ Return<void> AudioUtilService::registerRxCallback(int32_t pid, const sp<Callback
 }
 
 Return<void> AudioUtilService::removeRxCallback(int32_t pid) {
-    if (mDead) return deadObject();
+    if (!serves()) return deadObject();
     std::lock_guard<std::recursive_mutex> lock(mCallbackLock);
     mCallbacks.erase(pid);
     return Void();
 }
 
 Return<void> AudioUtilService::ping() {
-    if (mDead) return deadObject();
+    if (!serves()) return deadObject();
     return Void();
 }
 

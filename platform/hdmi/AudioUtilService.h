@@ -38,6 +38,8 @@ class AudioUtilService : public vendor::oxa::audioutil::V1_0::IAudioUtil {
     // The process of the service has died. Whoever is to hear of it has heard when this returns.
     // Not from a callback.
     void die();
+    // How much longer each call takes from now on.
+    void setDelay(int64_t delayUs);
     // The input has changed.
     void restartCapture() { mCapture.restart(); }
 
@@ -67,11 +69,16 @@ class AudioUtilService : public vendor::oxa::audioutil::V1_0::IAudioUtil {
         uint64_t cookie;
     };
 
+    // Takes the time that a call takes. False when the service is dead.
+    bool serves();
     void listenToPlug();
     void ignorePlugLocked() REQUIRES(mLinkLock);
     void tellPlug();
 
     std::atomic<bool> mDead{false};
+    AnnotatedMutex mDelayLock;
+    AnnotatedCondition mDelayChanged;  // or the service is dead
+    int64_t mDelayUs GUARDED_BY(mDelayLock) = 0;
     std::atomic<uint64_t> mBlocks{0};
     RxCapture mCapture;
 

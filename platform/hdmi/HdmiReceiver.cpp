@@ -4,6 +4,7 @@
 #define LOG_TAG "HdmiReceiver"
 
 #include <oxa/host/HdmiReceiver.h>
+#include <oxa/host/HdmiSound.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
@@ -31,6 +32,12 @@ constexpr char kVideoInfo[] = "/sys/devices/virtual/video4linux/video250/hdmirx_
 constexpr char kAudioInfo[] = "/sys/devices/virtual/video4linux/video250/hdmirx_audio_info";
 constexpr char kPlugState[] = "/sys/devices/virtual/switch/rx_video/state";
 
+constexpr char kWrongVideo[] =
+        "Type:HDMIRx\nStatus:Ready\nWidth:-1\nHeight:99999999999\nScanMode:Sideways\nColor:Grey\n"
+        "Fps:many\n";
+constexpr char kWrongAudio[] = "Ready:perhaps\nFreq:-48000\nno more\n";
+constexpr char kWrongState[] = "?\n";
+
 // Replaces a whole file, so that nobody reads half of it. Returns an errno.
 int writeFile(const std::string& path, const std::string& text) {
     std::error_code ignored;
@@ -54,15 +61,13 @@ std::string testSource(const HdmiReceiverOptions& options) {
 class HdmiReceiver : public SimulatedHdmiReceiver {
   public:
     HdmiReceiver(const HdmiReceiverOptions& options, const sp<HdmiSignal>& signal)
-        : mOptions(options), mSignal(signal), mWidth(options.width), mHeight(options.height) {}
+        : mOptions(options), mSignal(signal), mTold(options) {}
 
     ~HdmiReceiver() override {
         if (!mPublished) return;
         setPlugged(false);
         CameraRegistry::instance().remove(mOptions.camera);
-        for (const char* path : {kVideoInfo, kAudioInfo, kPlugState}) {
-            ::unlink((mOptions.deviceRoot + path).c_str());
-        }
+        removeFiles();
         HdmiSignal::setCurrent(nullptr);
     }
 
@@ -86,9 +91,40 @@ class HdmiReceiver : public SimulatedHdmiReceiver {
 
     void setSize(int width, int height) override {
         AnnotatedLock lock(mLock);
-        mWidth = width;
-        mHeight = height;
-        mSignal->camera()->control()->setPictureSize(width, height);
+        mTold.width = width;
+        mTold.height = height;
+        mPictures.width = width;
+        mPictures.height = height;
+        changePicturesLocked();
+    }
+
+    void setFrameRate(int frameRate) override {
+        AnnotatedLock lock(mLock);
+        mTold.frameRate = frameRate;
+        mPictures.frameRate = frameRate;
+        changePicturesLocked();
+    }
+
+    void setProgressive(bool progressive) override {
+        AnnotatedLock lock(mLock);
+        mTold.progressive = progressive;
+        mPictures.interlaced = !progressive;
+        changePicturesLocked();
+    }
+
+    // The files come first, as with the plug.
+    void setSampleRate(int sampleRate) override {
+        {
+            AnnotatedLock lock(mLock);
+            mTold.sampleRate = sampleRate;
+            writeAllLocked();
+        }
+        setHdmiSoundRate(sampleRate);
+    }
+
+    void setDriverFiles(DriverFiles files) override {
+        AnnotatedLock lock(mLock);
+        mFiles = files;
         writeAllLocked();
     }
 
@@ -117,33 +153,55 @@ class HdmiReceiver : public SimulatedHdmiReceiver {
         mSignal->setSoundLost(!present);
     }
 
+    void changePicturesLocked() REQUIRES(mLock) {
+        mSignal->camera()->control()->setSignal(mPictures);
+        writeAllLocked();
+    }
+
     std::string videoInfoLocked() const REQUIRES(mLock) {
+        if (mFiles == DriverFiles::kWrong) return kWrongVideo;
         if (!mPlugged) return "Type:HDMIRx\nStatus:NotReady\n";
-        return "Type:HDMIRx\nStatus:Ready\nWidth:" + std::to_string(mWidth) +
-               "\nHeight:" + std::to_string(mHeight) +
-               "\nScanMode:" + (mOptions.progressive ? "Progressive" : "Interlaced") +
-               "\nColor:YUV422\nFps:" + std::to_string(mOptions.frameRate) + "\n";
+        return "Type:HDMIRx\nStatus:Ready\nWidth:" + std::to_string(mTold.width) +
+               "\nHeight:" + std::to_string(mTold.height) +
+               "\nScanMode:" + (mTold.progressive ? "Progressive" : "Interlaced") +
+               "\nColor:YUV422\nFps:" + std::to_string(mTold.frameRate) + "\n";
     }
 
     std::string audioInfoLocked() const REQUIRES(mLock) {
+        if (mFiles == DriverFiles::kWrong) return kWrongAudio;
         if (!mPlugged || !mAudio) return "Ready:0\n";
-        return "Ready:1\nFreq:" + std::to_string(mOptions.sampleRate) + "\nSPDIF Type:LPCM\n";
+        return "Ready:1\nFreq:" + std::to_string(mTold.sampleRate) + "\nSPDIF Type:LPCM\n";
+    }
+
+    std::string plugStateLocked() const REQUIRES(mLock) {
+        if (mFiles == DriverFiles::kWrong) return kWrongState;
+        return mPlugged ? "1\n" : "0\n";
     }
 
     int writeAllLocked() const REQUIRES(mLock) {
+        if (mFiles == DriverFiles::kMissing) {
+            removeFiles();
+            return 0;
+        }
         int error = writeFile(mOptions.deviceRoot + kVideoInfo, videoInfoLocked());
         if (error == 0) error = writeFile(mOptions.deviceRoot + kAudioInfo, audioInfoLocked());
-        if (error == 0)
-            error = writeFile(mOptions.deviceRoot + kPlugState, mPlugged ? "1\n" : "0\n");
+        if (error == 0) error = writeFile(mOptions.deviceRoot + kPlugState, plugStateLocked());
         return error;
+    }
+
+    void removeFiles() const {
+        for (const char* path : {kVideoInfo, kAudioInfo, kPlugState}) {
+            ::unlink((mOptions.deviceRoot + path).c_str());
+        }
     }
 
     const HdmiReceiverOptions mOptions;
     const sp<HdmiSignal> mSignal;
     bool mPublished = false;  // set before others see it
     AnnotatedMutex mLock;
-    int mWidth GUARDED_BY(mLock);
-    int mHeight GUARDED_BY(mLock);
+    HdmiReceiverOptions mTold GUARDED_BY(mLock);  // the signal at this moment
+    android::LiveSignal mPictures GUARDED_BY(mLock);
+    DriverFiles mFiles GUARDED_BY(mLock) = DriverFiles::kRight;
     bool mPlugged GUARDED_BY(mLock) = true;
     bool mAudio GUARDED_BY(mLock) = true;
 };

@@ -27,6 +27,7 @@ constexpr char kDefaultName[] = "default";
 bool chooseInput(LiveOptions* options) {
     AnnotatedLock lock(gLock);
     options->sampleRate = gChoice.options.sampleRate;
+    options->channels = gChoice.options.channels;
     if (!gChoice.options.source.empty()) {
         options->source = gChoice.options.source;
         options->repeat = gChoice.options.repeat;
@@ -45,6 +46,16 @@ bool chooseInput(LiveOptions* options) {
 sp<AudioUtilService> service() {
     AnnotatedLock lock(gLock);
     return gService;
+}
+
+template <typename Change>
+void changeOptions(Change change) {
+    {
+        AnnotatedLock lock(gLock);
+        change(&gChoice.options);
+    }
+    const sp<AudioUtilService> running = service();
+    if (running != nullptr) running->restartCapture();
 }
 
 }  // namespace
@@ -79,12 +90,16 @@ std::string hdmiSoundError(const std::string& source) {
 }
 
 void setHdmiSoundRate(int sampleRate) {
-    {
-        AnnotatedLock lock(android::gLock);
-        android::gChoice.options.sampleRate = sampleRate;
-    }
+    android::changeOptions([&](HdmiSoundOptions* options) { options->sampleRate = sampleRate; });
+}
+
+void setHdmiSoundChannels(int channels) {
+    android::changeOptions([&](HdmiSoundOptions* options) { options->channels = channels; });
+}
+
+void delayHdmiSoundService(int64_t delayUs) {
     const sp<AudioUtilService> service = android::service();
-    if (service != nullptr) service->restartCapture();
+    if (service != nullptr) service->setDelay(delayUs);
 }
 
 HdmiSoundFigures hdmiSoundFigures() {

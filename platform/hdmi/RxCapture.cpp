@@ -50,7 +50,7 @@ void RxCapture::startLocked() {
         return;
     }
     options.kind = LiveKind::kSound;
-    options.channels = mChannels;
+    if (options.channels == 0) options.channels = mChannels;
     // It outlasts any silence; see noteSilence().
     options.silenceLimitUs = 0;
     mCapture = std::make_unique<SoundCapture>(options, nullptr, kRetryUs, this);

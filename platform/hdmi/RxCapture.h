@@ -20,7 +20,8 @@ namespace android {
 // records, heard while somebody monitors. Tells the fault listeners what goes wrong. Thread-safe.
 class RxCapture : public SoundCaptureClient {
   public:
-    // What to capture: false when there is nothing.
+    // What to capture, with so many channels unless it leaves them open: false when there is
+    // nothing.
     using InputChoice = std::function<bool(LiveOptions* options)>;
 
     explicit RxCapture(InputChoice input) : mInput(std::move(input)) {}

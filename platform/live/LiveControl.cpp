@@ -27,16 +27,14 @@ bool LiveControl::isLost() const {
     return mLost;
 }
 
-void LiveControl::setPictureSize(int width, int height) {
+void LiveControl::setSignal(const LiveSignal& signal) {
     AnnotatedLock lock(mLock);
-    mWidth = width;
-    mHeight = height;
+    mSignal = signal;
 }
 
-void LiveControl::pictureSize(int* width, int* height) const {
+LiveSignal LiveControl::signal() const {
     AnnotatedLock lock(mLock);
-    *width = mWidth;
-    *height = mHeight;
+    return mSignal;
 }
 
 LiveControl::Outcome LiveControl::waitUntil(int64_t timeUs, int64_t limitUs,

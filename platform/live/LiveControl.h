@@ -11,8 +11,16 @@
 
 namespace android {
 
+// The form in which a source's pictures come.
+struct LiveSignal {
+    int width = 0;  // 0 x 0: the source's own
+    int height = 0;
+    int frameRate = 0;  // at most so many a second; 0: all that the source has
+    bool interlaced = false;
+};
+
 // What can happen to a source from outside while readers read it: it stalls, is lost, changes its
-// picture's size. Readers wait here, so that they notice at once. Thread-safe.
+// pictures' form. Readers wait here, so that they notice at once. Thread-safe.
 class LiveControl : public RefBase {
   public:
     enum class Outcome { kDue, kInterrupted, kLost, kTimedOut };
@@ -22,9 +30,9 @@ class LiveControl : public RefBase {
     // The device has been pulled out; or put back, for readers that are opened then.
     void setLost(bool lost);
     bool isLost() const;
-    // The source delivers pictures of this size from now on; 0 x 0: its own.
-    void setPictureSize(int width, int height);
-    void pictureSize(int* width, int* height) const;
+    // The source delivers such pictures from now on.
+    void setSignal(const LiveSignal& signal);
+    LiveSignal signal() const;
 
     // For readers. Waits until `timeUs` of the monotonic clock, longer while the source is stalled:
     // up to `limitUs` after the stall began (0: as long as it takes). `interrupted` belongs to the
@@ -41,8 +49,7 @@ class LiveControl : public RefBase {
     bool mStalled GUARDED_BY(mLock) = false;
     int64_t mStalledSinceUs GUARDED_BY(mLock) = 0;
     bool mLost GUARDED_BY(mLock) = false;
-    int mWidth GUARDED_BY(mLock) = 0;
-    int mHeight GUARDED_BY(mLock) = 0;
+    LiveSignal mSignal GUARDED_BY(mLock);
 };
 
 }  // namespace android

@@ -57,7 +57,23 @@ TEST_F(HdmiReceiverTest, PublishesItsSignal) {
     EXPECT_EQ("there is an HDMI receiver already", error);
 
     mReceiver->setSize(128, 96);
-    EXPECT_NE(std::string::npos, textOf(kVideoInfo).find("Width:128\nHeight:96\n"));
+    mReceiver->setFrameRate(25);
+    mReceiver->setProgressive(false);
+    mReceiver->setSampleRate(44100);
+    const std::string video =
+            "Type:HDMIRx\nStatus:Ready\nWidth:128\nHeight:96\nScanMode:Interlaced\n"
+            "Color:YUV422\nFps:25\n";
+    EXPECT_EQ(video, textOf(kVideoInfo));
+    EXPECT_EQ("Ready:1\nFreq:44100\nSPDIF Type:LPCM\n", textOf(kAudioInfo));
+    mReceiver->setSampleRate(48000);
+    mReceiver->setDriverFiles(host::DriverFiles::kMissing);
+    mReceiver->setSize(128, 96);
+    for (const char* path : {kVideoInfo, kAudioInfo, kPlugState})
+        EXPECT_FALSE(std::filesystem::exists(mDirectory.path() + path)) << path;
+    mReceiver->setDriverFiles(host::DriverFiles::kWrong);
+    EXPECT_EQ(std::string::npos, textOf(kVideoInfo).find("Width:128"));
+    mReceiver->setDriverFiles(host::DriverFiles::kRight);
+    EXPECT_EQ(video, textOf(kVideoInfo));
     mReceiver->loseAudio();
     EXPECT_EQ("Ready:0\n", textOf(kAudioInfo));
     EXPECT_FALSE(HdmiSignal::current()->hasSound());
@@ -111,6 +127,43 @@ TEST_F(HdmiReceiverTest, IsACameraThatIsLostWithThePlug) {
     Size size;
     CameraParameters(camera->getParameters()).getPreviewSize(&size.width, &size.height);
     EXPECT_EQ(160, size.width);
+}
+
+// Every picture is of one colour, and no two that follow each other of the same.
+TEST_F(HdmiReceiverTest, GivesPicturesInTheFormOfTheSignal) {
+    create();
+    const sp<LiveControl> control = HdmiSignal::current()->camera()->control();
+    LiveOptions options;
+    options.source = "lavfi:color=black:size=64x48:rate=60,geq=lum='16+mod(N,2)*200':cb=128:cr=128";
+    options.control = control;
+    std::string error;
+    const std::unique_ptr<LiveReader> reader = LiveReader::open(options, &error);
+    ASSERT_NE(nullptr, reader) << error;
+    reader->start();
+    const auto read = [&] {
+        LiveBlock block;
+        EXPECT_EQ(LiveResult::kOk, reader->read(&block));
+        return block;
+    };
+    const auto isWoven = [](const LiveBlock& block) {
+        const PicturePlanes::Plane luma = block.picture->planes().planes[0];
+        return luma.data[0] != luma.data[luma.stride];
+    };
+    EXPECT_FALSE(isWoven(read()));
+    mReceiver->setProgressive(false);
+    read();
+    EXPECT_TRUE(isWoven(read()));
+    mReceiver->setProgressive(true);
+    EXPECT_FALSE(isWoven(read()));
+    mReceiver->setFrameRate(20);
+    int64_t formerUs = read().timeUs;
+    for (int i = 0; i < 4; ++i) {
+        const int64_t timeUs = read().timeUs;
+        EXPECT_NEAR(50000, timeUs - formerUs, 1000);
+        formerUs = timeUs;
+    }
+    mReceiver->setSize(32, 24);
+    EXPECT_EQ(32, read().picture->width());
 }
 
 TEST_F(HdmiReceiverTest, GivesSoundThatPausesAndStaysInTime) {

@@ -14,6 +14,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <future>
 
 #include "support/FaultLog.h"
 #include "support/RampSource.h"
@@ -245,6 +246,26 @@ TEST_F(HdmiSoundTest, GoesOnWithAnotherSampleRate) {
     EXPECT_NEAR(1000, dominantFrequency(sound.channel(0), 32000), 2);
     EXPECT_TRUE(client.pollUntil([&] { return hears(32000); })) << "whoever monitors it";
     oxa::host::useNullSound();
+    oxa::host::setHdmiSoundChannels(1);
+    EXPECT_TRUE(client.pollUntil([&] { return client.blocks().back().channels == 1; }));
+}
+
+TEST_F(HdmiSoundTest, ServiceThatIsSlowTakesItsTimeUntilItDies) {
+    useSource(rampSource(kRate));
+    RxClient client;
+    RxAnswer answer;
+    const auto pollUs = [&](bool alive) {
+        const int64_t beginUs = nowUs();
+        EXPECT_EQ(alive, client.poll(&answer));
+        return nowUs() - beginUs;
+    };
+    oxa::host::delayHdmiSoundService(100'000);
+    EXPECT_GE(pollUs(true), 100'000);
+    oxa::host::delayHdmiSoundService(3'600'000'000);
+    auto polling = std::async(std::launch::async, [&] { return pollUs(false); });
+    EXPECT_EQ(std::future_status::timeout, polling.wait_for(std::chrono::milliseconds(50)));
+    oxa::host::endHdmiSoundService();
+    EXPECT_LT(polling.get(), 60'000'000);
 }
 
 TEST_F(HdmiSoundTest, TellsOnceThatNothingComesAndGoesOnInThePresent) {

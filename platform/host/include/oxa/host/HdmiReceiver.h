@@ -25,6 +25,13 @@ struct HdmiReceiverOptions {
     int camera = 0;
 };
 
+// What a driver's files say.
+enum class DriverFiles {
+    kRight,
+    kWrong,    // a signal that cannot be, in words that nobody knows
+    kMissing,  // there are none
+};
+
 // An HDMI receiver that is made of a source, in place of a television's: it publishes the driver's
 // files about the signal and the plug's state under the device root, is the camera with the given
 // number, and its sound is that of the HDMI audio service. There is one at a time. Thread-safe.
@@ -44,6 +51,15 @@ class SimulatedHdmiReceiver {
     // The source's picture has this size from now on; an open camera goes on in the size that it
     // was set to.
     virtual void setSize(int width, int height) = 0;
+    // Pictures come so often from now on; of a source that is slower, as often as it has some.
+    virtual void setFrameRate(int frameRate) = 0;
+    // Interlaced: every picture's upper field is the one before.
+    virtual void setProgressive(bool progressive) = 0;
+    // The service's sound has this rate (Hz) from now on, whatever its source, until the service
+    // is given another source.
+    virtual void setSampleRate(int sampleRate) = 0;
+    // What the files say from now on, whatever happens to the signal.
+    virtual void setDriverFiles(DriverFiles files) = 0;
     // Sound stops coming, or comes again, while the picture goes on.
     virtual void loseAudio() = 0;
     virtual void restoreAudio() = 0;

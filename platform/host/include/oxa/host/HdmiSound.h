@@ -20,6 +20,8 @@ struct HdmiSoundOptions {
     bool repeat = false;
     // What the receiver tells the service, in Hz; 0: the source's own rate.
     int sampleRate = 0;
+    // What comes, whatever the client asks for; 0: what it asks for.
+    int channels = 0;
 };
 
 // Both count for captures that begin afterwards.
@@ -33,6 +35,8 @@ std::string hdmiSoundError(const std::string& source);
 // The capture that is running goes on with this rate, as when the signal has changed; so do those
 // that follow. 0: the source's own rate.
 void setHdmiSoundRate(int sampleRate);
+// The same for the channels, 1 to 8. 0: what the client asks for.
+void setHdmiSoundChannels(int channels);
 
 // Since the service has started.
 struct HdmiSoundFigures {
@@ -48,6 +52,9 @@ HdmiSoundFigures hdmiSoundFigures();
 // has commands of its own. A source that is lost is tried again until it is there.
 void stallHdmiSound(bool stalled);
 void loseHdmiSound(bool lost);
+
+// Each call to the service takes so much longer, in microseconds, until it has died.
+void delayHdmiSoundService(int64_t delayUs);
 
 // The service ends as if its process had died: its clients' calls fail, those who asked for it hear
 // of its death, and nobody finds it; until it is started again, without what clients have told it.
