@@ -36,6 +36,8 @@ class CaptureSource {
     bool isHdmi() const { return mSource.kind == LiveSource::Kind::kHdmi; }
     bool hasVideo() const { return mHasVideo; }
     bool hasAudio() const { return !mSound.empty(); }
+    // Null without one.
+    host::SimulatedHdmiReceiver* receiver() const { return mReceiver.get(); }
     // Whether its pictures come from a device, which others may have.
     bool isDevice() const;
     // The platform's numbers of them.

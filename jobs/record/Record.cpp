@@ -25,7 +25,11 @@ constexpr int64_t kShortestSplitUs = 1'000'000;
 class RecordWork {
   public:
     RecordWork(const RecordOptions& options, JobContext& context)
-        : mOptions(options), mContext(context), mOutput(options, mSource, context) {}
+        : mOptions(options),
+          mContext(context),
+          mScenario(options.scenario,
+                    [queue = context.queue()](const ScenarioStep& step) { queue->push(step); }),
+          mOutput(options, mSource, context) {}
 
     Result run() {
         if (auto failure = work()) {
@@ -49,6 +53,7 @@ class RecordWork {
     JobContext& mContext;
     Container mContainer = Container::kMpeg2Ts;
     CaptureSource mSource;
+    ScenarioPlayer mScenario;
     PlayOutputs mPreview;
     RecordFiles mOutput;
     android::_AV_FORMAT_FORMAT mFormat = {};
@@ -63,7 +68,7 @@ std::optional<Failure> RecordWork::work() {
     if (mContext.cancelled()) return cancelledFailure();
     if (auto failure = openOutputs()) return failure;
     mContext.listener().onStart({tracks(), mContainer});
-    RecordRun run({mSource, mPreview, mOutput, mContainer, mFormat, mFrameRate,
+    RecordRun run({mSource, mPreview, mOutput, mScenario, mContainer, mFormat, mFrameRate,
                    mOptions.durationUs ? mOptions.durationUs : mSource.lengthUs(), mOptions.preview,
                    mOptions.monitor, beginsSwitchedOff(mOptions), mOptions.replayUs.has_value()},
                   mContext);
@@ -85,6 +90,10 @@ std::optional<Failure> RecordWork::checkOptions() {
                        "fps '" + std::to_string(*mOptions.frameRate) +
                                "': the HDMI receiver has 1 to " +
                                std::to_string(kHighestHdmiFrameRate),
+                       Hint::kOtherValue};
+    }
+    if (!mOptions.scenario.empty() && !isHdmi) {
+        return Failure{FailureKind::kOptions, "scenario needs the HDMI receiver",
                        Hint::kOtherValue};
     }
     if (mOptions.durationUs && *mOptions.durationUs <= 0) {

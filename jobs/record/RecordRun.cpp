@@ -55,6 +55,7 @@ std::optional<Failure> RecordRun::start() {
     mPlayer->start();
     mPlayer->setPlayback(mWork.isPreviewed, mWork.isMonitored);
     if (isRecorded) mPlayer->setTranscode(true);
+    if (isHdmi) mWork.scenario.begin(*mWork.source.receiver());
     return std::nullopt;
 }
 
@@ -118,6 +119,8 @@ void RecordRun::handle(const JobEvent& event) {
         switchRecording();
     } else if (const auto* hotplug = std::get_if<Hotplug>(&event)) {
         listener().onHotplug(hotplug->plugged);
+    } else if (const auto* step = std::get_if<ScenarioStep>(&event)) {
+        listener().onScenario(*step);
     } else if (const auto* trouble = std::get_if<FileTrouble>(&event)) {
         listener().onWarning(trouble->text);
     } else if (const auto* fault = std::get_if<host::Fault>(&event)) {

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "oxa/jobs/EncodeOptions.h"
+#include "oxa/jobs/ScenarioPlayer.h"
 #include "play/PlayOutputs.h"
 #include "record/CaptureSource.h"
 #include "record/RecordFiles.h"
@@ -22,6 +23,7 @@ class RecordRun : public PlayerRun {
         const CaptureSource& source;
         const PlayOutputs& preview;
         RecordFiles& output;
+        ScenarioPlayer& scenario;
         Container container;
         android::_AV_FORMAT_FORMAT targetFormat;
         int32_t frameRate;                  // to be expected

@@ -14,6 +14,7 @@
 #include <variant>
 
 #include "oxa/jobs/Play.h"
+#include "oxa/jobs/Scenario.h"
 
 namespace oxa::jobs {
 
@@ -36,7 +37,7 @@ struct FileTrouble {  // with one of several outputs; one line
     std::string text;
 };
 using JobEvent = std::variant<Cancelled, Closed, Pressed, Switched, EndOfStream, Hotplug, FrameRate,
-                              FileTrouble, host::Fault>;
+                              FileTrouble, ScenarioStep, host::Fault>;
 
 // Where every thread puts what it has to tell the thread that runs a job. Thread-safe.
 class EventQueue {

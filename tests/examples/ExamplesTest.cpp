@@ -105,14 +105,27 @@ TEST(RecordExample, recordsPictureAndSound) {
     EXPECT_EQ(probe.audio()->channels, 2);
 }
 
+TEST(TelevisionExample, hearsWhatHappensAndKeepsWhatWasRecorded) {
+    const TempDir folder;
+    const std::string output = folder.file("out.mp4");
+    const ProcessResult result =
+            runExample("television", {OXA_SAMPLES "/cable-pulled.scenario", output, "5"});
+    EXPECT_EQ(result.exitCode, 1) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("2.0 s: unplug\n"));
+    EXPECT_THAT(result.out, HasSubstr("the device is gone\n"));
+    const MediaProbe probe(output);
+    ASSERT_TRUE(probe.ok()) << probe.error();
+    EXPECT_GE(probe.video()->durationUs(), 1'000'000);
+}
+
 TEST(WrongUseTest, endsWithAMessageAndACode) {
     const TempDir folder;
-    for (const std::string& name : words("play transcode record listen convert")) {
+    for (const std::string& name : words("play transcode record listen television convert")) {
         SCOPED_TRACE(name);
         const ProcessResult usage = runExample(name, {});
         EXPECT_EQ(usage.exitCode, 2);
         EXPECT_THAT(usage.err, HasSubstr("usage: "));
-        if (name == "record") continue;
+        if (name == "record" || name == "television") continue;
         for (const std::string& input : {folder.file("none.mp4"), garbageFile(50'000)}) {
             std::vector<std::string> arguments = {input};
             if (name == "transcode" || name == "convert")

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <oxa/jobs/Transcode.h>
+#include <oxa/jobs/Values.h>
 
 #include <cstdint>
 #include <memory>
@@ -16,15 +17,10 @@
 
 namespace oxaplayer {
 
-// Each of these reads one value as a user types it; nothing when the text is not exactly such a
-// value or outside what can be encoded.
-std::optional<Size> parseSize(const std::string& text);             // 640x360, 720p
-std::optional<PictureFrame> parseMaxSize(const std::string& text);  // the same, odd sides too
-std::optional<int32_t> parseBitRate(const std::string& text);       // 800000, 800k, 4M, 2.5M
-std::optional<int32_t> parseWholeNumber(const std::string& text, int32_t lowest, int32_t highest);
-// In microseconds: 90, 0.25, 1:30, 1:02:03.5, 90s, 10m, 1h.
-std::optional<int64_t> parseTime(const std::string& text);
-std::optional<int64_t> parseDuration(const std::string& text);  // above 0
+// Each of these reads one value as a user types it, besides those of oxa/jobs/Values.h; nothing
+// when the text is not exactly such a value or outside what can be encoded.
+std::optional<int32_t> parseBitRate(const std::string& text);   // 800000, 800k, 4M, 2.5M
+std::optional<int64_t> parseDuration(const std::string& text);  // parseTime(), above 0
 std::optional<AvcProfile> parseProfile(const std::string& text);
 std::optional<int32_t> parseLevel(const std::string& text);  // 31 for 3.1
 std::optional<int32_t> parseAacSampleRate(const std::string& text);

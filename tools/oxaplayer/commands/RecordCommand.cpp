@@ -45,12 +45,18 @@ CLI::App* RecordCommand::define(CLI::App& app) {
                     "a time above 0 such as 30, 90s or 2m");
     record->add_flag("--preview", mOptions.preview,
                      "Show the pictures in a window (r: off and on, q: end)");
+    record->add_option("--scenario", mScenario,
+                       "What happens to the HDMI receiver: lines such as 5s unplug, 8s plug")
+            ->type_name("FILE");
     record->add_flag("--monitor", mOptions.monitor, "Play the sound while it is recorded");
     return record;
 }
 
 std::optional<Failure> RecordCommand::check() {
     if (auto failure = chooseSource(mSource, mOptions.only, &mOptions.source)) return failure;
+    if (mScenario) {
+        if (auto failure = readScenario(*mScenario, &mOptions.scenario)) return failure;
+    }
     return refuseTerminal(mOptions.output);
 }
 
@@ -167,6 +173,14 @@ void RecordCommand::onSwitch(bool on) {
 
 bool RecordCommand::hasSeveralFiles() const {
     return mOptions.splitUs || mOptions.standby || mOptions.replayUs;
+}
+
+void RecordCommand::onScenario(const ScenarioStep& step) {
+    const std::string text = scenarioText(step);
+    mReport->event("scenario", {{"time_s", rounded(step.timeUs / 1e6, 1000)}, {"what", text}});
+    char time[32];
+    snprintf(time, sizeof(time), "%g s: ", step.timeUs / 1e6);
+    mReport->note(time + text);
 }
 
 std::string RecordCommand::summaryOf(const Result& result) const {

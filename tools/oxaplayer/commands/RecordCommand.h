@@ -37,10 +37,12 @@ class RecordCommand : public JobCommand {
     void onSwitch(bool on) override;
     bool hasSeveralFiles() const;
     int64_t replayBytes(const std::vector<Track>& tracks) const;
+    void onScenario(const ScenarioStep& step) override;
     std::string nameOf(const Result& result) const;
 
     RecordOptions mOptions;
     SourceChoice mSource;
+    std::optional<std::string> mScenario;  // a file
     bool mHasVideo = false;
     Record* mRecord = nullptr;  // the job
     std::unique_ptr<TerminalKeys> mKeys;

@@ -11,6 +11,7 @@
 #include "oxa/jobs/LeftBehind.h"
 #include "oxa/jobs/Progress.h"
 #include "oxa/jobs/Result.h"
+#include "oxa/jobs/Scenario.h"
 #include "oxa/jobs/Track.h"
 
 namespace oxa::jobs {
@@ -47,6 +48,8 @@ class JobListener {
     virtual void onSwitch(bool /*on*/) {}
     // The plug of the HDMI receiver.
     virtual void onHotplug(bool /*plugged*/) {}
+    // A step of RecordOptions::scenario happens.
+    virtual void onScenario(const ScenarioStep&) {}
     // At the end of a job that did not fail: how many pieces of the input were damaged.
     virtual void onDamage(uint64_t /*count*/) {}
 };

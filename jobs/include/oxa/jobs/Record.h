@@ -10,6 +10,7 @@
 #include "oxa/jobs/EncodeOptions.h"
 #include "oxa/jobs/Job.h"
 #include "oxa/jobs/LiveSource.h"
+#include "oxa/jobs/Scenario.h"
 
 namespace oxa::jobs {
 
@@ -27,6 +28,8 @@ struct RecordOptions : EncodeOptions {
     std::optional<int64_t> replayUs;
     // Of all files together; not given: until it is cancelled or the source ends.
     std::optional<int64_t> durationUs;
+    // What happens to the HDMI receiver; times count from the recording's beginning.
+    Scenario scenario;
     bool preview = false;  // in a window; closing it ends the recording
     bool monitor = false;  // the sound is played while it is recorded
 };

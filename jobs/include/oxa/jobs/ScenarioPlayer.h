@@ -1,0 +1,41 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "oxa/jobs/Scenario.h"
+
+namespace oxa::host {
+class SimulatedHdmiReceiver;
+}
+
+namespace oxa::jobs {
+
+// Lets a scenario happen to a simulated HDMI receiver, for programs that record with the player
+// itself; Record does it for those that leave that to a job.
+class ScenarioPlayer {
+  public:
+    // Called just before a step happens, on a thread of the player's; must not destroy it.
+    using Listener = std::function<void(const ScenarioStep&)>;
+
+    explicit ScenarioPlayer(Scenario scenario, Listener listener = nullptr);
+    // What has not happened does not any more; nothing is called when it returns. The sound service
+    // is there and as fast as before.
+    ~ScenarioPlayer();
+
+    // Times count from now, the first time that it is called; later calls do nothing. `receiver`
+    // must outlive this object. Does not block; one thread.
+    void begin(host::SimulatedHdmiReceiver& receiver);
+
+  private:
+    class Run;
+
+    const Scenario mScenario;
+    const Listener mListener;
+    std::unique_ptr<Run> mRun;
+};
+
+}  // namespace oxa::jobs

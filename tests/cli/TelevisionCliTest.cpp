@@ -1,0 +1,79 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+// The scenarios that users begin with, and what a recording makes of them.
+
+#include "cli/PlayerProgram.h"
+#include "support/MediaProbe.h"
+#include "support/Test.h"
+
+namespace oxa::test {
+namespace {
+
+using testing::HasSubstr;
+
+struct SampleScenario {
+    const char* file;
+    int exitCode;
+    const char* cause;  // of a recording that ends with it
+    size_t happens;     // so many of its steps, until then
+    double seconds;     // the file's
+};
+
+TEST(TelevisionCli, sampleScenariosHappenWhileItIsRecorded) {
+    const SampleScenario kScenarios[] = {
+            {"cable-pulled.scenario", 1, "the device is gone", 1, 2},
+            {"size-change.scenario", 0, "", 6, 5},
+            {"service-dies.scenario", 1, "the service has died", 3, 3}};
+    for (const SampleScenario& scenario : kScenarios) {
+        SCOPED_TRACE(scenario.file);
+        const TempDir folder;
+        const std::string output = folder.file("out.mp4");
+        const ProcessResult result =
+                runPlayer({"record", "--hdmi", "lavfi:testsrc2=size=640x360:rate=30;sine", "-o",
+                           output, "--preset", "ultrafast", "--duration", "5", "--json",
+                           "--scenario", std::string(OXA_SAMPLES "/") + scenario.file});
+        EXPECT_EQ(result.exitCode, scenario.exitCode) << result.err;
+        EXPECT_THAT(result.err, HasSubstr(scenario.cause));
+        const auto events = eventsOf(result.out);
+        const auto steps = eventsNamed(events, "scenario");
+        ASSERT_EQ(steps.size(), scenario.happens);
+        EXPECT_LE(steps.back()["time_s"], scenario.seconds);
+        const MediaProbe probe(output);
+        ASSERT_TRUE(probe.ok()) << probe.error();
+        ASSERT_NE(probe.video(), nullptr);
+        ASSERT_NE(probe.audio(), nullptr);
+        EXPECT_EQ(probe.video()->decodeErrors, 0);
+        EXPECT_EQ(probe.video()->width, 640) << "a recording keeps its size";
+        EXPECT_NEAR(probe.video()->durationUs() / 1e6, scenario.seconds, 0.7);
+    }
+}
+
+// Nothing is recorded, nothing is left.
+TEST(TelevisionCli, aWrongScenarioIsRefusedBeforeItBegins) {
+    const TempDir folder;
+    const std::string wrong = folder.file("wrong.scenario");
+    ASSERT_TRUE(writeFile(wrong, "1s plug\n2s plugg\n3s size\n"));
+    const struct {
+        const char* kind;
+        std::string file;
+        int exitCode;
+        std::string cause;
+    } kCases[] = {{"--hdmi", wrong, 2,
+                   "line 2: there is no event 'plugg'; line 3: size '': expected WxH"},
+                  {"--hdmi", folder.file("none"), 3, "No such file"},
+                  {"--hdmi", folder.path(), 3, "Is a directory"},
+                  {"--usb", OXA_SAMPLES "/cable-pulled.scenario", 2, "--scenario needs the HDMI"}};
+    for (const auto& test : kCases) {
+        const std::string output = folder.file("out.mp4");
+        const ProcessResult result = runPlayer({"record", test.kind, "lavfi:testsrc2;sine", "-o",
+                                                output, "--scenario", test.file});
+        EXPECT_EQ(result.exitCode, test.exitCode) << result.err;
+        EXPECT_THAT(result.err, HasSubstr(test.cause));
+        EXPECT_EQ(linesOf(result.err).size(), 1u);
+        EXPECT_EQ(fileSize(output), -1);
+    }
+}
+
+}  // namespace
+}  // namespace oxa::test
