@@ -6,6 +6,7 @@
 #include <oxa/host/Cameras.h>
 #include <oxa/host/HdmiSound.h>
 #include <oxa/host/Microphones.h>
+#include <oxa/host/OutputEnd.h>
 #include <oxa/host/OutputWait.h>
 
 #include <algorithm>
@@ -25,6 +26,8 @@ constexpr int64_t kStopOutputWaitUs = 1'000'000;
 constexpr int32_t kOutputDescriptor = 7;
 // A disk that takes nothing has said so by now.
 constexpr int64_t kTrustedUs = 2'000'000;
+constexpr int64_t kLongestLagUs = 2'000'000;
+constexpr int64_t kLastSoundUs = 100'000;
 
 int onlyTrack(const CaptureSource& source) {
     if (!source.hasVideo()) return android::CODEC_AUDIO_ONLY;
@@ -60,6 +63,7 @@ std::optional<Failure> RecordRun::start() {
 }
 
 status_t RecordRun::setOutput() {
+    if (mWork.durationUs && !mWork.isHeld) limitOutput();
     android::_OxaTranscodeConfig config = {};
     config.type = kOutputDescriptor;
     config.fmt = mWork.container == Container::kMp4 ? 1 : 0;
@@ -72,8 +76,12 @@ void RecordRun::finish() {
     host::setOutputWaitLimit(kStopOutputWaitUs);
     mPlayer->stop();
     updateStatus();
+    mIsOn = false;
     mPlayer->cleanup();
     mSample.bytes = mWork.output.bytes();
+    const auto written = host::takeOutputFigures();
+    if (written && mWork.source.hasVideo() && !mWork.output.hasSeveral())
+        mSample.pictures = static_cast<int64_t>(written->pictures);
     warnOfLostSound();
 }
 
@@ -96,14 +104,25 @@ int64_t RecordRun::waitUs() const {
     return std::clamp(missingUs() / 2, kShortestTickUs, kTickUs);
 }
 
-// How long until the recording has to be stopped. One more picture is taken to carry the end.
+// Both go on until there is enough of both, so that an encoder that is slow has time to come as
+// far; what is too much is not written.
+void RecordRun::limitOutput() const {
+    host::setOutputLength({{*mWork.durationUs - recordedUs(), earlyUs()}});
+}
+
+// Pictures of a live source do not come exactly in time.
+int64_t RecordRun::earlyUs() const {
+    constexpr int64_t kMost = 20'000;
+    return mWork.source.hasVideo() ? std::min(pictureUs() / 2, kMost) : 0;
+}
+
+// How long until the recording has to be stopped. A track that has stopped is not waited for.
 int64_t RecordRun::missingUs() const {
     if (mWork.isHeld) return *mWork.durationUs - recordedUs();
-    const int64_t leftUs = *mWork.durationUs - mBefore.timeUs;
-    if (!mWork.source.hasVideo()) return leftUs - mRecorded.audioTimeUs;
-    const int64_t pictureUs = 1'000'000 / mWork.frameRate;
-    if (mRecorded.capturedTimeUs < 0) return leftUs;
-    return leftUs - mRecorded.capturedTimeUs - 5 * pictureUs / 2;
+    int64_t leastUs = lastTimeUs();
+    if (mWork.source.hasVideo()) leastUs = std::min(leastUs, mRecorded.videoTimeUs + earlyUs());
+    if (mWork.source.hasAudio()) leastUs = std::min(leastUs, mRecorded.audioTimeUs);
+    return *mWork.durationUs - mBefore.timeUs - std::max(leastUs, lastTimeUs() - kLongestLagUs);
 }
 
 void RecordRun::handle(const JobEvent& event) {
@@ -189,8 +208,11 @@ bool RecordRun::begin() {
     return status == OK && mPlayer->setTranscode(true) == OK;
 }
 
+// A source that ends by itself has no sample there.
 bool RecordRun::isShort() const {
-    return mWork.durationUs && !mComplete;
+    if (!mWork.durationUs || mComplete) return false;
+    const int64_t lastUs = mWork.source.hasVideo() ? 5 * pictureUs() / 2 : 0;
+    return recordedUs() + std::max(lastUs, kLastSoundUs) < *mWork.durationUs;
 }
 
 bool RecordRun::hasOutput() const {
@@ -199,8 +221,9 @@ bool RecordRun::hasOutput() const {
 
 // Of a recording that is held back the files alone know.
 int64_t RecordRun::recordedUs() const {
-    if (!mWork.isHeld) return mBefore.timeUs + lastTimeUs();
-    return mWork.output.total().timeUs + (mIsOn ? nowUs() - mOnSinceUs : 0);
+    const int64_t heldUs = mWork.output.total().timeUs + (mIsOn ? nowUs() - mOnSinceUs : 0);
+    return std::min(mWork.isHeld ? heldUs : mBefore.timeUs + lastTimeUs(),
+                    mWork.durationUs.value_or(INT64_MAX));
 }
 
 int64_t RecordRun::pictures() const {

@@ -42,7 +42,7 @@ class RecordRun : public PlayerRun {
     // Whether any sample has reached the output.
     bool hasOutput() const;
     Progress total() const;
-    // How long what was recorded is, and the time of the last sound.
+    // How long what was recorded is, and its sound.
     int64_t recordedUs() const;
     int64_t soundUs() const;
 
@@ -62,8 +62,11 @@ class RecordRun : public PlayerRun {
     bool hearsSoundService() const override { return mWork.source.isHdmi(); }
     // Pictures that were lost between the camera and the encoder.
     int64_t droppedFrames() const;
+    void limitOutput() const;
+    int64_t earlyUs() const;
     int64_t waitUs() const;
     int64_t missingUs() const;
+    int64_t pictureUs() const { return 1'000'000 / mWork.frameRate; }
     void switchRecording();
     bool begin();
     int64_t lastTimeUs() const;

@@ -83,6 +83,7 @@ bool ContainerWriter::prepare(MetaData* params) {
         return false;
     }
     if (params != nullptr) params->findInt32(kKeyRotation, &mRotation);
+    mLength = oxa::host::outputLength();
     prepareTracksLocked();
     if (isComplete()) openMuxerLocked();
     return true;
@@ -162,13 +163,25 @@ void ContainerWriter::readTrack(Track* track) {
 
 void ContainerWriter::takeSample(AvPacketOwner packet) {
     const AnnotatedLock lock(mMuxerLock);
-    mOrder->add(std::move(packet), monotonicUs());
+    if (isBehindEnd(*packet)) {
+        mTracks[packet->stream_index]->cut = true;
+        mOrder->end(packet->stream_index);
+    } else {
+        mOrder->add(std::move(packet), monotonicUs());
+    }
     if (!mOpen && !mFailed && mOrder->isFull()) openMuxerLocked();
     while (!mFailed && mOpen) {
         const AvPacketOwner next = mOrder->next();
         if (next == nullptr) return;
         writePacketLocked(next);
     }
+}
+
+bool ContainerWriter::isBehindEnd(const AVPacket& packet) const {
+    if (!mLength) return false;
+    const TrackDescription& track = *mDescriptions[packet.stream_index];
+    const int64_t timeUs = av_rescale_q(packet.pts, track.timeBase, kMicroseconds);
+    return timeUs >= mLength->us - (track.isVideo() ? mLength->earlyUs : 0);
 }
 
 void ContainerWriter::writeRestLocked() {
@@ -189,10 +202,11 @@ void ContainerWriter::writePacketLocked(AVPacket* packet) {
 
 void ContainerWriter::passEnds() {
     for (const auto& track : mTracks) {
-        if (track->end == nullptr || track->end->get() < 0) continue;
+        int64_t endUs = track->end != nullptr ? track->end->get() : -1;
         const int index = track->converter->streamIndex();
-        mFiles.setEnd(index, av_rescale_q(track->end->get(), kMicroseconds,
-                                          mDescriptions[index]->timeBase));
+        if (track->cut && mDescriptions[index]->isVideo()) endUs = mLength->us;
+        if (endUs < 0) continue;
+        mFiles.setEnd(index, av_rescale_q(endUs, kMicroseconds, mDescriptions[index]->timeBase));
     }
 }
 

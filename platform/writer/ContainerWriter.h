@@ -55,6 +55,7 @@ class ContainerWriter {
         std::unique_ptr<SampleConverter> converter;
         sp<TrackEnd> end;  // null: nobody tells
         std::atomic<bool> ended{false};
+        bool cut = false;  // at the longest that the output may become; guarded by mMuxerLock
     };
 
     bool prepare(MetaData* params);
@@ -65,6 +66,7 @@ class ContainerWriter {
     status_t startSources(MetaData* params);
     void readTrack(Track* track);
     void takeSample(AvPacketOwner packet);
+    bool isBehindEnd(const AVPacket& packet) const;
     void writePacketLocked(AVPacket* packet) REQUIRES(mMuxerLock);
     void writeRestLocked() REQUIRES(mMuxerLock);
     void passEnds();
@@ -82,7 +84,9 @@ class ContainerWriter {
     AnnotatedMutex mMuxerLock;  // from start() on also for mFiles
     std::unique_ptr<SampleOrder> mOrder GUARDED_BY(mMuxerLock);
     bool mOpen GUARDED_BY(mMuxerLock) = false;  // mFiles; only when all tracks are complete
-    int32_t mRotation = 0;                      // constant from start() on
+    // Constant from start() on.
+    std::optional<oxa::host::OutputLength> mLength;
+    int32_t mRotation = 0;
     std::optional<oxa::host::Fault> mFault GUARDED_BY(mMuxerLock);  // not told yet
 };
 

@@ -10,6 +10,7 @@ namespace oxa::host {
 namespace {
 
 SessionValue<OutputEnd> gEnd(OutputEnd::kAll);
+SessionValue<std::optional<OutputLength>> gLength;
 SessionValue<std::optional<OutputFigures>> gFigures;
 
 }  // namespace
@@ -20,6 +21,14 @@ void setOutputEnd(OutputEnd end) {
 
 OutputEnd outputEnd() {
     return gEnd.get();
+}
+
+void setOutputLength(const std::optional<OutputLength>& length) {
+    gLength.set(length);
+}
+
+std::optional<OutputLength> outputLength() {
+    return gLength.get();
 }
 
 std::optional<OutputFigures> takeOutputFigures() {

@@ -340,6 +340,26 @@ TEST_P(WriterTest, FilesOfOneRecordingHoldEverySampleOnce) {
 }
 
 // As long as there is no next file, and when the next one cannot be written.
+// A track that goes on behind the end must neither be in the file nor hold the other.
+TEST_P(WriterTest, EndsAtTheLengthThatItMayHave) {
+    constexpr int64_t kLengthUs = 5'015'000;
+    constexpr int64_t kEarlyUs = 20'000;  // the picture at 5 s counts as one behind the end
+    oxa::host::setOutputLength({{kLengthUs, kEarlyUs}});
+    std::vector<TrackSample> videoFirst = carSamples();
+    std::stable_partition(videoFirst.begin(), videoFirst.end(),
+                          [](const TrackSample& sample) { return sample.track == kVideo; });
+    write(GetParam(), openFile(mPath), videoFirst);
+    oxa::host::setOutputLength(std::nullopt);
+    std::vector<TrackSample> expected;
+    for (const TrackSample& sample : carSamples()) {
+        const int64_t earlyUs = sample.track == kVideo ? kEarlyUs : 0;
+        if (sample.timeUs < kLengthUs - earlyUs) expected.push_back(sample);
+    }
+    expectSamples(mPath, expected);
+    if (GetParam() == Container::kTs) return;
+    EXPECT_EQ(MediaProbe(mPath).video()->endUs, kLengthUs);
+}
+
 TEST_P(WriterTest, GoesOnInAFileThatHasNoNextOneAndEndsAtOneThatFails) {
     int asked = 0;
     oxa::host::setOutputFiles({2'000'000,

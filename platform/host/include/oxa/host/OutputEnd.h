@@ -19,6 +19,17 @@ enum class OutputEnd {
 void setOutputEnd(OutputEnd end);
 OutputEnd outputEnd();
 
+// The longest that an output may become.
+struct OutputLength {
+    int64_t us = 0;       // of the samples' times; the last one of each track ends there
+    int64_t earlyUs = 0;  // a picture that begins so little before counts as one that is behind
+};
+
+// What begins there or later is taken and dropped; the last unit of sound stays whole. Nothing, the
+// default: all is written. Counts for writers that are started from now on.
+void setOutputLength(const std::optional<OutputLength>& length);
+std::optional<OutputLength> outputLength();
+
 // What a writer has left in its file. Times are those of the samples, in microseconds.
 struct OutputFigures {
     uint64_t pictures = 0;
