@@ -6,6 +6,8 @@
 #include <OxaMediaCodecPlayer.h>
 #include <camera/Camera.h>
 #include <oxa/host/Display.h>
+#include <oxa/host/HdmiSound.h>
+#include <oxa/host/Microphones.h>
 
 #include "tracks/StatusText.h"
 
@@ -62,6 +64,18 @@ std::optional<Failure> tryCamera(const CaptureSource& source, Size size, int32_t
     camera->disconnect();
     if (status == OK) return std::nullopt;
     return cannotOpen(source, statusText(status));
+}
+
+std::optional<Failure> trySound(const CaptureSource& source) {
+    std::string error;
+    if (!source.isHdmi()) {
+        error = host::microphoneSourceError(source.soundName());
+    } else if (!host::isHdmiSoundServiceThere()) {
+        error = "the sound service is not there";
+    }
+    if (error.empty()) return std::nullopt;
+    return Failure{FailureKind::kInput,
+                   "cannot open the sound '" + source.soundName() + "': " + error};
 }
 
 }  // namespace oxa::jobs

@@ -22,4 +22,7 @@ std::optional<Failure> readCameraParameters(const CaptureSource& source,
 // otherwise why not (kInput).
 std::optional<Failure> tryCamera(const CaptureSource& source, Size size, int32_t frameRate);
 
+// The same for its sound.
+std::optional<Failure> trySound(const CaptureSource& source);
+
 }  // namespace oxa::jobs

@@ -20,6 +20,7 @@ namespace {
 
 constexpr char kNoSound[] = "none";
 constexpr int64_t kShortestSplitUs = 1'000'000;
+constexpr int64_t kSourcePollUs = 500'000;
 
 // One recording from its options to its result.
 class RecordWork {
@@ -46,6 +47,10 @@ class RecordWork {
     std::optional<Failure> chooseVideo();
     std::optional<Failure> openOutputs();
     std::vector<Track> tracks() const;
+    bool waitForSource(bool* isOn);
+    void handleWhileWaiting(const JobEvent& event, bool* isOn);
+    bool isSourceThere();
+    Failure noFurtherFile();
     std::optional<Failure> complete(const RecordRun& run, const std::optional<Failure>& failure);
     void summarize(const RecordRun& run);
 
@@ -68,13 +73,65 @@ std::optional<Failure> RecordWork::work() {
     if (mContext.cancelled()) return cancelledFailure();
     if (auto failure = openOutputs()) return failure;
     mContext.listener().onStart({tracks(), mContainer});
-    RecordRun run({mSource, mPreview, mOutput, mScenario, mContainer, mFormat, mFrameRate,
-                   mOptions.durationUs ? mOptions.durationUs : mSource.lengthUs(), mOptions.preview,
-                   mOptions.monitor, beginsSwitchedOff(mOptions), mOptions.replayUs.has_value()},
-                  mContext);
-    const auto failure = run.run();
-    mResult.damaged = run.damaged();
-    return complete(run, failure);
+    bool isOn = !beginsSwitchedOff(mOptions);
+    const auto durationUs = mOptions.durationUs ? mOptions.durationUs : mSource.lengthUs();
+    ProgressMeter meter(nowUs(), durationUs.value_or(0));
+    RecordRun::Before before;
+    for (;;) {
+        RecordRun run({mSource, mPreview, mOutput, mScenario, meter, mContainer, mFormat,
+                       mFrameRate, durationUs, mOptions.preview, mOptions.monitor, !isOn,
+                       mOptions.replayUs.has_value(), mOptions.reconnect, before},
+                      mContext);
+        const auto failure = run.run();
+        mResult.damaged += run.damaged();
+        isOn = run.wasOn();
+        before = {mOutput.total().timeUs, mOutput.total().pictures, run.thinned()};
+        if (failure || !run.wasLost() || !waitForSource(&isOn)) return complete(run, failure);
+        const bool needsFile = isOn && !mOptions.replayUs;
+        if (needsFile && !mOutput.openAnother()) return complete(run, noFurtherFile());
+    }
+}
+
+// True when it is there again; false when the job is to end. The user may switch meanwhile.
+bool RecordWork::waitForSource(bool* isOn) {
+    for (;;) {
+        for (const int64_t deadlineUs = nowUs() + kSourcePollUs; nowUs() < deadlineUs;) {
+            const auto event = mContext.queue()->pop(deadlineUs);
+            if (!event) continue;
+            const bool isClosed = std::holds_alternative<Closed>(*event);
+            if (isClosed || std::holds_alternative<Cancelled>(*event)) return false;
+            handleWhileWaiting(*event, isOn);
+        }
+        if (isSourceThere()) break;
+    }
+    mContext.listener().onReconnect();
+    return true;
+}
+
+void RecordWork::handleWhileWaiting(const JobEvent& event, bool* isOn) {
+    JobListener& listener = mContext.listener();
+    if (const auto* step = std::get_if<ScenarioStep>(&event)) listener.onScenario(*step);
+    if (const auto* plug = std::get_if<Hotplug>(&event)) listener.onHotplug(plug->plugged);
+    if (!std::holds_alternative<Switched>(event)) return;
+    *isOn = !*isOn;
+    mOutput.setWanted(*isOn);
+    listener.onSwitch(*isOn);
+}
+
+// In the shape that it has now.
+bool RecordWork::isSourceThere() {
+    if (mSource.hasAudio() && trySound(mSource)) return false;
+    mFormat = {};
+    if (chooseFormat()) return false;
+    return !mSource.hasVideo() ||
+           !tryCamera(mSource, {mFormat.width, mFormat.height}, mFormat.frameRate);
+}
+
+// Why there is none was told before.
+Failure RecordWork::noFurtherFile() {
+    const auto event = mContext.queue()->pop(0);
+    const auto* trouble = event ? std::get_if<FileTrouble>(&*event) : nullptr;
+    return {FailureKind::kOutput, trouble != nullptr ? trouble->text : "there is no further file"};
 }
 
 // All that can be said without opening anything.
@@ -181,9 +238,10 @@ std::vector<Track> RecordWork::tracks() const {
 
 std::optional<Failure> RecordWork::complete(const RecordRun& run,
                                             const std::optional<Failure>& failure) {
-    if (!run.hasOutput() && !beginsSwitchedOff(mOptions)) {
+    const bool mayBeEmpty = beginsSwitchedOff(mOptions) || !mOutput.names().empty();
+    if (!run.hasOutput() && !mayBeEmpty) {
         if (failure) return failure;
-        if (run.wasCancelled()) return cancelledFailure();
+        if (mContext.cancelled()) return cancelledFailure();
         return Failure{FailureKind::kInput, "'" + mSource.name() + "' has given nothing to record"};
     }
     // Not worth the file that was there before, which comes back.
@@ -198,7 +256,7 @@ std::optional<Failure> RecordWork::complete(const RecordRun& run,
     if (failure && !mResult.total.bytes) mResult.files.clear();
     if (failure) return failure;
     if (!mOptions.durationUs || !run.isShort()) return std::nullopt;
-    if (run.wasCancelled()) return cancelledFailure();
+    if (mContext.cancelled()) return cancelledFailure();
     return Failure{FailureKind::kSourceEnded, "ended before the duration that was asked for"};
 }
 

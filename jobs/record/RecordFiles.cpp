@@ -40,7 +40,8 @@ RecordFiles::RecordFiles(const RecordOptions& options, const CaptureSource& sour
       mSource(source),
       mContext(context),
       mStartTime(time(nullptr)),
-      mFileNames(options.output, options.splitUs || beginsSwitchedOff(options)),
+      mFileNames(options.output,
+                 options.splitUs || options.reconnect || beginsSwitchedOff(options)),
       mFirstName(options.outputDescriptor < 0 ? FileNames(mFileNames).first(mStartTime)
                                               : options.output) {}
 
@@ -53,7 +54,9 @@ std::optional<Failure> RecordFiles::open(Container container) {
     } else if (auto failure = openFirst(container)) {
         return failure;
     }
-    if (!mHasSeveral) return mOptions.splitUs ? needsFiles("split") : std::nullopt;
+    if (!mHasSeveral && mOptions.splitUs) return needsFiles("split");
+    if (!mHasSeveral && mOptions.reconnect) return needsFiles("reconnect");
+    if (!mHasSeveral) return std::nullopt;
     host::OutputFiles files;
     files.lengthUs = mOptions.splitUs.value_or(0);
     files.next = [this] { return openNext(); };

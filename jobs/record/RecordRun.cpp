@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "tracks/StatusText.h"
 
@@ -39,8 +40,8 @@ int onlyTrack(const CaptureSource& source) {
 RecordRun::RecordRun(const Work& work, JobContext& context)
     : PlayerRun(onlyTrack(work.source), context),
       mWork(work),
-      mMeter(nowUs(), work.durationUs.value_or(0)),
       mRecorded{-1, -1, -1, 0, 0},
+      mBefore(work.before),
       mIsOn(!work.standsBy) {}
 
 std::optional<Failure> RecordRun::start() {
@@ -76,7 +77,7 @@ void RecordRun::finish() {
     host::setOutputWaitLimit(kStopOutputWaitUs);
     mPlayer->stop();
     updateStatus();
-    mIsOn = false;
+    mWasOn = std::exchange(mIsOn, false);
     mPlayer->cleanup();
     mSample.bytes = mWork.output.bytes();
     const auto written = host::takeOutputFigures();
@@ -86,12 +87,11 @@ void RecordRun::finish() {
 }
 
 void RecordRun::waitForEnd() {
-    while (!mEnded && !mCancelled && !mFailure) {
+    while (!mEnded && !mCancelled && !mFailure && !mIsLost) {
         if (const auto event = queue().pop(nowUs() + waitUs())) handle(*event);
         updateStatus();
         if (mIsOn && mIdleWatch.isStalled()) {
-            fail(FailureKind::kFailed,
-                 "nothing was recorded for " + std::to_string(stallSeconds()) + " seconds");
+            lose("nothing was recorded for " + std::to_string(stallSeconds()) + " seconds");
         }
         mComplete = mWork.durationUs && missingUs() <= 0;
         mEnded = mEnded || mComplete;
@@ -107,7 +107,8 @@ int64_t RecordRun::waitUs() const {
 // Both go on until there is enough of both, so that an encoder that is slow has time to come as
 // far; what is too much is not written.
 void RecordRun::limitOutput() const {
-    host::setOutputLength({{*mWork.durationUs - recordedUs(), earlyUs()}});
+    const int64_t recordedUs = std::max(this->recordedUs(), mWork.output.total().timeUs);
+    host::setOutputLength({{*mWork.durationUs - recordedUs, earlyUs()}});
 }
 
 // Pictures of a live source do not come exactly in time.
@@ -138,6 +139,8 @@ void RecordRun::handle(const JobEvent& event) {
         switchRecording();
     } else if (const auto* hotplug = std::get_if<Hotplug>(&event)) {
         listener().onHotplug(hotplug->plugged);
+        if (!hotplug->plugged && mWork.reconnects)
+            lose("'" + mWork.source.name() + "' is unplugged");
     } else if (const auto* step = std::get_if<ScenarioStep>(&event)) {
         listener().onScenario(*step);
     } else if (const auto* trouble = std::get_if<FileTrouble>(&event)) {
@@ -157,8 +160,7 @@ void RecordRun::handleFault(const host::Fault& fault) {
         listener().onSourceEnd();
         mEnded = true;
     } else {
-        fail(FailureKind::kFailed,
-             "the camera '" + mWork.source.name() + "' has failed: " + fault.cause);
+        lose("the camera '" + mWork.source.name() + "' has failed: " + fault.cause);
     }
 }
 
@@ -166,8 +168,7 @@ void RecordRun::handleFault(const host::Fault& fault) {
 void RecordRun::handleSoundFault(const host::Fault& fault) {
     const CaptureSource& source = mWork.source;
     if (fault.error != 0) {
-        fail(FailureKind::kFailed,
-             "the sound '" + source.soundName() + "' has failed: " + fault.cause);
+        lose("the sound '" + source.soundName() + "' has failed: " + fault.cause);
     } else if (!fault.ended) {
         mWarnings.add(fault);
     } else if (!source.hasVideo()) {
@@ -176,6 +177,13 @@ void RecordRun::handleSoundFault(const host::Fault& fault) {
     } else if (source.soundName() != source.name()) {
         listener().onWarning("the sound has ended, only pictures are recorded now");
     }
+}
+
+void RecordRun::lose(const std::string& cause) {
+    if (!mWork.reconnects) return fail(FailureKind::kFailed, cause);
+    if (mIsLost || mCancelled || mEnded) return;
+    mIsLost = true;
+    listener().onWarning(cause + ", waiting until it is back");
 }
 
 void RecordRun::switchRecording() {
@@ -240,9 +248,9 @@ int64_t RecordRun::soundUs() const {
 }
 
 Progress RecordRun::total() const {
-    Progress total = mMeter.overall(mSample);
+    Progress total = mWork.meter.overall(mSample);
     total.dropped = droppedFrames();
-    total.thinned = mBefore.thinned + mRecorded.thinnedFrames;
+    total.thinned = thinned();
     return total;
 }
 
@@ -273,10 +281,10 @@ void RecordRun::updateStatus() {
     readProgress();
     if (lastTimeUs() >= kTrustedUs) mWork.output.keep();
     mSample = {nowUs(), recordedUs(), pictures(), mWork.output.bytes()};
-    Progress progress = mMeter.add(mSample);
+    Progress progress = mWork.meter.add(mSample);
     progress.standsBy = !mIsOn;
     progress.dropped = droppedFrames();
-    progress.thinned = mBefore.thinned + mRecorded.thinnedFrames;
+    progress.thinned = thinned();
     if (mWork.source.hasAudio()) progress.soundLevelDb = levelDb();
     listener().onProgress(progress);
     for (const std::string& name : mWork.output.takeFinished())

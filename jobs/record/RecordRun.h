@@ -19,24 +19,36 @@ namespace oxa::jobs {
 // by the player; of one that failed, what was recorded before is good.
 class RecordRun : public PlayerRun {
   public:
+    // What was recorded before.
+    struct Before {
+        int64_t timeUs = 0;
+        int64_t pictures = 0;
+        int64_t thinned = 0;
+    };
     struct Work {
         const CaptureSource& source;
         const PlayOutputs& preview;
         RecordFiles& output;
         ScenarioPlayer& scenario;
+        ProgressMeter& meter;
         Container container;
         android::_AV_FORMAT_FORMAT targetFormat;
         int32_t frameRate;                  // to be expected
         std::optional<int64_t> durationUs;  // not given: until source or user end it
         bool isPreviewed;
         bool isMonitored;
-        bool standsBy;  // begins switched off
-        bool isHeld;    // is encoded all the time; `output` says what is wanted
+        bool standsBy;    // begins switched off
+        bool isHeld;      // is encoded all the time; `output` says what is wanted
+        bool reconnects;  // a source that is lost is no failure
+        Before before = {};
     };
 
     // A Cancelled or Closed in the queue ends the recording, a Switched switches it on or off.
     RecordRun(const Work& work, JobContext& context);
 
+    // Whether it has ended because its source was lost, and whether it was switched on then.
+    bool wasLost() const { return mIsLost; }
+    bool wasOn() const { return mWasOn; }
     // Whether it is shorter than what was asked for.
     bool isShort() const;
     // Whether any sample has reached the output.
@@ -45,15 +57,10 @@ class RecordRun : public PlayerRun {
     // How long what was recorded is, and its sound.
     int64_t recordedUs() const;
     int64_t soundUs() const;
+    // Pictures that the frame rate had no room for.
+    int64_t thinned() const { return mBefore.thinned + mRecorded.thinnedFrames; }
 
   private:
-    // The counts of the recordings that came before the one that runs, or ran last.
-    struct Before {
-        int64_t timeUs = 0;
-        int64_t pictures = 0;
-        int64_t thinned = 0;
-    };
-
     std::optional<Failure> start() override;
     android::status_t setOutput();
     void waitForEnd() override;
@@ -71,6 +78,7 @@ class RecordRun : public PlayerRun {
     bool begin();
     int64_t lastTimeUs() const;
     int64_t pictures() const;
+    void lose(const std::string& cause);
     void readProgress();
     void handleFault(const host::Fault& fault);
     void handleSoundFault(const host::Fault& fault);
@@ -79,15 +87,16 @@ class RecordRun : public PlayerRun {
     void warnOfLostSound();
 
     Work mWork;
-    ProgressMeter mMeter;
     ProgressSample mSample;
     android::_RECORDING_PROGRESS mRecorded;
-    Before mBefore;
+    Before mBefore;  // the counts of the recordings before the one that runs, or ran last
     bool mIsOn;
     int64_t mOnSinceUs = 0;
     IdleWatch mIdleWatch;
     bool mEnded = false;     // by its source, its duration or its user
     bool mComplete = false;  // the duration was reached
+    bool mIsLost = false;
+    bool mWasOn = false;
 };
 
 }  // namespace oxa::jobs

@@ -144,4 +144,9 @@ void startHdmiSoundService() {
     android::startDefaultAudioUtil();
 }
 
+bool isHdmiSoundServiceThere() {
+    AnnotatedLock lock(android::gLock);
+    return !android::gEnded;
+}
+
 }  // namespace oxa::host

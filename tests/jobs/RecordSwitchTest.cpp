@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <oxa/host/Cameras.h>
 #include <oxa/jobs/Record.h>
 
 #include <atomic>
@@ -19,7 +20,8 @@ namespace {
 using test::waitFor;
 using testing::SizeIs;
 
-constexpr int kRounds = 3;
+constexpr char kPictureAndSound[] = "lavfi:testsrc2=size=320x180:rate=30;sine=sample_rate=48000";
+constexpr int kRounds = 2;
 constexpr int64_t kReplayUs = 1'000'000;
 constexpr int64_t kSomeBytes = 20'000;
 
@@ -32,6 +34,7 @@ class SwitchLog : public JobListener {
         mStandsBy = progress.standsBy;
     }
     void onFile(const std::string&) override { ++mFiles; }
+    void onReconnect() override { ++mReconnects; }
     void onSwitch(bool on) override { mSwitches += on ? 1 : -1; }
 
     std::atomic<int64_t> mBytes{0};
@@ -39,6 +42,7 @@ class SwitchLog : public JobListener {
     std::atomic<bool> mStandsBy{false};
     std::atomic<int> mFiles{0};
     std::atomic<int> mSwitches{0};
+    std::atomic<int> mReconnects{0};
 };
 
 struct SwitchCase : test::Named {
@@ -56,7 +60,7 @@ TEST_P(RecordSwitch, eachTimeOnIsAWholeFile) {
     const test::TempDir folder;
     RecordOptions options;
     options.source.kind = test.kind;
-    options.source.name = "lavfi:testsrc2=size=320x180:rate=30;sine=sample_rate=48000";
+    options.source.name = kPictureAndSound;
     options.output = folder.file(test.file);
     options.preset = "ultrafast";
     options.standby = !test.isReplay;
@@ -104,6 +108,72 @@ INSTANTIATE_TEST_SUITE_P(
                         SwitchCase{{"usbReplay"}, LiveSource::Kind::kCamera, true, "a.ts"},
                         SwitchCase{{"hdmiReplay"}, LiveSource::Kind::kHdmi, true, "a.mp4"}),
         test::rowName<SwitchCase>);
+
+struct LossCase : test::Named {
+    LiveSource source;
+    Scenario scenario;
+    void (*lose)(bool lost);  // null: the scenario does it
+};
+
+class RecordReconnect : public testing::TestWithParam<LossCase> {};
+
+// Would catch a file that is not finished with its source, a recording that ends with it or begins
+// before all is back, and a length that is counted from the last loss only.
+TEST_P(RecordReconnect, goesOnInANewFileWhenAllIsBack) {
+    const LossCase& test = GetParam();
+    const test::TempDir folder;
+    RecordOptions options;
+    options.source = test.source;
+    options.scenario = test.scenario;
+    options.output = folder.file("out.mp4");
+    options.preset = "ultrafast";
+    options.durationUs = 3'000'000;
+    options.reconnect = true;
+    SwitchLog log;
+    Record job(options, &log);
+    auto run = std::async(std::launch::async, [&job] { return job.run(); });
+    if (test.lose != nullptr) {
+        EXPECT_TRUE(waitFor([&] { return log.mBytes > kSomeBytes; }));
+        test.lose(true);
+        EXPECT_TRUE(waitFor([&] { return log.mFiles == 1; }));
+        test.lose(false);
+    }
+    const Result result = run.get();
+    EXPECT_TRUE(result.ok()) << result.failure.text;
+    const size_t losses = test.lose != nullptr ? 1 : test.scenario.size() / 2;
+    EXPECT_GE(log.mReconnects, static_cast<int>(losses));
+    EXPECT_EQ(result.files.size(), losses + 1);
+    int64_t pictures = 0;
+    for (const std::string& file : result.files) {
+        const test::MediaProbe probe(file);
+        ASSERT_TRUE(probe.video() != nullptr && probe.audio() != nullptr) << probe.error();
+        EXPECT_EQ(probe.video()->decodeErrors, 0);
+        pictures += probe.video()->frameCount;
+    }
+    EXPECT_EQ(result.total.pictures, pictures);
+    EXPECT_NEAR(result.durationSec, 3, 0.1);
+}
+
+ScenarioStep step(int64_t timeMs, ScenarioStep::Kind kind) {
+    ScenarioStep step;
+    step.timeUs = timeMs * 1000;
+    step.kind = kind;
+    return step;
+}
+
+INSTANTIATE_TEST_SUITE_P(Losses, RecordReconnect,
+                         testing::Values(LossCase{{"receiver"},
+                                                  {LiveSource::Kind::kHdmi, kPictureAndSound, {}},
+                                                  {step(1000, ScenarioStep::Kind::kUnplug),
+                                                   step(2000, ScenarioStep::Kind::kPlug),
+                                                   step(3500, ScenarioStep::Kind::kKillService),
+                                                   step(4500, ScenarioStep::Kind::kStartService)},
+                                                  nullptr},
+                                         LossCase{{"camera"},
+                                                  {LiveSource::Kind::kCamera, kPictureAndSound, {}},
+                                                  {},
+                                                  [](bool lost) { host::loseCamera(0, lost); }}),
+                         test::rowName<LossCase>);
 
 // Whoever stands by for nothing has lost nothing.
 TEST(RecordStandby, withoutAFileIsNoFailure) {

@@ -45,6 +45,8 @@ CLI::App* RecordCommand::define(CLI::App& app) {
                     "a time above 0 such as 30, 90s or 2m");
     record->add_flag("--preview", mOptions.preview,
                      "Show the pictures in a window (r: off and on, q: end)");
+    record->add_flag("--reconnect", mOptions.reconnect,
+                     "A device that is lost ends the file; a new one begins when it is back");
     record->add_option("--scenario", mScenario,
                        "What happens to the HDMI receiver: lines such as 5s unplug, 8s plug")
             ->type_name("FILE");
@@ -166,13 +168,18 @@ void RecordCommand::onFile(const std::string& path) {
     if (hasSeveralFiles()) mReport->note(path);
 }
 
+void RecordCommand::onReconnect() {
+    mReport->event("reconnect", Json::object());
+    mReport->note(mOptions.source.name + " is back");
+}
+
 void RecordCommand::onSwitch(bool on) {
     mReport->event("switch", {{"on", on}});
     mReport->note(on ? "recording" : "recording is off");
 }
 
 bool RecordCommand::hasSeveralFiles() const {
-    return mOptions.splitUs || mOptions.standby || mOptions.replayUs;
+    return mOptions.splitUs || mOptions.standby || mOptions.replayUs || mOptions.reconnect;
 }
 
 void RecordCommand::onScenario(const ScenarioStep& step) {

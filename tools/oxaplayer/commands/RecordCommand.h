@@ -34,6 +34,7 @@ class RecordCommand : public JobCommand {
     void onStart(const JobStart& start) override;
     void onProgress(const Progress& progress) override;
     void onFile(const std::string& path) override;
+    void onReconnect() override;
     void onSwitch(bool on) override;
     bool hasSeveralFiles() const;
     int64_t replayBytes(const std::vector<Track>& tracks) const;

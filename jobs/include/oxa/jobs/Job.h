@@ -44,6 +44,8 @@ class JobListener {
     virtual void onCancelling() {}
     // A recording's file is whole and on the disk.
     virtual void onFile(const std::string& /*path*/) {}
+    // The source of a recording is there again.
+    virtual void onReconnect() {}
     // A recording was switched on or off.
     virtual void onSwitch(bool /*on*/) {}
     // The plug of the HDMI receiver.

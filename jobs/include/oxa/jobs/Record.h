@@ -26,6 +26,9 @@ struct RecordOptions : EncodeOptions {
     // microseconds stay in memory (from the key frame before them on, so some seconds more). Each
     // file begins with those.
     std::optional<int64_t> replayUs;
+    // A camera, a microphone, a signal or a sound service that is lost ends the file, and not the
+    // recording: it goes on in a new one when all is there again.
+    bool reconnect = false;
     // Of all files together; not given: until it is cancelled or the source ends.
     std::optional<int64_t> durationUs;
     // What happens to the HDMI receiver; times count from the recording's beginning.
@@ -39,7 +42,7 @@ struct RecordOptions : EncodeOptions {
 //
 // The output's name may hold strftime's conversions, which are filled in with the local time at
 // which a file begins; %% is a percent sign. Without any, the files of a recording that may have
-// several (splitUs, standby, replayUs) are numbered: "cam-001.mp4". A later file takes no name that
+// several (splitUs, standby, replayUs, reconnect) are numbered: "cam-001.mp4". A later file takes no name that
 // is in use, unless it may be replaced.
 //
 // The file has its final name from the first byte; an old one that it replaces is moved aside first

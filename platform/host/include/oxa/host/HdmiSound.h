@@ -60,6 +60,7 @@ void delayHdmiSoundService(int64_t delayUs);
 // of its death, and nobody finds it; until it is started again, without what clients have told it.
 void endHdmiSoundService();
 void startHdmiSoundService();
+bool isHdmiSoundServiceThere();
 
 // Told to the fault listeners as FaultSource::kSound: nothing came for 3 s while somebody records
 // (ETIMEDOUT), the source cannot be opened or has failed (with the errno), both once until sound
