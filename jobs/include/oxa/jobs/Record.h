@@ -42,8 +42,8 @@ struct RecordOptions : EncodeOptions {
 //
 // The output's name may hold strftime's conversions, which are filled in with the local time at
 // which a file begins; %% is a percent sign. Without any, the files of a recording that may have
-// several (splitUs, standby, replayUs, reconnect) are numbered: "cam-001.mp4". A later file takes no name that
-// is in use, unless it may be replaced.
+// several (splitUs, standby, replayUs, reconnect) are numbered: "cam-001.mp4". A later file takes
+// no name that is in use, unless it may be replaced.
 //
 // The file has its final name from the first byte; an old one that it replaces is moved aside first
 // and comes back if less than two seconds were recorded. What was recorded is kept when the
