@@ -3,11 +3,14 @@
 
 #include "oxa/jobs/Record.h"
 
+#include <oxa/host/EncoderPreset.h>
+
 #include <utility>
 
 #include "encode/EncodeSetup.h"
 #include "record/CameraTrial.h"
 #include "record/CaptureSource.h"
+#include "record/PresetChoice.h"
 #include "record/RecordFiles.h"
 #include "record/RecordFormat.h"
 #include "record/RecordRun.h"
@@ -19,8 +22,13 @@ namespace oxa::jobs {
 namespace {
 
 constexpr char kNoSound[] = "none";
+constexpr char kAutomatic[] = "auto";
 constexpr int64_t kShortestSplitUs = 1'000'000;
 constexpr int64_t kSourcePollUs = 500'000;
+
+bool isPresetOpen(const EncodeOptions& options) {
+    return options.preset.value_or(kAutomatic) == kAutomatic;
+}
 
 // One recording from its options to its result.
 class RecordWork {
@@ -45,6 +53,9 @@ class RecordWork {
     std::optional<Failure> checkOptions();
     std::optional<Failure> chooseFormat();
     std::optional<Failure> chooseVideo();
+    void choosePreset();
+    std::optional<std::string> presetThatIsFaster() const;
+    std::string tooSlowText() const;
     std::optional<Failure> openOutputs();
     std::vector<Track> tracks() const;
     bool waitForSource(bool* isOn);
@@ -63,6 +74,9 @@ class RecordWork {
     RecordFiles mOutput;
     android::_AV_FORMAT_FORMAT mFormat = {};
     int32_t mFrameRate = 0;  // to be expected
+    bool mRateTold = false;  // that it is not the one that was asked for
+    const PresetChoice mPresets;
+    std::string mPreset;  // empty without pictures
     Result mResult;
 };
 
@@ -72,7 +86,7 @@ std::optional<Failure> RecordWork::work() {
     if (auto failure = chooseFormat()) return failure;
     if (mContext.cancelled()) return cancelledFailure();
     if (auto failure = openOutputs()) return failure;
-    mContext.listener().onStart({tracks(), mContainer});
+    mContext.listener().onStart({tracks(), mContainer, {}, mPreset});
     bool isOn = !beginsSwitchedOff(mOptions);
     const auto durationUs = mOptions.durationUs ? mOptions.durationUs : mSource.lengthUs();
     ProgressMeter meter(nowUs(), durationUs.value_or(0));
@@ -80,7 +94,7 @@ std::optional<Failure> RecordWork::work() {
     for (;;) {
         RecordRun run({mSource, mPreview, mOutput, mScenario, meter, mContainer, mFormat,
                        mFrameRate, durationUs, mOptions.preview, mOptions.monitor, !isOn,
-                       mOptions.replayUs.has_value(), mOptions.reconnect, before},
+                       mOptions.replayUs.has_value(), mOptions.reconnect, tooSlowText(), before},
                       mContext);
         const auto failure = run.run();
         mResult.damaged += run.damaged();
@@ -138,7 +152,9 @@ Failure RecordWork::noFurtherFile() {
 std::optional<Failure> RecordWork::checkOptions() {
     const bool isHdmi = mOptions.source.kind == LiveSource::Kind::kHdmi;
     if (auto failure = checkSource(mOptions.source, mOptions.only)) return failure;
-    if (auto failure = setUpEncoding(mOptions, &mContainer)) return failure;
+    EncodeOptions encoding = mOptions;
+    if (isPresetOpen(mOptions)) encoding.preset.reset();
+    if (auto failure = setUpEncoding(encoding, &mContainer)) return failure;
     if (mOptions.indexFirst) {
         return Failure{FailureKind::kOptions, "a recording has its index behind its samples"};
     }
@@ -180,7 +196,30 @@ std::optional<Failure> RecordWork::chooseFormat() {
     if (!mSource.hasAudio() && mOptions.monitor) {
         return Failure{FailureKind::kInput, "'" + mSource.name() + "' has no sound to monitor"};
     }
-    return mSource.hasVideo() ? chooseVideo() : std::nullopt;
+    if (!mSource.hasVideo()) return std::nullopt;
+    auto failure = chooseVideo();
+    if (!failure) choosePreset();
+    return failure;
+}
+
+void RecordWork::choosePreset() {
+    mPreset = isPresetOpen(mOptions) ? mPresets.choose({mFormat.width, mFormat.height}, mFrameRate)
+                                     : *mOptions.preset;
+    host::setEncoderPreset(mPreset);
+}
+
+// Known to keep up, or at least the next one.
+std::optional<std::string> RecordWork::presetThatIsFaster() const {
+    const auto known = mPresets.remembered({mFormat.width, mFormat.height}, mFrameRate);
+    return known && isFasterPreset(*known, mPreset) ? known : fasterPreset(mPreset);
+}
+
+std::string RecordWork::tooSlowText() const {
+    if (!mSource.hasVideo()) return {};
+    const std::string text =
+            "pictures are dropped, the computer is too slow for the preset " + mPreset;
+    const auto faster = presetThatIsFaster();
+    return text + (faster ? ", " + *faster + " is faster" : " in this size and rate");
 }
 
 std::optional<Failure> RecordWork::chooseVideo() {
@@ -191,7 +230,8 @@ std::optional<Failure> RecordWork::chooseVideo() {
     if (mOptions.splitUs) {
         mFormat.iFrameInterval = keyFrameIntervalFor(*mOptions.splitUs, mFormat.iFrameInterval);
     }
-    if (mOptions.frameRate && *mOptions.frameRate != mFrameRate) {
+    if (mOptions.frameRate && *mOptions.frameRate != mFrameRate &&
+        !std::exchange(mRateTold, true)) {
         mContext.listener().onWarning(
                 "of the HDMI receiver's pictures every first, second, third, ... can be "
                 "recorded: " +
@@ -263,6 +303,10 @@ std::optional<Failure> RecordWork::complete(const RecordRun& run,
 void RecordWork::summarize(const RecordRun& run) {
     mResult.total = run.total();
     mResult.total.bytes = mOutput.bytes();
+    if (mResult.total.dropped > 0) {
+        mResult.fasterPreset = presetThatIsFaster().value_or("");
+        if (isPresetOpen(mOptions)) mPresets.forget({mFormat.width, mFormat.height}, mFrameRate);
+    }
     mResult.soundSec = run.soundUs() / 1e6;
     // The file itself knows best; what went through a pipe can only be counted.
     mResult.durationSec = run.recordedUs() / 1e6;

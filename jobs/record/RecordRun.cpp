@@ -154,7 +154,9 @@ void RecordRun::handleFault(const host::Fault& fault) {
     using host::FaultSource;
     if (fault.source == FaultSource::kSound) {
         handleSoundFault(fault);
-    } else if (!fault.ended || fault.source != FaultSource::kCamera) {
+    } else if (!fault.ended && fault.source == FaultSource::kCamera) {
+        listener().onWarning(mWork.tooSlow);
+    } else if (fault.source != FaultSource::kCamera) {
         handleFileFault(fault, mWork.source.name(), mWork.output.path());
     } else if (fault.error == 0) {
         listener().onSourceEnd();

@@ -37,9 +37,10 @@ class RecordRun : public PlayerRun {
         std::optional<int64_t> durationUs;  // not given: until source or user end it
         bool isPreviewed;
         bool isMonitored;
-        bool standsBy;    // begins switched off
-        bool isHeld;      // is encoded all the time; `output` says what is wanted
-        bool reconnects;  // a source that is lost is no failure
+        bool standsBy;        // begins switched off
+        bool isHeld;          // is encoded all the time; `output` says what is wanted
+        bool reconnects;      // a source that is lost is no failure
+        std::string tooSlow;  // one line for when pictures are dropped
         Before before = {};
     };
 

@@ -10,15 +10,13 @@
 #include <media/hardware/HardwareAPI.h>
 #include <media/stagefright/MediaCodec.h>
 #include <oxa/host/EncoderPreset.h>
-#include <oxa/host/EncoderRate.h>
 
 #include <algorithm>
-#include <climits>
 #include <cmath>
 #include <cstring>
 #include <vector>
 
-#include "codec/CodecThreads.h"
+#include "codec/AvcCodec.h"
 #include "ffmpeg/AvLog.h"
 #include "ffmpeg/AvPicture.h"
 #include "ffmpeg/TimeBase.h"
@@ -26,34 +24,15 @@
 #include "graphics/PictureBuffer.h"
 #include "media/AvcStream.h"
 
-extern "C" {
-#include <libavutil/opt.h>
-}
-
 namespace android {
 
 namespace {
 
-constexpr unsigned kMaxThreads = 16;
-// Threads of a live encoder share one picture, and each one's part of it costs some quality.
-constexpr unsigned kMaxLiveThreads = 8;
-// x264 counts in thousands and takes 0 for "no bit rate".
-constexpr int32_t kLowestBitrate = 1000;
 constexpr float kDefaultFrameRate = 30;
 constexpr float kDefaultKeyIntervalSec = 2;
-constexpr int kNoFurtherKeyFrames = INT_MAX;
 constexpr int32_t kColorFormatYuv420SemiPlanar = 21;
 // One picture that is encoded and one that waits: more would not make the encoder faster.
 constexpr size_t kSurfacePlaces = 2;
-
-struct NamedProfile {
-    int32_t number;
-    const char* name;
-};
-
-constexpr NamedProfile kProfiles[] = {
-        {0x1, "baseline"}, {0x2, "main"}, {0x8, "high"}, {0x10000, "baseline"}, {0x80000, "high"},
-};
 
 struct NumberedLevel {
     int32_t number;
@@ -241,62 +220,19 @@ status_t AvcEncoder::openCodec() {
 }
 
 AvCodecOwner AvcEncoder::newCodec(int32_t bitrate, int level) const {
-    const AVCodec* encoder = avcodec_find_encoder_by_name("libx264");
-    AvCodecOwner codec(encoder == nullptr ? nullptr : avcodec_alloc_context3(encoder));
-    if (codec == nullptr) return codec;
-    setPicture(codec);
-    setStream(codec, bitrate);
-    codec->level = level;
-    const int err = avcodec_open2(codec, encoder, nullptr);
-    if (err < 0) {
-        ALOGE("cannot open the encoder for %dx%d (%d)", mWidth, mHeight, err);
-        codec.reset();
-    }
-    return codec;
-}
-
-void AvcEncoder::setPicture(AVCodecContext* codec) const {
-    codec->width = mWidth;
-    codec->height = mHeight;
-    codec->pix_fmt = mPixelFormat;
-    codec->time_base = kMicroseconds;
-    codec->framerate = av_d2q(mFrameRate, 1001000);
-    if (mQueue == nullptr) return;
-    const PictureFormat format = mQueue->format();
-    codec->color_range = static_cast<AVColorRange>(format.range);
-    codec->color_primaries = static_cast<AVColorPrimaries>(format.primaries);
-    codec->color_trc = static_cast<AVColorTransferCharacteristic>(format.transfer);
-    codec->colorspace = static_cast<AVColorSpace>(format.matrix);
-    codec->chroma_sample_location = static_cast<AVChromaLocation>(format.chromaLocation);
-    codec->sample_aspect_ratio = {format.aspectNumerator, format.aspectDenominator};
-}
-
-void AvcEncoder::setStream(AVCodecContext* codec, int32_t bitrate) const {
-    const double keyInterval = static_cast<double>(mKeyIntervalSec) * mFrameRate;
-    codec->gop_size = mKeyIntervalSec < 0 || keyInterval > kNoFurtherKeyFrames
-                              ? kNoFurtherKeyFrames
-                              : std::max(1, static_cast<int>(std::lround(keyInterval)));
-    codec->max_b_frames = 0;
-    codec->thread_count =
-            codecThreads(mWidth, mHeight, mInputIsRecords ? kMaxLiveThreads : kMaxThreads);
-    codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    for (const NamedProfile& profile : kProfiles) {
-        if (profile.number == mProfile) av_opt_set(codec->priv_data, "profile", profile.name, 0);
-    }
-    codec->bit_rate = bitrate == 0 ? 0 : std::max(bitrate, kLowestBitrate);
-    if (bitrate == 0) av_opt_set_double(codec->priv_data, "crf", oxa::host::encoderQuality(), 0);
-    av_opt_set(codec->priv_data, "preset", oxa::host::encoderPreset().c_str(), 0);
-    av_opt_set_int(codec->priv_data, "forced-idr", 1, 0);
-    if (mInputIsRecords) keepNothingBack(codec);
-}
-
-// A picture that goes in comes out before the next one does: the threads work on the same picture,
-// none is looked at in advance, and how long it lasts is not waited for.
-void AvcEncoder::keepNothingBack(AVCodecContext* codec) {
-    codec->thread_type = FF_THREAD_SLICE;
-    av_opt_set_int(codec->priv_data, "rc-lookahead", 0, 0);
-    av_opt_set_int(codec->priv_data, "mbtree", 0, 0);
-    av_opt_set(codec->priv_data, "x264-params", "sync-lookahead=0:force-cfr=1", 0);
+    AvcCodecOptions options;
+    options.width = mWidth;
+    options.height = mHeight;
+    options.pixelFormat = mPixelFormat;
+    options.bitrate = bitrate;
+    options.frameRate = mFrameRate;
+    options.keyIntervalSec = mKeyIntervalSec;
+    options.profile = mProfile;
+    options.level = level;
+    options.isLive = mInputIsRecords;
+    options.preset = oxa::host::encoderPreset();
+    if (mQueue != nullptr) options.colours = mQueue->format();
+    return openAvcCodec(options);
 }
 
 void AvcEncoder::closeCodec() {

@@ -58,9 +58,6 @@ class AvcEncoder : public WorkerComponent {
 
     status_t readLayout(const sp<AMessage>& format);
     AvCodecOwner newCodec(int32_t bitrate, int level) const;
-    void setPicture(AVCodecContext* codec) const;
-    void setStream(AVCodecContext* codec, int32_t bitrate) const;
-    static void keepNothingBack(AVCodecContext* codec);
     void reportFormat();
 
     // Worker only. The steps answer false when the component is being stopped.

@@ -69,9 +69,11 @@ TEST(Help, completionOffersEveryCommandAndOption) {
 TEST(Help, completionOffersValues) {
     EXPECT_EQ(completions({"transcode", "x.mkv", "--format", ""}), (Words{"mp4", "ts"}));
     EXPECT_EQ(completions({"play", "--display", "w"}), (Words{"window"}));
-    for (const std::string& preset : completions({"record", "--preset", ""})) {
+    Words presets = completions({"transcode", "--preset", ""});
+    for (const std::string& preset : presets)
         EXPECT_TRUE(host::setEncoderPreset(preset)) << preset;
-    }
+    presets.insert("auto");
+    EXPECT_EQ(completions({"record", "--preset", ""}), presets);
 }
 
 // The shell splits a source at its colons, and wants to hear only what follows the last one.

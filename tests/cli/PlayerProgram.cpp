@@ -12,7 +12,7 @@ using nlohmann::json;
 
 ProcessRunner player(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), OXA_PLAYER_PROGRAM);
-    return ProcessRunner(arguments);
+    return ProcessRunner(arguments).setEnvironment("XDG_CACHE_HOME", TempDir::ofProcess().path());
 }
 
 ProcessResult runPlayer(std::vector<std::string> arguments) {

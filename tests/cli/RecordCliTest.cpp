@@ -107,6 +107,8 @@ std::string RecordCliTest::recordAndCheck(const RecordKind& kind) {
         EXPECT_LE(probe.video()->durationUs(), 1'201'000);
         const int64_t missing = kind.frameRate * 12 / 10 - probe.video()->frameCount;
         isRight = isRight && missing >= 0 && missing <= last["dropped"].get<int>();
+        const bool isSlow = last["dropped"] > 0 && kind.preset == std::string("placebo");
+        EXPECT_EQ(last.value("faster_preset", ""), isSlow ? "veryfast" : "");
     }
     if (kind.audio) {
         EXPECT_EQ(probe.audio()->channels, 2);
@@ -198,6 +200,32 @@ TEST_F(RecordCliTest, previewAndMonitorDoWithoutScreenAndLoudspeaker) {
         EXPECT_THAT(result.err, HasSubstr("no sound device can be opened"));
         EXPECT_NE(MediaProbe(mMp4).video(), nullptr);
     }
+}
+
+// It is measured once; then the file says it.
+TEST_F(RecordCliTest, presetIsChosenForTheComputerAndRemembered) {
+    const auto presetOf = [&](const Words& more) {
+        Words words = {"record", "--usb", kPicture, "-o", mMp4, "--force", "--duration", "0.3"};
+        words.push_back("--json");
+        words.insert(words.end(), more.begin(), more.end());
+        const ProcessResult result =
+                player(words).setEnvironment("XDG_CACHE_HOME", mFolder.path()).run();
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        return eventsOf(result.out).front()["preset"].get<std::string>();
+    };
+    const std::string cache = mFolder.file("oxaplayer/presets");
+    EXPECT_EQ(presetOf({"--preset", "faster"}), "faster");
+    EXPECT_EQ(fileSize(cache), -1);
+    std::string known;
+    // What loses pictures is not remembered.
+    for (int i = 0; i < 5 && known.empty(); ++i) {
+        presetOf({"--preset", "auto"});
+        known = readFile(cache);
+    }
+    EXPECT_THAT(known, testing::StartsWith("320x180 30 fps, "));
+    known.replace(known.rfind(' '), std::string::npos, " superfast\n");
+    ASSERT_TRUE(writeFile(cache, known));
+    EXPECT_EQ(presetOf({}), "superfast");
 }
 
 // ---- Several files ------------------------------------------------------------------------------

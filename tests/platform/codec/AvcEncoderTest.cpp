@@ -4,6 +4,7 @@
 #include <gui/Surface.h>
 #include <media/hardware/HardwareAPI.h>
 #include <mediadrm/ICrypto.h>
+#include <oxa/host/EncoderSpeed.h>
 
 #include "graphics/LocalBufferProducer.h"
 #include "graphics/PictureBuffer.h"
@@ -390,6 +391,14 @@ TEST(AvcEncoder, TakesPicturesOfAnySizeAndFormat) {
     EXPECT_EQ(told.chromaLocation, header.chroma_location);
     EXPECT_EQ(told.aspectNumerator, header.sample_aspect_ratio.num);
     EXPECT_EQ(told.aspectDenominator, header.sample_aspect_ratio.den);
+}
+
+// Only the order is the same on every machine.
+TEST(EncoderSpeed, IsThatOfThePreset) {
+    const int64_t fastUs = host::measureEncoder(640, 360, "ultrafast", 50'000);
+    EXPECT_GT(fastUs, 0);
+    EXPECT_GT(host::measureEncoder(640, 360, "placebo", 50'000), 3 * fastUs);
+    EXPECT_EQ(host::measureEncoder(0, 360, "ultrafast", 50'000), 0);
 }
 
 }  // namespace

@@ -30,6 +30,10 @@ CLI::App* RecordCommand::define(CLI::App& app) {
                        "the source's own; of v4l2: alsa:default)")
             ->type_name("SOURCE|none");
     addEncodeOptions(*record, &mOptions);
+    record->get_option("--preset")
+            ->description(
+                    "Speed of the encoder, ultrafast to placebo (default: auto, the slowest up "
+                    "to veryfast that keeps up)");
     addParsedOption(*record, "--duration", &mOptions.durationUs, parseDuration, "T",
                     "Seconds to record (default: until Ctrl-C or the end of the source)",
                     "seconds above 0 such as 90 or 2.5");
@@ -86,9 +90,11 @@ void RecordCommand::onJobDone() {
 
 void RecordCommand::onStart(const JobStart& start) {
     const std::string& name = mOptions.source.name;
-    announceStart({{"input", name},
-                   {"output", mOptions.output},
-                   {"format", containerName(start.container)}});
+    Json started = {{"input", name},
+                    {"output", mOptions.output},
+                    {"format", containerName(start.container)}};
+    if (!start.preset.empty()) started["preset"] = start.preset;
+    announceStart(started);
     std::string line = name + ":";
     for (const Track& track : start.tracks) {
         Json fields = {{"index", track.index}, {"kind", track.isVideo ? "video" : "audio"}};
@@ -108,7 +114,8 @@ void RecordCommand::onStart(const JobStart& start) {
         mReport->event("track", fields);
     }
     mHasVideo = start.tracks.front().isVideo;
-    mReport->note(line + (start.tracks.back().isVideo ? ", no sound" : ""));
+    if (start.tracks.back().isVideo) line += ", no sound";
+    mReport->note(line + (start.preset.empty() ? "" : ", preset " + start.preset));
     if (mOptions.replayUs) {
         mReport->note("the last " + formatClock(*mOptions.replayUs / 1e6) +
                       " stay in memory, about " + formatBytes(replayBytes(start.tracks)));
@@ -200,6 +207,9 @@ std::string RecordCommand::summaryOf(const Result& result) const {
                 std::to_string(result.total.dropped) + " dropped";
     }
     if (result.total.bytes) line += ", " + formatBytes(*result.total.bytes);
+    if (!result.fasterPreset.empty()) {
+        line += " (fewer are dropped with --preset " + result.fasterPreset + ")";
+    }
     return line;
 }
 
@@ -223,6 +233,7 @@ Json RecordCommand::fieldsOf(const Result& result) const {
             fields["frames"] = result.total.pictures;
             fields["dropped"] = result.total.dropped;
         }
+        if (!result.fasterPreset.empty()) fields["faster_preset"] = result.fasterPreset;
         if (result.total.bytes) fields["bytes"] = *result.total.bytes;
     }
     return fields;

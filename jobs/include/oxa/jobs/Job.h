@@ -23,6 +23,7 @@ struct JobStart {
     std::vector<Track> tracks;                  // that are processed
     Container container = Container::kMpeg2Ts;  // of what is written, if any
     LeftBehind leftBehind = {};                 // what is not in it
+    std::string preset = {};                    // of a recording's encoder of pictures
 };
 
 // Hears how a job goes. Every call comes from the thread that is in run(), one at a time, and the

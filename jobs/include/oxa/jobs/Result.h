@@ -56,7 +56,9 @@ struct Result {
     double soundSec = 0;    // of sound that was written, or heard
     uint64_t damaged = 0;   // pieces of the input that were skipped or repaired
     bool verified = false;  // the output was compared with the input
-    Progress total;         // pictures, bytes and dropped pictures; rates over the whole job
+    // Of a recording that lost pictures: a preset with which it loses fewer, if there is one.
+    std::string fasterPreset;
+    Progress total;  // pictures, bytes and dropped pictures; rates over the whole job
 
     bool ok() const { return failure.kind == FailureKind::kNone; }
 };
