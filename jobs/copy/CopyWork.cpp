@@ -64,8 +64,9 @@ void CopyWork::summarize(const CopyRun& run) {
 }
 
 std::optional<Failure> openForCopy(const InputFile& file, bool pictures, bool sound,
-                                   host::CopyInput* input) {
-    const android::status_t status = input->open(file.descriptor(), file.size(), pictures, sound);
+                                   host::CopyInput* input, bool keepsClock) {
+    const android::status_t status =
+            input->open(file.descriptor(), file.size(), pictures, sound, keepsClock);
     if (status != android::OK) {
         return Failure{FailureKind::kInput,
                        "cannot read '" + file.path() + "': " + statusText(status)};

@@ -51,6 +51,6 @@ class CopyWork {
 // Opens the file for copying, as far as the session's choice leaves it. Nothing when its samples
 // can be copied; otherwise why not (kInput).
 std::optional<Failure> openForCopy(const InputFile& file, bool pictures, bool sound,
-                                   host::CopyInput* input);
+                                   host::CopyInput* input, bool keepsClock = false);
 
 }  // namespace oxa::jobs

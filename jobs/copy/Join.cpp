@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "copy/CopyWork.h"
+#include "copy/JoinWork.h"
 #include "encode/EncodeSetup.h"
 #include "tracks/SourceTags.h"
 #include "tracks/SourceTracks.h"
@@ -19,8 +20,8 @@ constexpr char kStandardInput[] = "-";
 // Parts are opened one at a time, once to be checked and once to be copied.
 class JoinWork : public CopyWork {
   public:
-    JoinWork(const JoinOptions& options, JobContext& context)
-        : CopyWork(options, context), mOptions(options) {}
+    JoinWork(const JoinOptions& options, const host::OutputTags* tags, JobContext& context)
+        : CopyWork(options, context), mOptions(options), mTags(tags) {}
 
   private:
     std::optional<Failure> openInputs() override;
@@ -33,6 +34,7 @@ class JoinWork : public CopyWork {
     std::optional<Failure> listTracks();
 
     const JoinOptions& mOptions;
+    const host::OutputTags* const mTags;  // null: those of the parts
     TrackChoice mTracks;
     std::optional<host::InputDescription> mFirst;  // part
     std::unique_ptr<host::CopyInput> mSound;
@@ -52,7 +54,7 @@ std::optional<Failure> JoinWork::openPart(size_t number, CopyRun::Part* part) co
     part->path = mOptions.parts[number];
     part->input = std::make_unique<host::CopyInput>();
     if (auto failure = open(part->path, &file)) return failure;
-    return openForCopy(file, true, !mOptions.sound, part->input.get());
+    return openForCopy(file, true, !mOptions.sound, part->input.get(), mOptions.sound.has_value());
 }
 
 std::optional<Failure> JoinWork::openInputs() {
@@ -86,7 +88,7 @@ std::optional<Failure> JoinWork::openSound() {
     InputFile file;
     if (auto failure = open(*mOptions.sound, &file)) return failure;
     mSound = std::make_unique<host::CopyInput>();
-    return openForCopy(file, false, true, mSound.get());
+    return openForCopy(file, false, true, mSound.get(), true);
 }
 
 std::optional<Failure> JoinWork::listTracks() {
@@ -98,18 +100,26 @@ std::optional<Failure> JoinWork::listTracks() {
             return failure;
         }
         if (auto failure = readTracks(file, &tracks)) return failure;
-        if (isVideo) mFirst = host::inputDescription();
+        const auto description = host::inputDescription();
+        if (isVideo) {
+            mFirst = description;
+            // A part's own are not those of the whole.
+            if (mFirst) mFirst->chapters.clear();
+        } else if (isElsewhere && mFirst && description) {
+            mFirst->chapters = description->chapters;
+        }
         (isVideo ? mTracks.video : mTracks.audio) = firstOf(tracks, isVideo);
     }
     return std::nullopt;
 }
 
-// What the first part says is taken to be true of the whole, but for its chapters.
+// What the first part says is taken to be true of the whole; the sound that is of the whole has its
+// chapters.
 JobStart JoinWork::started(Container container) const {
-    if (mFirst) {
-        host::OutputTags tags = keptTags(*mFirst, mTracks, {}, container);
-        tags.chapters.clear();
-        host::setOutputTags(tags);
+    if (mTags != nullptr) {
+        host::setOutputTags(*mTags);
+    } else if (mFirst) {
+        host::setOutputTags(keptTags(*mFirst, mTracks, {}, container));
     }
     return {tracksOf(mTracks), container, {}};
 }
@@ -123,11 +133,15 @@ CopyRun::Work JoinWork::work(const OutputFile& output, Container container) {
 
 }  // namespace
 
+Result joinFiles(const JoinOptions& options, const host::OutputTags* tags, JobContext& context) {
+    return JoinWork(options, tags, context).run();
+}
+
 Join::Join(JoinOptions options, JobListener* listener)
     : Job(listener), mOptions(std::move(options)) {}
 
 Result Join::work(JobContext& context) {
-    return JoinWork(mOptions, context).run();
+    return joinFiles(mOptions, nullptr, context);
 }
 
 }  // namespace oxa::jobs

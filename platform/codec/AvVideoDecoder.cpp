@@ -258,7 +258,9 @@ bool AvVideoDecoder::receiveFrames() {
 
 bool AvVideoDecoder::handleFrame() {
     const int64_t pts = ptsOfFrame();
-    if (!mRequest.track->shows(mRequest.track->toUs(pts))) {
+    const int64_t timeUs = mRequest.track->toUs(pts);
+    if (!mRequest.track->shows(timeUs)) {
+        if (timeUs > 0) endAtWindow();
         av_frame_unref(mDecoded);
         return true;
     }
@@ -288,6 +290,13 @@ bool AvVideoDecoder::convertFrame() {
     }
     if (err < 0) mDamage.add(err);
     return emitConverted();
+}
+
+// A picture is shown until the next one, and that is not in the window.
+void AvVideoDecoder::endAtWindow() {
+    mEndPts = av_rescale_q(mStartUs + mRequest.track->windowEndUs(), kMicroseconds,
+                           mRequest.track->timeBase());
+    mEndKnown = true;
 }
 
 int64_t AvVideoDecoder::ptsOfFrame() {

@@ -72,6 +72,7 @@ class AvVideoDecoder : public WorkerComponent {
     bool fillPacket(const CodecInput& input);
     void startTimes();
     int64_t ptsOfFrame();
+    void endAtWindow();
     int64_t endUs() const;
     int64_t timeUsOf(const AVFrame& converted) const;
     void reportFormat(const PictureFormat& format);

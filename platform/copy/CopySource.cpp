@@ -30,7 +30,9 @@ bool isSync(const AVPacket& packet) {
 
 }  // namespace
 
-status_t CopySource::open(int descriptor, int64_t size, bool pictures, bool sound) {
+status_t CopySource::open(int descriptor, int64_t size, bool pictures, bool sound,
+                          bool keepsClock) {
+    mKeepsClock = keepsClock;
     const oxa::host::InputChoice choice = oxa::host::inputChoice();
     mHasStart = choice.startUs > 0;
     if (choice.endUs) mEndUs = *choice.endUs - choice.startUs;
@@ -190,7 +192,7 @@ AvPacketOwner CopySource::read() {
     completeDuration(packet);
     packet->flags &= AV_PKT_FLAG_KEY;
     const AVRational timeBase = mTracks[kind].timeBase;
-    const int64_t start = av_rescale_q(mReader->startUs(), kMicroseconds, timeBase);
+    const int64_t start = av_rescale_q(startUs(), kMicroseconds, timeBase);
     const bool hasNone = packet->pts == AV_NOPTS_VALUE && packet->dts == AV_NOPTS_VALUE;
     const bool isReordered = kind == kCopyPictures && mTracks[kind].parameters->video_delay > 0;
     if (packet->pts == AV_NOPTS_VALUE && isReordered) {
@@ -207,12 +209,20 @@ AvPacketOwner CopySource::read() {
     return packet;
 }
 
+bool CopySource::isMp4() const {
+    return strncmp(mReader->context().iformat->name, "mov,", 4) == 0;
+}
+
+int64_t CopySource::startUs() const {
+    return mKeepsClock && isMp4() ? 0 : mReader->startUs();
+}
+
 // Libavformat's demuxer counts the last sample of an MP4 track as shorter by what is empty in front
 // of the track.
 void CopySource::completeDuration(AVPacket* packet) {
     const int64_t former = mLastDuration[packet->stream_index];
     int64_t& empty = mEmptyFront[packet->stream_index];
-    if (former == 0 && strncmp(mReader->context().iformat->name, "mov,", 4) == 0) {
+    if (former == 0 && isMp4()) {
         empty = std::max<int64_t>(0, packet->dts);
     }
     if (packet->duration > 0 && packet->duration < former) {

@@ -26,7 +26,9 @@ class CopySource {
     CopySource() = default;
 
     // Once. The descriptor stays the caller's. An error as NuMediaExtractor::setDataSource answers.
-    status_t open(int descriptor, int64_t size, bool pictures, bool sound);
+    // `keepsClock`: times count from where the file's own clock begins, if it has one (MP4), not
+    // from its first sample.
+    status_t open(int descriptor, int64_t size, bool pictures, bool sound, bool keepsClock);
     // Why it cannot be copied, for people; empty when it can.
     const std::string& refusal() const { return mRefusal; }
 
@@ -52,6 +54,8 @@ class CopySource {
     void readToStart();
     void dropInFront(const AVPacket& sync);
     AvPacketOwner read();
+    bool isMp4() const;
+    int64_t startUs() const;
     void completeDuration(AVPacket* packet);
     void setTimes(AVPacket* packet);
     void setDecodingTime(AVPacket* packet);
@@ -68,6 +72,7 @@ class CopySource {
     // All times within the object count from the chosen start.
     int64_t mEndUs = INT64_MAX;
     bool mHasStart = false;
+    bool mKeepsClock = false;
     int64_t mFirstShown = 0;                        // picture; 0 without a chosen start
     std::unique_ptr<DecodingTimes> mDecodingTimes;  // where the file has none
     int64_t mLastDecodingTime[kCopyKinds] = {AV_NOPTS_VALUE, AV_NOPTS_VALUE};

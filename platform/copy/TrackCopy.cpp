@@ -25,8 +25,8 @@ CopyInput::CopyInput() : mSource(std::make_unique<CopySource>()) {}
 
 CopyInput::~CopyInput() = default;
 
-int CopyInput::open(int descriptor, int64_t size, bool pictures, bool sound) {
-    return mSource->open(descriptor, size, pictures, sound);
+int CopyInput::open(int descriptor, int64_t size, bool pictures, bool sound, bool keepsClock) {
+    return mSource->open(descriptor, size, pictures, sound, keepsClock);
 }
 
 std::string CopyInput::refusal() const {
@@ -123,7 +123,11 @@ void TrackCopy::Impl::beginPart() {
                           pictures.isThere(),
                           first,
                           mSound == nullptr});
-    if (mSound != nullptr) return;
+    if (mSound != nullptr) {
+        // As the writer of a transport stream has it, which cannot hide the encoder's priming.
+        if (isFirst && !mIsMp4) mSound->beginSound(0);
+        return;
+    }
     if (isFirst && !mIsMp4 && mPart->hasStart()) {
         mPart->beginSound(
                 av_rescale_q(first, pictures.timeBase, mPart->track(kCopySound).timeBase));

@@ -26,8 +26,11 @@ class CopyInput {
     CopyInput(const CopyInput&) = delete;
 
     // Once, before anything else: reads the file's beginning. The descriptor stays the caller's and
-    // may be closed afterwards. 0, or an error as NuMediaExtractor::setDataSource answers.
-    int open(int descriptor, int64_t size, bool pictures = true, bool sound = true);
+    // may be closed afterwards. With `keepsClock` times count from where the clock of an MP4 file
+    // begins, not from its first sample: files that were made of one have the same. 0, or an error
+    // as NuMediaExtractor::setDataSource answers.
+    int open(int descriptor, int64_t size, bool pictures = true, bool sound = true,
+             bool keepsClock = false);
 
     // Why it cannot be copied, for people: "the sound is mp3, not AAC"; empty when it can.
     std::string refusal() const;
