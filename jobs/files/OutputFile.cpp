@@ -68,8 +68,9 @@ std::string folderOf(const std::string& path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-// The file that a symbolic link leads to, or `path` itself.
-std::string resolved(const std::string& path) {
+}  // namespace
+
+std::string resolvedPath(const std::string& path) {
     char* real = realpath(path.c_str(), nullptr);
     if (real == nullptr) return path;
     std::string name = real;
@@ -77,7 +78,19 @@ std::string resolved(const std::string& path) {
     return name;
 }
 
-}  // namespace
+bool moveFile(const std::string& from, const std::string& to, bool replace) {
+    if (replace) {
+        if (rename(from.c_str(), to.c_str()) != 0) return false;
+    } else if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0) {
+        if (errno != EINVAL && errno != ENOSYS) return false;
+        // File systems without that call: a second name never replaces one either.
+        if (link(from.c_str(), to.c_str()) != 0) return false;
+        unlink(from.c_str());
+    }
+    const FileDescriptor folder(::open(folderOf(to).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder.isOpen()) fsync(folder.get());
+    return true;
+}
 
 std::string temporaryPattern(const std::string& path, int* suffixLength, const std::string& mark) {
     const size_t slash = path.rfind('/');
@@ -136,7 +149,7 @@ std::optional<Failure> OutputFile::openAny(const std::string& path, bool force, 
 }
 
 std::optional<Failure> OutputFile::openFile(bool force) {
-    mFinalName = force ? resolved(mPath) : mPath;
+    mFinalName = force ? resolvedPath(mPath) : mPath;
     return mInPlace ? createInPlace(force) : openTemporary();
 }
 
@@ -211,21 +224,10 @@ std::optional<Failure> OutputFile::sync() const {
 }
 
 bool OutputFile::takeFinalName(bool replace) {
-    const char* from = mCurrentName.c_str();
-    const char* to = mFinalName.c_str();
-    if (replace) {
-        if (rename(from, to) != 0) return false;
-    } else if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) != 0) {
-        if (errno != EINVAL && errno != ENOSYS) return false;
-        // File systems without that call: a second name never replaces one either.
-        if (link(from, to) != 0) return false;
-        unlink(from);
-    }
+    if (!moveFile(mCurrentName, mFinalName, replace)) return false;
     mTemporary = false;
     mCurrentName = mFinalName;
     forget(this);
-    const FileDescriptor folder(::open(folderOf(to).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (folder.isOpen()) fsync(folder.get());
     return true;
 }
 

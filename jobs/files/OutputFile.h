@@ -87,4 +87,11 @@ class OutputFile {
 std::string temporaryPattern(const std::string& path, int* suffixLength,
                              const std::string& mark = ".part-XXXXXX");
 
+// The file that a symbolic link leads to, or `path` itself.
+std::string resolvedPath(const std::string& path);
+
+// Gives a file another name in its file system, durably; one that is there only if it is to be
+// replaced. False, with errno set, when it cannot.
+bool moveFile(const std::string& from, const std::string& to, bool replace);
+
 }  // namespace oxa::jobs

@@ -14,7 +14,10 @@ constexpr int64_t kWindowUs = 3'000'000;
 }  // namespace
 
 ProgressMeter::ProgressMeter(int64_t startUs, int64_t durationUs)
-    : mStart{startUs, 0, 0, std::nullopt}, mDurationUs(durationUs), mRecent{mStart} {}
+    : ProgressMeter({startUs, 0, 0, std::nullopt}, durationUs) {}
+
+ProgressMeter::ProgressMeter(const ProgressSample& start, int64_t durationUs)
+    : mStart(start), mDurationUs(durationUs), mRecent{mStart} {}
 
 Progress ProgressMeter::add(const ProgressSample& sample) {
     mRecent.push_back(sample);

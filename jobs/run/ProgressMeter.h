@@ -25,6 +25,8 @@ class ProgressMeter {
   public:
     // `durationUs` is the length of the source, not positive where unknown.
     ProgressMeter(int64_t startUs, int64_t durationUs);
+    // The same, where something is done already.
+    ProgressMeter(const ProgressSample& start, int64_t durationUs);
 
     Progress add(const ProgressSample& sample);
     // The same, with rates over the whole job.

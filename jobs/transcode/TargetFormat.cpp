@@ -45,6 +45,8 @@ void shapeOf(const Track& video, double* width, double* height) {
     if (video.rotationDegrees % 180 != 0) std::swap(*width, *height);
 }
 
+}  // namespace
+
 double encodedRate(const TranscodeOptions& options, const Track& video, int32_t deinterlace) {
     if (options.frameRate) return *options.frameRate;
     const Ratio& exact = video.exactFrameRate;
@@ -53,8 +55,6 @@ double encodedRate(const TranscodeOptions& options, const Track& video, int32_t 
                                 : video.frameRate.value_or(0);
     return deinterlace == 2 ? 2 * rate : rate;
 }
-
-}  // namespace
 
 Size uprightSize(const Track& video) {
     return fittingSize(video, std::nullopt);

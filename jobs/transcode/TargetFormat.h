@@ -18,6 +18,9 @@ Size uprightSize(const Track& video);
 // The same, and not larger than `frame`, if there is one.
 Size fittingSize(const Track& video, const std::optional<PictureFrame>& frame);
 
+// Pictures a second that are encoded; 0: not known.
+double encodedRate(const TranscodeOptions& options, const Track& video, int32_t deinterlace);
+
 // Nothing when what `options` asks for beyond EncodeOptions can be encoded; otherwise what cannot
 // (kOptions).
 std::optional<Failure> checkTarget(const TranscodeOptions& options);

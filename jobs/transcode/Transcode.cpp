@@ -8,11 +8,10 @@
 #include "encode/EncodeSetup.h"
 #include "run/JobContext.h"
 #include "tracks/PartChoice.h"
-#include "tracks/SourceTags.h"
 #include "tracks/SourceTracks.h"
-#include "tracks/TrackChoice.h"
-#include "transcode/TargetFormat.h"
 #include "transcode/TranscodeRun.h"
+#include "transcode/TranscodeSource.h"
+#include "transcode/TranscodeWork.h"
 #include "verify/OutputCheck.h"
 
 namespace oxa::jobs {
@@ -28,7 +27,7 @@ class TranscodeWork {
     TranscodeWork(const TranscodeOptions& options, JobContext& context)
         : mOptions(options),
           mContext(context),
-          mInput(&context.cancelled()),
+          mSource(options, context),
           mOutput(&context.cancelled()) {}
 
     Result run() {
@@ -41,11 +40,7 @@ class TranscodeWork {
 
   private:
     std::optional<Failure> work();
-    void chooseTarget();
     void tellToneMapping();
-    LeftBehind keepTags();
-    const Track* videoTrack() const { return mTracks.video ? &*mTracks.video : nullptr; }
-    const Track* audioTrack() const { return mTracks.audio ? &*mTracks.audio : nullptr; }
     std::optional<Failure> transcode();
     std::optional<Failure> verify();
     std::optional<Failure> complete(const TranscodeRun& run);
@@ -53,65 +48,38 @@ class TranscodeWork {
 
     const TranscodeOptions& mOptions;
     JobContext& mContext;
-    Container mContainer = Container::kMpeg2Ts;
-    InputFile mInput;
+    TranscodeSource mSource;
     OutputFile mOutput;
-    TrackChoice mTracks;
-    android::_AV_FORMAT_FORMAT mTarget = {};
     Result mResult;
 };
 
 std::optional<Failure> TranscodeWork::work() {
-    if (auto failure = setUpEncoding(mOptions, &mContainer)) return failure;
-    if (auto failure = checkTarget(mOptions)) return failure;
-    if (auto failure = mInput.open(mOptions.input)) return failure;
-    if (auto failure = chooseTracks(mInput, mOptions.only, mOptions.part, mContext, &mTracks))
-        return failure;
-    chooseTarget();
-    if (mTracks.video) {
-        if (auto failure = checkLevel(mOptions, *mTracks.video, mTarget)) return failure;
-    }
-    if (auto failure = refuseInput(mInput, mOptions.output, mOptions.outputDescriptor)) {
-        return failure;
-    }
-    if (auto failure = openOutput(mOptions, mContainer, WriteWay::kWhenComplete, &mOutput)) {
+    if (auto failure = mSource.open()) return failure;
+    if (auto failure =
+                openOutput(mOptions, mSource.container(), WriteWay::kWhenComplete, &mOutput)) {
         return failure;
     }
     if (mOptions.verify && (mOptions.outputDescriptor >= 0 || !mOutput.bytes())) {
         return Failure{FailureKind::kOptions, "only an output that is a file can be verified"};
     }
-    mContext.listener().onStart({tracksOf(mTracks), mContainer, keepTags()});
+    mContext.listener().onStart(mSource.started());
     tellToneMapping();
     return transcode();
 }
 
-void TranscodeWork::chooseTarget() {
-    mTarget = makeTargetFormat(mOptions, videoTrack(), audioTrack());
-}
-
 void TranscodeWork::tellToneMapping() {
-    const std::string transfer = mTracks.video ? mTracks.video->color.transfer : "";
+    const std::string transfer = mSource.video() != nullptr ? mSource.video()->color.transfer : "";
     if (transfer != kPq && transfer != kHlg) return;
     mContext.listener().onWarning(std::string("the picture is in HDR (") +
                                   (transfer == kPq ? "PQ" : "HLG") +
                                   ") and becomes BT.709, with its highlights toned down");
 }
 
-// Has the output say what the input says, and tells what is lost.
-LeftBehind TranscodeWork::keepTags() {
-    const auto input = host::inputDescription();
-    if (!input) return {};
-    if (!mOptions.keepsMetadata) return leftBehind(*input, mTracks, mOptions.only, nullptr);
-    const host::OutputTags tags = keptTags(*input, mTracks, mOptions.part, mContainer);
-    host::setOutputTags(tags);
-    return leftBehind(*input, mTracks, mOptions.only, &tags);
-}
-
 std::optional<Failure> TranscodeWork::transcode() {
-    setRates(mOptions, mTarget.channelCount);
-    TranscodeRun run(
-            {mInput, mOutput, mContainer, videoTrack(), audioTrack(), mTarget, mOptions.strict},
-            mContext);
+    setRates(mOptions, mSource.target().channelCount);
+    TranscodeRun run({mSource.input(), mOutput, mSource.container(), mSource.video(),
+                      mSource.audio(), mSource.target(), mOptions.strict},
+                     mContext);
     const auto failure = run.run();
     mResult.damaged = run.damaged();
     if (failure) return failure;
@@ -124,11 +92,12 @@ std::optional<Failure> TranscodeWork::transcode() {
 }
 
 std::optional<Failure> TranscodeWork::verify() {
-    const SignatureTracks tracks = {mTracks.video.has_value(), mTracks.audio.has_value()};
-    const PictureChanges changes = {mTarget.frameRate, mTarget.deinterlace};
+    const SignatureTracks tracks = {mSource.video() != nullptr, mSource.audio() != nullptr};
+    const PictureChanges changes = {mSource.target().frameRate, mSource.target().deinterlace};
     MediaSignature source;
     MediaSignature output;
-    if (auto failure = readSignature(mInput, tracks, changes, mContext.cancelled(), &source)) {
+    if (auto failure =
+                readSignature(mSource.input(), tracks, changes, mContext.cancelled(), &source)) {
         return failure;
     }
     forgetPart();
@@ -137,7 +106,7 @@ std::optional<Failure> TranscodeWork::verify() {
     if (auto failure = readSignature(file, tracks, {}, mContext.cancelled(), &output)) {
         return failure;
     }
-    if (mContainer == Container::kMpeg2Ts) alignToPictures(source, &output);
+    if (mSource.container() == Container::kMpeg2Ts) alignToPictures(source, &output);
     const std::string difference = differenceOf(source, output);
     mResult.verified = difference.empty();
     if (mResult.verified) return std::nullopt;
@@ -173,11 +142,15 @@ void TranscodeWork::summarize(const TranscodeRun& run) {
 
 }  // namespace
 
+Result transcode(const TranscodeOptions& options, JobContext& context) {
+    return TranscodeWork(options, context).run();
+}
+
 Transcode::Transcode(TranscodeOptions options, JobListener* listener)
     : Job(listener), mOptions(std::move(options)) {}
 
 Result Transcode::work(JobContext& context) {
-    return TranscodeWork(mOptions, context).run();
+    return transcode(mOptions, context);
 }
 
 }  // namespace oxa::jobs

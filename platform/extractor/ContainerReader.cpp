@@ -144,7 +144,9 @@ bool ContainerReader::isAnyEncrypted() const {
 void ContainerReader::listTracks() {
     const std::vector<unsigned> chosen = chooseTracks(*mContext);
     mFileStartUs = tracksStartUs(*mContext, chosen);
-    oxa::host::reportInputDescription(describeFile(*mContext, chosen, mFileStartUs));
+    oxa::host::InputDescription description = describeFile(*mContext, chosen, mFileStartUs);
+    description.mayJump = canJump(*mContext);
+    oxa::host::reportInputDescription(std::move(description));
     mStartUs = mFileStartUs + mWindow.startUs();
     for (size_t number = 0; number < chosen.size() && number < limits::kMaxTracks; ++number) {
         const unsigned index = chosen[number];

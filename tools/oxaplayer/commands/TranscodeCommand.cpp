@@ -5,45 +5,43 @@
 
 #include "arguments/Arguments.h"
 #include "arguments/ParsedOption.h"
+#include "arguments/TranscodeArguments.h"
 
 namespace oxaplayer {
 
 CLI::App* TranscodeCommand::define(CLI::App& app) {
     CLI::App* transcode = app.add_subcommand(
             "transcode", "Turn a file into AVC and AAC in MP4 or an MPEG transport stream");
-    transcode->add_option("INPUT", mOptions.input, "A media file")->required()->type_name("");
-    addPartOptions(*transcode, &mOptions.part);
-    addEncodeOptions(*transcode, &mOptions);
-    addIndexOption(*transcode, &mOptions);
-    addParsedOption(*transcode, "--max-size", &mOptions.maxSize, parseMaxSize, "WxH|NAME",
-                    "Make a larger picture fit into this size, such as 1280x720 or 720p, in its "
-                    "shape",
-                    "WxH, from 16 to 8192, or a name from 240p to 2160p");
-    transcode->get_option("--max-size")->excludes(transcode->get_option("--size"));
-    addParsedOption(*transcode, "--profile", &mOptions.profile, parseProfile, "NAME",
-                    "AVC profile (default: the encoder's choice)", "baseline, main or high");
-    addParsedOption(*transcode, "--level", &mOptions.level, parseLevel, "N.N",
-                    "AVC level (default: the encoder's choice)", "a level from 1.0 to 5.2");
-    addParsedOption(*transcode, "--audio-rate", &mOptions.audioRate, parseAacSampleRate, "HZ",
-                    "Sample rate of the sound (default: the source's)",
-                    "a rate that AAC has, from 8000 to 96000");
+    addTranscodeOptions(*transcode, &mOptions);
+    CLI::Option* resumable = transcode->add_flag(
+            "--resumable", mIsResumable,
+            "Keep parts in OUTPUT.parts meanwhile, with which the same command goes on");
     addParsedOption(
-            *transcode, "--audio-channels", &mOptions.audioChannels,
-            [](const std::string& text) { return parseWholeNumber(text, 1, 6); }, "N",
-            "Channels of the sound (default: the source's, at most 6)", "1 to 6");
-    transcode->add_flag_callback(
-            "--no-metadata", [this] { mOptions.keepsMetadata = false; },
-            "Leave out title, artist, date, comment, languages and chapters");
-    transcode->add_flag("--strict", mOptions.strict,
-                        "Fail, and leave nothing, if INPUT is damaged");
-    transcode->add_flag("--verify", mOptions.verify,
-                        "Compare the output with INPUT before it takes its name");
+            *transcode, "--jobs", &mOptions.jobs,
+            [](const std::string& text) { return parseWholeNumber(text, 1, 64); }, "N",
+            "Parts at once (default: one for each processor, at most 8)", "1 to 64");
+    transcode->get_option("--jobs")->needs(resumable);
     return transcode;
 }
 
 std::unique_ptr<Job> TranscodeCommand::makeJob() {
     mOptions.outputDescriptor = takeStandardOutput();
+    if (mIsResumable) return std::make_unique<TranscodeInParts>(mOptions, this);
     return std::make_unique<Transcode>(mOptions, this);
+}
+
+void TranscodeCommand::onCancelling() {
+    if (!mIsResumable) MediaFileCommand::onCancelling();
+}
+
+std::string TranscodeCommand::causeOf(const Result& result) const {
+    if (!mIsResumable || result.failure.kind != FailureKind::kCancelled) {
+        return MediaFileCommand::causeOf(result);
+    }
+    const std::string text = result.failure.text;
+    const size_t colon = text.find(": ");
+    if (colon == std::string::npos) return "interrupted, nothing was written";
+    return "interrupted" + text.substr(colon) + ", with which the same command goes on";
 }
 
 }  // namespace oxaplayer

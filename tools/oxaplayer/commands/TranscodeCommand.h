@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include <oxa/jobs/Transcode.h>
+#include <oxa/jobs/TranscodeInParts.h>
 
 #include "frame/MediaFileCommand.h"
 
@@ -20,9 +20,12 @@ class TranscodeCommand : public MediaFileCommand {
 
   private:
     std::unique_ptr<Job> makeJob() override;
+    std::string causeOf(const Result& result) const override;
+    void onCancelling() override;
     std::string input() const override { return mOptions.input; }
 
-    TranscodeOptions mOptions;
+    TranscodeInPartsOptions mOptions;
+    bool mIsResumable = false;
 };
 
 }  // namespace oxaplayer

@@ -6,6 +6,7 @@
 #include "commands/CameraCommand.h"
 #include "commands/ContactSheetCommand.h"
 #include "commands/JoinCommand.h"
+#include "commands/PlanCommand.h"
 #include "commands/PlayCommand.h"
 #include "commands/ProbeCommand.h"
 #include "commands/RecordCommand.h"
@@ -18,6 +19,7 @@ std::vector<std::unique_ptr<Command>> makeCommands() {
     std::vector<std::unique_ptr<Command>> commands;
     commands.push_back(std::make_unique<TranscodeCommand>());
     commands.push_back(std::make_unique<RemuxCommand>());
+    commands.push_back(std::make_unique<PlanCommand>());
     commands.push_back(std::make_unique<JoinCommand>());
     commands.push_back(std::make_unique<PlayCommand>());
     commands.push_back(std::make_unique<RecordCommand>());

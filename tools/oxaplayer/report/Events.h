@@ -25,6 +25,7 @@ class EventWriter {
     // Writes to `descriptor`, which stays the caller's.
     explicit EventWriter(int descriptor) : mDescriptor(descriptor) {}
 
+    bool isOpen() const { return mDescriptor >= 0; }
     // Writes {"event": name, ...fields}. A reader that has gone away ends the events, not the job.
     void write(const std::string& name, const Json& fields);
 

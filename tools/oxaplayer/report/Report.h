@@ -21,6 +21,8 @@ class Report {
     // is written there.
     Report(const std::string& command, const CommonOptions& common, int eventDescriptor);
 
+    // Whether there are events at all.
+    bool hasEvents() const { return mEvents.isOpen(); }
     void event(const std::string& name, const Json& fields);
     void note(const std::string& text);
     void warning(const std::string& text);

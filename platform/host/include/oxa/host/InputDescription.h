@@ -50,6 +50,8 @@ struct InputDescription {
     std::vector<InputStream> streams;                           // all, in the file's order
     std::vector<std::pair<std::string, std::string>> metadata;  // of the file: "title"
     std::vector<InputChapter> chapters;
+    // Whether its clock may jump in the middle, which is known when all of it has been read.
+    bool mayJump = false;
 };
 
 // The file that was opened last in the caller's session (oxa/host/Session.h), by an extractor, as

@@ -1,0 +1,322 @@
+// Copyright 2026 The Oxa Authors
+// SPDX-License-Identifier: Apache-2.0
+
+// One film in parts: by the commands that are printed, and on one machine with what a job that was
+// ended has left.
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include "cli/PlayerProgram.h"
+#include "support/MediaProbe.h"
+#include "support/Pictures.h"
+#include "support/SampleList.h"
+#include "support/Test.h"
+
+namespace oxa::test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr int64_t kExactUs = 1000;
+
+ClipOptions clipOf(const std::string& extension, double seconds) {
+    ClipOptions clip;
+    clip.extension = extension;
+    clip.seconds = seconds;
+    clip.frameRateNum = 30;
+    clip.videoArguments = {"-preset", "ultrafast", "-bf", "3", "-g", "75"};
+    return clip;
+}
+
+// Pauses of different lengths, and two pictures of three at half the rate.
+std::string variableRateClip(const std::string& extension) {
+    ClipOptions clip = clipOf(extension, 12);
+    clip.videoFilter = "select='not(between(mod(n,100),40,52))*not(eq(mod(n,3),1))'";
+    clip.outputArguments = {"-fps_mode", "vfr"};
+    return testClip(clip);
+}
+
+std::vector<int64_t> timesOf(std::vector<StoredSample> samples, int64_t originUs) {
+    std::vector<int64_t> times;
+    for (const StoredSample& sample : samples)
+        times.push_back(sample.timeUs - originUs);
+    return times;
+}
+
+int64_t bytesOf(const std::vector<StoredSample>& samples) {
+    int64_t bytes = 0;
+    for (const StoredSample& sample : samples)
+        bytes += static_cast<int64_t>(sample.data.size());
+    return bytes;
+}
+
+void expectNear(const std::vector<int64_t>& times, const std::vector<int64_t>& wanted) {
+    ASSERT_EQ(times.size(), wanted.size());
+    for (size_t i = 0; i < times.size(); ++i)
+        ASSERT_NEAR(times[i], wanted[i], kExactUs) << i;
+}
+
+// Number and times of pictures, and all of the sound.
+void expectSameFilm(const std::string& film, const std::string& single) {
+    const auto pictures = pictureSamples(film);
+    const auto wanted = pictureSamples(single);
+    ASSERT_EQ(pictures.empty(), wanted.empty());
+    const auto sound = soundSamples(film);
+    const auto wantedSound = soundSamples(single);
+    ASSERT_EQ(sound.size(), wantedSound.size());
+    for (size_t i = 0; i < sound.size(); ++i)
+        ASSERT_TRUE(sound[i].data == wantedSound[i].data) << i;
+    const int64_t originUs = wanted.empty() ? 0 : wanted[0].timeUs;
+    expectNear(timesOf(pictures, originUs), timesOf(wanted, originUs));
+    expectNear(timesOf(sound, originUs), timesOf(wantedSound, originUs));
+}
+
+class PartsCliTest : public testing::Test {
+  protected:
+    using Words = std::vector<std::string>;
+
+    std::string film(const std::string& extension) const {
+        return mFolder.file("a film's." + extension);
+    }
+
+    std::string transcodedAtOnce(const std::string& source, const std::string& extension,
+                                 const Words& options) const {
+        const std::string single = mFolder.file("single." + extension);
+        const auto result = runPlayer(
+                joined({"transcode", source, "-o", single, "--quiet", "--force"}, options));
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        return single;
+    }
+
+    // What the shell makes of a plan.
+    static ProcessResult runPlan(const std::string& plan) {
+        const std::string folder = fs::path(OXA_PLAYER_PROGRAM).parent_path();
+        return ProcessRunner({"sh", "-e", "-c", "PATH=$1:$PATH; eval \"$0\"", plan, folder}).run();
+    }
+
+    TempDir mFolder;
+};
+
+struct PlanCase {
+    const char* name;
+    std::function<std::string()> source;
+    const char* extension;
+    std::vector<std::string> options;
+    size_t parts;
+};
+
+void PrintTo(const PlanCase& test, std::ostream* out) {
+    *out << test.name;
+}
+
+class PlanCliTest : public PartsCliTest, public testing::WithParamInterface<PlanCase> {};
+
+TEST_P(PlanCliTest, makesWhatOneTranscodeMakes) {
+    const PlanCase& test = GetParam();
+    const std::string source = test.source();
+    const std::string single = transcodedAtOnce(source, test.extension, test.options);
+    const auto plan = runPlayer(joined({"plan", source, "-o", film(test.extension), "--quiet",
+                                        "--parts", std::to_string(test.parts)},
+                                       test.options));
+    ASSERT_EQ(plan.exitCode, 0) << plan.err;
+    const bool hasBoth = !soundSamples(single).empty() && !pictureSamples(single).empty();
+    EXPECT_EQ(linesOf(plan.out).size(), test.parts + (hasBoth ? 2 : 1)) << plan.out;
+    const auto result = runPlan(plan.out);
+    ASSERT_EQ(result.exitCode, 0) << plan.out << result.err;
+    expectSameFilm(film(test.extension), single);
+    if (test.parts == 1) return;
+    const auto bytes = static_cast<double>(bytesOf(pictureSamples(single)));
+    EXPECT_NEAR(bytesOf(pictureSamples(film(test.extension))), bytes, 0.03 * bytes);
+    EXPECT_GT(comparePictures(single, film(test.extension)).mean.y, 38);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Films, PlanCliTest,
+        testing::Values(
+                PlanCase{"reordered", [] { return testClip(clipOf("mp4", 12)); }, "mp4", {}, 3},
+                PlanCase{"streamThatBeginsLate",
+                         [] {
+                             ClipOptions clip = clipOf("ts", 12);
+                             clip.outputArguments = {"-output_ts_offset", "7"};
+                             return testClip(clip);
+                         },
+                         "ts",
+                         {"--keyframe-interval", "1", "--start", "1.51", "--end", "11.3"},
+                         4},
+                PlanCase{"variableRate",
+                         [] { return variableRateClip("mkv"); },
+                         "mp4",
+                         {"--max-size", "240p"},
+                         3},
+                PlanCase{"variableRateTs", [] { return variableRateClip("mp4"); }, "ts", {}, 2},
+                PlanCase{"fewerPictures",
+                         [] { return testClip(clipOf("mkv", 12)); },
+                         "mp4",
+                         {"--fps", "25"},
+                         3},
+                PlanCase{"morePictures",
+                         [] { return mediaPath("car_432p_12fps.mp4"); },
+                         "ts",
+                         {"--fps", "30", "--keyframe-interval", "1", "--size", "320x180"},
+                         3},
+                PlanCase{"bitRate",
+                         [] { return testClip(clipOf("mp4", 24)); },
+                         "mp4",
+                         {"--video-bitrate", "400k", "--preset", "fast"},
+                         2},
+                PlanCase{"lateSound",
+                         [] { return mediaPath("friday_audio_starts_1200ms.mp4"); },
+                         "mp4",
+                         {"--keyframe-interval", "1"},
+                         2},
+                PlanCase{"latePictures",
+                         [] { return mediaPath("friday_video_starts_1s.mp4"); },
+                         "ts",
+                         {"--keyframe-interval", "1"},
+                         2},
+                PlanCase{"soundAlone", [] { return mediaPath("roar.mp3"); }, "mp4", {}, 1},
+                PlanCase{"picturesAlone",
+                         [] { return testClip(clipOf("mp4", 12)); },
+                         "mp4",
+                         {"--only", "video"},
+                         2}),
+        [](const auto& test) { return test.param.name; });
+
+// Each piece has a clock of its own, as in a recording of a broadcast that was cut.
+TEST_F(PartsCliTest, filmWhoseClockJumpsIsMadeInOnePart) {
+    const std::string source = mFolder.file("jumps.ts");
+    std::ofstream joinedPieces(source, std::ios::binary);
+    for (const char* offset : {"10", "50"}) {
+        ClipOptions clip = clipOf("ts", 5);
+        clip.outputArguments = {"-output_ts_offset", offset};
+        joinedPieces << readFile(testClip(clip));
+    }
+    joinedPieces.close();
+    const auto plan = runPlayer({"plan", source, "-o", film("mp4"), "--part-length", "2"});
+    EXPECT_EQ(plan.exitCode, 0);
+    EXPECT_THAT(plan.err, HasSubstr("its clock jumps: it is made in one part"));
+    EXPECT_EQ(linesOf(plan.out).size(), 3u) << plan.out;
+}
+
+TEST_F(PartsCliTest, planRefusesWhatMakesNoFileAndNamesTheRest) {
+    const std::string source = mediaPath("car_432p_12fps.mp4");
+    const struct {
+        Words options;
+        int exitCode;
+        const char* text;
+    } kCases[] = {
+            {{"plan", source, "-o", "-", "--parts", "2"}, 2, "'-' is no file"},
+            {{"plan", "-", "-o", film("mp4"), "--parts", "2"}, 2, "standard input"},
+            {{"plan", source, "-o", film("mp4")}, 2, "number of parts or their length"},
+            {{"plan", source, "-o", film("mp4"), "--parts", "0"}, 2, "--parts '0': expected 1 to"},
+            {{"plan", source, "-o", film("mp4"), "--parts", "2", "--level", "1.0"},
+             2,
+             "level '1.0'"},
+            {{"transcode", source, "-o", "/dev/null", "--resumable", "--format", "ts"},
+             2,
+             "'/dev/null' is no file"},
+            {{"transcode", source, "-o", film("mp4"), "--jobs", "2"}, 2, "requires --resumable"},
+    };
+    for (const auto& test : kCases) {
+        const auto result = runPlayer(test.options);
+        EXPECT_EQ(result.exitCode, test.exitCode) << result.err;
+        EXPECT_THAT(result.err, HasSubstr(test.text));
+    }
+    EXPECT_THAT(namesIn(mFolder.path()), IsEmpty());
+}
+
+// ---- On one machine, with what is there already -------------------------------------------------
+
+class ResumableCliTest : public PartsCliTest {
+  protected:
+    Words command(const Words& more = {}) const {
+        return joined(
+                {"transcode", mSource, "-o", film("mp4"), "--resumable", "--jobs", "1", "--json"},
+                more);
+    }
+
+    // Ended once so many files are complete in the folder; tells what it said.
+    ProcessResult endWhenComplete(const std::string& signal, int files) const {
+        return ProcessRunner(
+                       joined({"bash", "-c",
+                               "parts=$0 signal=$1 files=$2; shift 2; \"$@\" & job=$!; "
+                               "complete() { find \"$parts\" -name '*.mp4' ! -name '*.work.*' "
+                               "2>/dev/null | wc -l; }; "
+                               "until [ -d \"$parts\" ] && [ $(complete) -ge $files ]; do "
+                               "kill -0 $job || exit 99; sleep 0.01; done; "
+                               "kill -$signal $job; wait $job",
+                               mParts, signal, std::to_string(files), OXA_PLAYER_PROGRAM},
+                              command()))
+                .run();
+    }
+
+    TempDir mFolderOfSource;
+    const std::string mSource = copyOfClip();
+    const std::string mParts = film("mp4") + ".parts";
+
+  private:
+    std::string copyOfClip() const {
+        const std::string copy = mFolderOfSource.file("source.mp4");
+        fs::copy(testClip(clipOf("mp4", 60)), copy);
+        return copy;
+    }
+};
+
+TEST_F(ResumableCliTest, killedAgainAndAgainItEndsAsIfItHadNotBeen) {
+    ASSERT_EQ(runPlayer(command()).exitCode, 0);
+    const std::string uninterrupted = mFolder.file("uninterrupted.mp4");
+    fs::rename(film("mp4"), uninterrupted);
+    expectSameFilm(uninterrupted, transcodedAtOnce(mSource, "mp4", {}));
+
+    for (const int files : {0, 1, 3})
+        EXPECT_EQ(endWhenComplete("KILL", files).exitCode, 128 + SIGKILL) << files;
+    const auto stopped = endWhenComplete("INT", 4);
+    EXPECT_EQ(stopped.exitCode, 130);
+    EXPECT_THAT(stopped.out, HasSubstr("4 of 5 parts are complete in"));
+    EXPECT_FALSE(fs::exists(film("mp4")));
+    const auto result = runPlayer(command());
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(readFile(film("mp4")) == readFile(uninterrupted), true);
+    EXPECT_FALSE(fs::exists(mParts));
+}
+
+TEST_F(ResumableCliTest, partsOfAnotherInputOrWithOtherOptionsAreNotUsed) {
+    ASSERT_EQ(endWhenComplete("KILL", 1).exitCode, 128 + SIGKILL);
+    const auto expectRefusal = [&](const Words& options, const std::string& text) {
+        const auto result = runPlayer(command(options));
+        EXPECT_EQ(result.exitCode, 2) << result.out;
+        EXPECT_THAT(result.out, AllOf(HasSubstr(mParts), HasSubstr(text)));
+        EXPECT_TRUE(fs::exists(mParts + "/sound.mp4"));
+    };
+    expectRefusal({"--quality", "30"}, "quality was 23 and is 30");
+    expectRefusal({"--end", "50"}, "end was not given and is 50000000");
+    fs::last_write_time(mSource, fs::file_time_type::clock::now());
+    expectRefusal({}, "the input has changed");
+    fs::remove_all(mParts);
+    EXPECT_EQ(runPlayer(command({"--end", "3", "--preset", "ultrafast"})).exitCode, 0);
+}
+
+// What a kill leaves in the last moments, and what somebody else has in a folder of that name.
+TEST_F(ResumableCliTest, folderThatIsLeftIsTakenAwayAndAnotherOnesIsNot) {
+    const Words shorter = {"--end", "3", "--preset", "ultrafast"};
+    ASSERT_EQ(runPlayer(command(shorter)).exitCode, 0);
+    EXPECT_EQ(runPlayer(command(shorter)).exitCode, 4);
+    fs::create_directory(mParts);
+    EXPECT_EQ(runPlayer(command(shorter)).exitCode, 0);
+    EXPECT_FALSE(fs::exists(mParts));
+    fs::create_directory(mParts);
+    std::ofstream(mParts + "/notes") << "mine";
+    const auto result = runPlayer(command(joined(shorter, {"--force"})));
+    EXPECT_EQ(result.exitCode, 4);
+    EXPECT_THAT(result.out, HasSubstr("are no parts"));
+    EXPECT_THAT(namesIn(mParts), ElementsAre("notes"));
+}
+
+}  // namespace
+}  // namespace oxa::test
