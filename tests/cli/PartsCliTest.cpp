@@ -117,6 +117,17 @@ void PrintTo(const PlanCase& test, std::ostream* out) {
 
 class PlanCliTest : public PartsCliTest, public testing::WithParamInterface<PlanCase> {};
 
+// Mean PSNR of the brightness, in dB.
+double likeness(const std::string& a, const std::string& b) {
+    const std::vector<Image> first = decodePictures(a);
+    const std::vector<Image> second = decodePictures(b);
+    const size_t count = std::min(first.size(), second.size());
+    double sum = 0;
+    for (size_t i = 0; i < count; ++i)
+        sum += psnrOf(meanSquareError(first[i].planes[0], second[i].planes[0]));
+    return count == 0 ? 0 : sum / static_cast<double>(count);
+}
+
 TEST_P(PlanCliTest, makesWhatOneTranscodeMakes) {
     const PlanCase& test = GetParam();
     const std::string source = test.source();
@@ -133,7 +144,7 @@ TEST_P(PlanCliTest, makesWhatOneTranscodeMakes) {
     if (test.parts == 1) return;
     const auto bytes = static_cast<double>(bytesOf(pictureSamples(single)));
     EXPECT_NEAR(bytesOf(pictureSamples(film(test.extension))), bytes, 0.03 * bytes);
-    EXPECT_GT(comparePictures(single, film(test.extension)).mean.y, 38);
+    EXPECT_GT(likeness(single, film(test.extension)), 38);
 }
 
 INSTANTIATE_TEST_SUITE_P(
