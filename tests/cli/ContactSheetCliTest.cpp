@@ -41,9 +41,7 @@ ProcessRunner sheet(const std::string& film, const std::string& output,
 TEST(ContactSheet, cellsShowTheirTimes) {
     const struct {
         const char* extension;
-        int columns;
-        int rows;
-        int width;
+        int columns, rows, width;
     } kSheets[] = {{"mp4", 4, 2, 640}, {"ts", 3, 2, 500}, {"mkv", 1, 5, 160}};
     for (const auto& test : kSheets) {
         SCOPED_TRACE(test.extension);

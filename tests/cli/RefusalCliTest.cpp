@@ -45,24 +45,19 @@ TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
     const std::string toPng = " -o " + outputs.file("sheet.png");
     const std::string clip = "transcode " + mediaPath("bunny_480i_tff_mpeg2_mp2.ts");
     const std::string film = "contact-sheet " + oneFrameVideo();
+    const std::string play = "play " + mediaPath("roar.mp3");
     const std::string garbage = garbageFile(50'000);
-    const std::string empty = inputs.file("empty.mp4");
     const std::string text = inputs.file("text.mp4");
     const std::string pipe = inputs.file("pipe.mp4");
-    ASSERT_TRUE(writeFile(text, "This is a text.\n") && writeFile(empty, ""));
+    ASSERT_TRUE(writeFile(text, "This is a text.\n"));
     runOrDie({"mkfifo", pipe});
     const std::string cut = truncateClip(mediaPath("friday_480p_audio_first.mp4"), 0.0005);
     const Refusal kRefusals[] = {
             {"probe x.mp4", 3, " cannot open 'x.mp4': No such file or directory\n"},
-            {"probe " + inputs.path(), 3, "'" + inputs.path() + "'"},
-            {"probe " + empty, 3, "'" + empty + "'"},
-            {"probe " + garbage, 3, "'" + garbage + "'"},
-            {"probe /dev/zero", 3, "'/dev/zero'"},
             // What is shown may come from a file and must not steer the terminal.
             {"probe no\x1b[2Jsuch\x07\xc2\x9bnext\xc3\xa9", 3, "'no?[2Jsuch?\xc2\xbfnext\xc3\xa9'"},
 
             {"transcode x.mp4" + toMp4, 3, "No such file"},
-            {"transcode " + text + toMp4, 3, "'" + text + "'"},
             {"transcode " + pipe + toMp4, 3, "'" + pipe + "'"},
             {"transcode " + cut + toMp4, 3, "'" + cut + "'"},
             {"transcode " + mediaPath("bunny_480p_hevc.mp4") + toMp4 + " --only audio", 3,
@@ -80,7 +75,12 @@ TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
             {clip + toMp4 + " --level 3.2 --video-bitrate 21M --profile main", 2, "expected 4.1"},
             {clip + toMp4 + " --level 5.2 --size 8192x8192", 2, "no level is enough"},
             {clip + toMp4 + " --quality 20 --video-bitrate 1M", 2, "excludes"},
-            {"play " + mediaPath("roar.mp3") + " --start 1h", 3, "not after 3600.000 s"},
+            {play + " --start 1h", 3, "not after 3600.000 s"},
+            {"play " + garbage, 3, "'" + garbage + "'"},
+            {play + " --only video", 3, "no picture"},
+            {play + " --display tv", 2, "window, null or png:DIR"},
+            {"play " + oneFrameVideo() + " --display png:/nowhere/x", 4, "/nowhere/x"},
+            {play + " --sound wav:/nowhere/x.wav", 4, "/nowhere/x.wav"},
             {clip + " -o " + outputs.file("none/out.mp4"), 4, "No such file or directory"},
             {clip + " -o " + text + "/out.mp4", 4, "Not a directory"},
             {clip + " -o /proc/out.mp4", 4, "/proc/out.mp4"},
@@ -89,7 +89,6 @@ TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
             {clip + " -o - --format mp4", 4, "--format ts"},
 
             {"contact-sheet none.mp4" + toPng, 3, "No such file"},
-            {"contact-sheet " + garbage + toPng, 3, "cannot read"},
             {"contact-sheet " + mediaPath("roar.mp3") + toPng, 3, "no picture that can be decoded"},
             {film + " -o /none/x.png", 4, "No such file"},
             {film + toPng + " --columns 20 --width 64", 2, "make no sheet"},

@@ -73,14 +73,5 @@ TEST_P(TrackOrderTest, tracksOfAnInterruptedJobEndTogether) {
     }
 }
 
-TEST(TrackOrderPipeTest, tracksLieTogetherInAPipe) {
-    const ProcessResult result =
-            runPlayer({"transcode", mediaPath("flower_540p_h264_aac.mp4"), "-o", "-", "--quiet"});
-    ASSERT_EQ(result.exitCode, 0) << result.err;
-    TempDir folder;
-    ASSERT_TRUE(writeFile(folder.file("out.ts"), result.out));
-    EXPECT_LE(largestLeadUs(folder.file("out.ts")), 500'000);
-}
-
 }  // namespace
 }  // namespace oxa::test

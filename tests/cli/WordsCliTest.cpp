@@ -123,9 +123,7 @@ TEST_F(WordsCliTest, outputsAreNamedAsPeopleDo) {
     const struct {
         const char* options;
         int exitCode;
-        const char* err;
-        const char* file;
-        const char* format;
+        const char *err, *file, *format;
     } kOutputs[] = {{"-o a.MTS", 0, "a.MTS: 0.1 s, 1 picture,", "a.MTS", "mpegts"},
                     {"-o a.m2ts", 0, "1 picture,", "a.m2ts", "mpegts"},
                     {"-o a.M4V", 0, "1 picture,", "a.M4V", "mp4"},

@@ -59,9 +59,7 @@ class HdmiStage : public CameraStage {
 TEST(CameraRecorderTest, PrepareTellsWhetherTheCameraHasTheFormat) {
     const struct {
         bool hdmi;
-        int width;
-        int height;
-        int frameRate;
+        int width, height, frameRate;
         status_t expected;
     } kCases[] = {{false, 160, 120, 30, OK},       {false, 123, 45, 30, BAD_VALUE},
                   {false, 0, 0, 30, BAD_VALUE},    {false, 160, 120, 29, OK},

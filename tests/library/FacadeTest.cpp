@@ -303,8 +303,7 @@ TEST(FacadeTest, TheLongestWaitIsLong) {
 TEST(FacadeTest, OutputsThatCannotBeMadeAreRefused) {
     const std::string longName(4096, 'x');  // is not cut
     struct {
-        int type;
-        int format;
+        int type, format;
         const char* name;
         status_t expected;
     } const kOutputs[] = {

@@ -23,10 +23,7 @@ constexpr int64_t kFirstUs = 7000000;
 
 struct Block {
     int64_t timeUs;
-    int32_t size;
-    int32_t channels;
-    int32_t sampleRate;
-    int32_t state;
+    int32_t size, channels, sampleRate, state;
 };
 
 // Gives the blocks of a list, and then none; takes the service's place while it lives.

@@ -32,8 +32,7 @@ constexpr std::chrono::seconds kStopLimit{20};
 constexpr std::chrono::seconds kFewSeconds{5};
 
 struct FaultCase : Named {
-    bool hdmi;
-    bool pictureEnds;
+    bool hdmi, pictureEnds;
     void (*strike)(LiveJob* job);
 };
 

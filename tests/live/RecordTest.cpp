@@ -147,11 +147,12 @@ constexpr int kStep = 4;
 constexpr int kNumbers = 50;
 
 // Grey pictures whose brightness tells their number, and some sound.
-std::string numberedSignal(int frameRate, int width, int height) {
+std::string numberedSignal(int frameRate, int width, int height, const std::string& filter) {
     return "nullsrc=size=16x16:rate=" + std::to_string(frameRate) + ",format=yuv420p,geq=lum='" +
            std::to_string(kDarkest) + "+" + std::to_string(kStep) + "*mod(N\\," +
            std::to_string(kNumbers) + ")':cb=128:cr=128,scale=" + std::to_string(width) + ":" +
-           std::to_string(height) + ":flags=neighbor,setsar=1[out0];sine=sample_rate=48000[out1]";
+           std::to_string(height) + ":flags=neighbor,setsar=1" + filter +
+           "[out0];sine=sample_rate=48000[out1]";
 }
 
 int numberOf(const Image& image) {
@@ -159,10 +160,8 @@ int numberOf(const Image& image) {
 }
 
 struct RateCase : Named {
-    int sourceRate;
-    int recordedRate;
-    int width;
-    int height;
+    int sourceRate, recordedRate, width, height;
+    const char* filter = "";  // of the signal's pictures
 };
 class RateTest : public testing::TestWithParam<RateCase> {};
 
@@ -170,7 +169,7 @@ TEST_P(RateTest, keepsExactlyEveryNthPicture) {
     const RateCase& rates = GetParam();
     const TempDir folder;
     LiveOptions live;
-    live.source = numberedSignal(rates.sourceRate, rates.width, rates.height);
+    live.source = numberedSignal(rates.sourceRate, rates.width, rates.height, rates.filter);
     live.width = rates.width;
     live.height = rates.height;
     live.frameRate = rates.recordedRate;
@@ -203,7 +202,9 @@ TEST_P(RateTest, keepsExactlyEveryNthPicture) {
 INSTANTIATE_TEST_SUITE_P(Rates, RateTest,
                          testing::Values(RateCase{"From30To15", 30, 15, 320, 240},
                                          RateCase{"From30To10", 30, 10, 320, 240},
-                                         RateCase{"From60To30", 60, 30, 1280, 720}),
+                                         RateCase{"From60To30", 60, 30, 1280, 720},
+                                         RateCase{"FullRange", 30, 15, 320, 240,
+                                                  ",scale=out_range=full,format=yuvj420p"}),
                          rowName<RateCase>);
 
 }  // namespace

@@ -2,15 +2,12 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <fcntl.h>
-#include <oxa/host/HdmiSound.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <iostream>
-#include <random>
 
 #include "live/LiveJob.h"
-#include "support/LibraryJob.h"
 #include "support/LogCapture.h"
 #include "support/MediaProbe.h"
 #include "support/Test.h"
@@ -21,8 +18,6 @@ namespace oxa::test {
 namespace {
 
 using std::chrono::milliseconds;
-
-// ---- Switched on and off ------------------------------------------------------------------------
 
 constexpr std::chrono::seconds kSwitchLimit{60};
 // Longer than the second that a default name tells.
@@ -107,27 +102,6 @@ TEST_P(SwitchTest, eachRecordingIsAFileFromZeroWhileThePreviewGoesOn) {
               << " ms\n";
 }
 
-// A second switch on changes nothing, and the cleanup finishes the file.
-TEST_P(SwitchTest, quickSwitchesDamageNothing) {
-    LiveJob job(sourceOf(GetParam()));
-    const Watchdog watchdog("switching quickly", kSwitchLimit);
-    ASSERT_NO_FATAL_FAILURE(job.start());
-    ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
-    for (int pause : {0, 10, 100}) {
-        SCOPED_TRACE(std::to_string(pause) + " ms");
-        ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS));
-        ASSERT_NO_FATAL_FAILURE(job.recordAnew(milliseconds(pause)));
-    }
-    ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS / 2));
-    ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
-    ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS));
-    job.cleanUp();
-    const std::vector<std::string> files = job.defaultRecordings();
-    EXPECT_EQ(files.size(), 4U);
-    for (const std::string& file : files)
-        expectWholeFromZero(file, kShortRecordingS);
-}
-
 // A descriptor is good for one recording: the client would not know what a second one overwrites.
 TEST_P(SwitchTest, aDescriptorIsClosedWithItsRecording) {
     const TempDir folder;
@@ -157,32 +131,6 @@ TEST_P(SwitchTest, aDescriptorIsClosedWithItsRecording) {
     expectWholeFromZero(output, kShortRecordingS);
 }
 
-// What a client may say before anything records; each row ends with recording on.
-TEST_P(SwitchTest, switchesBeforeARecordingDoNotLoseIt) {
-    const TempDir folder;
-    using Switches = std::vector<bool>;
-    const std::pair<Switches, Switches> kCases[] = {// before start() and after it
-                                                    {{}, {false, true}},
-                                                    {{true, false}, {true}},
-                                                    {{true}, {}},
-                                                    {{false, true, true}, {}}};
-    for (const auto& [before, after] : kCases) {
-        SCOPED_TRACE(std::to_string(&before - &kCases[0].first));
-        LiveOptions live = sourceOf(GetParam());
-        live.output = folder.file("out.mp4");
-        LiveJob job(live);
-        ASSERT_NO_FATAL_FAILURE(job.prepare());
-        for (const bool on : before)
-            ASSERT_NO_FATAL_FAILURE(job.setRecording(on));
-        ASSERT_NO_FATAL_FAILURE(job.run());
-        for (const bool on : after)
-            ASSERT_NO_FATAL_FAILURE(job.setRecording(on));
-        ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kShortRecordingS));
-        job.stop();
-        expectWholeFromZero(live.output, kShortRecordingS);
-    }
-}
-
 // It is that of the next recording; one that cannot be opened changes nothing.
 TEST_P(SwitchTest, anOutputThatIsSetMeanwhileLeavesTheRecordingAlone) {
     const TempDir folder;
@@ -210,59 +158,6 @@ TEST_P(SwitchTest, anOutputThatIsSetMeanwhileLeavesTheRecordingAlone) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sources, SwitchTest, testing::Bool(),
-                         [](const auto& info) { return info.param ? "Hdmi" : "Usb"; });
-
-// ---- Stopped ------------------------------------------------------------------------------------
-
-constexpr std::chrono::seconds kStopLimit{20};
-constexpr double kLongestPauseMs = 2000;
-
-enum class Moment { kAfterStart, kAfterSwitchOff, kAfterSwitchOn, kCount };
-
-// The pause before a stop is the case itself: no check depends on how far the recording has come.
-class LiveStopTest : public testing::TestWithParam<bool> {
-  protected:
-    static bool hasCaptured(LiveJob* job) {
-        android::_RECORDING_PROGRESS progress;
-        EXPECT_EQ(job->player().getRecordingProgress(&progress), android::OK);
-        return progress.capturedTimeUs >= 0;
-    }
-
-    static void recordAndStop(Moment moment, milliseconds pause) {
-        LiveJob job(sourceOf(GetParam()));
-        ASSERT_NO_FATAL_FAILURE(job.start());
-        ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
-        if (moment != Moment::kAfterStart) {
-            ASSERT_TRUE(waitFor([&] { return hasCaptured(&job); }));
-            ASSERT_NO_FATAL_FAILURE(job.setRecording(false));
-        }
-        if (moment == Moment::kAfterSwitchOn) {
-            ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
-        }
-        std::this_thread::sleep_for(pause);
-        job.stop();
-        job.cleanUp();
-        for (const std::string& file : job.defaultRecordings())
-            expectEmptyOrPlayable(file);
-    }
-};
-
-TEST_P(LiveStopTest, stopsAtAnyMomentAndLeavesNothingBehind) {
-    std::mt19937 random(GetParam() ? 1 : 2);
-    std::uniform_real_distribution<double> part(0, 1);
-    // The service is the process's and stays.
-    host::startHdmiSoundService();
-    repeat(1, 10 * testRounds(1), kStopLimit, [&](int round) {
-        // Most of what can go wrong is near the start.
-        const milliseconds pause(std::lround(kLongestPauseMs * std::pow(part(random), 3)));
-        const auto moment = static_cast<Moment>(round % static_cast<int>(Moment::kCount));
-        SCOPED_TRACE(std::to_string(pause.count()) + " ms, moment " +
-                     std::to_string(static_cast<int>(moment)));
-        recordAndStop(moment, pause);
-    });
-}
-
-INSTANTIATE_TEST_SUITE_P(Sources, LiveStopTest, testing::Bool(),
                          [](const auto& info) { return info.param ? "Hdmi" : "Usb"; });
 
 }  // namespace

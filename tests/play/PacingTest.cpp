@@ -182,6 +182,19 @@ void expectAllPictures(const Played& played, const StreamCase& test) {
     }
 }
 
+// Half of the pictures are at most this late, and none comes before its time.
+std::string lateness(const Played& played) {
+    constexpr int64_t kMaxMedianLateUs = 30'000;
+    std::vector<int64_t> lateUs;
+    for (const RecordedPicture& picture : played.pictures)
+        lateUs.push_back(picture.arrivalUs - played.progress.startTimeUs - picture.mediaTimeUs);
+    if (lateUs.empty()) return "";
+    std::sort(lateUs.begin(), lateUs.end());
+    EXPECT_GE(lateUs.front(), 0);
+    const int64_t medianUs = lateUs[lateUs.size() / 2];
+    return medianUs < kMaxMedianLateUs ? "" : "late by " + std::to_string(medianUs) + " us";
+}
+
 // Sound is left out after the pauses of a machine that stands still.
 std::string missingSound(const Sound& heard, const Sound& source) {
     const double seconds = static_cast<double>(audible(heard).size()) / heard.sampleRate;
@@ -203,8 +216,10 @@ TEST_P(StreamTest, playsWhatThereIsToItsEnd) {
                   const Played played = LibraryPlay(options).playToEnd();
                   EXPECT_EQ(played.ends, 1);
                   expectAllPictures(played, test);
-                  if (!test.sound) return "";
-                  return missingSound(played.heard, decodeSound(options.input));
+                  const std::string late = test.tunneled ? "" : lateness(played);
+                  if (!test.sound) return late;
+                  EXPECT_EQ(played.soundTracks, 1);
+                  return late + missingSound(played.heard, decodeSound(options.input));
               }),
               "");
 }
@@ -213,6 +228,9 @@ constexpr char kBoth[] = "bunny_480i_tff_mpeg2_mp2.ts";
 constexpr int kSoundOnly = android::CODEC_AUDIO_ONLY;
 constexpr int kPictureOnly = android::CODEC_VIDEO_ONLY;
 const StreamCase kStreams[] = {
+        {"Both", kBoth, 0, false, 30, true},
+        {"LateSound", "friday_audio_starts_1200ms.mp4", 0, false, 92, true},
+        {"LatePicture", "friday_video_starts_1s.mp4", 0, false, 92, true},
         {"SoundOfBoth", kBoth, kSoundOnly, false, 0, true},
         {"PictureOfBoth", kBoth, kPictureOnly, false, 30, false},
         {"TunneledBoth", kBoth, 0, true, 30, true},

@@ -121,27 +121,6 @@ TEST_F(PlayCliTest, soundOfTooManyChannelsIsLeftOut) {
     EXPECT_THAT(soundOnly.err, HasSubstr("has no sound that can be played"));
 }
 
-TEST_F(PlayCliTest, wrongUseIsOneLineAndItsExitCode) {
-    struct Wrong {
-        std::string input;
-        const char* options;
-        int exitCode;
-        const char* says;
-    };
-    const std::string sound = mediaPath("roar.mp3");
-    for (const Wrong& wrong : {Wrong{"/nowhere/x.mp4", "", 3, "cannot open '/nowhere/x.mp4'"},
-                               Wrong{garbageFile(100'000), "", 3, "oxaplayer: play: "},
-                               Wrong{sound, "--only video", 3, "oxaplayer: play: "},
-                               Wrong{sound, "--display tv", 2, "window, null or png:DIR"},
-                               Wrong{shortClip(), "--display png:/nowhere/x", 4, "/nowhere/x"},
-                               Wrong{sound, "--sound wav:/nowhere/x.wav", 4, "/nowhere/x.wav"}}) {
-        const ProcessResult result = play(joined({wrong.input}, words(wrong.options))).run();
-        EXPECT_EQ(result.exitCode, wrong.exitCode) << result.err;
-        EXPECT_EQ(linesOf(result.err).size(), 1u) << result.err;
-        EXPECT_THAT(result.err, HasSubstr(wrong.says));
-    }
-}
-
 TEST_F(PlayCliTest, interruptEndsItAtOnceAlsoDuringTheStart) {
     const std::string clip = mediaPath("flower_540p_h264_aac.mp4");
     for (const milliseconds delay : {milliseconds(0), milliseconds(30), milliseconds(80),

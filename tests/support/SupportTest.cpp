@@ -47,8 +47,7 @@ TEST(SyncMeasureTest, FindsTheOffsetThatAClipWasMadeWith) {
     struct KnownOffset {
         double offsetMs;
         int frameRate;
-        const char* extension;
-        const char* audioCodec;
+        const char *extension, *audioCodec;
         int sampleRate;
     };
     for (const KnownOffset& known :

@@ -59,6 +59,7 @@ sp<Picture> makeCard(const CardOptions& options) {
     const FramePtr card = rgbCard(options.width, options.height);
     FramePtr frame = newFrame(options.pixelFormat, options.width, options.height);
     if (options.upsideDownInMemory) turnUpsideDown(frame.get());
+    frame->interlaced_frame = frame->top_field_first = options.interlaced;
     SwsContext* scaler = sws_getContext(options.width, options.height, AV_PIX_FMT_RGB24,
                                         options.width, options.height, options.pixelFormat,
                                         SWS_POINT | SWS_ACCURATE_RND, nullptr, nullptr, nullptr);

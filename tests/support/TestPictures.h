@@ -30,6 +30,7 @@ struct CardOptions {
     int matrix = AVCOL_SPC_SMPTE170M;
     int range = AVCOL_RANGE_MPEG;
     bool upsideDownInMemory = false;  // rows are stored from the last one on
+    bool interlaced = false;          // two fields, the upper one first
 };
 
 // A picture of four plain colours, as decoders and cameras make them.

@@ -33,8 +33,7 @@ constexpr int64_t kAacFrame = 1024;
 constexpr int64_t kMaxOffsetSamples = kSoundRate * 5 / 1000;
 
 struct WindowCase {
-    const char* name;
-    const char* extension;
+    const char *name, *extension;
     std::vector<std::string> encoder;
     bool hasTimes = true;
 };

@@ -24,12 +24,7 @@ int testRounds(int usual);
 ProcessResult transcode(const std::string& input, const std::string& output,
                         const std::string& options = "");
 
-// What the `ffmpeg` command says while it decodes these streams of a file, all without a list:
-// empty when nothing is wrong.
-std::string complaintsAbout(const std::string& path, const std::vector<size_t>& streams = {});
-
-// The test fails unless nothing was written, or what was written is a file like any other. It may
-// be so short that a stream that is announced has no sample.
-void expectEmptyOrPlayable(const std::string& path);
+// What the `ffmpeg` command says while it decodes a file: empty when nothing is wrong.
+std::string complaintsAbout(const std::string& path);
 
 }  // namespace oxa::test

@@ -44,8 +44,7 @@ TEST(CameraParametersFacts, Changes) {
 
 TEST(CameraParametersFacts, Values) {
     const struct {
-        const char* value;
-        const char* text;
+        const char *value, *text;
         int number;
         float exact;
     } cases[] = {
@@ -65,9 +64,7 @@ TEST(CameraParametersFacts, Values) {
 
 TEST(CameraParametersFacts, Sizes) {
     const struct {
-        const char* text;
-        const char* single;
-        const char* list;
+        const char *text, *single, *list;
     } cases[] = {
             {"640x480", "640x480", "640x480 "},
             {"640x480,1280x720,1920x1080", "640x480", "640x480 1280x720 1920x1080 "},

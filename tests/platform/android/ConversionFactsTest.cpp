@@ -19,8 +19,7 @@ using namespace std::string_literals;
 // The items of a format in a text: name=1 (int32_t), =2L (int64_t), =0.5f, =(1,2,3,4) (a
 // rectangle), =x0102 (bytes), or else text.
 struct Item {
-    std::string name;
-    std::string value;
+    std::string name, value;
 
     bool is(const char* pattern) const { return std::regex_match(value, std::regex(pattern)); }
     int32_t number() const { return std::stoi(value); }

@@ -61,9 +61,7 @@ class Converter {
 TEST(ResamplerTest, KeepsPitchLevelLengthAndChannels) {
     constexpr int kSeconds = 5;
     const struct {
-        int in;
-        int out;
-        int channels;
+        int in, out, channels;
     } kRates[] = {{44100, 48000, 2},
                   {44100, 48000, 1},
                   {32000, 48000, 2},

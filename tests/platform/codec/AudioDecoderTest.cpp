@@ -212,8 +212,7 @@ TEST(AudioDecoderTest, VorbisIsDecodedFromItsPlainKeys) {
 // error, and the listener hears of it a few times, not for every packet.
 TEST(AudioDecoderTest, DamageIsSkippedAndCounted) {
     const struct {
-        size_t from;
-        size_t to;
+        size_t from, to;
         bool cut;  // shortened instead of overwritten
     } kDamages[] = {{60, 100, false}, {0, 15, true}, {0, SIZE_MAX, false}};
     const std::string path = mediaPath("flower_540p_h264_aac.mp4");

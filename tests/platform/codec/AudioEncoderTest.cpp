@@ -18,8 +18,7 @@ using namespace oxa::test;
 constexpr int kUnitFrames = 1024;
 
 struct Shape {
-    int channels;
-    int sampleRate;
+    int channels, sampleRate;
 };
 
 sp<AMessage> encoderFormat(Shape pcm, Shape stream = {0, 0}) {
@@ -90,8 +89,7 @@ TEST(AacEncoderTest, AClickIsWhereItWas) {
     constexpr double kSeconds = 1.0301;
     constexpr double kClickSeconds = 0.3;
     const struct {
-        Shape pcm;
-        Shape stream;
+        Shape pcm, stream;
         int64_t firstStampUs;
     } kConversions[] = {{{2, 44100}, {2, 44100}, 1234567},
                         {{1, 44100}, {2, 48000}, 0},
@@ -154,8 +152,7 @@ TEST(AacEncoderTest, FollowsAClockThatDrifts) {
     constexpr int kBlockFrames = 1024;
     const struct {
         double rate;
-        Shape pcm;
-        Shape stream;
+        Shape pcm, stream;
     } kDrifts[] = {{1.001, {1, 48000}, {1, 48000}},
                    {0.999, {1, 48000}, {1, 48000}},
                    {1.0003, {2, 44100}, {2, 48000}},
@@ -213,8 +210,7 @@ TEST(AacEncoderTest, AFewFramesMakeOneUnitAndThePriming) {
 
 TEST(AacEncoderTest, KnowsWhatAacHas) {
     const struct {
-        Shape pcm;
-        Shape stream;
+        Shape pcm, stream;
         status_t expected;
     } kFormats[] = {
             {{2, 7350}, {0, 0}, OK},

@@ -134,8 +134,7 @@ std::vector<size_t> syncUnits(const CodecClient::Events& units) {
 
 TEST(AvcEncoder, ProfileAndLevelStandInTheHeader) {
     const struct {
-        int32_t profile;
-        int32_t level;
+        int32_t profile, level;
         int profileIdc;
         int levelIdc;  // 0: the encoder's choice
     } kCases[] = {{0, 0, 100, 0},           {1, 0, 66, 0},
@@ -251,6 +250,80 @@ TEST(AvcEncoder, MakesTimesRiseAndDropsNothing) {
     EXPECT_TRUE(faults.faults().empty());
 }
 
+// An encoder of pictures that stay in memory: its inputs refer to them, as a camera's do.
+status_t startForRecords(CodecClient& encoder, const sp<AMessage>& format) {
+    format->setInt32("android._input-metadata-buffer-type", kMetadataBufferTypeANWBuffer);
+    status_t err = encoder.setCallback();
+    if (err == OK) {
+        err = encoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE);
+    }
+    return err == OK ? encoder->start() : err;
+}
+
+void queueRecord(CodecClient& encoder, size_t nth, ANativeWindowBuffer* picture, int64_t timeUs,
+                 uint32_t flags = 0, uint32_t type = kMetadataBufferTypeANWBuffer,
+                 size_t size = sizeof(VideoNativeMetadata)) {
+    ASSERT_TRUE(encoder.waitForCount(MediaCodec::CB_INPUT_AVAILABLE, nth + 1));
+    const size_t index =
+            CodecClient::ofKind(encoder.events(), MediaCodec::CB_INPUT_AVAILABLE).at(nth).index;
+    sp<MediaCodecBuffer> buffer;
+    ASSERT_EQ(encoder->getInputBuffer(index, &buffer), OK);
+    const VideoNativeMetadata record = {static_cast<MetadataBufferType>(type), picture, -1};
+    memcpy(buffer->base(), &record, sizeof(record));
+    ASSERT_EQ(encoder->queueInputBuffer(index, 0, size, timeUs, flags), OK);
+}
+
+bool waitForEnd(const CodecClient& encoder) {
+    return encoder.waitFor([](const CodecClient::Events& events) {
+        return !events.empty() && (events.back().flags & MediaCodec::BUFFER_FLAG_EOS) &&
+               events.back().id == MediaCodec::CB_OUTPUT_AVAILABLE;
+    });
+}
+
+TEST(AvcEncoder, MakesPicturesOfFieldsAsItIsAsked) {
+    constexpr size_t kCards = 5;
+    for (const auto& [deinterlace, interlaced, perCard] :
+         {std::tuple(0, true, 1), {1, true, 1}, {2, true, 2}, {1, false, 1}, {2, false, 1}}) {
+        SCOPED_TRACE(deinterlace + 10 * interlaced);
+        CardOptions card = {kWidth, kHeight};
+        card.interlaced = interlaced;
+        ANativeWindowBuffer picture{makeCard(card)};
+        CodecClient encoder("video/avc", true);
+        const sp<AMessage> format = encoderFormat();
+        format->setInt32("video-de-interlace", deinterlace);
+        encoder.setHandler([&](const CodecEvent& event) {
+            if (event.id == MediaCodec::CB_OUTPUT_AVAILABLE)
+                encoder->releaseOutputBuffer(event.index);
+        });
+        ASSERT_EQ(startForRecords(encoder, format), OK);
+        for (size_t i = 0; i < kCards; ++i)
+            queueRecord(encoder, i, &picture, i * kPictureUs,
+                        i + 1 == kCards ? MediaCodec::BUFFER_FLAG_EOS : 0);
+        ASSERT_TRUE(waitForEnd(encoder));
+        auto units = CodecClient::ofKind(encoder.events(), MediaCodec::CB_OUTPUT_AVAILABLE);
+        while (units.back().size == 0)
+            units.pop_back();
+        ASSERT_EQ(units.size(), kCards * perCard);
+        for (size_t i = 0; i < units.size(); ++i)
+            EXPECT_EQ(units[i].timeUs, static_cast<int64_t>(i) * kPictureUs / perCard);
+    }
+}
+
+// What is no record of a picture is left out with a fault; the process goes on.
+TEST(AvcEncoder, LeavesOutWhatIsNoRecord) {
+    const FaultLog log;
+    CodecClient encoder("video/avc", true);
+    ASSERT_EQ(startForRecords(encoder, encoderFormat()), OK);
+    queueRecord(encoder, 0, nullptr, 0, 0, kMetadataBufferTypeNativeHandleSource);
+    queueRecord(encoder, 1, nullptr, 1000);
+    queueRecord(encoder, 2, nullptr, 2000, MediaCodec::BUFFER_FLAG_EOS,
+                kMetadataBufferTypeNativeHandleSource, 4);
+    ASSERT_TRUE(waitForEnd(encoder));
+    EXPECT_EQ(encoder.events().back().size, 0u);
+    ASSERT_FALSE(log.faults().empty());
+    EXPECT_EQ(log.faults().back().count, 3u);
+}
+
 // Each picture is out before the next one goes in. One that is not later is left out, as is one in
 // memory that the encoder does not know.
 TEST(AvcEncoder, KeepsNothingOfALiveSourceBack) {
@@ -270,24 +343,11 @@ TEST(AvcEncoder, KeepsNothingOfALiveSourceBack) {
         CodecClient encoder("video/avc", true);
         const sp<AMessage> format = encoderFormat();
         format->setInt32("bitrate", bitrate);
-        format->setInt32("android._input-metadata-buffer-type", kMetadataBufferTypeANWBuffer);
-        ASSERT_EQ(OK, encoder.setCallback());
-        ASSERT_EQ(OK, encoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE));
-        ASSERT_EQ(OK, encoder->start());
+        ASSERT_EQ(startForRecords(encoder, format), OK);
         size_t queued = 0;
         size_t encoded = 0;
         for (const auto& next : kQueued) {
-            ASSERT_TRUE(encoder.waitForCount(MediaCodec::CB_INPUT_AVAILABLE, ++queued));
-            const CodecEvent input =
-                    CodecClient::ofKind(encoder.events(), MediaCodec::CB_INPUT_AVAILABLE)
-                            .at(queued - 1);
-            sp<MediaCodecBuffer> buffer;
-            ASSERT_EQ(OK, encoder->getInputBuffer(input.index, &buffer));
-            const VideoNativeMetadata record = {kMetadataBufferTypeANWBuffer,
-                                                next.isForeign ? &foreign : &picture, -1};
-            memcpy(buffer->base(), &record, sizeof(record));
-            ASSERT_EQ(OK,
-                      encoder->queueInputBuffer(input.index, 0, sizeof(record), next.timeUs, 0));
+            queueRecord(encoder, queued++, next.isForeign ? &foreign : &picture, next.timeUs);
             if (!next.isEncoded) continue;
             ASSERT_TRUE(encoder.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, ++encoded));
             const CodecEvent unit =

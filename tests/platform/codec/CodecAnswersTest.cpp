@@ -140,8 +140,7 @@ TEST(CodecAnswers, ToFormatsThatAreNotWhole) {
 TEST(CodecAnswers, FormatsAreFilledBeforeTheStart) {
     const struct {
         Direction codec;
-        const char* input;
-        const char* output;
+        const char *input, *output;
         const char* key;  // of both
         int32_t value;
     } kFormats[] = {

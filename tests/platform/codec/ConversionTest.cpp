@@ -12,10 +12,7 @@ using namespace android;
 // What a decoder is asked for (0: nothing), and the same for the command.
 struct Conversion {
     std::string path;
-    int width;
-    int height;
-    int frameRate;
-    int deinterlace;
+    int width, height, frameRate, deinterlace;
     std::string filters;
 };
 

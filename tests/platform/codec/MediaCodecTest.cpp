@@ -188,9 +188,7 @@ TEST_F(MediaCodecTest, AFailedConfigureOrStartLeavesANewCodec) {
         const char* what;
         uint32_t flags;
         bool isWhole;
-        status_t configureResult;
-        status_t startResult;
-        status_t expected;
+        status_t configureResult, startResult, expected;
     } kCases[] = {
             {"an empty format", 0, false, OK, OK, BAD_VALUE},
             {"an encoder's flag", MediaCodec::CONFIGURE_FLAG_ENCODE, true, OK, OK, UNKNOWN_ERROR},
@@ -334,46 +332,6 @@ TEST_F(MediaCodecTest, NothingOfAnEndedRunIsDelivered) {
         EXPECT_EQ(-ERANGE, codec->releaseOutputBuffer(stale.index));
         EXPECT_EQ(OK, codec->releaseOutputBuffer(codec.events().back().index));
     }
-}
-
-// A client that goes on moving buffers while another thread ends the run, also while the encoder
-// fills a gap of hours: each call is served or refused, and the next run works.
-TEST_F(MediaCodecTest, CallsThatMeetAStopAreServedOrRefused) {
-    constexpr int kRuns = 40;
-    const sp<AMessage> format = new AMessage;
-    format->setString("mime", "audio/mp4a-latm");
-    format->setInt32("channel-count", 2);
-    format->setInt32("sample-rate", 48000);
-    format->setInt32("bitrate", 128000);
-    CodecClient codec("audio/mp4a-latm", true);
-    std::atomic<status_t> wrong{OK};
-    std::atomic<int64_t> timeUs{0};
-    std::atomic<int64_t> stepUs{0};
-    codec.setHandler([&](const CodecEvent& event) {
-        status_t err = OK;
-        if (event.id == MediaCodec::CB_INPUT_AVAILABLE) {
-            sp<MediaCodecBuffer> buffer;
-            if (codec->getInputBuffer(event.index, &buffer) != OK) return;
-            memset(buffer->base(), 0, buffer->capacity());
-            err = codec->queueInputBuffer(event.index, 0, buffer->capacity(), timeUs += stepUs, 0);
-        } else if (event.id == MediaCodec::CB_OUTPUT_AVAILABLE) {
-            err = codec->releaseOutputBuffer(event.index);
-        }
-        // -ERANGE: the next run has begun.
-        if (err != OK && err != INVALID_OPERATION && err != -ERANGE) wrong = err;
-    });
-    for (int run = 1; run <= kRuns; ++run) {
-        stepUs = run % 4 == 1 ? INT64_C(36000000000) : 0;
-        timeUs = 0;
-        ASSERT_EQ(OK, codec.setCallback());
-        ASSERT_EQ(OK, codec->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE));
-        const size_t before = CodecClient::countOf(codec.events(), MediaCodec::CB_OUTPUT_AVAILABLE);
-        ASSERT_EQ(OK, codec->start());
-        ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, before + run % 8));
-        ASSERT_EQ(OK, run % 2 == 0 ? codec->stop() : codec->reset());
-    }
-    codec.settle();
-    EXPECT_EQ(OK, wrong.load());
 }
 
 }  // namespace

@@ -31,8 +31,7 @@ class FileSourceTest : public ::testing::Test {
 
 TEST_F(FileSourceTest, APartIsClippedToTheFile) {
     const struct {
-        int64_t offset;
-        int64_t length;
+        int64_t offset, length;
         std::string content;
     } kParts[] = {{0, 10, "0123456789"}, {3, 4, "3456"}, {3, INT64_MAX, "3456789"},
                   {-5, 2, "01"},         {2, -1, ""},    {20, 5, ""}};

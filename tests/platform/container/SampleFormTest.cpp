@@ -61,8 +61,7 @@ TEST(SampleFormTest, PutsStartCodesInFrontOfUnits) {
     const struct {
         const char* name;
         int lengthSize;
-        Bytes sample;
-        Bytes expected;
+        Bytes sample, expected;
     } kSamples[] = {
             {"4 bytes", 4, {0, 0, 0, 2, 9, 16, 0, 0, 0, 1, 5}, {0, 0, 0, 1, 9, 16, 0, 0, 0, 1, 5}},
             {"3 bytes", 3, {0, 0, 2, 9, 16, 0, 0, 1, 5}, {0, 0, 1, 9, 16, 0, 0, 1, 5}},

@@ -42,8 +42,7 @@ class ALooperTest : public ::testing::Test {
 TEST_F(ALooperTest, DeliversDelayedMessagesInTheOrderOfTheirTimes) {
     constexpr size_t kCount = 200;
     struct Due {
-        int64_t earliestUs;
-        int64_t latestUs;
+        int64_t earliestUs, latestUs;
     };
     std::vector<Due> due(kCount);
     std::vector<Due> delivered;

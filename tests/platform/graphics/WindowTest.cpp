@@ -307,12 +307,7 @@ TEST_F(WindowTest, PutsBlackBarsAroundThePicture) {
 // screen.
 TEST_F(WindowTest, OpensInTheSizeOfItsFirstPicture) {
     const struct {
-        int width;
-        int height;
-        int aspectNumerator;
-        int aspectDenominator;
-        int windowWidth;
-        int windowHeight;
+        int width, height, aspectNumerator, aspectDenominator, windowWidth, windowHeight;
     } kCases[] = {{320, 240, 2, 1, 640, 240},
                   {320, 240, 1, 2, 320, 480},
                   {1920, 1080, 1, 1, XServer::kWidth * 9 / 10, XServer::kWidth * 9 / 10 * 9 / 16}};

@@ -58,8 +58,7 @@ size_t bytes(const RxBlock& block) {
 
 TEST(RxBlockQueueTest, CutsSoundIntoBlocksThatKeepUpWithThePolls) {
     const struct {
-        int sampleRate;
-        int channels;
+        int sampleRate, channels;
         size_t blockBytes;
     } kShapes[] = {{48000, 2, 4096}, {44100, 2, 4096},   {48000, 1, 2048},
                    {96000, 2, 8192}, {192000, 2, 16384}, {48000, 8, 16384}};
@@ -135,19 +134,6 @@ TEST(RxBlockQueueTest, NeverMixesFormatsInABlock) {
     EXPECT_EQ(2000U, blocks[0].samples.size());
     EXPECT_EQ(44100, blocks[1].sampleRate);
     EXPECT_EQ(2048U, blocks[1].samples.size());
-}
-
-TEST(RxBlockQueueTest, DropsTheOldestWhenNobodyComes) {
-    RxBlockQueue queue;
-    queue.begin(kStartUs);
-    Feed feed(&queue, 48000, 1);
-    feed.add(40 * 1024);
-    EXPECT_EQ(8U, queue.dropped());
-    const std::vector<RxBlock> blocks = takeAll(&queue);
-    ASSERT_EQ(32U, blocks.size());
-    EXPECT_TRUE(blocks[0].afterLoss);
-    EXPECT_FALSE(blocks[1].afterLoss);
-    EXPECT_EQ(8 * 1024, blocks[0].samples.front());
 }
 
 TEST(RxBlockQueueTest, GivesALargeBlockInParts) {

@@ -28,9 +28,7 @@ const std::vector<V4l2Mode> kWebcam = {
 // nothing.
 TEST(DeviceOptions, AreUncompressedPicturesIfTheseAreFastEnough) {
     const struct {
-        int width;
-        int height;
-        int rate;
+        int width, height, rate;
         uint32_t format;
     } kCases[] = {{640, 480, 30, V4L2_PIX_FMT_YUYV},  {640, 480, 15, V4L2_PIX_FMT_NV12},
                   {640, 480, 60, V4L2_PIX_FMT_MJPEG}, {1920, 1080, 30, V4L2_PIX_FMT_MJPEG},

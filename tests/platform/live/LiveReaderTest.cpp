@@ -34,8 +34,7 @@ std::unique_ptr<LiveReader> startReader(const LiveOptions& options) {
 // The content and the time of each picture.
 struct Seen {
     int number;
-    int64_t timeUs;
-    int64_t arrivalUs;
+    int64_t timeUs, arrivalUs;
 };
 
 std::vector<Seen> readPictures(LiveReader* reader, size_t count) {
@@ -79,8 +78,7 @@ TEST(LiveReader, OpensNothingThatAFileRefersTo) {
 // Uneven thinning would make a 25 Hz recording of a 60 Hz source stutter.
 TEST(LiveReader, ThinsPicturesEvenly) {
     const struct {
-        int sourceRate;
-        int wantedRate;
+        int sourceRate, wantedRate;
         std::vector<int> kept;  // the first pictures that are kept
     } kCases[] = {{60, 25, {0, 3, 5, 7, 10, 12}}, {50, 10, {0, 5, 10}}, {25, 30, {0, 1, 2, 3, 4}}};
     for (const auto& rates : kCases) {
