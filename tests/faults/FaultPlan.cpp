@@ -11,8 +11,9 @@
 //   sync-error@N              at the end what was written does not reach the disk, as the Nth call
 //                             tells that asks for it; 0: each
 //   early-sync-error          the same, while it is still being written
-//   encoder-error@N           the picture's encoder fails instead of its Nth result; 0: its start
-//   silent-decoder@N          decoders give no picture behind the Nth, nor their end
+//   power-failure             what an output has on the disk is beside it, with ".synced" behind
+//   its name encoder-error@N           the picture's encoder fails instead of its Nth result; 0:
+//   its start silent-decoder@N          decoders give no picture behind the Nth, nor their end
 //   camera-lost@BYTES         the camera goes once the output has so many bytes
 //   camera-stalls@BYTES       it gives no more pictures
 //   microphone-lost@BYTES
@@ -20,6 +21,7 @@
 #include <dlfcn.h>
 #include <oxa/host/Cameras.h>
 #include <oxa/host/Microphones.h>
+#include <sys/stat.h>
 #include <system/audio.h>
 #include <unistd.h>
 
@@ -28,6 +30,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <set>
 #include <string>
 
@@ -49,7 +52,7 @@ FaultPlan parse(const std::string& text) {
     static const std::set<std::string> kNames = {
             "read-error",  "short-reads",   "write-error",      "disk-full",     "short-writes",
             "slow-writes", "sync-error",    "early-sync-error", "encoder-error", "silent-decoder",
-            "camera-lost", "camera-stalls", "microphone-lost"};
+            "camera-lost", "camera-stalls", "microphone-lost",  "power-failure"};
     const size_t at = text.find('@');
     const std::string name = text.substr(0, at);
     if (kNames.count(name) == 0) {
@@ -150,6 +153,23 @@ size_t writable(size_t size, off64_t position) {
     return size;
 }
 
+// What a disk keeps when the power fails: what was written before a sync began that came to its
+// end.
+template <typename Sync>
+int keepSynced(int fd, Sync sync) {
+    struct stat file;
+    if (!plannedFault().is("power-failure") || fstat(fd, &file) != 0 || !S_ISREG(file.st_mode)) {
+        return sync(fd);
+    }
+    const std::filesystem::path path = "/proc/self/fd/" + std::to_string(fd);
+    const std::string kept = std::filesystem::read_symlink(path).string() + ".synced";
+    std::filesystem::copy_file(path, kept + ".new",
+                               std::filesystem::copy_options::overwrite_existing);
+    const int result = sync(fd);
+    if (result == 0) std::filesystem::rename(kept + ".new", kept);
+    return result;
+}
+
 }  // namespace
 }  // namespace oxa::test
 
@@ -180,14 +200,15 @@ __attribute__((visibility("default"))) int fsync(int fd) {
     static const auto next = original<decltype(fsync)>("fsync");
     static std::atomic<int> calls{0};
     const FaultPlan& plan = plannedFault();
-    if (!plan.is("sync-error") || (++calls != plan.number && plan.number != 0)) return next(fd);
+    if (!plan.is("sync-error") || (++calls != plan.number && plan.number != 0))
+        return keepSynced(fd, next);
     errno = EIO;
     return -1;
 }
 
 __attribute__((visibility("default"))) int fdatasync(int fd) {
     static const auto next = original<decltype(fdatasync)>("fdatasync");
-    if (!plannedFault().is("early-sync-error")) return next(fd);
+    if (!plannedFault().is("early-sync-error")) return keepSynced(fd, next);
     errno = EIO;
     return -1;
 }
