@@ -47,11 +47,11 @@ int64_t FilmCuts::storedLengthUs() const {
 std::vector<int64_t> FilmCuts::near(const std::vector<int64_t>& targetsUs) const {
     std::vector<int64_t> cuts;
     if (targetsUs.empty()) return cuts;
-    const std::vector<int64_t> first = mTimes.decoded(mStartUs, mStartUs);
-    if (first.empty()) return cuts;
+    const auto first = mTimes.firstDecoded(mStartUs);
+    if (!first) return cuts;
     for (const int64_t targetUs : targetsUs) {
-        const auto cut = cutNear(targetUs, first.front());
-        const int64_t formerUs = cuts.empty() ? first.front() : cuts.back();
+        const auto cut = cutNear(targetUs, *first);
+        const int64_t formerUs = cuts.empty() ? *first : cuts.back();
         if (cut && *cut > formerUs && *cut < mStartUs + mLengthUs) cuts.push_back(*cut);
     }
     return cuts;
@@ -67,11 +67,21 @@ std::optional<int64_t> FilmCuts::cutNear(int64_t targetUs, int64_t firstUs) cons
 
 std::optional<int64_t> FilmCuts::pictureNear(int64_t timeUs) const {
     const auto aroundUs = static_cast<int64_t>(0.75 / mSourceRate * kSecondUs);
-    const auto times = mTimes.decoded(std::max<int64_t>(0, timeUs - aroundUs), timeUs + aroundUs);
-    const auto nearest = std::min_element(times.begin(), times.end(), [&](int64_t a, int64_t b) {
-        return std::abs(a - timeUs) < std::abs(b - timeUs);
-    });
-    return nearest == times.end() ? std::nullopt : std::optional(*nearest);
+    std::vector<StoredPicture> pictures = around(timeUs, aroundUs);
+    // Behind a pause.
+    if (pictures.empty()) pictures = around(timeUs + kSecondUs, kSecondUs);
+    const auto nearest =
+            std::min_element(pictures.begin(), pictures.end(), [&](const auto& a, const auto& b) {
+                return std::abs(a.timeUs - timeUs) < std::abs(b.timeUs - timeUs);
+            });
+    return nearest == pictures.end() ? std::nullopt : std::optional(nearest->timeUs);
+}
+
+std::vector<StoredPicture> FilmCuts::around(int64_t timeUs, int64_t awayUs) const {
+    InputPart part = mOptions.part;
+    part.startUs = std::max(mStartUs, timeUs - awayUs);
+    part.endUs = std::min(timeUs + awayUs, mStartUs + mLengthUs);
+    return *part.endUs > part.startUs ? mTimes.stored(part) : std::vector<StoredPicture>();
 }
 
 // With a frame rate of its own the film's clock ticks from its start: a part has the same ticks if
@@ -84,10 +94,10 @@ std::optional<int64_t> FilmCuts::tickNear(int64_t targetUs) const {
     const int64_t wantedUs =
             mStartUs + std::max<int64_t>(1, (targetUs + stepUs / 2) / stepUs) * stepUs;
     std::optional<int64_t> nearest;
-    for (const int64_t timeUs :
-         mTimes.decoded(std::max(mStartUs, wantedUs - kSecondUs), wantedUs + kSecondUs)) {
-        const int64_t atTickUs = timeUs - (timeUs - mStartUs) % tickUs;
-        if (atTickUs <= mStartUs || 2 * rate * (timeUs - atTickUs) >= kSecondUs) continue;
+    for (const StoredPicture& picture : around(wantedUs, kSecondUs)) {
+        const int64_t lateUs = (picture.timeUs - mStartUs) % tickUs;
+        const int64_t atTickUs = picture.timeUs - lateUs;
+        if (atTickUs <= mStartUs || 2 * rate * lateUs >= kSecondUs) continue;
         if (!nearest || std::abs(atTickUs - wantedUs) < std::abs(*nearest - wantedUs)) {
             nearest = atTickUs;
         }
@@ -108,10 +118,7 @@ bool FilmCuts::areSteady(const std::vector<int64_t>& cutsUs) const {
         return false;
     };
     return std::all_of(cutsUs.begin(), cutsUs.end(), [&](int64_t cutUs) {
-        InputPart behind = mOptions.part;
-        behind.startUs = cutUs;
-        behind.endUs = std::min(cutUs + kComparedUs, mStartUs + mLengthUs);
-        const std::vector<StoredPicture> pictures = mTimes.stored(behind);
+        const auto pictures = around(cutUs + kComparedUs / 2, kComparedUs / 2);
         return !pictures.empty() && std::all_of(pictures.begin(), pictures.end(), isInFilm);
     });
 }

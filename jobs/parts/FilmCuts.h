@@ -25,7 +25,7 @@ class FilmCuts {
     int64_t lengthUs() const { return mLengthUs; }
 
     // The times near these (rising, from the film's start), without those near which there is none.
-    // Times are in microseconds from the file's beginning. Blocks while it decodes.
+    // Times are in microseconds from the file's beginning. Blocks while it reads.
     std::vector<int64_t> near(const std::vector<int64_t>& targetsUs) const;
 
     // Whether reading the file from its beginning to its end finds these times where a reader finds
@@ -35,6 +35,7 @@ class FilmCuts {
   private:
     std::optional<int64_t> cutNear(int64_t targetUs, int64_t firstUs) const;
     std::optional<int64_t> pictureNear(int64_t timeUs) const;
+    std::vector<StoredPicture> around(int64_t timeUs, int64_t awayUs) const;
     std::optional<int64_t> tickNear(int64_t targetUs) const;
     int64_t storedLengthUs() const;
 

@@ -35,24 +35,23 @@ sp<NuMediaExtractor> openTrack(const InputFile& input, const Track& video, const
 
 }  // namespace
 
-std::vector<int64_t> PictureTimes::decoded(int64_t startUs, int64_t lastUs) const {
+std::optional<int64_t> PictureTimes::firstDecoded(int64_t startUs) const {
     const host::Session session;
     const host::SessionScope scope(session);
-    std::vector<int64_t> times;
+    std::optional<int64_t> first;
     sp<AMessage> format;
     InputPart part;
     part.startUs = startUs;
     const auto extractor = openTrack(mInput, mVideo, part, &format);
-    if (extractor == nullptr) return times;
+    if (extractor == nullptr) return first;
     const auto take = [&](const sp<MediaCodec>& decoder, DecodedOutput output) {
         decoder->releaseOutputBuffer(output.index);
-        if (output.size > 0) times.push_back(startUs + output.timeUs);
-        const bool isEnough = !times.empty() && times.back() >= lastUs;
-        return isEnough || output.isEnd ? Verdict::kDone : Verdict::kGoOn;
+        if (output.size > 0) first = startUs + output.timeUs;
+        return output.size > 0 || output.isEnd ? Verdict::kDone : Verdict::kGoOn;
     };
     const auto display = host::createNullDisplay();
     decodeTrack(extractor, format, new Surface(display->producer()), 0, mCancelled, take);
-    return times;
+    return first;
 }
 
 std::vector<StoredPicture> PictureTimes::stored(const InputPart& part) const {

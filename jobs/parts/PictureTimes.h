@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "files/InputFile.h"
@@ -28,9 +29,8 @@ class PictureTimes {
     PictureTimes(const InputFile& input, const Track& video, const CancelFlag& cancelled)
         : mInput(input), mVideo(video), mCancelled(cancelled) {}
 
-    // Those that are decoded from the first one at `startUs` or later to the first one at `lastUs`
-    // or later.
-    std::vector<int64_t> decoded(int64_t startUs, int64_t lastUs) const;
+    // Of the first one that is shown at `startUs` or later; nothing when none can be decoded.
+    std::optional<int64_t> firstDecoded(int64_t startUs) const;
 
     // All pictures of the part, in the order of time, without decoding them.
     std::vector<StoredPicture> stored(const InputPart& part) const;

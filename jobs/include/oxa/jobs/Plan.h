@@ -34,8 +34,8 @@ struct FilmPlan {
 // with the same options and joined, are the film that one transcoding makes: its pictures with
 // their times, its key frames as far as the encoder does not choose them by what is to be seen,
 // and its sound. There are fewer parts than asked for, with a warning, where there are not enough
-// such places; one for a file whose clock jumps. Decodes some pictures around each place; a file
-// that has no complete index is also read once.
+// such places; one for a file whose clock jumps. Reads around each place; a file that has no
+// complete index (all but MP4) is read once.
 class Plan : public Job {
   public:
     explicit Plan(PlanOptions options, JobListener* listener = nullptr);
