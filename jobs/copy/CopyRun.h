@@ -3,17 +3,11 @@
 
 #pragma once
 
-#include <oxa/host/TrackCopy.h>
-
-#include <atomic>
-#include <cstddef>
-#include <functional>
 #include <memory>
 #include <optional>
-#include <string>
 
+#include "copy/CopyTask.h"
 #include "files/OutputFile.h"
-#include "oxa/jobs/OutputOptions.h"
 #include "run/FaultWarnings.h"
 #include "run/IdleWatch.h"
 #include "run/JobContext.h"
@@ -22,22 +16,13 @@
 namespace oxa::jobs {
 
 // Copies the samples of one file or more into one. A thread of its own reads and writes; the
-// caller's watches it.
+// caller's watches it, and leaves it behind when it hangs.
 class CopyRun {
   public:
-    struct Part {
-        std::string path;
-        std::unique_ptr<host::CopyInput> input;
-    };
-    // Opens the part with this number; what it answers is the failure of the run.
-    using OpenPart = std::function<std::optional<Failure>(size_t number, Part* part)>;
     struct Work {
+        CopyTask::Work copy;
         const OutputFile& output;
-        Container container;
-        size_t parts;
-        OpenPart openPart;
-        std::unique_ptr<host::CopyInput> sound;  // null: that of the parts
-        int64_t durationUs;                      // 0: not known
+        int64_t durationUs;  // 0: not known
     };
 
     // A Cancelled in the queue ends the run.
@@ -47,38 +32,30 @@ class CopyRun {
     // failure.
     std::optional<Failure> run();
 
-    bool wasShortened() const { return mCancelled && !mIsComplete; }
+    bool wasShortened() const { return mCancelled && !mTask->isComplete(); }
     // Whether there is anything in the output; of one that was shortened, whether it is worth
     // keeping: a picture, or a second of sound alone.
     bool hasOutput() const;
     uint64_t damaged() const { return mWarnings.damaged(); }
     Progress total() const { return mMeter.overall(mSample); }
-    const host::OutputFigures& figures() const { return mCopy.figures(); }
+    const host::OutputFigures& figures() const { return mTask->figures(); }
 
   private:
-    void copyAll();
-    bool copyPart(size_t number);
     void waitForEnd();
     void handle(const JobEvent& event);
     void updateProgress();
     void fail(const Failure& failure);
 
-    Work mWork;
+    const OutputFile& mOutput;
     JobContext& mContext;
     FaultWarnings mWarnings;
-    host::TrackCopy mCopy;
+    const std::shared_ptr<CopyTask> mTask;
     ProgressMeter mMeter;
     ProgressSample mSample;
     IdleWatch mIdleWatch;
-    std::atomic<bool> mCancelled{false};
-    std::atomic<bool> mStopped{false};  // copying is to end
-    bool mEnded = false;                // it has
-    bool mHasPictures = false;
+    bool mCancelled = false;
+    bool mEnded = false;  // the task
     std::optional<Failure> mFailure;
-    // The copying thread's until it has ended.
-    std::string mPath;  // of the present part
-    std::optional<Failure> mCopyFailure;
-    bool mIsComplete = false;
 };
 
 }  // namespace oxa::jobs

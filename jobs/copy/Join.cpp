@@ -17,6 +17,23 @@ namespace {
 
 constexpr char kStandardInput[] = "-";
 
+std::optional<Failure> openFile(const JoinOptions& options, const std::string& name,
+                                InputFile* file) {
+    if (name == kStandardInput) {
+        return Failure{FailureKind::kOptions, "'-': standard input is no part, name a file"};
+    }
+    if (auto failure = file->open(name)) return failure;
+    return refuseInput(*file, options.output, options.outputDescriptor);
+}
+
+std::optional<Failure> openPart(const JoinOptions& options, size_t number, CopyTask::Part* part) {
+    InputFile file;
+    part->path = options.parts[number];
+    part->input = std::make_unique<host::CopyInput>();
+    if (auto failure = openFile(options, part->path, &file)) return failure;
+    return openForCopy(file, true, !options.sound, part->input.get(), options.sound.has_value());
+}
+
 // Parts are opened one at a time, once to be checked and once to be copied.
 class JoinWork : public CopyWork {
   public:
@@ -27,8 +44,6 @@ class JoinWork : public CopyWork {
     std::optional<Failure> openInputs() override;
     JobStart started(Container container) const override;
     CopyRun::Work work(const OutputFile& output, Container container) override;
-    std::optional<Failure> open(const std::string& name, InputFile* file) const;
-    std::optional<Failure> openPart(size_t number, CopyRun::Part* part) const;
     std::optional<Failure> checkParts();
     std::optional<Failure> openSound();
     std::optional<Failure> listTracks();
@@ -41,22 +56,6 @@ class JoinWork : public CopyWork {
     int64_t mDurationUs = 0;
 };
 
-std::optional<Failure> JoinWork::open(const std::string& name, InputFile* file) const {
-    if (name == kStandardInput) {
-        return Failure{FailureKind::kOptions, "'-': standard input is no part, name a file"};
-    }
-    if (auto failure = file->open(name)) return failure;
-    return refuseInput(*file, mOptions.output, mOptions.outputDescriptor);
-}
-
-std::optional<Failure> JoinWork::openPart(size_t number, CopyRun::Part* part) const {
-    InputFile file;
-    part->path = mOptions.parts[number];
-    part->input = std::make_unique<host::CopyInput>();
-    if (auto failure = open(part->path, &file)) return failure;
-    return openForCopy(file, true, !mOptions.sound, part->input.get(), mOptions.sound.has_value());
-}
-
 std::optional<Failure> JoinWork::openInputs() {
     if (mOptions.parts.empty()) return Failure{FailureKind::kOptions, "there is no part"};
     if (auto failure = checkParts()) return failure;
@@ -65,11 +64,11 @@ std::optional<Failure> JoinWork::openInputs() {
 }
 
 std::optional<Failure> JoinWork::checkParts() {
-    CopyRun::Part first;
+    CopyTask::Part first;
     for (size_t number = 0; number < mOptions.parts.size(); ++number) {
         if (context().cancelled()) return cancelledFailure();
-        CopyRun::Part part;
-        if (auto failure = openPart(number, &part)) return failure;
+        CopyTask::Part part;
+        if (auto failure = openPart(mOptions, number, &part)) return failure;
         mDurationUs += part.input->durationUs();
         if (number == 0) {
             first = std::move(part);
@@ -86,7 +85,7 @@ std::optional<Failure> JoinWork::checkParts() {
 std::optional<Failure> JoinWork::openSound() {
     if (!mOptions.sound) return std::nullopt;
     InputFile file;
-    if (auto failure = open(*mOptions.sound, &file)) return failure;
+    if (auto failure = openFile(mOptions, *mOptions.sound, &file)) return failure;
     mSound = std::make_unique<host::CopyInput>();
     return openForCopy(file, false, true, mSound.get(), true);
 }
@@ -125,10 +124,12 @@ JobStart JoinWork::started(Container container) const {
 }
 
 CopyRun::Work JoinWork::work(const OutputFile& output, Container container) {
-    const auto openOne = [this](size_t number, CopyRun::Part* part) {
-        return openPart(number, part);
+    const auto openOne = [options = mOptions](size_t number, CopyTask::Part* part) {
+        return openPart(options, number, part);
     };
-    return {output, container, mOptions.parts.size(), openOne, std::move(mSound), mDurationUs};
+    return {{output.descriptor(), container, mOptions.parts.size(), openOne, std::move(mSound)},
+            output,
+            mDurationUs};
 }
 
 }  // namespace

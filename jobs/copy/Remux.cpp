@@ -57,11 +57,13 @@ JobStart RemuxWork::started(Container container) const {
 }
 
 CopyRun::Work RemuxWork::work(const OutputFile& output, Container container) {
-    const auto give = [this](size_t, CopyRun::Part* part) -> std::optional<Failure> {
-        *part = {mFile.path(), std::move(mInput)};
-        return std::nullopt;
+    // Shared, since a function can be copied.
+    const auto input = std::make_shared<std::unique_ptr<host::CopyInput>>(std::move(mInput));
+    const auto give = [path = mFile.path(), input](size_t, CopyTask::Part* part) {
+        *part = {path, std::move(*input)};
+        return std::optional<Failure>();
     };
-    return {output, container, 1, give, nullptr, durationUs()};
+    return {{output.descriptor(), container, 1, give, nullptr}, output, durationUs()};
 }
 
 int64_t RemuxWork::durationUs() const {

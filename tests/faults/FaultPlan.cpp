@@ -3,6 +3,7 @@
 
 // What goes wrong below the program: the environment variable OXA_FAULT is "name" or "name@number".
 //   read-error@BYTE           what lies behind that byte of an input cannot be read
+//   read-hangs@BYTE           the disk does not answer who reads behind that byte
 //   short-reads               an input gives little at a time
 //   write-error@BYTE          an output cannot be written behind that byte
 //   disk-full@BYTE            the same, for want of room
@@ -50,9 +51,9 @@ struct FaultPlan {
 
 FaultPlan parse(const std::string& text) {
     static const std::set<std::string> kNames = {
-            "read-error",  "short-reads",   "write-error",      "disk-full",     "short-writes",
-            "slow-writes", "sync-error",    "early-sync-error", "encoder-error", "silent-decoder",
-            "camera-lost", "camera-stalls", "microphone-lost",  "power-failure"};
+            "read-error",     "read-hangs",  "short-reads",   "write-error",      "disk-full",
+            "short-writes",   "slow-writes", "sync-error",    "early-sync-error", "encoder-error",
+            "silent-decoder", "camera-lost", "camera-stalls", "microphone-lost",  "power-failure"};
     const size_t at = text.find('@');
     const std::string name = text.substr(0, at);
     if (kNames.count(name) == 0) {
@@ -185,6 +186,8 @@ __attribute__((visibility("default"))) ssize_t pread64(int fd, void* data, size_
         errno = EIO;
         return -1;
     }
+    while (plan.is("read-hangs") && position + static_cast<off64_t>(size) > plan.number)
+        pause();
     if (plan.is("short-reads")) size = std::min(size, kLittle);
     return next(fd, data, size, position);
 }

@@ -21,7 +21,7 @@ constexpr std::chrono::seconds kTimeLimit{100};
 constexpr int kSeconds = 3;
 constexpr int kFrameRate = 25;
 
-enum Job { kTranscode, kPlay, kRecord };
+enum Job { kTranscode, kRemux, kPlay, kRecord };
 enum Left {
     kNothing,   // no file at all
     kPlayable,  // a file that ends early
@@ -52,6 +52,7 @@ class FaultTableTest : public testing::TestWithParam<FaultCase> {
         if (GetParam().job == kTranscode) {
             return {"transcode", faultyInput(), "-o", output(), "--preset", "ultrafast"};
         }
+        if (GetParam().job == kRemux) return {"remux", faultyInput(), "-o", output()};
         if (GetParam().job == kPlay) {
             return {"play", faultyInput(), "--display", "null", "--sound", "null"};
         }
@@ -77,7 +78,8 @@ class FaultTableTest : public testing::TestWithParam<FaultCase> {
         ProcessRunner runner(joined(joined({OXA_FAULTY_PROGRAM}, command()), {"--quiet"}));
         runner.setEnvironment("OXA_FAULT", GetParam().fault).setTimeLimit(kTimeLimit);
         runner.setEnvironment("OXA_STALL_SECONDS", "3");
-        if (testing::Matches(HasSubstr("silent"))(GetParam().fault)) runner.leavesThreads();
+        const auto isSilent = testing::AnyOf(HasSubstr("silent"), HasSubstr("hangs"));
+        if (testing::Matches(isSilent)(GetParam().fault)) runner.leavesThreads();
         return runner.run();
     }
     // A recording ends when this machine gets to it.
@@ -138,6 +140,9 @@ const FaultCase kFaults[] = {
         {"TranscodeShortReads", kTranscode, "short-reads", 0, "", kWhole},
         {"PlayReadError", kPlay, "read-error@150000", 3, kIoError, kNothing},
         {"PlayShortReads", kPlay, "short-reads", 0, "", kNothing},
+        {"TranscodeReadHangs", kTranscode, "read-hangs@150000", 1, kNothingRead, kNothing},
+        {"RemuxReadHangs", kRemux, "read-hangs@150000", 1, kNothingRead, kNothing},
+        {"PlayReadHangs", kPlay, "read-hangs@150000", 1, kNothingPlayed, kNothing},
         // Writing.
         {"TranscodeWriteErrorMp4", kTranscode, "write-error@100000", 4, kIoError, kNothing},
         {"TranscodeWriteErrorTs", kTranscode, "write-error@100000", 4, kIoError, kNothing, "ts"},
