@@ -78,7 +78,7 @@ PresetChoice::PresetChoice(std::string file, Measure measure)
 
 std::string PresetChoice::choose(Size size, int32_t frameRate) const {
     if (const auto known = remembered(size, frameRate)) return *known;
-    const std::string preset = measure(size, frameRate);
+    std::string preset = measure(size, frameRate);
     write(keyOf(size, frameRate), preset);
     return preset;
 }
@@ -94,7 +94,7 @@ std::string PresetChoice::measure(Size size, int32_t frameRate) const {
 std::optional<std::string> PresetChoice::remembered(Size size, int32_t frameRate) const {
     const std::string key = keyOf(size, frameRate);
     for (const std::string& line : linesOf(mFile)) {
-        const std::string preset = line.substr(std::min(line.size(), key.size()));
+        std::string preset = line.substr(std::min(line.size(), key.size()));
         const bool isKnown = placeOf(preset) < kCandidates.size();
         if (isKnown && line.compare(0, key.size(), key) == 0) return preset;
     }

@@ -29,32 +29,32 @@ enum class Value { kNone, kSize, kNumber, kDelay };
 // One event as it is written.
 struct Form {
     Kind kind;
+    Value value;
     const char* words;
-    Value value = Value::kNone;
     const char* expected = "";
     int32_t lowest = 0;
     int32_t highest = 0;
 };
 
 constexpr Form kForms[] = {
-        {Kind::kUnplug, "unplug"},
-        {Kind::kPlug, "plug"},
-        {Kind::kStall, "stall"},
-        {Kind::kResume, "resume"},
-        {Kind::kSize, "size", Value::kSize, "WxH, both even, from 16 to 8192, or a name"},
-        {Kind::kFrameRate, "rate", Value::kNumber, "a whole number from 1 to 120", 1, 120},
-        {Kind::kInterlaced, "interlaced"},
-        {Kind::kProgressive, "progressive"},
-        {Kind::kLoseSound, "lose-sound"},
-        {Kind::kRestoreSound, "restore-sound"},
-        {Kind::kSampleRate, "sample-rate", Value::kNumber, "Hz from 8000 to 192000", 8000, 192000},
-        {Kind::kChannels, "channels", Value::kNumber, "a whole number from 1 to 8", 1, 8},
-        {Kind::kDriverRight, "driver ok"},
-        {Kind::kDriverWrong, "driver wrong"},
-        {Kind::kDriverMissing, "driver missing"},
-        {Kind::kSlowService, "service slow", Value::kDelay, "a time up to 60s, such as 500ms"},
-        {Kind::kKillService, "kill-service"},
-        {Kind::kStartService, "start-service"},
+        {Kind::kUnplug, Value::kNone, "unplug"},
+        {Kind::kPlug, Value::kNone, "plug"},
+        {Kind::kStall, Value::kNone, "stall"},
+        {Kind::kResume, Value::kNone, "resume"},
+        {Kind::kSize, Value::kSize, "size", "WxH, both even, from 16 to 8192, or a name"},
+        {Kind::kFrameRate, Value::kNumber, "rate", "a whole number from 1 to 120", 1, 120},
+        {Kind::kInterlaced, Value::kNone, "interlaced"},
+        {Kind::kProgressive, Value::kNone, "progressive"},
+        {Kind::kLoseSound, Value::kNone, "lose-sound"},
+        {Kind::kRestoreSound, Value::kNone, "restore-sound"},
+        {Kind::kSampleRate, Value::kNumber, "sample-rate", "Hz from 8000 to 192000", 8000, 192000},
+        {Kind::kChannels, Value::kNumber, "channels", "a whole number from 1 to 8", 1, 8},
+        {Kind::kDriverRight, Value::kNone, "driver ok"},
+        {Kind::kDriverWrong, Value::kNone, "driver wrong"},
+        {Kind::kDriverMissing, Value::kNone, "driver missing"},
+        {Kind::kSlowService, Value::kDelay, "service slow", "a time up to 60s, such as 500ms"},
+        {Kind::kKillService, Value::kNone, "kill-service"},
+        {Kind::kStartService, Value::kNone, "start-service"},
 };
 
 std::string quoted(const std::string& text) {
@@ -169,7 +169,7 @@ std::optional<Failure> readScenario(const std::string& path, Scenario* scenario)
 std::string scenarioText(const ScenarioStep& step) {
     const Form& form = *std::find_if(std::begin(kForms), std::end(kForms),
                                      [&](const Form& known) { return known.kind == step.kind; });
-    const std::string words = form.words;
+    std::string words = form.words;
     switch (form.value) {
         case Value::kNone:
             break;

@@ -45,12 +45,13 @@ class Texture {
             for (int x = 0; x < kTile; ++x) {
                 noise = noise * 1664525 + 1013904223;
                 const int shape = ((x / 32 + y / 48) % 3) * 50 + x * y / 512 % 40;
-                tile[y * kTile + x] = 60 + shape * contrast / 100 + (noise >> 30);
+                tile[static_cast<size_t>(y) * kTile + x] =
+                        60 + shape * contrast / 100 + (noise >> 30);
             }
         }
         for (int y = 0; y < height + kTile; ++y) {
             for (int x = 0; x + kTile <= mStride; x += kTile) {
-                std::copy_n(&tile[y % kTile * kTile], kTile,
+                std::copy_n(&tile[static_cast<size_t>(y % kTile) * kTile], kTile,
                             &mSamples[static_cast<size_t>(y) * mStride + x]);
             }
         }

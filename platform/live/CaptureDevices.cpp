@@ -59,14 +59,15 @@ void addSoundCards(const std::string& root, Devices* devices) {
             continue;
         const auto known = cards.find(card);
         if (known == cards.end() || line.find(": capture") == std::string::npos) continue;
-        const std::string ofCard = std::to_string(card);
-        const std::string ofDevice = std::to_string(device);
-        const std::string name = line.substr(length, line.find(" :", length) - length);
+        CaptureDevice found;
+        found.kind = CaptureKind::kSound;
         // The plug: a card need not have the rate that is asked for.
-        devices->push_back({CaptureKind::kSound,
-                            "alsa:plughw:CARD=" + known->second.id + ",DEV=" + ofDevice,
-                            known->second.name + ", " + name,
-                            root + "/dev/snd/pcmC" + ofCard + "D" + ofDevice + "c"});
+        found.source = "alsa:plughw:CARD=" + known->second.id + ",DEV=" + std::to_string(device);
+        found.name = known->second.name + ", ";
+        found.name.append(line, length, line.find(" :", length) - length);
+        found.node = root + "/dev/snd/pcmC" + std::to_string(card);
+        found.node.append("D").append(std::to_string(device)).append("c");
+        devices->push_back(found);
     }
 }
 
