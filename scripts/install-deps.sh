@@ -2,11 +2,11 @@
 # Copyright 2026 The Oxa Authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# install-deps.sh [--all]
+# install-deps.sh [--all | --farm]
 #
 # Installs what the build and the tests need on Debian 12; with --all also what maintainers use:
-# fuzzing, clang's checks, coverage, API reference, packages. With everything there it needs neither the
-# network nor root.
+# fuzzing, clang's checks, coverage, API reference, packages; with --farm what the tests of several machines need
+# (tests/farm). With everything there it needs neither the network nor root.
 
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
@@ -35,9 +35,12 @@ if [[ "${1:-}" == --all ]]; then
         clang-tidy doxygen
         dpkg-dev file lintian           # cpack
         parallel
+        mmdebstrap                      # scripts/in-root.sh
     )
+elif [[ "${1:-}" == --farm ]]; then
+    packages+=(parallel openssh-server slurm-wlm)
 elif (($# > 0)); then
-    printf 'usage: install-deps.sh [--all]\n' >&2
+    printf 'usage: install-deps.sh [--all | --farm]\n' >&2
     exit 2
 fi
 
