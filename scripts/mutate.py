@@ -27,16 +27,16 @@ import time
 LAYERS = {"library": ("libs/",), "platform": ("platform/",), "client": ("tools/", "jobs/")}
 # Which test folders reach a source folder soonest; the others follow.
 NEAR = [
-    ("libs/", ["library", "transcode", "play", "live"]),
-    ("platform/codec/", ["platform/codec", "transcode", "play"]),
-    ("platform/ffmpeg/", ["platform/codec", "platform/container", "transcode"]),
-    ("platform/writer/", ["platform/container", "transcode", "live", "faults"]),
-    ("platform/extractor/", ["platform/container", "transcode", "files"]),
+    ("libs/", ["library", "files", "play", "live"]),
+    ("platform/codec/", ["platform/codec", "files", "play"]),
+    ("platform/ffmpeg/", ["platform/codec", "platform/container", "files"]),
+    ("platform/writer/", ["platform/container", "files", "live", "faults"]),
+    ("platform/extractor/", ["platform/container", "files", "transcode"]),
     ("platform/display/", ["platform/graphics", "play"]),
     ("platform/modules/", ["platform/graphics", "platform/live", "platform/codec"]),
     ("platform/hdmi/", ["platform/camera", "platform/hidl", "live"]),
-    ("platform/", ["{same}", "transcode", "play", "live", "cli"]),
-    ("jobs/", ["jobs", "cli"]),
+    ("platform/", ["{same}", "files", "play", "live", "cli"]),
+    ("jobs/", ["jobs", "files", "cli"]),
     ("tools/", ["cli"]),
 ]
 BUILD_LIMIT_S = 3600

@@ -138,17 +138,6 @@ TEST_F(TranscodeCliTest, partsOfFilesAreChosenByTimeNumberAndLanguage) {
     }
 }
 
-TEST_F(TranscodeCliTest, onlyTheTrackThatIsAskedForIsWritten) {
-    for (const std::string kind : {"audio", "video"}) {
-        const ProcessResult result =
-                runPlayer(quick(mClip, mMp4, {"--only", kind, "--force", "--quiet"}));
-        ASSERT_EQ(result.exitCode, 0) << kind << result.err;
-        const MediaProbe probe(mMp4);
-        EXPECT_EQ(probe.video() != nullptr, kind == "video");
-        EXPECT_EQ(probe.audio() != nullptr, kind == "audio");
-    }
-}
-
 // A track that yields nothing must cost a warning, not the other track.
 TEST_F(TranscodeCliTest, trackThatCannotBeDecodedIsLeftOut) {
     const std::string broken = mFolder.file("broken.mp4");
@@ -434,26 +423,6 @@ TEST_F(TranscodeCliTest, verifiedOutputsSaySo) {
     const ProcessResult piped = runPlayer(quick(mClip, "-", {"--verify"}));
     EXPECT_EQ(piped.exitCode, 2) << piped.err;
     EXPECT_THAT(piped.err, HasSubstr("only an output that is a file"));
-}
-
-// ---- Output files -------------------------------------------------------------------------------
-
-TEST_F(TranscodeCliTest, existingFileNeedsForce) {
-    ASSERT_TRUE(writeFile(mMp4, "precious"));
-    const ProcessResult refused = runPlayer(quick(mediaPath("roar.mp3"), mMp4));
-    EXPECT_EQ(refused.exitCode, 4);
-    EXPECT_THAT(refused.err, HasSubstr("--force"));
-    EXPECT_EQ(readFile(mMp4), "precious");
-    // Even with --force the old file stays until the new one is complete.
-    const ProcessResult failed =
-            player(quick(mClip, mMp4, {"--force"})).setFileSizeLimit(50'000).run();
-    EXPECT_EQ(failed.exitCode, 4);
-    EXPECT_THAT(failed.err, HasSubstr("File too large"));
-    EXPECT_EQ(readFile(mMp4), "precious");
-    const ProcessResult forced = runPlayer(quick(mediaPath("roar.mp3"), mMp4, {"--force"}));
-    EXPECT_EQ(forced.exitCode, 0) << forced.err;
-    EXPECT_TRUE(MediaProbe(mMp4).ok());
-    EXPECT_THAT(namesIn(mFolder.path()), UnorderedElementsAre("out.mp4"));
 }
 
 // ---- Interrupts ---------------------------------------------------------------------------------

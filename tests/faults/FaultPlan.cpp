@@ -12,9 +12,9 @@
 //   sync-error@N              at the end what was written does not reach the disk, as the Nth call
 //                             tells that asks for it; 0: each
 //   early-sync-error          the same, while it is still being written
-//   power-failure             what an output has on the disk is beside it, with ".synced" behind
-//   its name encoder-error@N           the picture's encoder fails instead of its Nth result; 0:
-//   its start silent-decoder@N          decoders give no picture behind the Nth, nor their end
+//   power-failure             what an output has on the disk is kept beside it, as NAME.synced
+//   encoder-error@N           the picture's encoder fails instead of its Nth result; 0: its start
+//   silent-decoder@N          decoders give no picture behind the Nth, nor their end
 //   camera-lost@BYTES         the camera goes once the output has so many bytes
 //   camera-stalls@BYTES       it gives no more pictures
 //   microphone-lost@BYTES

@@ -214,26 +214,6 @@ bool flvTimes(std::string* bytes, const Words& words) {
     return changed;
 }
 
-// A payload says its object's size and time behind the length of both.
-bool asfTime(std::string* bytes, const Words& words) {
-    constexpr uint32_t kPreroll = 3100;
-    const auto little = [](uint32_t value) {
-        std::string text;
-        for (int i = 0; i < 4; ++i, value >>= 8)
-            text += static_cast<char>(value);
-        return text;
-    };
-    const std::string from = little(kPreroll + static_cast<uint32_t>(std::stoul(words[2])));
-    const std::string to = little(kPreroll + static_cast<uint32_t>(std::stoul(words[3])));
-    bool changed = false;
-    for (size_t at = bytes->find(from); at != std::string::npos; at = bytes->find(from, at + 4)) {
-        if (at < 5 || (*bytes)[at - 5] != 8) continue;
-        bytes->replace(at, to.size(), to);
-        changed = true;
-    }
-    return changed;
-}
-
 bool mp4Matrix(std::string* bytes, const Words& words) {
     const size_t header = bytes->find("tkhd");
     if (header == std::string::npos || (*bytes)[header + 4] != 0) return false;
@@ -323,9 +303,9 @@ bool mkvEncrypt(std::string* bytes, const Words&) {
 }
 
 const std::map<std::string, std::function<bool(std::string*, const Words&)>> kEdits = {
-        {"ts-jump", tsJump},       {"ts-drop-times", tsDropTimes}, {"flv-times", flvTimes},
-        {"mp4-matrix", mp4Matrix}, {"h264-no-rate", h264NoRate},   {"cut", cut},
-        {"asf-time", asfTime},     {"ts-scramble", tsScramble},    {"mkv-encrypt", mkvEncrypt},
+        {"ts-jump", tsJump},         {"ts-drop-times", tsDropTimes}, {"flv-times", flvTimes},
+        {"mp4-matrix", mp4Matrix},   {"h264-no-rate", h264NoRate},   {"cut", cut},
+        {"ts-scramble", tsScramble}, {"mkv-encrypt", mkvEncrypt},
 };
 
 }  // namespace

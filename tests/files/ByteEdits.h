@@ -17,7 +17,6 @@ namespace oxa::test {
 //   ts-scramble IN PID OUT            a stream is marked as scrambled, and is
 //   ts-together IN IN OUT             packets of two files in turn, as two programmes of one
 //   flv-times IN TYPE FROM TO BY OUT  times of tags (8 sound, 9 picture, -1 all), in milliseconds
-//   asf-time IN FROM TO OUT           objects of one time get another, in milliseconds
 //   mkv-encrypt IN OUT                the track whose name is "seventeen letters" has a key
 //   mp4-matrix IN A B C D OUT         the display matrix of the first track, without its offsets
 //   h264-no-rate IN OUT               the sequence parameters of a raw stream of 25 a second lose it

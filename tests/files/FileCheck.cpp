@@ -5,10 +5,10 @@
 
 #include <array>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 
 #include "cli/PlayerProgram.h"
-#include "files/DecodedFile.h"
 #include "support/MediaProbe.h"
 #include "support/MediaReader.h"
 #include "support/Pictures.h"
@@ -23,6 +23,93 @@ namespace {
 constexpr double kAacFrame = 1024;
 // That of the peer's encodings.
 constexpr char kQuality[] = "--video-bitrate 6000000 ";
+
+// ---- What the `ffmpeg` command decodes ----------------------------------------------------------
+
+// Pictures in a file, one after the other: those of a film need not be in memory.
+class PictureFile {
+  public:
+    PictureFile(const std::string& path, int width, int height) : mStream(path, std::ios::binary) {
+        mImage.width = width;
+        mImage.height = height;
+        size_t size = 0;
+        for (int plane = 0; plane < 3; ++plane) {
+            mImage.planes[plane].resize(static_cast<size_t>(mImage.planeWidth(plane)) *
+                                        mImage.planeHeight(plane));
+            size += mImage.planes[plane].size();
+        }
+        if (size > 0) mCount = static_cast<size_t>(std::max<int64_t>(0, fileSize(path))) / size;
+    }
+
+    size_t count() const { return mCount; }
+    const Image& next() {
+        for (std::vector<uint8_t>& plane : mImage.planes)
+            mStream.read(reinterpret_cast<char*>(plane.data()),
+                         static_cast<std::streamsize>(plane.size()));
+        return mImage;
+    }
+
+  private:
+    std::ifstream mStream;
+    Image mImage;
+    size_t mCount = 0;
+};
+
+// What the `ffmpeg` command decodes of a file.
+struct DecodedFile {
+    const std::unique_ptr<TempDir> folder;
+    const int width;
+    const int height;
+    const Sound sound;  // from the file's start, each sample at its time
+
+    PictureFile pictures() const { return PictureFile(folder->file("pictures"), width, height); }
+};
+
+Sound readSound(const std::string& path, int sampleRate, int channels) {
+    const std::string bytes = readFile(path);
+    Sound sound;
+    sound.sampleRate = sampleRate;
+    sound.channels = channels;
+    sound.samples.resize(bytes.size() / sizeof(float));
+    std::memcpy(sound.samples.data(), bytes.data(), sound.samples.size() * sizeof(float));
+    return sound;
+}
+
+int channelsOf(const std::string& layout) {
+    AVChannelLayout known = {};
+    av_channel_layout_from_string(&known, layout.c_str());
+    const int channels = known.nb_channels;
+    av_channel_layout_uninit(&known);
+    return channels;
+}
+
+// Decodes to the size, the rate and the layout that a file's transcode has, the pictures turned by
+// these filters. Sound that is not where the sample before it ended is put to its place, by silence
+// or a cut.
+DecodedFile decodeByPeer(const DifficultFile& file, const std::string& path,
+                         const std::string& look = "") {
+    auto folder = std::make_unique<TempDir>();
+    // Nothing here is longer; a wild time can make hours.
+    std::vector<std::string> command = {"-t", "70", "-i", path};
+    if (isTransportStream(path)) command = joined({"-f", kTransportStream}, command);
+    const std::string sound = folder->file("sound");
+    if (file.pictureCount != 0) {
+        std::ostringstream filters;
+        filters << look << (look.empty() ? "" : ",") << "scale=" << file.width << ":" << file.height
+                << ":flags=bicubic,format=yuv420p";
+        command = joined(command, {"-map", "0:v:0", "-vf", filters.str(), "-fps_mode",
+                                   "passthrough", "-f", "rawvideo", folder->file("pictures")});
+    }
+    if (file.hasSound) {
+        std::ostringstream filters;
+        filters << "aresample=" << file.sampleRate << ":async=1:min_hard_comp=0.002:first_pts=0,"
+                << "aformat=channel_layouts=" << file.layout;
+        command = joined(command, {"-map", "0:a:0", "-af", filters.str(), "-f", "f32le", sound});
+    }
+    ProcessRunner(ffmpeg(command)).run();
+    Sound heard = readSound(sound, file.sampleRate, channelsOf(file.layout));
+    return {std::move(folder), file.width, file.height, std::move(heard)};
+}
 
 // ---- Comparisons --------------------------------------------------------------------------------
 

@@ -103,8 +103,6 @@ FlvWildSound in.flv | whole=clean.flv unlike=wild | clean0 flv; @flv-times clean
   2000000 in.flv
 WebmWildPicture in.webm | whole=clean.webm times=41 unlike=wild | ffmpeg $P $S -c:v libvpx -b:v 1M
   -c:a libvorbis clean.webm; copy webm -bsf:v setts=pts='PTS+eq(N\,40)*2000000'
-WmvWildPicture in.wmv | whole=clean.wmv times=41 unlike=wild | ffmpeg $P $S -c:v wmv2 -b:v 1M -c:a
-  wmav2 clean.wmv; @asf-time clean.wmv 1643 2000000 in.wmv
 DoubledTimes in.mkv | whole=clean.mkv times=41 unlike=times | clean0 mkv; copy mkv -bsf:v
   setts=ts='PTS-mod(N\,2)*40'
 LastTimeDoubled in.mkv | whole=clean.mkv times=41 unlike=times | clean0 mkv; copy mkv -bsf:v

@@ -18,13 +18,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-std::string soundAlone() {
-    test::ClipOptions options;
-    options.seconds = 1;
-    options.video = false;
-    return test::testClip(options);
-}
-
 // By its extension a name says what a job makes.
 std::string nameFor(JobKind kind) {
     return kind == JobKind::kContactSheet ? "out.png" : "out.mp4";
@@ -48,22 +41,6 @@ TEST(JobError, isTheSameForEveryJobThatReadsAPath) {
         }
     }
     EXPECT_THAT(namesIn(outputs.path()), IsEmpty());
-}
-
-TEST(JobError, tellsWhatIsMissingInAFileWithSoundAlone) {
-    const test::TempDir outputs;
-    const std::string output = outputs.file("out.mp4");
-    const std::string clip = soundAlone();
-    TranscodeOptions options = quickTranscode(clip, output);
-    options.only = Only::kVideo;
-    EXPECT_EQ(Transcode(options).run().failure.kind, FailureKind::kInput);
-    EXPECT_EQ(makeJob(JobKind::kContactSheet, clip, outputs.file("out.png"))->run().failure.kind,
-              FailureKind::kInput);
-    EXPECT_THAT(namesIn(outputs.path()), IsEmpty());
-    const Result result = makeJob(JobKind::kTranscode, clip, output)->run();
-    EXPECT_TRUE(result.ok()) << result.failure.text;
-    EXPECT_NEAR(result.soundSec, 1, 0.1);
-    EXPECT_EQ(result.total.pictures, 0);
 }
 
 TEST(JobError, leavesAnOutputThatExists) {

@@ -23,7 +23,7 @@ class PresetChoiceTest : public testing::Test {
     // The times of veryfast and superfast, in microseconds; nobody asks for that of ultrafast.
     PresetChoice choice(int64_t veryfastUs, int64_t superfastUs) {
         return {mFile, [=](Size size, const std::string& preset) {
-                    EXPECT_EQ(size.width, kSize.width);
+                    EXPECT_EQ(kSize.width, size.width);
                     mMeasured.push_back(preset);
                     return preset == "veryfast" ? veryfastUs : superfastUs;
                 }};

@@ -5,8 +5,10 @@
 #include <gtest/gtest.h>
 #include <oxa/host/Cameras.h>
 #include <oxa/host/HdmiSound.h>
+#include <oxa/host/Microphones.h>
 #include <oxa/jobs/Cleanup.h>
 #include <oxa/jobs/Record.h>
+#include <system/audio.h>
 
 #include <future>
 
@@ -78,11 +80,17 @@ TEST(RecordFault, endsTheRecordingWithItsCauseAndAPlayableFile) {
             {{kHdmi, kSound, {}},
              Only::kAudio,
              [] { host::endHdmiSoundService(); },
+             "the sound 'lavfi:sine' has failed"},
+            {{kHdmi, kBoth, {}}, Only::kBoth, [] { host::stallCamera(0, true); }, "the camera '"},
+            {{LiveSource::Kind::kCamera, kPicture, kSound},
+             Only::kBoth,
+             [] { host::stallMicrophone(AUDIO_SOURCE_DEFAULT, true); },
              "the sound 'lavfi:sine' has failed"}};
     for (const FaultCase& test : kCases) {
         SCOPED_TRACE(test.source.name + ": " + test.cause);
         expectEndsWithItsCause(test);
         host::clearCameras();
+        host::clearMicrophones();
         host::startHdmiSoundService();
     }
 }

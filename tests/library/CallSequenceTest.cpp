@@ -88,7 +88,7 @@ class CallSequenceTest : public testing::Test {
     std::string mFirst;  // finding
 };
 
-TEST_F(CallSequenceTest, NoneIsAnsweredWronglyOrLosesAnything) {
+TEST_F(CallSequenceTest, noneIsAnsweredWronglyOrLosesAnything) {
     if (const char* given = getenv("OXA_SEQUENCE")) {
         EXPECT_EQ(play(parseSequence(given)), "");
         return;

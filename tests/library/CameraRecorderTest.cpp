@@ -18,7 +18,7 @@ namespace {
 
 using testing::HasSubstr;
 
-TEST(CameraRecorderDeathTest, ACameraThatIsNotThereIsFatal) {
+TEST(CameraRecorderDeathTest, aCameraThatIsNotThereIsFatal) {
     for (const int camera : {-1, 2, 7}) {
         EXPECT_DEATH(CameraStage().pipeline->setDataSource(0, camera, String16("test")),
                      HasSubstr(refusalOf("mCameraId >= 0 && mCameraId < numCamera")))
@@ -56,7 +56,7 @@ class HdmiStage : public CameraStage {
     std::unique_ptr<oxa::host::SimulatedHdmiReceiver> mReceiver;
 };
 
-TEST(CameraRecorderTest, PrepareTellsWhetherTheCameraHasTheFormat) {
+TEST(CameraRecorderTest, prepareTellsWhetherTheCameraHasTheFormat) {
     const struct {
         bool hdmi;
         int width, height, frameRate;
@@ -81,7 +81,7 @@ TEST(CameraRecorderTest, PrepareTellsWhetherTheCameraHasTheFormat) {
     }
 }
 
-TEST(CameraRecorderTest, TheReceiversPreviewIsNoLargerThanItsPictureAndRunsAt30) {
+TEST(CameraRecorderTest, theReceiversPreviewIsNoLargerThanItsPictureAndRunsAt30) {
     HdmiStage stage;
     stage.format.width = 1920;
     stage.format.height = 1080;
@@ -98,7 +98,7 @@ TEST(CameraRecorderTest, TheReceiversPreviewIsNoLargerThanItsPictureAndRunsAt30)
 }
 
 // Such a rate is refused by prepare, but not from a recorder that runs.
-TEST(CameraRecorderTest, ARateAboveTheReceiversThatIsSetLaterLeavesNothingOut) {
+TEST(CameraRecorderTest, aRateAboveTheReceiversThatIsSetLaterLeavesNothingOut) {
     HdmiStage stage;
     stage.reports->muxer = stage.muxer;
     advance(&stage, CameraStage::kPrepare + 2);
@@ -114,7 +114,7 @@ TEST(CameraRecorderTest, ARateAboveTheReceiversThatIsSetLaterLeavesNothingOut) {
 
 // The end may come on the callback thread while the command that asks for it is still being
 // handled.
-TEST(CameraRecorderTest, ALostCameraEndsARecordingWhileItIsSwitchedOff) {
+TEST(CameraRecorderTest, aLostCameraEndsARecordingWhileItIsSwitchedOff) {
     constexpr std::chrono::milliseconds kQuiet{200};
     CameraStage stage;
     stage.reports->muxer = stage.muxer;
@@ -134,7 +134,7 @@ TEST(CameraRecorderTest, ALostCameraEndsARecordingWhileItIsSwitchedOff) {
 }
 
 // As another player does when it begins or ends.
-TEST(CameraRecorderTest, TheReceiversFactsStayWhileItIsInUse) {
+TEST(CameraRecorderTest, theReceiversFactsStayWhileItIsInUse) {
     HdmiStage stage;
     advance(&stage, CameraStage::kPrepare + 1);
     const LogCapture log;
@@ -146,7 +146,7 @@ TEST(CameraRecorderTest, TheReceiversFactsStayWhileItIsInUse) {
     EXPECT_EQ(log.count("HdmiRxInfo", "HDMI-Rx video"), 1) << "not read afresh";
 }
 
-TEST(CameraRecorderTest, WithoutACameraNothingIsPrepared) {
+TEST(CameraRecorderTest, withoutACameraNothingIsPrepared) {
     CameraStage stage;
     oxa::host::clearCameras();
     stage.type = CameraStage::kHdmiRx;
@@ -156,7 +156,7 @@ TEST(CameraRecorderTest, WithoutACameraNothingIsPrepared) {
     EXPECT_EQ(stage.pipeline->prepare(), NO_INIT);
 }
 
-TEST(CameraRecorderTest, ANegativeBitRateIsWrittenBack) {
+TEST(CameraRecorderTest, aNegativeBitRateIsWrittenBack) {
     CameraStage stage;
     stage.format.bitRate = -1;
     advance(&stage, CameraStage::kPrepare + 2);

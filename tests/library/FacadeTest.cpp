@@ -115,12 +115,12 @@ using Jobs = testing::Types<TranscodeJob, PlayJob>;
 TYPED_TEST_SUITE(PlayerStateTest, Jobs);
 TYPED_TEST_SUITE(PlayerStateDeathTest, Jobs);
 
-TYPED_TEST(PlayerStateDeathTest, OnlyTheNextStepIsAccepted) {
+TYPED_TEST(PlayerStateDeathTest, onlyTheNextStepIsAccepted) {
     // Before the first initiate there is no looper that would answer.
     expectOnlyTheNextStepIsAccepted<TypeParam>(1);
 }
 
-TYPED_TEST(PlayerStateTest, SwitchesAndStopAreHarmlessInEveryState) {
+TYPED_TEST(PlayerStateTest, switchesAndStopAreHarmlessInEveryState) {
     const size_t steps = TypeParam::steps(nullptr).size();
     for (size_t state = 0; state <= steps; ++state) {
         SCOPED_TRACE(state);
@@ -145,7 +145,7 @@ TYPED_TEST(PlayerStateTest, SwitchesAndStopAreHarmlessInEveryState) {
     }
 }
 
-TYPED_TEST(PlayerStateTest, IsInitiatedAgainAfterCleanupInEveryState) {
+TYPED_TEST(PlayerStateTest, isInitiatedAgainAfterCleanupInEveryState) {
     TypeParam job;
     for (size_t state = 1; state <= TypeParam::steps(nullptr).size(); ++state) {
         advance(&job, state);
@@ -155,7 +155,7 @@ TYPED_TEST(PlayerStateTest, IsInitiatedAgainAfterCleanupInEveryState) {
 
 // ---- Misuse -------------------------------------------------------------------------------------
 
-TEST(FacadeDeathTest, SwitchesNeedAnInitiatedPlayer) {
+TEST(FacadeDeathTest, switchesNeedAnInitiatedPlayer) {
     const auto afterCleanup = [](auto call) {
         TranscodeJob job;
         advance(&job, TranscodeJob::kSource);
@@ -169,7 +169,7 @@ TEST(FacadeDeathTest, SwitchesNeedAnInitiatedPlayer) {
 }
 
 // The file transcoders themselves take a format only once; a started player passes it on.
-TEST(FacadeDeathTest, TargetFormatOfARunningTranscodeReachesTheTranscoders) {
+TEST(FacadeDeathTest, targetFormatOfARunningTranscodeReachesTheTranscoders) {
     EXPECT_DEATH(
             {
                 TranscodeJob job;
@@ -180,7 +180,7 @@ TEST(FacadeDeathTest, TargetFormatOfARunningTranscodeReachesTheTranscoders) {
 }
 
 // Accepted types without a name make no pipeline, so nothing can be given to them.
-TEST(FacadeDeathTest, SourceTypesAreBounded) {
+TEST(FacadeDeathTest, sourceTypesAreBounded) {
     EXPECT_DEATH(
             {
                 TranscodeJob job;
@@ -196,7 +196,7 @@ TEST(FacadeDeathTest, SourceTypesAreBounded) {
                  "Both mPlayback and mTranscode are set!");
 }
 
-TEST(FacadeDeathTest, MisuseOfTheOutputIsFatal) {
+TEST(FacadeDeathTest, misuseOfTheOutputIsFatal) {
     const auto setMuxer = [](int type, int format, int descriptor) {
         TranscodeJob job;
         advance(&job, TranscodeJob::kMuxer);
@@ -217,14 +217,14 @@ TEST(FacadeDeathTest, MisuseOfTheOutputIsFatal) {
 
 // ---- A client's player --------------------------------------------------------------------------
 
-TEST(FacadeTest, AFileSourceWithoutARoleStaysInitialized) {
+TEST(FacadeTest, aFileSourceWithoutARoleStaysInitialized) {
     TranscodeJob job;
     ASSERT_EQ(job.player->initiate(SourceTypeFile, false, false), OK);
     EXPECT_EQ(job.player->setDataSource("x.mp4"), OK);
     EXPECT_EQ(job.player->setDataSource("y.mp4"), OK) << "still INITIALIZED";
 }
 
-TEST(FacadeTest, RunsOnALooperOfTheClient) {
+TEST(FacadeTest, runsOnALooperOfTheClient) {
     sp<OxaMediaCodecPlayer> player = new OxaMediaCodecPlayer(false, 0);
     EXPECT_EQ(player->initiate(SourceTypeFile, false, true), -ENOENT) << "not registered yet";
     const OwnLooper looper(player);
@@ -237,7 +237,7 @@ void countCallback(const sp<AMessage>& msg) {
     if (msg->what() == kWhatPlayerEOS) ++gCallbacks;
 }
 
-TEST(FacadeTest, TellsTheEndToItsCallbackAndForgetsItInCleanup) {
+TEST(FacadeTest, tellsTheEndToItsCallbackAndForgetsItInCleanup) {
     TranscodeJob job(CODEC_AUDIO_ONLY);
     job.player->mStatusCallback = countCallback;
     gCallbacks = 0;
@@ -254,7 +254,7 @@ TEST(FacadeTest, TellsTheEndToItsCallbackAndForgetsItInCleanup) {
     EXPECT_EQ(job.player->mStatusCallback, nullptr);
 }
 
-TEST(FacadeTest, StopsTheMuxerWhenTheHandledStreamsHaveStopped) {
+TEST(FacadeTest, stopsTheMuxerWhenTheHandledStreamsHaveStopped) {
     const LogCapture log;
     TranscodeJob job;
     advance(&job, TranscodeJob::kStart);
@@ -272,7 +272,7 @@ TEST(FacadeTest, StopsTheMuxerWhenTheHandledStreamsHaveStopped) {
     EXPECT_EQ(log.count(kTag, "Stop muxer success"), 1);
 }
 
-TEST(FacadeTest, DrainEndsAtOnceWhenNothingWillCome) {
+TEST(FacadeTest, drainEndsAtOnceWhenNothingWillCome) {
     TranscodeJob job;
     EXPECT_EQ(job.player->drain(1000000), INVALID_OPERATION);
     advance(&job, TranscodeJob::kStop);
@@ -285,7 +285,7 @@ TEST(FacadeTest, DrainEndsAtOnceWhenNothingWillCome) {
     EXPECT_EQ(job.player->drain(60000000), INVALID_OPERATION);
 }
 
-TEST(FacadeTest, TheLongestWaitIsLong) {
+TEST(FacadeTest, theLongestWaitIsLong) {
     const sp<OxaMediaCodecPlayer> player = new OxaMediaCodecPlayer(true, 0);
     const auto returned = std::make_shared<std::atomic<bool>>(false);
     // Lasts as long as the process, by design.
@@ -300,7 +300,7 @@ TEST(FacadeTest, TheLongestWaitIsLong) {
 
 // ---- Output -------------------------------------------------------------------------------------
 
-TEST(FacadeTest, OutputsThatCannotBeMadeAreRefused) {
+TEST(FacadeTest, outputsThatCannotBeMadeAreRefused) {
     const std::string longName(4096, 'x');  // is not cut
     struct {
         int type, format;
@@ -332,7 +332,7 @@ TEST(FacadeTest, OutputsThatCannotBeMadeAreRefused) {
 }
 
 // Two recordings that begin in one second must not share a file.
-TEST(FacadeTest, DefaultNamesLieUnderTheDeviceRootAndAreNeverReused) {
+TEST(FacadeTest, defaultNamesLieUnderTheDeviceRootAndAreNeverReused) {
     const oxa::test::TempDir root;
     const std::string folder = root.path() + "/storage/emulated/0/Pictures";
     std::filesystem::create_directories(folder);
@@ -350,7 +350,7 @@ TEST(FacadeTest, DefaultNamesLieUnderTheDeviceRootAndAreNeverReused) {
 }
 
 // The player duplicates descriptors and closes exactly its own.
-TEST(FacadeTest, ClosesItsOwnDescriptorsOnly) {
+TEST(FacadeTest, closesItsOwnDescriptorsOnly) {
     const auto openDescriptors = [] { return oxa::test::entriesOf("/proc/self/fd"); };
     const std::string path = mediaPath(kClip);
     const int input = open(path.c_str(), O_RDONLY);
@@ -414,12 +414,12 @@ class FirstPictureTest : public testing::Test {
     std::future<status_t> mStarted;
 };
 
-TEST_F(FirstPictureTest, EndsTheWaitByItself) {
+TEST_F(FirstPictureTest, endsTheWaitByItself) {
     startAndWait();
     EXPECT_TRUE(soundStarts());
 }
 
-TEST_F(FirstPictureTest, IsNotWaitedForAfterAnError) {
+TEST_F(FirstPictureTest, isNotWaitedForAfterAnError) {
     startAndWait();
     const int64_t beginUs = ALooper::GetNowUs();
     ScriptedComponent::last()->fail(UNKNOWN_ERROR, ACTION_CODE_FATAL);
@@ -427,7 +427,7 @@ TEST_F(FirstPictureTest, IsNotWaitedForAfterAnError) {
     EXPECT_LT(ALooper::GetNowUs() - beginUs, kWithoutWaitUs);
 }
 
-TEST_F(FirstPictureTest, IsNotWaitedForWhenTheClientStops) {
+TEST_F(FirstPictureTest, isNotWaitedForWhenTheClientStops) {
     startAndWait();
     const int64_t beginUs = ALooper::GetNowUs();
     EXPECT_EQ(mJob.player->stop(), OK);
@@ -435,7 +435,7 @@ TEST_F(FirstPictureTest, IsNotWaitedForWhenTheClientStops) {
 }
 
 // The other stream is played alone, and its end is the end.
-TEST_F(FirstPictureTest, DoesNotMatterWhenTheDecoderDoesNotStart) {
+TEST_F(FirstPictureTest, doesNotMatterWhenTheDecoderDoesNotStart) {
     ScriptedComponent::sStartResult = NO_MEMORY;
     EXPECT_EQ(mJob.player->setFreeRun(true), OK);
     EXPECT_EQ(mJob.player->start(), OK);

@@ -56,7 +56,7 @@ class DriverFiles {
     const TempDir mRoot;
 };
 
-TEST(HdmiRxInfoTest, VideoFactsAreReadFromTheDriversFile) {
+TEST(HdmiRxInfoTest, videoFactsAreReadFromTheDriversFile) {
     const struct {
         const char* text;
         VideoFacts facts;
@@ -92,7 +92,7 @@ TEST(HdmiRxInfoTest, VideoFactsAreReadFromTheDriversFile) {
     }
 }
 
-TEST(HdmiRxInfoTest, AudioFactsAreReadFromTheDriversFile) {
+TEST(HdmiRxInfoTest, audioFactsAreReadFromTheDriversFile) {
     const struct {
         const char* text;
         AudioFacts facts;
@@ -109,7 +109,7 @@ TEST(HdmiRxInfoTest, AudioFactsAreReadFromTheDriversFile) {
     }
 }
 
-TEST(HdmiRxInfoTest, FactsAreSummedUpInTheLog) {
+TEST(HdmiRxInfoTest, factsAreSummedUpInTheLog) {
     const DriverFiles files;
     files.write(kVideoFile, "Status:Ready\nWidth:720\nHeight:576\nColor:YUV422\nFps:50\n");
     files.write(kAudioFile, "Ready:2\nFreq:48000\nSPDIF Type:LPCM\n");
@@ -119,7 +119,7 @@ TEST(HdmiRxInfoTest, FactsAreSummedUpInTheLog) {
     EXPECT_TRUE(log.contains(kTag, "HDMI-Rx audio Not Ready 48000Hz SPDIF:LPCM"));
 }
 
-TEST(HdmiRxInfoTest, MissingFilesLeaveZeros) {
+TEST(HdmiRxInfoTest, missingFilesLeaveZeros) {
     const DriverFiles files;
     const LogCapture log;
     EXPECT_EQ(DriverFiles::video(), VideoFacts{});
@@ -133,7 +133,7 @@ TEST(HdmiRxInfoTest, MissingFilesLeaveZeros) {
 }
 
 // A file that is no driver's must not be read without end.
-TEST(HdmiRxInfoTest, ReadsTheBeginningOfAnythingLarger) {
+TEST(HdmiRxInfoTest, readsTheBeginningOfAnythingLarger) {
     const DriverFiles files;
     std::string lines;
     for (int i = 0; i < 255; ++i)
@@ -144,7 +144,7 @@ TEST(HdmiRxInfoTest, ReadsTheBeginningOfAnythingLarger) {
     EXPECT_EQ(DriverFiles::audio(), (AudioFacts{1, 0, 0}));
 }
 
-TEST(HdmiRxInfoTest, IsASnapshotUntilItIsDropped) {
+TEST(HdmiRxInfoTest, isASnapshotUntilItIsDropped) {
     const DriverFiles files;
     files.write(kVideoFile, "Width:1920\n");
     const HdmiRxInfo* info = HdmiRxInfo::GetInstance();

@@ -59,7 +59,7 @@ class MuxerTest : public testing::Test {
     const int mFd = fileno(tmpfile());
 };
 
-TEST_F(MuxerTest, TakesEachCallOnlyInItsState) {
+TEST_F(MuxerTest, takesEachCallOnlyInItsState) {
     const struct {
         std::function<ssize_t(OxaMediaMuxer*)> call;
         State state;
@@ -92,7 +92,7 @@ TEST_F(MuxerTest, TakesEachCallOnlyInItsState) {
     }
 }
 
-TEST_F(MuxerTest, WithoutAWriterNothingIsTaken) {
+TEST_F(MuxerTest, withoutAWriterNothingIsTaken) {
     const sp<OxaMediaMuxer> kMuxers[] = {
             make(static_cast<OxaMediaMuxer::OutputFormat>(1)),
             new OxaMediaMuxer(-1, kMp4),
@@ -106,7 +106,7 @@ TEST_F(MuxerTest, WithoutAWriterNothingIsTaken) {
     }
 }
 
-TEST_F(MuxerTest, RefusesWhatIsNoTrackNoPlaceAndNoSample) {
+TEST_F(MuxerTest, refusesWhatIsNoTrackNoPlaceAndNoSample) {
     const LogCapture log;
     const sp<OxaMediaMuxer> muxer = make();
     for (int degrees : {90, 180, 270})
@@ -132,7 +132,7 @@ TEST_F(MuxerTest, RefusesWhatIsNoTrackNoPlaceAndNoSample) {
 }
 
 // The samples' memory begins anywhere in its buffer; the file must hold just the range.
-TEST_F(MuxerTest, WritesTheRangeOfTheBuffer) {
+TEST_F(MuxerTest, writesTheRangeOfTheBuffer) {
     const sp<OxaMediaMuxer> muxer = makeIn(kStarted);
     sp<ABuffer> sample = bytes({0xEE, 0xEE, 0x21, 0x43, 0x65, 0x87, 0xEE});
     sample->setRange(2, 4);
@@ -145,7 +145,7 @@ TEST_F(MuxerTest, WritesTheRangeOfTheBuffer) {
 }
 
 // As a player turns it, clockwise; the index tells key frames as the flags did.
-TEST_F(MuxerTest, WritesTheRotationThePlaceAndTheKeyFramesThatItIsTold) {
+TEST_F(MuxerTest, writesTheRotationThePlaceAndTheKeyFramesThatItIsTold) {
     constexpr int kKeyFrameInterval = 10;
     for (const int degrees : {0, 90, 180, 270}) {
         SCOPED_TRACE(degrees);
@@ -186,7 +186,7 @@ TEST_F(MuxerTest, WritesTheRotationThePlaceAndTheKeyFramesThatItIsTold) {
 
 // A writer that cannot start is not the caller's failure, but nobody may pass the gate as if it
 // wrote.
-TEST_F(MuxerTest, AFailingWriterLeavesTheMuxerStartedButNotWriting) {
+TEST_F(MuxerTest, aFailingWriterLeavesTheMuxerStartedButNotWriting) {
     const sp<OxaMediaMuxer> muxer = make();  // a writer without a track does not start
     EXPECT_EQ(muxer->start(), OK);
     EXPECT_TRUE(muxer->isStarted());
@@ -197,7 +197,7 @@ TEST_F(MuxerTest, AFailingWriterLeavesTheMuxerStartedButNotWriting) {
 // ---- The start gate -----------------------------------------------------------------------------
 
 // The start comes as fast as it can: a waiter that missed it would hang here.
-TEST_F(MuxerTest, AnAnnouncementNeverMissesTheStartThatItCauses) {
+TEST_F(MuxerTest, anAnnouncementNeverMissesTheStartThatItCauses) {
     for (int i = 0; i < 5; ++i) {
         const sp<Reports> facade = new Reports;
         const OwnLooper looper(facade);
@@ -217,7 +217,7 @@ bool isAsleep(pid_t tid) {
 }
 
 // A thread that was waiting when the muxer starts comes out, in each form of waiting.
-TEST_F(MuxerTest, StartReleasesWhoeverWaits) {
+TEST_F(MuxerTest, startReleasesWhoeverWaits) {
     const std::function<void(OxaMediaMuxer*)> kWaits[] = {
             [](auto* muxer) { muxer->waitForStart(); },
             [](auto* muxer) { muxer->waitUntilStarted(); },
@@ -244,7 +244,7 @@ TEST_F(MuxerTest, StartReleasesWhoeverWaits) {
     }
 }
 
-TEST_F(MuxerTest, OpeningTheGateReleasesWithoutAStart) {
+TEST_F(MuxerTest, openingTheGateReleasesWithoutAStart) {
     const sp<OxaMediaMuxer> muxer = make();
     std::atomic<int> result{-1};
     std::thread thread([&] { result = muxer->announceAndWaitForStart(new AMessage) ? 1 : 0; });

@@ -185,11 +185,11 @@ size_t startedState() {
     return Kind::steps(nullptr).size() - 1;
 }
 
-TYPED_TEST(PipelineDeathTest, OnlyTheNextStepIsAccepted) {
+TYPED_TEST(PipelineDeathTest, onlyTheNextStepIsAccepted) {
     expectOnlyTheNextStepIsAccepted<TypeParam>();
 }
 
-TYPED_TEST(PipelineDeathTest, UnknownRequestsAreFatal) {
+TYPED_TEST(PipelineDeathTest, unknownRequestsAreFatal) {
     const auto [site, unknown] = TypeParam::kUnknown;
     for (const int code : {unknown, 0x1002}) {
         EXPECT_DEATH(
@@ -205,7 +205,7 @@ TYPED_TEST(PipelineDeathTest, UnknownRequestsAreFatal) {
 }
 
 // Whoever includes the header, and whatever its log tag.
-TEST(ReplyDeathTest, WhatNobodyWaitsForCannotBeAnswered) {
+TEST(ReplyDeathTest, whatNobodyWaitsForCannotBeAnswered) {
     using testing::AllOf;
     EXPECT_DEATH(reply(new AMessage, new AMessage),
                  AllOf(HasSubstr("OxaBase F "),
@@ -219,7 +219,7 @@ using Readers = testing::Types<VideoDecoderStage, AudioDecoderStage, VideoTransc
 TYPED_TEST_SUITE(MisuseDeathTest, Readers);
 
 // An index that the codec has not given out: not what a codec answers that has failed.
-TYPED_TEST(MisuseDeathTest, ACallThatTheCodecRefusesIsFatal) {
+TYPED_TEST(MisuseDeathTest, aCallThatTheCodecRefusesIsFatal) {
     EXPECT_DEATH(
             {
                 TypeParam stage;
@@ -231,7 +231,7 @@ TYPED_TEST(MisuseDeathTest, ACallThatTheCodecRefusesIsFatal) {
 }
 
 // A reset begins a new life, to which the refusal of the old one means nothing.
-TYPED_TEST(TranscoderDeathTest, AfterAResetAStopIsRefusedThoughTheTrackWas) {
+TYPED_TEST(TranscoderDeathTest, afterAResetAStopIsRefusedThoughTheTrackWas) {
     EXPECT_DEATH(
             {
                 TypeParam stage;
@@ -247,7 +247,7 @@ TYPED_TEST(TranscoderDeathTest, AfterAResetAStopIsRefusedThoughTheTrackWas) {
 // ---- Decoders -----------------------------------------------------------------------------------
 
 // A reset before the start keeps the prepared codec; one after it ends the object's use.
-TYPED_TEST(DecoderTest, ResetBeforeTheStartChangesNothing) {
+TYPED_TEST(DecoderTest, resetBeforeTheStartChangesNothing) {
     const size_t started = startedState<TypeParam>();
     for (size_t state = 0; state <= started + 1; ++state) {
         SCOPED_TRACE(state);
@@ -264,7 +264,7 @@ TYPED_TEST(DecoderTest, ResetBeforeTheStartChangesNothing) {
     }
 }
 
-TYPED_TEST(DecoderTest, AFileThatCannotBeReadFailsInPrepareAndMayBeTriedAgain) {
+TYPED_TEST(DecoderTest, aFileThatCannotBeReadFailsInPrepareAndMayBeTriedAgain) {
     const LogCapture log;
     TypeParam stage;
     stage.clip = "no-such-file.mp4";
@@ -277,7 +277,7 @@ TYPED_TEST(DecoderTest, AFileThatCannotBeReadFailsInPrepareAndMayBeTriedAgain) {
 
 // Sound waits for a start that lies in the future; what lies in the past is left out, but its end
 // still comes.
-TEST(AudioDecoderTest, SoundKeepsToTheStartThatItWasGiven) {
+TEST(AudioDecoderTest, soundKeepsToTheStartThatItWasGiven) {
     AudioDecoderStage early;
     early.startInUs = 500000;
     const int64_t startUs = ALooper::GetNowUs() + early.startInUs;
@@ -295,7 +295,7 @@ TEST(AudioDecoderTest, SoundKeepsToTheStartThatItWasGiven) {
 
 // ---- Transcoders --------------------------------------------------------------------------------
 
-TYPED_TEST(TranscoderTest, AFileThatCannotBeUsedFailsInPrepare) {
+TYPED_TEST(TranscoderTest, aFileThatCannotBeUsedFailsInPrepare) {
     const LogCapture log;
     TypeParam unreadable;
     unreadable.clip = "no-such-file.mp4";
@@ -311,7 +311,7 @@ TYPED_TEST(TranscoderTest, AFileThatCannotBeUsedFailsInPrepare) {
     }));
 }
 
-TYPED_TEST(TranscoderTest, AnErrorOfTheEncoderIsToldOnceToTheFacadeAndToAClient) {
+TYPED_TEST(TranscoderTest, anErrorOfTheEncoderIsToldOnceToTheFacadeAndToAClient) {
     for (const bool hasClient : {false, true}) {
         TypeParam stage;
         const sp<Reports> client = new Reports;
@@ -325,7 +325,7 @@ TYPED_TEST(TranscoderTest, AnErrorOfTheEncoderIsToldOnceToTheFacadeAndToAClient)
 }
 
 // As a network wants it: what is read and encoded long before has to wait.
-TYPED_TEST(TranscoderTest, AStreamLeavesNoSampleBeforeItsTime) {
+TYPED_TEST(TranscoderTest, aStreamLeavesNoSampleBeforeItsTime) {
     constexpr int64_t kLeadUs = 10000;
     TypeParam stage;
     stage.reports->muxer = stage.muxer;
@@ -341,7 +341,7 @@ TYPED_TEST(TranscoderTest, AStreamLeavesNoSampleBeforeItsTime) {
 }
 
 // What prepare computes goes back into the client's record.
-TEST(VideoTranscoderTest, WritesTheComputedRatesBack) {
+TEST(VideoTranscoderTest, writesTheComputedRatesBack) {
     VideoTranscoderStage stage;
     stage.format.width = 1920;
     stage.format.height = 1080;
@@ -353,7 +353,7 @@ TEST(VideoTranscoderTest, WritesTheComputedRatesBack) {
 }
 
 // 92 pictures: reports with pictures 30, 60 and 90, and the frame rates only when asked for.
-TEST(VideoTranscoderTest, ReportsProgressEndAndFrameRates) {
+TEST(VideoTranscoderTest, reportsProgressEndAndFrameRates) {
     for (const double interval : {-1.0, 0.001}) {
         VideoTranscoderStage stage;
         stage.reports->muxer = stage.muxer;
@@ -378,7 +378,7 @@ TEST(VideoTranscoderTest, ReportsProgressEndAndFrameRates) {
 
 // ---- Whatever writes into a muxer ---------------------------------------------------------------
 
-TYPED_TEST(RecorderTest, ResetLeadsFromEveryStateToTheStart) {
+TYPED_TEST(RecorderTest, resetLeadsFromEveryStateToTheStart) {
     for (size_t state = 0; state <= startedState<TypeParam>() + 1; ++state) {
         TypeParam stage;
         advance(&stage, state);
@@ -387,7 +387,7 @@ TYPED_TEST(RecorderTest, ResetLeadsFromEveryStateToTheStart) {
     }
 }
 
-TYPED_TEST(RecorderTest, KeepsItsStateWhenConfiguredWhileStarted) {
+TYPED_TEST(RecorderTest, keepsItsStateWhenConfiguredWhileStarted) {
     TypeParam stage;
     advance(&stage, startedState<TypeParam>());
     for (const Step& step : TypeParam::steps(&stage)) {
@@ -414,7 +414,7 @@ status_t switchOff(Kind* stage) {
 
 // Nothing waits for a muxer that does not want the track. A stop is answered although a transcoder
 // has stopped itself.
-TYPED_TEST(RecorderTest, ARefusedTrackIsReportedAndStopReturns) {
+TYPED_TEST(RecorderTest, aRefusedTrackIsReportedAndStopReturns) {
     TypeParam stage;
     stage.muxer = new OxaMediaMuxer(-1, OxaMediaMuxer::OUTPUT_FORMAT_MPEG_4);
     advance(&stage, startedState<TypeParam>());
@@ -426,7 +426,7 @@ TYPED_TEST(RecorderTest, ARefusedTrackIsReportedAndStopReturns) {
 }
 
 // The muxer stays unstarted, as when the other track does not come.
-TYPED_TEST(RecorderTest, StopComesOutOfAMuxerThatNeverStarts) {
+TYPED_TEST(RecorderTest, stopComesOutOfAMuxerThatNeverStarts) {
     TypeParam stage;
     advance(&stage, startedState<TypeParam>());
     ASSERT_EQ(record(&stage), OK);
@@ -440,7 +440,7 @@ TYPED_TEST(RecorderTest, StopComesOutOfAMuxerThatNeverStarts) {
 }
 
 // Also while its encoder waits for input or for the muxer. What follows is a life of its own.
-TYPED_TEST(RecorderTest, ResetEndsARecordingThatRuns) {
+TYPED_TEST(RecorderTest, resetEndsARecordingThatRuns) {
     TypeParam stage;
     advance(&stage, startedState<TypeParam>());
     ASSERT_EQ(record(&stage), OK);
@@ -451,7 +451,7 @@ TYPED_TEST(RecorderTest, ResetEndsARecordingThatRuns) {
 
 // ---- Live ---------------------------------------------------------------------------------------
 
-TYPED_TEST(LiveTest, IsSwitchedOnAndOffBeforeTheStart) {
+TYPED_TEST(LiveTest, isSwitchedOnAndOffBeforeTheStart) {
     TypeParam stage;
     advance(&stage, startedState<TypeParam>() - 1);
     for (int i = 0; i < 2; ++i) {
@@ -466,7 +466,7 @@ TYPED_TEST(LiveTest, IsSwitchedOnAndOffBeforeTheStart) {
 }
 
 // Whoever waits for the stop comes behind its report.
-TYPED_TEST(LiveTest, AStopHasReportedWhenItReturns) {
+TYPED_TEST(LiveTest, aStopHasReportedWhenItReturns) {
     constexpr uint32_t kMark = 1;
     for (int i = 0; i < 20; ++i) {
         TypeParam stage;
@@ -483,7 +483,7 @@ TYPED_TEST(LiveTest, AStopHasReportedWhenItReturns) {
     }
 }
 
-TEST(SoundQueueTest, GivesUpTheOldestBeyondItsBound) {
+TEST(SoundQueueTest, givesUpTheOldestBeyondItsBound) {
     SoundQueue queue(3);
     // Buffers of different sizes.
     const auto push = [&](std::initializer_list<size_t> sizes) {
@@ -509,7 +509,7 @@ TEST(SoundQueueTest, GivesUpTheOldestBeyondItsBound) {
 
 // ---- Microphone ---------------------------------------------------------------------------------
 
-TEST(MicrophoneDeathTest, BadArgumentsAreFatal) {
+TEST(MicrophoneDeathTest, badArgumentsAreFatal) {
     const auto take = [](int source, int channels) {
         MicrophoneStage stage;
         stage.source = source;
@@ -525,7 +525,7 @@ TEST(MicrophoneDeathTest, BadArgumentsAreFatal) {
 }
 
 // The monitor asks for less at a time than the microphone gives.
-TEST(MicrophoneTest, AllThatComesIsHeardOnce) {
+TEST(MicrophoneTest, allThatComesIsHeardOnce) {
     using namespace oxa::test;
     constexpr size_t kRate = 8000;
     const auto monitor = []() -> std::string {

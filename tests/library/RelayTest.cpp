@@ -70,7 +70,7 @@ class RelayTest : public ::testing::TestWithParam<const char*> {
 };
 
 // Not for foreign messages and unknown callbacks.
-TEST_P(RelayTest, CallsTheOperationsOfItsSideOnly) {
+TEST_P(RelayTest, callsTheOperationsOfItsSideOnly) {
     for (int32_t id = -1; id <= 5; ++id)
         deliver(fullCallback(id));
     sp<AMessage> foreign = fullCallback(1);
@@ -80,7 +80,7 @@ TEST_P(RelayTest, CallsTheOperationsOfItsSideOnly) {
     EXPECT_EQ(mPipeline->encoderCalls, mSide == "encoder" ? 4 : 0);
 }
 
-TEST_P(RelayTest, DropsCallbacksOfAPipelineThatIsGone) {
+TEST_P(RelayTest, dropsCallbacksOfAPipelineThatIsGone) {
     wp<CountingPipeline> watched = mPipeline;
     mPipeline.clear();
     ASSERT_EQ(watched.promote(), nullptr) << "the relay must not keep its pipeline alive";
@@ -88,7 +88,7 @@ TEST_P(RelayTest, DropsCallbacksOfAPipelineThatIsGone) {
 }
 
 // Each mandatory item that is missing stops the process with its own site number.
-TEST_P(RelayTest, AMissingItemIsFatal) {
+TEST_P(RelayTest, aMissingItemIsFatal) {
     const std::string source = mSide == "decoder" ? "BaseDecoder.cpp" : "BaseEncoder.cpp";
     const struct {
         int32_t id;

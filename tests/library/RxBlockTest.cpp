@@ -112,7 +112,7 @@ std::vector<Block> usableBlocks(int count) {
     return blocks;
 }
 
-TEST_F(RxBlockTest, UnusableBlocksAreSkippedAndPollingGoesOn) {
+TEST_F(RxBlockTest, unusableBlocksAreSkippedAndPollingGoesOn) {
     std::vector<Block> blocks = {
             {1000000, kFull, 2, 48000, -1},
             {1000000, kFull, 2, 48000, 3},
@@ -150,7 +150,7 @@ class RecordingStage : public Stage<AudioRxEncoder> {
     }
 };
 
-TEST_F(RxBlockTest, ResetEndsARecordingWithoutSound) {
+TEST_F(RxBlockTest, resetEndsARecordingWithoutSound) {
     RecordingStage stage;
     stage.muxer->start();
     EXPECT_EQ(stage.pipeline->reset(), OK);
@@ -158,7 +158,7 @@ TEST_F(RxBlockTest, ResetEndsARecordingWithoutSound) {
 }
 
 // Each becomes six times as large.
-TEST_F(RxBlockTest, SoundThatNobodyTakesIsGivenUpFromTheOldestOn) {
+TEST_F(RxBlockTest, soundThatNobodyTakesIsGivenUpFromTheOldestOn) {
     const LogCapture log;
     mService->setBlocks(std::vector<Block>(80, {kFirstUs, 16384, 2, 8000, 0}));
     RecordingStage stage;
@@ -167,7 +167,7 @@ TEST_F(RxBlockTest, SoundThatNobodyTakesIsGivenUpFromTheOldestOn) {
     EXPECT_EQ(stage.pipeline->stop(), OK);
 }
 
-TEST_F(RxBlockTest, AServiceThatDiesEndsTheSoundOnly) {
+TEST_F(RxBlockTest, aServiceThatDiesEndsTheSoundOnly) {
     const LogCapture log;
     {
         RecordingStage stage;
@@ -182,7 +182,7 @@ TEST_F(RxBlockTest, AServiceThatDiesEndsTheSoundOnly) {
 }
 
 // What the service tells of a block need not fit the memory, or the format of the blocks before.
-TEST_F(RxBlockTest, BlocksLargerThanTheirMemoryAndOfOtherFormatsDoNoHarm) {
+TEST_F(RxBlockTest, blocksLargerThanTheirMemoryAndOfOtherFormatsDoNoHarm) {
     std::vector<Block> blocks = usableBlocks(30);
     blocks[3].size = 1 << 30;
     blocks[5] = {blocks[5].timeUs, 16384, 8, 44100, 0};

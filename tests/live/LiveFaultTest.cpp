@@ -2,10 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <fcntl.h>
-#include <oxa/host/Cameras.h>
-#include <oxa/host/HdmiSound.h>
-#include <oxa/host/Microphones.h>
-#include <system/audio.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -24,30 +20,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr double kBeforeS = 0.7;
-constexpr double kAfterS = 0.5;
-// Sound runs behind the picture by what is on its way.
-constexpr double kSoundBeforeS = 0.4;
-constexpr std::chrono::milliseconds kQuiet{300};
 constexpr std::chrono::seconds kStopLimit{20};
 constexpr std::chrono::seconds kFewSeconds{5};
-
-struct FaultCase : Named {
-    bool hdmi, pictureEnds;
-    void (*strike)(LiveJob* job);
-};
-
-const FaultCase kFaults[] = {
-        {"HdmiUnplugged", true, true, [](LiveJob* job) { job->receiver()->unplug(); }},
-        {"HdmiStalled", true, true, [](LiveJob* job) { job->receiver()->stall(); }},
-        {"HdmiSoundLost", true, false, [](LiveJob* job) { job->receiver()->loseAudio(); }},
-        {"HdmiSoundServiceEnded", true, false, [](LiveJob*) { host::endHdmiSoundService(); }},
-        {"UsbUnplugged", false, true, [](LiveJob*) { host::loseCamera(0, true); }},
-        {"UsbStalled", false, true, [](LiveJob*) { host::stallCamera(0, true); }},
-        {"UsbMicrophoneLost", false, false,
-         [](LiveJob*) { host::loseMicrophone(AUDIO_SOURCE_DEFAULT, true); }},
-        {"UsbMicrophoneStalled", false, false,
-         [](LiveJob*) { host::stallMicrophone(AUDIO_SOURCE_DEFAULT, true); }},
-};
 
 void stopInTime(LiveJob* job) {
     const Watchdog watchdog("stopping after a fault", kStopLimit);
@@ -56,54 +30,6 @@ void stopInTime(LiveJob* job) {
     EXPECT_LT(Clock::now() - begin, kFewSeconds);
     job->cleanUp();
 }
-
-// The last picture has come out of the encoder.
-void waitForSilence(LiveJob* job) {
-    double last = -1;
-    Clock::time_point since = Clock::now();
-    ASSERT_TRUE(waitFor([&] {
-        const double now = job->recordedSeconds();
-        if (now != last) since = Clock::now();
-        last = now;
-        return Clock::now() - since > kQuiet;
-    })) << "pictures still come";
-}
-
-class LiveFaultTest : public testing::TestWithParam<FaultCase> {
-  protected:
-    ~LiveFaultTest() override { host::startHdmiSoundService(); }
-    const TempDir mFolder;
-};
-
-TEST_P(LiveFaultTest, whatWasRecordedBeforeIsKept) {
-    LiveOptions live = sourceOf(GetParam().hdmi);
-    live.output = mFolder.file("out.mp4");
-    {
-        LiveJob job(live);
-        ASSERT_NO_FATAL_FAILURE(job.start());
-        ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
-        ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kBeforeS));
-        GetParam().strike(&job);
-        if (GetParam().pictureEnds) {
-            ASSERT_NO_FATAL_FAILURE(waitForSilence(&job));
-        } else {
-            ASSERT_NO_FATAL_FAILURE(job.waitForRecorded(kBeforeS + kAfterS));
-        }
-        stopInTime(&job);
-    }
-    const MediaProbe probe(live.output);
-    ASSERT_TRUE(probe.ok()) << probe.error();
-    EXPECT_EQ(complaintsAbout(live.output), "");
-    ASSERT_NE(probe.video(), nullptr);
-    ASSERT_NE(probe.audio(), nullptr);
-    EXPECT_GE(probe.video()->durationUs(),
-              (kBeforeS + (GetParam().pictureEnds ? 0 : kAfterS)) * 1e6);
-    EXPECT_GE(probe.audio()->durationUs(), kSoundBeforeS * 1e6);
-    EXPECT_EQ(probe.video()->decodeErrors, 0);
-    EXPECT_EQ(probe.audio()->decodeErrors, 0);
-}
-
-INSTANTIATE_TEST_SUITE_P(Faults, LiveFaultTest, testing::ValuesIn(kFaults), rowName<FaultCase>);
 
 // Fails once in the life of this process.
 using namespace android;

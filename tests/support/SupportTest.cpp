@@ -11,7 +11,7 @@
 namespace oxa::test {
 namespace {
 
-TEST(MediaProbeTest, TellsDamageFromHealth) {
+TEST(MediaProbeTest, tellsDamageFromHealth) {
     ClipOptions options;
     options.extension = "ts";
     const std::string whole = testClip(options);
@@ -23,7 +23,7 @@ TEST(MediaProbeTest, TellsDamageFromHealth) {
     EXPECT_FALSE(MediaProbe(garbageFile(100000)).ok());
 }
 
-TEST(SoundTest, MeasuresLevelFrequencyAndLag) {
+TEST(SoundTest, measuresLevelFrequencyAndLag) {
     constexpr int kRate = 44100;
     const std::vector<float> tone = sine(997, 0.5, kRate, kRate);
     EXPECT_NEAR(levelDb(tone), -9.03, 0.05);
@@ -43,7 +43,7 @@ TEST(SoundTest, MeasuresLevelFrequencyAndLag) {
 
 // Fails if a flash is taken a picture late, if codec delay or smeared edges move a beep, or if the
 // sign is wrong: then every measured offset of a job would be worth nothing.
-TEST(SyncMeasureTest, FindsTheOffsetThatAClipWasMadeWith) {
+TEST(SyncMeasureTest, findsTheOffsetThatAClipWasMadeWith) {
     struct KnownOffset {
         double offsetMs;
         int frameRate;

@@ -11,7 +11,7 @@ namespace {
 using Change = std::function<void(CameraParameters*)>;
 
 // Settings are read from a text and changed; what Android 11 writes then.
-TEST(CameraParametersFacts, Changes) {
+TEST(CameraParametersFacts, changes) {
     const struct {
         const char* text;
         Change change;
@@ -42,7 +42,7 @@ TEST(CameraParametersFacts, Changes) {
     }
 }
 
-TEST(CameraParametersFacts, Values) {
+TEST(CameraParametersFacts, values) {
     const struct {
         const char *value, *text;
         int number;
@@ -62,7 +62,7 @@ TEST(CameraParametersFacts, Values) {
     EXPECT_EQ(CameraParameters().get("a"), nullptr);
 }
 
-TEST(CameraParametersFacts, Sizes) {
+TEST(CameraParametersFacts, sizes) {
     const struct {
         const char *text, *single, *list;
     } cases[] = {

@@ -158,7 +158,7 @@ const Conversion kToMeta[] = {
          "ocod: no type, size 2), mime: (char*) audio/opus, csd2: no type, size 3), "
          "csd1: no type, size 2), csd0: no type, size 1), #chn: (int32_t) 1"}};
 
-TEST(ConversionFacts, MessageToMetaData) {
+TEST(ConversionFacts, messageToMetaData) {
     for (const Conversion& c : kToMeta) {
         sp<MetaData> meta = new MetaData;
         EXPECT_EQ(convertMessageToMetaData(messageOf(c.items), meta), c.status) << c.items;
@@ -197,7 +197,7 @@ const Conversion kToMessage[] = {
          "int32_t sample-rate = 48000; Buffer csd-0 = {;   00000000:  "
          "11 90                                             ..; }; int32_t profile = 2; "}};
 
-TEST(ConversionFacts, MetaDataToMessage) {
+TEST(ConversionFacts, metaDataToMessage) {
     for (const Conversion& c : kToMessage) {
         sp<AMessage> message = new AMessage;
         EXPECT_EQ(convertMetaDataToMessage(metaDataOf(c.items), &message), c.status) << c.items;
@@ -232,7 +232,7 @@ std::string esds(const std::string& configuration) {
            "\x20\x11\0\0\0\0\0\0\0\0\0\0\0\5"s + size + configuration;
 }
 
-TEST(ConversionFacts, ProfilesAndLevels) {
+TEST(ConversionFacts, profilesAndLevels) {
     const ProfileCase cases[] = {
             {"video/avc", kKeyAVCC, avcc(66, 0, 30), 1, 0x100},
             {"video/avc", kKeyAVCC, avcc(66, 0x40, 31), 0x10000, 0x200},

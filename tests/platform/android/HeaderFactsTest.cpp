@@ -182,7 +182,7 @@ static_assert(MediaSource::ReadOptions::SEEK_FRAME_INDEX == 4);
     new Surface(nullptr);
 }
 
-TEST(HeaderFacts, ExtractorsOpenPaths) {
+TEST(HeaderFacts, extractorsOpenPaths) {
     const std::string path = oxa::test::mediaPath("friday_480p_audio_first.mp4");
     for (const std::string& name : {path, "file://" + path}) {
         const sp<NuMediaExtractor> extractor =
@@ -194,7 +194,7 @@ TEST(HeaderFacts, ExtractorsOpenPaths) {
     }
 }
 
-TEST(HeaderFacts, MimeTypes) {
+TEST(HeaderFacts, mimeTypes) {
     std::string all;
     for (const char* type : {MEDIA_MIMETYPE_VIDEO_VP8,     MEDIA_MIMETYPE_VIDEO_VP9,
                              MEDIA_MIMETYPE_VIDEO_AV1,     MEDIA_MIMETYPE_VIDEO_AVC,

@@ -63,7 +63,7 @@ class Client {
         mRecord = new AudioRecord(AUDIO_SOURCE_MIC, kRate, AUDIO_FORMAT_PCM_16_BIT,
                                   audio_channel_in_mask_from_count(channels), kClient,
                                   6 * kNotification, &Client::onEvent, this, kNotification);
-        EXPECT_EQ(OK, mRecord->start());
+        EXPECT_EQ(mRecord->start(), OK);
     }
     ~Client() { mRecord.clear(); }
 
@@ -84,7 +84,7 @@ class Client {
         if (event == AudioRecord::EVENT_MORE_DATA) {
             self->onData(static_cast<AudioRecord::Buffer*>(info));
         } else if (event == AudioRecord::EVENT_OVERRUN) {
-            EXPECT_EQ(nullptr, info);
+            EXPECT_EQ(info, nullptr);
             ++self->mOverruns;
         }
     }
@@ -105,7 +105,7 @@ class Client {
     std::vector<int16_t> mSamples;  // guarded by mLock
 };
 
-TEST_F(AudioRecordTest, TellsTheResultOfItsCreation) {
+TEST_F(AudioRecordTest, tellsTheResultOfItsCreation) {
     constexpr auto k16Bit = AUDIO_FORMAT_PCM_16_BIT;
     constexpr auto kSync = AudioRecord::TRANSFER_SYNC;
     const struct {
@@ -138,54 +138,55 @@ TEST_F(AudioRecordTest, TellsTheResultOfItsCreation) {
                 new AudioRecord(static_cast<audio_source_t>(creation.source), creation.rate,
                                 creation.format, creation.mask, kClient, 0, nullptr, nullptr, 0,
                                 AUDIO_SESSION_ALLOCATE, creation.transfer);
-        EXPECT_EQ(creation.result, record->initCheck());
-        EXPECT_EQ(creation.result, record->start());
+        EXPECT_EQ(record->initCheck(), creation.result);
+        EXPECT_EQ(record->start(), creation.result);
         EXPECT_EQ(creation.result != OK, record->stopped());
         if (creation.result != OK) continue;
         size_t frames = 0;
-        EXPECT_EQ(OK, AudioRecord::getMinFrameCount(&frames, creation.rate, creation.format,
-                                                    creation.mask));
+        EXPECT_EQ(AudioRecord::getMinFrameCount(&frames, creation.rate, creation.format,
+                                                creation.mask),
+                  OK);
         EXPECT_EQ(creation.rate / 25, frames);
         EXPECT_GE(record->frameCount(), frames);
     }
 }
 
-TEST_F(AudioRecordTest, IsAnErrorWithoutItsMicrophone) {
+TEST_F(AudioRecordTest, isAnErrorWithoutItsMicrophone) {
     for (const char* source : {"/no/such/file.wav", "lavfi:nosuchfilter", "lavfi:testsrc2",
                                "alsa:no_such_device", "alsa:", "pulse:no_such_source"}) {
         SCOPED_TRACE(source);
         useMicrophone(source);
-        EXPECT_NE("", oxa::host::microphoneSourceError(source));
+        EXPECT_NE(oxa::host::microphoneSourceError(source), "");
         const sp<AudioRecord> record = newReader();
-        EXPECT_EQ(NO_INIT, record->initCheck());
-        EXPECT_EQ(NO_INIT, record->start());
+        EXPECT_EQ(record->initCheck(), NO_INIT);
+        EXPECT_EQ(record->start(), NO_INIT);
         int16_t sample = 0;
-        EXPECT_EQ(NO_INIT, record->read(&sample, sizeof(sample)));
+        EXPECT_EQ(record->read(&sample, sizeof(sample)), NO_INIT);
         record->stop();
     }
-    EXPECT_EQ("", oxa::host::microphoneSourceError(rampSource(kRate)));
+    EXPECT_EQ(oxa::host::microphoneSourceError(rampSource(kRate)), "");
 }
 
-TEST_F(AudioRecordTest, TakesTheMicrophoneOfItsAudioSource) {
+TEST_F(AudioRecordTest, takesTheMicrophoneOfItsAudioSource) {
     oxa::host::clearMicrophones();
-    EXPECT_EQ("alsa:default", oxa::host::microphoneSource(AUDIO_SOURCE_MIC));
+    EXPECT_EQ(oxa::host::microphoneSource(AUDIO_SOURCE_MIC), "alsa:default");
     EXPECT_TRUE(oxa::host::registerMicrophone(AUDIO_SOURCE_DEFAULT, "lavfi:sine=300"));
     EXPECT_TRUE(oxa::host::registerMicrophone(AUDIO_SOURCE_CAMCORDER, "lavfi:sine=900"));
     EXPECT_FALSE(oxa::host::registerMicrophone(AUDIO_SOURCE_MAX + 1, "lavfi:sine=300"));
     EXPECT_FALSE(oxa::host::registerMicrophone(AUDIO_SOURCE_MIC, ""));
-    EXPECT_EQ("lavfi:sine=300", oxa::host::microphoneSource(AUDIO_SOURCE_MIC));
-    EXPECT_EQ("lavfi:sine=900", oxa::host::microphoneSource(AUDIO_SOURCE_CAMCORDER));
+    EXPECT_EQ(oxa::host::microphoneSource(AUDIO_SOURCE_MIC), "lavfi:sine=300");
+    EXPECT_EQ(oxa::host::microphoneSource(AUDIO_SOURCE_CAMCORDER), "lavfi:sine=900");
 }
 
 // A record at another rate and with other channels than the microphone's.
-TEST_F(AudioRecordTest, ConvertsToTheFormatOfTheRecord) {
+TEST_F(AudioRecordTest, convertsToTheFormatOfTheRecord) {
     useMicrophone("lavfi:sine=frequency=1000:sample_rate=44100");
     Client client(2);
     ASSERT_TRUE(client.waitForFrames(kRate));
     client.record()->stop();
     const Sound sound = soundFromPcm(client.samples(), 2, kRate);
     for (int channel = 0; channel < 2; ++channel) {
-        EXPECT_NEAR(1000, dominantFrequency(sound.channel(channel), kRate), 1);
+        EXPECT_NEAR(dominantFrequency(sound.channel(channel), kRate), 1000, 1);
     }
     // The client was called with as much as it asked for, each time.
     EXPECT_EQ(client.calls() * kNotification, sound.frames());
@@ -199,12 +200,12 @@ void expectRamp(audio_format_t format, const std::function<int(Sample)>& valueOf
     const auto expectCounts = [&valueOf](const std::vector<Sample>& samples) {
         std::vector<int16_t> values(samples.size());
         std::transform(samples.begin(), samples.end(), values.begin(), valueOf);
-        EXPECT_EQ(0u, rampBreaks(values, 1));
+        EXPECT_EQ(rampBreaks(values, 1), 0u);
     };
     const sp<AudioRecord> reader =
             new AudioRecord(AUDIO_SOURCE_MIC, kRate, format, AUDIO_CHANNEL_IN_MONO, kClient);
     EXPECT_EQ(sizeof(Sample), reader->frameSize());
-    ASSERT_EQ(OK, reader->start());
+    ASSERT_EQ(reader->start(), OK);
     std::vector<Sample> samples(kFrames);
     EXPECT_EQ(static_cast<ssize_t>(kFrames * sizeof(Sample)),
               reader->read(samples.data(), kFrames * sizeof(Sample)));
@@ -224,52 +225,52 @@ void expectRamp(audio_format_t format, const std::function<int(Sample)>& valueOf
     const sp<AudioRecord> record =
             new AudioRecord(AUDIO_SOURCE_MIC, kRate, format, AUDIO_CHANNEL_IN_MONO, kClient, 0,
                             onEvent, const_cast<void*>(static_cast<const void*>(&take)));
-    ASSERT_EQ(OK, record->start());
+    ASSERT_EQ(record->start(), OK);
     EXPECT_TRUE(waitFor([&] { return called.load(); }));
 }
 
-TEST_F(AudioRecordTest, GivesPcmOfEachFormat) {
+TEST_F(AudioRecordTest, givesPcmOfEachFormat) {
     expectRamp<int32_t>(AUDIO_FORMAT_PCM_32_BIT, [](int32_t sample) { return sample / 65536; });
     expectRamp<float>(AUDIO_FORMAT_PCM_FLOAT,
                       [](float sample) { return static_cast<int>(sample * 32768); });
     // A ramp that was cut to 8 bits goes on with the same value 256 times.
     const sp<AudioRecord> record = new AudioRecord(AUDIO_SOURCE_MIC, kRate, AUDIO_FORMAT_PCM_8_BIT,
                                                    AUDIO_CHANNEL_IN_MONO, kClient);
-    ASSERT_EQ(OK, record->start());
+    ASSERT_EQ(record->start(), OK);
     std::vector<uint8_t> samples(600);
-    EXPECT_EQ(600, record->read(samples.data(), samples.size()));
-    EXPECT_EQ(2, samples[599] - samples[87]);
+    EXPECT_EQ(record->read(samples.data(), samples.size()), 600);
+    EXPECT_EQ(samples[599] - samples[87], 2);
     EXPECT_GE(samples[0], 0x80);
 }
 
-TEST_F(AudioRecordTest, GivesSoundInRealTimeWithoutGaps) {
+TEST_F(AudioRecordTest, givesSoundInRealTimeWithoutGaps) {
     useMicrophone(rampSource(kRate, "stereo"));
     const std::chrono::steady_clock::time_point before = std::chrono::steady_clock::now();
     Client client(2);
-    EXPECT_EQ(OK, client.record()->start());
+    EXPECT_EQ(client.record()->start(), OK);
     ASSERT_TRUE(client.waitForFrames(kRate));
     const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - before;
     const size_t frames = client.samples().size() / 2;
-    EXPECT_EQ(0U, rampBreaks(client.samples(), 2));
+    EXPECT_EQ(rampBreaks(client.samples(), 2), 0U);
     // Never more than has passed: it is not read ahead.
     EXPECT_LE(frames, passed.count() * kRate);
 }
 
-TEST_F(AudioRecordTest, DropsOldSoundAtStart) {
+TEST_F(AudioRecordTest, dropsOldSoundAtStart) {
     const sp<AudioRecord> record = newReader();
-    ASSERT_EQ(OK, record->start());
+    ASSERT_EQ(record->start(), OK);
     ASSERT_TRUE(waitFor([] { return captured() > kRate / 10; }));
     record->stop();
     EXPECT_TRUE(record->stopped());
-    EXPECT_EQ(100U, read(record, 100).size());
-    ASSERT_EQ(OK, record->start());
+    EXPECT_EQ(read(record, 100).size(), 100U);
+    ASSERT_EQ(record->start(), OK);
     // The source begins anew, as nobody has held it meanwhile.
     const std::vector<int16_t> again = read(record, kRate / 10);
     EXPECT_LT(again.front(), kRate / 50);
-    EXPECT_EQ(0U, rampBreaks(again, 1));
+    EXPECT_EQ(rampBreaks(again, 1), 0U);
 }
 
-TEST_F(AudioRecordTest, OffersAgainWhatWasNotConsumed) {
+TEST_F(AudioRecordTest, offersAgainWhatWasNotConsumed) {
     std::atomic<int> calls{0};
     Client client(1, [&](AudioRecord::Buffer* buffer) {
         const int call = ++calls;
@@ -278,10 +279,10 @@ TEST_F(AudioRecordTest, OffersAgainWhatWasNotConsumed) {
     });
     ASSERT_TRUE(client.waitForFrames(kRate / 5));
     client.record()->stop();
-    EXPECT_EQ(0U, rampBreaks(client.samples(), 1));
+    EXPECT_EQ(rampBreaks(client.samples(), 1), 0U);
 }
 
-TEST_F(AudioRecordTest, DropsAndTellsWhenTheClientIsSlow) {
+TEST_F(AudioRecordTest, dropsAndTellsWhenTheClientIsSlow) {
     const auto dropped = [] { return oxa::host::microphoneFigures(AUDIO_SOURCE_MIC).dropped; };
     std::atomic<bool> blocked{false};
     Client client(1, [&](AudioRecord::Buffer*) {
@@ -295,29 +296,29 @@ TEST_F(AudioRecordTest, DropsAndTellsWhenTheClientIsSlow) {
     client.record()->stop();
     // What was kept is whole, then there is the gap.
     const std::vector<int16_t> samples = client.samples();
-    EXPECT_EQ(0U, rampBreaks({samples.begin(), samples.begin() + ring}, 1));
-    EXPECT_EQ(1U, rampBreaks(samples, 1));
+    EXPECT_EQ(rampBreaks({samples.begin(), samples.begin() + ring}, 1), 0U);
+    EXPECT_EQ(rampBreaks(samples, 1), 1U);
 }
 
-TEST_F(AudioRecordTest, StopsFromItsCallback) {
+TEST_F(AudioRecordTest, stopsFromItsCallback) {
     std::atomic<bool> stops{true};
     Client client(1, [&](AudioRecord::Buffer*) {
         if (stops) client.record()->stop();
     });
     ASSERT_TRUE(waitFor([&] { return client.record()->stopped(); }));
-    EXPECT_EQ(1U, client.calls());
+    EXPECT_EQ(client.calls(), 1U);
     stops = false;
-    ASSERT_EQ(OK, client.record()->start());
+    ASSERT_EQ(client.record()->start(), OK);
     EXPECT_TRUE(client.waitForFrames(4 * kNotification));
 }
 
-TEST_F(AudioRecordTest, ReadsWhatIsThere) {
+TEST_F(AudioRecordTest, readsWhatIsThere) {
     const sp<AudioRecord> record = newReader();
     int16_t samples[64];
-    EXPECT_EQ(WOULD_BLOCK, record->read(samples, sizeof(samples), false));
-    EXPECT_EQ(WOULD_BLOCK, record->read(samples, sizeof(samples), true));
-    ASSERT_EQ(OK, record->start());
-    EXPECT_EQ(0U, rampBreaks(read(record, kRate / 4), 1));
+    EXPECT_EQ(record->read(samples, sizeof(samples), false), WOULD_BLOCK);
+    EXPECT_EQ(record->read(samples, sizeof(samples), true), WOULD_BLOCK);
+    ASSERT_EQ(record->start(), OK);
+    EXPECT_EQ(rampBreaks(read(record, kRate / 4), 1), 0U);
     ssize_t size = WOULD_BLOCK;
     ASSERT_TRUE(waitFor([&] {
         size = record->read(samples, sizeof(samples), false);
@@ -325,14 +326,14 @@ TEST_F(AudioRecordTest, ReadsWhatIsThere) {
     }));
     EXPECT_GT(size, 0);
     EXPECT_LE(size, static_cast<ssize_t>(sizeof(samples)));
-    EXPECT_EQ(BAD_VALUE, record->read(nullptr, 2));
+    EXPECT_EQ(record->read(nullptr, 2), BAD_VALUE);
     Client client;
-    EXPECT_EQ(INVALID_OPERATION, client.record()->read(samples, sizeof(samples)));
+    EXPECT_EQ(client.record()->read(samples, sizeof(samples)), INVALID_OPERATION);
 }
 
-TEST_F(AudioRecordTest, StopWakesAReader) {
+TEST_F(AudioRecordTest, stopWakesAReader) {
     const sp<AudioRecord> record = newReader();
-    ASSERT_EQ(OK, record->start());
+    ASSERT_EQ(record->start(), OK);
     std::atomic<ssize_t> result{-1};
     std::vector<int16_t> samples(10 * kRate);
     std::thread reader(
@@ -344,19 +345,19 @@ TEST_F(AudioRecordTest, StopWakesAReader) {
     EXPECT_LT(result, static_cast<ssize_t>(samples.size() * sizeof(int16_t)));
 }
 
-TEST_F(AudioRecordTest, GivesASourceToItsLastSample) {
+TEST_F(AudioRecordTest, givesASourceToItsLastSample) {
     constexpr size_t kFrames = kRate / 2 + 120;  // not whole calls
     useMicrophone(rampSource(kRate, "mono", 1.0 * kFrames / kRate));
     Client client;
     ASSERT_TRUE(client.waitForFrames(kFrames));
     EXPECT_TRUE(waitFor([&] { return heardFault(0); }));
-    EXPECT_EQ(kFrames, client.samples().size());
-    EXPECT_EQ(0U, rampBreaks(client.samples(), 1));
+    EXPECT_EQ(client.samples().size(), kFrames);
+    EXPECT_EQ(rampBreaks(client.samples(), 1), 0U);
     EXPECT_FALSE(client.record()->stopped());
     client.record()->stop();
 }
 
-TEST_F(AudioRecordTest, TellsThatTheMicrophoneIsLostOrStallsAndStartsAgain) {
+TEST_F(AudioRecordTest, tellsThatTheMicrophoneIsLostOrStallsAndStartsAgain) {
     const struct {
         bool (*strike)(int audioSource, bool on);
         int error;
@@ -366,12 +367,12 @@ TEST_F(AudioRecordTest, TellsThatTheMicrophoneIsLostOrStallsAndStartsAgain) {
     const size_t size = samples.size() * sizeof(int16_t);
     for (const auto& fault : kFaults) {
         SCOPED_TRACE(fault.error);
-        ASSERT_EQ(OK, record->start());
-        EXPECT_EQ(0U, rampBreaks(read(record, 1000), 1));
+        ASSERT_EQ(record->start(), OK);
+        EXPECT_EQ(rampBreaks(read(record, 1000), 1), 0U);
         ASSERT_TRUE(fault.strike(AUDIO_SOURCE_MIC, true));
         // A reader that waits for more than there is comes back.
         EXPECT_LT(record->read(samples.data(), size), static_cast<ssize_t>(size));
-        EXPECT_EQ(DEAD_OBJECT, record->read(samples.data(), size));
+        EXPECT_EQ(record->read(samples.data(), size), DEAD_OBJECT);
         EXPECT_TRUE(waitFor([&] { return heardFault(fault.error); }));
         record->stop();
         ASSERT_TRUE(fault.strike(AUDIO_SOURCE_MIC, false));

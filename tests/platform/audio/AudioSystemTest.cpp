@@ -10,7 +10,7 @@ namespace android {
 namespace {
 
 // Masks are stored in formats and compared with those of other programs.
-TEST(AudioChannels, HaveTheirMasksByCount) {
+TEST(AudioChannels, haveTheirMasksByCount) {
     constexpr struct {
         uint32_t count;
         audio_channel_mask_t out;
@@ -29,17 +29,17 @@ TEST(AudioChannels, HaveTheirMasksByCount) {
     };
     for (const auto& masks : kMasks) {
         SCOPED_TRACE(masks.count);
-        EXPECT_EQ(masks.out, audio_channel_out_mask_from_count(masks.count));
-        EXPECT_EQ(masks.in, audio_channel_in_mask_from_count(masks.count));
+        EXPECT_EQ(audio_channel_out_mask_from_count(masks.count), masks.out);
+        EXPECT_EQ(audio_channel_in_mask_from_count(masks.count), masks.in);
         const uint32_t counted = masks.count <= 8 ? masks.count : 0;
         EXPECT_EQ(counted, audio_channel_count_from_out_mask(masks.out));
         EXPECT_EQ(counted, audio_channel_count_from_in_mask(masks.in));
     }
     // A position that only the other direction has is no channel.
-    EXPECT_EQ(1u, audio_channel_count_from_in_mask(AUDIO_CHANNEL_IN_MONO | 0x1));
+    EXPECT_EQ(audio_channel_count_from_in_mask(AUDIO_CHANNEL_IN_MONO | 0x1), 1u);
 }
 
-TEST(AudioSystem, GivesAHardwareSyncToSessionsItHasHandedOutOnly) {
+TEST(AudioSystem, givesAHardwareSyncToSessionsItHasHandedOutOnly) {
     const auto syncOf = [](int session) {
         return AudioSystem::getAudioHwSyncForSession(static_cast<audio_session_t>(session));
     };
@@ -49,10 +49,10 @@ TEST(AudioSystem, GivesAHardwareSyncToSessionsItHasHandedOutOnly) {
     EXPECT_GT(static_cast<int32_t>(syncOf(session)), 0);
     EXPECT_EQ(syncOf(session), syncOf(session));
     EXPECT_NE(syncOf(session), syncOf(other));
-    EXPECT_EQ(AUDIO_UNIQUE_ID_ALLOCATE, AudioSystem::newAudioUniqueId(AUDIO_UNIQUE_ID_USE_MAX));
+    EXPECT_EQ(AudioSystem::newAudioUniqueId(AUDIO_UNIQUE_ID_USE_MAX), AUDIO_UNIQUE_ID_ALLOCATE);
     const int beyond = other + AUDIO_UNIQUE_ID_USE_MAX;
     for (const int unknown : {-1, 0, 1, noSession, beyond}) {
-        EXPECT_EQ(static_cast<audio_hw_sync_t>(AUDIO_HW_SYNC_INVALID), syncOf(unknown)) << unknown;
+        EXPECT_EQ(syncOf(unknown), static_cast<audio_hw_sync_t>(AUDIO_HW_SYNC_INVALID)) << unknown;
     }
 }
 

@@ -112,7 +112,7 @@ size_t room(const sp<AudioTrack>& track) {
 
 uint32_t position(const sp<AudioTrack>& track) {
     uint32_t frames = 0xDEADBEEF;
-    EXPECT_EQ(OK, track->getPosition(&frames));
+    EXPECT_EQ(track->getPosition(&frames), OK);
     return frames;
 }
 
@@ -154,7 +154,7 @@ constexpr auto kMusic = AUDIO_STREAM_MUSIC;
 constexpr auto kPcm16 = AUDIO_FORMAT_PCM_16_BIT;
 constexpr auto kStereo = AUDIO_CHANNEL_OUT_STEREO;
 
-TEST_F(AudioTrackTest, IsAnsweredByInitCheckAndHarmlessWhenItFails) {
+TEST_F(AudioTrackTest, isAnsweredByInitCheckAndHarmlessWhenItFails) {
     constexpr auto kDefault = AudioTrack::TRANSFER_DEFAULT;
     const struct {
         int stream;
@@ -182,44 +182,44 @@ TEST_F(AudioTrackTest, IsAnsweredByInitCheckAndHarmlessWhenItFails) {
                 new AudioTrack(static_cast<audio_stream_type_t>(creation.stream), creation.rate,
                                creation.format, creation.mask, 0, AUDIO_OUTPUT_FLAG_NONE, nullptr,
                                nullptr, 0, AUDIO_SESSION_ALLOCATE, creation.transfer);
-        EXPECT_EQ(creation.result, track->initCheck());
-        EXPECT_EQ(creation.result, track->start());
+        EXPECT_EQ(track->initCheck(), creation.result);
+        EXPECT_EQ(track->start(), creation.result);
         EXPECT_EQ(creation.result != OK, track->stopped());
         if (creation.result == OK) continue;
         uint32_t frames;
-        EXPECT_EQ(creation.result, track->write("1234", 4));
-        EXPECT_EQ(creation.result, track->getPosition(&frames));
-        EXPECT_EQ(creation.result, track->setVolume(1));
-        EXPECT_EQ(0u, track->latency());
+        EXPECT_EQ(track->write("1234", 4), creation.result);
+        EXPECT_EQ(track->getPosition(&frames), creation.result);
+        EXPECT_EQ(track->setVolume(1), creation.result);
+        EXPECT_EQ(track->latency(), 0u);
         track->pause();
         track->flush();
         track->stop();
     }
 }
 
-TEST_F(AudioTrackTest, CannotBeMadeWithoutAnOutputOrFromSharedMemory) {
+TEST_F(AudioTrackTest, cannotBeMadeWithoutAnOutputOrFromSharedMemory) {
     setSoundSinkFactory([](const auto&, SoundSource*) { return nullptr; });
-    EXPECT_EQ(NO_INIT, newTrack()->initCheck());
+    EXPECT_EQ(newTrack()->initCheck(), NO_INIT);
     const sp<AudioTrack> shared = new AudioTrack(kMusic, kRate, kPcm16, kStereo, sp<IMemory>());
-    EXPECT_EQ(INVALID_OPERATION, shared->initCheck());
-    EXPECT_EQ(INVALID_OPERATION, shared->start());
+    EXPECT_EQ(shared->initCheck(), INVALID_OPERATION);
+    EXPECT_EQ(shared->start(), INVALID_OPERATION);
 }
 
-TEST_F(AudioTrackTest, SaysHowMuchItHolds) {
+TEST_F(AudioTrackTest, saysHowMuchItHolds) {
     mOutput.setLatencyUs(21000);
     const sp<AudioTrack> stereo = newTrack(2);
-    EXPECT_EQ(kRingFrames, stereo->frameCount());
-    EXPECT_EQ(521u, stereo->latency());
+    EXPECT_EQ(stereo->frameCount(), kRingFrames);
+    EXPECT_EQ(stereo->latency(), 521u);
     EXPECT_NE(stereo->getSessionId(), newTrack()->getSessionId());
 
     // Two decoder buffers, also where they are longer than half a second; a larger wish counts.
     size_t frames = 0;
-    EXPECT_EQ(OK, AudioTrack::getMinFrameCount(&frames, kMusic, 4000));
-    EXPECT_EQ(4096u, frames);
-    EXPECT_EQ(4096u, newTrack(1, 4000)->frameCount());
-    EXPECT_EQ(BAD_VALUE, AudioTrack::getMinFrameCount(nullptr, kMusic, kRate));
+    EXPECT_EQ(AudioTrack::getMinFrameCount(&frames, kMusic, 4000), OK);
+    EXPECT_EQ(frames, 4096u);
+    EXPECT_EQ(newTrack(1, 4000)->frameCount(), 4096u);
+    EXPECT_EQ(AudioTrack::getMinFrameCount(nullptr, kMusic, kRate), BAD_VALUE);
     const sp<AudioTrack> large = new AudioTrack(kMusic, kRate, kPcm16, kStereo, 100000);
-    EXPECT_EQ(100000u, large->frameCount());
+    EXPECT_EQ(large->frameCount(), 100000u);
 }
 
 enum class Reach { kFresh, kActive, kPaused, kFlushed, kStopped };
@@ -228,15 +228,15 @@ enum class Reach { kFresh, kActive, kPaused, kFlushed, kStopped };
 sp<AudioTrack> reach(Reach state) {
     sp<AudioTrack> track = newTrack();
     const status_t started = state == Reach::kFresh ? OK : track->start();
-    EXPECT_EQ(OK, started);
+    EXPECT_EQ(started, OK);
     if (state == Reach::kPaused || state == Reach::kFlushed) track->pause();
     if (state == Reach::kFlushed) track->flush();
     if (state == Reach::kStopped) track->stop();
-    EXPECT_EQ(kRingFrames, room(track));
+    EXPECT_EQ(room(track), kRingFrames);
     return track;
 }
 
-TEST_F(AudioTrackTest, AnswersEachCallInEachState) {
+TEST_F(AudioTrackTest, answersEachCallInEachState) {
     for (const Reach state :
          {Reach::kFresh, Reach::kActive, Reach::kPaused, Reach::kFlushed, Reach::kStopped}) {
         SCOPED_TRACE(static_cast<int>(state));
@@ -260,7 +260,7 @@ TEST_F(AudioTrackTest, AnswersEachCallInEachState) {
         EXPECT_TRUE(track->stopped());
         EXPECT_FALSE(mOutput.running());
         // Whoever asks a track without a listener to block does not wait.
-        EXPECT_EQ(WOULD_BLOCK, write(track, ramp(1), true));
+        EXPECT_EQ(write(track, ramp(1), true), WOULD_BLOCK);
         track.clear();
 
         track = reach(state);
@@ -273,34 +273,34 @@ TEST_F(AudioTrackTest, AnswersEachCallInEachState) {
         stopper.join();
         EXPECT_TRUE(track->stopped());
         EXPECT_EQ(active || state == Reach::kPaused ? kRingFrames : 0, room(track));
-        EXPECT_EQ(OK, track->start());
+        EXPECT_EQ(track->start(), OK);
     }
 }
 
-TEST_F(AudioTrackTest, StaysAsItIsWhenTheOutputDoesNotStart) {
+TEST_F(AudioTrackTest, staysAsItIsWhenTheOutputDoesNotStart) {
     const sp<AudioTrack> track = newTrack();
     mOutput.setStartResult(-EIO);
-    EXPECT_EQ(-EIO, track->start());
+    EXPECT_EQ(track->start(), -EIO);
     EXPECT_TRUE(track->stopped());
-    EXPECT_EQ(kRingFrames, room(track));
-    EXPECT_EQ(WOULD_BLOCK, write(track, ramp(1), true));
+    EXPECT_EQ(room(track), kRingFrames);
+    EXPECT_EQ(write(track, ramp(1), true), WOULD_BLOCK);
     mOutput.setStartResult(OK);
-    EXPECT_EQ(OK, track->start());
+    EXPECT_EQ(track->start(), OK);
 }
 
-TEST_F(AudioTrackTest, TakesWholeFramesUntilTheRingIsFull) {
+TEST_F(AudioTrackTest, takesWholeFramesUntilTheRingIsFull) {
     const sp<AudioTrack> track = newTrack(2);
-    EXPECT_EQ(BAD_VALUE, track->write(nullptr, 4));
-    EXPECT_EQ(BAD_VALUE, track->write("", SIZE_MAX));
-    EXPECT_EQ(0, track->write(nullptr, 0));
-    EXPECT_EQ(0, track->write("123", 3));
-    EXPECT_EQ(4, track->write("1234567", 7));
-    ASSERT_EQ(OK, track->start());
+    EXPECT_EQ(track->write(nullptr, 4), BAD_VALUE);
+    EXPECT_EQ(track->write("", SIZE_MAX), BAD_VALUE);
+    EXPECT_EQ(track->write(nullptr, 0), 0);
+    EXPECT_EQ(track->write("123", 3), 0);
+    EXPECT_EQ(track->write("1234567", 7), 4);
+    ASSERT_EQ(track->start(), OK);
     const std::vector<int16_t> samples = ramp(2 * kRingFrames);
     EXPECT_EQ(static_cast<ssize_t>((kRingFrames - 1) * 4), write(track, samples));
-    EXPECT_EQ(WOULD_BLOCK, write(track, samples));
+    EXPECT_EQ(write(track, samples), WOULD_BLOCK);
     mOutput.pullSound(100);
-    EXPECT_EQ(400, write(track, samples));
+    EXPECT_EQ(write(track, samples), 400);
 }
 
 template <typename Sample>
@@ -308,17 +308,17 @@ void expectHeard(ManualOutput* output, audio_format_t format, const std::vector<
                  const std::vector<int16_t>& expected) {
     SCOPED_TRACE(format);
     const sp<AudioTrack> track = new AudioTrack(kMusic, kRate, format, kStereo);
-    EXPECT_EQ(2 * sizeof(Sample), track->frameSize());
-    ASSERT_EQ(OK, track->start());
+    EXPECT_EQ(track->frameSize(), 2 * sizeof(Sample));
+    ASSERT_EQ(track->start(), OK);
     // One byte more, from an odd address: whole frames count, wherever they lie.
     const size_t size = samples.size() * sizeof(Sample);
     std::vector<char> bytes(size + 2);
     memcpy(bytes.data() + 1, samples.data(), size);
     EXPECT_EQ(static_cast<ssize_t>(size), track->write(bytes.data() + 1, size + 1, false));
-    EXPECT_EQ(expected, output->pullSound(expected.size() / 2));
+    EXPECT_EQ(output->pullSound(expected.size() / 2), expected);
 }
 
-TEST_F(AudioTrackTest, PlaysPcmOfEachFormat) {
+TEST_F(AudioTrackTest, playsPcmOfEachFormat) {
     expectHeard<uint8_t>(&mOutput, AUDIO_FORMAT_PCM_8_BIT, {0, 1, 0x80, 0xFF},
                          {-32768, -32512, 0, 32512});
     expectHeard<int16_t>(&mOutput, AUDIO_FORMAT_PCM_16_BIT, {1, -32768, 32767, -2},
@@ -331,7 +331,7 @@ TEST_F(AudioTrackTest, PlaysPcmOfEachFormat) {
 }
 
 // What a callback gives is in the track's format too.
-TEST_F(AudioTrackTest, AsksTheCallbackForItsFormat) {
+TEST_F(AudioTrackTest, asksTheCallbackForItsFormat) {
     const auto giveQuarter = [](int event, void*, void* info) {
         if (event != AudioTrack::EVENT_MORE_DATA) return;
         auto* buffer = static_cast<AudioTrack::Buffer*>(info);
@@ -341,15 +341,15 @@ TEST_F(AudioTrackTest, AsksTheCallbackForItsFormat) {
     const sp<AudioTrack> track =
             new AudioTrack(kMusic, kRate, AUDIO_FORMAT_PCM_FLOAT, AUDIO_CHANNEL_OUT_MONO, 0,
                            AUDIO_OUTPUT_FLAG_NONE, giveQuarter, nullptr);
-    ASSERT_EQ(OK, track->start());
+    ASSERT_EQ(track->start(), OK);
     const std::vector<int16_t> heard = hear(1000);
     EXPECT_EQ(static_cast<ptrdiff_t>(heard.size()), std::count(heard.begin(), heard.end(), 8192));
 }
 
-TEST_F(AudioTrackTest, LetsABlockedWriterGoWhenItIsPaused) {
+TEST_F(AudioTrackTest, letsABlockedWriterGoWhenItIsPaused) {
     const sp<AudioTrack> track = newTrack();
-    ASSERT_EQ(OK, track->start());
-    ASSERT_EQ(kRingFrames, room(track));
+    ASSERT_EQ(track->start(), OK);
+    ASSERT_EQ(room(track), kRingFrames);
     ssize_t written = 0;
     std::thread writer([&] { written = write(track, ramp(3000), true); });
     mOutput.pullSound(1000);
@@ -364,42 +364,42 @@ TEST_F(AudioTrackTest, LetsABlockedWriterGoWhenItIsPaused) {
 
 // The reserve of writers that bring each buffer when it is due: at the start, for data that was
 // there before and for data that comes later, and after an underrun.
-TEST_F(AudioTrackTest, BeginsWithSilence) {
+TEST_F(AudioTrackTest, beginsWithSilence) {
     const sp<AudioTrack> track = newTrack();
-    ASSERT_EQ(200, write(track, ramp(100)));
-    hearAfterSilence(kLeadUs, [&] { EXPECT_EQ(OK, track->start()); });
+    ASSERT_EQ(write(track, ramp(100)), 200);
+    hearAfterSilence(kLeadUs, [&] { EXPECT_EQ(track->start(), OK); });
     // Dry now, and for as long as nothing comes.
     EXPECT_TRUE(isSilent(mOutput.pull(kRate, monotonicUs())));
 
     std::vector<int16_t> again = hearAfterSilence(kLeadUs + kMoreReserveUs, [&] {
-        EXPECT_EQ(200, write(track, ramp(100)));
-        EXPECT_EQ(200, write(track, ramp(100, 100)));
+        EXPECT_EQ(write(track, ramp(100)), 200);
+        EXPECT_EQ(write(track, ramp(100, 100)), 200);
     });
     again.resize(200);
     EXPECT_EQ(ramp(200), again);
 }
 
-TEST_F(AudioTrackTest, TakesReserveBackWhileSoundIsInTime) {
+TEST_F(AudioTrackTest, takesReserveBackWhileSoundIsInTime) {
     const sp<AudioTrack> track = newTrack();
-    ASSERT_EQ(OK, track->start());
-    ASSERT_EQ(20, write(track, ramp(10)));
+    ASSERT_EQ(track->start(), OK);
+    ASSERT_EQ(write(track, ramp(10)), 20);
     mOutput.pullSound(20);
     const int64_t soonUs = monotonicUs() + 60'000'000;
     for (int64_t afterUs : {0, 10'000, 20'000, 30'000, 40'000, 3'100'000}) {
-        ASSERT_EQ(20, write(track, ramp(10)));
+        ASSERT_EQ(write(track, ramp(10)), 20);
         mOutput.pull(10, soonUs + afterUs);
         EXPECT_TRUE(isSilent(mOutput.pull(10, soonUs + afterUs)));
     }
     hearAfterSilence(kLeadUs + (5 - 3 + 1) * kMoreReserveUs,
-                     [&] { EXPECT_EQ(200, write(track, ramp(100))); });
+                     [&] { EXPECT_EQ(write(track, ramp(100)), 200); });
 }
 
 // All that follows sound that came too late would be late as well.
-TEST_F(AudioTrackTest, ShortensSoundThatIsLateAfterAnUnderrun) {
+TEST_F(AudioTrackTest, shortensSoundThatIsLateAfterAnUnderrun) {
     constexpr size_t kPiece = 500;
     constexpr size_t kPieces = 10;
     const sp<AudioTrack> track = newTrack();
-    ASSERT_EQ(OK, track->start());
+    ASSERT_EQ(track->start(), OK);
     write(track, ramp(kPiece));
     mOutput.pullSound(kPiece / 2);
     mOutput.pullSound(kPiece);
@@ -409,30 +409,30 @@ TEST_F(AudioTrackTest, ShortensSoundThatIsLateAfterAnUnderrun) {
     size_t accepted = 0;
     for (size_t piece = 1; piece <= kPieces; ++piece)
         accepted += write(track, ramp(kPiece, piece * kPiece)) / sizeof(int16_t);
-    EXPECT_EQ(kPieces * kPiece, accepted);
+    EXPECT_EQ(accepted, kPieces * kPiece);
     const std::vector<int16_t> heard = mOutput.pullSound((kPieces + 1) * kPiece);
     const auto end = std::find(heard.begin(), heard.end(), 0);
     // Six pieces show that the writer is late; no piece loses more than half.
-    EXPECT_EQ(kPieces * kPiece + kPiece - 1 - 5 * (kPiece / 2),
-              static_cast<size_t>(end - heard.begin()));
-    EXPECT_EQ((kPieces + 1) * kPiece, *(end - 1)) << "the end is lost";
+    EXPECT_EQ(static_cast<size_t>(end - heard.begin()),
+              kPieces * kPiece + kPiece - 1 - 5 * (kPiece / 2));
+    EXPECT_EQ(*(end - 1), (kPieces + 1) * kPiece) << "the end is lost";
     for (auto sample = heard.begin() + 1; sample != end; ++sample)
         ASSERT_LE(1, *sample - *(sample - 1)) << "at " << sample - heard.begin();
     EXPECT_LE(*std::max_element(heard.begin(), heard.end()), *(end - 1));
 }
 
-TEST_F(AudioTrackTest, CountsWhatWasHeard) {
+TEST_F(AudioTrackTest, countsWhatWasHeard) {
     const sp<AudioTrack> track = newTrack();
-    EXPECT_EQ(BAD_VALUE, track->getPosition(nullptr));
-    ASSERT_EQ(kRingFrames, room(track));
-    EXPECT_EQ(0u, position(track));
-    ASSERT_EQ(OK, track->start());
+    EXPECT_EQ(track->getPosition(nullptr), BAD_VALUE);
+    ASSERT_EQ(room(track), kRingFrames);
+    EXPECT_EQ(position(track), 0u);
+    ASSERT_EQ(track->start(), OK);
     mOutput.pullSound(100);
-    EXPECT_EQ(0u, position(track)) << "pulled, but not heard before ten seconds";
+    EXPECT_EQ(position(track), 0u) << "pulled, but not heard before ten seconds";
     track->pause();
-    EXPECT_EQ(100u, position(track));
+    EXPECT_EQ(position(track), 100u);
 
-    ASSERT_EQ(OK, track->start());
+    ASSERT_EQ(track->start(), OK);
     mOutput.pull(0, 0);
     const int64_t heardAtUs = monotonicUs() + kLeadUs;  // past the silence
     mOutput.pull(2 * kRingFrames, heardAtUs);
@@ -448,31 +448,31 @@ TEST_F(AudioTrackTest, CountsWhatWasHeard) {
         return playing > 100 + kRate / 50;
     }));
     track->pause();
-    EXPECT_EQ(kRingFrames, position(track)) << "silence does not count";
+    EXPECT_EQ(position(track), kRingFrames) << "silence does not count";
     track->flush();
-    EXPECT_EQ(0u, position(track));
+    EXPECT_EQ(position(track), 0u);
 }
 
-TEST_F(AudioTrackTest, AppliesTheVolume) {
+TEST_F(AudioTrackTest, appliesTheVolume) {
     const sp<AudioTrack> track = newTrack();
     for (const float wrong : {-0.1f, 1.1f, std::nanf("")}) {
-        EXPECT_EQ(BAD_VALUE, track->setVolume(wrong)) << wrong;
+        EXPECT_EQ(track->setVolume(wrong), BAD_VALUE) << wrong;
     }
-    ASSERT_EQ(OK, track->start());
-    ASSERT_EQ(80, write(track, std::vector<int16_t>(40, -20000)));
+    ASSERT_EQ(track->start(), OK);
+    ASSERT_EQ(write(track, std::vector<int16_t>(40, -20000)), 80);
     for (const float volume : {1.0f, 0.5f, 0.25f, 0.0f}) {
-        ASSERT_EQ(OK, track->setVolume(volume));
+        ASSERT_EQ(track->setVolume(volume), OK);
         const auto expected = static_cast<int16_t>(-20000 * volume);
-        EXPECT_EQ(std::vector<int16_t>(10, expected), mOutput.pullSound(10));
+        EXPECT_EQ(mOutput.pullSound(10), std::vector<int16_t>(10, expected));
     }
 }
 
-TEST_F(AudioTrackTest, StopWaitsUntilTheRingHasPlayed) {
+TEST_F(AudioTrackTest, stopWaitsUntilTheRingHasPlayed) {
     constexpr int64_t kLongUs = 300000;
     mOutput.setLatencyUs(5000000);  // stop() waits as much longer for it
     const sp<AudioTrack> track = newTrack();
-    ASSERT_EQ(OK, track->start());
-    ASSERT_EQ(2000, write(track, ramp(1000)));
+    ASSERT_EQ(track->start(), OK);
+    ASSERT_EQ(write(track, ramp(1000)), 2000);
     mOutput.pullSound(1);
     std::atomic<bool> returned{false};
     std::thread stopper([&] {
@@ -492,30 +492,30 @@ TEST_F(AudioTrackTest, StopWaitsUntilTheRingHasPlayed) {
     stopper.join();
     EXPECT_GE(monotonicUs(), heardAtUs);
     EXPECT_FALSE(mOutput.running());
-    EXPECT_EQ(0u, position(track));
-    EXPECT_EQ(OK, track->start());
+    EXPECT_EQ(position(track), 0u);
+    EXPECT_EQ(track->start(), OK);
 }
 
 // Neither the writer nor stop() may hang on a device that has died; the client is told once.
-TEST_F(AudioTrackTest, DoesNotHangOnAnOutputThatDies) {
+TEST_F(AudioTrackTest, doesNotHangOnAnOutputThatDies) {
     const FaultLog log;
     const sp<AudioTrack> track = newTrack();
-    ASSERT_EQ(OK, track->start());
-    ASSERT_EQ(kRingFrames, room(track));
-    EXPECT_EQ(WOULD_BLOCK, write(track, ramp(10), true));
-    ASSERT_EQ(1u, log.faults().size());
-    EXPECT_EQ(oxa::host::FaultSource::kSound, log.faults()[0].source);
+    ASSERT_EQ(track->start(), OK);
+    ASSERT_EQ(room(track), kRingFrames);
+    EXPECT_EQ(write(track, ramp(10), true), WOULD_BLOCK);
+    ASSERT_EQ(log.faults().size(), 1u);
+    EXPECT_EQ(log.faults()[0].source, oxa::host::FaultSource::kSound);
 
     // It recovers: writers wait for it again.
     mOutput.pullSound(5);
     std::thread output([this] { mOutput.pullSound(5); });
-    EXPECT_EQ(20, write(track, ramp(10), true));
+    EXPECT_EQ(write(track, ramp(10), true), 20);
     output.join();
 
     track->stop();
     EXPECT_TRUE(track->stopped());
-    EXPECT_EQ(kRingFrames, room(track));
-    EXPECT_EQ(1u, log.faults().size());
+    EXPECT_EQ(room(track), kRingFrames);
+    EXPECT_EQ(log.faults().size(), 1u);
 }
 
 // A client in callback mode that delivers a ramp.
@@ -526,8 +526,8 @@ class Deliverer {
         if (event == AudioTrack::EVENT_MORE_DATA) {
             self->deliver(static_cast<AudioTrack::Buffer*>(info));
         } else {
-            EXPECT_EQ(AudioTrack::EVENT_UNDERRUN, event);
-            EXPECT_EQ(nullptr, info);
+            EXPECT_EQ(event, AudioTrack::EVENT_UNDERRUN);
+            EXPECT_EQ(info, nullptr);
             ++self->mUnderruns;
         }
     }
@@ -573,29 +573,29 @@ class AudioTrackCallback : public AudioTrackTest {
     Deliverer mDeliverer;  // before the tracks of the tests
 };
 
-TEST_F(AudioTrackCallback, AsksWhileItIsActiveAndPlaysInOrder) {
+TEST_F(AudioTrackCallback, asksWhileItIsActiveAndPlaysInOrder) {
     const sp<AudioTrack> track = newCallbackTrack();
-    ASSERT_EQ(OK, track->initCheck());
-    EXPECT_EQ(kRate / 10, track->frameCount());
-    EXPECT_EQ(INVALID_OPERATION, track->write("12", 2));
+    ASSERT_EQ(track->initCheck(), OK);
+    EXPECT_EQ(track->frameCount(), kRate / 10);
+    EXPECT_EQ(track->write("12", 2), INVALID_OPERATION);
     // Nothing, parts, and whole buffers.
     mDeliverer.setRule([count = 0](size_t offered) mutable {
         ++count;
         return count % 3 == 0 ? 0 : count % 3 == 1 ? offered : size_t{200};
     });
-    EXPECT_EQ(0, mDeliverer.requests());
-    ASSERT_EQ(OK, track->start());
+    EXPECT_EQ(mDeliverer.requests(), 0);
+    ASSERT_EQ(track->start(), OK);
     std::vector<int16_t> heard = hear(10000);
     EXPECT_EQ(ramp(heard.size()), heard);
     track->pause();
-    ASSERT_EQ(OK, track->start());
+    ASSERT_EQ(track->start(), OK);
     const std::vector<int16_t> after = hear(10000);
     EXPECT_EQ(ramp(after.size(), heard.size()), after);
 }
 
-TEST_F(AudioTrackCallback, TellsOfEachUnderrunOnce) {
+TEST_F(AudioTrackCallback, tellsOfEachUnderrunOnce) {
     sp<AudioTrack> track = newCallbackTrack();
-    ASSERT_EQ(OK, track->start());
+    ASSERT_EQ(track->start(), OK);
     for (int underruns = 1; underruns <= 3; ++underruns) {
         mDeliverer.setRule([](size_t offered) { return offered; });
         ASSERT_GE(hear(500).size(), 500u);
@@ -622,24 +622,24 @@ TEST_F(AudioTrackCallback, TellsOfEachUnderrunOnce) {
     }));
     stopper.join();
     track.clear();
-    EXPECT_EQ(3, mDeliverer.underruns());
+    EXPECT_EQ(mDeliverer.underruns(), 3);
 }
 
-TEST_F(AudioTrackCallback, NeverAsksAgainACallbackThatClaimsTooMuch) {
+TEST_F(AudioTrackCallback, neverAsksAgainACallbackThatClaimsTooMuch) {
     sp<AudioTrack> track = newCallbackTrack();
     mDeliverer.setRule([](size_t offered) { return offered + 1; });
-    ASSERT_EQ(OK, track->start());
+    ASSERT_EQ(track->start(), OK);
     ASSERT_TRUE(waitFor([&] { return mDeliverer.requests() == 1; }));
     EXPECT_TRUE(isSilent(mOutput.pullSound(kRate)));
     track.clear();
-    EXPECT_EQ(1, mDeliverer.requests());
+    EXPECT_EQ(mDeliverer.requests(), 1);
 }
 
 using AudioTrackDeathTest = AudioTrackCallback;
 
 sp<AudioTrack> gLastReference;
 
-TEST_F(AudioTrackDeathTest, MustNotBeDestroyedByItsCallback) {
+TEST_F(AudioTrackDeathTest, mustNotBeDestroyedByItsCallback) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(
             {

@@ -16,7 +16,7 @@ std::vector<int64_t> answers(PacedWriter& writer, const std::vector<int64_t>& de
     return result;
 }
 
-TEST(PacedWriterTest, IsLateByTheLeastDelayOnceThePiecesThatCatchUpHavePassed) {
+TEST(PacedWriterTest, isLateByTheLeastDelayOnceThePiecesThatCatchUpHavePassed) {
     PacedWriter writer;
     EXPECT_EQ(std::vector<int64_t>(3), answers(writer, {16, 12, 45}));
     writer.onUnderrun();
@@ -29,21 +29,21 @@ TEST(PacedWriterTest, IsLateByTheLeastDelayOnceThePiecesThatCatchUpHavePassed) {
     EXPECT_EQ(std::vector<int64_t>(12), answers(writer, std::vector<int64_t>(12, 40)));
 }
 
-TEST(PacedWriterTest, TheFirstPieceMayHaveBeenLate) {
+TEST(PacedWriterTest, theFirstPieceMayHaveBeenLate) {
     PacedWriter writer;
     EXPECT_EQ(std::vector<int64_t>(19), answers(writer, std::vector<int64_t>(19, 24)));
     EXPECT_EQ((std::vector<int64_t>{9000}), answers(writer, {25}));
     EXPECT_EQ(std::vector<int64_t>(12), answers(writer, std::vector<int64_t>(12, 15)));
 }
 
-TEST(PacedWriterTest, AGapInTheSoundIsNoLateness) {
+TEST(PacedWriterTest, aGapInTheSoundIsNoLateness) {
     PacedWriter writer;
     answers(writer, {15, 15, 15});
     writer.onUnderrun();
     EXPECT_EQ(std::vector<int64_t>(18), answers(writer, std::vector<int64_t>(18, 16)));
 }
 
-TEST(PacedWriterTest, AWriterWhoIsAheadIsLeftAlone) {
+TEST(PacedWriterTest, aWriterWhoIsAheadIsLeftAlone) {
     PacedWriter writer;
     answers(writer, {15, 30, 45, 60, 75, 90});
     EXPECT_EQ(std::vector<int64_t>(40), answers(writer, std::vector<int64_t>(40, 40)));

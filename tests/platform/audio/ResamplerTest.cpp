@@ -29,7 +29,7 @@ class Converter {
     Converter(uint32_t inRate, uint32_t outRate, int channels,
               resampler_buffer_provider* provider = nullptr)
         : mInRate(inRate), mOutRate(outRate), mChannels(channels) {
-        EXPECT_EQ(0, create_resampler(inRate, outRate, channels, kQuality, provider, &mResampler));
+        EXPECT_EQ(create_resampler(inRate, outRate, channels, kQuality, provider, &mResampler), 0);
     }
     ~Converter() { release_resampler(mResampler); }
 
@@ -43,8 +43,9 @@ class Converter {
             const size_t offered = inFrames;
             size_t outFrames = inFrames * mOutRate / mInRate + 1;
             std::vector<int16_t> room(outFrames * mChannels);
-            EXPECT_EQ(0, mResampler->resample_from_input(mResampler, in.data() + at, &inFrames,
-                                                         room.data(), &outFrames));
+            EXPECT_EQ(mResampler->resample_from_input(mResampler, in.data() + at, &inFrames,
+                                                      room.data(), &outFrames),
+                      0);
             EXPECT_EQ(offered, inFrames);
             out.insert(out.end(), room.begin(), room.begin() + outFrames * mChannels);
         }
@@ -58,7 +59,7 @@ class Converter {
     resampler_itfe* mResampler = nullptr;
 };
 
-TEST(ResamplerTest, KeepsPitchLevelLengthAndChannels) {
+TEST(ResamplerTest, keepsPitchLevelLengthAndChannels) {
     constexpr int kSeconds = 5;
     const struct {
         int in, out, channels;
@@ -73,28 +74,28 @@ TEST(ResamplerTest, KeepsPitchLevelLengthAndChannels) {
         const Sound sound =
                 soundFromPcm(Converter(in, out, channels).convert(source), channels, out);
         // What the filter still holds at the end is missing.
-        EXPECT_NEAR(kSeconds, sound.seconds(), 0.002);
+        EXPECT_NEAR(sound.seconds(), kSeconds, 0.002);
         for (int channel = 0; channel < channels; ++channel) {
             const std::vector<float> heard = window(sound.channel(channel), out, 1, 3);
             EXPECT_NEAR(toneOf(channel), dominantFrequency(heard, out), 0.5);
-            EXPECT_NEAR(-6.02, toneDb(heard, out, toneOf(channel)), 0.1);
+            EXPECT_NEAR(toneDb(heard, out, toneOf(channel)), -6.02, 0.1);
             if (channels == 1) continue;
             EXPECT_LT(toneDb(heard, out, toneOf(1 - channel)), -70);
         }
     }
 }
 
-TEST(ResamplerTest, RefusesWhatItCannotDo) {
+TEST(ResamplerTest, refusesWhatItCannotDo) {
     resampler_itfe* resampler = nullptr;
-    EXPECT_EQ(-EINVAL, create_resampler(44100, 48000, 2, kQuality, nullptr, nullptr));
+    EXPECT_EQ(create_resampler(44100, 48000, 2, kQuality, nullptr, nullptr), -EINVAL);
     for (const uint32_t quality : {0U, 10U}) {
-        EXPECT_EQ(-EINVAL, create_resampler(44100, 48000, 2, quality, nullptr, &resampler));
+        EXPECT_EQ(create_resampler(44100, 48000, 2, quality, nullptr, &resampler), -EINVAL);
     }
     for (const uint32_t rate : {0U, 48000U}) {
         resampler = reinterpret_cast<resampler_itfe*>(1);
-        EXPECT_EQ(-ENODEV,
-                  create_resampler(rate, 48000, rate == 0 ? 2 : 0, kQuality, nullptr, &resampler));
-        EXPECT_EQ(nullptr, resampler);
+        EXPECT_EQ(create_resampler(rate, 48000, rate == 0 ? 2 : 0, kQuality, nullptr, &resampler),
+                  -ENODEV);
+        EXPECT_EQ(resampler, nullptr);
     }
     release_resampler(nullptr);
 
@@ -103,12 +104,12 @@ TEST(ResamplerTest, RefusesWhatItCannotDo) {
     int16_t samples[4] = {};
     size_t in = 4;
     size_t out = 4;
-    EXPECT_EQ(-EINVAL, itfe->resample_from_input(itfe, nullptr, &in, samples, &out));
-    EXPECT_EQ(-EINVAL, itfe->resample_from_input(itfe, samples, &in, samples, nullptr));
-    EXPECT_EQ(-ENOSYS, itfe->resample_from_provider(itfe, samples, &out));
+    EXPECT_EQ(itfe->resample_from_input(itfe, nullptr, &in, samples, &out), -EINVAL);
+    EXPECT_EQ(itfe->resample_from_input(itfe, samples, &in, samples, nullptr), -EINVAL);
+    EXPECT_EQ(itfe->resample_from_provider(itfe, samples, &out), -ENOSYS);
 }
 
-TEST(ResamplerTest, TellsHowLongItHoldsSound) {
+TEST(ResamplerTest, tellsHowLongItHoldsSound) {
     Converter converter(44100, 48000, 1);
     constexpr size_t kImpulseFrame = 500;
     std::vector<int16_t> impulse(2000);
@@ -118,10 +119,10 @@ TEST(ResamplerTest, TellsHowLongItHoldsSound) {
     const double heardMs = peakPosition(out) / 48.0;
     const double delayMs = converter.get()->delay_ns(converter.get()) / 1e6;
     EXPECT_GT(delayMs, 0);
-    EXPECT_NEAR(kImpulseFrame / 44.1 + delayMs, heardMs, 0.05);
+    EXPECT_NEAR(heardMs, kImpulseFrame / 44.1 + delayMs, 0.05);
 }
 
-TEST(ResamplerTest, ForgetsItsSoundWhenReset) {
+TEST(ResamplerTest, forgetsItsSoundWhenReset) {
     Converter converter(44100, 48000, 1);
     const std::vector<int16_t> in = tones(1, 44100, kBlockFrames);
     const std::vector<int16_t> first = converter.convert(in);
@@ -152,7 +153,7 @@ struct PieceProvider : public resampler_buffer_provider {
     size_t at = 0;
 };
 
-TEST(ResamplerTest, TakesTheSameSoundFromAProvider) {
+TEST(ResamplerTest, takesTheSameSoundFromAProvider) {
     const std::vector<int16_t> in = tones(1, 44100, 4 * kBlockFrames);
     const std::vector<int16_t> expected = Converter(44100, 48000, 1).convert(in, in.size());
     PieceProvider provider(in);
@@ -162,14 +163,14 @@ TEST(ResamplerTest, TakesTheSameSoundFromAProvider) {
     for (;;) {
         int16_t room[480];
         size_t frames = std::size(room);
-        ASSERT_EQ(0, itfe->resample_from_provider(itfe, room, &frames));
+        ASSERT_EQ(itfe->resample_from_provider(itfe, room, &frames), 0);
         if (frames == 0) break;
         out.insert(out.end(), room, room + frames);
     }
-    EXPECT_EQ(expected, out);
+    EXPECT_EQ(out, expected);
     size_t frames = 1;
     int16_t sample = 0;
-    EXPECT_EQ(-ENOSYS, itfe->resample_from_input(itfe, &sample, &frames, &sample, &frames));
+    EXPECT_EQ(itfe->resample_from_input(itfe, &sample, &frames, &sample, &frames), -ENOSYS);
 }
 
 }  // namespace

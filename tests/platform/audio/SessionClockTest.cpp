@@ -42,7 +42,7 @@ int64_t readThrough(const sp<SessionClock>& clock, int64_t fromUs, int64_t until
     return lastUs;
 }
 
-TEST(SessionClock, IsSharedByIdWhileSomebodyHoldsIt) {
+TEST(SessionClock, isSharedByIdWhileSomebodyHoldsIt) {
     const int32_t id = newHwSync();
     sp<SessionClock> clock = SessionClock::forHwSync(id);
     EXPECT_EQ(clock, SessionClock::forHwSync(id));
@@ -54,82 +54,82 @@ TEST(SessionClock, IsSharedByIdWhileSomebodyHoldsIt) {
     // A session that is over leaves nothing behind.
     clock->onSoundHeard(kBlock, kRate, kNow);
     clock.clear();
-    EXPECT_EQ(SessionClock::kNotRunning, SessionClock::forHwSync(id)->mediaTimeUs(kNow, 0));
+    EXPECT_EQ(SessionClock::forHwSync(id)->mediaTimeUs(kNow, 0), SessionClock::kNotRunning);
 }
 
-TEST(SessionClock, WithoutSessionRunsFromItsFirstReading) {
+TEST(SessionClock, withoutSessionRunsFromItsFirstReading) {
     const sp<SessionClock> clock = SessionClock::forHwSync(0);
-    EXPECT_EQ(7 * kSecond, clock->mediaTimeUs(kNow, 7 * kSecond));
+    EXPECT_EQ(clock->mediaTimeUs(kNow, 7 * kSecond), 7 * kSecond);
     // Later pictures do not matter, nor do readings in the past, as several threads make them.
-    EXPECT_EQ(8 * kSecond, clock->mediaTimeUs(kNow + kSecond, 9 * kSecond));
-    EXPECT_EQ(8 * kSecond, clock->mediaTimeUs(kNow, 0));
-    EXPECT_EQ(8 * kSecond + 1000, clock->mediaTimeUs(kNow + kSecond + 1000, 0));
+    EXPECT_EQ(clock->mediaTimeUs(kNow + kSecond, 9 * kSecond), 8 * kSecond);
+    EXPECT_EQ(clock->mediaTimeUs(kNow, 0), 8 * kSecond);
+    EXPECT_EQ(clock->mediaTimeUs(kNow + kSecond + 1000, 0), 8 * kSecond + 1000);
 }
 
-TEST(SessionClock, FollowsTheSoundFromItsFirstTimeOn) {
+TEST(SessionClock, followsTheSoundFromItsFirstTimeOn) {
     const sp<SessionClock> clock = SessionClock::forHwSync(newHwSync());
     clock->setFirstTimeUs(3 * kSecond);
-    EXPECT_EQ(SessionClock::kNotRunning, clock->mediaTimeUs(kNow, 3 * kSecond));
+    EXPECT_EQ(clock->mediaTimeUs(kNow, 3 * kSecond), SessionClock::kNotRunning);
     // Heard a little later: the pictures before it are due, the one of that moment is not.
     clock->onSoundHeard(kBlock, kRate, kNow + 5000);
-    EXPECT_EQ(3 * kSecond - 5000, clock->mediaTimeUs(kNow, 3 * kSecond));
-    EXPECT_EQ(3 * kSecond, clock->mediaTimeUs(kNow + 5000, 3 * kSecond));
+    EXPECT_EQ(clock->mediaTimeUs(kNow, 3 * kSecond), 3 * kSecond - 5000);
+    EXPECT_EQ(clock->mediaTimeUs(kNow + 5000, 3 * kSecond), 3 * kSecond);
     play(clock, kNow + 15000, kNow + kSecond + 5000);
-    EXPECT_EQ(4 * kSecond, readThrough(clock, kNow + 5000, kNow + kSecond + 5000));
+    EXPECT_EQ(readThrough(clock, kNow + 5000, kNow + kSecond + 5000), 4 * kSecond);
     // A dry sound is extrapolated.
-    EXPECT_EQ(14 * kSecond, readThrough(clock, kNow + kSecond + 5000, kNow + 11 * kSecond + 5000));
+    EXPECT_EQ(readThrough(clock, kNow + kSecond + 5000, kNow + 11 * kSecond + 5000), 14 * kSecond);
 }
 
-TEST(SessionClock, CountsFramesOfAllTracksOfTheSession) {
+TEST(SessionClock, countsFramesOfAllTracksOfTheSession) {
     const sp<SessionClock> clock = SessionClock::forHwSync(newHwSync());
     clock->setFirstTimeUs(kSecond);
     clock->onSoundHeard(48000, 48000, kNow);
     clock->onSoundHeard(44100, 44100, kNow + kSecond);
     clock->onSoundHeard(8000, 8000, kNow + 2 * kSecond);
-    EXPECT_EQ(4 * kSecond, clock->mediaTimeUs(kNow + 3 * kSecond, 0));
+    EXPECT_EQ(clock->mediaTimeUs(kNow + 3 * kSecond, 0), 4 * kSecond);
 }
 
-TEST(SessionClock, StartsAnewWithADecoderThatStartsAnew) {
+TEST(SessionClock, startsAnewWithADecoderThatStartsAnew) {
     const sp<SessionClock> clock = SessionClock::forHwSync(newHwSync());
     play(clock, kNow, kNow + kSecond);
     clock->setFirstTimeUs(60 * kSecond);
     clock->onSoundHeard(kBlock, kRate, kNow + kSecond);
-    EXPECT_EQ(60 * kSecond, clock->mediaTimeUs(kNow + kSecond, 0));
+    EXPECT_EQ(clock->mediaTimeUs(kNow + kSecond, 0), 60 * kSecond);
 }
 
 // Sound may come after the pictures have begun without it, or again after a break.
-TEST(SessionClock, LetsPicturesGoOnWithoutSoundAndMovesToItWithoutAJump) {
+TEST(SessionClock, letsPicturesGoOnWithoutSoundAndMovesToItWithoutAJump) {
     constexpr int64_t kLimitUs = kNow + SessionClock::kSoundWaitUs;
     constexpr int64_t kSoundStartUs = kLimitUs + 2 * kSecond;
     // Where the sound is, against the running clock, when it is first heard.
     for (const int64_t soundUs : {300000, 1900000, -300000, -1900000, 0}) {
         SCOPED_TRACE(soundUs);
         const sp<SessionClock> clock = SessionClock::forHwSync(newHwSync());
-        EXPECT_EQ(SessionClock::kNotRunning, clock->mediaTimeUs(kNow, 5 * kSecond));
-        EXPECT_EQ(SessionClock::kNotRunning, clock->mediaTimeUs(kLimitUs - 1, 5 * kSecond));
-        EXPECT_EQ(5 * kSecond, clock->mediaTimeUs(kLimitUs, 5 * kSecond));
-        ASSERT_EQ(7 * kSecond, readThrough(clock, kLimitUs, kSoundStartUs));
+        EXPECT_EQ(clock->mediaTimeUs(kNow, 5 * kSecond), SessionClock::kNotRunning);
+        EXPECT_EQ(clock->mediaTimeUs(kLimitUs - 1, 5 * kSecond), SessionClock::kNotRunning);
+        EXPECT_EQ(clock->mediaTimeUs(kLimitUs, 5 * kSecond), 5 * kSecond);
+        ASSERT_EQ(readThrough(clock, kLimitUs, kSoundStartUs), 7 * kSecond);
 
         clock->setFirstTimeUs(7 * kSecond + soundUs);
         play(clock, kSoundStartUs, kSoundStartUs + 2 * kSecond);
-        EXPECT_EQ(9 * kSecond + soundUs,
-                  readThrough(clock, kSoundStartUs, kSoundStartUs + 2 * kSecond));
+        EXPECT_EQ(readThrough(clock, kSoundStartUs, kSoundStartUs + 2 * kSecond),
+                  9 * kSecond + soundUs);
     }
 }
 
-TEST(SessionClock, HoldsAfterABreakOfTheSoundUntilItHasCaughtUp) {
+TEST(SessionClock, holdsAfterABreakOfTheSoundUntilItHasCaughtUp) {
     const sp<SessionClock> clock = SessionClock::forHwSync(newHwSync());
     play(clock, kNow, kNow + kSecond);
     readThrough(clock, kNow, kNow + kSecond + 200000);
     // 200 ms were missing; the sound goes on where it stopped.
     const int64_t againUs = kNow + kSecond + 200000;
     play(clock, againUs, againUs + kSecond);
-    EXPECT_EQ(1200000, readThrough(clock, againUs, againUs + 200000));
-    EXPECT_EQ(2 * kSecond, readThrough(clock, againUs + 200000, againUs + kSecond));
+    EXPECT_EQ(readThrough(clock, againUs, againUs + 200000), 1200000);
+    EXPECT_EQ(readThrough(clock, againUs + 200000, againUs + kSecond), 2 * kSecond);
 }
 
 // Devices call early and late: pictures must not stutter for it, and not drift away either.
-TEST(SessionClock, SmoothsTheJitterOfADevice) {
+TEST(SessionClock, smoothsTheJitterOfADevice) {
     constexpr int64_t kJitterUs = 8000;
     const sp<SessionClock> clock = SessionClock::forHwSync(newHwSync());
     int64_t largestUs = 0;

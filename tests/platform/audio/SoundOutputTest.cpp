@@ -48,8 +48,8 @@ void play(const sp<AudioTrack>& track, const std::vector<int16_t>& pcm) {
 }
 
 void playAll(const sp<AudioTrack>& track, const std::vector<int16_t>& pcm) {
-    ASSERT_EQ(OK, track->initCheck());
-    ASSERT_EQ(OK, track->start());
+    ASSERT_EQ(track->initCheck(), OK);
+    ASSERT_EQ(track->start(), OK);
     ASSERT_NO_FATAL_FAILURE(play(track, pcm));
     track->stop();
 }
@@ -68,9 +68,9 @@ class SoundOutputTest : public testing::Test {
 
     void expectOneEnd(const std::string& object, int error) const {
         const std::vector<Fault> faults = mFaults.faults();
-        ASSERT_EQ(1u, faults.size());
-        EXPECT_EQ(oxa::host::FaultSource::kSound, faults[0].source);
-        EXPECT_EQ(object, faults[0].object);
+        ASSERT_EQ(faults.size(), 1u);
+        EXPECT_EQ(faults[0].source, oxa::host::FaultSource::kSound);
+        EXPECT_EQ(faults[0].object, object);
         EXPECT_EQ(error, faults[0].error);
         EXPECT_TRUE(faults[0].ended);
     }
@@ -80,7 +80,7 @@ class SoundOutputTest : public testing::Test {
 
 // Block n of a device without drift is heard at the start + n blocks, to the microsecond, however
 // the machine is loaded; and the call that waits for the end waits for the clock.
-TEST_F(SoundOutputTest, PacesByTheMonotonicClockWithoutDrift) {
+TEST_F(SoundOutputTest, pacesByTheMonotonicClockWithoutDrift) {
     constexpr int kRate = 44100;
     const auto recording = oxa::host::useSoundRecording(SIZE_MAX);
     const std::vector<int16_t> pcm = tones(2, kRate, kRate * 2);
@@ -96,8 +96,8 @@ TEST_F(SoundOutputTest, PacesByTheMonotonicClockWithoutDrift) {
     std::vector<int16_t> heard;
     for (const SoundBlock& block : blocks) {
         ASSERT_EQ(firstUs + framesToUs(frames, kRate), block.timeUs);
-        ASSERT_EQ(kRate, block.sampleRate);
-        ASSERT_EQ(2, block.channels);
+        ASSERT_EQ(block.sampleRate, kRate);
+        ASSERT_EQ(block.channels, 2);
         frames += block.frames();
         heard.insert(heard.end(), block.samples.begin(), block.samples.end());
     }
@@ -109,7 +109,7 @@ TEST_F(SoundOutputTest, PacesByTheMonotonicClockWithoutDrift) {
     EXPECT_TRUE(soundOf(heard) == soundOf(pcm));
 }
 
-TEST_F(SoundOutputTest, DropsBlocksOfARecordingAboveItsLimit) {
+TEST_F(SoundOutputTest, dropsBlocksOfARecordingAboveItsLimit) {
     constexpr int kRate = 8000;
     const auto recording = oxa::host::useSoundRecording(400);
     ASSERT_NO_FATAL_FAILURE(playAll(newTrack(1, kRate), tones(1, kRate, 800)));
@@ -118,11 +118,11 @@ TEST_F(SoundOutputTest, DropsBlocksOfARecordingAboveItsLimit) {
     EXPECT_GT(recording->frames(), 300u);
 }
 
-TEST_F(SoundOutputTest, WavFileHoldsWhatAListenerWouldHaveHeard) {
+TEST_F(SoundOutputTest, wavFileHoldsWhatAListenerWouldHaveHeard) {
     const std::string path = TempDir::ofProcess().file("heard.wav");
     for (const auto& [channels, rate] : {std::pair{1, 8000}, {2, 44100}, {6, 48000}}) {
         SCOPED_TRACE(channels);
-        ASSERT_EQ("", oxa::host::useWavSound(path));
+        ASSERT_EQ(oxa::host::useWavSound(path), "");
         const sp<AudioTrack> track = newTrack(channels, rate);
         ASSERT_NO_FATAL_FAILURE(playAll(track, tones(channels, rate, rate)));
 
@@ -134,20 +134,20 @@ TEST_F(SoundOutputTest, WavFileHoldsWhatAListenerWouldHaveHeard) {
         for (int channel = 0; channel < channels; ++channel) {
             const std::vector<float> middle = window(sound.channel(channel), rate, 0.3, 0.5);
             EXPECT_NEAR(frequencyOf(channel), dominantFrequency(middle, rate), 1);
-            EXPECT_NEAR(kAmplitudeDb, toneDb(middle, rate, frequencyOf(channel)), 0.1);
-            EXPECT_EQ(kSilenceDb, levelDb(window(sound.channel(channel), rate, 0, 0.012)));
+            EXPECT_NEAR(toneDb(middle, rate, frequencyOf(channel)), kAmplitudeDb, 0.1);
+            EXPECT_EQ(levelDb(window(sound.channel(channel), rate, 0, 0.012)), kSilenceDb);
         }
     }
 }
 
 // What a process leaves that dies now: complete up to the last second.
-TEST_F(SoundOutputTest, WavFileCanBeReadWhileItGrows) {
+TEST_F(SoundOutputTest, wavFileCanBeReadWhileItGrows) {
     constexpr int kRate = 8000;
     const std::string path = TempDir::ofProcess().file("growing.wav");
     const std::string copy = TempDir::ofProcess().file("copy.wav");
-    ASSERT_EQ("", oxa::host::useWavSound(path));
+    ASSERT_EQ(oxa::host::useWavSound(path), "");
     const sp<AudioTrack> track = newTrack(1, kRate);
-    ASSERT_EQ(OK, track->start());
+    ASSERT_EQ(track->start(), OK);
     ASSERT_NO_FATAL_FAILURE(play(track, tones(1, kRate, kRate * 2)));
     ASSERT_TRUE(waitFor([&] { return fileSize(path) > 44 + 2 * kRate * 3 / 2; }));
     ASSERT_TRUE(writeFile(copy, readFile(path)));
@@ -158,27 +158,27 @@ TEST_F(SoundOutputTest, WavFileCanBeReadWhileItGrows) {
     track->stop();
 }
 
-TEST_F(SoundOutputTest, GivesEachTrackAWavFileOfItsOwn) {
+TEST_F(SoundOutputTest, givesEachTrackAWavFileOfItsOwn) {
     TempDir dir;
-    ASSERT_EQ("", oxa::host::useWavSound(dir.file("a.b.wav")));
+    ASSERT_EQ(oxa::host::useWavSound(dir.file("a.b.wav")), "");
     const sp<AudioTrack> first = newTrack(1, 8000);
     const sp<AudioTrack> second = newTrack(2, 16000);
     ASSERT_NO_FATAL_FAILURE(playAll(second, tones(2, 16000, 1600)));
     ASSERT_NO_FATAL_FAILURE(playAll(first, tones(1, 8000, 800)));
-    EXPECT_EQ(8000, decodeSound(dir.file("a.b.wav")).sampleRate);
-    EXPECT_EQ(16000, decodeSound(dir.file("a.b-2.wav")).sampleRate);
+    EXPECT_EQ(decodeSound(dir.file("a.b.wav")).sampleRate, 8000);
+    EXPECT_EQ(decodeSound(dir.file("a.b-2.wav")).sampleRate, 16000);
 }
 
-TEST_F(SoundOutputTest, RefusesAWavFileThatCannotBeWritten) {
+TEST_F(SoundOutputTest, refusesAWavFileThatCannotBeWritten) {
     const auto recording = oxa::host::useSoundRecording(SIZE_MAX);
-    EXPECT_EQ("No such file or directory", oxa::host::useWavSound("/nonexistent/heard.wav"));
+    EXPECT_EQ(oxa::host::useWavSound("/nonexistent/heard.wav"), "No such file or directory");
     ASSERT_NO_FATAL_FAILURE(playAll(newTrack(1, 8000), tones(1, 8000, 80)));
     EXPECT_GT(recording->frames(), 0u) << "the former choice stands";
 }
 
-TEST_F(SoundOutputTest, PlaysOnWhenTheDiskIsFullAndTellsItOnce) {
+TEST_F(SoundOutputTest, playsOnWhenTheDiskIsFullAndTellsItOnce) {
     constexpr int kRate = 8000;
-    ASSERT_EQ("", oxa::host::useWavSound("/dev/full"));
+    ASSERT_EQ(oxa::host::useWavSound("/dev/full"), "");
     const int64_t beforeUs = monotonicUs();
     ASSERT_NO_FATAL_FAILURE(playAll(newTrack(1, kRate), tones(1, kRate, kRate / 4)));
     EXPECT_GE(monotonicUs() - beforeUs, 250000);
@@ -186,16 +186,16 @@ TEST_F(SoundOutputTest, PlaysOnWhenTheDiskIsFullAndTellsItOnce) {
 }
 
 // A pipe whose reader has stopped must not hold the sound, and whoever stops it, for ever.
-TEST_F(SoundOutputTest, PlaysOnWhenNobodyReadsThePipe) {
+TEST_F(SoundOutputTest, playsOnWhenNobodyReadsThePipe) {
     constexpr int kRate = 48000;
     constexpr int kChannels = 8;
     const TempDir dir;
     const std::string path = dir.file("pipe.wav");
-    ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
-    EXPECT_NE("", oxa::host::useWavSound(path)) << "there is no reader";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    EXPECT_NE(oxa::host::useWavSound(path), "") << "there is no reader";
     const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     ASSERT_GE(reader, 0);
-    ASSERT_EQ("", oxa::host::useWavSound(path));
+    ASSERT_EQ(oxa::host::useWavSound(path), "");
     // Several times what a pipe holds.
     ASSERT_NO_FATAL_FAILURE(
             playAll(newTrack(kChannels, kRate), tones(kChannels, kRate, kRate / 2)));
@@ -204,7 +204,7 @@ TEST_F(SoundOutputTest, PlaysOnWhenNobodyReadsThePipe) {
 }
 
 // SDL's own driver that writes what a device would play into a file.
-TEST_F(SoundOutputTest, ChannelsGoToTheirPlacesOnADevice) {
+TEST_F(SoundOutputTest, channelsGoToTheirPlacesOnADevice) {
     constexpr int kRate = 48000;
     constexpr size_t kFrames = kRate / 4;
     // For each channel of the device the one of the track, -1 for silence.
@@ -218,7 +218,7 @@ TEST_F(SoundOutputTest, ChannelsGoToTheirPlacesOnADevice) {
     setenv("SDL_AUDIODRIVER", "disk", 1);
     setenv("SDL_DISKAUDIOFILE", path.c_str(), 1);
     oxa::host::useSoundDevice();
-    ASSERT_EQ("", oxa::host::soundDeviceError());
+    ASSERT_EQ(oxa::host::soundDeviceError(), "");
     for (const std::vector<int>& map : kMaps) {
         SCOPED_TRACE(map.size());
         const int channels = 1 + *std::max_element(map.begin(), map.end());

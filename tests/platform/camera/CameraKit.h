@@ -37,7 +37,7 @@ class OpenCamera {
 
     bool exists() const { return mCamera != nullptr; }
     android::Camera* operator->() const {
-        EXPECT_NE(nullptr, mCamera.get()) << "it cannot be opened";
+        EXPECT_NE(mCamera.get(), nullptr) << "it cannot be opened";
         return mCamera.get();
     }
 

@@ -34,7 +34,7 @@ class CameraSourceTest : public testing::Test {
 
     static MediaBufferBase* read(const sp<CameraSource>& source) {
         MediaBufferBase* buffer = nullptr;
-        EXPECT_EQ(OK, source->read(&buffer));
+        EXPECT_EQ(source->read(&buffer), OK);
         return buffer;
     }
     static int64_t timeOf(MediaBufferBase* buffer) {
@@ -52,23 +52,23 @@ class CameraSourceTest : public testing::Test {
             timesUs.push_back(timeOf(buffer));
             buffer->release();
         }
-        EXPECT_EQ(ERROR_END_OF_STREAM, status);
+        EXPECT_EQ(status, ERROR_END_OF_STREAM);
         return timesUs;
     }
 
     Cameras mCameras;
 };
 
-TEST_F(CameraSourceTest, ChecksWhatIsWantedOfTheCamera) {
-    EXPECT_EQ(BAD_VALUE, createSource(Size(100, 100))->initCheck());
-    EXPECT_EQ(BAD_VALUE, createSource(Size(-1, 96))->initCheck());
-    EXPECT_EQ(BAD_VALUE, createSource(Size(128, 96), 23)->initCheck());
-    EXPECT_EQ(ERROR_UNSUPPORTED, createSource(Size(128, 96), 30, false)->initCheck());
+TEST_F(CameraSourceTest, checksWhatIsWantedOfTheCamera) {
+    EXPECT_EQ(createSource(Size(100, 100))->initCheck(), BAD_VALUE);
+    EXPECT_EQ(createSource(Size(-1, 96))->initCheck(), BAD_VALUE);
+    EXPECT_EQ(createSource(Size(128, 96), 23)->initCheck(), BAD_VALUE);
+    EXPECT_EQ(createSource(Size(128, 96), 30, false)->initCheck(), ERROR_UNSUPPORTED);
     EXPECT_DEATH(createSource(Size(128, 96), 0), "mWantedFrameRate > 0");
 
     const sp<CameraSource> source = createSource(Size(1280, 720), 30);
-    ASSERT_EQ(OK, source->initCheck());
-    EXPECT_EQ(kMetadataBufferTypeANWBuffer, source->metaDataStoredInVideoBuffers());
+    ASSERT_EQ(source->initCheck(), OK);
+    EXPECT_EQ(source->metaDataStoredInVideoBuffers(), kMetadataBufferTypeANWBuffer);
     const struct {
         uint32_t key;
         int32_t value;
@@ -77,20 +77,20 @@ TEST_F(CameraSourceTest, ChecksWhatIsWantedOfTheCamera) {
     for (const auto& fact : facts) {
         int32_t value = 0;
         EXPECT_TRUE(source->getFormat()->findInt32(fact.key, &value));
-        EXPECT_EQ(fact.value, value);
+        EXPECT_EQ(value, fact.value);
     }
-    EXPECT_EQ(NO_INIT, createSource()->initCheck()) << "the camera has an owner";
+    EXPECT_EQ(createSource()->initCheck(), NO_INIT) << "the camera has an owner";
 }
 
-TEST_F(CameraSourceTest, CountsFromTheStartTimeIfThereIsOne) {
+TEST_F(CameraSourceTest, countsFromTheStartTimeIfThereIsOne) {
     const sp<CameraSource> source = createSource();
     const sp<MetaData> params = new MetaData;
     const int64_t startUs = systemTime(SYSTEM_TIME_MONOTONIC) / 1000 + 200000;
     params->setInt64(kKeyTime, startUs);
-    ASSERT_EQ(OK, source->start(params.get()));
-    ASSERT_EQ(OK, source->setStopTimeUs(startUs + 100000));
+    ASSERT_EQ(source->start(params.get()), OK);
+    ASSERT_EQ(source->setStopTimeUs(startUs + 100000), OK);
     const std::vector<int64_t> timesUs = readToEnd(source);
-    ASSERT_NEAR(6, timesUs.size(), 1);
+    ASSERT_NEAR(timesUs.size(), 6, 1);
     EXPECT_TRUE(std::is_sorted(timesUs.begin(), timesUs.end(), std::less_equal<>()));
     EXPECT_GE(timesUs.front(), 0);
     EXPECT_LT(timesUs.back(), 100000);
@@ -98,33 +98,33 @@ TEST_F(CameraSourceTest, CountsFromTheStartTimeIfThereIsOne) {
 }
 
 // Each place is a whole picture: a reader that keeps them must not make the process grow.
-TEST_F(CameraSourceTest, HasAFixedNumberOfPicturesOnTheWay) {
+TEST_F(CameraSourceTest, hasAFixedNumberOfPicturesOnTheWay) {
     const sp<CameraSource> source = createSource();
     const sp<MetaData> params = new MetaData;
     params->setInt32(kKeyNumBuffers, 3);
-    ASSERT_EQ(OK, source->start(params.get()));
+    ASSERT_EQ(source->start(params.get()), OK);
     MediaBufferBase* const held[] = {read(source), read(source), read(source)};
     ASSERT_TRUE(waitFor([] { return host::cameraFigures(0).recordingDropped >= 5; }));
-    EXPECT_EQ(3u, host::cameraFigures(0).recorded);
+    EXPECT_EQ(host::cameraFigures(0).recorded, 3u);
     const int64_t gapUs = timeOf(held[2]);
     for (MediaBufferBase* buffer : held)
         buffer->release();
     MediaBufferBase* const next = read(source);
-    ASSERT_NE(nullptr, next);
+    ASSERT_NE(next, nullptr);
     EXPECT_GE(timeOf(next) - gapUs, 6 * 16666) << "what was dropped leaves a gap in the times";
     next->release();
     source->stop();
 }
 
-TEST_F(CameraSourceTest, StopWaitsForPicturesThatWereReadAndWakesReaders) {
+TEST_F(CameraSourceTest, stopWaitsForPicturesThatWereReadAndWakesReaders) {
     const sp<CameraSource> source = createSource();
-    ASSERT_EQ(OK, source->start());
+    ASSERT_EQ(source->start(), OK);
     MediaBufferBase* const held = read(source);
-    ASSERT_NE(nullptr, held);
+    ASSERT_NE(held, nullptr);
     ASSERT_EQ(sizeof(VideoNativeMetadata), held->size());
     const auto* const record = static_cast<VideoNativeMetadata*>(held->data());
-    EXPECT_EQ(kMetadataBufferTypeANWBuffer, record->eType);
-    EXPECT_EQ(-1, record->nFenceFd);
+    EXPECT_EQ(record->eType, kMetadataBufferTypeANWBuffer);
+    EXPECT_EQ(record->nFenceFd, -1);
     std::atomic<bool> stopped{false};
     std::thread stopping([&] {
         source->stop();
@@ -132,22 +132,22 @@ TEST_F(CameraSourceTest, StopWaitsForPicturesThatWereReadAndWakesReaders) {
     });
     MediaBufferBase* buffer = held;
     while (buffer != nullptr) {
-        EXPECT_EQ(OK, source->read(&buffer));
+        EXPECT_EQ(source->read(&buffer), OK);
         if (buffer != nullptr) buffer->release();
     }
     EXPECT_FALSE(stopped) << "the encoder may still look at the picture";
-    EXPECT_EQ(0, numberOf(*record->pBuffer->picture));
+    EXPECT_EQ(numberOf(*record->pBuffer->picture), 0);
     held->release();
     stopping.join();
-    EXPECT_EQ(OK, source->stop()) << "again";
+    EXPECT_EQ(source->stop(), OK) << "again";
     EXPECT_TRUE(OpenCamera(0).exists()) << "the source has given its camera back";
 }
 
-TEST_F(CameraSourceTest, EndsWithTheCamera) {
+TEST_F(CameraSourceTest, endsWithTheCamera) {
     for (const bool lost : {true, false}) {
         OpenCamera camera;
         const sp<CameraSource> source = shareCamera(camera);
-        ASSERT_EQ(OK, source->start());
+        ASSERT_EQ(source->start(), OK);
         read(source)->release();
         if (lost) {
             host::loseCamera(0, true);
@@ -155,20 +155,20 @@ TEST_F(CameraSourceTest, EndsWithTheCamera) {
             camera->disconnect();
         }
         readToEnd(source);
-        EXPECT_EQ(OK, source->stop());
+        EXPECT_EQ(source->stop(), OK);
         host::loseCamera(0, false);
     }
 }
 
 // A recorder that shares the client's camera must leave it to the client.
-TEST_F(CameraSourceTest, LeavesACameraThatWasHandedIn) {
+TEST_F(CameraSourceTest, leavesACameraThatWasHandedIn) {
     OpenCamera camera;
     const auto preview = PictureTarget::create();
-    ASSERT_EQ(OK, camera->setPreviewTarget(preview->producer()));
-    ASSERT_EQ(OK, camera->startPreview());
+    ASSERT_EQ(camera->setPreviewTarget(preview->producer()), OK);
+    ASSERT_EQ(camera->startPreview(), OK);
     {
         const sp<CameraSource> source = shareCamera(camera);
-        ASSERT_EQ(OK, source->start());
+        ASSERT_EQ(source->start(), OK);
         read(source)->release();
         // Dropped while it runs.
     }

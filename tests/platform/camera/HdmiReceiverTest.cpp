@@ -33,7 +33,7 @@ class HdmiReceiverTest : public testing::Test {
     void create() {
         std::string error;
         mReceiver = host::SimulatedHdmiReceiver::create(mOptions, &error);
-        ASSERT_NE(nullptr, mReceiver) << error;
+        ASSERT_NE(mReceiver, nullptr) << error;
     }
 
     std::string textOf(const char* path) const { return readFile(mDirectory.path() + path); }
@@ -44,17 +44,17 @@ class HdmiReceiverTest : public testing::Test {
 };
 
 // The files are all that recorders know of the signal.
-TEST_F(HdmiReceiverTest, PublishesItsSignal) {
+TEST_F(HdmiReceiverTest, publishesItsSignal) {
     create();
     EXPECT_EQ(
             "Type:HDMIRx\nStatus:Ready\nWidth:320\nHeight:240\nScanMode:Progressive\n"
             "Color:YUV422\nFps:60\n",
             textOf(kVideoInfo));
-    EXPECT_EQ("Ready:1\nFreq:48000\nSPDIF Type:LPCM\n", textOf(kAudioInfo));
-    EXPECT_EQ("1\n", textOf(kPlugState));
+    EXPECT_EQ(textOf(kAudioInfo), "Ready:1\nFreq:48000\nSPDIF Type:LPCM\n");
+    EXPECT_EQ(textOf(kPlugState), "1\n");
     std::string error;
-    EXPECT_EQ(nullptr, host::SimulatedHdmiReceiver::create(mOptions, &error));
-    EXPECT_EQ("there is an HDMI receiver already", error);
+    EXPECT_EQ(host::SimulatedHdmiReceiver::create(mOptions, &error), nullptr);
+    EXPECT_EQ(error, "there is an HDMI receiver already");
 
     mReceiver->setSize(128, 96);
     mReceiver->setFrameRate(25);
@@ -64,7 +64,7 @@ TEST_F(HdmiReceiverTest, PublishesItsSignal) {
             "Type:HDMIRx\nStatus:Ready\nWidth:128\nHeight:96\nScanMode:Interlaced\n"
             "Color:YUV422\nFps:25\n";
     EXPECT_EQ(video, textOf(kVideoInfo));
-    EXPECT_EQ("Ready:1\nFreq:44100\nSPDIF Type:LPCM\n", textOf(kAudioInfo));
+    EXPECT_EQ(textOf(kAudioInfo), "Ready:1\nFreq:44100\nSPDIF Type:LPCM\n");
     mReceiver->setSampleRate(48000);
     mReceiver->setDriverFiles(host::DriverFiles::kMissing);
     mReceiver->setSize(128, 96);
@@ -75,7 +75,7 @@ TEST_F(HdmiReceiverTest, PublishesItsSignal) {
     mReceiver->setDriverFiles(host::DriverFiles::kRight);
     EXPECT_EQ(video, textOf(kVideoInfo));
     mReceiver->loseAudio();
-    EXPECT_EQ("Ready:0\n", textOf(kAudioInfo));
+    EXPECT_EQ(textOf(kAudioInfo), "Ready:0\n");
     EXPECT_FALSE(HdmiSignal::current()->hasSound());
     mReceiver->restoreAudio();
 
@@ -86,24 +86,24 @@ TEST_F(HdmiReceiverTest, PublishesItsSignal) {
         stateWhenTold = textOf(kPlugState);
     });
     mReceiver->unplug();
-    EXPECT_EQ("0\n", stateWhenTold) << "who is told reads the file";
-    EXPECT_EQ("Type:HDMIRx\nStatus:NotReady\n", textOf(kVideoInfo));
-    EXPECT_EQ("Ready:0\n", textOf(kAudioInfo));
+    EXPECT_EQ(stateWhenTold, "0\n") << "who is told reads the file";
+    EXPECT_EQ(textOf(kVideoInfo), "Type:HDMIRx\nStatus:NotReady\n");
+    EXPECT_EQ(textOf(kAudioInfo), "Ready:0\n");
     mReceiver->plug();
-    EXPECT_EQ((std::vector<bool>{false, true}), states);
-    EXPECT_EQ("Ready:1\nFreq:48000\nSPDIF Type:LPCM\n", textOf(kAudioInfo));
+    EXPECT_EQ(states, (std::vector<bool>{false, true}));
+    EXPECT_EQ(textOf(kAudioInfo), "Ready:1\nFreq:48000\nSPDIF Type:LPCM\n");
     HdmiSignal::current()->removePlugListener(id);
 
     mReceiver.reset();
     EXPECT_FALSE(std::filesystem::exists(mDirectory.path() + kVideoInfo));
-    EXPECT_EQ(nullptr, HdmiSignal::current().get());
+    EXPECT_EQ(HdmiSignal::current().get(), nullptr);
     mOptions.deviceRoot = "/proc/nowhere";
-    EXPECT_EQ(nullptr, host::SimulatedHdmiReceiver::create(mOptions, &error));
+    EXPECT_EQ(host::SimulatedHdmiReceiver::create(mOptions, &error), nullptr);
     EXPECT_NE(std::string::npos, error.find("cannot write below '/proc/nowhere'")) << error;
-    EXPECT_EQ(nullptr, HdmiSignal::current().get());
+    EXPECT_EQ(HdmiSignal::current().get(), nullptr);
 }
 
-TEST_F(HdmiReceiverTest, IsACameraThatIsLostWithThePlug) {
+TEST_F(HdmiReceiverTest, isACameraThatIsLostWithThePlug) {
     mOptions.source.clear();
     mOptions.width = 320;
     mOptions.height = 180;
@@ -112,25 +112,25 @@ TEST_F(HdmiReceiverTest, IsACameraThatIsLostWithThePlug) {
     {
         OpenCamera camera(mOptions.camera);
         const auto target = PictureTarget::create();
-        ASSERT_EQ(OK, camera->setPreviewTarget(target->producer()));
-        ASSERT_EQ(OK, camera->startPreview());
+        ASSERT_EQ(camera->setPreviewTarget(target->producer()), OK);
+        ASSERT_EQ(camera->startPreview(), OK);
         ASSERT_TRUE(target->waitForCount(3));
         mReceiver->setSize(160, 90);
         ASSERT_TRUE(target->waitForCount(target->count() + 3));
         for (const QueuedPicture& queued : target->pictures())
-            EXPECT_EQ(320, queued.picture->width()) << "a recording goes on in one size";
+            EXPECT_EQ(queued.picture->width(), 320) << "a recording goes on in one size";
         mReceiver->unplug();
-        EXPECT_EQ(ENODEV, waitForEnd(log));
+        EXPECT_EQ(waitForEnd(log), ENODEV);
     }
     mReceiver->plug();
     OpenCamera camera(mOptions.camera);
     Size size;
     CameraParameters(camera->getParameters()).getPreviewSize(&size.width, &size.height);
-    EXPECT_EQ(160, size.width);
+    EXPECT_EQ(size.width, 160);
 }
 
 // Every picture is of one colour, and no two that follow each other of the same.
-TEST_F(HdmiReceiverTest, GivesPicturesInTheFormOfTheSignal) {
+TEST_F(HdmiReceiverTest, givesPicturesInTheFormOfTheSignal) {
     create();
     const sp<LiveControl> control = HdmiSignal::current()->camera()->control();
     LiveOptions options;
@@ -138,11 +138,11 @@ TEST_F(HdmiReceiverTest, GivesPicturesInTheFormOfTheSignal) {
     options.control = control;
     std::string error;
     const std::unique_ptr<LiveReader> reader = LiveReader::open(options, &error);
-    ASSERT_NE(nullptr, reader) << error;
+    ASSERT_NE(reader, nullptr) << error;
     reader->start();
     const auto read = [&] {
         LiveBlock block;
-        EXPECT_EQ(LiveResult::kOk, reader->read(&block));
+        EXPECT_EQ(reader->read(&block), LiveResult::kOk);
         return block;
     };
     const auto isWoven = [](const LiveBlock& block) {
@@ -159,14 +159,14 @@ TEST_F(HdmiReceiverTest, GivesPicturesInTheFormOfTheSignal) {
     int64_t formerUs = read().timeUs;
     for (int i = 0; i < 4; ++i) {
         const int64_t timeUs = read().timeUs;
-        EXPECT_NEAR(50000, timeUs - formerUs, 1000);
+        EXPECT_NEAR(timeUs - formerUs, 50000, 1000);
         formerUs = timeUs;
     }
     mReceiver->setSize(32, 24);
-    EXPECT_EQ(32, read().picture->width());
+    EXPECT_EQ(read().picture->width(), 32);
 }
 
-TEST_F(HdmiReceiverTest, GivesSoundThatPausesAndStaysInTime) {
+TEST_F(HdmiReceiverTest, givesSoundThatPausesAndStaysInTime) {
     create();
     const sp<HdmiSignal> signal = HdmiSignal::current();
     LiveOptions options;
@@ -177,15 +177,15 @@ TEST_F(HdmiReceiverTest, GivesSoundThatPausesAndStaysInTime) {
     options.silenceLimitUs = 0;
     std::string error;
     const std::unique_ptr<LiveReader> sound = LiveReader::open(options, &error);
-    ASSERT_NE(nullptr, sound) << error;
+    ASSERT_NE(sound, nullptr) << error;
     sound->start();
     LiveBlock block;
-    ASSERT_EQ(LiveResult::kOk, sound->read(&block));
+    ASSERT_EQ(sound->read(&block), LiveResult::kOk);
     const int64_t originUs = signal->clock()->start(0);
     mReceiver->loseAudio();
     auto reading = std::async(std::launch::async, [&] {
         LiveBlock next;
-        EXPECT_EQ(LiveResult::kOk, sound->read(&next));
+        EXPECT_EQ(sound->read(&next), LiveResult::kOk);
         return next;
     });
     EXPECT_EQ(std::future_status::timeout, reading.wait_for(std::chrono::milliseconds(200)));

@@ -124,7 +124,7 @@ std::string toneFile(const char* codec, const char* extension, int channels, int
 
 // Fails when priming or padding is not trimmed as the container says, when a tail stays in the
 // decoder or the converter, when channels are swapped, or when cutting loses or repeats samples.
-TEST(AudioDecoderTest, GivesAllSamplesInTheirPlaces) {
+TEST(AudioDecoderTest, givesAllSamplesInTheirPlaces) {
     for (const std::string& path :
          {mediaPath("friday_audio_starts_1200ms.mp4"), mediaPath("flower_540p_vp8_vorbis.webm"),
           mediaPath("bunny_480i_tff_mpeg2_mp2.ts"), mediaPath("roar.mp3"),
@@ -154,7 +154,7 @@ TEST(AudioDecoderTest, GivesAllSamplesInTheirPlaces) {
 // A stream that says in its header that bands above half the rate follow (HE-AAC) comes out with
 // the doubled rate; taken for the plain rate it would sound an octave low. The client reads without
 // the extractor: what it queues are plain times.
-TEST(AudioDecoderTest, HeAacComesOutWithItsRealRate) {
+TEST(AudioDecoderTest, heAacComesOutWithItsRealRate) {
     const AudioPackets source(toneFile("aac", "m4a", 1, 22050));
     // Object type 5 (SBR), index 7 (22,050 Hz), one channel, extended index 4 (44,100 Hz), type 2.
     const uint8_t config[] = {0x2B, 0x8A, 0x08, 0x00};
@@ -178,7 +178,7 @@ TEST(AudioDecoderTest, HeAacComesOutWithItsRealRate) {
 }
 
 // The extractor's samples with the plain keys of its format, as a device's client passes them on.
-TEST(AudioDecoderTest, VorbisIsDecodedFromItsPlainKeys) {
+TEST(AudioDecoderTest, vorbisIsDecodedFromItsPlainKeys) {
     const std::string path = toneFile("libvorbis", "webm", 2, 48000);
     const sp<NuMediaExtractor> extractor =
             new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
@@ -210,7 +210,7 @@ TEST(AudioDecoderTest, VorbisIsDecodedFromItsPlainKeys) {
 
 // What is behind the damage must be what it is without damage, at the same time; the client gets no
 // error, and the listener hears of it a few times, not for every packet.
-TEST(AudioDecoderTest, DamageIsSkippedAndCounted) {
+TEST(AudioDecoderTest, damageIsSkippedAndCounted) {
     const struct {
         size_t from, to;
         bool cut;  // shortened instead of overwritten
@@ -264,7 +264,7 @@ TEST(AudioDecoderTest, DamageIsSkippedAndCounted) {
 }
 
 // A client sets its sound up when it hears the format: it must hear one even if nothing decodes.
-TEST(AudioDecoderTest, EndWithNothingDecodedHasAFormat) {
+TEST(AudioDecoderTest, endWithNothingDecodedHasAFormat) {
     const AudioPackets source(mediaPath("roar.mp3"));
     AudioComponentDriver driver(newDecoder());
     ASSERT_EQ(driver.start(source.format()), OK);
@@ -280,7 +280,7 @@ TEST(AudioDecoderTest, EndWithNothingDecodedHasAFormat) {
 // Stop comes while the worker decodes, waits for input, or waits for a client that keeps all
 // outputs; afterwards the same component decodes the whole file, whose end comes with its last
 // packet.
-TEST(AudioDecoderTest, StopsAtAnyMomentAndStartsAgain) {
+TEST(AudioDecoderTest, stopsAtAnyMomentAndStartsAgain) {
     const AudioPackets source(mediaPath("roar.mp3"));
     const sp<CodecComponent> decoder = newDecoder();
     std::mt19937 random(11);
@@ -305,7 +305,7 @@ TEST(AudioDecoderTest, StopsAtAnyMomentAndStartsAgain) {
     expectSamples(driver.pcm(), decodeSound(mediaPath("roar.mp3")));
 }
 
-TEST(AudioDecoderTest, RefusesWhatItCannotDecode) {
+TEST(AudioDecoderTest, refusesWhatItCannotDecode) {
     EXPECT_EQ(createAvAudioDecoder("video/avc"), nullptr);
     sp<AMessage> format = new AMessage;
     format->setString("mime", "audio/unheard-of");
@@ -321,7 +321,7 @@ TEST(AudioDecoderTest, RefusesWhatItCannotDecode) {
 }
 
 // As on a device: what a decoder's start could have found out comes by its callback.
-TEST(AudioDecoderTest, TellsOfBadAacDataAfterItsStart) {
+TEST(AudioDecoderTest, tellsOfBadAacDataAfterItsStart) {
     const AudioPackets source(mediaPath("flower_540p_h264_aac.mp4"));
     const sp<AMessage> format = new AMessage;
     format->setString("mime", "audio/mp4a-latm");
@@ -337,7 +337,7 @@ TEST(AudioDecoderTest, TellsOfBadAacDataAfterItsStart) {
     }
 }
 
-TEST(AudioDecoderTest, AacInputsAreAsLargeAsAskedFor) {
+TEST(AudioDecoderTest, aacInputsAreAsLargeAsAskedFor) {
     const struct {
         int32_t asked;
         size_t expected;

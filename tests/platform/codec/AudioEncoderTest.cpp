@@ -85,7 +85,7 @@ Sound encodeAndDecode(AudioComponentDriver* driver, Shape shape, Shape stream,
 
 // Fails when priming or the resampler's delay moves sound against picture, when the tail is lost,
 // or when the last unit is silence only.
-TEST(AacEncoderTest, AClickIsWhereItWas) {
+TEST(AacEncoderTest, aClickIsWhereItWas) {
     constexpr double kSeconds = 1.0301;
     constexpr double kClickSeconds = 0.3;
     const struct {
@@ -123,7 +123,7 @@ TEST(AacEncoderTest, AClickIsWhereItWas) {
 // A tone of its own in each of so many channels, and the channels that must be left. Twelve have no
 // names and no known mix: the first ones are kept. What layouts with names are mixed to, whole
 // transcodes compare with the `ffmpeg` command's.
-TEST(AacEncoderTest, ChannelsKeepTheirPlacesAndLevels) {
+TEST(AacEncoderTest, channelsKeepTheirPlacesAndLevels) {
     constexpr int kRate = 48000;
     constexpr double kAmplitude = 0.2;
     for (const auto& [channels, streamChannels] : {std::pair(12, 2), {8, 8}, {3, 3}}) {
@@ -147,7 +147,7 @@ TEST(AacEncoderTest, ChannelsKeepTheirPlacesAndLevels) {
 // Clocks of sound and picture that run apart: each click of the sound, one in half a second, must
 // stay where its stamp says, and the tone must stay whole: a stretch that begins or ends with a
 // jump would be heard as a click between the clicks.
-TEST(AacEncoderTest, FollowsAClockThatDrifts) {
+TEST(AacEncoderTest, followsAClockThatDrifts) {
     constexpr int kSeconds = 30;
     constexpr int kBlockFrames = 1024;
     const struct {
@@ -189,7 +189,7 @@ TEST(AacEncoderTest, FollowsAClockThatDrifts) {
 
 // The end comes with the last of them, and what the resampler holds is nearly all there is. Without
 // any there is just the end.
-TEST(AacEncoderTest, AFewFramesMakeOneUnitAndThePriming) {
+TEST(AacEncoderTest, aFewFramesMakeOneUnitAndThePriming) {
     const struct {
         size_t frames;
         int streamRate;
@@ -208,7 +208,7 @@ TEST(AacEncoderTest, AFewFramesMakeOneUnitAndThePriming) {
     }
 }
 
-TEST(AacEncoderTest, KnowsWhatAacHas) {
+TEST(AacEncoderTest, knowsWhatAacHas) {
     const struct {
         Shape pcm, stream;
         status_t expected;

@@ -60,8 +60,8 @@ class Codec : public CodecClient {
     status_t configure() { return configure(formatFor(mDirection)); }
 
     void run() {
-        ASSERT_EQ(OK, configure());
-        ASSERT_EQ(OK, (*this)->start());
+        ASSERT_EQ(configure(), OK);
+        ASSERT_EQ((*this)->start(), OK);
     }
 
     // The n-th input that was offered, from 0.
@@ -77,13 +77,13 @@ class Codec : public CodecClient {
     // A picture of zeros, or silence, in the n-th input.
     void queue(size_t n, int64_t timeUs) {
         sp<MediaCodecBuffer> buffer;
-        ASSERT_EQ(OK, (*this)->getInputBuffer(input(n), &buffer));
+        ASSERT_EQ((*this)->getInputBuffer(input(n), &buffer), OK);
         memset(buffer->base(), 0, buffer->capacity());
-        ASSERT_EQ(OK, (*this)->queueInputBuffer(input(n), 0, buffer->capacity(), timeUs, 0));
+        ASSERT_EQ((*this)->queueInputBuffer(input(n), 0, buffer->capacity(), timeUs, 0), OK);
     }
     void queueEnd(size_t n, int64_t timeUs) {
-        ASSERT_EQ(OK,
-                  (*this)->queueInputBuffer(input(n), 0, 0, timeUs, MediaCodec::BUFFER_FLAG_EOS));
+        ASSERT_EQ((*this)->queueInputBuffer(input(n), 0, 0, timeUs, MediaCodec::BUFFER_FLAG_EOS),
+                  OK);
     }
 
   private:
@@ -117,17 +117,17 @@ constexpr ConfigureCase kConfigurations[] = {
         {"nothing is wrong", kVideoEncoder, "", false, 0, OK, true},
 };
 
-TEST(CodecAnswers, ToFormatsThatAreNotWhole) {
+TEST(CodecAnswers, toFormatsThatAreNotWhole) {
     for (const ConfigureCase& test : kConfigurations) {
         SCOPED_TRACE(test.what);
         Codec codec(test.codec);
         const sp<AMessage> format = formatFor(test.codec, test.key);
         if (test.isSet) format->setInt32(test.key, test.value);
-        EXPECT_EQ(test.expected, codec.configure(format));
+        EXPECT_EQ(codec.configure(format), test.expected);
         if (test.expected != OK) {
-            ASSERT_EQ(OK, codec.configure());
+            ASSERT_EQ(codec.configure(), OK);
         }
-        ASSERT_EQ(OK, codec->start());
+        ASSERT_EQ(codec->start(), OK);
         if (test.keepsCallback) {
             EXPECT_TRUE(codec.waitForCount(MediaCodec::CB_INPUT_AVAILABLE, 1));
         } else {
@@ -137,7 +137,7 @@ TEST(CodecAnswers, ToFormatsThatAreNotWhole) {
     }
 }
 
-TEST(CodecAnswers, FormatsAreFilledBeforeTheStart) {
+TEST(CodecAnswers, formatsAreFilledBeforeTheStart) {
     const struct {
         Direction codec;
         const char *input, *output;
@@ -153,11 +153,11 @@ TEST(CodecAnswers, FormatsAreFilledBeforeTheStart) {
         SCOPED_TRACE(test.codec.mime);
         Codec codec(test.codec);
         const sp<AMessage> clients = formatFor(test.codec);
-        ASSERT_EQ(OK, codec.configure(clients));
+        ASSERT_EQ(codec.configure(clients), OK);
         sp<AMessage> input;
         sp<AMessage> output;
-        ASSERT_EQ(OK, codec->getInputFormat(&input));
-        ASSERT_EQ(OK, codec->getOutputFormat(&output));
+        ASSERT_EQ(codec->getInputFormat(&input), OK);
+        ASSERT_EQ(codec->getOutputFormat(&output), OK);
         EXPECT_NE(clients, input);
         int32_t largest = 0;
         EXPECT_TRUE(input->findInt32("max-input-size", &largest));
@@ -168,75 +168,76 @@ TEST(CodecAnswers, FormatsAreFilledBeforeTheStart) {
             EXPECT_TRUE(format->findString("mime", &told));
             EXPECT_STREQ(mime, told.c_str());
             EXPECT_TRUE(format->findInt32(test.key, &value));
-            EXPECT_EQ(test.value, value);
+            EXPECT_EQ(value, test.value);
         }
     }
 }
 
-TEST(CodecAnswers, ParametersAreTakenAtAnyTime) {
+TEST(CodecAnswers, parametersAreTakenAtAnyTime) {
     const sp<AMessage> zero = new AMessage;
     zero->setInt32("video-bitrate", 0);
     Codec codec(kVideoEncoder);
-    EXPECT_EQ(OK, codec->setParameters(zero));
-    EXPECT_EQ(OK, codec->requestIDRFrame());
+    EXPECT_EQ(codec->setParameters(zero), OK);
+    EXPECT_EQ(codec->requestIDRFrame(), OK);
     codec.run();
-    EXPECT_EQ(OK, codec->setParameters(zero));
+    EXPECT_EQ(codec->setParameters(zero), OK);
     codec.queue(0, 0);
     codec.queueEnd(1, 0);
     EXPECT_GT(codec.output(0).size, 0u);
-    EXPECT_EQ(OK, codec->release());
-    EXPECT_EQ(OK, codec->requestIDRFrame());
+    EXPECT_EQ(codec->release(), OK);
+    EXPECT_EQ(codec->requestIDRFrame(), OK);
 }
 
 // The end of a stream without content comes out with the time that it went in with.
-TEST(CodecAnswers, AnEmptyStreamEndsAtItsEndsTime) {
+TEST(CodecAnswers, anEmptyStreamEndsAtItsEndsTime) {
     for (const Direction& direction :
          {kVideoEncoder, kVideoDecoder, kSoundEncoder, kSoundDecoder}) {
         SCOPED_TRACE(direction.mime);
-        EXPECT_EQ(UNKNOWN_ERROR, Codec(direction)->configure(
-                                         formatFor(direction), NULL, NULL,
-                                         direction.encoder ? 0 : MediaCodec::CONFIGURE_FLAG_ENCODE))
+        EXPECT_EQ(Codec(direction)->configure(
+                          formatFor(direction), NULL, NULL,
+                          direction.encoder ? 0 : MediaCodec::CONFIGURE_FLAG_ENCODE),
+                  UNKNOWN_ERROR)
                 << "the other direction's flag";
         Codec codec(direction);
         codec.run();
         codec.queueEnd(0, 1234567);
         const CodecEvent end = codec.output(0);
-        EXPECT_EQ(0u, end.size);
-        EXPECT_EQ(1234567, end.timeUs);
-        EXPECT_EQ(static_cast<uint32_t>(MediaCodec::BUFFER_FLAG_EOS), end.flags);
+        EXPECT_EQ(end.size, 0u);
+        EXPECT_EQ(end.timeUs, 1234567);
+        EXPECT_EQ(end.flags, static_cast<uint32_t>(MediaCodec::BUFFER_FLAG_EOS));
     }
 }
 
-TEST(CodecAnswers, BuffersTellTheirTimeAndComeBackWhole) {
+TEST(CodecAnswers, buffersTellTheirTimeAndComeBackWhole) {
     Codec codec(kVideoEncoder);
     codec.run();
     sp<MediaCodecBuffer> buffer;
     const size_t first = codec.input(0);
-    ASSERT_EQ(OK, codec->getInputBuffer(first, &buffer));
+    ASSERT_EQ(codec->getInputBuffer(first, &buffer), OK);
     const size_t capacity = buffer->capacity();
-    ASSERT_EQ(OK, codec->queueInputBuffer(first, 10, 20, 0, 0));  // too little: left out
+    ASSERT_EQ(codec->queueInputBuffer(first, 10, 20, 0, 0), OK);  // too little: left out
     size_t again = 0;
     ASSERT_TRUE(codec.waitFor([&](const CodecClient::Events& events) {
         const auto inputs = CodecClient::ofKind(events, MediaCodec::CB_INPUT_AVAILABLE);
         again = inputs.size();
         return again > 1 && inputs.back().index == first;
     }));
-    ASSERT_EQ(OK, codec->getInputBuffer(first, &buffer));
-    EXPECT_EQ(0u, buffer->offset());
+    ASSERT_EQ(codec->getInputBuffer(first, &buffer), OK);
+    EXPECT_EQ(buffer->offset(), 0u);
     EXPECT_EQ(capacity, buffer->size());
 
     codec.queue(again - 1, 40000);
     codec.queueEnd(1, 0);
-    ASSERT_EQ(OK, codec->getOutputBuffer(codec.output(0).index, &buffer));
+    ASSERT_EQ(codec->getOutputBuffer(codec.output(0).index, &buffer), OK);
     int64_t timeUs = 0;
     int32_t flags = 0;
     EXPECT_TRUE(buffer->meta()->findInt64("timeUs", &timeUs));
     EXPECT_TRUE(buffer->meta()->findInt32("flags", &flags));
-    EXPECT_EQ(40000, timeUs);
-    EXPECT_EQ(MediaCodec::BUFFER_FLAG_SYNCFRAME, flags);
+    EXPECT_EQ(timeUs, 40000);
+    EXPECT_EQ(flags, MediaCodec::BUFFER_FLAG_SYNCFRAME);
 }
 
-TEST(CodecAnswers, CodecConfigComesFirstWhereItIsAskedFor) {
+TEST(CodecAnswers, codecConfigComesFirstWhereItIsAskedFor) {
     host::setCodecConfigOutput(true);
     for (const Direction& direction : {kVideoEncoder, kSoundEncoder}) {
         SCOPED_TRACE(direction.mime);
@@ -246,63 +247,64 @@ TEST(CodecAnswers, CodecConfigComesFirstWhereItIsAskedFor) {
             codec.queue(n, static_cast<int64_t>(n) * 40000);
         codec.queueEnd(3, 0);
         const CodecEvent config = codec.output(0);
-        EXPECT_EQ(MediaCodec::CB_OUTPUT_FORMAT_CHANGED, codec.events()[0].id);
-        EXPECT_EQ(static_cast<uint32_t>(MediaCodec::BUFFER_FLAG_CODECCONFIG), config.flags);
-        EXPECT_EQ(0, config.timeUs);
+        EXPECT_EQ(codec.events()[0].id, MediaCodec::CB_OUTPUT_FORMAT_CHANGED);
+        EXPECT_EQ(config.flags, static_cast<uint32_t>(MediaCodec::BUFFER_FLAG_CODECCONFIG));
+        EXPECT_EQ(config.timeUs, 0);
         sp<MediaCodecBuffer> buffer;
-        ASSERT_EQ(OK, codec->getOutputBuffer(config.index, &buffer));
+        ASSERT_EQ(codec->getOutputBuffer(config.index, &buffer), OK);
         sp<ABuffer> csd;
         ASSERT_TRUE(codec.events()[0].format->findBuffer("csd-0", &csd));
         ASSERT_GE(buffer->size(), csd->size());
-        EXPECT_EQ(0, memcmp(buffer->data(), csd->data(), csd->size()));
-        EXPECT_EQ(OK, codec->releaseOutputBuffer(config.index));
-        EXPECT_EQ(0u, codec.output(1).flags & MediaCodec::BUFFER_FLAG_CODECCONFIG);
+        EXPECT_EQ(memcmp(buffer->data(), csd->data(), csd->size()), 0);
+        EXPECT_EQ(codec->releaseOutputBuffer(config.index), OK);
+        EXPECT_EQ(codec.output(1).flags & MediaCodec::BUFFER_FLAG_CODECCONFIG, 0u);
         EXPECT_GT(codec.output(1).size, 0u);
     }
     host::setCodecConfigOutput(false);
 }
 
 // It goes on with a key frame; what it had is gone.
-TEST(CodecAnswers, AFlushedEncoderGoesOn) {
+TEST(CodecAnswers, aFlushedEncoderGoesOn) {
     Codec codec(kVideoEncoder);
     codec.run();
     codec.queue(0, 0);
-    ASSERT_EQ(OK, codec->flush());
-    EXPECT_EQ(OK, codec->flush());
-    ASSERT_EQ(OK, codec->start());
+    ASSERT_EQ(codec->flush(), OK);
+    EXPECT_EQ(codec->flush(), OK);
+    ASSERT_EQ(codec->start(), OK);
     codec.settle();  // all of this run's inputs have been offered
     const auto inputs = CodecClient::ofKind(codec.events(), MediaCodec::CB_INPUT_AVAILABLE);
     const size_t outputs = CodecClient::countOf(codec.events(), MediaCodec::CB_OUTPUT_AVAILABLE);
     codec.queue(inputs.size() - 1, 500000);
-    ASSERT_EQ(OK, codec->queueInputBuffer(inputs[inputs.size() - 2].index, 0, 0, 0,
-                                          MediaCodec::BUFFER_FLAG_EOS));
+    ASSERT_EQ(codec->queueInputBuffer(inputs[inputs.size() - 2].index, 0, 0, 0,
+                                      MediaCodec::BUFFER_FLAG_EOS),
+              OK);
     const CodecEvent unit = codec.output(outputs);
-    EXPECT_EQ(500000, unit.timeUs);
-    EXPECT_EQ(static_cast<uint32_t>(MediaCodec::BUFFER_FLAG_SYNCFRAME), unit.flags);
+    EXPECT_EQ(unit.timeUs, 500000);
+    EXPECT_EQ(unit.flags, static_cast<uint32_t>(MediaCodec::BUFFER_FLAG_SYNCFRAME));
 }
 
 // Also through its surface, whose producer stays.
-TEST(CodecAnswers, AFlushedEncodersSurfaceStays) {
+TEST(CodecAnswers, aFlushedEncodersSurfaceStays) {
     Codec codec(kVideoEncoder);
     sp<IGraphicBufferProducer> surface;
-    ASSERT_EQ(OK, codec.configure());
-    ASSERT_EQ(OK, codec->createInputSurface(&surface));
+    ASSERT_EQ(codec.configure(), OK);
+    ASSERT_EQ(codec->createInputSurface(&surface), OK);
     CardProducer producer(LocalBufferProducer::queueOf(surface));
     producer.connect();
-    ASSERT_EQ(OK, codec->start());
+    ASSERT_EQ(codec->start(), OK);
     ASSERT_TRUE(producer.queue(makeCard({64, 48}), 1000000));
-    ASSERT_EQ(OK, codec->flush());
+    ASSERT_EQ(codec->flush(), OK);
     // None of it is held: all places are free.
     ASSERT_TRUE(producer.queue(makeCard({64, 48}), 2000000));
-    ASSERT_EQ(OK, codec->start());
+    ASSERT_EQ(codec->start(), OK);
     ASSERT_TRUE(producer.queue(makeCard({64, 48}), 3000000));
-    EXPECT_EQ(OK, codec->signalEndOfInputStream());
+    EXPECT_EQ(codec->signalEndOfInputStream(), OK);
     LocalBufferProducer::queueOf(surface)->producerDrained();
     ASSERT_TRUE(codec.waitFor([](const CodecClient::Events& events) {
         return (events.back().flags & MediaCodec::BUFFER_FLAG_EOS) != 0;
     }));
-    EXPECT_EQ(3000, codec.events()[codec.events().size() - 2].timeUs);
-    EXPECT_EQ(2000, codec.events()[codec.events().size() - 3].timeUs);
+    EXPECT_EQ(codec.events()[codec.events().size() - 2].timeUs, 3000);
+    EXPECT_EQ(codec.events()[codec.events().size() - 3].timeUs, 2000);
 }
 
 }  // namespace

@@ -49,14 +49,14 @@ void expectPicturesOfTheCommand(const Conversion& wanted) {
                       "-f", "rawvideo", "-"})
                     .out;
     ASSERT_FALSE(expected.empty());
-    ASSERT_EQ(expected.size(), pictures.size());
+    ASSERT_EQ(pictures.size(), expected.size());
     EXPECT_TRUE(expected == pictures);
     for (size_t i = 0; wanted.frameRate > 0 && i < timesUs.size(); ++i) {
-        ASSERT_NEAR(1e6 * i / wanted.frameRate, timesUs[i] - timesUs[0], 2);
+        ASSERT_NEAR(timesUs[i] - timesUs[0], 1e6 * i / wanted.frameRate, 2);
     }
 }
 
-TEST(Conversions, AreThoseOfTheCommand) {
+TEST(Conversions, areThoseOfTheCommand) {
     const Conversion kConversions[] = {
             {mediaPath("bear_161x121_vp9.webm"), 320, 240, 0, 0, "scale=320:240:flags=bicubic"},
             {mediaPath("bunny_480i_tff_mpeg2_mp2.ts"), 640, 360, 0, 2,
@@ -71,7 +71,7 @@ TEST(Conversions, AreThoseOfTheCommand) {
 }
 
 // Scaled or not, all become 8-bit 4:2:0.
-TEST(Conversions, OfEveryPixelFormatAreThoseOfTheCommand) {
+TEST(Conversions, ofEveryPixelFormatAreThoseOfTheCommand) {
     const TempDir folder;
     for (const std::string filter :
          {"format=yuv420p", "format=yuv422p", "format=yuv444p", "format=yuv411p",

@@ -36,9 +36,9 @@ class Scripted : public CodecClient {
     status_t configureScripted() { return (*this)->configure(scriptedFormat(), NULL, NULL, 0); }
 
     void startScripted() {
-        ASSERT_EQ(OK, setCallback());
-        ASSERT_EQ(OK, configureScripted());
-        ASSERT_EQ(OK, (*this)->start());
+        ASSERT_EQ(setCallback(), OK);
+        ASSERT_EQ(configureScripted(), OK);
+        ASSERT_EQ((*this)->start(), OK);
         ASSERT_TRUE(waitForCount(MediaCodec::CB_INPUT_AVAILABLE, ScriptedComponent::kInputCount));
     }
 
@@ -134,12 +134,12 @@ void expectAnswer(const StateCase& state, const Call& call, status_t expected) {
     SCOPED_TRACE(std::string(call.name) + " when " + state.name);
     Scripted codec;
     state.enter(codec);
-    EXPECT_EQ(expected, call.make(codec));
-    EXPECT_EQ(OK, codec->release());
-    EXPECT_EQ(OK, codec->release());
+    EXPECT_EQ(call.make(codec), expected);
+    EXPECT_EQ(codec->release(), OK);
+    EXPECT_EQ(codec->release(), OK);
 }
 
-TEST_F(MediaCodecTest, StatesAllowExactlyTheirCalls) {
+TEST_F(MediaCodecTest, statesAllowExactlyTheirCalls) {
     for (const StateCase& state : kStates) {
         for (size_t i = 0; i < std::size(kCalls); ++i)
             expectAnswer(state, kCalls[i], state.answers[i]);
@@ -149,7 +149,7 @@ TEST_F(MediaCodecTest, StatesAllowExactlyTheirCalls) {
     }
 }
 
-TEST_F(MediaCodecTest, IsMadeByTypeAndByName) {
+TEST_F(MediaCodecTest, isMadeByTypeAndByName) {
     const sp<ALooper> looper = new ALooper;
     looper->start();
     const struct {
@@ -165,25 +165,25 @@ TEST_F(MediaCodecTest, IsMadeByTypeAndByName) {
         SCOPED_TRACE(wanted.mime);
         status_t err = UNKNOWN_ERROR;
         sp<MediaCodec> codec = MediaCodec::CreateByType(looper, wanted.mime, wanted.encoder, &err);
-        EXPECT_EQ(wanted.name == nullptr ? NAME_NOT_FOUND : OK, err);
-        ASSERT_EQ(wanted.name == nullptr, codec == nullptr);
+        EXPECT_EQ(err, wanted.name == nullptr ? NAME_NOT_FOUND : OK);
+        ASSERT_EQ(codec == nullptr, wanted.name == nullptr);
         if (codec == nullptr) continue;
         AString name;
-        EXPECT_EQ(OK, codec->getName(&name));
-        EXPECT_STREQ(wanted.name, name.c_str());
-        EXPECT_EQ(OK, codec->release());
+        EXPECT_EQ(codec->getName(&name), OK);
+        EXPECT_STREQ(name.c_str(), wanted.name);
+        EXPECT_EQ(codec->release(), OK);
     }
     sp<MediaCodec> codec = MediaCodec::CreateByComponentName(looper, "c2.linux.hevc.decoder");
-    ASSERT_NE(nullptr, codec.get());
-    EXPECT_EQ(OK, codec->release());
+    ASSERT_NE(codec.get(), nullptr);
+    EXPECT_EQ(codec->release(), OK);
     status_t err = OK;
-    EXPECT_EQ(nullptr, MediaCodec::CreateByComponentName(looper, "c2.none", &err).get());
-    EXPECT_EQ(NAME_NOT_FOUND, err);
-    EXPECT_EQ(nullptr, MediaCodec::CreateByType(new ALooper, "video/avc", false, &err).get());
-    EXPECT_EQ(-ENOENT, err) << "the looper does not run";
+    EXPECT_EQ(MediaCodec::CreateByComponentName(looper, "c2.none", &err).get(), nullptr);
+    EXPECT_EQ(err, NAME_NOT_FOUND);
+    EXPECT_EQ(MediaCodec::CreateByType(new ALooper, "video/avc", false, &err).get(), nullptr);
+    EXPECT_EQ(err, -ENOENT) << "the looper does not run";
 }
 
-TEST_F(MediaCodecTest, AFailedConfigureOrStartLeavesANewCodec) {
+TEST_F(MediaCodecTest, aFailedConfigureOrStartLeavesANewCodec) {
     const struct {
         const char* what;
         uint32_t flags;
@@ -198,25 +198,25 @@ TEST_F(MediaCodecTest, AFailedConfigureOrStartLeavesANewCodec) {
     for (const auto& failing : kCases) {
         SCOPED_TRACE(failing.what);
         Scripted codec;
-        ASSERT_EQ(OK, codec.setCallback());
+        ASSERT_EQ(codec.setCallback(), OK);
         const sp<AMessage> format = failing.isWhole ? scriptedFormat() : new AMessage;
         ScriptedComponent::sConfigureResult = failing.configureResult;
         ScriptedComponent::sStartResult = failing.startResult;
         status_t err = codec->configure(format, NULL, NULL, failing.flags);
         if (err == OK) err = codec->start();
-        EXPECT_EQ(failing.expected, err);
+        EXPECT_EQ(err, failing.expected);
         ScriptedComponent::sConfigureResult = OK;
         ScriptedComponent::sStartResult = OK;
         // The callback is gone: this run is silent.
-        EXPECT_EQ(OK, codec.configureScripted());
-        EXPECT_EQ(OK, codec->start());
+        EXPECT_EQ(codec.configureScripted(), OK);
+        EXPECT_EQ(codec->start(), OK);
         codec.component().offer(0, 1);
         codec.settle();
         EXPECT_TRUE(codec.events().empty());
     }
 }
 
-TEST_F(MediaCodecTest, DyingUnreleasedIsFatal) {
+TEST_F(MediaCodecTest, dyingUnreleasedIsFatal) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_DEATH(
             {
@@ -230,42 +230,42 @@ TEST_F(MediaCodecTest, DyingUnreleasedIsFatal) {
 }
 
 // A consumed one is offered again until the end was queued.
-TEST_F(MediaCodecTest, InputsBelongToOneSideAtATime) {
+TEST_F(MediaCodecTest, inputsBelongToOneSideAtATime) {
     Scripted codec;
     codec.startScripted();
     const CodecClient::Events events = codec.events();
-    ASSERT_EQ(OK, codec->getInputBuffer(events[1].index, &codec.mBuffer));
-    ASSERT_EQ(ScriptedComponent::kInputCapacity, codec.mBuffer->capacity());
-    ASSERT_EQ(OK, codec->queueInputBuffer(events[1].index, 10, 20, 777, 0));
+    ASSERT_EQ(codec->getInputBuffer(events[1].index, &codec.mBuffer), OK);
+    ASSERT_EQ(codec.mBuffer->capacity(), ScriptedComponent::kInputCapacity);
+    ASSERT_EQ(codec->queueInputBuffer(events[1].index, 10, 20, 777, 0), OK);
     const CodecInput input = codec.component().inputs().at(0);
-    EXPECT_EQ(10u, input.buffer->offset());
-    EXPECT_EQ(20u, input.buffer->size());
-    EXPECT_EQ(777, input.timeUs);
+    EXPECT_EQ(input.buffer->offset(), 10u);
+    EXPECT_EQ(input.buffer->size(), 20u);
+    EXPECT_EQ(input.timeUs, 777);
     // What it refers to is let go when it was taken.
     const sp<AMessage> held = new AMessage;
     input.buffer->meta()->setObject("mediaBufferHolder", held);
     codec.component().consume(input.index);
     ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_INPUT_AVAILABLE, 4));
     EXPECT_EQ(events[1].index, codec.events().back().index);
-    EXPECT_EQ(1, held->getStrongCount());
+    EXPECT_EQ(held->getStrongCount(), 1);
 
     const size_t index = events[2].index;
-    EXPECT_EQ(-ERANGE, codec->queueInputBuffer(ScriptedComponent::kInputCount, 0, 0, 0, 0));
-    EXPECT_EQ(-EINVAL, codec->queueInputBuffer(index, 0, 101, 0, 0));
-    EXPECT_EQ(-EINVAL, codec->queueInputBuffer(index, 60, 41, 0, 0));
-    EXPECT_EQ(-EINVAL, codec->queueInputBuffer(index, SIZE_MAX, 2, 0, 0));
-    EXPECT_EQ(OK, codec->queueInputBuffer(index, 60, 40, 0, 0));
-    EXPECT_EQ(-EACCES, codec->queueInputBuffer(index, 0, 1, 0, 0));
-    EXPECT_EQ(INVALID_OPERATION, codec->getInputBuffer(index, &codec.mBuffer));
-    EXPECT_EQ(nullptr, codec.mBuffer.get());
+    EXPECT_EQ(codec->queueInputBuffer(ScriptedComponent::kInputCount, 0, 0, 0, 0), -ERANGE);
+    EXPECT_EQ(codec->queueInputBuffer(index, 0, 101, 0, 0), -EINVAL);
+    EXPECT_EQ(codec->queueInputBuffer(index, 60, 41, 0, 0), -EINVAL);
+    EXPECT_EQ(codec->queueInputBuffer(index, SIZE_MAX, 2, 0, 0), -EINVAL);
+    EXPECT_EQ(codec->queueInputBuffer(index, 60, 40, 0, 0), OK);
+    EXPECT_EQ(codec->queueInputBuffer(index, 0, 1, 0, 0), -EACCES);
+    EXPECT_EQ(codec->getInputBuffer(index, &codec.mBuffer), INVALID_OPERATION);
+    EXPECT_EQ(codec.mBuffer.get(), nullptr);
 
-    ASSERT_EQ(OK, codec->queueInputBuffer(events[0].index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS));
+    ASSERT_EQ(codec->queueInputBuffer(events[0].index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS), OK);
     codec.component().consume(codec.component().inputs().at(2).index);
     codec.settle();
-    EXPECT_EQ(4u, CodecClient::countOf(codec.events(), MediaCodec::CB_INPUT_AVAILABLE));
+    EXPECT_EQ(CodecClient::countOf(codec.events(), MediaCodec::CB_INPUT_AVAILABLE), 4u);
 }
 
-TEST_F(MediaCodecTest, OutputsBelongToOneSideAtATime) {
+TEST_F(MediaCodecTest, outputsBelongToOneSideAtATime) {
     Scripted codec;
     codec.startScripted();
     codec.component().offer(1000, 5);
@@ -275,27 +275,27 @@ TEST_F(MediaCodecTest, OutputsBelongToOneSideAtATime) {
     CodecClient::Events events = codec.events();
     events.erase(events.begin(), events.begin() + ScriptedComponent::kInputCount);
     sp<MediaCodecBuffer> buffer;
-    EXPECT_EQ(OK, codec->getOutputBuffer(events[1].index, &buffer));
-    EXPECT_EQ(5u, buffer->size());
-    EXPECT_EQ(OK, codec->releaseOutputBuffer(events[1].index));
-    EXPECT_EQ(-EACCES, codec->releaseOutputBuffer(events[1].index));
-    EXPECT_EQ(INVALID_OPERATION, codec->getOutputBuffer(events[1].index, &buffer));
-    EXPECT_EQ(nullptr, buffer.get());
-    EXPECT_EQ(OK, codec->renderOutputBufferAndRelease(events[0].index));
-    EXPECT_EQ(OK, codec->renderOutputBufferAndRelease(events[2].index, 42));
-    EXPECT_EQ(-ERANGE, codec->releaseOutputBuffer(99));
+    EXPECT_EQ(codec->getOutputBuffer(events[1].index, &buffer), OK);
+    EXPECT_EQ(buffer->size(), 5u);
+    EXPECT_EQ(codec->releaseOutputBuffer(events[1].index), OK);
+    EXPECT_EQ(codec->releaseOutputBuffer(events[1].index), -EACCES);
+    EXPECT_EQ(codec->getOutputBuffer(events[1].index, &buffer), INVALID_OPERATION);
+    EXPECT_EQ(buffer.get(), nullptr);
+    EXPECT_EQ(codec->renderOutputBufferAndRelease(events[0].index), OK);
+    EXPECT_EQ(codec->renderOutputBufferAndRelease(events[2].index, 42), OK);
+    EXPECT_EQ(codec->releaseOutputBuffer(99), -ERANGE);
 
     const auto& released = codec.component().released();
-    ASSERT_EQ(3u, released.size());
-    EXPECT_EQ(2000, released[0].timeUs);
+    ASSERT_EQ(released.size(), 3u);
+    EXPECT_EQ(released[0].timeUs, 2000);
     EXPECT_FALSE(released[0].render);
     EXPECT_TRUE(released[1].render);
-    EXPECT_EQ(1000 * 1000, released[1].timestampNs) << "the media time";
-    EXPECT_EQ(42, released[2].timestampNs);
+    EXPECT_EQ(released[1].timestampNs, 1000 * 1000) << "the media time";
+    EXPECT_EQ(released[2].timestampNs, 42);
 }
 
 // Whatever the component still reports while it is being stopped belongs to nobody.
-TEST_F(MediaCodecTest, NothingOfAnEndedRunIsDelivered) {
+TEST_F(MediaCodecTest, nothingOfAnEndedRunIsDelivered) {
     constexpr Call kEnds[] = {
             {"stop", [](Scripted& c) { return c->stop(); }},
             {"reset", [](Scripted& c) { return c->reset(); }},
@@ -308,29 +308,29 @@ TEST_F(MediaCodecTest, NothingOfAnEndedRunIsDelivered) {
         codec.startScripted();
         codec.component().offer(1, 1);
         ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, 1));
-        ASSERT_EQ(OK, codec->queueInputBuffer(codec.events()[1].index, 0, 1, 0, 0));
+        ASSERT_EQ(codec->queueInputBuffer(codec.events()[1].index, 0, 1, 0, 0), OK);
         const size_t before = codec.events().size();
         const CodecEvent stale = codec.events().back();
         codec.component().reportWhileStopping();
-        ASSERT_EQ(OK, end.make(codec));
+        ASSERT_EQ(end.make(codec), OK);
         codec.settle();
         EXPECT_EQ(before, codec.events().size());
-        EXPECT_EQ(INVALID_OPERATION,
-                  codec->getInputBuffer(codec.events()[0].index, &codec.mBuffer));
-        EXPECT_EQ(INVALID_OPERATION, codec->getOutputBuffer(stale.index, &codec.mBuffer));
+        EXPECT_EQ(codec->getInputBuffer(codec.events()[0].index, &codec.mBuffer),
+                  INVALID_OPERATION);
+        EXPECT_EQ(codec->getOutputBuffer(stale.index, &codec.mBuffer), INVALID_OPERATION);
 
         // The next run does not know the former one's indices, although it offers as many buffers.
         // A flushed codec goes on by itself.
         if (codec->start() != OK) {
-            ASSERT_EQ(OK, codec->reset());
+            ASSERT_EQ(codec->reset(), OK);
             codec.startScripted();
         }
         EXPECT_TRUE(codec.component().inputs().empty());
         codec.component().offer(2, 1);
         ASSERT_TRUE(codec.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, 2));
-        EXPECT_EQ(-ERANGE, codec->queueInputBuffer(codec.events()[0].index, 0, 1, 0, 0));
-        EXPECT_EQ(-ERANGE, codec->releaseOutputBuffer(stale.index));
-        EXPECT_EQ(OK, codec->releaseOutputBuffer(codec.events().back().index));
+        EXPECT_EQ(codec->queueInputBuffer(codec.events()[0].index, 0, 1, 0, 0), -ERANGE);
+        EXPECT_EQ(codec->releaseOutputBuffer(stale.index), -ERANGE);
+        EXPECT_EQ(codec->releaseOutputBuffer(codec.events().back().index), OK);
     }
 }
 

@@ -28,20 +28,20 @@ class TestConsumer : public PictureQueue::ConsumerListener {
 };
 
 // The end comes when it is empty; a producer that connects later is asked to drain once more.
-TEST(PictureQueueTest, ComesToItsEndWithoutAProducer) {
+TEST(PictureQueueTest, comesToItsEndWithoutAProducer) {
     const sp<PictureQueue> queue = new PictureQueue;
     const sp<TestProducer> first = new TestProducer;
     const sp<TestProducer> second = new TestProducer;
     const sp<TestConsumer> consumer = new TestConsumer;
     queue->setConsumer(consumer);
-    ASSERT_EQ(OK, queue->connect(first));
-    EXPECT_EQ(-EINVAL, queue->connect(second));
+    ASSERT_EQ(queue->connect(first), OK);
+    EXPECT_EQ(queue->connect(second), -EINVAL);
     queue->disconnect(second);  // it never was: changes nothing
     ASSERT_TRUE(queue->tryReserve());
     queue->queue(makeCard(), 1);
     ASSERT_TRUE(queue->tryReserve());
-    ASSERT_EQ(OK, queue->signalEnd());
-    EXPECT_EQ(1, first->drains);
+    ASSERT_EQ(queue->signalEnd(), OK);
+    EXPECT_EQ(first->drains, 1);
     const int before = consumer->calls;
     queue->disconnect(first);
     EXPECT_GT(consumer->calls, before) << "its reservation went with it";
@@ -50,21 +50,21 @@ TEST(PictureQueueTest, ComesToItsEndWithoutAProducer) {
     ASSERT_TRUE(queue->tryAcquire(&picture));
     EXPECT_TRUE(queue->atEnd());
 
-    ASSERT_EQ(OK, queue->connect(second));
-    EXPECT_EQ(1, second->drains);
-    EXPECT_EQ(1, first->drains);
+    ASSERT_EQ(queue->connect(second), OK);
+    EXPECT_EQ(second->drains, 1);
+    EXPECT_EQ(first->drains, 1);
     EXPECT_FALSE(queue->atEnd());
     queue->producerDrained();
     EXPECT_TRUE(queue->atEnd());
 }
 
 // Both sides wait for nothing but a call.
-TEST(PictureQueueTest, WakesWhoeverMayGoOn) {
+TEST(PictureQueueTest, wakesWhoeverMayGoOn) {
     const sp<PictureQueue> queue = new PictureQueue(2);
     const sp<TestProducer> producer = new TestProducer;
     const sp<TestConsumer> consumer = new TestConsumer;
     queue->setConsumer(consumer);
-    ASSERT_EQ(OK, queue->connect(producer));
+    ASSERT_EQ(queue->connect(producer), OK);
     ASSERT_TRUE(queue->tryReserve());
     ASSERT_TRUE(queue->tryReserve());
     EXPECT_FALSE(queue->tryReserve());
@@ -93,7 +93,7 @@ TEST(PictureQueueTest, WakesWhoeverMayGoOn) {
     expectWakes(4, 3);
     EXPECT_FALSE(queue->tryAcquire(&picture));
     queue->producerDrained(7);
-    EXPECT_EQ(7, queue->endNs());
+    EXPECT_EQ(queue->endNs(), 7);
 }
 
 }  // namespace

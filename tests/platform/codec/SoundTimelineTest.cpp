@@ -85,7 +85,7 @@ double misplacedMs(const std::vector<int16_t>& source, const std::vector<int16_t
 
 // What is off is in its place at once, before and behind the step, whatever its size; steps add up
 // to nothing.
-TEST(SoundTimelineTest, GapsAndOverlapsKeepTheirPlaces) {
+TEST(SoundTimelineTest, gapsAndOverlapsKeepTheirPlaces) {
     const struct {
         const char* name;
         Stamps stamps;
@@ -131,7 +131,7 @@ TEST(SoundTimelineTest, GapsAndOverlapsKeepTheirPlaces) {
 
 // Containers round, threads of live sources are late and then bring all at once, and single stamps
 // are wrong. None of it may touch a sample.
-TEST(SoundTimelineTest, StampsThatComeBackMoveNothing) {
+TEST(SoundTimelineTest, stampsThatComeBackMoveNothing) {
     const struct {
         const char* name;
         Stamps stamps;
@@ -157,7 +157,7 @@ TEST(SoundTimelineTest, StampsThatComeBackMoveNothing) {
 }
 
 // A row of small deviations is a drift: it is stretched away without touching a sample here.
-TEST(SoundTimelineTest, DriftIsStretchedAway) {
+TEST(SoundTimelineTest, driftIsStretchedAway) {
     for (const int64_t perBlockUs : {20, -20, 30}) {
         SCOPED_TRACE(perBlockUs);
         const Stamps stamps = inTimeBut([perBlockUs](int k) { return k * perBlockUs; });
@@ -170,7 +170,7 @@ TEST(SoundTimelineTest, DriftIsStretchedAway) {
 }
 
 // The waveform of a tone is cut at its peak: an edge would be as high as the tone is.
-TEST(SoundTimelineTest, StepsDoNotClick) {
+TEST(SoundTimelineTest, stepsDoNotClick) {
     constexpr double kFrequency = 437.5;
     constexpr double kAmplitude = 0.5;
     const std::vector<float> tone =

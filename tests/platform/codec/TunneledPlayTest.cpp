@@ -16,7 +16,7 @@ using namespace android;
 
 // In a session whose sound is at a time of the test's choice, pictures that the sound has passed by
 // more than 30 ms are not shown; the next ones are, none of them early. The end is one error.
-TEST(TunneledPlayTest, DropsPicturesThatAreLateAndEndsWithAnError) {
+TEST(TunneledPlayTest, dropsPicturesThatAreLateAndEndsWithAnError) {
     constexpr int64_t kAheadUs = 1010000;
     const auto display = host::createRecordingDisplay();
     ClipOptions clip;
@@ -39,9 +39,9 @@ TEST(TunneledPlayTest, DropsPicturesThatAreLateAndEndsWithAnError) {
     ASSERT_TRUE(job.waitForEnd());
     job.decoder().settle();
     const CodecClient::Events events = job.decoder().events();
-    EXPECT_EQ(0U, CodecClient::countOf(events, MediaCodec::CB_OUTPUT_AVAILABLE));
-    EXPECT_EQ(1U, CodecClient::countOf(events, MediaCodec::CB_ERROR));
-    EXPECT_EQ(-11, events.back().err);
+    EXPECT_EQ(CodecClient::countOf(events, MediaCodec::CB_OUTPUT_AVAILABLE), 0U);
+    EXPECT_EQ(CodecClient::countOf(events, MediaCodec::CB_ERROR), 1U);
+    EXPECT_EQ(events.back().err, -11);
     const std::vector<host::RecordedPicture> pictures = display->pictures();
     ASSERT_FALSE(pictures.empty());
     EXPECT_GE(pictures[0].mediaTimeUs, kAheadUs - 30000);

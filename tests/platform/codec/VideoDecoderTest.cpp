@@ -41,7 +41,7 @@ std::string colouredClip(const char* colours, const char* range) {
 // An encoder writes into its header what the surface tells it. A size that is asked for means
 // square samples; else the source's are told, here 32:27. RGB says nothing of what a conversion
 // makes of it.
-TEST(VideoDecoder, TellsTheSurfaceTheColoursAndTheSampleAspect) {
+TEST(VideoDecoder, tellsTheSurfaceTheColoursAndTheSampleAspect) {
     const std::string interlaced = mediaPath("bunny_480i_tff_mpeg2_mp2.ts");
     const struct {
         std::string path;
@@ -75,9 +75,9 @@ TEST(VideoDecoder, TellsTheSurfaceTheColoursAndTheSampleAspect) {
         EXPECT_EQ(source.isRgb ? AVCOL_RANGE_MPEG : wanted.color_range, told.range);
         EXPECT_EQ(source.isRgb ? AVCOL_SPC_SMPTE170M : wanted.color_space, told.matrix);
         if (source.isRgb) continue;
-        EXPECT_EQ(wanted.color_primaries, told.primaries);
-        EXPECT_EQ(wanted.color_trc, told.transfer);
-        EXPECT_EQ(wanted.chroma_location, told.chromaLocation);
+        EXPECT_EQ(told.primaries, wanted.color_primaries);
+        EXPECT_EQ(told.transfer, wanted.color_trc);
+        EXPECT_EQ(told.chromaLocation, wanted.chroma_location);
         EXPECT_EQ(source.aspect.num, told.aspectNumerator);
         EXPECT_EQ(source.aspect.den, told.aspectDenominator);
     }
@@ -85,7 +85,7 @@ TEST(VideoDecoder, TellsTheSurfaceTheColoursAndTheSampleAspect) {
 
 // A client that keeps its outputs has all places, and the decoder gets no further. A second decoder
 // is refused until the first one has let go of the surface.
-TEST(VideoDecoder, ASurfaceHasOneDecoderAndSoManyPlaces) {
+TEST(VideoDecoder, aSurfaceHasOneDecoderAndSoManyPlaces) {
     const sp<PictureQueue> queue = new PictureQueue;
     PlayJobOptions options;
     options.path = fridayClip();
@@ -108,12 +108,12 @@ TEST(VideoDecoder, ASurfaceHasOneDecoderAndSoManyPlaces) {
     format->setString("mime", "video/avc");
     format->setInt32("width", 640);
     format->setInt32("height", 480);
-    EXPECT_EQ(-EINVAL, second->configure(format, surface, NULL, 0));
-    EXPECT_EQ(OK, job.decoder()->stop());
-    EXPECT_EQ(OK, second->configure(format, surface, NULL, 0));
+    EXPECT_EQ(second->configure(format, surface, NULL, 0), -EINVAL);
+    EXPECT_EQ(job.decoder()->stop(), OK);
+    EXPECT_EQ(second->configure(format, surface, NULL, 0), OK);
 }
 
-TEST(VideoDecoder, DecodesAllOnceMoreAfterItsEnd) {
+TEST(VideoDecoder, decodesAllOnceMoreAfterItsEnd) {
     PlayJobOptions options;
     options.path = fridayClip();
     PlayJob job(options);
@@ -124,7 +124,7 @@ TEST(VideoDecoder, DecodesAllOnceMoreAfterItsEnd) {
 }
 
 // Of samples that nobody takes the earliest are forgotten.
-TEST(TrackParametersTest, KnowTheLast1024Samples) {
+TEST(TrackParametersTest, knowTheLast1024Samples) {
     AVCodecParameters* codec = avcodec_parameters_alloc();
     const sp<TrackParameters> track = new TrackParameters(*codec, {1, 1000}, 0);
     avcodec_parameters_free(&codec);
@@ -135,9 +135,9 @@ TEST(TrackParametersTest, KnowTheLast1024Samples) {
     }
     EXPECT_FALSE(track->popSample(0, packet));
     EXPECT_TRUE(track->popSample(1000, packet));
-    EXPECT_EQ(1, packet->pts);
+    EXPECT_EQ(packet->pts, 1);
     EXPECT_TRUE(track->popSample(1024000, packet));
-    EXPECT_EQ(1024, packet->pts);
+    EXPECT_EQ(packet->pts, 1024);
     EXPECT_FALSE(track->popSample(2000, packet)) << "left out with those before it";
     av_packet_free(&packet);
 }
@@ -145,7 +145,7 @@ TEST(TrackParametersTest, KnowTheLast1024Samples) {
 // ---- Damage
 
 // Bytes that are no H.264 at all, in every n-th sample.
-TEST(VideoDecoder, SkipsAndCountsDamage) {
+TEST(VideoDecoder, skipsAndCountsDamage) {
     for (const size_t everyNth : {1, 5}) {
         SCOPED_TRACE(everyNth);
         FaultLog faults;
@@ -170,8 +170,8 @@ TEST(VideoDecoder, SkipsAndCountsDamage) {
         ASSERT_GE(reported.size(), 3u);
         uint64_t next = 1;
         for (const auto& fault : reported) {
-            EXPECT_EQ(oxa::host::FaultSource::kDecoder, fault.source);
-            EXPECT_EQ("c2.linux.h264.decoder", fault.object);
+            EXPECT_EQ(fault.source, oxa::host::FaultSource::kDecoder);
+            EXPECT_EQ(fault.object, "c2.linux.h264.decoder");
             EXPECT_FALSE(fault.ended);
             EXPECT_EQ(std::min(next, reported.back().count), fault.count);
             next *= 10;

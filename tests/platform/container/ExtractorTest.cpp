@@ -48,7 +48,7 @@ std::vector<std::vector<Sample>> packetsOf(const std::string& path) {
 
 // Would catch a lost or invented sample, a wrong zero of the times, an edit list that is not
 // applied, any difference that the short way of opening a file makes, and a fault that is none.
-TEST(ExtractorTest, GivesAllSamplesOfAllTracks) {
+TEST(ExtractorTest, givesAllSamplesOfAllTracks) {
     for (const char* name :
          {"bear_161x121_vp9.webm", "bird_mpeg4asp_mp3.avi", "bunny_360p_aac51.ts",
           "bunny_480i_tff_mpeg2_mp2.ts", "bunny_480p_hevc.mp4", "bunny_rotated90_aac51.mp4",
@@ -75,7 +75,7 @@ TEST(ExtractorTest, GivesAllSamplesOfAllTracks) {
     }
 }
 
-TEST(ExtractorTest, RefusesCallsWithoutASourceOrTrack) {
+TEST(ExtractorTest, refusesCallsWithoutASourceOrTrack) {
     sp<NuMediaExtractor> extractor = newExtractor();
     sp<AMessage> format;
     EXPECT_EQ(extractor->countTracks(), 0u);
@@ -100,7 +100,7 @@ TEST(ExtractorTest, RefusesCallsWithoutASourceOrTrack) {
     EXPECT_EQ(extractor->seekTo(0), ERROR_END_OF_STREAM) << "nothing is selected";
 }
 
-TEST(ExtractorTest, MovesOnOnlyWhenAskedAndSaysThatTheLastSampleWasTheLast) {
+TEST(ExtractorTest, movesOnOnlyWhenAskedAndSaysThatTheLastSampleWasTheLast) {
     sp<NuMediaExtractor> extractor = openClip(mediaPath("bear_161x121_vp9.webm"));
     ASSERT_EQ(extractor->selectTrack(0), OK);
     ASSERT_EQ(extractor->selectTrack(0), OK);
@@ -138,7 +138,7 @@ TEST(ExtractorTest, MovesOnOnlyWhenAskedAndSaysThatTheLastSampleWasTheLast) {
     EXPECT_EQ(extractor->getSampleTime(&timeUs), ERROR_END_OF_STREAM);
 }
 
-TEST(ExtractorTest, GivesSeveralTracksInTheOrderOfTheFile) {
+TEST(ExtractorTest, givesSeveralTracksInTheOrderOfTheFile) {
     const std::string path = mediaPath("friday_480p_audio_first.mp4");
     sp<NuMediaExtractor> extractor = openClip(path);
     extractor->selectTrack(0);
@@ -160,7 +160,7 @@ TEST(ExtractorTest, GivesSeveralTracksInTheOrderOfTheFile) {
     EXPECT_EQ(readAll(extractor), readTrack(path, 1));
 }
 
-TEST(ExtractorTest, SeeksToSyncSamples) {
+TEST(ExtractorTest, seeksToSyncSamples) {
     oxa::test::ClipOptions options;
     options.seconds = 4;
     options.videoArguments = {"-g", "25", "-bf", "2", "-x264-params", "scenecut=0"};
@@ -187,7 +187,7 @@ TEST(ExtractorTest, SeeksToSyncSamples) {
 }
 
 // A sample that does not fit stays, and is missed only by those who go on without it.
-TEST(ExtractorTest, StaysAtASampleThatDoesNotFit) {
+TEST(ExtractorTest, staysAtASampleThatDoesNotFit) {
     const std::string path = mediaPath("car_432p_12fps.mp4");
     const std::vector<Sample> all = readTrack(path, 0);
     constexpr size_t kCapacity = 8000;
@@ -218,7 +218,7 @@ TEST(ExtractorTest, StaysAtASampleThatDoesNotFit) {
     EXPECT_EQ(faults.back().object, path);
 }
 
-TEST(ExtractorTest, ReadsAPipe) {
+TEST(ExtractorTest, readsAPipe) {
     const std::string path = mediaPath("bunny_480i_tff_mpeg2_mp2.ts");
     FILE* const writer = popen(("cat " + path).c_str(), "r");
     sp<NuMediaExtractor> extractor = newExtractor();
@@ -230,7 +230,7 @@ TEST(ExtractorTest, ReadsAPipe) {
 }
 
 // Texts that name other files are recognised as playlists by some demuxers.
-TEST(DamagedFileTest, AHostileTextOpensNothingElse) {
+TEST(DamagedFileTest, aHostileTextOpensNothingElse) {
     const std::string clip = mediaPath("roar.mp3");
     const std::string path = oxa::test::TempDir::ofProcess().file("hostile");
     for (const std::string& text :

@@ -29,7 +29,7 @@ class FileSourceTest : public ::testing::Test {
     const std::string mPath = mDir.file("digits");
 };
 
-TEST_F(FileSourceTest, APartIsClippedToTheFile) {
+TEST_F(FileSourceTest, aPartIsClippedToTheFile) {
     const struct {
         int64_t offset, length;
         std::string content;
@@ -51,7 +51,7 @@ TEST_F(FileSourceTest, APartIsClippedToTheFile) {
     }
 }
 
-TEST_F(FileSourceTest, SaysWhyNothingCanBeRead) {
+TEST_F(FileSourceTest, saysWhyNothingCanBeRead) {
     sp<FileSource> negative = new FileSource(-1, 0, 100);
     off64_t size = 0;
     EXPECT_EQ(negative->initCheck(), NO_INIT);
@@ -61,7 +61,7 @@ TEST_F(FileSourceTest, SaysWhyNothingCanBeRead) {
     EXPECT_EQ(read(writeOnly, 0, 1), "error " + std::to_string(-EBADF));
 }
 
-TEST_F(FileSourceTest, APipeIsReadFromFrontToBack) {
+TEST_F(FileSourceTest, aPipeIsReadFromFrontToBack) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
     sp<FileSource> source = new FileSource(ends[0], 0, 0);

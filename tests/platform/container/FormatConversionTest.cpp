@@ -15,7 +15,7 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 using testing::ElementsAreArray;
 
-TEST(EsdsTest, HoldsAConfigurationHoweverTheLengthsAreWritten) {
+TEST(EsdsTest, holdsAConfigurationHoweverTheLengthsAreWritten) {
     const Bytes esds = makeEsds(Bytes{0x11, 0x90}.data(), 2);
     ASSERT_EQ(esds.size(), 33u);
     EXPECT_THAT(configurationFromEsds(esds.data(), esds.size()), ElementsAreArray({0x11, 0x90}));
@@ -31,7 +31,7 @@ TEST(EsdsTest, HoldsAConfigurationHoweverTheLengthsAreWritten) {
     EXPECT_EQ(rates.average, 512u);
 }
 
-TEST(AvcStreamTest, SplitsAtStartCodesOfBothLengths) {
+TEST(AvcStreamTest, splitsAtStartCodesOfBothLengths) {
     const Bytes stream = {9, 0,    0, 1, 0x67, 0, 0, 3, 1, 0, 0, 0,
                           1, 0x68, 0, 0, 0,    0, 1, 0, 0, 1, 5};
     std::vector<Bytes> units;
@@ -53,7 +53,7 @@ Bytes recordOf(const char* clip) {
 
 // The record that an encoder's own muxer wrote, with the fields of High profile. The chroma fields
 // at the end are optional, everything before is not.
-TEST(AvcStreamTest, RebuildsTheRecordOfAFile) {
+TEST(AvcStreamTest, rebuildsTheRecordOfAFile) {
     const Bytes record = recordOf("flower_540p_h264_aac.mp4");
     const Bytes annexB = annexBFromAvcConfiguration(record.data(), record.size());
     EXPECT_EQ(makeAvcConfiguration(annexB.data(), annexB.size()), record);
@@ -63,7 +63,7 @@ TEST(AvcStreamTest, RebuildsTheRecordOfAFile) {
 
 // The record that another encoder's muxer wrote; what it knows beyond the parameter sets is left
 // out.
-TEST(HevcStreamTest, RebuildsTheRecordOfAFile) {
+TEST(HevcStreamTest, rebuildsTheRecordOfAFile) {
     const Bytes record = recordOf("bunny_480p_hevc.mp4");
     const Bytes annexB = annexBFromHevcConfiguration(record.data(), record.size());
     const Bytes made = makeHevcConfiguration(annexB.data(), annexB.size());
@@ -79,7 +79,7 @@ TEST(HevcStreamTest, RebuildsTheRecordOfAFile) {
 }
 
 // What a file says reaches the parser unchecked: nothing may overflow or run on (sanitizers tell).
-TEST(AvcStreamTest, AnyBytesAreSurvived) {
+TEST(AvcStreamTest, anyBytesAreSurvived) {
     std::mt19937 random(1);
     AvcSequence sequence;
     int accepted = 0;

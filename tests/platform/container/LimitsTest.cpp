@@ -78,7 +78,7 @@ sp<NuMediaExtractor> openTracks(const std::vector<std::string>& tracks,
 }
 
 // A track that is beyond what the decoders may be asked for is not offered; the others are.
-TEST(LimitsTest, LeavesOutTracksThatAreBeyond) {
+TEST(LimitsTest, leavesOutTracksThatAreBeyond) {
     const struct {
         const char* what;
         std::string largest, beyond;
@@ -97,7 +97,7 @@ TEST(LimitsTest, LeavesOutTracksThatAreBeyond) {
 }
 
 // The list of samples of an MP4 file can claim any size for them.
-TEST(LimitsTest, AsksForNoBufferThatIsLargerThanTheFile) {
+TEST(LimitsTest, asksForNoBufferThatIsLargerThanTheFile) {
     std::string bytes = oxa::test::readFile(oxa::test::mediaPath("bunny_480p_hevc.mp4"));
     const size_t sizes = bytes.find("stsz");
     ASSERT_NE(sizes, std::string::npos);
@@ -109,7 +109,7 @@ TEST(LimitsTest, AsksForNoBufferThatIsLargerThanTheFile) {
     EXPECT_LE(maxInputSize, static_cast<int32_t>(bytes.size()) + (128 << 10));
 }
 
-TEST(LimitsTest, KnowsTimesThatItCanCountWith) {
+TEST(LimitsTest, knowsTimesThatItCanCountWith) {
     const struct {
         int64_t time;
         AVRational timeBase;

@@ -27,7 +27,7 @@ class Observer : public MediaBufferObserver {
     int returned = 0;
 };
 
-TEST(MediaBufferTest, RefersToTheRangeThatAnotherBufferHasNow) {
+TEST(MediaBufferTest, refersToTheRangeThatAnotherBufferHasNow) {
     sp<ABuffer> memory = new ABuffer(100);
     memory->setRange(10, 20);
     auto* buffer = new MediaBuffer(memory);
@@ -50,7 +50,7 @@ TEST(MediaBufferTest, RefersToTheRangeThatAnotherBufferHasNow) {
     EXPECT_TRUE(watched.promote() == nullptr);
 }
 
-TEST(MediaBufferTest, GoesBackToItsObserverAfterTheLastUser) {
+TEST(MediaBufferTest, goesBackToItsObserverAfterTheLastUser) {
     Observer observer;
     MediaBufferBase* buffer = MediaBufferBase::Create(8);
     buffer->setObserver(&observer);
@@ -69,7 +69,7 @@ TEST(MediaBufferTest, GoesBackToItsObserverAfterTheLastUser) {
     EXPECT_EQ(observer.returned, 1);
 }
 
-TEST(MetaDataTest, FindsAnItemOnlyAsWhatItWasSet) {
+TEST(MetaDataTest, findsAnItemOnlyAsWhatItWasSet) {
     sp<MetaData> meta = new MetaData;
     EXPECT_FALSE(meta->setInt32(kKeyWidth, 640));
     EXPECT_TRUE(meta->setInt64(kKeyWidth, 641)) << "the key had an item before";
@@ -100,7 +100,7 @@ TEST(MetaDataTest, FindsAnItemOnlyAsWhatItWasSet) {
     EXPECT_TRUE(copy.findFloat(0x656F73, &number));
     EXPECT_EQ(number, 1.5f);
     EXPECT_TRUE(copy.findPointer(kKeyTime, &pointer));
-    EXPECT_EQ(pointer, &target);
+    EXPECT_EQ(&target, pointer);
     EXPECT_TRUE(copy.findRect(kKeyCropRect, &rect[0], &rect[1], &rect[2], &rect[3]));
     EXPECT_THAT(rect, testing::ElementsAre(1, 2, 3, 4));
     EXPECT_TRUE(copy.findCString(kKeyMIMEType, &text));
@@ -136,7 +136,7 @@ class MediaAdapterTest : public ::testing::Test {
 
 // Would catch a push that returns when the reader has the buffer but has not copied it yet: the
 // pushed memory is used again right after.
-TEST_F(MediaAdapterTest, APushReturnsOnlyAfterTheReaderHasReleased) {
+TEST_F(MediaAdapterTest, aPushReturnsOnlyAfterTheReaderHasReleased) {
     EXPECT_EQ(mAdapter->getFormat(), mFormat);
     ASSERT_EQ(mAdapter->start(), OK);
     ASSERT_EQ(mAdapter->start(), OK);
@@ -154,7 +154,7 @@ TEST_F(MediaAdapterTest, APushReturnsOnlyAfterTheReaderHasReleased) {
     mAdapter->stop();
 }
 
-TEST_F(MediaAdapterTest, RefusesBuffersUnlessStarted) {
+TEST_F(MediaAdapterTest, refusesBuffersUnlessStarted) {
     MediaBuffer* buffer = new MediaBuffer(size_t{8});
     EXPECT_EQ(mAdapter->pushBuffer(nullptr), -EINVAL);
     EXPECT_EQ(mAdapter->pushBuffer(buffer), INVALID_OPERATION);
@@ -167,7 +167,7 @@ TEST_F(MediaAdapterTest, RefusesBuffersUnlessStarted) {
     buffer->release();  // was left alone: no user, no observer
 }
 
-TEST_F(MediaAdapterTest, StopEndsAPushThatNobodyReadsAndARead) {
+TEST_F(MediaAdapterTest, stopEndsAPushThatNobodyReadsAndARead) {
     // Until a stop came while the push was waiting, and not before it.
     EXPECT_TRUE(waitFor([this] {
         mAdapter->start();
@@ -191,7 +191,7 @@ TEST_F(MediaAdapterTest, StopEndsAPushThatNobodyReadsAndARead) {
     EXPECT_EQ(read.get(), ERROR_END_OF_STREAM);
 }
 
-TEST_F(MediaAdapterTest, ABufferThatTheReaderHasKeepsThePusherWaitingAfterStop) {
+TEST_F(MediaAdapterTest, aBufferThatTheReaderHasKeepsThePusherWaitingAfterStop) {
     mAdapter->start();
     std::future<status_t> pushed = push(new MediaBuffer(size_t{8}));
     MediaBufferBase* read = nullptr;

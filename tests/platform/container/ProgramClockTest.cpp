@@ -80,16 +80,9 @@ TEST_P(ProgramClockTest, placesEveryPacket) {
 }
 
 constexpr int64_t kHour = 3600000;
-constexpr int64_t kWrap = (INT64_C(1) << 33) / 90;
 
 const Timeline kTimelines[] = {
         {"Plain", 0, {{{0, 0, 50, 0}, {1, 20, 50, 20}}}},
-        {"JumpsForward",
-         0,
-         {{{0, 0, 20, 0}, {1, 20, 20, 20}}, {{0, 100000, 20, 2000}, {1, 100020, 20, 2020}}}},
-        {"JumpsBack",
-         50000,
-         {{{0, 50000, 20, 50000}, {1, 50020, 20, 50020}}, {{0, 0, 20, 52000}, {1, 20, 20, 52020}}}},
         {"BeginsAgainThreeTimes",
          0,
          {{{0, 0, 30, 0}, {1, 0, 30, 0}},
@@ -105,16 +98,6 @@ const Timeline kTimelines[] = {
          {{{0, 7000, 20, 7000}, {1, 7000, 10, 7000}},
           {{0, 0, 10, 9000}, {1, 8000, 10, 8000}},
           {{0, 1000, 20, 10000}, {1, 0, 20, 9000}}}},
-        {"OneTrackWrapsFirst",
-         kWrap - 2000,
-         {{{0, kWrap - 2000, 20, kWrap - 2000}, {1, kWrap - 2500, 20, kWrap - 2500}},
-          {{0, 0, 5, kWrap}, {1, kWrap - 500, 5, kWrap - 500}},
-          {{0, 500, 30, kWrap + 500}, {1, 0, 30, kWrap}}}},
-        {"OneWildTimeAhead",
-         0,
-         {{{0, 0, 20, 0}, {1, 0, 20, 0}},
-          {{0, 2 * kHour, 1, 2000}, {1, 2000, 1, 2000}},
-          {{0, 2100, 20, 2100}, {1, 2100, 20, 2100}}}},
         {"OneWildTimeBack",
          60000,
          {{{0, 60000, 20, 60000}, {1, 60000, 20, 60000}},
@@ -162,7 +145,7 @@ INSTANTIATE_TEST_SUITE_P(Timelines, ProgramClockTest, testing::ValuesIn(kTimelin
                          [](const auto& info) { return std::string(info.param.name); });
 
 // Slow pictures of which nobody says how long they last.
-TEST(ProgramClockStepTest, KeepsWhatIsSlowAndJoinsWhatIsNot) {
+TEST(ProgramClockStepTest, keepsWhatIsSlowAndJoinsWhatIsNot) {
     const auto lastShiftMs = [](const std::vector<int64_t>& timesMs) {
         ProgramClock clock;
         ProgramClock::Place place;
@@ -178,7 +161,7 @@ TEST(ProgramClockStepTest, KeepsWhatIsSlowAndJoinsWhatIsNot) {
 }
 
 // After a seek anything may come first; a packet without a time moves nothing.
-TEST(ProgramClockStepTest, BeginsAnywhere) {
+TEST(ProgramClockStepTest, beginsAnywhere) {
     ProgramClock clock;
     ProgramClock::Place place;
     clock.reset(ProgramClock::kNoTime);
@@ -189,7 +172,7 @@ TEST(ProgramClockStepTest, BeginsAnywhere) {
     }
 }
 
-TEST(ProgramClockStepTest, SeesAWildTimeOfPresentation) {
+TEST(ProgramClockStepTest, seesAWildTimeOfPresentation) {
     ProgramClock clock;
     ProgramClock::Place place;
     clock.reset(0);

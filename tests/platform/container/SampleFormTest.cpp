@@ -57,7 +57,7 @@ Bytes formed(const Bytes& configuration, const Bytes& sample) {
     return bytes;
 }
 
-TEST(SampleFormTest, PutsStartCodesInFrontOfUnits) {
+TEST(SampleFormTest, putsStartCodesInFrontOfUnits) {
     const struct {
         const char* name;
         int lengthSize;
@@ -79,7 +79,7 @@ TEST(SampleFormTest, PutsStartCodesInFrontOfUnits) {
             << "a stream without lengths";
 }
 
-TEST(SampleFormTest, FollowsCodecDataThatChanges) {
+TEST(SampleFormTest, followsCodecDataThatChanges) {
     const Parameters parameters(AV_CODEC_ID_H264, avcConfiguration(4));
     SampleForm form(*parameters.plain);
     const PacketPtr packet(av_packet_alloc());
@@ -105,7 +105,7 @@ std::string textOf(const sp<AMessage>& format, const char* key) {
 
 // Codec data and samples of a clip as a device's extractor gives them; nothing else would feed a
 // device's decoder.
-TEST(SampleFormTest, GivesWhatADeviceGives) {
+TEST(SampleFormTest, givesWhatADeviceGives) {
     const std::string code("\0\0\0\1", 4);
     const struct {
         std::string clip;
@@ -147,7 +147,7 @@ TEST(SampleFormTest, GivesWhatADeviceGives) {
 }
 
 // A client that copies a track with the platform's own conversion finds the record for its writer.
-TEST(SampleFormTest, GivesFormatsThatAWriterTakes) {
+TEST(SampleFormTest, givesFormatsThatAWriterTakes) {
     const sp<AMessage> format = formatOf(openClip(mediaPath("flower_540p_h264_aac.mp4")));
     sp<MetaData> meta = new MetaData;
     ASSERT_EQ(convertMessageToMetaData(format, meta), OK);

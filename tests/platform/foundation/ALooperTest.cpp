@@ -31,7 +31,7 @@ class ALooperTest : public ::testing::Test {
     void flush() {
         sp<AHandler> handler = addHandler([](const sp<AMessage>& msg) { reply(msg, OK); });
         sp<AMessage> response;
-        ASSERT_EQ(OK, (new AMessage(0, handler))->postAndAwaitResponse(&response));
+        ASSERT_EQ((new AMessage(0, handler))->postAndAwaitResponse(&response), OK);
     }
 
     sp<ALooper> mLooper = new ALooper;
@@ -39,7 +39,7 @@ class ALooperTest : public ::testing::Test {
 
 // Whatever the machine does meanwhile: nothing comes before its time, and of two messages the one
 // that was certainly due earlier comes earlier.
-TEST_F(ALooperTest, DeliversDelayedMessagesInTheOrderOfTheirTimes) {
+TEST_F(ALooperTest, deliversDelayedMessagesInTheOrderOfTheirTimes) {
     constexpr size_t kCount = 200;
     struct Due {
         int64_t earliestUs, latestUs;
@@ -55,7 +55,7 @@ TEST_F(ALooperTest, DeliversDelayedMessagesInTheOrderOfTheirTimes) {
     for (size_t i = 0; i < kCount; ++i) {
         const int64_t delayUs = static_cast<int64_t>(i) * 7919 % 50000;
         due[i].earliestUs = ALooper::GetNowUs() + delayUs;
-        ASSERT_EQ(OK, (new AMessage(i, handler))->post(delayUs));
+        ASSERT_EQ((new AMessage(i, handler))->post(delayUs), OK);
         due[i].latestUs = ALooper::GetNowUs() + delayUs;
     }
     mLooper->start();
@@ -67,7 +67,7 @@ TEST_F(ALooperTest, DeliversDelayedMessagesInTheOrderOfTheirTimes) {
     }
 }
 
-TEST_F(ALooperTest, WakesForAMessageThatIsDueBeforeTheOneItWaitsFor) {
+TEST_F(ALooperTest, wakesForAMessageThatIsDueBeforeTheOneItWaitsFor) {
     std::vector<uint32_t> delivered;
     sp<AHandler> handler =
             addHandler([&](const sp<AMessage>& msg) { delivered.push_back(msg->what()); });
@@ -79,26 +79,26 @@ TEST_F(ALooperTest, WakesForAMessageThatIsDueBeforeTheOneItWaitsFor) {
     (new AMessage(4, handler))->post(-5);
     flush();
     mLooper->stop();
-    EXPECT_EQ(std::vector<uint32_t>({3, 4}), delivered);
+    EXPECT_EQ(delivered, std::vector<uint32_t>({3, 4}));
 }
 
-TEST_F(ALooperTest, CannotReachALooperThatIsGone) {
+TEST_F(ALooperTest, cannotReachALooperThatIsGone) {
     sp<AHandler> handler = addHandler([](const sp<AMessage>&) {});
     sp<AMessage> message = new AMessage(1, handler);
     EXPECT_EQ(mLooper.get(), handler->looper().get());
     mLooper.clear();
-    EXPECT_EQ(nullptr, handler->looper().get());
+    EXPECT_EQ(handler->looper().get(), nullptr);
     sp<AMessage> response = message;
     ::testing::internal::CaptureStderr();
-    EXPECT_EQ(-ENOENT, message->post());
-    EXPECT_EQ(-ENOENT, message->postAndAwaitResponse(&response));
+    EXPECT_EQ(message->post(), -ENOENT);
+    EXPECT_EQ(message->postAndAwaitResponse(&response), -ENOENT);
     std::string log = ::testing::internal::GetCapturedStderr();
     EXPECT_NE(std::string::npos, log.find("failed to post message as target looper for handler " +
                                           std::to_string(handler->id()) + " is gone."));
     EXPECT_EQ(message.get(), response.get()) << "there is no response";
 }
 
-TEST_F(ALooperTest, HoldsHandlersWeaklyInTheQueueAndStronglyDuringDelivery) {
+TEST_F(ALooperTest, holdsHandlersWeaklyInTheQueueAndStronglyDuringDelivery) {
     std::atomic<int> destroyed{0};
     int destroyedDuringDelivery = -1;
     int delivered = 0;
@@ -118,12 +118,12 @@ TEST_F(ALooperTest, HoldsHandlersWeaklyInTheQueueAndStronglyDuringDelivery) {
     released.raise();
     flush();
     mLooper->stop();
-    EXPECT_EQ(0, destroyedDuringDelivery);
-    EXPECT_EQ(1, destroyed);
-    EXPECT_EQ(1, delivered) << "the second message has no receiver any more";
+    EXPECT_EQ(destroyedDuringDelivery, 0);
+    EXPECT_EQ(destroyed, 1);
+    EXPECT_EQ(delivered, 1) << "the second message has no receiver any more";
 }
 
-TEST_F(ALooperTest, RegistersHandlersOnceAndDeliversWhatWasBuiltMeanwhile) {
+TEST_F(ALooperTest, registersHandlersOnceAndDeliversWhatWasBuiltMeanwhile) {
     std::vector<uint32_t> delivered;
     sp<AHandler> handler =
             new FunctionHandler([&](const sp<AMessage>& msg) { delivered.push_back(msg->what()); });
@@ -134,26 +134,26 @@ TEST_F(ALooperTest, RegistersHandlersOnceAndDeliversWhatWasBuiltMeanwhile) {
     sp<AMessage> meanwhile = new AMessage(2, handler);
     mLooper->unregisterHandler(firstId);
     mLooper->unregisterHandler(firstId);
-    EXPECT_EQ(0, handler->id());
-    EXPECT_EQ(nullptr, handler->looper().get());
+    EXPECT_EQ(handler->id(), 0);
+    EXPECT_EQ(handler->looper().get(), nullptr);
     sp<AMessage> late = new AMessage(3, handler);
 
     mLooper->start();
-    EXPECT_EQ(-ENOENT, early->post());
-    EXPECT_EQ(OK, meanwhile->post());
-    EXPECT_EQ(-ENOENT, late->post());
+    EXPECT_EQ(early->post(), -ENOENT);
+    EXPECT_EQ(meanwhile->post(), OK);
+    EXPECT_EQ(late->post(), -ENOENT);
     EXPECT_GT(mLooper->registerHandler(handler), firstId) << "ids are not used twice";
     mLooper->unregisterHandler(firstId);  // names nobody any more
     early->setTarget(handler);
-    EXPECT_EQ(OK, early->post());
+    EXPECT_EQ(early->post(), OK);
     flush();
     early->setTarget(nullptr);
-    EXPECT_EQ(-ENOENT, early->post());
+    EXPECT_EQ(early->post(), -ENOENT);
     mLooper->stop();
-    EXPECT_EQ(std::vector<uint32_t>({2, 1}), delivered);
+    EXPECT_EQ(delivered, std::vector<uint32_t>({2, 1}));
 }
 
-TEST_F(ALooperTest, TakesOneReplyFromAnyThreadAndRefusesTheRest) {
+TEST_F(ALooperTest, takesOneReplyFromAnyThreadAndRefusesTheRest) {
     sp<AReplyToken> token;  // handed over by taken
     std::vector<bool> areRequests;
     Signal taken;
@@ -166,22 +166,22 @@ TEST_F(ALooperTest, TakesOneReplyFromAnyThreadAndRefusesTheRest) {
     mLooper->start();
     std::thread replier([&] {
         if (!taken.wait()) return;
-        EXPECT_EQ(OK, (new AMessage(1, nullptr))->postReply(token));
-        EXPECT_EQ(-EBUSY, (new AMessage(2, nullptr))->postReply(token));
+        EXPECT_EQ((new AMessage(1, nullptr))->postReply(token), OK);
+        EXPECT_EQ((new AMessage(2, nullptr))->postReply(token), -EBUSY);
     });
     (new AMessage(1, handler))->post();
     sp<AMessage> response;
-    EXPECT_EQ(OK, (new AMessage(0, handler))->postAndAwaitResponse(&response));
+    EXPECT_EQ((new AMessage(0, handler))->postAndAwaitResponse(&response), OK);
     replier.join();
-    EXPECT_EQ(std::vector<bool>({false, false, true, false}), areRequests)
+    EXPECT_EQ(areRequests, std::vector<bool>({false, false, true, false}))
             << "the token can be taken once";
-    EXPECT_EQ(1u, response->what());
-    EXPECT_EQ(-ENOENT, response->postReply(nullptr));
+    EXPECT_EQ(response->what(), 1u);
+    EXPECT_EQ(response->postReply(nullptr), -ENOENT);
     mLooper.clear();
-    EXPECT_EQ(-ENOENT, response->postReply(token));
+    EXPECT_EQ(response->postReply(token), -ENOENT);
 }
 
-TEST_F(ALooperTest, AnswersEachWaitingCallerAndReleasesTheRestWhenStopped) {
+TEST_F(ALooperTest, answersEachWaitingCallerAndReleasesTheRestWhenStopped) {
     constexpr int kCallers = 8;
     constexpr int kAnswered = 4;
     std::vector<sp<AMessage>> requests(kCallers);
@@ -208,12 +208,12 @@ TEST_F(ALooperTest, AnswersEachWaitingCallerAndReleasesTheRestWhenStopped) {
         });
     }
     EXPECT_TRUE(all.wait());
-    EXPECT_EQ(OK, mLooper->stop());
+    EXPECT_EQ(mLooper->stop(), OK);
     for (std::thread& caller : callers)
         caller.join();
 }
 
-TEST_F(ALooperTest, RunsOnTheCallingThreadUntilStopped) {
+TEST_F(ALooperTest, runsOnTheCallingThreadUntilStopped) {
     std::vector<status_t> results;
     std::thread::id thread;
     sp<AHandler> handler = addHandler([&](const sp<AMessage>& msg) {
@@ -225,20 +225,20 @@ TEST_F(ALooperTest, RunsOnTheCallingThreadUntilStopped) {
         results.push_back(mLooper->stop());
     });
     (new AMessage(0, handler))->post();
-    EXPECT_EQ(INVALID_OPERATION, mLooper->stop());
-    EXPECT_EQ(OK, mLooper->start(true));
+    EXPECT_EQ(mLooper->stop(), INVALID_OPERATION);
+    EXPECT_EQ(mLooper->start(true), OK);
     EXPECT_EQ(std::this_thread::get_id(), thread);
-    EXPECT_EQ(std::vector<status_t>({INVALID_OPERATION, -ENOENT, OK, INVALID_OPERATION}), results);
+    EXPECT_EQ(results, std::vector<status_t>({INVALID_OPERATION, -ENOENT, OK, INVALID_OPERATION}));
 
     // A thread of its own serves requests again.
     handler.clear();
-    EXPECT_EQ(OK, mLooper->start());
-    EXPECT_EQ(INVALID_OPERATION, mLooper->start());
-    EXPECT_EQ(INVALID_OPERATION, mLooper->start(true));
+    EXPECT_EQ(mLooper->start(), OK);
+    EXPECT_EQ(mLooper->start(), INVALID_OPERATION);
+    EXPECT_EQ(mLooper->start(true), INVALID_OPERATION);
     flush();
 }
 
-TEST_F(ALooperTest, StopWaitsForTheMessageThatIsBeingDelivered) {
+TEST_F(ALooperTest, stopWaitsForTheMessageThatIsBeingDelivered) {
     Signal entered;
     Signal go;
     bool finished = false;  // without a lock: stop() must be the order
@@ -250,13 +250,13 @@ TEST_F(ALooperTest, StopWaitsForTheMessageThatIsBeingDelivered) {
     (new AMessage(0, handler))->post();
     ASSERT_TRUE(entered.wait());
     std::thread releaser([&] { go.raise(); });
-    EXPECT_EQ(OK, mLooper->stop());
+    EXPECT_EQ(mLooper->stop(), OK);
     EXPECT_TRUE(finished);
     releaser.join();
 }
 
 // Its reply still arrives, and what is queued behind it waits for the next start.
-TEST_F(ALooperTest, StopsFromItsOwnThreadAfterTheCurrentMessage) {
+TEST_F(ALooperTest, stopsFromItsOwnThreadAfterTheCurrentMessage) {
     for (int i = 0; i < 50; ++i) {
         int delivered = 0;
         Signal stopped;
@@ -265,24 +265,24 @@ TEST_F(ALooperTest, StopsFromItsOwnThreadAfterTheCurrentMessage) {
             ++delivered;
             if (reply(msg, OK) != OK) return;
             (new AMessage(1, handler))->post();
-            EXPECT_EQ(OK, mLooper->stop());
+            EXPECT_EQ(mLooper->stop(), OK);
             stopped.raise();
         });
-        ASSERT_EQ(OK, mLooper->start());
+        ASSERT_EQ(mLooper->start(), OK);
         sp<AMessage> response;
-        ASSERT_EQ(OK, (new AMessage(0, handler))->postAndAwaitResponse(&response));
+        ASSERT_EQ((new AMessage(0, handler))->postAndAwaitResponse(&response), OK);
         ASSERT_TRUE(stopped.wait());
-        EXPECT_EQ(INVALID_OPERATION, mLooper->stop());
-        EXPECT_EQ(1, delivered);
-        EXPECT_EQ(OK, mLooper->start());
+        EXPECT_EQ(mLooper->stop(), INVALID_OPERATION);
+        EXPECT_EQ(delivered, 1);
+        EXPECT_EQ(mLooper->start(), OK);
         flush();
-        EXPECT_EQ(OK, mLooper->stop());
-        EXPECT_EQ(2, delivered);
+        EXPECT_EQ(mLooper->stop(), OK);
+        EXPECT_EQ(delivered, 2);
     }
 }
 
 // The new thread must wait until the handler that restarted the looper has returned.
-TEST_F(ALooperTest, DeliversOneAtATimeAlsoWhenAHandlerRestartsIt) {
+TEST_F(ALooperTest, deliversOneAtATimeAlsoWhenAHandlerRestartsIt) {
     Signal second;
     bool overlapped = true;
     sp<AHandler> handler;
@@ -293,8 +293,8 @@ TEST_F(ALooperTest, DeliversOneAtATimeAlsoWhenAHandlerRestartsIt) {
         }
         (new AMessage(2, handler))->post();
         for (int i = 0; i < 2; ++i) {
-            EXPECT_EQ(OK, mLooper->stop());
-            EXPECT_EQ(OK, mLooper->start());
+            EXPECT_EQ(mLooper->stop(), OK);
+            EXPECT_EQ(mLooper->start(), OK);
         }
         // Long enough for a thread that does not wait; nobody depends on it otherwise.
         overlapped = second.wait(std::chrono::milliseconds(50));
@@ -307,7 +307,7 @@ TEST_F(ALooperTest, DeliversOneAtATimeAlsoWhenAHandlerRestartsIt) {
 }
 
 // A pipeline may lose its last reference, and with it its looper, while its own callback runs.
-TEST_F(ALooperTest, SurvivesItsLastReferenceBeingDroppedOnItsOwnThread) {
+TEST_F(ALooperTest, survivesItsLastReferenceBeingDroppedOnItsOwnThread) {
     std::atomic<int> destroyed{0};
     int destroyedWithLooper = 0;
     Signal posted;
@@ -327,11 +327,11 @@ TEST_F(ALooperTest, SurvivesItsLastReferenceBeingDroppedOnItsOwnThread) {
     message->post();
     posted.raise();
     ASSERT_TRUE(dropped.wait());
-    EXPECT_EQ(1, destroyedWithLooper) << "what was in the queue goes with the looper";
-    EXPECT_EQ(-ENOENT, message->post());
+    EXPECT_EQ(destroyedWithLooper, 1) << "what was in the queue goes with the looper";
+    EXPECT_EQ(message->post(), -ENOENT);
 }
 
-TEST_F(ALooperTest, NamesItsThreadAndLowersItsPriority) {
+TEST_F(ALooperTest, namesItsThreadAndLowersItsPriority) {
     char name[16] = {};
     int niceness = 0;
     int slackNs = 0;
@@ -345,28 +345,28 @@ TEST_F(ALooperTest, NamesItsThreadAndLowersItsPriority) {
     });
     auto runAt = [&](int32_t priority) {
         (new AMessage(0, handler))->post();
-        EXPECT_EQ(OK, mLooper->start(false, true, priority));
+        EXPECT_EQ(mLooper->start(false, true, priority), OK);
         flush();
         mLooper->stop();
     };
     const int ownNiceness = getpriority(PRIO_PROCESS, 0);
     runAt(PRIORITY_DEFAULT);
-    EXPECT_STREQ("ALooper", name);
-    EXPECT_EQ(ownNiceness, niceness);
-    EXPECT_EQ(500000, slackNs);
-    EXPECT_EQ(4000000, relaxedNs);
+    EXPECT_STREQ(name, "ALooper");
+    EXPECT_EQ(niceness, ownNiceness);
+    EXPECT_EQ(slackNs, 500000);
+    EXPECT_EQ(relaxedNs, 4000000);
 
     mLooper->setName("a name of more than fifteen characters");
-    EXPECT_STREQ("a name of more than fifteen characters", mLooper->getName());
+    EXPECT_STREQ(mLooper->getName(), "a name of more than fifteen characters");
     const int lower = std::min(ownNiceness + 3, 19);
     runAt(lower);
-    EXPECT_STREQ("a name of more ", name);
-    EXPECT_EQ(lower, niceness);
+    EXPECT_STREQ(name, "a name of more ");
+    EXPECT_EQ(niceness, lower);
     // Only looper threads are less exact.
     const int ownNs = prctl(PR_GET_TIMERSLACK);
-    EXPECT_NE(500000, ownNs);
+    EXPECT_NE(ownNs, 500000);
     relaxLooperSlack();
-    EXPECT_EQ(ownNs, prctl(PR_GET_TIMERSLACK));
+    EXPECT_EQ(prctl(PR_GET_TIMERSLACK), ownNs);
 }
 
 // A plain field: only the way from hand to hand orders who reads and writes it.
@@ -380,7 +380,7 @@ struct Parcel : public Tracked {
 // An object ends on whichever thread lets go last, without any other order between a reader and the
 // destructor. Mainly for the thread sanitizer: it must find nothing here, and needs to be told of
 // the reference counts for that.
-TEST(ObjectHandoverTest, AReaderMayLetGoBeforeOrAfterTheOwner) {
+TEST(ObjectHandoverTest, aReaderMayLetGoBeforeOrAfterTheOwner) {
     constexpr int kParcels = 500;
     std::atomic<int> destroyed{0};
     for (int i = 0; i < kParcels; ++i) {
@@ -393,7 +393,7 @@ TEST(ObjectHandoverTest, AReaderMayLetGoBeforeOrAfterTheOwner) {
         parcel.clear();
         reader.join();
     }
-    EXPECT_EQ(kParcels, destroyed);
+    EXPECT_EQ(destroyed, kParcels);
 }
 
 }  // namespace

@@ -50,7 +50,7 @@ T found(const AMessage& message, bool (AMessage::*find)(const char*, T*) const, 
 }
 
 // Each item is named after its type.
-TEST(AMessageTest, ReturnsTheValuesThatWereSetAsTheirOwnTypeOnly) {
+TEST(AMessageTest, returnsTheValuesThatWereSetAsTheirOwnTypeOnly) {
     const sp<AMessage> message = new AMessage(7, nullptr);
     const sp<AMessage> nested = new AMessage;
     const sp<ABuffer> buffer = new ABuffer(1);
@@ -67,76 +67,76 @@ TEST(AMessageTest, ReturnsTheValuesThatWereSetAsTheirOwnTypeOnly) {
     message->setRect("rect", 1, -2, 3, -4);
     message->setBuffer("buffer", buffer);
 
-    EXPECT_EQ(INT32_MIN, found(*message, &AMessage::findInt32, "int32"));
-    EXPECT_EQ(INT64_MAX, found(*message, &AMessage::findInt64, "int64"));
-    EXPECT_EQ(SIZE_MAX, found(*message, &AMessage::findSize, "size"));
-    EXPECT_EQ(0.5f, found(*message, &AMessage::findFloat, "float"));
-    EXPECT_EQ(-1e300, found(*message, &AMessage::findDouble, "double"));
-    EXPECT_EQ(pointer, found(*message, &AMessage::findPointer, "pointer"));
-    EXPECT_STREQ("text", found<AString>(*message, &AMessage::findString, "string").c_str());
-    EXPECT_EQ(nested.get(), found(*message, &AMessage::findObject, "object").get());
-    EXPECT_EQ(buffer, found(*message, &AMessage::findBuffer, "buffer"));
-    EXPECT_EQ(nested, found(*message, &AMessage::findMessage, "message"));
+    EXPECT_EQ(found(*message, &AMessage::findInt32, "int32"), INT32_MIN);
+    EXPECT_EQ(found(*message, &AMessage::findInt64, "int64"), INT64_MAX);
+    EXPECT_EQ(found(*message, &AMessage::findSize, "size"), SIZE_MAX);
+    EXPECT_EQ(found(*message, &AMessage::findFloat, "float"), 0.5f);
+    EXPECT_EQ(found(*message, &AMessage::findDouble, "double"), -1e300);
+    EXPECT_EQ(found(*message, &AMessage::findPointer, "pointer"), pointer);
+    EXPECT_STREQ(found<AString>(*message, &AMessage::findString, "string").c_str(), "text");
+    EXPECT_EQ(found(*message, &AMessage::findObject, "object").get(), nested.get());
+    EXPECT_EQ(found(*message, &AMessage::findBuffer, "buffer"), buffer);
+    EXPECT_EQ(found(*message, &AMessage::findMessage, "message"), nested);
     int32_t left = 0, top = 0, right = 0, bottom = 0;
     EXPECT_TRUE(message->findRect("rect", &left, &top, &right, &bottom));
     EXPECT_EQ(std::vector<int32_t>({1, -2, 3, -4}),
               std::vector<int32_t>({left, top, right, bottom}));
-    EXPECT_EQ(7u, message->what());
+    EXPECT_EQ(message->what(), 7u);
 
     EXPECT_FALSE(message->findInt32("int64", &left));
-    EXPECT_EQ(1, left) << "a finder without an answer must leave the variable alone";
-    EXPECT_EQ("", finders(*message, "Int32"));
+    EXPECT_EQ(left, 1) << "a finder without an answer must leave the variable alone";
+    EXPECT_EQ(finders(*message, "Int32"), "");
 
     int64_t wide = 0;
     float number = 0;
-    EXPECT_EQ(INT32_MIN, found(*message, &AMessage::findAsInt64, "int32"));
-    EXPECT_EQ(INT64_MAX, found(*message, &AMessage::findAsInt64, "int64"));
+    EXPECT_EQ(found(*message, &AMessage::findAsInt64, "int32"), INT32_MIN);
+    EXPECT_EQ(found(*message, &AMessage::findAsInt64, "int64"), INT64_MAX);
     EXPECT_FALSE(message->findAsInt64("size", &wide));
-    EXPECT_EQ(-2147483648.0f, found(*message, &AMessage::findAsFloat, "int32"));
-    EXPECT_EQ(0.5f, found(*message, &AMessage::findAsFloat, "float"));
+    EXPECT_EQ(found(*message, &AMessage::findAsFloat, "int32"), -2147483648.0f);
+    EXPECT_EQ(found(*message, &AMessage::findAsFloat, "float"), 0.5f);
     EXPECT_FALSE(message->findAsFloat("string", &number));
     EXPECT_FALSE(message->findAsFloat("none", &number));
 
-    ASSERT_EQ(11u, message->countEntries());
+    ASSERT_EQ(message->countEntries(), 11u);
     for (int i = AMessage::kTypeInt32; i <= AMessage::kTypeBuffer; ++i) {
         AMessage::Type type;
         const char* const name = message->getEntryNameAt(i, &type);
         EXPECT_EQ(i, type) << name;
-        EXPECT_EQ(std::string(name) + " ", finders(*message, name));
+        EXPECT_EQ(finders(*message, name), std::string(name) + " ");
     }
 }
 
-TEST(AMessageTest, HoldsObjectsUntilTheyAreReplacedClearedOrDropped) {
+TEST(AMessageTest, holdsObjectsUntilTheyAreReplacedClearedOrDropped) {
     std::atomic<int> destroyed{0};
     sp<AMessage> message = new AMessage(1, nullptr);
     for (const char* name : {"a", "b", "c"})
         message->setObject(name, new Tracked(&destroyed));
     message->setInt32("a", 0);
-    EXPECT_EQ(1, destroyed);
-    EXPECT_EQ("int32 ", finders(*message, "a"));
+    EXPECT_EQ(destroyed, 1);
+    EXPECT_EQ(finders(*message, "a"), "int32 ");
     message->clear();
-    EXPECT_EQ(3, destroyed);
-    EXPECT_EQ(0u, message->countEntries());
-    EXPECT_EQ(1u, message->what());
+    EXPECT_EQ(destroyed, 3);
+    EXPECT_EQ(message->countEntries(), 0u);
+    EXPECT_EQ(message->what(), 1u);
     message->setObject("d", new Tracked(&destroyed));
     message.clear();
-    EXPECT_EQ(4, destroyed);
+    EXPECT_EQ(destroyed, 4);
 }
 
-TEST(AMessageTest, KeepsTheOrderOfItemsAndTakesSixtyFour) {
+TEST(AMessageTest, keepsTheOrderOfItemsAndTakesSixtyFour) {
     sp<AMessage> message = new AMessage;
     for (int i = 0; i < 64; ++i)
         message->setInt32(std::to_string(i).c_str(), i);
     message->setString("0", "replaced");
     AMessage::Type type;
-    EXPECT_STREQ("0", message->getEntryNameAt(0, &type));
-    EXPECT_EQ(AMessage::kTypeString, type);
-    EXPECT_STREQ("63", message->getEntryNameAt(63, &type));
-    EXPECT_EQ(nullptr, message->getEntryNameAt(64, &type));
+    EXPECT_STREQ(message->getEntryNameAt(0, &type), "0");
+    EXPECT_EQ(type, AMessage::kTypeString);
+    EXPECT_STREQ(message->getEntryNameAt(63, &type), "63");
+    EXPECT_EQ(message->getEntryNameAt(64, &type), nullptr);
     EXPECT_DEATH(message->setInt32("64", 64), "CHECK\\(mNumItems < kMaxNumItems\\) failed\\.");
 }
 
-TEST(AMessageTest, CopiesAreDeepAndReadTheTargetAfresh) {
+TEST(AMessageTest, copiesAreDeepAndReadTheTargetAfresh) {
     sp<ALooper> looper = new ALooper;
     sp<AHandler> handler = new FunctionHandler([](const sp<AMessage>&) {});
     sp<AMessage> message = new AMessage(1, handler);
@@ -153,24 +153,24 @@ TEST(AMessageTest, CopiesAreDeepAndReadTheTargetAfresh) {
     extended->setInt32("kept", 1);
     extended->setInt32("string", 1);
     extended->extend(message);
-    EXPECT_EQ(-ENOENT, message->post()) << "the original knows no looper";
-    EXPECT_EQ(OK, copy->post());
-    EXPECT_EQ(1u, copy->what());
-    EXPECT_EQ(2u, extended->what());
-    EXPECT_EQ(5u, extended->countEntries());
+    EXPECT_EQ(message->post(), -ENOENT) << "the original knows no looper";
+    EXPECT_EQ(copy->post(), OK);
+    EXPECT_EQ(copy->what(), 1u);
+    EXPECT_EQ(extended->what(), 2u);
+    EXPECT_EQ(extended->countEntries(), 5u);
     nested->setInt32("n", 2);
     message->setString("string", "changed");
     for (const sp<AMessage>& taken : {copy, extended}) {
         const sp<AMessage> nestedCopy = found(*taken, &AMessage::findMessage, "nested");
-        EXPECT_EQ(1, found(*nestedCopy, &AMessage::findInt32, "n"));
-        EXPECT_STREQ("text", found<AString>(*taken, &AMessage::findString, "string").c_str());
-        EXPECT_EQ(buffer, found(*taken, &AMessage::findBuffer, "buffer"));
-        EXPECT_EQ(buffer.get(), found(*taken, &AMessage::findObject, "object").get());
+        EXPECT_EQ(found(*nestedCopy, &AMessage::findInt32, "n"), 1);
+        EXPECT_STREQ(found<AString>(*taken, &AMessage::findString, "string").c_str(), "text");
+        EXPECT_EQ(found(*taken, &AMessage::findBuffer, "buffer"), buffer);
+        EXPECT_EQ(found(*taken, &AMessage::findObject, "object").get(), buffer.get());
     }
 }
 
 // A request whose token was taken carries a null object: copying it is a mistake of the caller.
-TEST(AMessageDeathTest, RefusesToCopyNullItemsAndToSetNullStrings) {
+TEST(AMessageDeathTest, refusesToCopyNullItemsAndToSetNullStrings) {
     const sp<AMessage> message = new AMessage;
     const auto expectNoCopy = [&](const char* kind) {
         EXPECT_DEATH(message->dup(), std::string("CHECK\\(\\*") + kind + " != nullptr\\) failed");
@@ -187,7 +187,7 @@ TEST(AMessageDeathTest, RefusesToCopyNullItemsAndToSetNullStrings) {
 }
 
 // As Android writes it: bytes up to 64, the items of a message below its own begin.
-TEST(AMessageTest, DebugStringIsThatOfAndroid) {
+TEST(AMessageTest, debugStringIsThatOfAndroid) {
     const sp<ALooper> looper = new ALooper;
     const sp<AHandler> handler = new FunctionHandler([](const sp<AMessage>&) {});
     const sp<AMessage> inner = new AMessage('abcd', nullptr);

@@ -12,7 +12,7 @@ namespace {
 
 // Every listener hears on the thread of the fault, one fault at a time, with its time. A client
 // frees what its listener uses as soon as the listener is removed.
-TEST(FaultListenerTest, TellsEveryListenerUntilItIsRemoved) {
+TEST(FaultListenerTest, tellsEveryListenerUntilItIsRemoved) {
     const int32_t logPriority = __android_log_set_minimum_priority(ANDROID_LOG_ERROR);
     std::atomic<bool> ended{false};
     std::atomic<int> reported{0};

@@ -16,7 +16,7 @@
 namespace android {
 namespace {
 
-TEST(AStringTest, TakesTextFromEverySource) {
+TEST(AStringTest, takesTextFromEverySource) {
     const char* none = nullptr;
     AString text;
     text.append('x');
@@ -33,30 +33,30 @@ TEST(AStringTest, TakesTextFromEverySource) {
     text.append(reinterpret_cast<void*>(0x1f));
     text.append(static_cast<void*>(nullptr));
     text.append(AStringPrintf("%s-%02d", "a", 7));
-    EXPECT_STREQ("x-12-34-5184467440737095516150.500000-1.250000yb0x1f0x0a-07", text.c_str());
-    EXPECT_EQ(5000u, AStringPrintf("%5000d", 1).size());
-    EXPECT_STREQ("", AString(none).c_str());
-    EXPECT_STREQ("", AString(none, 3).c_str());
-    EXPECT_STREQ("ab", AString("abc", 2).c_str());
-    EXPECT_STREQ("abc", AString(String8("abc")).c_str());
-    EXPECT_STREQ("bc", AString(AString("abcd"), 1, 2).c_str());
+    EXPECT_STREQ(text.c_str(), "x-12-34-5184467440737095516150.500000-1.250000yb0x1f0x0a-07");
+    EXPECT_EQ(AStringPrintf("%5000d", 1).size(), 5000u);
+    EXPECT_STREQ(AString(none).c_str(), "");
+    EXPECT_STREQ(AString(none, 3).c_str(), "");
+    EXPECT_STREQ(AString("abc", 2).c_str(), "ab");
+    EXPECT_STREQ(AString(String8("abc")).c_str(), "abc");
+    EXPECT_STREQ(AString(AString("abcd"), 1, 2).c_str(), "bc");
 }
 
-TEST(AStringTest, EditsFindsAndCompares) {
+TEST(AStringTest, editsFindsAndCompares) {
     AString text(" \t\n");
     text.trim();
     EXPECT_TRUE(text.empty());
     text = " \t Video/AVC \n";
     text.trim();
-    EXPECT_STREQ("Video/AVC", text.c_str());
+    EXPECT_STREQ(text.c_str(), "Video/AVC");
     text.tolower();
-    EXPECT_STREQ("video/avc", text.c_str());
+    EXPECT_STREQ(text.c_str(), "video/avc");
     const AString mime("video/avc; video");
-    EXPECT_EQ(11, mime.find("video", 1));
-    EXPECT_EQ(-1, mime.find("audio"));
-    EXPECT_EQ(-1, AString("abc").find("c", 3));
-    EXPECT_EQ(3, AString("abc").find("", 3));
-    EXPECT_EQ(-1, AString("a\0b", 3).find("b")) << "behind a NUL";
+    EXPECT_EQ(mime.find("video", 1), 11);
+    EXPECT_EQ(mime.find("audio"), -1);
+    EXPECT_EQ(AString("abc").find("c", 3), -1);
+    EXPECT_EQ(AString("abc").find("", 3), 3);
+    EXPECT_EQ(AString("a\0b", 3).find("b"), -1) << "behind a NUL";
     EXPECT_TRUE(mime.startsWith("video/"));
     EXPECT_FALSE(mime.startsWith("VIDEO/"));
     EXPECT_TRUE(mime.endsWith("; video"));
@@ -64,7 +64,7 @@ TEST(AStringTest, EditsFindsAndCompares) {
     EXPECT_FALSE(AString("v").endsWith("video"));
     EXPECT_LT(AString("a"), AString("b"));
     EXPECT_GT(AString("b").compare("a"), 0);
-    EXPECT_EQ(0, AString("A").compareIgnoreCase("a"));
+    EXPECT_EQ(AString("A").compareIgnoreCase("a"), 0);
     EXPECT_NE(AString("a"), AString("A"));
     for (const auto& [hashed, hash] :
          {std::pair("", 0l), {"a", 97l}, {"abc", 96354l}, {"video/avc", 103621712820026l}})
@@ -72,7 +72,7 @@ TEST(AStringTest, EditsFindsAndCompares) {
 }
 
 // Some as Android ends the process too; elsewhere it reads what lies behind the string.
-TEST(AStringDeathTest, RefusesPartsOutside) {
+TEST(AStringDeathTest, refusesPartsOutside) {
     AString text("abc");
     EXPECT_DEATH(AString(text, 1, 3), "CHECK_LE\\( n,");
     EXPECT_DEATH(AString(text, 4, 0), "CHECK_LE\\( offset,");
@@ -83,15 +83,15 @@ TEST(AStringDeathTest, RefusesPartsOutside) {
     EXPECT_DEATH(text.setTo(text, 0, 1), "CHECK\\(&from != this");
 }
 
-TEST(ABufferTest, BorrowsOrCopiesForeignMemory) {
+TEST(ABufferTest, borrowsOrCopiesForeignMemory) {
     char bytes[] = "abc";
     sp<ABuffer> borrowed = new ABuffer(bytes, 3);
     const sp<ABuffer> copied = ABuffer::CreateAsCopy(bytes, 3);
     bytes[0] = 'x';
-    EXPECT_EQ(0, memcmp("xbc", borrowed->data(), 3));
-    EXPECT_EQ(0, memcmp("abc", copied->data(), 3));
+    EXPECT_EQ(memcmp("xbc", borrowed->data(), 3), 0);
+    EXPECT_EQ(memcmp("abc", copied->data(), 3), 0);
     borrowed.clear();
-    EXPECT_STREQ("xbc", bytes);
+    EXPECT_STREQ(bytes, "xbc");
     const sp<ABuffer> buffer = new ABuffer(8);
     EXPECT_DEATH(buffer->setRange(9, 0), "CHECK_LE");
     EXPECT_DEATH(buffer->setRange(4, 5), "CHECK_LE");
@@ -100,14 +100,14 @@ TEST(ABufferTest, BorrowsOrCopiesForeignMemory) {
 
 // The sanitizers' allocators end the process instead of answering that there is no memory.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-TEST(ABufferTest, IsEmptyWithoutMemory) {
+TEST(ABufferTest, isEmptyWithoutMemory) {
     volatile size_t tooMuch = SIZE_MAX / 2;
     const sp<ABuffer> buffer = new ABuffer(tooMuch);
-    EXPECT_EQ(nullptr, buffer->base());
-    EXPECT_EQ(0u, buffer->capacity());
-    EXPECT_EQ(0u, buffer->size());
+    EXPECT_EQ(buffer->base(), nullptr);
+    EXPECT_EQ(buffer->capacity(), 0u);
+    EXPECT_EQ(buffer->size(), 0u);
     char byte = 0;
-    EXPECT_EQ(nullptr, ABuffer::CreateAsCopy(&byte, tooMuch).get());
+    EXPECT_EQ(ABuffer::CreateAsCopy(&byte, tooMuch).get(), nullptr);
 }
 #endif
 
@@ -134,7 +134,7 @@ const struct {
 };
 // clang-format on
 
-TEST(CheckTest, AbortsWithFileLineAndText) {
+TEST(CheckTest, abortsWithFileLineAndText) {
     for (const auto& fatal : kFatalCases) {
         const std::string text =
                 std::string(__FILE__) + ":" + std::to_string(fatal.line) + " " + fatal.text + "\n";
@@ -146,23 +146,23 @@ TEST(CheckTest, AbortsWithFileLineAndText) {
         CHECK_EQ(1, 2);
     else
         CHECK_LT(1, next());
-    EXPECT_EQ(2, evaluations) << "each operand once";
+    EXPECT_EQ(evaluations, 2) << "each operand once";
 }
 
-TEST(AsStringTest, NamesStatusValues) {
-    EXPECT_STREQ("NO_ERROR", asString(OK));
-    EXPECT_STREQ("INVALID_OPERATION", asString(-38));
-    EXPECT_STREQ("UNKNOWN_ERROR", asString(INT32_MIN));
-    EXPECT_STREQ("??", asString(-1011));
-    EXPECT_STREQ("other", asString(7, "other"));
+TEST(AsStringTest, namesStatusValues) {
+    EXPECT_STREQ(asString(OK), "NO_ERROR");
+    EXPECT_STREQ(asString(-38), "INVALID_OPERATION");
+    EXPECT_STREQ(asString(INT32_MIN), "UNKNOWN_ERROR");
+    EXPECT_STREQ(asString(-1011), "??");
+    EXPECT_STREQ(asString(7, "other"), "other");
 }
 
-TEST(EncoderPresetTest, TakesTheNamesThatTheEncoderKnowsAndNoOther) {
-    EXPECT_EQ("veryfast", oxa::host::encoderPreset());
+TEST(EncoderPresetTest, takesTheNamesThatTheEncoderKnowsAndNoOther) {
+    EXPECT_EQ(oxa::host::encoderPreset(), "veryfast");
     EXPECT_TRUE(oxa::host::setEncoderPreset("placebo"));
     for (const char* name : {"", "fastest", "Medium", "medium "})
         EXPECT_FALSE(oxa::host::setEncoderPreset(name)) << name;
-    EXPECT_EQ("placebo", oxa::host::encoderPreset());
+    EXPECT_EQ(oxa::host::encoderPreset(), "placebo");
     EXPECT_TRUE(oxa::host::setEncoderPreset("veryfast"));
 }
 

@@ -32,7 +32,7 @@ class EveryDisplayTest : public testing::TestWithParam<std::string> {
         // SDL's driver without a screen: the looks of a window do not matter here.
         setenv("SDL_VIDEODRIVER", "dummy", 1);
         mDisplay = createDisplay(GetParam());
-        ASSERT_NE(nullptr, mDisplay);
+        ASSERT_NE(mDisplay, nullptr);
         mQueue = LocalBufferProducer::queueOf(mDisplay->producer());
         mQueue->setFormat(formatOf({}));
         mProducer = producerOf(*mDisplay);
@@ -52,7 +52,7 @@ class EveryDisplayTest : public testing::TestWithParam<std::string> {
 
 // Each picture is counted once, and each place comes back, whatever the order of what is queued,
 // given back and disconnected.
-TEST_P(EveryDisplayTest, GivesEveryPlaceBack) {
+TEST_P(EveryDisplayTest, givesEveryPlaceBack) {
     constexpr uint64_t kPictures = 120;
     const sp<Picture> picture = makeCard();
     for (uint64_t i = 0; i < kPictures; ++i) {
@@ -64,25 +64,25 @@ TEST_P(EveryDisplayTest, GivesEveryPlaceBack) {
         }
     }
     EXPECT_TRUE(waitFor([&] { return counted() == kPictures; }));
-    EXPECT_EQ(0U, mDisplay->figures().failed);
-    EXPECT_EQ(PictureQueue::kDefaultPlaces, mProducer->freePlaces());
+    EXPECT_EQ(mDisplay->figures().failed, 0U);
+    EXPECT_EQ(mProducer->freePlaces(), PictureQueue::kDefaultPlaces);
     // The display has no reference left but perhaps that of the last turn's locals.
     mDisplay.reset();
-    EXPECT_EQ(1, picture->getStrongCount());
+    EXPECT_EQ(picture->getStrongCount(), 1);
 }
 
 // What cannot be shown gives its place back, too.
-TEST_P(EveryDisplayTest, GoesOnAfterAPictureOfAnotherKind) {
+TEST_P(EveryDisplayTest, goesOnAfterAPictureOfAnotherKind) {
     ASSERT_TRUE(mProducer->queue(new ForeignPicture));
     ASSERT_TRUE(waitFor([&] { return counted() + mDisplay->figures().failed == 1; }));
     ASSERT_TRUE(mProducer->queue(makeCard()));
     EXPECT_TRUE(waitFor([&] { return counted() + mDisplay->figures().failed == 2; }));
     EXPECT_GE(mDisplay->figures().shown, 1U);
-    EXPECT_EQ(PictureQueue::kDefaultPlaces, mProducer->freePlaces());
+    EXPECT_EQ(mProducer->freePlaces(), PictureQueue::kDefaultPlaces);
 }
 
 // The producer's thread neither waits nor crashes, and has all places when the display is gone.
-TEST_P(EveryDisplayTest, CanGoWhileSomebodyRenders) {
+TEST_P(EveryDisplayTest, canGoWhileSomebodyRenders) {
     const sp<Picture> picture = makeCard();
     std::atomic<bool> running{true};
     std::atomic<uint64_t> queued{0};
@@ -99,14 +99,14 @@ TEST_P(EveryDisplayTest, CanGoWhileSomebodyRenders) {
     EXPECT_TRUE(waitFor([&] { return queued > queuedBefore + 100; }));
     running = false;
     renderer.join();
-    EXPECT_EQ(PictureQueue::kDefaultPlaces, mProducer->freePlaces());
+    EXPECT_EQ(mProducer->freePlaces(), PictureQueue::kDefaultPlaces);
 }
 
 INSTANTIATE_TEST_SUITE_P(, EveryDisplayTest, testing::Values("Null", "Recording", "Png", "Window"),
                          [](const auto& info) { return info.param; });
 
 // One report for any number of pictures, and nobody waits.
-TEST(PngDisplayTest, ReportsOnceThatItCannotWrite) {
+TEST(PngDisplayTest, reportsOnceThatItCannotWrite) {
     const FaultLog log;
     const std::string directory = TempDir::ofProcess().file("is-not-there");
     const auto display = host::createPngDisplay(directory);
@@ -114,25 +114,25 @@ TEST(PngDisplayTest, ReportsOnceThatItCannotWrite) {
     for (int i = 0; i < 10; ++i)
         ASSERT_TRUE(producer->queue(makeCard()));
     ASSERT_TRUE(waitFor([&] { return display->figures().failed == 10; }));
-    EXPECT_EQ(0U, display->figures().shown);
+    EXPECT_EQ(display->figures().shown, 0U);
     const std::vector<host::Fault> faults = log.faults();
-    ASSERT_EQ(1U, faults.size());
-    EXPECT_EQ(host::FaultSource::kWriter, faults[0].source);
-    EXPECT_EQ(directory, faults[0].object);
-    EXPECT_EQ(ENOENT, faults[0].error);
+    ASSERT_EQ(faults.size(), 1U);
+    EXPECT_EQ(faults[0].source, host::FaultSource::kWriter);
+    EXPECT_EQ(faults[0].object, directory);
+    EXPECT_EQ(faults[0].error, ENOENT);
 }
 
 // Whoever may write into the directory must not have other files of the user's overwritten.
-TEST(PngDisplayTest, FollowsNoLinks) {
+TEST(PngDisplayTest, followsNoLinks) {
     const TempDir directory;
     const std::string other = directory.file("other");
     ASSERT_TRUE(writeFile(other, "kept"));
-    ASSERT_EQ(0, symlink(other.c_str(), directory.file("picture-000001.png").c_str()));
+    ASSERT_EQ(symlink(other.c_str(), directory.file("picture-000001.png").c_str()), 0);
     const auto display = host::createPngDisplay(directory.path());
     const auto producer = producerOf(*display);
     ASSERT_TRUE(producer->queue(makeCard()));
     ASSERT_TRUE(waitFor([&] { return display->figures().failed == 1; }));
-    EXPECT_EQ("kept", readFile(other));
+    EXPECT_EQ(readFile(other), "kept");
 }
 
 }  // namespace

@@ -85,7 +85,7 @@ class XServer {
             said = mManager->nextLine();
         } while (!said.empty() && said != "started");
         if (said.empty()) mError = "Xvfb or openbox does not start";
-        EXPECT_EQ("started", said);
+        EXPECT_EQ(said, "started");
     }
     ~XServer() { unsetenv("DISPLAY"); }
 
@@ -193,14 +193,14 @@ class WindowTest : public testing::Test {
         };
         std::string error;
         mDisplay = host::createWindowDisplay(options, &error);
-        ASSERT_NE(nullptr, mDisplay) << error;
+        ASSERT_NE(mDisplay, nullptr) << error;
         mQueue = LocalBufferProducer::queueOf(mDisplay->producer());
         mQueue->setFormat(format);
         mProducer = producerOf(*mDisplay);
         ASSERT_TRUE(mProducer->queue(makeCard(card)));
         ASSERT_TRUE(waitFor([this] { return mDisplay->figures().shown == 1; }));
         mWindow = sServer->findWindow(options.title);
-        ASSERT_NE("", mWindow);
+        ASSERT_NE(mWindow, "");
     }
 
     // The window gets this size, the picture fills this part of it, and what is left is black.
@@ -238,7 +238,7 @@ XServer* WindowTest::sServer = nullptr;
 
 // In one window. A wrong matrix, range, plane order or pitch changes at least one quarter by far
 // more than the tolerance.
-TEST_F(WindowTest, ShowsTheColoursOfEveryKindOfPicture) {
+TEST_F(WindowTest, showsTheColoursOfEveryKindOfPicture) {
     constexpr int k601 = AVCOL_SPC_SMPTE170M;
     constexpr int k709 = AVCOL_SPC_BT709;
     constexpr int kLimited = AVCOL_RANGE_MPEG;
@@ -292,7 +292,7 @@ TEST_F(WindowTest, ShowsTheColoursOfEveryKindOfPicture) {
 }
 
 // Taller or wider than the picture, the window keeps the picture's shape between black bars.
-TEST_F(WindowTest, PutsBlackBarsAroundThePicture) {
+TEST_F(WindowTest, putsBlackBarsAroundThePicture) {
     openWindow();
     if (HasFatalFailure()) return;
     ASSERT_TRUE(waitForWholeWindow());
@@ -300,12 +300,12 @@ TEST_F(WindowTest, PutsBlackBarsAroundThePicture) {
     EXPECT_TRUE(waitForCard(600, 240, {140, 0, 320, 240}));
     sServer->command({"windowsize", mWindow, "320", "440"});
     EXPECT_TRUE(waitForCard(320, 440, {0, 100, 320, 240}));
-    EXPECT_EQ(1U, mDisplay->figures().shown);
+    EXPECT_EQ(mDisplay->figures().shown, 1U);
 }
 
 // Samples that are not square make it wider, or taller. It takes no more than nine tenths of the
 // screen.
-TEST_F(WindowTest, OpensInTheSizeOfItsFirstPicture) {
+TEST_F(WindowTest, opensInTheSizeOfItsFirstPicture) {
     const struct {
         int width, height, aspectNumerator, aspectDenominator, windowWidth, windowHeight;
     } kCases[] = {{320, 240, 2, 1, 640, 240},
@@ -324,14 +324,14 @@ TEST_F(WindowTest, OpensInTheSizeOfItsFirstPicture) {
     }
 }
 
-TEST_F(WindowTest, KeysQuitAndChangeToFullScreenAndBack) {
+TEST_F(WindowTest, keysQuitAndChangeToFullScreenAndBack) {
     openWindow();
     if (HasFatalFailure()) return;
     press("q");
     EXPECT_TRUE(waitFor([this] { return mQuit > 0; }));
     EXPECT_TRUE(waitForWholeWindow()) << "it is the client that closes it";
-    EXPECT_EQ(1, mQuit);
-    EXPECT_EQ(0, mClosed);
+    EXPECT_EQ(mQuit, 1);
+    EXPECT_EQ(mClosed, 0);
     for (const char* leave : {"f", "Escape"}) {
         press("f");
         EXPECT_TRUE(waitForWholeWindow(XServer::kWidth, XServer::kHeight));
@@ -341,28 +341,28 @@ TEST_F(WindowTest, KeysQuitAndChangeToFullScreenAndBack) {
 }
 
 // The window goes at once, the client is told, and whoever renders goes on without waiting.
-TEST_F(WindowTest, ClosesForTheUser) {
+TEST_F(WindowTest, closesForTheUser) {
     openWindow();
     if (HasFatalFailure()) return;
     press("alt+F4");
     ASSERT_TRUE(waitFor([this] { return mClosed > 0; }));
-    EXPECT_EQ(1, mClosed);
+    EXPECT_EQ(mClosed, 1);
     EXPECT_TRUE(waitFor([] {
         return sServer->command({"search", "--onlyvisible", "--name", "window-test"}).empty();
     }));
     for (int i = 0; i < 20; ++i)
         EXPECT_TRUE(mProducer->queue(makeCard()));
-    EXPECT_EQ(1U, mDisplay->figures().shown);
-    EXPECT_EQ(PictureQueue::kDefaultPlaces, mProducer->freePlaces());
+    EXPECT_EQ(mDisplay->figures().shown, 1U);
+    EXPECT_EQ(mProducer->freePlaces(), PictureQueue::kDefaultPlaces);
 }
 
-TEST_F(WindowTest, ShowsSeveralAtATime) {
+TEST_F(WindowTest, showsSeveralAtATime) {
     openWindow();
     if (HasFatalFailure()) return;
     host::WindowOptions options;
     options.title = "second-window";
     auto display = host::createWindowDisplay(options, nullptr);
-    ASSERT_NE(nullptr, display);
+    ASSERT_NE(display, nullptr);
     const auto producer = producerOf(*display);
     const sp<Picture> picture = makeCard();
     for (int n = 0; n < 25; ++n) {
@@ -375,12 +375,12 @@ TEST_F(WindowTest, ShowsSeveralAtATime) {
             return figures.shown > 0 && figures.shown + figures.replaced == count;
         });
     };
-    EXPECT_NE("", sServer->findWindow(options.title));
+    EXPECT_NE(sServer->findWindow(options.title), "");
     EXPECT_TRUE(waitForCount(*display, 25));
     // One that goes takes its window with it and leaves the other.
     display.reset();
-    EXPECT_EQ("", sServer->command({"search", "--onlyvisible", "--name", options.title}));
-    EXPECT_EQ(PictureQueue::kDefaultPlaces, producer->freePlaces());
+    EXPECT_EQ(sServer->command({"search", "--onlyvisible", "--name", options.title}), "");
+    EXPECT_EQ(producer->freePlaces(), PictureQueue::kDefaultPlaces);
     ASSERT_TRUE(mProducer->queue(picture));
     EXPECT_TRUE(waitForCount(*mDisplay, 1 + 25 + 1));
     EXPECT_TRUE(waitForWholeWindow());

@@ -171,29 +171,29 @@ class HdmiSoundTest : public testing::Test {
     TempDir mRoot;
 };
 
-TEST_F(HdmiSoundTest, GivesBlocksInTimeAndWithoutGaps) {
+TEST_F(HdmiSoundTest, givesBlocksInTimeAndWithoutGaps) {
     useSource(rampSource(kRate, "stereo"));
     RxClient client;
     RxAnswer answer;
     ASSERT_TRUE(client.poll(&answer));
-    EXPECT_EQ(kStateOff, answer.state);
-    EXPECT_EQ(-1, answer.timeUs);
+    EXPECT_EQ(answer.state, kStateOff);
+    EXPECT_EQ(answer.timeUs, -1);
     client.service()->setRxRender(1, kRate, 2);
     ASSERT_TRUE(client.poll(&answer));
-    EXPECT_EQ(kStateOff, answer.state);
+    EXPECT_EQ(answer.state, kStateOff);
     const int64_t recordUs = nowUs();
     client.service()->setRxRecord(true);
     ASSERT_TRUE(client.poll(&answer));
-    EXPECT_EQ(kStateNoBlock, answer.state);
+    EXPECT_EQ(answer.state, kStateNoBlock);
 
     ASSERT_TRUE(client.pollFrames(kRate));
-    EXPECT_EQ(0U, rampBreaks(client.samples(), 2));
+    EXPECT_EQ(rampBreaks(client.samples(), 2), 0U);
     const int64_t firstUs = client.blocks().front().timeUs;
     EXPECT_GE(firstUs, recordUs);
     int64_t frames = 0;
     for (const RxAnswer& block : client.blocks()) {
-        EXPECT_EQ(kRate, block.sampleRate);
-        EXPECT_EQ(2, block.channels);
+        EXPECT_EQ(block.sampleRate, kRate);
+        EXPECT_EQ(block.channels, 2);
         // The service's clock is the sound's, with a little jitter.
         EXPECT_NEAR(firstUs + frames * 1000000 / kRate, block.timeUs, 1100);
         frames += static_cast<int64_t>(block.samples.size()) / 2;
@@ -201,26 +201,26 @@ TEST_F(HdmiSoundTest, GivesBlocksInTimeAndWithoutGaps) {
     // Nothing is given before it was captured.
     EXPECT_LE(firstUs + frames * 1000000 / kRate, nowUs() + 1000);
     EXPECT_EQ(client.blocks().size(), oxa::host::hdmiSoundFigures().blocks);
-    EXPECT_EQ(0U, oxa::host::hdmiSoundFigures().dropped);
+    EXPECT_EQ(oxa::host::hdmiSoundFigures().dropped, 0U);
 
     client.stop();
     EXPECT_FALSE(oxa::host::hdmiSoundFigures().capturing);
     ASSERT_TRUE(client.poll(&answer));
-    EXPECT_EQ(kStateOff, answer.state);
+    EXPECT_EQ(answer.state, kStateOff);
 }
 
-TEST_F(HdmiSoundTest, TellsTheClientThatItWasLate) {
+TEST_F(HdmiSoundTest, tellsTheClientThatItWasLate) {
     useSource(rampSource(kRate));
     RxClient client;
     client.start(1);
     ASSERT_TRUE(waitFor([] { return oxa::host::hdmiSoundFigures().dropped > 2; }));
     ASSERT_TRUE(client.pollFrames(40 * 1024));
-    EXPECT_EQ(kStateAfterLoss, client.blocks().front().state);
+    EXPECT_EQ(client.blocks().front().state, kStateAfterLoss);
     const auto later = [](const RxAnswer& block) { return block.state == 0; };
     EXPECT_TRUE(std::any_of(client.blocks().begin(), client.blocks().end(), later));
 }
 
-TEST_F(HdmiSoundTest, GoesOnWithAnotherSampleRate) {
+TEST_F(HdmiSoundTest, goesOnWithAnotherSampleRate) {
     const auto heard = oxa::host::useSoundRecording(SIZE_MAX);
     const auto hears = [&](int sampleRate) {
         const auto blocks = heard->blocks();
@@ -238,19 +238,19 @@ TEST_F(HdmiSoundTest, GoesOnWithAnotherSampleRate) {
     ASSERT_TRUE(client.pollUntil([&] { return client.blocks().size() > change + 10; }));
     for (size_t i = change; i < client.blocks().size(); ++i) {
         const RxAnswer& block = client.blocks()[i];
-        EXPECT_EQ(32000, block.sampleRate);
-        EXPECT_EQ(2, block.channels) << "of a source with one";
+        EXPECT_EQ(block.sampleRate, 32000);
+        EXPECT_EQ(block.channels, 2) << "of a source with one";
         EXPECT_GT(block.timeUs, client.blocks()[i - 1].timeUs);
     }
     const Sound sound = soundFromPcm(client.samples(change), 2, 32000);
-    EXPECT_NEAR(1000, dominantFrequency(sound.channel(0), 32000), 2);
+    EXPECT_NEAR(dominantFrequency(sound.channel(0), 32000), 1000, 2);
     EXPECT_TRUE(client.pollUntil([&] { return hears(32000); })) << "whoever monitors it";
     oxa::host::useNullSound();
     oxa::host::setHdmiSoundChannels(1);
     EXPECT_TRUE(client.pollUntil([&] { return client.blocks().back().channels == 1; }));
 }
 
-TEST_F(HdmiSoundTest, ServiceThatIsSlowTakesItsTimeUntilItDies) {
+TEST_F(HdmiSoundTest, serviceThatIsSlowTakesItsTimeUntilItDies) {
     useSource(rampSource(kRate));
     RxClient client;
     RxAnswer answer;
@@ -268,7 +268,7 @@ TEST_F(HdmiSoundTest, ServiceThatIsSlowTakesItsTimeUntilItDies) {
     EXPECT_LT(polling.get(), 60'000'000);
 }
 
-TEST_F(HdmiSoundTest, TellsOnceThatNothingComesAndGoesOnInThePresent) {
+TEST_F(HdmiSoundTest, tellsOnceThatNothingComesAndGoesOnInThePresent) {
     ClipOptions options;
     options.video = false;
     options.extension = "wav";
@@ -276,12 +276,12 @@ TEST_F(HdmiSoundTest, TellsOnceThatNothingComesAndGoesOnInThePresent) {
     options.seconds = 20;
     const std::string path = mRoot.file("late.wav");
     useSource(path);
-    EXPECT_NE("", oxa::host::hdmiSoundError(path));
+    EXPECT_NE(oxa::host::hdmiSoundError(path), "");
     RxClient client;
     client.start(1);
     ASSERT_TRUE(client.pollUntil([&] { return faults(ENODEV) == 1; }));
     std::filesystem::copy(sineClip({1000}, 0.5, options), path);
-    EXPECT_EQ("", oxa::host::hdmiSoundError(path));
+    EXPECT_EQ(oxa::host::hdmiSoundError(path), "");
     ASSERT_TRUE(client.pollFrames(4096));
 
     oxa::host::loseHdmiSound(true);
@@ -289,7 +289,7 @@ TEST_F(HdmiSoundTest, TellsOnceThatNothingComesAndGoesOnInThePresent) {
     oxa::host::loseHdmiSound(false);
     client.forget();
     ASSERT_TRUE(client.pollFrames(20000));
-    EXPECT_EQ(2, faults(ENODEV));
+    EXPECT_EQ(faults(ENODEV), 2);
 
     for (int stalls = 1; stalls <= 2; ++stalls) {
         oxa::host::stallHdmiSound(true);
@@ -307,15 +307,15 @@ TEST_F(HdmiSoundTest, TellsOnceThatNothingComesAndGoesOnInThePresent) {
 }
 
 // A pipe that nobody writes cannot be opened, and whoever opens it cannot be interrupted.
-TEST_F(HdmiSoundTest, StopsWhileItsSourceIsStuckAndTellsTheEndOfAnother) {
+TEST_F(HdmiSoundTest, stopsWhileItsSourceIsStuckAndTellsTheEndOfAnother) {
     const std::string path = mRoot.file("pipe.wav");
-    ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     useSource(path);
     RxClient client;
     client.start(1);
     RxAnswer answer;
     ASSERT_TRUE(client.poll(&answer));
-    EXPECT_EQ(kStateNoBlock, answer.state);
+    EXPECT_EQ(answer.state, kStateNoBlock);
     client.stop();
     EXPECT_FALSE(oxa::host::hdmiSoundFigures().capturing);
     // Lets the thread go on, and find that it is not wanted any more.
@@ -325,7 +325,7 @@ TEST_F(HdmiSoundTest, StopsWhileItsSourceIsStuckAndTellsTheEndOfAnother) {
     useSource(rampSource(kRate, "mono", 0.5));
     client.start(1);
     EXPECT_TRUE(client.pollFrames(4096));
-    EXPECT_EQ(0, faults(ENODEV));
+    EXPECT_EQ(faults(ENODEV), 0);
     // This one ends.
     ASSERT_TRUE(client.pollUntil([&] { return faults(0) == 1; }));
     EXPECT_TRUE(mFaults.faults().back().ended);
@@ -335,7 +335,7 @@ TEST_F(HdmiSoundTest, StopsWhileItsSourceIsStuckAndTellsTheEndOfAnother) {
 class DeathWatch : public hardware::hidl_death_recipient {
   public:
     void serviceDied(uint64_t cookie, const wp<hidl::base::V1_0::IBase>& who) override {
-        EXPECT_EQ(7U, cookie);
+        EXPECT_EQ(cookie, 7U);
         mWho = who.unsafe_get();
         ++mDeaths;
     }
@@ -343,7 +343,7 @@ class DeathWatch : public hardware::hidl_death_recipient {
     std::atomic<const void*> mWho{nullptr};
 };
 
-TEST_F(HdmiSoundTest, ServiceThatDiesIsNoticed) {
+TEST_F(HdmiSoundTest, serviceThatDiesIsNoticed) {
     useSource(rampSource(kRate));
     RxClient client;
     client.start(1);
@@ -359,14 +359,14 @@ TEST_F(HdmiSoundTest, ServiceThatDiesIsNoticed) {
     // Comes back when the service is dead.
     EXPECT_TRUE(client.pollUntil([] { return false; }));
     killer.join();
-    EXPECT_EQ(1, watch->mDeaths);
+    EXPECT_EQ(watch->mDeaths, 1);
     EXPECT_EQ(static_cast<hidl::base::V1_0::IBase*>(client.service().get()), watch->mWho);
-    EXPECT_EQ(0, unlinked->mDeaths);
-    EXPECT_EQ(1, faults(EPIPE));
+    EXPECT_EQ(unlinked->mDeaths, 0);
+    EXPECT_EQ(faults(EPIPE), 1);
     EXPECT_TRUE(client.service()->setRxRender(1, kRate, 2).isDeadObject());
     EXPECT_TRUE(client.service()->registerRxCallback(kPid, nullptr).isDeadObject());
     EXPECT_FALSE(client.service()->linkToDeath(watch, 9).withDefault(false));
-    EXPECT_EQ(nullptr, IAudioUtil::getService("default", false));
+    EXPECT_EQ(IAudioUtil::getService("default", false), nullptr);
 }
 
 struct PlugCallback : public vendor::oxa::audioutil::V1_0::IAudioUtilCallback {
@@ -377,12 +377,12 @@ struct PlugCallback : public vendor::oxa::audioutil::V1_0::IAudioUtilCallback {
     std::atomic<int> events{0};
 };
 
-TEST_F(HdmiSoundTest, TellsOfThePlugUntilTheCallbackIsRemoved) {
+TEST_F(HdmiSoundTest, tellsOfThePlugUntilTheCallbackIsRemoved) {
     oxa::host::HdmiReceiverOptions options;
     options.deviceRoot = mRoot.path();
     std::string error;
     const auto receiver = oxa::host::SimulatedHdmiReceiver::create(options, &error);
-    ASSERT_NE(nullptr, receiver) << error;
+    ASSERT_NE(receiver, nullptr) << error;
     const sp<IAudioUtil> service = IAudioUtil::getService("default", false);
     const sp<PlugCallback> callback = new PlugCallback;
     const sp<PlugCallback> other = new PlugCallback;
@@ -393,14 +393,14 @@ TEST_F(HdmiSoundTest, TellsOfThePlugUntilTheCallbackIsRemoved) {
     service->removeRxCallback(kPid);
     receiver->plug();
     EXPECT_TRUE(waitFor([&] { return other->events == 2; }));
-    EXPECT_EQ(1, callback->events);
-    EXPECT_EQ(1, callback->getStrongCount()) << "nobody but the test holds it";
+    EXPECT_EQ(callback->events, 1);
+    EXPECT_EQ(callback->getStrongCount(), 1) << "nobody but the test holds it";
 }
 
-TEST_F(HdmiSoundTest, TellsThatThereIsNoReceiver) {
+TEST_F(HdmiSoundTest, tellsThatThereIsNoReceiver) {
     RxClient client;
     client.start();
-    EXPECT_EQ(1, faults(ENODEV));
+    EXPECT_EQ(faults(ENODEV), 1);
 }
 
 }  // namespace

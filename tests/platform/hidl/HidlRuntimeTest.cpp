@@ -44,11 +44,11 @@ hidl_memory allocate(uint64_t size) {
                 memory = made;
             });
     EXPECT_TRUE(answer.isOk());
-    EXPECT_EQ(1, calls);
+    EXPECT_EQ(calls, 1);
     return memory;
 }
 
-TEST(SharedMemoryTest, CopiesHaveDescriptorsOfTheirOwnAndMovesHandThemOver) {
+TEST(SharedMemoryTest, copiesHaveDescriptorsOfTheirOwnAndMovesHandThemOver) {
     hidl_memory memory = allocate(kSize);
     ASSERT_TRUE(memory.valid());
     const int fd = descriptorOf(memory);
@@ -73,24 +73,24 @@ TEST(SharedMemoryTest, CopiesHaveDescriptorsOfTheirOwnAndMovesHandThemOver) {
     const sp<Mapping> mapping = mapMemory(memory);
     memory = hidl_memory();
     EXPECT_FALSE(isOpen(fd));
-    ASSERT_NE(nullptr, mapping);
-    EXPECT_EQ(kSize, static_cast<uint64_t>(mapping->getSize()));
+    ASSERT_NE(mapping, nullptr);
+    EXPECT_EQ(static_cast<uint64_t>(mapping->getSize()), kSize);
     auto* const last = static_cast<char*>(static_cast<void*>(mapping->getPointer())) + kSize - 1;
-    EXPECT_EQ(0, *last);
+    EXPECT_EQ(*last, 0);
     *last = 1;
 }
 
-TEST(SharedMemoryTest, FailsWithoutMemory) {
+TEST(SharedMemoryTest, failsWithoutMemory) {
     for (const uint64_t size : {UINT64_C(0), UINT64_C(1) << 40}) {
         const hidl_memory none = allocate(size);
         EXPECT_FALSE(none.valid());
-        EXPECT_EQ(nullptr, mapMemory(none));
+        EXPECT_EQ(mapMemory(none), nullptr);
     }
     const hidl_memory memory = allocate(kSize);
-    EXPECT_EQ(nullptr, mapMemory(hidl_memory("other", memory.handle(), kSize)));
-    EXPECT_EQ(nullptr, mapMemory(hidl_memory("ashmem", memory.handle(), 0)));
-    EXPECT_EQ(nullptr, IAllocator::getService("other"));
-    EXPECT_EQ(nullptr, IAllocator::getService());
+    EXPECT_EQ(mapMemory(hidl_memory("other", memory.handle(), kSize)), nullptr);
+    EXPECT_EQ(mapMemory(hidl_memory("ashmem", memory.handle(), 0)), nullptr);
+    EXPECT_EQ(IAllocator::getService("other"), nullptr);
+    EXPECT_EQ(IAllocator::getService(), nullptr);
 }
 
 class Callback : public IAudioUtilCallback {
@@ -98,24 +98,23 @@ class Callback : public IAudioUtilCallback {
     Return<void> handleEvent(int32_t /*event*/) override { return Void(); }
 };
 
-TEST(ServiceTest, NeedsANameAndIsCastOnlyToItsInterface) {
+TEST(ServiceTest, needsANameAndIsCastOnlyToItsInterface) {
     oxa::host::startHdmiSoundService();
     const sp<IAudioUtil> named = IAudioUtil::getService("default", false);
-    EXPECT_NE(OK, named->registerAsService(""));
+    EXPECT_NE(named->registerAsService(""), OK);
     const sp<IBase> service = named;
     const sp<IBase> callback = new Callback;
     EXPECT_EQ(service, sp<IAudioUtil>(IAudioUtil::castFrom(service)));
-    EXPECT_EQ(nullptr, sp<IAudioUtil>(IAudioUtil::castFrom(callback)));
-    EXPECT_EQ(nullptr, sp<IAudioUtilCallback>(IAudioUtilCallback::castFrom(service)));
-    EXPECT_EQ(nullptr, sp<IAudioUtil>(IAudioUtil::castFrom(sp<IBase>())));
+    EXPECT_EQ(sp<IAudioUtil>(IAudioUtil::castFrom(callback)), nullptr);
+    EXPECT_EQ(sp<IAudioUtilCallback>(IAudioUtilCallback::castFrom(service)), nullptr);
+    EXPECT_EQ(sp<IAudioUtil>(IAudioUtil::castFrom(sp<IBase>())), nullptr);
     hidl_vec<hidl_string> chain;
     EXPECT_TRUE(service->interfaceChain([&](const auto& names) { chain = names; }).isOk());
-    EXPECT_EQ((hidl_vec<hidl_string>{"vendor.oxa.audioutil@1.0::IAudioUtil",
-                                     "android.hidl.base@1.0::IBase"}),
-              chain);
+    EXPECT_EQ(chain, (hidl_vec<hidl_string>{"vendor.oxa.audioutil@1.0::IAudioUtil",
+                                            "android.hidl.base@1.0::IBase"}));
 }
 
-TEST(HidlValues, AreThoseOfAndroid) {
+TEST(HidlValues, areThoseOfAndroid) {
     char kept[] = "kept";
     hidl_string external;
     external.setToExternal(kept, 4);
@@ -123,17 +122,17 @@ TEST(HidlValues, AreThoseOfAndroid) {
     std::ostringstream shown;
     shown << external;
     kept[0] = 'K';
-    EXPECT_STREQ("Kept", external.c_str());
-    EXPECT_STREQ("Kept", hidl_string(std::move(external)).c_str());
-    EXPECT_STREQ("kept", copy.c_str());
-    EXPECT_EQ("kept", shown.str());
+    EXPECT_STREQ(external.c_str(), "Kept");
+    EXPECT_STREQ(hidl_string(std::move(external)).c_str(), "Kept");
+    EXPECT_STREQ(copy.c_str(), "kept");
+    EXPECT_EQ(shown.str(), "kept");
     EXPECT_TRUE(copy < "kepu" && !(copy < "kept") && copy <= "kept" && !(copy <= "k"));
     EXPECT_TRUE(copy > "k" && !(copy > "kept") && "kept" >= copy && !("k" >= copy));
     const std::vector<int> range = {1, 2, 3};
     const hidl_vec<int> items(range.begin(), range.end());
-    EXPECT_EQ(3u, items.size());
+    EXPECT_EQ(items.size(), 3u);
     EXPECT_TRUE(items.contains(2) && !items.contains(4));
-    EXPECT_EQ(2, items.find(3) - items.begin());
+    EXPECT_EQ(items.find(3) - items.begin(), 2);
     EXPECT_EQ(items.end(), items.find(4));
     EXPECT_DEATH(hidl_string().setToExternal("ab", 1), "does not end");
 }
@@ -143,7 +142,7 @@ Status dead() {
 }
 
 // Who has asked for the error has seen it, in whatever way; moving hands the duty on.
-TEST(HidlAnswers, AFailedCallThatWasLookedAtIsHarmless) {
+TEST(HidlAnswers, aFailedCallThatWasLookedAtIsHarmless) {
     (void)Return<void>(dead()).isOk();
     (void)Return<void>(dead()).isDeadObject();
     EXPECT_FALSE(Return<bool>(dead()).withDefault(false));
@@ -155,7 +154,7 @@ TEST(HidlAnswers, AFailedCallThatWasLookedAtIsHarmless) {
     EXPECT_TRUE(fine.isDeadObject());
 }
 
-TEST(HidlAnswersDeathTest, AFailedCallThatNobodyLookedAtEndsTheProcess) {
+TEST(HidlAnswersDeathTest, aFailedCallThatNobodyLookedAtEndsTheProcess) {
     constexpr void (*kUses[])() = {
             [] { Return<void> failed = dead(); }, [] { (void)Return<void>(dead()).description(); },
             [] {

@@ -56,7 +56,7 @@ size_t bytes(const RxBlock& block) {
     return block.samples.size() * sizeof(int16_t);
 }
 
-TEST(RxBlockQueueTest, CutsSoundIntoBlocksThatKeepUpWithThePolls) {
+TEST(RxBlockQueueTest, cutsSoundIntoBlocksThatKeepUpWithThePolls) {
     const struct {
         int sampleRate, channels;
         size_t blockBytes;
@@ -73,9 +73,9 @@ TEST(RxBlockQueueTest, CutsSoundIntoBlocksThatKeepUpWithThePolls) {
         for (const size_t piece : {100, 5000, 1, 1023, 4096, 9000, 333}) {
             feed.add(piece);
             for (const RxBlock& block : takeAll(&queue)) {
-                EXPECT_EQ(shape.blockBytes, bytes(block));
-                EXPECT_EQ(shape.channels, block.channels);
-                EXPECT_EQ(shape.sampleRate, block.sampleRate);
+                EXPECT_EQ(bytes(block), shape.blockBytes);
+                EXPECT_EQ(block.channels, shape.channels);
+                EXPECT_EQ(block.sampleRate, shape.sampleRate);
                 const int64_t dueUs =
                         kStartUs + static_cast<int64_t>(frames) * 1000000 / shape.sampleRate;
                 EXPECT_GE(block.timeUs, dueUs);
@@ -87,12 +87,12 @@ TEST(RxBlockQueueTest, CutsSoundIntoBlocksThatKeepUpWithThePolls) {
             }
         }
         EXPECT_GT(frames, 0U);
-        EXPECT_EQ(0U, rampBreaks(all, shape.channels));
-        EXPECT_EQ(0U, queue.dropped());
+        EXPECT_EQ(rampBreaks(all, shape.channels), 0U);
+        EXPECT_EQ(queue.dropped(), 0U);
     }
 }
 
-TEST(RxBlockQueueTest, BeginsWithTheFirstSampleAfterItsTime) {
+TEST(RxBlockQueueTest, beginsWithTheFirstSampleAfterItsTime) {
     RxBlockQueue queue;
     queue.begin(kStartUs + 50000);
     Feed feed(&queue, 48000, 1);
@@ -100,11 +100,11 @@ TEST(RxBlockQueueTest, BeginsWithTheFirstSampleAfterItsTime) {
         feed.add(1000);
     const std::vector<RxBlock> blocks = takeAll(&queue);
     ASSERT_FALSE(blocks.empty());
-    EXPECT_EQ(2400, blocks.front().samples.front());
-    EXPECT_NEAR(kStartUs + 50000, blocks.front().timeUs, kJitterUs);
+    EXPECT_EQ(blocks.front().samples.front(), 2400);
+    EXPECT_NEAR(blocks.front().timeUs, kStartUs + 50000, kJitterUs);
 }
 
-TEST(RxBlockQueueTest, GivesWhatCameBeforeAGapAndTheTimesAfterIt) {
+TEST(RxBlockQueueTest, givesWhatCameBeforeAGapAndTheTimesAfterIt) {
     RxBlockQueue queue;
     queue.begin(kStartUs);
     Feed feed(&queue, 48000, 1);
@@ -114,14 +114,14 @@ TEST(RxBlockQueueTest, GivesWhatCameBeforeAGapAndTheTimesAfterIt) {
     feed.skip(300000);
     feed.add(1024);
     const std::vector<RxBlock> blocks = takeAll(&queue);
-    ASSERT_EQ(3U, blocks.size());
-    EXPECT_EQ(1024U, blocks[0].samples.size());
-    EXPECT_EQ(576U, blocks[1].samples.size());
-    EXPECT_EQ(1600, blocks[2].samples.front());
-    EXPECT_NEAR(kStartUs + 303000 + 1600 * 1000 / 48, blocks[2].timeUs, kJitterUs);
+    ASSERT_EQ(blocks.size(), 3U);
+    EXPECT_EQ(blocks[0].samples.size(), 1024U);
+    EXPECT_EQ(blocks[1].samples.size(), 576U);
+    EXPECT_EQ(blocks[2].samples.front(), 1600);
+    EXPECT_NEAR(blocks[2].timeUs, kStartUs + 303000 + 1600 * 1000 / 48, kJitterUs);
 }
 
-TEST(RxBlockQueueTest, NeverMixesFormatsInABlock) {
+TEST(RxBlockQueueTest, neverMixesFormatsInABlock) {
     RxBlockQueue queue;
     queue.begin(kStartUs);
     Feed(&queue, 48000, 2).add(1000);
@@ -129,14 +129,14 @@ TEST(RxBlockQueueTest, NeverMixesFormatsInABlock) {
     other.skip(1000 * 1000000 / 48000);  // no gap that would end the block
     other.add(2000);
     const std::vector<RxBlock> blocks = takeAll(&queue);
-    ASSERT_EQ(2U, blocks.size());
-    EXPECT_EQ(48000, blocks[0].sampleRate);
-    EXPECT_EQ(2000U, blocks[0].samples.size());
-    EXPECT_EQ(44100, blocks[1].sampleRate);
-    EXPECT_EQ(2048U, blocks[1].samples.size());
+    ASSERT_EQ(blocks.size(), 2U);
+    EXPECT_EQ(blocks[0].sampleRate, 48000);
+    EXPECT_EQ(blocks[0].samples.size(), 2000U);
+    EXPECT_EQ(blocks[1].sampleRate, 44100);
+    EXPECT_EQ(blocks[1].samples.size(), 2048U);
 }
 
-TEST(RxBlockQueueTest, GivesALargeBlockInParts) {
+TEST(RxBlockQueueTest, givesALargeBlockInParts) {
     RxBlockQueue queue;
     queue.begin(kStartUs);
     Feed feed(&queue, 48000, 2);
@@ -144,10 +144,10 @@ TEST(RxBlockQueueTest, GivesALargeBlockInParts) {
     RxBlock block;
     EXPECT_FALSE(queue.take(3, &block));
     const std::vector<RxBlock> parts = takeAll(&queue, 1602);
-    ASSERT_EQ(3U, parts.size());
-    EXPECT_EQ(1600U, bytes(parts[0]));
-    EXPECT_EQ(4096U, bytes(parts[0]) + bytes(parts[1]) + bytes(parts[2]));
-    EXPECT_EQ(400, parts[1].samples.front());
+    ASSERT_EQ(parts.size(), 3U);
+    EXPECT_EQ(bytes(parts[0]), 1600U);
+    EXPECT_EQ(bytes(parts[0]) + bytes(parts[1]) + bytes(parts[2]), 4096U);
+    EXPECT_EQ(parts[1].samples.front(), 400);
     EXPECT_EQ(parts[0].timeUs + 400 * 1000 / 48, parts[1].timeUs);
 }
 

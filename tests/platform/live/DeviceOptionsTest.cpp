@@ -26,7 +26,7 @@ const std::vector<V4l2Mode> kWebcam = {
 
 // The wrong choice gives 5 pictures a second where 30 were asked for, or costs decoding for
 // nothing.
-TEST(DeviceOptions, AreUncompressedPicturesIfTheseAreFastEnough) {
+TEST(DeviceOptions, areUncompressedPicturesIfTheseAreFastEnough) {
     const struct {
         int width, height, rate;
         uint32_t format;
@@ -37,43 +37,43 @@ TEST(DeviceOptions, AreUncompressedPicturesIfTheseAreFastEnough) {
     for (const auto& c : kCases) {
         SCOPED_TRACE(std::to_string(c.height) + " rows at " + std::to_string(c.rate));
         const V4l2Mode* const mode = chooseV4l2Mode(kWebcam, c.width, c.height, c.rate);
-        ASSERT_NE(nullptr, mode);
-        EXPECT_EQ(c.format, mode->format);
-        EXPECT_EQ(c.width == 0 ? 1920 : c.width, mode->width);
+        ASSERT_NE(mode, nullptr);
+        EXPECT_EQ(mode->format, c.format);
+        EXPECT_EQ(mode->width, c.width == 0 ? 1920 : c.width);
         EXPECT_NE(AV_PIX_FMT_NONE == av_get_pix_fmt(v4l2FormatName(mode->format)),
                   mode->format != V4L2_PIX_FMT_MJPEG);
     }
-    EXPECT_EQ(nullptr, chooseV4l2Mode(kWebcam, 800, 600, 30));
+    EXPECT_EQ(chooseV4l2Mode(kWebcam, 800, 600, 30), nullptr);
 }
 
-TEST(DeviceOptions, NameWhatIsWantedOfSound) {
+TEST(DeviceOptions, nameWhatIsWantedOfSound) {
     LiveSource source;
     std::string error;
     ASSERT_TRUE(parseLiveSource("alsa:hw:1,0", &source, &error));
-    EXPECT_EQ("hw:1,0", source.name);
+    EXPECT_EQ(source.name, "hw:1,0");
     EXPECT_TRUE(source.isDevice());
     LiveOptions options;
     options.kind = LiveKind::kSound;
     DeviceOptions result;
-    ASSERT_EQ(0, source.scheme->ask(source.name, options, &result));
-    EXPECT_STREQ("alsa", source.scheme->device);
+    ASSERT_EQ(source.scheme->ask(source.name, options, &result), 0);
+    EXPECT_STREQ(source.scheme->device, "alsa");
     EXPECT_TRUE(result.settings.empty());
 
     ASSERT_TRUE(parseLiveSource("pulse:alsa_input.usb", &source, &error));
     options.channels = 2;
     options.sampleRate = 44100;
-    ASSERT_EQ(0, source.scheme->ask(source.name, options, &result));
-    EXPECT_STREQ("pulse", source.scheme->device);
+    ASSERT_EQ(source.scheme->ask(source.name, options, &result), 0);
+    EXPECT_STREQ(source.scheme->device, "pulse");
     const std::map<std::string, std::string> wanted = {{"channels", "2"}, {"sample_rate", "44100"}};
-    EXPECT_EQ(wanted, result.settings);
+    EXPECT_EQ(result.settings, wanted);
 }
 
-TEST(LiveSource, TakesWhatHasNoKnownSchemeAsAFile) {
+TEST(LiveSource, takesWhatHasNoKnownSchemeAsAFile) {
     LiveSource source;
     std::string error;
     for (const char* path : {"clip.mp4", "/a/v4l2:b.ts", "odd:name.mkv", "V4L2:/dev/video0"}) {
         ASSERT_TRUE(parseLiveSource(path, &source, &error));
-        EXPECT_STREQ("", source.scheme->prefix) << path;
+        EXPECT_STREQ(source.scheme->prefix, "") << path;
         EXPECT_EQ(path, source.name);
         EXPECT_FALSE(source.isDevice());
     }
@@ -81,13 +81,13 @@ TEST(LiveSource, TakesWhatHasNoKnownSchemeAsAFile) {
 
 // Sound cards stamp on the wall clock and cameras on the monotonic one; taking one for the other
 // puts sound years away from its picture.
-TEST(DeviceOptions, BringStampsToTheMonotonicClock) {
+TEST(DeviceOptions, bringStampsToTheMonotonicClock) {
     constexpr int64_t kNowUs = 5000000000;
     constexpr int64_t kWallUs = 1700000000000000;
-    EXPECT_EQ(kNowUs - 20000, monotonicTimeOf(kNowUs - 20000, kNowUs, kWallUs));
-    EXPECT_EQ(kNowUs - 20000, monotonicTimeOf(kWallUs + kNowUs - 20000, kNowUs, kWallUs));
-    EXPECT_EQ(kNowUs, monotonicTimeOf(123, kNowUs, kWallUs));
-    EXPECT_EQ(kNowUs, monotonicTimeOf(AV_NOPTS_VALUE, kNowUs, kWallUs));
+    EXPECT_EQ(monotonicTimeOf(kNowUs - 20000, kNowUs, kWallUs), kNowUs - 20000);
+    EXPECT_EQ(monotonicTimeOf(kWallUs + kNowUs - 20000, kNowUs, kWallUs), kNowUs - 20000);
+    EXPECT_EQ(monotonicTimeOf(123, kNowUs, kWallUs), kNowUs);
+    EXPECT_EQ(monotonicTimeOf(AV_NOPTS_VALUE, kNowUs, kWallUs), kNowUs);
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ LiveOptions optionsFor(const std::string& source, LiveKind kind = LiveKind::kPic
 std::unique_ptr<LiveReader> startReader(const LiveOptions& options) {
     std::string error;
     std::unique_ptr<LiveReader> reader = LiveReader::open(options, &error);
-    EXPECT_NE(nullptr, reader) << error;
+    EXPECT_NE(reader, nullptr) << error;
     if (reader != nullptr) reader->start();
     return reader;
 }
@@ -48,16 +48,16 @@ std::vector<Seen> readPictures(LiveReader* reader, size_t count) {
 
 // What a reader gets is decided by the source's clock, whenever it starts: else sound and picture
 // of one source would be as far apart as their readers' starts.
-TEST(LiveReader, JoinsWhatAnotherReaderHasBegun) {
+TEST(LiveReader, joinsWhatAnotherReaderHasBegun) {
     const std::string source =
             "lavfi:" + numberedPictures(25) + "[out0];" + timedSound() + "[out1]";
     const auto pictures = startReader(optionsFor(source));
     const std::vector<Seen> seen = readPictures(pictures.get(), 8);
-    ASSERT_EQ(8u, seen.size());
+    ASSERT_EQ(seen.size(), 8u);
     const int64_t startUs = nowUs();
     const auto sound = startReader(optionsFor(source, LiveKind::kSound));
     LiveBlock block;
-    ASSERT_EQ(LiveResult::kOk, sound->read(&block));
+    ASSERT_EQ(sound->read(&block), LiveResult::kOk);
     EXPECT_GE(block.timeUs, startUs - 1000) << "sound from before the start";
     EXPECT_NEAR(static_cast<double>(block.timeUs - seen[0].timeUs),
                 static_cast<double>(timeOfSampleUs(block.samples[0])), 1000)
@@ -65,18 +65,18 @@ TEST(LiveReader, JoinsWhatAnotherReaderHasBegun) {
 }
 
 // A list that a stranger made must not decide what of this computer's files is recorded.
-TEST(LiveReader, OpensNothingThatAFileRefersTo) {
+TEST(LiveReader, opensNothingThatAFileRefersTo) {
     const TempDir folder;
     ASSERT_TRUE(writeFile(folder.file("clip.mp4"), readFile(mediaPath("bunny_480p_hevc.mp4"))));
-    EXPECT_NE(nullptr, startReader(optionsFor(folder.file("clip.mp4"))));
+    EXPECT_NE(startReader(optionsFor(folder.file("clip.mp4"))), nullptr);
     const std::string list = folder.file("list.ffconcat");
     ASSERT_TRUE(writeFile(list, "ffconcat version 1.0\nfile 'clip.mp4'\n"));
     std::string error;
-    EXPECT_EQ(nullptr, LiveReader::open(optionsFor(list), &error));
+    EXPECT_EQ(LiveReader::open(optionsFor(list), &error), nullptr);
 }
 
 // Uneven thinning would make a 25 Hz recording of a 60 Hz source stutter.
-TEST(LiveReader, ThinsPicturesEvenly) {
+TEST(LiveReader, thinsPicturesEvenly) {
     const struct {
         int sourceRate, wantedRate;
         std::vector<int> kept;  // the first pictures that are kept
@@ -91,25 +91,25 @@ TEST(LiveReader, ThinsPicturesEvenly) {
     }
 }
 
-TEST(LiveReader, BeginsAFileAgainInStep) {
+TEST(LiveReader, beginsAFileAgainInStep) {
     ClipOptions clip;
     clip.seconds = 0.4;
     LiveOptions options = optionsFor(testClip(clip));
     options.repeat = true;
     const std::vector<Seen> seen = readPictures(startReader(options).get(), 22);
-    ASSERT_EQ(22u, seen.size());
+    ASSERT_EQ(seen.size(), 22u);
     for (size_t i = 1; i < seen.size(); ++i) {
-        EXPECT_NEAR(40000, static_cast<double>(seen[i].timeUs - seen[i - 1].timeUs), 25000) << i;
+        EXPECT_NEAR(static_cast<double>(seen[i].timeUs - seen[i - 1].timeUs), 40000, 25000) << i;
     }
 }
 
 // After a stall the source is where it would be without; nothing is made up for.
-TEST(LiveReader, GoesOnWithThePresentAfterAStall) {
+TEST(LiveReader, goesOnWithThePresentAfterAStall) {
     LiveOptions options = optionsFor("lavfi:" + numberedPictures(50));
     options.control = new LiveControl;
     const auto reader = startReader(options);
     const std::vector<Seen> before = readPictures(reader.get(), 3);
-    ASSERT_EQ(3u, before.size());
+    ASSERT_EQ(before.size(), 3u);
     options.control->setStalled(true);
     std::vector<Seen> after;
     std::thread reading([&] { after = readPictures(reader.get(), 3); });
@@ -117,7 +117,7 @@ TEST(LiveReader, GoesOnWithThePresentAfterAStall) {
     EXPECT_TRUE(waitFor([&] { return nowUs() >= stallEndUs; }));
     options.control->setStalled(false);
     reading.join();
-    ASSERT_EQ(3u, after.size());
+    ASSERT_EQ(after.size(), 3u);
     EXPECT_GE(after[0].timeUs, stallEndUs) << "a picture from within the stall";
     for (const Seen& seen : after) {
         EXPECT_GE(seen.arrivalUs, seen.timeUs) << "a picture came before its time";
@@ -127,15 +127,15 @@ TEST(LiveReader, GoesOnWithThePresentAfterAStall) {
 
 // Who does not read for long finds the present, not an ever growing backlog; what is left out is
 // counted.
-TEST(LiveReader, LeavesOutWhatIsLongPast) {
+TEST(LiveReader, leavesOutWhatIsLongPast) {
     const auto reader = startReader(optionsFor("lavfi:" + numberedPictures(50)));
     const std::vector<Seen> first = readPictures(reader.get(), 1);
-    ASSERT_EQ(1u, first.size());
+    ASSERT_EQ(first.size(), 1u);
     const int64_t pauseEndUs = nowUs() + 1300000;
     EXPECT_TRUE(waitFor([&] { return nowUs() >= pauseEndUs; }));
-    EXPECT_EQ(0u, reader->late());
+    EXPECT_EQ(reader->late(), 0u);
     const std::vector<Seen> after = readPictures(reader.get(), 2);
-    ASSERT_EQ(2u, after.size());
+    ASSERT_EQ(after.size(), 2u);
     EXPECT_GE(reader->late(), 10u);
     EXPECT_EQ(static_cast<uint64_t>(after[1].number - after[0].number - 1), reader->late());
     EXPECT_EQ(first[0].timeUs + after[1].number * 20000, after[1].timeUs);
