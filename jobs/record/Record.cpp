@@ -132,8 +132,9 @@ void RecordWork::handleWhileWaiting(const JobEvent& event, bool* isOn) {
     listener.onSwitch(*isOn);
 }
 
-// In the shape that it has now.
+// In the shape that it has now. A player does not outlive a receiver whose driver knows no signal.
 bool RecordWork::isSourceThere() {
+    if (mSource.isHdmi() && !mSource.receiver()->isReady()) return false;
     if (mSource.hasAudio() && trySound(mSource)) return false;
     mFormat = {};
     if (chooseFormat()) return false;

@@ -128,6 +128,11 @@ class HdmiReceiver : public SimulatedHdmiReceiver {
         writeAllLocked();
     }
 
+    bool isReady() override {
+        AnnotatedLock lock(mLock);
+        return mPlugged && mFiles == DriverFiles::kRight;
+    }
+
     void loseAudio() override { setAudio(false); }
     void restoreAudio() override { setAudio(true); }
     void stall() override { mSignal->setStalled(true); }

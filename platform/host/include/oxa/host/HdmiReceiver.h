@@ -60,6 +60,8 @@ class SimulatedHdmiReceiver {
     virtual void setSampleRate(int sampleRate) = 0;
     // What the files say from now on, whatever happens to the signal.
     virtual void setDriverFiles(DriverFiles files) = 0;
+    // Whether the plug is in and the driver's files tell of its signal.
+    virtual bool isReady() = 0;
     // Sound stops coming, or comes again, while the picture goes on.
     virtual void loseAudio() = 0;
     virtual void restoreAudio() = 0;
