@@ -2,7 +2,7 @@
 # Copyright 2026 The Oxa Authors
 # SPDX-License-Identifier: Apache-2.0
 """Measures recordings of a simulated HDMI receiver: what is dropped, how far sound and picture are
-apart, and how much memory it takes."""
+apart, how long a picture is on its way, and how much memory it takes."""
 
 import argparse
 import array
@@ -16,6 +16,7 @@ import time
 from dataclasses import dataclass
 from pathlib import Path
 
+import delay
 import media
 import report
 from measure import run
@@ -26,6 +27,7 @@ RECORDED_RATE = 30
 SAMPLE_RATE = 48000
 SWITCH_ROUNDS, QUICK_SWITCH_ROUNDS = 10, 3
 MAX_SYNC_MS = 20
+MAX_DELAY_MS = 50
 MEMORY_SAMPLES_S = 1
 WHITE = 200  # mean brightness of a flash; the moving picture stays far below
 LOUD = 3000  # of 32767; the beeps are at half scale
@@ -153,12 +155,16 @@ def recording_row(source, arguments, folder):
     frames = media.work_in(output)["frames"]
     expected = seconds * RECORDED_RATE
     offsets = offsets_ms(output)
+    delays = delay.delays_ms(arguments.bin / "oxaplayer", source.width, source.height, seconds,
+                             arguments.preset, folder)
     if not offsets:
         raise SystemExit(f"record.py: no flash of {output.name} has a beep")
     return [source.name, arguments.preset, mark(result["dropped"], result["dropped"]),
             mark(f"{frames} of {expected}", frames != expected),
             *(mark(f"{offset:+.1f}", abs(offset) > MAX_SYNC_MS)
               for offset in (offsets[0], offsets[-1])),
+            f"{delays[len(delays) // 2]:.1f}", mark(f"{delays[len(delays) * 99 // 100]:.1f}",
+                                                    delays[len(delays) * 99 // 100] > MAX_DELAY_MS),
             f"{usage.cpu_s / usage.wall_s:.0%}", f"{usage.memory_mib:.0f}"]
 
 
@@ -191,7 +197,7 @@ def main():
     with tempfile.TemporaryDirectory(prefix="oxa-bench-") as home:
         folder = Path(home)
         print(report.grid(["source", "preset", "dropped", "pictures", "sound after picture, ms: "
-                           "first", "last", "CPU, of one core", "memory MiB"],
+                           "first", "last", "picture to sample, ms: p50", "p99", "CPU, of one core", "memory MiB"],
                           [recording_row(source, arguments, folder) for source in SOURCES],
                           arguments.markdown), end="\n\n")
         if arguments.long:
