@@ -49,7 +49,7 @@ std::optional<Failure> readCameraParameters(const CaptureSource& source,
     player->setCameraSource(source.place().camera(), String16(kClientName));
     const android::String8 text = player->getCameraParameters();
     player->cleanup();
-    if (text.isEmpty()) return cannotOpen(source, "it has no parameters");
+    if (text.length() == 0) return cannotOpen(source, "it has no parameters");
     parameters->unflatten(text);
     return std::nullopt;
 }

@@ -40,7 +40,7 @@ CameraDescription describeCamera(const LiveSource& source) {
     if (failure) {
         description.failure = *failure;
     } else {
-        description.parameters = pairsOf(parameters.flatten().string());
+        description.parameters = pairsOf(parameters.flatten().c_str());
     }
     return description;
 }

@@ -56,7 +56,7 @@ String8 CameraParameters::flatten() const {
 
 void CameraParameters::unflatten(const String8& params) {
     mValues.clear();
-    const char* text = params.string();
+    const char* text = params.c_str();
     for (;;) {
         const char* const equals = strchr(text, '=');
         if (equals == nullptr) return;
@@ -82,18 +82,18 @@ void CameraParameters::set(const char* key, const char* value) {
 }
 
 void CameraParameters::set(const char* key, int value) {
-    set(key, String8::format("%d", value).string());
+    set(key, String8::format("%d", value).c_str());
 }
 
 void CameraParameters::setFloat(const char* key, float value) {
-    set(key, String8::format("%g", static_cast<double>(value)).string());
+    set(key, String8::format("%g", static_cast<double>(value)).c_str());
 }
 
 const char* CameraParameters::get(const char* key) const {
     const ssize_t index = mValues.indexOfKey(String8(key));
     if (index < 0) return nullptr;
     const String8& value = mValues.valueAt(static_cast<size_t>(index));
-    return value.length() == 0 ? nullptr : value.string();
+    return value.length() == 0 ? nullptr : value.c_str();
 }
 
 int CameraParameters::getInt(const char* key) const {
@@ -167,7 +167,7 @@ void CameraParameters::getSize(const char* key, int* width, int* height) const {
 }
 
 void CameraParameters::setSize(const char* key, int width, int height) {
-    set(key, String8::format("%dx%d", width, height).string());
+    set(key, String8::format("%dx%d", width, height).c_str());
 }
 
 }  // namespace android

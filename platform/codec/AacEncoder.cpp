@@ -10,6 +10,7 @@
 #include <oxa/host/EncoderRate.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include "ffmpeg/AvLog.h"
 #include "ffmpeg/TimeBase.h"
@@ -50,12 +51,9 @@ AVChannelLayout withSurroundBehind(AVChannelLayout layout) {
 }
 
 bool encoderHasRate(int sampleRate) {
-    const AVCodec* encoder = avcodec_find_encoder(AV_CODEC_ID_AAC);
-    if (encoder == nullptr) return false;
-    const int* rate = encoder->supported_samplerates;
-    while (*rate != 0 && *rate != sampleRate)
-        ++rate;
-    return *rate != 0;
+    static constexpr int kRates[] = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
+                                     22050, 16000, 12000, 11025, 8000,  7350};
+    return std::find(std::begin(kRates), std::end(kRates), sampleRate) != std::end(kRates);
 }
 
 int32_t positiveOr(const sp<AMessage>& format, const char* key, int32_t otherwise) {

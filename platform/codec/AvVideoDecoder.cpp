@@ -18,6 +18,7 @@
 #include "ffmpeg/AvLog.h"
 #include "ffmpeg/AvPicture.h"
 #include "ffmpeg/CodecTable.h"
+#include "ffmpeg/FrameFacts.h"
 #include "ffmpeg/MediaLimits.h"
 #include "ffmpeg/TimeBase.h"
 #include "graphics/LocalBufferProducer.h"
@@ -303,8 +304,9 @@ int64_t AvVideoDecoder::ptsOfFrame() {
     int64_t pts = mDecoded->best_effort_timestamp;
     if (pts == AV_NOPTS_VALUE) pts = mNextPts;
     pts = std::clamp(pts, -kMostPts, kMostPts);
-    mEndKnown = mDecoded->pkt_duration > 0;
-    mNextPts = pts + (mEndKnown ? mDecoded->pkt_duration : mRequest.frameDuration);
+    const int64_t duration = durationOf(*mDecoded);
+    mEndKnown = duration > 0;
+    mNextPts = pts + (mEndKnown ? duration : mRequest.frameDuration);
     return pts;
 }
 

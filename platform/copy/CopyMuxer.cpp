@@ -7,6 +7,7 @@
 
 #include <algorithm>
 
+#include "ffmpeg/DisplayMatrix.h"
 #include "writer/MuxerTags.h"
 
 namespace android {
@@ -62,10 +63,9 @@ int CopyMuxer::addStream(const CopyTrack& track, CopyKind kind, const std::strin
     if (!language.empty()) av_dict_set(&stream->metadata, "language", language.c_str(), 0);
     const int error = avcodec_parameters_copy(stream->codecpar, track.parameters);
     if (error < 0 || track.displayMatrix.empty()) return error;
-    uint8_t* const matrix =
-            av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, track.displayMatrix.size());
+    uint8_t* const matrix = newDisplayMatrix(stream);
     if (matrix == nullptr) return AVERROR(ENOMEM);
-    memcpy(matrix, track.displayMatrix.data(), track.displayMatrix.size());
+    memcpy(matrix, track.displayMatrix.data(), kDisplayMatrixSize);
     return 0;
 }
 

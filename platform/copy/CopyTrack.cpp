@@ -7,6 +7,7 @@
 
 #include <vector>
 
+#include "ffmpeg/DisplayMatrix.h"
 #include "media/AvcStream.h"
 
 namespace android {
@@ -85,9 +86,8 @@ CopyTrack makeCopyTrack(const AVStream& stream) {
     track.timeBase = stream.time_base;
     track.pixelAspect = stream.sample_aspect_ratio;
     track.disposition = stream.disposition;
-    size_t size = 0;
-    const uint8_t* matrix = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
-    if (matrix != nullptr) track.displayMatrix.assign(matrix, matrix + size);
+    const uint8_t* matrix = displayMatrix(stream);
+    if (matrix != nullptr) track.displayMatrix.assign(matrix, matrix + kDisplayMatrixSize);
     return track;
 }
 

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "ffmpeg/CodecTable.h"
+#include "ffmpeg/DisplayMatrix.h"
 #include "ffmpeg/MediaLimits.h"
 #include "ffmpeg/SampleForm.h"
 #include "ffmpeg/StreamInfo.h"
@@ -65,9 +66,7 @@ int32_t maxInputSize(const AVFormatContext& context, const AVStream& stream) {
 
 // How the container wants pictures to be shown: nine numbers, or null.
 const int32_t* displayMatrixOf(const AVStream& stream) {
-    size_t size = 0;
-    const uint8_t* matrix = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
-    return size < 9 * sizeof(int32_t) ? nullptr : reinterpret_cast<const int32_t*>(matrix);
+    return reinterpret_cast<const int32_t*>(displayMatrix(stream));
 }
 
 // Clockwise degrees by which the picture is to be turned for display.

@@ -40,7 +40,7 @@ AString::AString(const char* s) : mString(orEmpty(s)) {}
 AString::AString(const char* s, size_t size) {
     setTo(s, size);
 }
-AString::AString(const String8& from) : mString(from.string(), from.length()) {}
+AString::AString(const String8& from) : mString(from.c_str(), from.length()) {}
 AString::AString(const AString& from) = default;
 AString::AString(const AString& from, size_t offset, size_t n) {
     setTo(from, offset, n);

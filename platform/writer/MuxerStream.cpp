@@ -18,18 +18,19 @@ constexpr int kBufferSize = 65536;
 
 }  // namespace
 
-MuxerStream::MuxerStream(bool seekable, Sink sink) : mSink(std::move(sink)) {
-    mContext.reset(avio_alloc_context(static_cast<unsigned char*>(av_malloc(kBufferSize)),
-                                      kBufferSize, 1, this, nullptr, writePacket,
-                                      seekable ? seek : nullptr));
-}
-
-int MuxerStream::writePacket(void* opaque, uint8_t* buffer, int size) {
+template <typename Byte>
+int MuxerStream::writePacket(void* opaque, Byte* buffer, int size) {
     auto* self = static_cast<MuxerStream*>(opaque);
     const int error = self->mSink(self->mPosition, buffer, size);
     if (error != 0) return AVERROR(error);
     self->mPosition += size;
     return size;
+}
+
+MuxerStream::MuxerStream(bool seekable, Sink sink) : mSink(std::move(sink)) {
+    mContext.reset(avio_alloc_context(static_cast<unsigned char*>(av_malloc(kBufferSize)),
+                                      kBufferSize, 1, this, nullptr, writePacket,
+                                      seekable ? seek : nullptr));
 }
 
 int64_t MuxerStream::seek(void* opaque, int64_t offset, int whence) {

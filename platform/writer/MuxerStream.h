@@ -26,7 +26,9 @@ class MuxerStream {
   private:
     DISALLOW_EVIL_CONSTRUCTORS(MuxerStream);
 
-    static int writePacket(void* opaque, uint8_t* buffer, int size);
+    // What is written is constant from FFmpeg 7 on.
+    template <typename Byte>
+    static int writePacket(void* opaque, Byte* buffer, int size);
     static int64_t seek(void* opaque, int64_t offset, int whence);
 
     const Sink mSink;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ffmpeg/CodecTable.h"
+#include "ffmpeg/DisplayMatrix.h"
 #include "ffmpeg/SampleForm.h"
 #include "media/AvcStream.h"
 #include "media/Esds.h"
@@ -115,8 +116,7 @@ int addStream(AVFormatContext* muxer, const TrackDescription& track, int rotatio
     if (result < 0) return result;
     stream->time_base = track.timeBase;
     if (!track.isVideo() || rotation == 0) return 0;
-    uint8_t* const matrix =
-            av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(int32_t));
+    uint8_t* const matrix = newDisplayMatrix(stream);
     if (matrix == nullptr) return AVERROR(ENOMEM);
     av_display_rotation_set(reinterpret_cast<int32_t*>(matrix), rotation);
     return 0;

@@ -17,10 +17,23 @@ namespace {
 std::mutex gLock;
 std::vector<std::pair<std::string, std::string>> gLines;  // tag and text; guarded by gLock
 
-void collect(const __android_logger_data* data, const char* message) {
+template <typename Line>
+void add(const Line& line, const char* text) {
     std::lock_guard<std::mutex> lock(gLock);
-    gLines.emplace_back(data->tag != nullptr ? data->tag : "", message);
-    if (data->priority >= ANDROID_LOG_ERROR) __android_log_stderr_logger(data, message);
+    gLines.emplace_back(line.tag != nullptr ? line.tag : "", text);
+}
+
+// The logger is called with a line and its text, later releases' with one structure.
+template <typename Line>
+void collect(const Line* line, const char* text) {
+    add(*line, text);
+    if (line->priority >= ANDROID_LOG_ERROR) __android_log_stderr_logger(line, text);
+}
+
+template <typename Line>
+void collect(const Line* line) {
+    add(*line, line->message);
+    if (line->priority >= ANDROID_LOG_ERROR) __android_log_stderr_logger(line);
 }
 
 }  // namespace

@@ -7,6 +7,8 @@
 #include <cmath>
 #include <map>
 
+#include "ffmpeg/DisplayMatrix.h"
+#include "ffmpeg/FrameFacts.h"
 #include "support/MediaReader.h"
 #include "support/TempDir.h"
 
@@ -20,7 +22,7 @@ namespace oxa::test {
 namespace {
 
 int clockwiseRotation(const AVStream* stream) {
-    const uint8_t* matrix = av_stream_get_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
+    const uint8_t* matrix = android::displayMatrix(*stream);
     if (matrix == nullptr) return 0;
     const double angle = av_display_rotation_get(reinterpret_cast<const int32_t*>(matrix));
     const int degrees = static_cast<int>(std::lround(-angle)) % 360;
@@ -54,8 +56,9 @@ void addFrame(const AVStream* stream, const AVFrame& frame, int64_t timeUs, Stre
     int64_t durationUs = 0;
     if (probe->isVideo) {
         ++probe->frameCount;
-        probe->keyFrameCount += frame.key_frame;
-        durationUs = av_rescale_q(frame.pkt_duration, stream->time_base, av_get_time_base_q());
+        probe->keyFrameCount += android::isKeyFrame(frame) ? 1 : 0;
+        durationUs =
+                av_rescale_q(android::durationOf(frame), stream->time_base, av_get_time_base_q());
     } else {
         probe->frameCount += frame.nb_samples;
         probe->sampleRate = frame.sample_rate;

@@ -44,7 +44,7 @@ CameraRecorder::~CameraRecorder() {
 status_t CameraRecorder::setDataSource(int cameraType, int cameraId, const String16& clientName) {
     ALOGD("%s[%d]: cameraType=%d, cameraId=%d, clientName=%s",
           SITE(sites::CameraRecorder::kSetDataSource), cameraType, cameraId,
-          String8(clientName).string());
+          String8(clientName).c_str());
     sp<AMessage> msg = new AMessage(kWhatSetDataSource, this);
     msg->setInt32(AMSG_CAMERA_TYPE, cameraType);
     msg->setInt32(AMSG_CAMERA_ID, cameraId);
@@ -55,7 +55,7 @@ status_t CameraRecorder::setDataSource(int cameraType, int cameraId, const Strin
 status_t CameraRecorder::setDataSource(int cameraType, const sp<hardware::ICamera>& camera,
                                        const String16& clientName) {
     ALOGD("%s[%d]: cameraType=%d, clientName=%s", SITE(sites::CameraRecorder::kSetCamera),
-          cameraType, String8(clientName).string());
+          cameraType, String8(clientName).c_str());
     sp<AMessage> msg = new AMessage(kWhatSetCamera, this);
     msg->setInt32(AMSG_CAMERA_TYPE, cameraType);
     msg->setPointer(AMSG_CLIENT_NAME, const_cast<String16*>(&clientName));
@@ -295,8 +295,7 @@ void CameraRecorder::onGetCameraParam(const sp<AMessage>& msg) {
         connectCamera();
     }
     sp<AMessage> response = new AMessage;
-    response->setString(AMSG_CAMERA_PARAM,
-                        mCamera != NULL ? mCamera->getParameters().string() : "");
+    response->setString(AMSG_CAMERA_PARAM, mCamera != NULL ? mCamera->getParameters().c_str() : "");
     reply(msg, response);
 }
 

@@ -135,7 +135,7 @@ status_t OxaMediaCodecPlayer::setDataSource(int fd, long long offset, long long 
 
 status_t OxaMediaCodecPlayer::setCameraSource(int cameraId, const String16& clientName) {
     ALOGD("%s[%d] cameraId:%d clientName:%s", __FUNCTION__, __LINE__, cameraId,
-          String8(clientName).string());
+          String8(clientName).c_str());
     sp<AMessage> msg = newCameraRequest(kWhatSetCameraSource, clientName);
     msg->setInt32(AMSG_CAMERA_ID, cameraId);
     return request(msg);

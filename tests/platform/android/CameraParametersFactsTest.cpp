@@ -38,7 +38,7 @@ TEST(CameraParametersFacts, changes) {
     for (const auto& c : cases) {
         CameraParameters params = String8(c.text);
         if (c.change) c.change(&params);
-        EXPECT_STREQ(params.flatten().string(), c.android) << c.text;
+        EXPECT_STREQ(params.flatten().c_str(), c.android) << c.text;
     }
 }
 

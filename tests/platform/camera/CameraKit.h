@@ -44,7 +44,7 @@ class OpenCamera {
     // Changes some parameters: "key=value;key=value".
     android::status_t change(const char* pairs) {
         return mCamera->setParameters(
-                android::String8::format("%s;%s", mCamera->getParameters().string(), pairs));
+                android::String8::format("%s;%s", mCamera->getParameters().c_str(), pairs));
     }
 
   private:

@@ -72,7 +72,7 @@ TEST_F(CameraTest, refusesSettingsThatItDoesNotHave) {
     EXPECT_EQ(camera->sendCommand(CAMERA_CMD_SET_VIDEO_FORMAT, 1, 0), BAD_VALUE);
     EXPECT_EQ(camera->setVideoBufferMode(hardware::ICamera::VIDEO_BUFFER_MODE_DATA_CALLBACK_YUV),
               INVALID_OPERATION);
-    EXPECT_STREQ(before.string(), camera->getParameters().string());
+    EXPECT_STREQ(before.c_str(), camera->getParameters().c_str());
 
     EXPECT_EQ(camera.change("preview-size=320x240;preview-frame-rate=15"), OK);
     ASSERT_EQ(camera->startPreview(), OK);

@@ -34,6 +34,9 @@ bool isColourRefused() {
     return refusal != nullptr && *refusal != '\0';
 }
 
+template <typename... What>
+void dropLog(const What*...) {}
+
 }  // namespace
 
 bool writeFully(int descriptor, const std::string& text) {
@@ -128,17 +131,26 @@ void Console::writeLog(int priority, const std::string& tag, const std::string& 
     writeLineLocked(logText(front + text, mColour));
 }
 
+// The platform's logger is called with a line and its text, later releases' with one structure.
+template <typename Line>
+void Console::takeLog(const Line* line, const char* text) {
+    instance().writeLog(line->priority, line->tag != nullptr ? line->tag : "", text);
+}
+
+template <typename Line>
+void Console::takeLog(const Line* line) {
+    takeLog(line, line->message);
+}
+
 bool Console::routePlatformLog(bool show, const std::optional<std::string>& file) {
     if (file && !mLogFile.emplace().open(*file)) return false;
     mShowsLog = show;
     __android_log_set_minimum_priority(show || file ? ANDROID_LOG_VERBOSE : ANDROID_LOG_FATAL);
     if (show || file) {
-        __android_log_set_logger([](const __android_logger_data* data, const char* message) {
-            instance().writeLog(data->priority, data->tag != nullptr ? data->tag : "", message);
-        });
+        __android_log_set_logger(takeLog);
     } else {
         // A fatal assertion still prints its own text before the process ends.
-        __android_log_set_logger([](const __android_logger_data*, const char*) {});
+        __android_log_set_logger(dropLog);
     }
     return true;
 }

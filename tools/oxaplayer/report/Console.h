@@ -47,6 +47,10 @@ class Console {
   private:
     Console();
     void writeLineLocked(const std::string& line) REQUIRES(mLock);
+    template <typename Line>
+    static void takeLog(const Line* line, const char* text);
+    template <typename Line>
+    static void takeLog(const Line* line);
     void writeLog(int priority, const std::string& tag, const std::string& text);
 
     const bool mTerminal;
