@@ -94,6 +94,8 @@ TEST(LimitsTest, leavesOutTracksThatAreBeyond) {
         EXPECT_EQ(openTracks({limit.largest, sound(1, 8000)})->countTracks(), 2u);
         EXPECT_EQ(openTracks({limit.beyond, sound(1, 8000)})->countTracks(), 1u);
     }
+    const std::vector<std::string> many(limits::kMaxTracks + 6, sound(1, 8000));
+    EXPECT_EQ(openTracks(many)->countTracks(), limits::kMaxTracks);
 }
 
 // The list of samples of an MP4 file can claim any size for them.
