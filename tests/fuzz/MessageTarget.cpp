@@ -1,7 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The bytes are a program for messages, buffers, strings and a looper. What each does is compared
+// The bytes are a program for messages, buffers and a looper. What each does is compared
 // with plain containers that do the same.
 
 #include <media/stagefright/foundation/ABuffer.h>
@@ -142,10 +142,9 @@ class Program {
 
     void step() {
         static constexpr void (Program::*kSteps[])() = {
-                &Program::setItem,     &Program::nest,         &Program::copy,
-                &Program::extend,      &Program::clear,        &Program::post,
-                &Program::request,     &Program::changeBuffer, &Program::changeString,
-                &Program::switchLooper};
+                &Program::setItem, &Program::nest,         &Program::copy,
+                &Program::extend,  &Program::clear,        &Program::post,
+                &Program::request, &Program::changeBuffer, &Program::switchLooper};
         (this->*kSteps[mInput.byte() % std::size(kSteps)])();
     }
 
@@ -244,26 +243,6 @@ class Program {
         FUZZ_CHECK(std::string(reinterpret_cast<char*>(inner->data()), inner->size()) ==
                    bytes.substr(offset, size));
         FUZZ_CHECK(!buffer->meta()->debugString().empty());
-    }
-
-    void changeString() {
-        std::string model = mInput.text();
-        AString string(model.data(), model.size());
-        const std::string other = mInput.text();
-        const size_t place = mInput.byte() % (model.size() + 1);
-        string.insert(other.data(), other.size(), place);
-        model.insert(place, other);
-        const size_t start = mInput.byte() % (model.size() + 1);
-        const size_t count = mInput.byte() % (model.size() - start + 1);
-        string.erase(start, count);
-        model.erase(start, count);
-        string.append(other.data(), other.size());
-        model += other;
-        FUZZ_CHECK(std::string(string.c_str(), string.size()) == model);
-        string.trim();
-        FUZZ_CHECK(string.size() <= model.size());
-        const AString same(string);
-        FUZZ_CHECK(same == string && same.compare(string) == 0 && same.hash() == string.hash());
     }
 
     void switchLooper() {

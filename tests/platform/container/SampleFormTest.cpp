@@ -5,7 +5,6 @@
 
 #include <media/stagefright/MediaErrors.h>
 #include <media/stagefright/MetaData.h>
-#include <media/stagefright/Utils.h>
 #include <media/stagefright/foundation/ABuffer.h>
 
 #include "ffmpeg/TrackParameters.h"
@@ -144,23 +143,6 @@ TEST(SampleFormTest, givesWhatADeviceGives) {
             extractor->advance();
         }
     }
-}
-
-// A client that copies a track with the platform's own conversion finds the record for its writer.
-TEST(SampleFormTest, givesFormatsThatAWriterTakes) {
-    const sp<AMessage> format = formatOf(openClip(mediaPath("flower_540p_h264_aac.mp4")));
-    sp<MetaData> meta = new MetaData;
-    ASSERT_EQ(convertMessageToMetaData(format, meta), OK);
-    uint32_t type = 0;
-    const void* record = nullptr;
-    size_t size = 0;
-    ASSERT_TRUE(meta->findData(kKeyAVCC, &type, &record, &size));
-    MediaReader reader(mediaPath("flower_540p_h264_aac.mp4"));
-    const AVCodecParameters& stored =
-            *reader.format()->streams[reader.findStream(AVMEDIA_TYPE_VIDEO)]->codecpar;
-    const auto* bytes = static_cast<const uint8_t*>(record);
-    EXPECT_EQ(Bytes(bytes, bytes + size),
-              Bytes(stored.extradata, stored.extradata + stored.extradata_size));
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/ADebug.h>
 #include <media/stagefright/foundation/AString.h>
-#include <oxa/host/EncoderPreset.h>
 #include <utils/String8.h>
 
 #include <csignal>
@@ -51,6 +50,9 @@ TEST(AStringTest, editsFindsAndCompares) {
     EXPECT_STREQ(text.c_str(), "Video/AVC");
     text.tolower();
     EXPECT_STREQ(text.c_str(), "video/avc");
+    text.erase(0, 6);
+    text.insert("x-", 2, 1);
+    EXPECT_STREQ(text.c_str(), "ax-vc");
     const AString mime("video/avc; video");
     EXPECT_EQ(mime.find("video", 1), 11);
     EXPECT_EQ(mime.find("audio"), -1);
@@ -155,15 +157,6 @@ TEST(AsStringTest, namesStatusValues) {
     EXPECT_STREQ(asString(INT32_MIN), "UNKNOWN_ERROR");
     EXPECT_STREQ(asString(-1011), "??");
     EXPECT_STREQ(asString(7, "other"), "other");
-}
-
-TEST(EncoderPresetTest, takesTheNamesThatTheEncoderKnowsAndNoOther) {
-    EXPECT_EQ(oxa::host::encoderPreset(), "veryfast");
-    EXPECT_TRUE(oxa::host::setEncoderPreset("placebo"));
-    for (const char* name : {"", "fastest", "Medium", "medium "})
-        EXPECT_FALSE(oxa::host::setEncoderPreset(name)) << name;
-    EXPECT_EQ(oxa::host::encoderPreset(), "placebo");
-    EXPECT_TRUE(oxa::host::setEncoderPreset("veryfast"));
 }
 
 }  // namespace

@@ -121,21 +121,6 @@ TEST(RxBlockQueueTest, givesWhatCameBeforeAGapAndTheTimesAfterIt) {
     EXPECT_NEAR(blocks[2].timeUs, kStartUs + 303000 + 1600 * 1000 / 48, kJitterUs);
 }
 
-TEST(RxBlockQueueTest, neverMixesFormatsInABlock) {
-    RxBlockQueue queue;
-    queue.begin(kStartUs);
-    Feed(&queue, 48000, 2).add(1000);
-    Feed other(&queue, 44100, 2);
-    other.skip(1000 * 1000000 / 48000);  // no gap that would end the block
-    other.add(2000);
-    const std::vector<RxBlock> blocks = takeAll(&queue);
-    ASSERT_EQ(blocks.size(), 2U);
-    EXPECT_EQ(blocks[0].sampleRate, 48000);
-    EXPECT_EQ(blocks[0].samples.size(), 2000U);
-    EXPECT_EQ(blocks[1].sampleRate, 44100);
-    EXPECT_EQ(blocks[1].samples.size(), 2048U);
-}
-
 TEST(RxBlockQueueTest, givesALargeBlockInParts) {
     RxBlockQueue queue;
     queue.begin(kStartUs);
