@@ -236,8 +236,8 @@ int64_t RecordRun::recordedUs() const {
                     mWork.durationUs.value_or(INT64_MAX));
 }
 
+// Also those that are held back.
 int64_t RecordRun::pictures() const {
-    if (mWork.isHeld) return mWork.output.total().pictures;
     return mBefore.pictures + mRecorded.videoFrames;
 }
 
