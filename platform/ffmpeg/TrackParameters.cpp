@@ -30,7 +30,8 @@ int64_t TrackParameters::toUs(int64_t streamTime) const {
 void TrackParameters::setWindow(int64_t fileBeginUs, int64_t endUs) {
     mHasWindow = true;
     mFileBeginUs = fileBeginUs;
-    mWindowEndUs = endUs;
+    // One that is open leaves room for sums.
+    mWindowEndUs = clampTimeUs(endUs);
 }
 
 void TrackParameters::pushSample(const AVPacket& packet, int64_t timeUs) {

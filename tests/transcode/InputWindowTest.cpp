@@ -120,6 +120,8 @@ class InputWindowTest : public testing::TestWithParam<WindowCase> {
         const auto heard = window(got.channel(0), kSoundRate, 0, lengthS);
         const auto expected = window(mSound.channel(0), kSoundRate, startS, lengthS);
         EXPECT_NEAR(correlationLag(heard, expected, kSoundRate / 10), 0, kMaxOffsetSamples);
+        const auto begin = [](const auto& sound) { return window(sound, kSoundRate, 0, 0.01); };
+        EXPECT_NEAR(levelDb(begin(heard)), levelDb(begin(expected)), 6) << "begins with silence";
     }
 
     const TempDir mFolder;
