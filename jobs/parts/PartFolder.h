@@ -44,6 +44,8 @@ class PartFolder {
     std::optional<Failure> keep(const std::string& work, const std::string& name);
     // Gives the complete film `name` its own name, and takes the folder away.
     std::optional<Failure> finish(const std::string& name);
+    // Takes the folder away with all that is in it.
+    void remove();
 
   private:
     std::optional<Failure> lock();
@@ -52,7 +54,6 @@ class PartFolder {
     static bool hasFilm(const std::vector<std::string>& all);
     std::vector<std::string> names() const;
     void removeWork() const;
-    void remove();
 
     const std::string mOutput;
     const std::string mPath;

@@ -75,8 +75,7 @@ PartList::PartList(const TranscodeOptions& options, int input) {
                {"audio-rate", textOf(options.audioRate)},
                {"audio-channels", textOf(options.audioChannels)},
                {"audio-bitrate", textOf(options.audioBitRate)},
-               {"strict", std::to_string(options.strict ? 1 : 0)},
-               {"verify", std::to_string(options.verify ? 1 : 0)}};
+               {"strict", std::to_string(options.strict ? 1 : 0)}};
 }
 
 void PartList::setPlan(const FilmPlan& plan) {

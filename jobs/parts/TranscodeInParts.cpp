@@ -16,6 +16,7 @@
 #include "parts/PartList.h"
 #include "parts/PartsRun.h"
 #include "tracks/SourceTracks.h"
+#include "transcode/VerifyOutput.h"
 
 namespace oxa::jobs {
 
@@ -62,6 +63,7 @@ class InPartsWork {
     std::optional<Failure> open();
     std::optional<Failure> plan();
     std::optional<Failure> make();
+    std::optional<Failure> verify();
     std::vector<PartsRun::Task> tasks() const;
     PartsRun::Task partTask(const std::string& name, const InputPart& part, Only only) const;
     PartsRun::Task filmTask() const;
@@ -94,6 +96,7 @@ std::optional<Failure> InPartsWork::work() {
         if (auto failure = plan()) return failure;
         mContext.listener().onStart(mSource.started());
         if (auto failure = make()) return failure;
+        if (auto failure = verify()) return failure;
     }
     return mFolder.finish(filmName());
 }
@@ -144,6 +147,15 @@ std::optional<Failure> InPartsWork::make() {
     return failure;
 }
 
+// The film as a whole, and not part by part. Of one that is not right no part is of use.
+std::optional<Failure> InPartsWork::verify() {
+    if (!mOptions.verify) return std::nullopt;
+    auto failure = verifyOutput(mSource, mFolder.pathOf(filmName()), mContext.cancelled());
+    if (failure && failure->kind == FailureKind::kFailed) mFolder.remove();
+    mResult.verified = !failure;
+    return failure;
+}
+
 // The sound first: it takes longest of all that cannot be divided.
 std::vector<PartsRun::Task> InPartsWork::tasks() const {
     const FilmPlan& plan = mList.plan();
@@ -162,8 +174,9 @@ PartsRun::Task InPartsWork::partTask(const std::string& name, const InputPart& p
     const unsigned threads = (processors + jobs() - 1) / jobs();
     const double sec = (part.endUs.value_or(mOptions.part.startUs + filmUs()) - part.startUs) / 1e6;
     const auto make = [this, part, only, threads](const std::string& path, JobListener* listener) {
-        return std::make_unique<PartJob>(optionsOfPart(mOptions, part, only, path), threads,
-                                         listener);
+        TranscodeOptions options = optionsOfPart(mOptions, part, only, path);
+        options.verify = false;
+        return std::make_unique<PartJob>(options, threads, listener);
     };
     return {name, name == kSoundName ? sec * kSoundShare : sec, make};
 }
@@ -199,7 +212,6 @@ int64_t InPartsWork::filmUs() const {
 
 void InPartsWork::summarize() {
     mResult.files = {mOptions.output};
-    mResult.verified = mOptions.verify;
     // A film that was complete before has not been looked at.
     if (mResult.durationSec == 0) {
         mResult.durationSec = fileLengthSec(mOptions.output).value_or(0);

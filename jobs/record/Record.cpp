@@ -61,7 +61,6 @@ class RecordWork {
     bool waitForSource(bool* isOn);
     void handleWhileWaiting(const JobEvent& event, bool* isOn);
     bool isSourceThere();
-    Failure noFurtherFile();
     std::optional<Failure> complete(const RecordRun& run, const std::optional<Failure>& failure);
     void summarize(const RecordRun& run);
 
@@ -101,8 +100,8 @@ std::optional<Failure> RecordWork::work() {
         isOn = run.wasOn();
         before = {mOutput.total().timeUs, mOutput.total().pictures, run.thinned()};
         if (failure || !run.wasLost() || !waitForSource(&isOn)) return complete(run, failure);
-        const bool needsFile = isOn && !mOptions.replayUs;
-        if (needsFile && !mOutput.openAnother()) return complete(run, noFurtherFile());
+        if (!isOn || mOptions.replayUs) continue;
+        if (const auto noFile = mOutput.openAnother()) return complete(run, noFile);
     }
 }
 
@@ -140,13 +139,6 @@ bool RecordWork::isSourceThere() {
     if (chooseFormat()) return false;
     return !mSource.hasVideo() ||
            !tryCamera(mSource, {mFormat.width, mFormat.height}, mFormat.frameRate);
-}
-
-// Why there is none was told before.
-Failure RecordWork::noFurtherFile() {
-    const auto event = mContext.queue()->pop(0);
-    const auto* trouble = event ? std::get_if<FileTrouble>(&*event) : nullptr;
-    return {FailureKind::kOutput, trouble != nullptr ? trouble->text : "there is no further file"};
 }
 
 // All that can be said without opening anything.

@@ -92,20 +92,26 @@ bool RecordFiles::isTaken(const std::string& name) const {
     return mSource.isReadFrom(name);
 }
 
-int RecordFiles::openNext() {
+std::optional<Failure> RecordFiles::openAnother() {
     android::Mutex::Autolock lock(mLock);
     const std::string name = mFileNames.next(
             time(nullptr), [this](const std::string& wanted) { return isTaken(wanted); });
     auto file = std::make_unique<OutputFile>(&mContext.cancelled());
-    if (auto failure = file->openInPlace(name, mOptions.replaceOutput, -1)) {
+    if (auto failure = file->openInPlace(name, mOptions.replaceOutput, -1)) return failure;
+    if (!mOpen.empty()) mOpen.back()->keep();
+    mOpen.push_back(std::move(file));
+    return std::nullopt;
+}
+
+// For the writers.
+int RecordFiles::openNext() {
+    if (const auto failure = openAnother()) {
         const char* const next = mOptions.splitUs ? ", the recording goes on in the file before"
                                                   : ", nothing is recorded";
         mContext.queue()->push(FileTrouble{failure->text + next});
         return -1;
     }
-    if (!mOpen.empty()) mOpen.back()->keep();
-    mOpen.push_back(std::move(file));
-    return mOpen.back()->descriptor();
+    return descriptor();
 }
 
 // Those before it that are empty were switched off before anything came.

@@ -48,9 +48,9 @@ class RecordFiles {
     std::optional<Failure> open(Container container);
     // Whether one file can follow another.
     bool hasSeveral() const { return mHasSeveral; }
-    // Opens a file for a recording that was switched on; false when there is none, which the queue
-    // is told.
-    bool openAnother() { return openNext() >= 0; }
+    // Opens the next file, for a recording that begins behind another one. Nothing when it is open;
+    // otherwise why not.
+    std::optional<Failure> openAnother();
     // With a replay: whether samples are wanted in a file.
     void setWanted(bool wanted) { mIsWanted = wanted; }
 

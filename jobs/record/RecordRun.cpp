@@ -212,7 +212,10 @@ bool RecordRun::begin() {
         mWork.output.setWanted(true);
         return true;
     }
-    if (!mWork.output.openAnother()) return false;
+    if (const auto failure = mWork.output.openAnother()) {
+        listener().onWarning(failure->text + ", nothing is recorded");
+        return false;
+    }
     const status_t status = setOutput();
     if (status != OK) fail(FailureKind::kFailed, "set-up: " + statusText(status));
     return status == OK && mPlayer->setTranscode(true) == OK;
@@ -281,7 +284,9 @@ void RecordRun::readProgress() {
 
 void RecordRun::updateStatus() {
     readProgress();
-    if (lastTimeUs() >= kTrustedUs) mWork.output.keep();
+    // Behind a switch the last time may still be that of the recording before.
+    const int64_t onUs = mIsOn ? nowUs() - mOnSinceUs : 0;
+    if (std::min(onUs, lastTimeUs()) >= kTrustedUs) mWork.output.keep();
     mSample = {nowUs(), recordedUs(), pictures(), mWork.output.bytes()};
     Progress progress = mWork.meter.add(mSample);
     progress.standsBy = !mIsOn;

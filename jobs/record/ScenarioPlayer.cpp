@@ -6,17 +6,24 @@
 #include <oxa/host/HdmiReceiver.h>
 #include <oxa/host/HdmiSound.h>
 #include <pthread.h>
+#include <utils/Condition.h>
+#include <utils/Mutex.h>
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <algorithm>
 #include <thread>
 #include <utility>
 
+#include "run/EventQueue.h"
+
 namespace oxa::jobs {
 
-using Clock = std::chrono::steady_clock;
 using Kind = ScenarioStep::Kind;
+
+namespace {
+
+constexpr int64_t kLongestWaitUs = 1'000'000'000;
+
+}  // namespace
 
 // From the beginning to the end, on a thread of its own.
 class ScenarioPlayer::Run {
@@ -29,11 +36,13 @@ class ScenarioPlayer::Run {
 
     ~Run() {
         {
-            const std::lock_guard<std::mutex> lock(mLock);
+            android::Mutex::Autolock lock(mLock);
             mQuit = true;
+            mChanged.signal();
         }
-        mChanged.notify_all();
         mThread.join();
+        host::stallHdmiSound(false);
+        host::setHdmiSoundChannels(0);
         host::delayHdmiSoundService(0);
         if (mIsServiceDead) host::startHdmiSoundService();
     }
@@ -51,9 +60,13 @@ class ScenarioPlayer::Run {
 
     // False when it is not to happen any more.
     bool waitFor(const ScenarioStep& step) {
-        std::unique_lock<std::mutex> lock(mLock);
-        return !mChanged.wait_until(lock, mBegin + std::chrono::microseconds(step.timeUs),
-                                    [this] { return mQuit; });
+        android::Mutex::Autolock lock(mLock);
+        while (!mQuit) {
+            const int64_t leftUs = mBeginUs + step.timeUs - nowUs();
+            if (leftUs <= 0) return true;
+            mChanged.waitRelative(mLock, std::min(leftUs, kLongestWaitUs) * 1000);
+        }
+        return false;
     }
 
     void changeSignal(const ScenarioStep& step) {
@@ -96,10 +109,10 @@ class ScenarioPlayer::Run {
     const Scenario& mScenario;
     const Listener& mListener;
     host::SimulatedHdmiReceiver& mReceiver;
-    const Clock::time_point mBegin = Clock::now();
-    std::mutex mLock;
-    std::condition_variable mChanged;
-    bool mQuit = false;           // guarded by mLock
+    const int64_t mBeginUs = nowUs();
+    android::Mutex mLock;
+    android::Condition mChanged;
+    bool mQuit GUARDED_BY(mLock) = false;
     bool mIsServiceDead = false;  // the thread's, as long as it runs
     std::thread mThread;          // last: it uses the others
 };

@@ -12,7 +12,7 @@
 #include "transcode/TranscodeRun.h"
 #include "transcode/TranscodeSource.h"
 #include "transcode/TranscodeWork.h"
-#include "verify/OutputCheck.h"
+#include "transcode/VerifyOutput.h"
 
 namespace oxa::jobs {
 
@@ -42,7 +42,6 @@ class TranscodeWork {
     std::optional<Failure> work();
     void tellToneMapping();
     std::optional<Failure> transcode();
-    std::optional<Failure> verify();
     std::optional<Failure> complete(const TranscodeRun& run);
     void summarize(const TranscodeRun& run);
 
@@ -84,33 +83,13 @@ std::optional<Failure> TranscodeWork::transcode() {
     mResult.damaged = run.damaged();
     if (failure) return failure;
     if (mOptions.verify && !run.wasShortened() && run.hasOutput()) {
-        if (auto difference = verify()) return difference;
+        const std::string& output = mOutput.currentName();
+        if (auto failure = verifyOutput(mSource, output, mContext.cancelled())) return failure;
+        mResult.verified = true;
     }
     // The output is read, too.
     forgetPart();
     return complete(run);
-}
-
-std::optional<Failure> TranscodeWork::verify() {
-    const SignatureTracks tracks = {mSource.video() != nullptr, mSource.audio() != nullptr};
-    const PictureChanges changes = {mSource.target().frameRate, mSource.target().deinterlace};
-    MediaSignature source;
-    MediaSignature output;
-    if (auto failure =
-                readSignature(mSource.input(), tracks, changes, mContext.cancelled(), &source)) {
-        return failure;
-    }
-    forgetPart();
-    InputFile file;
-    if (auto failure = file.openPath(mOutput.currentName())) return failure;
-    if (auto failure = readSignature(file, tracks, {}, mContext.cancelled(), &output)) {
-        return failure;
-    }
-    if (mSource.container() == Container::kMpeg2Ts) alignToPictures(source, &output);
-    const std::string difference = differenceOf(source, output);
-    mResult.verified = difference.empty();
-    if (mResult.verified) return std::nullopt;
-    return Failure{FailureKind::kFailed, "the output is not what it should be: " + difference};
 }
 
 std::optional<Failure> TranscodeWork::complete(const TranscodeRun& run) {

@@ -5,7 +5,6 @@
 # check_slurm.sh BIN: one film in parts by a job array of Slurm, with a controller and a daemon of our own;
 # a part that runs is killed, and requeued. 77: something is missing.
 
-# shellcheck source=tests/farm/farm_lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/farm_lib.sh" "$1"
 needs slurmctld slurmd sbatch scontrol squeue ffmpeg ffprobe
 ((EUID == 0)) || skip "slurmd needs root"

@@ -5,7 +5,6 @@
 # check_ssh.sh BIN: one film in parts by GNU parallel on three addresses of this machine, each with an
 # sshd of its own, of which one is killed with all that it runs. 77: something is missing.
 
-# shellcheck source=tests/farm/farm_lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/farm_lib.sh" "$1"
 needs parallel sshd ssh ssh-keygen ffmpeg ffprobe
 ((EUID == 0)) || skip "an sshd needs root"

@@ -23,7 +23,7 @@ class ScenarioPlayer {
 
     explicit ScenarioPlayer(Scenario scenario, Listener listener = nullptr);
     // What has not happened does not any more; nothing is called when it returns. The sound service
-    // is there and as fast as before.
+    // is there, as fast as before and with the client's channels.
     ~ScenarioPlayer();
 
     // Times count from now, the first time that it is called; later calls do nothing. `receiver`
