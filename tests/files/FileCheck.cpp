@@ -405,7 +405,11 @@ Misses missesAgainstPeer(const DifficultFile& file, const std::string& folder,
     constexpr double kMaxLossDb = 0.3;
     constexpr double kPerfectDb = 60;  // nobody sees what is beyond
     const std::string peer = output + ".peer.mp4";
-    if (!transcodeByPeer(file, inputOf(file, folder), peer)) return {"the peer fails"};
+    // What the options make of the pictures is in the reference.
+    const std::string input = file.options.empty() || file.reference.empty()
+                                      ? inputOf(file, folder)
+                                      : referenceOf(file, folder);
+    if (!transcodeByPeer(file, input, peer)) return {"the peer fails"};
     Report report;
     const DecodedFile expected = decodeByPeer(file, referenceOf(file, folder), file.look);
     const DecodedFile theirs = decodeByPeer(file, peer);

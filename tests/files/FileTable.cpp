@@ -34,7 +34,7 @@ copy() { e=$1; shift; ffmpeg -i clean.$e -c copy "$@" in.$e; }
 spread() { ffmpeg $P $X -bf 0 clean.mkv; copy mkv -bsf:v "setts=pts=$1:dts=$1"; }
 join() { cat a.$1 b.$1 > in.$1; }
 # filtered FILTERS: full.mp4 with the pictures of in.mp4 behind them; fields: interlaced pictures
-filtered() { ffmpeg -i in.mp4 -vf $1 -c:v libx264 -qp 8 -bf 0 -c:a copy full.mp4; }
+filtered() { ffmpeg -i in.mp4 -vf $1 -c:v libx264 -qp 0 -bf 0 -c:a copy full.mp4; }
 fields() { ffmpeg $P $S $X -flags +ildct+ilme $A in.mp4; }
 # uneven OUTPUT: pictures without a rate; points FORMAT MOVFLAGS: their shape is in the stream alone
 uneven() { ffmpeg $P -vf 'select=not(mod(n\,7))+not(mod(n\,5))' -fps_mode vfr $X $1; }
