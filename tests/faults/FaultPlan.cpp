@@ -18,11 +18,13 @@
 //   camera-lost@BYTES         the camera goes once the output has so many bytes
 //   camera-stalls@BYTES       it gives no more pictures
 //   microphone-lost@BYTES
+// OXA_PROCESSORS is how many processors it takes the machine to have; 0: as many as there are.
 
 #include <dlfcn.h>
 #include <oxa/host/Cameras.h>
 #include <oxa/host/Microphones.h>
 #include <sys/stat.h>
+#include <sys/sysinfo.h>
 #include <system/audio.h>
 #include <unistd.h>
 
@@ -67,7 +69,7 @@ FaultPlan parse(const std::string& text) {
 const FaultPlan& plannedFault() {
     static const FaultPlan kPlan = [] {
         const char* text = std::getenv("OXA_FAULT");
-        return text != nullptr ? parse(text) : FaultPlan{};
+        return text != nullptr && *text != '\0' ? parse(text) : FaultPlan{};
     }();
     return kPlan;
 }
@@ -214,6 +216,14 @@ __attribute__((visibility("default"))) int fdatasync(int fd) {
     if (!plannedFault().is("early-sync-error")) return keepSynced(fd, next);
     errno = EIO;
     return -1;
+}
+
+// What the standard library's number of processors is.
+__attribute__((visibility("default"))) int get_nprocs() {
+    static const auto next = original<decltype(get_nprocs)>("get_nprocs");
+    const char* const text = std::getenv("OXA_PROCESSORS");
+    const int processors = text != nullptr ? std::atoi(text) : 0;
+    return processors > 0 ? processors : next();
 }
 
 }  // extern "C"
