@@ -68,6 +68,12 @@ std::string folderOf(const std::string& path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+// A name that is new survives a power failure from then on.
+void syncFolderOf(const std::string& path) {
+    const FileDescriptor folder(::open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder.isOpen()) fsync(folder.get());
+}
+
 }  // namespace
 
 std::string resolvedPath(const std::string& path) {
@@ -87,8 +93,7 @@ bool moveFile(const std::string& from, const std::string& to, bool replace) {
         if (link(from.c_str(), to.c_str()) != 0) return false;
         unlink(from.c_str());
     }
-    const FileDescriptor folder(::open(folderOf(to).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (folder.isOpen()) fsync(folder.get());
+    syncFolderOf(to);
     return true;
 }
 
@@ -150,7 +155,10 @@ std::optional<Failure> OutputFile::openAny(const std::string& path, bool force, 
 
 std::optional<Failure> OutputFile::openFile(bool force) {
     mFinalName = force ? resolvedPath(mPath) : mPath;
-    return mInPlace ? createInPlace(force) : openTemporary();
+    if (!mInPlace) return openTemporary();
+    const auto failure = createInPlace(force);
+    if (!failure) syncFolderOf(mFinalName);
+    return failure;
 }
 
 std::optional<Failure> OutputFile::openTemporary() {

@@ -12,7 +12,8 @@
 //   sync-error@N              at the end what was written does not reach the disk, as the Nth call
 //                             tells that asks for it; 0: each
 //   early-sync-error          the same, while it is still being written
-//   power-failure             what an output has on the disk is kept beside it, as NAME.synced
+//   power-failure             what an output has on the disk is kept beside it, as NAME.synced once
+//                             the disk has its name
 //   encoder-error@N           the picture's encoder fails instead of its Nth result; 0: its start
 //   silent-decoder@N          decoders give no picture behind the Nth, nor their end
 //   camera-lost@BYTES         the camera goes once the output has so many bytes
@@ -34,6 +35,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <set>
 #include <string>
 
@@ -156,20 +158,38 @@ size_t writable(size_t size, off64_t position) {
     return size;
 }
 
+bool isFolder(int fd) {
+    struct stat file;
+    return fstat(fd, &file) == 0 && S_ISDIR(file.st_mode);
+}
+
+constexpr char kSynced[] = ".synced";
+constexpr char kNameless[] = ".nameless";
+
+// A disk that has a file finds it again when its folder was synced after the file was made.
+void nameSyncedFiles(const std::filesystem::path& folder) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        std::filesystem::path name = entry.path();
+        if (name.extension() == kNameless) std::filesystem::rename(name, name.replace_extension());
+        if (name.extension() != kSynced) std::ofstream(name.string() + kSynced, std::ios::app);
+    }
+}
+
 // What a disk keeps when the power fails: what was written before a sync began that came to its
 // end.
 template <typename Sync>
 int keepSynced(int fd, Sync sync) {
-    struct stat file;
-    if (!plannedFault().is("power-failure") || fstat(fd, &file) != 0 || !S_ISREG(file.st_mode)) {
-        return sync(fd);
-    }
-    const std::filesystem::path path = "/proc/self/fd/" + std::to_string(fd);
-    const std::string kept = std::filesystem::read_symlink(path).string() + ".synced";
+    if (!plannedFault().is("power-failure")) return sync(fd);
+    const std::filesystem::path path =
+            std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd));
+    if (isFolder(fd)) nameSyncedFiles(path);
+    if (!std::filesystem::is_regular_file(path)) return sync(fd);
+    const std::string kept = path.string() + kSynced;
     std::filesystem::copy_file(path, kept + ".new",
                                std::filesystem::copy_options::overwrite_existing);
     const int result = sync(fd);
-    if (result == 0) std::filesystem::rename(kept + ".new", kept);
+    const char* const name = std::filesystem::exists(kept) ? "" : kNameless;
+    if (result == 0) std::filesystem::rename(kept + ".new", kept + name);
     return result;
 }
 
@@ -205,8 +225,8 @@ __attribute__((visibility("default"))) int fsync(int fd) {
     static const auto next = original<decltype(fsync)>("fsync");
     static std::atomic<int> calls{0};
     const FaultPlan& plan = plannedFault();
-    if (!plan.is("sync-error") || (++calls != plan.number && plan.number != 0))
-        return keepSynced(fd, next);
+    const bool fails = plan.is("sync-error") && !isFolder(fd);
+    if (!fails || (++calls != plan.number && plan.number != 0)) return keepSynced(fd, next);
     errno = EIO;
     return -1;
 }

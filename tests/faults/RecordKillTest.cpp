@@ -89,23 +89,23 @@ INSTANTIATE_TEST_SUITE_P(Containers, RecordKillTest,
                                          Recording{"tsCameraStalls", "ts", 15, "camera-stalls@1"}),
                          rowName<Recording>);
 
-using Machine = std::tuple<const char*, int, int>;
+using Machine = std::tuple<std::string, int, int>;
 
 class RecordKillMachinesTest : public testing::TestWithParam<Machine> {};
 
 TEST_P(RecordKillMachinesTest, losesAtMostTheLastMoment) {
     const auto [container, rate, processors] = GetParam();
     for (int round = 0; round < testRounds(kUsualRounds); ++round)
-        expectLittleIsLost({{""}, container, rate, "", processors}, round);
+        expectLittleIsLost({{""}, container.c_str(), rate, "", processors}, round);
 }
 
 std::string machineName(const testing::TestParamInfo<Machine>& info) {
     const auto [container, rate, processors] = info.param;
-    return std::string(container) + "At" + std::to_string(rate) + "On" + std::to_string(processors);
+    return container + "At" + std::to_string(rate) + "On" + std::to_string(processors);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, RecordKillMachinesTest,
-                         testing::Combine(testing::Values("mp4", "ts"),
+                         testing::Combine(testing::Values(std::string("mp4"), std::string("ts")),
                                           testing::Values(2, 5, 15, 30, 60),
                                           testing::Values(1, 2, 4, 8, 16)),
                          machineName);
