@@ -61,6 +61,14 @@ std::string pictureDifference(const CopyTrack& other, const CopyTrack& first) {
     return "the picture was encoded with other settings";
 }
 
+// What the configuration says, if there is one: whether the demuxer tells it, too, depends on how
+// much of a file it had to read.
+int aacProfileOf(const AVCodecParameters& parameters) {
+    constexpr int kObjectTypeShift = 3;
+    if (parameters.extradata_size == 0) return parameters.profile;
+    return (parameters.extradata[0] >> kObjectTypeShift) - 1;
+}
+
 std::string soundDifference(const CopyTrack& other, const CopyTrack& first) {
     const AVCodecParameters& a = *other.parameters;
     const AVCodecParameters& b = *first.parameters;
@@ -72,7 +80,7 @@ std::string soundDifference(const CopyTrack& other, const CopyTrack& first) {
         return "the sound has " + std::to_string(a.ch_layout.nb_channels) + " channels, not " +
                std::to_string(b.ch_layout.nb_channels);
     }
-    return a.profile == b.profile ? "" : "the sound has another AAC profile";
+    return aacProfileOf(a) == aacProfileOf(b) ? "" : "the sound has another AAC profile";
 }
 
 }  // namespace

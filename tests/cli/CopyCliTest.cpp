@@ -307,6 +307,19 @@ TEST_F(JoinCliTest, soundThatIsLongerThanItsPicturesGivesWay) {
     EXPECT_NEAR(MediaProbe(mMp4).audio()->durationUs(), 6'000'000, 45'000);
 }
 
+// One that was not finished has another structure.
+TEST_F(JoinCliTest, aKilledRecordingFollowsTheOneBefore) {
+    const Words parts = transcodedParts(testClip(), 2, 1000);
+    const std::string killed = mFolder.file("killed.mp4");
+    const Words fragments = words("-c copy -movflags empty_moov+default_base_moof+frag_keyframe");
+    ASSERT_TRUE(ProcessRunner(ffmpeg(joined(joined({"-i", parts[1]}, fragments), {killed})))
+                        .run()
+                        .ok());
+    const ProcessResult result = join({parts[0], killed}, mMp4);
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(pictureSamples(mMp4).size(), 50u);
+}
+
 TEST_F(JoinCliTest, refusesThePartThatDoesNotFitByItsName) {
     ClipOptions clip;
     clip.seconds = 1;
