@@ -156,7 +156,7 @@ std::optional<Failure> OutputFile::openAny(const std::string& path, bool force, 
 std::optional<Failure> OutputFile::openFile(bool force) {
     mFinalName = force ? resolvedPath(mPath) : mPath;
     if (!mInPlace) return openTemporary();
-    const auto failure = createInPlace(force);
+    auto failure = createInPlace(force);
     if (!failure) syncFolderOf(mFinalName);
     return failure;
 }

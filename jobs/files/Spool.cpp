@@ -18,7 +18,7 @@ namespace oxa::jobs {
 
 namespace {
 
-constexpr size_t kBlockSize = 256 * 1024;
+constexpr size_t kBlockSize = size_t{256} * 1024;
 constexpr int kCancelPollMs = 100;
 
 // A file system may not have files without a name: then it loses its name at once.

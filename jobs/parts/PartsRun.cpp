@@ -95,7 +95,7 @@ std::optional<Failure> PartsRun::run(int atOnce) {
         thread.join();
     tellWarnings();
     takeTimes(meter.overall(sample()));
-    const auto failure = whyEnded();
+    auto failure = whyEnded();
     if (!failure && mResult.damaged > 0) mContext.listener().onDamage(mResult.damaged);
     return failure;
 }

@@ -101,7 +101,7 @@ std::optional<Failure> PlayWork::openOutputs() {
 }
 
 std::optional<Failure> PlayWork::play() {
-    const auto failure = playWithKeys();
+    auto failure = playWithKeys();
     if (mOptions.display.kind == DisplayChoice::Kind::kPng && mTracks.video) {
         mResult.files.push_back(mOptions.display.directory);
     }
@@ -115,10 +115,10 @@ std::optional<Failure> PlayWork::play() {
 // Each key that moves the playback begins another run, in another window of the file.
 std::optional<Failure> PlayWork::playWithKeys() {
     for (;;) {
-        const auto failure = playFrom(mPlaceUs, std::nullopt);
+        auto failure = playFrom(mPlaceUs, std::nullopt);
         if (failure || mIsOver) return failure;
         if (mKeys.empty()) return std::nullopt;  // played to its end
-        if (const auto pauseFailure = obeyKeys()) return pauseFailure;
+        if (auto pauseFailure = obeyKeys()) return pauseFailure;
         if (mIsOver) return std::nullopt;
     }
 }
@@ -206,7 +206,7 @@ std::optional<Failure> PlayWork::playFrom(int64_t fromUs, std::optional<int64_t>
                  mOptions.tunneled && !pictureUs, mVolume, startUs, mResult.total,
                  pictureUs.has_value()},
                 mContext);
-    const auto failure = run.run();
+    auto failure = run.run();
     mResult.total = run.progress();
     mResult.total.elapsedSec = (nowUs() - mBeginUs) / 1e6;
     mResult.durationSec = mResult.total.timeSec;

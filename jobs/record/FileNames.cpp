@@ -56,7 +56,7 @@ std::string FileNames::nameAt(time_t now) const {
 
 std::string FileNames::first(time_t now) {
     mNumber = 1;
-    const std::string name = nameAt(now);
+    std::string name = nameAt(now);
     mUsed.insert(name);
     return name;
 }

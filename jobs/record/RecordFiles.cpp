@@ -199,7 +199,7 @@ std::vector<std::string> RecordFiles::names() const {
 
 std::vector<std::string> RecordFiles::takeFinished() {
     android::Mutex::Autolock lock(mLock);
-    const std::vector<std::string> finished(mNames.begin() + mTold, mNames.end());
+    std::vector<std::string> finished(mNames.begin() + mTold, mNames.end());
     mTold = static_cast<std::ptrdiff_t>(mNames.size());
     return finished;
 }

@@ -190,7 +190,7 @@ ContactSheet::ContactSheet(ContactSheetOptions options, JobListener* listener)
 Result ContactSheet::work(JobContext& context) {
     const FaultRelay faults(context.session(), context.queue());
     SheetWork sheet(mOptions, context);
-    const Result result = sheet.run();
+    Result result = sheet.run();
     mSize = sheet.size();
     for (const Still& still : sheet.stills())
         mTimesUs.push_back(still.timeUs);

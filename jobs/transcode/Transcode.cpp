@@ -79,7 +79,7 @@ std::optional<Failure> TranscodeWork::transcode() {
     TranscodeRun run({mSource.input(), mOutput, mSource.container(), mSource.video(),
                       mSource.audio(), mSource.target(), mOptions.strict},
                      mContext);
-    const auto failure = run.run();
+    auto failure = run.run();
     mResult.damaged = run.damaged();
     if (failure) return failure;
     if (mOptions.verify && !run.wasShortened() && run.hasOutput()) {

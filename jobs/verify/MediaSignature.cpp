@@ -95,7 +95,7 @@ class LevelSum {
         }
         mSignature.sampleRate = rate;
         const auto* samples = reinterpret_cast<const int16_t*>(buffer->data());
-        const int64_t frames = static_cast<int64_t>(output.size) / (2 * channels);
+        const int64_t frames = static_cast<int64_t>(output.size) / (int64_t{2} * channels);
         for (int64_t frame = 0; frame < frames; ++frame) {
             const int64_t timeUs = output.timeUs + frame * 1'000'000 / rate;
             float sum = 0;

@@ -116,8 +116,7 @@ int64_t lengthUs(const std::vector<float>& levels) {
 
 std::string soundDifference(const MediaSignature& source, const MediaSignature& output) {
     const int64_t frameUs = kFrame * 1'000'000 / std::max(output.sampleRate, 1);
-    const std::string end =
-            endDifference(lengthUs(source.levels), lengthUs(output.levels), frameUs);
+    std::string end = endDifference(lengthUs(source.levels), lengthUs(output.levels), frameUs);
     if (!end.empty()) return end;
     const double mean = meanOf(source.levels);
     if (mean < kSilence) return "";

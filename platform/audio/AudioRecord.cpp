@@ -138,6 +138,7 @@ status_t AudioRecord::open(audio_format_t format, audio_channel_mask_t channelMa
 
     mChannelCount = inputChannels(channelMask);
     mFormat = format;
+    mFrameSize = mChannelCount * audio_bytes_per_sample(format);
     mFrameCount = std::max<size_t>(frameCount, mSampleRate / kRingPerSecond);
     mNotificationFrames = std::min<size_t>(
             notificationFrames != 0 ? notificationFrames : minFrameCount / 2, mFrameCount);
@@ -191,20 +192,20 @@ ssize_t AudioRecord::read(void* buffer, size_t size, bool blocking) {
     if (mStatus != OK) return mStatus;
     if (mCallbackMode) return INVALID_OPERATION;
     if (buffer == nullptr && size != 0) return BAD_VALUE;
-    const size_t wanted = size / frameSize();
+    const size_t wanted = size / mFrameSize;
     std::vector<int16_t> converted;
     if (mFormat != AUDIO_FORMAT_PCM_16_BIT) converted.resize(wanted * mChannelCount);
     auto* samples = converted.empty() ? static_cast<int16_t*>(buffer) : converted.data();
     const size_t frames = mBuffer->take(samples, wanted, blocking);
     if (!converted.empty()) pcmFrom16Bit(samples, mFormat, buffer, frames * mChannelCount);
-    if (frames > 0 || size < frameSize()) return static_cast<ssize_t>(frames * frameSize());
+    if (frames > 0 || size < mFrameSize) return static_cast<ssize_t>(frames * mFrameSize);
     return mBuffer->hasFailed() ? DEAD_OBJECT : WOULD_BLOCK;
 }
 
 void AudioRecord::runCallback() {
     pthread_setname_np(pthread_self(), "AudioRecord");
     std::vector<int16_t> samples(mNotificationFrames * mChannelCount);
-    std::vector<char> pcm(mNotificationFrames * frameSize());
+    std::vector<char> pcm(mNotificationFrames * mFrameSize);
     Buffer offer;
     for (;;) {
         switch (mBuffer->waitForEvent(mNotificationFrames)) {
@@ -223,13 +224,13 @@ void AudioRecord::runCallback() {
 void AudioRecord::offerData(Buffer* offer, int16_t* samples, void* pcm) {
     uint32_t run = 0;
     offer->frameCount = mBuffer->peek(samples, mNotificationFrames, &run);
-    offer->size = offer->frameCount * frameSize();
+    offer->size = offer->frameCount * mFrameSize;
     pcmFrom16Bit(samples, mFormat, pcm, offer->frameCount * mChannelCount);
     offer->raw = pcm;
     ++offer->sequence;
     const size_t offered = offer->size;
     mCallback(EVENT_MORE_DATA, mUser, offer);
-    const size_t consumed = std::min(offer->size, offered) / frameSize();
+    const size_t consumed = std::min(offer->size, offered) / mFrameSize;
     if (consumed == 0) {
         mBuffer->waitBeforeRetry();
     } else {

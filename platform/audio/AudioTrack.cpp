@@ -104,6 +104,7 @@ status_t AudioTrack::open(audio_stream_type_t streamType, uint32_t sampleRate,
     mSampleRate = sampleRate != 0 ? sampleRate : kUsualSampleRate;
     mChannelCount = channels;
     mFormat = format;
+    mFrameSize = mChannelCount * audio_bytes_per_sample(format);
     if (mCallbackMode) minFrameCount /= kCallbackShare;
     mFrameCount = std::max(frameCount, minFrameCount);
     mNotificationFrames = std::min<size_t>(std::max(0, notificationFrames), mFrameCount);
@@ -192,12 +193,12 @@ ssize_t AudioTrack::write(const void* buffer, size_t size, bool blocking) {
         (buffer == nullptr && size != 0)) {
         return BAD_VALUE;
     }
-    const size_t frames = size / frameSize();
+    const size_t frames = size / mFrameSize;
     if (frames == 0) return 0;
     const size_t written = writePcm(buffer, frames, blocking);
     if (mBuffer->takeStuck()) reportStuckOutput();
     if (written == 0) return WOULD_BLOCK;
-    return static_cast<ssize_t>(written * frameSize());
+    return static_cast<ssize_t>(written * mFrameSize);
 }
 
 size_t AudioTrack::writePcm(const void* pcm, size_t frames, bool blocking) {
@@ -231,7 +232,7 @@ status_t AudioTrack::getPosition(uint32_t* position) {
 
 void AudioTrack::runCallback() {
     pthread_setname_np(pthread_self(), "AudioTrack");
-    std::vector<char> pcm(mNotificationFrames * frameSize());
+    std::vector<char> pcm(mNotificationFrames * mFrameSize);
     Buffer request;
     for (;;) {
         switch (mBuffer->waitForNeed(mNotificationFrames)) {
@@ -249,7 +250,7 @@ void AudioTrack::runCallback() {
 
 // False when the callback cannot be asked again.
 bool AudioTrack::askForData(Buffer* request, void* pcm) {
-    const size_t offered = mNotificationFrames * frameSize();
+    const size_t offered = mNotificationFrames * mFrameSize;
     request->frameCount = mNotificationFrames;
     request->size = offered;
     request->raw = pcm;
@@ -259,7 +260,7 @@ bool AudioTrack::askForData(Buffer* request, void* pcm) {
         ALOGE("the callback delivered %zu bytes for %zu", request->size, offered);
         return false;
     }
-    const size_t frames = request->size / frameSize();
+    const size_t frames = request->size / mFrameSize;
     if (frames == 0) {
         mBuffer->waitBeforeRetry();
     } else {

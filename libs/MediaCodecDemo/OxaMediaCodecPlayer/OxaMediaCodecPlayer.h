@@ -319,7 +319,7 @@ class OxaMediaCodecPlayer : public AHandler {
     sp<AHandler> mStatusHandler;
     // Called on the player's looper thread with kWhatPlayerEOS; it must not call the player, which
     // would wait for itself (caught in debug builds).
-    void (*mStatusCallback)(const sp<AMessage>& msg) = NULL;
+    void (*mStatusCallback)(const sp<AMessage>& msg) = nullptr;
 
   private:
     Mutex mWaitLock;

@@ -107,7 +107,7 @@ class AudioRecord : public AudioSystem::AudioDeviceCallback {
     ssize_t read(void* buffer, size_t size, bool blocking = true);
 
     size_t frameCount() const { return mFrameCount; }
-    size_t frameSize() const { return mChannelCount * audio_bytes_per_sample(mFormat); }
+    size_t frameSize() const { return mFrameSize; }
     uint32_t channelCount() const { return mChannelCount; }
     uint32_t getSampleRate() const { return mSampleRate; }
     audio_source_t inputSource() const { return mInputSource; }
@@ -140,6 +140,7 @@ class AudioRecord : public AudioSystem::AudioDeviceCallback {
     const uint32_t mSampleRate;
     audio_format_t mFormat = AUDIO_FORMAT_PCM_16_BIT;
     uint32_t mChannelCount = 0;
+    size_t mFrameSize = 0;  // bytes; of all channels
     size_t mFrameCount = 0;
     size_t mNotificationFrames = 0;
     audio_session_t mSessionId = AUDIO_SESSION_NONE;

@@ -146,7 +146,7 @@ class AudioTrack : public AudioSystem::AudioDeviceCallback {
     uint32_t latency();
 
     size_t frameCount() const { return mFrameCount; }
-    size_t frameSize() const { return mChannelCount * audio_bytes_per_sample(mFormat); }
+    size_t frameSize() const { return mFrameSize; }
     uint32_t channelCount() const { return mChannelCount; }
     audio_session_t getSessionId() const { return mSessionId; }
 
@@ -184,6 +184,7 @@ class AudioTrack : public AudioSystem::AudioDeviceCallback {
     uint32_t mSampleRate = 0;
     audio_format_t mFormat = AUDIO_FORMAT_PCM_16_BIT;
     uint32_t mChannelCount = 0;
+    size_t mFrameSize = 0;  // bytes; of all channels
     size_t mFrameCount = 0;
     size_t mNotificationFrames = 0;
     audio_session_t mSessionId = AUDIO_SESSION_NONE;
