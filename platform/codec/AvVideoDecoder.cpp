@@ -150,6 +150,7 @@ void AvVideoDecoder::startTimes() {
     const int64_t startPts = av_rescale_q(mStartUs, kMicroseconds, stream);
     mNextPts = av_rescale_q(mStartUs + mRequest.track->fileBeginUs(), kMicroseconds, stream);
     mEndPts = startPts;
+    mFirstPts.reset();
     mConversionStartPts = mRequest.conversion.frameRate == 0 ? 0 : startPts * mFineness;
     mConversionStartUs = mRequest.conversion.frameRate == 0 ? mStartUs : 0;
     mLastTimeUs = 0;
@@ -279,6 +280,7 @@ bool AvVideoDecoder::handleReadyFrames() {
 
 bool AvVideoDecoder::convertFrame() {
     mDecoded->pts -= mConversionStartPts;
+    if (!mFirstPts) mFirstPts = mDecoded->pts;
     if (mConverter.isChange(*mDecoded) && !finishConversion()) {
         av_frame_unref(mDecoded);
         return false;
@@ -311,9 +313,19 @@ int64_t AvVideoDecoder::ptsOfFrame() {
 }
 
 bool AvVideoDecoder::finishConversion() {
-    const int64_t end = mTimes.endBehindLast(mEndPts * mFineness);
-    mConverter.finish(end - mConversionStartPts);
+    int64_t end = mTimes.endBehindLast(mEndPts * mFineness) - mConversionStartPts;
+    // What is shorter than a picture of the new rate is one all the same.
+    if (mDrained && mFirstPts && !mFormatReported && mRequest.conversion.frameRate != 0) {
+        end = std::max(end, *mFirstPts + tickOfConversion());
+    }
+    mConverter.finish(end);
     return emitConverted();
+}
+
+int64_t AvVideoDecoder::tickOfConversion() const {
+    const AVRational stream = mRequest.track->timeBase();
+    return av_rescale_q_rnd(1, {1, mRequest.conversion.frameRate},
+                            {stream.num, stream.den * mFineness}, AV_ROUND_UP);
 }
 
 bool AvVideoDecoder::emitConverted() {

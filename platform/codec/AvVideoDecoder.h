@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include <optional>
+
 #include "codec/DamageCounter.h"
 #include "codec/TimeSpreader.h"
 #include "codec/TunneledRenderer.h"
@@ -64,6 +66,7 @@ class AvVideoDecoder : public WorkerComponent {
     bool handleReadyFrames();
     bool convertFrame();
     bool finishConversion();
+    int64_t tickOfConversion() const;
     bool emitConverted();
     bool emitPicture();
     bool drain();
@@ -104,9 +107,10 @@ class AvVideoDecoder : public WorkerComponent {
     TimeSpreader mTimes;
     PictureConversion mConverter;
     DamageCounter mDamage;
-    int64_t mNextPts = 0;    // when the last frame ended, in the stream's time base
-    int64_t mEndPts = 0;     // the same of the last one that is shown
-    bool mEndKnown = false;  // whether the stream has told it
+    int64_t mNextPts = 0;              // when the last frame ended, in the stream's time base
+    std::optional<int64_t> mFirstPts;  // of what is shown, as the conversion gets it
+    int64_t mEndPts = 0;               // the same of the last one that is shown
+    bool mEndKnown = false;            // whether the stream has told it
     int64_t mLastTimeUs = 0;
     bool mFormatReported = false;
     int32_t mReportedWidth = 0;
