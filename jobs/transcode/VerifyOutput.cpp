@@ -21,6 +21,7 @@ std::optional<Failure> verifyOutput(const TranscodeSource& source, const std::st
     InputFile file;
     if (auto failure = file.openPath(output)) return failure;
     if (auto failure = readSignature(file, tracks, {}, cancelled, &written)) return failure;
+    alignAlone(written, &wanted);
     if (source.container() == Container::kMpeg2Ts) alignToPictures(wanted, &written);
     const std::string difference = differenceOf(wanted, written);
     if (difference.empty()) return std::nullopt;

@@ -93,6 +93,8 @@ class LevelSum {
             !format->findInt32("sample-rate", &rate) || channels <= 0 || rate <= 0) {
             return;
         }
+        if (mSignature.levels.empty())
+            mSignature.soundBeginUs = std::max<int64_t>(0, output.timeUs);
         mSignature.sampleRate = rate;
         const auto* samples = reinterpret_cast<const int16_t*>(buffer->data());
         const int64_t frames = static_cast<int64_t>(output.size) / (int64_t{2} * channels);

@@ -37,6 +37,7 @@ struct MediaSignature {
     std::vector<Picture> pictures;
     // How loud it is, for every kLevelUs from the time 0; 0 where there is no sound.
     std::vector<float> levels;
+    int64_t soundBeginUs = 0;
     int32_t sampleRate = 0;
 };
 

@@ -19,4 +19,8 @@ std::string differenceOf(const MediaSignature& source, const MediaSignature& out
 // sound or two at most.
 void alignToPictures(const MediaSignature& source, MediaSignature* output);
 
+// A reader's clock begins with the first sample that is in a file, so that of a kind alone does not
+// tell when the source's began: moves the source's clock to that of the output.
+void alignAlone(const MediaSignature& output, MediaSignature* source);
+
 }  // namespace oxa::jobs

@@ -413,11 +413,26 @@ TEST_F(TranscodeCliTest, strictLeavesNothingOfADamagedInput) {
 }
 
 TEST_F(TranscodeCliTest, verifiedOutputsSaySo) {
-    for (const std::string& output : {mMp4, mTs}) {
-        const ProcessResult result =
-                runPlayer(quick(mediaPath("nasa_multistream.mp4"), output,
-                                {"--verify", "--json", "--size", "160x120", "--fps", "20"}));
-        EXPECT_EQ(result.exitCode, 0) << result.err;
+    const std::string nasa = mediaPath("nasa_multistream.mp4");
+    const struct {
+        std::string source;
+        std::string output;
+        std::vector<std::string> options;
+    } kCases[] = {
+            {nasa, mMp4, {"--size", "160x120", "--fps", "20"}},
+            {nasa, mTs, {"--size", "160x120", "--fps", "20"}},
+            // What is left out was there first.
+            {mediaPath("friday_audio_starts_1200ms.mp4"), mMp4, {"--only", "audio"}},
+            {mediaPath("friday_video_starts_1s.mp4"), mMp4, {"--only", "video"}},
+            {mediaPath("bear_161x121_vp9.webm"), mMp4, {"--start", "0.31"}},
+            {mediaPath("bunny_480p_hevc.mp4"), mTs, {"--quality", "51"}},
+            // Half a tick of the new rate is longer than all there is.
+            {oneFrameVideo(), mMp4, {"--fps", "1"}},
+    };
+    for (const auto& test : kCases) {
+        const ProcessResult result = runPlayer(quick(
+                test.source, test.output, joined({"--verify", "--json", "--force"}, test.options)));
+        EXPECT_EQ(result.exitCode, 0) << test.source << result.out;
         EXPECT_EQ(eventsOf(result.out).back()["verified"], true);
     }
     const ProcessResult piped = runPlayer(quick(mClip, "-", {"--verify"}));

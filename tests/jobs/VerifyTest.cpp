@@ -75,6 +75,21 @@ TEST_P(VerifyTest, findsWhatIsNotAsInTheSource) {
     }
 }
 
+// Grey is not far from a faint picture, and the worst quality may be farther.
+TEST(OutputCheck, knowsAPictureWithoutContent) {
+    MediaSignature source;
+    source.pictures.resize(1);
+    auto& grid = source.pictures[0].grid;
+    for (size_t field = 0; field < grid.size(); ++field)
+        grid[field] = field % 2 == 0 ? 100 : 112;
+    MediaSignature output = source;
+    for (uint8_t& field : output.pictures[0].grid)
+        field += 20;
+    EXPECT_EQ(differenceOf(source, output), "");
+    output.pictures[0].grid.fill(106);
+    EXPECT_EQ(differenceOf(source, output), "picture 1 of 1 is not the one of 0.000 s");
+}
+
 INSTANTIATE_TEST_SUITE_P(Clips, VerifyTest, testing::Values("", "friday_480p_audio_first.mp4"));
 
 }  // namespace
