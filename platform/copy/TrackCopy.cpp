@@ -123,11 +123,10 @@ void TrackCopy::Impl::beginPart() {
                           pictures.isThere(),
                           first,
                           mSound == nullptr});
-    if (mSound != nullptr) {
-        // As the writer of a transport stream has it, which cannot hide the encoder's priming.
-        if (isFirst && !mIsMp4) mSound->beginSound(0);
-        return;
-    }
+    CopySource* const alone = pictures.isThere() ? mSound.get() : mPart.get();
+    // As the writer of a transport stream has it, which cannot hide the encoder's priming.
+    if (alone != nullptr && isFirst && !mIsMp4 && !mPart->hasStart()) alone->beginSound(0);
+    if (mSound != nullptr) return;
     if (isFirst && !mIsMp4 && mPart->hasStart()) {
         mPart->beginSound(
                 av_rescale_q(first, pictures.timeBase, mPart->track(kCopySound).timeBase));

@@ -297,6 +297,14 @@ TEST_F(ResumableCliTest, killedAgainAndAgainItEndsAsIfItHadNotBeen) {
     EXPECT_FALSE(fs::exists(mParts));
 }
 
+TEST_F(ResumableCliTest, soundAloneBeginsAsIfItWereMadeAtOnce) {
+    const std::string source = mediaPath("roar.mp3");
+    const std::string output = film("ts");
+    const auto result = runPlayer({"transcode", source, "-o", output, "--resumable", "--verify"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    expectSameFilm(output, transcodedAtOnce(source, "ts", {}));
+}
+
 TEST_F(ResumableCliTest, partsOfAnotherInputOrWithOtherOptionsAreNotUsed) {
     ASSERT_EQ(endWhenComplete("KILL", 1).exitCode, 128 + SIGKILL);
     const auto expectRefusal = [&](const Words& options, const std::string& text) {
