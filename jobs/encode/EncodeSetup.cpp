@@ -50,9 +50,9 @@ std::optional<Failure> checkValues(const EncodeOptions& options) {
     if (!isWithin(options.frameRate, 1, kHighestFrameRate)) {
         return wrongOption("fps", textOf(options.frameRate), "a whole number from 1 to 240");
     }
-    if (!isWithin(options.videoBitRate, 0, kHighestBitRate)) {
+    if (!isWithin(options.videoBitRate, 1, kHighestBitRate)) {
         return wrongOption("video-bitrate", textOf(options.videoBitRate),
-                           "0 to 1000000000 bits a second");
+                           "1 to 1000000000 bits a second");
     }
     if (!isWithin(options.quality, 0, kLowestQuality)) {
         return wrongOption("quality", textOf(options.quality), "a whole number from 0 to 51");

@@ -154,7 +154,10 @@ std::optional<Failure> OutputFile::openAny(const std::string& path, bool force, 
 }
 
 std::optional<Failure> OutputFile::openFile(bool force) {
-    mFinalName = force ? resolvedPath(mPath) : mPath;
+    // A link stays, and what it names is replaced.
+    struct stat status;
+    const bool isLink = lstat(mPath.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+    mFinalName = force && isLink ? resolvedPath(mPath) : mPath;
     if (!mInPlace) return openTemporary();
     auto failure = createInPlace(force);
     if (!failure) syncFolderOf(mFinalName);

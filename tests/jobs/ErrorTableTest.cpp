@@ -73,7 +73,7 @@ TEST(JobError, namesTheOptionThatIsWrong) {
                    },
                    "size '"},
                   {[](auto* options) { options->frameRate = -5; }, "fps '-5'"},
-                  {[](auto* options) { options->videoBitRate = -1; }, "video-bitrate"},
+                  {[](auto* options) { options->videoBitRate = 0; }, "video-bitrate"},
                   {[](auto* options) { options->keyFrameIntervalSec = 601; }, "keyframe-interval"},
                   {[](auto* options) { options->deinterlace = 3; }, "deinterlace"},
                   {[](auto* options) { options->preset = "fastest"; }, "preset 'fastest'"},

@@ -53,7 +53,7 @@ std::optional<int32_t> parseBitRate(const std::string& text) {
     double value = 0;
     const char* end = digits.data() + digits.size();
     const auto [stop, error] = std::from_chars(digits.data(), end, value, std::chars_format::fixed);
-    if (error != std::errc() || stop != end || !(value >= 0)) return std::nullopt;
+    if (error != std::errc() || stop != end || !(value > 0)) return std::nullopt;
     const double bits = std::round(value * unit);
     if (bits > kHighestBitRate || std::abs(bits - value * unit) > 1e-3) return std::nullopt;
     return static_cast<int32_t>(bits);
@@ -158,8 +158,17 @@ void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
             app, "--fps", &options->frameRate,
             [](const std::string& text) { return parseWholeNumber(text, 1, kHighestFrameRate); },
             "N", "Frames a second (default: the source's)", "a whole number from 1 to 240");
-    app.add_option("--quality", options->quality,
-                   "Constant quality of the picture, 0 to 51, smaller is better (default: 23)")
+    app.add_option_function<std::string>(
+               "--quality",
+               [options](const std::string& text) {
+                   const auto value = parseWholeNumber(text, 0, kLowestQuality);
+                   if (!value) {
+                       throw CLI::ValidationError("--quality '" + text +
+                                                  "': expected a whole number from 0 to 51");
+                   }
+                   options->quality = *value;
+               },
+               "Constant quality of the picture, 0 to 51, smaller is better (default: 23)")
             ->type_name("N");
     addParsedOption(app, "--video-bitrate", &options->videoBitRate, parseBitRate, "N",
                     "Bits a second of the picture, 4M is 4,000,000, instead of a quality",
