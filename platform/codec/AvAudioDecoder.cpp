@@ -118,8 +118,7 @@ status_t AvAudioDecoder::openCodec() {
     if (err >= 0) err = avcodec_open2(mCodec, decoder, nullptr);
     if (err >= 0) return OK;
     ALOGE("%s does not open: %s", name().c_str(), avErrorText(err).c_str());
-    const AVCodecParameters& stream = mTrack->codec();
-    if (stream.codec_id != AV_CODEC_ID_AAC || stream.extradata_size == 0) return UNKNOWN_ERROR;
+    if (err == AVERROR(ENOMEM)) return NO_MEMORY;
     mCodec.reset();
     return OK;
 }

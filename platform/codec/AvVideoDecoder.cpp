@@ -15,6 +15,7 @@
 #include <cstring>
 
 #include "codec/CodecThreads.h"
+#include "ffmpeg/AvError.h"
 #include "ffmpeg/AvLog.h"
 #include "ffmpeg/AvPicture.h"
 #include "ffmpeg/CodecTable.h"
@@ -126,10 +127,13 @@ status_t AvVideoDecoder::openCodec() {
     mCodec->thread_count = codecThreads(stream.width, stream.height, kMaxThreads);
     mCodec->thread_type = FF_THREAD_FRAME | FF_THREAD_SLICE;
     mCodec->max_pixels = limits::kMaxPicturePoints;
-    if (avcodec_parameters_to_context(mCodec, &mRequest.track->codec()) < 0 ||
-        avcodec_open2(mCodec, decoder, nullptr) < 0) {
-        ALOGE("%s cannot be opened", name().c_str());
-        return BAD_VALUE;
+    int err = avcodec_parameters_to_context(mCodec, &stream);
+    if (err >= 0) err = avcodec_open2(mCodec, decoder, nullptr);
+    if (err < 0) {
+        ALOGE("%s does not open: %s", name().c_str(), avErrorText(err).c_str());
+        if (err == AVERROR(ENOMEM)) return NO_MEMORY;
+        mCodec.reset();
+        return OK;
     }
     if (mRequest.tunneled) mTunnel.start(mRequest.hwSync);
     startTimes();
@@ -179,6 +183,10 @@ void AvVideoDecoder::releaseOutput(const CodecOutput& output, bool render, int64
 // ---- Worker
 
 void AvVideoDecoder::runWorker() {
+    if (mCodec == nullptr) {
+        client()->onError(UNKNOWN_ERROR);
+        return;
+    }
     CodecInput input;
     for (;;) {
         switch (nextInput(&input)) {

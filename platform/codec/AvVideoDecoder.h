@@ -96,7 +96,7 @@ class AvVideoDecoder : public WorkerComponent {
     int64_t mConversionStartUs = 0;
 
     // Worker only while it runs.
-    AvCodecOwner mCodec;
+    AvCodecOwner mCodec;  // null while it runs: the codec data was refused
     AvPacketOwner mPacket;
     AvFrameOwner mDecoded;
     AvFrameOwner mConverted;

@@ -46,7 +46,6 @@ class AudioComponentDriver : public CodecComponent::Client {
     int32_t formatInt32(const char* key) const;
     // False if an output came before a format, after the end, or an input was given back twice.
     bool inOrder() const { return mInOrder; }
-    int errors() const { return mErrors; }
 
     void onInputConsumed(size_t index) override;
     void onOutputFormat(const sp<AMessage>& format) override;

@@ -320,23 +320,6 @@ TEST(AudioDecoderTest, refusesWhatItCannotDecode) {
     EXPECT_EQ(aac->start(&driver), INVALID_OPERATION);
 }
 
-// As on a device: what a decoder's start could have found out comes by its callback.
-TEST(AudioDecoderTest, tellsOfBadAacDataAfterItsStart) {
-    const AudioPackets source(mediaPath("flower_540p_h264_aac.mp4"));
-    const sp<AMessage> format = new AMessage;
-    format->setString("mime", "audio/mp4a-latm");
-    format->setInt32("channel-count", 2);
-    format->setInt32("sample-rate", 48000);
-    format->setBuffer("csd-0", ABuffer::CreateAsCopy("\xFF\xFF\xFF\xFF", 4));
-    for (int round = 0; round < 2; ++round) {
-        AudioComponentDriver driver(createAvAudioDecoder("audio/mp4a-latm"));
-        ASSERT_EQ(driver.start(format), OK);
-        EXPECT_FALSE(driver.waitForEnd());
-        EXPECT_EQ(driver.errors(), 1);
-        driver.stop();
-    }
-}
-
 TEST(AudioDecoderTest, aacInputsAreAsLargeAsAskedFor) {
     const struct {
         int32_t asked;

@@ -137,6 +137,22 @@ TEST(CodecAnswers, toFormatsThatAreNotWhole) {
     }
 }
 
+// What a decoder's start could have found out comes by its callback.
+TEST(CodecAnswers, codecDataThatCannotBeReadIsAnErrorBehindTheStart) {
+    for (const char* mime : {"audio/mp4a-latm", "audio/vorbis", "audio/opus", "video/hevc"}) {
+        SCOPED_TRACE(mime);
+        Codec codec({mime, false});
+        const sp<AMessage> format = formatFor({mime, false});
+        format->setBuffer("csd-0", ABuffer::CreateAsCopy(std::string(40, '\xFF').data(), 40));
+        ASSERT_EQ(codec.configure(format), OK);
+        ASSERT_EQ(codec->start(), OK);
+        EXPECT_TRUE(codec.waitForCount(MediaCodec::CB_ERROR, 1));
+        codec.settle();
+        EXPECT_EQ(CodecClient::countOf(codec.events(), MediaCodec::CB_ERROR), 1u);
+        EXPECT_EQ(codec->stop(), INVALID_OPERATION);
+    }
+}
+
 TEST(CodecAnswers, formatsAreFilledBeforeTheStart) {
     const struct {
         Direction codec;
