@@ -20,6 +20,11 @@ int16_t fromFloat(float sample) {
 }
 
 // A client's buffer may lie at any address.
+// The lowest byte first.
+struct Packed24 {
+    uint8_t bytes[3];
+};
+
 template <typename From, typename To, typename Convert>
 void convertAll(const void* from, void* to, size_t count, Convert convert) {
     for (size_t i = 0; i < count; ++i) {
@@ -33,8 +38,7 @@ void convertAll(const void* from, void* to, size_t count, Convert convert) {
 }  // namespace
 
 bool isPcmFormat(audio_format_t format) {
-    return format == AUDIO_FORMAT_PCM_8_BIT || format == AUDIO_FORMAT_PCM_16_BIT ||
-           format == AUDIO_FORMAT_PCM_32_BIT || format == AUDIO_FORMAT_PCM_FLOAT;
+    return audio_bytes_per_sample(format) > 0;
 }
 
 void pcmTo16Bit(const void* pcm, audio_format_t format, int16_t* samples, size_t count) {
@@ -46,6 +50,16 @@ void pcmTo16Bit(const void* pcm, audio_format_t format, int16_t* samples, size_t
         case AUDIO_FORMAT_PCM_32_BIT:
             convertAll<int32_t, int16_t>(pcm, samples, count,
                                          [](int32_t sample) { return sample >> 16; });
+            break;
+        case AUDIO_FORMAT_PCM_8_24_BIT:
+            convertAll<int32_t, int16_t>(pcm, samples, count, [](int32_t sample) {
+                return std::clamp<int32_t>(sample >> 8, INT16_MIN, INT16_MAX);
+            });
+            break;
+        case AUDIO_FORMAT_PCM_24_BIT_PACKED:
+            convertAll<Packed24, int16_t>(pcm, samples, count, [](const Packed24& sample) {
+                return sample.bytes[1] | sample.bytes[2] << 8;
+            });
             break;
         case AUDIO_FORMAT_PCM_FLOAT:
             convertAll<float, int16_t>(pcm, samples, count, fromFloat);
@@ -64,6 +78,16 @@ void pcmFrom16Bit(const int16_t* samples, audio_format_t format, void* pcm, size
         case AUDIO_FORMAT_PCM_32_BIT:
             convertAll<int16_t, int32_t>(samples, pcm, count,
                                          [](int16_t sample) { return sample * 65536; });
+            break;
+        case AUDIO_FORMAT_PCM_8_24_BIT:
+            convertAll<int16_t, int32_t>(samples, pcm, count,
+                                         [](int16_t sample) { return sample * 256; });
+            break;
+        case AUDIO_FORMAT_PCM_24_BIT_PACKED:
+            convertAll<int16_t, Packed24>(samples, pcm, count, [](int16_t sample) {
+                return Packed24{
+                        {0, static_cast<uint8_t>(sample), static_cast<uint8_t>(sample >> 8)}};
+            });
             break;
         case AUDIO_FORMAT_PCM_FLOAT:
             convertAll<int16_t, float>(samples, pcm, count,

@@ -10,7 +10,8 @@
 
 namespace android {
 
-// Whether clients may use this PCM: unsigned 8 bits, 16 bits, 32 bits, float.
+// Whether clients may use this PCM: unsigned 8 bits, 16, 24 (packed, or the lower ones of 32) or 32
+// bits, float.
 bool isPcmFormat(audio_format_t format);
 
 // Samples to and from the 16 bits that are played and recorded. Lost bits are cut off as Android

@@ -84,8 +84,8 @@ class AudioRecord : public AudioSystem::AudioDeviceCallback {
     static status_t getMinFrameCount(size_t* frameCount, uint32_t sampleRate, audio_format_t format,
                                      audio_channel_mask_t channelMask);
 
-    // OK; BAD_VALUE for a wrong audio source, sample rate (8000 to 192000), format (PCM of 8, 16
-    // or 32 bits, or float) or channel mask (inputs of 1 to 8 channels), or a callback mode without
+    // OK; BAD_VALUE for a wrong audio source, sample rate (8000 to 192000), format (PCM of 8 to
+    // 32 bits, or float) or channel mask (inputs of 1 to 8 channels), or a callback mode without
     // callback; INVALID_OPERATION for TRANSFER_OBTAIN; NO_INIT when the microphone is missing.
     status_t initCheck() const { return mStatus; }
 

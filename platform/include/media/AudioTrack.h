@@ -112,7 +112,7 @@ class AudioTrack : public AudioSystem::AudioDeviceCallback {
     static status_t getMinFrameCount(size_t* frameCount, audio_stream_type_t streamType,
                                      uint32_t sampleRate);
 
-    // OK; BAD_VALUE for a wrong stream type, sample rate, format (PCM of 8, 16 or 32 bits, or
+    // OK; BAD_VALUE for a wrong stream type, sample rate, format (PCM of 8 to 32 bits, or
     // float) or channel mask (1 to 8 channels), or a callback mode without callback;
     // INVALID_OPERATION for a transfer type other than TRANSFER_SYNC and TRANSFER_CALLBACK; NO_INIT
     // when the output cannot be opened.

@@ -125,7 +125,7 @@ TEST_F(AudioRecordTest, tellsTheResultOfItsCreation) {
             {1, 7999, k16Bit, 0xC, kSync, BAD_VALUE},
             {1, 192001, k16Bit, 0xC, kSync, BAD_VALUE},
             {1, 48000, AUDIO_FORMAT_PCM_FLOAT, 0xC, kSync, OK},
-            {1, 48000, AUDIO_FORMAT_PCM_8_24_BIT, 0xC, kSync, BAD_VALUE},
+            {1, 48000, AUDIO_FORMAT_DEFAULT, 0xC, kSync, BAD_VALUE},
             {11, 48000, k16Bit, 0xC, kSync, BAD_VALUE},
             {-1, 48000, k16Bit, 0xC, kSync, BAD_VALUE},
             {1, 48000, k16Bit, 0xC, AudioRecord::TRANSFER_CALLBACK, BAD_VALUE},
@@ -231,6 +231,11 @@ void expectRamp(audio_format_t format, const std::function<int(Sample)>& valueOf
 
 TEST_F(AudioRecordTest, givesPcmOfEachFormat) {
     expectRamp<int32_t>(AUDIO_FORMAT_PCM_32_BIT, [](int32_t sample) { return sample / 65536; });
+    expectRamp<int32_t>(AUDIO_FORMAT_PCM_8_24_BIT, [](int32_t sample) { return sample / 256; });
+    using Packed = std::array<int8_t, 3>;
+    expectRamp<Packed>(AUDIO_FORMAT_PCM_24_BIT_PACKED, [](Packed sample) {
+        return sample[2] * 256 + static_cast<uint8_t>(sample[1]) + sample[0];
+    });
     expectRamp<float>(AUDIO_FORMAT_PCM_FLOAT,
                       [](float sample) { return static_cast<int>(sample * 32768); });
     // A ramp that was cut to 8 bits goes on with the same value 256 times.

@@ -170,7 +170,7 @@ TEST_F(AudioTrackTest, isAnsweredByInitCheckAndHarmlessWhenItFails) {
             {kMusic, 48000, kPcm16, AUDIO_CHANNEL_INVALID, kDefault, BAD_VALUE},
             {kMusic, 48000, kPcm16, AUDIO_CHANNEL_NONE, kDefault, BAD_VALUE},
             {kMusic, 48000, AUDIO_FORMAT_PCM_FLOAT, kStereo, kDefault, OK},
-            {kMusic, 48000, AUDIO_FORMAT_PCM_24_BIT_PACKED, kStereo, kDefault, BAD_VALUE},
+            {kMusic, 48000, AUDIO_FORMAT_DEFAULT, kStereo, kDefault, BAD_VALUE},
             {99, 48000, kPcm16, kStereo, kDefault, BAD_VALUE},
             {kMusic, 10000000, kPcm16, kStereo, kDefault, BAD_VALUE},
             {kMusic, 48000, kPcm16, kStereo, AudioTrack::TRANSFER_CALLBACK, BAD_VALUE},
@@ -325,6 +325,12 @@ TEST_F(AudioTrackTest, playsPcmOfEachFormat) {
                          {1, -32768, 32767, -2});
     expectHeard<int32_t>(&mOutput, AUDIO_FORMAT_PCM_32_BIT, {INT32_MIN, -1, 0x12345678, INT32_MAX},
                          {-32768, -1, 0x1234, 32767});
+    expectHeard<int32_t>(&mOutput, AUDIO_FORMAT_PCM_8_24_BIT, {-0x800001, -1, 0x1234FF, 0x800000},
+                         {-32768, -1, 0x1234, 32767});
+    using Packed = std::array<uint8_t, 3>;
+    expectHeard<Packed>(&mOutput, AUDIO_FORMAT_PCM_24_BIT_PACKED,
+                        {Packed{0, 0, 0x80}, {0xFF, 0xFF, 0xFF}, {9, 0x34, 0x12}, {0, 0, 0}},
+                        {-32768, -1, 0x1234, 0});
     expectHeard<float>(&mOutput, AUDIO_FORMAT_PCM_FLOAT,
                        {-1, 0.25F, 1, 0.5F / 32768, 7, -7, NAN, -0.5F},
                        {-32768, 8192, 32767, 0, 32767, -32768, 0, -16384});
