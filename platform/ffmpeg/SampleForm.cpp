@@ -115,6 +115,27 @@ std::vector<Bytes> vorbisCodecData(const uint8_t* data, size_t size) {
     return {Bytes(first, first + lengths[0]), Bytes(first + lengths[0] + lengths[1], data + size)};
 }
 
+// Nanoseconds of so many samples.
+Bytes opusTime(int64_t samples) {
+    constexpr int64_t kRate = 48000;
+    const int64_t time = samples * 1000000000 / kRate;
+    const auto* const bytes = reinterpret_cast<const uint8_t*>(&time);
+    return Bytes(bytes, bytes + sizeof(time));
+}
+
+// The header, what a decoder delays the sound by, and how much of it a seek has to decode before.
+std::vector<Bytes> opusCodecData(const AVCodecParameters& parameters) {
+    constexpr size_t kHeaderSize = 19;
+    constexpr size_t kDelayField = 10;
+    constexpr int kUsualPreRoll = 3840;  // 80 ms
+    const uint8_t* const data = parameters.extradata;
+    const Bytes header(data, data + parameters.extradata_size);
+    if (header.size() < kHeaderSize) return {header};
+    const int delay = header[kDelayField] | header[kDelayField + 1] << 8;
+    const int preRoll = parameters.seek_preroll > 0 ? parameters.seek_preroll : kUsualPreRoll;
+    return {header, opusTime(delay), opusTime(preRoll)};
+}
+
 }  // namespace
 
 SampleForm::SampleForm(const AVCodecParameters& parameters) {
@@ -200,6 +221,8 @@ std::vector<std::vector<uint8_t>> codecData(const AVCodecParameters& parameters)
         }
         case AV_CODEC_ID_VORBIS:
             return vorbisCodecData(data, size);
+        case AV_CODEC_ID_OPUS:
+            return opusCodecData(parameters);
         default:
             return {annexBOf(parameters.codec_id, data, size)};
     }

@@ -106,25 +106,28 @@ std::string textOf(const sp<AMessage>& format, const char* key) {
 // device's decoder.
 TEST(SampleFormTest, givesWhatADeviceGives) {
     const std::string code("\0\0\0\1", 4);
+    const auto soundClip = [](const char* codec) {
+        ClipOptions options;
+        options.extension = "mka";
+        options.audioCodec = codec;
+        return sineClip({440}, 0.5, options);
+    };
     const struct {
         std::string clip;
         std::string first;   // what "csd-0" begins with
         std::string second;  // and "csd-1"
         std::string sample;  // and each sample
         std::string end;
+        std::string third = {};  // what "csd-2" is
     } kClips[] = {
             {mediaPath("flower_540p_h264_aac.mp4"), code + "\x67", code + "\x68", code, ""},
             {mediaPath("bunny_360p_aac51.ts"), code + "\x67", code + "\x68", std::string("\0\0", 2),
              ""},
             {mediaPath("bunny_480p_hevc.mp4"), code + "\x40", "", code, ""},
-            {sineClip({440}, 0.5,
-                      [] {
-                          ClipOptions options;
-                          options.extension = "mka";
-                          options.audioCodec = "libvorbis";
-                          return options;
-                      }()),
-             "\x01vorbis", "\x05vorbis", "", "\xFF\xFF\xFF\xFF"},
+            {soundClip("libvorbis"), "\x01vorbis", "\x05vorbis", "", "\xFF\xFF\xFF\xFF"},
+            // 312 samples, and 80 ms.
+            {soundClip("libopus"), "OpusHead", std::string("\xA0\x2E\x63\0\0\0\0\0", 8), "", "",
+             std::string("\0\xB4\xC4\4\0\0\0\0", 8)},
     };
     for (const auto& clip : kClips) {
         SCOPED_TRACE(clip.clip);
@@ -133,7 +136,7 @@ TEST(SampleFormTest, givesWhatADeviceGives) {
         const sp<AMessage> format = formatOf(extractor);
         EXPECT_THAT(textOf(format, "csd-0"), StartsWith(clip.first));
         EXPECT_THAT(textOf(format, "csd-1"), StartsWith(clip.second));
-        EXPECT_FALSE(format->contains("csd-2"));
+        EXPECT_EQ(textOf(format, "csd-2"), clip.third);
         const sp<ABuffer> buffer = new ABuffer(kBufferSize);
         for (int i = 0; i < 20; ++i) {
             ASSERT_EQ(extractor->readSampleData(buffer), OK);
