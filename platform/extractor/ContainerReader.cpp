@@ -246,7 +246,7 @@ void ContainerReader::unselect(size_t index) {
 
 status_t ContainerReader::seek(int64_t timeUs, SeekMode mode) {
     if (!anySelected()) return ERROR_END_OF_STREAM;
-    if (mStream->size() < 0) return ERROR_UNSUPPORTED;
+    if (mStream->size() < 0 || mode == SeekMode::SEEK_FRAME_INDEX) return ERROR_UNSUPPORTED;
     mIsPlaced = true;
     bool anywhere = timeUs > 0;
     if (timeUs <= 0) {

@@ -182,6 +182,7 @@ TEST(ExtractorTest, seeksToSyncSamples) {
     EXPECT_EQ(extractor->seekTo(3500000, MediaSource::ReadOptions::SEEK_NEXT_SYNC),
               ERROR_END_OF_STREAM);
     EXPECT_EQ(readAll(extractor).size(), 0u);
+    EXPECT_EQ(extractor->seekTo(0, MediaSource::ReadOptions::SEEK_FRAME_INDEX), ERROR_UNSUPPORTED);
     EXPECT_EQ(seek(0, MediaSource::ReadOptions::SEEK_CLOSEST_SYNC), 0);
     EXPECT_EQ(readAll(extractor), all);
 }

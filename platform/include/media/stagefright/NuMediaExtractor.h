@@ -59,7 +59,8 @@ struct NuMediaExtractor : public RefBase {
     status_t unselectTrack(size_t index);
 
     // The next sample is the one at that time (microseconds) or the sync sample that the mode asks
-    // for. ERROR_UNSUPPORTED where the file or its source cannot be moved in.
+    // for. ERROR_UNSUPPORTED where the file or its source cannot be moved in, and for frame
+    // numbers.
     status_t seekTo(int64_t timeUs, MediaSource::ReadOptions::SeekMode mode =
                                             MediaSource::ReadOptions::SEEK_CLOSEST_SYNC);
 
