@@ -52,7 +52,7 @@ status_t ContainerWriter::addSource(const sp<MediaSource>& source) {
     auto description = std::make_unique<TrackDescription>();
     const status_t err = describeTrack(*meta, mFiles.muxer().avcForm(), description.get());
     if (err != OK) {
-        ALOGE("the %s track has no size or no codec configuration", mime);
+        ALOGE("the %s track has no size, or no channels or rate", mime);
         return err;
     }
     auto track = std::make_unique<Track>();
@@ -101,18 +101,22 @@ void ContainerWriter::openMuxerLocked() {
     handleResultLocked(mFiles.open(mDescriptions, mRotation));
 }
 
-// Without them no picture can be decoded, so the first one must bring them.
-void ContainerWriter::takeConfiguration(const Track& track, MediaBufferBase* buffer) {
+// Without it nothing can be decoded: it comes in a buffer of its own, or with the first picture.
+bool ContainerWriter::takeConfiguration(const Track& track, MediaBufferBase* buffer) {
+    if (buffer->range_length() == 0) return false;
     const AnnotatedLock lock(mMuxerLock);
     TrackDescription* const description = mDescriptions[track.converter->streamIndex()].get();
+    const AvcForm form = mFiles.muxer().avcForm();
     const auto* data = static_cast<const uint8_t*>(buffer->data()) + buffer->range_offset();
-    int32_t isSync = 0;
-    if (!mOpen &&
-        completeTrack(data, buffer->range_length(), mFiles.muxer().avcForm(), description)) {
+    const bool isFirstOfStream = form == AvcForm::kAnnexB && !description->isVideo();
+    const bool isOwn = isFirstOfStream || isSet(buffer, kKeyIsCodecConfig);
+    if (!mOpen && (isOwn || description->hasNalUnits()) &&
+        completeTrack(data, buffer->range_length(), form, description)) {
         if (isComplete()) openMuxerLocked();
-    } else if (buffer->meta_data().findInt32(kKeyIsSyncFrame, &isSync) && isSync != 0) {
+    } else if (!isOwn && (!description->isVideo() || isSet(buffer, kKeyIsSyncFrame))) {
         handleResultLocked(AVERROR_INVALIDDATA);
     }
+    return isOwn;
 }
 
 void ContainerWriter::prepareTracksLocked() {
@@ -149,9 +153,10 @@ void ContainerWriter::readTrack(Track* track) {
         if (err == INFO_FORMAT_CHANGED) continue;
         if (err != OK || buffer == nullptr) break;
         const int index = track->converter->streamIndex();
-        if (!mDescriptions[index]->isComplete()) takeConfiguration(*track, buffer);
+        const bool isConfiguration =
+                !mDescriptions[index]->isComplete() && takeConfiguration(*track, buffer);
         AvPacketOwner packet;
-        if (!mFailed) packet = track->converter->convert(buffer);
+        if (!mFailed && !isConfiguration) packet = track->converter->convert(buffer);
         buffer->release();
         if (packet != nullptr) takeSample(std::move(packet));
         tellFault();

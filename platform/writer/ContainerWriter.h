@@ -37,7 +37,7 @@ class ContainerWriter {
 
     status_t addSource(const sp<MediaSource>& source);
     bool hasTracks() const { return !mTracks.empty(); }
-    // H.264 whose parameter sets are in its samples holds all samples until the sets come.
+    // A track whose codec configuration is yet to come holds all samples until it does.
     status_t start(MetaData* params);
     void stop();
     bool reachedEnd() const;
@@ -62,7 +62,8 @@ class ContainerWriter {
     void prepareTracksLocked() REQUIRES(mMuxerLock);
     bool isComplete() const;
     void openMuxerLocked() REQUIRES(mMuxerLock);
-    void takeConfiguration(const Track& track, MediaBufferBase* buffer);
+    // True when the buffer was nothing else.
+    bool takeConfiguration(const Track& track, MediaBufferBase* buffer);
     status_t startSources(MetaData* params);
     void readTrack(Track* track);
     void takeSample(AvPacketOwner packet);

@@ -13,7 +13,7 @@
 
 namespace android {
 
-MPEG4Writer::MPEG4Writer(int fd) : mMuxer(new Mp4Muxer) {
+MPEG4Writer::MPEG4Writer(int fd) : mTimeScale(Mp4Muxer::kMovieTimeScale), mMuxer(new Mp4Muxer) {
     mWriter = std::make_unique<ContainerWriter>(std::make_unique<WriterOutput>(fd),
                                                 std::unique_ptr<ContainerMuxer>(mMuxer),
                                                 "MPEG4Writer");
@@ -28,6 +28,12 @@ status_t MPEG4Writer::addSource(const sp<MediaSource>& source) {
 status_t MPEG4Writer::start(MetaData* params) {
     if (mWriter->isWriting()) return OK;
     if (!mWriter->hasTracks()) return INVALID_OPERATION;
+    int32_t timeScale = 0;
+    if (params != nullptr && params->findInt32(kKeyTimeScale, &timeScale) && timeScale > 0 &&
+        !mWriter->isStarted()) {
+        mTimeScale = timeScale;
+        mMuxer->setTimeScale(timeScale);
+    }
     return mWriter->start(params);
 }
 
@@ -62,7 +68,7 @@ status_t MPEG4Writer::setGeoData(int latitudex10000, int longitudex10000) {
 }
 
 int32_t MPEG4Writer::getTimeScale() const {
-    return Mp4Muxer::kMovieTimeScale;
+    return mTimeScale;
 }
 
 }  // namespace android

@@ -68,6 +68,7 @@ std::vector<uint8_t> largeBoxHeader(const char* type, uint32_t size, uint64_t la
 std::unique_ptr<ContainerMuxer> Mp4Muxer::another() const {
     auto other = std::make_unique<Mp4Muxer>();
     other->setPieceDurationUs(mPieceDurationUs);
+    other->setTimeScale(mTimeScale);
     other->setLocation(mLocation);
     return other;
 }
@@ -129,7 +130,7 @@ int Mp4Muxer::openMuxer(AVFormatContext* muxer,
     av_dict_set(options.address(), "movflags", flags, 0);
     av_dict_set(options.address(), "brand", "isom", 0);
     av_dict_set(options.address(), "use_editlist", "1", 0);
-    av_dict_set_int(options.address(), "movie_timescale", kMovieTimeScale, 0);
+    av_dict_set_int(options.address(), "movie_timescale", mTimeScale, 0);
     av_dict_set_int(options.address(), "video_track_timescale", 90000, 0);
     return avformat_write_header(muxer, options.address());
 }

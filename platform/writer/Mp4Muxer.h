@@ -31,6 +31,7 @@ class Mp4Muxer : public ContainerMuxer {
 
     // Before open.
     void setPieceDurationUs(int64_t durationUs) { mPieceDurationUs = durationUs; }
+    void setTimeScale(int timeScale) { mTimeScale = timeScale; }
     // ISO 6709.
     void setLocation(const std::string& location) { mLocation = location; }
 
@@ -88,6 +89,7 @@ class Mp4Muxer : public ContainerMuxer {
 
     WriterOutput* mOutput = nullptr;
     int64_t mPieceDurationUs = 250000;
+    int mTimeScale = kMovieTimeScale;
     std::string mLocation;
     oxa::host::OutputTags mTags;
 

@@ -24,11 +24,6 @@ namespace {
 
 constexpr size_t kLengthSize = 4;
 
-bool isSet(MediaBufferBase* buffer, uint32_t key) {
-    int32_t value = 0;
-    return buffer->meta_data().findInt32(key, &value) && value != 0;
-}
-
 bool startsWithStartCode(const uint8_t* data, size_t size) {
     return size >= 4 && data[0] == 0 && data[1] == 0 &&
            (data[2] == 1 || (data[2] == 0 && data[3] == 1));
@@ -56,6 +51,11 @@ AvPacketOwner lengthPrefixed(const uint8_t* data, size_t size) {
 }
 
 }  // namespace
+
+bool isSet(MediaBufferBase* buffer, uint32_t key) {
+    int32_t value = 0;
+    return buffer->meta_data().findInt32(key, &value) && value != 0;
+}
 
 SampleConverter::SampleConverter(const TrackDescription& track, int streamIndex, AvcForm form)
     : mTrack(track), mStreamIndex(streamIndex), mForm(form), mDuration(track.nominalDuration) {}

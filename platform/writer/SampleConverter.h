@@ -10,6 +10,9 @@
 
 namespace android {
 
+// Whether the number under this key is there, and not 0.
+bool isSet(MediaBufferBase* buffer, uint32_t key);
+
 // Turns the buffers of one track into packets for a muxer. Not locked.
 class SampleConverter {
   public:

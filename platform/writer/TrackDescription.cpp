@@ -14,6 +14,7 @@
 #include "ffmpeg/SampleForm.h"
 #include "media/AvcStream.h"
 #include "media/Esds.h"
+#include "media/HevcStream.h"
 
 extern "C" {
 #include <libavutil/display.h>
@@ -46,10 +47,6 @@ std::vector<uint8_t> decoderConfiguration(const MetaDataBase& meta, AVCodecID co
     return configurationFromEsds(esds.data(), esds.size());
 }
 
-bool needsConfiguration(AVCodecID codec) {
-    return codec == AV_CODEC_ID_HEVC || codec == AV_CODEC_ID_AAC || codec == AV_CODEC_ID_MPEG4;
-}
-
 bool describeVideo(const MetaDataBase& meta, TrackDescription* track) {
     int32_t width = 0;
     int32_t height = 0;
@@ -78,7 +75,22 @@ bool describeAudio(const MetaDataBase& meta, int samplesPerFrame, TrackDescripti
     return true;
 }
 
+std::vector<uint8_t> configurationIn(const uint8_t* data, size_t size, AVCodecID codec,
+                                     AvcForm form) {
+    if (codec == AV_CODEC_ID_HEVC) return makeHevcConfiguration(data, size);
+    if (codec != AV_CODEC_ID_H264) return std::vector<uint8_t>(data, data + size);
+    const std::vector<uint8_t> record = makeAvcConfiguration(data, size);
+    if (form == AvcForm::kLengthPrefixed) return record;
+    return annexBFromAvcConfiguration(record.data(), record.size());
+}
+
 }  // namespace
+
+bool TrackDescription::isComplete() const {
+    const AVCodecID codec = parameters->codec_id;
+    const bool needsData = hasNalUnits() || codec == AV_CODEC_ID_AAC || codec == AV_CODEC_ID_MPEG4;
+    return !needsData || parameters->extradata_size > 0;
+}
 
 status_t describeTrack(const MetaDataBase& meta, AvcForm form, TrackDescription* track) {
     const char* mime = nullptr;
@@ -95,16 +107,15 @@ status_t describeTrack(const MetaDataBase& meta, AvcForm form, TrackDescription*
     int32_t bitRate = 0;
     if (meta.findInt32(kKeyBitRate, &bitRate)) parameters->bit_rate = bitRate;
 
-    const std::vector<uint8_t> extra = decoderConfiguration(meta, type->codec, form);
-    if (!complete || (extra.empty() && needsConfiguration(type->codec))) return ERROR_MALFORMED;
-    setCodecData(extra, parameters);
+    if (!complete) return ERROR_MALFORMED;
+    setCodecData(decoderConfiguration(meta, type->codec, form), parameters);
     return OK;
 }
 
-bool completeTrack(const uint8_t* annexB, size_t size, AvcForm form, TrackDescription* track) {
-    std::vector<uint8_t> extra = makeAvcConfiguration(annexB, size);
+bool completeTrack(const uint8_t* data, size_t size, AvcForm form, TrackDescription* track) {
+    const std::vector<uint8_t> extra =
+            configurationIn(data, size, track->parameters->codec_id, form);
     if (extra.empty()) return false;
-    if (form == AvcForm::kAnnexB) extra = annexBFromAvcConfiguration(extra.data(), extra.size());
     setCodecData(extra, track->parameters);
     return true;
 }

@@ -27,16 +27,17 @@ struct TrackDescription {
     bool isAvc() const { return parameters->codec_id == AV_CODEC_ID_H264; }
     // H.264 and HEVC: samples are made of NAL units.
     bool hasNalUnits() const { return isAvc() || parameters->codec_id == AV_CODEC_ID_HEVC; }
-    // False for H.264 whose parameter sets have not come yet.
-    bool isComplete() const { return !isAvc() || parameters->extradata_size > 0; }
+    // False while what its decoder needs has not come.
+    bool isComplete() const;
 };
 
-// ERROR_UNSUPPORTED for a MIME type that is not known here, ERROR_MALFORMED when sizes or what the
-// decoder needs are missing. Parameter sets of H.264 may come later.
+// ERROR_UNSUPPORTED for a MIME type that is not known here, ERROR_MALFORMED when sizes, channels or
+// the rate are missing. What the decoder needs may come later.
 status_t describeTrack(const MetaDataBase& meta, AvcForm form, TrackDescription* track);
 
-// Completes a description with the parameter sets in these bytes; false without any.
-bool completeTrack(const uint8_t* annexB, size_t size, AvcForm form, TrackDescription* track);
+// Completes a description with what a decoder is to know first: H.264 and HEVC with the parameter
+// sets in these bytes, others with all of them. False without any.
+bool completeTrack(const uint8_t* data, size_t size, AvcForm form, TrackDescription* track);
 
 // Adds a stream for the track to a muxer and returns 0 or an AVERROR. `rotation` (clockwise
 // degrees) matters for pictures only.

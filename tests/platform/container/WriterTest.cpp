@@ -19,6 +19,7 @@
 
 #include "media/AvcStream.h"
 #include "media/Esds.h"
+#include "media/HevcStream.h"
 #include "support/FaultLog.h"
 #include "support/MediaProbe.h"
 #include "support/MediaReader.h"
@@ -46,6 +47,7 @@ struct TrackSample {
     int64_t timeUs;
     bool sync;
     std::vector<uint8_t> data;
+    bool isConfig = false;
 };
 
 // H.264 with start codes, and without parameter sets and delimiters.
@@ -149,14 +151,6 @@ void expectSamples(const std::string& path, const std::vector<TrackSample>& push
 
 enum class Container { kMp4, kTs };
 
-bool isParameterSets(const std::vector<uint8_t>& data) {
-    const auto units = splitAnnexB(data.data(), data.size());
-    return !units.empty() && std::all_of(units.begin(), units.end(), [](const NalUnit& unit) {
-        return unit.type() == kNalTypeSequenceParameters ||
-               unit.type() == kNalTypePictureParameters;
-    });
-}
-
 // Takes `fd` over: it is closed as soon as the writer is made.
 sp<MediaWriter> makeWriter(Container container, int fd) {
     const bool mp4 = container == Container::kMp4;
@@ -195,7 +189,7 @@ class WriterSession {
         buffer->add_ref();
         buffer->meta_data().setInt64(kKeyTime, sample.timeUs);
         buffer->meta_data().setInt64(kKeyDecodingTime, sample.timeUs);
-        if (isParameterSets(sample.data)) buffer->meta_data().setInt32(kKeyIsCodecConfig, 1);
+        if (sample.isConfig) buffer->meta_data().setInt32(kKeyIsCodecConfig, 1);
         if (sample.sync) buffer->meta_data().setInt32(kKeyIsSyncFrame, 1);
         const status_t err = mAdapters[sample.track]->pushBuffer(buffer);
         // The memory is free again: a writer that still looked at it would write this.
@@ -495,14 +489,17 @@ TEST_P(WriterTest, TheOrderOfTracksIsThatOfTheirKinds) {
     EXPECT_TRUE(files[0] == files[1]);
 }
 
-// Parameter sets that come with the samples only, in a buffer of their own or in the first picture.
-TEST_P(WriterTest, ParameterSetsMayComeWithTheSamples) {
+// What decoders need that comes with the samples only, in buffers of its own or, of pictures, in
+// the first one. Without it a track cannot be written.
+TEST_P(WriterTest, ConfigurationsMayComeWithTheSamples) {
     const auto formats = carFormats();
     const MediaReader reader(mediaPath("car_432p_12fps.mp4"));
     const AVCodecParameters& picture = *reader.format()->streams[kVideo]->codecpar;
+    const AVCodecParameters& sound = *reader.format()->streams[kAudio]->codecpar;
     const auto sets = annexBFromAvcConfiguration(picture.extradata, picture.extradata_size);
     formats[kVideo]->remove(kKeyAVCC);
     for (const bool ownBuffer : {false, true}) {
+        if (ownBuffer) formats[kAudio]->remove(kKeyESDS);
         WriterSession session(makeWriter(GetParam(), openFile(mPath)));
         for (const sp<MetaData>& format : formats)
             ASSERT_EQ(session.addTrack(format), OK);
@@ -512,7 +509,14 @@ TEST_P(WriterTest, ParameterSetsMayComeWithTheSamples) {
                 std::find_if(samples.begin(), samples.end(),
                              [](const TrackSample& sample) { return sample.track == kVideo; });
         if (ownBuffer) {
-            samples.insert(first, {kVideo, first->timeUs, false, sets});
+            samples.insert(first, {kVideo, first->timeUs, false, sets, true});
+            const bool isMarked = GetParam() == Container::kMp4;
+            samples.insert(samples.begin(),
+                           {kAudio,
+                            0,
+                            false,
+                            {sound.extradata, sound.extradata + sound.extradata_size},
+                            isMarked});
         } else {
             first->data.insert(first->data.begin(), sets.begin(), sets.end());
         }
@@ -520,7 +524,16 @@ TEST_P(WriterTest, ParameterSetsMayComeWithTheSamples) {
         session.stop();
         expectSamples(mPath, carSamples());
         EXPECT_EQ(MediaProbe(mPath).video()->decodeErrors, 0);
+        EXPECT_EQ(MediaProbe(mPath).audio()->decodeErrors, 0);
     }
+    FaultLog log;
+    WriterSession session(makeWriter(GetParam(), openFile(mPath)));
+    for (const sp<MetaData>& format : formats)
+        ASSERT_EQ(session.addTrack(format), OK);
+    ASSERT_EQ(session->start(), OK);
+    ASSERT_TRUE(session.push(carSamples()));
+    session.stop();
+    EXPECT_EQ(log.faults().size(), 1u);
 }
 
 TEST_P(WriterTest, RefusesTracksAndCallsThatMakeNoFile) {
@@ -555,11 +568,14 @@ TEST(Mp4WriterTest, WritesWhatElseItAccepts) {
         AVCodecID codec;
         int channels;  // 0: a picture
         int sampleRate;
+        bool isLate = false;  // what its decoder needs
     };
     const uint8_t kSample[] = {0x3C, 0x91, 0x17, 0x16, 0xBE, 0x66, 0x79, 0xE1};
     for (const Case& each : {Case{MEDIA_MIMETYPE_VIDEO_H263, AV_CODEC_ID_H263, 0, 0},
                              Case{MEDIA_MIMETYPE_VIDEO_MPEG4, AV_CODEC_ID_MPEG4, 0, 0},
                              Case{MEDIA_MIMETYPE_VIDEO_HEVC, AV_CODEC_ID_HEVC, 0, 0},
+                             Case{MEDIA_MIMETYPE_VIDEO_MPEG4, AV_CODEC_ID_MPEG4, 0, 0, true},
+                             Case{MEDIA_MIMETYPE_VIDEO_HEVC, AV_CODEC_ID_HEVC, 0, 0, true},
                              Case{MEDIA_MIMETYPE_AUDIO_AMR_NB, AV_CODEC_ID_AMR_NB, 1, 8000},
                              Case{MEDIA_MIMETYPE_AUDIO_AMR_WB, AV_CODEC_ID_AMR_WB, 1, 16000}}) {
         SCOPED_TRACE(each.mime);
@@ -572,14 +588,24 @@ TEST(Mp4WriterTest, WritesWhatElseItAccepts) {
         format->setInt32(kKeyChannelCount, each.channels);
         format->setInt32(kKeySampleRate, each.sampleRate);
         const auto esds = makeEsds(kSample, sizeof(kSample));
-        format->setData(kKeyESDS, kTypeESDS, esds.data(), esds.size());
+        if (!each.isLate) format->setData(kKeyESDS, kTypeESDS, esds.data(), esds.size());
         const MediaReader hevc(mediaPath("bunny_480p_hevc.mp4"));
         const AVCodecParameters& parameters = *hevc.format()->streams[0]->codecpar;
-        format->setData(kKeyHVCC, kTypeHVCC, parameters.extradata, parameters.extradata_size);
+        const uint8_t* const record = parameters.extradata;
+        if (!each.isLate) {
+            format->setData(kKeyHVCC, kTypeHVCC, record, parameters.extradata_size);
+        }
         FaultLog log;
         WriterSession session(makeWriter(Container::kMp4, openFile(path)));
         ASSERT_EQ(session.addTrack(format), OK);
         ASSERT_EQ(session->start(), OK);
+        std::vector<uint8_t> configuration(std::begin(kSample), std::end(kSample));
+        if (each.codec == AV_CODEC_ID_HEVC) {
+            configuration = annexBFromHevcConfiguration(record, parameters.extradata_size);
+        }
+        if (each.isLate) {
+            ASSERT_EQ(session.push({0, 0, false, configuration, true}), OK);
+        }
         for (int64_t i = 0; i < 50; ++i) {
             std::vector<uint8_t> data(std::begin(kSample), std::end(kSample));
             if (each.codec == AV_CODEC_ID_HEVC) data.insert(data.begin(), {0, 0, 0, 1});
@@ -613,6 +639,25 @@ TEST(Mp4WriterTest, WritesWhatElseItAccepts) {
         format->setInt32(kKeySampleRate, 8000);
         EXPECT_EQ(mixed.addTrack(format),
                   each.codec == AV_CODEC_ID_MPEG4 ? OK : status_t{ERROR_UNSUPPORTED});
+    }
+}
+
+TEST(Mp4WriterTest, TakesTheTimeScaleOfTheMovie) {
+    for (const auto& [asked, expected] : {std::pair(0, 10000), {600, 600}}) {
+        TempDir dir;
+        const std::string path = dir.file("out.mp4");
+        const int fd = openFile(path);
+        const sp<MPEG4Writer> writer = new MPEG4Writer(fd);
+        close(fd);
+        const sp<MetaData> params = new MetaData;
+        params->setInt32(kKeyTimeScale, asked);
+        WriterSession session(writer);
+        session.start(params.get());
+        EXPECT_EQ(writer->getTimeScale(), expected);
+        ASSERT_TRUE(session.push(carSamples()));
+        session.stop();
+        const std::string file = readFile(path);
+        EXPECT_EQ(AV_RB32(&file[file.rfind("mvhd") + 16]), static_cast<uint32_t>(expected));
     }
 }
 

@@ -24,7 +24,8 @@ struct MPEG2TSWriter : public MediaWriter {
     // one call at a time.
     MPEG2TSWriter(void* cookie, ssize_t (*write)(void* cookie, const void* data, size_t size));
 
-    // UNKNOWN_ERROR once started, ERROR_UNSUPPORTED for another MIME type.
+    // UNKNOWN_ERROR once started, ERROR_UNSUPPORTED for another MIME type, ERROR_MALFORMED without
+    // size, channels or rate. What a decoder needs may come later: for sound as its first buffer.
     status_t addSource(const sp<MediaSource>& source) override;
 
     // Samples may be pushed as soon as it returned. Without a track the file stays empty.

@@ -24,14 +24,14 @@ class MPEG4Writer : public MediaWriter {
     MPEG4Writer(int fd);
 
     // UNKNOWN_ERROR once started; ERROR_UNSUPPORTED for a MIME type that has no place in the file
-    // (AMR and H.263 have none beside HEVC), ERROR_MALFORMED for a track without what its decoder
-    // needs. Only the parameter sets of H.264 may come later, in a buffer with kKeyIsCodecConfig or
-    // in the first picture.
+    // (AMR and H.263 have none beside HEVC), ERROR_MALFORMED for a track without size, channels or
+    // rate. What its decoder needs may come later, in a buffer with kKeyIsCodecConfig; the
+    // parameter sets of H.264 and HEVC also in the first picture.
     status_t addSource(const sp<MediaSource>& source) override;
 
-    // Reads kKeyRotation. Samples may be pushed as soon as it returned. OK while it writes,
-    // INVALID_OPERATION without a track or when stopped before, UNKNOWN_ERROR for a descriptor that
-    // cannot be written to.
+    // Reads kKeyRotation and kKeyTimeScale. Samples may be pushed as soon as it returned. OK while
+    // it writes, INVALID_OPERATION without a track or when stopped before, UNKNOWN_ERROR for a
+    // descriptor that cannot be written to.
     status_t start(MetaData* params = nullptr) override;
 
     // Finishes the file and syncs it to the disk; always OK, also when stopped before.
@@ -46,7 +46,7 @@ class MPEG4Writer : public MediaWriter {
     // +-1800000.
     status_t setGeoData(int latitudex10000, int longitudex10000);
 
-    // Ticks a second of the movie's own times.
+    // Ticks a second of the movie's own times: 10000 unless start() was told otherwise.
     int32_t getTimeScale() const;
 
   protected:
@@ -55,6 +55,7 @@ class MPEG4Writer : public MediaWriter {
   private:
     DISALLOW_EVIL_CONSTRUCTORS(MPEG4Writer);
 
+    int32_t mTimeScale;
     Mp4Muxer* mMuxer;  // owned by mWriter
     std::unique_ptr<ContainerWriter> mWriter;
 };
