@@ -106,13 +106,19 @@ status_t AvAudioDecoder::openCodec() {
     routeAvLog();
     limitAvAllocations();
     mDamage.start("audio");
-    const AVCodec* decoder = avcodec_find_decoder(mTrack->codec().codec_id);
-    mCodec.reset(avcodec_alloc_context3(decoder));
     mPacket.reset(av_packet_alloc());
     mFrame.reset(av_frame_alloc());
-    if (mCodec == nullptr || mPacket == nullptr || mFrame == nullptr) return NO_MEMORY;
+    if (mPacket == nullptr || mFrame == nullptr) return NO_MEMORY;
+    return openDecoder(mTrack->codec());
+}
+
+// OK without a decoder when it does not take the codec data.
+status_t AvAudioDecoder::openDecoder(const AVCodecParameters& parameters) {
+    const AVCodec* decoder = avcodec_find_decoder(parameters.codec_id);
+    mCodec.reset(avcodec_alloc_context3(decoder));
+    if (mCodec == nullptr) return NO_MEMORY;
     mDamage.listenTo(mCodec);
-    int err = avcodec_parameters_to_context(mCodec, &mTrack->codec());
+    int err = avcodec_parameters_to_context(mCodec, &parameters);
     mCodec->pkt_timebase = mTrack->timeBase();
     mCodec->thread_count = 1;
     if (err >= 0) err = avcodec_open2(mCodec, decoder, nullptr);
@@ -127,6 +133,7 @@ void AvAudioDecoder::closeCodec() {
     mCodec.reset();
     mPacket.reset();
     mFrame.reset();
+    mLateData.clear();
     mConverter.close();
     mFormatReported = false;
     mFirstTimePublished = false;
@@ -135,7 +142,7 @@ void AvAudioDecoder::closeCodec() {
 }
 
 void AvAudioDecoder::runWorker() {
-    if (mCodec == nullptr) {
+    if (mCodec == nullptr && hasCodecData()) {
         client()->onError(UNKNOWN_ERROR);
         return;
     }
@@ -143,9 +150,16 @@ void AvAudioDecoder::runWorker() {
 }
 
 bool AvAudioDecoder::decodeInput(const CodecInput& input) {
-    // Codec-specific data came with the format already.
-    if (input.flags & MediaCodec::BUFFER_FLAG_CODECCONFIG) return true;
     if (input.buffer->size() == 0) return true;
+    if (input.flags & MediaCodec::BUFFER_FLAG_CODECCONFIG) {
+        addLateData(*input.buffer);
+        return true;
+    }
+    useLateData();
+    if (mCodec == nullptr) {
+        client()->onError(UNKNOWN_ERROR);
+        return false;
+    }
     mInputTimeUs = input.timeUs;
     if (!fillPacket(input)) return true;
 
@@ -160,6 +174,23 @@ bool AvAudioDecoder::decodeInput(const CodecInput& input) {
     running = running && receiveFrames();
     mDamage.addRepaired();
     return running;
+}
+
+void AvAudioDecoder::addLateData(MediaCodecBuffer& buffer) {
+    constexpr size_t kMostParts = 3;
+    if (mLateData == nullptr) mLateData = new AMessage;
+    if (hasCodecData() || mLateData->countEntries() == kMostParts) return;
+    const std::string name = "csd-" + std::to_string(mLateData->countEntries());
+    mLateData->setBuffer(name.c_str(), ABuffer::CreateAsCopy(buffer.data(), buffer.size()));
+}
+
+void AvAudioDecoder::useLateData() {
+    if (mLateData == nullptr || hasCodecData()) return;
+    const AvParametersOwner parameters(avcodec_parameters_alloc());
+    avcodec_parameters_copy(parameters, &mTrack->codec());
+    setCodecData(codecDataOf(parameters->codec_id, mLateData), parameters);
+    mLateData.clear();
+    openDecoder(*parameters);
 }
 
 bool AvAudioDecoder::fillPacket(const CodecInput& input) {
@@ -312,9 +343,11 @@ void AvAudioDecoder::publishFirstTime(int64_t timeUs) {
 }
 
 bool AvAudioDecoder::finish() {
-    avcodec_send_packet(mCodec, nullptr);
-    if (!receiveFrames()) return false;
-    mDamage.addRepaired();
+    if (mCodec != nullptr) {
+        avcodec_send_packet(mCodec, nullptr);
+        if (!receiveFrames()) return false;
+        mDamage.addRepaired();
+    }
     mDamage.finish();
     if (!mFormatReported) reportFallbackFormat();
     mConverter.flush();

@@ -16,11 +16,10 @@ namespace android {
 // order of their bits in the channel mask. The output format is that of the first decoded frame and
 // is reported once; what changes later in the stream is converted to it.
 //
-// Codec data of AAC that libavcodec refuses is told by onError() after the start, as a device does
-// it; another stream that does not open lets start() fail.
-//
 // configure() takes the stream's parameters from the format's TrackParameters object, or without
-// one from "mime", "channel-count", "sample-rate" and "csd-0". Damaged data is skipped and counted.
+// one from "mime", "channel-count", "sample-rate" and "csd-0", "csd-1". Codec data that the format
+// lacks may come as inputs of its own. Data that libavcodec refuses is told by onError() after the
+// start, as a device does it. Damaged samples are skipped and counted.
 // With "audio-hw-sync" the clock of that session is told the time of the first output.
 class AvAudioDecoder : public WorkerComponent {
   public:
@@ -57,6 +56,11 @@ class AvAudioDecoder : public WorkerComponent {
     bool emitPending(int minFrames);
     bool cutToWindow(int frames, CodecOutput* output) const;
 
+    status_t openDecoder(const AVCodecParameters& parameters);
+    bool hasCodecData() const { return mTrack->codec().extradata_size > 0; }
+    // Codec data that comes as inputs, where the format had none.
+    void addLateData(MediaCodecBuffer& buffer);
+    void useLateData();
     bool fillPacket(const CodecInput& input);
     bool openOutput(const AudioShape& shape);
     void reportFallbackFormat();
@@ -71,7 +75,8 @@ class AvAudioDecoder : public WorkerComponent {
     sp<SessionClock> mSessionClock;  // null without a session
 
     // Worker only while it runs.
-    AvCodecOwner mCodec;  // null while it runs: the codec data was refused
+    AvCodecOwner mCodec;     // null while it runs: the codec data is missing, or was refused
+    sp<AMessage> mLateData;  // until the next sample; null: none
     AvPacketOwner mPacket;
     AvFrameOwner mFrame;
     AudioConverter mConverter;

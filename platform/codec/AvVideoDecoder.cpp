@@ -168,6 +168,7 @@ void AvVideoDecoder::closeCodec() {
     mDecoded.reset();
     mPacket.reset();
     mCodec.reset();
+    mHeaders.clear();
 }
 
 void AvVideoDecoder::releaseOutput(const CodecOutput& output, bool render, int64_t timestampNs) {
@@ -215,22 +216,35 @@ void AvVideoDecoder::reportEnd() {
 }
 
 bool AvVideoDecoder::decodeInput(const CodecInput& input) {
-    // Codec-specific data came with the format already; after the end nothing counts.
-    const bool isSample = input.buffer->size() > 0 && !mDrained &&
-                          (input.flags & MediaCodec::BUFFER_FLAG_CODECCONFIG) == 0;
-    const bool filled = isSample && fillPacket(input);
+    // After the end nothing counts.
+    const bool isConfig = (input.flags & MediaCodec::BUFFER_FLAG_CODECCONFIG) != 0;
+    if (isConfig) addHeaders(*input.buffer);
+    const bool filled = input.buffer->size() > 0 && !mDrained && !isConfig && fillPacket(input);
     // The packet is a copy, so the next sample can be read while this one is decoded.
     client()->onInputConsumed(input.index);
     return !filled || decodePacket();
 }
 
+// Of codecs whose samples may begin with their headers; others had their data in the format.
+void AvVideoDecoder::addHeaders(MediaCodecBuffer& buffer) {
+    const AVCodecID codec = mRequest.track->codec().codec_id;
+    if (codec != AV_CODEC_ID_H264 && codec != AV_CODEC_ID_HEVC && codec != AV_CODEC_ID_MPEG4 &&
+        codec != AV_CODEC_ID_MPEG2VIDEO) {
+        return;
+    }
+    mHeaders.insert(mHeaders.end(), buffer.data(), buffer.data() + buffer.size());
+}
+
 bool AvVideoDecoder::fillPacket(const CodecInput& input) {
-    const int err = av_new_packet(mPacket, static_cast<int>(input.buffer->size()));
+    const size_t headers = mHeaders.size();
+    const int err = av_new_packet(mPacket, static_cast<int>(headers + input.buffer->size()));
     if (err < 0) {
         mDamage.add(err);
         return false;
     }
-    memcpy(mPacket->data, input.buffer->data(), input.buffer->size());
+    std::copy(mHeaders.begin(), mHeaders.end(), mPacket->data);
+    mHeaders.clear();
+    memcpy(mPacket->data + headers, input.buffer->data(), input.buffer->size());
     if (!mRequest.track->popSample(input.timeUs, mPacket)) {
         mPacket->pts =
                 av_rescale_q(input.timeUs + mStartUs, kMicroseconds, mRequest.track->timeBase());

@@ -72,6 +72,7 @@ class AvVideoDecoder : public WorkerComponent {
     bool drain();
     void reportEnd();
 
+    void addHeaders(MediaCodecBuffer& buffer);
     bool fillPacket(const CodecInput& input);
     void startTimes();
     int64_t ptsOfFrame();
@@ -98,6 +99,7 @@ class AvVideoDecoder : public WorkerComponent {
     // Worker only while it runs.
     AvCodecOwner mCodec;  // null while it runs: the codec data was refused
     AvPacketOwner mPacket;
+    std::vector<uint8_t> mHeaders;  // inputs of their own, until the next sample
     AvFrameOwner mDecoded;
     AvFrameOwner mConverted;
     TunneledRenderer mTunnel;

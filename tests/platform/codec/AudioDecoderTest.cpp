@@ -177,9 +177,10 @@ TEST(AudioDecoderTest, heAacComesOutWithItsRealRate) {
     expectWellCut(driver, 2);
 }
 
-// The extractor's samples with the plain keys of its format, as a device's client passes them on.
-TEST(AudioDecoderTest, vorbisIsDecodedFromItsPlainKeys) {
-    const std::string path = toneFile("libvorbis", "webm", 2, 48000);
+// The extractor's samples with the plain keys of its format, as a device's client passes them on;
+// `late`: codec data as inputs.
+void expectTone(const char* encoder, const char* extension, const char* mime, bool late) {
+    const std::string path = toneFile(encoder, extension, 2, 48000);
     const sp<NuMediaExtractor> extractor =
             new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
     ASSERT_EQ(extractor->setDataSource(new FileSource(path.c_str())), OK);
@@ -189,13 +190,21 @@ TEST(AudioDecoderTest, vorbisIsDecodedFromItsPlainKeys) {
     sp<AMessage> format = new AMessage;
     format->setInt32("channel-count", 2);
     format->setInt32("sample-rate", 48000);
-    for (const char* key : {"csd-0", "csd-1"}) {
-        sp<ABuffer> data;
-        ASSERT_TRUE(all->findBuffer(key, &data));
-        format->setBuffer(key, data);
+    sp<ABuffer> data;
+    std::vector<sp<ABuffer>> inputs;
+    for (const char* key : {"csd-0", "csd-1", "csd-2"}) {
+        if (!all->findBuffer(key, &data)) continue;
+        inputs.push_back(data);
+        if (!late) format->setBuffer(key, data);
     }
-    AudioComponentDriver driver(createAvAudioDecoder("audio/vorbis"));
+    ASSERT_FALSE(inputs.empty());
+    AudioComponentDriver driver(createAvAudioDecoder(mime));
     ASSERT_EQ(driver.start(format), OK);
+    for (const sp<ABuffer>& part : inputs) {
+        if (!late) continue;
+        ASSERT_TRUE(
+                driver.queue(part->data(), part->size(), 0, MediaCodec::BUFFER_FLAG_CODECCONFIG));
+    }
     const sp<ABuffer> sample = new ABuffer(1 << 16);
     int64_t timeUs = 0;
     for (; extractor->readSampleData(sample) == OK; extractor->advance()) {
@@ -206,6 +215,15 @@ TEST(AudioDecoderTest, vorbisIsDecodedFromItsPlainKeys) {
     const Sound sound = soundFromPcm(driver.pcm(), 2, 48000);
     EXPECT_NEAR(sound.seconds(), kToneSeconds, 0.03);
     EXPECT_NEAR(dominantFrequency(window(sound.channel(1), 48000, 0.3, 1), 48000), 430, 2);
+}
+
+TEST(AudioDecoderTest, decodesFromPlainKeysAndInputs) {
+    for (const bool late : {false, true}) {
+        SCOPED_TRACE(late);
+        expectTone("libvorbis", "webm", "audio/vorbis", late);
+        expectTone("libopus", "ogg", "audio/opus", late);
+        expectTone("flac", "flac", "audio/flac", late);
+    }
 }
 
 // What is behind the damage must be what it is without damage, at the same time; the client gets no

@@ -1,8 +1,10 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <datasource/FileSource.h>
 #include <gui/IGraphicBufferProducer.h>
 #include <gui/Surface.h>
+#include <media/stagefright/NuMediaExtractor.h>
 #include <mediadrm/ICrypto.h>
 #include <oxa/host/CodecConfig.h>
 
@@ -151,6 +153,43 @@ TEST(CodecAnswers, codecDataThatCannotBeReadIsAnErrorBehindTheStart) {
         EXPECT_EQ(CodecClient::countOf(codec.events(), MediaCodec::CB_ERROR), 1u);
         EXPECT_EQ(codec->stop(), INVALID_OPERATION);
     }
+}
+
+// A format without them is completed by inputs of their own.
+TEST(CodecAnswers, parameterSetsMayComeAsInputs) {
+    constexpr size_t kSamples = 10;
+    const sp<NuMediaExtractor> clip = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
+    const std::string path = mediaPath("flower_540p_h264_aac.mp4");
+    ASSERT_EQ(clip->setDataSource(new FileSource(path.c_str())), OK);
+    sp<AMessage> format;
+    ASSERT_EQ(clip->getTrackFormat(0, &format), OK);
+    ASSERT_EQ(clip->selectTrack(0), OK);
+    Codec codec(kVideoDecoder);
+    codec.setHandler([&](const CodecEvent& event) {
+        if (event.id == MediaCodec::CB_OUTPUT_AVAILABLE) codec->releaseOutputBuffer(event.index);
+    });
+    codec.run();
+    size_t inputs = 0;
+    const auto queue = [&](const sp<ABuffer>& data, uint32_t flags) {
+        sp<MediaCodecBuffer> buffer;
+        ASSERT_EQ(codec->getInputBuffer(codec.input(inputs), &buffer), OK);
+        memcpy(buffer->base(), data->data(), data->size());
+        const auto timeUs = static_cast<int64_t>(inputs) * 40000;
+        ASSERT_EQ(codec->queueInputBuffer(codec.input(inputs), 0, data->size(), timeUs, flags), OK);
+        ++inputs;
+    };
+    sp<ABuffer> data;
+    for (const char* key : {"csd-0", "csd-1"}) {
+        ASSERT_TRUE(format->findBuffer(key, &data));
+        queue(data, MediaCodec::BUFFER_FLAG_CODECCONFIG);
+    }
+    data = new ABuffer(1 << 20);
+    for (size_t i = 0; i < kSamples; ++i, clip->advance()) {
+        ASSERT_EQ(clip->readSampleData(data), OK);
+        queue(data, 0);
+    }
+    codec.queueEnd(inputs, 0);
+    EXPECT_TRUE(codec.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, kSamples + 1));
 }
 
 TEST(CodecAnswers, formatsAreFilledBeforeTheStart) {
