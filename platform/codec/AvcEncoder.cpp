@@ -172,10 +172,8 @@ status_t AvcEncoder::signalEndOfInputStream() {
 status_t AvcEncoder::setParameters(const sp<AMessage>& params) {
     AnnotatedLock lock(mParametersLock);
     int32_t bitrate = 0;
-    if (params->findInt32("video-bitrate", &bitrate)) {
-        if (bitrate < 0) return BAD_VALUE;
-        mNewBitrate = bitrate;
-    }
+    // Nothing here can be refused: whoever asks does not wait for the encoder.
+    if (params->findInt32("video-bitrate", &bitrate)) mNewBitrate = std::max(bitrate, 0);
     if (params->contains("request-sync")) mSyncRequested = true;
     return OK;
 }

@@ -49,7 +49,7 @@ status_t MPEG2TSWriter::pause() {
 }
 
 bool MPEG2TSWriter::reachedEOS() {
-    return mWriter->reachedEnd();
+    return !mWriter->isWriting() || mWriter->reachedEnd();
 }
 
 }  // namespace android

@@ -229,13 +229,18 @@ TEST(CodecAnswers, formatsAreFilledBeforeTheStart) {
 }
 
 TEST(CodecAnswers, parametersAreTakenAtAnyTime) {
-    const sp<AMessage> zero = new AMessage;
-    zero->setInt32("video-bitrate", 0);
     Codec codec(kVideoEncoder);
-    EXPECT_EQ(codec->setParameters(zero), OK);
+    const auto expectTaken = [&] {
+        const sp<AMessage> rate = new AMessage;
+        for (const int32_t value : {0, -1}) {
+            rate->setInt32("video-bitrate", value);
+            EXPECT_EQ(codec->setParameters(rate), OK);
+        }
+    };
+    expectTaken();
     EXPECT_EQ(codec->requestIDRFrame(), OK);
     codec.run();
-    EXPECT_EQ(codec->setParameters(zero), OK);
+    expectTaken();
     codec.queue(0, 0);
     codec.queueEnd(1, 0);
     EXPECT_GT(codec.output(0).size, 0u);

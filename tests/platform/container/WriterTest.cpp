@@ -554,7 +554,9 @@ TEST_P(WriterTest, RefusesTracksAndCallsThatMakeNoFile) {
     EXPECT_EQ(session->pause(), mp4 ? status_t{ERROR_UNSUPPORTED} : OK);
     EXPECT_EQ(session.addTrack(format(nullptr)), ERROR_UNSUPPORTED);
     EXPECT_EQ(session.addTrack(format("video/avc")), ERROR_MALFORMED) << "no size";
-    session.start();
+    EXPECT_EQ(session.addTrack(carFormats()[0]), OK);
+    EXPECT_EQ(session->reachedEOS(), !mp4) << "not started";
+    EXPECT_EQ(session->start(), OK);
     EXPECT_EQ(session->start(), mp4 ? OK : INVALID_OPERATION);
     EXPECT_EQ(session.addTrack(carFormats()[0]), UNKNOWN_ERROR);
     session.stop();

@@ -137,7 +137,7 @@ struct MediaCodec : public AHandler {
     // From INITIALIZED on.
     status_t getName(AString* componentName) const;
 
-    // Video encoders know "video-bitrate" (int32, 0 changes nothing) and "request-sync". OK but
+    // Video encoders know "video-bitrate" (int32, only above 0) and "request-sync". OK but
     // without effect before CONFIGURED.
     status_t setParameters(const sp<AMessage>& params);
     status_t requestIDRFrame();
