@@ -434,6 +434,17 @@ TEST_F(FirstPictureTest, isNotWaitedForWhenTheClientStops) {
     EXPECT_LT(ALooper::GetNowUs() - beginUs, kWithoutWaitUs);
 }
 
+// The decoder's inputs are far too small for its samples.
+TEST_F(FirstPictureTest, isNotMadeOfInputsThatASampleDidNotFit) {
+    startAndWait();
+    EXPECT_TRUE(waitFor([&] {
+        return mLog.count("VideoDecoder", "Not enough memory") ==
+               int{ScriptedComponent::kInputCount};
+    }));
+    EXPECT_TRUE(ScriptedComponent::last()->inputs().empty());
+    EXPECT_EQ(mJob.player->stop(), OK);
+}
+
 // The other stream is played alone, and its end is the end.
 TEST_F(FirstPictureTest, doesNotMatterWhenTheDecoderDoesNotStart) {
     ScriptedComponent::sStartResult = NO_MEMORY;

@@ -22,7 +22,7 @@ namespace android {
 namespace {
 
 constexpr TrackReader::Kind kTrackKind = {
-        LOG_TAG, "Audio", "audio", "audio/", sites::AudioDecoder::kReader,
+        LOG_TAG, "Audio", "audio", "audio/", sites::AudioDecoder::kReader, false /* by design */,
 };
 
 }  // namespace

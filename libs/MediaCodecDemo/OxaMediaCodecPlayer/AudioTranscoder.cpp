@@ -31,7 +31,7 @@ constexpr size_t kMaxPcmBytes = 4 << 20;
 }  // namespace
 
 const FileTranscoder::Kind AudioTranscoder::kKind = {
-        {LOG_TAG, "Audio", "audio", "audio/", sites::AudioTranscoder::kShared},
+        {LOG_TAG, "Audio", "audio", "audio/", sites::AudioTranscoder::kShared, true},
         TrackEncoder::Kind::audio(LOG_TAG, sites::kTranscoderTexts),
         "A-DecoderLooper",
         "A-DecodeCBLooper",

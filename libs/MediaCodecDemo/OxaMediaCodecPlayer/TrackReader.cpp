@@ -107,8 +107,8 @@ TrackReader::Feed TrackReader::feed(uint32_t index, int64_t* timeUs) {
     status_t err = mFields.extractor->readSampleData(sample);
     if (err == NO_MEMORY) {
         ALOGE(LOG_RED "%s[%d]: Not enough memory" LOG_RESET, __FUNCTION__, __LINE__);
-        // It would not fit the next time either, and a buffer that is kept never comes again.
-        mFields.decoder->queueInputBuffer(index, 0, 0, 0, 0);
+        if (mKind.returnsUnfilled) mFields.decoder->queueInputBuffer(index, 0, 0, 0, 0);
+        // It would not fit the next time either.
         mFields.extractor->advance();
         return kNothing;
     }

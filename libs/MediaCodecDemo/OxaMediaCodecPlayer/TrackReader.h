@@ -30,6 +30,7 @@ class TrackReader {
         const char* stream;      // "video" or "audio"
         const char* mimePrefix;  // of the tracks that it reads
         const sites::ReaderSites& sites;
+        bool returnsUnfilled;  // an input buffer whose sample has no room in it
     };
 
     struct Fields {

@@ -18,7 +18,7 @@ namespace android {
 namespace {
 
 constexpr TrackReader::Kind kTrackKind = {
-        LOG_TAG, "Video", "video", "video/", sites::VideoDecoder::kReader,
+        LOG_TAG, "Video", "video", "video/", sites::VideoDecoder::kReader, false /* by design */,
 };
 
 }  // namespace

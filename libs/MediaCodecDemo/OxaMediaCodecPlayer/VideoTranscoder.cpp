@@ -22,7 +22,7 @@ constexpr int64_t kSyncIntervalFrames = 30;
 }  // namespace
 
 const FileTranscoder::Kind VideoTranscoder::kKind = {
-        {LOG_TAG, "Video", "video", "video/", sites::VideoTranscoder::kShared},
+        {LOG_TAG, "Video", "video", "video/", sites::VideoTranscoder::kShared, true},
         TrackEncoder::Kind::video(LOG_TAG, sites::kTranscoderTexts),
         "V-DecoderLooper",
         "V-DecodeCBLooper",
