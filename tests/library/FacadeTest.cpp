@@ -270,6 +270,11 @@ TEST(FacadeTest, stopsTheMuxerWhenTheHandledStreamsHaveStopped) {
     // There is no muxer any more.
     job.post(kWhatStopTranscode, STOP_AUDIO);
     EXPECT_EQ(log.count(kTag, "Stop muxer success"), 1);
+    // What the pipelines report of a stop, which has stopped the muxer itself.
+    EXPECT_EQ(job.player->stop(), OK);
+    job.post(kWhatStopTranscode, STOP_VIDEO);
+    job.post(kWhatStopTranscode, STOP_AUDIO);
+    EXPECT_EQ(log.count(kTag, "Stop muxer success"), 2);
 }
 
 TEST(FacadeTest, drainEndsAtOnceWhenNothingWillCome) {

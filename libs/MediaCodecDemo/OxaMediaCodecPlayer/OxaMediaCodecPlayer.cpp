@@ -578,9 +578,9 @@ status_t OxaMediaCodecPlayer::onStop() {
     // make it.
     if (mMediaMuxer != NULL) mMediaMuxer->openGate();
     mSource->stop();
-    // Nothing is written any more. Not every pipeline reports its own stop, and a report that comes
-    // later finds nothing to do.
-    onStopMuxer();
+    // Nothing is written any more. Not every pipeline reports its own stop; those that do find no
+    // muxer later.
+    finishMuxer();
     ALOGD("%s[%d]: Stop OxaMediaCodecPlayer success", __FUNCTION__, __LINE__);
     mState = STOPPED;
     return OK;
@@ -652,8 +652,10 @@ void OxaMediaCodecPlayer::onStopTranscode(const sp<AMessage>& msg) {
     } else if (item == STOP_AUDIO) {
         ALOGD(LOG_RED "Received kWhatStopTranscode:STOP_AUDIO" LOG_RESET);
     }
-    // One that comes when its recording is over would be taken for the next one's.
-    if (mOutputState != kOutputRecording && mOutputState != kOutputFinishing) return;
+    // One that comes when its recording is over would be taken for the next one's; after a stop
+    // there is none.
+    const bool isRecorded = mOutputState == kOutputRecording || mOutputState == kOutputFinishing;
+    if (!isRecorded && mPhase != kAfterStop) return;
     if (item == STOP_VIDEO) mVideoStopped = true;
     if (item == STOP_AUDIO) mAudioStopped = true;
     if (allHandled(mVideoStopped, mAudioStopped)) mMuxerStopped = true;

@@ -304,6 +304,7 @@ class OxaMediaCodecPlayer : public AHandler {
     void beginRecording();
     void switchOff();
     void dropUnusedMuxer();
+    void finishMuxer();
     status_t onStopMuxer();
     void closeFd();
 

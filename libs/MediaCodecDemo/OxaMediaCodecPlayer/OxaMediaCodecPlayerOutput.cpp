@@ -326,7 +326,7 @@ void OxaMediaCodecPlayer::dropUnusedMuxer() {
     setText(mOutputName, "");
 }
 
-status_t OxaMediaCodecPlayer::onStopMuxer() {
+void OxaMediaCodecPlayer::finishMuxer() {
     if (mOutputState == kOutputReady) dropUnusedMuxer();
     if (mMediaMuxer != NULL) {
         // Switched off before every track came, it never started and has nothing to finish.
@@ -334,6 +334,10 @@ status_t OxaMediaCodecPlayer::onStopMuxer() {
         mMediaMuxer.clear();
     }
     mOutputState = kOutputNone;
+}
+
+status_t OxaMediaCodecPlayer::onStopMuxer() {
+    finishMuxer();
     mVideoStopped = false;
     mAudioStopped = false;
     mMuxerStopped = false;
