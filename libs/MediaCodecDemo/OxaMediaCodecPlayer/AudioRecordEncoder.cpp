@@ -244,7 +244,7 @@ void AudioRecordEncoder::onSetRecord(bool enable) {
         // Like its siblings: a muxer that never started would keep its file open until the next
         // one.
         mMuxer.clear();
-        postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_AUDIO);
+        if (mState == STARTED) postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_AUDIO);
     }
 }
 

@@ -67,7 +67,8 @@ status_t CameraRecorder::onSetRecord(bool enable) {
         // Nothing runs that could come to an end by itself.
         releaseEncoder();
         releaseCameraSource();
-        postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_VIDEO);
+        // Before the start there was no recording to end.
+        if (mState == STARTED) postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_VIDEO);
     }
     return OK;
 }

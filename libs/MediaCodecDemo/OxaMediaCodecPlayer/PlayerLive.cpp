@@ -125,6 +125,8 @@ class OxaMediaCodecPlayer::UsbSource : public LiveSource<AudioRecordEncoder> {
     void setRecord(bool transcode) override {
         if (handlesVideo()) CHECK_PLAYER(mCameraRecorder->setRecord(transcode) == OK);
         if (handlesAudio()) CHECK_PLAYER(mAudioRecordEncoder->setRecord(transcode) == OK);
+        // A camera that did not start will not report an end.
+        if (!mCameraStarted) mPlayer.mVideoStopped = true;
     }
 
     void start() override {
