@@ -173,7 +173,7 @@ class CameraRecorder : public BaseEncoder, virtual public OxaBase {
     sp<AMessage> buildEncoderFormat();
     void readInputFormat();
     bool takeFrame(MediaBufferBase** frame) REQUIRES(mStopLock);
-    bool queueFrame(uint32_t index, MediaBufferBase* frame) REQUIRES(mStopLock);
+    void queueFrame(uint32_t index, MediaBufferBase* frame) REQUIRES(mStopLock);
     void waitForEnd() REQUIRES(mStopLock);
     bool endIsOverdue(int64_t waitStartUs);
     void forceEnd();

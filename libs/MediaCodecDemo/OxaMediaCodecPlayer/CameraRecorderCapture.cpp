@@ -178,14 +178,11 @@ void CameraRecorder::readInputFormat() {
 void CameraRecorder::handleEncoderInputBuffer(uint32_t index) {
     Mutex::Autolock lock(mStopLock);
     MediaBufferBase* frame = NULL;
-    while (takeFrame(&frame)) {
-        if (frame == NULL) {
-            mEncoder->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS);
-            return;
-        }
-        if (queueFrame(index, frame)) return;
-        // A frame without a picture leaves its input to the next one: there may be no other.
-        frame = NULL;
+    if (!takeFrame(&frame)) return;
+    if (frame != NULL) {
+        queueFrame(index, frame);
+    } else {
+        mEncoder->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS);
     }
 }
 
@@ -212,11 +209,10 @@ bool CameraRecorder::takeFrame(MediaBufferBase** frame) {
     return true;
 }
 
-// False: there was no picture in it, and the input is still free.
-bool CameraRecorder::queueFrame(uint32_t index, MediaBufferBase* mbuf) {
+void CameraRecorder::queueFrame(uint32_t index, MediaBufferBase* mbuf) {
     if (mState != STARTED) {
         mbuf->release();
-        return true;
+        return;
     }
     int64_t timeUs;
     CHECK_SITE(HERE, mbuf->meta_data().findInt64(kKeyTime, &timeUs));
@@ -228,14 +224,15 @@ bool CameraRecorder::queueFrame(uint32_t index, MediaBufferBase* mbuf) {
 
     sp<MediaCodecBuffer> buffer;
     status_t err = mEncoder->getInputBuffer(index, &buffer);
-    const bool hasPicture = mbuf->data() != NULL && mbuf->size() > 0;
-    if (err != OK || buffer == NULL || buffer->base() == NULL || !hasPicture) {
+    if (err != OK || buffer == NULL || buffer->base() == NULL || mbuf->data() == NULL ||
+        mbuf->size() == 0) {
+        // By design its input stays unused.
         mbuf->release();
         // A frame that cannot be used may be the one that carries the end.
         if (eos != 0) {
             mEncoder->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS);
         }
-        return hasPicture || eos != 0;
+        return;
     }
     // All of it, not its range: the record that refers to the camera's picture.
     size_t size = std::min(mbuf->size(), buffer->capacity());
@@ -244,7 +241,6 @@ bool CameraRecorder::queueFrame(uint32_t index, MediaBufferBase* mbuf) {
     mbuf->release();
     mRecording.mCapturedTimeUs = timeUs;
     mEncoder->queueInputBuffer(index, 0, size, timeUs, eos != 0 ? MediaCodec::BUFFER_FLAG_EOS : 0);
-    return true;
 }
 
 void CameraRecorder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* offset */, uint32_t size,
