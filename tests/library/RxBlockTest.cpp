@@ -29,14 +29,18 @@ struct Block {
 // Gives the blocks of a list, and then none; takes the service's place while it lives.
 class ScriptedService : public IAudioUtil {
   public:
-    void setBlocks(std::vector<Block> blocks) { mBlocks = std::move(blocks); }
+    void setBlocks(std::vector<Block> blocks) {
+        std::lock_guard<std::mutex> lock(mLock);
+        mBlocks = std::move(blocks);
+        mNext = 0;
+    }
     bool isOver() const {
         std::lock_guard<std::mutex> lock(mLock);
         return mNext == mBlocks.size();
     }
 
-    // No call comes through any more.
-    void die() { mDead = true; }
+    // Whether no call comes through.
+    void setDead(bool dead) { mDead = dead; }
 
     Return<void> setRxRender(int32_t, int32_t, int32_t) override { return done(); }
     Return<void> setRxPlayback(bool) override { return done(); }
@@ -64,8 +68,8 @@ class ScriptedService : public IAudioUtil {
 
     std::atomic<bool> mDead{false};
     mutable std::mutex mLock;
-    std::vector<Block> mBlocks;
-    size_t mNext = 0;  // guarded by mLock
+    std::vector<Block> mBlocks;  // guarded by mLock
+    size_t mNext = 0;            // guarded by mLock
 };
 
 class RxBlockTest : public ::testing::Test {
@@ -136,6 +140,16 @@ TEST_F(RxBlockTest, unusableBlocksAreSkippedAndPollingGoesOn) {
     EXPECT_NEAR(probe.audio()->durationUs(), 500000, 150000);
 }
 
+// However slow: each is stretched.
+TEST_F(RxBlockTest, blocksOfAnyRateAreHeard) {
+    constexpr int32_t kRate = 500;
+    constexpr int32_t kFrames = 256;
+    std::vector<Block> blocks;
+    for (int i = 0; i < 12; ++i)
+        blocks.push_back({kFirstUs + i * kFrames * 1000000LL / kRate, kFrames * 4, 2, kRate, 0});
+    record(blocks, 1000000);
+}
+
 // A stage that records, with a muxer that nobody starts.
 class RecordingStage : public Stage<AudioRxEncoder> {
   public:
@@ -167,13 +181,17 @@ TEST_F(RxBlockTest, soundThatNobodyTakesIsGivenUpFromTheOldestOn) {
     EXPECT_EQ(stage.pipeline->stop(), OK);
 }
 
-TEST_F(RxBlockTest, aServiceThatDiesEndsTheSoundOnly) {
+TEST_F(RxBlockTest, aServiceThatDoesNotAnswerIsAskedAgain) {
     const LogCapture log;
     {
         RecordingStage stage;
-        mService->die();
+        mService->setDead(true);
         EXPECT_TRUE(oxa::test::waitFor(
                 [&] { return log.contains("AudioRxEncoder", "does not answer"); }));
+        mService->setBlocks(usableBlocks(1));
+        mService->setDead(false);
+        EXPECT_TRUE(oxa::test::waitFor([&] { return mService->isOver(); }));
+        mService->setDead(true);
         EXPECT_EQ(stage.pipeline->setPlayback(1), OK);
         EXPECT_EQ(stage.pipeline->setRecord(0, -1), OK);
         EXPECT_EQ(stage.pipeline->stop(), OK);

@@ -38,8 +38,6 @@ constexpr char kVideoSwitchFile[] = "/sys/devices/virtual/switch/rx_video/state"
 constexpr size_t kVideoSwitchSize = 32;
 constexpr int kEventVideoHotplug = 0;
 constexpr int32_t kSharedSize = 16384;
-// A slower block would need hundreds of megabytes at the rate of the recording.
-constexpr int32_t kMinBlockRate = 1000;
 // Some twenty seconds.
 constexpr int64_t kMaxFrameBytes = 4 << 20;
 constexpr int64_t kFirstPollDelayUs = 10000;
@@ -107,7 +105,7 @@ AudioRxEncoder::~AudioRxEncoder() {
 // A failed call that nobody looks at ends the process.
 bool AudioRxEncoder::answered(const hardware::details::return_status& result) {
     if (result.isOk()) return true;
-    if (!mServiceLost.exchange(true)) {
+    if (!mServiceErrorTold.exchange(true)) {
         ALOGE("[HDMIRx] the audio service does not answer: %s", result.description().c_str());
     }
     return false;
@@ -264,8 +262,7 @@ void AudioRxEncoder::postFirstPoll() {
 
 bool AudioRxEncoder::isCurrentPoll(const sp<AMessage>& msg) const {
     int32_t recording;
-    return isRecording() && !mServiceLost && msg->findInt32("recording", &recording) &&
-           recording == mRecordingCount;
+    return isRecording() && msg->findInt32("recording", &recording) && recording == mRecordingCount;
 }
 
 void AudioRxEncoder::onReadRxAudio() {
@@ -287,7 +284,7 @@ void AudioRxEncoder::handleBlock(int64_t timeStampUs, int32_t size, int32_t chan
         mStartTimeUs = timeStampUs;
         ALOGI("mStartTimeUs = %lld", (long long)mStartTimeUs);
     }
-    if (channelCount < 1 || size < 1 || sampleRate < kMinBlockRate || mSharedBase == NULL) return;
+    if (channelCount < 1 || size < 1 || sampleRate < 1 || mSharedBase == NULL) return;
     // The service's word is not taken for what is in the region.
     size = std::min(size, kSharedSize);
     _RxAudioFrame in = {mSharedBase,  size,      size, timeStampUs - mStartTimeUs,
@@ -320,6 +317,12 @@ bool AudioRxEncoder::resampleAudio(const _RxAudioFrame& in, _RxAudioFrame* out) 
 }
 
 bool AudioRxEncoder::convertRate(const _RxAudioFrame& in, _RxAudioFrame* out) {
+    // Counted with the channels of the output, by design.
+    int32_t outFrameSize = out->channelCount * static_cast<int32_t>(sizeof(int16_t));
+    int64_t inFrames = in.size / outFrameSize;
+    int64_t outFrames = inFrames * out->sampleRate / in.sampleRate + 1;
+    // So slow a block may become hundreds of megabytes; the queue would give it up at once.
+    if (outFrames * outFrameSize > kMaxFrameBytes) return false;
     if (mResampler == NULL) {
         if (create_resampler(in.sampleRate, out->sampleRate, in.channelCount,
                              RESAMPLER_QUALITY_DEFAULT, NULL, &mResampler) != 0) {
@@ -327,10 +330,6 @@ bool AudioRxEncoder::convertRate(const _RxAudioFrame& in, _RxAudioFrame* out) {
         }
         mResamplerChannels = in.channelCount;
     }
-    // Counted with the channels of the output, by design.
-    int32_t outFrameSize = out->channelCount * static_cast<int32_t>(sizeof(int16_t));
-    int64_t inFrames = in.size / outFrameSize;
-    int64_t outFrames = inFrames * out->sampleRate / in.sampleRate + 1;
     out->bufferSize = static_cast<int32_t>(outFrames * outFrameSize);
     // The resampler knows the channels of the block that it was made for, in both directions; with
     // more of them than the output has it must neither read nor write beyond the buffers.

@@ -34,7 +34,7 @@ namespace android {
 //   -start-> STARTED -stop-> STOPPED -reset-> UNINITIALIZED
 //
 // Public calls run on the caller's thread, one at a time; a call in another state is a fatal
-// assertion. The service's own errors are ignored; one that dies ends the sound.
+// assertion. The service's errors are ignored: there is no sound while it does not answer.
 class AudioRxEncoder : public BaseEncoder, virtual public OxaBase {
   public:
     // Connects to the service and allocates the memory for its blocks.
@@ -145,7 +145,7 @@ class AudioRxEncoder : public BaseEncoder, virtual public OxaBase {
     int32_t mResamplerChannels = 0;
     int64_t mFrameBytes GUARDED_BY(mLock) = 0;     // in mFrames
     bool mSoundDropped GUARDED_BY(mLock) = false;  // in this recording
-    std::atomic<bool> mServiceLost{false};  // a call has not come through: there is no more sound
+    std::atomic<bool> mServiceErrorTold{false};
     HdmiRxInfo::User mInfoUser;
     std::atomic<int32_t> mRecordingCount{0};
     TrackEncoder mTrackEncoder;
