@@ -168,8 +168,8 @@ class FacadeModel {
         const bool nextIsOpen = mOutputIsNext && isDescriptor(mOutput);
         mFinishing = !on && mRecording == kYes && !nextIsOpen;
         mHasRecorded = mHasRecorded || mRecording != kNo;
-        // A name is used up, another is made then; a descriptor is closed, but not after a stop.
-        const bool closes = !on && mTranscode != kNo && mPhase != kStopped && isDescriptor(mOutput);
+        // A name is used up, another is made then; a descriptor is closed.
+        const bool closes = !on && mTranscode != kNo && isDescriptor(mOutput);
         const Certainty now = on ? usable : kNo;
         if (!on || mTranscode != kYes) mTranscode = now;
         mSwitchedOn = now;

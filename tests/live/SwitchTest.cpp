@@ -131,6 +131,25 @@ TEST_P(SwitchTest, aDescriptorIsClosedWithItsRecording) {
     expectWholeFromZero(output, kShortRecordingS);
 }
 
+TEST_P(SwitchTest, aDescriptorThatWasNotUsedIsClosedByASwitchOffAfterTheStop) {
+    const TempDir folder;
+    const std::string output = folder.file("out.mp4");
+    LiveOptions live = sourceOf(GetParam());
+    live.outputDescriptor = open(output.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_GE(live.outputDescriptor, 0);
+    LiveJob job(live);
+    ASSERT_NO_FATAL_FAILURE(job.start());
+    job.stop();
+    const int before = descriptorsOf(output);
+    ASSERT_NO_FATAL_FAILURE(job.setRecording(false));
+    EXPECT_EQ(descriptorsOf(output), before - 1);
+    const android::LogCapture log;
+    job.cleanUp();
+    job.cleanUp();
+    EXPECT_TRUE(log.contains("OxaMediaCodecPlayer", "close mOutputFormat.fileDesc -1"));
+    close(live.outputDescriptor);
+}
+
 // It is that of the next recording; one that cannot be opened changes nothing.
 TEST_P(SwitchTest, anOutputThatIsSetMeanwhileLeavesTheRecordingAlone) {
     const TempDir folder;

@@ -303,6 +303,7 @@ class OxaMediaCodecPlayer : public AHandler {
     bool reopenOutput();
     void beginRecording();
     void switchOff();
+    void closeOutput();
     void dropUnusedMuxer();
     void finishMuxer();
     status_t onStopMuxer();

@@ -254,6 +254,7 @@ void OxaMediaCodecPlayer::switchRecording(bool enable) {
     mSwitchOnPending = false;
     if (mPhase == kAfterStop) {
         // Nothing will record any more.
+        if (mTranscode && !enable) closeOutput();
         mTranscode = enable && (mTranscode || hasOutput());
     } else if (enable) {
         switchOn();
@@ -310,11 +311,14 @@ void OxaMediaCodecPlayer::switchOff() {
     } else if (mOutputState == kOutputReady) {
         dropUnusedMuxer();
     }
-    if (mOutputFdOwned && !mOutputIsNext) {
-        // The field keeps its value; it is not closed a second time.
-        close(mOutputFormat.fileDesc);
-        mOutputFdOwned = false;
-    }
+    closeOutput();
+}
+
+// The field keeps its value; it is not closed a second time.
+void OxaMediaCodecPlayer::closeOutput() {
+    if (!mOutputFdOwned || mOutputIsNext) return;
+    close(mOutputFormat.fileDesc);
+    mOutputFdOwned = false;
 }
 
 // Nothing was written: a name that the client gave is good for the next recording.
@@ -356,9 +360,11 @@ void OxaMediaCodecPlayer::closeFd() {
     if (mOutputFormat.fileDesc != 0) {
         ALOGD("%s[%d]: close mOutputFormat.fileDesc %d", __FUNCTION__, __LINE__,
               mOutputFormat.fileDesc);
-        // A descriptor that was not duplicated here is the client's, and not ours to close.
-        bool ours = mOutputFdOwned || mOutputFormat.fileDesc < 0;
-        mOutputFormat.fileDesc = ours ? close(mOutputFormat.fileDesc) : 0;
+        // One that is closed already is no descriptor any more; another that was not duplicated
+        // here is the client's. Neither is ours to close.
+        const bool ours = mOutputFdOwned || mOutputFormat.fileDesc < 0;
+        const int notClosed = mOutputFormat.type == kOutputDescriptor ? -1 : 0;
+        mOutputFormat.fileDesc = ours ? close(mOutputFormat.fileDesc) : notClosed;
         mOutputFdOwned = false;
     }
 }
