@@ -86,7 +86,7 @@ class OxaMediaCodecPlayer : public AHandler {
     status_t initiate(int transcodeType, bool playback, bool transcode);
 
     // Source. A file, in INITIALIZED: by path, or by descriptor (duplicated; the client keeps and
-    // closes its own) with offset and length in bytes. Returns the pipelines' status.
+    // closes its own) with offset and length in bytes. What cannot be read shows in prepare().
     status_t setDataSource(const char* path);
     status_t setDataSource(int fd, long long offset, long long length);
 
