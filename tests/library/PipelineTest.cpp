@@ -532,6 +532,16 @@ TEST(MicrophoneDeathTest, badArgumentsAreFatal) {
                                                     "mAudioSource <= AUDIO_SOURCE_MAX")));
 }
 
+TEST(MicrophoneTest, withoutAMuxerItsTrackIsRefused) {
+    MicrophoneStage stage;
+    advance(&stage, startedState<MicrophoneStage>());
+    EXPECT_EQ(stage.switchOn(), OK);
+    EXPECT_TRUE(waitFor([&] {
+        return stage.reports->count(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSAudioReached) == 1;
+    }));
+    EXPECT_EQ(stage.pipeline->stop(), OK);
+}
+
 // The monitor asks for less at a time than the microphone gives.
 TEST(MicrophoneTest, allThatComesIsHeardOnce) {
     using namespace oxa::test;

@@ -389,9 +389,11 @@ void AudioRecordEncoder::handleEncoderOutputBuffer(uint32_t index, uint32_t /* o
 
 void AudioRecordEncoder::handleEncoderOutputFormatChange(const sp<AMessage>& format) {
     ALOGD(LOG_RED "%s[%d]: output-format change" LOG_RESET, __FUNCTION__, __LINE__);
-    if (mTrackEncoder.addTrack(format, newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, AUDIO_TRACK),
-                               {__FUNCTION__, __LINE__}) == OK)
-        return;
+    status_t err =
+            mTrackEncoder.addTrack(format, newReport(kWhatTrackAdded, AMSG_TRACK_ITEM, AUDIO_TRACK),
+                                   {__FUNCTION__, __LINE__});
+    // Without a muxer there is no track either.
+    if (err == OK && mAudioTrackIndex >= 0) return;
     // By design the line says "video".
     ALOGE("%s[%d]: This video track unsupported by muxer", __FUNCTION__, __LINE__);
     postReport(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSAudioReached);
