@@ -35,7 +35,7 @@ std::string CopyInput::refusal() const {
 
 std::string CopyInput::differenceFrom(const CopyInput& first) const {
     for (const CopyKind kind : {kCopyPictures, kCopySound}) {
-        const std::string difference =
+        std::string difference =
                 differenceOf(mSource->track(kind), first.mSource->track(kind), kind);
         if (!difference.empty()) return difference;
     }

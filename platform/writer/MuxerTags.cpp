@@ -25,8 +25,7 @@ void addMetadata(AVFormatContext* muxer, const oxa::host::OutputTags& tags) {
 // avformat_free_context() frees them with the muxer.
 int addChapters(AVFormatContext* muxer, const oxa::host::OutputTags& tags) {
     if (tags.chapters.empty()) return 0;
-    muxer->chapters =
-            static_cast<AVChapter**>(av_calloc(tags.chapters.size(), sizeof(*muxer->chapters)));
+    muxer->chapters = static_cast<AVChapter**>(av_calloc(tags.chapters.size(), sizeof(AVChapter*)));
     if (muxer->chapters == nullptr) return AVERROR(ENOMEM);
     for (const auto& tag : tags.chapters) {
         auto* const chapter = static_cast<AVChapter*>(av_mallocz(sizeof(AVChapter)));

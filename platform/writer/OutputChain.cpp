@@ -154,8 +154,10 @@ int OutputChain::beginFile(int64_t beginTime, int descriptor) {
     {
         const AnnotatedLock lock(mLock);
         mFormer = std::move(mFile);
-        mFile = {std::make_unique<WriterOutput>(descriptor),
-                 (mFormer.muxer ? mFormer : mUnused).muxer->another(), beginTime};
+        mFile.output = std::make_unique<WriterOutput>(descriptor);
+        mFile.muxer = (mFormer.muxer ? mFormer : mUnused).muxer->another();
+        mFile.beginTime = beginTime;
+        mFile.figures = {};
         if (mWaitsLimited) mFile.output->limitWaits();
     }
     mWritten = mFile.output.get();

@@ -66,7 +66,7 @@ int JobCommand::takeStandardOutput() const {
     return media;
 }
 
-void JobCommand::announceStart(Json fields) const {
+void JobCommand::announceStart(const Json& fields) const {
     Json event = {{"command", mName}};
     event.update(fields);
     mReport->event("start", event);

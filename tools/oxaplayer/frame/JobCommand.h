@@ -46,7 +46,7 @@ class JobCommand : public Command, public JobListener {
     // Of standard output as the job's output, which nothing else is printed to from then on;
     // otherwise -1. Once.
     int takeStandardOutput() const;
-    void announceStart(Json fields) const;
+    void announceStart(const Json& fields) const;
     // One event and one line, where there is something.
     void announceLeftBehind(const LeftBehind& left) const;
     // One event and one line for each.
