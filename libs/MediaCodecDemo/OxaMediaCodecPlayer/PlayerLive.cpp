@@ -48,7 +48,8 @@ class OxaMediaCodecPlayer::LiveSource : public Source {
     }
 
     void setSurface() override {
-        if (handlesVideo()) CHECK_PLAYER(mCameraRecorder->setSurface(mPlayer.mSurface) == OK);
+        const sp<Surface>& mSurface = mPlayer.mSurface;
+        if (handlesVideo()) CHECK_PLAYER(mCameraRecorder->setSurface(mSurface) == OK);
     }
 
     void setMuxer() override {
@@ -179,10 +180,10 @@ class OxaMediaCodecPlayer::HdmiRxSource : public LiveSource<AudioRxEncoder> {
         if (handlesVideo()) {
             CHECK_PLAYER(mCameraRecorder->start() == OK);
             mCameraStarted = true;
-        }
-        if (handlesAudio()) {
-            const int64_t startTimeUs = handlesVideo() ? -1 : ALooper::GetNowUs();
-            CHECK_PLAYER(mAudioRxEncoder->start(startTimeUs) == OK);
+            if (handlesAudio()) CHECK_PLAYER(mAudioRxEncoder->start(-1) == OK);
+        } else {
+            const int64_t now = ALooper::GetNowUs();
+            CHECK_PLAYER(mAudioRxEncoder->start(now) == OK);
         }
         logStart("HDMI-Rx");
     }

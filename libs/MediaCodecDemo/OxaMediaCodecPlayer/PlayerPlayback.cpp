@@ -37,7 +37,8 @@ class OxaMediaCodecPlayer::PlaybackSource : public Source {
     }
 
     void setSurface() override {
-        if (handlesVideo()) CHECK_PLAYER(mVideoDecoder->setSurface(mPlayer.mSurface) == OK);
+        const sp<Surface>& mSurface = mPlayer.mSurface;
+        if (handlesVideo()) CHECK_PLAYER(mVideoDecoder->setSurface(mSurface) == OK);
     }
 
     void setPlayback(bool video, bool audio) override {
