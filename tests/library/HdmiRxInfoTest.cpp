@@ -130,6 +130,13 @@ TEST(HdmiRxInfoTest, missingFilesLeaveZeros) {
                   1);
     }
     EXPECT_FALSE(log.contains(kTag, "HDMI-Rx video")) << "a summary of nothing";
+    EXPECT_EQ(HdmiRxInfo::GetInstance()->retrieveHdmiRxVideoInfo(), -1);
+    EXPECT_EQ(HdmiRxInfo::GetInstance()->retrieveHdmiRxAduioInfo(), -1);
+    files.write(kVideoFile, "Width:1920\n");
+    files.write(kAudioFile, "");
+    EXPECT_EQ(HdmiRxInfo::GetInstance()->retrieveHdmiRxVideoInfo(), 0);
+    EXPECT_EQ(HdmiRxInfo::GetInstance()->retrieveHdmiRxAduioInfo(), 0);
+    EXPECT_EQ(HdmiRxInfo::GetInstance()->mVideoWidth, 1920);
 }
 
 // A file that is no driver's must not be read without end.

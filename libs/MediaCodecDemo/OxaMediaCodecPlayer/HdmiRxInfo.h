@@ -23,6 +23,11 @@ class HdmiRxInfo {
     // recording uses it, another player cannot take it away: the last user drops it then.
     static void DelInstance();
 
+    // Reads the driver's file into the fields below: 0 when it could be opened, whatever is in it,
+    // else -1. The instance has done both when it is made. The second name is spelt so.
+    int retrieveHdmiRxVideoInfo();
+    int retrieveHdmiRxAduioInfo();
+
     // Uses the instance, from its construction on. Takes the lock itself.
     class User {
       public:
@@ -46,10 +51,6 @@ class HdmiRxInfo {
   private:
     HdmiRxInfo();
     ~HdmiRxInfo();
-
-    // 0 when the file could be opened, whatever is in it, else -1. The second name is spelt so.
-    int retrieveHdmiRxVideoInfo();
-    int retrieveHdmiRxAduioInfo();
 
     void setVideoFact(const char* key, const char* value);
     void setAudioFact(const char* key, const char* value);
