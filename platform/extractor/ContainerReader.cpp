@@ -33,6 +33,19 @@ constexpr char kMatroskaKey[] = "enc_key_id";
 constexpr int64_t kStepsBackUs[] = {250000, 2000000, 5000000, 15000000, 60000000};
 constexpr int kResultEncrypted = FFERRTAG('E', 'N', 'C', 'R');
 
+// Whether an index tells of all sync samples; else it has those that were read.
+bool knowsSyncs(const AVFormatContext& context) {
+    constexpr int kGrowingIndex = AVFMT_GENERIC_INDEX | AVFMT_TS_DISCONT;
+    return (context.iformat->flags & kGrowingIndex) == 0;
+}
+
+// By how much a sync sample's time lies behind the one of its decoding, which some indices have.
+int64_t indexDelay(AVStream& stream) {
+    const AVIndexEntry* const first = avformat_index_get_entry(&stream, 0);
+    if (first == nullptr || stream.start_time == AV_NOPTS_VALUE) return 0;
+    return std::max<int64_t>(stream.start_time - first->timestamp, 0);
+}
+
 // Where times are the sums of what samples last, or are counted, nothing can jump.
 bool canJump(const AVFormatContext& context) {
     return !hasSteadyIndex(context) && strcmp(context.iformat->name, "avi") != 0;
@@ -264,7 +277,8 @@ status_t ContainerReader::seek(int64_t timeUs, SeekMode mode) {
         track.parameters->clearSamples();
         track.nextTimeUs =
                 anywhere ? clampTimeUs(std::max<int64_t>(timeUs, 0)) : -mWindow.startUs();
-        track.waitsForSync = anywhere && timeUs <= 0 && track.pictureUs > 0;
+        track.waitsForSync =
+                anywhere && track.pictureUs > 0 && (timeUs <= 0 || !knowsSyncs(*mContext));
         track.syncTimeUs = INT64_MIN;
         track.windowEnd.reset();
         track.isOver = false;
@@ -351,13 +365,13 @@ bool ContainerReader::seekTo(AVStream* stream, int64_t timeUs, SeekMode mode) {
 
 // The sync sample behind the target may be nearer than the one before, as far as an index knows.
 void ContainerReader::moveToCloserSync(AVStream* stream, int64_t target) {
-    constexpr int kGrowingIndex = AVFMT_GENERIC_INDEX | AVFMT_TS_DISCONT;
-    if ((mContext->iformat->flags & kGrowingIndex) != 0) return;
-    const int before = av_index_search_timestamp(stream, target, AVSEEK_FLAG_BACKWARD);
-    const int after = av_index_search_timestamp(stream, target, 0);
+    if (!knowsSyncs(*mContext)) return;
+    const int64_t delay = indexDelay(*stream);
+    const int before = av_index_search_timestamp(stream, target - delay, AVSEEK_FLAG_BACKWARD);
+    const int after = av_index_search_timestamp(stream, target - delay, 0);
     if (before < 0 || after < 0) return;
-    const int64_t beforeTime = avformat_index_get_entry(stream, before)->timestamp;
-    const int64_t afterTime = avformat_index_get_entry(stream, after)->timestamp;
+    const int64_t beforeTime = avformat_index_get_entry(stream, before)->timestamp + delay;
+    const int64_t afterTime = avformat_index_get_entry(stream, after)->timestamp + delay;
     if (afterTime - target >= target - beforeTime) return;
     avformat_seek_file(mContext.get(), stream->index, afterTime, afterTime, INT64_MAX, 0);
 }
