@@ -2,7 +2,7 @@
 # Copyright 2026 The Oxa Authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# in-root.sh [--keep] RELEASE [ARCH] COMMAND...
+# in-root.sh [--keep] [--with FILE]... RELEASE [ARCH] COMMAND...
 #
 # Runs a command on a copy of these sources in a clean system of another release, such as
 #
@@ -13,16 +13,24 @@
 # RELEASE: bookworm or trixie (Debian), noble (Ubuntu). The bare system is made once by mmdebstrap and
 # kept as an archive in OXA_ROOTS (default: ~/.cache/oxa-roots); each run unpacks it afresh and takes
 # it away afterwards. With --keep it stays in OXA_ROOTS/RELEASE-ARCH and the next run with --keep goes on
-# in it. Compiler results are shared through ccache if it is there. Needs root, for chroot and mounts; the
-# mounts are seen by the command alone.
+# in it. --with puts a file that is not among the sources into /with. Compiler results are shared
+# through ccache if it is there. Needs root, for chroot and mounts; the mounts are seen by the command
+# alone.
 
 set -euo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
-keep=
-[[ "${1:-}" != --keep ]] || { keep=1; shift; }
-(($# >= 2)) || die "usage: in-root.sh [--keep] RELEASE [ARCH] COMMAND..."
+keep='' with=()
+while [[ "${1:-}" == --* ]]; do
+    case "$1" in
+        --keep) keep=1 ;;
+        --with) with+=("${2:?--with needs a file}"); shift ;;
+        *) die "unknown option '$1'" ;;
+    esac
+    shift
+done
+(($# >= 2)) || die "usage: in-root.sh [--keep] [--with FILE]... RELEASE [ARCH] COMMAND..."
 release=$1 arch=$(dpkg --print-architecture)
 shift
 case "$1" in
@@ -67,7 +75,8 @@ if [[ ! -e "$system/etc" ]]; then
     mkdir -p "$system"
     tar -C "$system" --exclude='./dev/*' -xf "$archive"
 fi
-mkdir -p "$system/src" "$system/ccache"
+mkdir -p "$system/src" "$system/ccache" "$system/with"
+((${#with[@]} == 0)) || cp -- "${with[@]}" "$system/with"
 git -C "$root" ls-files -z --cached --others --exclude-standard |
     tar -C "$root" --null --ignore-failed-read -T - -c 2>/dev/null | tar -C "$system/src" -x
 cp -L /etc/resolv.conf "$system/etc/resolv.conf"
