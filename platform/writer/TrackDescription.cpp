@@ -79,7 +79,7 @@ std::vector<uint8_t> configurationIn(const uint8_t* data, size_t size, AVCodecID
                                      AvcForm form) {
     if (codec == AV_CODEC_ID_HEVC) return makeHevcConfiguration(data, size);
     if (codec != AV_CODEC_ID_H264) return std::vector<uint8_t>(data, data + size);
-    const std::vector<uint8_t> record = makeAvcConfiguration(data, size);
+    std::vector<uint8_t> record = makeAvcConfiguration(data, size);
     if (form == AvcForm::kLengthPrefixed) return record;
     return annexBFromAvcConfiguration(record.data(), record.size());
 }
