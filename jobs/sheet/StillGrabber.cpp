@@ -51,6 +51,7 @@ class MomentPicker {
             mHeld = output;
         }
         if (!output.isEnd && output.timeUs <= mTimeUs) return Verdict::kGoOn;
+        mNextUs = output.isEnd && !isPicture ? INT64_MAX : output.timeUs;
         return mHeld ? show(decoder) : Verdict::kFails;
     }
 
@@ -58,6 +59,8 @@ class MomentPicker {
 
     // Of the picture that was shown.
     int64_t shownUs() const { return mHeld->timeUs; }
+    // Until then the same picture is to be seen.
+    int64_t nextUs() const { return mNextUs; }
 
   private:
     Verdict show(const sp<MediaCodec>& decoder) {
@@ -70,6 +73,7 @@ class MomentPicker {
     const std::optional<int64_t> mLastUs;
     const bool mMustBegin;
     std::optional<DecodedOutput> mHeld;
+    int64_t mNextUs = 0;
 };
 
 }  // namespace
@@ -131,6 +135,7 @@ void StillGrabber::findLength() {
 // Some files have no list of their key frames: then the first picture that can be decoded may come
 // after the moment, and the decoding begins earlier and earlier.
 void StillGrabber::grabOne(int64_t timeUs) {
+    if (timeUs < mNextUs) return;
     for (int64_t earlierUs = 0;; earlierUs = std::max(kFirstStepBackUs, 2 * earlierUs)) {
         const int64_t startUs = std::max<int64_t>(0, timeUs - earlierUs);
         const bool mayBeLate = startUs == 0 || mCancelled;
@@ -158,6 +163,7 @@ bool StillGrabber::grabFrom(int64_t startUs, int64_t timeUs, bool mayBeLate) {
                             return picker.onOutput(decoder, output);
                         });
     if (verdict == Verdict::kDone) mTimesUs.push_back(picker.shownUs());
+    mNextUs = picker.nextUs();
     return !picker.isLate();
 }
 

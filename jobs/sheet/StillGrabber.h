@@ -58,6 +58,7 @@ class StillGrabber {
     android::sp<android::NuMediaExtractor> mExtractor;
     int64_t mFirstUs = 0;
     int64_t mLengthUs = 0;
+    int64_t mNextUs = 0;            // when another picture than the last one is to be seen
     std::vector<int64_t> mTimesUs;  // of the pictures that were rendered
 };
 
