@@ -15,11 +15,11 @@ namespace oxaplayer {
 
 namespace {
 
-void waitForEndSignal(const sigset_t& signals, const Signals::Handlers& handlers) {
+int waitForEndSignal(const sigset_t& signals, const Signals::Handlers& handlers) {
     for (;;) {
         int number = 0;
         sigwait(&signals, &number);
-        if (number != SIGUSR1) return;
+        if (number != SIGUSR1) return number;
         handlers.onUserSignal();
     }
 }
@@ -31,18 +31,27 @@ void Signals::ignoreWriteSignals() {
     signal(SIGXFSZ, SIG_IGN);
 }
 
+bool Signals::isIgnored(int number) {
+    struct sigaction action = {};
+    return sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 void Signals::takeOver(Handlers handlers) {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
+    // nohup ignores it, and means that.
+    if (!isIgnored(SIGHUP)) sigaddset(&signals, SIGHUP);
     if (handlers.onUserSignal) sigaddset(&signals, SIGUSR1);
     // Threads inherit the mask, so none but the one below ever sees them.
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     std::thread([signals, handlers = std::move(handlers)] {
         waitForEndSignal(signals, handlers);
         handlers.onFirst();
-        waitForEndSignal(signals, handlers);
+        // A terminal that is closed sends more than one, and nobody has asked twice.
+        while (waitForEndSignal(signals, handlers) == SIGHUP) {
+        }
         handlers.beforeExit();
         _exit(static_cast<int>(ExitCode::kInterrupted));
     }).detach();

@@ -7,8 +7,9 @@
 
 namespace oxaplayer {
 
-// Ctrl-C and SIGTERM during a job: the first one asks it to end properly, a second one ends the
-// process at once (exit 130), wherever the job is. SIGUSR1 is for what a command does with it.
+// Ctrl-C, SIGTERM and SIGHUP during a job: the first one asks it to end properly, a second one (but
+// no SIGHUP) ends the process at once (exit 130), wherever the job is. SIGUSR1 is for what a
+// command does with it.
 class Signals {
   public:
     struct Handlers {
@@ -19,6 +20,8 @@ class Signals {
 
     // A closed pipe or a file that is too large becomes an ordinary error of write().
     static void ignoreWriteSignals();
+
+    static bool isIgnored(int number);
 
     // From now on the signals go to a thread of their own, which calls the handlers. Once in a
     // process, before it has other threads.

@@ -12,6 +12,8 @@
 #include <csignal>
 #include <utility>
 
+#include "process/Signals.h"
+
 namespace oxaplayer {
 
 namespace {
@@ -84,8 +86,11 @@ TerminalKeys::TerminalKeys(std::function<void(const std::string& key)> onKey)
     gSingleKeys.c_cc[VMIN] = 1;
     gSingleKeys.c_cc[VTIME] = 0;
     gIsSet = true;
-    for (const int number : kEndingSignals)
-        handle(number, endBySignal, static_cast<int>(SA_RESETHAND));
+    for (const int number : kEndingSignals) {
+        if (!Signals::isIgnored(number)) {
+            handle(number, endBySignal, static_cast<int>(SA_RESETHAND));
+        }
+    }
     handle(SIGTSTP, stopBySignal, SA_RESTART);
     handle(SIGCONT, goOnBySignal, SA_RESTART);
     set(gSingleKeys);
