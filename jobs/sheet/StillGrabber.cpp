@@ -4,6 +4,7 @@
 #include "sheet/StillGrabber.h"
 
 #include <gui/Surface.h>
+#include <media/stagefright/MetaData.h>
 #include <media/stagefright/foundation/AMessage.h>
 
 #include <algorithm>
@@ -143,6 +144,20 @@ void StillGrabber::grabOne(int64_t timeUs) {
     }
 }
 
+// Without a list of key frames a seek may end behind one, and what comes until the next one looks
+// like damage to a decoder.
+bool StillGrabber::moveToKeyFrame(int64_t timeUs) {
+    sp<MetaData> sample;
+    while (mExtractor->getSampleMeta(&sample) == OK) {
+        int64_t sampleUs = 0;
+        int32_t isSync = 0;
+        if (!sample->findInt64(kKeyTime, &sampleUs) || sampleUs > timeUs) return false;
+        if (sample->findInt32(kKeyIsSyncFrame, &isSync)) return true;
+        if (mExtractor->advance() != OK) return false;
+    }
+    return false;
+}
+
 bool StillGrabber::grabFrom(int64_t startUs, int64_t timeUs, bool mayBeLate) {
     // Where the file cannot be moved in, it is read again from its beginning.
     const bool moved =
@@ -151,6 +166,7 @@ bool StillGrabber::grabFrom(int64_t startUs, int64_t timeUs, bool mayBeLate) {
     if ((!moved && !openTrack()) || mExtractor->getTrackFormat(mTrack.index, &format) != OK) {
         return true;
     }
+    if (moved && !mayBeLate && !moveToKeyFrame(timeUs)) return false;
     format->setInt32("eWid", mSize.width);
     format->setInt32("eHei", mSize.height);
     if (mTrack.isInterlaced) format->setInt32("video-de-interlace", 1);

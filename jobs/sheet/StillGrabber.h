@@ -46,6 +46,8 @@ class StillGrabber {
     bool openTrack();
     void findLength();
     void grabOne(int64_t timeUs);
+    // From where the extractor is; false when there is none until `timeUs`.
+    bool moveToKeyFrame(int64_t timeUs);
     // False when the pictures from there on are all later than `timeUs`, unless that may be.
     bool grabFrom(int64_t startUs, int64_t timeUs, bool mayBeLate);
 
