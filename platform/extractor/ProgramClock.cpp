@@ -132,6 +132,7 @@ ProgramClock::Outlook ProgramClock::lookAhead(const Packet& packet) const {
             const int64_t newUs = next.timeUs - lineUs;
             const int64_t oldUs = newUs + stepBackUs;
             outlook.returns = isNearer(oldUs, newUs) && std::llabs(oldUs) <= kMaxPauseUs;
+            outlook.beginUs = earliestOf(next) - (lineUs - packet.timeUs);
             if (outlook.returns) break;
             if (isNearer(newUs, oldUs)) {
                 ++outlook.stays;
@@ -165,16 +166,6 @@ int64_t ProgramClock::earliestOf(const Packet& packet) const {
         ++seen;
     }
     return earliestUs;
-}
-
-// Where a stream begins whose first time is wild: in front of the earliest of those that follow.
-int64_t ProgramClock::beginningOf(const Packet& packet) const {
-    const auto next =
-            std::find_if(std::next(mAhead.begin()), mAhead.end(), [&](const Packet& other) {
-                return other.stream == packet.stream && other.timeUs != kNoTime;
-            });
-    if (next == mAhead.end()) return packet.timeUs;
-    return earliestOf(*next) - packet.durationUs;
 }
 
 ProgramClock::Verdict ProgramClock::judge(const Packet& packet, bool last,
@@ -233,7 +224,7 @@ void ProgramClock::settle(const Packet& packet, Verdict verdict, const Outlook& 
     if (place->isWild) {
         shiftUs -= stepUs;
     } else if (verdict == Verdict::kWild) {
-        shiftUs += beginningOf(packet) - packet.timeUs;
+        shiftUs += outlook.beginUs - packet.timeUs;
     } else if (verdict == Verdict::kTogether && !isPause) {
         stream.baseUs -= stepUs - (packet.timeUs - earliestOf(packet));
         mShiftUs = stream.baseUs;

@@ -62,6 +62,7 @@ class ProgramClock {
     // What the packets behind the oldest one say of its stream.
     struct Outlook {
         bool returns = false;  // to where it was
+        int64_t beginUs = 0;   // then: where the oldest one belongs, in front of those that return
         int seen = 0;
         int stays = 0;        // packets that go on from the oldest one
         int64_t aheadUs = 0;  // and how far they come
@@ -80,7 +81,6 @@ class ProgramClock {
     Verdict compareOthers(const Packet& packet, bool full) const;
     int countAhead(int stream) const;
     int64_t earliestOf(const Packet& packet) const;
-    int64_t beginningOf(const Packet& packet) const;
     bool isAnyActiveBut(int stream) const;
     void settle(const Packet& packet, Verdict verdict, const Outlook& outlook, Place* place);
     void place(Stream* stream, const Packet& packet, int64_t shiftUs, Place* place);

@@ -341,6 +341,8 @@ MkvWildSound in.mkv | whole=clean.mkv unlike=wild | clean0 mkv; copy mkv -bsf:a
   setts=pts='PTS+eq(N\,60)*2000000'
 WildFirstPicture in.mkv | whole=clean.mkv unlike=wild | clean0 mkv; copy mkv -bsf:v
   setts=pts='PTS+eq(N\,0)*2000000'
+WildFirstPictures in.mkv | whole=clean.mkv unlike=wild | clean0 mkv; copy mkv -bsf:v
+  setts=pts='PTS+lt(N\,3)*2000000'
 WildFirstPictureOfMany in.mkv | whole=clean.mkv unlike=wild | clean mkv; copy mkv -bsf:v
   setts=pts='PTS+eq(N\,0)*2000000'
 MissingTimesOfSound in.ts | whole=clean.ts | clean ts; @ts-drop-times clean.ts 257 2 in.ts
