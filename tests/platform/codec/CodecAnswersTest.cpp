@@ -361,7 +361,7 @@ TEST(CodecAnswers, aFlushedEncodersSurfaceStays) {
     EXPECT_EQ(codec->signalEndOfInputStream(), OK);
     LocalBufferProducer::queueOf(surface)->producerDrained();
     ASSERT_TRUE(codec.waitFor([](const CodecClient::Events& events) {
-        return (events.back().flags & MediaCodec::BUFFER_FLAG_EOS) != 0;
+        return !events.empty() && (events.back().flags & MediaCodec::BUFFER_FLAG_EOS) != 0;
     }));
     EXPECT_EQ(codec.events()[codec.events().size() - 2].timeUs, 3000);
     EXPECT_EQ(codec.events()[codec.events().size() - 3].timeUs, 2000);
