@@ -8,7 +8,9 @@
 #include <oxa/host/Display.h>
 #include <oxa/host/HdmiSound.h>
 #include <oxa/host/Microphones.h>
+#include <unistd.h>
 
+#include "run/EventQueue.h"
 #include "tracks/StatusText.h"
 
 namespace oxa::jobs {
@@ -22,6 +24,9 @@ using android::String16;
 namespace {
 
 constexpr char kClientName[] = "oxaplayer";
+// The slowest camera has a picture every second.
+constexpr int64_t kMaxPictureWaitUs = 1'500'000;
+constexpr int kPicturePollUs = 10'000;
 
 Failure cannotOpen(const CaptureSource& source, const std::string& cause) {
     return {FailureKind::kInput, "cannot open the camera '" + source.name() + "': " + cause};
@@ -36,6 +41,22 @@ status_t start(const sp<Camera>& camera, Size size, int32_t frameRate,
     status_t status = camera->setParameters(parameters.flatten());
     if (status == OK) status = camera->setPreviewTarget(display.producer());
     return status == OK ? camera->startPreview() : status;
+}
+
+// A preview on a null display, as long as `wait` runs; its status counts.
+template <typename Wait>
+std::optional<Failure> previewFor(const CaptureSource& source, Size size, int32_t frameRate,
+                                  Wait wait) {
+    const sp<Camera> camera = Camera::connect(source.place().camera(), String16(kClientName),
+                                              Camera::USE_CALLING_UID, Camera::USE_CALLING_PID);
+    if (camera == nullptr) return cannotOpen(source, "it is in use");
+    const auto display = host::createNullDisplay();
+    status_t status = start(camera, size, frameRate, *display);
+    if (status == OK) status = wait(*display);
+    camera->stopPreview();
+    camera->disconnect();
+    if (status == OK) return std::nullopt;
+    return cannotOpen(source, statusText(status));
 }
 
 }  // namespace
@@ -55,15 +76,19 @@ std::optional<Failure> readCameraParameters(const CaptureSource& source,
 }
 
 std::optional<Failure> tryCamera(const CaptureSource& source, Size size, int32_t frameRate) {
-    const sp<Camera> camera = Camera::connect(source.place().camera(), String16(kClientName),
-                                              Camera::USE_CALLING_UID, Camera::USE_CALLING_PID);
-    if (camera == nullptr) return cannotOpen(source, "it is in use");
-    const auto display = host::createNullDisplay();
-    const status_t status = start(camera, size, frameRate, *display);
-    camera->stopPreview();
-    camera->disconnect();
-    if (status == OK) return std::nullopt;
-    return cannotOpen(source, statusText(status));
+    return previewFor(source, size, frameRate, [](const host::Display& /*display*/) { return OK; });
+}
+
+std::optional<Failure> tryPicture(const CaptureSource& source, Size size, int32_t frameRate,
+                                  const CancelFlag& cancelled) {
+    return previewFor(source, size, frameRate, [&](const host::Display& display) -> status_t {
+        const int64_t deadlineUs = nowUs() + kMaxPictureWaitUs;
+        while (display.figures().shown == 0) {
+            if (cancelled || nowUs() > deadlineUs) return android::TIMED_OUT;
+            usleep(kPicturePollUs);
+        }
+        return OK;
+    });
 }
 
 std::optional<Failure> trySound(const CaptureSource& source) {
@@ -72,6 +97,8 @@ std::optional<Failure> trySound(const CaptureSource& source) {
         error = host::microphoneSourceError(source.soundName());
     } else if (!host::isHdmiSoundServiceThere()) {
         error = "the sound service is not there";
+    } else if (!source.receiver()->hasAudio()) {
+        error = "the signal has no sound";
     }
     if (error.empty()) return std::nullopt;
     return Failure{FailureKind::kInput,

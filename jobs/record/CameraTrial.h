@@ -9,6 +9,7 @@
 
 #include "oxa/jobs/EncodeOptions.h"
 #include "record/CaptureSource.h"
+#include "run/JobContext.h"
 
 namespace oxa::jobs {
 
@@ -22,7 +23,11 @@ std::optional<Failure> readCameraParameters(const CaptureSource& source,
 // otherwise why not (kInput).
 std::optional<Failure> tryCamera(const CaptureSource& source, Size size, int32_t frameRate);
 
-// The same for its sound.
+// The same, and that a picture comes; waits for it, at most 1.5 s and until the job is cancelled.
+std::optional<Failure> tryPicture(const CaptureSource& source, Size size, int32_t frameRate,
+                                  const CancelFlag& cancelled);
+
+// Whether its sound is there.
 std::optional<Failure> trySound(const CaptureSource& source);
 
 }  // namespace oxa::jobs

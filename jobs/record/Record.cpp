@@ -137,8 +137,8 @@ bool RecordWork::isSourceThere() {
     if (mSource.hasAudio() && trySound(mSource)) return false;
     mFormat = {};
     if (chooseFormat()) return false;
-    return !mSource.hasVideo() ||
-           !tryCamera(mSource, {mFormat.width, mFormat.height}, mFormat.frameRate);
+    return !mSource.hasVideo() || !tryPicture(mSource, {mFormat.width, mFormat.height},
+                                              mFormat.frameRate, mContext.cancelled());
 }
 
 // All that can be said without opening anything.

@@ -119,6 +119,10 @@ void RecordFiles::finishOldest(const host::OutputFigures& figures) {
     android::Mutex::Autolock lock(mLock);
     while (mOpen.size() > 1 && mOpen.front()->bytes() == 0)
         discardFrontLocked();
+    // Nothing came after its beginning.
+    if (figures.pictures == 0 && figures.soundUnits == 0 && !mOpen.front()->isKept()) {
+        return discardFrontLocked();
+    }
     mTotal.pictures += static_cast<int64_t>(figures.pictures);
     mTotal.timeUs += std::max(figures.pictureEndUs, figures.soundEndUs);
     finishFrontLocked();

@@ -133,6 +133,11 @@ class HdmiReceiver : public SimulatedHdmiReceiver {
         return mPlugged && mFiles == DriverFiles::kRight;
     }
 
+    bool hasAudio() override {
+        AnnotatedLock lock(mLock);
+        return mPlugged && mFiles == DriverFiles::kRight && mAudio;
+    }
+
     void loseAudio() override { setAudio(false); }
     void restoreAudio() override { setAudio(true); }
     void stall() override { mSignal->setStalled(true); }

@@ -113,6 +113,7 @@ struct LossCase : test::Named {
     LiveSource source;
     Scenario scenario;
     void (*lose)(bool lost);  // null: the scenario does it
+    int seconds = 3;
 };
 
 class RecordReconnect : public testing::TestWithParam<LossCase> {};
@@ -127,7 +128,7 @@ TEST_P(RecordReconnect, goesOnInANewFileWhenAllIsBack) {
     options.scenario = test.scenario;
     options.output = folder.file("out.mp4");
     options.preset = "ultrafast";
-    options.durationUs = 3'000'000;
+    options.durationUs = test.seconds * 1'000'000;
     options.reconnect = true;
     SwitchLog log;
     Record job(options, &log);
@@ -151,7 +152,7 @@ TEST_P(RecordReconnect, goesOnInANewFileWhenAllIsBack) {
         pictures += probe.video()->frameCount;
     }
     EXPECT_EQ(result.total.pictures, pictures);
-    EXPECT_NEAR(result.durationSec, 3, 0.1);
+    EXPECT_NEAR(result.durationSec, test.seconds, 0.1);
 }
 
 ScenarioStep step(int64_t timeMs, ScenarioStep::Kind kind) {
@@ -169,6 +170,15 @@ INSTANTIATE_TEST_SUITE_P(Losses, RecordReconnect,
                                                    step(3500, ScenarioStep::Kind::kKillService),
                                                    step(4500, ScenarioStep::Kind::kStartService)},
                                                   nullptr},
+                                         // Told when nothing has come for 3 s.
+                                         LossCase{{"silentReceiver"},
+                                                  {LiveSource::Kind::kHdmi, kPictureAndSound, {}},
+                                                  {step(500, ScenarioStep::Kind::kLoseSound),
+                                                   step(5000, ScenarioStep::Kind::kRestoreSound),
+                                                   step(7000, ScenarioStep::Kind::kStall),
+                                                   step(13000, ScenarioStep::Kind::kResume)},
+                                                  nullptr,
+                                                  9},
                                          LossCase{{"camera"},
                                                   {LiveSource::Kind::kCamera, kPictureAndSound, {}},
                                                   {},

@@ -62,6 +62,8 @@ class SimulatedHdmiReceiver {
     virtual void setDriverFiles(DriverFiles files) = 0;
     // Whether the plug is in and the driver's files tell of its signal.
     virtual bool isReady() = 0;
+    // The same, and of its sound.
+    virtual bool hasAudio() = 0;
     // Sound stops coming, or comes again, while the picture goes on.
     virtual void loseAudio() = 0;
     virtual void restoreAudio() = 0;
