@@ -84,11 +84,14 @@ TEST(Probe, coverPictureIsNoTrack) {
 }
 
 TEST(Probe, fullDiskBehindStandardOutputIsExitFour) {
-    const ProcessResult result = ProcessRunner({"sh", "-c", "\"$0\" probe \"$1\" >/dev/full",
-                                                OXA_PLAYER_PROGRAM, mediaPath("roar.mp3")})
-                                         .run();
-    EXPECT_EQ(result.exitCode, 4);
-    EXPECT_THAT(result.err, HasSubstr("No space left on device"));
+    const std::string clip = mediaPath("roar.mp3");
+    for (const std::string& words : {"probe " + clip, "plan " + clip + " -o x.mp4 --parts 2"}) {
+        const ProcessResult result =
+                ProcessRunner({"sh", "-c", "\"$0\" " + words + " >/dev/full", OXA_PLAYER_PROGRAM})
+                        .run();
+        EXPECT_EQ(result.exitCode, 4);
+        EXPECT_THAT(result.err, HasSubstr("No space left on device"));
+    }
 }
 
 // ---- In a terminal ------------------------------------------------------------------------------

@@ -98,6 +98,7 @@ TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
             {"camera --usb v4l2:/dev/no_such", 3, "No such file"},
             {"record" + toMp4, 2, "either --hdmi SOURCE or --usb SOURCE"},
             {"record --hdmi a.mp4 --usb b.mp4" + toMp4, 2, "either --hdmi"},
+            {"record --usb " + kBoth + " -o " + outputs.path() + "/", 2, "name the file in it"},
             {"record --hdmi lavfi:" + toMp4, 2, "after 'lavfi:'"},
             {"record --usb v4l2:" + toMp4, 2, "after 'v4l2:'"},
             {"record --audio alsa: --usb " + kPicture + toMp4, 2, "after 'alsa:'"},

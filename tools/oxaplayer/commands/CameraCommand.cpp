@@ -7,12 +7,9 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <cerrno>
-#include <cstring>
 #include <nlohmann/json.hpp>
 
 #include "report/Advice.h"
-#include "report/Console.h"
 #include "report/Events.h"
 #include "report/Report.h"
 
@@ -84,15 +81,13 @@ CLI::App* CameraCommand::define(CLI::App& app) {
 ExitCode CameraCommand::run(const CommonOptions& common) {
     Report report("camera", common, STDOUT_FILENO);
     std::string text;
-    const auto failure = mList ? std::nullopt : describe(mChoice, common.json, &text);
+    auto failure = mList ? std::nullopt : describe(mChoice, common.json, &text);
     if (mList) text = listed(listDevices(), common.json);
     if (mList && text.empty()) report.note("there is no camera, receiver or microphone");
-    if (!failure && writeFully(STDOUT_FILENO, text)) return ExitCode::kDone;
-    const Failure told = failure.value_or(
-            Failure{FailureKind::kOutput,
-                    std::string("cannot write to standard output: ") + strerror(errno)});
-    report.error({told.kind, adviceFor(told)});
-    return exitCodeOf(told.kind);
+    if (!failure) failure = printAnswer(text);
+    if (!failure) return ExitCode::kDone;
+    report.error({failure->kind, adviceFor(*failure)});
+    return exitCodeOf(failure->kind);
 }
 
 }  // namespace oxaplayer

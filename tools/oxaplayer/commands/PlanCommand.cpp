@@ -3,8 +3,6 @@
 
 #include "commands/PlanCommand.h"
 
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
@@ -16,7 +14,6 @@
 #include "arguments/OutputName.h"
 #include "arguments/ParsedOption.h"
 #include "arguments/TranscodeArguments.h"
-#include "report/Console.h"
 
 namespace oxaplayer {
 
@@ -99,10 +96,11 @@ void PlanCommand::onStart(const JobStart& start) {
     announceLeftBehind(start.leftBehind);
 }
 
-void PlanCommand::onJobDone() {
-    if (mReport->hasEvents()) return;
+std::string PlanCommand::answerOf(const Result& /*result*/) const {
+    std::string lines;
     for (const std::string& command : commands())
-        writeFully(STDOUT_FILENO, command + "\n");
+        lines += command + "\n";
+    return lines;
 }
 
 Json PlanCommand::fieldsOf(const Result& result) const {

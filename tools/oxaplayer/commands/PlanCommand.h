@@ -23,7 +23,7 @@ class PlanCommand : public JobCommand {
   private:
     std::optional<Failure> check() override;
     std::unique_ptr<Job> makeJob() override;
-    void onJobDone() override;
+    std::string answerOf(const Result& result) const override;
     Json fieldsOf(const Result& result) const override;
     void onStart(const JobStart& start) override;
 

@@ -9,7 +9,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <vector>
@@ -137,10 +136,9 @@ ExitCode ProbeCommand::run(const CommonOptions& common) {
     Report report("probe", common, STDOUT_FILENO);
     ProbeResult result = probe(mInput);
     const std::string name = mInput == "-" ? "standard input" : mInput;
-    if (result.ok() &&
-        !writeFully(STDOUT_FILENO, common.json ? json(result) : table(name, result))) {
-        result.failure = {FailureKind::kOutput,
-                          std::string("cannot write to standard output: ") + strerror(errno)};
+    if (result.ok()) {
+        const auto failure = printAnswer(common.json ? json(result) : table(name, result));
+        if (failure) result.failure = *failure;
     }
     if (!result.ok()) report.error(result.failure);
     return exitCodeOf(result.failure.kind);

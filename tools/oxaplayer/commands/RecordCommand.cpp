@@ -63,6 +63,11 @@ std::optional<Failure> RecordCommand::check() {
     if (mScenario) {
         if (auto failure = readScenario(*mScenario, &mOptions.scenario)) return failure;
     }
+    if (!mOptions.output.empty() && mOptions.output.back() == '/') {
+        return Failure{FailureKind::kOptions,
+                       "'" + mOptions.output + "' is a folder, name the file in it, such as '" +
+                               mOptions.output + "cam-%F-%H%M%S.mp4'"};
+    }
     return refuseTerminal(mOptions.output);
 }
 

@@ -19,8 +19,11 @@ namespace oxaplayer {
 ExitCode JobCommand::run(const CommonOptions& common) {
     mReport = std::make_unique<Report>(mName, common,
                                        output() == "-" ? STDERR_FILENO : STDOUT_FILENO);
-    const Result result = runJob();
+    Result result = runJob();
     onJobDone();
+    if (result.ok() && !mReport->hasEvents()) {
+        if (auto failure = printAnswer(answerOf(result))) result.failure = *failure;
+    }
     mReport->endProgress();
     const std::string summary = summaryOf(result);
     if (!summary.empty()) mReport->note(summary);

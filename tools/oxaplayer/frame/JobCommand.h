@@ -34,6 +34,8 @@ class JobCommand : public Command, public JobListener {
     // Around the job, on the same thread.
     virtual void onJobMade() {}
     virtual void onJobDone() {}
+    // What standard output gets, for a shell.
+    virtual std::string answerOf(const Result&) const { return {}; }
     // What was written, for people; empty for nothing.
     virtual std::string summaryOf(const Result&) const { return {}; }
     // The fields of the result event, without "exit".

@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <nlohmann/json.hpp>
 
 #include "report/Console.h"
@@ -88,6 +90,12 @@ void Report::show(const std::string& bar, const std::string& line, const Json& f
 
 void Report::endProgress() {
     Console::instance().setBar("");
+}
+
+std::optional<Failure> printAnswer(const std::string& text) {
+    if (writeFully(STDOUT_FILENO, text)) return std::nullopt;
+    return Failure{FailureKind::kOutput,
+                   std::string("cannot write to standard output: ") + strerror(errno)};
 }
 
 }  // namespace oxaplayer

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "frame/Command.h"
@@ -44,5 +45,8 @@ class Report {
     int64_t mLastLineUs = 0;
     int64_t mLastEventUs = 0;
 };
+
+// Writes what a command answers to standard output. Nothing, or why it cannot be written.
+std::optional<Failure> printAnswer(const std::string& text);
 
 }  // namespace oxaplayer
