@@ -22,7 +22,8 @@ void DamageCounter::start(const std::string& object) {
 }
 
 void DamageCounter::add(int error) {
-    mLastError = error;
+    // Decoders that know no better say -1, which reads as a lack of permission.
+    mLastError = error == -1 ? AVERROR_INVALIDDATA : error;
     if (++mCount < mNextReport) return;
     mNextReport *= 10;
     report();
