@@ -22,7 +22,9 @@ std::optional<Failure> verifyOutput(const TranscodeSource& source, const std::st
     if (auto failure = file.openPath(output)) return failure;
     if (auto failure = readSignature(file, tracks, {}, cancelled, &written)) return failure;
     alignAlone(written, &wanted);
-    if (source.container() == Container::kMpeg2Ts) alignToPictures(wanted, &written);
+    if (source.container() == Container::kMpeg2Ts || beginsLate(wanted)) {
+        alignToPictures(wanted, &written);
+    }
     const std::string difference = differenceOf(wanted, written);
     if (difference.empty()) return std::nullopt;
     return Failure{FailureKind::kFailed, "the output is not what it should be: " + difference};

@@ -168,6 +168,11 @@ std::string differenceOf(const MediaSignature& source, const MediaSignature& out
     return difference.empty() ? soundDifference(source, output) : difference;
 }
 
+bool beginsLate(const MediaSignature& source) {
+    return !source.pictures.empty() && source.pictures.front().timeUs > 0 &&
+           source.soundBeginUs > 0;
+}
+
 void alignAlone(const MediaSignature& output, MediaSignature* source) {
     auto& pictures = source->pictures;
     auto& levels = source->levels;

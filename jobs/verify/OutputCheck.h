@@ -14,9 +14,13 @@ namespace oxa::jobs {
 // and eyes tell.
 std::string differenceOf(const MediaSignature& source, const MediaSignature& output);
 
-// A transport stream begins with the first sample that is in it, which need not be the source's:
-// moves the output's clock so that its first picture is at the source's time. Moves by a frame of
-// sound or two at most.
+// Whether the first sample of a source gives nothing to be seen or heard, as with a decoder of
+// sound that starts with a frame in hand: its clock then begins in front of the output's.
+bool beginsLate(const MediaSignature& source);
+
+// A transport stream begins with the first sample that is in it, which need not be the source's,
+// nor does any output of a source that begins late: moves the output's clock so that its first
+// picture is at the source's time. Moves by a frame of sound or two at most.
 void alignToPictures(const MediaSignature& source, MediaSignature* output);
 
 // A reader's clock begins with the first sample that is in a file, so that of a kind alone does not

@@ -414,12 +414,17 @@ TEST_F(TranscodeCliTest, strictLeavesNothingOfADamagedInput) {
 
 TEST_F(TranscodeCliTest, verifiedOutputsSaySo) {
     const std::string nasa = mediaPath("nasa_multistream.mp4");
+    const std::string late = mFolder.file("late.wmv");
+    runOrDie(ffmpeg({"-itsoffset", "0.05", "-f", "lavfi", "-i", "testsrc2=d=1", "-f", "lavfi", "-i",
+                     "anoisesrc=d=1", late}));
     const struct {
         std::string source;
         std::string output;
         std::vector<std::string> options;
     } kCases[] = {
             {nasa, mMp4, {"--size", "160x120", "--fps", "20"}},
+            // Its decoder of sound gives nothing for what is in front of the first picture.
+            {late, mMp4, {}},
             {nasa, mTs, {"--size", "160x120", "--fps", "20"}},
             // What is left out was there first.
             {mediaPath("friday_audio_starts_1200ms.mp4"), mMp4, {"--only", "audio"}},
