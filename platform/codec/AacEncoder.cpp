@@ -15,6 +15,10 @@
 #include "ffmpeg/AvLog.h"
 #include "ffmpeg/TimeBase.h"
 
+extern "C" {
+#include <libavutil/opt.h>
+}
+
 namespace android {
 
 namespace {
@@ -130,6 +134,9 @@ status_t AacEncoder::openEncoder(const AVChannelLayout& layout) {
     mCodec->time_base = {1, mStream.sampleRate};
     mCodec->profile = FF_PROFILE_AAC_LOW;
     mCodec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    // In a pair beside another channel it loses the right one, where both are alike. Above three
+    // channels the encoder leaves it off by itself.
+    if (layout.nb_channels > 2) av_opt_set_int(mCodec->priv_data, "aac_ms", 0, 0);
     return avcodec_open2(mCodec, encoder, nullptr) >= 0 ? OK : UNKNOWN_ERROR;
 }
 

@@ -288,6 +288,8 @@ Rate8000 in.wav | sound=3,8000,mono | ffmpeg $S -ar 8000 -ac 1 in.wav
 Rate192000 in.wav | sound=3 | ffmpeg $S -ar 192000 in.wav
 Quad in.wav | sound=3,48000,quad | places quad in.wav 0.4 0.2 0.1 0.05
 StereoWithBass in.wav | sound=3,48000,2.1 | places 2.1 in.wav 0.4 0.2 bass
+AlikeWithBass in.wav | sound=3,44100,2.1 | ffmpeg $S -af 'pan=2.1|c0=c0|c1=c0|c2=0*c0' -ar 44100
+  in.wav
 Surround in.ac3 | sound=3,48000,5.1 | places 5.1 in.ac3 0.2 0.1 0.15 bass 0.05 0.08
 MonoToStereo in.wav | sound=3 options=--audio-rate,48000,--audio-channels,2 | ffmpeg $S -ac 1 -ar 44100
   in.wav
