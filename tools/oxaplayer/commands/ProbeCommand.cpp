@@ -88,7 +88,7 @@ std::string table(const std::string& path, const ProbeResult& result) {
                 printable(stream.codec + language) + " (" + stream.why + ")\n";
     }
     for (const auto& [key, value] : result.metadata)
-        text += "  " + printable(key + ": " + value) + "\n";
+        text += "  " + printable(std::string(key).append(": ").append(value)) + "\n";
     for (const Chapter& chapter : result.chapters)
         text += "  chapter: " + seconds(chapter.startUs) + " " + printable(chapter.title) + "\n";
     return text;
