@@ -54,6 +54,14 @@ AVChannelLayout withSurroundBehind(AVChannelLayout layout) {
     return layout;
 }
 
+// The encoder has more layouts than its streams can tell: of these a decoder finds the channels
+// without their names and takes them for others.
+bool isTold(const AVChannelLayout& layout) {
+    static constexpr uint64_t kUntold[] = {AV_CH_LAYOUT_3POINT1, AV_CH_LAYOUT_4POINT1,
+                                           AV_CH_LAYOUT_6POINT0, AV_CH_LAYOUT_HEXAGONAL};
+    return std::find(std::begin(kUntold), std::end(kUntold), layout.u.mask) == std::end(kUntold);
+}
+
 bool encoderHasRate(int sampleRate) {
     static constexpr int kRates[] = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
                                      22050, 16000, 12000, 11025, 8000,  7350};
@@ -118,7 +126,7 @@ status_t AacEncoder::openCodec() {
 
 // Only the encoder knows which layouts it has.
 status_t AacEncoder::openEncoder() {
-    if (openEncoder(mStream.layout) == OK) return OK;
+    if (isTold(mStream.layout) && openEncoder(mStream.layout) == OK) return OK;
     mStream.layout = layoutForCount(mStream.channels());
     return openEncoder(mStream.layout);
 }

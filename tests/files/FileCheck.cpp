@@ -6,7 +6,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
-#include <regex>
+#include <map>
 #include <sstream>
 
 #include "cli/PlayerProgram.h"
@@ -444,8 +444,11 @@ std::string layoutOf(const std::string& path) {
     std::array<char, 64> name = {};
     av_channel_layout_describe(&layout, name.data(), name.size());
     av_channel_layout_uninit(&layout);
-    // AAC knows no others.
-    return std::regex_replace(name.data(), std::regex("^(5\\.[01])\\(side\\)"), "$1");
+    static const std::map<std::string, std::string> kInAac = {
+            {"5.1(side)", "5.1"}, {"5.0(side)", "5.0"}, {"3.1", "4.0"},
+            {"4.1", "5.0"},       {"6.0", "5.1"},       {"hexagonal", "5.1"}};
+    const auto other = kInAac.find(name.data());
+    return other != kInAac.end() ? other->second : name.data();
 }
 
 // The size of the picture as it is looked at, before it is made even.

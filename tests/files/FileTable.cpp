@@ -407,6 +407,8 @@ SixtyThousandPictures in.mp4 | pictures=60000,16,16 | ffmpeg -f lavfi -i
 Rate11025 in.wav | sound=3,11025 | ffmpeg $S -ar 11025 in.wav
 ThreeFronts in.wav | sound=3,48000,3.0 | places 3.0 in.wav 0.4 0.2 0.1
 FourPointNought in.wav | sound=3,48000,4.0 | places 4.0 in.wav 0.4 0.2 0.1 0.05
+FourPointOne in.wav | sound=3,48000,5.0 | places 4.1 in.wav 0.4 0.2 0.1 bass 0.05
+Hexagonal in.wav | sound=3,48000,5.1 | places hexagonal in.wav 0.2 0.1 0.15 0.05 0.08 0.03
 FivePointNought in.wav | sound=3,48000,5.0 | places 5.0 in.wav 0.4 0.2 0.1 0.05 0.3
 FivePointOneAtTheSides in.flac | sound=3,48000,5.1 | places '5.1(side)' in.flac 0.4 0.2 0.1 bass 0.05
   0.3
