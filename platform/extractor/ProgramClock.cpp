@@ -84,13 +84,21 @@ void ProgramClock::begin(Stream* stream) const {
     stream->lastUs = mPositionUs;
 }
 
+// How far a packet may lie in front of where one is expected; slow pictures that are decoded early
+// reach far.
+int64_t ProgramClock::mostBackUs(const Stream& stream, const Packet& packet) {
+    if (packet.ordered) return kMaxStepBackUs;
+    const int64_t lastsUs = packet.durationUs > 0 ? packet.durationUs : stream.stepUs;
+    const int64_t reachUs = (kMostReordered + 1) * std::min(lastsUs, kMaxStepUs);
+    return std::max(kMaxReorderedBackUs, std::min(reachUs, kMaxPauseUs));
+}
+
 bool ProgramClock::isSmooth(const Stream& stream, const Packet& packet, int64_t shiftUs) const {
     const int64_t timeUs = packet.timeUs + shiftUs;
     const int64_t aheadUs = timeUs - stream.nextUs;
     if (aheadUs < 0) {
         // A time that rises is no step back, however long the last packet should have lasted.
-        return timeUs >= stream.lastUs ||
-               -aheadUs <= (packet.ordered ? kMaxStepBackUs : kMaxReorderedBackUs);
+        return timeUs >= stream.lastUs || -aheadUs <= mostBackUs(stream, packet);
     }
     return aheadUs <= std::max(kMaxStepAheadUs, 2 * stream.stepUs) ||
            timeUs <= mPositionUs + kMaxStepAheadUs;
@@ -249,7 +257,8 @@ void ProgramClock::place(Stream* stream, const Packet& packet, int64_t shiftUs, 
     stream->lastUs = timeUs;
     // Behind a picture that was decoded early come those that are shown before it.
     const int64_t earlyUs = stream->nextUs - (timeUs + lastsUs);
-    const bool isReordered = !packet.ordered && earlyUs > 0 && earlyUs <= kMaxReorderedBackUs;
+    const bool isReordered =
+            !packet.ordered && earlyUs > 0 && earlyUs <= mostBackUs(*stream, packet);
     if (!wasStarted || !isReordered) stream->nextUs = timeUs + lastsUs;
     if (!mAnchored) mStartUs = mPositionUs = timeUs;
     mAnchored = true;
