@@ -22,7 +22,7 @@ if (($# > 0)) && [[ "$1" =~ ^[0-9]+$ ]]; then
     shift
 fi
 targets=("$@")
-((${#targets[@]} > 0)) || targets=(media messages receiver arguments)
+((${#targets[@]} > 0)) || targets=(media receiver arguments)
 for target in "${targets[@]}"; do
     [[ -d "$inputs/seeds/$target" ]] || die "there is no target '$target'"
 done

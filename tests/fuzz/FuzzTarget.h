@@ -3,7 +3,6 @@
 
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -39,14 +38,6 @@ class ByteReader {
         for (size_t i = 0; i < sizeof(Integer); ++i)
             value = value << 8 | byte();
         return static_cast<Integer>(value);
-    }
-
-    // Its length is in its first byte.
-    std::string text(size_t maxLength = 255) {
-        const size_t length = std::min({size_t{byte()}, maxLength, mSize - mPosition});
-        std::string result(reinterpret_cast<const char*>(mData) + mPosition, length);
-        mPosition += length;
-        return result;
     }
 
     // Up to the next line end or the end.

@@ -61,7 +61,7 @@ TEST(AMessageTest, returnsTheValuesThatWereSetAsTheirOwnTypeOnly) {
     message->setFloat("float", 0.5f);
     message->setDouble("double", -1e300);
     message->setPointer("pointer", pointer);
-    message->setString("string", "text and more", 4);
+    message->setString("string", "te\0t and more", 4);
     message->setObject("object", nested);
     message->setMessage("message", nested);
     message->setRect("rect", 1, -2, 3, -4);
@@ -73,7 +73,7 @@ TEST(AMessageTest, returnsTheValuesThatWereSetAsTheirOwnTypeOnly) {
     EXPECT_EQ(found(*message, &AMessage::findFloat, "float"), 0.5f);
     EXPECT_EQ(found(*message, &AMessage::findDouble, "double"), -1e300);
     EXPECT_EQ(found(*message, &AMessage::findPointer, "pointer"), pointer);
-    EXPECT_STREQ(found<AString>(*message, &AMessage::findString, "string").c_str(), "text");
+    EXPECT_EQ(found<AString>(*message, &AMessage::findString, "string"), AString("te\0t", 4));
     EXPECT_EQ(found(*message, &AMessage::findObject, "object").get(), nested.get());
     EXPECT_EQ(found(*message, &AMessage::findBuffer, "buffer"), buffer);
     EXPECT_EQ(found(*message, &AMessage::findMessage, "message"), nested);
@@ -103,7 +103,9 @@ TEST(AMessageTest, returnsTheValuesThatWereSetAsTheirOwnTypeOnly) {
         const char* const name = message->getEntryNameAt(i, &type);
         EXPECT_EQ(i, type) << name;
         EXPECT_EQ(finders(*message, name), std::string(name) + " ");
+        EXPECT_TRUE(message->contains(name));
     }
+    EXPECT_FALSE(message->contains("none"));
 }
 
 TEST(AMessageTest, holdsObjectsUntilTheyAreReplacedClearedOrDropped) {

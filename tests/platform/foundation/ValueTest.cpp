@@ -5,6 +5,7 @@
 
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/ADebug.h>
+#include <media/stagefright/foundation/AMessage.h>
 #include <media/stagefright/foundation/AString.h>
 #include <utils/String8.h>
 
@@ -95,6 +96,10 @@ TEST(ABufferTest, borrowsOrCopiesForeignMemory) {
     borrowed.clear();
     EXPECT_STREQ(bytes, "xbc");
     const sp<ABuffer> buffer = new ABuffer(8);
+    buffer->setRange(2, 3);
+    EXPECT_EQ(buffer->data(), buffer->base() + 2);
+    EXPECT_EQ(buffer->size(), 3u);
+    EXPECT_EQ(buffer->meta(), buffer->meta());
     EXPECT_DEATH(buffer->setRange(9, 0), "CHECK_LE");
     EXPECT_DEATH(buffer->setRange(4, 5), "CHECK_LE");
     EXPECT_DEATH(buffer->setRange(1, SIZE_MAX), "CHECK_LE");
