@@ -12,6 +12,7 @@ namespace {
 
 constexpr int64_t kMaxStepBackUs = 100000;
 constexpr int64_t kMaxReorderedBackUs = 1000000;
+constexpr int64_t kMaxPictureUs = 60000000;  // what is told to last longer is damaged
 constexpr int64_t kMaxStepAheadUs = 500000;  // further ahead of all tracks is looked into
 constexpr int64_t kMaxDelayUs = 4000000;  // between the tracks of one moment, in the file's order
 constexpr int64_t kMaxOverlapUs = 2000000;
@@ -84,13 +85,17 @@ void ProgramClock::begin(Stream* stream) const {
     stream->lastUs = mPositionUs;
 }
 
-// How far a packet may lie in front of where one is expected; slow pictures that are decoded early
-// reach far.
+// How far a packet's time may be from the one that is expected because pictures are decoded early.
+int64_t ProgramClock::reorderedUs(const Stream& stream, const Packet& packet) {
+    if (packet.ordered) return 0;
+    constexpr int64_t kDepth = kMostReordered + 1;
+    return packet.durationUs > 0 ? kDepth * std::min(packet.durationUs, kMaxPictureUs)
+                                 : std::min(kDepth * stream.stepUs, kMaxPauseUs);
+}
+
 int64_t ProgramClock::mostBackUs(const Stream& stream, const Packet& packet) {
     if (packet.ordered) return kMaxStepBackUs;
-    const int64_t lastsUs = packet.durationUs > 0 ? packet.durationUs : stream.stepUs;
-    const int64_t reachUs = (kMostReordered + 1) * std::min(lastsUs, kMaxStepUs);
-    return std::max(kMaxReorderedBackUs, std::min(reachUs, kMaxPauseUs));
+    return std::max(kMaxReorderedBackUs, reorderedUs(stream, packet));
 }
 
 bool ProgramClock::isSmooth(const Stream& stream, const Packet& packet, int64_t shiftUs) const {
@@ -100,7 +105,8 @@ bool ProgramClock::isSmooth(const Stream& stream, const Packet& packet, int64_t 
         // A time that rises is no step back, however long the last packet should have lasted.
         return timeUs >= stream.lastUs || -aheadUs <= mostBackUs(stream, packet);
     }
-    return aheadUs <= std::max(kMaxStepAheadUs, 2 * stream.stepUs) ||
+    const int64_t reorderedUs = ProgramClock::reorderedUs(stream, packet);
+    return aheadUs <= std::max({kMaxStepAheadUs, 2 * stream.stepUs, reorderedUs}) ||
            timeUs <= mPositionUs + kMaxStepAheadUs;
 }
 

@@ -72,6 +72,7 @@ class ProgramClock {
 
     bool accept(const Packet& packet, Place* place);
     void begin(Stream* stream) const;
+    static int64_t reorderedUs(const Stream& stream, const Packet& packet);
     static int64_t mostBackUs(const Stream& stream, const Packet& packet);
     bool isSmooth(const Stream& stream, const Packet& packet, int64_t shiftUs) const;
     bool fits(const Stream& stream, const Packet& packet, int64_t shiftUs) const;

@@ -117,8 +117,8 @@ LongRunOfOneTime in.mkv | like=clean.mkv pictures=75 unlike=times | spread
   'if(between(N\,5\,18)\,200\,40*N)'
 AllTimesAlike in.mkv | like=clean.mkv pictures=75 unlike=times | spread 0
 TimesBeginAgain in.mkv | like=clean.mkv pictures=75 unlike=times | spread '40*mod(N\,12)'
-SlowPicturesDecodedEarly in.mkv | pictures=5 sound=15 | ffmpeg -f lavfi -i testsrc2=s=96x64:r=1/3:d=15
-  -f lavfi -i anoisesrc=d=15:c=pink:a=0.5:seed=7 -ac 2 $X -b_strategy 0 -bf 3 -c:a mp2 in.mkv
+SlowPicturesDecodedEarly in.mkv | pictures=8 sound=40 | ffmpeg -f lavfi -i testsrc2=s=96x64:r=1/5:d=40
+  -f lavfi -i anoisesrc=d=40:c=pink:a=0.5:seed=7 -ac 2 $X -b_strategy 0 -bf 3 -c:a mp2 in.mkv
 LongWaitFilled in.mp4 | like=full.mp4 pictures=115 sound=3 ends=4.6 options=--fps,25 | clean0 mp4;
   copy mp4 -video_track_timescale 12800 -bsf:v setts=ts='PTS+gte(N\,74)*20480':duration=512; filtered
   fps=25
