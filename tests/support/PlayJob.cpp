@@ -29,10 +29,9 @@ status_t PlayJob::prepare() {
         if (mime.startsWith("video/")) mExtractor->selectTrack(i);
     }
     if (!mime.startsWith("video/")) return NAME_NOT_FOUND;
-    if (mOptions.tunneled) {
+    if (mOptions.hwSync != 0) {
         format->setInt32("feature-tunneled-playback", 1);
         format->setInt32("audio-hw-sync", mOptions.hwSync);
-        if (mOptions.hwSync == 0) format->setInt32("tunnel-no-audio", 1);
     }
     if (mOptions.onFormat) err = mOptions.onFormat(format);
     if (err != OK) return err;
@@ -99,13 +98,9 @@ void PlayJob::feed(size_t index) {
     expect((*mDecoder)->getInputBuffer(index, &buffer));
     if (buffer == nullptr) return;
     const sp<ABuffer> sample = new ABuffer(buffer->base(), buffer->capacity());
-    if (mSampleCount >= mOptions.samples || mExtractor->readSampleData(sample) != OK) {
+    if (mExtractor->readSampleData(sample) != OK) {
         mInputEnded = true;
-        if (mOptions.onInputEnd) {
-            mOptions.onInputEnd();
-        } else {
-            expect((*mDecoder)->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS));
-        }
+        expect((*mDecoder)->queueInputBuffer(index, 0, 0, 0, MediaCodec::BUFFER_FLAG_EOS));
         return;
     }
     int64_t timeUs = 0;

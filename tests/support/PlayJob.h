@@ -7,7 +7,6 @@
 #include <media/stagefright/NuMediaExtractor.h>
 
 #include <atomic>
-#include <climits>
 #include <functional>
 #include <memory>
 #include <string>
@@ -20,15 +19,12 @@ struct PlayJobOptions {
     std::string path;
     // Where pictures go; null: they come as bytes.
     android::sp<android::IGraphicBufferProducer> producer;
-    bool tunneled = false;
-    int32_t hwSync = 0;  // of the session, for tunneled playback
+    int32_t hwSync = 0;  // of the session, for tunneled playback; 0: not tunneled
     // May change the track's format before the decoder gets it, or refuse it.
     std::function<android::status_t(const android::sp<android::AMessage>& format)> onFormat;
-    int samples = INT_MAX;  // the input ends after so many
     // Called with each sample's number and bytes before it is queued; may change them.
     std::function<void(int number, uint8_t* data, size_t size)> onSample;
-    // Called instead of queueing the end, and with all callbacks but inputs instead of rendering.
-    std::function<void()> onInputEnd;
+    // Called with all callbacks but inputs instead of rendering.
     std::function<void(const CodecEvent& event)> onEvent;
 };
 
@@ -43,8 +39,6 @@ class PlayJob {
     bool waitForEnd();
     // From the file's beginning, when the end has come; false when the codec does not go on.
     bool startAgain();
-    // Callbacks do nothing any more, and failures are not counted.
-    void abandon() { mRunning = false; }
     void stop();
     // All of the above; false when something failed.
     bool run();

@@ -28,7 +28,6 @@ TEST(TunneledPlayTest, dropsPicturesThatAreLateAndEndsWithAnError) {
     PlayJobOptions options;
     options.path = testClip(clip);
     options.producer = display->producer();
-    options.tunneled = true;
     options.hwSync = AudioSystem::getAudioHwSyncForSession(static_cast<audio_session_t>(session));
     const sp<SessionClock> clock = SessionClock::forHwSync(options.hwSync);
     PlayJob job(options);

@@ -10,6 +10,7 @@ A folder uses another by its headers, or by a function that an Android header de
 folder defines. Every use must be stated, every statement used, and the uses must not go in circles.
 """
 
+import graphlib
 import json
 import os
 import re
@@ -65,24 +66,10 @@ def symbols(objects):
 
 def circle(uses):
     """Folders that use each other, the first one again at the end; empty when there are none."""
-    done = set()
-
-    def visit(folder, way):
-        if folder in way:
-            return way[way.index(folder):] + [folder]
-        if folder in done:
-            return []
-        for lower in sorted(uses.get(folder, ())):
-            found = visit(lower, way + [folder])
-            if found:
-                return found
-        done.add(folder)
-        return []
-
-    for start in sorted(uses):
-        found = visit(start, [])
-        if found:
-            return found
+    try:
+        graphlib.TopologicalSorter(uses).prepare()
+    except graphlib.CycleError as error:
+        return error.args[1]
     return []
 
 
