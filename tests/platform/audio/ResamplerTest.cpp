@@ -129,9 +129,7 @@ TEST(ResamplerTest, forgetsItsSoundWhenReset) {
     EXPECT_NE(first, converter.convert(in));
     converter.get()->reset(converter.get());
     std::vector<int16_t> silence(kBlockFrames);
-    const std::vector<int16_t> after = converter.convert(silence);
-    EXPECT_TRUE(
-            std::all_of(after.begin(), after.end(), [](int16_t sample) { return sample == 0; }));
+    EXPECT_THAT(converter.convert(silence), testing::Each(0));
 }
 
 // Gives its sound in small pieces.

@@ -14,13 +14,8 @@
 namespace oxa::test {
 
 // The cameras of one test.
-class Cameras {
-  public:
-    Cameras() = default;
+struct Cameras {
     ~Cameras() { host::clearCameras(); }
-    Cameras(const Cameras&) = delete;
-    Cameras& operator=(const Cameras&) = delete;
-
     void add(int number, const std::string& source) { host::registerCamera(number, source); }
 };
 

@@ -9,13 +9,13 @@
 #include <oxa/host/SoundOutput.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utils/Timers.h>
 #include <vendor/oxa/audioutil/1.0/IAudioUtil.h>
 
 #include <cerrno>
 #include <filesystem>
 #include <future>
 
+#include "base/Monotonic.h"
 #include "support/FaultLog.h"
 #include "support/RampSource.h"
 #include "support/Sound.h"
@@ -34,10 +34,6 @@ constexpr int32_t kStateOff = -1;
 constexpr int32_t kStateAfterLoss = 1;
 constexpr int32_t kStateNoBlock = 3;
 constexpr int32_t kPid = 42;
-
-int64_t nowUs() {
-    return systemTime(SYSTEM_TIME_MONOTONIC) / 1000;
-}
 
 // What the service has answered to one readRxAudio().
 struct RxAnswer {
@@ -181,7 +177,7 @@ TEST_F(HdmiSoundTest, givesBlocksInTimeAndWithoutGaps) {
     client.service()->setRxRender(1, kRate, 2);
     ASSERT_TRUE(client.poll(&answer));
     EXPECT_EQ(answer.state, kStateOff);
-    const int64_t recordUs = nowUs();
+    const int64_t recordUs = monotonicUs();
     client.service()->setRxRecord(true);
     ASSERT_TRUE(client.poll(&answer));
     EXPECT_EQ(answer.state, kStateNoBlock);
@@ -199,7 +195,7 @@ TEST_F(HdmiSoundTest, givesBlocksInTimeAndWithoutGaps) {
         frames += static_cast<int64_t>(block.samples.size()) / 2;
     }
     // Nothing is given before it was captured.
-    EXPECT_LE(firstUs + frames * 1000000 / kRate, nowUs() + 1000);
+    EXPECT_LE(firstUs + frames * 1000000 / kRate, monotonicUs() + 1000);
     EXPECT_EQ(client.blocks().size(), oxa::host::hdmiSoundFigures().blocks);
     EXPECT_EQ(oxa::host::hdmiSoundFigures().dropped, 0U);
 
@@ -255,9 +251,9 @@ TEST_F(HdmiSoundTest, serviceThatIsSlowTakesItsTimeUntilItDies) {
     RxClient client;
     RxAnswer answer;
     const auto pollUs = [&](bool alive) {
-        const int64_t beginUs = nowUs();
+        const int64_t beginUs = monotonicUs();
         EXPECT_EQ(alive, client.poll(&answer));
-        return nowUs() - beginUs;
+        return monotonicUs() - beginUs;
     };
     oxa::host::delayHdmiSoundService(100'000);
     EXPECT_GE(pollUs(true), 100'000);
@@ -297,7 +293,7 @@ TEST_F(HdmiSoundTest, tellsOnceThatNothingComesAndGoesOnInThePresent) {
             return faults(ETIMEDOUT) == stalls && client.lastState() == kStateNoBlock;
         }));
         client.forget();
-        const int64_t resumedUs = nowUs();
+        const int64_t resumedUs = monotonicUs();
         oxa::host::stallHdmiSound(false);
         ASSERT_TRUE(client.pollFrames(4096));
         // The first one may have begun before.

@@ -1,8 +1,7 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <utils/Timers.h>
-
+#include "base/Monotonic.h"
 #include "live/LiveReader.h"
 #include "support/LiveSources.h"
 #include "support/Test.h"
@@ -11,10 +10,6 @@ namespace oxa::test {
 namespace {
 
 using namespace android;
-
-int64_t nowUs() {
-    return systemTime(SYSTEM_TIME_MONOTONIC) / 1000;
-}
 
 LiveOptions optionsFor(const std::string& source, LiveKind kind = LiveKind::kPicture) {
     LiveOptions options;
@@ -41,7 +36,7 @@ std::vector<Seen> readPictures(LiveReader* reader, size_t count) {
     std::vector<Seen> seen;
     LiveBlock block;
     while (seen.size() < count && reader->read(&block) == LiveResult::kOk) {
-        seen.push_back({numberOf(*block.picture), block.timeUs, nowUs()});
+        seen.push_back({numberOf(*block.picture), block.timeUs, monotonicUs()});
     }
     return seen;
 }
@@ -54,7 +49,7 @@ TEST(LiveReader, joinsWhatAnotherReaderHasBegun) {
     const auto pictures = startReader(optionsFor(source));
     const std::vector<Seen> seen = readPictures(pictures.get(), 8);
     ASSERT_EQ(seen.size(), 8u);
-    const int64_t startUs = nowUs();
+    const int64_t startUs = monotonicUs();
     const auto sound = startReader(optionsFor(source, LiveKind::kSound));
     LiveBlock block;
     ASSERT_EQ(sound->read(&block), LiveResult::kOk);
@@ -113,8 +108,8 @@ TEST(LiveReader, goesOnWithThePresentAfterAStall) {
     options.control->setStalled(true);
     std::vector<Seen> after;
     std::thread reading([&] { after = readPictures(reader.get(), 3); });
-    const int64_t stallEndUs = nowUs() + 300000;
-    EXPECT_TRUE(waitFor([&] { return nowUs() >= stallEndUs; }));
+    const int64_t stallEndUs = monotonicUs() + 300000;
+    EXPECT_TRUE(waitFor([&] { return monotonicUs() >= stallEndUs; }));
     options.control->setStalled(false);
     reading.join();
     ASSERT_EQ(after.size(), 3u);
@@ -131,8 +126,8 @@ TEST(LiveReader, leavesOutWhatIsLongPast) {
     const auto reader = startReader(optionsFor("lavfi:" + numberedPictures(50)));
     const std::vector<Seen> first = readPictures(reader.get(), 1);
     ASSERT_EQ(first.size(), 1u);
-    const int64_t pauseEndUs = nowUs() + 1300000;
-    EXPECT_TRUE(waitFor([&] { return nowUs() >= pauseEndUs; }));
+    const int64_t pauseEndUs = monotonicUs() + 1300000;
+    EXPECT_TRUE(waitFor([&] { return monotonicUs() >= pauseEndUs; }));
     EXPECT_EQ(reader->late(), 0u);
     const std::vector<Seen> after = readPictures(reader.get(), 2);
     ASSERT_EQ(after.size(), 2u);
