@@ -303,9 +303,13 @@ bool AvVideoDecoder::handleReadyFrames() {
 bool AvVideoDecoder::convertFrame() {
     mDecoded->pts -= mConversionStartPts;
     if (!mFirstPts) mFirstPts = mDecoded->pts;
-    if (mConverter.isChange(*mDecoded) && !finishConversion()) {
-        av_frame_unref(mDecoded);
-        return false;
+    if (mConverter.isChange(*mDecoded)) {
+        // Those in front of it are shown until this one, and not until its end.
+        mConverter.finish(mDecoded->pts);
+        if (!emitConverted()) {
+            av_frame_unref(mDecoded);
+            return false;
+        }
     }
     const int err = mConverter.push(mDecoded);
     // Every picture would be lost, not this one alone.

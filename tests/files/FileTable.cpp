@@ -157,6 +157,10 @@ RangeChanges in.ts | pictures=80 sound=3.2 | ffmpeg $P $S -t 1.6 $X $A a.ts; ffm
   scale=out_range=full -t 1.6 -output_ts_offset 1.68 $X -pix_fmt yuvj420p $A b.ts; join ts
 SizeChanges in.ts | pictures=80 sound=3.2 | ffmpeg $P $S -t 1.6 $X $A a.ts; ffmpeg $P $S -vf
   scale=128:96,setsar=1 -t 1.6 -output_ts_offset 1.68 $X $A b.ts; join ts
+SizeChangesAtAnotherRate in.ts | like=full.mkv pictures=160 options=--fps,50 | ffmpeg $P -t 1.6 $X -bf 0
+  a.ts; ffmpeg $P -vf scale=128:96,setsar=1 -t 1.6 -output_ts_offset 1.6 $X -bf 0 b.ts; join ts; ffmpeg
+  -i a.ts -i b.ts -lavfi [0]setsar=1[a],[1]scale=96:64,setsar=1[b],[a][b]concat,fps=50 -c:v ffv1
+  full.mkv
 PixelFormatChanges in.ts | pictures=80 sound=3.2 | ffmpeg $P $S -t 1.6 $X $A a.ts; ffmpeg $P $S -t
   1.6 -output_ts_offset 1.68 $X -pix_fmt yuv422p $A b.ts; join ts
 ChannelsChange in.aac | like=clean.wav sound=3 | ffmpeg $S -t 1.5 $A a.aac; ffmpeg $S -t 1.5 -ac 1
