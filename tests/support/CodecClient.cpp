@@ -117,6 +117,13 @@ bool CodecClient::waitForCount(int id, size_t count) const {
     return waitFor([&](const Events& events) { return countOf(events, id) >= count; });
 }
 
+bool CodecClient::waitForEnd() const {
+    return waitFor([](const Events& events) {
+        return !events.empty() && events.back().id == MediaCodec::CB_OUTPUT_AVAILABLE &&
+               (events.back().flags & MediaCodec::BUFFER_FLAG_EOS) != 0;
+    });
+}
+
 void CodecClient::settle() {
     AString name;
     sp<AMessage> response;

@@ -50,6 +50,8 @@ class CodecClient {
     // Waits for `condition`; false when no callback came for a time that only a hang can need.
     bool waitFor(const std::function<bool(const Events&)>& condition) const;
     bool waitForCount(int id, size_t count) const;
+    // For the output that is the end.
+    bool waitForEnd() const;
     // A call on both loopers after which all that was posted before has been delivered.
     void settle();
 

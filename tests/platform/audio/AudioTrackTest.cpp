@@ -116,10 +116,6 @@ uint32_t position(const sp<AudioTrack>& track) {
     return frames;
 }
 
-bool isSilent(const std::vector<int16_t>& samples) {
-    return std::all_of(samples.begin(), samples.end(), [](int16_t sample) { return sample == 0; });
-}
-
 class AudioTrackTest : public testing::Test {
   protected:
     // Pulls until so many samples of sound, which is never 0, came out.
@@ -375,7 +371,7 @@ TEST_F(AudioTrackTest, beginsWithSilence) {
     ASSERT_EQ(write(track, ramp(100)), 200);
     hearAfterSilence(kLeadUs, [&] { EXPECT_EQ(track->start(), OK); });
     // Dry now, and for as long as nothing comes.
-    EXPECT_TRUE(isSilent(mOutput.pull(kRate, monotonicUs())));
+    EXPECT_THAT(mOutput.pull(kRate, monotonicUs()), testing::Each(0));
 
     std::vector<int16_t> again = hearAfterSilence(kLeadUs + kMoreReserveUs, [&] {
         EXPECT_EQ(write(track, ramp(100)), 200);
@@ -394,7 +390,7 @@ TEST_F(AudioTrackTest, takesReserveBackWhileSoundIsInTime) {
     for (int64_t afterUs : {0, 10'000, 20'000, 30'000, 40'000, 3'100'000}) {
         ASSERT_EQ(write(track, ramp(10)), 20);
         mOutput.pull(10, soonUs + afterUs);
-        EXPECT_TRUE(isSilent(mOutput.pull(10, soonUs + afterUs)));
+        EXPECT_THAT(mOutput.pull(10, soonUs + afterUs), testing::Each(0));
     }
     hearAfterSilence(kLeadUs + (5 - 3 + 1) * kMoreReserveUs,
                      [&] { EXPECT_EQ(write(track, ramp(100)), 200); });
@@ -636,7 +632,7 @@ TEST_F(AudioTrackCallback, neverAsksAgainACallbackThatClaimsTooMuch) {
     mDeliverer.setRule([](size_t offered) { return offered + 1; });
     ASSERT_EQ(track->start(), OK);
     ASSERT_TRUE(waitFor([&] { return mDeliverer.requests() == 1; }));
-    EXPECT_TRUE(isSilent(mOutput.pullSound(kRate)));
+    EXPECT_THAT(mOutput.pullSound(kRate), testing::Each(0));
     track.clear();
     EXPECT_EQ(mDeliverer.requests(), 1);
 }

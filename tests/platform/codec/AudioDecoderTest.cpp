@@ -1,15 +1,14 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <datasource/FileSource.h>
 #include <gui/Surface.h>
 #include <media/stagefright/MediaCodec.h>
-#include <media/stagefright/NuMediaExtractor.h>
 
 #include <random>
 
 #include "codec/AvAudioDecoder.h"
 #include "ffmpeg/TrackParameters.h"
+#include "platform/container/TrackSamples.h"
 #include "support/AudioComponentDriver.h"
 #include "support/FaultLog.h"
 #include "support/MediaReader.h"
@@ -181,11 +180,8 @@ TEST(AudioDecoderTest, heAacComesOutWithItsRealRate) {
 // `late`: codec data as inputs.
 void expectTone(const char* encoder, const char* extension, const char* mime, bool late) {
     const std::string path = toneFile(encoder, extension, 2, 48000);
-    const sp<NuMediaExtractor> extractor =
-            new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
-    ASSERT_EQ(extractor->setDataSource(new FileSource(path.c_str())), OK);
-    sp<AMessage> all;
-    ASSERT_EQ(extractor->getTrackFormat(0, &all), OK);
+    const sp<NuMediaExtractor> extractor = openClip(path);
+    const sp<AMessage> all = formatOf(extractor);
     ASSERT_EQ(extractor->selectTrack(0), OK);
     sp<AMessage> format = new AMessage;
     format->setInt32("channel-count", 2);

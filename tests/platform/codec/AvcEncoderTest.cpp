@@ -64,9 +64,7 @@ class ByteJob {
 
     bool run() {
         if (mResult != OK) return false;
-        const bool ended = mEncoder.waitFor([](const CodecClient::Events& events) {
-            return !events.empty() && (events.back().flags & MediaCodec::BUFFER_FLAG_EOS);
-        });
+        const bool ended = mEncoder.waitForEnd();
         mEncoder.stopCallbacks();
         return ended;
     }
@@ -273,13 +271,6 @@ void queueRecord(CodecClient& encoder, size_t nth, ANativeWindowBuffer* picture,
     ASSERT_EQ(encoder->queueInputBuffer(index, 0, size, timeUs, flags), OK);
 }
 
-bool waitForEnd(const CodecClient& encoder) {
-    return encoder.waitFor([](const CodecClient::Events& events) {
-        return !events.empty() && (events.back().flags & MediaCodec::BUFFER_FLAG_EOS) &&
-               events.back().id == MediaCodec::CB_OUTPUT_AVAILABLE;
-    });
-}
-
 TEST(AvcEncoder, makesPicturesOfFieldsAsItIsAsked) {
     constexpr size_t kCards = 5;
     for (const auto& [deinterlace, interlaced, perCard] :
@@ -299,7 +290,7 @@ TEST(AvcEncoder, makesPicturesOfFieldsAsItIsAsked) {
         for (size_t i = 0; i < kCards; ++i)
             queueRecord(encoder, i, &picture, i * kPictureUs,
                         i + 1 == kCards ? MediaCodec::BUFFER_FLAG_EOS : 0);
-        ASSERT_TRUE(waitForEnd(encoder));
+        ASSERT_TRUE(encoder.waitForEnd());
         auto units = CodecClient::ofKind(encoder.events(), MediaCodec::CB_OUTPUT_AVAILABLE);
         while (units.back().size == 0)
             units.pop_back();
@@ -318,7 +309,7 @@ TEST(AvcEncoder, leavesOutWhatIsNoRecord) {
     queueRecord(encoder, 1, nullptr, 1000);
     queueRecord(encoder, 2, nullptr, 2000, MediaCodec::BUFFER_FLAG_EOS,
                 kMetadataBufferTypeNativeHandleSource, 4);
-    ASSERT_TRUE(waitForEnd(encoder));
+    ASSERT_TRUE(encoder.waitForEnd());
     EXPECT_EQ(encoder.events().back().size, 0u);
     ASSERT_FALSE(log.faults().empty());
     EXPECT_EQ(log.faults().back().count, 3u);
@@ -423,9 +414,7 @@ TEST(AvcEncoder, takesPicturesOfAnySizeAndFormat) {
     EXPECT_EQ(encoder->signalEndOfInputStream(), OK);
     EXPECT_EQ(encoder->signalEndOfInputStream(), INVALID_OPERATION);
     queue->producerDrained();
-    ASSERT_TRUE(encoder.waitFor([](const CodecClient::Events& events) {
-        return events.back().flags & MediaCodec::BUFFER_FLAG_EOS;
-    }));
+    ASSERT_TRUE(encoder.waitForEnd());
     const auto events = encoder.events();
     ASSERT_EQ(pictures.size() + 2, events.size()) << "format, units, end";
     for (size_t i = 0; i < pictures.size(); ++i) {

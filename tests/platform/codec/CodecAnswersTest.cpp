@@ -1,15 +1,14 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <datasource/FileSource.h>
 #include <gui/IGraphicBufferProducer.h>
 #include <gui/Surface.h>
-#include <media/stagefright/NuMediaExtractor.h>
 #include <mediadrm/ICrypto.h>
 #include <oxa/host/CodecConfig.h>
 
 #include "graphics/LocalBufferProducer.h"
 #include "graphics/PictureQueue.h"
+#include "platform/container/TrackSamples.h"
 #include "support/CodecClient.h"
 #include "support/Test.h"
 #include "support/TestPictures.h"
@@ -158,11 +157,8 @@ TEST(CodecAnswers, codecDataThatCannotBeReadIsAnErrorBehindTheStart) {
 // A format without them is completed by inputs of their own.
 TEST(CodecAnswers, parameterSetsMayComeAsInputs) {
     constexpr size_t kSamples = 10;
-    const sp<NuMediaExtractor> clip = new NuMediaExtractor(NuMediaExtractor::EntryPoint::OTHER);
-    const std::string path = mediaPath("flower_540p_h264_aac.mp4");
-    ASSERT_EQ(clip->setDataSource(new FileSource(path.c_str())), OK);
-    sp<AMessage> format;
-    ASSERT_EQ(clip->getTrackFormat(0, &format), OK);
+    const sp<NuMediaExtractor> clip = openClip(mediaPath("flower_540p_h264_aac.mp4"));
+    const sp<AMessage> format = android::formatOf(clip);
     ASSERT_EQ(clip->selectTrack(0), OK);
     Codec codec(kVideoDecoder);
     codec.setHandler([&](const CodecEvent& event) {
@@ -360,9 +356,7 @@ TEST(CodecAnswers, aFlushedEncodersSurfaceStays) {
     ASSERT_TRUE(producer.queue(makeCard({64, 48}), 3000000));
     EXPECT_EQ(codec->signalEndOfInputStream(), OK);
     LocalBufferProducer::queueOf(surface)->producerDrained();
-    ASSERT_TRUE(codec.waitFor([](const CodecClient::Events& events) {
-        return !events.empty() && (events.back().flags & MediaCodec::BUFFER_FLAG_EOS) != 0;
-    }));
+    ASSERT_TRUE(codec.waitForEnd());
     EXPECT_EQ(codec.events()[codec.events().size() - 2].timeUs, 3000);
     EXPECT_EQ(codec.events()[codec.events().size() - 3].timeUs, 2000);
 }

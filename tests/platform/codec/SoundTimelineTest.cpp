@@ -173,11 +173,8 @@ TEST(SoundTimelineTest, driftIsStretchedAway) {
 TEST(SoundTimelineTest, stepsDoNotClick) {
     constexpr double kFrequency = 437.5;
     constexpr double kAmplitude = 0.5;
-    const std::vector<float> tone =
-            oxa::test::sine(kFrequency, kAmplitude, kRate, size_t{kBlocks} * kBlockFrames);
-    std::vector<int16_t> source(tone.size());
-    std::transform(tone.begin(), tone.end(), source.begin(),
-                   [](float sample) { return static_cast<int16_t>(std::lround(sample * 32767)); });
+    const std::vector<int16_t> source =
+            oxa::test::tones({kFrequency}, kAmplitude, kRate, size_t{kBlocks} * kBlockFrames);
     for (const int64_t stepUs : {5000, 30000, 500000, -5000, -30300, -500300}) {
         SCOPED_TRACE(stepUs);
         Collector collector;

@@ -128,18 +128,17 @@ TEST(TrackParametersTest, knowTheLast1024Samples) {
     AVCodecParameters* codec = avcodec_parameters_alloc();
     const sp<TrackParameters> track = new TrackParameters(*codec, {1, 1000}, 0);
     avcodec_parameters_free(&codec);
-    AVPacket* packet = av_packet_alloc();
+    const PacketPtr packet(av_packet_alloc());
     for (int64_t i = 0; i <= 1024; ++i) {
         packet->pts = i;
         track->pushSample(*packet, i * 1000);
     }
-    EXPECT_FALSE(track->popSample(0, packet));
-    EXPECT_TRUE(track->popSample(1000, packet));
+    EXPECT_FALSE(track->popSample(0, packet.get()));
+    EXPECT_TRUE(track->popSample(1000, packet.get()));
     EXPECT_EQ(packet->pts, 1);
-    EXPECT_TRUE(track->popSample(1024000, packet));
+    EXPECT_TRUE(track->popSample(1024000, packet.get()));
     EXPECT_EQ(packet->pts, 1024);
-    EXPECT_FALSE(track->popSample(2000, packet)) << "left out with those before it";
-    av_packet_free(&packet);
+    EXPECT_FALSE(track->popSample(2000, packet.get())) << "left out with those before it";
 }
 
 // ---- Damage

@@ -126,6 +126,14 @@ std::vector<TrackSample> trackOf(const std::vector<TrackSample>& samples, size_t
     return out;
 }
 
+// The clip's samples, all of this track in front of all others.
+std::vector<TrackSample> trackByTrack(size_t first) {
+    std::vector<TrackSample> samples = carSamples();
+    std::stable_partition(samples.begin(), samples.end(),
+                          [first](const TrackSample& sample) { return sample.track == first; });
+    return samples;
+}
+
 // The file has the same samples, and all times moved by one and the same amount: none in MP4.
 void expectSamples(const std::string& path, const std::vector<TrackSample>& pushed) {
     const std::vector<TrackSample> found = readSamples(path);
@@ -177,9 +185,10 @@ class WriterSession {
         if (err == OK) mAdapters.push_back(adapter);
         return err;
     }
-    // Adds all tracks of the clip and starts; both must work.
-    void start(MetaData* params = nullptr) {
-        for (const sp<MetaData>& format : carFormats())
+    // Adds all tracks and starts; both must work.
+    void start(const std::vector<sp<MetaData>>& formats = carFormats(),
+               MetaData* params = nullptr) {
+        for (const sp<MetaData>& format : formats)
             ASSERT_EQ(addTrack(format), OK);
         ASSERT_EQ(mWriter->start(params), OK);
     }
@@ -249,12 +258,7 @@ constexpr int64_t kMostLeadUs = 400000;
 // push wait for the other track stands still for ever.
 TEST_P(WriterTest, WritesEverySampleWhateverTheOrder) {
     const std::vector<TrackSample>& inOrder = carSamples();
-    std::vector<TrackSample> videoFirst = inOrder;
-    std::vector<TrackSample> audioFirst = inOrder;
-    const auto isVideo = [](const TrackSample& sample) { return sample.track == kVideo; };
-    std::stable_partition(videoFirst.begin(), videoFirst.end(), isVideo);
-    std::stable_partition(audioFirst.begin(), audioFirst.end(), std::not_fn(isVideo));
-    for (const auto& samples : {videoFirst, audioFirst, inOrder}) {
+    for (const auto& samples : {trackByTrack(kVideo), trackByTrack(kAudio), inOrder}) {
         write(GetParam(), openFile(mPath), samples);
         expectSamples(mPath, inOrder);
         EXPECT_LE(largestLeadUs(mPath), kMostLeadUs);
@@ -339,10 +343,7 @@ TEST_P(WriterTest, EndsAtTheLengthThatItMayHave) {
     constexpr int64_t kLengthUs = 5'015'000;
     constexpr int64_t kEarlyUs = 20'000;  // the picture at 5 s counts as one behind the end
     oxa::host::setOutputLength({{kLengthUs, kEarlyUs}});
-    std::vector<TrackSample> videoFirst = carSamples();
-    std::stable_partition(videoFirst.begin(), videoFirst.end(),
-                          [](const TrackSample& sample) { return sample.track == kVideo; });
-    write(GetParam(), openFile(mPath), videoFirst);
+    write(GetParam(), openFile(mPath), trackByTrack(kVideo));
     oxa::host::setOutputLength(std::nullopt);
     std::vector<TrackSample> expected;
     for (const TrackSample& sample : carSamples()) {
@@ -479,9 +480,7 @@ TEST_P(WriterTest, TheOrderOfTracksIsThatOfTheirKinds) {
                 sample.track = 1 - sample.track;
         }
         WriterSession session(makeWriter(GetParam(), openFile(mPath)));
-        for (const sp<MetaData>& format : formats)
-            ASSERT_EQ(session.addTrack(format), OK);
-        ASSERT_EQ(session->start(), OK);
+        session.start(formats);
         ASSERT_TRUE(session.push(samples));
         session.stop();
         files.push_back(readFile(mPath));
@@ -501,9 +500,7 @@ TEST_P(WriterTest, ConfigurationsMayComeWithTheSamples) {
     for (const bool ownBuffer : {false, true}) {
         if (ownBuffer) formats[kAudio]->remove(kKeyESDS);
         WriterSession session(makeWriter(GetParam(), openFile(mPath)));
-        for (const sp<MetaData>& format : formats)
-            ASSERT_EQ(session.addTrack(format), OK);
-        ASSERT_EQ(session->start(), OK);
+        session.start(formats);
         std::vector<TrackSample> samples = carSamples();
         const auto first =
                 std::find_if(samples.begin(), samples.end(),
@@ -528,9 +525,7 @@ TEST_P(WriterTest, ConfigurationsMayComeWithTheSamples) {
     }
     FaultLog log;
     WriterSession session(makeWriter(GetParam(), openFile(mPath)));
-    for (const sp<MetaData>& format : formats)
-        ASSERT_EQ(session.addTrack(format), OK);
-    ASSERT_EQ(session->start(), OK);
+    session.start(formats);
     ASSERT_TRUE(session.push(carSamples()));
     session.stop();
     EXPECT_EQ(log.faults().size(), 1u);
@@ -654,7 +649,7 @@ TEST(Mp4WriterTest, TakesTheTimeScaleOfTheMovie) {
         const sp<MetaData> params = new MetaData;
         params->setInt32(kKeyTimeScale, asked);
         WriterSession session(writer);
-        session.start(params.get());
+        session.start(carFormats(), params.get());
         EXPECT_EQ(writer->getTimeScale(), expected);
         ASSERT_TRUE(session.push(carSamples()));
         session.stop();

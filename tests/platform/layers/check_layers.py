@@ -69,7 +69,7 @@ def circle(uses):
     try:
         graphlib.TopologicalSorter(uses).prepare()
     except graphlib.CycleError as error:
-        return error.args[1]
+        return error.args[1][::-1]
     return []
 
 
