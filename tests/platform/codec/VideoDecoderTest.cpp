@@ -4,8 +4,6 @@
 #include <gui/Surface.h>
 #include <mediadrm/ICrypto.h>
 
-#include <algorithm>
-
 #include "ffmpeg/TrackParameters.h"
 #include "graphics/LocalBufferProducer.h"
 #include "graphics/PictureQueue.h"

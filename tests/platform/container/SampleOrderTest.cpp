@@ -4,8 +4,6 @@
 #include "support/Test.h"
 #include "writer/SampleOrder.h"
 
-#include <utility>
-
 namespace android {
 namespace {
 

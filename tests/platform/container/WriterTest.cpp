@@ -15,8 +15,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <atomic>
-
 #include "media/AvcStream.h"
 #include "media/Esds.h"
 #include "media/HevcStream.h"

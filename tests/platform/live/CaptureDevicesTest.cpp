@@ -10,10 +10,8 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 
-#include "support/TempDir.h"
 #include "support/Test.h"
 
 namespace oxa::test {
