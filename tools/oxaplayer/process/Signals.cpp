@@ -47,10 +47,12 @@ void Signals::takeOver(Handlers handlers) {
     // Threads inherit the mask, so none but the one below ever sees them.
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     std::thread([signals, handlers = std::move(handlers)] {
-        waitForEndSignal(signals, handlers);
+        int asked = waitForEndSignal(signals, handlers) == SIGHUP ? 0 : 1;
         handlers.onFirst();
-        // A terminal that is closed sends more than one, and nobody has asked twice.
-        while (waitForEndSignal(signals, handlers) == SIGHUP) {
+        // A terminal that is closed sends more than one, with others and in any order: nobody has
+        // asked twice by that.
+        while (asked < 2) {
+            if (waitForEndSignal(signals, handlers) != SIGHUP) asked++;
         }
         handlers.beforeExit();
         _exit(static_cast<int>(ExitCode::kInterrupted));

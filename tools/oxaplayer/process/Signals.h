@@ -7,9 +7,9 @@
 
 namespace oxaplayer {
 
-// Ctrl-C, SIGTERM and SIGHUP during a job: the first one asks it to end properly, a second one (but
-// no SIGHUP) ends the process at once (exit 130), wherever the job is. SIGUSR1 is for what a
-// command does with it.
+// Ctrl-C, SIGTERM and SIGHUP during a job: the first one asks it to end properly, a second one ends
+// the process at once (exit 130), wherever the job is; SIGHUP does not count for that. SIGUSR1 is
+// for what a command does with it.
 class Signals {
   public:
     struct Handlers {
