@@ -24,6 +24,8 @@ constexpr int kPlainAac = 2;  // object type in the configuration's first five b
 constexpr int kHighestPlainProfile = 100;
 constexpr double kMaxFrameRate = 300;
 constexpr double kUsualFrameRate = 25;
+// Of a stream, a picture ends where the next one begins, which may be seconds later.
+constexpr int64_t kLongestAnalysisUs = 30000000;
 
 // Types of streams of which libavformat does not believe that they are what they say.
 struct AnnouncedType {
@@ -105,6 +107,9 @@ int findStreamInfo(AVFormatContext* context) {
     std::vector<AVDictionary*> options(context->nb_streams, nullptr);
     for (AVDictionary*& option : options)
         av_dict_set_int(&option, "max_pixels", limits::kMaxPicturePoints, 0);
+    // Something live would keep its client waiting for a track that does not come.
+    const bool isFile = context->pb != nullptr && (context->pb->seekable & AVIO_SEEKABLE_NORMAL);
+    if (isFile) context->max_analyze_duration = kLongestAnalysisUs;
     const int result = avformat_find_stream_info(context, options.data());
     for (AVDictionary* option : options)
         AvDictionaryOwner(option).reset();

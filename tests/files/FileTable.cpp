@@ -75,7 +75,7 @@ constexpr char kEveryday[] = R"table(
 #                             `wild` it drops what is earlier than the wild one, or waits for it,
 #                             `words` it begins with the words, `times` it drops pictures whose
 #                             times do not rise, `mp3` it takes it for MP3, `rate` it goes by the
-#                             first rate
+#                             first rate, `slow` it does not wait for the second picture
 # ---- Clocks
 TwoProgrammesTwoClocks in.ts | whole=clean.ts | clean ts; ffmpeg $P $O -vf hflip $X $A $N b.ts;
   @ts-together clean.ts b.ts in.ts
@@ -119,6 +119,8 @@ AllTimesAlike in.mkv | like=clean.mkv pictures=75 unlike=times | spread 0
 TimesBeginAgain in.mkv | like=clean.mkv pictures=75 unlike=times | spread '40*mod(N\,12)'
 SlowPicturesDecodedEarly in.mkv | pictures=8 sound=40 | ffmpeg -f lavfi -i testsrc2=s=96x64:r=1/5:d=40
   -f lavfi -i anoisesrc=d=40:c=pink:a=0.5:seed=7 -ac 2 $X -b_strategy 0 -bf 3 -c:a mp2 in.mkv
+SlowPicturesInTs in.ts | pictures=8 sound=40 unlike=slow | ffmpeg -f lavfi -i
+  testsrc2=s=96x64:r=1/5:d=40 -f lavfi -i anoisesrc=d=40:c=pink:a=0.5:seed=7 -ac 2 $X $A in.ts
 LongWaitFilled in.mp4 | like=full.mp4 pictures=115 sound=3 ends=4.6 options=--fps,25 | clean0 mp4;
   copy mp4 -video_track_timescale 12800 -bsf:v setts=ts='PTS+gte(N\,74)*20480':duration=512; filtered
   fps=25

@@ -9,6 +9,8 @@ namespace oxa::test {
 
 namespace {
 
+constexpr int64_t kLongestAnalysisUs = 30000000;  // of streams whose pictures are far apart
+
 std::string errorText(int error) {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
     av_strerror(error, text, sizeof(text));
@@ -21,7 +23,10 @@ MediaReader::MediaReader(const std::string& path, const std::string& format) {
     const AVInputFormat* const known =
             format.empty() ? nullptr : av_find_input_format(format.c_str());
     int err = avformat_open_input(&mFormat, path.c_str(), known, nullptr);
-    if (err >= 0) err = avformat_find_stream_info(mFormat, nullptr);
+    if (err >= 0) {
+        mFormat->max_analyze_duration = kLongestAnalysisUs;
+        err = avformat_find_stream_info(mFormat, nullptr);
+    }
     if (err >= 0) {
         mErrors.resize(mFormat->nb_streams);
         return;
