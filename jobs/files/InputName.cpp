@@ -3,6 +3,8 @@
 
 #include "files/InputName.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -25,8 +27,13 @@ std::string schemeOf(const std::string& name) {
     return isScheme ? scheme : "";
 }
 
+// As schemes and hosts are compared.
+bool isSameWord(const std::string& word, const char* other) {
+    return strcasecmp(word.c_str(), other) == 0;
+}
+
 bool isFileUrl(const std::string& name) {
-    return name.compare(0, sizeof(kFileScheme) - 1, kFileScheme) == 0;
+    return isSameWord(name.substr(0, sizeof(kFileScheme) - 1), kFileScheme);
 }
 
 // Nothing for what stands for no byte of a path.
@@ -57,7 +64,7 @@ std::optional<std::string> inputPath(const std::string& name) {
     const size_t slash = rest.find('/');
     if (slash == std::string::npos) return std::nullopt;
     const std::string host = rest.substr(0, slash);
-    if (!host.empty() && host != kThisComputer) return std::nullopt;
+    if (!host.empty() && !isSameWord(host, kThisComputer)) return std::nullopt;
     return percentDecoded(rest.substr(slash));
 }
 

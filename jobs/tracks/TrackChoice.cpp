@@ -16,6 +16,10 @@ const char* wanted(Only only) {
     return only == Only::kVideo ? "picture" : "picture or sound";
 }
 
+bool hasWindow(const InputPart& part) {
+    return part.startUs > 0 || part.endUs;
+}
+
 }  // namespace
 
 std::optional<Failure> chooseTracks(const InputFile& input, Only only, const InputPart& part,
@@ -37,8 +41,11 @@ std::optional<Failure> chooseTracks(const InputFile& input, Only only, const Inp
     DecodeTrial trial(input, extractor, context.cancelled());
     for (std::optional<Track>* place : {&choice->video, &choice->audio}) {
         if (!*place || trial.canDecode(**place)) continue;
+        // A track without a length may end before the window begins.
         context.listener().onWarning(std::string((*place)->isVideo ? "the picture" : "the sound") +
-                                     " cannot be decoded and is left out (" + (*place)->mime + ")");
+                                     (hasWindow(part) ? " has nothing there that can be decoded"
+                                                      : " cannot be decoded") +
+                                     " and is left out (" + (*place)->mime + ")");
         place->reset();
     }
     for (std::optional<Track>* place : {&choice->video, &choice->audio}) {
@@ -47,7 +54,8 @@ std::optional<Failure> chooseTracks(const InputFile& input, Only only, const Inp
     if (context.cancelled()) return cancelledFailure();
     if (choice->video || choice->audio) return std::nullopt;
     return Failure{FailureKind::kInput,
-                   "'" + input.path() + "' has no " + wanted(only) + " that can be decoded"};
+                   "'" + input.path() + "' has no " + wanted(only) + " that can be decoded" +
+                           (hasWindow(part) ? " in the part that is asked for" : "")};
 }
 
 std::vector<Track> tracksOf(const TrackChoice& choice) {

@@ -49,8 +49,10 @@ TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
     const std::string garbage = garbageFile(50'000);
     const std::string text = inputs.file("text.mp4");
     const std::string pipe = inputs.file("pipe.mp4");
+    const std::string still = inputs.file("still.png");
     ASSERT_TRUE(writeFile(text, "This is a text.\n"));
     runOrDie({"mkfifo", pipe});
+    runOrDie({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "color", "-frames:v", "1", still});
     const std::string cut = truncateClip(mediaPath("friday_480p_audio_first.mp4"), 0.0005);
     const Refusal kRefusals[] = {
             {"probe x.mp4", 3, " cannot open 'x.mp4': No such file or directory\n"},
@@ -76,6 +78,7 @@ TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
             {clip + toMp4 + " --level 5.2 --size 8192x8192", 2, "no level is enough"},
             {clip + toMp4 + " --quality 20 --video-bitrate 1M", 2, "excludes"},
             {play + " --start 1h", 3, "not after 3600.000 s"},
+            {"transcode " + still + toMp4 + " --quiet --start 1", 3, "in the part that is asked"},
             {"play " + garbage, 3, "'" + garbage + "'"},
             {play + " --only video", 3, "no picture"},
             {play + " --display tv", 2, "window, null or png:DIR"},
@@ -112,6 +115,7 @@ TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
             {"record --audio lavfi:sine --only video --usb " + kPicture + toMp4, 2, "leaves out"},
             {"record --hdmi nothing --fps 31" + toMp4, 2, "1 to 30"},
             {"record --fps 7 --usb " + kBoth + toMp4, 2, "the camera has 5,"},
+            {"record --deinterlace auto --usb " + kBoth + toMp4, 2, "'auto': expected 0, 1 or 2"},
             {"record --size 322x182 --hdmi " + kBoth + toMp4, 2, "320x180"},
             // What an HDMI receiver would scale to.
             {"record --size 640x360 --usb " + kBoth + toMp4, 2, "320x180"},

@@ -86,7 +86,9 @@ TEST_F(WordsCliTest, slipIsAnsweredWithWhatWasMeant) {
              {"$P transcode a c -o b.mp4", 2, {}, {"'c' is spare ("}},
              {"$P probe a b", 2, {}, {"probe: 'b' is spare ("}},
              {"$P --json", 2, {}, {"a command is missing"}},
-             {"$P probe a --quiet --verbose", 2, {}, {"--quiet excludes --verbose"}}});
+             {"$P probe a --quiet --verbose", 2, {}, {"--quiet excludes --verbose"}},
+             {"$P probe a --json=3", 2, {}, {"--json: takes no value ("}},
+             {"$P transcode a -o b.mp4 --no-metadata=false", 2, {}, {"--no-metadata: takes no"}}});
 }
 
 TEST(NearestWord, isNearOrNone) {
@@ -103,6 +105,7 @@ TEST_F(WordsCliTest, inputsAreFilesUrlsOfFilesAndStandardInput) {
     expectLines(
             {{"$P probe \"file://$PWD/film%20one.mp4\"", 0, film, {}},
              {"$P probe \"file://localhost$PWD/film%20one.mp4\"", 0, film, {}},
+             {"$P probe \"FILE://LocalHost$PWD/film%20one.mp4\"", 0, film, {}},
              {"$P probe 'file:///no%2fsuch.mp4'", 3, {}, {"'file:///no%2fsuch.mp4': No such file"}},
              {"$P probe file://elsewhere/film.mp4", 3, {}, {"no file of this computer"}},
              {"$P probe file:///film%2", 3, {}, {"badly written"}},
@@ -144,6 +147,21 @@ TEST_F(WordsCliTest, outputsAreNamedAsPeopleDo) {
     expectLines({{"$P contact-sheet 'film one.mp4' -o a.jpg", 2, {}, {"name it .png"}},
                  {"$P contact-sheet 'film one.mp4' -o ./", 0, {}, {"16 pictures"}, "film one.png"},
                  {"cat film* | $P transcode - -o ./", 2, {}, {"'./' is a folder"}}});
+}
+
+TEST_F(WordsCliTest, answerThatCannotBeWrittenIsAnError) {
+    const std::vector<const char*> full = {": No space left on device"};
+    // "start" fits into the block that a file may have; what is asked for does not.
+    const char* const kCut =
+            "(trap '' XFSZ; ulimit -f 1; $P plan film* -o a.mp4 --parts 50 --json "
+            "--keyframe-interval 0 --video-bitrate 1234567 --audio-bitrate 123456 > lines)";
+    expectLines({{"$P --help > /dev/full", 4, {}, full},
+                 {"$P -V > /dev/full", 4, {}, full},
+                 {"$P help play > /dev/full", 4, {}, full},
+                 {"$P probe film* > /dev/full", 4, {}, full},
+                 {"$P camera --usb lavfi:testsrc2 --json > /dev/full", 4, {}, full},
+                 {kCut, 4, {}, {"plan: cannot write events: File too large"}},
+                 {"$P remux film* -o a.mp4 --json > /dev/full", 0, {}, full, "a.mp4"}});
 }
 
 // SDL and ALSA say much on a machine without a screen and a sound card.

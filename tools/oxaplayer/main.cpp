@@ -13,6 +13,7 @@
 #include "process/Exhaustion.h"
 #include "process/Signals.h"
 #include "report/Console.h"
+#include "report/Report.h"
 
 namespace oxaplayer {
 
@@ -48,7 +49,10 @@ int main(int argc, char** argv) {
     Signals::ignoreWriteSignals();
     const auto commands = makeCommands();
     const ParsedArguments parsed = parseArguments({argv + 1, argv + argc}, commands);
-    writeFully(STDOUT_FILENO, parsed.standardOutput);
+    if (const auto failure = printAnswer(parsed.standardOutput)) {
+        Console::instance().error("", failure->text);
+        return static_cast<int>(exitCodeOf(failure->kind));
+    }
     Console::instance().usageError(parsed.standardError);
     if (parsed.command == nullptr) return static_cast<int>(parsed.code);
     if (!Console::instance().routePlatformLog(parsed.common.verbose, parsed.common.log)) {

@@ -189,18 +189,6 @@ void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
                },
                "Seconds between key frames, 0 makes every frame one (default: 2)")
             ->type_name("S");
-    app.add_option_function<std::string>(
-               "--deinterlace",
-               [options](const std::string& text) {
-                   options->deinterlace = parseWholeNumber(text, 0, 2);
-                   if (!options->deinterlace && text != "auto") {
-                       throw CLI::ValidationError("--deinterlace '" + text +
-                                                  "': expected auto, 0, 1 or 2");
-                   }
-               },
-               "0 off, 1 keep the frame rate, 2 double it (default: auto, 1 for a file that says "
-               "it is interlaced)")
-            ->type_name("auto|0|1|2");
     addOnlyOption(app, &options->only);
     app.add_option("--preset", options->preset,
                    "Speed of the encoder, ultrafast to placebo (default: veryfast)")
@@ -208,6 +196,16 @@ void addEncodeOptions(CLI::App& app, EncodeOptions* options) {
 }
 
 namespace {
+
+// CLI11 takes "--force=3" for --force.
+void refuseValuesOfFlags(CLI::App* app) {
+    const auto isBare = [](const std::string& value) {
+        return value == "true" ? std::string() : "takes no value";
+    };
+    for (CLI::Option* option : app->get_options()) {
+        if (option->get_items_expected_max() == 0) option->check(isBare);
+    }
+}
 
 void addCommonOptions(CLI::App& app, CommonOptions* common) {
     app.set_version_flag("-V,--version", "oxaplayer " OXAPLAYER_VERSION);
@@ -245,6 +243,9 @@ ParsedArguments parseArguments(const std::vector<std::string>& arguments,
     std::string topic;
     CLI::App* help = app.add_subcommand("help", "Show what a command does and its options");
     help->add_option("COMMAND", topic, "One of the commands")->type_name("");
+    refuseValuesOfFlags(&app);
+    for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; }))
+        refuseValuesOfFlags(command);
     if (arguments.empty()) {
         parsed.code = ExitCode::kUsage;
         parsed.standardError = helpText(app, "");

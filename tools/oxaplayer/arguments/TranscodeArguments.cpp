@@ -12,6 +12,18 @@ void addTranscodeOptions(CLI::App& app, TranscodeOptions* options) {
     app.add_option("INPUT", options->input, "A media file")->required()->type_name("");
     addPartOptions(app, &options->part);
     addEncodeOptions(app, options);
+    app.add_option_function<std::string>(
+               "--deinterlace",
+               [options](const std::string& text) {
+                   options->deinterlace = parseWholeNumber(text, 0, 2);
+                   if (!options->deinterlace && text != "auto") {
+                       throw CLI::ValidationError("--deinterlace '" + text +
+                                                  "': expected auto, 0, 1 or 2");
+                   }
+               },
+               "0 off, 1 keep the frame rate, 2 double it (default: auto, 1 for a file that says "
+               "it is interlaced)")
+            ->type_name("auto|0|1|2");
     addIndexOption(app, options);
     addParsedOption(app, "--max-size", &options->maxSize, parseMaxSize, "WxH|NAME",
                     "Make a larger picture fit into this size, such as 1280x720 or 720p, in its "

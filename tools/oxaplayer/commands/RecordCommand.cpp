@@ -34,6 +34,10 @@ CLI::App* RecordCommand::define(CLI::App& app) {
             ->description(
                     "Speed of the encoder, ultrafast to placebo (default: auto, the slowest up "
                     "to veryfast that keeps up)");
+    addParsedOption(
+            *record, "--deinterlace", &mOptions.deinterlace,
+            [](const std::string& text) { return parseWholeNumber(text, 0, 2); }, "0|1|2",
+            "0 off, 1 keep the frame rate, 2 double it (default: 0)", "0, 1 or 2");
     addParsedOption(*record, "--duration", &mOptions.durationUs, parseDuration, "T",
                     "Seconds to record (default: until Ctrl-C or the end of the source)",
                     "seconds above 0 such as 90 or 2.5");

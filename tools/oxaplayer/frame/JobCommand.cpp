@@ -21,17 +21,26 @@ ExitCode JobCommand::run(const CommonOptions& common) {
                                        output() == "-" ? STDERR_FILENO : STDOUT_FILENO);
     Result result = runJob();
     onJobDone();
-    if (result.ok() && !mReport->hasEvents()) {
-        if (auto failure = printAnswer(answerOf(result))) result.failure = *failure;
+    const std::string answer = result.ok() ? answerOf(result) : "";
+    if (!mReport->hasEvents()) {
+        if (auto failure = printAnswer(answer)) result.failure = *failure;
     }
     mReport->endProgress();
     const std::string summary = summaryOf(result);
     if (!summary.empty()) mReport->note(summary);
     if (!result.ok()) mReport->error({result.failure.kind, causeOf(result)});
-    const ExitCode code = exitCodeOf(result.failure.kind);
+    ExitCode code = exitCodeOf(result.failure.kind);
     Json event = {{"exit", static_cast<int>(code)}};
     event.update(fieldsOf(result));
     mReport->event("result", event);
+    if (const auto lost = mReport->lostEvents()) {
+        if (answer.empty()) {
+            mReport->warning(lost->text);
+        } else {
+            code = exitCodeOf(lost->kind);
+            mReport->error(*lost);
+        }
+    }
     // What hangs cannot be waited for: the process ends without its threads.
     if (result.failure.kind == FailureKind::kStalled) {
         TerminalKeys::restore();

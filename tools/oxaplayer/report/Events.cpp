@@ -3,6 +3,7 @@
 
 #include "report/Events.h"
 
+#include <cerrno>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
@@ -19,10 +20,10 @@ double rounded(double value, double scale) {
 }
 
 void EventWriter::write(const std::string& name, const Json& fields) {
-    if (mDescriptor < 0) return;
+    if (mDescriptor < 0 || mError != 0) return;
     Json event = {{"event", name}};
     event.update(fields);
-    if (!writeFully(mDescriptor, jsonLine(event))) mDescriptor = -1;
+    if (!writeFully(mDescriptor, jsonLine(event))) mError = errno;
 }
 
 }  // namespace oxaplayer

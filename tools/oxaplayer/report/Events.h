@@ -26,11 +26,14 @@ class EventWriter {
     explicit EventWriter(int descriptor) : mDescriptor(descriptor) {}
 
     bool isOpen() const { return mDescriptor >= 0; }
+    // Why the rest is not written, as errno says it; 0 while all is.
+    int error() const { return mError; }
     // Writes {"event": name, ...fields}. A reader that has gone away ends the events, not the job.
     void write(const std::string& name, const Json& fields);
 
   private:
     int mDescriptor = -1;
+    int mError = 0;
 };
 
 }  // namespace oxaplayer

@@ -45,6 +45,12 @@ void Report::event(const std::string& name, const Json& fields) {
     mEvents.write(name, fields);
 }
 
+std::optional<Failure> Report::lostEvents() const {
+    if (mEvents.error() == 0) return std::nullopt;
+    return Failure{FailureKind::kOutput,
+                   std::string("cannot write events: ") + strerror(mEvents.error())};
+}
+
 void Report::note(const std::string& text) {
     Console::instance().note(text);
 }

@@ -24,6 +24,8 @@ class Report {
 
     // Whether there are events at all.
     bool hasEvents() const { return mEvents.isOpen(); }
+    // Nothing, or why not all events were written.
+    std::optional<Failure> lostEvents() const;
     void event(const std::string& name, const Json& fields);
     void note(const std::string& text);
     void warning(const std::string& text);
