@@ -11,12 +11,17 @@
 namespace oxa::jobs {
 
 void removeUnfinished() {
-    OutputFile::removeAll();
+    OutputFile::removeAll(false);
+    TemporaryFolder::removeAll();
+}
+
+void removeUnfinishedForGood() {
+    OutputFile::removeAll(true);
     TemporaryFolder::removeAll();
 }
 
 void removeUnfinishedAtFatalError() {
-    __android_log_set_aborter([](const char*) { OutputFile::removeAll(); });
+    __android_log_set_aborter([](const char*) { OutputFile::removeAll(true); });
 }
 
 }  // namespace oxa::jobs

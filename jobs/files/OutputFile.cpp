@@ -30,6 +30,8 @@ struct Unfinished {
 android::Mutex gUnfinishedLock;
 std::map<const OutputFile*, Unfinished> gUnfinished GUARDED_BY(gUnfinishedLock);
 
+bool gEnds GUARDED_BY(gUnfinishedLock) = false;
+
 void forget(const OutputFile* output) {
     android::Mutex::Autolock lock(gUnfinishedLock);
     gUnfinished.erase(output);
@@ -169,6 +171,7 @@ std::optional<Failure> OutputFile::openTemporary() {
     std::string name = temporaryPattern(mFinalName, &suffixLength);
     {
         android::Mutex::Autolock lock(gUnfinishedLock);
+        if (gEnds) return failure(strerror(ECANCELED));
         mOwned = FileDescriptor(mkostemps(name.data(), suffixLength, O_CLOEXEC));
         if (!mOwned.isOpen()) return failure(strerror(errno));
         gUnfinished[this] = {name, ""};
@@ -182,6 +185,7 @@ std::optional<Failure> OutputFile::openTemporary() {
 
 std::optional<Failure> OutputFile::createInPlace(bool force) {
     android::Mutex::Autolock lock(gUnfinishedLock);
+    if (gEnds) return failure(strerror(ECANCELED));
     std::string aside;
     if (force && !moveAside(mFinalName, &aside) && errno != ENOENT) return failure(strerror(errno));
     mOwned =
@@ -286,8 +290,9 @@ void OutputFile::discard() {
     mCurrentName.clear();
 }
 
-void OutputFile::removeAll() {
+void OutputFile::removeAll(bool forGood) {
     android::Mutex::Autolock lock(gUnfinishedLock);
+    gEnds = gEnds || forGood;
     for (const auto& [output, file] : gUnfinished)
         remove(file);
     gUnfinished.clear();

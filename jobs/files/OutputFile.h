@@ -59,8 +59,8 @@ class OutputFile {
     const std::string& currentName() const { return mCurrentName; }
 
     // For the last moment of the process, from any thread: removes all temporary files, and those
-    // in place that were not kept.
-    static void removeAll();
+    // in place that were not kept. `forGood`: none can be opened any more.
+    static void removeAll(bool forGood);
 
   private:
     std::optional<Failure> openAny(const std::string& path, bool force, int descriptor);

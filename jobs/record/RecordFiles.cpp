@@ -98,7 +98,7 @@ std::optional<Failure> RecordFiles::openAnother() {
             time(nullptr), [this](const std::string& wanted) { return isTaken(wanted); });
     auto file = std::make_unique<OutputFile>(&mContext.cancelled());
     if (auto failure = file->openInPlace(name, mOptions.replaceOutput, -1)) return failure;
-    if (!mOpen.empty()) mOpen.back()->keep();
+    keepLocked();
     mOpen.push_back(std::move(file));
     return std::nullopt;
 }
@@ -173,10 +173,12 @@ std::optional<int64_t> RecordFiles::bytes() const {
 
 void RecordFiles::keep() {
     android::Mutex::Autolock lock(mLock);
-    if (mOpen.empty()) return;
-    // One that has just begun may be the first to meet a full disk.
-    const bool isEmpty = mOpen.back()->bytes() == 0;
-    if (!isEmpty || mOpen.size() == 1) mOpen.back()->keep();
+    keepLocked();
+}
+
+// One that has just begun holds nothing yet, and may be the first to meet a full disk.
+void RecordFiles::keepLocked() {
+    if (!mOpen.empty() && mOpen.back()->bytes() != 0) mOpen.back()->keep();
 }
 
 bool RecordFiles::isKept() const {

@@ -80,6 +80,7 @@ class RecordFiles {
     int openNext();
     bool isTaken(const std::string& name) const;
     void finishOldest(const host::OutputFigures& figures);
+    void keepLocked() REQUIRES(mLock);
     void finishFrontLocked() REQUIRES(mLock);
     void discardFrontLocked() REQUIRES(mLock);
 

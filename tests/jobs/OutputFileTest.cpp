@@ -73,6 +73,17 @@ TEST_F(OutputFileDeathTest, fatalAssertionLeavesNothingAndBringsAnOldFileBack) {
     EXPECT_THAT(names(), UnorderedElementsAre("film.mp4"));
 }
 
+TEST_F(OutputFileDeathTest, nothingIsBegunBehindTheLastCleanup) {
+    const auto end = [this](auto open) {
+        removeUnfinishedForGood();
+        OutputFile output;
+        _exit((output.*open)(mFinal, false, -1) ? 0 : 1);
+    };
+    EXPECT_EXIT(end(&OutputFile::open), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(end(&OutputFile::openInPlace), testing::ExitedWithCode(0), "");
+    EXPECT_THAT(names(), IsEmpty());
+}
+
 // Beside its place and in its place: what a link leads to is replaced, not the link.
 TEST_F(OutputFileTest, forceReplacesTheFileBehindALink) {
     const std::string link = mFolder.file("link.mp4");

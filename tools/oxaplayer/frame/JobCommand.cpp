@@ -58,7 +58,7 @@ Result JobCommand::runJob() {
     mJob = makeJob();
     Signals::takeOver({[job = mJob] { job->cancel(); },
                        [] {
-                           removeUnfinished();
+                           removeUnfinishedForGood();
                            TerminalKeys::restore();
                        },
                        onUserSignal()});

@@ -40,7 +40,7 @@ const char* refusedResource() {
     if (line == nullptr) abort();
     // Nothing is allocated here.
     if (write(STDERR_FILENO, line, strlen(line)) < 0) abort();
-    removeUnfinished();
+    removeUnfinishedForGood();
     _exit(static_cast<int>(ExitCode::kFailed));
 }
 

@@ -10,6 +10,9 @@ namespace oxa::jobs {
 // temporary folders). Any thread; the jobs that run must not go on.
 void removeUnfinished();
 
+// The same; jobs that still run begin no file any more, nor does any other.
+void removeUnfinishedForGood();
+
 // From now on a fatal assertion of the platform or the library takes away unfinished files before
 // it ends the process. A setting of the process: there is one such handler.
 void removeUnfinishedAtFatalError();
