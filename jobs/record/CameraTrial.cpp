@@ -10,6 +10,7 @@
 #include <oxa/host/Microphones.h>
 #include <unistd.h>
 
+#include "record/RecordFormat.h"
 #include "run/EventQueue.h"
 #include "tracks/StatusText.h"
 
@@ -24,8 +25,6 @@ using android::String16;
 namespace {
 
 constexpr char kClientName[] = "oxaplayer";
-// The slowest camera has a picture every second.
-constexpr int64_t kMaxPictureWaitUs = 1'500'000;
 constexpr int kPicturePollUs = 10'000;
 
 Failure cannotOpen(const CaptureSource& source, const std::string& cause) {
@@ -82,13 +81,25 @@ std::optional<Failure> tryCamera(const CaptureSource& source, Size size, int32_t
 std::optional<Failure> tryPicture(const CaptureSource& source, Size size, int32_t frameRate,
                                   const CancelFlag& cancelled) {
     return previewFor(source, size, frameRate, [&](const host::Display& display) -> status_t {
-        const int64_t deadlineUs = nowUs() + kMaxPictureWaitUs;
+        // No limit of our own: a computer that is busy would never get to its first picture.
         while (display.figures().shown == 0) {
-            if (cancelled || nowUs() > deadlineUs) return android::TIMED_OUT;
+            const bool hasEnded = host::cameraFigures(source.place().camera()).ended;
+            if (cancelled || hasEnded) return android::TIMED_OUT;
             usleep(kPicturePollUs);
         }
         return OK;
     });
+}
+
+std::optional<Failure> holdCamera(const CaptureSource& source, Size size, int32_t frameRate,
+                                  host::CameraHold* hold) {
+    std::string cause;
+    // The player asks the receiver for all its pictures.
+    const int32_t rate = source.isHdmi() ? kHighestHdmiFrameRate : frameRate;
+    hold->reset();
+    *hold = host::holdCamera(source.place().camera(), size.width, size.height, rate, &cause);
+    if (*hold != nullptr) return std::nullopt;
+    return cannotOpen(source, cause);
 }
 
 std::optional<Failure> trySound(const CaptureSource& source) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <camera/CameraParameters.h>
+#include <oxa/host/Cameras.h>
 
 #include <optional>
 
@@ -23,9 +24,15 @@ std::optional<Failure> readCameraParameters(const CaptureSource& source,
 // otherwise why not (kInput).
 std::optional<Failure> tryCamera(const CaptureSource& source, Size size, int32_t frameRate);
 
-// The same, and that a picture comes; waits for it, at most 1.5 s and until the job is cancelled.
+// The same, and that a picture comes; waits for it until the camera gives up, which is when nothing
+// came for 3 s, or the job is cancelled.
 std::optional<Failure> tryPicture(const CaptureSource& source, Size size, int32_t frameRate,
                                   const CancelFlag& cancelled);
+
+// Opens the camera for the player that comes next, so that it can start it for certain, as long as
+// `hold` is there. Nothing when it is open; otherwise why not (kInput).
+std::optional<Failure> holdCamera(const CaptureSource& source, Size size, int32_t frameRate,
+                                  host::CameraHold* hold);
 
 // Whether its sound is there.
 std::optional<Failure> trySound(const CaptureSource& source);

@@ -3,6 +3,7 @@
 
 #include "oxa/jobs/Record.h"
 
+#include <oxa/host/Cameras.h>
 #include <oxa/host/EncoderPreset.h>
 
 #include <utility>
@@ -61,6 +62,7 @@ class RecordWork {
     bool waitForSource(bool* isOn);
     void handleWhileWaiting(const JobEvent& event, bool* isOn);
     bool isSourceThere();
+    std::optional<Failure> holdCamera();
     std::optional<Failure> complete(const RecordRun& run, const std::optional<Failure>& failure);
     void summarize(const RecordRun& run);
 
@@ -72,8 +74,9 @@ class RecordWork {
     PlayOutputs mPreview;
     RecordFiles mOutput;
     android::_AV_FORMAT_FORMAT mFormat = {};
-    int32_t mFrameRate = 0;  // to be expected
-    bool mRateTold = false;  // that it is not the one that was asked for
+    int32_t mFrameRate = 0;    // to be expected
+    host::CameraHold mCamera;  // for the player that comes next
+    bool mRateTold = false;    // that it is not the one that was asked for
     const PresetChoice mPresets;
     std::string mPreset;  // empty without pictures
     Result mResult;
@@ -85,6 +88,7 @@ std::optional<Failure> RecordWork::work() {
     if (auto failure = chooseFormat()) return failure;
     if (mContext.cancelled()) return cancelledFailure();
     if (auto failure = openOutputs()) return failure;
+    if (auto failure = holdCamera()) return failure;
     mContext.listener().onStart({tracks(), mContainer, {}, mPreset});
     bool isOn = !beginsSwitchedOff(mOptions);
     const auto durationUs = mOptions.durationUs ? mOptions.durationUs : mSource.lengthUs();
@@ -96,6 +100,7 @@ std::optional<Failure> RecordWork::work() {
                        mOptions.replayUs.has_value(), mOptions.reconnect, tooSlowText(), before},
                       mContext);
         const auto failure = run.run();
+        mCamera.reset();
         mResult.damaged += run.damaged();
         isOn = run.wasOn();
         before = {mOutput.total().timeUs, mOutput.total().pictures, run.thinned()};
@@ -137,8 +142,15 @@ bool RecordWork::isSourceThere() {
     if (mSource.hasAudio() && trySound(mSource)) return false;
     mFormat = {};
     if (chooseFormat()) return false;
-    return !mSource.hasVideo() || !tryPicture(mSource, {mFormat.width, mFormat.height},
-                                              mFormat.frameRate, mContext.cancelled());
+    return !mSource.hasVideo() || (!tryPicture(mSource, {mFormat.width, mFormat.height},
+                                               mFormat.frameRate, mContext.cancelled()) &&
+                                   !holdCamera());
+}
+
+// A device that goes between a trial and the player's start would end the process.
+std::optional<Failure> RecordWork::holdCamera() {
+    if (!mSource.hasVideo()) return std::nullopt;
+    return jobs::holdCamera(mSource, {mFormat.width, mFormat.height}, mFormat.frameRate, &mCamera);
 }
 
 // All that can be said without opening anything.

@@ -24,6 +24,7 @@ using Offer = CameraOutput::Offer;
 }  // namespace
 
 sp<CameraDevice> CameraDevice::open(const sp<RegisteredCamera>& camera) {
+    if (const sp<CameraDevice> held = camera->takeHeld()) return held;
     if (!camera->tryOpen()) {
         ALOGE("camera %d is in use", camera->number());
         return nullptr;
@@ -37,6 +38,20 @@ sp<CameraDevice> CameraDevice::open(const sp<RegisteredCamera>& camera) {
     camera->close();
     report(*camera, true, cause, error);
     return nullptr;
+}
+
+bool CameraDevice::hold(const Size& size, int frameRate, std::string* cause) {
+    CameraParameters wanted(getParameters());
+    wanted.setPreviewSize(size.width, size.height);
+    wanted.setPreviewFrameRate(frameRate);
+    if (setParameters(wanted.flatten()) != OK) {
+        *cause = "it cannot be set so";
+        return false;
+    }
+    AnnotatedLock lock(mLock);
+    if (!openReaderLocked(cause)) return false;
+    mCamera->setHeld(this);
+    return true;
 }
 
 CameraDevice::CameraDevice(const sp<RegisteredCamera>& camera, const CameraAbilities& abilities)
@@ -197,17 +212,18 @@ status_t CameraDevice::setParameters(const String8& params) {
     if (!mConnected) return NO_INIT;
     const CameraParameters wanted(params);
     const status_t status = checkParametersLocked(wanted);
-    if (status == OK) mParameters = wanted;
-    return status;
+    if (status != OK) return status;
+    // One that is held was opened for what it is no longer to be.
+    if (isChangeLocked(wanted)) mReader.reset();
+    mParameters = wanted;
+    return OK;
 }
 
 status_t CameraDevice::checkParametersLocked(const CameraParameters& wanted) const {
     Size preview;
     Size video;
-    Size current;
     wanted.getPreviewSize(&preview.width, &preview.height);
     wanted.getVideoSize(&video.width, &video.height);
-    mParameters.getPreviewSize(&current.width, &current.height);
     const int rate = wanted.getPreviewFrameRate();
     if (!mAbilities.hasPreviewSize(preview.width, preview.height) ||
         !mAbilities.hasVideoSize(video.width, video.height) || rate < 1 ||
@@ -216,9 +232,17 @@ status_t CameraDevice::checkParametersLocked(const CameraParameters& wanted) con
               mCamera->number(), preview.width, preview.height, video.width, video.height, rate);
         return BAD_VALUE;
     }
-    const bool isChange = preview.width != current.width || preview.height != current.height ||
-                          rate != mParameters.getPreviewFrameRate();
-    return isChange && mReader != nullptr ? -EBUSY : OK;
+    return isChangeLocked(wanted) && mThread.joinable() ? -EBUSY : OK;
+}
+
+// Of what the source is opened for.
+bool CameraDevice::isChangeLocked(const CameraParameters& wanted) const {
+    Size preview;
+    Size current;
+    wanted.getPreviewSize(&preview.width, &preview.height);
+    mParameters.getPreviewSize(&current.width, &current.height);
+    return preview.width != current.width || preview.height != current.height ||
+           wanted.getPreviewFrameRate() != mParameters.getPreviewFrameRate();
 }
 
 String8 CameraDevice::getParameters() const {
@@ -253,8 +277,7 @@ int32_t CameraDevice::getGlobalAudioRestriction() {
 
 // ---- Capture
 
-status_t CameraDevice::startCaptureLocked() {
-    if (mReader != nullptr) return OK;
+bool CameraDevice::openReaderLocked(std::string* cause) {
     LiveOptions options;
     options.source = mCamera->source();
     options.clock = mClock;
@@ -262,9 +285,14 @@ status_t CameraDevice::startCaptureLocked() {
     options.repeat = mCamera->repeat();
     options.frameRate = mParameters.getPreviewFrameRate();
     mParameters.getPreviewSize(&options.width, &options.height);
+    mReader = LiveReader::open(options, cause);
+    return mReader != nullptr;
+}
+
+status_t CameraDevice::startCaptureLocked() {
+    if (mThread.joinable()) return OK;
     std::string cause;
-    mReader = LiveReader::open(options, &cause);
-    if (mReader == nullptr) {
+    if (mReader == nullptr && !openReaderLocked(&cause)) {
         report(*mCamera, true, cause, 0);
         return UNKNOWN_ERROR;
     }
@@ -278,7 +306,7 @@ status_t CameraDevice::startCaptureLocked() {
 }
 
 void CameraDevice::stopCaptureLocked() {
-    if (mReader == nullptr) return;
+    if (!mThread.joinable()) return;
     mReader->interrupt();
     mThread.join();
     mReader.reset();

@@ -26,7 +26,13 @@ namespace android {
 class CameraDevice : public hardware::BnCamera {
   public:
     // Null when it is in use or its source cannot be opened, which the fault listeners are told.
+    // One that is held becomes the caller's.
     static sp<CameraDevice> open(const sp<RegisteredCamera>& camera);
+
+    // Opens its source in that form, so that nothing of it can fail in the next start of the
+    // capture: a device that is lost meanwhile ends that. The next open() gets this object. Nothing
+    // is captured until then. False, with the cause, when it cannot be opened.
+    bool hold(const Size& size, int frameRate, std::string* cause);
 
     binder::Status disconnect() override;
     status_t connect(const sp<hardware::ICameraClient>& client) override;
@@ -62,6 +68,8 @@ class CameraDevice : public hardware::BnCamera {
     CameraDevice(const sp<RegisteredCamera>& camera, const CameraAbilities& abilities);
 
     status_t checkParametersLocked(const CameraParameters& wanted) const REQUIRES(mLock);
+    bool isChangeLocked(const CameraParameters& wanted) const REQUIRES(mLock);
+    bool openReaderLocked(std::string* cause) REQUIRES(mLock);
     status_t startCaptureLocked() REQUIRES(mLock);
     void stopCaptureLocked() REQUIRES(mLock);
     void stopPreviewLocked() REQUIRES(mLock);

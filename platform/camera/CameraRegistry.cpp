@@ -6,6 +6,7 @@
 #include "camera/CameraRegistry.h"
 
 #include "camera/CameraAbilities.h"
+#include "camera/CameraDevice.h"
 #include "live/V4l2Modes.h"
 
 namespace android {
@@ -31,6 +32,18 @@ bool RegisteredCamera::tryOpen() {
 void RegisteredCamera::close() {
     AnnotatedLock lock(mLock);
     mFigures.open = false;
+}
+
+void RegisteredCamera::setHeld(const wp<CameraDevice>& device) {
+    AnnotatedLock lock(mLock);
+    mHeld = device;
+}
+
+sp<CameraDevice> RegisteredCamera::takeHeld() {
+    AnnotatedLock lock(mLock);
+    const wp<CameraDevice> held = mHeld;
+    mHeld.clear();
+    return held.promote();
 }
 
 RegisteredCamera::Figures RegisteredCamera::figures() const {
@@ -134,6 +147,15 @@ std::string cameraSourceError(const std::string& source) {
     int error = 0;
     const bool opened = android::askCameraAbilities(source, nullptr, &abilities, &cause, &error);
     return opened ? "" : cause;
+}
+
+CameraHold holdCamera(int number, int width, int height, int frameRate, std::string* error) {
+    const sp<RegisteredCamera> camera = CameraRegistry::instance().find(number);
+    const sp<android::CameraDevice> device =
+            camera == nullptr ? nullptr : android::CameraDevice::open(camera);
+    *error = device == nullptr ? "it cannot be opened" : "";
+    if (device == nullptr || !device->hold({width, height}, frameRate, error)) return nullptr;
+    return std::make_shared<sp<android::CameraDevice>>(device);
 }
 
 CameraFigures cameraFigures(int number) {

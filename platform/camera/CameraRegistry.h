@@ -18,6 +18,8 @@
 
 namespace android {
 
+class CameraDevice;
+
 // One camera that there is, opened or not. Thread-safe.
 class RegisteredCamera : public RefBase {
   public:
@@ -34,6 +36,10 @@ class RegisteredCamera : public RefBase {
     // False when somebody has opened it already. Figures begin anew.
     bool tryOpen();
     void close();
+
+    // Opened for whoever asks next, as long as somebody else refers to it; then nothing is held.
+    void setHeld(const wp<CameraDevice>& device);
+    sp<CameraDevice> takeHeld();
 
     // Of recordedFromUs().
     static constexpr int64_t kNotRecorded = 0;
@@ -59,6 +65,7 @@ class RegisteredCamera : public RefBase {
     std::atomic<int64_t> mRecordedFromUs{kNotRecorded};
     mutable AnnotatedMutex mLock;
     Figures mFigures GUARDED_BY(mLock);
+    wp<CameraDevice> mHeld GUARDED_BY(mLock);
 };
 
 // The cameras of the process. Thread-safe.

@@ -10,6 +10,7 @@
 #include <oxa/jobs/Record.h>
 #include <system/audio.h>
 
+#include <filesystem>
 #include <future>
 
 #include "support/Deadline.h"
@@ -92,6 +93,43 @@ TEST(RecordFault, endsTheRecordingWithItsCauseAndAPlayableFile) {
         host::clearCameras();
         host::clearMicrophones();
         host::startHdmiSoundService();
+    }
+}
+
+// Loses the camera when it was found to be there, but has not begun; and puts it back later.
+class LosingListener : public JobListener {
+  public:
+    void onStart(const JobStart& /*start*/) override { host::loseCamera(0, true); }
+    void onReconnect() override { host::loseCamera(0, mLost++ == 0); }
+    void onWarning(const std::string& text) override {
+        if (text.find("is gone") != std::string::npos) host::loseCamera(0, false);
+    }
+    int lost() const { return mLost; }
+
+  private:
+    int mLost = 0;
+};
+
+TEST(RecordFault, aCameraThatGoesBeforeItsStartIsAnOrdinaryFailureOrAwaited) {
+    for (const auto kind : {LiveSource::Kind::kCamera, LiveSource::Kind::kHdmi}) {
+        for (const bool reconnect : {false, true}) {
+            const test::TempDir folder;
+            RecordOptions options;
+            options.source = {kind, kBoth, {}};
+            options.output = folder.file("out.ts");
+            options.preset = "ultrafast";
+            options.durationUs = 300'000;
+            options.reconnect = reconnect;
+            LosingListener listener;
+            const Result result = Record(options, &listener).run();
+            EXPECT_EQ(listener.lost(), reconnect ? 2 : 0);
+            EXPECT_EQ(result.ok(), reconnect) << result.failure.text;
+            EXPECT_EQ(result.files.size(), reconnect ? 1u : 0u);
+            EXPECT_EQ(std::filesystem::is_empty(folder.path()), !reconnect);
+            if (reconnect) continue;
+            EXPECT_EQ(result.failure.kind, FailureKind::kFailed);
+            EXPECT_THAT(result.failure.text, HasSubstr("is gone"));
+        }
     }
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,14 @@ std::vector<CameraEntry> cameras();
 // Why no pictures can be captured from this source, in one line; empty when they can. Opens and
 // closes it, which takes a moment.
 std::string cameraSourceError(const std::string& source);
+
+// A camera that is open for its next client; without one it is closed when this goes.
+using CameraHold = std::shared_ptr<void>;
+
+// Opens a camera, in a size and rate that it has, for whoever connects to it next: that client
+// starts it for certain. A device that is lost meanwhile is one that ends as soon as it is started.
+// Null, with the cause in one line, when it cannot be opened now, or somebody else has it.
+CameraHold holdCamera(int number, int width, int height, int frameRate, std::string* error);
 
 // Counted since the camera was opened last; they stay when it is closed.
 struct CameraFigures {
