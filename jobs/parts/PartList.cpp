@@ -16,6 +16,7 @@ namespace {
 
 constexpr char kPart[] = "part";
 constexpr char kSound[] = "sound";
+constexpr char kThreads[] = "threads";
 constexpr char kOpen[] = "-";
 
 template <typename Number>
@@ -78,14 +79,16 @@ PartList::PartList(const TranscodeOptions& options, int input) {
                {"strict", std::to_string(options.strict ? 1 : 0)}};
 }
 
-void PartList::setPlan(const FilmPlan& plan) {
+void PartList::setPlan(const FilmPlan& plan, unsigned threads) {
     mPlan = plan;
+    mThreads = threads;
 }
 
 std::string PartList::text() const {
     std::ostringstream text;
     for (const auto& [name, value] : mValues)
         text << name << ' ' << value << '\n';
+    text << kThreads << ' ' << mThreads << '\n';
     for (const InputPart& part : mPlan.parts)
         text << kPart << ' ' << part.startUs << ' ' << textOf(part.endUs) << '\n';
     text << kSound << ' ' << (mPlan.sound ? 1 : 0) << '\n';
@@ -94,6 +97,7 @@ std::string PartList::text() const {
 
 bool PartList::readPlan(const std::string& text, const TranscodeOptions& options) {
     FilmPlan plan;
+    unsigned threads = 0;
     bool isComplete = false;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
@@ -107,13 +111,15 @@ bool PartList::readPlan(const std::string& text, const TranscodeOptions& options
             part.endUs.reset();
             if (end != kOpen) part.endUs = std::strtoll(end.c_str(), nullptr, 10);
             plan.parts.push_back(part);
+        } else if (name == kThreads) {
+            words >> threads;
         } else if (name == kSound) {
             isComplete = true;
             if (line.back() == '1') plan.sound = options.part;
         }
     }
-    mPlan = plan;
-    return isComplete && !plan.parts.empty();
+    setPlan(plan, threads);
+    return isComplete && threads > 0 && !plan.parts.empty();
 }
 
 std::string PartList::differenceFrom(const std::string& text) const {

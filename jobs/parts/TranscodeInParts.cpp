@@ -24,9 +24,10 @@ namespace {
 
 constexpr int32_t kMostJobs = 64;
 constexpr int32_t kMostJobsUnasked = 8;
-// Short enough that little is lost, long enough that it costs nothing to begin one.
-constexpr int64_t kShortestPartUs = 10'000'000;
-constexpr int64_t kUsualPartUs = 15'000'000;
+// Short enough that little is lost, long enough that it costs nothing to begin one, and that the
+// pictures at its end, behind which the encoder sees none, do not count.
+constexpr int64_t kShortestPartUs = 20'000'000;
+constexpr int64_t kUsualPartUs = 30'000'000;
 constexpr int64_t kLongestPartUs = 60'000'000;
 constexpr int64_t kPartsOfLongFilm = 20;
 constexpr char kSoundName[] = "sound.mp4";
@@ -124,7 +125,9 @@ std::optional<Failure> InPartsWork::plan() {
     FilmPlan plan;
     const auto length = [this](int64_t filmUs) { return partLength(filmUs, jobs()); };
     if (auto failure = planFilm(mOptions, mSource, length, mContext, &plan)) return failure;
-    mList.setPlan(plan);
+    const auto atOnce = std::min<size_t>(jobs(), plan.parts.size());
+    const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
+    mList.setPlan(plan, static_cast<unsigned>((processors + atOnce - 1) / atOnce));
     return mFolder.begin(mList.text());
 }
 
@@ -170,8 +173,7 @@ std::vector<PartsRun::Task> InPartsWork::tasks() const {
 
 PartsRun::Task InPartsWork::partTask(const std::string& name, const InputPart& part,
                                      Only only) const {
-    const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
-    const unsigned threads = (processors + jobs() - 1) / jobs();
+    const unsigned threads = mList.threads();
     const double sec = (part.endUs.value_or(mOptions.part.startUs + filmUs()) - part.startUs) / 1e6;
     const auto make = [this, part, only, threads](const std::string& path, JobListener* listener) {
         TranscodeOptions options = optionsOfPart(mOptions, part, only, path);

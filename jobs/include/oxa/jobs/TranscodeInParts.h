@@ -14,7 +14,8 @@ namespace oxa::jobs {
 struct TranscodeInPartsOptions : TranscodeOptions {
     // How many parts are encoded at once, 1 to 64; not given: one for each processor, at most 8.
     // Each has decoder and encoder of its own, with its share of the processors and as much memory
-    // as a Transcode has.
+    // as a Transcode has. Another number may go on with what one has begun: into which parts the
+    // film is divided and how many threads each has was settled then.
     std::optional<int32_t> jobs;
 };
 
