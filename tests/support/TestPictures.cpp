@@ -42,6 +42,15 @@ FramePtr rgbCard(int width, int height) {
     return frame;
 }
 
+// The upper field first. Its name has changed with FFmpeg 6.1.
+void markInterlaced(AVFrame* frame) {
+#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(58, 7, 100)
+    frame->flags |= AV_FRAME_FLAG_INTERLACED | AV_FRAME_FLAG_TOP_FIELD_FIRST;
+#else
+    frame->interlaced_frame = frame->top_field_first = 1;
+#endif
+}
+
 // Lets its rows be read from the last one in memory on.
 void turnUpsideDown(AVFrame* frame) {
     for (int i = 0; i < AV_NUM_DATA_POINTERS && frame->data[i] != nullptr; ++i) {
@@ -59,7 +68,7 @@ sp<Picture> makeCard(const CardOptions& options) {
     const FramePtr card = rgbCard(options.width, options.height);
     FramePtr frame = newFrame(options.pixelFormat, options.width, options.height);
     if (options.upsideDownInMemory) turnUpsideDown(frame.get());
-    frame->interlaced_frame = frame->top_field_first = options.interlaced;
+    if (options.interlaced) markInterlaced(frame.get());
     SwsContext* scaler = sws_getContext(options.width, options.height, AV_PIX_FMT_RGB24,
                                         options.width, options.height, options.pixelFormat,
                                         SWS_POINT | SWS_ACCURATE_RND, nullptr, nullptr, nullptr);
