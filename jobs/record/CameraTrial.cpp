@@ -10,7 +10,6 @@
 #include <oxa/host/Microphones.h>
 #include <unistd.h>
 
-#include "record/RecordFormat.h"
 #include "run/EventQueue.h"
 #include "tracks/StatusText.h"
 
@@ -31,12 +30,11 @@ Failure cannotOpen(const CaptureSource& source, const std::string& cause) {
     return {FailureKind::kInput, "cannot open the camera '" + source.name() + "': " + cause};
 }
 
-status_t start(const sp<Camera>& camera, Size size, int32_t frameRate,
-               const host::Display& display) {
+status_t start(const sp<Camera>& camera, const CameraForm& form, const host::Display& display) {
     android::CameraParameters parameters;
     parameters.unflatten(camera->getParameters());
-    parameters.setPreviewSize(size.width, size.height);
-    parameters.setPreviewFrameRate(frameRate);
+    parameters.setPreviewSize(form.size.width, form.size.height);
+    parameters.setPreviewFrameRate(form.frameRate);
     status_t status = camera->setParameters(parameters.flatten());
     if (status == OK) status = camera->setPreviewTarget(display.producer());
     return status == OK ? camera->startPreview() : status;
@@ -44,13 +42,12 @@ status_t start(const sp<Camera>& camera, Size size, int32_t frameRate,
 
 // A preview on a null display, as long as `wait` runs; its status counts.
 template <typename Wait>
-std::optional<Failure> previewFor(const CaptureSource& source, Size size, int32_t frameRate,
-                                  Wait wait) {
+std::optional<Failure> previewFor(const CaptureSource& source, const CameraForm& form, Wait wait) {
     const sp<Camera> camera = Camera::connect(source.place().camera(), String16(kClientName),
                                               Camera::USE_CALLING_UID, Camera::USE_CALLING_PID);
     if (camera == nullptr) return cannotOpen(source, "it is in use");
     const auto display = host::createNullDisplay();
-    status_t status = start(camera, size, frameRate, *display);
+    status_t status = start(camera, form, *display);
     if (status == OK) status = wait(*display);
     camera->stopPreview();
     camera->disconnect();
@@ -74,13 +71,13 @@ std::optional<Failure> readCameraParameters(const CaptureSource& source,
     return std::nullopt;
 }
 
-std::optional<Failure> tryCamera(const CaptureSource& source, Size size, int32_t frameRate) {
-    return previewFor(source, size, frameRate, [](const host::Display& /*display*/) { return OK; });
+std::optional<Failure> tryCamera(const CaptureSource& source, const CameraForm& form) {
+    return previewFor(source, form, [](const host::Display& /*display*/) { return OK; });
 }
 
-std::optional<Failure> tryPicture(const CaptureSource& source, Size size, int32_t frameRate,
+std::optional<Failure> tryPicture(const CaptureSource& source, const CameraForm& form,
                                   const CancelFlag& cancelled) {
-    return previewFor(source, size, frameRate, [&](const host::Display& display) -> status_t {
+    return previewFor(source, form, [&](const host::Display& display) -> status_t {
         // No limit of our own: a computer that is busy would never get to its first picture.
         while (display.figures().shown == 0) {
             const bool hasEnded = host::cameraFigures(source.place().camera()).ended;
@@ -91,13 +88,12 @@ std::optional<Failure> tryPicture(const CaptureSource& source, Size size, int32_
     });
 }
 
-std::optional<Failure> holdCamera(const CaptureSource& source, Size size, int32_t frameRate,
+std::optional<Failure> holdCamera(const CaptureSource& source, const CameraForm& form,
                                   host::CameraHold* hold) {
     std::string cause;
-    // The player asks the receiver for all its pictures.
-    const int32_t rate = source.isHdmi() ? kHighestHdmiFrameRate : frameRate;
     hold->reset();
-    *hold = host::holdCamera(source.place().camera(), size.width, size.height, rate, &cause);
+    *hold = host::holdCamera(source.place().camera(), form.size.width, form.size.height,
+                             form.frameRate, &cause);
     if (*hold != nullptr) return std::nullopt;
     return cannotOpen(source, cause);
 }

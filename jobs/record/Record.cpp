@@ -74,6 +74,7 @@ class RecordWork {
     PlayOutputs mPreview;
     RecordFiles mOutput;
     android::_AV_FORMAT_FORMAT mFormat = {};
+    CameraForm mForm = {};
     int32_t mFrameRate = 0;    // to be expected
     host::CameraHold mCamera;  // for the player that comes next
     bool mRateTold = false;    // that it is not the one that was asked for
@@ -142,15 +143,14 @@ bool RecordWork::isSourceThere() {
     if (mSource.hasAudio() && trySound(mSource)) return false;
     mFormat = {};
     if (chooseFormat()) return false;
-    return !mSource.hasVideo() || (!tryPicture(mSource, {mFormat.width, mFormat.height},
-                                               mFormat.frameRate, mContext.cancelled()) &&
-                                   !holdCamera());
+    return !mSource.hasVideo() ||
+           (!tryPicture(mSource, mForm, mContext.cancelled()) && !holdCamera());
 }
 
 // A device that goes between a trial and the player's start would end the process.
 std::optional<Failure> RecordWork::holdCamera() {
     if (!mSource.hasVideo()) return std::nullopt;
-    return jobs::holdCamera(mSource, {mFormat.width, mFormat.height}, mFormat.frameRate, &mCamera);
+    return jobs::holdCamera(mSource, mForm, &mCamera);
 }
 
 // All that can be said without opening anything.
@@ -232,6 +232,7 @@ std::optional<Failure> RecordWork::chooseVideo() {
     if (auto failure = readCameraParameters(mSource, &camera)) return failure;
     auto failure = chooseVideoFormat(mOptions, camera, mSource.isHdmi(), &mFormat, &mFrameRate);
     if (failure) return failure;
+    mForm = cameraFormFor(mFormat, camera, mSource.isHdmi());
     if (mOptions.splitUs) {
         mFormat.iFrameInterval = keyFrameIntervalFor(*mOptions.splitUs, mFormat.iFrameInterval);
     }
@@ -244,7 +245,7 @@ std::optional<Failure> RecordWork::chooseVideo() {
                 std::to_string(*mOptions.frameRate));
     }
     if (!mSource.isDevice()) return std::nullopt;
-    return tryCamera(mSource, {mFormat.width, mFormat.height}, mFormat.frameRate);
+    return tryCamera(mSource, mForm);
 }
 
 std::optional<Failure> RecordWork::openOutputs() {

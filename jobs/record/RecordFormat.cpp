@@ -28,18 +28,20 @@ std::string sizeText(int32_t width, int32_t height) {
 }
 
 // The receiver shows nothing larger than what comes in, but what is recorded may be scaled up.
+Size previewSizeFor(Size size, const CameraParameters& camera, bool isHdmi) {
+    if (!isHdmi) return size;
+    int width = 0;
+    int height = 0;
+    camera.getPreviewSize(&width, &height);
+    return {std::min(size.width, width), std::min(size.height, height)};
+}
+
 bool canRecord(const CameraParameters& camera, bool isHdmi, Size size) {
     Sizes previewSizes;
     Sizes videoSizes;
     camera.getSupportedPreviewSizes(previewSizes);
     camera.getSupportedVideoSizes(videoSizes);
-    Size preview = size;
-    if (isHdmi) {
-        int width = 0;
-        int height = 0;
-        camera.getPreviewSize(&width, &height);
-        preview = {std::min(size.width, width), std::min(size.height, height)};
-    }
+    const Size preview = previewSizeFor(size, camera, isHdmi);
     return has(videoSizes, size.width, size.height) &&
            has(previewSizes, preview.width, preview.height);
 }
@@ -110,6 +112,12 @@ std::optional<Failure> chooseVideoFormat(const EncodeOptions& options,
     format->iFrameInterval = options.keyFrameIntervalSec;
     format->deinterlace = options.deinterlace.value_or(-1);
     return std::nullopt;
+}
+
+CameraForm cameraFormFor(const android::_AV_FORMAT_FORMAT& format, const CameraParameters& camera,
+                         bool isHdmi) {
+    return {previewSizeFor({format.width, format.height}, camera, isHdmi),
+            isHdmi ? kHighestHdmiFrameRate : format.frameRate};
 }
 
 int32_t keyFrameIntervalFor(int64_t splitUs, int32_t longest) {
