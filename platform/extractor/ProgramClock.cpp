@@ -20,7 +20,7 @@ constexpr int64_t kMaxStepUs = INT64_C(86400000000);  // so that sums of many st
 constexpr int64_t kMaxPositionStepUs = 1000000;
 constexpr int64_t kMinMaxReorderUs = 10000000;
 constexpr int kEnoughPackets = 2;
-constexpr int kMostReordered = 4;  // pictures in front of which one is decoded
+constexpr int kMostReordered = 16;  // pictures in front of which one is decoded
 constexpr int kMaxPacketsSeen = 256;
 constexpr size_t kMaxAhead = 1024;
 
