@@ -121,7 +121,7 @@ SlowPicturesDecodedEarly in.mkv | pictures=8 sound=40 | ffmpeg -f lavfi -i tests
   -f lavfi -i anoisesrc=d=40:c=pink:a=0.5:seed=7 -ac 2 $X -b_strategy 0 -bf 3 -c:a mp2 in.mkv
 PicturesDecodedSecondsEarly in.mkv | pictures=40 sound=40 ends=40 | ffmpeg -f lavfi -i
   testsrc2=s=96x64:r=1:d=40 -f lavfi -i anoisesrc=d=40:c=pink:a=0.5:seed=7 -ac 2 $X -b_strategy 0 -bf 8
-  -c:a mp2 in.mkv
+  -g 99 $A in.mkv
 SlowPicturesInTs in.ts | pictures=8 sound=40 unlike=slow | ffmpeg -f lavfi -i
   testsrc2=s=96x64:r=1/5:d=40 -f lavfi -i anoisesrc=d=40:c=pink:a=0.5:seed=7 -ac 2 $X $A in.ts
 LongWaitFilled in.mp4 | like=full.mp4 pictures=115 sound=3 ends=4.6 options=--fps,25 | clean0 mp4;
