@@ -199,7 +199,9 @@ sp<TrackParameters> ContainerReader::makeParameters(const AVStream& stream) cons
 }
 
 void ContainerReader::startTimeline(bool anywhere) {
-    mClock.reset(anywhere ? ProgramClock::kNoTime : mFileStartUs);
+    const bool mayJump = (mContext->iformat->flags & AVFMT_TS_DISCONT) != 0;
+    mClock.reset(anywhere ? ProgramClock::kNoTime : mFileStartUs,
+                 mayJump ? ProgramClock::kMaxPauseUs : ProgramClock::kMaxPauseOfOneClockUs);
     mAhead.clear();
     mAheadBytes = 0;
     mResult = 0;

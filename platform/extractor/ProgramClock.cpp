@@ -31,8 +31,9 @@ bool isNearer(int64_t distanceUs, int64_t otherUs) {
 
 }  // namespace
 
-void ProgramClock::reset(int64_t beginUs) {
+void ProgramClock::reset(int64_t beginUs, int64_t longestPauseUs) {
     *this = ProgramClock();
+    mLongestPauseUs = longestPauseUs;
     mAnchored = beginUs != kNoTime;
     if (mAnchored) mStartUs = mPositionUs = beginUs;
 }
@@ -98,12 +99,19 @@ int64_t ProgramClock::mostBackUs(const Stream& stream, const Packet& packet) {
     return std::max(kMaxReorderedBackUs, reorderedUs(stream, packet));
 }
 
+// The picture behind a pause is decoded in front of the last ones before it.
+bool ProgramClock::isOfBeforePause(const Stream& stream, const Packet& packet, int64_t shiftUs) {
+    return stream.mayBeEarly > 0 &&
+           std::llabs(packet.timeUs + shiftUs - stream.beforePauseUs) <= mostBackUs(stream, packet);
+}
+
 bool ProgramClock::isSmooth(const Stream& stream, const Packet& packet, int64_t shiftUs) const {
     const int64_t timeUs = packet.timeUs + shiftUs;
     const int64_t aheadUs = timeUs - stream.nextUs;
     if (aheadUs < 0) {
         // A time that rises is no step back, however long the last packet should have lasted.
-        return timeUs >= stream.lastUs || -aheadUs <= mostBackUs(stream, packet);
+        return timeUs >= stream.lastUs || -aheadUs <= mostBackUs(stream, packet) ||
+               isOfBeforePause(stream, packet, shiftUs);
     }
     const int64_t reorderedUs = ProgramClock::reorderedUs(stream, packet);
     return aheadUs <= std::max({kMaxStepAheadUs, 2 * stream.stepUs, reorderedUs}) ||
@@ -136,7 +144,8 @@ bool ProgramClock::adoptShift(Stream* stream, const Packet& packet) const {
 
 ProgramClock::Outlook ProgramClock::lookAhead(const Packet& packet) const {
     const Stream& stream = mStreams.at(packet.stream);
-    const int64_t stepBackUs = packet.timeUs + stream.shiftUs() - stream.nextUs;
+    const int64_t stepUs = packet.timeUs + stream.shiftUs() - stream.nextUs;
+    const bool mayGoBoth = !packet.ordered && stream.started && stepUs > 0;
     Outlook outlook;
     int64_t lineUs = packet.timeUs;  // of packets that go on from this one
     int64_t lastUs = packet.timeUs;
@@ -144,11 +153,18 @@ ProgramClock::Outlook ProgramClock::lookAhead(const Packet& packet) const {
         if (next.stream != packet.stream || next.timeUs == kNoTime) continue;
         if (outlook.seen++ > 0) {
             const int64_t newUs = next.timeUs - lineUs;
-            const int64_t oldUs = newUs + stepBackUs;
-            outlook.returns = isNearer(oldUs, newUs) && std::llabs(oldUs) <= kMaxPauseUs;
-            outlook.beginUs = earliestOf(next) - (lineUs - packet.timeUs);
-            if (outlook.returns) break;
-            if (isNearer(newUs, oldUs)) {
+            const int64_t oldUs = newUs + stepUs;
+            const bool isNew = isNearer(newUs, oldUs);
+            if (outlook.returns) {
+                outlook.goesBoth = isNew;
+                ++outlook.seenBehindReturn;
+            } else if (isNearer(oldUs, newUs) && std::llabs(oldUs) <= kMaxPauseUs) {
+                outlook.returns = true;
+                outlook.beginUs = earliestOf(next) - (lineUs - packet.timeUs);
+                outlook.seenBehindReturn = mayGoBoth ? 0 : kMostReordered;
+            }
+            if (outlook.goesBoth || outlook.seenBehindReturn == kMostReordered) break;
+            if (isNew) {
                 ++outlook.stays;
                 outlook.aheadUs = next.timeUs - packet.timeUs;
             }
@@ -185,7 +201,13 @@ int64_t ProgramClock::earliestOf(const Packet& packet) const {
 ProgramClock::Verdict ProgramClock::judge(const Packet& packet, bool last,
                                           const Outlook& outlook) const {
     const bool full = last || mAhead.size() >= kMaxAhead || outlook.seen >= kMaxPacketsSeen;
+    if (outlook.goesBoth) return Verdict::kPause;
     if (outlook.returns) {
+        if (outlook.seenBehindReturn < kMostReordered) {
+            // The others alone go on.
+            if (mAhead.size() >= kMaxAhead) return Verdict::kPause;
+            if (!full) return Verdict::kUnknown;
+        }
         const bool isPlaceKnown = full || mStreams.at(packet.stream).started ||
                                   countAhead(packet.stream) > kMostReordered;
         return isPlaceKnown ? Verdict::kWild : Verdict::kUnknown;
@@ -227,12 +249,12 @@ void ProgramClock::settle(const Packet& packet, Verdict verdict, const Outlook& 
                           Place* place) {
     Stream& stream = mStreams[packet.stream];
     const int64_t stepUs = packet.timeUs + stream.shiftUs() - stream.nextUs;
-    int64_t maxPauseUs = kMaxPauseUs;
+    int64_t maxPauseUs = mLongestPauseUs;
     // Where there are but slow pictures, what lasts long is no jump.
     if (!isAnyActiveBut(packet.stream)) {
         maxPauseUs = std::max({maxPauseUs, 4 * stream.stepUs, 4 * outlook.longestStepUs});
     }
-    const bool isPause = stepUs >= 0 && stepUs <= maxPauseUs;
+    const bool isPause = verdict == Verdict::kPause || (stepUs >= 0 && stepUs <= maxPauseUs);
     int64_t shiftUs = stream.shiftUs();
     place->isWild = verdict == Verdict::kWild && stream.started;
     if (place->isWild) {
@@ -253,6 +275,18 @@ void ProgramClock::settle(const Packet& packet, Verdict verdict, const Outlook& 
 
 void ProgramClock::place(Stream* stream, const Packet& packet, int64_t shiftUs, Place* place) {
     const int64_t timeUs = packet.timeUs + shiftUs;
+    place->shiftUs = shiftUs;
+    const bool isEarly = isOfBeforePause(*stream, packet, shiftUs);
+    stream->mayBeEarly = std::max(stream->mayBeEarly - 1, 0);
+    if (!isEarly) advance(stream, packet, timeUs);
+}
+
+void ProgramClock::advance(Stream* stream, const Packet& packet, int64_t timeUs) {
+    if (!packet.ordered && stream->started &&
+        timeUs - stream->nextUs > mostBackUs(*stream, packet)) {
+        stream->mayBeEarly = kMostReordered;
+        stream->beforePauseUs = stream->nextUs;
+    }
     if (stream->started && timeUs > stream->lastUs) {
         stream->stepUs = std::min(timeUs - stream->lastUs, kMaxStepUs);
         stream->longestStepUs = std::max(stream->longestStepUs, stream->stepUs);
@@ -270,7 +304,6 @@ void ProgramClock::place(Stream* stream, const Packet& packet, int64_t shiftUs, 
     mAnchored = true;
     mStartUs = std::min(mStartUs, timeUs);
     mPositionUs = std::max(mPositionUs, timeUs + std::min(lastsUs, kMaxPositionStepUs));
-    place->shiftUs = shiftUs;
 }
 
 }  // namespace android

@@ -36,6 +36,12 @@ join() { cat a.$1 b.$1 > in.$1; }
 # filtered FILTERS: full.mp4 with the pictures of in.mp4 behind them; fields: interlaced pictures
 filtered() { ffmpeg -i in.mp4 -vf $1 -c:v libx264 -qp 0 -bf 0 -c:a copy full.mp4; }
 fields() { ffmpeg $P $S $X -flags +ildct+ilme $A in.mp4; }
+# paused OPTIONS: 2 s, 1 s and 2 s of pictures with 3 s and 32 s between them, and what else
+paused() {
+    t='select=lt(t\,2)+between(t\,5\,6)+gte(t\,38)'
+    ffmpeg -f lavfi -i testsrc2=s=96x64:r=25:d=40 -vf $t -fps_mode vfr $X -g 250 p.mkv
+    ffmpeg -i p.mkv "$@"
+}
 # uneven OUTPUT: pictures without a rate; points FORMAT MOVFLAGS: their shape is in the stream alone
 uneven() { ffmpeg $P -vf 'select=not(mod(n\,7))+not(mod(n\,5))' -fps_mode vfr $X $1; }
 points() {
@@ -122,6 +128,9 @@ SlowPicturesDecodedEarly in.mkv | pictures=8 sound=40 | ffmpeg -f lavfi -i tests
 PicturesDecodedSecondsEarly in.mkv | pictures=40 sound=40 ends=40 | ffmpeg -f lavfi -i
   testsrc2=s=96x64:r=1:d=40 -f lavfi -i anoisesrc=d=40:c=pink:a=0.5:seed=7 -ac 2 $X -b_strategy 0 -bf 8
   -g 99 $A in.mkv
+PausesOfPicturesAlone in.mkv | pictures=126 ends=40 | paused -c:v copy in.mkv
+PausesUnderSound in.mkv | pictures=126 sound=40 ends=40 | paused -f lavfi -i
+  anoisesrc=d=40:c=pink:a=0.5:seed=7 -ac 2 -c:v copy $A in.mkv
 SlowPicturesInTs in.ts | pictures=8 sound=40 unlike=slow | ffmpeg -f lavfi -i
   testsrc2=s=96x64:r=1/5:d=40 -f lavfi -i anoisesrc=d=40:c=pink:a=0.5:seed=7 -ac 2 $X $A in.ts
 LongWaitFilled in.mp4 | like=full.mp4 pictures=115 sound=3 ends=4.6 options=--fps,25 | clean0 mp4;
