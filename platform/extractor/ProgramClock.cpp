@@ -99,10 +99,11 @@ int64_t ProgramClock::mostBackUs(const Stream& stream, const Packet& packet) {
     return std::max(kMaxReorderedBackUs, reorderedUs(stream, packet));
 }
 
-// The picture behind a pause is decoded in front of the last ones before it.
+// A picture behind a pause is decoded in front of the last ones before it and those within it.
 bool ProgramClock::isOfBeforePause(const Stream& stream, const Packet& packet, int64_t shiftUs) {
-    return stream.mayBeEarly > 0 &&
-           std::llabs(packet.timeUs + shiftUs - stream.beforePauseUs) <= mostBackUs(stream, packet);
+    const int64_t timeUs = packet.timeUs + shiftUs;
+    return stream.mayBeEarly > 0 && timeUs < stream.nextUs &&
+           timeUs >= stream.beforePauseUs - mostBackUs(stream, packet);
 }
 
 bool ProgramClock::isSmooth(const Stream& stream, const Packet& packet, int64_t shiftUs) const {

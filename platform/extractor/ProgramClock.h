@@ -60,7 +60,7 @@ class ProgramClock {
         int64_t lastUs = 0;   // the last packet, shifted
         int64_t stepUs = 0;   // between the last two packets
         int64_t longestStepUs = 0;
-        // Behind a pause: how many packets may still be of the time before it, which is near this.
+        // Behind a pause: how many packets may still be of the time before it or within it.
         int mayBeEarly = 0;
         int64_t beforePauseUs = 0;
 

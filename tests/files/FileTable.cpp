@@ -36,9 +36,9 @@ join() { cat a.$1 b.$1 > in.$1; }
 # filtered FILTERS: full.mp4 with the pictures of in.mp4 behind them; fields: interlaced pictures
 filtered() { ffmpeg -i in.mp4 -vf $1 -c:v libx264 -qp 0 -bf 0 -c:a copy full.mp4; }
 fields() { ffmpeg $P $S $X -flags +ildct+ilme $A in.mp4; }
-# paused OPTIONS: 2 s, 1 s and 2 s of pictures with 3 s and 32 s between them, and what else
+# paused OPTIONS: 2 s of pictures, 1 s after 3 s, one each 2.4 s for 13 s, and 2 s after 19 s
 paused() {
-    t='select=lt(t\,2)+between(t\,5\,6)+gte(t\,38)'
+    t='select=lt(t\,2)+between(t\,5\,6)+between(t\,7\,20)*not(mod(n\,60))+gte(t\,38)'
     ffmpeg -f lavfi -i testsrc2=s=96x64:r=25:d=40 -vf $t -fps_mode vfr $X -g 250 p.mkv
     ffmpeg -i p.mkv "$@"
 }
@@ -128,8 +128,8 @@ SlowPicturesDecodedEarly in.mkv | pictures=8 sound=40 | ffmpeg -f lavfi -i tests
 PicturesDecodedSecondsEarly in.mkv | pictures=40 sound=40 ends=40 | ffmpeg -f lavfi -i
   testsrc2=s=96x64:r=1:d=40 -f lavfi -i anoisesrc=d=40:c=pink:a=0.5:seed=7 -ac 2 $X -b_strategy 0 -bf 8
   -g 99 $A in.mkv
-PausesOfPicturesAlone in.mkv | pictures=126 ends=40 | paused -c:v copy in.mkv
-PausesUnderSound in.mkv | pictures=126 sound=40 ends=40 | paused -f lavfi -i
+PausesOfPicturesAlone in.mkv | pictures=132 ends=40 | paused -c:v copy in.mkv
+PausesUnderSound in.mkv | pictures=132 sound=40 ends=40 | paused -f lavfi -i
   anoisesrc=d=40:c=pink:a=0.5:seed=7 -ac 2 -c:v copy $A in.mkv
 SlowPicturesInTs in.ts | pictures=8 sound=40 unlike=slow | ffmpeg -f lavfi -i
   testsrc2=s=96x64:r=1/5:d=40 -f lavfi -i anoisesrc=d=40:c=pink:a=0.5:seed=7 -ac 2 $X $A in.ts
