@@ -43,8 +43,13 @@ bool ProgramClock::pop(bool last, Place* place) {
     const Packet packet = mAhead.front();
     Stream& stream = mStreams[packet.stream];
     *place = Place();
-    place->isReorderWild =
-            std::llabs(packet.reorderUs) > std::max(kMinMaxReorderUs, 8 * stream.longestStepUs);
+    if (std::llabs(packet.reorderUs) > std::max(kMinMaxReorderUs, 8 * stream.longestStepUs)) {
+        const bool isLate = packet.reorderUs > 0;
+        const bool isShown = isLate && (mAhead.size() >= kMaxAhead || isReached(packet));
+        const bool isKnown = isShown || last || countAhead(packet.stream) > kMostReordered;
+        if (isLate && !isKnown) return false;
+        place->isReorderWild = !isShown;
+    }
     if (packet.timeUs == kNoTime) {
         place->shiftUs = stream.shiftUs();
         stream.nextUs += packet.durationUs;
@@ -56,6 +61,18 @@ bool ProgramClock::pop(bool last, Place* place) {
     }
     mAhead.pop_front();
     return true;
+}
+
+// Whether the decoding soon comes to where a packet is shown, as it does behind a pause.
+bool ProgramClock::isReached(const Packet& packet) const {
+    const int64_t shownUs = packet.timeUs + packet.reorderUs;
+    int seen = 0;
+    for (const Packet& next : mAhead) {
+        if (next.stream != packet.stream || next.timeUs == kNoTime) continue;
+        if (std::llabs(next.timeUs - shownUs) <= kMaxReorderedBackUs) return true;
+        if (seen++ > kMostReordered) break;
+    }
+    return false;
 }
 
 bool ProgramClock::accept(const Packet& packet, Place* place) {
@@ -116,7 +133,7 @@ bool ProgramClock::isSmooth(const Stream& stream, const Packet& packet, int64_t 
     }
     const int64_t reorderedUs = ProgramClock::reorderedUs(stream, packet);
     return aheadUs <= std::max({kMaxStepAheadUs, 2 * stream.stepUs, reorderedUs}) ||
-           timeUs <= mPositionUs + kMaxStepAheadUs;
+           timeUs <= std::max(mPositionUs + kMaxStepAheadUs, stream.shownUs);
 }
 
 bool ProgramClock::fits(const Stream& stream, const Packet& packet, int64_t shiftUs) const {
@@ -157,7 +174,7 @@ ProgramClock::Outlook ProgramClock::lookAhead(const Packet& packet) const {
             const int64_t oldUs = newUs + stepUs;
             const bool isNew = isNearer(newUs, oldUs);
             if (outlook.returns) {
-                outlook.goesBoth = isNew;
+                outlook.goesBoth = isNew || next.timeUs >= packet.timeUs;
                 ++outlook.seenBehindReturn;
             } else if (isNearer(oldUs, newUs) && std::llabs(oldUs) <= kMaxPauseUs) {
                 outlook.returns = true;
@@ -277,6 +294,10 @@ void ProgramClock::settle(const Packet& packet, Verdict verdict, const Outlook& 
 void ProgramClock::place(Stream* stream, const Packet& packet, int64_t shiftUs, Place* place) {
     const int64_t timeUs = packet.timeUs + shiftUs;
     place->shiftUs = shiftUs;
+    if (!place->isReorderWild) {
+        const int64_t shownUs = timeUs + packet.reorderUs;
+        stream->shownUs = stream->started ? std::max(stream->shownUs, shownUs) : shownUs;
+    }
     const bool isEarly = isOfBeforePause(*stream, packet, shiftUs);
     stream->mayBeEarly = std::max(stream->mayBeEarly - 1, 0);
     if (!isEarly) advance(stream, packet, timeUs);

@@ -58,6 +58,7 @@ class ProgramClock {
         int64_t extraUs = 0;  // where it has a clock of its own
         int64_t nextUs = 0;   // where the next packet is expected, shifted
         int64_t lastUs = 0;   // the last packet, shifted
+        int64_t shownUs = 0;  // the latest that is to be shown, shifted
         int64_t stepUs = 0;   // between the last two packets
         int64_t longestStepUs = 0;
         // Behind a pause: how many packets may still be of the time before it or within it.
@@ -79,6 +80,7 @@ class ProgramClock {
     };
     enum class Verdict { kUnknown, kWild, kPause, kAlone, kTogether };
 
+    bool isReached(const Packet& packet) const;
     bool accept(const Packet& packet, Place* place);
     void begin(Stream* stream) const;
     static int64_t reorderedUs(const Stream& stream, const Packet& packet);

@@ -77,9 +77,10 @@ class FaultTableTest : public testing::TestWithParam<FaultCase> {
     ProcessResult run() const {
         ProcessRunner runner(joined(joined({OXA_FAULTY_PROGRAM}, command()), {"--quiet"}));
         runner.setEnvironment("OXA_FAULT", GetParam().fault).setTimeLimit(kTimeLimit);
-        runner.setEnvironment("OXA_STALL_SECONDS", "3");
         const auto isSilent = testing::AnyOf(HasSubstr("silent"), HasSubstr("hangs"));
-        if (testing::Matches(isSilent)(GetParam().fault)) runner.leavesThreads();
+        if (testing::Matches(isSilent)(GetParam().fault)) {
+            runner.setEnvironment("OXA_STALL_SECONDS", "3").leavesThreads();
+        }
         return runner.run();
     }
     // A recording ends when this machine gets to it, and drops what it does not get to.

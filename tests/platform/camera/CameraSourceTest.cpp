@@ -83,18 +83,24 @@ TEST_F(CameraSourceTest, checksWhatIsWantedOfTheCamera) {
 }
 
 TEST_F(CameraSourceTest, countsFromTheStartTimeIfThereIsOne) {
-    const sp<CameraSource> source = createSource();
-    const sp<MetaData> params = new MetaData;
-    const int64_t startUs = systemTime(SYSTEM_TIME_MONOTONIC) / 1000 + 200000;
-    params->setInt64(kKeyTime, startUs);
-    ASSERT_EQ(source->start(params.get()), OK);
-    ASSERT_EQ(source->setStopTimeUs(startUs + 100000), OK);
-    const std::vector<int64_t> timesUs = readToEnd(source);
-    ASSERT_NEAR(timesUs.size(), 6, 1);
+    std::vector<int64_t> timesUs;
+    EXPECT_EQ(missedEachTime([&]() -> std::string {
+                  const sp<CameraSource> source = createSource();
+                  const sp<MetaData> params = new MetaData;
+                  const int64_t startUs = systemTime(SYSTEM_TIME_MONOTONIC) / 1000 + 200000;
+                  params->setInt64(kKeyTime, startUs);
+                  EXPECT_EQ(source->start(params.get()), OK);
+                  EXPECT_EQ(source->setStopTimeUs(startUs + 100000), OK);
+                  timesUs = readToEnd(source);
+                  source->stop();
+                  const bool isWhole = timesUs.size() >= 5 && timesUs.size() <= 7;
+                  return isWhole ? "" : std::to_string(timesUs.size()) + " pictures";
+              }),
+              "");
+    ASSERT_FALSE(timesUs.empty());
     EXPECT_TRUE(std::is_sorted(timesUs.begin(), timesUs.end(), std::less_equal<>()));
     EXPECT_GE(timesUs.front(), 0);
     EXPECT_LT(timesUs.back(), 100000);
-    source->stop();
 }
 
 // Each place is a whole picture: a reader that keeps them must not make the process grow.
