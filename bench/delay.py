@@ -5,6 +5,7 @@
 import os
 import re
 import select
+import shutil
 import subprocess
 import threading
 import time
@@ -115,3 +116,19 @@ def delays_ms(player, width, height, seconds, preset, folder):
     first = origin + number_of_first(recording) / RATE
     return sorted((end - first - (at - pictures.times_s[0])) * 1000
                   for at, end in zip(pictures.times_s, pictures.ends_s))
+
+
+def gstreamer_delays_ms(width, height, seconds, preset):
+    """The same of GStreamer's encoder for low latency, from the source's push until the encoded
+    sample, without a muxer; None where it is not installed."""
+    if not shutil.which("gst-launch-1.0"):
+        return None
+    command = ["gst-launch-1.0", "-q",
+               *f"videotestsrc is-live=true num-buffers={seconds * RATE} pattern=smpte".split(),
+               *f"horizontal-speed=6 ! video/x-raw,format=I420,width={width},height={height},"
+                f"framerate={RATE}/1 ! x264enc tune=zerolatency speed-preset={preset}".split(),
+               *f"key-int-max={2 * RATE} threads={os.cpu_count() or 1} ! fakesink".split()]
+    told = subprocess.run(command, check=True, stderr=subprocess.PIPE, text=True,
+                          env={**os.environ, "GST_TRACERS": "latency", "GST_DEBUG_NO_COLOR": "1",
+                               "GST_DEBUG": "GST_TRACER:7"}).stderr
+    return sorted(int(ns) / 1e6 for ns in re.findall(r":: latency,.*time=\(guint64\)(\d+)", told))

@@ -148,6 +148,10 @@ def mark(text, missed):
     return f"{text}{report.MISSED if missed else ''}"
 
 
+def percentile(ordered, part):
+    return ordered[len(ordered) * part // 100]
+
+
 def recording_row(source, arguments, folder):
     seconds = QUICK_SECONDS if arguments.quick else SECONDS
     output = folder / f"{source.name.partition(' ')[0]}.mp4"
@@ -157,14 +161,16 @@ def recording_row(source, arguments, folder):
     offsets = offsets_ms(output)
     delays = delay.delays_ms(arguments.bin / "oxaplayer", source.width, source.height, seconds,
                              arguments.preset, folder)
+    others = delay.gstreamer_delays_ms(source.width, source.height, seconds, arguments.preset)
     if not offsets:
         raise SystemExit(f"record.py: no flash of {output.name} has a beep")
     return [source.name, arguments.preset, mark(result["dropped"], result["dropped"]),
             mark(f"{frames} of {expected}", frames != expected),
             *(mark(f"{offset:+.1f}", abs(offset) > MAX_SYNC_MS)
               for offset in (offsets[0], offsets[-1])),
-            f"{delays[len(delays) // 2]:.1f}", mark(f"{delays[len(delays) * 99 // 100]:.1f}",
-                                                    delays[len(delays) * 99 // 100] > MAX_DELAY_MS),
+            f"{percentile(delays, 50):.1f}",
+            mark(f"{percentile(delays, 99):.1f}", percentile(delays, 99) > MAX_DELAY_MS),
+            *(f"{percentile(others, part):.1f}" if others else "-" for part in (50, 99)),
             f"{usage.cpu_s / usage.wall_s:.0%}", f"{usage.memory_mib:.0f}"]
 
 
@@ -197,7 +203,8 @@ def main():
     with tempfile.TemporaryDirectory(prefix="oxa-bench-") as home:
         folder = Path(home)
         print(report.grid(["source", "preset", "dropped", "pictures", "sound after picture, ms: "
-                           "first", "last", "picture to sample, ms: p50", "p99", "CPU, of one core", "memory MiB"],
+                           "first", "last", "picture to sample, ms: p50", "p99",
+                           "GStreamer's zerolatency: p50", "p99", "CPU, of one core", "memory MiB"],
                           [recording_row(source, arguments, folder) for source in SOURCES],
                           arguments.markdown), end="\n\n")
         if arguments.long:
