@@ -70,8 +70,7 @@ void setStream(const AvcCodecOptions& options, AVCodecContext* codec) {
                               ? kNoFurtherKeyFrames
                               : std::max(1, static_cast<int>(std::lround(keyInterval)));
     codec->max_b_frames = 0;
-    codec->thread_count = codecThreads(options.width, options.height,
-                                       options.isLive ? kMaxLiveThreads : kMaxThreads);
+    codec->thread_count = options.isMeasured ? 1 : avcCodecThreads(options);
     codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     for (const NamedProfile& profile : kProfiles) {
         if (profile.number == options.profile) {
@@ -87,6 +86,11 @@ void setStream(const AvcCodecOptions& options, AVCodecContext* codec) {
 }
 
 }  // namespace
+
+int avcCodecThreads(const AvcCodecOptions& options) {
+    return codecThreads(options.width, options.height,
+                        options.isLive ? kMaxLiveThreads : kMaxThreads);
+}
 
 AvCodecOwner openAvcCodec(const AvcCodecOptions& options) {
     const AVCodec* encoder = avcodec_find_encoder_by_name("libx264");

@@ -22,6 +22,7 @@ struct AvcCodecOptions {
     int32_t profile = 0;           // as the platform numbers them; 0: the encoder's choice
     int level = FF_LEVEL_UNKNOWN;  // as the stream's header has it; the same
     bool isLive = false;           // a picture comes out before the next one goes in
+    bool isMeasured = false;       // all work is that of the thread which gives the pictures
     std::string preset;
     std::optional<PictureFormat> colours;
 };
@@ -29,5 +30,8 @@ struct AvcCodecOptions {
 // Times are in microseconds, and there are no B-frames. Null, which is logged, when it cannot be
 // opened.
 AvCodecOwner openAvcCodec(const AvcCodecOptions& options);
+
+// How many threads share its work.
+int avcCodecThreads(const AvcCodecOptions& options);
 
 }  // namespace android

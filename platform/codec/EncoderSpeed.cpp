@@ -101,10 +101,10 @@ class MovingPicture {
     const AvFrameOwner mFrame{av_frame_alloc()};
 };
 
-// Of all threads of the process.
+// Of this thread, which is the encoder's only one: what others do meanwhile does not count.
 int64_t workedUs() {
     timespec time = {};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
     return time.tv_sec * INT64_C(1000000) + time.tv_nsec / 1000;
 }
 
@@ -126,6 +126,7 @@ int64_t measureEncoder(int32_t width, int32_t height, const std::string& preset,
     options.width = width & ~1;
     options.height = height & ~1;
     options.isLive = true;
+    options.isMeasured = true;
     options.preset = preset;
     const AvCodecOwner codec = openAvcCodec(options);
     const AvPacketOwner packet(av_packet_alloc());
@@ -143,7 +144,7 @@ int64_t measureEncoder(int32_t width, int32_t height, const std::string& preset,
     times.erase(times.begin());
     const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
     std::nth_element(times.begin(), middle, times.end());
-    return std::max<int64_t>(1, *middle / std::max(1, codec->thread_count));
+    return std::max<int64_t>(1, *middle / std::max(1, avcCodecThreads(options)));
 }
 
 }  // namespace oxa::host

@@ -6,6 +6,9 @@
 #include <mediadrm/ICrypto.h>
 #include <oxa/host/EncoderSpeed.h>
 
+#include <atomic>
+#include <thread>
+
 #include "graphics/LocalBufferProducer.h"
 #include "graphics/PictureBuffer.h"
 #include "graphics/PictureQueue.h"
@@ -443,9 +446,21 @@ TEST(AvcEncoder, takesPicturesOfAnySizeAndFormat) {
 }
 
 // Only the order is the same on every machine.
+// Also in a process that has other things to do.
 TEST(EncoderSpeed, isThatOfThePreset) {
     const int64_t fastUs = host::measureEncoder(640, 360, "ultrafast", 50'000);
     EXPECT_GT(fastUs, 0);
+    std::atomic<bool> isOver{false};
+    std::vector<std::thread> others(4);
+    for (std::thread& other : others)
+        other = std::thread([&] {
+            while (!isOver) {
+            }
+        });
+    EXPECT_LT(host::measureEncoder(640, 360, "ultrafast", 50'000), 3 * fastUs);
+    isOver = true;
+    for (std::thread& other : others)
+        other.join();
     EXPECT_GT(host::measureEncoder(640, 360, "placebo", 50'000), 3 * fastUs);
     EXPECT_EQ(host::measureEncoder(0, 360, "ultrafast", 50'000), 0);
 }
