@@ -23,7 +23,7 @@ namespace {
 
 // From the slowest on.
 constexpr std::array<const char*, 3> kCandidates = {"veryfast", "superfast", "ultrafast"};
-constexpr int64_t kBudgetUs = 130'000;  // of each that is measured
+constexpr int64_t kBudgetUs = 100'000;  // of each that is measured
 constexpr size_t kMostLines = 100;
 
 size_t placeOf(const std::string& preset) {

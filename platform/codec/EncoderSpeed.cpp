@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cmath>
 #include <vector>
 
 #include "base/Monotonic.h"
@@ -26,7 +27,9 @@ using android::monotonicUs;
 constexpr int kTile = 256;  // samples, after which the texture begins again
 constexpr int kSpeed = 6;   // samples from picture to picture, both ways
 constexpr int64_t kIntervalUs = 33'333;
-constexpr size_t kLeastPictures = 2;
+// What is larger takes as much longer as it has more samples: the time is for enough pictures.
+constexpr double kMostSamples = 960.0 * 540;
+constexpr size_t kLeastPictures = 3;
 constexpr size_t kMostPictures = 60;
 
 // A plane with edges, plain areas and a little noise, larger than a picture, which can so be moved
@@ -123,9 +126,13 @@ int64_t measureEncoder(int32_t width, int32_t height, const std::string& preset,
     android::routeAvLog();
     const int64_t endUs = monotonicUs() + budgetUs;
     android::AvcCodecOptions options;
-    options.width = width & ~1;
-    options.height = height & ~1;
+    options.width = width;
+    options.height = height;
     options.isLive = true;
+    const int threads = avcCodecThreads(options);
+    const double scale = std::min(1.0, std::sqrt(kMostSamples / width / height));
+    options.width = static_cast<int32_t>(width * scale) & ~1;
+    options.height = static_cast<int32_t>(height * scale) & ~1;
     options.isMeasured = true;
     options.preset = preset;
     const AvCodecOwner codec = openAvcCodec(options);
@@ -140,11 +147,13 @@ int64_t measureEncoder(int32_t width, int32_t height, const std::string& preset,
         if (tookUs < 0) return 0;
         times.push_back(tookUs);
     }
-    // The first one is a key frame, and brings memory into being.
+    // The first one is a key frame, and the next ones bring memory into being; a computer that has
+    // much else to do can only make them longer.
     times.erase(times.begin());
-    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
-    std::nth_element(times.begin(), middle, times.end());
-    return std::max<int64_t>(1, *middle / std::max(1, avcCodecThreads(options)));
+    const int64_t leastUs = *std::min_element(times.begin(), times.end());
+    const double scaledUs = static_cast<double>(leastUs) * width * height /
+                            (static_cast<double>(options.width) * options.height);
+    return std::max<int64_t>(1, std::llround(scaledUs / threads));
 }
 
 }  // namespace oxa::host
