@@ -96,7 +96,8 @@ sp<Camera> Camera::connect(int cameraId, const String16& /*clientPackageName*/, 
         ALOGE("there is no camera %d", cameraId);
         return nullptr;
     }
-    return create(CameraDevice::open(registered));
+    const sp<CameraDevice> held = registered->takeHeld();
+    return create(held != nullptr ? held : CameraDevice::open(registered));
 }
 
 sp<hardware::ICamera> Camera::camera() const {

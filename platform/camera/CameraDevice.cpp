@@ -24,7 +24,6 @@ using Offer = CameraOutput::Offer;
 }  // namespace
 
 sp<CameraDevice> CameraDevice::open(const sp<RegisteredCamera>& camera) {
-    if (const sp<CameraDevice> held = camera->takeHeld()) return held;
     if (!camera->tryOpen()) {
         ALOGE("camera %d is in use", camera->number());
         return nullptr;
@@ -71,6 +70,8 @@ binder::Status CameraDevice::disconnect() {
     if (!mConnected) return binder::Status::ok();
     stopRecordingLocked();
     stopPreviewLocked();
+    // Whoever holds it may be there still.
+    mReader.reset();
     mConnected = false;
     mPreviewTarget.clear();
     mVideoTarget.clear();

@@ -26,11 +26,10 @@ namespace android {
 class CameraDevice : public hardware::BnCamera {
   public:
     // Null when it is in use or its source cannot be opened, which the fault listeners are told.
-    // One that is held becomes the caller's.
     static sp<CameraDevice> open(const sp<RegisteredCamera>& camera);
 
     // Opens its source in that form, so that nothing of it can fail in the next start of the
-    // capture: a device that is lost meanwhile ends that. The next open() gets this object. Nothing
+    // capture: a device that is lost meanwhile ends that. The next client gets this object. Nothing
     // is captured until then. False, with the cause, when it cannot be opened.
     bool hold(const Size& size, int frameRate, std::string* cause);
 

@@ -51,6 +51,19 @@ TEST_F(CameraTest, hasOneOwnerAtATime) {
     EXPECT_TRUE(OpenCamera(0).exists());
 }
 
+TEST_F(CameraTest, isHeldForOneClientWhoClosesItWhoeverHoldsIt) {
+    mCameras.add(0, mediaPath("flower_540p_h264_aac.mp4"));
+    const int closed = entriesOf("/proc/self/fd");
+    std::string error;
+    const host::CameraHold hold = host::holdCamera(0, 320, 240, 30, &error);
+    ASSERT_NE(hold, nullptr) << error;
+    EXPECT_EQ(host::holdCamera(0, 320, 240, 30, &error), nullptr);
+    EXPECT_FALSE(error.empty());
+    EXPECT_TRUE(OpenCamera(0).exists());
+    EXPECT_EQ(entriesOf("/proc/self/fd"), closed);
+    EXPECT_TRUE(OpenCamera(0).exists());
+}
+
 // A camera that cannot be opened must say why: the interface only knows null.
 TEST_F(CameraTest, reportsWhyItCannotBeOpened) {
     const FaultLog log;
