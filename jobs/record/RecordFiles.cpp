@@ -64,6 +64,8 @@ std::optional<Failure> RecordFiles::open(Container container) {
     if (mOptions.replayUs) {
         files.isWanted = [this] { return mIsWanted.load(); };
         files.keepUs = *mOptions.replayUs;
+        files.grown = [this](int64_t us) { mLengthUs += us; };
+        files.full = [this] { mIsFull = true; };
     }
     host::setOutputFiles(files);
     return std::nullopt;

@@ -53,6 +53,9 @@ class RecordFiles {
     std::optional<Failure> openAnother();
     // With a replay: whether samples are wanted in a file.
     void setWanted(bool wanted) { mIsWanted = wanted; }
+    // And how long all files are, and whether they are as long as setOutputLength() lets them be.
+    int64_t lengthUs() const { return mLengthUs; }
+    bool isFull() const { return mIsFull; }
 
     // Of the file that was opened last; with a replay what the player can have instead.
     int descriptor() const;
@@ -93,6 +96,8 @@ class RecordFiles {
     const std::string mFirstName;
     bool mHasSeveral = false;
     std::atomic<bool> mIsWanted{false};
+    std::atomic<int64_t> mLengthUs{0};
+    std::atomic<bool> mIsFull{false};
     FileDescriptor mNowhere;
     // The last one is being written.
     std::deque<std::unique_ptr<OutputFile>> mOpen GUARDED_BY(mLock);

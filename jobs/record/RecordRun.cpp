@@ -64,7 +64,7 @@ std::optional<Failure> RecordRun::start() {
 }
 
 status_t RecordRun::setOutput() {
-    if (mWork.durationUs && !mWork.isHeld) limitOutput();
+    if (mWork.durationUs) limitOutput();
     android::_OxaTranscodeConfig config = {};
     config.type = kOutputDescriptor;
     config.fmt = mWork.container == Container::kMp4 ? 1 : 0;
@@ -119,7 +119,9 @@ int64_t RecordRun::earlyUs() const {
 
 // How long until the recording has to be stopped. A track that has stopped is not waited for.
 int64_t RecordRun::missingUs() const {
-    if (mWork.isHeld) return *mWork.durationUs - recordedUs();
+    if (mWork.isHeld) {
+        return mWork.output.isFull() ? 0 : std::max<int64_t>(1, *mWork.durationUs - recordedUs());
+    }
     int64_t leastUs = lastTimeUs();
     if (mWork.source.hasVideo()) leastUs = std::min(leastUs, mRecorded.videoTimeUs + earlyUs());
     if (mWork.source.hasAudio()) leastUs = std::min(leastUs, mRecorded.audioTimeUs);
@@ -234,8 +236,7 @@ bool RecordRun::hasOutput() const {
 
 // Of a recording that is held back the files alone know.
 int64_t RecordRun::recordedUs() const {
-    const int64_t heldUs = mWork.output.total().timeUs + (mIsOn ? nowUs() - mOnSinceUs : 0);
-    return std::min(mWork.isHeld ? heldUs : mBefore.timeUs + lastTimeUs(),
+    return std::min(mWork.isHeld ? mWork.output.lengthUs() : mBefore.timeUs + lastTimeUs(),
                     mWork.durationUs.value_or(INT64_MAX));
 }
 

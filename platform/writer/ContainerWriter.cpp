@@ -83,7 +83,7 @@ bool ContainerWriter::prepare(MetaData* params) {
         return false;
     }
     if (params != nullptr) params->findInt32(kKeyRotation, &mRotation);
-    mLength = oxa::host::outputLength();
+    if (!oxa::host::outputFiles().isWanted) mLength = oxa::host::outputLength();
     prepareTracksLocked();
     if (isComplete()) openMuxerLocked();
     return true;

@@ -16,6 +16,12 @@ namespace {
 // Pictures of a live source do not come exactly in time; one that is this early is the one that is
 // due.
 constexpr int64_t kEarlyUs = 20'000;
+// A track that is later than another by so much has stopped.
+constexpr int64_t kLongestLagUs = 2'000'000;
+
+bool areAll(const std::vector<bool>& tracks) {
+    return std::find(tracks.begin(), tracks.end(), false) == tracks.end();
+}
 
 }  // namespace
 
@@ -40,6 +46,7 @@ int OutputChain::open(const Descriptions& tracks, int rotation) {
     if (picture != tracks.end()) mLeader = static_cast<int>(picture - tracks.begin());
     if (!mFiles.isWanted) return mFile.muxer->open(mFile.output.get(), tracks, rotation);
     mReplay = std::make_unique<ReplayBuffer>(tracks, mLeader, mFiles.keepUs);
+    mLeft = oxa::host::outputLength();
     const AnnotatedLock lock(mLock);
     mUnused = std::exchange(mFile, {});
     return 0;
@@ -73,7 +80,7 @@ int OutputChain::writeToFile(AVPacket* packet) {
     const int result = file.muxer->write(packet);
     if (mFormer.muxer == nullptr || isOfFormer) return result;
     mArrived[track] = true;
-    if (std::find(mArrived.begin(), mArrived.end(), false) == mArrived.end()) finishFormer();
+    if (areAll(mArrived)) finishFormer();
     return result;
 }
 
@@ -84,7 +91,7 @@ int OutputChain::writeIfWanted(AVPacket* packet) {
         if (mFile.muxer != nullptr) endFile();
         return 0;
     }
-    if (mFile.muxer != nullptr) return writeToFile(packet);
+    if (mFile.muxer != nullptr) return writeWithin(packet);
     return mRefused || mReplay->samples().empty() ? 0 : beginReplay();
 }
 
@@ -95,17 +102,52 @@ int OutputChain::beginReplay() {
     mFirstTime = mReplay->samples().front()->pts;
     mBegun = true;
     mDueUs = mFiles.lengthUs;
+    mLengthUs = 0;
+    mCut.assign(mTracks->size(), false);
     int result = beginFile(mFirstTime, descriptor);
     for (const AvPacketOwner& sample : mReplay->samples()) {
         if (result < 0) break;
         if (sample->pts < timeIn(sample->stream_index, mFirstTime)) continue;
         const AvPacketOwner packet(av_packet_clone(sample));
-        result = packet != nullptr ? writeToFile(packet) : AVERROR(ENOMEM);
+        result = packet != nullptr ? writeWithin(packet) : AVERROR(ENOMEM);
     }
     return result;
 }
 
+// What there is no room for any more is dropped.
+int OutputChain::writeWithin(AVPacket* packet) {
+    const int track = packet->stream_index;
+    const TrackDescription& description = *(*mTracks)[track];
+    const int64_t time = packet->pts - timeIn(track, mFirstTime);
+    const int64_t beginUs = av_rescale_q(time, description.timeBase, kMicroseconds);
+    const int64_t endUs =
+            av_rescale_q(time + packet->duration, description.timeBase, kMicroseconds);
+    if (mLeft && beginUs >= mLeft->us - (description.isVideo() ? mLeft->earlyUs : 0)) {
+        if (!mCut[track]) cut(track);
+        const bool isFull = areAll(mCut) || beginUs >= mLeft->us + kLongestLagUs;
+        if (isFull && mFiles.full) mFiles.full();
+        return 0;
+    }
+    const int64_t grownUs = std::max<int64_t>(0, endUs - mLengthUs);
+    mLengthUs += grownUs;
+    if (mFiles.grown) mFiles.grown(grownUs);
+    return writeToFile(packet);
+}
+
+void OutputChain::cut(int track) {
+    const TrackDescription& description = *(*mTracks)[track];
+    if (description.isVideo()) {
+        setEnd(track, timeIn(track, mFirstTime) +
+                              av_rescale_q(mLeft->us, kMicroseconds, description.timeBase));
+    }
+    mCut[track] = true;
+}
+
 void OutputChain::endFile() {
+    if (mLeft) {
+        mLeft->us -= std::min(mLengthUs, mLeft->us);
+        if (mLeft->us <= mLeft->earlyUs && mFiles.full) mFiles.full();
+    }
     if (mFormer.muxer != nullptr) finishFormer();
     {
         const AnnotatedLock lock(mLock);
@@ -186,7 +228,7 @@ void OutputChain::finishFormer() {
 }
 
 void OutputChain::setEnd(int track, int64_t time) {
-    if (mFile.muxer == nullptr) return;
+    if (mFile.muxer == nullptr || (mLeft && mCut[track])) return;
     mFile.muxer->setEnd(track, time - timeIn(track, mFile.beginTime));
 }
 

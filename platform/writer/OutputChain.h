@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -69,6 +70,8 @@ class OutputChain {
     int writeToFile(AVPacket* packet);
     int writeIfWanted(AVPacket* packet);
     int beginReplay();
+    int writeWithin(AVPacket* packet);
+    void cut(int track);
     void endFile();
     bool isDue(const AVPacket& packet) const;
     int64_t timeIn(int track, int64_t leaderTime) const;
@@ -87,7 +90,10 @@ class OutputChain {
     const WriterOutput* mWritten;
     std::thread mFinisher;
     std::unique_ptr<ReplayBuffer> mReplay;
-    bool mRefused = false;  // there was no file for what is wanted now
+    bool mRefused = false;                         // there was no file for what is wanted now
+    std::optional<oxa::host::OutputLength> mLeft;  // for what is wanted now and later
+    int64_t mLengthUs = 0;                         // of what is wanted now
+    std::vector<bool> mCut;                        // each track, since there is no more left for it
 
     const Descriptions* mTracks = nullptr;
     int mRotation = 0;

@@ -109,6 +109,31 @@ INSTANTIATE_TEST_SUITE_P(
                         SwitchCase{{"hdmiReplay"}, LiveSource::Kind::kHdmi, true, "a.mp4"}),
         test::rowName<SwitchCase>);
 
+// Would catch a duration that is counted from the switch on, or twice what was split.
+TEST(RecordReplay, aDurationIsThatOfAllFilesWithWhatWasKept) {
+    const test::TempDir folder;
+    RecordOptions options;
+    options.source = {LiveSource::Kind::kCamera, kPictureAndSound, {}};
+    options.output = folder.file("a.mp4");
+    options.preset = "ultrafast";
+    options.replayUs = kReplayUs;
+    options.splitUs = 1'000'000;
+    options.durationUs = 4'000'000;
+    SwitchLog log;
+    Record job(options, &log);
+    auto run = std::async(std::launch::async, [&job] { return job.run(); });
+    EXPECT_TRUE(waitFor([&] { return log.mElapsedSec > 2.5; }));
+    job.switchRecording();
+    const Result result = run.get();
+    EXPECT_TRUE(result.ok()) << result.failure.text;
+    EXPECT_THAT(result.files, SizeIs(4));
+    EXPECT_NEAR(result.durationSec, 4, 0.1) << "each file ends with a whole unit of sound";
+    EXPECT_LE(result.total.pictures, 121);
+    const test::MediaProbe last(folder.file("a-004.mp4"));
+    ASSERT_TRUE(last.audio() != nullptr) << last.error();
+    EXPECT_NEAR(last.audio()->frameCount, 48'000, 2048);
+}
+
 struct LossCase : test::Named {
     LiveSource source;
     Scenario scenario;

@@ -26,7 +26,8 @@ struct OutputLength {
 };
 
 // What begins there or later is taken and dropped; the last unit of sound stays whole. Nothing, the
-// default: all is written. Counts for writers that are started from now on.
+// default: all is written. Counts for writers that are started from now on. Of one whose output is
+// not wanted all the time (oxa/host/OutputFiles.h) it counts what is in files.
 void setOutputLength(const std::optional<OutputLength>& length);
 std::optional<OutputLength> outputLength();
 

@@ -32,6 +32,11 @@ struct OutputFiles {
     // says no again. Asked with each sample, by the writer's threads, one at a time.
     std::function<bool()> isWanted = nullptr;
     int64_t keepUs = 0;
+    // With isWanted, whose files setOutputLength() limits together: they have become longer by so
+    // many microseconds, as long as the one of their tracks that has come furthest; and all tracks
+    // are as long as they may become. On the writer's threads, one at a time.
+    std::function<void(int64_t us)> grown = nullptr;
+    std::function<void()> full = nullptr;
 };
 
 // Counts for writers that begin in the caller's session (oxa/host/Session.h) from now on.
