@@ -62,6 +62,7 @@ class RecordWork {
     bool waitForSource(bool* isOn);
     void handleWhileWaiting(const JobEvent& event, bool* isOn);
     bool isSourceThere();
+    bool hasForm();
     std::optional<Failure> holdCamera();
     std::optional<Failure> complete(const RecordRun& run, const std::optional<Failure>& failure);
     void summarize(const RecordRun& run);
@@ -137,14 +138,24 @@ void RecordWork::handleWhileWaiting(const JobEvent& event, bool* isOn) {
     listener.onSwitch(*isOn);
 }
 
-// In the shape that it has now. A player does not outlive a receiver whose driver knows no signal.
+// A player does not outlive a receiver whose driver knows no signal, so nothing happens to that
+// from here on until the player has begun.
 bool RecordWork::isSourceThere() {
+    if (!hasForm()) return false;
+    if (mSource.hasVideo() && tryPicture(mSource, mForm, mContext.cancelled())) return false;
+    mScenario.pause();
+    const bool isStill = !mSource.isHdmi() || hasForm();
+    if (isStill && !holdCamera()) return true;
+    mScenario.resume();
+    return false;
+}
+
+// The one that it has now.
+bool RecordWork::hasForm() {
     if (mSource.isHdmi() && !mSource.receiver()->isReady()) return false;
     if (mSource.hasAudio() && trySound(mSource)) return false;
     mFormat = {};
-    if (chooseFormat()) return false;
-    return !mSource.hasVideo() ||
-           (!tryPicture(mSource, mForm, mContext.cancelled()) && !holdCamera());
+    return !chooseFormat();
 }
 
 // A device that goes between a trial and the player's start would end the process.

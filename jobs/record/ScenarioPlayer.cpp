@@ -28,9 +28,11 @@ constexpr int64_t kLongestWaitUs = 1'000'000'000;
 // From the beginning to the end, on a thread of its own.
 class ScenarioPlayer::Run {
   public:
-    Run(const Scenario& scenario, const Listener& listener, host::SimulatedHdmiReceiver& receiver)
+    Run(const Scenario& scenario, const Listener& listener, std::mutex& happening,
+        host::SimulatedHdmiReceiver& receiver)
         : mScenario(scenario),
           mListener(listener),
+          mHappening(happening),
           mReceiver(receiver),
           mThread([this] { run(); }) {}
 
@@ -52,6 +54,7 @@ class ScenarioPlayer::Run {
         pthread_setname_np(pthread_self(), "scenario");
         for (const ScenarioStep& step : mScenario) {
             if (!waitFor(step)) return;
+            const std::lock_guard<std::mutex> lock(mHappening);
             if (mListener) mListener(step);
             changeSignal(step);
             changeService(step);
@@ -108,6 +111,7 @@ class ScenarioPlayer::Run {
 
     const Scenario& mScenario;
     const Listener& mListener;
+    std::mutex& mHappening;
     host::SimulatedHdmiReceiver& mReceiver;
     const int64_t mBeginUs = nowUs();
     android::Mutex mLock;
@@ -120,12 +124,23 @@ class ScenarioPlayer::Run {
 ScenarioPlayer::ScenarioPlayer(Scenario scenario, Listener listener)
     : mScenario(std::move(scenario)), mListener(std::move(listener)) {}
 
-ScenarioPlayer::~ScenarioPlayer() = default;
+ScenarioPlayer::~ScenarioPlayer() {
+    resume();
+}
 
 void ScenarioPlayer::begin(host::SimulatedHdmiReceiver& receiver) {
+    resume();
     if (mRun == nullptr && !mScenario.empty()) {
-        mRun = std::make_unique<Run>(mScenario, mListener, receiver);
+        mRun = std::make_unique<Run>(mScenario, mListener, mHappening, receiver);
     }
+}
+
+void ScenarioPlayer::pause() {
+    if (!mPause.owns_lock()) mPause = std::unique_lock<std::mutex>(mHappening);
+}
+
+void ScenarioPlayer::resume() {
+    mPause = {};
 }
 
 }  // namespace oxa::jobs

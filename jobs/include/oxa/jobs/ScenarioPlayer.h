@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 
 #include "oxa/jobs/Scenario.h"
 
@@ -26,15 +27,21 @@ class ScenarioPlayer {
     // is there, as fast as before and with the client's channels.
     ~ScenarioPlayer();
 
-    // Times count from now, the first time that it is called; later calls do nothing. `receiver`
+    // Times count from now, the first time that it is called; later calls only resume(). `receiver`
     // must outlive this object. Does not block; one thread.
     void begin(host::SimulatedHdmiReceiver& receiver);
+    // Between these nothing happens, and what is due meanwhile happens then. pause() waits for a
+    // step that is happening, and both come from the thread of begin().
+    void pause();
+    void resume();
 
   private:
     class Run;
 
     const Scenario mScenario;
     const Listener mListener;
+    std::mutex mHappening;  // each step
+    std::unique_lock<std::mutex> mPause;
     std::unique_ptr<Run> mRun;
 };
 
