@@ -186,7 +186,7 @@ int OutputChain::goOver(int64_t beginTime) {
     if (descriptor < 0) return 0;
     // A track from which nothing has come since the last time will not come to that file any more.
     if (mFormer.muxer != nullptr) finishFormer();
-    mFile.muxer->setEnd(mLeader, beginTime - mFile.beginTime);
+    setEnd(mLeader, beginTime);
     mArrived.assign(mTracks->size(), false);
     return beginFile(beginTime, descriptor);
 }
@@ -229,7 +229,12 @@ void OutputChain::finishFormer() {
 
 void OutputChain::setEnd(int track, int64_t time) {
     if (mFile.muxer == nullptr || (mLeft && mCut[track])) return;
-    mFile.muxer->setEnd(track, time - timeIn(track, mFile.beginTime));
+    const int64_t timeInFile = time - timeIn(track, mFile.beginTime);
+    mFile.muxer->setEnd(track, timeInFile);
+    const TrackDescription& description = *(*mTracks)[track];
+    if (description.isVideo() && mFile.figures.pictures > 0) {
+        mFile.figures.pictureEndUs = av_rescale_q(timeInFile, description.timeBase, kMicroseconds);
+    }
 }
 
 int OutputChain::finish() {
