@@ -10,7 +10,7 @@
 
 namespace android {
 
-// How loud captured sound is. One thread adds, any may ask.
+// How loud captured sound is. Any thread, also several records of one microphone.
 class LevelMeter {
   public:
     void add(const LiveBlock& sound);
@@ -20,7 +20,7 @@ class LevelMeter {
   private:
     std::atomic<int> mPeak{0};
     std::atomic<int> mFormerPeak{0};
-    int64_t mWindowEndUs = 0;
+    std::atomic<int64_t> mWindowEndUs{0};
 };
 
 }  // namespace android
