@@ -164,7 +164,8 @@ bool SoundTimeline::putSilence(int64_t frames) {
 
 void SoundTimeline::watchDrift(int64_t deviationUs, int frames) {
     if (isBroken(deviationUs)) return;
-    if (std::llabs(deviationUs) <= kToleratedUs) {
+    // A step that has passed is none either: sound that is stretched by more than it is long ends.
+    if (std::llabs(deviationUs) <= kToleratedUs || isStep(deviationUs)) {
         mDriftLong = 0;
         return;
     }

@@ -139,6 +139,8 @@ TEST(SoundTimelineTest, stampsThatComeBackMoveNothing) {
             {"rounded", inTimeBut([](int k) { return k % 3 * 500 - 500; })},
             {"a late thread", [](int k) { return (k + 8) / 9 * 9 * kBlockUs; }},
             {"a very late thread", [](int k) { return (k + 22) / 23 * 23 * kBlockUs; }},
+            {"one that is late by more than a second",
+             [](int k) { return (k > 40 && k < 100 ? 100 : k) * kBlockUs; }},
             {"at random", inTimeBut([](int k) { return k * 7919 % 23 * 1000 - 11000; })},
             {"one late", inTimeBut([](int k) { return k == 40 ? 5000000 : 0; })},
             {"the last", inTimeBut([](int k) { return k == kBlocks - 1 ? 5000000 : 0; })},
