@@ -30,6 +30,8 @@ class Job:
     sample_rate: int
     copies: int = 1
     remuxed: bool = False  # samples are copied as they are
+    quality: int = 0  # 0: the bit rate; otherwise constant, as x264 counts it
+    parts_at_once: int = 0  # of one file, by ours; 0: it is not divided
 
     @property
     def key_frame_distance(self):
@@ -39,11 +41,17 @@ class Job:
     def size(self):
         return f"{self.width}x{self.height}"
 
+    @property
+    def rate(self):
+        return f"quality {self.quality}" if self.quality else f"{self.video_bit_rate / 1e6:.2f} Mb/s"
+
 
 class OxaPlayer:
-    name = "oxaplayer"
+    """`divides`: as the job asks for; otherwise never."""
 
-    def __init__(self, folder):
+    def __init__(self, folder, divides=True):
+        self.name = "oxaplayer" if divides else "oxaplayer (one run)"
+        self._divides = divides
         self._player = str(Path(folder) / "oxaplayer")
         self._concurrent = str(Path(folder) / "oxa_bench_concurrent")
 
@@ -54,8 +62,12 @@ class OxaPlayer:
                      str(job.sample_rate), *outputs]]
         if job.remuxed:
             return [[self._player, "remux", str(job.source), "-o", outputs[0], "--quiet"]]
+        rate = (["--quality", str(job.quality)] if job.quality
+                else ["--video-bitrate", str(job.video_bit_rate)])
+        parts = (["--resumable", "--jobs", str(job.parts_at_once)]
+                 if job.parts_at_once and self._divides else [])
         return [[self._player, "transcode", str(job.source), "-o", outputs[0], "--quiet",
-                 "--size", job.size, "--video-bitrate", str(job.video_bit_rate),
+                 "--size", job.size, *rate, *parts,
                  "--keyframe-interval", str(KEY_FRAME_INTERVAL_S)]]
 
 
@@ -83,10 +95,11 @@ class FFmpeg:
             return ["ffmpeg", "-v", "error", "-nostdin", "-y", "-i", str(job.source),
                     "-map", "0:v:0", "-map", "0:a:0?", "-c", "copy", output]
         scale = ["-vf", f"scale={job.width}:{job.height}:flags=bicubic"] if job.scaled else []
+        rate = ["-crf", str(job.quality)] if job.quality else ["-b:v", str(job.video_bit_rate)]
         return ["ffmpeg", "-v", "error", "-nostdin", "-y", *self._decoder, "-i", str(job.source),
                 "-map", "0:v:0", "-map", "0:a:0?", *scale, *self._pass_through,
                 "-c:v", "libx264", "-preset", "veryfast", "-bf", "0",
-                "-g", str(job.key_frame_distance), "-b:v", str(job.video_bit_rate),
+                "-g", str(job.key_frame_distance), *rate,
                 "-threads:v", str(ENCODER_THREADS),
                 "-c:a", "aac", "-b:a", str(AUDIO_BIT_RATE), output]
 
@@ -101,14 +114,15 @@ class GStreamer:
     def _command(job, output):
         scale = [*f"! videoscale method=3 ! video/x-raw,width={job.width},"
                   f"height={job.height}".split()] if job.scaled else []
+        rate = (["pass=qual", f"quantizer={job.quality}"] if job.quality
+                else [f"bitrate={round(job.video_bit_rate / 1000)}"])
         sound = [*"in. ! queue ! audioconvert ! audioresample ! avenc_aac".split(),
                  f"bitrate={AUDIO_BIT_RATE}", *"! aacparse ! queue ! out.".split()]
         return ["gst-launch-1.0", "-q", "filesrc", f"location={job.source}",
                 *"! decodebin name=in".split(),
                 *"in. ! queue ! videoconvert ! videoflip video-direction=auto".split(), *scale,
                 *"! x264enc speed-preset=veryfast bframes=0 vbv-buf-capacity=0".split(),
-                f"key-int-max={job.key_frame_distance}", f"threads={ENCODER_THREADS}",
-                f"bitrate={round(job.video_bit_rate / 1000)}",
+                f"key-int-max={job.key_frame_distance}", f"threads={ENCODER_THREADS}", *rate,
                 *"! h264parse ! queue ! out.".split(), *(sound if job.channels else []),
                 *"mp4mux name=out ! filesink".split(), f"location={output}"]
 

@@ -24,6 +24,7 @@ BITS_PER_PIXEL = 15  # the client's rule for a bit rate where none is given
 FULL_HD = "full_hd"
 FULL_SECONDS, QUICK_SECONDS, CONCURRENT_SECONDS = 60, 10, 10
 CONCURRENT_COPIES = 4
+PARTS_AT_ONCE, PARTS_QUALITY = 2, 23
 THREAD_SAMPLES_S = 0.1
 
 
@@ -79,10 +80,15 @@ def case_makers(arguments):
     remux = f"{FULL_HD}_remux"
     makers[remux] = lambda: make_job(player, remux, media.full_hd_clip(seconds, arguments.cache),
                                      remuxed=True)
+    parts = f"{FULL_HD}_in_parts"
+    # Also with --quick: a short film is not divided.
+    makers[parts] = lambda: make_job(player, parts,
+                                     media.full_hd_clip(FULL_SECONDS, arguments.cache),
+                                     quality=PARTS_QUALITY, parts_at_once=PARTS_AT_ONCE)
     return makers
 
 
-def make_job(player, name, source, size=None, bit_rate=None, copies=1, remuxed=False):
+def make_job(player, name, source, size=None, bit_rate=None, copies=1, **settings):
     video, audio = media.tracks(player, source)
     upright = (video["width"], video["height"])
     if video["rotation"] % 180:
@@ -94,8 +100,7 @@ def make_job(player, name, source, size=None, bit_rate=None, copies=1, remuxed=F
         frame_rate=video["frame_rate"],
         video_bit_rate=bit_rate or width * height * BITS_PER_PIXEL,
         channels=audio["channels"] if audio else 0,
-        sample_rate=audio["sample_rate"] if audio else 0, copies=copies,
-        remuxed=remuxed)
+        sample_rate=audio["sample_rate"] if audio else 0, copies=copies, **settings)
 
 
 def run_once(contender, job, folder):
@@ -145,11 +150,14 @@ def compare_job(job, arguments, peers):
         peers = [peer for peer in peers if peer in contenders.REMUXING_PEERS]
         targets = comparison.REMUX_TARGETS
     variants = {peer: contenders.variants(peer) for peer in peers}
-    sides = [ours, *(side for peer in peers for side in variants[peer])]
+    if job.parts_at_once:
+        targets = comparison.PARTS_TARGETS
+        variants["one run"] = [contenders.OxaPlayer(arguments.bin, divides=False)]
+    sides = [ours, *(side for its in variants.values() for side in its)]
     all_runs = measure(job, sides, arguments.runs)
     comparisons = []
-    for peer in peers:
-        runs = [all_runs[side] for side in variants[peer] if side in all_runs]
+    for peer, its in variants.items():
+        runs = [all_runs[side] for side in its if side in all_runs]
         if runs and ours in all_runs:
             comparisons.append(comparison.compare(job.name, peer, all_runs[ours], runs,
                                                   targets))
@@ -160,7 +168,7 @@ def compare_all(jobs, arguments, peers):
     facts = report.machine()
     comparisons, all_runs, failed = [], [], []
     for job in jobs:
-        say(f"{job.name}: {job.size}, {job.video_bit_rate / 1e6:.2f} Mb/s")
+        say(f"{job.name}: {job.size}, {job.rate}")
         of_job, runs, failed_names = compare_job(job, arguments, peers)
         comparisons += of_job
         all_runs += [(job.name, each) for each in runs]
