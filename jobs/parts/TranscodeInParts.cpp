@@ -127,7 +127,10 @@ std::optional<Failure> InPartsWork::plan() {
     if (auto failure = planFilm(mOptions, mSource, length, mContext, &plan)) return failure;
     const auto atOnce = std::min<size_t>(jobs(), plan.parts.size());
     const unsigned processors = std::max(1U, std::thread::hardware_concurrency());
-    mList.setPlan(plan, static_cast<unsigned>((processors + atOnce - 1) / atOnce));
+    const auto share = static_cast<unsigned>((processors + atOnce - 1) / atOnce);
+    // Where all are begun at once, one has the processors to itself at the end.
+    const bool areAllAtOnce = plan.parts.size() == atOnce;
+    mList.setPlan(plan, areAllAtOnce ? std::min(processors, 2 * share) : share);
     return mFolder.begin(mList.text());
 }
 
