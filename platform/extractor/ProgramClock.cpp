@@ -267,9 +267,10 @@ void ProgramClock::settle(const Packet& packet, Verdict verdict, const Outlook& 
                           Place* place) {
     Stream& stream = mStreams[packet.stream];
     const int64_t stepUs = packet.timeUs + stream.shiftUs() - stream.nextUs;
-    int64_t maxPauseUs = mLongestPauseUs;
+    const bool isAlone = !isAnyActiveBut(packet.stream);
+    int64_t maxPauseUs = isAlone || verdict != Verdict::kTogether ? mLongestPauseUs : kMaxPauseUs;
     // Where there are but slow pictures, what lasts long is no jump.
-    if (!isAnyActiveBut(packet.stream)) {
+    if (isAlone) {
         maxPauseUs = std::max({maxPauseUs, 4 * stream.stepUs, 4 * outlook.longestStepUs});
     }
     const bool isPause = verdict == Verdict::kPause || (stepUs >= 0 && stepUs <= maxPauseUs);
