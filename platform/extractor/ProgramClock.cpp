@@ -179,6 +179,7 @@ ProgramClock::Outlook ProgramClock::lookAhead(const Packet& packet) const {
             } else if (isNearer(oldUs, newUs) && std::llabs(oldUs) <= kMaxPauseUs) {
                 outlook.returns = true;
                 outlook.beginUs = earliestOf(next) - (lineUs - packet.timeUs);
+                // Where it cannot go both ways nothing behind it says more.
                 outlook.seenBehindReturn = mayGoBoth ? 0 : kMostReordered;
             }
             if (outlook.goesBoth || outlook.seenBehindReturn == kMostReordered) break;

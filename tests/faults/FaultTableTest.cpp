@@ -75,7 +75,8 @@ class FaultTableTest : public testing::TestWithParam<FaultCase> {
     }
     std::string output() const { return mFolder.file(std::string("out.") + GetParam().extension); }
     ProcessResult run() const {
-        ProcessRunner runner(joined(joined({OXA_FAULTY_PROGRAM}, command()), {"--quiet"}));
+        ProcessRunner runner(
+                joined(joined({OXA_FAULTY_PROGRAM}, command()), {"--quiet", "--json"}));
         runner.setEnvironment("OXA_FAULT", GetParam().fault).setTimeLimit(kTimeLimit);
         const auto isSilent = testing::AnyOf(HasSubstr("silent"), HasSubstr("hangs"));
         if (testing::Matches(isSilent)(GetParam().fault)) {
@@ -83,9 +84,10 @@ class FaultTableTest : public testing::TestWithParam<FaultCase> {
         }
         return runner.run();
     }
-    // A recording ends when this machine gets to it, and drops what it does not get to.
-    static int mostAstray() { return GetParam().job == kRecord ? kFrameRate : 1; }
-    void expectLeft() const {
+    // A recording ends when this machine gets to it.
+    static int mostMorePictures() { return GetParam().job == kRecord ? kFrameRate : 1; }
+    // A recording drops what this machine does not get to, and says so.
+    void expectLeft(const nlohmann::json& result) const {
         if (GetParam().left == kNothing) {
             EXPECT_THAT(namesIn(mFolder.path()), IsEmpty());
             return;
@@ -100,8 +102,9 @@ class FaultTableTest : public testing::TestWithParam<FaultCase> {
         EXPECT_LE(probe.video()->decodeErrors, mostErrors);
         EXPECT_LE(probe.audio()->decodeErrors, mostErrors);
         if (GetParam().left == kWhole) {
-            EXPECT_GE(probe.video()->frameCount, kSeconds * kFrameRate - mostAstray());
-            EXPECT_LE(probe.video()->frameCount, kSeconds * kFrameRate + mostAstray());
+            const int dropped = result.value("dropped", 0);
+            EXPECT_GE(probe.video()->frameCount, kSeconds * kFrameRate - 1 - dropped);
+            EXPECT_LE(probe.video()->frameCount, kSeconds * kFrameRate + mostMorePictures());
         } else {
             EXPECT_GT(probe.video()->frameCount, 5);
             EXPECT_LT(probe.video()->frameCount, seconds() * kFrameRate - 5);
@@ -124,7 +127,10 @@ TEST_P(FaultTableTest, isToldAndLosesNothing) {
         ASSERT_EQ(lines.size(), 1U) << result.err;
         EXPECT_THAT(lines[0], HasSubstr(test.message));
     }
-    if (test.job != kPlay) expectLeft();
+    const auto events = eventsOf(result.out);
+    ASSERT_FALSE(events.empty());
+    EXPECT_EQ(events.back()["exit"], test.exitCode);
+    if (test.job != kPlay) expectLeft(events.back());
 }
 
 constexpr char kIoError[] = "Input/output error";
