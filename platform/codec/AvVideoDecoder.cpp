@@ -34,6 +34,7 @@ namespace {
 
 constexpr unsigned kMaxThreads = 4;
 constexpr int64_t kUnknownDurationUs = 1000000 / 30;
+constexpr int64_t kNearWindowUs = 100000;
 // Divisible by all small numbers.
 constexpr int kMostFineness = 840;
 constexpr int64_t kMostPts = INT64_MAX / kMostFineness / 4;
@@ -249,7 +250,18 @@ bool AvVideoDecoder::fillPacket(const CodecInput& input) {
         mPacket->pts =
                 av_rescale_q(input.timeUs + mStartUs, kMicroseconds, mRequest.track->timeBase());
     }
+    mCodec->skip_frame = isNeedless(*mPacket) ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
     return true;
+}
+
+// Whether nobody will see this picture, so that it counts only when others refer to it. Near the
+// window it may be one of two fields, of which the other is shown, and what libavcodec calls
+// unreferred is so in these codecs alone.
+bool AvVideoDecoder::isNeedless(const AVPacket& packet) const {
+    const AVCodecID codec = mRequest.track->codec().codec_id;
+    if (codec != AV_CODEC_ID_H264 && codec != AV_CODEC_ID_MPEG2VIDEO) return false;
+    return mRequest.track->hasWindow() && packet.pts != AV_NOPTS_VALUE &&
+           mRequest.track->toUs(packet.pts) < -kNearWindowUs;
 }
 
 bool AvVideoDecoder::decodePacket() {

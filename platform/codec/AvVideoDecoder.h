@@ -74,6 +74,7 @@ class AvVideoDecoder : public WorkerComponent {
 
     void addHeaders(MediaCodecBuffer& buffer);
     bool fillPacket(const CodecInput& input);
+    bool isNeedless(const AVPacket& packet) const;
     void startTimes();
     int64_t ptsOfFrame();
     void endAtWindow();
