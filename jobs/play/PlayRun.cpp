@@ -84,6 +84,8 @@ void PlayRun::finish() {
         if (mStarted.valid()) new std::future<status_t>(std::move(mStarted));
         return;
     }
+    // Who moves to another place does not wait for the sound of this one.
+    mWork.volume.setPlaysOut(mKeys.empty());
     mPlayer->stop();
     if (mStarted.valid()) mStarted.get();
     updateStatus();

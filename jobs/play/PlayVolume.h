@@ -17,6 +17,8 @@ class PlayVolume {
 
     // False for a key that has nothing to do with it.
     bool press(PlayKey key);
+    // Whether a playback that ends is heard to its last sample.
+    void setPlaysOut(bool playsOut) { mKnob->setPlaysOut(playsOut); }
 
   private:
     void turn(int percent);

@@ -498,6 +498,20 @@ TEST_F(AudioTrackTest, stopWaitsUntilTheRingHasPlayed) {
     EXPECT_EQ(track->start(), OK);
 }
 
+TEST_F(AudioTrackTest, stopLeavesOutWhatNobodyWaitsFor) {
+    const FaultLog log;
+    const auto volume = oxa::host::useSoundVolume();
+    const sp<AudioTrack> track = newTrack();
+    ASSERT_EQ(track->start(), OK);
+    ASSERT_EQ(room(track), kRingFrames);
+    volume->setPlaysOut(false);
+    // Nothing is pulled any more: whoever waited would take the output for dead.
+    track->stop();
+    EXPECT_FALSE(mOutput.running());
+    EXPECT_EQ(room(track), kRingFrames);
+    EXPECT_TRUE(log.faults().empty());
+}
+
 // Neither the writer nor stop() may hang on a device that has died; the client is told once.
 TEST_F(AudioTrackTest, doesNotHangOnAnOutputThatDies) {
     const FaultLog log;

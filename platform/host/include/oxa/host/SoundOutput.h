@@ -39,8 +39,13 @@ class SoundVolume {
     void set(float volume) { mVolume = std::clamp(volume, 0.0F, 1.0F); }
     float get() const { return mVolume; }
 
+    // Whether a track that is stopped plays what it still holds, as it does unless told otherwise.
+    void setPlaysOut(bool playsOut) { mPlaysOut = playsOut; }
+    bool playsOut() const { return mPlaysOut; }
+
   private:
     std::atomic<float> mVolume{1.0F};
+    std::atomic<bool> mPlaysOut{true};
 };
 
 // That of the session's tracks that are made afterwards, whatever they set themselves.
