@@ -54,6 +54,20 @@ bool DecodeTrial::canDecode(const Track& track) {
     return verdict == Verdict::kDone;
 }
 
+bool DecodeTrial::canDecodeIn(const InputPart& part, const Track& track) {
+    return moveTo(track) && mExtractor->seekTo(part.startUs) == OK &&
+           tryToDecode(mExtractor, track, 1, mCancelled) == Verdict::kDone && hasSampleIn(part);
+}
+
+bool DecodeTrial::hasSampleIn(const InputPart& part) const {
+    int64_t timeUs = 0;
+    while (!mCancelled && mExtractor->getSampleTime(&timeUs) == OK) {
+        if (timeUs >= part.startUs) return timeUs < part.endUs.value_or(INT64_MAX);
+        mExtractor->advance();
+    }
+    return false;
+}
+
 // Stays where the file has been read to: the new track is selected before the old one is not, since
 // an extractor without any would go back to the beginning, which costs as much as opening it.
 bool DecodeTrial::moveTo(const Track& track) {

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "files/InputFile.h"
+#include "oxa/jobs/InputPart.h"
 #include "oxa/jobs/Track.h"
 #include "run/JobContext.h"
 
@@ -26,9 +27,13 @@ class DecodeTrial {
     // as far as needed for that. Blocks until then, for at most 30 s in which nothing comes out,
     // and until the job is cancelled.
     bool canDecode(const Track& track);
+    // The same for a part of what `opened` reads, by one sample: the one from which the part's
+    // pictures are decoded. False when that does not tell.
+    bool canDecodeIn(const InputPart& part, const Track& track);
 
   private:
     bool moveTo(const Track& track);
+    bool hasSampleIn(const InputPart& part) const;
     bool openAnew();
 
     const InputFile& mInput;

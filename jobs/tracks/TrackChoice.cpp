@@ -27,6 +27,7 @@ std::optional<Failure> chooseTracks(const InputFile& input, Only only, const Inp
     std::vector<Track> tracks;
     android::sp<android::NuMediaExtractor> extractor;
     if (auto failure = readTracks(input, &tracks, &extractor)) return failure;
+    DecodeTrial trialOfFile(input, extractor, context.cancelled());
     std::vector<Track> inFile;
     if (!isWhole(part)) {
         inFile = tracks;
@@ -40,7 +41,10 @@ std::optional<Failure> chooseTracks(const InputFile& input, Only only, const Inp
     }
     DecodeTrial trial(input, extractor, context.cancelled());
     for (std::optional<Track>* place : {&choice->video, &choice->audio}) {
-        if (!*place || trial.canDecode(**place)) continue;
+        if (!*place) continue;
+        const bool isKnown =
+                hasWindow(part) && trialOfFile.canDecodeIn(part, inFile[(*place)->index]);
+        if (isKnown || trial.canDecode(**place)) continue;
         // A track without a length may end before the window begins.
         context.listener().onWarning(std::string((*place)->isVideo ? "the picture" : "the sound") +
                                      (hasWindow(part) ? " has nothing there that can be decoded"

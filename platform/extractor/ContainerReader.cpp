@@ -13,6 +13,7 @@
 
 #include <algorithm>
 
+#include "extractor/DecodingStart.h"
 #include "extractor/FileDescription.h"
 #include "extractor/ProgramTracks.h"
 #include "extractor/TrackFormat.h"
@@ -29,8 +30,8 @@ constexpr int64_t kMaxBytesAhead = 32 << 20;
 constexpr double kUsualFrameRate = 25;
 constexpr char kMatroskaKey[] = "enc_key_id";
 // How far in front of the window reading begins. A decoder of sound needs some samples before the
-// first one that is heard.
-constexpr int64_t kStepsBackUs[] = {250000, 2000000, 5000000, 15000000, 60000000};
+// first one that is heard; pictures that an index knows may begin at the window.
+constexpr int64_t kStepsBackUs[] = {0, 250000, 2000000, 5000000, 15000000, 60000000};
 constexpr int kResultEncrypted = FFERRTAG('E', 'N', 'C', 'R');
 
 // Whether an index tells of all sync samples; else it has those that were read.
@@ -231,9 +232,9 @@ bool ContainerReader::anySelected() const {
                        [](const Track& track) { return track.selected; });
 }
 
-ContainerReader::Track* ContainerReader::trackOf(const AVPacket& packet) {
+ContainerReader::Track* ContainerReader::trackOf(int streamIndex) {
     for (Track& track : mTracks) {
-        if (static_cast<int>(track.stream) == packet.stream_index) return &track;
+        if (static_cast<int>(track.stream) == streamIndex) return &track;
     }
     return nullptr;
 }
@@ -306,12 +307,19 @@ status_t ContainerReader::seekToWindow(bool* anywhere) {
     if (!mWindow.isSoughtIn(*mContext)) return openAgain();
     AVStream* const stream = seekStream(true);
     for (int64_t backUs : kStepsBackUs) {
+        if (backUs == 0 && !mayBeginAtWindow()) continue;
         if (backUs >= mWindow.startUs()) break;
         const auto goBack = [&] { return seekTo(stream, -backUs, SeekMode::SEEK_PREVIOUS_SYNC); };
         *anywhere = goBack() && beginsInFrontOfWindow(*stream) && goBack();
         if (*anywhere) return OK;
     }
     return openAgain();
+}
+
+bool ContainerReader::mayBeginAtWindow() const {
+    return knowsSyncs(*mContext) &&
+           std::all_of(mTracks.begin(), mTracks.end(),
+                       [](const Track& track) { return !track.selected || track.pictureUs > 0; });
 }
 
 // Before the first sample is read, when all tracks are selected that will be. What cannot be sought
@@ -322,20 +330,16 @@ void ContainerReader::placeAtWindow() {
     if (seek(0, SeekMode::SEEK_PREVIOUS_SYNC) != OK) end(AVERROR(EIO));
 }
 
+// Whether all that the window shows of the track can be decoded by what is read from here on.
 bool ContainerReader::beginsInFrontOfWindow(const AVStream& stream) {
-    const bool isPicture = stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
     if (mPacket == nullptr) mPacket.reset(av_packet_alloc());
-    for (int result = readPacket(); result >= 0; result = readPacket()) {
-        const bool counts = mPacket->stream_index == stream.index;
-        const bool isSync = !isPicture || (mPacket->flags & AV_PKT_FLAG_KEY) != 0;
-        const int64_t stamp = mPacket->pts != AV_NOPTS_VALUE ? mPacket->pts : mPacket->dts;
+    DecodingStart start(stream, trackOf(stream.index)->form, mStartUs);
+    std::optional<bool> answer;
+    while (!answer && readPacket() >= 0) {
+        if (mPacket->stream_index == stream.index) answer = start.take(*mPacket);
         av_packet_unref(mPacket.get());
-        if (!counts || (!isSync && stamp == AV_NOPTS_VALUE)) continue;
-        const bool isInFront = stamp != AV_NOPTS_VALUE &&
-                               av_rescale_q(stamp, stream.time_base, kMicroseconds) <= mStartUs;
-        if (isSync || !isInFront) return isSync && isInFront;
     }
-    return false;
+    return answer.value_or(false);
 }
 
 // Whose sync samples a seek goes by: a picture's, if one is selected; for the window, if one is
@@ -447,7 +451,7 @@ bool ContainerReader::fetchSample() {
             end(mResult);
             break;
         }
-        Track* const track = trackOf(*mPacket);
+        Track* const track = trackOf(mPacket->stream_index);
         if (!track->selected || mPacket->size == 0) continue;
         track->form.follow(mPacket.get());
         placeInTime(track, *mPacket);
@@ -473,10 +477,20 @@ bool ContainerReader::isWanted(Track* track) {
     }
     // Pictures that follow the first sync sample and are shown before it refer to others.
     if (mSampleTimeUs < track->syncTimeUs) return false;
-    if (track->windowEnd.passes(mWindow, mSampleTimeUs, track->pictureUs > 0)) {
+    if (track->windowEnd.passes(mWindow, mSampleTimeUs, decodedUs(track), track->pictureUs > 0)) {
         track->isOver = true;
     }
     return !track->waitsForSync && !track->isOver;
+}
+
+// Nothing where the file tells only one of a sample's times: of pictures that are reordered both
+// are never the same in all of them.
+std::optional<int64_t> ContainerReader::decodedUs(Track* track) const {
+    if (mPacket->pts == AV_NOPTS_VALUE || mPacket->dts == AV_NOPTS_VALUE) return std::nullopt;
+    const bool isReordered = track->parameters->codec().video_delay > 0;
+    track->tellsBothTimes |= !isReordered || mPacket->pts != mPacket->dts;
+    if (!track->tellsBothTimes) return std::nullopt;
+    return track->parameters->toUs(mPacket->dts);
 }
 
 bool ContainerReader::isOver() const {
@@ -516,7 +530,7 @@ bool ContainerReader::readAhead() {
         mResult = readPacket();
         if (mResult < 0) return false;
         mReading = true;
-        track = trackOf(*mPacket);
+        track = trackOf(mPacket->stream_index);
     }
     completePacket(track, mPacket.get());
     if (mHasClock) {

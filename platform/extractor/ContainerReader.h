@@ -11,6 +11,7 @@
 
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -80,6 +81,7 @@ class ContainerReader {
         bool selected = false;
         bool started = false;  // samples have been read
         bool hasDecodingTimes = false;
+        bool tellsBothTimes = false;     // those of decoding and those of showing
         int64_t nextTimeUs = 0;          // for a sample that has no time of its own
         bool waitsForSync = false;       // after a seek into the middle
         int64_t syncTimeUs = INT64_MIN;  // of the sample with which it began then
@@ -94,13 +96,14 @@ class ContainerReader {
     void applySelection();
     AVStream* streamOf(const Track& track) const;
     bool anySelected() const;
-    Track* trackOf(const AVPacket& packet);
+    Track* trackOf(int streamIndex);
 
     sp<TrackParameters> makeParameters(const AVStream& stream) const;
     void startTimeline(bool anywhere);
     status_t openAgain();
     status_t seekToWindow(bool* anywhere);
     void placeAtWindow();
+    bool mayBeginAtWindow() const;
     bool beginsInFrontOfWindow(const AVStream& stream);
     AVStream* seekStream(bool ofWindow) const;
     bool seekTo(AVStream* stream, int64_t timeUs, SeekMode mode);
@@ -117,6 +120,7 @@ class ContainerReader {
     void moveTimes(const ProgramClock::Place& place, AVPacket* packet) const;
     void placeInTime(Track* track, const AVPacket& packet);
     bool isWanted(Track* track);
+    std::optional<int64_t> decodedUs(Track* track) const;
     bool isOver() const;
     bool isChosen(size_t number, const AVStream& stream) const;
     void reportDamage();

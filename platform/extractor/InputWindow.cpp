@@ -39,9 +39,11 @@ int64_t InputWindow::lengthOf(int64_t durationUs) const {
     return std::max<int64_t>(0, std::min(durationUs - mStartUs, mEndUs));
 }
 
-bool WindowEnd::passes(const InputWindow& window, int64_t timeUs, bool isPicture) {
+bool WindowEnd::passes(const InputWindow& window, int64_t timeUs, std::optional<int64_t> decodedUs,
+                       bool isPicture) {
     mLateSamples = timeUs >= window.endUs() ? mLateSamples + 1 : 0;
-    return mLateSamples > (isPicture ? kMostReordered : 0);
+    if (!isPicture) return mLateSamples > 0;
+    return mLateSamples > (decodedUs >= window.endUs() ? 1 : kMostReordered);
 }
 
 }  // namespace android

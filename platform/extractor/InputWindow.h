@@ -7,6 +7,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include <optional>
+
 extern "C" {
 #include <libavformat/avformat.h>
 }
@@ -36,11 +38,13 @@ class InputWindow {
 };
 
 // Tells when a track has come to the window's end. Pictures come in the order of decoding: behind
-// one that is late enough earlier ones may follow.
+// one that is late enough earlier ones may follow, but none that is decoded too late as well.
 class WindowEnd {
   public:
-    // The next sample of the track. True when neither it nor any that follows is needed.
-    bool passes(const InputWindow& window, int64_t timeUs, bool isPicture);
+    // The next sample of the track, and when it is decoded where that is known. True when neither
+    // it nor any that follows is needed. One picture is let pass: it ends the one before it.
+    bool passes(const InputWindow& window, int64_t timeUs, std::optional<int64_t> decodedUs,
+                bool isPicture);
     void reset() { mLateSamples = 0; }
 
   private:

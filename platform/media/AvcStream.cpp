@@ -5,6 +5,8 @@
 
 #include <string.h>
 
+#include <algorithm>
+
 #include "media/NalBitReader.h"
 
 namespace android {
@@ -109,6 +111,33 @@ void readAspect(NalBitReader* reader, AvcSequence* sequence) {
     }
 }
 
+// A number in bytes, of which all but the last are 255.
+uint32_t longNumber(NalBitReader* reader) {
+    uint32_t number = 0;
+    uint32_t byte = 255;
+    while (byte == 255 && !reader->overrun())
+        number += byte = reader->bits(8);
+    return number;
+}
+
+// What a unit of enhancement information says about a refresh bit by bit; 0: nothing.
+uint32_t framesToWhole(const NalUnit& unit) {
+    constexpr uint32_t kRecoveryPoint = 6;
+    NalBitReader reader(unit);
+    reader.bits(8);  // header
+    while (!reader.overrun()) {
+        const uint32_t type = longNumber(&reader);
+        const uint32_t size = longNumber(&reader);
+        if (type == kRecoveryPoint) {
+            const uint32_t frames = reader.number();
+            return reader.overrun() ? 0 : frames;
+        }
+        for (uint32_t i = 0; i < size && !reader.overrun(); ++i)
+            reader.bits(8);
+    }
+    return 0;
+}
+
 }  // namespace
 
 std::vector<NalUnit> splitAnnexB(const uint8_t* data, size_t size) {
@@ -209,6 +238,20 @@ bool parseAvcSequence(const NalUnit& unit, AvcSequence* sequence) {
     const bool usability = reader.bits(1) != 0;
     if (usability && reader.bits(1) != 0) readAspect(&reader, sequence);
     return !reader.overrun();
+}
+
+AvcSample parseAvcSample(const uint8_t* annexB, size_t size) {
+    AvcSample sample;
+    for (const NalUnit& unit : splitAnnexB(annexB, size)) {
+        const bool isSlice = unit.type() >= kNalTypeSlice && unit.type() <= kNalTypeIdrSlice;
+        sample.isReferred |= isSlice && unit.isReferred();
+        if (unit.type() == kNalTypeEnhancement) {
+            sample.framesToWhole = std::max(sample.framesToWhole, framesToWhole(unit));
+        }
+        if (unit.type() == kNalTypeIdrSlice) sample.framesToWhole = 0;
+        if (isSlice) break;
+    }
+    return sample;
 }
 
 }  // namespace android

@@ -18,6 +18,7 @@ struct NalUnit {
     size_t size;
 
     int type() const { return data[0] & 0x1F; }
+    bool isReferred() const { return (data[0] & 0x60) != 0; }
 };
 
 // Records hold a unit behind its size in two bytes. Taking one appends it behind a start code;
@@ -25,6 +26,9 @@ struct NalUnit {
 void appendSized(const NalUnit& unit, std::vector<uint8_t>* record);
 bool takeSized(const uint8_t* record, size_t size, size_t* position, std::vector<uint8_t>* annexB);
 
+constexpr int kNalTypeSlice = 1;
+constexpr int kNalTypeIdrSlice = 5;
+constexpr int kNalTypeEnhancement = 6;
 constexpr int kNalTypeSequenceParameters = 7;
 constexpr int kNalTypePictureParameters = 8;
 
@@ -57,5 +61,13 @@ struct AvcSequence {
 
 // False for a unit that ends too early or says what no decoder takes.
 bool parseAvcSequence(const NalUnit& unit, AvcSequence* sequence);
+
+// What one sample says of itself.
+struct AvcSample {
+    bool isReferred = false;     // others may refer to its picture
+    uint32_t framesToWhole = 0;  // of a sync sample: behind so many that are referred to
+};
+
+AvcSample parseAvcSample(const uint8_t* annexB, size_t size);
 
 }  // namespace android
