@@ -3,6 +3,7 @@
 
 #include <system/audio.h>
 
+#include <algorithm>
 #include <type_traits>
 
 #include "AudioDecoder.h"
@@ -371,6 +372,11 @@ TEST(VideoTranscoderTest, reportsProgressEndAndFrameRates) {
         EXPECT_EQ(stage.reports->count(kWhatInstantFPS, "codec-type", 1) > 0, reporting);
         EXPECT_EQ(stage.reports->count(kWhatInstantFPS, "codec-type", 2) > 0, reporting);
         EXPECT_EQ(stage.reports->count(kWhatAverageFPS), reporting ? 2 : 0);
+        const auto rates = stage.reports->items(&AMessage::findDouble, "instant-fps");
+        for (const double average : stage.reports->items(&AMessage::findDouble, "average-fps")) {
+            EXPECT_GE(average, *std::min_element(rates.begin(), rates.end()));
+            EXPECT_LE(average, *std::max_element(rates.begin(), rates.end()));
+        }
         EXPECT_EQ(stage.pipeline->setCalculateFPS(0), OK);
         EXPECT_EQ(stage.pipeline->writtenSamples(), 92) << "only the rates are counted anew";
     }

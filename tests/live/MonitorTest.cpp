@@ -7,6 +7,7 @@
 #include <oxa/host/SoundOutput.h>
 
 #include "live/LiveJob.h"
+#include "support/LogCapture.h"
 #include "support/MediaProbe.h"
 #include "support/Sound.h"
 #include "support/Test.h"
@@ -119,6 +120,20 @@ TEST(HotplugTest, theClientsHandlerHearsOfThePlug) {
     EXPECT_TRUE(waitFor([&] { return job.hotplugState() == 0; })) << job.hotplugState();
     job.receiver()->plug();
     EXPECT_TRUE(waitFor([&] { return job.hotplugState() == 1; })) << job.hotplugState();
+}
+
+TEST(HotplugTest, aClientWithoutAHandlerIsNotTold) {
+    LiveJob job(sourceOf(true));
+    job.player().mStatusHandler.clear();
+    ASSERT_NO_FATAL_FAILURE(job.start());
+    const LogCapture log;
+    const auto heard = [&] {
+        return log.count("OxaMediaCodecPlayer", "kWhatHDMIRxVideoHotplug state:0");
+    };
+    job.receiver()->unplug();
+    EXPECT_TRUE(waitFor([&] { return heard() > 0; }));
+    job.cleanUp();
+    EXPECT_EQ(heard(), 1);
 }
 
 class ClientQueryTest : public testing::TestWithParam<bool> {};
