@@ -163,7 +163,6 @@ bool ProgramClock::adoptShift(Stream* stream, const Packet& packet) const {
 ProgramClock::Outlook ProgramClock::lookAhead(const Packet& packet) const {
     const Stream& stream = mStreams.at(packet.stream);
     const int64_t stepUs = packet.timeUs + stream.shiftUs() - stream.nextUs;
-    const bool mayGoBoth = !packet.ordered && stream.started && stepUs > 0;
     Outlook outlook;
     int64_t lineUs = packet.timeUs;  // of packets that go on from this one
     int64_t lastUs = packet.timeUs;
@@ -171,19 +170,9 @@ ProgramClock::Outlook ProgramClock::lookAhead(const Packet& packet) const {
         if (next.stream != packet.stream || next.timeUs == kNoTime) continue;
         if (outlook.seen++ > 0) {
             const int64_t newUs = next.timeUs - lineUs;
-            const int64_t oldUs = newUs + stepUs;
-            const bool isNew = isNearer(newUs, oldUs);
-            if (outlook.returns) {
-                outlook.goesBoth = isNew || next.timeUs >= packet.timeUs;
-                ++outlook.seenBehindReturn;
-            } else if (isNearer(oldUs, newUs) && std::llabs(oldUs) <= kMaxPauseUs) {
-                outlook.returns = true;
-                outlook.beginUs = earliestOf(next) - (lineUs - packet.timeUs);
-                // Where it cannot go both ways nothing behind it says more.
-                outlook.seenBehindReturn = mayGoBoth ? 0 : kMostReordered;
-            }
+            noteReturn(packet, next, lineUs, stepUs, &outlook);
             if (outlook.goesBoth || outlook.seenBehindReturn == kMostReordered) break;
-            if (isNew) {
+            if (isNearer(newUs, newUs + stepUs)) {
                 ++outlook.stays;
                 outlook.aheadUs = next.timeUs - packet.timeUs;
             }
@@ -194,6 +183,24 @@ ProgramClock::Outlook ProgramClock::lookAhead(const Packet& packet) const {
         lineUs += next.durationUs > 0 ? next.durationUs : stream.stepUs;
     }
     return outlook;
+}
+
+// Whether `next`, expected at `lineUs` if the stream goes on from `packet`, is where it was before
+// that, or what follows one that is.
+void ProgramClock::noteReturn(const Packet& packet, const Packet& next, int64_t lineUs,
+                              int64_t stepUs, Outlook* outlook) const {
+    const int64_t newUs = next.timeUs - lineUs;
+    const int64_t oldUs = newUs + stepUs;
+    if (outlook->returns) {
+        outlook->goesBoth = isNearer(newUs, oldUs) || next.timeUs >= packet.timeUs;
+        ++outlook->seenBehindReturn;
+    } else if (isNearer(oldUs, newUs) && std::llabs(oldUs) <= kMaxPauseUs) {
+        const bool mayGoBoth = !packet.ordered && mStreams.at(packet.stream).started && stepUs > 0;
+        outlook->returns = true;
+        outlook->beginUs = earliestOf(next) - (lineUs - packet.timeUs);
+        // Where it cannot go both ways nothing behind it says more.
+        outlook->seenBehindReturn = mayGoBoth ? 0 : kMostReordered;
+    }
 }
 
 int ProgramClock::countAhead(int stream) const {

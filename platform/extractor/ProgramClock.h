@@ -92,6 +92,8 @@ class ProgramClock {
 
     Verdict judge(const Packet& packet, bool last, const Outlook& outlook) const;
     Outlook lookAhead(const Packet& packet) const;
+    void noteReturn(const Packet& packet, const Packet& next, int64_t lineUs, int64_t stepUs,
+                    Outlook* outlook) const;
     Verdict compareOthers(const Packet& packet, bool full) const;
     int countAhead(int stream) const;
     int64_t earliestOf(const Packet& packet) const;
