@@ -28,6 +28,7 @@ namespace {
 
 constexpr int64_t kMaxBytesAhead = 32 << 20;
 constexpr double kUsualFrameRate = 25;
+constexpr int64_t kShortestPictureUs = 1000;  // what is shorter is a tick of some clock
 constexpr char kMatroskaKey[] = "enc_key_id";
 // How far in front of the window reading begins. A decoder of sound needs some samples before the
 // first one that is heard; pictures that an index knows may begin at the window.
@@ -560,10 +561,10 @@ void ContainerReader::completePacket(Track* track, AVPacket* packet) const {
     const AVRational timeBase = track->parameters->timeBase();
     if (!isTimeAllowed(packet->pts, timeBase)) packet->pts = AV_NOPTS_VALUE;
     if (!isTimeAllowed(packet->dts, timeBase)) packet->dts = AV_NOPTS_VALUE;
-    const bool lasts =
-            packet->duration > 0 && isTimeAllowed(packet->duration, timeBase) &&
-            av_rescale_q(packet->duration, timeBase, kMicroseconds) <= limits::kMaxSampleDurationUs;
-    if (!lasts) packet->duration = 0;
+    const int64_t durationUs = packet->duration > 0 && isTimeAllowed(packet->duration, timeBase)
+                                       ? av_rescale_q(packet->duration, timeBase, kMicroseconds)
+                                       : INT64_MAX;
+    if (durationUs > limits::kMaxSampleDurationUs) packet->duration = 0;
     if (packet->pts != AV_NOPTS_VALUE && !storesDecodingTimes(*mContext)) {
         packet->dts = AV_NOPTS_VALUE;
     }
@@ -571,6 +572,7 @@ void ContainerReader::completePacket(Track* track, AVPacket* packet) const {
     track->started = true;
     // Pictures without times follow each other at their rate.
     if (packet->pts != AV_NOPTS_VALUE || packet->dts != AV_NOPTS_VALUE) return;
+    const bool lasts = packet->duration > 0 && durationUs >= kShortestPictureUs;
     if (track->pictureUs > 0 && (!lasts || track->keepsNoDuration)) {
         packet->duration = av_rescale_q(track->pictureUs, kMicroseconds, timeBase);
     }

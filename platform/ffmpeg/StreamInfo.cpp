@@ -160,6 +160,18 @@ int64_t fileStartUs(const AVFormatContext& context) {
     return startUs != INT64_MAX ? clampTimeUs(startUs) : 0;
 }
 
+// The header alone does not tell the file's in every release.
+int64_t fileDurationUs(const AVFormatContext& context) {
+    int64_t durationUs = std::max<int64_t>(context.duration, 0);
+    for (unsigned i = 0; i < context.nb_streams && context.duration <= 0; ++i) {
+        const AVStream& stream = *context.streams[i];
+        if (stream.duration <= 0) continue;
+        durationUs = std::max(durationUs,
+                              av_rescale_q(stream.duration, stream.time_base, kMicroseconds));
+    }
+    return clampTimeUs(durationUs);
+}
+
 bool hasSteadyIndex(const AVFormatContext& context) {
     if (!isMp4(context)) return false;
     for (unsigned i = 0; i < context.nb_streams; ++i) {

@@ -25,6 +25,8 @@ AVCodecID announcedSound(const AVFormatContext& context);
 
 // The file's first time in microseconds, of any stream.
 int64_t fileStartUs(const AVFormatContext& context);
+// How long the file or its longest stream lasts, in microseconds; 0: not known.
+int64_t fileDurationUs(const AVFormatContext& context);
 
 // Whether the header has a list of all samples of sound and pictures, and none of them lasts longer
 // than damage makes likely: their times cannot jump.

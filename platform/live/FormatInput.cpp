@@ -81,12 +81,13 @@ class FormatInput : public LiveInput {
     }
 
     bool rewind() override {
-        if (mSource.isDevice() || mFormat->duration <= 0) return false;
+        const int64_t durationUs = fileDurationUs(*mFormat);
+        if (mSource.isDevice() || durationUs == 0) return false;
         const int64_t startUs = fileStartUs(*mFormat);
         if (avformat_seek_file(mFormat, -1, INT64_MIN, startUs, startUs, 0) < 0) return false;
         avcodec_flush_buffers(mDecoder);
         mEnded = false;
-        mRepeatUs += mFormat->duration;
+        mRepeatUs += durationUs;
         return true;
     }
 

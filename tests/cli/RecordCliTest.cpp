@@ -15,6 +15,8 @@ namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
+using testing::IsSubsetOf;
+using testing::IsSupersetOf;
 using testing::UnorderedElementsAre;
 
 const std::string kBoth =
@@ -139,11 +141,20 @@ TEST_F(RecordCliTest, progressTellsPicturesAndTheLevelOfTheSound) {
     const auto progress = eventsNamed(eventsOf(result.out), "progress");
     ASSERT_FALSE(progress.empty());
     const json& last = progress.back();
+    // A machine that is busy now and then takes pictures and sound away, and adds none.
+    const auto most = [&](const char* field) {
+        double value = -1000;
+        for (const json& event : progress) {
+            if (event[field].is_number()) value = std::max(value, event[field].get<double>());
+        }
+        return value;
+    };
     constexpr double kSineDb = -21.07;  // an amplitude of 1/8 on one channel, made two
-    EXPECT_NEAR(last["level_db"].get<double>(), kSineDb, 0.2);
+    EXPECT_NEAR(most("level_db"), kSineDb, 0.2);
     EXPECT_GT(last["frames"], 0);
     EXPECT_GT(last["bytes"], 0);
-    EXPECT_GT(last["fps"], 2);
+    EXPECT_GT(most("fps"), 2);
+    EXPECT_LT(most("fps"), 30);
     // Every second picture of the signal is left out.
     EXPECT_GT(last["thinned"], 0);
     EXPECT_NEAR(last["thinned"].get<int>(), last["time_s"].get<double>() * 15,
@@ -266,12 +277,13 @@ TEST_F(RecordCliTest, splitsIntoFilesThatPlayByThemselves) {
 TEST_F(RecordCliTest, namesFilesByTheTimeAtWhichTheyBegin) {
     const ProcessResult result =
             runPlayer(record({"--usb", kPicture}, mFolder.file("cam %Y 100%%.mp4"),
-                             {"--split", "1", "--duration", "1.5", "--json"}));
+                             {"--split", "1", "--duration", "2.5", "--json"}));
     ASSERT_EQ(result.exitCode, 0) << result.signal << result.err;
     const time_t now = time(nullptr);
-    const std::string year = std::to_string(1900 + localtime(&now)->tm_year);
-    EXPECT_THAT(namesIn(mFolder.path()),
-                UnorderedElementsAre("cam " + year + " 100%.mp4", "cam " + year + " 100%-1.mp4"));
+    const std::string name = "cam " + std::to_string(1900 + localtime(&now)->tm_year) + " 100%";
+    const std::vector<std::string> files = namesIn(mFolder.path());
+    EXPECT_THAT(files, IsSupersetOf({name + ".mp4", name + "-1.mp4"}));
+    EXPECT_THAT(files, IsSubsetOf({name + ".mp4", name + "-1.mp4", name + "-2.mp4"}));
 }
 
 // By no name, and not by --force: neither the source nor a pipe that nobody reads.

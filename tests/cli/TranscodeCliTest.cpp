@@ -297,8 +297,8 @@ TEST_F(TranscodeCliTest, highDynamicRangeBecomesBt709) {
     for (const auto& [transfer, shown] : kKinds) {
         SCOPED_TRACE(transfer);
         const std::string clip = mFolder.file(transfer) + ".mkv";
-        runOrDie(ffmpeg({"-i", talkativeClip(), "-map", "0:v", "-c:v", "ffv1", "-color_trc",
-                         transfer, clip}));
+        runOrDie(ffmpeg({"-i", talkativeClip(), "-map", "0:v", "-c:v", "ffv1", "-vf",
+                         std::string("setparams=color_trc=") + transfer, clip}));
         for (const char* options : {"", "--fps 10"}) {
             const ProcessResult result = runPlayer(
                     quick(clip, mMp4, joined(words(options), {"--force", "--size", "64x48"})));

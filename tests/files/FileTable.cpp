@@ -274,7 +274,7 @@ OnePng in.png | pictures=1 | ffmpeg $P -frames:v 1 in.png
 OnePictureGif in.gif | pictures=1 | ffmpeg $P -frames:v 1 in.gif
 OnePictureBehindADelay in.mp4 | pictures=1 | ffmpeg $P -frames:v 1 $X -bf 3 in.mp4
 OnePictureWithSound in.mp4 | pictures=1 sound=3 | ffmpeg $P $S -vf trim=end_frame=1 $X $A in.mp4
-SoundWithACover in.mp3 | sound=3 | ffmpeg $S $P -map 0 -map 1 -c:a libmp3lame -c:v mjpeg -frames:v 1
+SoundWithACover in.mp3 | sound=3 | ffmpeg $S $P -map 0 -map 1 -c:a libmp3lame -c:v mjpeg -vf trim=end_frame=1
   -disposition:v attached_pic -t 3 in.mp3
 FourteenByTenPoints in.mkv | pictures=25,14,10 | ffmpeg -f lavfi -i testsrc2=s=14x10:d=1 -c:v
   libx264 -qp 10 in.mkv

@@ -145,8 +145,9 @@ std::string talkativeClip() {
                       "anoisesrc=duration=1 -i " +
                       lines + " -i " + notes +
                       " -map 0 -map 1 -map 1 -map 2 -map_metadata 3 -map_chapters 3 -c:v libx265 "
-                      "-x265-params log-level=error -pix_fmt yuv420p10le -color_primaries bt2020 "
-                      "-color_trc smpte2084 -colorspace bt2020nc -aspect 16:9 -ac 4 -c:a flac "
+                      "-x265-params log-level=error -pix_fmt yuv420p10le -aspect 16:9 -vf "
+                      "setparams=color_primaries=bt2020:color_trc=smpte2084:colorspace=bt2020nc "
+                      "-ac 4 -c:a flac "
                       "-c:s subrip -metadata:s:a:0 language=deu -metadata:s:a:1 language=eng "
                       "-metadata:s:s language=fra"),
                 "mkv");

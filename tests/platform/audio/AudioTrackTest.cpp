@@ -510,6 +510,7 @@ TEST_F(AudioTrackTest, stopLeavesOutWhatNobodyWaitsFor) {
     EXPECT_FALSE(mOutput.running());
     EXPECT_EQ(room(track), kRingFrames);
     EXPECT_TRUE(log.faults().empty());
+    volume->setPlaysOut(true);
 }
 
 // Neither the writer nor stop() may hang on a device that has died; the client is told once.

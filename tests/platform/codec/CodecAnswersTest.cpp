@@ -140,7 +140,7 @@ TEST(CodecAnswers, toFormatsThatAreNotWhole) {
 
 // What a decoder's start could have found out comes by its callback.
 TEST(CodecAnswers, codecDataThatCannotBeReadIsAnErrorBehindTheStart) {
-    for (const char* mime : {"audio/mp4a-latm", "audio/vorbis", "audio/opus", "video/hevc"}) {
+    for (const char* mime : {"audio/mp4a-latm", "audio/vorbis", "audio/opus", "video/x-ffv1"}) {
         SCOPED_TRACE(mime);
         Codec codec({mime, false});
         const sp<AMessage> format = formatFor({mime, false});
