@@ -93,15 +93,16 @@ TEST(ConvertExample, keepsWhatIsDoneWhenItIsInterrupted) {
 TEST(RecordExample, recordsPictureAndSound) {
     const TempDir folder;
     const std::string output = folder.file("out.mp4");
-    const ProcessResult result = runExample("record", {output, "1"});
+    const ProcessResult result = runExample("record", {output, "2"});
     ASSERT_EQ(result.exitCode, 0) << result.err;
     const MediaProbe probe(output);
     ASSERT_TRUE(probe.ok()) << probe.error();
     ASSERT_NE(probe.video(), nullptr);
     ASSERT_NE(probe.audio(), nullptr);
     EXPECT_EQ(probe.video()->width, 640);
-    EXPECT_GE(probe.video()->durationUs(), 950'000);
-    EXPECT_GE(probe.audio()->durationUs(), 700'000);
+    EXPECT_GE(probe.video()->durationUs(), 1'950'000);
+    // A busy machine begins late with it.
+    EXPECT_GE(probe.audio()->durationUs(), 1'200'000);
     EXPECT_EQ(probe.audio()->channels, 2);
 }
 
