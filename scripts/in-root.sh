@@ -94,7 +94,7 @@ if [[ ! -e "$archive" ]]; then
     [[ -e "$keyring" ]] || die "needs $keyring, by which $release's packages are known to be genuine"
     say "Making the bare system $release $arch"
     mmdebstrap --quiet --variant=minbase --architectures="$arch" --components="$components" \
-        --keyring="$keyring" --include=ca-certificates --format=tar "$release" "$archive.part" "$mirror"
+        --keyring="$keyring" --include=apt,ca-certificates --format=tar "$release" "$archive.part" "$mirror"
     mv "$archive.part" "$archive"
 fi
 
