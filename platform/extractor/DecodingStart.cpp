@@ -51,11 +51,12 @@ void DecodingStart::countToWhole(const AVPacket& packet, bool isSync) {
     std::vector<uint8_t> sample(mForm.size(packet));
     mForm.write(packet, sample.data());
     const AvcSample avc = parseAvcSample(sample.data(), sample.size());
-    if (isSync) {
+    if (!isSync) {
+        if (avc.isReferred && mToWhole > 0) --mToWhole;
+    } else if (mHasBegun || avc.framesToWhole == 0) {
         mToWhole = std::min(mToWhole, avc.framesToWhole);
-    } else if (avc.isReferred && mToWhole > 0) {
-        --mToWhole;
     }
+    mHasBegun = true;
 }
 
 }  // namespace android

@@ -38,6 +38,9 @@ class DecodingStart {
     const bool mIsReordered;
     const bool mIsAvc;
     const int64_t mTimeUs;
+    // The first refresh does not count unless it is whole at once: with nothing decoded before it,
+    // a decoder loses its first picture and with that what the others take from it.
+    bool mHasBegun = false;
     uint32_t mToWhole = kNever;  // so many pictures that others refer to
 };
 

@@ -48,7 +48,7 @@ const WindowCase kCases[] = {
         {"OpenGop", ".mkv", {"-bf", "3", "-g", "60", "-x264-params", "open-gop=1"}},
         {"Matroska", ".mkv", {"-bf", "2", "-g", "250"}},
         {"TransportStream", ".ts", {"-bf", "2", "-g", "75", "-muxdelay", "0"}},
-        {"RefreshedBitByBit", ".mp4", {"-bf", "0", "-g", "25", "-x264-params", "intra-refresh=1"}},
+        {"RefreshedBitByBit", ".mp4", {"-bf", "0", "-g", "12", "-x264-params", "intra-refresh=1"}},
         {"AviWithReordering", ".avi", {"-bf", "2", "-g", "50"}, 2 * kPictureUs},
         {"RawWithoutTimes", ".h264", {"-an", "-bf", "2", "-g", "50"}, 0},
         {"TransportStreamOfKeyFrames", ".ts", {"-bf", "0", "-g", "1"}},
