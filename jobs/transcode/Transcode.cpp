@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "encode/EncodeSetup.h"
+#include "run/BatchScheduling.h"
 #include "run/JobContext.h"
 #include "tracks/PartChoice.h"
 #include "tracks/SourceTracks.h"
@@ -122,6 +123,7 @@ void TranscodeWork::summarize(const TranscodeRun& run) {
 }  // namespace
 
 Result transcode(const TranscodeOptions& options, JobContext& context) {
+    const BatchScheduling throughput;
     return TranscodeWork(options, context).run();
 }
 

@@ -4,7 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <oxa/host/EncoderPreset.h>
+#include <sched.h>
 
+#include <algorithm>
 #include <future>
 
 #include "jobs/JobKit.h"
@@ -19,6 +21,14 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+
+// The threads of this process that are scheduled for throughput.
+int64_t batchThreads() {
+    const std::vector<std::string> threads = namesIn("/proc/self/task");
+    return std::count_if(threads.begin(), threads.end(), [](const std::string& id) {
+        return sched_getscheduler(std::stoi(id)) == SCHED_BATCH;
+    });
+}
 
 // A job that took the other's damage, cancel, figures or preset for its own.
 TEST(TwoJobs, areToldApartInAllThatTheyReport) {
@@ -75,6 +85,20 @@ TEST(TwoJobs, recordTwoCamerasAtOnce) {
         EXPECT_EQ(probe.video()->width, side);
         EXPECT_NE(probe.audio(), nullptr);
     }
+}
+
+// A picture that is waited for must not stand behind a film.
+TEST(TwoJobs, areScheduledForThroughputOnlyWhileTheyTranscode) {
+    const test::TempDir folder;
+    int64_t whileMoving = 0;
+    HearingListener hears([&whileMoving] { whileMoving = std::max(whileMoving, batchThreads()); });
+    Transcode job(quickTranscode(test::mediaPath("flower_540p_h264_aac.mp4"), folder.file("1.mp4")),
+                  &hears);
+    EXPECT_EQ(batchThreads(), 0);
+    const Result result = job.run();
+    EXPECT_TRUE(result.ok()) << result.failure.text;
+    EXPECT_EQ(batchThreads(), 0);
+    EXPECT_GE(whileMoving, 4) << "reading, decoding, encoding, and who called";
 }
 
 // There is one receiver; who has it keeps it.
