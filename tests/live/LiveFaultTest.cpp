@@ -68,6 +68,33 @@ TEST(EncoderFaultTest, isOverWhenItIsSwitchedOffAndTheNextRecordingIsWhole) {
     }
 }
 
+// Takes a few pictures and then none, once in the life of this process.
+class StuckEncoder : public CodecShim {
+  public:
+    using CodecShim::CodecShim;
+    static inline std::atomic<bool> sIsStuck{true};
+
+  private:
+    void onInputConsumed(size_t index) override {
+        if (++mInputs < kLastInput || !sIsStuck) CodecShim::onInputConsumed(index);
+    }
+
+    static constexpr int kLastInput = 20;
+    int mInputs = 0;
+};
+
+// The camera waits for all that it gave, and the most of it is in the library's queue.
+TEST(StuckEncoderTest, doesNotKeepTheCameraFromItsEnd) {
+    installShim<StuckEncoder>("video/avc", CodecDirection::kEncoder);
+    LiveJob job(sourceOf(false));
+    ASSERT_NO_FATAL_FAILURE(job.start());
+    ASSERT_NO_FATAL_FAILURE(job.setRecording(true));
+    const bool isStuck = waitFor([&] { return job.lostPictures() > 0; });
+    stopInTime(&job);
+    StuckEncoder::sIsStuck = false;
+    EXPECT_TRUE(isStuck);
+}
+
 TEST(FullDiskTest, theClientIsToldAndThePreviewGoesOn) {
     const int full = open("/dev/full", O_RDWR | O_CLOEXEC);
     ASSERT_GE(full, 0);
