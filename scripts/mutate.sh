@@ -8,4 +8,4 @@ set -euo pipefail
 # shellcheck source=scripts/lib.sh
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 "$root/scripts/install-deps.sh"
-exec python3 "$root/scripts/mutate.py" --root "$root" "$@"
+exec python3 "$root/scripts/mutation/mutate.py" --root "$root" "$@"

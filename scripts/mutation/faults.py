@@ -1,0 +1,122 @@
+# Copyright 2026 The Oxa Authors
+# SPDX-License-Identifier: Apache-2.0
+"""The single faults that can be put into a source."""
+
+import os
+import random
+import re
+
+LAYERS = {"library": ("libs/",), "platform": ("platform/",), "client": ("tools/", "jobs/")}
+CODE = re.compile(r'//[^\n]*|/\*.*?\*/|R"\w*\(.*?\)\w*"|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])+\'|^\s*#[^\n]*(?:\\\n[^\n]*)*',
+                  re.DOTALL | re.MULTILINE)
+
+
+def blanked(text):
+    """The text with comments, literals and preprocessor lines as blanks of the same length."""
+    return CODE.sub(lambda m: re.sub(r"[^\n]", " ", m.group()), text)
+
+
+def swaps(code, kind, pairs):
+    """Faults that replace what a pattern finds."""
+    for pattern, replacement in pairs:
+        for match in re.finditer(pattern, code):
+            yield kind, match.start(), match.end(), match.expand(replacement)
+
+
+def comparisons(code):
+    return swaps(code, "comparison", [
+        (r"(?<= )==(?= )", "!="), (r"(?<= )!=(?= )", "=="),
+        (r"(?<= )<(?= [\w(*&!-])", ">="), (r"(?<= )>(?= [\w(*&!-])", "<="),
+        (r"(?<= )&&(?= )", "||"), (r"(?<= )\|\|(?= )", "&&"),
+        (r"std::min\b", "std::max"), (r"std::max\b", "std::min")])
+
+
+def boundaries(code):
+    return swaps(code, "boundary", [
+        (r"(?<= )<=(?= )", "<"), (r"(?<= )>=(?= )", ">"),
+        (r"(?<= )<(?= [\w(*&!-])", "<="), (r"(?<= )>(?= [\w(*&!-])", ">="),
+        (r"(?<=[ (])(\+|-) 1\b(?!\d|\.)", r"\1 0")])
+
+
+def units(code):
+    return swaps(code, "unit", [
+        (r"\b1000000000(LL)?\b", r"1000000\1"), (r"\b1000000(LL)?\b", r"1000\1"),
+        (r"\b1000\b", "1000000"), (r"\b1e6\b", "1e3"), (r"\b1e9\b", "1e6")])
+
+
+def constants(code):
+    for match in re.finditer(r"\bconstexpr [^;=\n]*= (-?\d+)(?=[;LU])", code):
+        value = int(match.group(1))
+        yield "constant", match.start(1), match.end(1), str(value * 10 if value else 1)
+    yield from swaps(code, "constant", [(r"\btrue\b(?=[;,)])", "false"), (r"\bfalse\b(?=[;,)])", "true"),
+                                        (r"(?<== )0;", "1;")])
+
+
+ASSIGNMENT = re.compile(r"[\w.\[\]>-]+ [-+|&]?= ")
+STATEMENT = r"^( +)([A-Za-z_][^;{}\n=]*(?:=[^;{}\n=][^;{}\n]*)?);\n"
+
+
+def statements(code):
+    """Simple statements that stand on a line of their own."""
+    for match in re.finditer(STATEMENT, code, re.MULTILINE):
+        text = match.group(2)
+        if re.match(r"(return|break|continue|using|typedef|case|default|public|private|delete|if|for|"
+                    r"while|else|goto|const|constexpr|static|auto|struct|class|enum|extern|friend)\b", text):
+            continue
+        declares = re.match(r"[\w:<>,*& ]+[ *&>]\w+( =|\(|$)", text) and not re.match(r"[\w.>-]+(\(| =)", text)
+        # What is only logged, and setters in a row whose order nobody can see, are no faults.
+        continues = not re.search(r"[;{}:]\s*$", code[:match.start()]) or re.search(r"= (delete|default)$", text)
+        if not declares and not continues and not re.match(r"ALOG|LOG|(\w+(->|\.))set\w+\(", text):
+            yield match
+
+
+def dropped(code):
+    for match in statements(code):
+        text = match.group(2)
+        if ASSIGNMENT.match(text):
+            yield "dropped assignment", match.start(2), match.end(), "\n"
+        elif "(" in text:
+            yield "dropped call", match.start(2), match.end(), "\n"
+    for match in re.finditer(r"^ +if \([^{}\n;]*\) (?:return|continue|break)\b[^;\n]*;\n", code, re.MULTILINE):
+        yield "dropped check", match.start(), match.end(), "\n"
+
+
+def reordered(code):
+    former = None
+    for match in statements(code):
+        together = former is not None and former.end() == match.start() and former.group(1) == match.group(1)
+        if together and not (ASSIGNMENT.match(former.group(2)) and ASSIGNMENT.match(match.group(2))):
+            yield "order", former.start(), match.end(), (former, match)
+        former = match
+
+
+def faults_of(root, name):
+    with open(os.path.join(root, name), encoding="utf-8") as source:
+        text = source.read()
+    code = blanked(text)
+    for make in (comparisons, boundaries, units, constants, dropped, reordered):
+        for kind, begin, end, new in make(code):
+            if isinstance(new, tuple):
+                new = text[new[1].start():new[1].end()] + text[new[0].start():new[0].end()]
+            if new != text[begin:end]:
+                yield {"file": name, "kind": kind, "begin": begin, "end": end, "new": new,
+                       "line": text.count("\n", 0, begin) + 1, "old": text[begin:end]}
+
+
+def choose(root, files, count, seed):
+    """So many faults of each layer that has any; each kind of fault is as likely as the others."""
+    chosen = []
+    for layer, prefixes in LAYERS.items():
+        rng = random.Random(f"{seed} {layer}")
+        kinds = {}
+        for name in files:
+            if name.startswith(prefixes):
+                for fault in faults_of(root, name):
+                    kinds.setdefault(fault["kind"], []).append(fault)
+        for faults in kinds.values():
+            rng.shuffle(faults)
+        for _ in range(count):
+            left = sorted(kind for kind in kinds if kinds[kind])
+            if left:
+                chosen.append(kinds[rng.choice(left)].pop())
+    return chosen
