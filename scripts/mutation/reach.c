@@ -1,9 +1,9 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 //
-// What a program that was compiled with -fsanitize-coverage=trace-pc has run through: a byte for each
-// address, in one file for each of its modules under $OXA_REACH. The files are shared memory, so that
-// forked and killed processes count as well.
+// What a program that was compiled with -fsanitize-coverage=trace-pc has run through: a byte for
+// each address, in one file for each of its modules under $OXA_REACH. The files are shared memory,
+// so that forked and killed processes count as well.
 
 #define _GNU_SOURCE
 #include <dlfcn.h>

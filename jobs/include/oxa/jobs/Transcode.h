@@ -48,8 +48,8 @@ struct TranscodeOptions : EncodeOptions {
 // leaves nothing. One that is cancelled keeps the shorter file if it has a picture with its sound,
 // or a second of sound alone: under the final name if nothing is there, otherwise beside it.
 //
-// While `run` lasts, the calling thread and the job's own are scheduled for throughput (SCHED_BATCH)
-// where the caller's had the usual policy.
+// While `run` lasts, the calling thread and the job's own are scheduled for throughput
+// (SCHED_BATCH), where the caller's had the usual policy.
 class Transcode : public Job {
   public:
     explicit Transcode(TranscodeOptions options, JobListener* listener = nullptr);
