@@ -104,9 +104,10 @@ else
     system=$(mktemp -d "$roots/$name.XXXXXX")
     temporary+=("$system")
 fi
-if [[ ! -e "$system/etc" ]]; then
+if [[ ! -e "$system/.is-whole" ]]; then
     mkdir -p "$system"
     tar -C "$system" --exclude='./dev/*' -xf "$archive"
+    touch "$system/.is-whole"
 fi
 mkdir -p "$system/src" "$system/ccache" "$system/with"
 ((${#with[@]} == 0)) || cp -- "${with[@]}" "$system/with"
