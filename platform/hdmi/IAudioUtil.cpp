@@ -53,7 +53,8 @@ Return<sp<IAudioUtil>> IAudioUtil::castFrom(const sp<IBase>& parent, bool /*emit
     return cast<IAudioUtil>(parent);
 }
 
-sp<IAudioUtil> IAudioUtil::getService(const std::string& serviceName, bool /*getStub*/) {
+sp<IAudioUtil> IAudioUtil::getService(const std::string& serviceName, bool getStub) {
+    if (getStub) return nullptr;
     android::startDefaultAudioUtil();
     return castFrom(android::findService(descriptor, serviceName));
 }

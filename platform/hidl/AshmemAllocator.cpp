@@ -68,9 +68,9 @@ Return<void> IAllocator::interfaceDescriptor(interfaceDescriptor_cb _hidl_cb) {
     return Void();
 }
 
-sp<IAllocator> IAllocator::getService(const std::string& serviceName, bool /*getStub*/) {
+sp<IAllocator> IAllocator::getService(const std::string& serviceName, bool getStub) {
     static auto& allocator = *new sp<IAllocator>(new AshmemAllocator);
-    return serviceName == kName ? allocator : nullptr;
+    return serviceName == kName && !getStub ? allocator : nullptr;
 }
 
 }  // namespace hidl::allocator::V1_0

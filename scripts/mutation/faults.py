@@ -53,6 +53,7 @@ def constants(code):
 
 
 ASSIGNMENT = re.compile(r"[\w.\[\]>-]+ [-+|&]?= ")
+ASSERTION = re.compile(r"CHECK")
 STATEMENT = r"^( +)([A-Za-z_][^;{}\n=]*(?:=[^;{}\n=][^;{}\n]*)?);\n"
 
 
@@ -64,7 +65,7 @@ def statements(code):
                     r"while|else|goto|const|constexpr|static|auto|struct|class|enum|extern|friend)\b", text):
             continue
         declares = re.match(r"[\w:<>,*& ]+[ *&>]\w+( =|\(|$)", text) and not re.match(r"[\w.>-]+(\(| =)", text)
-        # What is only logged, and setters in a row whose order nobody can see, are no faults.
+        # What is only logged, and setters or assertions in a row whose order nobody can see, are no faults.
         continues = not re.search(r"[;{}:]\s*$", code[:match.start()]) or re.search(r"= (delete|default)$", text)
         if not declares and not continues and not re.match(r"ALOG|LOG|(\w+(->|\.))set\w+\(", text):
             yield match
@@ -85,7 +86,8 @@ def reordered(code):
     former = None
     for match in statements(code):
         together = former is not None and former.end() == match.start() and former.group(1) == match.group(1)
-        if together and not (ASSIGNMENT.match(former.group(2)) and ASSIGNMENT.match(match.group(2))):
+        if together and not any(all(pattern.match(one.group(2)) for one in (former, match))
+                                for pattern in (ASSIGNMENT, ASSERTION)):
             yield "order", former.start(), match.end(), (former, match)
         former = match
 

@@ -106,6 +106,7 @@ def judge(tree, tests, fault, arguments, former, reach):
             # Once more, alone: a machine that is busy may have made it fail.
             if not failed.passes():
                 return failed.name
+            print(f"    {failed.name} failed once only", file=sys.stderr, flush=True)
             left = left[left.index(failed) + 1:]
         return SURVIVED if time.monotonic() < deadline else f"{UNNOTICED} {arguments.limit:.0f} s"
     finally:
@@ -183,6 +184,8 @@ def parse_arguments():
     parser.add_argument("--minutes", type=float, help="end then; another run goes on")
     parser.add_argument("--limit", type=float, help="seconds of tests for each fault (3600)")
     parser.add_argument("--again", action="store_true", help="judge those once more that nobody noticed")
+    parser.add_argument("--part", metavar="K/N", default="1/1",
+                        help="every Nth fault from the Kth on, for as many folders or machines")
     parser.add_argument("--jobs", type=int, default=(os.cpu_count() or 1) + 2, help="tests at a time")
     parser.add_argument("--reach", action="store_true",
                         help="find out which tests run through which lines, and end; from then on a fault is "
@@ -229,6 +232,8 @@ def main():
     root = os.path.realpath(arguments.root)
     begin = time.monotonic()
     faults = choose(root, sources(root, arguments.files, arguments.changed), arguments.count, arguments.seed)
+    first, step = (int(number) for number in arguments.part.split("/"))
+    faults = faults[first - 1::step]
     if not faults:
         sys.exit("mutate.sh: no fault can be made there")
     if arguments.list:
@@ -244,9 +249,11 @@ def main():
     well, text = tree.build()
     if not well:
         sys.exit(f"mutate.sh: the tree without a fault does not build:\n{text[-2000:]}")
+    reach = Reach(os.path.join(folder, REACH))
     tests = tree.tests()
-    results = judge_all(tree, tests, faults, known_results(folder), record, arguments, begin,
-                        Reach(os.path.join(folder, REACH)))
+    for test in tests:
+        test.limit_s = min(test.limit_s, reach.patience_s(test.name))
+    results = judge_all(tree, tests, faults, known_results(folder), record, arguments, begin, reach)
     useless = failing_anyway(tree, tests, results)
     report([result for result in results if result["noticed"] not in useless])
     for name in sorted(useless):

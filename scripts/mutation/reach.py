@@ -7,6 +7,7 @@ import concurrent.futures
 import functools
 import hashlib
 import json
+import math
 import os
 import shutil
 import subprocess
@@ -34,6 +35,10 @@ class Reach:
     def seconds(self, test):
         """How long it took, with nothing to find."""
         return self._known["tests"].get(test, 0.0)
+
+    def patience_s(self, test):
+        """How long it may take before it is said to hang."""
+        return 30 + 8 * self._known["tests"][test] if test in self._known["tests"] else math.inf
 
     def of(self, root, fault):
         """The names of the tests that run through a fault, of its file's tests where the line says

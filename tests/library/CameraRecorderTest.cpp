@@ -156,13 +156,32 @@ TEST(CameraRecorderTest, withoutACameraNothingIsPrepared) {
     EXPECT_EQ(stage.pipeline->prepare(), NO_INIT);
 }
 
-TEST(CameraRecorderTest, aNegativeBitRateIsWrittenBack) {
-    CameraStage stage;
-    stage.format.bitRate = -1;
-    advance(&stage, CameraStage::kPrepare + 2);
-    ASSERT_EQ(stage.pipeline->setRecord(1), OK);
-    EXPECT_EQ(stage.format.bitRate, 160 * 120 * 15);
-    EXPECT_EQ(stage.pipeline->stop(), OK);
+// A negative bit rate is computed and written back; other modes of deinterlacing than there are do
+// not come to the encoder.
+TEST(CameraRecorderTest, asksTheEncoderForWhatTheTargetSays) {
+    for (const int mode : {-1, 0, 2, 3}) {
+        const LogCapture log;
+        CameraStage stage;
+        stage.format.deinterlace = mode;
+        stage.format.bitRate = -1;
+        stage.format.iFrameInterval = 7;
+        stage.format.level = 4;
+        stage.format.profile = 2;
+        advance(&stage, CameraStage::kPrepare + 2);
+        ASSERT_EQ(stage.pipeline->setRecord(1), OK);
+        EXPECT_EQ(stage.format.bitRate, 160 * 120 * 15);
+        EXPECT_EQ(stage.pipeline->stop(), OK);
+        const auto isAskedFor = [&](const std::string& item, int value) {
+            return log.contains("CameraRecorder",
+                                "int32_t " + item + " = " + std::to_string(value) + "\n");
+        };
+        EXPECT_EQ(isAskedFor("video-de-interlace", mode), mode == 0 || mode == 2) << mode;
+        EXPECT_TRUE(isAskedFor("bitrate", stage.format.bitRate));
+        EXPECT_TRUE(isAskedFor("frame-rate", 30));
+        EXPECT_TRUE(isAskedFor("i-frame-interval", 7));
+        EXPECT_TRUE(isAskedFor("level", 4));
+        EXPECT_TRUE(isAskedFor("profile", 2));
+    }
 }
 
 }  // namespace

@@ -377,6 +377,28 @@ TEST(FacadeTest, closesItsOwnDescriptorsOnly) {
     EXPECT_EQ(close(input), 0);
 }
 
+// As a daemon has that has closed its standard input.
+TEST(FacadeTest, descriptorZeroIsOneLikeTheOthers) {
+    const oxa::test::TempDir folder;
+    for (const int type : {0, 7}) {
+        const std::string output = folder.file(std::to_string(type));
+        TranscodeJob job(CODEC_AUDIO_ONLY);
+        advance(&job, TranscodeJob::kMuxer);
+        job.config.type = type;
+        job.config.fileName = output.c_str();
+        const int input = dup(STDIN_FILENO);
+        close(STDIN_FILENO);
+        if (type == 7) job.config.fileDesc = open(output.c_str(), O_RDWR | O_CREAT, 0600);
+        for (size_t step = TranscodeJob::kMuxer; step <= TranscodeJob::kStart; ++step)
+            EXPECT_EQ(take(&job, step), OK) << type;
+        EXPECT_EQ(job.player->drain(60000000), OK);
+        EXPECT_EQ(job.player->cleanup(), OK);
+        dup2(input, STDIN_FILENO);
+        close(input);
+        EXPECT_GT(oxa::test::fileSize(output), 4000) << type;
+    }
+}
+
 // ---- Sound that waits for a first picture -------------------------------------------------------
 
 // It ends by itself after 3 s.

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <type_traits>
+#include <utility>
 
 #include "AudioDecoder.h"
 #include "AudioRecordEncoder.h"
@@ -13,6 +14,7 @@
 #include "VideoDecoder.h"
 #include "VideoTranscoder.h"
 #include "library/Stage.h"
+#include "support/CodecShim.h"
 #include "support/LogCapture.h"
 #include "support/RampSource.h"
 #include "support/Test.h"
@@ -341,6 +343,40 @@ TYPED_TEST(TranscoderTest, aStreamLeavesNoSampleBeforeItsTime) {
     EXPECT_EQ(stage.pipeline->stop(), OK);
 }
 
+// Notes when each sample comes to it.
+class TimedDecoder : public oxa::test::CodecShim {
+  public:
+    using CodecShim::CodecShim;
+    static inline std::vector<std::pair<int64_t, int64_t>> sSamples;  // its time and the clock's
+
+    void queueInput(const CodecInput& input) override {
+        sSamples.emplace_back(input.timeUs, ALooper::GetNowUs());
+        CodecShim::queueInput(input);
+    }
+};
+
+// The shortest pauses: no machine makes one shorter, and none is slow each time.
+TEST(AudioTranscoderTest, pausesWithEachSampleThatIsASecondAheadOfThePicture) {
+    constexpr int64_t kSecondUs = 1000000;
+    constexpr int64_t kPauseUs = 100000;
+    oxa::test::installShim<TimedDecoder>("audio/mp4a-latm", CodecDirection::kDecoder);
+    AudioTranscoderStage stage;
+    stage.reports->muxer = stage.muxer;
+    stage.pipeline->setVideoTimeUs(1);
+    advance(&stage, startedState<AudioTranscoderStage>());
+    ASSERT_TRUE(waitFor([&] { return stage.pipeline->lastTimeUs() > kSecondUs + kPauseUs; }));
+    EXPECT_EQ(stage.pipeline->stop(), OK);
+    int64_t shortestUs[] = {INT64_MAX, INT64_MAX};
+    const auto& samples = TimedDecoder::sSamples;
+    for (size_t i = 0; i + 1 < samples.size(); ++i) {
+        if (samples[i].first < kSecondUs / 2) continue;
+        int64_t& shortest = shortestUs[samples[i].first > kSecondUs + 1];
+        shortest = std::min(shortest, samples[i + 1].second - samples[i].second);
+    }
+    EXPECT_LT(shortestUs[0], kPauseUs);
+    EXPECT_GE(shortestUs[1], kPauseUs);
+}
+
 // What prepare computes goes back into the client's record.
 TEST(VideoTranscoderTest, writesTheComputedRatesBack) {
     VideoTranscoderStage stage;
@@ -351,6 +387,10 @@ TEST(VideoTranscoderTest, writesTheComputedRatesBack) {
     advance(&stage, startedState<VideoTranscoderStage>());
     EXPECT_EQ(stage.format.bitRate, 31104000);
     EXPECT_EQ(stage.format.frameRate, 30);
+    VideoTranscoderStage slowest;
+    slowest.format.frameRate = 1;
+    advance(&slowest, startedState<VideoTranscoderStage>());
+    EXPECT_EQ(slowest.format.frameRate, 1) << "is a rate";
 }
 
 // 92 pictures: reports with pictures 30, 60 and 90, and the frame rates only when asked for.
@@ -452,6 +492,7 @@ TYPED_TEST(RecorderTest, resetEndsARecordingThatRuns) {
     ASSERT_EQ(record(&stage), OK);
     ASSERT_TRUE(waitFor([&] { return stage.reports->count(kWhatTrackAdded) > 0; }));
     EXPECT_EQ(stage.pipeline->reset(), OK);
+    EXPECT_EQ(stage.muxer->getStrongCount(), 1) << "is kept by the next life";
     EXPECT_EQ(take(&stage, 0), OK);
 }
 

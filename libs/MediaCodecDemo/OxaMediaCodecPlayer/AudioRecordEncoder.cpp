@@ -241,9 +241,6 @@ void AudioRecordEncoder::onSetRecord(bool enable) {
         if (mState == STARTED && !mPlayback) stopCapture();
         // Before the start, too: the next switch-on makes another encoder.
         releaseEncoder();
-        // Like its siblings: a muxer that never started would keep its file open until the next
-        // one.
-        mMuxer.clear();
         if (mState == STARTED) postReport(kWhatStopTranscode, AMSG_STOP_ITEM, STOP_AUDIO);
     }
 }
@@ -360,6 +357,8 @@ void AudioRecordEncoder::setupAudioEncoder() {
 void AudioRecordEncoder::releaseEncoder() {
     if (mEncoder != NULL) mTrackEncoder.stopCallbacks();
     mTrackEncoder.release();
+    // Like its siblings: a muxer that never started would keep its file open until the next one.
+    mMuxer.clear();
     // Recording is off by now, and no sound comes in behind this.
     Mutex::Autolock lock(mRecordLock);
     mEncodeQueue.clear();

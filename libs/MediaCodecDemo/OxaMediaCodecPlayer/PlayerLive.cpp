@@ -78,7 +78,6 @@ class OxaMediaCodecPlayer::LiveSource : public Source {
     void stop() override {
         // One that did not start cannot be stopped.
         if (mCameraStarted) CHECK_PLAYER(mCameraRecorder->stop() == OK);
-        mCameraStarted = false;
         if (handlesAudio()) CHECK_PLAYER(mAudioEncoder->stop() == OK);
     }
 
@@ -103,7 +102,7 @@ class OxaMediaCodecPlayer::LiveSource : public Source {
     sp<CameraRecorder>& mCameraRecorder = mPlayer.mCameraRecorder;
     sp<AudioEncoder>& mAudioEncoder;
     sp<ALooper>& mAudioLooper;
-    bool mCameraStarted = false;
+    bool mCameraStarted = false;  // by the last start
 };
 
 // A USB camera with a microphone.

@@ -91,6 +91,7 @@ TEST(SharedMemoryTest, failsWithoutMemory) {
     EXPECT_EQ(mapMemory(hidl_memory("ashmem", memory.handle(), 0)), nullptr);
     EXPECT_EQ(IAllocator::getService("other"), nullptr);
     EXPECT_EQ(IAllocator::getService(), nullptr);
+    EXPECT_EQ(IAllocator::getService("ashmem", true), nullptr);
 }
 
 class Callback : public IAudioUtilCallback {
@@ -101,6 +102,7 @@ class Callback : public IAudioUtilCallback {
 TEST(ServiceTest, needsANameAndIsCastOnlyToItsInterface) {
     oxa::host::startHdmiSoundService();
     const sp<IAudioUtil> named = IAudioUtil::getService("default", false);
+    EXPECT_EQ(IAudioUtil::getService("default", true), nullptr);
     EXPECT_NE(named->registerAsService(""), OK);
     const sp<IBase> service = named;
     const sp<IBase> callback = new Callback;

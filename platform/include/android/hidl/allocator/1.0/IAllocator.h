@@ -26,7 +26,8 @@ struct IAllocator : public base::V1_0::IBase {
 
     hardware::Return<void> interfaceDescriptor(interfaceDescriptor_cb _hidl_cb) override;
 
-    // The allocator "ashmem"; null for any other name.
+    // The allocator "ashmem"; null for any other name, and with `getStub`, which asks for an
+    // implementation that is loaded into the process.
     static sp<IAllocator> getService(const std::string& serviceName = "default",
                                      bool getStub = false);
     static sp<IAllocator> getService(const char serviceName[], bool getStub = false) {

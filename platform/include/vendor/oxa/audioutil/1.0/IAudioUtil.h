@@ -47,7 +47,8 @@ struct IAudioUtil : public ::android::hidl::base::V1_0::IBase {
             bool emitError = false);
 
     // The service of that name; null at once when there is none. Nobody starts one here: it is
-    // there as soon as it was registered. `getStub` makes no difference.
+    // there as soon as it was registered. `getStub` asks for an implementation that is loaded into
+    // the process, of which there is none: null.
     static ::android::sp<IAudioUtil> getService(const std::string& serviceName = "default",
                                                 bool getStub = false);
     static ::android::sp<IAudioUtil> getService(const char serviceName[], bool getStub = false) {
