@@ -6,9 +6,9 @@
 #include <algorithm>
 
 #include "encode/EncodeSetup.h"
+#include "tracks/MessageText.h"
 #include "tracks/PartChoice.h"
 #include "tracks/SourceTracks.h"
-#include "tracks/StatusText.h"
 
 namespace oxa::jobs {
 

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "tracks/StatusText.h"
+#include "tracks/MessageText.h"
 
 namespace oxa::jobs {
 

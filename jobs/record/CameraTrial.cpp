@@ -11,7 +11,7 @@
 #include <unistd.h>
 
 #include "run/EventQueue.h"
-#include "tracks/StatusText.h"
+#include "tracks/MessageText.h"
 
 namespace oxa::jobs {
 

@@ -13,7 +13,7 @@
 #include <cmath>
 #include <utility>
 
-#include "tracks/StatusText.h"
+#include "tracks/MessageText.h"
 
 namespace oxa::jobs {
 

@@ -6,20 +6,14 @@
 #include <oxa/host/InputChoice.h>
 
 #include <algorithm>
-#include <cstdio>
 
 #include "encode/EncodeSetup.h"
+#include "tracks/MessageText.h"
 #include "tracks/SourceTracks.h"
 
 namespace oxa::jobs {
 
 namespace {
-
-std::string secondsText(int64_t us) {
-    char text[32];
-    snprintf(text, sizeof(text), "%.3f s", us / 1e6);
-    return text;
-}
 
 std::optional<Failure> refuseTimes(const InputFile& input, const InputPart& part,
                                    const std::vector<Track>& tracks) {

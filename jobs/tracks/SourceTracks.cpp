@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "tracks/StatusText.h"
+#include "tracks/MessageText.h"
 
 namespace oxa::jobs {
 

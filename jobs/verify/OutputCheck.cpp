@@ -5,9 +5,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <numeric>
+
+#include "tracks/MessageText.h"
 
 namespace oxa::jobs {
 
@@ -27,12 +28,6 @@ constexpr int64_t kFrame = 1024;           // of AAC
 constexpr int64_t kMostClockUs = 260'000;  // two frames at 8 kHz
 constexpr double kLoud = 0.1;              // of the mean level: there is sound
 constexpr double kSilence = 1e-4;
-
-std::string secondsText(int64_t us) {
-    char text[32];
-    snprintf(text, sizeof(text), "%.3f s", us / 1e6);
-    return text;
-}
 
 double distance(const host::PictureGrid& a, const host::PictureGrid& b) {
     double sum = 0;

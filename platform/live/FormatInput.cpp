@@ -181,8 +181,7 @@ class FormatInput : public LiveInput {
             timeUs = av_rescale_q(frame.best_effort_timestamp, mStream->time_base, kMicroseconds);
         }
         if (mSource.isDevice()) return monotonicTimeOf(timeUs, monotonicUs(), mWallClockUs);
-        if (timeUs == AV_NOPTS_VALUE) return mNextUs;
-        timeUs += mRepeatUs - fileStartUs(*mFormat);
+        timeUs = timeUs == AV_NOPTS_VALUE ? mNextUs : timeUs + mRepeatUs - fileStartUs(*mFormat);
         mNextUs = timeUs + durationUs(frame);
         return timeUs;
     }

@@ -31,11 +31,17 @@ def comparisons(code):
         (r"std::min\b", "std::max"), (r"std::max\b", "std::min")])
 
 
+# Of a clock nobody sees the single tick.
+CLOCK = re.compile(r"[nN]ow(Us|Ns)?\b|\b(elapsed|left|deadline)\w*")
+
+
 def boundaries(code):
-    return swaps(code, "boundary", [
+    for fault in swaps(code, "boundary", [
         (r"(?<= )<=(?= )", "<"), (r"(?<= )>=(?= )", ">"),
         (r"(?<= )<(?= [\w(*&!-])", "<="), (r"(?<= )>(?= [\w(*&!-])", ">="),
-        (r"(?<=[ (])(\+|-) 1\b(?!\d|\.)", r"\1 0")])
+        (r"(?<=[ (])(\+|-) 1\b(?!\d|\.)", r"\1 0")]):
+        if not CLOCK.search(code[code.rfind("\n", 0, fault[1]):code.find("\n", fault[2])]):
+            yield fault
 
 
 def units(code):
@@ -49,7 +55,7 @@ def constants(code):
         value = int(match.group(1))
         yield "constant", match.start(1), match.end(1), str(value * 10 if value else 1)
     yield from swaps(code, "constant", [(r"\btrue\b(?=[;,)])", "false"), (r"\bfalse\b(?=[;,)])", "true"),
-                                        (r"(?<== )0;", "1;")])
+                                        (r"(?<== )(?<!\) = )(?<!const = )0;", "1;")])
 
 
 ASSIGNMENT = re.compile(r"[\w.\[\]>-]+ [-+|&]?= ")

@@ -91,5 +91,41 @@ TEST(JobError, namesTheOptionThatIsWrong) {
     EXPECT_THAT(namesIn(outputs.path()), IsEmpty());
 }
 
+TEST(JobError, isNoneAtTheLimitsOfTheOptions) {
+    test::ClipOptions clip;
+    clip.seconds = 0.2;
+    const auto lowest = [](TranscodeOptions* options) {
+        options->size = Size{16, 16};
+        options->frameRate = 1;
+        options->quality = 0;
+        options->audioBitRate = 8'000;
+        options->keyFrameIntervalSec = 0;
+        options->deinterlace = 0;
+        options->audioRate = 8'000;
+        options->audioChannels = 1;
+    };
+    const auto highest = [](TranscodeOptions* options) {
+        options->size = Size{8192, 16};
+        options->frameRate = 240;
+        options->videoBitRate = 1'000'000'000;
+        options->audioBitRate = 1'000'000;
+        options->keyFrameIntervalSec = 600;
+        options->deinterlace = 2;
+        options->audioRate = 96'000;
+        options->audioChannels = 6;
+    };
+    const auto frame = [](TranscodeOptions* options) {
+        options->size.reset();
+        options->maxSize = PictureFrame{{16, 8192}};
+        options->quality = 51;
+    };
+    for (void (*const set)(TranscodeOptions*) : {+lowest, +highest, +frame}) {
+        const test::TempDir outputs;
+        TranscodeOptions options = quickTranscode(test::testClip(clip), outputs.file("out.mp4"));
+        set(&options);
+        EXPECT_EQ(Transcode(options).run().failure.text, "");
+    }
+}
+
 }  // namespace
 }  // namespace oxa::jobs

@@ -99,9 +99,12 @@ TEST_F(PlayCliTest, theLastPictureIsSeenAsLongAsTheOthers) {
     clip.audio = false;
     const ProcessResult result = play({testClip(clip), "--display", "null", "--json"}).run();
     EXPECT_EQ(result.exitCode, 0) << result.err;
-    const json last = eventsOf(result.out).back();
+    const auto events = eventsOf(result.out);
+    const json& last = events.back();
     EXPECT_EQ(last["frames"].get<int>() + last["dropped"].get<int>(), 3);
     EXPECT_GE(last["duration_s"].get<double>(), 2.95);
+    // One each second.
+    EXPECT_GE(eventsNamed(events, "fps").size(), 1u);
 }
 
 // A sound that the library's pipeline does not take must not take the picture with it.

@@ -6,6 +6,7 @@
 
 #include "support/LibraryJob.h"
 #include "support/MediaProbe.h"
+#include "support/SampleList.h"
 #include "support/Test.h"
 #include "transcode/TranscodeKit.h"
 
@@ -56,6 +57,19 @@ TEST(RepetitionTest, manyInARowOnOneProcessor) {
     ASSERT_EQ(sched_setaffinity(0, sizeof(one), &one), 0);
     transcodeManyTimes();
     EXPECT_EQ(sched_setaffinity(0, sizeof(all), &all), 0);
+}
+
+TEST(SoundRateTest, isTheLibrarysWhereNobodyAsksForOne) {
+    const TempDir folder;
+    const std::string output = folder.file("out.mp4");
+    LibraryJob job(mediaPath("friday_480p_audio_first.mp4"), output, android::CODEC_AUDIO_ONLY);
+    ASSERT_NO_FATAL_FAILURE(job.start());
+    ASSERT_NO_FATAL_FAILURE(job.waitForEnd());
+    job.stopAndCleanUp();
+    size_t bytes = 0;
+    for (const StoredSample& sample : soundSamples(output))
+        bytes += sample.data.size();
+    EXPECT_NEAR(8 * bytes / (MediaProbe(output).audio()->durationUs() / 1e6), 128000, 10000);
 }
 
 // ---- An encoder that gives its codec-specific data first, as televisions' do

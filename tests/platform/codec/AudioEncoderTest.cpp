@@ -215,6 +215,8 @@ TEST(AacEncoderTest, knowsWhatAacHas) {
     } kFormats[] = {
             {{2, 7350}, {0, 0}, OK},
             {{8, 96000}, {0, 0}, OK},
+            {{64, 48000}, {2, 0}, OK},
+            {{65, 48000}, {2, 0}, BAD_VALUE},
             {{2, 37800}, {0, 0}, BAD_VALUE},
             {{2, 48000}, {2, 192000}, BAD_VALUE},
             {{9, 48000}, {0, 0}, BAD_VALUE},

@@ -4,6 +4,7 @@
 #include <gui/Surface.h>
 #include <media/hardware/HardwareAPI.h>
 #include <mediadrm/ICrypto.h>
+#include <oxa/host/EncoderRate.h>
 #include <oxa/host/EncoderSpeed.h>
 
 #include <atomic>
@@ -443,6 +444,14 @@ TEST(AvcEncoder, takesPicturesOfAnySizeAndFormat) {
     EXPECT_EQ(header.chroma_location, told.chromaLocation);
     EXPECT_EQ(header.sample_aspect_ratio.num, told.aspectNumerator);
     EXPECT_EQ(header.sample_aspect_ratio.den, told.aspectDenominator);
+}
+
+TEST(EncoderRate, takesTheQualitiesThatThereAre) {
+    const int usual = host::encoderQuality();
+    for (const int quality : {-1, 0, 51, 52})
+        EXPECT_EQ(host::setEncoderQuality(quality), quality == 0 || quality == 51) << quality;
+    EXPECT_EQ(host::encoderQuality(), 51);
+    host::setEncoderQuality(usual);
 }
 
 // Only the order is the same on every machine, also in a process that has other things to do.

@@ -172,6 +172,7 @@ TEST(ExtractorTest, seeksToSyncSamples) {
     EXPECT_EQ(seek(2400000, MediaSource::ReadOptions::SEEK_PREVIOUS_SYNC), 2000000);
     EXPECT_EQ(readAll(extractor).size(), all.size() - 50);
     EXPECT_EQ(seek(2400000, MediaSource::ReadOptions::SEEK_NEXT_SYNC), 3000000);
+    EXPECT_EQ(seek(600000, MediaSource::ReadOptions::SEEK_CLOSEST_SYNC), 1000000);
     EXPECT_EQ(seek(1510000, MediaSource::ReadOptions::SEEK_CLOSEST_SYNC), 2000000);
     EXPECT_EQ(seek(1490000, MediaSource::ReadOptions::SEEK_CLOSEST_SYNC), 1000000);
     EXPECT_EQ(seek(1600000, MediaSource::ReadOptions::SEEK_CLOSEST), 1000000);

@@ -84,6 +84,19 @@ TEST_F(SampleOrderTest, writesByTimeAndTheFirstTrackFirst) {
     EXPECT_EQ(mText, "psssps");
 }
 
+TEST_F(SampleOrderTest, givesUpWhatItHoldsFromATimeOn) {
+    for (const int64_t timeUs : {0, 20000, 40000})
+        add(kSound, timeUs);
+    int64_t firstUs = -1;
+    EXPECT_TRUE(mOrder.dropFrom(kSound, 20000, &firstUs));
+    EXPECT_EQ(firstUs, 20000);
+    EXPECT_FALSE(mOrder.dropFrom(kSound, 20000, &firstUs));
+    mOrder.end(kPicture);
+    mOrder.end(kSound);
+    drain();
+    EXPECT_EQ(mText, "s");
+}
+
 class SampleOrderPaceTest : public SampleOrderTest, public testing::WithParamInterface<int64_t> {};
 
 // What a killed recording of a camera that stalls has lost is what is not written yet.

@@ -1,10 +1,11 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "tracks/StatusText.h"
+#include "tracks/MessageText.h"
 
 #include <media/stagefright/MediaErrors.h>
 
+#include <cstdio>
 #include <cstring>
 
 namespace oxa::jobs {
@@ -24,6 +25,12 @@ std::string statusText(android::status_t status) {
     }
     if (status < 0 && status > android::MEDIA_ERROR_BASE) return strerror(-status);
     return "Error " + std::to_string(status);
+}
+
+std::string secondsText(int64_t us) {
+    char text[32];
+    snprintf(text, sizeof(text), "%.3f s", us / 1e6);
+    return text;
 }
 
 }  // namespace oxa::jobs
