@@ -77,7 +77,7 @@ def near_folders(name):
 
 def in_order(tests, fault, former, reach, root):
     """Those that have noticed faults of this file before, those near it, the quick ones, the rest;
-    only those that run through it, if that is known."""
+    not those that are known to run past it."""
     folders = near_folders(fault["file"])
     through = reach.of(root, fault)
 
@@ -87,7 +87,8 @@ def in_order(tests, fault, former, reach, root):
         if through is not None:
             return seen, test.alone, reach.seconds(test.name), near
         return seen, near, not test.quick, test.alone
-    return sorted((test for test in tests if through is None or test.name in through), key=key)
+    return sorted((test for test in tests if through is None or test.name in through
+                   or not reach.knows(test.name)), key=key)
 
 
 def judge(tree, tests, fault, arguments, former, reach):

@@ -32,6 +32,9 @@ class Reach:
     def __bool__(self):
         return bool(self._known["files"])
 
+    def knows(self, test):
+        return test in self._known["tests"]
+
     def seconds(self, test):
         """How long it took, with nothing to find."""
         return self._known["tests"].get(test, 0.0)
