@@ -4,6 +4,7 @@
 #include <csignal>
 
 #include "cli/PlayerProgram.h"
+#include "support/MediaProbe.h"
 #include "support/Pictures.h"
 #include "support/Test.h"
 
@@ -79,6 +80,22 @@ TEST(ContactSheet, cellsShowTheirTimes) {
                     meanColour(images[0], left + stepX / 2 - 4, top + stepY / 2 - 4, 8, 8);
             EXPECT_NEAR(centre.y, 30 + 20 * timeSec, 3) << i;
         }
+    }
+}
+
+TEST(ContactSheet, timesOfALatePictureBeginWithIt) {
+    const TempDir folder;
+    const std::string film = mediaPath("friday_video_starts_1s.mp4");
+    const ProcessResult result = sheet(film, folder.file("sheet.png"),
+                                       {"--columns", "2", "--rows", "1", "--json"})
+                                         .run();
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const json times = eventsOf(result.out).back()["times_s"];
+    ASSERT_EQ(times.size(), 2u);
+    const StreamProbe video = *MediaProbe(film).video();
+    for (const int i : {0, 1}) {
+        const double wantedUs = video.firstUs() + video.durationUs() * (2 * i + 1) / 4.0;
+        EXPECT_NEAR(times[i].get<double>(), wantedUs / 1e6, 0.1);
     }
 }
 

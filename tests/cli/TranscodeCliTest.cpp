@@ -90,6 +90,18 @@ TEST_F(TranscodeCliTest, clipBecomesAvcAndAacAndEventsTellIt) {
     EXPECT_THAT(namesIn(mFolder.path()), UnorderedElementsAre("out.mp4"));
 }
 
+// The files that are opened would have their numbers, and messages would go into these.
+TEST_F(TranscodeCliTest, standardStreamsMayBeClosed) {
+    Words command = {"sh", "-c", "exec \"$0\" \"$@\" <&- >&- 2>&-", OXA_PLAYER_PROGRAM};
+    for (const std::string& word : quick(mClip, mMp4))
+        command.push_back(word);
+    EXPECT_EQ(ProcessRunner(command).run().exitCode, 0);
+    const MediaProbe probe(mMp4);
+    ASSERT_NE(probe.video(), nullptr) << probe.error();
+    EXPECT_EQ(probe.video()->frameCount, 30);
+    EXPECT_EQ(probe.video()->decodeErrors, 0);
+}
+
 TEST_F(TranscodeCliTest, optionsReachTheEncoders) {
     const ProcessResult result =
             runPlayer(quick(mediaPath("friday_audio_starts_1200ms.mp4"), mMp4,
