@@ -86,9 +86,9 @@ TEST(ContactSheet, cellsShowTheirTimes) {
 TEST(ContactSheet, timesOfALatePictureBeginWithIt) {
     const TempDir folder;
     const std::string film = mediaPath("friday_video_starts_1s.mp4");
-    const ProcessResult result = sheet(film, folder.file("sheet.png"),
-                                       {"--columns", "2", "--rows", "1", "--json"})
-                                         .run();
+    const ProcessResult result =
+            sheet(film, folder.file("sheet.png"), {"--columns", "2", "--rows", "1", "--json"})
+                    .run();
     ASSERT_EQ(result.exitCode, 0) << result.err;
     const json times = eventsOf(result.out).back()["times_s"];
     ASSERT_EQ(times.size(), 2u);
