@@ -24,6 +24,7 @@
 #include "ffmpeg/TimeBase.h"
 #include "live/DeviceModule.h"
 #include "live/DeviceOptions.h"
+#include "live/FrameTimes.h"
 #include "live/LiveInput.h"
 
 extern "C" {
@@ -181,15 +182,8 @@ class FormatInput : public LiveInput {
             timeUs = av_rescale_q(frame.best_effort_timestamp, mStream->time_base, kMicroseconds);
         }
         if (mSource.isDevice()) return monotonicTimeOf(timeUs, monotonicUs(), mWallClockUs);
-        timeUs = timeUs == AV_NOPTS_VALUE ? mNextUs : timeUs + mRepeatUs - fileStartUs(*mFormat);
-        mNextUs = timeUs + durationUs(frame);
-        return timeUs;
-    }
-
-    int64_t durationUs(const AVFrame& frame) const {
-        if (frame.sample_rate > 0) return frame.nb_samples * INT64_C(1000000) / frame.sample_rate;
-        const double rate = frameRateOf(*mStream);
-        return rate > 0 ? static_cast<int64_t>(1e6 / rate) : 0;
+        if (timeUs != AV_NOPTS_VALUE) timeUs += mRepeatUs - fileStartUs(*mFormat);
+        return mTimes.next(frame, timeUs, frameRateOf(*mStream));
     }
 
     const LiveSource mSource;
@@ -200,8 +194,8 @@ class FormatInput : public LiveInput {
     AvCodecOwner mDecoder;
     AvPacketOwner mPacket;
     bool mEnded = false;
-    int64_t mRepeatUs = 0;     // how long the former rounds were
-    int64_t mNextUs = 0;       // for a frame without a time
+    int64_t mRepeatUs = 0;  // how long the former rounds were
+    FrameTimes mTimes;
     int64_t mWallClockUs = 0;  // the wall clock minus the monotonic clock
 };
 

@@ -7,6 +7,7 @@
 
 #include "ffmpeg/AvLog.h"
 #include "ffmpeg/TimeBase.h"
+#include "live/FrameTimes.h"
 #include "modules/filters/AvFilterOwner.h"
 
 extern "C" {
@@ -45,8 +46,7 @@ class GraphInput : public LiveInput {
         if (mKind == LiveKind::kPicture) {
             info.width = av_buffersink_get_w(mSink);
             info.height = av_buffersink_get_h(mSink);
-            const AVRational rate = av_buffersink_get_frame_rate(mSink);
-            info.frameRate = rate.num > 0 && rate.den > 0 ? av_q2d(rate) : 0;
+            info.frameRate = frameRate();
         } else {
             AVChannelLayout layout = {};
             av_buffersink_get_ch_layout(mSink, &layout);
@@ -60,11 +60,21 @@ class GraphInput : public LiveInput {
     int read(AVFrame* frame) override {
         const int err = av_buffersink_get_frame(mSink, frame);
         if (err < 0) return err;
-        frame->pts = av_rescale_q(frame->pts, av_buffersink_get_time_base(mSink), kMicroseconds);
+        if (frame->pts != AV_NOPTS_VALUE) {
+            frame->pts =
+                    av_rescale_q(frame->pts, av_buffersink_get_time_base(mSink), kMicroseconds);
+        }
+        frame->pts = mTimes.next(*frame, frame->pts, frameRate());
         return 0;
     }
 
   private:
+    // Of pictures; 0 for a graph that does not tell one.
+    double frameRate() const {
+        const AVRational rate = av_buffersink_get_frame_rate(mSink);
+        return rate.num > 0 && rate.den > 0 ? av_q2d(rate) : 0;
+    }
+
     int connect(AVFilterInOut* out) {
         const AVMediaType type = avfilter_pad_get_type(out->filter_ctx->output_pads, out->pad_idx);
         const bool isPicture = type == AVMEDIA_TYPE_VIDEO;
@@ -92,6 +102,7 @@ class GraphInput : public LiveInput {
     const LiveKind mKind;
     const AvFilterGraphOwner mGraph;
     AVFilterContext* mSink = nullptr;  // the graph's
+    FrameTimes mTimes;
 };
 
 }  // namespace

@@ -102,10 +102,13 @@ TEST(LiveReader, givesPicturesWithoutTimesThoseOfTheirRate) {
     ClipOptions clip;
     clip.extension = "h264";
     clip.audio = false;
-    const std::vector<Seen> seen = readPictures(startReader(optionsFor(testClip(clip))).get(), 10);
-    ASSERT_EQ(seen.size(), 10u);
-    for (size_t i = 1; i < seen.size(); ++i)
-        EXPECT_EQ(seen[i].timeUs - seen[i - 1].timeUs, 40000) << i;
+    for (const char* reader : {"", "lavfi:movie="}) {
+        const std::vector<Seen> seen =
+                readPictures(startReader(optionsFor(reader + testClip(clip))).get(), 10);
+        ASSERT_EQ(seen.size(), 10u) << reader;
+        for (size_t i = 1; i < seen.size(); ++i)
+            EXPECT_EQ(seen[i].timeUs - seen[i - 1].timeUs, 40000) << reader << i;
+    }
 }
 
 // After a stall the source is where it would be without; nothing is made up for.
