@@ -50,16 +50,24 @@ def units(code):
         (r"\b1000\b", "1000000"), (r"\b1e6\b", "1e3"), (r"\b1e9\b", "1e6")])
 
 
+# What it begins with is nearly always replaced before anybody asks.
+MEMBER = re.compile(r"^\s*[\w:<>*]+ m[A-Z]\w*( GUARDED_BY\(\w+\))? = $")
+
+
 def constants(code):
     for match in re.finditer(r"\bconstexpr [^;=\n]*= (-?\d+)(?=[;LU])", code):
         value = int(match.group(1))
         yield "constant", match.start(1), match.end(1), str(value * 10 if value else 1)
-    yield from swaps(code, "constant", [(r"\btrue\b(?=[;,)])", "false"), (r"\bfalse\b(?=[;,)])", "true"),
-                                        (r"(?<== )(?<!\) = )(?<!const = )0;", "1;")])
+    for fault in swaps(code, "constant", [(r"\btrue\b(?=[;,)])", "false"), (r"\bfalse\b(?=[;,)])", "true"),
+                                          (r"(?<== )(?<!\) = )(?<!const = )0;", "1;")]):
+        if not MEMBER.search(code[code.rfind("\n", 0, fault[1]):fault[1]]):
+            yield fault
 
 
 ASSIGNMENT = re.compile(r"[\w.\[\]>-]+ [-+|&]?= ")
 ASSERTION = re.compile(r"CHECK")
+GETTER = re.compile(r"\w+(->|\.)(find|get)\w*\(")
+NAME = re.compile(r"[A-Za-z_]\w+")
 STATEMENT = r"^( +)([A-Za-z_][^;{}\n=]*(?:=[^;{}\n=][^;{}\n]*)?);\n"
 
 
@@ -88,12 +96,18 @@ def dropped(code):
         yield "dropped check", match.start(), match.end(), "\n"
 
 
+def are_tied(first, second):
+    """Whether they name something in common, and do more than to fill what others made."""
+    if any(all(pattern.match(text) for text in (first, second)) for pattern in (ASSIGNMENT, ASSERTION, GETTER)):
+        return False
+    return bool((set(NAME.findall(first)) & set(NAME.findall(second))) - {"std", "this"})
+
+
 def reordered(code):
     former = None
     for match in statements(code):
         together = former is not None and former.end() == match.start() and former.group(1) == match.group(1)
-        if together and not any(all(pattern.match(one.group(2)) for one in (former, match))
-                                for pattern in (ASSIGNMENT, ASSERTION)):
+        if together and are_tied(former.group(2), match.group(2)):
             yield "order", former.start(), match.end(), (former, match)
         former = match
 
