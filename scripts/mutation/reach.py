@@ -41,7 +41,7 @@ class Reach:
 
     def patience_s(self, test):
         """How long it may take before it is said to hang."""
-        return 30 + 8 * self._known["tests"][test] if test in self._known["tests"] else math.inf
+        return 20 + 5 * self._known["tests"][test] if test in self._known["tests"] else math.inf
 
     def of(self, root, fault):
         """The names of the tests that run through a fault, of its file's tests where the line says

@@ -91,5 +91,5 @@ class Test:
             self.environment.update([pair.split("=", 1)])
 
     def passes(self, **environment):
-        return processes.run(self.command, self.limit_s, self.folder,
-                             {**self.environment, **environment})[0] in (0, self.skip)
+        code, _ = processes.run(self.command, self.limit_s, self.folder, {**self.environment, **environment})
+        return code is not None and code in (0, self.skip)

@@ -127,5 +127,18 @@ TEST(JobError, isNoneAtTheLimitsOfTheOptions) {
     }
 }
 
+// A program that puts it on a wall wants to know.
+TEST(JobDamage, ofASheetIsTold) {
+    const test::TempDir outputs;
+    ContactSheetOptions options;
+    options.input = test::zeroRegion(test::mediaPath("flower_540p_h264_aac.mp4"), 0.3, 0.4);
+    options.output = outputs.file("out.png");
+    HearingListener hears;
+    const Result result = ContactSheet(options, &hears).run();
+    EXPECT_TRUE(result.ok()) << result.failure.text;
+    EXPECT_GT(result.damaged, 0u);
+    EXPECT_EQ(hears.mDamage, result.damaged);
+}
+
 }  // namespace
 }  // namespace oxa::jobs
