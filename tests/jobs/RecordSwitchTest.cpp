@@ -154,8 +154,8 @@ struct LossCase : test::Named {
 class RecordReconnect : public testing::TestWithParam<LossCase> {};
 
 // Would catch a file that is not finished with its source, a recording that ends with it or begins
-// before all is back, and a length that is counted from the last loss only. A scenario leaves a busy
-// machine seconds to begin with each file.
+// before all is back, and a length that is counted from the last loss only. A scenario leaves a
+// busy machine seconds to begin with each file.
 TEST_P(RecordReconnect, goesOnInANewFileWhenAllIsBack) {
     const LossCase& test = GetParam();
     const test::TempDir folder;
