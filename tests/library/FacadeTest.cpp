@@ -380,9 +380,15 @@ TEST(FacadeTest, closesItsOwnDescriptorsOnly) {
 // As a daemon has that has closed its standard input.
 TEST(FacadeTest, descriptorZeroIsOneLikeTheOthers) {
     const oxa::test::TempDir folder;
-    for (const int type : {0, 7}) {
+    const struct {
+        int type, only;
+        const char* begin;  // of the line that tells that the muxer runs
+    } kOutputs[] = {{0, CODEC_AUDIO_ONLY, "CODEC_AUDIO_ONLY:muxer"},
+                    {7, CODEC_VIDEO_ONLY, "CODEC_VIDEO_ONLY:muxer"}};
+    for (const auto& [type, only, begin] : kOutputs) {
+        const LogCapture log;
         const std::string output = folder.file(std::to_string(type));
-        TranscodeJob job(CODEC_AUDIO_ONLY);
+        TranscodeJob job(only);
         advance(&job, TranscodeJob::kMuxer);
         job.config.type = type;
         job.config.fileName = output.c_str();
@@ -396,6 +402,7 @@ TEST(FacadeTest, descriptorZeroIsOneLikeTheOthers) {
         dup2(input, STDIN_FILENO);
         close(input);
         EXPECT_GT(oxa::test::fileSize(output), 4000) << type;
+        EXPECT_TRUE(log.contains(kTag, std::string("SourceTypeFile:") + begin + " start success"));
     }
 }
 
