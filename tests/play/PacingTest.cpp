@@ -298,5 +298,34 @@ TEST(PacingTest, reportsFrameRatesOnlyWhenAsked) {
     }
 }
 
+// Whoever asks anew hears of what came since, over the whole time, by design.
+TEST(PacingTest, countsAnewForTheAverageWhenItIsAskedForAgain) {
+    using namespace android;
+    constexpr double kNoInstantRates = 60;
+    ClipOptions clip;
+    clip.seconds = 2;
+    clip.audio = false;
+    PlayOptions options;
+    options.input = testClip(clip);
+    options.frameRateIntervalSec = kNoInstantRates;
+    LibraryPlay play(options);
+    ASSERT_NO_FATAL_FAILURE(play.prepare());
+    ASSERT_NO_FATAL_FAILURE(play.run());
+    _PLAYBACK_PROGRESS progress = {};
+    ASSERT_TRUE(waitFor([&] {
+        play.player().getPlaybackProgress(&progress);
+        return progress.shownFrames >= 25;
+    }));
+    const int64_t before = progress.shownFrames;
+    EXPECT_EQ(play.player().setCalculateFPS(kNoInstantRates), OK);
+    const auto* reports = static_cast<Reports*>(play.player().mStatusHandler.get());
+    ASSERT_TRUE(waitFor([&] { return reports->count(kWhatPlayerEOS) > 0; }));
+    play.player().getPlaybackProgress(&progress);
+    const auto rates = reports->items(&AMessage::findDouble, "average-fps");
+    ASSERT_EQ(rates.size(), 1U);
+    const double playedSec = (reports->firstUs(kWhatPlayerEOS) - progress.startTimeUs) / 1e6;
+    EXPECT_LE(rates[0] * playedSec, progress.shownFrames - before + 2);
+}
+
 }  // namespace
 }  // namespace oxa::test
