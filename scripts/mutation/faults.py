@@ -50,17 +50,19 @@ def units(code):
         (r"\b1000\b", "1000000"), (r"\b1e6\b", "1e3"), (r"\b1e9\b", "1e6")])
 
 
-# What it begins with is nearly always replaced before anybody asks.
+# What these begin with is nearly always replaced before anybody asks.
 MEMBER = re.compile(r"^\s*[\w:<>*]+ m[A-Z]\w*( GUARDED_BY\(\w+\))? = $")
+FIELD_OF_A_HEADER = re.compile(r"^\s*[\w:<>*]+ \w+ = $")
 
 
-def constants(code):
+def constants(code, is_header):
     for match in re.finditer(r"\bconstexpr [^;=\n]*= (-?\d+)(?=[;LU])", code):
         value = int(match.group(1))
         yield "constant", match.start(1), match.end(1), str(value * 10 if value else 1)
     for fault in swaps(code, "constant", [(r"\btrue\b(?=[;,)])", "false"), (r"\bfalse\b(?=[;,)])", "true"),
                                           (r"(?<== )(?<!\) = )(?<!const = )0;", "1;")]):
-        if not MEMBER.search(code[code.rfind("\n", 0, fault[1]):fault[1]]):
+        begin = code[code.rfind("\n", 0, fault[1]) + 1:fault[1]]
+        if not MEMBER.search(begin) and not (is_header and FIELD_OF_A_HEADER.search(begin)):
             yield fault
 
 
@@ -116,8 +118,9 @@ def faults_of(root, name):
     with open(os.path.join(root, name), encoding="utf-8") as source:
         text = source.read()
     code = blanked(text)
-    for make in (comparisons, boundaries, units, constants, dropped, reordered):
-        for kind, begin, end, new in make(code):
+    for found in (comparisons(code), boundaries(code), units(code), constants(code, name.endswith(".h")),
+                  dropped(code), reordered(code)):
+        for kind, begin, end, new in found:
             if isinstance(new, tuple):
                 new = text[new[1].start():new[1].end()] + text[new[0].start():new[0].end()]
             if new != text[begin:end]:
