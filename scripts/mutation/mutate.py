@@ -251,6 +251,9 @@ def main():
     if not well:
         sys.exit(f"mutate.sh: the tree without a fault does not build:\n{text[-2000:]}")
     reach = Reach(os.path.join(folder, REACH))
+    if reach.is_outdated(root):
+        print("tests have changed since --reach: nobody may have asked those that notice a fault now",
+              file=sys.stderr)
     tests = tree.tests()
     for test in tests:
         test.limit_s = min(test.limit_s, reach.patience_s(test.name))

@@ -9,6 +9,7 @@ import hashlib
 import json
 import math
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -17,6 +18,7 @@ import time
 from faults import LAYERS
 from tree import Tree
 
+MOST_SHARDS = 9
 NEIGHBOURS = 3  # so many lines away may stand what the compiler took a fault's line for
 
 
@@ -31,6 +33,10 @@ class Reach:
 
     def __bool__(self):
         return bool(self._known["files"])
+
+    def is_outdated(self, root):
+        """Whether tests have changed since, which may run through other lines now."""
+        return bool(self) and self._known.get("sources") != test_sources(root)
 
     def knows(self, test):
         return test in self._known["tests"]
@@ -53,11 +59,23 @@ class Reach:
         lines = {int(line): tests for line, tests in known["lines"].items()}
         everything = {names[test] for tests in lines.values() for test in tests}
         if known["digest"] != digest(os.path.join(root, fault["file"])) or fault["kind"] == "constant":
-            return everything
+            return whole(everything)
         first, last = fault["line"], fault["line"] + fault["old"].count("\n")
         near = {names[test] for line, tests in lines.items()
                 if first - NEIGHBOURS <= line <= last + NEIGHBOURS for test in tests}
-        return near or everything
+        return whole(near or everything)
+
+
+def whole(tests):
+    """With all shards of a program: a new test moves the others from one to the next."""
+    stems = {re.sub(r"_\d+$", "", test) for test in tests}
+    return tests | {f"{stem}_{shard}" for stem in stems for shard in range(2, MOST_SHARDS + 1)} | stems
+
+
+def test_sources(root):
+    listed = subprocess.run(["git", "-C", root, "ls-files", "tests/*.cpp", "tests/*.h", "tests/*.txt"],
+                            check=True, stdout=subprocess.PIPE, text=True)
+    return {name: digest(os.path.join(root, name)) for name in listed.stdout.split()}
 
 
 def digest(path):
@@ -88,7 +106,8 @@ def measure(root, path, jobs):
             file = files.setdefault(name, {"digest": digest(os.path.join(tree.path, name)), "lines": {}})
             file["lines"].setdefault(line, []).append(number)
     with open(path, "w", encoding="utf-8") as file:
-        json.dump({"files": files, "tests": dict(zip((test.name for test in tests), seconds))}, file)
+        json.dump({"files": files, "tests": dict(zip((test.name for test in tests), seconds)),
+                   "sources": test_sources(tree.path)}, file)
 
 
 def run_all(tests, folder, jobs):

@@ -133,6 +133,28 @@ TEST(CameraRecorderTest, aLostCameraEndsARecordingWhileItIsSwitchedOff) {
     EXPECT_EQ(stage.pipeline->stop(), OK);
 }
 
+// The picture that is on its way carries the end, unless it stays out for more than a second.
+TEST(CameraRecorderTest, anEndWaitsForThePictureOfASlowCamera) {
+    const std::pair<const char*, bool> kCases[] = {{"10", true}, {"1/5", false}};
+    for (const auto& [rate, waits] : kCases) {
+        SCOPED_TRACE(rate);
+        CameraStage stage;
+        oxa::host::clearCameras();
+        oxa::host::registerCamera(0, std::string("lavfi:testsrc2=size=160x120:rate=") + rate);
+        stage.reports->muxer = stage.muxer;
+        advance(&stage, CameraStage::kPrepare + 2);
+        stage.pipeline->setMuxer(stage.muxer);
+        ASSERT_EQ(stage.pipeline->setRecord(1), OK);
+        ASSERT_TRUE(oxa::test::waitFor([&] { return stage.pipeline->writtenFrames() > 0; }));
+        const int64_t written = stage.pipeline->writtenFrames();
+        ASSERT_EQ(stage.pipeline->setRecord(0), OK);
+        ASSERT_TRUE(
+                oxa::test::waitFor([&] { return stage.reports->count(kWhatStopTranscode) == 1; }));
+        EXPECT_EQ(stage.pipeline->writtenFrames() > written, waits);
+        EXPECT_EQ(stage.pipeline->stop(), OK);
+    }
+}
+
 // As another player does when it begins or ends.
 TEST(CameraRecorderTest, theReceiversFactsStayWhileItIsInUse) {
     HdmiStage stage;
