@@ -96,6 +96,7 @@ def measure(root, path, jobs):
     well, text = tree.build()
     if not well:
         sys.exit(f"mutate.sh: the tree that tells where it was does not build:\n{text[-2000:]}")
+    sources = test_sources(root)
     tests = tree.tests()
     seconds, marks = run_all(tests, os.path.join(folder, "marks"), jobs)
     lines = lines_of(tree, marks)
@@ -107,7 +108,7 @@ def measure(root, path, jobs):
             file["lines"].setdefault(line, []).append(number)
     with open(path, "w", encoding="utf-8") as file:
         json.dump({"files": files, "tests": dict(zip((test.name for test in tests), seconds)),
-                   "sources": test_sources(tree.path)}, file)
+                   "sources": sources}, file)
 
 
 def run_all(tests, folder, jobs):
