@@ -52,6 +52,7 @@ def units(code):
 
 # What these begin with is nearly always replaced before anybody asks.
 MEMBER = re.compile(r"^\s*[\w:<>*]+ m[A-Z]\w*( GUARDED_BY\(\w+\))? = $")
+FILLED_WITHIN = 200  # characters, by a call that is given its address
 FIELD_OF_A_HEADER = re.compile(r"^\s*[\w:<>*]+ \w+ = $")
 
 
@@ -62,6 +63,9 @@ def constants(code, is_header):
     for fault in swaps(code, "constant", [(r"\btrue\b(?=[;,)])", "false"), (r"\bfalse\b(?=[;,)])", "true"),
                                           (r"(?<== )(?<!\) = )(?<!const = )0;", "1;")]):
         begin = code[code.rfind("\n", 0, fault[1]) + 1:fault[1]]
+        filled = re.search(r"(\w+) = $", begin)
+        if filled and re.search(rf"&{filled.group(1)}\b", code[fault[2]:fault[2] + FILLED_WITHIN]):
+            continue
         if not MEMBER.search(begin) and not (is_header and FIELD_OF_A_HEADER.search(begin)):
             yield fault
 

@@ -138,8 +138,8 @@ std::string talkativeClip() {
     static const std::string lines = newName("srt");
     writeFile(notes,
               ";FFMETADATA1\ntitle=A \033title\nartist=Ärtist\ndate=2001\ncomment=Words\n"
-              "album=Songs\n[CHAPTER]\nTIMEBASE=1/10\nSTART=0\nEND=5\ntitle=First half\n"
-              "[CHAPTER]\nTIMEBASE=1/10\nSTART=5\nEND=10\ntitle=Second half\n");
+              "album=Songs\n[CHAPTER]\nTIMEBASE=1/30\nSTART=0\nEND=16\ntitle=First half\n"
+              "[CHAPTER]\nTIMEBASE=1/30\nSTART=16\nEND=30\ntitle=Second half\n");
     writeFile(lines, "1\n00:00:00,000 --> 00:00:01,000\nHello\n");
     return make(words("-f lavfi -i testsrc2=size=64x48:rate=30000/1001:duration=1 -f lavfi -i "
                       "anoisesrc=duration=1 -i " +
