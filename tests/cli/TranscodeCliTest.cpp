@@ -345,7 +345,7 @@ TEST_F(TranscodeCliTest, wordsAboutTheFilmAreKeptOrTold) {
                       {"artist", "Ärtist"},
                       {"date", "2001"},
                       {"comment", "Words"}},
-                     {{0.0, 0.5, "First half"}, {0.5, 1.0, "Second half"}},
+                     {{0.0, 0.533, "First half"}, {0.533, 1.0, "Second half"}},
                      {0, 1, 1, 0, 0, {"album"}},
                      "left out: 1 sound, 1 subtitle, album\n"},
                     {"--start 0.25 --end 0.5 --audio-track eng --only audio",
