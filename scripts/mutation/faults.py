@@ -72,6 +72,7 @@ def constants(code, is_header):
 
 ASSIGNMENT = re.compile(r"[\w.\[\]>-]+ [-+|&]?= ")
 ASSERTION = re.compile(r"CHECK")
+SETTER = re.compile(r"\w*[sS]et\w*\(")
 GETTER = re.compile(r"\w+(->|\.)(find|get)\w*\(")
 NAME = re.compile(r"[A-Za-z_]\w+")
 STATEMENT = r"^( +)([A-Za-z_][^;{}\n=]*(?:=[^;{}\n=][^;{}\n]*)?);\n"
@@ -102,11 +103,28 @@ def dropped(code):
         yield "dropped check", match.start(), match.end(), "\n"
 
 
+CALLED = re.compile(r"\w+(?=(<[^>]*>)?\()")
+
+
+def acted_on(statement):
+    """The names of what a statement changes, as far as can be seen: what is assigned, the object of
+    its call, or all that a plain call is given."""
+    target = ASSIGNMENT.match(statement)
+    if target:
+        return set(NAME.findall(statement[:target.end()]))
+    path = re.match(r"[\w:]+(?:\(\))?(?=->|\.)", statement)
+    return set(NAME.findall(path.group())) if path else named(statement)
+
+
+def named(statement):
+    return set(NAME.findall(statement)) - set(match.group() for match in CALLED.finditer(statement)) - {"std", "this"}
+
+
 def are_tied(first, second):
-    """Whether they name something in common, and do more than to fill what others made."""
-    if any(all(pattern.match(text) for text in (first, second)) for pattern in (ASSIGNMENT, ASSERTION, GETTER)):
+    """Whether one may change what the other names, and they do more than to fill what others made."""
+    if any(all(pattern.match(text) for text in (first, second)) for pattern in (ASSIGNMENT, ASSERTION, SETTER, GETTER)):
         return False
-    return bool((set(NAME.findall(first)) & set(NAME.findall(second))) - {"std", "this"})
+    return bool(acted_on(first) & named(second) or acted_on(second) & named(first))
 
 
 def reordered(code):
