@@ -279,7 +279,7 @@ TYPED_TEST(DecoderTest, aFileThatCannotBeReadFailsInPrepareAndMayBeTriedAgain) {
 }
 
 // Sound waits for a start that lies in the future; what lies in the past is left out, but its end
-// still comes.
+// still comes. In free run it does not wait.
 TEST(AudioDecoderTest, soundKeepsToTheStartThatItWasGiven) {
     AudioDecoderStage early;
     early.startInUs = 500000;
@@ -294,6 +294,12 @@ TEST(AudioDecoderTest, soundKeepsToTheStartThatItWasGiven) {
         return late.reports->count(kWhatDecodeGotEOS, AMSG_STOP_ITEM, EOSAudioReached) == 1;
     }));
     EXPECT_EQ(late.pipeline->lastTimeUs(), -1);
+    AudioDecoderStage free;
+    free.startInUs = 3600000000;
+    advance(&free, startedState<AudioDecoderStage>() - 1);
+    EXPECT_EQ(free.pipeline->setFreeRun(true), OK);
+    EXPECT_EQ(take(&free, startedState<AudioDecoderStage>() - 1), OK);
+    EXPECT_TRUE(waitFor([&] { return free.pipeline->lastTimeUs() >= 0; })) << "waits";
 }
 
 // ---- Transcoders --------------------------------------------------------------------------------
