@@ -582,6 +582,9 @@ TEST(LiveLogTest, linesHaveTheirSites) {
                            "configureEncoder:429 configure", "releaseEncoder[460]: Reset",
                            "handleEncoderOutputFormatChange[545]: Add audio track"});
     expectLogged<RxStage>({"handleEncoderOutputFormatChange:527 Unavailable audio track"}, true);
+    expectLogged<MicrophoneStage>(
+            {"channelCount=2 sampleRate=48000", "source:0 16bit 2ch 48000Hz bufcnt:6 frmcnt:512 ",
+             "Create AudioTrack: 16bit 2ch 48000Hz", "Add audio track #0 done"});
 }
 
 TEST(SoundQueueTest, givesUpTheOldestBeyondItsBound) {
