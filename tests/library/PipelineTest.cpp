@@ -431,6 +431,22 @@ TEST(VideoTranscoderTest, reportsProgressEndAndFrameRates) {
     }
 }
 
+// Of an interlaced picture the encoder gets two.
+TEST(VideoTranscoderTest, countsThePicturesOfEachSide) {
+    VideoTranscoderStage stage;
+    stage.reports->muxer = stage.muxer;
+    stage.clip = "bunny_480i_tff_mpeg2_mp2.ts";
+    stage.format.deinterlace = 2;
+    stage.format.frameRate = 60;
+    ASSERT_EQ(stage.pipeline->setCalculateFPS(3600), OK);
+    advance(&stage, startedState<VideoTranscoderStage>());
+    ASSERT_TRUE(waitFor([&] { return stage.reports->count(kWhatAverageFPS) == 2; }));
+    EXPECT_EQ(stage.reports->items(&AMessage::findInt32, "codec-type"),
+              (std::vector<int32_t>{1, 2}));
+    const auto rates = stage.reports->items(&AMessage::findDouble, "average-fps");
+    EXPECT_NEAR(rates[1] / rates[0], 2, 0.1);
+}
+
 // ---- Whatever writes into a muxer ---------------------------------------------------------------
 
 TYPED_TEST(RecorderTest, resetLeadsFromEveryStateToTheStart) {

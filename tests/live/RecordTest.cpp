@@ -44,6 +44,7 @@ struct RecordCase : Named {
     const char* container;
     bool sharedCamera = false;
     int signalRate = 48000;
+    int sampleRate = 48000;
 };
 struct Recorded {
     uint64_t lost = 0;  // pictures that this machine was too slow for
@@ -69,6 +70,7 @@ class RecordTest : public testing::TestWithParam<RecordCase> {
         LiveOptions options = sourceOf(GetParam().hdmi);
         options.onlyTrack = GetParam().onlyTrack;
         options.signalRate = GetParam().signalRate;
+        options.sampleRate = GetParam().sampleRate;
         options.source = options.hdmi ? flashesAndBeeps(options.signalRate) : kFlashes;
         options.microphone = beeps();
         options.signalHasSound = GetParam().sound;
@@ -92,7 +94,7 @@ class RecordTest : public testing::TestWithParam<RecordCase> {
             EXPECT_GE(probe.video()->durationUs(), kSeconds * 1e6);
         }
         if (probe.audio() != nullptr) {
-            EXPECT_EQ(probe.audio()->sampleRate, 48000);
+            EXPECT_EQ(probe.audio()->sampleRate, live.sampleRate);
             EXPECT_EQ(probe.audio()->decodeErrors, 0);
             const Sound sound = decodeSound(live.output);
             EXPECT_NEAR(dominantFrequency(sound.mono(), sound.sampleRate), kBeepFrequency, 2);
@@ -127,12 +129,12 @@ const RecordCase kRecordings[] = {
         {"Hdmi", true, 0, true, "mp4"},
         {"HdmiTs", true, 0, true, "ts"},
         {"HdmiWithoutSound", true, 0, false, "mp4"},
-        {"HdmiSound", true, kSoundOnly, true, "mp4"},
+        {"HdmiSound", true, kSoundOnly, true, "mp4", false, 48000, 32000},
         {"HdmiOfOtherRate", true, 0, true, "mp4", false, 44100},
         {"HdmiPicture", true, kPictureOnly, true, "mp4"},
         {"Usb", false, 0, true, "mp4"},
         {"UsbTs", false, 0, true, "ts"},
-        {"UsbSound", false, kSoundOnly, true, "mp4"},
+        {"UsbSound", false, kSoundOnly, true, "mp4", false, 48000, 32000},
         {"UsbPicture", false, kPictureOnly, true, "mp4"},
         {"UsbShared", false, 0, true, "mp4", true},
 };

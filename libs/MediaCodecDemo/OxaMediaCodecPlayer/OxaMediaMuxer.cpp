@@ -23,8 +23,7 @@ constexpr nsecs_t kStartTestNs = 500000000;
 
 }  // namespace
 
-OxaMediaMuxer::OxaMediaMuxer(int fd, OutputFormat format)
-    : mStarted(false), mGateOpened(false), mFormat(format), mState(UNINITIALIZED) {
+OxaMediaMuxer::OxaMediaMuxer(int fd, OutputFormat format) : mFormat(format) {
     // A file that could not be opened arrives here as a negative descriptor.
     if (fd < 0) return;
     if (format == OUTPUT_FORMAT_MPEG2TS) {
@@ -38,20 +37,19 @@ OxaMediaMuxer::OxaMediaMuxer(int fd, OutputFormat format)
     }
 }
 
-OxaMediaMuxer::OxaMediaMuxer(FILE* /* file */, OutputFormat format)
-    : mStarted(false), mGateOpened(false), mFormat(format), mState(UNINITIALIZED) {}
+OxaMediaMuxer::OxaMediaMuxer(FILE* /* file */, OutputFormat format) : mFormat(format) {}
 
 OxaMediaMuxer::OxaMediaMuxer(sp<IMemory> /* data */, sp<IMemory> /* info */, bool /* rtp */,
                              OutputFormat format)
-    : mStarted(false), mGateOpened(false), mFormat(format), mState(UNINITIALIZED) {}
+    : mFormat(format) {}
 
 OxaMediaMuxer::OxaMediaMuxer(sp<IMemory> /* data */, sp<IMemory> /* info */, bool /* rtp */,
                              int /* port */, const char* /* ip */, OutputFormat format)
-    : mStarted(false), mGateOpened(false), mFormat(format), mState(UNINITIALIZED) {}
+    : mFormat(format) {}
 
 OxaMediaMuxer::OxaMediaMuxer(int /* port */, const char* /* ip */, bool /* rtp */,
                              OutputFormat format)
-    : mStarted(false), mGateOpened(false), mFormat(format), mState(UNINITIALIZED) {}
+    : mFormat(format) {}
 
 OxaMediaMuxer::~OxaMediaMuxer() {
     Mutex::Autolock lock(mMuxerLock);

@@ -100,15 +100,15 @@ class OxaMediaMuxer : public RefBase {
     };
 
     Mutex mStartMutex;
-    bool mStarted GUARDED_BY(mStartMutex);
-    bool mGateOpened GUARDED_BY(mStartMutex);
+    bool mStarted GUARDED_BY(mStartMutex) = false;
+    bool mGateOpened GUARDED_BY(mStartMutex) = false;
     Condition mStartCond;  // monotonic
     OutputFormat mFormat;
     sp<MediaWriter> mWriter GUARDED_BY(mMuxerLock);
     Vector<sp<MediaAdapter>> mTrackList GUARDED_BY(mMuxerLock);
     sp<MetaData> mFileMeta GUARDED_BY(mMuxerLock);
     Mutex mMuxerLock;  // before mStartMutex where both are held
-    std::atomic<int> mState;
+    std::atomic<int> mState{UNINITIALIZED};
 };
 
 }  // namespace android
