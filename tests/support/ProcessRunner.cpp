@@ -96,12 +96,21 @@ ProcessResult ProcessRunner::run() {
     ProcessResult result;
     int out[2] = {-1, -1};
     int err[2] = {-1, -1};
+    int untilExec[2] = {-1, -1};
     const auto start = steady_clock::now();
-    if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return result;
+    for (int(*ends)[2] : {&out, &err, &untilExec}) {
+        if (pipe2(*ends, O_CLOEXEC) != 0) return result;
+    }
     const pid_t child = fork();
     if (child == 0) runChild(out[1], err[1]);
     closeEnd(&out[1]);
     closeEnd(&err[1]);
+    closeEnd(&untilExec[1]);
+    // A signal that came before would meet what this process ignores.
+    char none;
+    while (read(untilExec[0], &none, 1) < 0 && errno == EINTR) {
+    }
+    closeEnd(&untilExec[0]);
     if (child > 0) {
         setpgid(child, child);  // also done by the child: whoever comes first
         converse(child, &out[0], &err[0], &result);
