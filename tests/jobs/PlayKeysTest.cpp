@@ -131,19 +131,29 @@ TEST(PlayKeys, leaveNothingBehind) {
 // What is heard is as loud as was asked for, and silent while it is muted.
 TEST(PlayKeys, volumeIsWhatIsHeard) {
     const test::TempDir folder;
-    double loudest[2] = {};
-    for (int i = 0; i < 2; ++i) {
+    int runs = 0;
+    const auto loudest = [&](int volume, const std::vector<PlayKey>& keys) {
         PlayOptions options = playInto("");
         options.display.kind = DisplayChoice::Kind::kNull;
         options.part.endUs = 500'000;
-        options.volume = i == 0 ? 100 : 20;
-        options.sound = {SoundChoice::Kind::kWav, folder.file(std::to_string(i) + ".wav")};
-        ASSERT_TRUE(Play(options).run().ok());
-        const test::Sound heard = test::decodeSound(options.sound.file);
-        for (const float sample : heard.samples)
-            loudest[i] = std::max(loudest[i], static_cast<double>(std::abs(sample)));
-    }
-    EXPECT_NEAR(loudest[1], loudest[0] / 5, loudest[0] / 50);
+        options.volume = volume;
+        options.sound = {SoundChoice::Kind::kWav, folder.file(std::to_string(runs++) + ".wav")};
+        Play play(options);
+        for (const PlayKey key : keys)
+            play.press(key);
+        EXPECT_TRUE(play.run().ok());
+        double loudest = 0;
+        for (const float sample : test::decodeSound(options.sound.file).samples)
+            loudest = std::max(loudest, static_cast<double>(std::abs(sample)));
+        return loudest;
+    };
+    const double whole = loudest(100, {});
+    EXPECT_NEAR(loudest(20, {}), whole / 5, whole / 50);
+    EXPECT_NEAR(loudest(40, {PlayKey::kQuieter, PlayKey::kQuieter}), whole / 5, whole / 50);
+    EXPECT_NEAR(loudest(0, {PlayKey::kQuieter, PlayKey::kLouder}), whole / 10, whole / 50);
+    EXPECT_EQ(loudest(100, {PlayKey::kMute}), 0);
+    EXPECT_NEAR(loudest(90, {PlayKey::kMute, PlayKey::kLouder, PlayKey::kLouder, PlayKey::kMute}),
+                whole, whole / 50);
 }
 
 }  // namespace
