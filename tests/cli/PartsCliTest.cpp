@@ -330,6 +330,12 @@ TEST_F(ResumableCliTest, folderThatIsLeftIsTakenAwayAndAnotherOnesIsNot) {
     fs::create_directory(mParts);
     EXPECT_EQ(runPlayer(command(shorter)).exitCode, 0);
     EXPECT_FALSE(fs::exists(mParts));
+    // The disk is full before the first part is complete.
+    const auto full = ProcessRunner(joined({OXA_PLAYER_PROGRAM}, command({"--force"})))
+                              .setFileSizeLimit(20'000)
+                              .run();
+    EXPECT_EQ(full.exitCode, 4) << full.err;
+    EXPECT_FALSE(fs::exists(mParts));
     fs::create_directory(mParts);
     std::ofstream(mParts + "/notes") << "mine";
     const auto result = runPlayer(command(joined(shorter, {"--force"})));
