@@ -122,14 +122,19 @@ TEST(Terminal, coloursErrorsTablesAndTheBar) {
     EXPECT_THAT(runInTerminal(shortJob(folder), "").out, HasSubstr("\033[32m#"));
 }
 
-// Keys come without Return, and the terminal is as before.
+// Keys come without Return, also to a program that was stopped meanwhile, and the terminal is as
+// before.
 TEST(Terminal, keysOfThePlayer) {
     const TempDir folder;
-    const std::string play = std::string(OXA_PLAYER_PROGRAM) + " play " +
+    const std::string play = "sh -c \"echo \\$\\$ > pid; exec " OXA_PLAYER_PROGRAM " play " +
                              mediaPath("bunny_360p_aac51.ts") +
-                             " --display null --sound null --json > " + folder.file("out");
-    const std::string line = "(until grep -q track " + folder.file("out") +
-                             "; do sleep 0.02; done; printf ' .\\033[Cmq') "
+                             " --display null --sound null --json > out\"";
+    const std::string line = "cd " + folder.path() +
+                             "; (until grep -q track out; do sleep 0.02; done; "
+                             "kill -TSTP $(cat pid); "
+                             "until grep -q State:.T /proc/$(cat pid)/status; do sleep 0.02; done; "
+                             "kill -CONT $(cat pid); printf ' .\\033[Cmq'; "
+                             "while kill -0 $(cat pid); do sleep 0.02; done) "
                              "2>/dev/null | script -qec 'stty -g; " +
                              play + "; echo exit $?; stty -g' /dev/null";
     const ProcessResult result = ProcessRunner({"sh", "-c", line}).run();
