@@ -5,9 +5,6 @@
 #include <media/stagefright/MPEG2TSWriter.h>
 #include <media/stagefright/MPEG4Writer.h>
 #include <media/stagefright/MediaAdapter.h>
-#include <media/stagefright/MediaBuffer.h>
-#include <media/stagefright/MediaErrors.h>
-#include <media/stagefright/MetaData.h>
 #include <media/stagefright/foundation/MediaDefs.h>
 #include <oxa/host/OutputEnd.h>
 #include <oxa/host/OutputFiles.h>
@@ -59,10 +56,7 @@ std::vector<uint8_t> normalForm(std::vector<uint8_t> data, bool hasLengths) {
     }
     std::vector<uint8_t> out;
     for (const NalUnit& unit : splitAnnexB(data.data(), data.size())) {
-        if (unit.type() == kDelimiter || unit.type() == kNalTypeSequenceParameters ||
-            unit.type() == kNalTypePictureParameters) {
-            continue;
-        }
+        if (unit.type() >= kNalTypeSequenceParameters && unit.type() <= kDelimiter) continue;
         out.insert(out.end(), {0, 0, 0, 1});
         out.insert(out.end(), unit.data, unit.data + unit.size);
     }
@@ -71,23 +65,20 @@ std::vector<uint8_t> normalForm(std::vector<uint8_t> data, bool hasLengths) {
 
 // What is in a file, with times of its own (not relative to the file's start).
 std::vector<TrackSample> readSamples(const std::string& path, int64_t endUs = INT64_MAX) {
-    constexpr AVRational kMicroseconds = {1, 1000000};
     std::vector<TrackSample> samples;
     MediaReader reader(path);
     EXPECT_TRUE(reader.ok()) << reader.error();
-    if (!reader.ok()) return samples;
-    const bool isTs = strcmp(reader.format()->iformat->name, "mpegts") == 0;
     reader.readPackets([&](const AVPacket& packet) {
+        const bool isTs = strcmp(reader.format()->iformat->name, "mpegts") == 0;
         const AVStream& stream = *reader.format()->streams[packet.stream_index];
         const int adtsHeader = isTs && stream.codecpar->codec_id == AV_CODEC_ID_AAC ? 7 : 0;
         ASSERT_GT(packet.size, adtsHeader);
-        samples.push_back({static_cast<size_t>(packet.stream_index),
-                           av_rescale_q(packet.pts, stream.time_base, kMicroseconds),
-                           (packet.flags & AV_PKT_FLAG_KEY) != 0,
-                           {packet.data + adtsHeader, packet.data + packet.size}});
-        std::vector<uint8_t>& data = samples.back().data;
+        const int64_t timeUs = av_rescale_q(packet.pts, stream.time_base, av_get_time_base_q());
+        if (timeUs >= endUs) return;
+        std::vector<uint8_t> data(packet.data + adtsHeader, packet.data + packet.size);
         if (stream.codecpar->codec_id == AV_CODEC_ID_H264) data = normalForm(data, !isTs);
-        if (samples.back().timeUs >= endUs) samples.pop_back();
+        samples.push_back({static_cast<size_t>(packet.stream_index), timeUs,
+                           (packet.flags & AV_PKT_FLAG_KEY) != 0, data});
     });
     return samples;
 }
@@ -226,10 +217,11 @@ class WriterSession {
 };
 
 // All of them from one thread, and nothing goes wrong.
-void write(Container container, int fd, const std::vector<TrackSample>& samples = carSamples()) {
+void write(Container container, int fd, const std::vector<TrackSample>& samples = carSamples(),
+           const std::vector<sp<MetaData>>& formats = carFormats()) {
     FaultLog log;
     WriterSession session(makeWriter(container, fd));
-    session.start();
+    session.start(formats);
     EXPECT_FALSE(session->reachedEOS());
     ASSERT_TRUE(session.push(samples));
     EXPECT_EQ(session.stop(), OK);
@@ -240,8 +232,17 @@ void write(Container container, int fd, const std::vector<TrackSample>& samples 
 
 class WriterTest : public ::testing::TestWithParam<Container> {
   protected:
+    // The next file of a recording; the test closes it.
+    int nextFile() {
+        mNextPaths.push_back(mPath + std::to_string(mNextPaths.size()));
+        mNextFiles.push_back(openFile(mNextPaths.back()));
+        return mNextFiles.back();
+    }
+
     TempDir mDir;
     const std::string mPath = mDir.file("out");
+    std::vector<std::string> mNextPaths;
+    std::vector<int> mNextFiles;
 };
 INSTANTIATE_TEST_SUITE_P(Containers, WriterTest, testing::Values(Container::kMp4, Container::kTs),
                          [](const auto& info) {
@@ -308,31 +309,24 @@ TEST_P(WriterTest, FilesOfOneRecordingHoldEverySampleOnce) {
     constexpr int64_t kLengthUs = 3'000'000;
     const std::vector<int64_t> begins = beginsOfFiles(kLengthUs);
     ASSERT_GT(begins.size(), 4U);
-    std::vector<std::string> paths = {mPath};
-    std::vector<int> descriptors;
     std::atomic<size_t> finished{0};
     std::atomic<size_t> pictures{0};
-    oxa::host::setOutputFiles({kLengthUs,
-                               [&] {
-                                   paths.push_back(mPath + std::to_string(paths.size()));
-                                   descriptors.push_back(openFile(paths.back()));
-                                   return descriptors.back();
-                               },
-                               [&](const auto& figures) {
-                                   ++finished;
-                                   pictures += figures.pictures;
-                               }});
+    const auto count = [&](const auto& figures) {
+        ++finished;
+        pictures += figures.pictures;
+    };
+    oxa::host::setOutputFiles({kLengthUs, [this] { return nextFile(); }, count});
     write(GetParam(), openFile(mPath));
     oxa::host::setOutputFiles({});
     EXPECT_EQ(finished, begins.size() - 1);
     EXPECT_EQ(pictures, trackOf(carSamples(), kVideo).size());
-    ASSERT_EQ(paths.size(), begins.size() - 1);
-    for (size_t i = 0; i < paths.size(); ++i) {
-        SCOPED_TRACE(paths[i]);
-        expectSamples(paths[i], between(begins[i], begins[i + 1]));
+    ASSERT_EQ(mNextPaths.size(), begins.size() - 2);
+    expectSamples(mPath, between(begins[0], begins[1]));
+    for (size_t i = 0; i < mNextPaths.size(); ++i) {
+        SCOPED_TRACE(mNextPaths[i]);
+        expectSamples(mNextPaths[i], between(begins[i + 1], begins[i + 2]));
+        EXPECT_EQ(close(mNextFiles[i]), 0) << "taken from its owner";
     }
-    for (const int descriptor : descriptors)
-        EXPECT_EQ(close(descriptor), 0) << "taken from its owner";
 }
 
 // As long as there is no next file, and when the next one cannot be written.
@@ -355,12 +349,11 @@ TEST_P(WriterTest, EndsAtTheLengthThatItMayHave) {
 
 TEST_P(WriterTest, GoesOnInAFileThatHasNoNextOneAndEndsAtOneThatFails) {
     int asked = 0;
-    oxa::host::setOutputFiles({2'000'000,
-                               [&] {
-                                   ++asked;
-                                   return -1;
-                               },
-                               nullptr});
+    const auto none = [&asked] {
+        ++asked;
+        return -1;
+    };
+    oxa::host::setOutputFiles({2'000'000, none, nullptr});
     write(GetParam(), openFile(mPath));
     EXPECT_GT(asked, 2);
     expectSamples(mPath, carSamples());
@@ -379,17 +372,12 @@ TEST_P(WriterTest, GoesOnInAFileThatHasNoNextOneAndEndsAtOneThatFails) {
     expectSamples(mPath, between(0, beginsOfFiles(4'000'000)[1]));
 }
 
-// In the order in which a writer has them.
-std::vector<TrackSample> inTime() {
+// What a file has that is wanted from one sample on until another one, with a second before.
+std::vector<TrackSample> replayOf(size_t on, size_t off) {
+    // In the order in which a writer has them.
     std::vector<TrackSample> samples = carSamples();
     std::stable_sort(samples.begin(), samples.end(),
                      [](const auto& a, const auto& b) { return a.timeUs < b.timeUs; });
-    return samples;
-}
-
-// What a file has that is wanted from one sample on until another one, with a second before.
-std::vector<TrackSample> replayOf(size_t on, size_t off) {
-    const std::vector<TrackSample> samples = inTime();
     int64_t beginUs = 0;
     for (const TrackSample& sample : trackOf(samples, kVideo)) {
         if (sample.sync && sample.timeUs <= samples[on].timeUs - 1'000'000) beginUs = sample.timeUs;
@@ -400,27 +388,15 @@ std::vector<TrackSample> replayOf(size_t on, size_t off) {
 // Would catch a replay that lacks a sample or has stale ones, a file that goes on when it is not
 // wanted any more, one for something that there is no file for, and a first output that is used.
 TEST_P(WriterTest, BeginsAFileWithWhatItKeptWhenOneIsWanted) {
-    struct Wanted {
-        size_t on;
-        size_t off;
-    };
-    const Wanted kWanted[] = {{20, 60}, {300, 500}, {505, 640}, {700, 720}};
-    std::vector<std::string> paths;
-    std::vector<int> descriptors;
+    const struct { size_t on, off; } kWanted[] = {{20, 60}, {300, 500}, {505, 640}, {700, 720}};
     std::atomic<size_t> finished{0};
     size_t sample = 0;
-    const auto next = [&] {
-        paths.push_back(mPath + std::to_string(paths.size()));
-        descriptors.push_back(paths.size() < 4 ? openFile(paths.back()) : -1);
-        return descriptors.back();
-    };
+    int asked = 0;
+    const auto next = [&] { return ++asked < 4 ? nextFile() : -1; };
     const auto isWanted = [&] {
-        const auto wants = [&](const Wanted& each) {
-            return each.on <= sample && sample < each.off;
-        };
-        const bool isWanted = std::any_of(std::begin(kWanted), std::end(kWanted), wants);
-        ++sample;
-        return isWanted;
+        const size_t at = sample++;
+        const auto wants = [at](const auto& each) { return each.on <= at && at < each.off; };
+        return std::any_of(std::begin(kWanted), std::end(kWanted), wants);
     };
     oxa::host::setOutputFiles({0, next, [&](const auto&) { ++finished; }, isWanted, 1'000'000});
     write(GetParam(), openFile(mPath));
@@ -428,11 +404,11 @@ TEST_P(WriterTest, BeginsAFileWithWhatItKeptWhenOneIsWanted) {
     EXPECT_EQ(sample, carSamples().size());
     EXPECT_EQ(fileSize(mPath), 0);
     EXPECT_EQ(finished, 3U);
-    ASSERT_EQ(paths.size(), 4U) << "asked more than once for a file that cannot be had";
+    ASSERT_EQ(asked, 4) << "asked more than once for a file that cannot be had";
     for (size_t i = 0; i < 3; ++i) {
-        SCOPED_TRACE(paths[i]);
-        expectSamples(paths[i], replayOf(kWanted[i].on, kWanted[i].off));
-        close(descriptors[i]);
+        SCOPED_TRACE(mNextPaths[i]);
+        expectSamples(mNextPaths[i], replayOf(kWanted[i].on, kWanted[i].off));
+        close(mNextFiles[i]);
     }
 }
 
@@ -477,10 +453,7 @@ TEST_P(WriterTest, TheOrderOfTracksIsThatOfTheirKinds) {
             for (TrackSample& sample : samples)
                 sample.track = 1 - sample.track;
         }
-        WriterSession session(makeWriter(GetParam(), openFile(mPath)));
-        session.start(formats);
-        ASSERT_TRUE(session.push(samples));
-        session.stop();
+        write(GetParam(), openFile(mPath), samples, formats);
         files.push_back(readFile(mPath));
     }
     EXPECT_TRUE(files[0] == files[1]);
@@ -494,29 +467,20 @@ TEST_P(WriterTest, ConfigurationsMayComeWithTheSamples) {
     const AVCodecParameters& picture = *reader.format()->streams[kVideo]->codecpar;
     const AVCodecParameters& sound = *reader.format()->streams[kAudio]->codecpar;
     const auto sets = annexBFromAvcConfiguration(picture.extradata, picture.extradata_size);
+    const std::vector<uint8_t> soundConfig(sound.extradata, sound.extradata + sound.extradata_size);
     formats[kVideo]->remove(kKeyAVCC);
     for (const bool ownBuffer : {false, true}) {
         if (ownBuffer) formats[kAudio]->remove(kKeyESDS);
-        WriterSession session(makeWriter(GetParam(), openFile(mPath)));
-        session.start(formats);
-        std::vector<TrackSample> samples = carSamples();
-        const auto first =
-                std::find_if(samples.begin(), samples.end(),
-                             [](const TrackSample& sample) { return sample.track == kVideo; });
+        std::vector<TrackSample> samples = trackByTrack(kVideo);
+        std::vector<uint8_t>& first = samples[0].data;
         if (ownBuffer) {
-            samples.insert(first, {kVideo, first->timeUs, false, sets, true});
             const bool isMarked = GetParam() == Container::kMp4;
-            samples.insert(samples.begin(),
-                           {kAudio,
-                            0,
-                            false,
-                            {sound.extradata, sound.extradata + sound.extradata_size},
-                            isMarked});
+            samples.insert(samples.begin(), {{kAudio, 0, false, soundConfig, isMarked},
+                                             {kVideo, samples[0].timeUs, false, sets, true}});
         } else {
-            first->data.insert(first->data.begin(), sets.begin(), sets.end());
+            first.insert(first.begin(), sets.begin(), sets.end());
         }
-        ASSERT_TRUE(session.push(samples));
-        session.stop();
+        write(GetParam(), openFile(mPath), samples, formats);
         expectSamples(mPath, carSamples());
         EXPECT_EQ(MediaProbe(mPath).video()->decodeErrors, 0);
         EXPECT_EQ(MediaProbe(mPath).audio()->decodeErrors, 0);
@@ -531,11 +495,7 @@ TEST_P(WriterTest, ConfigurationsMayComeWithTheSamples) {
 
 TEST_P(WriterTest, RefusesTracksAndCallsThatMakeNoFile) {
     const bool mp4 = GetParam() == Container::kMp4;
-    const auto format = [](const char* mime) {
-        sp<MetaData> meta = new MetaData;
-        if (mime != nullptr) meta->setCString(kKeyMIMEType, mime);
-        return meta;
-    };
+    const sp<MetaData> format = new MetaData;
     WriterSession session(makeWriter(GetParam(), openFile(mPath)));
     EXPECT_EQ(session->stop(), OK) << "not started";
     const auto trackless = makeWriter(GetParam(), openFile(mPath));
@@ -545,8 +505,9 @@ TEST_P(WriterTest, RefusesTracksAndCallsThatMakeNoFile) {
         EXPECT_EQ(fileSize(mPath), 0);
     }
     EXPECT_EQ(session->pause(), mp4 ? status_t{ERROR_UNSUPPORTED} : OK);
-    EXPECT_EQ(session.addTrack(format(nullptr)), ERROR_UNSUPPORTED);
-    EXPECT_EQ(session.addTrack(format("video/avc")), ERROR_MALFORMED) << "no size";
+    EXPECT_EQ(session.addTrack(format), ERROR_UNSUPPORTED);
+    format->setCString(kKeyMIMEType, "video/avc");
+    EXPECT_EQ(session.addTrack(format), ERROR_MALFORMED) << "no size";
     EXPECT_EQ(session.addTrack(carFormats()[0]), OK);
     EXPECT_EQ(session->reachedEOS(), !mp4) << "not started";
     EXPECT_EQ(session->start(), OK);
@@ -558,82 +519,68 @@ TEST_P(WriterTest, RefusesTracksAndCallsThatMakeNoFile) {
 
 // What a television's writer takes is written, or refused before there is a file.
 TEST(Mp4WriterTest, WritesWhatElseItAccepts) {
-    struct Case {
-        const char* mime;
-        AVCodecID codec;
-        int channels;  // 0: a picture
-        int sampleRate;
-        bool isLate = false;  // what its decoder needs
-    };
-    const uint8_t kSample[] = {0x3C, 0x91, 0x17, 0x16, 0xBE, 0x66, 0x79, 0xE1};
-    for (const Case& each : {Case{MEDIA_MIMETYPE_VIDEO_H263, AV_CODEC_ID_H263, 0, 0},
-                             Case{MEDIA_MIMETYPE_VIDEO_MPEG4, AV_CODEC_ID_MPEG4, 0, 0},
-                             Case{MEDIA_MIMETYPE_VIDEO_HEVC, AV_CODEC_ID_HEVC, 0, 0},
-                             Case{MEDIA_MIMETYPE_VIDEO_MPEG4, AV_CODEC_ID_MPEG4, 0, 0, true},
-                             Case{MEDIA_MIMETYPE_VIDEO_HEVC, AV_CODEC_ID_HEVC, 0, 0, true},
-                             Case{MEDIA_MIMETYPE_AUDIO_AMR_NB, AV_CODEC_ID_AMR_NB, 1, 8000},
-                             Case{MEDIA_MIMETYPE_AUDIO_AMR_WB, AV_CODEC_ID_AMR_WB, 1, 16000}}) {
-        SCOPED_TRACE(each.mime);
+    const std::vector<uint8_t> kSample = {0x3C, 0x91, 0x17, 0x16, 0xBE, 0x66, 0x79, 0xE1};
+    for (const auto& [mime, codec, channels, sampleRate, isConfiguredLate] :
+         {std::tuple(MEDIA_MIMETYPE_VIDEO_H263, AV_CODEC_ID_H263, 0, 0, false),
+          {MEDIA_MIMETYPE_VIDEO_MPEG4, AV_CODEC_ID_MPEG4, 0, 0, false},
+          {MEDIA_MIMETYPE_VIDEO_HEVC, AV_CODEC_ID_HEVC, 0, 0, false},
+          {MEDIA_MIMETYPE_VIDEO_MPEG4, AV_CODEC_ID_MPEG4, 0, 0, true},
+          {MEDIA_MIMETYPE_VIDEO_HEVC, AV_CODEC_ID_HEVC, 0, 0, true},
+          {MEDIA_MIMETYPE_AUDIO_AMR_NB, AV_CODEC_ID_AMR_NB, 1, 8000, false},
+          {MEDIA_MIMETYPE_AUDIO_AMR_WB, AV_CODEC_ID_AMR_WB, 1, 16000, false}}) {
+        SCOPED_TRACE(mime);
         TempDir dir;
         const std::string path = dir.file("out.mp4");
         sp<MetaData> format = new MetaData;
-        format->setCString(kKeyMIMEType, each.mime);
+        format->setCString(kKeyMIMEType, mime);
         format->setInt32(kKeyWidth, 176);
         format->setInt32(kKeyHeight, 144);
-        format->setInt32(kKeyChannelCount, each.channels);
-        format->setInt32(kKeySampleRate, each.sampleRate);
-        const auto esds = makeEsds(kSample, sizeof(kSample));
-        if (!each.isLate) format->setData(kKeyESDS, kTypeESDS, esds.data(), esds.size());
+        format->setInt32(kKeyChannelCount, channels);
+        format->setInt32(kKeySampleRate, sampleRate);
+        const auto esds = makeEsds(kSample.data(), kSample.size());
         const MediaReader hevc(mediaPath("bunny_480p_hevc.mp4"));
-        const AVCodecParameters& parameters = *hevc.format()->streams[0]->codecpar;
-        const uint8_t* const record = parameters.extradata;
-        if (!each.isLate) {
-            format->setData(kKeyHVCC, kTypeHVCC, record, parameters.extradata_size);
+        const AVCodecParameters& record = *hevc.format()->streams[0]->codecpar;
+        if (!isConfiguredLate) {
+            format->setData(kKeyESDS, kTypeESDS, esds.data(), esds.size());
+            format->setData(kKeyHVCC, kTypeHVCC, record.extradata, record.extradata_size);
         }
         FaultLog log;
         WriterSession session(makeWriter(Container::kMp4, openFile(path)));
         ASSERT_EQ(session.addTrack(format), OK);
         ASSERT_EQ(session->start(), OK);
-        std::vector<uint8_t> configuration(std::begin(kSample), std::end(kSample));
-        if (each.codec == AV_CODEC_ID_HEVC) {
-            configuration = annexBFromHevcConfiguration(record, parameters.extradata_size);
+        std::vector<uint8_t> configuration = kSample;
+        std::vector<uint8_t> data = kSample;
+        std::vector<uint8_t> stored = kSample;
+        if (codec == AV_CODEC_ID_HEVC) {
+            configuration = annexBFromHevcConfiguration(record.extradata, record.extradata_size);
+            data.insert(data.begin(), {0, 0, 0, 1});
+            stored.insert(stored.begin(), {0, 0, 0, 8});
         }
-        if (each.isLate) {
+        if (isConfiguredLate) {
             ASSERT_EQ(session.push({0, 0, false, configuration, true}), OK);
         }
-        for (int64_t i = 0; i < 50; ++i) {
-            std::vector<uint8_t> data(std::begin(kSample), std::end(kSample));
-            if (each.codec == AV_CODEC_ID_HEVC) data.insert(data.begin(), {0, 0, 0, 1});
+        for (int64_t i = 0; i < 50; ++i)
             ASSERT_EQ(session.push({0, i * 20000, true, data}), OK);
-        }
         EXPECT_EQ(session.stop(), OK);
         EXPECT_TRUE(log.faults().empty()) << log.faults()[0].cause;
-        AVFormatContext* file = nullptr;
-        ASSERT_EQ(avformat_open_input(&file, path.c_str(), nullptr, nullptr), 0);
-        EXPECT_EQ(file->streams[0]->codecpar->codec_id, each.codec);
-        const PacketPtr packet(av_packet_alloc());
+        MediaReader file(path);
+        ASSERT_TRUE(file.ok()) << file.error();
+        EXPECT_EQ(file.format()->streams[0]->codecpar->codec_id, codec);
         int count = 0;
-        while (av_read_frame(file, packet.get()) >= 0) {
-            const size_t prefix = each.codec == AV_CODEC_ID_HEVC ? 4 : 0;
-            ASSERT_EQ(packet->size, sizeof(kSample) + prefix);
-            EXPECT_EQ(memcmp(packet->data + prefix, kSample, sizeof(kSample)), 0);
-            if (prefix > 0) {
-                EXPECT_EQ(AV_RB32(packet->data), sizeof(kSample));
-            }
-            av_packet_unref(packet.get());
+        file.readPackets([&](const AVPacket& packet) {
+            EXPECT_EQ(std::vector<uint8_t>(packet.data, packet.data + packet.size), stored);
             ++count;
-        }
+        });
         EXPECT_EQ(count, 50);
-        avformat_close_input(&file);
         WriterSession mixed(makeWriter(Container::kMp4, openFile(path)));
-        const char* other = each.codec == AV_CODEC_ID_HEVC ? MEDIA_MIMETYPE_AUDIO_AMR_NB
-                                                           : MEDIA_MIMETYPE_VIDEO_HEVC;
+        const char* other =
+                codec == AV_CODEC_ID_HEVC ? MEDIA_MIMETYPE_AUDIO_AMR_NB : MEDIA_MIMETYPE_VIDEO_HEVC;
         ASSERT_EQ(mixed.addTrack(format), OK);
         format->setCString(kKeyMIMEType, other);
         format->setInt32(kKeyChannelCount, 1);
         format->setInt32(kKeySampleRate, 8000);
         EXPECT_EQ(mixed.addTrack(format),
-                  each.codec == AV_CODEC_ID_MPEG4 ? OK : status_t{ERROR_UNSUPPORTED});
+                  codec == AV_CODEC_ID_MPEG4 ? OK : status_t{ERROR_UNSUPPORTED});
     }
 }
 
@@ -641,14 +588,12 @@ TEST(Mp4WriterTest, TakesTheTimeScaleOfTheMovie) {
     for (const auto& [asked, expected] : {std::pair(0, 10000), {600, 600}}) {
         TempDir dir;
         const std::string path = dir.file("out.mp4");
-        const int fd = openFile(path);
-        const sp<MPEG4Writer> writer = new MPEG4Writer(fd);
-        close(fd);
+        const sp<MediaWriter> writer = makeWriter(Container::kMp4, openFile(path));
         const sp<MetaData> params = new MetaData;
         params->setInt32(kKeyTimeScale, asked);
         WriterSession session(writer);
         session.start(carFormats(), params.get());
-        EXPECT_EQ(writer->getTimeScale(), expected);
+        EXPECT_EQ(static_cast<MPEG4Writer*>(writer.get())->getTimeScale(), expected);
         ASSERT_TRUE(session.push(carSamples()));
         session.stop();
         const std::string file = readFile(path);
