@@ -22,6 +22,10 @@ constexpr uint32_t kRate = 48000;
 constexpr uint32_t kNotification = 512;
 const String16 kClient("test");
 
+sp<AudioRecord> newReader(audio_format_t format = AUDIO_FORMAT_PCM_16_BIT) {
+    return new AudioRecord(AUDIO_SOURCE_MIC, kRate, format, AUDIO_CHANNEL_IN_MONO, kClient);
+}
+
 class AudioRecordTest : public testing::Test {
   protected:
     AudioRecordTest() { useMicrophone(rampSource(kRate)); }
@@ -29,11 +33,6 @@ class AudioRecordTest : public testing::Test {
 
     static void useMicrophone(const std::string& source) {
         EXPECT_TRUE(oxa::host::registerMicrophone(AUDIO_SOURCE_MIC, source));
-    }
-
-    static sp<AudioRecord> newReader() {
-        return new AudioRecord(AUDIO_SOURCE_MIC, kRate, AUDIO_FORMAT_PCM_16_BIT,
-                               AUDIO_CHANNEL_IN_MONO, kClient);
     }
 
     static std::vector<int16_t> read(const sp<AudioRecord>& record, size_t frames) {
@@ -59,8 +58,10 @@ class Client {
   public:
     using Hook = std::function<void(AudioRecord::Buffer*)>;
 
-    explicit Client(uint32_t channels = 1, Hook hook = nullptr) : mHook(std::move(hook)) {
-        mRecord = new AudioRecord(AUDIO_SOURCE_MIC, kRate, AUDIO_FORMAT_PCM_16_BIT,
+    explicit Client(uint32_t channels = 1, Hook hook = nullptr,
+                    audio_format_t format = AUDIO_FORMAT_PCM_16_BIT)
+        : mHook(std::move(hook)) {
+        mRecord = new AudioRecord(AUDIO_SOURCE_MIC, kRate, format,
                                   audio_channel_in_mask_from_count(channels), kClient,
                                   6 * kNotification, &Client::onEvent, this, kNotification);
         EXPECT_EQ(mRecord->start(), OK);
@@ -108,45 +109,33 @@ class Client {
 TEST_F(AudioRecordTest, tellsTheResultOfItsCreation) {
     constexpr auto k16Bit = AUDIO_FORMAT_PCM_16_BIT;
     constexpr auto kSync = AudioRecord::TRANSFER_SYNC;
-    const struct {
-        int source;
-        uint32_t rate;
-        audio_format_t format;
-        audio_channel_mask_t mask;
-        AudioRecord::transfer_type transfer;
-        status_t result;
-    } kCreations[] = {
-            {1, 48000, k16Bit, 0x10, AudioRecord::TRANSFER_DEFAULT, OK},
-            {10, 8000, k16Bit, 0xC, kSync, OK},  // the last source
-            {0, 48000, k16Bit, 0x800000FF, kSync, OK},
-            {1, 48000, k16Bit, 0, kSync, BAD_VALUE},
-            {1, 48000, k16Bit, 0x33, kSync, BAD_VALUE},  // a mask of outputs
-            {1, 48000, k16Bit, 0xC0000000, kSync, BAD_VALUE},
-            {1, 7999, k16Bit, 0xC, kSync, BAD_VALUE},
-            {1, 192001, k16Bit, 0xC, kSync, BAD_VALUE},
-            {1, 48000, AUDIO_FORMAT_PCM_FLOAT, 0xC, kSync, OK},
-            {1, 48000, AUDIO_FORMAT_DEFAULT, 0xC, kSync, BAD_VALUE},
-            {11, 48000, k16Bit, 0xC, kSync, BAD_VALUE},
-            {-1, 48000, k16Bit, 0xC, kSync, BAD_VALUE},
-            {1, 48000, k16Bit, 0xC, AudioRecord::TRANSFER_CALLBACK, BAD_VALUE},
-            {1, 48000, k16Bit, 0xC, AudioRecord::TRANSFER_OBTAIN, INVALID_OPERATION},
-    };
     ASSERT_TRUE(oxa::host::registerMicrophone(AUDIO_SOURCE_DEFAULT, rampSource(kRate)));
-    for (const auto& creation : kCreations) {
-        SCOPED_TRACE(&creation - kCreations);
+    for (const auto& [source, rate, format, mask, transfer, result] :
+         {std::tuple(1, 48000U, k16Bit, 0x10U, AudioRecord::TRANSFER_DEFAULT, OK),
+          {10, 8000, k16Bit, 0xC, kSync, OK},  // the last source
+          {0, 48000, k16Bit, 0x800000FF, kSync, OK},
+          {1, 48000, k16Bit, 0, kSync, BAD_VALUE},
+          {1, 48000, k16Bit, 0x33, kSync, BAD_VALUE},  // a mask of outputs
+          {1, 48000, k16Bit, 0xC0000000, kSync, BAD_VALUE},
+          {1, 7999, k16Bit, 0xC, kSync, BAD_VALUE},
+          {1, 192001, k16Bit, 0xC, kSync, BAD_VALUE},
+          {1, 48000, AUDIO_FORMAT_PCM_FLOAT, 0xC, kSync, OK},
+          {1, 48000, AUDIO_FORMAT_DEFAULT, 0xC, kSync, BAD_VALUE},
+          {11, 48000, k16Bit, 0xC, kSync, BAD_VALUE},
+          {-1, 48000, k16Bit, 0xC, kSync, BAD_VALUE},
+          {1, 48000, k16Bit, 0xC, AudioRecord::TRANSFER_CALLBACK, BAD_VALUE},
+          {1, 48000, k16Bit, 0xC, AudioRecord::TRANSFER_OBTAIN, INVALID_OPERATION}}) {
+        SCOPED_TRACE(testing::PrintToString(std::tuple(source, rate, format, mask, transfer)));
         const sp<AudioRecord> record =
-                new AudioRecord(static_cast<audio_source_t>(creation.source), creation.rate,
-                                creation.format, creation.mask, kClient, 0, nullptr, nullptr, 0,
-                                AUDIO_SESSION_ALLOCATE, creation.transfer);
-        EXPECT_EQ(record->initCheck(), creation.result);
-        EXPECT_EQ(record->start(), creation.result);
-        EXPECT_EQ(creation.result != OK, record->stopped());
-        if (creation.result != OK) continue;
+                new AudioRecord(static_cast<audio_source_t>(source), rate, format, mask, kClient, 0,
+                                nullptr, nullptr, 0, AUDIO_SESSION_ALLOCATE, transfer);
+        EXPECT_EQ(record->initCheck(), result);
+        EXPECT_EQ(record->start(), result);
+        EXPECT_EQ(result != OK, record->stopped());
+        if (result != OK) continue;
         size_t frames = 0;
-        EXPECT_EQ(AudioRecord::getMinFrameCount(&frames, creation.rate, creation.format,
-                                                creation.mask),
-                  OK);
-        EXPECT_EQ(creation.rate / 25, frames);
+        EXPECT_EQ(AudioRecord::getMinFrameCount(&frames, rate, format, mask), OK);
+        EXPECT_EQ(rate / 25, frames);
         EXPECT_GE(record->frameCount(), frames);
     }
 }
@@ -185,9 +174,8 @@ TEST_F(AudioRecordTest, convertsToTheFormatOfTheRecord) {
     ASSERT_TRUE(client.waitForFrames(kRate));
     client.record()->stop();
     const Sound sound = soundFromPcm(client.samples(), 2, kRate);
-    for (int channel = 0; channel < 2; ++channel) {
+    for (int channel = 0; channel < 2; ++channel)
         EXPECT_NEAR(dominantFrequency(sound.channel(channel), kRate), 1000, 1);
-    }
     // The client was called with as much as it asked for, each time.
     EXPECT_EQ(client.calls() * kNotification, sound.frames());
 }
@@ -202,8 +190,7 @@ void expectRamp(audio_format_t format, const std::function<int(Sample)>& valueOf
         std::transform(samples.begin(), samples.end(), values.begin(), valueOf);
         EXPECT_EQ(rampBreaks(values, 1), 0u);
     };
-    const sp<AudioRecord> reader =
-            new AudioRecord(AUDIO_SOURCE_MIC, kRate, format, AUDIO_CHANNEL_IN_MONO, kClient);
+    const sp<AudioRecord> reader = newReader(format);
     EXPECT_EQ(sizeof(Sample), reader->frameSize());
     ASSERT_EQ(reader->start(), OK);
     std::vector<Sample> samples(kFrames);
@@ -211,22 +198,12 @@ void expectRamp(audio_format_t format, const std::function<int(Sample)>& valueOf
               reader->read(samples.data(), kFrames * sizeof(Sample)));
     expectCounts(samples);
 
-    std::atomic<bool> called{false};
-    const std::function<void(AudioRecord::Buffer*)> take = [&](AudioRecord::Buffer* buffer) {
-        EXPECT_EQ(buffer->frameCount * sizeof(Sample), buffer->size);
+    const auto take = [&](AudioRecord::Buffer* buffer) {
         const auto* raw = static_cast<const Sample*>(buffer->raw);
-        expectCounts(std::vector<Sample>(raw, raw + buffer->frameCount));
-        called = true;
+        expectCounts(std::vector<Sample>(raw, raw + buffer->size / sizeof(Sample)));
     };
-    const auto onEvent = [](int event, void* user, void* info) {
-        if (event != AudioRecord::EVENT_MORE_DATA) return;
-        (*static_cast<decltype(take)*>(user))(static_cast<AudioRecord::Buffer*>(info));
-    };
-    const sp<AudioRecord> record =
-            new AudioRecord(AUDIO_SOURCE_MIC, kRate, format, AUDIO_CHANNEL_IN_MONO, kClient, 0,
-                            onEvent, const_cast<void*>(static_cast<const void*>(&take)));
-    ASSERT_EQ(record->start(), OK);
-    EXPECT_TRUE(waitFor([&] { return called.load(); }));
+    Client client(1, take, format);
+    EXPECT_TRUE(waitFor([&] { return client.calls() > 1; }));
 }
 
 TEST_F(AudioRecordTest, givesPcmOfEachFormat) {
@@ -239,8 +216,7 @@ TEST_F(AudioRecordTest, givesPcmOfEachFormat) {
     expectRamp<float>(AUDIO_FORMAT_PCM_FLOAT,
                       [](float sample) { return static_cast<int>(sample * 32768); });
     // A ramp that was cut to 8 bits goes on with the same value 256 times.
-    const sp<AudioRecord> record = new AudioRecord(AUDIO_SOURCE_MIC, kRate, AUDIO_FORMAT_PCM_8_BIT,
-                                                   AUDIO_CHANNEL_IN_MONO, kClient);
+    const sp<AudioRecord> record = newReader(AUDIO_FORMAT_PCM_8_BIT);
     ASSERT_EQ(record->start(), OK);
     std::vector<uint8_t> samples(600);
     EXPECT_EQ(record->read(samples.data(), samples.size()), 600);
@@ -276,11 +252,9 @@ TEST_F(AudioRecordTest, dropsOldSoundAtStart) {
 }
 
 TEST_F(AudioRecordTest, offersAgainWhatWasNotConsumed) {
-    std::atomic<int> calls{0};
-    Client client(1, [&](AudioRecord::Buffer* buffer) {
-        const int call = ++calls;
-        if (call % 3 == 0) buffer->size = 0;
-        if (call % 3 == 1) buffer->size = 100 * sizeof(int16_t);
+    Client client(1, [](AudioRecord::Buffer* buffer) {
+        if (buffer->sequence % 3 == 0) buffer->size = 0;
+        if (buffer->sequence % 3 == 1) buffer->size = 100 * sizeof(int16_t);
     });
     ASSERT_TRUE(client.waitForFrames(kRate / 5));
     client.record()->stop();
@@ -363,25 +337,22 @@ TEST_F(AudioRecordTest, givesASourceToItsLastSample) {
 }
 
 TEST_F(AudioRecordTest, tellsThatTheMicrophoneIsLostOrStallsAndStartsAgain) {
-    const struct {
-        bool (*strike)(int audioSource, bool on);
-        int error;
-    } kFaults[] = {{oxa::host::loseMicrophone, ENODEV}, {oxa::host::stallMicrophone, ETIMEDOUT}};
     const sp<AudioRecord> record = newReader();
     std::vector<int16_t> samples(10 * kRate);
     const size_t size = samples.size() * sizeof(int16_t);
-    for (const auto& fault : kFaults) {
-        SCOPED_TRACE(fault.error);
+    for (const auto& [strike, error] :
+         {std::pair(oxa::host::loseMicrophone, ENODEV), {oxa::host::stallMicrophone, ETIMEDOUT}}) {
+        SCOPED_TRACE(error);
         ASSERT_EQ(record->start(), OK);
         EXPECT_EQ(rampBreaks(read(record, 1000), 1), 0U);
-        ASSERT_TRUE(fault.strike(AUDIO_SOURCE_MIC, true));
+        ASSERT_TRUE(strike(AUDIO_SOURCE_MIC, true));
         // A reader that waits for more than there is comes back.
         EXPECT_LT(record->read(samples.data(), size), static_cast<ssize_t>(size));
         EXPECT_EQ(record->read(samples.data(), size), DEAD_OBJECT);
-        EXPECT_TRUE(waitFor([&] { return heardFault(fault.error); }));
+        EXPECT_TRUE(waitFor([this, error = error] { return heardFault(error); }));
         record->stop();
-        ASSERT_TRUE(fault.strike(AUDIO_SOURCE_MIC, false));
-        EXPECT_FALSE(fault.strike(AUDIO_SOURCE_CAMCORDER, true));
+        ASSERT_TRUE(strike(AUDIO_SOURCE_MIC, false));
+        EXPECT_FALSE(strike(AUDIO_SOURCE_CAMCORDER, true));
     }
 }
 

@@ -4,8 +4,6 @@
 #include <media/AudioTrack.h>
 #include <oxa/host/SoundOutput.h>
 
-#include <iterator>
-
 #include "audio/SoundOutputChoice.h"
 #include "base/Monotonic.h"
 #include "support/FaultLog.h"
@@ -25,16 +23,12 @@ class ManualOutput {
 
     ManualOutput() {
         setSoundSinkFactory([this](const auto& format, SoundSource* source) {
-            auto sink = std::make_unique<Sink>(this);
-            sink->open(format, source);
-            return sink;
+            mChannels = format.channels;
+            mSource = source;
+            return std::make_unique<Sink>(this);
         });
     }
     ~ManualOutput() { oxa::host::useSoundDevice(); }
-
-    // What the sink answers from now on.
-    void setStartResult(status_t result) { mStartResult = result; }
-    void setLatencyUs(int64_t latencyUs) { mLatencyUs = latencyUs; }
 
     bool running() const { return mRunning; }
     // Interleaved samples, the first frame of which is heard at `heardAtUs`.
@@ -50,22 +44,22 @@ class ManualOutput {
         return pull(frames, monotonicUs() + kLateUs);
     }
 
+    // What the sink answers from now on.
+    std::atomic<status_t> startResult{OK};
+    std::atomic<int64_t> latencyUs{0};
+
   private:
     class Sink : public SoundSink {
       public:
         explicit Sink(ManualOutput* output) : mOutput(output) {}
 
-        status_t open(const SoundFormat& format, SoundSource* source) override {
-            mOutput->mChannels = format.channels;
-            mOutput->mSource = source;
-            return OK;
-        }
+        status_t open(const SoundFormat&, SoundSource*) override { return OK; }
         status_t start() override {
-            mOutput->mRunning = mOutput->mStartResult == OK;
-            return mOutput->mStartResult;
+            mOutput->mRunning = mOutput->startResult == OK;
+            return mOutput->startResult;
         }
         void stop() override { mOutput->mRunning = false; }
-        int64_t latencyUs() const override { return mOutput->mLatencyUs; }
+        int64_t latencyUs() const override { return mOutput->latencyUs; }
         int64_t blockUs() const override { return kBlockUs; }
 
       private:
@@ -74,8 +68,6 @@ class ManualOutput {
 
     int mChannels = 0;
     SoundSource* mSource = nullptr;
-    std::atomic<status_t> mStartResult{OK};
-    std::atomic<int64_t> mLatencyUs{0};
     std::atomic<bool> mRunning{false};
 };
 
@@ -129,6 +121,16 @@ class AudioTrackTest : public testing::Test {
         return heard;
     }
 
+    // Stops the track, which plays what it has.
+    void playOut(const sp<AudioTrack>& track) {
+        std::thread stopper([&] { track->stop(); });
+        EXPECT_TRUE(waitFor([&] {
+            mOutput.pull(1000, monotonicUs());
+            return !mOutput.running();
+        }));
+        stopper.join();
+    }
+
     // What is heard after a silence of `leadUs` from the moment at which `begin` makes sound.
     std::vector<int16_t> hearAfterSilence(int64_t leadUs, const std::function<void()>& begin) {
         const int64_t beforeUs = monotonicUs();
@@ -152,40 +154,30 @@ constexpr auto kStereo = AUDIO_CHANNEL_OUT_STEREO;
 
 TEST_F(AudioTrackTest, isAnsweredByInitCheckAndHarmlessWhenItFails) {
     constexpr auto kDefault = AudioTrack::TRANSFER_DEFAULT;
-    const struct {
-        int stream;
-        uint32_t rate;
-        audio_format_t format;
-        audio_channel_mask_t mask;
-        AudioTrack::transfer_type transfer;
-        status_t result;
-    } kCreations[] = {
-            {kMusic, 44100, kPcm16, kStereo, kDefault, OK},
-            {kMusic, 8000, kPcm16, AUDIO_CHANNEL_OUT_7POINT1, AudioTrack::TRANSFER_SYNC, OK},
-            {AUDIO_STREAM_DEFAULT, 0, kPcm16, kStereo, kDefault, OK},
-            {kMusic, 48000, kPcm16, AUDIO_CHANNEL_INVALID, kDefault, BAD_VALUE},
-            {kMusic, 48000, kPcm16, AUDIO_CHANNEL_NONE, kDefault, BAD_VALUE},
-            {kMusic, 48000, AUDIO_FORMAT_PCM_FLOAT, kStereo, kDefault, OK},
-            {kMusic, 48000, AUDIO_FORMAT_DEFAULT, kStereo, kDefault, BAD_VALUE},
-            {99, 48000, kPcm16, kStereo, kDefault, BAD_VALUE},
-            {kMusic, 10000000, kPcm16, kStereo, kDefault, BAD_VALUE},
-            {kMusic, 48000, kPcm16, kStereo, AudioTrack::TRANSFER_CALLBACK, BAD_VALUE},
-            {kMusic, 48000, kPcm16, kStereo, AudioTrack::TRANSFER_OBTAIN, INVALID_OPERATION},
-    };
-    for (const auto& creation : kCreations) {
-        SCOPED_TRACE(&creation - kCreations);
-        const sp<AudioTrack> track =
-                new AudioTrack(static_cast<audio_stream_type_t>(creation.stream), creation.rate,
-                               creation.format, creation.mask, 0, AUDIO_OUTPUT_FLAG_NONE, nullptr,
-                               nullptr, 0, AUDIO_SESSION_ALLOCATE, creation.transfer);
-        EXPECT_EQ(track->initCheck(), creation.result);
-        EXPECT_EQ(track->start(), creation.result);
-        EXPECT_EQ(creation.result != OK, track->stopped());
-        if (creation.result == OK) continue;
+    for (const auto& [stream, rate, format, mask, transfer, result] :
+         {std::tuple(int{kMusic}, 44100U, kPcm16, audio_channel_mask_t{kStereo}, kDefault, OK),
+          {kMusic, 8000, kPcm16, AUDIO_CHANNEL_OUT_7POINT1, AudioTrack::TRANSFER_SYNC, OK},
+          {AUDIO_STREAM_DEFAULT, 0, kPcm16, kStereo, kDefault, OK},
+          {kMusic, 48000, kPcm16, AUDIO_CHANNEL_INVALID, kDefault, BAD_VALUE},
+          {kMusic, 48000, kPcm16, AUDIO_CHANNEL_NONE, kDefault, BAD_VALUE},
+          {kMusic, 48000, AUDIO_FORMAT_PCM_FLOAT, kStereo, kDefault, OK},
+          {kMusic, 48000, AUDIO_FORMAT_DEFAULT, kStereo, kDefault, BAD_VALUE},
+          {99, 48000, kPcm16, kStereo, kDefault, BAD_VALUE},
+          {kMusic, 10000000, kPcm16, kStereo, kDefault, BAD_VALUE},
+          {kMusic, 48000, kPcm16, kStereo, AudioTrack::TRANSFER_CALLBACK, BAD_VALUE},
+          {kMusic, 48000, kPcm16, kStereo, AudioTrack::TRANSFER_OBTAIN, INVALID_OPERATION}}) {
+        SCOPED_TRACE(testing::PrintToString(std::tuple(stream, rate, format, mask, transfer)));
+        const sp<AudioTrack> track = new AudioTrack(
+                static_cast<audio_stream_type_t>(stream), rate, format, mask, 0,
+                AUDIO_OUTPUT_FLAG_NONE, nullptr, nullptr, 0, AUDIO_SESSION_ALLOCATE, transfer);
+        EXPECT_EQ(track->initCheck(), result);
+        EXPECT_EQ(track->start(), result);
+        EXPECT_EQ(result != OK, track->stopped());
+        if (result == OK) continue;
         uint32_t frames;
-        EXPECT_EQ(track->write("1234", 4), creation.result);
-        EXPECT_EQ(track->getPosition(&frames), creation.result);
-        EXPECT_EQ(track->setVolume(1), creation.result);
+        EXPECT_EQ(track->write("1234", 4), result);
+        EXPECT_EQ(track->getPosition(&frames), result);
+        EXPECT_EQ(track->setVolume(1), result);
         EXPECT_EQ(track->latency(), 0u);
         track->pause();
         track->flush();
@@ -202,7 +194,7 @@ TEST_F(AudioTrackTest, cannotBeMadeWithoutAnOutputOrFromSharedMemory) {
 }
 
 TEST_F(AudioTrackTest, saysHowMuchItHolds) {
-    mOutput.setLatencyUs(21000);
+    mOutput.latencyUs = 21000;
     const sp<AudioTrack> stereo = newTrack(2);
     EXPECT_EQ(stereo->frameCount(), kRingFrames);
     EXPECT_EQ(stereo->latency(), 521u);
@@ -223,8 +215,7 @@ enum class Reach { kFresh, kActive, kPaused, kFlushed, kStopped };
 // A track in a state with a full ring.
 sp<AudioTrack> reach(Reach state) {
     sp<AudioTrack> track = newTrack();
-    const status_t started = state == Reach::kFresh ? OK : track->start();
-    EXPECT_EQ(started, OK);
+    EXPECT_EQ(state == Reach::kFresh ? OK : track->start(), OK);
     if (state == Reach::kPaused || state == Reach::kFlushed) track->pause();
     if (state == Reach::kFlushed) track->flush();
     if (state == Reach::kStopped) track->stop();
@@ -260,13 +251,7 @@ TEST_F(AudioTrackTest, answersEachCallInEachState) {
         track.clear();
 
         track = reach(state);
-        std::thread stopper([&] { track->stop(); });
-        // An active track plays what it has.
-        EXPECT_TRUE(waitFor([&] {
-            mOutput.pull(kRingFrames, monotonicUs());
-            return !mOutput.running();
-        }));
-        stopper.join();
+        playOut(track);
         EXPECT_TRUE(track->stopped());
         EXPECT_EQ(active || state == Reach::kPaused ? kRingFrames : 0, room(track));
         EXPECT_EQ(track->start(), OK);
@@ -275,12 +260,12 @@ TEST_F(AudioTrackTest, answersEachCallInEachState) {
 
 TEST_F(AudioTrackTest, staysAsItIsWhenTheOutputDoesNotStart) {
     const sp<AudioTrack> track = newTrack();
-    mOutput.setStartResult(-EIO);
+    mOutput.startResult = -EIO;
     EXPECT_EQ(track->start(), -EIO);
     EXPECT_TRUE(track->stopped());
     EXPECT_EQ(room(track), kRingFrames);
     EXPECT_EQ(write(track, ramp(1), true), WOULD_BLOCK);
-    mOutput.setStartResult(OK);
+    mOutput.startResult = OK;
     EXPECT_EQ(track->start(), OK);
 }
 
@@ -349,9 +334,7 @@ TEST_F(AudioTrackTest, asksTheCallbackForItsFormat) {
 }
 
 TEST_F(AudioTrackTest, letsABlockedWriterGoWhenItIsPaused) {
-    const sp<AudioTrack> track = newTrack();
-    ASSERT_EQ(track->start(), OK);
-    ASSERT_EQ(room(track), kRingFrames);
+    const sp<AudioTrack> track = reach(Reach::kActive);
     ssize_t written = 0;
     std::thread writer([&] { written = write(track, ramp(3000), true); });
     mOutput.pullSound(1000);
@@ -424,9 +407,8 @@ TEST_F(AudioTrackTest, shortensSoundThatIsLateAfterAnUnderrun) {
 }
 
 TEST_F(AudioTrackTest, countsWhatWasHeard) {
-    const sp<AudioTrack> track = newTrack();
+    const sp<AudioTrack> track = reach(Reach::kFresh);
     EXPECT_EQ(track->getPosition(nullptr), BAD_VALUE);
-    ASSERT_EQ(room(track), kRingFrames);
     EXPECT_EQ(position(track), 0u);
     ASSERT_EQ(track->start(), OK);
     mOutput.pullSound(100);
@@ -457,9 +439,8 @@ TEST_F(AudioTrackTest, countsWhatWasHeard) {
 
 TEST_F(AudioTrackTest, appliesTheVolume) {
     const sp<AudioTrack> track = newTrack();
-    for (const float wrong : {-0.1f, 1.1f, std::nanf("")}) {
+    for (const float wrong : {-0.1f, 1.1f, std::nanf("")})
         EXPECT_EQ(track->setVolume(wrong), BAD_VALUE) << wrong;
-    }
     ASSERT_EQ(track->start(), OK);
     ASSERT_EQ(write(track, std::vector<int16_t>(40, -20000)), 80);
     for (const float volume : {1.0f, 0.5f, 0.25f, 0.0f}) {
@@ -471,7 +452,7 @@ TEST_F(AudioTrackTest, appliesTheVolume) {
 
 TEST_F(AudioTrackTest, stopWaitsUntilTheRingHasPlayed) {
     constexpr int64_t kLongUs = 300000;
-    mOutput.setLatencyUs(5000000);  // stop() waits as much longer for it
+    mOutput.latencyUs = 5000000;  // stop() waits as much longer for it
     const sp<AudioTrack> track = newTrack();
     ASSERT_EQ(track->start(), OK);
     ASSERT_EQ(write(track, ramp(1000)), 2000);
@@ -501,9 +482,7 @@ TEST_F(AudioTrackTest, stopWaitsUntilTheRingHasPlayed) {
 TEST_F(AudioTrackTest, stopLeavesOutWhatNobodyWaitsFor) {
     const FaultLog log;
     const auto volume = oxa::host::useSoundVolume();
-    const sp<AudioTrack> track = newTrack();
-    ASSERT_EQ(track->start(), OK);
-    ASSERT_EQ(room(track), kRingFrames);
+    const sp<AudioTrack> track = reach(Reach::kActive);
     volume->setPlaysOut(false);
     // Nothing is pulled any more: whoever waited would take the output for dead.
     track->stop();
@@ -516,9 +495,7 @@ TEST_F(AudioTrackTest, stopLeavesOutWhatNobodyWaitsFor) {
 // Neither the writer nor stop() may hang on a device that has died; the client is told once.
 TEST_F(AudioTrackTest, doesNotHangOnAnOutputThatDies) {
     const FaultLog log;
-    const sp<AudioTrack> track = newTrack();
-    ASSERT_EQ(track->start(), OK);
-    ASSERT_EQ(room(track), kRingFrames);
+    const sp<AudioTrack> track = reach(Reach::kActive);
     EXPECT_EQ(write(track, ramp(10), true), WOULD_BLOCK);
     ASSERT_EQ(log.faults().size(), 1u);
     EXPECT_EQ(log.faults()[0].source, oxa::host::FaultSource::kSound);
@@ -545,7 +522,7 @@ class Deliverer {
         } else {
             EXPECT_EQ(event, AudioTrack::EVENT_UNDERRUN);
             EXPECT_EQ(info, nullptr);
-            ++self->mUnderruns;
+            ++self->underruns;
         }
     }
 
@@ -556,8 +533,8 @@ class Deliverer {
         mRule = std::move(rule);
     }
 
-    int requests() const { return mRequests; }
-    int underruns() const { return mUnderruns; }
+    std::atomic<int> requests{0};
+    std::atomic<int> underruns{0};
 
   private:
     void deliver(AudioTrack::Buffer* buffer) {
@@ -569,15 +546,13 @@ class Deliverer {
         std::copy(samples.begin(), samples.end(), buffer->i16);
         mDelivered += samples.size();
         buffer->size = bytes;
-        ++mRequests;
+        ++requests;
     }
 
     std::mutex mLock;
     Rule mRule = [](size_t offered) { return offered; };  // guarded by mLock
     size_t mDelivered = 0;                                // guarded by mLock
     uint32_t mSequence = 0;                               // guarded by mLock
-    std::atomic<int> mRequests{0};
-    std::atomic<int> mUnderruns{0};
 };
 
 class AudioTrackCallback : public AudioTrackTest {
@@ -600,9 +575,9 @@ TEST_F(AudioTrackCallback, asksWhileItIsActiveAndPlaysInOrder) {
         ++count;
         return count % 3 == 0 ? 0 : count % 3 == 1 ? offered : size_t{200};
     });
-    EXPECT_EQ(mDeliverer.requests(), 0);
+    EXPECT_EQ(mDeliverer.requests, 0);
     ASSERT_EQ(track->start(), OK);
-    std::vector<int16_t> heard = hear(10000);
+    const std::vector<int16_t> heard = hear(10000);
     EXPECT_EQ(ramp(heard.size()), heard);
     track->pause();
     ASSERT_EQ(track->start(), OK);
@@ -619,37 +594,32 @@ TEST_F(AudioTrackCallback, tellsOfEachUnderrunOnce) {
         mDeliverer.setRule([](size_t) { return 0; });
         ASSERT_TRUE(waitFor([&] {
             mOutput.pullSound(1000);
-            return mDeliverer.underruns() == underruns;
+            return mDeliverer.underruns == underruns;
         }));
-        const int requests = mDeliverer.requests();
+        const int requests = mDeliverer.requests;
         ASSERT_TRUE(waitFor([&] {
             mOutput.pullSound(1000);
-            return mDeliverer.requests() >= requests + 3;
+            return mDeliverer.requests >= requests + 3;
         }));
-        EXPECT_EQ(underruns, mDeliverer.underruns());
+        EXPECT_EQ(underruns, mDeliverer.underruns);
     }
 
     // The end at a stop is none.
     mDeliverer.setRule([](size_t offered) { return offered; });
     ASSERT_GE(hear(500).size(), 500u);
-    std::thread stopper([&] { track->stop(); });
-    EXPECT_TRUE(waitFor([&] {
-        mOutput.pull(1000, monotonicUs());
-        return !mOutput.running();
-    }));
-    stopper.join();
+    playOut(track);
     track.clear();
-    EXPECT_EQ(mDeliverer.underruns(), 3);
+    EXPECT_EQ(mDeliverer.underruns, 3);
 }
 
 TEST_F(AudioTrackCallback, neverAsksAgainACallbackThatClaimsTooMuch) {
     sp<AudioTrack> track = newCallbackTrack();
     mDeliverer.setRule([](size_t offered) { return offered + 1; });
     ASSERT_EQ(track->start(), OK);
-    ASSERT_TRUE(waitFor([&] { return mDeliverer.requests() == 1; }));
+    ASSERT_TRUE(waitFor([&] { return mDeliverer.requests == 1; }));
     EXPECT_THAT(mOutput.pullSound(kRate), testing::Each(0));
     track.clear();
-    EXPECT_EQ(mDeliverer.requests(), 1);
+    EXPECT_EQ(mDeliverer.requests, 1);
 }
 
 using AudioTrackDeathTest = AudioTrackCallback;

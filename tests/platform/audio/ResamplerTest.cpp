@@ -61,14 +61,11 @@ class Converter {
 
 TEST(ResamplerTest, keepsPitchLevelLengthAndChannels) {
     constexpr int kSeconds = 5;
-    const struct {
-        int in, out, channels;
-    } kRates[] = {{44100, 48000, 2},
-                  {44100, 48000, 1},
-                  {32000, 48000, 2},
-                  {48000, 44100, 2},
-                  {96000, 48000, 1}};
-    for (const auto& [in, out, channels] : kRates) {
+    for (const auto& [in, out, channels] : {std::tuple(44100, 48000, 2),
+                                            {44100, 48000, 1},
+                                            {32000, 48000, 2},
+                                            {48000, 44100, 2},
+                                            {96000, 48000, 1}}) {
         SCOPED_TRACE(std::to_string(in) + " to " + std::to_string(out));
         const std::vector<int16_t> source = tones(channels, in, size_t{1} * in * kSeconds);
         const Sound sound =
@@ -88,9 +85,8 @@ TEST(ResamplerTest, keepsPitchLevelLengthAndChannels) {
 TEST(ResamplerTest, refusesWhatItCannotDo) {
     resampler_itfe* resampler = nullptr;
     EXPECT_EQ(create_resampler(44100, 48000, 2, kQuality, nullptr, nullptr), -EINVAL);
-    for (const uint32_t quality : {0U, 10U}) {
+    for (const uint32_t quality : {0U, 10U})
         EXPECT_EQ(create_resampler(44100, 48000, 2, quality, nullptr, &resampler), -EINVAL);
-    }
     for (const uint32_t rate : {0U, 48000U}) {
         resampler = reinterpret_cast<resampler_itfe*>(1);
         EXPECT_EQ(create_resampler(rate, 48000, rate == 0 ? 2 : 0, kQuality, nullptr, &resampler),

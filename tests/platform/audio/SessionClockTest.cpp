@@ -23,9 +23,8 @@ int32_t newHwSync() {
 
 // Reports blocks that are heard one after the other from `fromUs` until `untilUs`.
 void play(const sp<SessionClock>& clock, int64_t fromUs, int64_t untilUs) {
-    for (int64_t timeUs = fromUs; timeUs < untilUs; timeUs += kBlockUs) {
+    for (int64_t timeUs = fromUs; timeUs < untilUs; timeUs += kBlockUs)
         clock->onSoundHeard(kBlock, kRate, timeUs);
-    }
 }
 
 // Reads every `stepUs` and checks that time is continuous: never backward, and never faster than
@@ -47,9 +46,8 @@ TEST(SessionClock, isSharedByIdWhileSomebodyHoldsIt) {
     sp<SessionClock> clock = SessionClock::forHwSync(id);
     EXPECT_EQ(clock, SessionClock::forHwSync(id));
     EXPECT_NE(clock, SessionClock::forHwSync(newHwSync()));
-    for (const int32_t unknown : {0, -1, 1}) {
+    for (const int32_t unknown : {0, -1, 1})
         EXPECT_NE(SessionClock::forHwSync(unknown), SessionClock::forHwSync(unknown)) << unknown;
-    }
 
     // A session that is over leaves nothing behind.
     clock->onSoundHeard(kBlock, kRate, kNow);
