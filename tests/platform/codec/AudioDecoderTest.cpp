@@ -24,6 +24,13 @@ sp<CodecComponent> newDecoder() {
     return createAvAudioDecoder("audio/x-any");
 }
 
+sp<AMessage> formatOfPcm(int channels, int sampleRate) {
+    const sp<AMessage> format = new AMessage;
+    format->setInt32("channel-count", channels);
+    format->setInt32("sample-rate", sampleRate);
+    return format;
+}
+
 // The packets of a file's first sound stream, and the track format that an extractor gives.
 struct AudioPackets {
     explicit AudioPackets(const std::string& path) {
@@ -157,10 +164,7 @@ TEST(AudioDecoderTest, heAacComesOutWithItsRealRate) {
     const AudioPackets source(toneFile("aac", "m4a", 1, 22050));
     // Object type 5 (SBR), index 7 (22,050 Hz), one channel, extended index 4 (44,100 Hz), type 2.
     const uint8_t config[] = {0x2B, 0x8A, 0x08, 0x00};
-    sp<AMessage> format = new AMessage;
-    format->setString("mime", "audio/mp4a-latm");
-    format->setInt32("channel-count", 1);
-    format->setInt32("sample-rate", 22050);
+    const sp<AMessage> format = formatOfPcm(1, 22050);
     format->setBuffer("csd-0", ABuffer::CreateAsCopy(config, sizeof(config)));
     AudioComponentDriver driver(createAvAudioDecoder("audio/mp4a-latm"));
     ASSERT_EQ(driver.start(format), OK);
@@ -183,9 +187,7 @@ void expectTone(const char* encoder, const char* extension, const char* mime, bo
     const sp<NuMediaExtractor> extractor = openClip(path);
     const sp<AMessage> all = formatOf(extractor);
     ASSERT_EQ(extractor->selectTrack(0), OK);
-    sp<AMessage> format = new AMessage;
-    format->setInt32("channel-count", 2);
-    format->setInt32("sample-rate", 48000);
+    const sp<AMessage> format = formatOfPcm(2, 48000);
     sp<ABuffer> data;
     std::vector<sp<ABuffer>> inputs;
     for (const char* key : {"csd-0", "csd-1", "csd-2"}) {
@@ -197,9 +199,8 @@ void expectTone(const char* encoder, const char* extension, const char* mime, bo
     AudioComponentDriver driver(createAvAudioDecoder(mime));
     ASSERT_EQ(driver.start(format), OK);
     for (const sp<ABuffer>& part : inputs) {
-        if (!late) continue;
-        ASSERT_TRUE(
-                driver.queue(part->data(), part->size(), 0, MediaCodec::BUFFER_FLAG_CODECCONFIG));
+        constexpr uint32_t kConfig = MediaCodec::BUFFER_FLAG_CODECCONFIG;
+        ASSERT_TRUE(!late || driver.queue(part->data(), part->size(), 0, kConfig));
     }
     const sp<ABuffer> sample = new ABuffer(1 << 16);
     int64_t timeUs = 0;
@@ -225,21 +226,19 @@ TEST(AudioDecoderTest, decodesFromPlainKeysAndInputs) {
 // What is behind the damage must be what it is without damage, at the same time; the client gets no
 // error, and the listener hears of it a few times, not for every packet.
 TEST(AudioDecoderTest, damageIsSkippedAndCounted) {
-    const struct {
-        size_t from, to;
-        bool cut;  // shortened instead of overwritten
-    } kDamages[] = {{60, 100, false}, {0, 15, true}, {0, SIZE_MAX, false}};
     const std::string path = mediaPath("flower_540p_h264_aac.mp4");
     const Sound reference = decodeSound(path);
     std::mt19937 random(3);
-    for (const auto& damage : kDamages) {
-        SCOPED_TRACE(damage.to);
+    // Packets that are cut are shortened instead of overwritten.
+    for (const auto& [from, to, cut] :
+         {std::tuple(size_t{60}, size_t{100}, false), {0, 15, true}, {0, SIZE_MAX, false}}) {
+        SCOPED_TRACE(to);
         AudioPackets source(path);
-        const size_t end = std::min(damage.to, source.packets.size());
-        for (size_t i = damage.from; i < end; ++i) {
+        const size_t end = std::min(to, source.packets.size());
+        for (size_t i = from; i < end; ++i) {
             AVPacket* packet = source.packets[i].get();
             ASSERT_GE(av_packet_make_writable(packet), 0);
-            if (damage.cut) {
+            if (cut) {
                 av_shrink_packet(packet, packet->size / 3);
             } else {
                 std::generate_n(packet->data, packet->size, std::ref(random));
@@ -321,12 +320,8 @@ TEST(AudioDecoderTest, stopsAtAnyMomentAndStartsAgain) {
 
 TEST(AudioDecoderTest, refusesWhatItCannotDecode) {
     EXPECT_EQ(createAvAudioDecoder("video/avc"), nullptr);
-    sp<AMessage> format = new AMessage;
-    format->setString("mime", "audio/unheard-of");
-    format->setInt32("channel-count", 2);
-    format->setInt32("sample-rate", 48000);
     const sp<CodecComponent> unknown = createAvAudioDecoder("audio/unheard-of");
-    EXPECT_EQ(unknown->configure(format, nullptr), BAD_VALUE);
+    EXPECT_EQ(unknown->configure(formatOfPcm(2, 48000), nullptr), BAD_VALUE);
 
     const sp<CodecComponent> aac = createAvAudioDecoder("audio/mp4a-latm");
     EXPECT_EQ(aac->configure(new AMessage, nullptr), BAD_VALUE);
@@ -335,18 +330,14 @@ TEST(AudioDecoderTest, refusesWhatItCannotDecode) {
 }
 
 TEST(AudioDecoderTest, aacInputsAreAsLargeAsAskedFor) {
-    const struct {
-        int32_t asked;
-        size_t expected;
-    } kSizes[] = {{0, 256 * 1024}, {1000, 256 * 1024}, {300000, 300000}, {9000000, 9000000}};
-    for (const auto& size : kSizes) {
-        const sp<AMessage> format = new AMessage;
-        format->setInt32("channel-count", 2);
-        format->setInt32("sample-rate", 48000);
-        format->setInt32("max-input-size", size.asked);
+    constexpr size_t kLeast = 256 * 1024;
+    for (const auto& [asked, expected] :
+         {std::pair(0, kLeast), {1000, kLeast}, {300000, 300000}, {9000000, 9000000}}) {
+        const sp<AMessage> format = formatOfPcm(2, 48000);
+        format->setInt32("max-input-size", asked);
         const sp<CodecComponent> decoder = createAvAudioDecoder("audio/mp4a-latm");
         EXPECT_EQ(decoder->configure(format, nullptr), OK);
-        EXPECT_EQ(decoder->inputCapacity(), size.expected);
+        EXPECT_EQ(decoder->inputCapacity(), expected);
     }
 }
 

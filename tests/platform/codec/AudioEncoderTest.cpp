@@ -34,16 +34,15 @@ sp<AMessage> encoderFormat(Shape pcm, Shape stream = {0, 0}) {
     return format;
 }
 
-// Feeds PCM in blocks, stamped from `firstStampUs` on.
+// Feeds PCM in blocks, stamped from `firstStampUs` on by a clock that is that much faster.
 bool feed(AudioComponentDriver* driver, Shape shape, int64_t firstStampUs,
-          const std::vector<int16_t>& pcm) {
-    constexpr size_t kBlockFrames = 2048;
+          const std::vector<int16_t>& pcm, size_t blockFrames = 2048, double faster = 1) {
     const size_t frames = pcm.size() / shape.channels;
-    for (size_t at = 0; at < frames; at += kBlockFrames) {
-        const size_t count = std::min(kBlockFrames, frames - at);
+    for (size_t at = 0; at < frames; at += blockFrames) {
+        const size_t count = std::min(blockFrames, frames - at);
         if (!driver->queue(pcm.data() + at * shape.channels,
                            count * shape.channels * sizeof(int16_t),
-                           firstStampUs + std::llround(1e6 * at / shape.sampleRate))) {
+                           firstStampUs + std::llround(1e6 * faster * at / shape.sampleRate))) {
             return false;
         }
     }
@@ -54,9 +53,8 @@ bool feed(AudioComponentDriver* driver, Shape shape, int64_t firstStampUs,
 Sound decodeUnits(const AudioComponentDriver& encoder) {
     AudioComponentDriver decoder(createAvAudioDecoder("audio/mp4a-latm"));
     EXPECT_EQ(decoder.start(encoder.formats()[0]), OK);
-    for (const auto& unit : encoder.outputs()) {
+    for (const auto& unit : encoder.outputs())
         EXPECT_TRUE(decoder.queue(unit.bytes.data(), unit.bytes.size(), unit.timeUs));
-    }
     EXPECT_TRUE(decoder.queueEnd() && decoder.waitForEnd());
     return soundFromPcm(decoder.pcm(), decoder.formatInt32("channel-count"),
                         decoder.formatInt32("sample-rate"));
@@ -103,9 +101,8 @@ TEST(AacEncoderTest, aClickIsWhereItWas) {
         // One period of a raised cosine, 2 ms.
         const int half = pcm.sampleRate / 1000;
         const int centre = static_cast<int>(kClickSeconds * pcm.sampleRate);
-        for (int i = -half; i <= half; ++i) {
+        for (int i = -half; i <= half; ++i)
             wave[centre + i] = static_cast<float>(0.45 + 0.45 * std::cos(M_PI * i / half));
-        }
         AudioComponentDriver driver(createAacEncoder());
         const Sound sound = encodeAndDecode(
                 &driver, pcm, stream,
@@ -149,40 +146,30 @@ TEST(AacEncoderTest, channelsKeepTheirPlacesAndLevels) {
 // jump would be heard as a click between the clicks.
 TEST(AacEncoderTest, followsAClockThatDrifts) {
     constexpr int kSeconds = 30;
-    constexpr int kBlockFrames = 1024;
-    const struct {
-        double rate;
-        Shape pcm, stream;
-    } kDrifts[] = {{1.001, {1, 48000}, {1, 48000}},
-                   {0.999, {1, 48000}, {1, 48000}},
-                   {1.0003, {2, 44100}, {2, 48000}},
-                   {0.995, {1, 32000}, {1, 32000}}};
-    for (const auto& drift : kDrifts) {
-        SCOPED_TRACE(drift.rate);
-        const int rate = drift.pcm.sampleRate;
+    for (const auto& [drift, shape, stream] : {std::tuple(1.001, Shape{1, 48000}, Shape{1, 48000}),
+                                               {0.999, {1, 48000}, {1, 48000}},
+                                               {1.0003, {2, 44100}, {2, 48000}},
+                                               {0.995, {1, 32000}, {1, 32000}}}) {
+        SCOPED_TRACE(drift);
+        const int rate = shape.sampleRate;
         std::vector<float> wave(size_t{kSeconds} * rate);
         for (int click = 0; click < 2 * kSeconds; ++click)
             wave[click * rate / 2 + rate / 4] = 0.9F;
         const std::vector<int16_t> pcm =
-                interleave(std::vector<std::vector<float>>(drift.pcm.channels, wave));
+                interleave(std::vector<std::vector<float>>(shape.channels, wave));
         AudioComponentDriver driver(createAacEncoder());
-        ASSERT_EQ(driver.start(encoderFormat(drift.pcm, drift.stream)), OK);
-        for (size_t at = 0; at < wave.size(); at += kBlockFrames) {
-            const size_t frames = std::min<size_t>(kBlockFrames, wave.size() - at);
-            ASSERT_TRUE(driver.queue(pcm.data() + at * drift.pcm.channels,
-                                     frames * drift.pcm.channels * sizeof(int16_t),
-                                     std::llround(1e6 * drift.rate * at / rate)));
-        }
+        ASSERT_EQ(driver.start(encoderFormat(shape, stream)), OK);
+        ASSERT_TRUE(feed(&driver, shape, 0, pcm, 1024, drift));
         ASSERT_TRUE(driver.queueEnd() && driver.waitForEnd());
         const Sound sound = decodeUnits(driver);
         const std::vector<float> heard = sound.channel(0);
         for (int click = 0; click < 2 * kSeconds - 1; ++click) {
-            const double expected = (0.5 * click + 0.25) * drift.rate;
+            const double expected = (0.5 * click + 0.25) * drift;
             const double from = expected + 1.0 * kUnitFrames / sound.sampleRate - 0.02;
             const size_t peak = peakPosition(window(heard, sound.sampleRate, from, 0.04));
             EXPECT_NEAR(1000.0 * peak / sound.sampleRate, 20, 4.5) << "click " << click;
         }
-        EXPECT_NEAR(sound.seconds(), kSeconds * drift.rate + 1.5 * kUnitFrames / sound.sampleRate,
+        EXPECT_NEAR(sound.seconds(), kSeconds * drift + 1.5 * kUnitFrames / sound.sampleRate,
                     0.6 * kUnitFrames / sound.sampleRate + 0.0045);
     }
 }
@@ -190,45 +177,34 @@ TEST(AacEncoderTest, followsAClockThatDrifts) {
 // The end comes with the last of them, and what the resampler holds is nearly all there is. Without
 // any there is just the end.
 TEST(AacEncoderTest, aFewFramesMakeOneUnitAndThePriming) {
-    const struct {
-        size_t frames;
-        int streamRate;
-        size_t units;
-    } kEnds[] = {{60, 44100, 2}, {60, 48000, 2}, {0, 44100, 0}, {0, 48000, 0}};
     const std::vector<int16_t> pcm(60, 1000);
-    for (const auto& end : kEnds) {
-        SCOPED_TRACE(end.streamRate);
+    for (const auto& [frames, streamRate, units] :
+         {std::tuple(60, 44100, 2U), {60, 48000, 2U}, {0, 44100, 0U}, {0, 48000, 0U}}) {
+        SCOPED_TRACE(streamRate);
         AudioComponentDriver driver(createAacEncoder());
-        ASSERT_EQ(driver.start(encoderFormat({1, 44100}, {1, end.streamRate})), OK);
-        ASSERT_TRUE(driver.queue(pcm.data(), end.frames * sizeof(int16_t), 0,
-                                 MediaCodec::BUFFER_FLAG_EOS));
+        ASSERT_EQ(driver.start(encoderFormat({1, 44100}, {1, streamRate})), OK);
+        ASSERT_TRUE(
+                driver.queue(pcm.data(), frames * sizeof(int16_t), 0, MediaCodec::BUFFER_FLAG_EOS));
         ASSERT_TRUE(driver.waitForEnd());
         EXPECT_TRUE(driver.inOrder());
-        EXPECT_EQ(driver.outputs().size(), end.units);
+        EXPECT_EQ(driver.outputs().size(), units);
     }
 }
 
 TEST(AacEncoderTest, knowsWhatAacHas) {
-    const struct {
-        Shape pcm, stream;
-        status_t expected;
-    } kFormats[] = {
-            {{2, 7350}, {0, 0}, OK},
-            {{8, 96000}, {0, 0}, OK},
-            {{64, 48000}, {2, 0}, OK},
-            {{65, 48000}, {2, 0}, BAD_VALUE},
-            {{2, 37800}, {0, 0}, BAD_VALUE},
-            {{2, 48000}, {2, 192000}, BAD_VALUE},
-            {{9, 48000}, {0, 0}, BAD_VALUE},
-            {{2, 48000}, {9, 0}, BAD_VALUE},
-            {{0, 48000}, {2, 48000}, BAD_VALUE},
-            {{2, 0}, {2, 48000}, BAD_VALUE},
-    };
-    for (const auto& format : kFormats) {
-        EXPECT_EQ(createAacEncoder()->configure(encoderFormat(format.pcm, format.stream), nullptr),
-                  format.expected)
-                << format.pcm.channels << " channels at " << format.pcm.sampleRate << " Hz to "
-                << format.stream.channels << " at " << format.stream.sampleRate;
+    for (const auto& [pcm, stream, expected] : {std::tuple(Shape{2, 7350}, Shape{0, 0}, OK),
+                                                {{8, 96000}, {0, 0}, OK},
+                                                {{64, 48000}, {2, 0}, OK},
+                                                {{65, 48000}, {2, 0}, BAD_VALUE},
+                                                {{2, 37800}, {0, 0}, BAD_VALUE},
+                                                {{2, 48000}, {2, 192000}, BAD_VALUE},
+                                                {{9, 48000}, {0, 0}, BAD_VALUE},
+                                                {{2, 48000}, {9, 0}, BAD_VALUE},
+                                                {{0, 48000}, {2, 48000}, BAD_VALUE},
+                                                {{2, 0}, {2, 48000}, BAD_VALUE}}) {
+        EXPECT_EQ(createAacEncoder()->configure(encoderFormat(pcm, stream), nullptr), expected)
+                << pcm.channels << " channels at " << pcm.sampleRate << " Hz to " << stream.channels
+                << " at " << stream.sampleRate;
     }
     for (const auto& [key, value] : {std::pair("aac-profile", 5), std::pair("bitrate", 0)}) {
         const sp<AMessage> other = encoderFormat({2, 48000});

@@ -7,12 +7,8 @@
 #include <oxa/host/EncoderRate.h>
 #include <oxa/host/EncoderSpeed.h>
 
-#include <atomic>
-#include <thread>
-
 #include "graphics/LocalBufferProducer.h"
 #include "graphics/PictureBuffer.h"
-#include "graphics/PictureQueue.h"
 #include "support/CodecClient.h"
 #include "support/FaultLog.h"
 #include "support/MediaReader.h"
@@ -31,15 +27,18 @@ constexpr int64_t kPictureUs = 1000000 / kFrameRate;
 constexpr int32_t kPlanar = 19;
 constexpr int32_t kSemiPlanar = 21;
 
-sp<AMessage> encoderFormat() {
+using Items = std::vector<std::pair<const char*, int32_t>>;
+const Items kUsual = {{"width", kWidth},   {"height", kHeight},     {"frame-rate", kFrameRate},
+                      {"bitrate", 500000}, {"i-frame-interval", 1}, {"color-format", kPlanar}};
+
+// The usual format but for some items.
+sp<AMessage> encoderFormat(const Items& others = {}, const Items& usual = kUsual) {
     const sp<AMessage> format = new AMessage;
     format->setString("mime", "video/avc");
-    format->setInt32("width", kWidth);
-    format->setInt32("height", kHeight);
-    format->setInt32("frame-rate", kFrameRate);
-    format->setInt32("bitrate", 500000);
-    format->setInt32("i-frame-interval", 1);
-    format->setInt32("color-format", kPlanar);
+    for (const Items& items : {usual, others}) {
+        for (const auto& [key, value] : items)
+            format->setInt32(key, value);
+    }
     return format;
 }
 
@@ -48,6 +47,12 @@ uint8_t sampleOf(int number, size_t position) {
     uint32_t noise = static_cast<uint32_t>(position) * 2654435761U + number * 40503U;
     noise ^= noise >> 15;
     return static_cast<uint8_t>(64 + (position + number * 3) % 96 + noise % 32);
+}
+
+status_t configure(CodecClient& encoder, const sp<AMessage>& format) {
+    const status_t err = encoder.setCallback();
+    if (err != OK) return err;
+    return encoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE);
 }
 
 // Encodes pictures that are queued as bytes. Tests may act when picture n is about to be queued.
@@ -61,8 +66,7 @@ class ByteJob {
         format->findInt32("color-format", &colorFormat);
         mSemiPlanar = colorFormat == kSemiPlanar;
         mEncoder.setHandler([this](const CodecEvent& event) { onEvent(event); });
-        mEncoder.setCallback();
-        mResult = mEncoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE);
+        mResult = configure(mEncoder, format);
         if (mResult == OK) mResult = mEncoder->start();
     }
 
@@ -104,9 +108,8 @@ class ByteJob {
         for (size_t plane = 0; plane < 2; ++plane) {
             uint8_t* const first = bytes + luma + (mSemiPlanar ? plane : plane * chroma);
             const size_t step = mSemiPlanar ? 2 : 1;
-            for (size_t i = 0; i < chroma; ++i) {
+            for (size_t i = 0; i < chroma; ++i)
                 first[i * step] = sampleOf(number, luma + plane * chroma + i);
-            }
         }
     }
 
@@ -135,51 +138,38 @@ std::vector<size_t> syncUnits(const CodecClient::Events& units) {
 }
 
 TEST(AvcEncoder, profileAndLevelStandInTheHeader) {
-    const struct {
-        int32_t profile, level;
-        int profileIdc;
-        int levelIdc;  // 0: the encoder's choice
-    } kCases[] = {{0, 0, 100, 0},           {1, 0, 66, 0},
-                  {2, 0x200, 77, 31},       {8, 0x1000, 100, 41},
-                  {0x10000, 0x100, 66, 30}, {0x80000, 0x10000, 100, 52},
-                  {0x7777, 0x7777, 100, 0}};
-    for (const auto& wanted : kCases) {
-        SCOPED_TRACE(wanted.profile);
-        const sp<AMessage> format = encoderFormat();
-        format->setInt32("profile", wanted.profile);
-        format->setInt32("level", wanted.level);
-        ByteJob job(format, steadyTimes(1));
+    constexpr int kAnyLevel = 0;
+    const std::tuple<int, int, int, int> kCases[] = {{0, 0, 100, kAnyLevel},
+                                                     {1, 0, 66, kAnyLevel},
+                                                     {2, 0x200, 77, 31},
+                                                     {8, 0x1000, 100, 41},
+                                                     {0x10000, 0x100, 66, 30},
+                                                     {0x80000, 0x10000, 100, 52},
+                                                     {0x7777, 0x7777, 100, kAnyLevel}};
+    for (const auto& [profile, level, profileIdc, levelIdc] : kCases) {
+        SCOPED_TRACE(profile);
+        ByteJob job(encoderFormat({{"profile", profile}, {"level", level}}), steadyTimes(1));
         ASSERT_TRUE(job.run());
         sp<ABuffer> sps;
         ASSERT_TRUE(job.encoder().events()[0].format->findBuffer("csd-0", &sps));
-        EXPECT_EQ(sps->data()[5], wanted.profileIdc);
-        EXPECT_THAT(wanted.levelIdc, testing::AnyOf(0, sps->data()[7]));
+        EXPECT_EQ(sps->data()[5], profileIdc);
+        EXPECT_THAT(levelIdc, testing::AnyOf(kAnyLevel, sps->data()[7]));
     }
 }
 
 TEST(AvcEncoder, refusesFormatsThatCannotBe) {
-    const struct {
-        const char* key;
-        int32_t value;
-    } kWrong[] = {{"width", 1}, {"height", 0}, {"bitrate", -1}, {"stride", 100}};
-    for (const auto& wrong : kWrong) {
-        SCOPED_TRACE(wrong.key);
-        const sp<AMessage> format = encoderFormat();
-        format->setInt32(wrong.key, wrong.value);
-        EXPECT_EQ(ByteJob(format, {}).result(), BAD_VALUE);
-    }
-    const sp<AMessage> format = new AMessage;
-    format->setString("mime", "video/avc");
-    EXPECT_EQ(ByteJob(format, {}).result(), BAD_VALUE);
+    const Items kWrong = {{"width", 1}, {"height", 0}, {"bitrate", -1}, {"stride", 100}};
+    for (const auto& wrong : kWrong)
+        EXPECT_EQ(ByteJob(encoderFormat({wrong}), {}).result(), BAD_VALUE) << wrong.first;
+    EXPECT_EQ(ByteJob(encoderFormat({}, {}), {}).result(), BAD_VALUE);
 }
 
 // The same pictures, with their chroma in planes and interleaved.
 TEST(AvcEncoder, encodesBytesOfBothLayoutsAlike) {
     std::vector<size_t> sizes[2];
     for (const int layout : {0, 1}) {
-        const sp<AMessage> format = encoderFormat();
-        format->setInt32("color-format", layout == 0 ? kPlanar : kSemiPlanar);
-        ByteJob job(format, steadyTimes(12));
+        const int32_t colorFormat = layout == 0 ? kPlanar : kSemiPlanar;
+        ByteJob job(encoderFormat({{"color-format", colorFormat}}), steadyTimes(12));
         ASSERT_TRUE(job.run());
         for (const CodecEvent& unit : job.units()) {
             EXPECT_EQ(static_cast<int64_t>(sizes[layout].size()) * kPictureUs, unit.timeUs);
@@ -192,19 +182,16 @@ TEST(AvcEncoder, encodesBytesOfBothLayoutsAlike) {
 
 TEST(AvcEncoder, keyFramesComeAtTheInterval) {
     constexpr size_t kPictures = 30;
-    const struct {
-        float intervalSec;
-        size_t distance;
-    } kCases[] = {{1, 25}, {0.4F, 10}, {0, 1}, {-1, kPictures}, {1e9F, kPictures}};
-    for (const auto& keys : kCases) {
-        SCOPED_TRACE(keys.intervalSec);
+    for (const auto& [intervalSec, distance] :
+         {std::pair(1.0F, size_t{25}), {0.4F, 10}, {0, 1}, {-1, kPictures}, {1e9F, kPictures}}) {
+        SCOPED_TRACE(intervalSec);
         const sp<AMessage> format = encoderFormat();
         // The first one is there, as an integer.
-        if (keys.intervalSec != 1) format->setFloat("i-frame-interval", keys.intervalSec);
+        if (intervalSec != 1) format->setFloat("i-frame-interval", intervalSec);
         ByteJob job(format, steadyTimes(kPictures));
         ASSERT_TRUE(job.run());
         std::vector<size_t> expected;
-        for (size_t number = 0; number < kPictures; number += keys.distance)
+        for (size_t number = 0; number < kPictures; number += distance)
             expected.push_back(number);
         EXPECT_EQ(syncUnits(job.units()), expected);
     }
@@ -213,9 +200,7 @@ TEST(AvcEncoder, keyFramesComeAtTheInterval) {
 TEST(AvcEncoder, changesItsBitRateAndMakesAKeyFrameOnRequest) {
     constexpr int kPictures = 150;
     constexpr int kKeyPicture = 15;
-    const sp<AMessage> format = encoderFormat();
-    format->setInt32("bitrate", 400000);
-    format->setInt32("i-frame-interval", -1);
+    const sp<AMessage> format = encoderFormat({{"bitrate", 400000}, {"i-frame-interval", -1}});
     ByteJob job(format, steadyTimes(kPictures), [](CodecClient& encoder, int number) {
         if (number == kKeyPicture) {
             EXPECT_EQ(encoder->requestIDRFrame(), OK);
@@ -255,10 +240,7 @@ TEST(AvcEncoder, makesTimesRiseAndDropsNothing) {
 // An encoder of pictures that stay in memory: its inputs refer to them, as a camera's do.
 status_t startForRecords(CodecClient& encoder, const sp<AMessage>& format) {
     format->setInt32("android._input-metadata-buffer-type", kMetadataBufferTypeANWBuffer);
-    status_t err = encoder.setCallback();
-    if (err == OK) {
-        err = encoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE);
-    }
+    const status_t err = configure(encoder, format);
     return err == OK ? encoder->start() : err;
 }
 
@@ -284,13 +266,12 @@ TEST(AvcEncoder, makesPicturesOfFieldsAsItIsAsked) {
         card.interlaced = interlaced;
         ANativeWindowBuffer picture{makeCard(card)};
         CodecClient encoder("video/avc", true);
-        const sp<AMessage> format = encoderFormat();
-        format->setInt32("video-de-interlace", deinterlace);
         encoder.setHandler([&](const CodecEvent& event) {
             if (event.id == MediaCodec::CB_OUTPUT_AVAILABLE)
                 encoder->releaseOutputBuffer(event.index);
         });
-        ASSERT_EQ(startForRecords(encoder, format), OK);
+        ASSERT_EQ(startForRecords(encoder, encoderFormat({{"video-de-interlace", deinterlace}})),
+                  OK);
         for (size_t i = 0; i < kCards; ++i)
             queueRecord(encoder, i, &picture, i * kPictureUs,
                         i + 1 == kCards ? MediaCodec::BUFFER_FLAG_EOS : 0);
@@ -322,12 +303,9 @@ TEST(AvcEncoder, leavesOutWhatIsNoRecord) {
 // Each picture is out before the next one goes in. One that is not later is left out, as is one in
 // memory that the encoder does not know.
 TEST(AvcEncoder, keepsNothingOfALiveSourceBack) {
-    const struct {
-        int64_t timeUs;
-        bool isEncoded;
-        bool isForeign = false;
-    } kQueued[] = {
-            {0, true},      {40000, true},  {40000, false}, {20000, false}, {60000, false, true},
+    constexpr int64_t kForeignUs = 60000;
+    const std::pair<int64_t, bool> kQueued[] = {
+            {0, true},      {40000, true},  {40000, false}, {20000, false}, {kForeignUs, false},
             {80000, true},  {80001, true},  {120000, true}, {240000, true}, {280000, true},
             {320000, true}, {360000, true}, {2400000, true}};
     for (const int32_t bitrate : {0, 500000}) {
@@ -336,18 +314,16 @@ TEST(AvcEncoder, keepsNothingOfALiveSourceBack) {
         ANativeWindowBuffer picture{makeCard({kWidth, kHeight})};
         ANativeWindowBuffer foreign{new ForeignPicture};
         CodecClient encoder("video/avc", true);
-        const sp<AMessage> format = encoderFormat();
-        format->setInt32("bitrate", bitrate);
-        ASSERT_EQ(startForRecords(encoder, format), OK);
+        ASSERT_EQ(startForRecords(encoder, encoderFormat({{"bitrate", bitrate}})), OK);
         size_t queued = 0;
         size_t encoded = 0;
-        for (const auto& next : kQueued) {
-            queueRecord(encoder, queued++, next.isForeign ? &foreign : &picture, next.timeUs);
-            if (!next.isEncoded) continue;
+        for (const auto& [timeUs, isEncoded] : kQueued) {
+            queueRecord(encoder, queued++, timeUs == kForeignUs ? &foreign : &picture, timeUs);
+            if (!isEncoded) continue;
             ASSERT_TRUE(encoder.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, ++encoded));
             const CodecEvent unit =
                     CodecClient::ofKind(encoder.events(), MediaCodec::CB_OUTPUT_AVAILABLE).back();
-            EXPECT_EQ(next.timeUs, unit.timeUs);
+            EXPECT_EQ(timeUs, unit.timeUs);
             ASSERT_EQ(encoder->releaseOutputBuffer(unit.index), OK);
         }
         ASSERT_FALSE(faults.faults().empty());
@@ -382,24 +358,18 @@ TEST(AvcEncoder, takesPicturesOfAnySizeAndFormat) {
             encoder->releaseOutputBuffer(event.index);
         }
     });
-    const sp<AMessage> format = encoderFormat();
-    format->setInt32("width", kWidth + 1);
-    format->setInt32("height", kHeight + 1);
+    const sp<AMessage> format = encoderFormat({{"width", kWidth + 1}, {"height", kHeight + 1}});
     sp<IGraphicBufferProducer> surface;
-    ASSERT_EQ(encoder.setCallback(), OK);
-    ASSERT_EQ(encoder->configure(format, NULL, NULL, MediaCodec::CONFIGURE_FLAG_ENCODE), OK);
+    ASSERT_EQ(configure(encoder, format), OK);
     ASSERT_EQ(encoder->createInputSurface(&surface), OK);
     EXPECT_EQ(encoder->createInputSurface(&surface), INVALID_OPERATION);
     const sp<PictureQueue> queue = LocalBufferProducer::queueOf(surface);
-    const PictureFormat told = {kWidth,
-                                kHeight,
-                                AVCOL_RANGE_MPEG,
-                                AVCOL_PRI_SMPTE170M,
-                                AVCOL_TRC_BT709,
-                                AVCOL_SPC_SMPTE170M,
-                                AVCHROMA_LOC_TOPLEFT,
-                                32,
-                                27};
+    PictureFormat told = formatOf({kWidth, kHeight});
+    told.primaries = AVCOL_PRI_SMPTE170M;
+    told.transfer = AVCOL_TRC_BT709;
+    told.chromaLocation = AVCHROMA_LOC_TOPLEFT;
+    told.aspectNumerator = 32;
+    told.aspectDenominator = 27;
     queue->setFormat(told);
     CardProducer producer(queue);
     producer.connect();

@@ -1,13 +1,13 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gui/IGraphicBufferProducer.h>
 #include <gui/Surface.h>
 #include <mediadrm/ICrypto.h>
 #include <oxa/host/CodecConfig.h>
 
+#include <optional>
+
 #include "graphics/LocalBufferProducer.h"
-#include "graphics/PictureQueue.h"
 #include "platform/container/TrackSamples.h"
 #include "support/CodecClient.h"
 #include "support/Test.h"
@@ -75,12 +75,19 @@ class Codec : public CodecClient {
         return ofKind(events(), MediaCodec::CB_OUTPUT_AVAILABLE).at(n);
     }
 
-    // A picture of zeros, or silence, in the n-th input.
+    // These bytes in the n-th input.
+    void queue(size_t n, int64_t timeUs, const sp<ABuffer>& data, uint32_t flags = 0) {
+        sp<MediaCodecBuffer> buffer;
+        ASSERT_EQ((*this)->getInputBuffer(input(n), &buffer), OK);
+        memcpy(buffer->base(), data->data(), data->size());
+        ASSERT_EQ((*this)->queueInputBuffer(input(n), 0, data->size(), timeUs, flags), OK);
+    }
+    // A picture of zeros, or silence.
     void queue(size_t n, int64_t timeUs) {
         sp<MediaCodecBuffer> buffer;
         ASSERT_EQ((*this)->getInputBuffer(input(n), &buffer), OK);
-        memset(buffer->base(), 0, buffer->capacity());
-        ASSERT_EQ((*this)->queueInputBuffer(input(n), 0, buffer->capacity(), timeUs, 0), OK);
+        const std::string zeros(buffer->capacity(), '\0');
+        queue(n, timeUs, ABuffer::CreateAsCopy(zeros.data(), zeros.size()));
     }
     void queueEnd(size_t n, int64_t timeUs) {
         ASSERT_EQ((*this)->queueInputBuffer(input(n), 0, 0, timeUs, MediaCodec::BUFFER_FLAG_EOS),
@@ -91,45 +98,38 @@ class Codec : public CodecClient {
     const Direction mDirection;
 };
 
-struct ConfigureCase {
-    const char* what;
-    Direction codec;
-    const char* key;  // left out, or set to `value`
-    bool isSet;
-    int32_t value;
-    status_t expected;
-    bool keepsCallback;
-};
-
-constexpr ConfigureCase kConfigurations[] = {
-        {"negative width", kVideoDecoder, "width", true, -1, BAD_VALUE, true},
-        {"absurd height", kVideoEncoder, "height", true, 1 << 30, BAD_VALUE, true},
-        {"decoder without type", kVideoDecoder, "mime", false, 0, BAD_VALUE, false},
-        {"sound decoder without type", kSoundDecoder, "mime", false, 0, BAD_VALUE, false},
-        {"decoder without width", kVideoDecoder, "width", false, 0, BAD_VALUE, false},
-        {"decoder without height", kVideoDecoder, "height", false, 0, BAD_VALUE, false},
-        {"encoder without width", kVideoEncoder, "width", false, 0, BAD_VALUE, false},
-        {"encoder without bit rate", kVideoEncoder, "bitrate", false, 0, BAD_VALUE, false},
-        {"encoder without rate", kVideoEncoder, "frame-rate", false, 0, BAD_VALUE, false},
-        {"encoder without interval", kVideoEncoder, "i-frame-interval", false, 0, BAD_VALUE, false},
-        {"sound encoder without bit rate", kSoundEncoder, "bitrate", false, 0, BAD_VALUE, false},
-        {"sound has no size", kSoundEncoder, "width", true, -1, OK, true},
-        {"sound decoder without bit rate", kSoundDecoder, "bitrate", false, 0, OK, true},
-        {"nothing is wrong", kVideoEncoder, "", false, 0, OK, true},
+// The item of a format that has a value or is left out, the answer, and whether the callback stays.
+using Configuration =
+        std::tuple<const char*, Direction, const char*, std::optional<int32_t>, status_t, bool>;
+const Configuration kConfigurations[] = {
+        {"negative width", kVideoDecoder, "width", -1, BAD_VALUE, true},
+        {"absurd height", kVideoEncoder, "height", 1 << 30, BAD_VALUE, true},
+        {"decoder without type", kVideoDecoder, "mime", {}, BAD_VALUE, false},
+        {"sound decoder without type", kSoundDecoder, "mime", {}, BAD_VALUE, false},
+        {"decoder without width", kVideoDecoder, "width", {}, BAD_VALUE, false},
+        {"decoder without height", kVideoDecoder, "height", {}, BAD_VALUE, false},
+        {"encoder without width", kVideoEncoder, "width", {}, BAD_VALUE, false},
+        {"encoder without bit rate", kVideoEncoder, "bitrate", {}, BAD_VALUE, false},
+        {"encoder without rate", kVideoEncoder, "frame-rate", {}, BAD_VALUE, false},
+        {"encoder without interval", kVideoEncoder, "i-frame-interval", {}, BAD_VALUE, false},
+        {"sound encoder without bit rate", kSoundEncoder, "bitrate", {}, BAD_VALUE, false},
+        {"sound has no size", kSoundEncoder, "width", -1, OK, true},
+        {"sound decoder without bit rate", kSoundDecoder, "bitrate", {}, OK, true},
+        {"nothing is wrong", kVideoEncoder, "", {}, OK, true},
 };
 
 TEST(CodecAnswers, toFormatsThatAreNotWhole) {
-    for (const ConfigureCase& test : kConfigurations) {
-        SCOPED_TRACE(test.what);
-        Codec codec(test.codec);
-        const sp<AMessage> format = formatFor(test.codec, test.key);
-        if (test.isSet) format->setInt32(test.key, test.value);
-        EXPECT_EQ(codec.configure(format), test.expected);
-        if (test.expected != OK) {
+    for (const auto& [what, direction, key, value, expected, keepsCallback] : kConfigurations) {
+        SCOPED_TRACE(what);
+        Codec codec(direction);
+        const sp<AMessage> format = formatFor(direction, key);
+        if (value) format->setInt32(key, *value);
+        EXPECT_EQ(codec.configure(format), expected);
+        if (expected != OK) {
             ASSERT_EQ(codec.configure(), OK);
         }
         ASSERT_EQ(codec->start(), OK);
-        if (test.keepsCallback) {
+        if (keepsCallback) {
             EXPECT_TRUE(codec.waitForCount(MediaCodec::CB_INPUT_AVAILABLE, 1));
         } else {
             codec.settle();
@@ -156,7 +156,7 @@ TEST(CodecAnswers, codecDataThatCannotBeReadIsAnErrorBehindTheStart) {
 
 // A format without them is completed by inputs of their own.
 TEST(CodecAnswers, parameterSetsMayComeAsInputs) {
-    constexpr size_t kSamples = 10;
+    constexpr int kSamples = 10;
     const sp<NuMediaExtractor> clip = openClip(mediaPath("flower_540p_h264_aac.mp4"));
     const sp<AMessage> format = android::formatOf(clip);
     ASSERT_EQ(clip->selectTrack(0), OK);
@@ -165,45 +165,30 @@ TEST(CodecAnswers, parameterSetsMayComeAsInputs) {
         if (event.id == MediaCodec::CB_OUTPUT_AVAILABLE) codec->releaseOutputBuffer(event.index);
     });
     codec.run();
-    size_t inputs = 0;
-    const auto queue = [&](const sp<ABuffer>& data, uint32_t flags) {
-        sp<MediaCodecBuffer> buffer;
-        ASSERT_EQ(codec->getInputBuffer(codec.input(inputs), &buffer), OK);
-        memcpy(buffer->base(), data->data(), data->size());
-        const auto timeUs = static_cast<int64_t>(inputs) * 40000;
-        ASSERT_EQ(codec->queueInputBuffer(codec.input(inputs), 0, data->size(), timeUs, flags), OK);
-        ++inputs;
-    };
+    size_t input = 0;
     sp<ABuffer> data;
     for (const char* key : {"csd-0", "csd-1"}) {
         ASSERT_TRUE(format->findBuffer(key, &data));
-        queue(data, MediaCodec::BUFFER_FLAG_CODECCONFIG);
+        codec.queue(input++, 0, data, MediaCodec::BUFFER_FLAG_CODECCONFIG);
     }
     data = new ABuffer(1 << 20);
-    for (size_t i = 0; i < kSamples; ++i, clip->advance()) {
+    for (int64_t i = 0; i < kSamples; ++i, clip->advance()) {
         ASSERT_EQ(clip->readSampleData(data), OK);
-        queue(data, 0);
+        codec.queue(input++, i * 40000, data);
     }
-    codec.queueEnd(inputs, 0);
+    codec.queueEnd(input, 0);
     EXPECT_TRUE(codec.waitForCount(MediaCodec::CB_OUTPUT_AVAILABLE, kSamples + 1));
 }
 
 TEST(CodecAnswers, formatsAreFilledBeforeTheStart) {
-    const struct {
-        Direction codec;
-        const char *input, *output;
-        const char* key;  // of both
-        int32_t value;
-    } kFormats[] = {
-            {kVideoEncoder, "video/raw", "video/avc", "width", 64},
-            {kVideoDecoder, "video/avc", "video/raw", "height", 48},
-            {kSoundEncoder, "audio/raw", "audio/mp4a-latm", "channel-count", 2},
-            {kSoundDecoder, "audio/raw", "audio/raw", "sample-rate", 48000},
-    };
-    for (const auto& test : kFormats) {
-        SCOPED_TRACE(test.codec.mime);
-        Codec codec(test.codec);
-        const sp<AMessage> clients = formatFor(test.codec);
+    for (const auto& [direction, inputMime, outputMime, keyOfBoth, expected] :
+         {std::tuple(kVideoEncoder, "video/raw", "video/avc", "width", 64),
+          {kVideoDecoder, "video/avc", "video/raw", "height", 48},
+          {kSoundEncoder, "audio/raw", "audio/mp4a-latm", "channel-count", 2},
+          {kSoundDecoder, "audio/raw", "audio/raw", "sample-rate", 48000}}) {
+        SCOPED_TRACE(direction.mime);
+        Codec codec(direction);
+        const sp<AMessage> clients = formatFor(direction);
         ASSERT_EQ(codec.configure(clients), OK);
         sp<AMessage> input;
         sp<AMessage> output;
@@ -213,13 +198,13 @@ TEST(CodecAnswers, formatsAreFilledBeforeTheStart) {
         int32_t largest = 0;
         EXPECT_TRUE(input->findInt32("max-input-size", &largest));
         EXPECT_GT(largest, 0);
-        for (const auto& [format, mime] : {std::pair(input, test.input), {output, test.output}}) {
+        for (const auto& [format, mime] : {std::pair(input, inputMime), {output, outputMime}}) {
             AString told;
             int32_t value = -1;
             EXPECT_TRUE(format->findString("mime", &told));
             EXPECT_STREQ(mime, told.c_str());
-            EXPECT_TRUE(format->findInt32(test.key, &value));
-            EXPECT_EQ(value, test.value);
+            EXPECT_TRUE(format->findInt32(keyOfBoth, &value));
+            EXPECT_EQ(value, expected);
         }
     }
 }

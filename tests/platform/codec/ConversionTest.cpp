@@ -51,9 +51,8 @@ void expectPicturesOfTheCommand(const Conversion& wanted) {
     ASSERT_FALSE(expected.empty());
     ASSERT_EQ(pictures.size(), expected.size());
     EXPECT_TRUE(expected == pictures);
-    for (size_t i = 0; wanted.frameRate > 0 && i < timesUs.size(); ++i) {
+    for (size_t i = 0; wanted.frameRate > 0 && i < timesUs.size(); ++i)
         ASSERT_NEAR(timesUs[i] - timesUs[0], 1e6 * i / wanted.frameRate, 2);
-    }
 }
 
 TEST(Conversions, areThoseOfTheCommand) {

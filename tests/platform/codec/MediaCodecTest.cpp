@@ -1,7 +1,6 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gui/IGraphicBufferProducer.h>
 #include <gui/Surface.h>
 #include <media/stagefright/MediaErrors.h>
 #include <mediadrm/ICrypto.h>
@@ -152,25 +151,20 @@ TEST_F(MediaCodecTest, statesAllowExactlyTheirCalls) {
 TEST_F(MediaCodecTest, isMadeByTypeAndByName) {
     const sp<ALooper> looper = new ALooper;
     looper->start();
-    const struct {
-        const char* mime;
-        bool encoder;
-        const char* name;  // null: there is none
-    } kCodecs[] = {
-            {"video/avc", true, "c2.linux.avc.encoder"},
-            {"VIDEO/hevc", false, "c2.linux.hevc.decoder"},
-            {"video/hevc", true, nullptr},
-    };
-    for (const auto& wanted : kCodecs) {
-        SCOPED_TRACE(wanted.mime);
+    constexpr const char* kNone = nullptr;
+    for (const auto& [mime, encoder, wanted] :
+         {std::tuple("video/avc", true, "c2.linux.avc.encoder"),
+          {"VIDEO/hevc", false, "c2.linux.hevc.decoder"},
+          {"video/hevc", true, kNone}}) {
+        SCOPED_TRACE(mime);
         status_t err = UNKNOWN_ERROR;
-        sp<MediaCodec> codec = MediaCodec::CreateByType(looper, wanted.mime, wanted.encoder, &err);
-        EXPECT_EQ(err, wanted.name == nullptr ? NAME_NOT_FOUND : OK);
-        ASSERT_EQ(codec == nullptr, wanted.name == nullptr);
+        sp<MediaCodec> codec = MediaCodec::CreateByType(looper, mime, encoder, &err);
+        EXPECT_EQ(err, wanted == kNone ? NAME_NOT_FOUND : OK);
+        ASSERT_EQ(codec == nullptr, wanted == kNone);
         if (codec == nullptr) continue;
         AString name;
         EXPECT_EQ(codec->getName(&name), OK);
-        EXPECT_STREQ(name.c_str(), wanted.name);
+        EXPECT_STREQ(name.c_str(), wanted);
         EXPECT_EQ(codec->release(), OK);
     }
     sp<MediaCodec> codec = MediaCodec::CreateByComponentName(looper, "c2.linux.hevc.decoder");
@@ -184,27 +178,21 @@ TEST_F(MediaCodecTest, isMadeByTypeAndByName) {
 }
 
 TEST_F(MediaCodecTest, aFailedConfigureOrStartLeavesANewCodec) {
-    const struct {
-        const char* what;
-        uint32_t flags;
-        bool isWhole;
-        status_t configureResult, startResult, expected;
-    } kCases[] = {
-            {"an empty format", 0, false, OK, OK, BAD_VALUE},
-            {"an encoder's flag", MediaCodec::CONFIGURE_FLAG_ENCODE, true, OK, OK, UNKNOWN_ERROR},
-            {"the component refuses", 0, true, BAD_VALUE, OK, BAD_VALUE},
-            {"the component does not start", 0, true, OK, NO_INIT, NO_INIT},
-    };
-    for (const auto& failing : kCases) {
-        SCOPED_TRACE(failing.what);
+    constexpr uint32_t kEncode = MediaCodec::CONFIGURE_FLAG_ENCODE;
+    for (const auto& [what, flags, isWhole, configureResult, startResult, expected] :
+         {std::tuple("an empty format", 0U, false, OK, OK, BAD_VALUE),
+          {"an encoder's flag", kEncode, true, OK, OK, UNKNOWN_ERROR},
+          {"the component refuses", 0, true, BAD_VALUE, OK, BAD_VALUE},
+          {"the component does not start", 0, true, OK, NO_INIT, NO_INIT}}) {
+        SCOPED_TRACE(what);
         Scripted codec;
         ASSERT_EQ(codec.setCallback(), OK);
-        const sp<AMessage> format = failing.isWhole ? scriptedFormat() : new AMessage;
-        ScriptedComponent::sConfigureResult = failing.configureResult;
-        ScriptedComponent::sStartResult = failing.startResult;
-        status_t err = codec->configure(format, NULL, NULL, failing.flags);
+        const sp<AMessage> format = isWhole ? scriptedFormat() : new AMessage;
+        ScriptedComponent::sConfigureResult = configureResult;
+        ScriptedComponent::sStartResult = startResult;
+        status_t err = codec->configure(format, NULL, NULL, flags);
         if (err == OK) err = codec->start();
-        EXPECT_EQ(err, failing.expected);
+        EXPECT_EQ(err, expected);
         ScriptedComponent::sConfigureResult = OK;
         ScriptedComponent::sStartResult = OK;
         // The callback is gone: this run is silent.

@@ -86,11 +86,8 @@ double misplacedMs(const std::vector<int16_t>& source, const std::vector<int16_t
 // What is off is in its place at once, before and behind the step, whatever its size; steps add up
 // to nothing.
 TEST(SoundTimelineTest, gapsAndOverlapsKeepTheirPlaces) {
-    const struct {
-        const char* name;
-        Stamps stamps;
-        int lost;  // blocks of which an overlap leaves nothing in its middle
-    } kCases[] = {
+    // And how many blocks there are of which an overlap leaves nothing in its middle.
+    const std::tuple<const char*, Stamps, int> kCases[] = {
             {"in time", inTimeBut([](int) { return 0; }), 0},
             {"30 ms", inTimeBut([](int k) { return k < 70 ? 0 : 30000; }), 0},
             {"60 and 90 ms", inTimeBut([](int k) { return k < 50   ? 0
@@ -110,32 +107,29 @@ TEST(SoundTimelineTest, gapsAndOverlapsKeepTheirPlaces) {
             {"before the last", inTimeBut([](int k) { return k < kBlocks - 1 ? 0 : 60000; }), 0},
     };
     const std::vector<int16_t> source = uniqueSound();
-    for (const auto& test : kCases) {
-        SCOPED_TRACE(test.name);
+    for (const auto& [name, stamps, mayBeLost] : kCases) {
+        SCOPED_TRACE(name);
         Collector collector;
-        run(source, test.stamps, &collector);
+        run(source, stamps, &collector);
         int lost = 0;
         for (int k = 0; k < kBlocks; ++k) {
-            const double off = misplacedMs(source, collector.pcm, k, test.stamps(k));
+            const double off = misplacedMs(source, collector.pcm, k, stamps(k));
             if (off == 1000) {
                 ++lost;
             } else {
                 EXPECT_LE(std::abs(off), 3.6) << "block " << k;
             }
         }
-        EXPECT_LE(lost, test.lost);
+        EXPECT_LE(lost, mayBeLost);
         EXPECT_NEAR(static_cast<double>(collector.pcm.size()) / kRate,
-                    (test.stamps(kBlocks - 1) + kBlockUs) / 1e6, 0.0036);
+                    (stamps(kBlocks - 1) + kBlockUs) / 1e6, 0.0036);
     }
 }
 
 // Containers round, threads of live sources are late and then bring all at once, and single stamps
 // are wrong. None of it may touch a sample.
 TEST(SoundTimelineTest, stampsThatComeBackMoveNothing) {
-    const struct {
-        const char* name;
-        Stamps stamps;
-    } kCases[] = {
+    const std::pair<const char*, Stamps> kCases[] = {
             {"rounded", inTimeBut([](int k) { return k % 3 * 500 - 500; })},
             {"a late thread", [](int k) { return (k + 8) / 9 * 9 * kBlockUs; }},
             {"a very late thread", [](int k) { return (k + 22) / 23 * 23 * kBlockUs; }},
@@ -149,10 +143,10 @@ TEST(SoundTimelineTest, stampsThatComeBackMoveNothing) {
             {"before all time", [](int k) { return k >= 40 ? INT64_MIN : k * kBlockUs; }},
     };
     const std::vector<int16_t> source = uniqueSound();
-    for (const auto& test : kCases) {
-        SCOPED_TRACE(test.name);
-        Collector collector(test.stamps(0));
-        run(source, test.stamps, &collector);
+    for (const auto& [name, stamps] : kCases) {
+        SCOPED_TRACE(name);
+        Collector collector(stamps(0));
+        run(source, stamps, &collector);
         EXPECT_TRUE(collector.pcm == source);
         EXPECT_EQ(collector.stretchedUs(), 0);
     }

@@ -41,43 +41,38 @@ std::string colouredClip(const char* colours, const char* range) {
 // makes of it.
 TEST(VideoDecoder, tellsTheSurfaceTheColoursAndTheSampleAspect) {
     const std::string interlaced = mediaPath("bunny_480i_tff_mpeg2_mp2.ts");
-    const struct {
-        std::string path;
-        bool askSize;
-        AVRational aspect;
-        bool isRgb = false;
-    } kSources[] = {{colouredClip("bt709", "tv"), true, {1, 1}},
-                    {colouredClip("smpte170m", "pc"), false, {1, 1}},
-                    {interlaced, true, {1, 1}},
-                    {interlaced, false, {32, 27}},
-                    {clipWith("libx264rgb", {"-pix_fmt", "rgb24"}), false, {1, 1}, true}};
-    for (const auto& source : kSources) {
-        SCOPED_TRACE(source.path);
-        const MediaReader reader(source.path);
+    for (const auto& [path, askSize, aspect, isRgb] :
+         {std::tuple(colouredClip("bt709", "tv"), true, AVRational{1, 1}, false),
+          {colouredClip("smpte170m", "pc"), false, {1, 1}, false},
+          {interlaced, true, {1, 1}, false},
+          {interlaced, false, {32, 27}, false},
+          {clipWith("libx264rgb", {"-pix_fmt", "rgb24"}), false, {1, 1}, true}}) {
+        SCOPED_TRACE(path);
+        const MediaReader reader(path);
         const int stream = reader.findStream(AVMEDIA_TYPE_VIDEO);
         const AVCodecParameters& wanted = *reader.format()->streams[stream]->codecpar;
         const sp<PictureQueue> queue = new PictureQueue;
         PlayJobOptions options;
-        options.path = source.path;
+        options.path = path;
         options.producer = new LocalBufferProducer(queue);
         options.onEvent = [](const CodecEvent&) {};
-        options.onFormat = [&](const sp<AMessage>& format) {
-            format->setInt32("eWid", source.askSize ? wanted.width : 0);
-            format->setInt32("eHei", source.askSize ? wanted.height : 0);
+        options.onFormat = [&wanted, askSize = askSize](const sp<AMessage>& format) {
+            format->setInt32("eWid", askSize ? wanted.width : 0);
+            format->setInt32("eHei", askSize ? wanted.height : 0);
             return OK;
         };
         PlayJob job(options);
         ASSERT_TRUE(job.start());
         ASSERT_TRUE(job.decoder().waitForCount(MediaCodec::CB_OUTPUT_FORMAT_CHANGED, 1));
         const PictureFormat told = queue->format();
-        EXPECT_EQ(source.isRgb ? AVCOL_RANGE_MPEG : wanted.color_range, told.range);
-        EXPECT_EQ(source.isRgb ? AVCOL_SPC_SMPTE170M : wanted.color_space, told.matrix);
-        if (source.isRgb) continue;
+        EXPECT_EQ(isRgb ? AVCOL_RANGE_MPEG : wanted.color_range, told.range);
+        EXPECT_EQ(isRgb ? AVCOL_SPC_SMPTE170M : wanted.color_space, told.matrix);
+        if (isRgb) continue;
         EXPECT_EQ(told.primaries, wanted.color_primaries);
         EXPECT_EQ(told.transfer, wanted.color_trc);
         EXPECT_EQ(told.chromaLocation, wanted.chroma_location);
-        EXPECT_EQ(source.aspect.num, told.aspectNumerator);
-        EXPECT_EQ(source.aspect.den, told.aspectDenominator);
+        EXPECT_EQ(aspect.num, told.aspectNumerator);
+        EXPECT_EQ(aspect.den, told.aspectDenominator);
     }
 }
 
