@@ -18,16 +18,11 @@ struct Run {
     int64_t stepMs = 100;
 };
 
-struct Timeline {
-    const char* name;
+struct Timeline : public oxa::test::Named {
     int64_t beginMs;
     // In the order of the file; the runs within a group are interleaved.
     std::vector<std::vector<Run>> groups;
 };
-
-void PrintTo(const Timeline& timeline, std::ostream* out) {
-    *out << timeline.name;
-}
 
 struct Expected {
     std::vector<ProgramClock::Packet> packets;
@@ -142,7 +137,7 @@ const Timeline kTimelines[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Timelines, ProgramClockTest, testing::ValuesIn(kTimelines),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         oxa::test::rowName<Timeline>);
 
 // Slow pictures of which nobody says how long they last.
 TEST(ProgramClockStepTest, keepsWhatIsSlowAndJoinsWhatIsNot) {
