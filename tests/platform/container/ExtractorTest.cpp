@@ -1,11 +1,6 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <datasource/FileSource.h>
-#include <media/stagefright/MediaErrors.h>
-#include <media/stagefright/NuMediaExtractor.h>
-#include <media/stagefright/foundation/ABuffer.h>
-#include <media/stagefright/foundation/AMessage.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -13,29 +8,25 @@
 #include "ffmpeg/TrackParameters.h"
 #include "platform/container/TrackSamples.h"
 #include "support/FaultLog.h"
-#include "support/MediaProbe.h"
 #include "support/MediaReader.h"
 #include "support/Test.h"
 
 namespace android {
 namespace {
 
-using oxa::test::FaultLog;
-using oxa::test::mediaPath;
-using oxa::test::PacketPtr;
+using namespace oxa::test;
 using testing::ElementsAre;
 
 // The packets of each audio and video stream, in order.
 std::vector<std::vector<Sample>> packetsOf(const std::string& path) {
-    oxa::test::MediaReader reader(path);
+    MediaReader reader(path);
     std::map<int, std::vector<Sample>> packets;
     reader.readPackets([&](const AVPacket& packet) {
-        const AVMediaType type =
-                reader.format()->streams[packet.stream_index]->codecpar->codec_type;
-        if (type != AVMEDIA_TYPE_VIDEO && type != AVMEDIA_TYPE_AUDIO) return;
+        const AVCodecParameters& track = *reader.format()->streams[packet.stream_index]->codecpar;
+        if (track.codec_type != AVMEDIA_TYPE_VIDEO && track.codec_type != AVMEDIA_TYPE_AUDIO)
+            return;
         const int64_t time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
-        const AVCodecID codec = reader.format()->streams[packet.stream_index]->codecpar->codec_id;
-        const int more = codec == AV_CODEC_ID_VORBIS ? 4 : 0;
+        const int more = track.codec_id == AV_CODEC_ID_VORBIS ? 4 : 0;
         packets[packet.stream_index].push_back({reader.toUs(packet.stream_index, time),
                                                 static_cast<size_t>(packet.size + more),
                                                 (packet.flags & AV_PKT_FLAG_KEY) != 0});
@@ -49,7 +40,7 @@ std::vector<std::vector<Sample>> packetsOf(const std::string& path) {
 // Would catch a lost or invented sample, a wrong zero of the times, an edit list that is not
 // applied, any difference that the short way of opening a file makes, and a fault that is none.
 TEST(ExtractorTest, givesAllSamplesOfAllTracks) {
-    for (const std::string& name : oxa::test::namesIn(mediaPath(""))) {
+    for (const std::string& name : namesIn(mediaPath(""))) {
         if (name == "README.md") continue;
         SCOPED_TRACE(name);
         const std::string path = mediaPath(name);
@@ -157,10 +148,10 @@ TEST(ExtractorTest, givesSeveralTracksInTheOrderOfTheFile) {
 }
 
 TEST(ExtractorTest, seeksToSyncSamples) {
-    oxa::test::ClipOptions options;
+    ClipOptions options;
     options.seconds = 4;
     options.videoArguments = {"-g", "25", "-bf", "2", "-x264-params", "scenecut=0"};
-    sp<NuMediaExtractor> extractor = openClip(oxa::test::testClip(options));
+    sp<NuMediaExtractor> extractor = openClip(testClip(options));
     ASSERT_EQ(extractor->selectTrack(0), OK);
     const std::vector<Sample> all = readAll(extractor);
     const auto seek = [&](int64_t timeUs, MediaSource::ReadOptions::SeekMode mode) {
@@ -248,7 +239,7 @@ TEST(ExtractorTest, readsAPipe) {
 // Texts that name other files are recognised as playlists by some demuxers.
 TEST(DamagedFileTest, aHostileTextOpensNothingElse) {
     const std::string clip = mediaPath("roar.mp3");
-    const std::string path = oxa::test::TempDir::ofProcess().file("hostile");
+    const std::string path = TempDir::ofProcess().file("hostile");
     for (const std::string& text :
          {std::string("x"),
           "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXTINF:10,\n" + clip + "\n#EXT-X-ENDLIST\n",
@@ -256,7 +247,7 @@ TEST(DamagedFileTest, aHostileTextOpensNothingElse) {
           std::string("ffconcat version 1.0\nfile hostile\n"),
           std::string("v=0\no=- 0 0 IN IP4 127.0.0.1\ns=x\nc=IN IP4 127.0.0.1\nt=0 0\n"
                       "m=audio 5004 RTP/AVP 0\n")}) {
-        oxa::test::writeFile(path, text);
+        writeFile(path, text);
         sp<NuMediaExtractor> extractor = newExtractor();
         const status_t err = extractor->setDataSource(new FileSource(path.c_str()));
         EXPECT_TRUE(err == ERROR_UNSUPPORTED || extractor->countTracks() == 0) << err << text;

@@ -30,18 +30,16 @@ class FileSourceTest : public ::testing::Test {
 };
 
 TEST_F(FileSourceTest, aPartIsClippedToTheFile) {
-    const struct {
-        int64_t offset, length;
-        std::string content;
-    } kParts[] = {{0, 10, "0123456789"}, {3, 4, "3456"}, {3, INT64_MAX, "3456789"},
-                  {-5, 2, "01"},         {2, -1, ""},    {20, 5, ""}};
-    for (const auto& part : kParts) {
+    const std::tuple<int64_t, int64_t, std::string> kParts[] = {
+            {0, 10, "0123456789"}, {3, 4, "3456"}, {3, INT64_MAX, "3456789"},
+            {-5, 2, "01"},         {2, -1, ""},    {20, 5, ""}};
+    for (const auto& [offset, length, content] : kParts) {
         const int fd = open(mPath.c_str(), O_RDONLY);
-        sp<FileSource> source = new FileSource(fd, part.offset, part.length);
+        sp<FileSource> source = new FileSource(fd, offset, length);
         off64_t size = -1;
         EXPECT_EQ(source->getSize(&size), OK);
-        EXPECT_EQ(size, static_cast<off64_t>(part.content.size()));
-        EXPECT_EQ(read(source, 0, 100), part.content);
+        EXPECT_EQ(size, static_cast<off64_t>(content.size()));
+        EXPECT_EQ(read(source, 0, 100), content);
         EXPECT_EQ(read(source, 99, 4), "");
         EXPECT_STREQ(source->toString().c_str(), mPath.c_str());
         // Nobody who shares the descriptor notices, and it is closed with the source.

@@ -35,9 +35,8 @@ TEST(AvcStreamTest, splitsAtStartCodesOfBothLengths) {
     const Bytes stream = {9, 0,    0, 1, 0x67, 0, 0, 3, 1, 0, 0, 0,
                           1, 0x68, 0, 0, 0,    0, 1, 0, 0, 1, 5};
     std::vector<Bytes> units;
-    for (const NalUnit& unit : splitAnnexB(stream.data(), stream.size())) {
+    for (const NalUnit& unit : splitAnnexB(stream.data(), stream.size()))
         units.emplace_back(unit.data, unit.data + unit.size);
-    }
     EXPECT_THAT(units, testing::ElementsAre(Bytes{0x67, 0, 0, 3, 1}, Bytes{0x68}, Bytes{5}));
     EXPECT_TRUE(splitAnnexB(stream.data() + 4, 4).empty());
     EXPECT_TRUE(splitAnnexB(stream.data(), 0).empty());

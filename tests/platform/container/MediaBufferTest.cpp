@@ -3,8 +3,6 @@
 
 #include <media/MediaBufferHolder.h>
 #include <media/stagefright/MediaAdapter.h>
-#include <media/stagefright/MediaBuffer.h>
-#include <media/stagefright/MetaData.h>
 #include <media/stagefright/foundation/ABuffer.h>
 
 #include <future>

@@ -43,10 +43,9 @@ inline void PrintTo(const Sample& sample, std::ostream* out) {
 }
 
 // Reads what is left, as a pipeline does.
-inline std::vector<Sample> readAll(const sp<NuMediaExtractor>& extractor,
-                                   size_t capacity = kBufferSize) {
+inline std::vector<Sample> readAll(const sp<NuMediaExtractor>& extractor) {
     std::vector<Sample> samples;
-    sp<ABuffer> buffer = new ABuffer(capacity);
+    sp<ABuffer> buffer = new ABuffer(kBufferSize);
     while (extractor->readSampleData(buffer) == OK) {
         sp<MetaData> meta;
         EXPECT_EQ(extractor->getSampleMeta(&meta), OK);
