@@ -17,7 +17,6 @@ namespace {
 
 using namespace android;
 using host::Display;
-using host::DisplayFigures;
 
 std::unique_ptr<Display> createDisplay(const std::string& kind) {
     if (kind == "Null") return host::createNullDisplay();
@@ -41,7 +40,7 @@ class EveryDisplayTest : public testing::TestWithParam<std::string> {
     void TearDown() override { unsetenv("SDL_VIDEODRIVER"); }
 
     uint64_t counted() const {
-        const DisplayFigures figures = mDisplay->figures();
+        const host::DisplayFigures figures = mDisplay->figures();
         return figures.shown + figures.replaced;
     }
 

@@ -183,6 +183,7 @@ class WindowTest : public testing::Test {
 
     void SetUp() override {
         if (!sServer->error().empty()) GTEST_SKIP() << sServer->error();
+        openWindow();
     }
 
     void openWindow(const CardOptions& card = {}, const PictureFormat& format = formatOf({})) {
@@ -271,8 +272,6 @@ TEST_F(WindowTest, showsTheColoursOfEveryKindOfPicture) {
             {"UntoldTallestSmall", {0, 576, AV_PIX_FMT_YUV420P, k601, kLimited}, false},
             {"UntoldLarge", {0, 578, AV_PIX_FMT_YUV420P, k709, kLimited}, false},
     };
-    openWindow();
-    if (HasFatalFailure()) return;
     // Each picture is narrower than the one before, so that the screen shows which one it is.
     int shownWidth = 304;
     for (const auto& colour : kCases) {
@@ -293,8 +292,6 @@ TEST_F(WindowTest, showsTheColoursOfEveryKindOfPicture) {
 
 // Taller or wider than the picture, the window keeps the picture's shape between black bars.
 TEST_F(WindowTest, putsBlackBarsAroundThePicture) {
-    openWindow();
-    if (HasFatalFailure()) return;
     ASSERT_TRUE(waitForWholeWindow());
     sServer->command({"windowsize", mWindow, "600", "240"});
     EXPECT_TRUE(waitForCard(600, 240, {140, 0, 320, 240}));
@@ -306,27 +303,22 @@ TEST_F(WindowTest, putsBlackBarsAroundThePicture) {
 // Samples that are not square make it wider, or taller. It takes no more than nine tenths of the
 // screen.
 TEST_F(WindowTest, opensInTheSizeOfItsFirstPicture) {
-    const struct {
-        int width, height, aspectNumerator, aspectDenominator, windowWidth, windowHeight;
-    } kCases[] = {{320, 240, 2, 1, 640, 240},
-                  {320, 240, 1, 2, 320, 480},
-                  {1920, 1080, 1, 1, XServer::kWidth * 9 / 10, XServer::kWidth * 9 / 10 * 9 / 16}};
-    for (const auto& size : kCases) {
-        CardOptions card;
-        card.width = size.width;
-        card.height = size.height;
+    const std::array<int, 6> kCases[] = {
+            {320, 240, 2, 1, 640, 240},
+            {320, 240, 1, 2, 320, 480},
+            {1920, 1080, 1, 1, XServer::kWidth * 9 / 10, XServer::kWidth * 9 / 10 * 9 / 16}};
+    for (const auto& [width, height, numerator, denominator, windowWidth, windowHeight] : kCases) {
+        const CardOptions card = {width, height};
         PictureFormat format = formatOf(card);
-        format.aspectNumerator = size.aspectNumerator;
-        format.aspectDenominator = size.aspectDenominator;
+        format.aspectNumerator = numerator;
+        format.aspectDenominator = denominator;
         openWindow(card, format);
         if (HasFatalFailure()) return;
-        EXPECT_TRUE(waitForWholeWindow(size.windowWidth, size.windowHeight));
+        EXPECT_TRUE(waitForWholeWindow(windowWidth, windowHeight));
     }
 }
 
 TEST_F(WindowTest, keysQuitAndChangeToFullScreenAndBack) {
-    openWindow();
-    if (HasFatalFailure()) return;
     press("q");
     EXPECT_TRUE(waitFor([this] { return mQuit > 0; }));
     EXPECT_TRUE(waitForWholeWindow()) << "it is the client that closes it";
@@ -342,8 +334,6 @@ TEST_F(WindowTest, keysQuitAndChangeToFullScreenAndBack) {
 
 // The window goes at once, the client is told, and whoever renders goes on without waiting.
 TEST_F(WindowTest, closesForTheUser) {
-    openWindow();
-    if (HasFatalFailure()) return;
     // It is the manager that takes this key, and now and then one is lost on the way to it.
     ASSERT_TRUE(waitFor([this] {
         press("alt+F4");
@@ -360,8 +350,6 @@ TEST_F(WindowTest, closesForTheUser) {
 }
 
 TEST_F(WindowTest, showsSeveralAtATime) {
-    openWindow();
-    if (HasFatalFailure()) return;
     host::WindowOptions options;
     options.title = "second-window";
     auto display = host::createWindowDisplay(options, nullptr);
