@@ -11,10 +11,7 @@
 namespace android {
 namespace {
 
-using oxa::test::FunctionHandler;
-using oxa::test::reply;
-using oxa::test::Signal;
-using oxa::test::Tracked;
+using namespace oxa::test;
 
 constexpr int64_t kHourUs = INT64_C(3600000000);
 

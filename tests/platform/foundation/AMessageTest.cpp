@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <media/stagefright/foundation/ABuffer.h>
-#include <media/stagefright/foundation/AHandler.h>
-#include <media/stagefright/foundation/AMessage.h>
 
 #include "platform/foundation/LooperTestKit.h"
 #include "support/Test.h"
@@ -11,33 +9,30 @@
 namespace android {
 namespace {
 
-using oxa::test::FunctionHandler;
-using oxa::test::Tracked;
+using namespace oxa::test;
+
+template <typename T>
+bool finds(const AMessage& message, bool (AMessage::*find)(const char*, T*) const,
+           const char* name) {
+    T value;
+    return (message.*find)(name, &value);
+}
 
 // Tries every finder and names those that have an answer.
 std::string finders(const AMessage& message, const char* name) {
-    int32_t int32;
-    int64_t int64;
-    size_t size;
-    float single;
-    double real;
-    void* pointer;
-    AString string;
-    sp<RefBase> object;
-    sp<ABuffer> buffer;
-    sp<AMessage> nested;
+    int32_t side;
     std::string found;
-    if (message.findInt32(name, &int32)) found += "int32 ";
-    if (message.findInt64(name, &int64)) found += "int64 ";
-    if (message.findSize(name, &size)) found += "size ";
-    if (message.findFloat(name, &single)) found += "float ";
-    if (message.findDouble(name, &real)) found += "double ";
-    if (message.findPointer(name, &pointer)) found += "pointer ";
-    if (message.findString(name, &string)) found += "string ";
-    if (message.findObject(name, &object)) found += "object ";
-    if (message.findBuffer(name, &buffer)) found += "buffer ";
-    if (message.findMessage(name, &nested)) found += "message ";
-    if (message.findRect(name, &int32, &int32, &int32, &int32)) found += "rect ";
+    if (finds(message, &AMessage::findInt32, name)) found += "int32 ";
+    if (finds(message, &AMessage::findInt64, name)) found += "int64 ";
+    if (finds(message, &AMessage::findSize, name)) found += "size ";
+    if (finds(message, &AMessage::findFloat, name)) found += "float ";
+    if (finds(message, &AMessage::findDouble, name)) found += "double ";
+    if (finds(message, &AMessage::findPointer, name)) found += "pointer ";
+    if (finds<AString>(message, &AMessage::findString, name)) found += "string ";
+    if (finds(message, &AMessage::findObject, name)) found += "object ";
+    if (finds(message, &AMessage::findBuffer, name)) found += "buffer ";
+    if (finds(message, &AMessage::findMessage, name)) found += "message ";
+    if (message.findRect(name, &side, &side, &side, &side)) found += "rect ";
     return found;
 }
 

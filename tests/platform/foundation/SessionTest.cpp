@@ -1,16 +1,12 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gtest/gtest.h>
-#include <media/stagefright/foundation/AHandler.h>
-#include <media/stagefright/foundation/ALooper.h>
-#include <media/stagefright/foundation/AMessage.h>
 #include <oxa/host/EncoderPreset.h>
 #include <oxa/host/FaultListener.h>
 #include <oxa/host/OutputEnd.h>
 #include <oxa/host/Session.h>
 
-#include <optional>
+#include "platform/foundation/LooperTestKit.h"
 
 namespace oxa::host {
 namespace {
@@ -18,19 +14,16 @@ namespace {
 using namespace android;
 
 // What a thread that was started elsewhere sees.
-class Witness : public AHandler {
-  public:
-    void onMessageReceived(const sp<AMessage>& message) override {
-        reportFault(Fault());
-        sp<AReplyToken> token;
-        message->senderAwaitsResponse(&token);
-        sp<AMessage> reply = new AMessage;
-        reply->setString("preset", encoderPreset().c_str());
-        reply->postReply(token);
-    }
-};
+void testify(const sp<AMessage>& message) {
+    reportFault(Fault());
+    sp<AReplyToken> token;
+    message->senderAwaitsResponse(&token);
+    sp<AMessage> reply = new AMessage;
+    reply->setString("preset", encoderPreset().c_str());
+    reply->postReply(token);
+}
 
-std::string presetOn(const sp<Witness>& witness) {
+std::string presetOn(const sp<AHandler>& witness) {
     sp<AMessage> reply;
     AString preset;
     (new AMessage(0, witness))->postAndAwaitResponse(&reply);
@@ -44,7 +37,7 @@ TEST(SessionTest, ownsWhatIsSetInItOnAllItsThreads) {
     uint64_t session = 0;
     const int listener = addFaultListener([&](const Fault& fault) { session = fault.session; });
     const sp<ALooper> looper = new ALooper;
-    const sp<Witness> witness = new Witness;
+    const sp<AHandler> witness = new test::FunctionHandler(testify);
     {
         const SessionScope scope(first);
         looper->start();
