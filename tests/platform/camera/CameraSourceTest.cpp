@@ -69,15 +69,13 @@ TEST_F(CameraSourceTest, checksWhatIsWantedOfTheCamera) {
     const sp<CameraSource> source = createSource(Size(1280, 720), 30);
     ASSERT_EQ(source->initCheck(), OK);
     EXPECT_EQ(source->metaDataStoredInVideoBuffers(), kMetadataBufferTypeANWBuffer);
-    const struct {
-        uint32_t key;
-        int32_t value;
-    } facts[] = {{kKeyWidth, 1280},      {kKeyHeight, 720},   {kKeyStride, 1280},
-                 {kKeySliceHeight, 720}, {kKeyFrameRate, 30}, {kKeyColorFormat, 0x7F000789}};
-    for (const auto& fact : facts) {
+    const std::pair<uint32_t, int32_t> kFacts[] = {
+            {kKeyWidth, 1280},      {kKeyHeight, 720},   {kKeyStride, 1280},
+            {kKeySliceHeight, 720}, {kKeyFrameRate, 30}, {kKeyColorFormat, 0x7F000789}};
+    for (const auto& [key, expected] : kFacts) {
         int32_t value = 0;
-        EXPECT_TRUE(source->getFormat()->findInt32(fact.key, &value));
-        EXPECT_EQ(value, fact.value);
+        EXPECT_TRUE(source->getFormat()->findInt32(key, &value));
+        EXPECT_EQ(value, expected);
     }
     EXPECT_EQ(createSource()->initCheck(), NO_INIT) << "the camera has an owner";
 }

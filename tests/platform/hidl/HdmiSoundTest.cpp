@@ -96,6 +96,13 @@ class RxClient {
         return reached;
     }
 
+    // The state that one poll gives. The service must live.
+    int32_t pollState() {
+        RxAnswer answer;
+        EXPECT_TRUE(poll(&answer));
+        return answer.state;
+    }
+
     // Polls until the condition holds or the service is dead; false when that takes too long.
     // Blocks are collected.
     bool pollUntil(const std::function<bool()>& condition) {
@@ -150,16 +157,12 @@ class HdmiSoundTest : public testing::Test {
         oxa::host::endHdmiSoundService();
     }
 
-    static void useSource(const std::string& source) {
-        oxa::host::HdmiSoundOptions options;
-        options.source = source;
-        oxa::host::useHdmiSound(options);
-    }
+    static void useSource(const std::string& source) { oxa::host::useHdmiSound({source}); }
 
     int faults(int error) const {
         int count = 0;
         for (const Fault& fault : mFaults.faults())
-            count += fault.source == oxa::host::FaultSource::kSound && fault.error == error ? 1 : 0;
+            count += fault.source == oxa::host::FaultSource::kSound && fault.error == error;
         return count;
     }
 
@@ -175,12 +178,10 @@ TEST_F(HdmiSoundTest, givesBlocksInTimeAndWithoutGaps) {
     EXPECT_EQ(answer.state, kStateOff);
     EXPECT_EQ(answer.timeUs, -1);
     client.service()->setRxRender(1, kRate, 2);
-    ASSERT_TRUE(client.poll(&answer));
-    EXPECT_EQ(answer.state, kStateOff);
+    EXPECT_EQ(client.pollState(), kStateOff);
     const int64_t recordUs = monotonicUs();
     client.service()->setRxRecord(true);
-    ASSERT_TRUE(client.poll(&answer));
-    EXPECT_EQ(answer.state, kStateNoBlock);
+    EXPECT_EQ(client.pollState(), kStateNoBlock);
 
     ASSERT_TRUE(client.pollFrames(kRate));
     EXPECT_EQ(rampBreaks(client.samples(), 2), 0U);
@@ -201,8 +202,7 @@ TEST_F(HdmiSoundTest, givesBlocksInTimeAndWithoutGaps) {
 
     client.stop();
     EXPECT_FALSE(oxa::host::hdmiSoundFigures().capturing);
-    ASSERT_TRUE(client.poll(&answer));
-    EXPECT_EQ(answer.state, kStateOff);
+    EXPECT_EQ(client.pollState(), kStateOff);
 }
 
 TEST_F(HdmiSoundTest, tellsTheClientThatItWasLate) {
@@ -309,9 +309,7 @@ TEST_F(HdmiSoundTest, stopsWhileItsSourceIsStuckAndTellsTheEndOfAnother) {
     useSource(path);
     RxClient client;
     client.start(1);
-    RxAnswer answer;
-    ASSERT_TRUE(client.poll(&answer));
-    EXPECT_EQ(answer.state, kStateNoBlock);
+    EXPECT_EQ(client.pollState(), kStateNoBlock);
     client.stop();
     EXPECT_FALSE(oxa::host::hdmiSoundFigures().capturing);
     // Lets the thread go on, and find that it is not wanted any more.
