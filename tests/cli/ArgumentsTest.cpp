@@ -3,9 +3,6 @@
 
 #include "arguments/Arguments.h"
 
-#include <iterator>
-#include <sstream>
-
 #include "commands/TranscodeCommand.h"
 #include "support/Test.h"
 
@@ -13,19 +10,13 @@ namespace oxaplayer {
 namespace {
 
 using testing::HasSubstr;
-using testing::StartsWith;
-
-std::vector<std::string> wordsOf(const std::string& line) {
-    std::istringstream stream(line);
-    return {std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>()};
-}
 
 // One command line, read the way main() does it.
 class ArgumentsTest : public testing::Test {
   protected:
     ParsedArguments parse(const std::string& line) {
         mCommands = makeCommands();
-        return parseArguments(wordsOf(line), mCommands);
+        return parseArguments(oxa::test::words(line), mCommands);
     }
 
     std::vector<std::unique_ptr<Command>> mCommands;
@@ -88,7 +79,7 @@ TEST_F(ArgumentsTest, wrongUsageIsOneLineAndExitTwo) {
             EXPECT_EQ(parsed.command, nullptr);
             EXPECT_EQ(parsed.code, ExitCode::kUsage);
             EXPECT_EQ(parsed.standardOutput, "");
-            EXPECT_THAT(parsed.standardError, StartsWith("oxaplayer: "));
+            EXPECT_THAT(parsed.standardError, testing::StartsWith("oxaplayer: "));
             EXPECT_EQ(parsed.standardError.find('\n'), parsed.standardError.size() - 1)
                     << parsed.standardError;
         }

@@ -6,7 +6,6 @@
 #include "cli/PlayerProgram.h"
 #include "support/MediaProbe.h"
 #include "support/Pictures.h"
-#include "support/Test.h"
 
 namespace oxa::test {
 namespace {
@@ -32,9 +31,16 @@ std::string brighteningClip(const std::string& extension) {
 
 ProcessRunner sheet(const std::string& film, const std::string& output,
                     const std::vector<std::string>& more = {}) {
-    std::vector<std::string> arguments = {"contact-sheet", film, "-o", output};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return player(arguments);
+    return player(joined({"contact-sheet", film, "-o", output}, more));
+}
+
+// What is told of a sheet of two pictures.
+json tellOfTwo(const std::string& film) {
+    const TempDir folder;
+    const ProcessResult result =
+            sheet(film, folder.file("sheet.png"), words("--columns 2 --rows 1 --json")).run();
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    return eventsNamed(eventsOf(result.out), "result").at(0);
 }
 
 // Each cell shows the picture of the time that is told for it, and the times are spread over the
@@ -84,13 +90,8 @@ TEST(ContactSheet, cellsShowTheirTimes) {
 }
 
 TEST(ContactSheet, timesOfALatePictureBeginWithIt) {
-    const TempDir folder;
     const std::string film = mediaPath("friday_video_starts_1s.mp4");
-    const ProcessResult result =
-            sheet(film, folder.file("sheet.png"), {"--columns", "2", "--rows", "1", "--json"})
-                    .run();
-    ASSERT_EQ(result.exitCode, 0) << result.err;
-    const json times = eventsOf(result.out).back()["times_s"];
+    const json times = tellOfTwo(film)["times_s"];
     ASSERT_EQ(times.size(), 2u);
     const StreamProbe video = *MediaProbe(film).video();
     for (const int i : {0, 1}) {
@@ -101,13 +102,7 @@ TEST(ContactSheet, timesOfALatePictureBeginWithIt) {
 
 // 4:3 that is turned stands upright.
 TEST(ContactSheet, picturesAreUpright) {
-    const TempDir folder;
-    const ProcessResult result =
-            sheet(mediaPath("bunny_rotated90_aac51.mp4"), folder.file("sheet.png"),
-                  {"--columns", "2", "--rows", "1", "--json"})
-                    .run();
-    ASSERT_EQ(result.exitCode, 0) << result.err;
-    const json event = eventsNamed(eventsOf(result.out), "result").at(0);
+    const json event = tellOfTwo(mediaPath("bunny_rotated90_aac51.mp4"));
     EXPECT_EQ(event["width"], 1280);
     EXPECT_NEAR(event["height"].get<int>() - 2 * kGap, (1280 - 3 * kGap) / 2 * 16 / 9, 4);
 }

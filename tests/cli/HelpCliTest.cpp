@@ -9,7 +9,6 @@
 
 #include "arguments/Arguments.h"
 #include "cli/PlayerProgram.h"
-#include "support/Test.h"
 
 namespace oxa::test {
 namespace {
@@ -41,14 +40,12 @@ Words commands() {
 
 // What the shell offers for the last of these words; with its devices if a program lists some.
 Words completions(const std::vector<std::string>& words, const std::string& program = "oxaplayer") {
-    std::vector<std::string> command = {
+    const std::vector<std::string> command = {
             "bash", "-c",
             "source \"$0\" && COMP_WORDS=(\"$@\") COMP_CWORD=$(($# - 1)) && _oxaplayer && "
             "printf '%s\\n' \"${COMPREPLY[@]}\"",
             OXA_PLAYER_COMPLETION, program};
-    command.insert(command.end(), words.begin(), words.end());
-    const ProcessResult result = runOrDie(command);
-    const auto lines = linesOf(result.out);
+    const auto lines = linesOf(runOrDie(joined(command, words)).out);
     return {lines.begin(), lines.end()};
 }
 
@@ -87,9 +84,8 @@ TEST(Help, completionOffersTheDevicesThatAreThere) {
     std::filesystem::permissions(program, std::filesystem::perms::owner_all);
     const std::string camera = "v4l2:/dev/video0";
     const std::string sound = "alsa:plughw:CARD=Cam,DEV=0";
-    const auto offered = [&](std::vector<std::string> words) {
-        words.insert(words.begin(), "record");
-        return completions(words, program);
+    const auto offered = [&](const std::vector<std::string>& words) {
+        return completions(joined({"record"}, words), program);
     };
     Words sources = offered({"--usb", ""});
     EXPECT_EQ(sources.count(camera) + sources.count(sound) + sources.count("lavfi:"), 3u);

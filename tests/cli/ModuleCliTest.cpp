@@ -4,14 +4,9 @@
 #include <filesystem>
 
 #include "cli/PlayerProgram.h"
-#include "support/Test.h"
 
 namespace oxa::test {
 namespace {
-
-using testing::Contains;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 // The libraries as an incomplete installation has them: without the modules.
 TEST(ModuleCli, missingModuleIsToldAndLeavesNothing) {
@@ -36,7 +31,7 @@ TEST(ModuleCli, missingModuleIsToldAndLeavesNothing) {
                   {{"transcode", clip, "-o", output, "--size", "160x90"}, true, "out.mp4"}};
     for (const auto& test : kCases) {
         SCOPED_TRACE(testing::PrintToString(test.arguments));
-        EXPECT_THAT(namesIn(folder.path()), IsEmpty());
+        EXPECT_THAT(namesIn(folder.path()), testing::IsEmpty());
         const ProcessResult result = player(test.arguments)
                                              .setEnvironment("LD_LIBRARY_PATH", libraries.path())
                                              .setEnvironment("DISPLAY", ":0")
@@ -44,7 +39,7 @@ TEST(ModuleCli, missingModuleIsToldAndLeavesNothing) {
         EXPECT_EQ(result.exitCode == 0, test.works);
         EXPECT_EQ(result.signal, 0);
         EXPECT_FALSE(result.timedOut);
-        EXPECT_THAT(linesOf(result.err), Contains(HasSubstr(test.text)));
+        EXPECT_THAT(linesOf(result.err), testing::Contains(testing::HasSubstr(test.text)));
     }
 }
 

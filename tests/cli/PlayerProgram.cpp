@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "cli/PlayerProgram.h"
-#include "support/Test.h"
 
 #include <sstream>
 
@@ -10,13 +9,13 @@ namespace oxa::test {
 
 using nlohmann::json;
 
-ProcessRunner player(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), OXA_PLAYER_PROGRAM);
-    return ProcessRunner(arguments).setEnvironment("XDG_CACHE_HOME", TempDir::ofProcess().path());
+ProcessRunner player(const std::vector<std::string>& arguments) {
+    return ProcessRunner(joined({OXA_PLAYER_PROGRAM}, arguments))
+            .setEnvironment("XDG_CACHE_HOME", TempDir::ofProcess().path());
 }
 
-ProcessResult runPlayer(std::vector<std::string> arguments) {
-    return player(std::move(arguments)).run();
+ProcessResult runPlayer(const std::vector<std::string>& arguments) {
+    return player(arguments).run();
 }
 
 std::vector<std::string> linesOf(const std::string& text) {

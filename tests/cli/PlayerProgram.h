@@ -4,17 +4,14 @@
 #pragma once
 
 #include <nlohmann/json.hpp>
-#include <string>
-#include <vector>
 
-#include "support/ProcessRunner.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 
 // oxaplayer with these arguments, to be run as a process.
-ProcessRunner player(std::vector<std::string> arguments);
-ProcessResult runPlayer(std::vector<std::string> arguments);
+ProcessRunner player(const std::vector<std::string>& arguments);
+ProcessResult runPlayer(const std::vector<std::string>& arguments);
 
 // The lines of a text, without their ends.
 std::vector<std::string> linesOf(const std::string& text);

@@ -7,8 +7,6 @@
 #include <random>
 
 #include "cli/PlayerProgram.h"
-#include "support/MediaProbe.h"
-#include "support/Test.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {
