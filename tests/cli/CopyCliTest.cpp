@@ -4,24 +4,16 @@
 // Samples that are copied as they are: into other containers, in parts, and one file behind the
 // other.
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <csignal>
-
 #include "cli/PlayerProgram.h"
 #include "support/MediaProbe.h"
 #include "support/Pictures.h"
 #include "support/SampleList.h"
 #include "support/SyncMeasure.h"
-#include "support/Test.h"
 
 namespace oxa::test {
 namespace {
 
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 constexpr int64_t kExactUs = 1000;
 constexpr int64_t kNoTime = INT64_MIN;
@@ -150,29 +142,6 @@ TEST_F(RemuxCliTest, tracksAreChosenByNumberAndLanguage) {
                                 "format_tags=title:stream_tags=language", mMp4})
                               .out;
     EXPECT_THAT(tags, testing::AllOf(HasSubstr("title=Film"), HasSubstr("language=deu")));
-}
-
-TEST_F(RemuxCliTest, refusesWhatItCannotCopyInOneLine) {
-    const struct {
-        std::string input;
-        Words options;
-        int exitCode;
-        const char* text;
-    } kCases[] = {
-            {mediaPath("bear_161x121_vp9.webm"), {}, 3, "the picture is vp9, not AVC"},
-            {mediaPath("roar.mp3"), {}, 3, "the sound is mp3, not AAC"},
-            {mediaPath("bunny_480i_tff_mpeg2_mp2.ts"), {}, 3, "is mpeg2video, not AVC"},
-            {mediaPath("car_432p_12fps.mp4"), {"--start", "1h"}, 3, "not after 3600.000 s"},
-            {mediaPath("car_432p_12fps.mp4"), {"--audio-track", "0"}, 3, "is no sound"},
-            {"/nope", {}, 3, "No such file"},
-    };
-    for (const auto& test : kCases) {
-        const ProcessResult result = remux(test.input, mMp4, test.options);
-        EXPECT_EQ(result.exitCode, test.exitCode) << result.err;
-        EXPECT_THAT(result.err, HasSubstr(test.text));
-        EXPECT_EQ(linesOf(result.err).size(), 1u) << result.err;
-    }
-    EXPECT_THAT(namesIn(mFolder.path()), IsEmpty());
 }
 
 TEST_F(RemuxCliTest, standardOutputIsATransportStreamAndAFullDiskAnOutputError) {
@@ -356,26 +325,6 @@ TEST_F(JoinCliTest, refusesThePartThatDoesNotFitByItsName) {
     }
     EXPECT_EQ(join({first, "-"}, mMp4).exitCode, 2);
     EXPECT_THAT(namesIn(mFolder.path()), testing::ElementsAre("hidden.mp4"));
-}
-
-// ---- Pipes --------------------------------------------------------------------------------------
-
-// The pipe fills up long before the end.
-TEST_F(RemuxCliTest, readerThatDoesNotReadIsAFailureAndCanBeInterrupted) {
-    const std::string pipe = mFolder.file("pipe.ts");
-    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    const int reader = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
-    const Words command = {"remux", mediaPath("car_432p_12fps.mp4"), "-o", pipe, "--json"};
-    const ProcessResult stalled = player(command).setEnvironment("OXA_STALL_SECONDS", "2").run();
-    EXPECT_EQ(stalled.exitCode, 1) << stalled.signal << stalled.err;
-    EXPECT_THAT(stalled.err, HasSubstr("nothing was read or written for 2 seconds"));
-    const ProcessResult interrupted = player(command)
-                                              .signalOnText(SIGINT, "\"progress\"")
-                                              .setTimeLimit(std::chrono::seconds(25))
-                                              .run();
-    close(reader);
-    EXPECT_EQ(interrupted.exitCode, 4) << interrupted.signal << interrupted.err;
-    EXPECT_THAT(interrupted.err, HasSubstr("the reader does not read on"));
 }
 
 }  // namespace

@@ -4,18 +4,11 @@
 // What each command refuses before it does anything: with which exit code, and why.
 
 #include <filesystem>
-#include <iterator>
-#include <sstream>
 
 #include "cli/PlayerProgram.h"
-#include "support/Test.h"
 
 namespace oxa::test {
 namespace {
-
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
 
 const std::string kBoth = "lavfi:testsrc2=size=320x180:rate=30;sine";
 const std::string kPicture = "lavfi:testsrc2=size=320x180:rate=30";
@@ -28,13 +21,12 @@ struct Refusal {
 
 void expectRefusal(const Refusal& refusal) {
     SCOPED_TRACE(refusal.line);
-    std::istringstream line(refusal.line);
-    const std::vector<std::string> words(std::istream_iterator<std::string>(line), {});
-    const ProcessResult result = runPlayer(words);
+    const auto arguments = words(refusal.line);
+    const ProcessResult result = runPlayer(arguments);
     EXPECT_EQ(result.exitCode, refusal.exitCode) << result.signal;
     EXPECT_EQ(result.out, "");
-    EXPECT_THAT(result.err, StartsWith("oxaplayer: " + words[0] + ": "));
-    EXPECT_THAT(result.err, HasSubstr(refusal.cause));
+    EXPECT_THAT(result.err, testing::StartsWith("oxaplayer: " + arguments[0] + ": "));
+    EXPECT_THAT(result.err, testing::HasSubstr(refusal.cause));
     EXPECT_EQ(linesOf(result.err).size(), 1u) << result.err;
 }
 
@@ -47,10 +39,16 @@ TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
     const std::string film = "contact-sheet " + oneFrameVideo();
     const std::string play = "play " + mediaPath("roar.mp3");
     const std::string garbage = garbageFile(50'000);
+    const std::string car = mediaPath("car_432p_12fps.mp4");
+    const std::string remux = "remux " + car + toMp4;
+    const std::string record = "record --usb " + kPicture;
+    const std::string television = "record --hdmi " + kBoth + toMp4 + " --scenario ";
+    const std::string wrong = inputs.file("wrong.scenario");
     const std::string text = inputs.file("text.mp4");
     const std::string pipe = inputs.file("pipe.mp4");
     const std::string still = inputs.file("still.png");
     ASSERT_TRUE(writeFile(text, "This is a text.\n"));
+    ASSERT_TRUE(writeFile(wrong, "1s plug\n2s plugg\n3s size\n"));
     runOrDie({"mkfifo", pipe});
     runOrDie({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "color", "-frames:v", "1", still});
     const std::string cut = truncateClip(mediaPath("friday_480p_audio_first.mp4"), 0.0005);
@@ -91,6 +89,24 @@ TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
             {clip + " -o " + outputs.file("out.mkv"), 2, "cannot tell the container"},
             {clip + " -o - --format mp4", 4, "--format ts"},
 
+            {"remux " + mediaPath("bear_161x121_vp9.webm") + toMp4, 3,
+             "the picture is vp9, not AVC"},
+            {"remux " + mediaPath("roar.mp3") + toMp4, 3, "the sound is mp3, not AAC"},
+            {"remux " + mediaPath("bunny_480i_tff_mpeg2_mp2.ts") + toMp4, 3,
+             "is mpeg2video, not AVC"},
+            {remux + " --start 1h", 3, "not after 3600.000 s"},
+            {remux + " --audio-track 0", 3, "is no sound"},
+            {"remux /nope" + toMp4, 3, "No such file"},
+
+            {"plan " + car + " -o - --parts 2", 2, "'-' is no file"},
+            {"plan -" + toMp4 + " --parts 2", 2, "standard input"},
+            {"plan " + car + toMp4, 2, "number of parts or their length"},
+            {"plan " + car + toMp4 + " --parts 0", 2, "--parts '0': expected 1 to"},
+            {"plan " + car + toMp4 + " --parts 2 --level 1.0", 2, "level '1.0'"},
+            {"transcode " + car + " -o /dev/null --resumable --format ts", 2,
+             "'/dev/null' is no file"},
+            {"transcode " + car + toMp4 + " --jobs 2", 2, "requires --resumable"},
+
             {"contact-sheet none.mp4" + toPng, 3, "No such file"},
             {"contact-sheet " + mediaPath("roar.mp3") + toPng, 3, "no picture that can be decoded"},
             {film + " -o /none/x.png", 4, "No such file"},
@@ -127,12 +143,24 @@ TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
             {"record --usb v4l2:/dev/no_such" + toMp4, 3, "No such file"},
             {"record --hdmi lavfi:no_such_filter" + toMp4, 3, "no_such_filter"},
             {"record --usb lavfi:sine" + toMp4, 3, "no picture"},
+            {record + " -o " + outputs.file("a%Q.mp4"), 2, "'%Q' is no part of a time"},
+            {record + " -o " + outputs.file("100%") + " --format ts", 2,
+             "'%' is no part of a time"},
+            {record + toMp4 + " --split 0.5", 2, "a second or more"},
+            {record + toMp4 + " --split often", 2, "a second or more"},
+            {record + " -o - --split 2", 2, "split needs files"},
+            {television + wrong, 2,
+             "line 2: there is no event 'plugg'; line 3: size '': expected WxH"},
+            {television + inputs.file("none"), 3, "No such file"},
+            {television + inputs.path(), 3, "Is a directory"},
+            {record + toMp4 + " --scenario " OXA_SAMPLES "/cable-pulled.scenario", 2,
+             "--scenario needs the HDMI"},
             // Sound that was asked for is never silence.
             {"record --audio no.wav --hdmi " + kBoth + toMp4, 3, "no.wav"},
             {"record --audio " + kPicture + " --usb " + kPicture + toMp4, 3, "no sound"}};
     for (const Refusal& refusal : kRefusals)
         expectRefusal(refusal);
-    EXPECT_THAT(namesIn(outputs.path()), IsEmpty());
+    EXPECT_THAT(namesIn(outputs.path()), testing::IsEmpty());
 }
 
 TEST(Refusal, isAnEventWithItsExitCode) {
@@ -155,9 +183,11 @@ TEST(Refusal, sourceIsNeverItsOwnOutput) {
     const std::string clip = folder.file("film.mp4");
     const std::string hard = folder.file("hard.mp4");
     const std::string soft = folder.file("soft.mp4");
+    const std::string percent = folder.file("100%.mp4");
     std::filesystem::copy(mediaPath("friday_video_starts_1s.mp4"), clip);
     std::filesystem::create_hard_link(clip, hard);
     std::filesystem::create_symlink(clip, soft);
+    std::filesystem::copy(clip, percent);
     const std::string before = readFile(clip);
     for (const std::string& output : {clip, hard, soft}) {
         expectRefusal({"transcode " + clip + " --force -o " + output, 2, "is the input itself"});
@@ -165,7 +195,10 @@ TEST(Refusal, sourceIsNeverItsOwnOutput) {
     expectRefusal({"record --usb " + clip + " --force -o " + clip, 2, "is the source itself"});
     expectRefusal({"record --hdmi " + kPicture + " --audio " + clip + " --force -o " + clip, 2,
                    "is the source itself"});
+    expectRefusal({"record --usb " + percent + " --force -o " + folder.file("100%%.mp4"), 2,
+                   "is the source itself"});
     EXPECT_TRUE(readFile(clip) == before);
+    EXPECT_TRUE(readFile(percent) == before);
 }
 
 }  // namespace

@@ -11,17 +11,13 @@
 #include "support/MediaProbe.h"
 #include "support/SampleList.h"
 #include "support/Sound.h"
-#include "support/Test.h"
 
 namespace oxa::test {
 namespace {
 
 using nlohmann::json;
-using testing::AllOf;
-using testing::Each;
 using testing::HasSubstr;
 using testing::Not;
-using testing::UnorderedElementsAre;
 
 constexpr char kEncoderReport[] = "\"side\":\"encoder\"";  // something was written
 
@@ -32,18 +28,13 @@ class TranscodeCliTest : public testing::Test {
     // The arguments of a job that is small and quick.
     static Words quick(const std::string& input, const std::string& output,
                        const Words& more = {}) {
-        Words arguments = {"transcode", input, "-o", output, "--preset", "ultrafast"};
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        return arguments;
+        return joined({"transcode", input, "-o", output, "--preset", "ultrafast"}, more);
     }
 
     // The arguments of a job that takes many seconds on any machine, and reports as events.
     static Words longJob(const std::string& output) {
-        return {"transcode", mediaPath("bunny_360p_aac51.ts"),
-                "-o",        output,
-                "--size",    "1280x720",
-                "--preset",  "slow",
-                "--force",   "--json"};
+        return joined({"transcode", mediaPath("bunny_360p_aac51.ts"), "-o", output},
+                      words("--size 1280x720 --preset slow --force --json"));
     }
 
     // A second of both kinds, 30 pictures.
@@ -87,15 +78,13 @@ TEST_F(TranscodeCliTest, clipBecomesAvcAndAacAndEventsTellIt) {
         soundBytes += sample.data.size();
     EXPECT_NEAR(8 * soundBytes / seconds, 128000, 20000);
     EXPECT_GT(last["speed"], 0);
-    EXPECT_THAT(namesIn(mFolder.path()), UnorderedElementsAre("out.mp4"));
+    EXPECT_THAT(namesIn(mFolder.path()), testing::UnorderedElementsAre("out.mp4"));
 }
 
 // The files that are opened would have their numbers, and messages would go into these.
 TEST_F(TranscodeCliTest, standardStreamsMayBeClosed) {
-    Words command = {"sh", "-c", "exec \"$0\" \"$@\" <&- >&- 2>&-", OXA_PLAYER_PROGRAM};
-    for (const std::string& word : quick(mClip, mMp4))
-        command.push_back(word);
-    EXPECT_EQ(ProcessRunner(command).run().exitCode, 0);
+    const Words command = {"sh", "-c", "exec \"$0\" \"$@\" <&- >&- 2>&-", OXA_PLAYER_PROGRAM};
+    EXPECT_EQ(ProcessRunner(joined(command, quick(mClip, mMp4))).run().exitCode, 0);
     const MediaProbe probe(mMp4);
     ASSERT_NE(probe.video(), nullptr) << probe.error();
     EXPECT_EQ(probe.video()->frameCount, 30);
@@ -206,28 +195,32 @@ TEST_F(TranscodeCliTest, stalledReaderIsAFailureAndCanBeInterrupted) {
     runOrDie({"mkfifo", pipe});
     const int reader = open(pipe.c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_GE(reader, 0);
-    const Words command = quick(mClip, pipe, {"--json"});
-    const ProcessResult stalled =
-            player(command).setEnvironment("OXA_STALL_SECONDS", "3").leavesThreads().run();
-    EXPECT_EQ(stalled.exitCode, 1) << stalled.signal << stalled.err;
-    EXPECT_THAT(stalled.err, HasSubstr("nothing was read or written for 3 seconds"));
-    EXPECT_GE(stalled.duration, std::chrono::seconds(3));
-    // By the second report the pipe has long been full.
-    const auto interrupt = [&] {
-        return player(command)
-                .signalOnText(0, "\"progress\"")
-                .signalOnText(SIGINT, "\"progress\"")
-                .setTimeLimit(std::chrono::seconds(25));
-    };
-    const ProcessResult once = interrupt().run();
-    EXPECT_EQ(once.exitCode, 4) << once.signal << once.err;
-    EXPECT_THAT(once.err, HasSubstr("the reader does not read on"));
-    EXPECT_THAT(once.out, HasSubstr("\"result\""));
-    // Two different signals, since two of a kind may count as one.
-    const ProcessResult twice = interrupt().signalOnText(SIGTERM, "once more to end").run();
+    for (const Words& command :
+         {quick(mClip, pipe, {"--json"}),
+          {"remux", mediaPath("car_432p_12fps.mp4"), "-o", pipe, "--json"}}) {
+        SCOPED_TRACE(command.front());
+        const ProcessResult stalled =
+                player(command).setEnvironment("OXA_STALL_SECONDS", "3").leavesThreads().run();
+        EXPECT_EQ(stalled.exitCode, 1) << stalled.signal << stalled.err;
+        EXPECT_THAT(stalled.err, HasSubstr("nothing was read or written for 3 seconds"));
+        EXPECT_GE(stalled.duration, std::chrono::seconds(3));
+        // By the second report the pipe has long been full.
+        const auto interrupt = [&] {
+            return player(command)
+                    .signalOnText(0, "\"progress\"")
+                    .signalOnText(SIGINT, "\"progress\"")
+                    .setTimeLimit(std::chrono::seconds(25));
+        };
+        const ProcessResult once = interrupt().run();
+        EXPECT_EQ(once.exitCode, 4) << once.signal << once.err;
+        EXPECT_THAT(once.err, HasSubstr("the reader does not read on"));
+        EXPECT_THAT(once.out, HasSubstr("\"result\""));
+        // Two different signals, since two of a kind may count as one.
+        const ProcessResult twice = interrupt().signalOnText(SIGTERM, "once more to end").run();
+        EXPECT_EQ(twice.exitCode, 130) << twice.signal << twice.err;
+        EXPECT_THAT(twice.out, Not(HasSubstr("\"result\""))) << "it was ended, not finished";
+    }
     close(reader);
-    EXPECT_EQ(twice.exitCode, 130) << twice.signal << twice.err;
-    EXPECT_THAT(twice.out, Not(HasSubstr("\"result\""))) << "it was ended, not finished";
 }
 
 // ---- Reports ------------------------------------------------------------------------------------
@@ -261,9 +254,9 @@ TEST_F(TranscodeCliTest, quietSaysNothingAndVerboseShowsThePlatformLog) {
     EXPECT_EQ(quiet.out + quiet.err, "");
     const ProcessResult normal = runPlayer(quick(mClip, mMp4, {"--force"}));
     EXPECT_EQ(normal.out, "");
-    EXPECT_THAT(normal.err, AllOf(HasSubstr(mMp4 + ": 1.0 s, 30 pictures, "),
-                                  Not(HasSubstr("OxaMediaCodecPlayer")), Not(HasSubstr("\r")),
-                                  Not(HasSubstr("\033"))));
+    EXPECT_THAT(normal.err, testing::AllOf(HasSubstr(mMp4 + ": 1.0 s, 30 pictures, "),
+                                           Not(HasSubstr("OxaMediaCodecPlayer")),
+                                           Not(HasSubstr("\r")), Not(HasSubstr("\033"))));
     const ProcessResult verbose =
             runPlayer(quick(mediaPath("roar.mp3"), mMp4, {"--force", "--verbose"}));
     EXPECT_EQ(verbose.exitCode, 0);
@@ -513,7 +506,7 @@ TEST_F(TranscodeCliTest, secondSignalEndsAtOnceAndLeavesNothingUnfinished) {
                                          .signalAfter(SIGTERM, std::chrono::milliseconds(0))
                                          .run();
     EXPECT_EQ(result.exitCode, 130) << result.signal << result.err;
-    EXPECT_THAT(namesIn(mFolder.path()), Each("out.mp4"));
+    EXPECT_THAT(namesIn(mFolder.path()), testing::Each("out.mp4"));
 }
 
 }  // namespace

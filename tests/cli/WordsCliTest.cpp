@@ -9,13 +9,11 @@
 #include "arguments/Nearest.h"
 #include "cli/PlayerProgram.h"
 #include "support/MediaProbe.h"
-#include "support/Test.h"
 
 namespace oxa::test {
 namespace {
 
 using testing::HasSubstr;
-using testing::Not;
 
 // One command line of the shell, in a folder with "film one.mp4", in which $P is the program.
 struct Line {
@@ -159,6 +157,7 @@ TEST_F(WordsCliTest, answerThatCannotBeWrittenIsAnError) {
                  {"$P -V > /dev/full", 4, {}, full},
                  {"$P help play > /dev/full", 4, {}, full},
                  {"$P probe film* > /dev/full", 4, {}, full},
+                 {"$P plan film* -o a.mp4 --parts 2 > /dev/full", 4, {}, full},
                  {"$P camera --usb lavfi:testsrc2 --json > /dev/full", 4, {}, full},
                  {kCut, 4, {}, {"plan: cannot write events: File too large"}},
                  {"$P remux film* -o a.mp4 --json > /dev/full", 0, {}, full, "a.mp4"}});
@@ -176,7 +175,7 @@ TEST_F(WordsCliTest, logTakesWhatLibrariesSayByThemselves) {
             R"(\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} {1,5}\d+ {1,5}\d+ [VDIWEF] .{8,}?: .*)");
     for (const std::string& logged : lines) {
         EXPECT_TRUE(std::regex_match(logged, threadtime)) << logged;
-        EXPECT_THAT(logged, Not(HasSubstr("\033")));
+        EXPECT_THAT(logged, testing::Not(HasSubstr("\033")));
     }
     const auto holds = [&](const char* part) {
         return std::any_of(lines.begin(), lines.end(), [part](const std::string& logged) {
