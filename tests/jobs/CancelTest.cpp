@@ -1,26 +1,17 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <chrono>
 #include <filesystem>
 #include <future>
 #include <random>
-#include <thread>
 
 #include "jobs/JobKit.h"
-#include "support/Deadline.h"
 #include "support/MediaProbe.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
 
 namespace oxa::jobs {
 namespace {
 
 using testing::AnyOf;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr int kRounds = 24;
@@ -97,7 +88,7 @@ TEST(Cancel, beforeTheRunAndTwiceAreHarmless) {
         EXPECT_EQ(job->run().failure.kind, FailureKind::kCancelled);
         EXPECT_EQ(job->run().failure.kind, FailureKind::kOptions) << "a job runs once";
     }
-    EXPECT_THAT(namesIn(folder.path()), IsEmpty());
+    EXPECT_THAT(namesIn(folder.path()), testing::IsEmpty());
 }
 
 // A program that runs jobs for weeks.

@@ -3,14 +3,10 @@
 
 #include "record/CaptureSource.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 
 #include "record/RecordFormat.h"
-#include "support/ProcessRunner.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace oxa::jobs {
 namespace {

@@ -3,20 +3,14 @@
 
 // Whatever a path or an option says, a job answers with a value, and leaves nothing.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <oxa/jobs/Probe.h>
 
 #include "jobs/JobKit.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
 
 namespace oxa::jobs {
 namespace {
 
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::UnorderedElementsAre;
 
 // By its extension a name says what a job makes.
 std::string nameFor(JobKind kind) {
@@ -36,7 +30,7 @@ TEST(JobError, isTheSameForEveryJobThatReadsAPath) {
         for (const JobKind kind : kAllKinds) {
             const Result result = makeJob(kind, path, outputs.file(nameFor(kind)))->run();
             EXPECT_EQ(result.failure.kind, FailureKind::kInput) << static_cast<int>(kind);
-            EXPECT_THAT(result.failure.text, HasSubstr("'" + path + "'"));
+            EXPECT_THAT(result.failure.text, testing::HasSubstr("'" + path + "'"));
             EXPECT_THAT(result.files, IsEmpty());
         }
     }
@@ -56,7 +50,7 @@ TEST(JobError, leavesAnOutputThatExists) {
                 FailureKind::kOutput);
         EXPECT_EQ(test::readFile(output), "old");
     }
-    EXPECT_THAT(namesIn(outputs.path()), UnorderedElementsAre("out.mp4", "out.png"));
+    EXPECT_THAT(namesIn(outputs.path()), testing::UnorderedElementsAre("out.mp4", "out.png"));
 }
 
 TEST(JobError, namesTheOptionThatIsWrong) {

@@ -15,11 +15,10 @@ TranscodeOptions quickTranscode(const std::string& input, const std::string& out
     return options;
 }
 
-RecordOptions quickRecord(const std::string& output) {
+RecordOptions quickRecord(const std::string& output, const LiveSource& source) {
     RecordOptions options;
-    options.source.name = "lavfi:testsrc2=size=160x120:rate=30;sine";
+    options.source = source;
     options.output = output;
-    options.container = Container::kMp4;
     options.preset = "ultrafast";
     return options;
 }
@@ -54,6 +53,7 @@ std::unique_ptr<Job> makeJob(JobKind kind, const std::string& input, const std::
         return std::make_unique<Play>(options);
     }
     RecordOptions options = quickRecord(output);
+    options.container = Container::kMp4;
     options.replaceOutput = replaceOutput;
     if (!input.empty()) options.source.name = input;
     return std::make_unique<Record>(options);

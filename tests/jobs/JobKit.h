@@ -9,12 +9,7 @@
 #include <oxa/jobs/Remux.h>
 #include <oxa/jobs/Transcode.h>
 
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace oxa::jobs {
 
@@ -28,10 +23,12 @@ class HearingListener : public JobListener {
     void onProgress(const Progress&) override { mOnMoved(); }
     void onWarning(const std::string& text) override { mWarnings.push_back(text); }
     void onDamage(uint64_t count) override { mDamage = count; }
+    void onCancelling() override { mIsCancelling = true; }
 
     std::vector<Track> mTracks;
     std::vector<std::string> mWarnings;
     uint64_t mDamage = 0;
+    std::atomic<bool> mIsCancelling{false};
 
   private:
     const std::function<void()> mOnMoved;
@@ -39,7 +36,10 @@ class HearingListener : public JobListener {
 
 // Small and quick.
 TranscodeOptions quickTranscode(const std::string& input, const std::string& output);
-RecordOptions quickRecord(const std::string& output);
+RecordOptions quickRecord(const std::string& output,
+                          const LiveSource& source = {LiveSource::Kind::kCamera,
+                                                      "lavfi:testsrc2=size=160x120:rate=30;sine",
+                                                      {}});
 
 enum class JobKind { kTranscode, kRemux, kContactSheet, kPlay, kRecord };
 constexpr JobKind kAllKinds[] = {JobKind::kTranscode, JobKind::kRemux, JobKind::kContactSheet,

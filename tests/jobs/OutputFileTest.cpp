@@ -5,24 +5,19 @@
 
 #include <android/log.h>
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <thread>
 
 #include "oxa/jobs/Cleanup.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace oxa::jobs {
 namespace {
 
 using oxa::test::readFile;
-using oxa::test::TempDir;
 using oxa::test::writeFile;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
@@ -36,7 +31,7 @@ class OutputFileTest : public testing::Test {
         ASSERT_TRUE(writeFully(output->descriptor(), text.data(), text.size()));
     }
 
-    TempDir mFolder;
+    oxa::test::TempDir mFolder;
     const std::string mFinal = mFolder.file("film.mp4");
 };
 
@@ -118,7 +113,7 @@ TEST_F(OutputFileTest, fileThatAppearedMeanwhileIsNotOverwritten) {
     EXPECT_EQ(failure->kind, FailureKind::kOutput);
     EXPECT_EQ(readFile(mFinal), "theirs");
     EXPECT_EQ(readFile(output.currentName()), "ours");
-    EXPECT_THAT(failure->text, HasSubstr(output.currentName()));
+    EXPECT_THAT(failure->text, testing::HasSubstr(output.currentName()));
 }
 
 TEST_F(OutputFileTest, shortenedFileTakesOnlyAFreeName) {

@@ -3,17 +3,11 @@
 
 #include <oxa/jobs/Play.h>
 
-#include <algorithm>
 #include <future>
-#include <map>
 #include <random>
 
 #include "jobs/JobKit.h"
-#include "support/Deadline.h"
 #include "support/Sound.h"
-#include "support/TempDir.h"
-#include "support/Test.h"
-#include "support/TestClips.h"
 
 namespace oxa::jobs {
 namespace {

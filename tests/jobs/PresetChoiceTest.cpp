@@ -3,18 +3,10 @@
 
 #include "record/PresetChoice.h"
 
-#include <gmock/gmock.h>
-
-#include <map>
-
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace oxa::jobs {
 namespace {
-
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 constexpr Size kSize = {1280, 720};
 
@@ -56,16 +48,16 @@ TEST_F(PresetChoiceTest, leavesAThirdOfTheTimeToOthers) {
 
 TEST_F(PresetChoiceTest, remembersWhatWasMeasured) {
     EXPECT_EQ(choice(50'000, 10'000).choose(kSize, 30), "superfast");
-    EXPECT_THAT(takeMeasured(), ElementsAre("veryfast", "superfast"));
+    EXPECT_THAT(takeMeasured(), testing::ElementsAre("veryfast", "superfast"));
     EXPECT_EQ(choice(1, 1).choose(kSize, 30), "superfast");
-    EXPECT_THAT(takeMeasured(), IsEmpty());
+    EXPECT_THAT(takeMeasured(), testing::IsEmpty());
     EXPECT_EQ(choice(1, 1).choose(kSize, 60), "veryfast") << "another rate";
     EXPECT_EQ(choice(1, 1).remembered(kSize, 30), "superfast") << "stays beside it";
     choice(1, 1).forget(kSize, 30);
     EXPECT_FALSE(choice(1, 1).remembered(kSize, 30));
     EXPECT_EQ(choice(1, 1).remembered(kSize, 60), "veryfast");
     const std::string kept = test::readFile(mFile);
-    EXPECT_THAT(kept, HasSubstr("1280x720 60 fps, "));
+    EXPECT_THAT(kept, testing::HasSubstr("1280x720 60 fps, "));
     ASSERT_TRUE(test::writeFile(mFile, kept.substr(0, kept.size() - 3) + "\n\n12\n"));
     EXPECT_FALSE(choice(1, 1).remembered(kSize, 60)) << "what is damaged is not believed";
     mFile = "/proc/none/presets";

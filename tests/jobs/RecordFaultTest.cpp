@@ -1,21 +1,17 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <oxa/host/Cameras.h>
 #include <oxa/host/HdmiSound.h>
 #include <oxa/host/Microphones.h>
 #include <oxa/jobs/Cleanup.h>
-#include <oxa/jobs/Record.h>
 #include <system/audio.h>
 
 #include <filesystem>
 #include <future>
 
-#include "support/Deadline.h"
+#include "jobs/JobKit.h"
 #include "support/MediaProbe.h"
-#include "support/TempDir.h"
 
 namespace oxa::jobs {
 namespace {
@@ -23,7 +19,6 @@ namespace {
 using test::fileSize;
 using test::MediaProbe;
 using test::waitFor;
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 constexpr char kBoth[] = "lavfi:testsrc2=size=320x180:rate=30;sine";
@@ -43,11 +38,8 @@ struct FaultCase {
 void expectEndsWithItsCause(const FaultCase& test) {
     const test::TempDir folder;
     const bool hasVideo = test.only != Only::kAudio;
-    RecordOptions options;
-    options.source = test.source;
+    RecordOptions options = quickRecord(folder.file("out.ts"), test.source);
     options.only = test.only;
-    options.output = folder.file("out.ts");
-    options.preset = "ultrafast";
     Record job(options);
     auto run = std::async(std::launch::async, [&job] { return job.run(); });
     EXPECT_TRUE(waitFor(
@@ -59,7 +51,7 @@ void expectEndsWithItsCause(const FaultCase& test) {
     const Result result = run.get();
     EXPECT_EQ(result.failure.kind, FailureKind::kFailed);
     EXPECT_THAT(result.failure.text, HasSubstr(test.cause));
-    EXPECT_THAT(result.files, ElementsAre(options.output));
+    EXPECT_THAT(result.files, testing::ElementsAre(options.output));
     const MediaProbe probe(options.output);
     ASSERT_TRUE(probe.ok()) << probe.error();
     ASSERT_EQ(probe.video() != nullptr, hasVideo);
@@ -71,22 +63,17 @@ void expectEndsWithItsCause(const FaultCase& test) {
 }
 
 TEST(RecordFault, endsTheRecordingWithItsCauseAndAPlayableFile) {
-    const auto kHdmi = LiveSource::Kind::kHdmi;
+    constexpr auto kHdmi = LiveSource::Kind::kHdmi;
+    constexpr auto kCamera = LiveSource::Kind::kCamera;
+    constexpr char kNoCamera[] = "the camera '";
+    constexpr char kNoSound[] = "the sound 'lavfi:sine' has failed";
+    const auto mute = [] { host::stallMicrophone(AUDIO_SOURCE_DEFAULT, true); };
     const FaultCase kCases[] = {
-            {{kHdmi, kBoth, {}}, Only::kBoth, [] { host::loseCamera(0, true); }, "the camera '"},
-            {{kHdmi, kPicture, kSound},
-             Only::kBoth,
-             [] { host::loseHdmiSound(true); },
-             "the sound 'lavfi:sine' has failed"},
-            {{kHdmi, kSound, {}},
-             Only::kAudio,
-             [] { host::endHdmiSoundService(); },
-             "the sound 'lavfi:sine' has failed"},
-            {{kHdmi, kBoth, {}}, Only::kBoth, [] { host::stallCamera(0, true); }, "the camera '"},
-            {{LiveSource::Kind::kCamera, kPicture, kSound},
-             Only::kBoth,
-             [] { host::stallMicrophone(AUDIO_SOURCE_DEFAULT, true); },
-             "the sound 'lavfi:sine' has failed"}};
+            {{kHdmi, kBoth, {}}, Only::kBoth, [] { host::loseCamera(0, true); }, kNoCamera},
+            {{kHdmi, kPicture, kSound}, Only::kBoth, [] { host::loseHdmiSound(true); }, kNoSound},
+            {{kHdmi, kSound, {}}, Only::kAudio, [] { host::endHdmiSoundService(); }, kNoSound},
+            {{kHdmi, kBoth, {}}, Only::kBoth, [] { host::stallCamera(0, true); }, kNoCamera},
+            {{kCamera, kPicture, kSound}, Only::kBoth, mute, kNoSound}};
     for (const FaultCase& test : kCases) {
         SCOPED_TRACE(test.source.name + ": " + test.cause);
         expectEndsWithItsCause(test);
@@ -114,11 +101,8 @@ TEST(RecordFault, aCameraThatGoesBeforeItsStartIsAnOrdinaryFailureOrAwaited) {
     for (const auto kind : {LiveSource::Kind::kCamera, LiveSource::Kind::kHdmi}) {
         for (const bool reconnect : {false, true}) {
             const test::TempDir folder;
-            RecordOptions options;
-            options.source = {kind, kBoth, {}};
+            RecordOptions options = quickRecord(folder.file("out.ts"), {kind, kBoth, {}});
             options.only = Only::kVideo;  // sound may begin before
-            options.output = folder.file("out.ts");
-            options.preset = "ultrafast";
             options.durationUs = 300'000;
             options.reconnect = reconnect;
             // What the receiver shows stays smaller.
@@ -136,28 +120,17 @@ TEST(RecordFault, aCameraThatGoesBeforeItsStartIsAnOrdinaryFailureOrAwaited) {
     }
 }
 
-class CancelListener : public JobListener {
-  public:
-    void onCancelling() override { mHeard = true; }
-    bool hasHeard() const { return mHeard; }
-
-  private:
-    std::atomic<bool> mHeard{false};
-};
-
 // As a second signal does, while the first one is still obeyed.
 TEST(RecordFault, aCleanupDoesNotTakeAwayACancelledRecording) {
     const test::TempDir folder;
-    RecordOptions options;
-    options.source = {LiveSource::Kind::kCamera, kBoth, {}};
-    options.output = folder.file("out.ts");
-    options.preset = "ultrafast";
-    CancelListener listener;
+    const RecordOptions options =
+            quickRecord(folder.file("out.ts"), {LiveSource::Kind::kCamera, kBoth, {}});
+    HearingListener listener;
     Record job(options, &listener);
     auto run = std::async(std::launch::async, [&job] { return job.run(); });
     EXPECT_TRUE(waitFor([&] { return fileSize(options.output) > kSomeSound; }));
     job.cancel();
-    EXPECT_TRUE(waitFor([&] { return listener.hasHeard(); }));
+    EXPECT_TRUE(waitFor([&] { return listener.mIsCancelling.load(); }));
     removeUnfinished();
     run.get();
     EXPECT_GT(fileSize(options.output), kSomeSound);

@@ -1,20 +1,12 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <oxa/host/Cameras.h>
-#include <oxa/jobs/Record.h>
 
-#include <atomic>
-#include <chrono>
 #include <future>
-#include <thread>
 
-#include "support/Deadline.h"
+#include "jobs/JobKit.h"
 #include "support/MediaProbe.h"
-#include "support/Named.h"
-#include "support/TempDir.h"
 
 namespace oxa::jobs {
 namespace {
@@ -23,6 +15,8 @@ using test::waitFor;
 using testing::SizeIs;
 
 constexpr char kPictureAndSound[] = "lavfi:testsrc2=size=320x180:rate=30;sine=sample_rate=48000";
+constexpr auto kHdmi = LiveSource::Kind::kHdmi;
+constexpr auto kCamera = LiveSource::Kind::kCamera;
 constexpr int kRounds = 2;
 constexpr int64_t kReplayUs = 1'000'000;
 constexpr int64_t kSomeBytes = 20'000;
@@ -64,11 +58,7 @@ class RecordSwitch : public testing::TestWithParam<SwitchCase> {};
 TEST_P(RecordSwitch, eachTimeOnIsAWholeFile) {
     const SwitchCase& test = GetParam();
     const test::TempDir folder;
-    RecordOptions options;
-    options.source.kind = test.kind;
-    options.source.name = kPictureAndSound;
-    options.output = folder.file(test.file);
-    options.preset = "ultrafast";
+    RecordOptions options = quickRecord(folder.file(test.file), {test.kind, kPictureAndSound, {}});
     options.standby = !test.isReplay;
     if (test.isReplay) options.replayUs = kReplayUs;
     SwitchLog log;
@@ -94,9 +84,7 @@ TEST_P(RecordSwitch, eachTimeOnIsAWholeFile) {
     for (const std::string& file : result.files) {
         SCOPED_TRACE(file);
         const test::MediaProbe probe(file);
-        ASSERT_TRUE(probe.ok()) << probe.error();
-        ASSERT_NE(probe.video(), nullptr);
-        ASSERT_NE(probe.audio(), nullptr);
+        ASSERT_TRUE(probe.video() != nullptr && probe.audio() != nullptr) << probe.error();
         EXPECT_EQ(probe.video()->decodeErrors, 0);
         EXPECT_NEAR(probe.video()->timesUs.front(), probe.audio()->timesUs.front(), 100'000);
         pictures += probe.video()->frameCount;
@@ -107,21 +95,17 @@ TEST_P(RecordSwitch, eachTimeOnIsAWholeFile) {
     EXPECT_EQ(result.total.pictures, pictures);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-        Sources, RecordSwitch,
-        testing::Values(SwitchCase{{"usb"}, LiveSource::Kind::kCamera, false, "a.mp4"},
-                        SwitchCase{{"hdmi"}, LiveSource::Kind::kHdmi, false, "a.ts"},
-                        SwitchCase{{"usbReplay"}, LiveSource::Kind::kCamera, true, "a.ts"},
-                        SwitchCase{{"hdmiReplay"}, LiveSource::Kind::kHdmi, true, "a.mp4"}),
-        test::rowName<SwitchCase>);
+const SwitchCase kSources[] = {{{"usb"}, kCamera, false, "a.mp4"},
+                               {{"hdmi"}, kHdmi, false, "a.ts"},
+                               {{"usbReplay"}, kCamera, true, "a.ts"},
+                               {{"hdmiReplay"}, kHdmi, true, "a.mp4"}};
+INSTANTIATE_TEST_SUITE_P(Sources, RecordSwitch, testing::ValuesIn(kSources),
+                         test::rowName<SwitchCase>);
 
 // Would catch a duration that is counted from the switch on, or twice what was split.
 TEST(RecordReplay, aDurationIsThatOfAllFilesWithWhatWasKept) {
     const test::TempDir folder;
-    RecordOptions options;
-    options.source = {LiveSource::Kind::kCamera, kPictureAndSound, {}};
-    options.output = folder.file("a.mp4");
-    options.preset = "ultrafast";
+    RecordOptions options = quickRecord(folder.file("a.mp4"), {kCamera, kPictureAndSound, {}});
     options.replayUs = kReplayUs;
     options.splitUs = 1'000'000;
     options.durationUs = 4'000'000;
@@ -145,11 +129,18 @@ TEST(RecordReplay, aDurationIsThatOfAllFilesWithWhatWasKept) {
 }
 
 struct LossCase : test::Named {
-    LiveSource source;
-    Scenario scenario;
-    void (*lose)(bool lost);  // null: the scenario does it
-    int seconds = 3;
+    LiveSource::Kind kind;
+    const char* scenario;  // empty: the camera is lost
+    int losses;
+    int seconds;
 };
+
+Scenario parsed(const char* text) {
+    Scenario scenario;
+    const auto failure = parseScenario(text, "", &scenario);
+    EXPECT_FALSE(failure) << failure->text;
+    return scenario;
+}
 
 class RecordReconnect : public testing::TestWithParam<LossCase> {};
 
@@ -159,27 +150,23 @@ class RecordReconnect : public testing::TestWithParam<LossCase> {};
 TEST_P(RecordReconnect, goesOnInANewFileWhenAllIsBack) {
     const LossCase& test = GetParam();
     const test::TempDir folder;
-    RecordOptions options;
-    options.source = test.source;
-    options.scenario = test.scenario;
-    options.output = folder.file("out.mp4");
-    options.preset = "ultrafast";
+    RecordOptions options = quickRecord(folder.file("out.mp4"), {test.kind, kPictureAndSound, {}});
+    options.scenario = parsed(test.scenario);
     options.durationUs = test.seconds * 1'000'000;
     options.reconnect = true;
     SwitchLog log;
     Record job(options, &log);
     auto run = std::async(std::launch::async, [&job] { return job.run(); });
-    if (test.lose != nullptr) {
+    if (options.scenario.empty()) {
         EXPECT_TRUE(waitFor([&] { return log.mBytes > kSomeBytes; }));
-        test.lose(true);
+        host::loseCamera(0, true);
         EXPECT_TRUE(waitFor([&] { return log.mFiles == 1; }));
-        test.lose(false);
+        host::loseCamera(0, false);
     }
     const Result result = run.get();
     EXPECT_TRUE(result.ok()) << result.failure.text;
-    const size_t losses = test.lose != nullptr ? 1 : test.scenario.size() / 2;
-    EXPECT_GE(log.mReconnects, static_cast<int>(losses));
-    EXPECT_EQ(result.files.size(), losses + 1);
+    EXPECT_GE(log.mReconnects, test.losses);
+    EXPECT_THAT(result.files, SizeIs(test.losses + 1));
     int64_t pictures = 0;
     for (const std::string& file : result.files) {
         const test::MediaProbe probe(file);
@@ -191,47 +178,19 @@ TEST_P(RecordReconnect, goesOnInANewFileWhenAllIsBack) {
     EXPECT_NEAR(result.durationSec, test.seconds, 0.1);
 }
 
-ScenarioStep step(int64_t timeMs, ScenarioStep::Kind kind) {
-    ScenarioStep step;
-    step.timeUs = timeMs * 1000;
-    step.kind = kind;
-    return step;
-}
-
-INSTANTIATE_TEST_SUITE_P(Losses, RecordReconnect,
-                         testing::Values(LossCase{{"receiver"},
-                                                  {LiveSource::Kind::kHdmi, kPictureAndSound, {}},
-                                                  {step(3000, ScenarioStep::Kind::kUnplug),
-                                                   step(4000, ScenarioStep::Kind::kPlug),
-                                                   step(8000, ScenarioStep::Kind::kKillService),
-                                                   step(9000, ScenarioStep::Kind::kStartService)},
-                                                  nullptr,
-                                                  8},
-                                         // Told when nothing has come for 3 s.
-                                         LossCase{{"silentReceiver"},
-                                                  {LiveSource::Kind::kHdmi, kPictureAndSound, {}},
-                                                  {step(3000, ScenarioStep::Kind::kLoseSound),
-                                                   step(7500, ScenarioStep::Kind::kRestoreSound),
-                                                   step(11000, ScenarioStep::Kind::kStall),
-                                                   step(17000, ScenarioStep::Kind::kResume)},
-                                                  nullptr,
-                                                  11},
-                                         LossCase{{"camera"},
-                                                  {LiveSource::Kind::kCamera, kPictureAndSound, {}},
-                                                  {},
-                                                  [](bool lost) { host::loseCamera(0, lost); }}),
+const LossCase kLosses[] = {
+        {{"receiver"}, kHdmi, "3 unplug\n4 plug\n8 kill-service\n9 start-service", 2, 8},
+        // Told when nothing has come for 3 s.
+        {{"silentReceiver"}, kHdmi, "3 lose-sound\n7.5 restore-sound\n11 stall\n17 resume", 2, 11},
+        {{"camera"}, kCamera, "", 1, 3}};
+INSTANTIATE_TEST_SUITE_P(Losses, RecordReconnect, testing::ValuesIn(kLosses),
                          test::rowName<LossCase>);
 
 // As with a computer that is too busy to begin before the plug is pulled again.
 TEST(RecordScenario, aReceiverThatIsUnpluggedBeforeTheStartIsAwaited) {
     const test::TempDir folder;
-    RecordOptions options;
-    options.source = {LiveSource::Kind::kHdmi, kPictureAndSound, {}};
-    options.scenario = {
-            step(500, ScenarioStep::Kind::kUnplug), step(1000, ScenarioStep::Kind::kPlug),
-            step(3000, ScenarioStep::Kind::kUnplug), step(6000, ScenarioStep::Kind::kPlug)};
-    options.output = folder.file("out.mp4");
-    options.preset = "ultrafast";
+    RecordOptions options = quickRecord(folder.file("out.mp4"), {kHdmi, kPictureAndSound, {}});
+    options.scenario = parsed("0.5 unplug\n1 plug\n3 unplug\n6 plug");
     options.durationUs = 1'500'000;
     options.reconnect = true;
     SwitchLog log;
@@ -244,9 +203,8 @@ TEST(RecordScenario, aReceiverThatIsUnpluggedBeforeTheStartIsAwaited) {
 // Whoever stands by for nothing has lost nothing.
 TEST(RecordStandby, withoutAFileIsNoFailure) {
     const test::TempDir folder;
-    RecordOptions options;
+    RecordOptions options = quickRecord(folder.file("never-%F.mp4"));
     options.source.name = "lavfi:testsrc2=size=320x180:rate=30";
-    options.output = folder.file("never-%F.mp4");
     options.standby = true;
     SwitchLog log;
     Record job(options, &log);

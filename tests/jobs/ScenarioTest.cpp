@@ -1,16 +1,12 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
 #include <oxa/host/HdmiReceiver.h>
 #include <oxa/host/HdmiSound.h>
 #include <oxa/jobs/ScenarioPlayer.h>
 #include <vendor/oxa/audioutil/1.0/IAudioUtil.h>
 
-#include <mutex>
-
-#include "support/Deadline.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace oxa::jobs {
 namespace {

@@ -1,26 +1,18 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <oxa/host/EncoderPreset.h>
 #include <sched.h>
 
-#include <algorithm>
 #include <future>
 
 #include "jobs/JobKit.h"
-#include "support/Deadline.h"
 #include "support/MediaProbe.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
 
 namespace oxa::jobs {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 // The threads of this process that are scheduled for throughput.
 int64_t batchThreads() {
@@ -59,7 +51,7 @@ TEST(TwoJobs, areToldApartInAllThatTheyReport) {
 
     EXPECT_EQ(cancelledResult.failure.kind, FailureKind::kCancelled);
     EXPECT_EQ(cancelledResult.damaged, 0u);
-    EXPECT_THAT(cancelledHears.mWarnings, IsEmpty());
+    EXPECT_THAT(cancelledHears.mWarnings, testing::IsEmpty());
     EXPECT_EQ(cancelledHears.mTracks.size(), 2u);
     EXPECT_EQ(host::encoderPreset(), "veryfast");
 }
