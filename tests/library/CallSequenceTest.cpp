@@ -7,12 +7,9 @@
 //   OXA_SEQUENCE_JOB=play-file   only that word of initiate
 //   OXA_SEQUENCE="create..." this one alone, as a finding tells it
 
-#include <gtest/gtest.h>
 #include <rapidcheck/gtest.h>
 
-#include <algorithm>
 #include <cctype>
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -20,8 +17,7 @@
 
 #include "library/SequenceGenerator.h"
 #include "library/SequenceProcess.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 

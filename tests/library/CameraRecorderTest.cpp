@@ -3,15 +3,10 @@
 
 #include <oxa/host/HdmiReceiver.h>
 
-#include <chrono>
-#include <memory>
-#include <string>
-
 #include "HdmiRxInfo.h"
 #include "library/Disturbance.h"
 #include "library/Stage.h"
 #include "support/LogCapture.h"
-#include "support/Test.h"
 
 namespace android {
 namespace {

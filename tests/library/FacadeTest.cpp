@@ -2,26 +2,16 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <chrono>
 #include <filesystem>
 #include <future>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "OxaMediaCodecPlayer.h"
 #include "library/Stage.h"
-#include "support/Deadline.h"
 #include "support/LogCapture.h"
 #include "support/ScriptedComponent.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
 
 namespace android {
 namespace {

@@ -13,9 +13,6 @@
 namespace android {
 namespace {
 
-using oxa::test::TempDir;
-using oxa::test::writeFile;
-
 constexpr char kFolder[] = "/sys/devices/virtual/video4linux/video250";
 constexpr char kVideoFile[] = "hdmirx_video_info";
 constexpr char kAudioFile[] = "hdmirx_audio_info";
@@ -39,7 +36,7 @@ class DriverFiles {
         setDeviceRoot("");
     }
     void write(const char* file, const std::string& text) const {
-        ASSERT_TRUE(writeFile(mRoot.path() + kFolder + "/" + file, text));
+        ASSERT_TRUE(oxa::test::writeFile(mRoot.path() + kFolder + "/" + file, text));
     }
     static VideoFacts video() {
         const HdmiRxInfo* info = HdmiRxInfo::GetInstance();
@@ -53,7 +50,7 @@ class DriverFiles {
     }
 
   private:
-    const TempDir mRoot;
+    const oxa::test::TempDir mRoot;
 };
 
 TEST(HdmiRxInfoTest, videoFactsAreReadFromTheDriversFile) {

@@ -8,15 +8,11 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <iterator>
-
 #include "OxaMediaMuxer.h"
 #include "library/Stage.h"
 #include "support/LogCapture.h"
 #include "support/MediaProbe.h"
 #include "support/MediaReader.h"
-#include "support/Test.h"
 
 namespace android {
 namespace {
@@ -210,9 +206,9 @@ TEST_F(MuxerTest, anAnnouncementNeverMissesTheStartThatItCauses) {
 }
 
 bool isAsleep(pid_t tid) {
-    std::ifstream stat("/proc/self/task/" + std::to_string(tid) + "/stat");
-    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
-    size_t name = text.rfind(')');
+    const std::string text =
+            oxa::test::readFile("/proc/self/task/" + std::to_string(tid) + "/stat");
+    const size_t name = text.rfind(')');
     return name != std::string::npos && text.compare(name + 1, 2, " S") == 0;
 }
 

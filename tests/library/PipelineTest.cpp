@@ -3,13 +3,10 @@
 
 #include <system/audio.h>
 
-#include <algorithm>
 #include <type_traits>
-#include <utility>
 
 #include "AudioDecoder.h"
 #include "AudioRecordEncoder.h"
-#include "AudioRxEncoder.h"
 #include "AudioTranscoder.h"
 #include "VideoDecoder.h"
 #include "VideoTranscoder.h"
@@ -17,7 +14,6 @@
 #include "support/CodecShim.h"
 #include "support/LogCapture.h"
 #include "support/RampSource.h"
-#include "support/Test.h"
 
 namespace android {
 namespace {
@@ -117,21 +113,10 @@ class CameraRecorderStage : public CameraStage {
     static constexpr int kUnknown[] = {470, 6};
 };
 
-class RxStage : public Stage<AudioRxEncoder> {
+class RxStage : public ReceiverStage {
   public:
     static constexpr bool kIsLive = true;
-    static constexpr char kName[] = "AudioRxEncoder";
     static constexpr int kUnknown[] = {207, 2};
-    static std::vector<Step> steps(RxStage* stage) {
-        return {{[=] { return stage->pipeline->setAudioSource(0); },
-                 refusalOf("mState == UNINITIALIZED")},
-                {[=] { return stage->pipeline->configure(&stage->format); },
-                 refusalOf("mState == INITIALIZED || mState ==STARTED"), true},
-                {[=] { return stage->pipeline->prepare(); }, refusalOf("mState == CONFIGURED")},
-                {[=] { return stage->pipeline->start(-1); }, refusalOf("mState == PREPARED")},
-                {[=] { return stage->pipeline->stop(); }, ""}};
-    }
-    status_t switchOn() { return pipeline->setRecord(true, -1); }
 };
 
 class MicrophoneStage : public Stage<AudioRecordEncoder> {

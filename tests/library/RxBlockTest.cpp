@@ -3,11 +3,9 @@
 
 #include <vendor/oxa/audioutil/1.0/IAudioUtil.h>
 
-#include "AudioRxEncoder.h"
 #include "library/Stage.h"
 #include "support/LogCapture.h"
 #include "support/MediaProbe.h"
-#include "support/Test.h"
 
 namespace android {
 namespace {
@@ -85,15 +83,10 @@ class RxBlockTest : public ::testing::Test {
         FILE* file = fopen(mFolder.file("out.mp4").c_str(), "w+e");
         ASSERT_NE(file, nullptr);
         {
-            Stage<AudioRxEncoder> stage;
+            ReceiverStage stage;
             stage.muxer = new OxaMediaMuxer(fileno(file), OxaMediaMuxer::OUTPUT_FORMAT_MPEG_4);
             stage.reports->muxer = stage.muxer;
-            stage.pipeline->setMuxer(stage.muxer);
-            EXPECT_EQ(stage.pipeline->setAudioSource(0), OK);
-            EXPECT_EQ(stage.pipeline->configure(&stage.format), OK);
-            EXPECT_EQ(stage.pipeline->prepare(), OK);
-            EXPECT_EQ(stage.pipeline->start(-1), OK);
-            EXPECT_EQ(stage.pipeline->setRecord(1, -1), OK);
+            stage.startRecording();
             EXPECT_TRUE(oxa::test::waitFor([&] {
                 return mService->isOver() && stage.pipeline->lastTimeUs() >= untilUs;
             })) << stage.pipeline->lastTimeUs();
@@ -151,15 +144,10 @@ TEST_F(RxBlockTest, blocksOfAnyRateAreHeard) {
 }
 
 // A stage that records, with a muxer that nobody starts.
-class RecordingStage : public Stage<AudioRxEncoder> {
+class RecordingStage : public ReceiverStage {
   public:
     RecordingStage() {
-        pipeline->setMuxer(muxer);
-        EXPECT_EQ(pipeline->setAudioSource(0), OK);
-        EXPECT_EQ(pipeline->configure(&format), OK);
-        EXPECT_EQ(pipeline->prepare(), OK);
-        EXPECT_EQ(pipeline->start(-1), OK);
-        EXPECT_EQ(pipeline->setRecord(1, -1), OK);
+        startRecording();
         EXPECT_TRUE(oxa::test::waitFor([&] { return reports->count(kWhatTrackAdded) > 0; }));
     }
 };

@@ -12,15 +12,11 @@
 #include <system/audio.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <set>
-#include <thread>
 
 #include "library/Disturbance.h"
-#include "support/Deadline.h"
 #include "support/MediaProbe.h"
 
 namespace oxa::test {

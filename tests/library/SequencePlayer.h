@@ -4,19 +4,13 @@
 #pragma once
 
 #include <OxaMediaCodecPlayer.h>
-#include <oxa/host/Display.h>
 #include <oxa/host/HdmiReceiver.h>
 
 #include <filesystem>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "library/FacadeModel.h"
 #include "library/Stage.h"
 #include "support/LogCapture.h"
-#include "support/TempDir.h"
 
 namespace oxa::test {
 

@@ -12,14 +12,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <iostream>
 
 #include "library/SequencePlayer.h"
-#include "support/Deadline.h"
-#include "support/TempDir.h"
 
 namespace oxa::test {
 

@@ -3,23 +3,18 @@
 
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <oxa/host/Cameras.h>
 #include <oxa/host/Display.h>
 #include <oxa/host/Microphones.h>
 #include <oxa/host/SoundOutput.h>
 #include <stdio.h>
 
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
-
+#include "AudioRxEncoder.h"
 #include "CameraRecorder.h"
 #include "OxaMediaCodecPlayerCommon.h"
 #include "OxaMediaMuxer.h"
 #include "support/Reports.h"
+#include "support/Test.h"
 
 namespace android {
 
@@ -120,6 +115,27 @@ class Stage {
     const sp<Surface> surface = new Surface(mDisplay->producer());
     sp<OxaMediaMuxer> muxer =
             new OxaMediaMuxer(fileno(mFile.get()), OxaMediaMuxer::OUTPUT_FORMAT_MPEG_4);
+};
+
+class ReceiverStage : public Stage<AudioRxEncoder> {
+  public:
+    static constexpr char kName[] = "AudioRxEncoder";
+    static std::vector<Step> steps(ReceiverStage* stage) {
+        return {{[=] { return stage->pipeline->setAudioSource(0); },
+                 refusalOf("mState == UNINITIALIZED")},
+                {[=] { return stage->pipeline->configure(&stage->format); },
+                 refusalOf("mState == INITIALIZED || mState ==STARTED"), true},
+                {[=] { return stage->pipeline->prepare(); }, refusalOf("mState == CONFIGURED")},
+                {[=] { return stage->pipeline->start(-1); }, refusalOf("mState == PREPARED")},
+                {[=] { return stage->pipeline->stop(); }, ""}};
+    }
+    status_t switchOn() { return pipeline->setRecord(true, -1); }
+    // With a muxer that nobody need start.
+    void startRecording() {
+        pipeline->setMuxer(muxer);
+        advance(this, 4);
+        EXPECT_EQ(switchOn(), OK);
+    }
 };
 
 class CameraStage : public Stage<CameraRecorder> {
