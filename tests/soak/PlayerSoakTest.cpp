@@ -11,8 +11,6 @@
 #include "live/LiveJob.h"
 #include "support/LibraryJob.h"
 #include "support/LibraryPlay.h"
-#include "support/MediaProbe.h"
-#include "support/Test.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {
@@ -25,19 +23,12 @@ constexpr int kTranscoders = 3;
 constexpr std::chrono::minutes kRoundLimit{3};
 
 void playAll() {
-    PlayOptions options;
-    options.input = mediaPath("flower_540p_h264_aac.mp4");
-    EXPECT_EQ(LibraryPlay(options).playToEnd().ends, 1);
+    EXPECT_EQ(LibraryPlay({mediaPath("flower_540p_h264_aac.mp4")}).playToEnd().ends, 1);
 }
 
 void transcodeAll(const std::string& output) {
     const std::string input = mediaPath("flower_540p_h264_aac.mp4");
-    {
-        LibraryJob job(input, output);
-        ASSERT_NO_FATAL_FAILURE(job.start());
-        ASSERT_NO_FATAL_FAILURE(job.waitForEnd());
-        job.stopAndCleanUp();
-    }
+    ASSERT_NO_FATAL_FAILURE(transcodeByLibrary(input, output));
     const MediaProbe source(input);
     const MediaProbe result(output);
     ASSERT_TRUE(result.ok()) << result.error();
@@ -65,8 +56,7 @@ void recordBesideOthers(const std::string& folder) {
         live.stop();
     }
     const MediaProbe probe(options.output);
-    ASSERT_TRUE(probe.ok()) << probe.error();
-    ASSERT_TRUE(probe.video() != nullptr && probe.audio() != nullptr);
+    ASSERT_TRUE(probe.video() != nullptr && probe.audio() != nullptr) << probe.error();
     EXPECT_EQ(probe.video()->decodeErrors, 0);
 }
 
@@ -85,9 +75,7 @@ constexpr std::chrono::seconds kCycleLimit{30};
 enum class Depth { kInitiated, kPrepared, kStarted, kCount };
 
 void playOnce(Depth depth, const std::string& /*folder*/) {
-    PlayOptions options;
-    options.input = mediaPath("flower_540p_h264_aac.mp4");
-    LibraryPlay play(options);
+    LibraryPlay play({mediaPath("flower_540p_h264_aac.mp4")});
     if (depth == Depth::kInitiated) return;
     ASSERT_NO_FATAL_FAILURE(play.prepare());
     if (depth == Depth::kStarted) play.run();
@@ -178,8 +166,7 @@ TEST(LongRecordingTest, keepsItsMemoryAndAllPictures) {
     });
     if (HasFatalFailure()) return;
     const MediaProbe probe(options.output);
-    ASSERT_TRUE(probe.ok()) << probe.error();
-    ASSERT_TRUE(probe.video() != nullptr && probe.audio() != nullptr);
+    ASSERT_TRUE(probe.video() != nullptr && probe.audio() != nullptr) << probe.error();
     EXPECT_GE(probe.video()->frameCount + static_cast<int64_t>(dropped), 30 * seconds);
     EXPECT_EQ(probe.video()->decodeErrors, 0);
     EXPECT_NEAR(probe.audio()->durationUs() / 1e6, probe.video()->durationUs() / 1e6, 0.5);

@@ -107,6 +107,13 @@ void LibraryJob::stopAndCleanUp() {
     EXPECT_EQ(mPlayer->cleanup(), OK);
 }
 
+void transcodeByLibrary(const std::string& input, const std::string& output, int onlyTrack) {
+    LibraryJob job(input, output, onlyTrack);
+    ASSERT_NO_FATAL_FAILURE(job.start());
+    ASSERT_NO_FATAL_FAILURE(job.waitForEnd());
+    job.stopAndCleanUp();
+}
+
 void repeat(int firstRounds, int rounds, std::chrono::seconds limit,
             const std::function<void(int round)>& once) {
     constexpr int64_t kMostGrowthBytes = 2 << 20;

@@ -33,6 +33,9 @@ class LibraryJob {
     android::_AV_FORMAT_FORMAT mFormat = {};
 };
 
+// All of one.
+void transcodeByLibrary(const std::string& input, const std::string& output, int onlyTrack = 0);
+
 // Does it again and again, first some rounds in which a process opens and allocates what it needs
 // once, then `rounds` more. The test ends at a round that leaves anything behind, the program at
 // one that takes longer than `limit`; and the test fails if memory is collected.

@@ -22,7 +22,6 @@ namespace oxa::test {
 
 namespace {
 
-using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
@@ -117,7 +116,7 @@ ProcessResult ProcessRunner::run() {
     }
     closeEnd(&out[0]);
     closeEnd(&err[0]);
-    result.duration = duration_cast<milliseconds>(steady_clock::now() - start);
+    result.duration = std::chrono::duration_cast<milliseconds>(steady_clock::now() - start);
     return result;
 }
 

@@ -1,14 +1,11 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "support/MediaProbe.h"
 #include "support/Test.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {
 namespace {
-
-using testing::HasSubstr;
 
 enum class Damage { kLostPackets, kHole, kCut };
 
@@ -59,7 +56,7 @@ TEST_P(DamagedFileTest, givesWhatCanBeDecoded) {
     ASSERT_GT(before.video()->frameCount, 20);
     for (const std::string& output : {mFolder.file("out.mp4"), mFolder.file("out.ts")}) {
         const ProcessResult result = transcode(source, output, "--size 320x180 --preset ultrafast");
-        EXPECT_THAT(result.err, HasSubstr("warning: "));
+        EXPECT_THAT(result.err, testing::HasSubstr("warning: "));
         const MediaProbe after(output);
         ASSERT_NE(after.video(), nullptr) << after.error();
         // How much of a damaged picture is worth showing is a matter of taste, and of threads.

@@ -4,22 +4,15 @@
 // Parts of files: which pictures and which sound the library sees of them.
 
 #include <OxaMediaCodecPlayerCommon.h>
-#include <gtest/gtest.h>
 #include <oxa/host/InputChoice.h>
 
-#include <algorithm>
-#include <cmath>
 #include <optional>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "support/LibraryJob.h"
-#include "support/MediaProbe.h"
 #include "support/Pictures.h"
-#include "support/ProcessRunner.h"
 #include "support/Sound.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {
@@ -32,15 +25,11 @@ constexpr int kSoundRate = 48000;
 constexpr int64_t kAacFrame = 1024;
 constexpr int64_t kMaxOffsetSamples = kSoundRate * 5 / 1000;
 
-struct WindowCase {
-    const char *name, *extension;
+struct WindowCase : Named {
+    const char* extension;
     std::vector<std::string> encoder;
     int64_t firstUs = -1;  // of the first picture; -1: the file tells when its pictures are shown
 };
-
-void PrintTo(const WindowCase& window, std::ostream* os) {
-    *os << window.name;
-}
 
 const WindowCase kCases[] = {
         {"Mp4", ".mp4", {"-bf", "0", "-g", "50"}},
@@ -56,15 +45,11 @@ const WindowCase kCases[] = {
 
 // A moving picture with a counter, and a tone that rises from 200 to 8,000 Hz.
 std::string sourceOf(const WindowCase& window, const std::string& path) {
-    std::vector<std::string> arguments = {
-            "-f",   "lavfi",   "-i",      "testsrc2=size=320x240:rate=25:duration=10",
-            "-f",   "lavfi",   "-i",      "aevalsrc=0.3*sin(2*PI*(200*t+390*t*t)):s=48000:d=10",
-            "-c:v", "libx264", "-preset", "ultrafast",
-            "-b:v", "2M",      "-c:a",    "aac",
-            "-b:a", "128k"};
-    arguments.insert(arguments.end(), window.encoder.begin(), window.encoder.end());
-    arguments.push_back(path);
-    runOrDie(ffmpeg(arguments));
+    const auto arguments =
+            words("-f lavfi -i testsrc2=size=320x240:rate=25:duration=10 "
+                  "-f lavfi -i aevalsrc=0.3*sin(2*PI*(200*t+390*t*t)):s=48000:d=10 "
+                  "-c:v libx264 -preset ultrafast -b:v 2M -c:a aac -b:a 128k");
+    runOrDie(ffmpeg(joined(joined(arguments, window.encoder), {path})));
     return path;
 }
 
@@ -88,10 +73,7 @@ class InputWindowTest : public testing::TestWithParam<WindowCase> {
         choice.startUs = std::llround(startS * 1e6);
         if (endS < kClipS) choice.endUs = std::llround(endS * 1e6);
         host::setInputChoice(choice);
-        LibraryJob job(mSource, mOutput, mSound.empty() ? android::CODEC_VIDEO_ONLY : 0);
-        ASSERT_NO_FATAL_FAILURE(job.start());
-        job.waitForEnd();
-        job.stopAndCleanUp();
+        transcodeByLibrary(mSource, mOutput, mSound.empty() ? android::CODEC_VIDEO_ONLY : 0);
     }
 
     void expectJustItsPictures(double startS, double endS) {
@@ -153,7 +135,7 @@ TEST_P(InputWindowTest, holdsExactlyItsPicturesAndItsSound) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Containers, InputWindowTest, testing::ValuesIn(kCases),
-                         [](const auto& info) { return info.param.name; });
+                         rowName<WindowCase>);
 
 }  // namespace
 }  // namespace oxa::test

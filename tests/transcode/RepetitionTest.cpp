@@ -5,7 +5,6 @@
 #include <sched.h>
 
 #include "support/LibraryJob.h"
-#include "support/MediaProbe.h"
 #include "support/SampleList.h"
 #include "support/Test.h"
 #include "transcode/TranscodeKit.h"
@@ -26,12 +25,7 @@ void transcodeManyTimes() {
     const std::string source = testClip(options);
     repeat(1, testRounds(10), kLimit, [&](int round) {
         const std::string output = folder.file(round % 2 == 0 ? "out.mp4" : "out.ts");
-        {
-            LibraryJob job(source, output);
-            ASSERT_NO_FATAL_FAILURE(job.start());
-            ASSERT_NO_FATAL_FAILURE(job.waitForEnd());
-            job.stopAndCleanUp();
-        }
+        ASSERT_NO_FATAL_FAILURE(transcodeByLibrary(source, output));
         const MediaProbe probe(output);
         ASSERT_TRUE(probe.video() != nullptr && probe.audio() != nullptr) << probe.error();
         ASSERT_EQ(probe.video()->frameCount, kPictures);
@@ -62,10 +56,8 @@ TEST(RepetitionTest, manyInARowOnOneProcessor) {
 TEST(SoundRateTest, isTheLibrarysWhereNobodyAsksForOne) {
     const TempDir folder;
     const std::string output = folder.file("out.mp4");
-    LibraryJob job(mediaPath("friday_480p_audio_first.mp4"), output, android::CODEC_AUDIO_ONLY);
-    ASSERT_NO_FATAL_FAILURE(job.start());
-    ASSERT_NO_FATAL_FAILURE(job.waitForEnd());
-    job.stopAndCleanUp();
+    const std::string input = mediaPath("friday_480p_audio_first.mp4");
+    ASSERT_NO_FATAL_FAILURE(transcodeByLibrary(input, output, android::CODEC_AUDIO_ONLY));
     size_t bytes = 0;
     for (const StoredSample& sample : soundSamples(output))
         bytes += sample.data.size();
@@ -83,10 +75,7 @@ TEST(CodecConfigTest, isNoPictureWhereItComesFirst) {
     host::setCodecConfigOutput(true);
     for (const char* name : {"out.mp4", "out.ts"}) {
         const std::string output = folder.file(name);
-        LibraryJob job(source, output, android::CODEC_VIDEO_ONLY);
-        ASSERT_NO_FATAL_FAILURE(job.start());
-        ASSERT_NO_FATAL_FAILURE(job.waitForEnd());
-        job.stopAndCleanUp();
+        ASSERT_NO_FATAL_FAILURE(transcodeByLibrary(source, output, android::CODEC_VIDEO_ONLY));
         EXPECT_EQ(complaintsAbout(output), "");
         EXPECT_EQ(MediaProbe(output).video()->frameCount, kPictures);
     }

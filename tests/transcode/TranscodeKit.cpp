@@ -7,7 +7,6 @@
 #include <filesystem>
 
 #include "cli/PlayerProgram.h"
-#include "support/Test.h"
 
 namespace oxa::test {
 
