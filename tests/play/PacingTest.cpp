@@ -74,21 +74,18 @@ TEST(PacingTest, showsFirstPictureOfFileThatStartsLateAtOnce) {
     ClipOptions clip;
     clip.audio = false;
     clip.seconds = 1;
-    PlayOptions options;
-    options.input =
+    const std::string late =
             remuxed(testClip(clip), "-itsoffset 2", "-c copy -muxdelay 0 -copyts", "late.ts");
-    ASSERT_NE(MediaProbe(options.input).video(), nullptr);
-    const Played played = LibraryPlay(options).playToEnd();
+    ASSERT_NE(MediaProbe(late).video(), nullptr);
+    const Played played = LibraryPlay({late}).playToEnd();
     ASSERT_EQ(played.progress.shownFrames + played.progress.droppedFrames, 25);
     EXPECT_EQ(played.pictures.front().mediaTimeUs, 0);
     EXPECT_LT(played.endUs - played.progress.startTimeUs, 3'000'000);
 }
 
 TEST(PacingTest, stopLeavesOutThePictureThatIsNotDue) {
-    PlayOptions options;
-    options.input = mediaPath("friday_video_starts_1s.mp4");
-    const auto stopBeforeTheFirst = [&]() -> std::string {
-        LibraryPlay play(options);
+    const auto stopBeforeTheFirst = []() -> std::string {
+        LibraryPlay play({mediaPath("friday_video_starts_1s.mp4")});
         play.prepare();
         play.run();
         android::_PLAYBACK_PROGRESS progress = {};
@@ -271,12 +268,17 @@ TEST(PacingTest, playsSoundOfFileWithoutAnyUsablePicture) {
 
 // ---- Frame rates --------------------------------------------------------------------------------
 
-TEST(PacingTest, reportsFrameRatesOnlyWhenAsked) {
+// Two seconds.
+std::string silentClip() {
     ClipOptions clip;
     clip.seconds = 2;
     clip.audio = false;
+    return testClip(clip);
+}
+
+TEST(PacingTest, reportsFrameRatesOnlyWhenAsked) {
     PlayOptions options;
-    options.input = testClip(clip);
+    options.input = silentClip();
     for (const double intervalSec : {0.25, 0.0, -1.0}) {
         SCOPED_TRACE(intervalSec);
         options.frameRateIntervalSec = intervalSec;
@@ -302,11 +304,8 @@ TEST(PacingTest, reportsFrameRatesOnlyWhenAsked) {
 TEST(PacingTest, countsAnewForTheAverageWhenItIsAskedForAgain) {
     using namespace android;
     constexpr double kNoInstantRates = 60;
-    ClipOptions clip;
-    clip.seconds = 2;
-    clip.audio = false;
     PlayOptions options;
-    options.input = testClip(clip);
+    options.input = silentClip();
     options.frameRateIntervalSec = kNoInstantRates;
     LibraryPlay play(options);
     ASSERT_NO_FATAL_FAILURE(play.prepare());

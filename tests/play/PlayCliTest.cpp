@@ -6,23 +6,20 @@
 #include "cli/PlayerProgram.h"
 #include "support/Pictures.h"
 #include "support/Sound.h"
-#include "support/Test.h"
 
 namespace oxa::test {
 namespace {
 
 using nlohmann::json;
 using std::chrono::milliseconds;
-using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
 class PlayCliTest : public testing::Test {
   protected:
     // Neither a screen nor a sound card.
-    static ProcessRunner play(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), "play");
-        return player(std::move(arguments))
+    static ProcessRunner play(const std::vector<std::string>& arguments) {
+        return player(joined({"play"}, arguments))
                 .setEnvironment("DISPLAY", "")
                 .setEnvironment("WAYLAND_DISPLAY", "")
                 .setEnvironment("SDL_VIDEODRIVER", "")
@@ -87,7 +84,7 @@ TEST_F(PlayCliTest, goesOnWithoutScreenAndSoundCard) {
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_THAT(result.err, HasSubstr("neither DISPLAY nor WAYLAND_DISPLAY is set"));
     EXPECT_THAT(result.err,
-                AllOf(HasSubstr("sound"), Not(HasSubstr("\r")), Not(HasSubstr("\033"))));
+                testing::AllOf(HasSubstr("sound"), Not(HasSubstr("\r")), Not(HasSubstr("\033"))));
     EXPECT_EQ(result.out, "");
 }
 
