@@ -1,15 +1,10 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <csignal>
 
 #include "support/MediaProbe.h"
-#include "support/ProcessRunner.h"
-#include "support/TempDir.h"
-#include "support/TestClips.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 namespace {
@@ -17,9 +12,8 @@ namespace {
 using testing::HasSubstr;
 
 // An example with these arguments, on a machine without screen and sound card.
-ProcessResult runExample(const std::string& name, std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), OXA_EXAMPLES_PREFIX + name);
-    return ProcessRunner(arguments)
+ProcessResult runExample(const std::string& name, const std::vector<std::string>& arguments) {
+    return ProcessRunner(joined({OXA_EXAMPLES_PREFIX + name}, arguments))
             .setEnvironment("DISPLAY", "")
             .setEnvironment("WAYLAND_DISPLAY", "")
             .setEnvironment("SDL_AUDIODRIVER", "dummy")
@@ -96,9 +90,7 @@ TEST(RecordExample, recordsPictureAndSound) {
     const ProcessResult result = runExample("record", {output, "2"});
     ASSERT_EQ(result.exitCode, 0) << result.err;
     const MediaProbe probe(output);
-    ASSERT_TRUE(probe.ok()) << probe.error();
-    ASSERT_NE(probe.video(), nullptr);
-    ASSERT_NE(probe.audio(), nullptr);
+    ASSERT_TRUE(probe.video() != nullptr && probe.audio() != nullptr) << probe.error();
     EXPECT_EQ(probe.video()->width, 640);
     EXPECT_GE(probe.video()->durationUs(), 1'950'000);
     // A busy machine begins late with it.

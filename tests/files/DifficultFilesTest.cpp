@@ -7,7 +7,6 @@
 
 #include "files/FileCheck.h"
 #include "files/FileTable.h"
-#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

@@ -6,15 +6,12 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <sstream>
 
 #include "cli/PlayerProgram.h"
-#include "support/MediaProbe.h"
 #include "support/MediaReader.h"
 #include "support/Pictures.h"
 #include "support/Sound.h"
-#include "support/Test.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {

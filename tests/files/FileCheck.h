@@ -4,7 +4,6 @@
 #pragma once
 
 #include "files/FileTable.h"
-#include "support/Test.h"
 
 namespace oxa::test {
 

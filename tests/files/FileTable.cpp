@@ -8,7 +8,6 @@
 #include <sstream>
 
 #include "files/ByteEdits.h"
-#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "live/LiveJob.h"
-#include "support/Test.h"
 
 #include <android/log.h>
 #include <camera/Camera.h>

@@ -7,13 +7,8 @@
 #include <oxa/host/Display.h>
 #include <oxa/host/HdmiReceiver.h>
 
-#include <chrono>
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "support/Reports.h"
-#include "support/TempDir.h"
+#include "support/Test.h"
 
 namespace oxa::test {
 

@@ -10,7 +10,6 @@
 #include "support/LogCapture.h"
 #include "support/MediaProbe.h"
 #include "support/Sound.h"
-#include "support/Test.h"
 
 namespace oxa::test {
 namespace {

@@ -6,11 +6,9 @@
 #include <sstream>
 
 #include "live/LiveJob.h"
-#include "support/MediaProbe.h"
 #include "support/Pictures.h"
 #include "support/Sound.h"
 #include "support/SyncMeasure.h"
-#include "support/Test.h"
 #include "transcode/TranscodeKit.h"
 
 namespace oxa::test {

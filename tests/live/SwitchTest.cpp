@@ -9,8 +9,6 @@
 
 #include "live/LiveJob.h"
 #include "support/LogCapture.h"
-#include "support/MediaProbe.h"
-#include "support/Test.h"
 #include "support/Watchdog.h"
 #include "transcode/TranscodeKit.h"
 
