@@ -132,6 +132,7 @@ TEST_P(PlanCliTest, makesWhatOneTranscodeMakes) {
     ASSERT_EQ(plan.exitCode, 0) << plan.err;
     const bool hasBoth = !soundSamples(single).empty() && !pictureSamples(single).empty();
     EXPECT_EQ(linesOf(plan.out).size(), test.parts + (hasBoth ? 2 : 1)) << plan.out;
+    EXPECT_THAT(plan.out, HasSubstr("." + std::to_string(test.parts) + ".work."));
     const auto result = runPlan(plan.out);
     ASSERT_EQ(result.exitCode, 0) << plan.out << result.err;
     expectSameFilm(film(test.extension), single);

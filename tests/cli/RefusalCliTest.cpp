@@ -48,7 +48,9 @@ TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
     const std::string pipe = inputs.file("pipe.mp4");
     const std::string still = inputs.file("still.png");
     ASSERT_TRUE(writeFile(text, "This is a text.\n"));
+    const std::string large = inputs.file("large.scenario");
     ASSERT_TRUE(writeFile(wrong, "1s plug\n2s plugg\n3s size\n"));
+    ASSERT_TRUE(writeFile(large, std::string((1 << 20) + 1, '\n')));
     runOrDie({"mkfifo", pipe});
     runOrDie({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "color", "-frames:v", "1", still});
     const std::string cut = truncateClip(mediaPath("friday_480p_audio_first.mp4"), 0.0005);
@@ -153,6 +155,7 @@ TEST(Refusal, isOneLineWithItsExitCodeAndLeavesNothing) {
              "line 2: there is no event 'plugg'; line 3: size '': expected WxH"},
             {television + inputs.file("none"), 3, "No such file"},
             {television + inputs.path(), 3, "Is a directory"},
+            {television + large, 3, "File too large"},
             {record + toMp4 + " --scenario " OXA_SAMPLES "/cable-pulled.scenario", 2,
              "--scenario needs the HDMI"},
             // Sound that was asked for is never silence.

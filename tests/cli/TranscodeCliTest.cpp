@@ -480,6 +480,21 @@ TEST_F(TranscodeCliTest, firstSignalLeavesAPlayableFile) {
     EXPECT_EQ(namesIn(mFolder.path()).size(), 2u);
 }
 
+// While it comes, before anything can be read of it.
+TEST_F(TranscodeCliTest, interruptedStandardInputIsNoFailure) {
+    const std::string program = OXA_PLAYER_PROGRAM " transcode - -o " + mFolder.file("out.mp4");
+    const ProcessResult result =
+            ProcessRunner({"sh", "-c",
+                           "mkfifo $0; sleep 3 > $0 & echo begun; exec " + program + " < $0",
+                           mFolder.file("pipe")})
+                    .signalOnText(0, "begun")
+                    .signalAfter(SIGINT, std::chrono::milliseconds(400))
+                    .run();
+    // A signal before the program has taken over signals ends it as the system does.
+    EXPECT_EQ(result.signal == SIGINT ? 130 : result.exitCode, 130) << result.err;
+    EXPECT_THAT(namesIn(mFolder.path()), testing::ElementsAre("pipe"));
+}
+
 TEST_F(TranscodeCliTest, interruptedStreamEndsWithWholePackets) {
     for (const int signal : {SIGTERM, SIGHUP}) {
         // A terminal that is closed may send two.
