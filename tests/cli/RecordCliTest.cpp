@@ -108,6 +108,8 @@ std::string RecordCliTest::recordAndCheck(const RecordKind& kind) {
         EXPECT_EQ(last.value("faster_preset", ""), isSlow ? "veryfast" : "");
     }
     if (kind.audio) {
+        EXPECT_EQ(tracks.back()["channels"], 2);
+        EXPECT_EQ(tracks.back()["sample_rate"], 48000);
         EXPECT_EQ(probe.audio()->channels, 2);
         EXPECT_EQ(probe.audio()->sampleRate, 48000);
         isRight = isRight && std::abs(probe.audio()->durationUs() / 1e6 - 1.2) <= 2 * kUnitSec;
