@@ -33,7 +33,7 @@ packages=(
     # libraries of headers
     android-platform-system-core-headers libcli11-dev nlohmann-json3-dev
     # tests
-    ffmpeg xvfb xdotool openbox hidl-gen bsdutils python3
+    ffmpeg xvfb xauth xdotool openbox hidl-gen bsdutils python3
     # scripts/check.sh format
     clang-format
 )

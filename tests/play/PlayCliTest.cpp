@@ -121,6 +121,22 @@ TEST_F(PlayCliTest, soundOfTooManyChannelsIsLeftOut) {
     EXPECT_THAT(soundOnly.err, HasSubstr("has no sound that can be played"));
 }
 
+// By its key, which may come too early and is pressed again.
+TEST_F(PlayCliTest, endsInItsWindow) {
+    const std::string job =
+            "\"$0\" play \"$1\" --display window --sound null --json & job=$!; "
+            "while kill -0 $job 2> /dev/null; do "
+            "id=$(xdotool search --onlyvisible --name . | tail -n 1); "
+            "[ -z \"$id\" ] || xdotool windowfocus $id key q; sleep 0.1; done; wait $job";
+    const ProcessResult result =
+            ProcessRunner({"xvfb-run", "-a", "sh", "-c", job, OXA_PLAYER_PROGRAM,
+                           mediaPath("bunny_360p_aac51.ts")})
+                    .setEnvironment("SDL_VIDEODRIVER", "x11")
+                    .run();
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_LT(eventsOf(result.out).back()["duration_s"], 25);
+}
+
 TEST_F(PlayCliTest, interruptEndsItAtOnceAlsoDuringTheStart) {
     const std::string clip = mediaPath("flower_540p_h264_aac.mp4");
     for (const milliseconds delay : {milliseconds(0), milliseconds(30), milliseconds(80),
