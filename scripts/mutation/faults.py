@@ -72,7 +72,7 @@ def constants(code, is_header):
 
 ASSIGNMENT = re.compile(r"[\w.\[\]>-]+ [-+|&]?= ")
 ASSERTION = re.compile(r"CHECK")
-SETTER = re.compile(r"\w*[sS]et\w*\(")
+SETTER = re.compile(r"(\w+_)?set(_\w+|[A-Z]\w*)?\(")
 GETTER = re.compile(r"\w+(->|\.)(find|get)\w*\(")
 NAME = re.compile(r"[A-Za-z_]\w+")
 STATEMENT = r"^( +)([A-Za-z_][^;{}\n=]*(?:=[^;{}\n=][^;{}\n]*)?);\n"

@@ -18,7 +18,6 @@ import time
 from faults import LAYERS
 from tree import Tree
 
-MOST_SHARDS = 9
 NEIGHBOURS = 3  # so many lines away may stand what the compiler took a fault's line for
 
 
@@ -59,17 +58,18 @@ class Reach:
         lines = {int(line): tests for line, tests in known["lines"].items()}
         everything = {names[test] for tests in lines.values() for test in tests}
         if known["digest"] != digest(os.path.join(root, fault["file"])) or fault["kind"] == "constant":
-            return whole(everything)
-        first, last = fault["line"], fault["line"] + fault["old"].count("\n")
-        near = {names[test] for line, tests in lines.items()
-                if first - NEIGHBOURS <= line <= last + NEIGHBOURS for test in tests}
-        return whole(near or everything)
+            near = everything
+        else:
+            first, last = fault["line"], fault["line"] + fault["old"].count("\n")
+            near = {names[test] for line, tests in lines.items()
+                    if first - NEIGHBOURS <= line <= last + NEIGHBOURS for test in tests} or everything
+        programs = {program_of(name) for name in near}
+        return {name for name in names if program_of(name) in programs}
 
 
-def whole(tests):
-    """With all shards of a program: a new test moves the others from one to the next."""
-    stems = {re.sub(r"_\d+$", "", test) for test in tests}
-    return tests | {f"{stem}_{shard}" for stem in stems for shard in range(2, MOST_SHARDS + 1)} | stems
+def program_of(test):
+    """The test, or the program that it is a shard of: a new test moves the others from one to the next."""
+    return re.sub(r"_\d+$", "", test)
 
 
 def test_sources(root):

@@ -12,7 +12,11 @@ using Change = std::function<void(CameraParameters*)>;
 
 // Settings are read from a text and changed; what Android 11 writes then.
 TEST(CameraParametersFacts, changes) {
-    const std::tuple<const char*, Change, const char*> kCases[] = {
+    const struct {
+        const char* text;
+        Change change;
+        const char* android;
+    } cases[] = {
             {"zoom=3;preview-size=640x480;empty=;nonsense",
              {},
              "empty=;preview-size=640x480;zoom=3"},
@@ -31,53 +35,62 @@ TEST(CameraParametersFacts, changes) {
             {"", [](CameraParameters* p) { p->setPreviewFrameRate(30); }, "preview-frame-rate=30"},
             {"a=1", [](CameraParameters* p) { p->unflatten(String8("b=2;")); }, "b=2"},
     };
-    for (const auto& [text, change, expected] : kCases) {
-        CameraParameters params = String8(text);
-        if (change) change(&params);
-        EXPECT_STREQ(params.flatten().c_str(), expected) << text;
+    for (const auto& c : cases) {
+        CameraParameters params = String8(c.text);
+        if (c.change) c.change(&params);
+        EXPECT_STREQ(params.flatten().c_str(), c.android) << c.text;
     }
 }
 
 TEST(CameraParametersFacts, values) {
-    const std::tuple<const char*, const char*, int, float> kCases[] = {
-            {"3", "3", 3, 3},  {"0x10", "0x10", 16, 16}, {"010", "010", 8, 10},
-            {"", "-", -1, -1}, {"x", "x", 0, 0},         {"-7.5s", "-7.5s", -7, -7.5F},
-            {" 4", " 4", 4, 4}};
-    for (const auto& [value, text, number, exact] : kCases) {
-        const CameraParameters params(String8::format("a=%s", value));
-        const char* const found = params.get("a");
-        EXPECT_STREQ(found != nullptr ? found : "-", text);
-        EXPECT_EQ(params.getInt("a"), number) << value;
-        EXPECT_EQ(params.getFloat("a"), exact) << value;
+    const struct {
+        const char *value, *text;
+        int number;
+        float exact;
+    } cases[] = {
+            {"3", "3", 3, 3},   {"0x10", "0x10", 16, 16}, {"010", "010", 8, 10},
+            {"", "-", -1, -1},  {"x", "x", 0, 0},         {"-7.5s", "-7.5s", -7, -7.5},
+            {" 4", " 4", 4, 4},
+    };
+    for (const auto& c : cases) {
+        const CameraParameters params(String8::format("a=%s", c.value));
+        const char* const text = params.get("a");
+        EXPECT_STREQ(text != nullptr ? text : "-", c.text);
+        EXPECT_EQ(params.getInt("a"), c.number) << c.value;
+        EXPECT_EQ(params.getFloat("a"), c.exact) << c.value;
     }
     EXPECT_EQ(CameraParameters().get("a"), nullptr);
 }
 
 TEST(CameraParametersFacts, sizes) {
-    for (const auto& [text, single, all] :
-         {std::tuple("640x480", "640x480", "640x480 "),
-          {"640x480,1280x720,1920x1080", "640x480", "640x480 1280x720 1920x1080 "},
-          {"640x480,1280*720,1920x1080", "640x480", "640x480 "},
-          {"640x480,1280x720s,1920x1080", "640x480", "640x480 "},
-          {"640x", "640x0", "640x0 "},
-          {"x480", "0x480", "0x480 "},
-          {"640", "-1x-1", ""},
-          {"640x480 ", "640x480", ""},
-          {"640x480,", "640x480", "640x480 "},
-          {",640x480", "-1x-1", ""},
-          {"-640x-480", "-640x-480", "-640x-480 "},
-          {"", "-1x-1", ""}}) {
+    const struct {
+        const char *text, *single, *list;
+    } cases[] = {
+            {"640x480", "640x480", "640x480 "},
+            {"640x480,1280x720,1920x1080", "640x480", "640x480 1280x720 1920x1080 "},
+            {"640x480,1280*720,1920x1080", "640x480", "640x480 "},
+            {"640x480,1280x720s,1920x1080", "640x480", "640x480 "},
+            {"640x", "640x0", "640x0 "},
+            {"x480", "0x480", "0x480 "},
+            {"640", "-1x-1", ""},
+            {"640x480 ", "640x480", ""},
+            {"640x480,", "640x480", "640x480 "},
+            {",640x480", "-1x-1", ""},
+            {"-640x-480", "-640x-480", "-640x-480 "},
+            {"", "-1x-1", ""},
+    };
+    for (const auto& c : cases) {
         const CameraParameters params(
-                String8::format("preview-size=%s;video-size-values=%s", text, text));
+                String8::format("preview-size=%s;video-size-values=%s", c.text, c.text));
         Size size;
         params.getPreviewSize(&size.width, &size.height);
-        EXPECT_EQ(std::to_string(size.width) + "x" + std::to_string(size.height), single);
+        EXPECT_EQ(std::to_string(size.width) + "x" + std::to_string(size.height), c.single);
         Vector<Size> sizes;
         params.getSupportedVideoSizes(sizes);
         std::string list;
         for (const Size& one : sizes)
             list += std::to_string(one.width) + "x" + std::to_string(one.height) + " ";
-        EXPECT_EQ(list, all) << text;
+        EXPECT_EQ(list, c.list) << c.text;
     }
 }
 

@@ -39,6 +39,9 @@ void forEachItem(const std::string& text, Set set) {
 }
 
 constexpr char kInteger[] = "-?[0-9]+";
+constexpr char kLong[] = "[0-9]+L";
+constexpr char kFloat[] = "[0-9.]+f";
+constexpr char kRect[] = "\\(.*\\)";
 constexpr char kBytes[] = "x[0-9a-f]*";
 
 sp<AMessage> messageOf(const char* items) {
@@ -48,11 +51,11 @@ sp<AMessage> messageOf(const char* items) {
         int rect[4];
         if (item.is(kInteger)) {
             message->setInt32(name, item.number());
-        } else if (item.is("[0-9]+L")) {
+        } else if (item.is(kLong)) {
             message->setInt64(name, item.number());
-        } else if (item.is("[0-9.]+f")) {
+        } else if (item.is(kFloat)) {
             message->setFloat(name, std::stof(item.value));
-        } else if (item.is("\\(.*\\)")) {
+        } else if (item.is(kRect)) {
             sscanf(item.value.c_str(), "(%d,%d,%d,%d)", &rect[0], &rect[1], &rect[2], &rect[3]);
             message->setRect(name, rect[0], rect[1], rect[2], rect[3]);
         } else if (item.is(kBytes)) {
@@ -83,8 +86,11 @@ sp<MetaData> metaDataOf(const char* items) {
     return meta;
 }
 
-// Items, and what Android answers and makes of them.
-using Conversion = std::tuple<const char*, status_t, const char*>;
+struct Conversion {
+    const char* items;
+    status_t status;
+    const char* android;
+};
 
 const Conversion kToMeta[] = {
         {"", BAD_VALUE, ""},
@@ -153,10 +159,10 @@ const Conversion kToMeta[] = {
          "csd1: no type, size 2), csd0: no type, size 1), #chn: (int32_t) 1"}};
 
 TEST(ConversionFacts, messageToMetaData) {
-    for (const auto& [items, status, expected] : kToMeta) {
+    for (const Conversion& c : kToMeta) {
         sp<MetaData> meta = new MetaData;
-        EXPECT_EQ(convertMessageToMetaData(messageOf(items), meta), status) << items;
-        EXPECT_STREQ(meta->toString().c_str(), expected) << items;
+        EXPECT_EQ(convertMessageToMetaData(messageOf(c.items), meta), c.status) << c.items;
+        EXPECT_STREQ(meta->toString().c_str(), c.android) << c.items;
     }
 }
 
@@ -192,16 +198,24 @@ const Conversion kToMessage[] = {
          "11 90                                             ..; }; int32_t profile = 2; "}};
 
 TEST(ConversionFacts, metaDataToMessage) {
-    for (const auto& [items, status, expected] : kToMessage) {
+    for (const Conversion& c : kToMessage) {
         sp<AMessage> message = new AMessage;
-        EXPECT_EQ(convertMetaDataToMessage(metaDataOf(items), &message), status) << items;
-        ASSERT_EQ(message != nullptr, expected != nullptr) << items;
+        EXPECT_EQ(convertMetaDataToMessage(metaDataOf(c.items), &message), c.status) << c.items;
+        ASSERT_EQ(message != nullptr, c.android != nullptr) << c.items;
         if (message == nullptr) continue;
         std::string text = message->debugString().c_str();
         text = std::regex_replace(text.substr(text.find('\n') + 1), std::regex("\n(  )?"), "; ");
-        EXPECT_EQ(text, "  " + std::string(expected) + "}") << items;
+        EXPECT_EQ(text, "  " + std::string(c.android) + "}") << c.items;
     }
 }
+
+struct ProfileCase {
+    const char* mime;
+    uint32_t key;
+    std::string bytes;
+    int32_t profile;  // 0: none
+    int32_t level;
+};
 
 std::string avcc(char profile, char constraints, char level) {
     return std::string{1, profile, constraints, level} + "\xFF\xE1\0\1\x67\1\0\1\x68"s;
@@ -219,34 +233,35 @@ std::string esds(const std::string& configuration) {
 }
 
 TEST(ConversionFacts, profilesAndLevels) {
-    constexpr int32_t kNone = 0;
-    for (const auto& [mime, key, bytes, profile, level] :
-         {std::tuple("video/avc", kKeyAVCC, avcc(66, 0, 30), 1, 0x100),
-          {"video/avc", kKeyAVCC, avcc(66, 0x40, 31), 0x10000, 0x200},
-          {"video/avc", kKeyAVCC, avcc(77, 0x10, 11), 2, 2},
-          {"video/avc", kKeyAVCC, avcc(77, 0, 11), 2, 4},
-          {"video/avc", kKeyAVCC, avcc(100, 0x0C, 52), 0x80000, 0x10000},
-          {"video/avc", kKeyAVCC, avcc(110, 0, 9), 0x10, 2},
-          {"video/avc", kKeyAVCC, avcc(44, 0, 30), kNone, kNone},
-          {"video/hevc", kKeyHVCC, hvcc(1, 93), 1, 0x100},
-          {"video/hevc", kKeyHVCC, hvcc(0x22, 120), 2, 0x800},
-          {"video/mp4v-es", kKeyESDS, esds("\0\0\1\xB0\3"s), 1, 0x10},
-          {"video/mp4v-es", kKeyESDS, esds("\0\0\1\xB0\xF5"s), 0x8000, 0x80},
-          {"audio/mp4a-latm", kKeyESDS, esds("\x2B\x11\x88"s), 5, kNone},
-          {"audio/mp4a-latm", kKeyESDS, esds("\xF8\xE6\x30"s), 39, kNone}}) {
+    const ProfileCase cases[] = {
+            {"video/avc", kKeyAVCC, avcc(66, 0, 30), 1, 0x100},
+            {"video/avc", kKeyAVCC, avcc(66, 0x40, 31), 0x10000, 0x200},
+            {"video/avc", kKeyAVCC, avcc(77, 0x10, 11), 2, 2},
+            {"video/avc", kKeyAVCC, avcc(77, 0, 11), 2, 4},
+            {"video/avc", kKeyAVCC, avcc(100, 0x0C, 52), 0x80000, 0x10000},
+            {"video/avc", kKeyAVCC, avcc(110, 0, 9), 0x10, 2},
+            {"video/avc", kKeyAVCC, avcc(44, 0, 30), 0, 0},
+            {"video/hevc", kKeyHVCC, hvcc(1, 93), 1, 0x100},
+            {"video/hevc", kKeyHVCC, hvcc(0x22, 120), 2, 0x800},
+            {"video/mp4v-es", kKeyESDS, esds("\0\0\1\xB0\3"s), 1, 0x10},
+            {"video/mp4v-es", kKeyESDS, esds("\0\0\1\xB0\xF5"s), 0x8000, 0x80},
+            {"audio/mp4a-latm", kKeyESDS, esds("\x2B\x11\x88"s), 5, 0},
+            {"audio/mp4a-latm", kKeyESDS, esds("\xF8\xE6\x30"s), 39, 0},
+    };
+    for (const ProfileCase& c : cases) {
         const sp<MetaData> meta = new MetaData;
-        for (uint32_t each : {kKeyWidth, kKeyHeight, kKeyChannelCount, kKeySampleRate})
-            meta->setInt32(each, 1);
-        meta->setCString(kKeyMIMEType, mime);
-        meta->setData(key, key, bytes.data(), bytes.size());
+        for (uint32_t key : {kKeyWidth, kKeyHeight, kKeyChannelCount, kKeySampleRate})
+            meta->setInt32(key, 1);
+        meta->setCString(kKeyMIMEType, c.mime);
+        meta->setData(c.key, c.key, c.bytes.data(), c.bytes.size());
         sp<AMessage> message;
-        ASSERT_EQ(convertMetaDataToMessage(meta, &message), OK) << mime << " " << profile;
-        int32_t foundProfile = kNone;
-        int32_t foundLevel = kNone;
-        message->findInt32("profile", &foundProfile);
-        message->findInt32("level", &foundLevel);
-        EXPECT_EQ(foundProfile, profile) << mime;
-        EXPECT_EQ(foundLevel, level) << mime << " " << profile;
+        ASSERT_EQ(convertMetaDataToMessage(meta, &message), OK) << c.mime << " " << c.profile;
+        int32_t profile = 0;
+        int32_t level = 0;
+        message->findInt32("profile", &profile);
+        message->findInt32("level", &level);
+        EXPECT_EQ(profile, c.profile) << c.mime;
+        EXPECT_EQ(level, c.level) << c.mime << " " << c.profile;
     }
 }
 

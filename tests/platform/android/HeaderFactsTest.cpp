@@ -156,6 +156,32 @@ static_assert(AudioTrack::TRANSFER_SYNC_NOTIF_CALLBACK == 5);
 static_assert(AUDIO_SOURCE_MAX == 10);
 static_assert(MediaSource::ReadOptions::SEEK_FRAME_INDEX == 4);
 
+[[maybe_unused]] void callWithDefaults(const sp<ALooper>& looper, const sp<AMessage>& message,
+                                       const sp<MediaCodec>& codec, const sp<MediaAdapter>& adapter,
+                                       const sp<NuMediaExtractor>& extractor,
+                                       const sp<AudioRecord>& record) {
+    MediaBufferBase* buffer = nullptr;
+    looper->start();
+    message->post();
+    message->setString("name", "text");
+    message->debugString();
+    MediaCodec::CreateByType(looper, "", false);
+    MediaCodec::CreateByComponentName(looper, "");
+    codec->queueInputBuffer(0, 0, 0, 0, 0);
+    adapter->start();
+    adapter->read(&buffer);
+    extractor->selectTrack(0);
+    extractor->seekTo(0);
+    extractor->getTrackFormat(0, nullptr);
+    record->start();
+    record->read(nullptr, 0);
+    new AudioTrack(AUDIO_STREAM_MUSIC, 0, AUDIO_FORMAT_PCM_16_BIT, AUDIO_CHANNEL_OUT_STEREO);
+    new AudioRecord(AUDIO_SOURCE_MIC, 0, AUDIO_FORMAT_PCM_16_BIT, AUDIO_CHANNEL_IN_MONO,
+                    String16());
+    new MemoryHeapBase(size_t{1});
+    new Surface(nullptr);
+}
+
 TEST(HeaderFacts, extractorsOpenPaths) {
     const std::string path = oxa::test::mediaPath("friday_480p_audio_first.mp4");
     for (const std::string& name : {path, "file://" + path}) {

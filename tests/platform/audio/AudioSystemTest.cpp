@@ -11,22 +11,29 @@ namespace {
 
 // Masks are stored in formats and compared with those of other programs.
 TEST(AudioChannels, haveTheirMasksByCount) {
-    for (const auto& [count, out, in] : {std::tuple(0U, 0U, 0U),
-                                         {1, 0x1, 0x10},
-                                         {2, 0x3, 0xC},
-                                         {3, 0xB, 0x80000007},
-                                         {4, 0x33, 0x8000000F},
-                                         {5, 0x37, 0x8000001F},
-                                         {6, 0x3F, 0x8000003F},
-                                         {7, 0x13F, 0x8000007F},
-                                         {8, 0x63F, 0x800000FF},
-                                         {9, 0xC0000000, 0xC0000000}}) {
-        SCOPED_TRACE(count);
-        EXPECT_EQ(audio_channel_out_mask_from_count(count), out);
-        EXPECT_EQ(audio_channel_in_mask_from_count(count), in);
-        const uint32_t counted = count <= 8 ? count : 0;
-        EXPECT_EQ(counted, audio_channel_count_from_out_mask(out));
-        EXPECT_EQ(counted, audio_channel_count_from_in_mask(in));
+    constexpr struct {
+        uint32_t count;
+        audio_channel_mask_t out;
+        audio_channel_mask_t in;
+    } kMasks[] = {
+            {0, 0, 0},
+            {1, 0x1, 0x10},
+            {2, 0x3, 0xC},
+            {3, 0xB, 0x80000007},
+            {4, 0x33, 0x8000000F},
+            {5, 0x37, 0x8000001F},
+            {6, 0x3F, 0x8000003F},
+            {7, 0x13F, 0x8000007F},
+            {8, 0x63F, 0x800000FF},
+            {9, 0xC0000000, 0xC0000000},
+    };
+    for (const auto& masks : kMasks) {
+        SCOPED_TRACE(masks.count);
+        EXPECT_EQ(audio_channel_out_mask_from_count(masks.count), masks.out);
+        EXPECT_EQ(audio_channel_in_mask_from_count(masks.count), masks.in);
+        const uint32_t counted = masks.count <= 8 ? masks.count : 0;
+        EXPECT_EQ(counted, audio_channel_count_from_out_mask(masks.out));
+        EXPECT_EQ(counted, audio_channel_count_from_in_mask(masks.in));
     }
     // A position that only the other direction has is no channel.
     EXPECT_EQ(audio_channel_count_from_in_mask(AUDIO_CHANNEL_IN_MONO | 0x1), 1u);
@@ -44,8 +51,9 @@ TEST(AudioSystem, givesAHardwareSyncToSessionsItHasHandedOutOnly) {
     EXPECT_NE(syncOf(session), syncOf(other));
     EXPECT_EQ(AudioSystem::newAudioUniqueId(AUDIO_UNIQUE_ID_USE_MAX), AUDIO_UNIQUE_ID_ALLOCATE);
     const int beyond = other + AUDIO_UNIQUE_ID_USE_MAX;
-    for (const int unknown : {-1, 0, 1, noSession, beyond})
+    for (const int unknown : {-1, 0, 1, noSession, beyond}) {
         EXPECT_EQ(syncOf(unknown), static_cast<audio_hw_sync_t>(AUDIO_HW_SYNC_INVALID)) << unknown;
+    }
 }
 
 }  // namespace

@@ -10,7 +10,9 @@
 namespace android {
 namespace {
 
-using namespace oxa::test;
+using oxa::test::TempDir;
+using oxa::test::writeFile;
+using testing::ElementsAre;
 
 std::string bigEndian(uint64_t value, int bytes) {
     std::string text;
@@ -53,33 +55,44 @@ sp<NuMediaExtractor> openBytes(const std::string& bytes) {
     return openClip(path);
 }
 
-// The last track has a sample: a file without any is none.
-sp<NuMediaExtractor> openTracks(const std::vector<std::string>& tracks) {
+struct Block {
+    uint64_t timeMs;
+    std::string data;
+};
+
+// The samples are those of the last track; a file without any is none.
+sp<NuMediaExtractor> openTracks(const std::vector<std::string>& tracks,
+                                const std::vector<Block>& samples = {{0, std::string(1600, 0)}}) {
     std::string list;
     for (size_t i = 0; i < tracks.size(); ++i)
         list += element(0xAE, number(0xD7, i + 1) + number(0x73C5, i + 1) + tracks[i]);
-    const std::string block = std::string(1, static_cast<char>(0x80 | tracks.size())) +
-                              std::string(2, '\0') + '\x80' + std::string(1600, 0);
-    const std::string segment = element(0x1549A966, number(0x2AD7B1, 1000000)) +
-                                element(0x1654AE6B, list) +
-                                element(0x1F43B675, number(0xE7, 0) + element(0xA3, block));
+    std::string segment =
+            element(0x1549A966, number(0x2AD7B1, 1000000)) + element(0x1654AE6B, list);
+    for (const Block& sample : samples) {
+        const std::string block = std::string(1, static_cast<char>(0x80 | tracks.size())) +
+                                  std::string(2, '\0') + '\x80' + sample.data;
+        segment += element(0x1F43B675, number(0xE7, sample.timeMs) + element(0xA3, block));
+    }
     return openBytes(element(0x1A45DFA3, element(0x4282, "matroska")) +
                      element(0x18538067, segment));
 }
 
 // A track that is beyond what the decoders may be asked for is not offered; the others are.
 TEST(LimitsTest, leavesOutTracksThatAreBeyond) {
-    for (const auto& [what, largest, beyond] :
-         {std::tuple("points", picture(8192, 4352), picture(8192, 4353)),
-          {"width", picture(16384, 2176), picture(16385, 16)},
-          {"height", picture(2176, 16384), picture(16, 16385)},
-          {"channels", sound(64, 48000), sound(65, 48000)},
-          {"rate", sound(2, 1536000), sound(2, 1536001)},
-          {"lowest rate", sound(2, 1000), sound(2, 999)},
-          {"codec data", withCodecData(4 << 20), withCodecData((4 << 20) + 1)}}) {
-        SCOPED_TRACE(what);
-        EXPECT_EQ(openTracks({largest, sound(1, 8000)})->countTracks(), 2u);
-        EXPECT_EQ(openTracks({beyond, sound(1, 8000)})->countTracks(), 1u);
+    const struct {
+        const char* what;
+        std::string largest, beyond;
+    } kLimits[] = {{"points", picture(8192, 4352), picture(8192, 4353)},
+                   {"width", picture(16384, 2176), picture(16385, 16)},
+                   {"height", picture(2176, 16384), picture(16, 16385)},
+                   {"channels", sound(64, 48000), sound(65, 48000)},
+                   {"rate", sound(2, 1536000), sound(2, 1536001)},
+                   {"lowest rate", sound(2, 1000), sound(2, 999)},
+                   {"codec data", withCodecData(4 << 20), withCodecData((4 << 20) + 1)}};
+    for (const auto& limit : kLimits) {
+        SCOPED_TRACE(limit.what);
+        EXPECT_EQ(openTracks({limit.largest, sound(1, 8000)})->countTracks(), 2u);
+        EXPECT_EQ(openTracks({limit.beyond, sound(1, 8000)})->countTracks(), 1u);
     }
     const std::vector<std::string> many(limits::kMaxTracks + 6, sound(1, 8000));
     EXPECT_EQ(openTracks(many)->countTracks(), limits::kMaxTracks);
@@ -87,7 +100,7 @@ TEST(LimitsTest, leavesOutTracksThatAreBeyond) {
 
 // The list of samples of an MP4 file can claim any size for them.
 TEST(LimitsTest, asksForNoBufferThatIsLargerThanTheFile) {
-    std::string bytes = readFile(mediaPath("bunny_480p_hevc.mp4"));
+    std::string bytes = oxa::test::readFile(oxa::test::mediaPath("bunny_480p_hevc.mp4"));
     const size_t sizes = bytes.find("stsz");
     ASSERT_NE(sizes, std::string::npos);
     // Behind the name: flags, the common size (none), the count, the size of the first sample.
@@ -99,22 +112,26 @@ TEST(LimitsTest, asksForNoBufferThatIsLargerThanTheFile) {
 }
 
 TEST(LimitsTest, knowsTimesThatItCanCountWith) {
-    for (const auto& [time, timeBase, allowed] :
-         {std::tuple(int64_t{0}, AVRational{1, 90000}, true),
-          {1800000000, {1, 1}, true},
-          {limits::kMaxTimeUs, {1, 1000000}, true},
-          {limits::kMaxTimeUs + 1, {1, 1000000}, false},
-          {-limits::kMaxTimeUs - 1, {1, 1000000}, false},
-          {AV_NOPTS_VALUE, {1, 1000}, false},
-          {INT64_MAX, {1, INT32_MAX}, false},
-          {INT64_MAX / 8, {INT32_MAX, 1}, false}}) {
-        SCOPED_TRACE(time);
-        EXPECT_EQ(isTimeAllowed(time, timeBase), allowed);
+    const struct {
+        int64_t time;
+        AVRational timeBase;
+        bool allowed;
+    } kTimes[] = {{0, {1, 90000}, true},
+                  {1800000000, {1, 1}, true},
+                  {limits::kMaxTimeUs, {1, 1000000}, true},
+                  {limits::kMaxTimeUs + 1, {1, 1000000}, false},
+                  {-limits::kMaxTimeUs - 1, {1, 1000000}, false},
+                  {AV_NOPTS_VALUE, {1, 1000}, false},
+                  {INT64_MAX, {1, INT32_MAX}, false},
+                  {INT64_MAX / 8, {INT32_MAX, 1}, false}};
+    for (const auto& c : kTimes) {
+        SCOPED_TRACE(c.time);
+        EXPECT_EQ(isTimeAllowed(c.time, c.timeBase), c.allowed);
         // Whatever it is, a track's time of it is a sane one.
         const AVCodecParameters parameters = {};
-        const sp<TrackParameters> track = new TrackParameters(parameters, timeBase, INT64_MAX);
-        EXPECT_LE(track->toUs(time), 0);
-        EXPECT_GE(track->toUs(time), -2 * limits::kMaxTimeUs);
+        const sp<TrackParameters> track = new TrackParameters(parameters, c.timeBase, INT64_MAX);
+        EXPECT_LE(track->toUs(c.time), 0);
+        EXPECT_GE(track->toUs(c.time), -2 * limits::kMaxTimeUs);
     }
 }
 

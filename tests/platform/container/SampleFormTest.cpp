@@ -3,6 +3,10 @@
 
 #include "ffmpeg/SampleForm.h"
 
+#include <media/stagefright/MediaErrors.h>
+#include <media/stagefright/MetaData.h>
+#include <media/stagefright/foundation/ABuffer.h>
+
 #include "ffmpeg/TrackParameters.h"
 #include "platform/container/TrackSamples.h"
 #include "support/MediaReader.h"
@@ -53,7 +57,11 @@ Bytes formed(const Bytes& configuration, const Bytes& sample) {
 }
 
 TEST(SampleFormTest, putsStartCodesInFrontOfUnits) {
-    const std::tuple<const char*, int, Bytes, Bytes> kSamples[] = {
+    const struct {
+        const char* name;
+        int lengthSize;
+        Bytes sample, expected;
+    } kSamples[] = {
             {"4 bytes", 4, {0, 0, 0, 2, 9, 16, 0, 0, 0, 1, 5}, {0, 0, 0, 1, 9, 16, 0, 0, 0, 1, 5}},
             {"3 bytes", 3, {0, 0, 2, 9, 16, 0, 0, 1, 5}, {0, 0, 1, 9, 16, 0, 0, 1, 5}},
             {"2 bytes", 2, {0, 2, 9, 16, 0, 1, 5}, {0, 0, 0, 1, 9, 16, 0, 0, 0, 1, 5}},
@@ -63,8 +71,8 @@ TEST(SampleFormTest, putsStartCodesInFrontOfUnits) {
             {"a length beyond the end", 4, {0, 0, 0, 9, 9, 16}, {0, 0, 0, 1, 9, 16}},
             {"a length cut off", 2, {0, 1, 9, 0}, {0, 0, 0, 1, 9}},
     };
-    for (const auto& [name, lengthSize, sample, expected] : kSamples)
-        EXPECT_EQ(formed(avcConfiguration(lengthSize), sample), expected) << name;
+    for (const auto& c : kSamples)
+        EXPECT_EQ(formed(avcConfiguration(c.lengthSize), c.sample), c.expected) << c.name;
     EXPECT_EQ(formed({0, 0, 0, 1, 0x67, 100, 0, 30}, {0, 0, 0, 2, 9, 16}),
               Bytes({0, 0, 0, 2, 9, 16}))
             << "a stream without lengths";
@@ -104,31 +112,37 @@ TEST(SampleFormTest, givesWhatADeviceGives) {
         options.audioCodec = codec;
         return sineClip({440}, 0.5, options);
     };
-    // What "csd-0" and "csd-1" begin with, what each sample begins and ends with, what "csd-2" is.
-    const std::array<std::string, 6> kClips[] = {
-            {mediaPath("flower_540p_h264_aac.mp4"), code + "\x67", code + "\x68", code, "", ""},
+    const struct {
+        std::string clip;
+        std::string first;   // what "csd-0" begins with
+        std::string second;  // and "csd-1"
+        std::string sample;  // and each sample
+        std::string end;
+        std::string third = {};  // what "csd-2" is
+    } kClips[] = {
+            {mediaPath("flower_540p_h264_aac.mp4"), code + "\x67", code + "\x68", code, ""},
             {mediaPath("bunny_360p_aac51.ts"), code + "\x67", code + "\x68", std::string("\0\0", 2),
-             "", ""},
-            {mediaPath("bunny_480p_hevc.mp4"), code + "\x40", "", code, "", ""},
-            {soundClip("libvorbis"), "\x01vorbis", "\x05vorbis", "", "\xFF\xFF\xFF\xFF", ""},
+             ""},
+            {mediaPath("bunny_480p_hevc.mp4"), code + "\x40", "", code, ""},
+            {soundClip("libvorbis"), "\x01vorbis", "\x05vorbis", "", "\xFF\xFF\xFF\xFF"},
             // 312 samples, and 80 ms.
             {soundClip("libopus"), "OpusHead", std::string("\xA0\x2E\x63\0\0\0\0\0", 8), "", "",
              std::string("\0\xB4\xC4\4\0\0\0\0", 8)},
     };
-    for (const auto& [clip, first, second, begin, end, third] : kClips) {
-        SCOPED_TRACE(clip);
-        const sp<NuMediaExtractor> extractor = openClip(clip);
+    for (const auto& clip : kClips) {
+        SCOPED_TRACE(clip.clip);
+        const sp<NuMediaExtractor> extractor = openClip(clip.clip);
         ASSERT_EQ(extractor->selectTrack(0), OK);
         const sp<AMessage> format = formatOf(extractor);
-        EXPECT_THAT(textOf(format, "csd-0"), StartsWith(first));
-        EXPECT_THAT(textOf(format, "csd-1"), StartsWith(second));
-        EXPECT_EQ(textOf(format, "csd-2"), third);
+        EXPECT_THAT(textOf(format, "csd-0"), StartsWith(clip.first));
+        EXPECT_THAT(textOf(format, "csd-1"), StartsWith(clip.second));
+        EXPECT_EQ(textOf(format, "csd-2"), clip.third);
         const sp<ABuffer> buffer = new ABuffer(kBufferSize);
         for (int i = 0; i < 20; ++i) {
             ASSERT_EQ(extractor->readSampleData(buffer), OK);
             const std::string sample(reinterpret_cast<const char*>(buffer->data()), buffer->size());
-            ASSERT_THAT(sample, StartsWith(begin));
-            ASSERT_THAT(sample, EndsWith(end));
+            ASSERT_THAT(sample, StartsWith(clip.sample));
+            ASSERT_THAT(sample, EndsWith(clip.end));
             extractor->advance();
         }
     }

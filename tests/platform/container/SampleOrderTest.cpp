@@ -14,7 +14,6 @@ constexpr int64_t kFrameUs = 20000;
 // Samples of 20 ms in two tracks, on a clock that the test sets.
 class SampleOrderTest : public testing::Test {
   protected:
-    // Then writes what may be written.
     void add(int track, int64_t timeUs, int size = 100) {
         AvPacketOwner packet(av_packet_alloc());
         ASSERT_EQ(av_new_packet(packet, size), 0);
@@ -22,14 +21,14 @@ class SampleOrderTest : public testing::Test {
         packet->dts = packet->pts = timeUs;
         packet->duration = kFrameUs;
         mOrder.add(std::move(packet), mNowUs);
-        drain();
     }
-    // Samples from `fromUs` up to `toUs`, each of which comes so much later.
-    void addSpan(int track, int64_t fromUs, int64_t toUs, int64_t laterUs = kFrameUs,
-                 int64_t stepUs = kFrameUs) {
-        for (int64_t timeUs = fromUs; timeUs < toUs; timeUs += stepUs) {
-            mNowUs += laterUs;
+    // Samples from `fromUs` up to `toUs`, as they come from a live source or all at once. What may
+    // be written is written.
+    void addSpan(int track, int64_t fromUs, int64_t toUs, bool live) {
+        for (int64_t timeUs = fromUs; timeUs < toUs; timeUs += kFrameUs) {
+            if (live) mNowUs += kFrameUs;
             add(track, timeUs);
+            drain();
         }
     }
     void drain() {
@@ -59,22 +58,26 @@ class FileOrderTest : public SampleOrderTest {
 
 // However slow the machine is.
 TEST_F(FileOrderTest, waitsForALateTrackAsLongAsThereIsRoom) {
-    addSpan(kPicture, 0, kFrameUs);
-    addSpan(kSound, 0, 120 * 1000000);
+    addSpan(kPicture, 0, kFrameUs, true);
+    addSpan(kSound, 0, 120 * 1000000, true);
     EXPECT_EQ(soundUs(), 0);
-    addSpan(kPicture, 1000000, 1000001);
+    addSpan(kPicture, 1000000, 1000001, true);
     EXPECT_EQ(soundUs(), 1000000);
     add(kSound, 120 * 1000000, SampleOrder::kMaxHeldBytes);
+    drain();
     EXPECT_GT(soundUs(), 1000000);
 }
 
 TEST_F(SampleOrderTest, writesByTimeAndTheFirstTrackFirst) {
     for (const int64_t timeUs : {0, 20000, 40000, 60000})
         add(kSound, timeUs);
+    drain();
     EXPECT_EQ(mText, "");
     add(kPicture, 0);
+    drain();
     EXPECT_EQ(mText, "ps");
     add(kPicture, 50000);
+    drain();
     EXPECT_EQ(mText, "psssp");
     mOrder.end(kPicture);
     drain();
@@ -103,10 +106,11 @@ TEST_P(SampleOrderPaceTest, aLiveTrackThatStallsHoldsTheOtherForItsOwnPace) {
     const int64_t gapUs = GetParam();
     for (int64_t timeUs = 0; timeUs < kStallUs; timeUs += gapUs) {
         add(kPicture, timeUs);
-        addSpan(kSound, timeUs, timeUs + gapUs);
+        drain();
+        addSpan(kSound, timeUs, timeUs + gapUs, true);
         EXPECT_LE(soundUs(), timeUs);
     }
-    addSpan(kSound, kStallUs, kEndUs);
+    addSpan(kSound, kStallUs, kEndUs, true);
     const int64_t patienceUs = std::max<int64_t>(500000, 2 * gapUs);
     EXPECT_NEAR(kEndUs - soundUs(), patienceUs, gapUs + 2 * kFrameUs);
 }
@@ -116,18 +120,30 @@ INSTANTIATE_TEST_SUITE_P(Gaps, SampleOrderPaceTest, testing::Values(40000, 20000
 // A slow picture encoder must not let the sound of a film run ahead; half a minute is the end.
 TEST_F(SampleOrderTest, whatIsFasterThanLiveIsWaitedForLong) {
     add(kPicture, 0);
-    addSpan(kSound, 0, 60000000, 0);
+    addSpan(kSound, 0, 60000000, false);
     EXPECT_EQ(soundUs(), 0);
-    addSpan(kSound, 60000000, 89000000, 200000, 200000);
+    for (int64_t at = 60000000; at < 89000000; at += 200000) {
+        mNowUs += 200000;
+        add(kSound, at);
+        drain();
+    }
     EXPECT_EQ(soundUs(), 0);
-    addSpan(kSound, 89000000, 91000000, 200000, 200000);
+    for (int64_t at = 89000000; at < 91000000; at += 200000) {
+        mNowUs += 200000;
+        add(kSound, at);
+        drain();
+    }
     EXPECT_GE(soundUs(), 90000000);
 }
 
 // On a machine that is too slow for anything a film is no live source either.
 TEST_F(SampleOrderTest, whatComesEverLaterIsWaitedForLong) {
     add(kPicture, 0);
-    addSpan(kSound, 0, 100 * kFrameUs, 200000);
+    for (int i = 0; i < 100; ++i) {
+        mNowUs += 200000;
+        add(kSound, i * kFrameUs);
+        drain();
+    }
     EXPECT_LE(soundUs(), 500000) << "more than it takes to see that";
 }
 
@@ -139,12 +155,14 @@ TEST_F(SampleOrderTest, neitherAStillProcessNorASlowOutputIsADelay) {
         if (i % 2 == 0) mOrder.skipTime(mNowUs);
         add(kPicture, i * kFrameUs);
         add(kSound, i * kFrameUs);
+        drain();
     }
     add(kSound, 10 * kFrameUs);
     add(kSound, 11 * kFrameUs);
     mNowUs += 60000000;
     mOrder.skipTime(mNowUs);
     add(kSound, 12 * kFrameUs);
+    drain();
     EXPECT_EQ(soundUs(), 9 * kFrameUs);
 }
 
@@ -152,15 +170,17 @@ TEST_F(SampleOrderTest, neitherAStillProcessNorASlowOutputIsADelay) {
 TEST_F(SampleOrderTest, atMostTheBoundIsHeld) {
     constexpr int kSize = 1 << 20;
     constexpr int kHeld = SampleOrder::kMaxHeldBytes / kSize;
-    for (int i = 0; i < 2 * kHeld; ++i)
+    for (int i = 0; i < 2 * kHeld; ++i) {
         add(kSound, i * kFrameUs, kSize);
+        drain();
+    }
     EXPECT_EQ(mText, std::string(kHeld, 's'));
 }
 
 TEST_F(SampleOrderTest, aCutEndsAllWhereTheShortestEnds) {
     add(kPicture, 0);
     add(kPicture, 30000);
-    addSpan(kSound, 0, 1000000, 0);
+    addSpan(kSound, 0, 1000000, false);
     mOrder.cut();
     int64_t endUs = 0;
     while (const AvPacketOwner packet = mOrder.nextOfRest())

@@ -56,7 +56,10 @@ std::vector<uint8_t> normalForm(std::vector<uint8_t> data, bool hasLengths) {
     }
     std::vector<uint8_t> out;
     for (const NalUnit& unit : splitAnnexB(data.data(), data.size())) {
-        if (unit.type() >= kNalTypeSequenceParameters && unit.type() <= kDelimiter) continue;
+        if (unit.type() == kDelimiter || unit.type() == kNalTypeSequenceParameters ||
+            unit.type() == kNalTypePictureParameters) {
+            continue;
+        }
         out.insert(out.end(), {0, 0, 0, 1});
         out.insert(out.end(), unit.data, unit.data + unit.size);
     }
@@ -467,20 +470,29 @@ TEST_P(WriterTest, ConfigurationsMayComeWithTheSamples) {
     const AVCodecParameters& picture = *reader.format()->streams[kVideo]->codecpar;
     const AVCodecParameters& sound = *reader.format()->streams[kAudio]->codecpar;
     const auto sets = annexBFromAvcConfiguration(picture.extradata, picture.extradata_size);
-    const std::vector<uint8_t> soundConfig(sound.extradata, sound.extradata + sound.extradata_size);
     formats[kVideo]->remove(kKeyAVCC);
     for (const bool ownBuffer : {false, true}) {
         if (ownBuffer) formats[kAudio]->remove(kKeyESDS);
-        std::vector<TrackSample> samples = trackByTrack(kVideo);
-        std::vector<uint8_t>& first = samples[0].data;
+        WriterSession session(makeWriter(GetParam(), openFile(mPath)));
+        session.start(formats);
+        std::vector<TrackSample> samples = carSamples();
+        const auto first =
+                std::find_if(samples.begin(), samples.end(),
+                             [](const TrackSample& sample) { return sample.track == kVideo; });
         if (ownBuffer) {
+            samples.insert(first, {kVideo, first->timeUs, false, sets, true});
             const bool isMarked = GetParam() == Container::kMp4;
-            samples.insert(samples.begin(), {{kAudio, 0, false, soundConfig, isMarked},
-                                             {kVideo, samples[0].timeUs, false, sets, true}});
+            samples.insert(samples.begin(),
+                           {kAudio,
+                            0,
+                            false,
+                            {sound.extradata, sound.extradata + sound.extradata_size},
+                            isMarked});
         } else {
-            first.insert(first.begin(), sets.begin(), sets.end());
+            first->data.insert(first->data.begin(), sets.begin(), sets.end());
         }
-        write(GetParam(), openFile(mPath), samples, formats);
+        ASSERT_TRUE(session.push(samples));
+        session.stop();
         expectSamples(mPath, carSamples());
         EXPECT_EQ(MediaProbe(mPath).video()->decodeErrors, 0);
         EXPECT_EQ(MediaProbe(mPath).audio()->decodeErrors, 0);

@@ -123,7 +123,11 @@ TEST(ABufferTest, isEmptyWithoutMemory) {
 // The text of a failed check is what field tools match on: file, line, blanks, expansion of macros
 // and values must be exactly these. One line each, so that the number stands beside the check.
 // clang-format off
-const std::tuple<int, void (*)(), const char*> kFatalCases[] = {
+const struct {
+    int line;
+    void (*run)();
+    const char* text;
+} kFatalCases[] = {
     {__LINE__, [] { CHECK(strlen(KEY_PATH) == 0); }, "CHECK(strlen(KEY_PATH) == 0) failed."},
     {__LINE__, [] { status_t err = -38; CHECK_EQ(err, (status_t)OK); }, "CHECK_EQ( err,(status_t)OK) failed: -38 vs. 0"},
     {__LINE__, [] { CHECK_EQ(AString("x"), AString(KEY_PATH)); }, "CHECK_EQ( AString(\"x\"),AString(\"path\")) failed: x vs. path"},
@@ -138,10 +142,10 @@ const std::tuple<int, void (*)(), const char*> kFatalCases[] = {
 // clang-format on
 
 TEST(CheckTest, abortsWithFileLineAndText) {
-    for (const auto& [line, run, message] : kFatalCases) {
+    for (const auto& fatal : kFatalCases) {
         const std::string text =
-                std::string(__FILE__) + ":" + std::to_string(line) + " " + message + "\n";
-        EXPECT_EXIT(run(), testing::KilledBySignal(SIGABRT), testing::HasSubstr(text));
+                std::string(__FILE__) + ":" + std::to_string(fatal.line) + " " + fatal.text + "\n";
+        EXPECT_EXIT(fatal.run(), testing::KilledBySignal(SIGABRT), testing::HasSubstr(text));
     }
     int evaluations = 0;
     const auto next = [&evaluations] { return ++evaluations; };

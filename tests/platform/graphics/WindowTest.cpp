@@ -303,18 +303,19 @@ TEST_F(WindowTest, putsBlackBarsAroundThePicture) {
 // Samples that are not square make it wider, or taller. It takes no more than nine tenths of the
 // screen.
 TEST_F(WindowTest, opensInTheSizeOfItsFirstPicture) {
-    const std::array<int, 6> kCases[] = {
-            {320, 240, 2, 1, 640, 240},
-            {320, 240, 1, 2, 320, 480},
-            {1920, 1080, 1, 1, XServer::kWidth * 9 / 10, XServer::kWidth * 9 / 10 * 9 / 16}};
-    for (const auto& [width, height, numerator, denominator, windowWidth, windowHeight] : kCases) {
-        const CardOptions card = {width, height};
+    const struct {
+        int width, height, aspectNumerator, aspectDenominator, windowWidth, windowHeight;
+    } kCases[] = {{320, 240, 2, 1, 640, 240},
+                  {320, 240, 1, 2, 320, 480},
+                  {1920, 1080, 1, 1, XServer::kWidth * 9 / 10, XServer::kWidth * 9 / 10 * 9 / 16}};
+    for (const auto& size : kCases) {
+        const CardOptions card = {size.width, size.height};
         PictureFormat format = formatOf(card);
-        format.aspectNumerator = numerator;
-        format.aspectDenominator = denominator;
+        format.aspectNumerator = size.aspectNumerator;
+        format.aspectDenominator = size.aspectDenominator;
         openWindow(card, format);
         if (HasFatalFailure()) return;
-        EXPECT_TRUE(waitForWholeWindow(windowWidth, windowHeight));
+        EXPECT_TRUE(waitForWholeWindow(size.windowWidth, size.windowHeight));
     }
 }
 

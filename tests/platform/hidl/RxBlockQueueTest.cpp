@@ -9,7 +9,8 @@
 namespace android {
 namespace {
 
-using namespace oxa::test;
+using oxa::test::kRampLength;
+using oxa::test::rampBreaks;
 
 constexpr size_t kAll = 16384;
 constexpr int64_t kStartUs = 1000000;
@@ -56,25 +57,27 @@ size_t bytes(const RxBlock& block) {
 }
 
 TEST(RxBlockQueueTest, cutsSoundIntoBlocksThatKeepUpWithThePolls) {
-    const std::tuple<int, int, size_t> kShapes[] = {{48000, 2, 4096},   {44100, 2, 4096},
-                                                    {48000, 1, 2048},   {96000, 2, 8192},
-                                                    {192000, 2, 16384}, {48000, 8, 16384}};
-    for (const auto& [sampleRate, channels, blockBytes] : kShapes) {
-        SCOPED_TRACE(sampleRate * channels);
+    const struct {
+        int sampleRate, channels;
+        size_t blockBytes;
+    } kShapes[] = {{48000, 2, 4096}, {44100, 2, 4096},   {48000, 1, 2048},
+                   {96000, 2, 8192}, {192000, 2, 16384}, {48000, 8, 16384}};
+    for (const auto& shape : kShapes) {
+        SCOPED_TRACE(shape.sampleRate * shape.channels);
         RxBlockQueue queue;
         queue.begin(kStartUs);
-        Feed feed(&queue, sampleRate, channels);
+        Feed feed(&queue, shape.sampleRate, shape.channels);
         std::vector<int16_t> all;
         int64_t lastUs = 0;
         size_t frames = 0;
         for (const size_t piece : {100, 5000, 1, 1023, 4096, 9000, 333}) {
             feed.add(piece);
             for (const RxBlock& block : takeAll(&queue)) {
-                EXPECT_EQ(bytes(block), blockBytes);
-                EXPECT_EQ(block.channels, channels);
-                EXPECT_EQ(block.sampleRate, sampleRate);
+                EXPECT_EQ(bytes(block), shape.blockBytes);
+                EXPECT_EQ(block.channels, shape.channels);
+                EXPECT_EQ(block.sampleRate, shape.sampleRate);
                 const int64_t dueUs =
-                        kStartUs + static_cast<int64_t>(frames) * 1000000 / sampleRate;
+                        kStartUs + static_cast<int64_t>(frames) * 1000000 / shape.sampleRate;
                 EXPECT_GE(block.timeUs, dueUs);
                 EXPECT_LE(block.timeUs, dueUs + kJitterUs);
                 EXPECT_GT(block.timeUs, lastUs);
@@ -84,7 +87,7 @@ TEST(RxBlockQueueTest, cutsSoundIntoBlocksThatKeepUpWithThePolls) {
             }
         }
         EXPECT_GT(frames, 0U);
-        EXPECT_EQ(rampBreaks(all, channels), 0U);
+        EXPECT_EQ(rampBreaks(all, shape.channels), 0U);
         EXPECT_EQ(queue.dropped(), 0U);
     }
 }

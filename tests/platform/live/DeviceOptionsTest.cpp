@@ -27,17 +27,19 @@ const std::vector<V4l2Mode> kWebcam = {
 // The wrong choice gives 5 pictures a second where 30 were asked for, or costs decoding for
 // nothing.
 TEST(DeviceOptions, areUncompressedPicturesIfTheseAreFastEnough) {
-    const std::tuple<int, int, int, uint32_t> kCases[] = {
-            {640, 480, 30, V4L2_PIX_FMT_YUYV},  {640, 480, 15, V4L2_PIX_FMT_NV12},
-            {640, 480, 60, V4L2_PIX_FMT_MJPEG}, {1920, 1080, 30, V4L2_PIX_FMT_MJPEG},
-            {1920, 1080, 5, V4L2_PIX_FMT_YUYV}, {1920, 1080, 60, V4L2_PIX_FMT_MJPEG},
-            {0, 0, 30, V4L2_PIX_FMT_MJPEG}};
-    for (const auto& [width, height, rate, format] : kCases) {
-        SCOPED_TRACE(std::to_string(height) + " rows at " + std::to_string(rate));
-        const V4l2Mode* const mode = chooseV4l2Mode(kWebcam, width, height, rate);
+    const struct {
+        int width, height, rate;
+        uint32_t format;
+    } kCases[] = {{640, 480, 30, V4L2_PIX_FMT_YUYV},  {640, 480, 15, V4L2_PIX_FMT_NV12},
+                  {640, 480, 60, V4L2_PIX_FMT_MJPEG}, {1920, 1080, 30, V4L2_PIX_FMT_MJPEG},
+                  {1920, 1080, 5, V4L2_PIX_FMT_YUYV}, {1920, 1080, 60, V4L2_PIX_FMT_MJPEG},
+                  {0, 0, 30, V4L2_PIX_FMT_MJPEG}};
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(std::to_string(c.height) + " rows at " + std::to_string(c.rate));
+        const V4l2Mode* const mode = chooseV4l2Mode(kWebcam, c.width, c.height, c.rate);
         ASSERT_NE(mode, nullptr);
-        EXPECT_EQ(mode->format, format);
-        EXPECT_EQ(mode->width, width == 0 ? 1920 : width);
+        EXPECT_EQ(mode->format, c.format);
+        EXPECT_EQ(mode->width, c.width == 0 ? 1920 : c.width);
         EXPECT_NE(AV_PIX_FMT_NONE == av_get_pix_fmt(v4l2FormatName(mode->format)),
                   mode->format != V4L2_PIX_FMT_MJPEG);
     }
