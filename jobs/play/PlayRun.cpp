@@ -138,7 +138,10 @@ int64_t PlayRun::lastPictureLeftUs() const {
 }
 
 void PlayRun::updateStatus() {
+    const android::_PLAYBACK_PROGRESS former = mProgress;
     mPlayer->getPlaybackProgress(&mProgress);
+    if (mProgress.videoTimeUs != former.videoTimeUs || mProgress.audioTimeUs != former.audioTimeUs)
+        mMovedUs = nowUs();
     mPositionUs = positionUs();
     listener().onProgress(progress());
 }
@@ -181,12 +184,12 @@ int64_t PlayRun::soundUs() const {
     return std::max<int64_t>(0, mProgress.audioTimeUs);
 }
 
-// A picture may last long, so only a playback that should be over, or never began, has stalled.
+// A picture may last long, so only a playback that should be over, or never began, has stalled;
+// and a file may be longer than it says.
 void PlayRun::watch() {
     const int64_t beginUs = mProgress.startTimeUs != 0 ? mProgress.startTimeUs : mBeginUs;
-    if (mFailure || mEndUs != 0 || nowUs() < beginUs + mDurationUs + stallSeconds() * 1'000'000) {
-        return;
-    }
+    const int64_t lastUs = std::max(beginUs + mDurationUs, mMovedUs);
+    if (mFailure || mEndUs != 0 || nowUs() < lastUs + stallSeconds() * 1'000'000) return;
     mStalled = true;
     fail(FailureKind::kStalled,
          "nothing was played for " + std::to_string(stallSeconds()) + " seconds");

@@ -69,6 +69,7 @@ class PlayRun : public PlayerRun {
     std::future<android::status_t> mStarted;
     android::_PLAYBACK_PROGRESS mProgress;
     int64_t mPositionUs = 0;
+    int64_t mMovedUs = 0;  // when pictures or sound went on last
     double mFramesPerSecond = 0;
     int64_t mEndUs = 0;  // when the playback is over; 0: the streams have not ended
     std::vector<PlayKey> mKeys;

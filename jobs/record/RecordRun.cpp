@@ -131,14 +131,16 @@ int64_t RecordRun::missingUs() const {
 void RecordRun::handle(const JobEvent& event) {
     if (std::holds_alternative<Cancelled>(event)) {
         mCancelled = true;
+        mIsLost = false;
         // A second signal shall not take away what there is by now.
-        updateStatus();
+        if (mPlayer != nullptr) updateStatus();
         if (hasOutput() && !mFailure) mWork.output.keep();
         listener().onCancelling();
     } else if (std::holds_alternative<Closed>(event)) {
         mEnded = true;
+        mIsLost = false;
     } else if (std::holds_alternative<Switched>(event)) {
-        switchRecording();
+        if (mPlayer != nullptr) switchRecording();
     } else if (const auto* hotplug = std::get_if<Hotplug>(&event)) {
         listener().onHotplug(hotplug->plugged);
         if (!hotplug->plugged && mWork.reconnects)

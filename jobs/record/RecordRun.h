@@ -47,7 +47,8 @@ class RecordRun : public PlayerRun {
     // A Cancelled or Closed in the queue ends the recording, a Switched switches it on or off.
     RecordRun(const Work& work, JobContext& context);
 
-    // Whether it has ended because its source was lost, and whether it was switched on then.
+    // Whether it has ended because its source was lost, and nobody has ended it since; whether it
+    // was switched on then.
     bool wasLost() const { return mIsLost; }
     bool wasOn() const { return mWasOn; }
     // Whether it is shorter than what was asked for.

@@ -3,6 +3,7 @@
 
 #include <oxa/host/Cameras.h>
 
+#include <filesystem>
 #include <future>
 
 #include "jobs/JobKit.h"
@@ -14,6 +15,7 @@ namespace {
 using test::waitFor;
 using testing::SizeIs;
 
+constexpr char kPicture[] = "lavfi:testsrc2=size=320x180:rate=30";
 constexpr char kPictureAndSound[] = "lavfi:testsrc2=size=320x180:rate=30;sine=sample_rate=48000";
 constexpr auto kHdmi = LiveSource::Kind::kHdmi;
 constexpr auto kCamera = LiveSource::Kind::kCamera;
@@ -35,6 +37,9 @@ class SwitchLog : public JobListener {
         std::this_thread::sleep_until(mGoesOnAt);
     }
     void onSwitch(bool on) override { mSwitches += on ? 1 : -1; }
+    void onWarning(const std::string& text) override {
+        if (text.find(" instead of ") != std::string::npos) ++mRateWarnings;
+    }
 
     std::atomic<int64_t> mBytes{0};
     std::atomic<double> mElapsedSec{0};
@@ -42,6 +47,7 @@ class SwitchLog : public JobListener {
     std::atomic<int> mFiles{0};
     std::atomic<int> mSwitches{0};
     std::atomic<int> mReconnects{0};
+    std::atomic<int> mRateWarnings{0};
     std::chrono::steady_clock::time_point mGoesOnAt;
 };
 
@@ -133,6 +139,8 @@ struct LossCase : test::Named {
     const char* scenario;  // empty: the camera is lost
     int losses;
     int seconds;
+    const char* source = kPictureAndSound;
+    std::optional<std::string> sound = {};
 };
 
 Scenario parsed(const char* text) {
@@ -150,7 +158,10 @@ class RecordReconnect : public testing::TestWithParam<LossCase> {};
 TEST_P(RecordReconnect, goesOnInANewFileWhenAllIsBack) {
     const LossCase& test = GetParam();
     const test::TempDir folder;
-    RecordOptions options = quickRecord(folder.file("out.mp4"), {test.kind, kPictureAndSound, {}});
+    RecordOptions options =
+            quickRecord(folder.file("out.mp4"), {test.kind, test.source, test.sound});
+    // A rate that the receiver does not have, which is told once.
+    if (test.kind == kHdmi) options.frameRate = 20;
     options.scenario = parsed(test.scenario);
     options.durationUs = test.seconds * 1'000'000;
     options.reconnect = true;
@@ -166,6 +177,7 @@ TEST_P(RecordReconnect, goesOnInANewFileWhenAllIsBack) {
     const Result result = run.get();
     EXPECT_TRUE(result.ok()) << result.failure.text;
     EXPECT_GE(log.mReconnects, test.losses);
+    EXPECT_EQ(log.mRateWarnings, test.kind == kHdmi ? 1 : 0);
     EXPECT_THAT(result.files, SizeIs(test.losses + 1));
     int64_t pictures = 0;
     for (const std::string& file : result.files) {
@@ -182,9 +194,47 @@ const LossCase kLosses[] = {
         {{"receiver"}, kHdmi, "3 unplug\n4 plug\n8 kill-service\n9 start-service", 2, 8},
         // Told when nothing has come for 3 s.
         {{"silentReceiver"}, kHdmi, "3 lose-sound\n7.5 restore-sound\n11 stall\n17 resume", 2, 11},
+        {{"otherSound"}, kHdmi, "3 lose-sound\n7.5 restore-sound", 1, 9, kPicture, "lavfi:sine"},
         {{"camera"}, kCamera, "", 1, 3}};
 INSTANTIATE_TEST_SUITE_P(Losses, RecordReconnect, testing::ValuesIn(kLosses),
                          test::rowName<LossCase>);
+
+// Ends a recording whose source is lost: when its file ends, or later, while the source is awaited.
+class EndingLog : public SwitchLog {
+  public:
+    explicit EndingLog(bool atFile) : mAtFile(atFile) {}
+    void onFile(const std::string&) override { end(mAtFile); }
+    void onScenario(const ScenarioStep& step) override {
+        end(!mAtFile && step.kind == ScenarioStep::Kind::kStall);
+    }
+    Record* mJob = nullptr;
+
+  private:
+    void end(bool isTime) {
+        if (!isTime) return;
+        mJob->switchRecording();
+        mJob->cancel();
+    }
+
+    const bool mAtFile;
+};
+
+TEST(RecordScenario, aReceiverThatIsUnpluggedIsAwaitedUntilItIsCancelled) {
+    for (const bool atFile : {true, false}) {
+        SCOPED_TRACE(atFile ? "when the file ends" : "later");
+        const test::TempDir folder;
+        RecordOptions options = quickRecord(folder.file("out.mp4"), {kHdmi, kPictureAndSound, {}});
+        options.scenario = parsed("3 unplug\n5 stall");
+        options.reconnect = true;
+        EndingLog log(atFile);
+        Record job(options, &log);
+        log.mJob = &job;
+        const Result result = job.run();
+        EXPECT_TRUE(result.ok()) << result.failure.text;
+        EXPECT_THAT(result.files, SizeIs(1));
+        EXPECT_EQ(log.mReconnects, 0);
+    }
+}
 
 // As with a computer that is too busy to begin before the plug is pulled again.
 TEST(RecordScenario, aReceiverThatIsUnpluggedBeforeTheStartIsAwaited) {
@@ -200,16 +250,21 @@ TEST(RecordScenario, aReceiverThatIsUnpluggedBeforeTheStartIsAwaited) {
     EXPECT_NEAR(result.durationSec, 1.5, 0.1);
 }
 
-// Whoever stands by for nothing has lost nothing.
+// Whoever stands by for nothing, or for a place that has gone, has lost nothing.
 TEST(RecordStandby, withoutAFileIsNoFailure) {
     const test::TempDir folder;
-    RecordOptions options = quickRecord(folder.file("never-%F.mp4"));
-    options.source.name = "lavfi:testsrc2=size=320x180:rate=30";
+    std::filesystem::create_directory(folder.file("disk"));
+    RecordOptions options = quickRecord(folder.file("disk/never-%F.mp4"));
+    options.source.name = kPicture;
     options.standby = true;
     SwitchLog log;
     Record job(options, &log);
     auto run = std::async(std::launch::async, [&job] { return job.run(); });
     EXPECT_TRUE(waitFor([&] { return log.mStandsBy.load(); }));
+    std::filesystem::remove(folder.file("disk"));
+    job.switchRecording();
+    EXPECT_TRUE(waitFor([&] { return log.mSwitches != 0; }));
+    EXPECT_EQ(log.mSwitches, -1) << "it is told to be off";
     job.cancel();
     const Result result = run.get();
     EXPECT_TRUE(result.ok()) << result.failure.text;

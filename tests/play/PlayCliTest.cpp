@@ -104,6 +104,21 @@ TEST_F(PlayCliTest, theLastPictureIsSeenAsLongAsTheOthers) {
     EXPECT_GE(eventsNamed(events, "fps").size(), 1u);
 }
 
+// It may last longer than nothing may happen.
+TEST_F(PlayCliTest, fileWithoutALengthIsPlayedToItsEnd) {
+    ClipOptions clip;
+    clip.extension = "h264";
+    clip.seconds = 5;
+    clip.audio = false;
+    const ProcessResult result = play({testClip(clip), "--display", "null", "--json"})
+                                         .setEnvironment("OXA_STALL_SECONDS", "3")
+                                         .run();
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    const auto events = eventsOf(result.out);
+    EXPECT_TRUE(eventsNamed(events, "track").at(0)["duration_s"].is_null());
+    EXPECT_GE(events.back()["duration_s"].get<double>(), 4.5);
+}
+
 // A sound that the library's pipeline does not take must not take the picture with it.
 TEST_F(PlayCliTest, soundOfTooManyChannelsIsLeftOut) {
     ClipOptions clip;
@@ -124,17 +139,25 @@ TEST_F(PlayCliTest, soundOfTooManyChannelsIsLeftOut) {
 // By its key, which may come too early and is pressed again.
 TEST_F(PlayCliTest, endsInItsWindow) {
     const std::string job =
-            "\"$0\" play \"$1\" --display window --sound null --json & job=$!; "
+            "\"$@\" --json > \"$0\" & job=$!; "
+            "until grep -q progress \"$0\" 2> /dev/null || ! kill -0 $job; do sleep 0.1; done; "
             "while kill -0 $job 2> /dev/null; do "
             "id=$(xdotool search --onlyvisible --name . | tail -n 1); "
             "[ -z \"$id\" ] || xdotool windowfocus $id key q; sleep 0.1; done; wait $job";
-    const ProcessResult result =
-            ProcessRunner({"xvfb-run", "-a", "sh", "-c", job, OXA_PLAYER_PROGRAM,
-                           mediaPath("bunny_360p_aac51.ts")})
-                    .setEnvironment("SDL_VIDEODRIVER", "x11")
-                    .run();
-    EXPECT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_LT(eventsOf(result.out).back()["duration_s"], 25);
+    const std::string events = mFolder.file("events");
+    for (const std::string& command :
+         {"play --display window --sound null " + mediaPath("bunny_360p_aac51.ts"),
+          "record --usb lavfi:testsrc2 --preset ultrafast --preview -o " + mFolder.file("a.ts")}) {
+        SCOPED_TRACE(command);
+        const ProcessResult result = ProcessRunner(joined({"xvfb-run", "-a", "sh", "-c", job,
+                                                           events, OXA_PLAYER_PROGRAM},
+                                                          words(command)))
+                                             .setEnvironment("SDL_VIDEODRIVER", "x11")
+                                             .setTimeLimit(std::chrono::seconds(60))
+                                             .run();
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        EXPECT_LT(eventsOf(readFile(events)).back()["duration_s"], 25);
+    }
 }
 
 TEST_F(PlayCliTest, interruptEndsItAtOnceAlsoDuringTheStart) {
@@ -149,7 +172,9 @@ TEST_F(PlayCliTest, interruptEndsItAtOnceAlsoDuringTheStart) {
         // A signal before the program has taken over signals ends it as the system does.
         if (result.signal == SIGINT) continue;
         EXPECT_EQ(result.exitCode, 130) << result.err;
-        EXPECT_EQ(eventsOf(result.out).back()["exit"], 130);
+        const json last = eventsOf(result.out).back();
+        EXPECT_EQ(last["exit"], 130);
+        EXPECT_LT(last.value("duration_s", 0.0), 4) << "the clip has 5";
     }
 }
 
