@@ -46,6 +46,9 @@ TEST(ProgressText, barNeverFillsTheTerminal) {
         EXPECT_EQ(std::regex_replace(coloured, std::regex("\033\\[[0-9;]*m"), ""), bar);
     }
     EXPECT_EQ(formatProgressBar(someNumbers(), 80, false).substr(0, 8), "[####---");
+    const std::string widest = "[" + std::string(5, '#') + std::string(35, '-') + "] ";
+    EXPECT_EQ(formatProgressBar(someNumbers(), 200, false),
+              widest + formatProgressLine(someNumbers()));
 }
 
 // What is not known yet is not shown as zero.
@@ -70,6 +73,7 @@ TEST(Events, textThatIsNotUtf8StaysValidJson) {
     const std::string line = jsonLine({{"input", "caf\xe9\n.mp4"}});
     EXPECT_EQ(std::count(line.begin(), line.end(), '\n'), 1);
     EXPECT_TRUE(Json::accept(line)) << line;
+    EXPECT_EQ(jsonLine({{"input", "caf\u00e9"}}), "{\"input\":\"caf\u00e9\"}\n");
 }
 
 }  // namespace

@@ -93,7 +93,8 @@ TEST(NearestWord, isNearOrNone) {
     const std::vector<std::string> words = {"size", "fps", "video-bitrate", "format"};
     const std::pair<const char*, const char*> kTyped[] = {
             {"sise", "size"},    {"isze", "size"}, {"siz", "size"}, {"bitrate", "video-bitrate"},
-            {"formt", "format"}, {"fmt", ""},      {"", ""},        {"quality", ""}};
+            {"formt", "format"}, {"fmt", ""},      {"", ""},        {"quality", ""},
+            {"quantise", ""}};
     for (const auto& [typed, meant] : kTyped)
         EXPECT_EQ(oxaplayer::nearestWord(typed, words), meant) << typed;
 }

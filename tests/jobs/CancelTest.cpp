@@ -59,6 +59,21 @@ TEST(Cancel, atAnyMomentLeavesAWholeFileOrNone) {
     }
 }
 
+// Before anything can have been written.
+TEST(Cancel, atTheStartLeavesAWholeFileOrNone) {
+    const test::TempDir folder;
+    struct Canceller : JobListener {
+        void onStart(const JobStart&) override { job->cancel(); }
+        Job* job = nullptr;
+    } canceller;
+    Transcode job(quickTranscode(test::mediaPath("bunny_360p_aac51.ts"), folder.file("out.mp4")),
+                  &canceller);
+    canceller.job = &job;
+    const Result result = job.run();
+    EXPECT_EQ(result.failure.kind, FailureKind::kCancelled);
+    expectWhole(result, folder.path());
+}
+
 // A file that was there is replaced by a complete one, or not at all.
 TEST(Cancel, leavesTheFileThatWasToBeReplaced) {
     std::mt19937 random(8);

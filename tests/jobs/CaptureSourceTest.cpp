@@ -4,7 +4,10 @@
 #include "record/CaptureSource.h"
 
 #include <filesystem>
+#include <list>
+#include <set>
 
+#include "record/LivePlace.h"
 #include "record/RecordFormat.h"
 #include "support/Test.h"
 
@@ -39,6 +42,20 @@ TEST(CaptureSource, nothingOfTheReceiverIsLeft) {
     }
     unsetenv("TMPDIR");
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
+TEST(LivePlace, isOnesOwnUntilItIsLeft) {
+    constexpr int kMost = 6;
+    std::list<LivePlace> places;
+    std::set<int> cameras;
+    for (int i = 0; i < kMost; ++i) {
+        ASSERT_TRUE(places.emplace_back().take()) << i;
+        cameras.insert(places.back().camera());
+    }
+    EXPECT_EQ(cameras.size(), kMost);
+    ASSERT_FALSE(places.emplace_back().take());
+    places.pop_front();
+    EXPECT_TRUE(places.back().take());
 }
 
 // The recorder would halve a signal of 12 pictures a second for a target of 12.

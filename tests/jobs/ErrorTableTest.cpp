@@ -3,7 +3,11 @@
 
 // Whatever a path or an option says, a job answers with a value, and leaves nothing.
 
+#include <oxa/jobs/Join.h>
+#include <oxa/jobs/Plan.h>
 #include <oxa/jobs/Probe.h>
+
+#include <filesystem>
 
 #include "jobs/JobKit.h"
 
@@ -82,6 +86,33 @@ TEST(JobError, namesTheOptionThatIsWrong) {
         EXPECT_EQ(result.failure.hint, Hint::kOtherValue);
         EXPECT_THAT(result.failure.text, testing::StartsWith(test.begin));
     }
+    PlanOptions plan;
+    plan.parts = 1001;
+    EXPECT_EQ(Plan(plan).run().failure.text, "parts '1001': expected 1 to 1000");
+    ContactSheetOptions sheet;
+    sheet.rows = 21;
+    EXPECT_EQ(ContactSheet(sheet).run().failure.text, "rows '21': expected 1 to 20");
+    EXPECT_THAT(namesIn(outputs.path()), IsEmpty());
+}
+
+// A part that was looked at, and is gone when its turn comes.
+TEST(JobError, aJoinLeavesOutNoPart) {
+    const test::TempDir inputs;
+    const test::TempDir outputs;
+    JoinOptions options;
+    for (const char* name : {"1.mp4", "2.mp4", "3.mp4"}) {
+        options.parts.push_back(inputs.file(name));
+        std::filesystem::copy(test::testClip(), options.parts.back());
+    }
+    options.output = outputs.file("out.mp4");
+    struct Remover : JobListener {
+        void onStart(const JobStart&) override { std::filesystem::remove(path); }
+        std::string path;
+    } remover;
+    remover.path = options.parts[1];
+    const Result result = Join(options, &remover).run();
+    EXPECT_EQ(result.failure.kind, FailureKind::kInput);
+    EXPECT_THAT(result.failure.text, testing::HasSubstr("'" + options.parts[1] + "'"));
     EXPECT_THAT(namesIn(outputs.path()), IsEmpty());
 }
 

@@ -45,10 +45,25 @@ TEST_F(OutputFileTest, takesItsNameOnlyWhenComplete) {
     EXPECT_FALSE(output.finish());
     EXPECT_THAT(names(), UnorderedElementsAre("film.mp4"));
     EXPECT_EQ(readFile(mFinal), "new");
-    EXPECT_EQ(output.currentName(), mFinal);
     struct stat status;
     ASSERT_EQ(stat(mFinal.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0640u);
+    output.discard();
+    EXPECT_EQ(output.currentName(), mFinal) << "what is complete stays";
+}
+
+TEST_F(OutputFileTest, inItsPlaceStaysOnlyWhenItIsKept) {
+    for (const bool kept : {false, true}) {
+        ASSERT_TRUE(writeFile(mFinal, "old"));
+        OutputFile output;
+        ASSERT_FALSE(output.openInPlace(mFinal, true, -1));
+        ASSERT_TRUE(writeFully(output.descriptor(), "new", 3));
+        if (kept) output.keep();
+        EXPECT_EQ(output.isKept(), kept);
+        removeUnfinished();
+        EXPECT_EQ(readFile(mFinal), kept ? "new" : "old");
+        EXPECT_THAT(names(), UnorderedElementsAre("film.mp4"));
+    }
 }
 
 using OutputFileDeathTest = OutputFileTest;
@@ -111,9 +126,10 @@ TEST_F(OutputFileTest, fileThatAppearedMeanwhileIsNotOverwritten) {
     const auto failure = output.finish();
     ASSERT_TRUE(failure);
     EXPECT_EQ(failure->kind, FailureKind::kOutput);
+    EXPECT_THAT(failure->text, testing::HasSubstr(output.currentName()));
+    output.discard();
     EXPECT_EQ(readFile(mFinal), "theirs");
     EXPECT_EQ(readFile(output.currentName()), "ours");
-    EXPECT_THAT(failure->text, testing::HasSubstr(output.currentName()));
 }
 
 TEST_F(OutputFileTest, shortenedFileTakesOnlyAFreeName) {
@@ -122,6 +138,12 @@ TEST_F(OutputFileTest, shortenedFileTakesOnlyAFreeName) {
     EXPECT_FALSE(output.keepShortened());
     EXPECT_EQ(readFile(mFinal), "short");
     EXPECT_THAT(names(), UnorderedElementsAre("film.mp4"));
+    OutputFile other;
+    write(&other, mFinal, true, "other");
+    EXPECT_FALSE(other.keepShortened());
+    other.discard();
+    EXPECT_EQ(readFile(mFinal), "short");
+    EXPECT_EQ(readFile(other.currentName()), "other");
 }
 
 TEST_F(OutputFileTest, namedPipeIsWrittenOnceItHasAReader) {

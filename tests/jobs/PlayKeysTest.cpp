@@ -60,6 +60,11 @@ TEST(PlayKeys, movePictureByPicture) {
         });
     };
     ASSERT_TRUE(test::waitFor([&] { return !namesIn(folder.path()).empty(); }));
+    play.press(PlayKey::kForward);
+    const size_t before = namesIn(folder.path()).size();
+    ASSERT_TRUE(test::waitFor([&] { return namesIn(folder.path()).size() > before + kFrameRate; }))
+            << "it does not play on";
+    play.press(PlayKey::kBack);
     play.press(PlayKey::kNextPicture);
     // One that begins a run of its own, half a millisecond behind the one before.
     ASSERT_TRUE(test::waitFor([&] { return shows("-0.099500s.png"); }));

@@ -3,10 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <regex>
+
 #include "encode/EncodeSetup.h"
+#include "parts/PartList.h"
 #include "run/FaultWarnings.h"
 #include "run/ProgressMeter.h"
 #include "sheet/SheetPicture.h"
+#include "tracks/SourceTags.h"
 #include "transcode/TargetFormat.h"
 
 namespace oxa::jobs {
@@ -65,6 +69,38 @@ TEST(FaultWarnings, eachKindIsReportedOnceAndThenCounted) {
     warnings.summarize();
     EXPECT_EQ(lines, std::vector<std::string>{"video: damaged data (1000 times)"});
     EXPECT_EQ(warnings.damaged(), 1001u);
+}
+
+// What a disk that was full or a hand has left of it.
+TEST(PartList, isReadOnlyWhenAllOfItIsThere) {
+    const TranscodeOptions options;
+    InputPart front;
+    front.endUs = 30 * kSecond;
+    InputPart back;
+    back.startUs = 30 * kSecond;
+    PartList list(options, -1);
+    list.setPlan({{front, back}, true, InputPart()}, 3);
+    PartList again;
+    ASSERT_TRUE(again.readPlan(list.text(), options));
+    EXPECT_EQ(again.text(), list.text().substr(list.text().find("threads")));
+    const std::pair<const char*, const char*> kDamages[] = {
+            {"threads 3\n", ""}, {"sound 1\n", ""}, {"part .*\n", ""}, {"part 0", "part x"}};
+    for (const auto& [found, left] : kDamages) {
+        const std::string text = std::regex_replace(list.text(), std::regex(found), left);
+        ASSERT_NE(text, list.text());
+        EXPECT_FALSE(PartList().readPlan(text, options)) << text;
+    }
+}
+
+// MPEG-TS has a byte for the length of a programme's name.
+TEST(SourceTags, aNameOfAProgrammeIsCutBetweenLetters) {
+    host::InputDescription input;
+    input.metadata = {{"title", std::string(199, 'x') + "\u00e4 film"}};
+    const auto titleIn = [&](Container container) {
+        return keptTags(input, {}, {}, container).metadata.at(0).second;
+    };
+    EXPECT_EQ(titleIn(Container::kMpeg2Ts), std::string(199, 'x'));
+    EXPECT_EQ(titleIn(Container::kMp4), input.metadata[0].second);
 }
 
 TEST(SheetTime, hasTenthsBelowAnHour) {

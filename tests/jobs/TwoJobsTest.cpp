@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <oxa/host/EncoderPreset.h>
+#include <oxa/host/FaultListener.h>
 #include <sched.h>
 
 #include <future>
@@ -22,12 +23,18 @@ int64_t batchThreads() {
     });
 }
 
-// A job that took the other's damage, cancel, figures or preset for its own.
+// A job that took the other's damage, cancel, figures or preset for its own, or the sound service's
+// end, which belongs to no job.
 TEST(TwoJobs, areToldApartInAllThatTheyReport) {
     const test::TempDir folder;
     const std::string damaged =
             test::zeroRegion(test::mediaPath("flower_540p_h264_aac.mp4"), 0.4, 0.5);
-    HearingListener damagedHears;
+    HearingListener damagedHears([] {
+        host::Fault fault;
+        fault.source = host::FaultSource::kSound;
+        fault.ended = true;
+        std::thread(host::reportFault, fault).join();
+    });
     Transcode first(quickTranscode(damaged, folder.file("first.mp4")), &damagedHears);
     Job* second = nullptr;
     HearingListener cancelledHears([&second] { second->cancel(); });

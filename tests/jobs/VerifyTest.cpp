@@ -57,8 +57,8 @@ TEST_P(VerifyTest, findsWhatIsNotAsInTheSource) {
              "picture"},
             {"a grey picture",
              test::joined(pictures,
-                          {"-vf", "drawbox=t=fill:color=gray:enable=eq(n\\,30):w=iw:h=ih"}),
-             "picture 31 of"},
+                          {"-vf", "drawbox=t=fill:color=gray:enable=eq(n\\,0):w=iw:h=ih"}),
+             "picture 1 of"},
             {"sound that is late",
              {"-itsoffset", "0.04", "-i", clip(), "-map", "0:v", "-map", "1:a", "-c", "copy"},
              "the sound"},
@@ -75,19 +75,44 @@ TEST_P(VerifyTest, findsWhatIsNotAsInTheSource) {
     }
 }
 
-// Grey is not far from a faint picture, and the worst quality may be farther.
-TEST(OutputCheck, knowsAPictureWithoutContent) {
-    MediaSignature source;
-    source.pictures.resize(1);
-    auto& grid = source.pictures[0].grid;
+// A picture whose fields alternate between two levels.
+MediaSignature pictureOf(uint8_t dark, uint8_t light, int64_t timeUs = 0) {
+    MediaSignature signature;
+    signature.pictures.resize(1);
+    signature.pictures[0].timeUs = timeUs;
+    auto& grid = signature.pictures[0].grid;
     for (size_t field = 0; field < grid.size(); ++field)
-        grid[field] = field % 2 == 0 ? 100 : 112;
-    MediaSignature output = source;
-    for (uint8_t& field : output.pictures[0].grid)
-        field += 20;
-    EXPECT_EQ(differenceOf(source, output), "");
-    output.pictures[0].grid.fill(106);
-    EXPECT_EQ(differenceOf(source, output), "picture 1 of 1 is not the one of 0.000 s");
+        grid[field] = field % 2 == 0 ? dark : light;
+    return signature;
+}
+
+// Grey is not far from a faint picture, and the worst quality may be farther.
+TEST(OutputCheck, knowsAPictureThatIsNotTheSources) {
+    constexpr char kOther[] = "picture 1 of 1 is not the one of 0.000 s";
+    const MediaSignature source = pictureOf(100, 112);
+    EXPECT_EQ(differenceOf(source, pictureOf(124, 136, 2000)), "");
+    EXPECT_EQ(differenceOf(source, pictureOf(125, 137)), kOther);
+    EXPECT_EQ(differenceOf(source, pictureOf(106, 106)), kOther);
+    EXPECT_EQ(differenceOf(pictureOf(100, 108), pictureOf(104, 104)), "");
+    EXPECT_EQ(differenceOf(source, pictureOf(100, 112, 2001)),
+              "picture 1 of 1 is at 0.002 s, not at 0.000 s");
+}
+
+// A faint beep in a second of silence.
+MediaSignature beepAt(int64_t timeUs) {
+    MediaSignature signature;
+    signature.sampleRate = 48'000;
+    signature.levels.resize(1'000'000 / MediaSignature::kLevelUs);
+    std::fill_n(signature.levels.begin() + timeUs / MediaSignature::kLevelUs,
+                100'000 / MediaSignature::kLevelUs, 0.02F);
+    return signature;
+}
+
+TEST(OutputCheck, knowsSoundThatIsLateOrEarly) {
+    const MediaSignature source = beepAt(300'000);
+    EXPECT_EQ(differenceOf(source, beepAt(310'000)), "");
+    EXPECT_EQ(differenceOf(source, beepAt(312'000)), "the sound is 12 ms late");
+    EXPECT_EQ(differenceOf(source, beepAt(288'000)), "the sound is 12 ms early");
 }
 
 INSTANTIATE_TEST_SUITE_P(Clips, VerifyTest, testing::Values("", "friday_480p_audio_first.mp4"));
