@@ -32,7 +32,9 @@ def comparisons(code):
 
 
 # Of a clock nobody sees the single tick.
-CLOCK = re.compile(r"[nN]ow(Us|Ns)?\b|\b(elapsed|left|deadline)\w*")
+CLOCK = re.compile(r"([nN]ow|monotonic)(Us|Ns)?\b|\b(elapsed|left|deadline)\w*")
+# The first descriptors are those of the process, and a file is never one of them.
+DESCRIPTOR = re.compile(r"\b(m?[fF]d|\w*[dD]escriptor)(\(\))? [<>]=? 0\b|\bstatic_assert\b")
 
 
 def boundaries(code):
@@ -40,7 +42,8 @@ def boundaries(code):
         (r"(?<= )<=(?= )", "<"), (r"(?<= )>=(?= )", ">"),
         (r"(?<= )<(?= [\w(*&!-])", "<="), (r"(?<= )>(?= [\w(*&!-])", ">="),
         (r"(?<=[ (])(\+|-) 1\b(?!\d|\.)", r"\1 0")]):
-        if not CLOCK.search(code[code.rfind("\n", 0, fault[1]):code.find("\n", fault[2])]):
+        line = code[code.rfind("\n", 0, fault[1]):code.find("\n", fault[2])]
+        if not CLOCK.search(line) and not DESCRIPTOR.search(line):
             yield fault
 
 
@@ -52,28 +55,35 @@ def units(code):
 
 # What these begin with is nearly always replaced before anybody asks.
 MEMBER = re.compile(r"^\s*[\w:<>*]+ m[A-Z]\w*( GUARDED_BY\(\w+\))? = $")
-FILLED_WITHIN = 200  # characters, by a call that is given its address
+FILLED_WITHIN = 400  # characters, by a call that is given its address, or std::from_chars()
 FIELD_OF_A_HEADER = re.compile(r"^\s*[\w:<>*]+ \w+ = $")
 
 
 def constants(code, is_header):
-    for match in re.finditer(r"\bconstexpr [^;=\n]*= (-?\d+)(?=[;LU])", code):
-        value = int(match.group(1))
-        yield "constant", match.start(1), match.end(1), str(value * 10 if value else 1)
+    for match in re.finditer(r"\bconstexpr ([^;=\n]*)= (-?\d+)(?=[;LU])", code):
+        value = int(match.group(2))
+        new = value * 10 if value else 1
+        if not (match.group(1).startswith("uint8_t") and new > 255):
+            yield "constant", match.start(2), match.end(2), str(new)
     for fault in swaps(code, "constant", [(r"\btrue\b(?=[;,)])", "false"), (r"\bfalse\b(?=[;,)])", "true"),
                                           (r"(?<== )(?<!\) = )(?<!const = )0;", "1;")]):
         begin = code[code.rfind("\n", 0, fault[1]) + 1:fault[1]]
         filled = re.search(r"(\w+) = $", begin)
-        if filled and re.search(rf"&{filled.group(1)}\b", code[fault[2]:fault[2] + FILLED_WITHIN]):
+        if filled and re.search(rf"&{filled.group(1)}\b|\bfrom_chars\([^;]*\b{filled.group(1)}\b",
+                                code[fault[2]:fault[2] + FILLED_WITHIN]):
             continue
+        # Of a time nobody sees a single microsecond.
+        if filled and filled.group(1).endswith(("Us", "Ns")) and fault[3] == "1;":
+            fault = (*fault[:3], "1'000'000'000;" if filled.group(1).endswith("Ns") else "1'000'000;")
         if not MEMBER.search(begin) and not (is_header and FIELD_OF_A_HEADER.search(begin)):
             yield fault
 
 
-ASSIGNMENT = re.compile(r"[\w.\[\]>-]+ [-+|&]?= ")
+ASSIGNMENT = re.compile(r"(?:[\w.>-]|\[[^\]\n]*\])+ [-+|&]?= ")
 ASSERTION = re.compile(r"CHECK")
 SETTER = re.compile(r"(\w+_)?set(_\w+|[A-Z]\w*)?\(")
 GETTER = re.compile(r"\w+(->|\.)(find|get)\w*\(")
+OPTION = re.compile(r"(\w+(->|\.))?add_?\w*([oO]ption|[fF]lag)\w*\(")
 NAME = re.compile(r"[A-Za-z_]\w+")
 STATEMENT = r"^( +)([A-Za-z_][^;{}\n=]*(?:=[^;{}\n=][^;{}\n]*)?);\n"
 
@@ -85,7 +95,7 @@ def statements(code):
         if re.match(r"(return|break|continue|using|typedef|case|default|public|private|delete|if|for|"
                     r"while|else|goto|const|constexpr|static|auto|struct|class|enum|extern|friend)\b", text):
             continue
-        declares = re.match(r"[\w:<>,*& ]+[ *&>]\w+( =|\(|$)", text) and not re.match(r"[\w.>-]+(\(| =)", text)
+        declares = re.match(r"[\w:<>,*& ]+[ *&>]\w+( =|\(|\[|$)", text) and not re.match(r"[\w.>-]+(\(| =)", text)
         # What is only logged, and setters or assertions in a row whose order nobody can see, are no faults.
         continues = not re.search(r"[;{}:]\s*$", code[:match.start()]) or re.search(r"= (delete|default)$", text)
         if not declares and not continues and not re.match(r"ALOG|LOG|(\w+(->|\.))set\w+\(", text):
@@ -122,7 +132,13 @@ def named(statement):
 
 def are_tied(first, second):
     """Whether one may change what the other names, and they do more than to fill what others made."""
-    if any(all(pattern.match(text) for text in (first, second)) for pattern in (ASSIGNMENT, ASSERTION, SETTER, GETTER)):
+    targets = [ASSIGNMENT.match(text) for text in (first, second)]
+    if all(targets):
+        names = [re.sub(r" [-+|&]?= $", "", target.group()) for target in targets]
+        return names[0] == names[1] and "[" not in names[0] or any(
+            re.search(rf"(?<![\w.>]){re.escape(name)}(?!\w)", text[target.end():])
+            for name, text, target in zip(names, (second, first), reversed(targets)))
+    if any(all(pattern.match(text) for text in (first, second)) for pattern in (ASSERTION, SETTER, GETTER, OPTION)):
         return False
     return bool(acted_on(first) & named(second) or acted_on(second) & named(first))
 
