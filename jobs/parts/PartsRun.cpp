@@ -50,6 +50,7 @@ class PartsRun::RunningPart : public JobListener {
     // Under the run's lock.
     const Progress& progress() const { return mProgress; }
     double doneSec() const { return std::min(mProgress.timeSec, mTask.seconds); }
+    bool isFilm() const { return &mTask == &mRun.mTasks.back(); }
     std::unique_ptr<Job> job;
 
   private:
@@ -204,6 +205,7 @@ ProgressSample PartsRun::sample() {
     sample.bytes = mDoneBytes;
     for (const RunningPart* part : mRunning) {
         sec += part->doneSec();
+        if (part->isFilm()) continue;  // what it holds was counted when it was made
         sample.pictures += part->progress().pictures;
         *sample.bytes += part->progress().bytes.value_or(0);
     }
