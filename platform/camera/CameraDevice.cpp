@@ -10,6 +10,7 @@
 #include <pthread.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "base/SessionState.h"
 
@@ -66,6 +67,7 @@ CameraDevice::~CameraDevice() {
 // ---- Connection
 
 binder::Status CameraDevice::disconnect() {
+    sp<hardware::ICameraClient> client;  // dropped without the locks
     AnnotatedLock lock(mLock);
     if (!mConnected) return binder::Status::ok();
     stopRecordingLocked();
@@ -76,12 +78,8 @@ binder::Status CameraDevice::disconnect() {
     mPreviewTarget.clear();
     mVideoTarget.clear();
     mCamera->close();
-    sp<hardware::ICameraClient> client;  // dropped without the lock
-    {
-        AnnotatedLock outputLock(mOutputLock);
-        client = mClient;
-        mClient.clear();
-    }
+    AnnotatedLock outputLock(mOutputLock);
+    client = std::move(mClient);
     return binder::Status::ok();
 }
 

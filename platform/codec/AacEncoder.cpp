@@ -92,9 +92,9 @@ status_t AacEncoder::configure(const sp<AMessage>& format, const sp<Surface>& /*
     const int32_t streamChannels = positiveOr(format, "audio-chan-count", channels);
     const int32_t streamRate = positiveOr(format, "audio-samp-rate", sampleRate);
     mBitRate = positiveOr(format, "bitrate", 0);
-    if (!mime.equalsIgnoreCase(kMime) || profile != kProfileLowComplexity || channels < 1 ||
-        channels > kMaxInputChannels || sampleRate < 1 || streamChannels > kMaxStreamChannels ||
-        !encoderHasRate(streamRate) || mBitRate < 1) {
+    if (!mime.equalsIgnoreCase(kMime) || profile != kProfileLowComplexity || channels == 0 ||
+        channels > kMaxInputChannels || sampleRate == 0 || streamChannels > kMaxStreamChannels ||
+        !encoderHasRate(streamRate) || mBitRate == 0) {
         ALOGE("cannot make %s, profile %d, %d ch, %d Hz, %d b/s of PCM with %d ch, %d Hz",
               mime.c_str(), profile, streamChannels, streamRate, mBitRate, channels, sampleRate);
         return BAD_VALUE;

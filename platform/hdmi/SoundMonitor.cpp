@@ -19,10 +19,6 @@ void SoundMonitor::play(const LiveBlock& sound) {
 }
 
 void SoundMonitor::close() {
-    if (mTrack != nullptr) {
-        mTrack->pause();
-        mTrack->flush();
-    }
     mTrack.clear();
     mChannels = 0;
     mSampleRate = 0;

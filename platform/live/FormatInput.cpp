@@ -61,7 +61,6 @@ class FormatInput : public LiveInput {
             info.height = mDecoder->height;
             info.frameRate = frameRateOf(*mStream);
         } else {
-            info.channels = mDecoder->ch_layout.nb_channels;
             info.sampleRate = mDecoder->sample_rate;
         }
         return info;

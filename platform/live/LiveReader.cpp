@@ -135,8 +135,7 @@ LiveResult LiveReader::fetch() {
 LiveResult LiveReader::waitForDevice() {
     const int64_t now = monotonicUs();
     if (mOptions.silenceLimitUs > 0 && now - mLastBlockUs > mOptions.silenceLimitUs) {
-        return lose(ETIMEDOUT,
-                    "nothing came for " + std::to_string(mOptions.silenceLimitUs / 1000) + " ms");
+        return loseToSilence();
     }
     return wait(now + kPollUs);
 }
@@ -187,8 +186,7 @@ LiveResult LiveReader::wait(int64_t untilUs) {
         case LiveControl::Outcome::kTimedOut:
             break;
     }
-    return lose(ETIMEDOUT,
-                "nothing came for " + std::to_string(mOptions.silenceLimitUs / 1000) + " ms");
+    return loseToSilence();
 }
 
 LiveResult LiveReader::end() {
@@ -198,6 +196,11 @@ LiveResult LiveReader::end() {
 
 LiveResult LiveReader::loseToAvError(int averror) {
     return lose(AVUNERROR(averror) > 0 ? AVUNERROR(averror) : EIO, avErrorText(averror));
+}
+
+LiveResult LiveReader::loseToSilence() {
+    return lose(ETIMEDOUT,
+                "nothing came for " + std::to_string(mOptions.silenceLimitUs / 1000) + " ms");
 }
 
 LiveResult LiveReader::lose(int error, const std::string& text) {

@@ -47,7 +47,6 @@ struct LiveInfo {
     int width = 0;
     int height = 0;
     double frameRate = 0;  // 0: not known
-    int channels = 0;
     int sampleRate = 0;
 };
 
@@ -107,6 +106,7 @@ class LiveReader {
     LiveResult waitForDevice();
     LiveResult end();
     LiveResult lose(int error, const std::string& text);
+    LiveResult loseToSilence();
     LiveResult loseToAvError(int averror);
     bool takeFrame();
     void trim(int64_t earliestUs);

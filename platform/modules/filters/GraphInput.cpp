@@ -48,11 +48,7 @@ class GraphInput : public LiveInput {
             info.height = av_buffersink_get_h(mSink);
             info.frameRate = frameRate();
         } else {
-            AVChannelLayout layout = {};
-            av_buffersink_get_ch_layout(mSink, &layout);
-            info.channels = layout.nb_channels;
             info.sampleRate = av_buffersink_get_sample_rate(mSink);
-            av_channel_layout_uninit(&layout);
         }
         return info;
     }

@@ -115,6 +115,8 @@ const Conversion kToMeta[] = {
         {"mime=video/raw width=1 height=2 color-range=2 color-standard=4 color-transfer=3", OK,
          "widt: (int32_t) 1, tFcn: (int32_t) 3, mime: (char*) video/raw, heig: (int32_t) 2, "
          "cRng: (int32_t) 2, cPrm: (int32_t) 4, cMtx: (int32_t) 3"},
+        {"mime=video/raw width=1 height=2 color-range=2", OK,
+         "widt: (int32_t) 1, mime: (char*) video/raw, heig: (int32_t) 2, cRng: (int32_t) 2"},
         {"mime=video/raw width=1 height=2 color-standard=6 color-transfer=6", OK,
          "widt: (int32_t) 1, tFcn: (int32_t) 6, mime: (char*) video/raw, heig: (int32_t) 2, "
          "cPrm: (int32_t) 6, cMtx: (int32_t) 5"},
@@ -262,6 +264,7 @@ TEST(ConversionFacts, profilesAndLevels) {
         message->findInt32("level", &level);
         EXPECT_EQ(profile, c.profile) << c.mime;
         EXPECT_EQ(level, c.level) << c.mime << " " << c.profile;
+        EXPECT_FALSE(message->contains("bitrate")) << "none is told";
     }
 }
 

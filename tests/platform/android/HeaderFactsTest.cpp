@@ -41,6 +41,7 @@ class Return;
 #include <media/stagefright/MPEG4Writer.h>
 #include <media/stagefright/MediaAdapter.h>
 #include <media/stagefright/MediaCodec.h>
+#include <media/stagefright/MediaErrors.h>
 #include <media/stagefright/NuMediaExtractor.h>
 #include <media/stagefright/foundation/ABuffer.h>
 #include <media/stagefright/foundation/AHandlerReflector.h>
@@ -192,6 +193,12 @@ TEST(HeaderFacts, extractorsOpenPaths) {
         EXPECT_EQ(extractor->setDataSource(nullptr, name.c_str()), OK) << name;
         EXPECT_EQ(extractor->countTracks(), 2u);
     }
+}
+
+TEST(HeaderFacts, statusValues) {
+    EXPECT_EQ(status_t{ERROR_IO}, -1004);
+    EXPECT_EQ(status_t{ERROR_END_OF_STREAM}, -1011);
+    EXPECT_EQ(status_t{ERROR_DRM_CANNOT_HANDLE}, -2006);
 }
 
 TEST(HeaderFacts, mimeTypes) {

@@ -43,10 +43,11 @@ class AudioRecordTest : public testing::Test {
     }
     static size_t captured() { return oxa::host::microphoneFigures(AUDIO_SOURCE_MIC).captured; }
 
-    bool heardFault(int error) const {
+    bool heardFault(int error, const std::string& cause) const {
         const std::vector<Fault> faults = mFaults.faults();
-        return std::any_of(faults.begin(), faults.end(), [error](const Fault& fault) {
-            return fault.source == FaultSource::kSound && fault.ended && fault.error == error;
+        return std::any_of(faults.begin(), faults.end(), [&](const Fault& fault) {
+            return fault.source == FaultSource::kSound && fault.ended && fault.error == error &&
+                   fault.cause == cause;
         });
     }
 
@@ -329,8 +330,9 @@ TEST_F(AudioRecordTest, givesASourceToItsLastSample) {
     useMicrophone(rampSource(kRate, "mono", 1.0 * kFrames / kRate));
     Client client;
     ASSERT_TRUE(client.waitForFrames(kFrames));
-    EXPECT_TRUE(waitFor([&] { return heardFault(0); }));
+    EXPECT_TRUE(waitFor([&] { return heardFault(0, "the source has ended"); }));
     EXPECT_EQ(client.samples().size(), kFrames);
+    EXPECT_EQ(client.overruns(), 0U);
     EXPECT_EQ(rampBreaks(client.samples(), 1), 0U);
     EXPECT_FALSE(client.record()->stopped());
     client.record()->stop();
@@ -340,19 +342,24 @@ TEST_F(AudioRecordTest, tellsThatTheMicrophoneIsLostOrStallsAndStartsAgain) {
     const sp<AudioRecord> record = newReader();
     std::vector<int16_t> samples(10 * kRate);
     const size_t size = samples.size() * sizeof(int16_t);
-    for (const auto& [strike, error] :
-         {std::pair(oxa::host::loseMicrophone, ENODEV), {oxa::host::stallMicrophone, ETIMEDOUT}}) {
-        SCOPED_TRACE(error);
+    const struct {
+        bool (*strike)(int audioSource, bool struck);
+        int error;
+        const char* cause;
+    } kCases[] = {{oxa::host::loseMicrophone, ENODEV, "the device is gone"},
+                  {oxa::host::stallMicrophone, ETIMEDOUT, "nothing came for 3000 ms"}};
+    for (const auto& test : kCases) {
+        SCOPED_TRACE(test.cause);
         ASSERT_EQ(record->start(), OK);
         EXPECT_EQ(rampBreaks(read(record, 1000), 1), 0U);
-        ASSERT_TRUE(strike(AUDIO_SOURCE_MIC, true));
+        ASSERT_TRUE(test.strike(AUDIO_SOURCE_MIC, true));
         // A reader that waits for more than there is comes back.
         EXPECT_LT(record->read(samples.data(), size), static_cast<ssize_t>(size));
         EXPECT_EQ(record->read(samples.data(), size), DEAD_OBJECT);
-        EXPECT_TRUE(waitFor([this, error = error] { return heardFault(error); }));
+        EXPECT_TRUE(waitFor([&] { return heardFault(test.error, test.cause); }));
         record->stop();
-        ASSERT_TRUE(strike(AUDIO_SOURCE_MIC, false));
-        EXPECT_FALSE(strike(AUDIO_SOURCE_CAMCORDER, true));
+        ASSERT_TRUE(test.strike(AUDIO_SOURCE_MIC, false));
+        EXPECT_FALSE(test.strike(AUDIO_SOURCE_CAMCORDER, true));
     }
 }
 

@@ -50,6 +50,7 @@ TEST(AudioSystem, givesAHardwareSyncToSessionsItHasHandedOutOnly) {
     EXPECT_EQ(syncOf(session), syncOf(session));
     EXPECT_NE(syncOf(session), syncOf(other));
     EXPECT_EQ(AudioSystem::newAudioUniqueId(AUDIO_UNIQUE_ID_USE_MAX), AUDIO_UNIQUE_ID_ALLOCATE);
+    EXPECT_GT(AudioSystem::newAudioUniqueId(AUDIO_UNIQUE_ID_USE_UNSPECIFIED), 0);
     const int beyond = other + AUDIO_UNIQUE_ID_USE_MAX;
     for (const int unknown : {-1, 0, 1, noSession, beyond}) {
         EXPECT_EQ(syncOf(unknown), static_cast<audio_hw_sync_t>(AUDIO_HW_SYNC_INVALID)) << unknown;

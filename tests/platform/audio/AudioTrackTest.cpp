@@ -406,6 +406,29 @@ TEST_F(AudioTrackTest, shortensSoundThatIsLateAfterAnUnderrun) {
     EXPECT_LE(*std::max_element(heard.begin(), heard.end()), *(end - 1));
 }
 
+// And no more, whatever a large piece could spare.
+TEST_F(AudioTrackTest, leavesOutNoMoreSoundThanIsLate) {
+    constexpr uint32_t kSlow = 8000;
+    constexpr size_t kLarge = 40 * kSlow;
+    const sp<AudioTrack> track =
+            new AudioTrack(kMusic, kSlow, kPcm16, AUDIO_CHANNEL_OUT_MONO, 2 * kLarge);
+    ASSERT_EQ(track->start(), OK);
+    write(track, ramp(20));
+    mOutput.pullSound(10);
+    mOutput.pullSound(20);
+
+    write(track, ramp(10));
+    mOutput.pullSound(1);  // and the next is taken in ten seconds
+    for (int piece = 0; piece < 5; ++piece)
+        write(track, ramp(10));
+    write(track, ramp(kLarge));
+    const std::vector<int16_t> heard = mOutput.pullSound(2 * kLarge);
+    const int64_t frames = std::find(heard.begin(), heard.end(), 0) - heard.begin();
+    const int64_t leftOut = 59 + int64_t{kLarge} - frames;
+    EXPECT_GT(leftOut, int64_t{kSlow});
+    EXPECT_LE(leftOut, int64_t{10} * kSlow + 60);
+}
+
 TEST_F(AudioTrackTest, countsWhatWasHeard) {
     const sp<AudioTrack> track = reach(Reach::kFresh);
     EXPECT_EQ(track->getPosition(nullptr), BAD_VALUE);
@@ -499,10 +522,11 @@ TEST_F(AudioTrackTest, doesNotHangOnAnOutputThatDies) {
     EXPECT_EQ(write(track, ramp(10), true), WOULD_BLOCK);
     ASSERT_EQ(log.faults().size(), 1u);
     EXPECT_EQ(log.faults()[0].source, oxa::host::FaultSource::kSound);
+    EXPECT_EQ(log.faults()[0].cause, "takes no more sound");
 
     // It recovers: writers wait for it again.
-    mOutput.pullSound(5);
-    std::thread output([this] { mOutput.pullSound(5); });
+    mOutput.pullSound(9);
+    std::thread output([this] { mOutput.pullSound(1); });
     EXPECT_EQ(write(track, ramp(10), true), 20);
     output.join();
 

@@ -159,12 +159,14 @@ TEST(ResamplerTest, takesTheSameSoundFromAProvider) {
         size_t frames = std::size(room);
         ASSERT_EQ(itfe->resample_from_provider(itfe, room, &frames), 0);
         if (frames == 0) break;
+        EXPECT_EQ(frames, std::min(std::size(room), expected.size() - out.size())) << "no less";
         out.insert(out.end(), room, room + frames);
     }
     EXPECT_EQ(out, expected);
     size_t frames = 1;
     int16_t sample = 0;
     EXPECT_EQ(itfe->resample_from_input(itfe, &sample, &frames, &sample, &frames), -ENOSYS);
+    EXPECT_EQ(frames, 0u) << "nothing came out";
 }
 
 }  // namespace

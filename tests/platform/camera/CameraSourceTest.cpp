@@ -6,6 +6,7 @@
 #include <media/stagefright/MediaBuffer.h>
 #include <utils/Timers.h>
 
+#include "camera/CameraRegistry.h"
 #include "graphics/PictureBuffer.h"
 #include "platform/camera/CameraKit.h"
 #include "support/LiveSources.h"
@@ -82,20 +83,24 @@ TEST_F(CameraSourceTest, checksWhatIsWantedOfTheCamera) {
 
 TEST_F(CameraSourceTest, countsFromTheStartTimeIfThereIsOne) {
     std::vector<int64_t> timesUs;
+    int64_t startUs = 0;
+    int64_t toldUs = 0;  // to the sound of the same device
     EXPECT_EQ(missedEachTime([&]() -> std::string {
                   const sp<CameraSource> source = createSource();
                   const sp<MetaData> params = new MetaData;
-                  const int64_t startUs = systemTime(SYSTEM_TIME_MONOTONIC) / 1000 + 200000;
+                  startUs = systemTime(SYSTEM_TIME_MONOTONIC) / 1000 + 200000;
                   params->setInt64(kKeyTime, startUs);
                   EXPECT_EQ(source->start(params.get()), OK);
                   EXPECT_EQ(source->setStopTimeUs(startUs + 100000), OK);
                   timesUs = readToEnd(source);
+                  toldUs = CameraRegistry::instance().find(0)->recordedFromUs();
                   source->stop();
                   const bool isWhole = timesUs.size() >= 5 && timesUs.size() <= 7;
                   return isWhole ? "" : std::to_string(timesUs.size()) + " pictures";
               }),
               "");
     ASSERT_FALSE(timesUs.empty());
+    EXPECT_EQ(toldUs, startUs);
     EXPECT_TRUE(std::is_sorted(timesUs.begin(), timesUs.end(), std::less_equal<>()));
     EXPECT_GE(timesUs.front(), 0);
     EXPECT_LT(timesUs.back(), 100000);
@@ -110,6 +115,7 @@ TEST_F(CameraSourceTest, hasAFixedNumberOfPicturesOnTheWay) {
     MediaBufferBase* const held[] = {read(source), read(source), read(source)};
     ASSERT_TRUE(waitFor([] { return host::cameraFigures(0).recordingDropped >= 5; }));
     EXPECT_EQ(host::cameraFigures(0).recorded, 3u);
+    EXPECT_EQ(timeOf(held[0]), 0) << "without a start time the first picture is the beginning";
     const int64_t gapUs = timeOf(held[2]);
     for (MediaBufferBase* buffer : held)
         buffer->release();
@@ -135,8 +141,15 @@ TEST_F(CameraSourceTest, stopWaitsForPicturesThatWereReadAndWakesReaders) {
         stopped = true;
     });
     MediaBufferBase* buffer = held;
-    while (buffer != nullptr) {
-        EXPECT_EQ(source->read(&buffer), OK);
+    MediaSource::ReadOptions options;
+    options.setSeekTo(0);
+    EXPECT_EQ(source->read(&buffer, &options), ERROR_UNSUPPORTED) << "nobody seeks in a camera";
+    options.clearSeekTo();
+    options.setNonBlocking();
+    options.clearNonBlocking();
+    EXPECT_FALSE(options.getNonBlocking());
+    for (buffer = held; buffer != nullptr;) {
+        EXPECT_EQ(source->read(&buffer, &options), OK);
         if (buffer != nullptr) buffer->release();
     }
     EXPECT_FALSE(stopped) << "the encoder may still look at the picture";

@@ -28,7 +28,10 @@ TEST_F(CameraTest, areFoundByTheirNumbers) {
     EXPECT_EQ(Camera::getCameraInfo(1, &info), BAD_VALUE);
     EXPECT_FALSE(OpenCamera(1).exists());
     OpenCamera third(3);
-    EXPECT_EQ(CameraParameters(third->getParameters()).getPreviewFrameRate(), 25);
+    const CameraParameters parameters(third->getParameters());
+    EXPECT_EQ(parameters.getPreviewFrameRate(), 25);
+    EXPECT_STREQ(parameters.get(CameraParameters::KEY_SUPPORTED_PREVIEW_FRAME_RATES),
+                 "5,10,12,15,20,24,25,30");
     host::unregisterCamera(3);
     EXPECT_EQ(Camera::getNumberOfCameras(), 1);
 }
@@ -111,6 +114,7 @@ TEST_F(CameraTest, showsItsPreviewInTheSizeAndRateThatWereSet) {
     const std::vector<QueuedPicture> shown = target->pictures();
     for (size_t i = 0; i < shown.size(); ++i) {
         EXPECT_EQ(shown[i].picture->width(), 320);
+        EXPECT_EQ(shown[i].picture->height(), 240);
         EXPECT_NEAR(numberOf(*shown[i].picture), 2 * static_cast<int>(i), 1);
     }
     EXPECT_EQ(shown.size(), host::cameraFigures(0).captured);

@@ -52,6 +52,7 @@ TEST_F(HdmiReceiverTest, publishesItsSignal) {
             textOf(kVideoInfo));
     EXPECT_EQ(textOf(kAudioInfo), "Ready:1\nFreq:48000\nSPDIF Type:LPCM\n");
     EXPECT_EQ(textOf(kPlugState), "1\n");
+    EXPECT_TRUE(HdmiSignal::current()->camera()->repeat()) << "a signal has no end";
     std::string error;
     EXPECT_EQ(host::SimulatedHdmiReceiver::create(mOptions, &error), nullptr);
     EXPECT_EQ(error, "there is an HDMI receiver already");
@@ -163,7 +164,9 @@ TEST_F(HdmiReceiverTest, givesPicturesInTheFormOfTheSignal) {
         formerUs = timeUs;
     }
     mReceiver->setSize(32, 24);
-    EXPECT_EQ(read().picture->width(), 32);
+    const sp<Picture> small = read().picture;
+    EXPECT_EQ(small->width(), 32);
+    EXPECT_EQ(small->height(), 24);
 }
 
 TEST_F(HdmiReceiverTest, givesSoundThatPausesAndStaysInTime) {
@@ -179,21 +182,25 @@ TEST_F(HdmiReceiverTest, givesSoundThatPausesAndStaysInTime) {
     const std::unique_ptr<LiveReader> sound = LiveReader::open(options, &error);
     ASSERT_NE(sound, nullptr) << error;
     sound->start();
-    LiveBlock block;
-    ASSERT_EQ(sound->read(&block), LiveResult::kOk);
     const int64_t originUs = signal->clock()->start(0);
-    mReceiver->loseAudio();
-    auto reading = std::async(std::launch::async, [&] {
-        LiveBlock next;
-        EXPECT_EQ(sound->read(&next), LiveResult::kOk);
-        return next;
-    });
-    EXPECT_EQ(std::future_status::timeout, reading.wait_for(std::chrono::milliseconds(200)));
-    mReceiver->restoreAudio();
-    const LiveBlock next = reading.get();
-    EXPECT_GE(next.timeUs - block.timeUs, 190000);
-    EXPECT_NEAR(static_cast<double>(next.timeUs - originUs),
-                static_cast<double>(timeOfSampleUs(next.samples[0])), 1000);
+    using Receiver = host::SimulatedHdmiReceiver;
+    for (const auto& [pause, goOn] : {std::pair(&Receiver::loseAudio, &Receiver::restoreAudio),
+                                      {&Receiver::stall, &Receiver::resume}}) {
+        LiveBlock block;
+        ASSERT_EQ(sound->read(&block), LiveResult::kOk);
+        ((*mReceiver).*pause)();
+        auto reading = std::async(std::launch::async, [&] {
+            LiveBlock next;
+            EXPECT_EQ(sound->read(&next), LiveResult::kOk);
+            return next;
+        });
+        EXPECT_EQ(std::future_status::timeout, reading.wait_for(std::chrono::milliseconds(200)));
+        ((*mReceiver).*goOn)();
+        const LiveBlock next = reading.get();
+        EXPECT_GE(next.timeUs - block.timeUs, 190000);
+        EXPECT_NEAR(static_cast<double>(next.timeUs - originUs),
+                    static_cast<double>(timeOfSampleUs(next.samples[0])), 1000);
+    }
 }
 
 }  // namespace

@@ -148,7 +148,9 @@ TEST(AvcEncoder, profileAndLevelStandInTheHeader) {
                                                      {0x7777, 0x7777, 100, kAnyLevel}};
     for (const auto& [profile, level, profileIdc, levelIdc] : kCases) {
         SCOPED_TRACE(profile);
-        ByteJob job(encoderFormat({{"profile", profile}, {"level", level}}), steadyTimes(1));
+        // Most clients ask for none.
+        const Items asked = {{"profile", profile}, {"level", level}};
+        ByteJob job(encoderFormat(profile == 0 ? Items() : asked), steadyTimes(1));
         ASSERT_TRUE(job.run());
         sp<ABuffer> sps;
         ASSERT_TRUE(job.encoder().events()[0].format->findBuffer("csd-0", &sps));
@@ -182,10 +184,15 @@ TEST(AvcEncoder, encodesBytesOfBothLayoutsAlike) {
 
 TEST(AvcEncoder, keyFramesComeAtTheInterval) {
     constexpr size_t kPictures = 30;
-    for (const auto& [intervalSec, distance] :
-         {std::pair(1.0F, size_t{25}), {0.4F, 10}, {0, 1}, {-1, kPictures}, {1e9F, kPictures}}) {
+    const struct {
+        float intervalSec;
+        int32_t frameRate;  // 0: 30 is taken
+        size_t distance;
+    } kCases[] = {{1, 25, 25}, {0.4F, 25, 10},      {0.4F, 0, 12},
+                  {0, 25, 1},  {-1, 25, kPictures}, {1e9F, 25, kPictures}};
+    for (const auto& [intervalSec, frameRate, distance] : kCases) {
         SCOPED_TRACE(intervalSec);
-        const sp<AMessage> format = encoderFormat();
+        const sp<AMessage> format = encoderFormat({{"frame-rate", frameRate}});
         // The first one is there, as an integer.
         if (intervalSec != 1) format->setFloat("i-frame-interval", intervalSec);
         ByteJob job(format, steadyTimes(kPictures));
@@ -298,6 +305,7 @@ TEST(AvcEncoder, leavesOutWhatIsNoRecord) {
     EXPECT_EQ(encoder.events().back().size, 0u);
     ASSERT_FALSE(log.faults().empty());
     EXPECT_EQ(log.faults().back().count, 3u);
+    EXPECT_EQ(log.faults().back().cause, "pictures that could not be encoded");
 }
 
 // Each picture is out before the next one goes in. One that is not later is left out, as is one in
@@ -427,7 +435,7 @@ TEST(EncoderRate, takesTheQualitiesThatThereAre) {
 // Only the order is the same on every machine, also in a process that has other things to do.
 TEST(EncoderSpeed, isThatOfThePreset) {
     const int64_t fastUs = host::measureEncoder(640, 360, "ultrafast", 50'000);
-    EXPECT_GT(fastUs, 0);
+    EXPECT_GT(fastUs, 10) << "no machine is so fast";
     std::atomic<bool> isOver{false};
     std::vector<std::thread> others(4);
     for (std::thread& other : others)

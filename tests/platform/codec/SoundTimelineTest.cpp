@@ -94,7 +94,7 @@ TEST(SoundTimelineTest, gapsAndOverlapsKeepTheirPlaces) {
                                                           : k < 90 ? 60000
                                                                    : 150000; }),
              0},
-            {"a minute", inTimeBut([](int k) { return k < 100 ? 0 : 60000000; }), 0},
+            {"two minutes", inTimeBut([](int k) { return k < 100 ? 0 : 120000000; }), 0},
             {"a second", inTimeBut([](int k) { return k < 100 ? 0 : 1000000; }), 0},
             {"5 ms", inTimeBut([](int k) { return k < 100 ? 0 : 5000; }), 0},
             {"3 ms every 100 ms", inTimeBut([](int k) { return k / 5 * 3000; }), 0},
@@ -150,6 +150,21 @@ TEST(SoundTimelineTest, stampsThatComeBackMoveNothing) {
         EXPECT_TRUE(collector.pcm == source);
         EXPECT_EQ(collector.stretchedUs(), 0);
     }
+}
+
+// Stamps that never settle hold no more than two seconds of sound.
+TEST(SoundTimelineTest, stampsThatKeepComingNearerAreNotWaitedForWithoutEnd) {
+    constexpr int kMostBlocks = 100;
+    const std::vector<int16_t> source = uniqueSound();
+    Collector collector;
+    SoundTimeline timeline;
+    timeline.start(1, kRate, &collector);
+    for (int k = 0; k < kMostBlocks; ++k) {
+        EXPECT_TRUE(collector.pcm.empty()) << "block " << k;
+        const int64_t stampUs = 10'000'000 + k * (kBlockUs - 5000);
+        ASSERT_TRUE(timeline.add(source.data() + k * kBlockFrames, kBlockFrames, stampUs));
+    }
+    EXPECT_FALSE(collector.pcm.empty());
 }
 
 // A row of small deviations is a drift: it is stretched away without touching a sample here.

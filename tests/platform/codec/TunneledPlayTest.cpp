@@ -45,8 +45,10 @@ TEST(TunneledPlayTest, dropsPicturesThatAreLateAndEndsWithAnError) {
     ASSERT_FALSE(pictures.empty());
     EXPECT_GE(pictures[0].mediaTimeUs, kAheadUs - 30000);
     EXPECT_LE(pictures.size(), 26U);
-    for (const host::RecordedPicture& picture : pictures)
-        EXPECT_GE(picture.arrivalUs - soundUs, picture.mediaTimeUs - kAheadUs);
+    for (const host::RecordedPicture& picture : pictures) {
+        EXPECT_GE(picture.timestampNs / 1000 - soundUs, picture.mediaTimeUs - kAheadUs);
+        EXPECT_LE(picture.timestampNs / 1000, picture.arrivalUs);
+    }
 }
 
 }  // namespace

@@ -64,6 +64,11 @@ TEST(VideoDecoder, tellsTheSurfaceTheColoursAndTheSampleAspect) {
         PlayJob job(options);
         ASSERT_TRUE(job.start());
         ASSERT_TRUE(job.decoder().waitForCount(MediaCodec::CB_OUTPUT_FORMAT_CHANGED, 1));
+        int32_t crop[4] = {};
+        EXPECT_TRUE(
+                CodecClient::ofKind(job.decoder().events(), MediaCodec::CB_OUTPUT_FORMAT_CHANGED)[0]
+                        .format->findRect("crop", &crop[0], &crop[1], &crop[2], &crop[3]));
+        EXPECT_THAT(crop, testing::ElementsAre(0, 0, wanted.width - 1, wanted.height - 1));
         const PictureFormat told = queue->format();
         EXPECT_EQ(isRgb ? AVCOL_RANGE_MPEG : wanted.color_range, told.range);
         EXPECT_EQ(isRgb ? AVCOL_SPC_SMPTE170M : wanted.color_space, told.matrix);

@@ -1,11 +1,13 @@
 // Copyright 2026 The Oxa Authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <oxa/host/InputChoice.h>
 #include <unistd.h>
 
 #include <cstdio>
 
 #include "ffmpeg/TrackParameters.h"
+#include "ffmpeg/TsScrambling.h"
 #include "platform/container/TrackSamples.h"
 #include "support/FaultLog.h"
 #include "support/MediaReader.h"
@@ -145,6 +147,24 @@ TEST(ExtractorTest, givesSeveralTracksInTheOrderOfTheFile) {
     EXPECT_EQ(extractor->unselectTrack(1), OK);
     EXPECT_EQ(extractor->selectTrack(1), OK);
     EXPECT_EQ(readAll(extractor), readTrack(path, 1));
+    // Sought with the picture the sound goes on from the picture's key frame.
+    EXPECT_EQ(extractor->selectTrack(0), OK);
+    EXPECT_EQ(extractor->seekTo(5'700'000, MediaSource::ReadOptions::SEEK_PREVIOUS_SYNC), OK);
+    EXPECT_EQ(extractor->unselectTrack(1), OK);
+    EXPECT_EQ(extractor->getSampleTime(&lastUs[0]), OK);
+    EXPECT_NEAR(lastUs[0], 4'667'000, 300'000);
+}
+
+// What lies in front of a part or behind it is not read; one picture behind shows that it ends.
+TEST(ExtractorTest, aPartIsReadFromItsKeyFrameToItsEnd) {
+    oxa::host::InputChoice choice;
+    choice.startUs = 9'600'000;
+    choice.endUs = 10'000'000;
+    oxa::host::setInputChoice(choice);
+    const std::vector<Sample> samples = readTrack(mediaPath("car_432p_12fps.mp4"), 0);
+    oxa::host::setInputChoice({});
+    EXPECT_THAT(samples.size(), testing::AnyOf(5u, 6u));
+    EXPECT_EQ(samples.at(0).timeUs, 0);
 }
 
 TEST(ExtractorTest, seeksToSyncSamples) {
@@ -173,6 +193,17 @@ TEST(ExtractorTest, seeksToSyncSamples) {
     EXPECT_EQ(extractor->seekTo(0, MediaSource::ReadOptions::SEEK_FRAME_INDEX), ERROR_UNSUPPORTED);
     EXPECT_EQ(seek(0, MediaSource::ReadOptions::SEEK_CLOSEST_SYNC), 0);
     EXPECT_EQ(readAll(extractor), all);
+
+    // A window that begins with one has nothing in front of it.
+    oxa::host::InputChoice choice;
+    choice.startUs = 2000000;
+    oxa::host::setInputChoice(choice);
+    extractor = openClip(testClip(options));
+    oxa::host::setInputChoice({});
+    ASSERT_EQ(extractor->selectTrack(0), OK);
+    int64_t timeUs = -1;
+    EXPECT_EQ(extractor->getSampleTime(&timeUs), OK);
+    EXPECT_EQ(timeUs, 0);
 }
 
 // Nothing tells where they are there; what cannot be decoded is not given in front of one.
@@ -197,15 +228,15 @@ TEST(ExtractorTest, seeksToASyncSampleInATransportStream) {
 TEST(ExtractorTest, staysAtASampleThatDoesNotFit) {
     const std::string path = mediaPath("car_432p_12fps.mp4");
     const std::vector<Sample> all = readTrack(path, 0);
-    constexpr size_t kCapacity = 8000;
-    const sp<ABuffer> small = new ABuffer(kCapacity);
+    const size_t capacity = all[17].size;  // which just fits
+    const sp<ABuffer> small = new ABuffer(capacity);
     const sp<ABuffer> large = new ABuffer(kBufferSize);
     FaultLog log;
     sp<NuMediaExtractor> extractor = openClip(path);
     extractor->selectTrack(0);
     size_t missed = 0;
     for (size_t i = 0; i < all.size(); ++i) {
-        const bool fits = all[i].size <= kCapacity;
+        const bool fits = all[i].size <= capacity;
         ASSERT_EQ(extractor->readSampleData(small), fits ? OK : -ENOMEM);
         EXPECT_EQ(small->size(), fits ? all[i].size : 0);
         if (!fits && i % 2 == 0) {
@@ -234,6 +265,26 @@ TEST(ExtractorTest, readsAPipe) {
     EXPECT_EQ(readAll(extractor), readTrack(path, 0));
     EXPECT_EQ(extractor->seekTo(0), ERROR_UNSUPPORTED);
     EXPECT_EQ(pclose(writer), 0);
+}
+
+// A stream may be marked and be clear all the same.
+TEST(TsScramblingTest, isWhereMarkedPacketsDoNotBeginAsTheyShould) {
+    const struct {
+        std::vector<uint8_t> begin;
+        bool isScrambled;
+    } kCases[] = {{{0, 0, 1}, false}, {{0, 5, 1}, true}, {{0, 0, 5}, true}};
+    for (const auto& c : kCases) {
+        std::vector<uint8_t> stream;
+        for (size_t i = 1; i <= 5; ++i) {
+            // A field of one byte is in front of the content.
+            stream.insert(stream.end(), {0x47, 0x41, 0, 0xB0, 1, 0});
+            stream.insert(stream.end(), c.begin.begin(), c.begin.end());
+            stream.resize(i * 188);
+        }
+        TsScrambling scrambling;
+        scrambling.watch(0, stream.data(), stream.size());
+        EXPECT_EQ(scrambling.isScrambled(256), c.isScrambled);
+    }
 }
 
 // Texts that name other files are recognised as playlists by some demuxers.

@@ -57,6 +57,10 @@ TEST_F(FileSourceTest, saysWhyNothingCanBeRead) {
     EXPECT_EQ(read(negative, 0, 1), "error " + std::to_string(NO_INIT));
     sp<FileSource> writeOnly = new FileSource(open(mPath.c_str(), O_WRONLY), 0, 10);
     EXPECT_EQ(read(writeOnly, 0, 1), "error " + std::to_string(-EBADF));
+    sp<FileSource> shortened = new FileSource(mPath.c_str());
+    ASSERT_EQ(truncate(mPath.c_str(), 4), 0);
+    errno = EIO;
+    EXPECT_EQ(read(shortened, 6, 2), "") << "an end is no error";
 }
 
 TEST_F(FileSourceTest, aPipeIsReadFromFrontToBack) {

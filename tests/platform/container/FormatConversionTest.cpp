@@ -43,6 +43,22 @@ TEST(AvcStreamTest, splitsAtStartCodesOfBothLengths) {
     EXPECT_TRUE(splitAnnexB(stream.data() + 1, 3).empty());
 }
 
+TEST(AvcStreamTest, tellsWhatASampleSaysOfItself) {
+    const struct {
+        Bytes sample;
+        bool isReferred;
+        uint32_t framesToWhole;
+    } kSamples[] = {// A refresh of four pictures, behind another message.
+                    {{0, 0, 1, 6, 5, 1, 0xAA, 6, 1, 0x28, 0x80, 0, 0, 1, 0x21}, true, 4},
+                    {{0, 0, 1, 6, 6, 1, 0x28, 0x80, 0, 0, 1, 0x65}, true, 0},
+                    {{0, 0, 1, 9, 16, 0, 0, 1, 1}, false, 0}};
+    for (const auto& c : kSamples) {
+        const AvcSample told = parseAvcSample(c.sample.data(), c.sample.size());
+        EXPECT_EQ(told.isReferred, c.isReferred);
+        EXPECT_EQ(told.framesToWhole, c.framesToWhole);
+    }
+}
+
 Bytes recordOf(const char* clip) {
     const oxa::test::MediaReader reader(oxa::test::mediaPath(clip));
     const AVCodecParameters& parameters =
@@ -60,6 +76,14 @@ TEST(AvcStreamTest, rebuildsTheRecordOfAFile) {
         EXPECT_TRUE(annexBFromAvcConfiguration(record.data(), size).empty()) << size;
 }
 
+TEST(AvcStreamTest, tellsTheBitsOfLumaAndChromaApart) {
+    const Bytes sets = {0,    0,    1,    0x67, 110, 0, 30,   0xA7,  // 4:2:0, 10 and 8 bits
+                        0x3A, 0x25, 0x90, 0,    0,   1, 0x68, 0xEE};
+    const Bytes record = makeAvcConfiguration(sets.data(), sets.size());
+    ASSERT_GE(record.size(), 4u);
+    EXPECT_THAT(Bytes(record.end() - 4, record.end()), ElementsAreArray({0xFD, 0xFA, 0xF8, 0}));
+}
+
 // The record that another encoder's muxer wrote; what it knows beyond the parameter sets is left
 // out.
 TEST(HevcStreamTest, rebuildsTheRecordOfAFile) {
@@ -69,6 +93,7 @@ TEST(HevcStreamTest, rebuildsTheRecordOfAFile) {
     ASSERT_GE(made.size(), 23u);
     for (const auto& [from, to] : {std::pair(0, 13), {16, 21}})
         EXPECT_TRUE(std::equal(made.begin() + from, made.begin() + to, record.begin() + from));
+    EXPECT_EQ(made[21] & 3, 3) << "4-byte lengths";
     EXPECT_EQ(annexBFromHevcConfiguration(made.data(), made.size()), annexB);
     for (size_t size = 0; size < record.size(); ++size) {
         EXPECT_TRUE(annexBFromHevcConfiguration(record.data(), size).empty()) << size;

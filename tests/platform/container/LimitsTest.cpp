@@ -95,7 +95,12 @@ TEST(LimitsTest, leavesOutTracksThatAreBeyond) {
         EXPECT_EQ(openTracks({limit.beyond, sound(1, 8000)})->countTracks(), 1u);
     }
     const std::vector<std::string> many(limits::kMaxTracks + 6, sound(1, 8000));
-    EXPECT_EQ(openTracks(many)->countTracks(), limits::kMaxTracks);
+    const sp<NuMediaExtractor> most = openTracks(many);
+    EXPECT_EQ(most->countTracks(), limits::kMaxTracks);
+    EXPECT_EQ(int32Of(formatOf(most, 7), "track-id"), 8) << "Matroska's are not told";
+    EXPECT_TRUE(isPictureSizeAllowed(1, 1) && isSoundAllowed(1, 48000));
+    EXPECT_FALSE(isPictureSizeAllowed(0, 1) || isPictureSizeAllowed(1, 0));
+    EXPECT_FALSE(isSoundAllowed(0, 48000));
 }
 
 // The list of samples of an MP4 file can claim any size for them.
@@ -123,6 +128,8 @@ TEST(LimitsTest, knowsTimesThatItCanCountWith) {
                   {-limits::kMaxTimeUs - 1, {1, 1000000}, false},
                   {AV_NOPTS_VALUE, {1, 1000}, false},
                   {INT64_MAX, {1, INT32_MAX}, false},
+                  {INT64_MAX / 4, {1, INT32_MAX}, true},
+                  {-(INT64_MAX / 4), {1, INT32_MAX}, true},
                   {INT64_MAX / 8, {INT32_MAX, 1}, false}};
     for (const auto& c : kTimes) {
         SCOPED_TRACE(c.time);

@@ -103,6 +103,8 @@ TEST(MetaDataTest, findsAnItemOnlyAsWhatItWasSet) {
     EXPECT_THAT(rect, testing::ElementsAre(1, 2, 3, 4));
     EXPECT_TRUE(copy.findCString(kKeyMIMEType, &text));
     EXPECT_STREQ(text, "video/avc");
+    EXPECT_TRUE(copy.findData(kKeyMIMEType, &type, &data, &size));
+    EXPECT_EQ(size, sizeof("video/avc"));
     EXPECT_TRUE(copy.findData(kKeyAVCC, &type, &data, &size));
     EXPECT_EQ(type, uint32_t{kTypeAVCC});
     EXPECT_EQ(std::string(static_cast<const char*>(data), size), std::string("\1\0\2", 3));
@@ -111,6 +113,10 @@ TEST(MetaDataTest, findsAnItemOnlyAsWhatItWasSet) {
     copy.setData(kKeyAVCC, kTypeAVCC, std::string(49, 'x').data(), 49);
     EXPECT_THAT(copy.toString().c_str(),
                 testing::HasSubstr("avcc: (unknown type 1635148643, size 49), "));
+    copy.setData(kKeyAVCC, kTypeAVCC, std::string(48, 'x').data(), 48);
+    EXPECT_THAT(copy.toString().c_str(),
+                testing::AllOf(testing::HasSubstr("\n00000020:  78"),
+                               testing::Not(testing::HasSubstr("00000030:"))));
     EXPECT_TRUE(copy.remove(kKeyAVCC));
     EXPECT_FALSE(copy.remove(kKeyAVCC));
 }

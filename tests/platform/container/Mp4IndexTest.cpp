@@ -44,6 +44,8 @@ TEST(Mp4Index, placesMoveByTheSizeThatItHasInTheEnd) {
     // Eight bytes more for two wider places.
     EXPECT_EQ(indexForFront(indexWith("stco", {48, UINT32_MAX - 10})),
               indexWith("co64", {48 + 85, uint64_t{UINT32_MAX} - 10 + 85}));
+    const Bytes empty = box("moov", box("free", {}));
+    EXPECT_EQ(indexForFront(empty), empty);
 }
 
 TEST(Mp4Index, damagedOnesAreRefused) {

@@ -67,6 +67,7 @@ TEST(SampleFormTest, putsStartCodesInFrontOfUnits) {
             {"2 bytes", 2, {0, 2, 9, 16, 0, 1, 5}, {0, 0, 0, 1, 9, 16, 0, 0, 0, 1, 5}},
             {"1 byte", 1, {2, 9, 16, 1, 5}, {0, 0, 0, 1, 9, 16, 0, 0, 0, 1, 5}},
             {"codes already", 4, {0, 0, 0, 1, 9, 16, 0, 0, 1, 5}, {0, 0, 0, 1, 9, 16, 0, 0, 1, 5}},
+            {"short codes already", 4, {0, 0, 1, 9, 16, 5}, {0, 0, 1, 9, 16, 5}},
             {"a unit of one byte", 4, {0, 0, 0, 1, 9}, {0, 0, 0, 1, 9}},
             {"a length beyond the end", 4, {0, 0, 0, 9, 9, 16}, {0, 0, 0, 1, 9, 16}},
             {"a length cut off", 2, {0, 1, 9, 0}, {0, 0, 0, 1, 9}},

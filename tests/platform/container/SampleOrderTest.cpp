@@ -103,14 +103,16 @@ class SampleOrderPaceTest : public SampleOrderTest, public testing::WithParamInt
 TEST_P(SampleOrderPaceTest, aLiveTrackThatStallsHoldsTheOtherForItsOwnPace) {
     constexpr int64_t kStallUs = 5000000;
     constexpr int64_t kEndUs = 20000000;
+    constexpr int64_t kReadyUs = 400000;  // of sound, when it begins
     const int64_t gapUs = GetParam();
+    addSpan(kSound, 0, kReadyUs, false);
     for (int64_t timeUs = 0; timeUs < kStallUs; timeUs += gapUs) {
         add(kPicture, timeUs);
         drain();
-        addSpan(kSound, timeUs, timeUs + gapUs, true);
+        addSpan(kSound, kReadyUs + timeUs, kReadyUs + timeUs + gapUs, true);
         EXPECT_LE(soundUs(), timeUs);
     }
-    addSpan(kSound, kStallUs, kEndUs, true);
+    addSpan(kSound, kReadyUs + kStallUs, kReadyUs + kEndUs, true);
     const int64_t patienceUs = std::max<int64_t>(500000, 2 * gapUs);
     EXPECT_NEAR(kEndUs - soundUs(), patienceUs, gapUs + 2 * kFrameUs);
 }

@@ -66,17 +66,22 @@ TEST_F(ALooperTest, deliversDelayedMessagesInTheOrderOfTheirTimes) {
 
 TEST_F(ALooperTest, wakesForAMessageThatIsDueBeforeTheOneItWaitsFor) {
     std::vector<uint32_t> delivered;
-    sp<AHandler> handler =
-            addHandler([&](const sp<AMessage>& msg) { delivered.push_back(msg->what()); });
+    Signal last;
+    sp<AHandler> handler = addHandler([&](const sp<AMessage>& msg) {
+        delivered.push_back(msg->what());
+        if (msg->what() == 5) last.raise();
+    });
     (new AMessage(1, handler))->post(INT64_MAX);
     mLooper->start();
     flush();
     (new AMessage(2, handler))->post(kHourUs);
     (new AMessage(3, handler))->post();
     (new AMessage(4, handler))->post(-5);
+    (new AMessage(5, handler))->post(100000);
     flush();
+    EXPECT_TRUE(last.wait());
     mLooper->stop();
-    EXPECT_EQ(delivered, std::vector<uint32_t>({3, 4}));
+    EXPECT_EQ(delivered, std::vector<uint32_t>({3, 4, 5}));
 }
 
 TEST_F(ALooperTest, cannotReachALooperThatIsGone) {

@@ -124,12 +124,15 @@ TEST(AMessageTest, keepsTheOrderOfItemsAndTakesSixtyFour) {
     sp<AMessage> message = new AMessage;
     for (int i = 0; i < 64; ++i)
         message->setInt32(std::to_string(i).c_str(), i);
-    message->setString("0", "replaced");
+    message->setString("0", "replaced", 0);
     AMessage::Type type;
     EXPECT_STREQ(message->getEntryNameAt(0, &type), "0");
     EXPECT_EQ(type, AMessage::kTypeString);
     EXPECT_STREQ(message->getEntryNameAt(63, &type), "63");
+    EXPECT_STREQ(found<AString>(*message, &AMessage::findString, "0").c_str(), "");
+    type = AMessage::kTypeRect;
     EXPECT_EQ(message->getEntryNameAt(64, &type), nullptr);
+    EXPECT_EQ(type, AMessage::kTypeRect) << "there is none";
     EXPECT_DEATH(message->setInt32("64", 64), "CHECK\\(mNumItems < kMaxNumItems\\) failed\\.");
 }
 

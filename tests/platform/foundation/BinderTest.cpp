@@ -16,7 +16,9 @@ namespace {
 TEST(MemoryHeapBaseTest, sharesNewMemoryThroughItsDescriptor) {
     sp<MemoryHeapBase> heap = new MemoryHeapBase(size_t{10}, 0, "shared");
     ASSERT_NE(heap->getBase(), MAP_FAILED);
-    EXPECT_EQ(static_cast<size_t>(sysconf(_SC_PAGESIZE)), heap->getSize());
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    EXPECT_EQ(page, heap->getSize());
+    EXPECT_EQ(page, sp<MemoryHeapBase>(new MemoryHeapBase(page))->getSize());
     sp<MemoryHeapBase> other = new MemoryHeapBase(heap->getHeapID(), 0);
     ASSERT_NE(other->getBase(), MAP_FAILED);
     EXPECT_NE(heap->getHeapID(), other->getHeapID());

@@ -77,6 +77,8 @@ TEST_P(EveryDisplayTest, goesOnAfterAPictureOfAnotherKind) {
     ASSERT_TRUE(mProducer->queue(makeCard()));
     EXPECT_TRUE(waitFor([&] { return counted() + mDisplay->figures().failed == 2; }));
     EXPECT_GE(mDisplay->figures().shown, 1U);
+    const bool mustConvert = GetParam() == "Png" || GetParam() == "Window";
+    EXPECT_EQ(mDisplay->figures().failed, mustConvert ? 1U : 0U);
     EXPECT_EQ(mProducer->freePlaces(), PictureQueue::kDefaultPlaces);
 }
 
@@ -103,6 +105,21 @@ TEST_P(EveryDisplayTest, canGoWhileSomebodyRenders) {
 
 INSTANTIATE_TEST_SUITE_P(, EveryDisplayTest, testing::Values("Null", "Recording", "Png", "Window"),
                          [](const auto& info) { return info.param; });
+
+TEST(RecordingDisplayTest, notesTheLumaOfEachField) {
+    const auto display = host::createRecordingDisplay();
+    const sp<Picture> card = makeCard();
+    ASSERT_TRUE(producerOf(*display)->queue(card));
+    ASSERT_TRUE(waitFor([&] { return display->figures().shown == 1; }));
+    const host::PictureGrid grid = display->pictures().at(0).grid;
+    const PicturePlanes planes = card->planes();
+    const PicturePlanes::Plane& luma = planes.planes[0];
+    for (size_t field = 0; field < grid.size(); ++field) {
+        const size_t row = luma.rows * (2 * (field / 8) + 1) / 16;
+        const size_t column = luma.rowBytes * (2 * (field % 8) + 1) / 16;
+        EXPECT_NEAR(grid[field], luma.data[row * luma.stride + column], 2) << "field " << field;
+    }
+}
 
 // One report for any number of pictures, and nobody waits.
 TEST(PngDisplayTest, reportsOnceThatItCannotWrite) {

@@ -292,6 +292,7 @@ TEST_F(HdmiSoundTest, tellsOnceThatNothingComesAndGoesOnInThePresent) {
         ASSERT_TRUE(client.pollUntil([&] {
             return faults(ETIMEDOUT) == stalls && client.lastState() == kStateNoBlock;
         }));
+        EXPECT_EQ(mFaults.faults().back().cause, "nothing came for 3000 ms");
         client.forget();
         const int64_t resumedUs = monotonicUs();
         oxa::host::stallHdmiSound(false);
@@ -330,6 +331,7 @@ class DeathWatch : public hardware::hidl_death_recipient {
   public:
     void serviceDied(uint64_t cookie, const wp<hidl::base::V1_0::IBase>& who) override {
         EXPECT_EQ(cookie, 7U);
+        EXPECT_EQ(IAudioUtil::getService("default", false), nullptr) << "it can still be found";
         mWho = who.unsafe_get();
         ++mDeaths;
     }
@@ -357,6 +359,7 @@ TEST_F(HdmiSoundTest, serviceThatDiesIsNoticed) {
     EXPECT_EQ(static_cast<hidl::base::V1_0::IBase*>(client.service().get()), watch->mWho);
     EXPECT_EQ(unlinked->mDeaths, 0);
     EXPECT_EQ(faults(EPIPE), 1);
+    EXPECT_TRUE(mFaults.faults().back().ended);
     EXPECT_TRUE(client.service()->setRxRender(1, kRate, 2).isDeadObject());
     EXPECT_TRUE(client.service()->registerRxCallback(kPid, nullptr).isDeadObject());
     EXPECT_FALSE(client.service()->linkToDeath(watch, 9).withDefault(false));
@@ -364,7 +367,8 @@ TEST_F(HdmiSoundTest, serviceThatDiesIsNoticed) {
 }
 
 struct PlugCallback : public vendor::oxa::audioutil::V1_0::IAudioUtilCallback {
-    Return<void> handleEvent(int32_t /*event*/) override {
+    Return<void> handleEvent(int32_t event) override {
+        EXPECT_EQ(event, 0);
         ++events;
         return hardware::Void();
     }
@@ -395,6 +399,7 @@ TEST_F(HdmiSoundTest, tellsThatThereIsNoReceiver) {
     RxClient client;
     client.start();
     EXPECT_EQ(faults(ENODEV), 1);
+    EXPECT_FALSE(oxa::host::hdmiSoundFigures().capturing);
 }
 
 }  // namespace

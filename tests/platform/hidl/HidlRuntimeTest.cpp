@@ -81,7 +81,8 @@ TEST(SharedMemoryTest, copiesHaveDescriptorsOfTheirOwnAndMovesHandThemOver) {
 }
 
 TEST(SharedMemoryTest, failsWithoutMemory) {
-    for (const uint64_t size : {UINT64_C(0), UINT64_C(1) << 40}) {
+    EXPECT_TRUE(allocate(INT32_MAX).valid());
+    for (const uint64_t size : {UINT64_C(0), UINT64_C(1) << 31}) {
         const hidl_memory none = allocate(size);
         EXPECT_FALSE(none.valid());
         EXPECT_EQ(mapMemory(none), nullptr);
@@ -106,6 +107,7 @@ TEST(ServiceTest, needsANameAndIsCastOnlyToItsInterface) {
     EXPECT_NE(named->registerAsService(""), OK);
     const sp<IBase> service = named;
     const sp<IBase> callback = new Callback;
+    EXPECT_TRUE(service->isRemote() && !callback->isRemote());
     EXPECT_EQ(service, sp<IAudioUtil>(IAudioUtil::castFrom(service)));
     EXPECT_EQ(sp<IAudioUtil>(IAudioUtil::castFrom(callback)), nullptr);
     EXPECT_EQ(sp<IAudioUtilCallback>(IAudioUtilCallback::castFrom(service)), nullptr);
@@ -130,6 +132,7 @@ TEST(HidlValues, areThoseOfAndroid) {
     EXPECT_EQ(shown.str(), "kept");
     EXPECT_TRUE(copy < "kepu" && !(copy < "kept") && copy <= "kept" && !(copy <= "k"));
     EXPECT_TRUE(copy > "k" && !(copy > "kept") && "kept" >= copy && !("k" >= copy));
+    EXPECT_TRUE(hidl_string().empty() && !hidl_string("k").empty());
     const std::vector<int> range = {1, 2, 3};
     const hidl_vec<int> items(range.begin(), range.end());
     EXPECT_EQ(items.size(), 3u);

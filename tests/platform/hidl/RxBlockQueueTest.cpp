@@ -3,6 +3,7 @@
 
 #include "hdmi/RxBlockQueue.h"
 
+#include "camera/CameraRegistry.h"
 #include "support/RampSource.h"
 #include "support/Test.h"
 
@@ -60,8 +61,8 @@ TEST(RxBlockQueueTest, cutsSoundIntoBlocksThatKeepUpWithThePolls) {
     const struct {
         int sampleRate, channels;
         size_t blockBytes;
-    } kShapes[] = {{48000, 2, 4096}, {44100, 2, 4096},   {48000, 1, 2048},
-                   {96000, 2, 8192}, {192000, 2, 16384}, {48000, 8, 16384}};
+    } kShapes[] = {{48000, 2, 4096},   {44100, 2, 4096},  {48000, 1, 2048}, {96000, 2, 8192},
+                   {192000, 2, 16384}, {48000, 8, 16384}, {49152, 1, 2048}};  // just as many
     for (const auto& shape : kShapes) {
         SCOPED_TRACE(shape.sampleRate * shape.channels);
         RxBlockQueue queue;
@@ -102,6 +103,23 @@ TEST(RxBlockQueueTest, beginsWithTheFirstSampleAfterItsTime) {
     ASSERT_FALSE(blocks.empty());
     EXPECT_EQ(blocks.front().samples.front(), 2400);
     EXPECT_NEAR(blocks.front().timeUs, kStartUs + 50000, kJitterUs);
+}
+
+// Sound from before is kept for a picture that began a little earlier.
+TEST(RxBlockQueueTest, beginsWithThePictureThatIsRecorded) {
+    for (const auto& [pictureUs, firstSample] : {std::pair(kStartUs + 20000, 960),
+                                                 {kStartUs + 60000, 2880},
+                                                 {RegisteredCamera::kNotRecorded, 2400}}) {
+        SCOPED_TRACE(pictureUs);
+        RxBlockQueue queue;
+        Feed feed(&queue, 48000, 1);
+        feed.add(3000);
+        queue.begin(kStartUs + 50000, [pictureUs = pictureUs] { return pictureUs; });
+        feed.add(3000);
+        const std::vector<RxBlock> blocks = takeAll(&queue);
+        ASSERT_FALSE(blocks.empty());
+        EXPECT_EQ(blocks.front().samples.front(), firstSample);
+    }
 }
 
 TEST(RxBlockQueueTest, givesWhatCameBeforeAGapAndTheTimesAfterIt) {

@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "camera/CameraAbilities.h"
+#include "live/V4l2Modes.h"
 #include "support/Test.h"
 
 namespace oxa::test {
@@ -38,7 +40,30 @@ int answer(const std::string& driver, v4l2_capability* capability) {
     return 0;
 }
 
+// One size, at rates in no order and one of them twice; false behind the last one.
+bool tellMode(unsigned long request, void* argument) {
+    constexpr uint32_t kRates[] = {25, 15, 25};
+    if (request == VIDIOC_ENUM_FMT) {
+        auto* const format = static_cast<v4l2_fmtdesc*>(argument);
+        format->pixelformat = V4L2_PIX_FMT_MJPEG;
+        return format->index == 0;
+    }
+    if (request == VIDIOC_ENUM_FRAMESIZES) {
+        auto* const size = static_cast<v4l2_frmsizeenum*>(argument);
+        size->type = V4L2_FRMSIZE_TYPE_DISCRETE;
+        size->discrete = {640, 480};
+        return size->index == 0;
+    }
+    if (request != VIDIOC_ENUM_FRAMEINTERVALS) return false;
+    auto* const interval = static_cast<v4l2_frmivalenum*>(argument);
+    if (interval->index >= std::size(kRates)) return false;
+    interval->type = V4L2_FRMIVAL_TYPE_DISCRETE;
+    interval->discrete = {1, kRates[interval->index]};
+    return true;
+}
+
 int answer(unsigned long request, void* argument, const std::string& driver) {
+    if (driver == "webcam" && tellMode(request, argument)) return 0;
     if (request == VIDIOC_QUERYCAP) return answer(driver, static_cast<v4l2_capability*>(argument));
     if (request == VIDIOC_G_INPUT && driver == "grabber") {
         *static_cast<int*>(argument) = 1;
@@ -109,6 +134,21 @@ TEST_F(CaptureDevicesTest, areNodesThatCapture) {
                         "alsa:plughw:CARD=PCH,DEV=0|sound|HDA Intel PCH, ALC257 Analog|"
                         "/dev/snd/pcmC0D0c",
                         "alsa:plughw:CARD=Cam,DEV=0|sound|A Webcam, USB Audio|/dev/snd/pcmC1D0c"));
+}
+
+TEST_F(CaptureDevicesTest, tellEachOfTheirRatesOnce) {
+    add("/dev/video0", "webcam");
+    const std::string path = mRoot.path() + "/dev/video0";
+    int error = -1;
+    const std::vector<android::V4l2Mode> modes = android::v4l2Modes(path, &error);
+    ASSERT_EQ(modes.size(), 1u) << error;
+    EXPECT_THAT(modes[0].frameRates, ElementsAre(15, 25));
+    android::CameraAbilities abilities;
+    std::string cause;
+    ASSERT_TRUE(android::askCameraAbilities("v4l2:" + path, nullptr, &abilities, &cause, &error))
+            << cause;
+    EXPECT_EQ(abilities.frameRate, 25);
+    EXPECT_THAT(abilities.frameRates, ElementsAre(15, 25));
 }
 
 }  // namespace

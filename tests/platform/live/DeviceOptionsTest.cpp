@@ -71,6 +71,9 @@ TEST(DeviceOptions, nameWhatIsWantedOfSound) {
 TEST(LiveSource, takesWhatHasNoKnownSchemeAsAFile) {
     LiveSource source;
     std::string error;
+    ASSERT_TRUE(parseLiveSource("v4l2:/dev/video0", &source, &error));
+    EXPECT_TRUE(source.isDevice());
+    EXPECT_TRUE(source.scheme->tellsModes);
     for (const char* path : {"clip.mp4", "/a/v4l2:b.ts", "odd:name.mkv", "V4L2:/dev/video0"}) {
         ASSERT_TRUE(parseLiveSource(path, &source, &error));
         EXPECT_STREQ(source.scheme->prefix, "") << path;

@@ -2,9 +2,14 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "base/Monotonic.h"
+#include "live/FrameTimes.h"
 #include "live/LiveReader.h"
 #include "support/LiveSources.h"
 #include "support/Test.h"
+
+extern "C" {
+#include <libavutil/frame.h>
+}
 
 namespace oxa::test {
 namespace {
@@ -51,9 +56,11 @@ TEST(LiveReader, joinsWhatAnotherReaderHasBegun) {
     const std::vector<Seen> seen = readPictures(pictures.get(), 8);
     const int64_t startUs = monotonicUs();
     const auto sound = startReader(optionsFor(source, LiveKind::kSound));
+    const int64_t startedUs = monotonicUs();
     LiveBlock block;
     ASSERT_EQ(sound->read(&block), LiveResult::kOk);
     EXPECT_GE(block.timeUs, startUs - 1000) << "sound from before the start";
+    EXPECT_LE(block.timeUs, startedUs + 1000) << "sound from behind the start is lost";
     EXPECT_NEAR(static_cast<double>(block.timeUs - seen[0].timeUs),
                 static_cast<double>(timeOfSampleUs(block.samples[0])), 1000)
             << "the sound's time is not that of its content";
@@ -68,6 +75,21 @@ TEST(LiveReader, opensNothingThatAFileRefersTo) {
     ASSERT_TRUE(writeFile(list, "ffconcat version 1.0\nfile 'clip.mp4'\n"));
     std::string error;
     EXPECT_EQ(LiveReader::open(optionsFor(list), &error), nullptr);
+}
+
+TEST(LiveReader, givesConvertedSoundTimesThatFollowEachOther) {
+    LiveOptions options = optionsFor("lavfi:" + timedSound(44100), LiveKind::kSound);
+    options.sampleRate = 48000;
+    const auto reader = startReader(options);
+    LiveBlock block;
+    int64_t endUs = 0;
+    for (int i = 0; i < 5; ++i) {
+        ASSERT_EQ(reader->read(&block), LiveResult::kOk);
+        if (i > 0) {
+            EXPECT_NEAR(static_cast<double>(block.timeUs - endUs), 0, 100) << i;
+        }
+        endUs = block.timeUs + static_cast<int64_t>(block.samples.size()) * 1000000 / 48000;
+    }
 }
 
 // Uneven thinning would make a 25 Hz recording of a 60 Hz source stutter.
@@ -85,6 +107,16 @@ TEST(LiveReader, thinsPicturesEvenly) {
     }
 }
 
+TEST(LiveReader, givesAPictureForEachOfAnInterlacedSignal) {
+    LiveOptions options = optionsFor("lavfi:" + numberedPictures(25));
+    options.control = new LiveControl;
+    LiveSignal signal;
+    signal.interlaced = true;
+    options.control->setSignal(signal);
+    const std::vector<Seen> seen = readPictures(startReader(options).get(), 2);
+    EXPECT_EQ(seen[1].number, seen[0].number) << "the upper field is the former picture's";
+}
+
 TEST(LiveReader, beginsAFileAgainInStep) {
     ClipOptions clip;
     clip.seconds = 0.4;
@@ -93,6 +125,15 @@ TEST(LiveReader, beginsAFileAgainInStep) {
     const std::vector<Seen> seen = readPictures(startReader(options).get(), 22);
     for (size_t i = 1; i < seen.size(); ++i)
         EXPECT_NEAR(static_cast<double>(seen[i].timeUs - seen[i - 1].timeUs), 40000, 25000) << i;
+}
+
+TEST(LiveReader, endsWithAGraphThatCannotBeginAgain) {
+    LiveOptions options = optionsFor("lavfi:" + numberedPictures(50) + ",trim=end=0.1");
+    options.repeat = true;
+    const auto reader = startReader(options);
+    readPictures(reader.get(), 5);
+    LiveBlock block;
+    EXPECT_EQ(reader->read(&block), LiveResult::kEnd);
 }
 
 TEST(LiveReader, givesPicturesWithoutTimesThoseOfTheirRate) {
@@ -106,6 +147,15 @@ TEST(LiveReader, givesPicturesWithoutTimesThoseOfTheirRate) {
         for (size_t i = 1; i < seen.size(); ++i)
             EXPECT_EQ(seen[i].timeUs - seen[i - 1].timeUs, 40000) << i;
     }
+}
+
+TEST(FrameTimes, ofSoundWithoutTimesAreTheEndsOfTheFormer) {
+    AVFrame frame = {};
+    frame.sample_rate = 48000;
+    frame.nb_samples = 480;
+    FrameTimes times;
+    EXPECT_EQ(times.next(frame, 5000, 0), 5000);
+    EXPECT_EQ(times.next(frame, AV_NOPTS_VALUE, 0), 15000);
 }
 
 // After a stall the source is where it would be without; nothing is made up for.
@@ -140,6 +190,7 @@ TEST(LiveReader, leavesOutWhatIsLongPast) {
     EXPECT_GE(reader->late(), 10u);
     EXPECT_EQ(static_cast<uint64_t>(after[1].number - after[0].number - 1), reader->late());
     EXPECT_EQ(first[0].timeUs + after[1].number * 20000, after[1].timeUs);
+    EXPECT_LT(after[1].timeUs, after[1].arrivalUs - 900000) << "what is not so late is given";
 }
 
 }  // namespace
