@@ -14,9 +14,15 @@ namespace {
 using testing::HasSubstr;
 
 TEST(CameraRecorderDeathTest, aCameraThatIsNotThereIsFatal) {
+    // Of two.
     for (const int camera : {-1, 2, 7}) {
-        EXPECT_DEATH(CameraStage().pipeline->setDataSource(0, camera, String16("test")),
-                     HasSubstr(refusalOf("mCameraId >= 0 && mCameraId < numCamera")))
+        EXPECT_DEATH(
+                {
+                    CameraStage stage;
+                    oxa::host::registerCamera(1, CameraStage::kPicture);
+                    stage.pipeline->setDataSource(0, camera, String16("test"));
+                },
+                HasSubstr(refusalOf("mCameraId >= 0 && mCameraId < numCamera")))
                 << camera;
     }
     EXPECT_DEATH(
@@ -70,7 +76,10 @@ TEST(CameraRecorderTest, prepareTellsWhetherTheCameraHasTheFormat) {
         stage->format.height = test.height;
         stage->format.frameRate = test.frameRate;
         advance(stage.get(), CameraStage::kPrepare);
+        const LogCapture log;
         EXPECT_EQ(stage->pipeline->prepare(), test.expected);
+        EXPECT_EQ(log.contains("CameraRecorder", "Frames will be dropped"),
+                  test.hdmi && test.frameRate < 30);
         if (test.expected == OK) continue;
         EXPECT_EQ(stage->pipeline->prepare(), test.expected) << "it may be tried again";
     }
@@ -133,6 +142,7 @@ TEST(CameraRecorderTest, anEndWaitsForThePictureOfASlowCamera) {
     const std::pair<const char*, bool> kCases[] = {{"10", true}, {"1/5", false}};
     for (const auto& [rate, waits] : kCases) {
         SCOPED_TRACE(rate);
+        const LogCapture log;
         CameraStage stage;
         oxa::host::clearCameras();
         oxa::host::registerCamera(0, std::string("lavfi:testsrc2=size=160x120:rate=") + rate);
@@ -146,6 +156,7 @@ TEST(CameraRecorderTest, anEndWaitsForThePictureOfASlowCamera) {
         ASSERT_TRUE(
                 oxa::test::waitFor([&] { return stage.reports->count(kWhatStopTranscode) == 1; }));
         EXPECT_EQ(stage.pipeline->writtenFrames() > written, waits);
+        EXPECT_EQ(log.contains("CameraRecorder", "interruptSource"), !waits);
         EXPECT_EQ(stage.pipeline->stop(), OK);
     }
 }
@@ -173,27 +184,30 @@ TEST(CameraRecorderTest, withoutACameraNothingIsPrepared) {
     EXPECT_EQ(stage.pipeline->prepare(), NO_INIT);
 }
 
-// A negative bit rate is computed and written back; other modes of deinterlacing than there are do
-// not come to the encoder.
+// A negative bit rate is computed and written back, and none is the encoder's choice; other modes
+// of deinterlacing than there are do not come to the encoder.
 TEST(CameraRecorderTest, asksTheEncoderForWhatTheTargetSays) {
-    for (const int mode : {-1, 0, 2, 3}) {
+    const struct {
+        int mode, bitRate, expectedRate;
+    } kCases[] = {{-1, -1, 160 * 120 * 15}, {0, 0, 0}, {2, 200000, 200000}, {3, 1, 1}};
+    for (const auto& [mode, bitRate, expectedRate] : kCases) {
         const LogCapture log;
         CameraStage stage;
         stage.format.deinterlace = mode;
-        stage.format.bitRate = -1;
+        stage.format.bitRate = bitRate;
         stage.format.iFrameInterval = 7;
         stage.format.level = 4;
         stage.format.profile = 2;
         advance(&stage, CameraStage::kPrepare + 2);
         ASSERT_EQ(stage.pipeline->setRecord(1), OK);
-        EXPECT_EQ(stage.format.bitRate, 160 * 120 * 15);
+        EXPECT_EQ(stage.format.bitRate, expectedRate);
         EXPECT_EQ(stage.pipeline->stop(), OK);
         const auto isAskedFor = [&](const std::string& item, int value) {
             return log.contains("CameraRecorder",
                                 "int32_t " + item + " = " + std::to_string(value) + "\n");
         };
         EXPECT_EQ(isAskedFor("video-de-interlace", mode), mode == 0 || mode == 2) << mode;
-        EXPECT_TRUE(isAskedFor("bitrate", stage.format.bitRate));
+        EXPECT_TRUE(isAskedFor("bitrate", expectedRate));
         EXPECT_TRUE(isAskedFor("frame-rate", 30));
         EXPECT_TRUE(isAskedFor("i-frame-interval", 7));
         EXPECT_TRUE(isAskedFor("level", 4));

@@ -272,7 +272,9 @@ TEST(FacadeTest, drainEndsAtOnceWhenNothingWillCome) {
     EXPECT_EQ(job.player->drain(1000000), INVALID_OPERATION);
     advance(&job, TranscodeJob::kStop);
     EXPECT_EQ(job.player->drain(0), TIMED_OUT);
+    const int64_t beginUs = ALooper::GetNowUs();
     EXPECT_EQ(job.player->drain(10'000), TIMED_OUT) << "not by the end of the file";
+    EXPECT_LT(ALooper::GetNowUs() - beginUs, 5'000'000);
     auto drained = std::async(std::launch::async, [&] { return job.player->drain(INT64_MAX); });
     EXPECT_EQ(drained.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
     EXPECT_EQ(job.player->stop(), OK);
@@ -289,8 +291,12 @@ TEST(FacadeTest, theLongestWaitIsLong) {
         *returned = true;
     }).detach();
     const sp<OxaMediaCodecPlayer> other = new OxaMediaCodecPlayer(true, 0);
+    const int64_t beginUs = ALooper::GetNowUs();
     other->waitTime(50000);
+    EXPECT_LT(ALooper::GetNowUs() - beginUs, 20'000'000);
     EXPECT_FALSE(*returned);
+    constexpr int64_t kYearUs = 365 * 24 * 3600 * INT64_C(1000000);
+    EXPECT_GT(kLongestWaitUs, kYearUs) << "a drain of a long file would end too early";
 }
 
 // ---- Output -------------------------------------------------------------------------------------
@@ -301,12 +307,13 @@ TEST(FacadeTest, outputsThatCannotBeMadeAreRefused) {
         int type, format;
         const char* name;
         status_t expected;
+        const char* address = "";
     } const kOutputs[] = {
-            {2, 1, NULL, UNKNOWN_ERROR},        {3, 1, NULL, UNKNOWN_ERROR},
-            {4, 1, NULL, UNKNOWN_ERROR},        {5, 1, NULL, UNKNOWN_ERROR},
-            {6, 1, NULL, UNKNOWN_ERROR},        {8, 1, NULL, UNKNOWN_ERROR},
-            {7, 9, NULL, UNKNOWN_ERROR},        {0, 1, "/nowhere/at/all.mp4", UNKNOWN_ERROR},
-            {0, 1, longName.c_str(), BAD_VALUE}};
+            {2, 1, NULL, UNKNOWN_ERROR},         {3, 1, NULL, UNKNOWN_ERROR},
+            {4, 1, NULL, UNKNOWN_ERROR},         {5, 1, NULL, UNKNOWN_ERROR},
+            {6, 1, NULL, UNKNOWN_ERROR},         {8, 1, NULL, UNKNOWN_ERROR},
+            {7, 9, NULL, UNKNOWN_ERROR},         {0, 1, "/nowhere/at/all.mp4", UNKNOWN_ERROR},
+            {0, 1, longName.c_str(), BAD_VALUE}, {7, 1, NULL, BAD_VALUE, longName.c_str()}};
     TranscodeJob job;
     advance(&job, TranscodeJob::kMuxer);
     const _OxaTranscodeConfig usable = job.config;
@@ -314,6 +321,7 @@ TEST(FacadeTest, outputsThatCannotBeMadeAreRefused) {
         job.config.type = output.type;
         job.config.fmt = output.format;
         job.config.fileName = output.name;
+        job.config.udpIp = output.address;
         const LogCapture log;
         EXPECT_EQ(job.player->setMuxer(job.config), output.expected) << output.type;
         if (output.type == 0 || output.type == 7) continue;
@@ -339,6 +347,13 @@ TEST(FacadeTest, defaultNamesLieUnderTheDeviceRootAndAreNeverReused) {
         job.config.fmt = format;
         EXPECT_EQ(job.player->setMuxer(job.config), OK);
     }
+    // A live recording that is switched off before it begins leaves none behind.
+    TranscodeJob live;
+    EXPECT_EQ(live.player->initiate(SourceTypeUsbCamera, true, true), OK);
+    live.config.type = 0;
+    EXPECT_EQ(live.player->setMuxer(live.config), OK);
+    EXPECT_EQ(oxa::test::entriesOf(folder.c_str()), 4);
+    EXPECT_EQ(live.player->setTranscode(false), OK);
     setDeviceRoot("");
     EXPECT_EQ(system(("test $(ls " + folder + "/VID_*.mp4 | wc -l) -eq 2").c_str()), 0);
     EXPECT_EQ(system(("test $(ls " + folder + "/VID_*.ts | wc -l) -eq 1").c_str()), 0);
@@ -357,12 +372,17 @@ TEST(FacadeTest, closesItsOwnDescriptorsOnly) {
         ASSERT_EQ(job.player->setDataSource(input, 0, 1), OK);
     ASSERT_EQ(job.player->cleanup(), OK);
     EXPECT_EQ(openDescriptors(), before);
+    // As a daemon has none.
+    const int standardInput = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
     ASSERT_EQ(take(&job, TranscodeJob::kInitiate), OK);
     ASSERT_EQ(job.player->setDataSource(input, 0, oxa::test::fileSize(path)), OK);
     for (size_t step = TranscodeJob::kMuxer; step <= TranscodeJob::kStop; ++step)
         ASSERT_EQ(take(&job, step), OK);
     ASSERT_EQ(job.player->cleanup(), OK);
     EXPECT_EQ(openDescriptors(), before);
+    dup2(standardInput, STDIN_FILENO);
+    close(standardInput);
     EXPECT_NE(fcntl(job.config.fileDesc, F_GETFD), -1);
     EXPECT_EQ(close(input), 0);
 }

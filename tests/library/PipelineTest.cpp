@@ -314,6 +314,7 @@ TYPED_TEST(TranscoderTest, anErrorOfTheEncoderIsToldOnceToTheFacadeAndToAClient)
         stage.pipeline->handleEncoderError(-5, 0, "");
         ASSERT_TRUE(waitFor([&] { return stage.reports->count(kWhatTranscodeDone) > 0; }));
         EXPECT_EQ(stage.reports->count(kWhatError, "err", -5), 1);
+        EXPECT_EQ(stage.reports->codes(), (std::vector<uint32_t>{kWhatError, kWhatTranscodeDone}));
         EXPECT_TRUE(waitFor([&] { return client->count(kWhatError, "err", -5) == hasClient; }));
     }
 }
@@ -380,13 +381,15 @@ TEST(VideoTranscoderTest, writesTheComputedRatesBack) {
     EXPECT_EQ(stage.format.frameRate, 30);
     VideoTranscoderStage slowest;
     slowest.format.frameRate = 1;
+    slowest.format.bitRate = 0;
     advance(&slowest, startedState<VideoTranscoderStage>());
     EXPECT_EQ(slowest.format.frameRate, 1) << "is a rate";
+    EXPECT_EQ(slowest.format.bitRate, 0) << "leaves it to the encoder";
 }
 
 // 92 pictures: reports with pictures 30, 60 and 90, and the frame rates only when asked for.
 TEST(VideoTranscoderTest, reportsProgressEndAndFrameRates) {
-    for (const double interval : {-1.0, 0.001}) {
+    for (const double interval : {-1.0, 0.0, 0.001}) {
         VideoTranscoderStage stage;
         stage.reports->muxer = stage.muxer;
         stage.clip = "friday_audio_starts_1200ms.mp4";
@@ -545,6 +548,7 @@ TYPED_TEST(LiveTest, aStopHasReportedWhenItReturns) {
         EXPECT_EQ(switchOff(&stage), OK);
         EXPECT_EQ(stage.pipeline->stop(), OK);
         expectStopReports(&stage, 1);
+        EXPECT_EQ(stage.reports->count(kWhatDecodeGotEOS), 0) << "a track that was taken";
     }
 }
 
@@ -625,8 +629,16 @@ TEST(MicrophoneDeathTest, badArgumentsAreFatal) {
         EXPECT_DEATH(take(AUDIO_SOURCE_DEFAULT, channels),
                      HasSubstr(refusalOf("mChannelCount == 1 || mChannelCount == 2")));
     }
-    EXPECT_DEATH(take(1000, 2), HasSubstr(refusalOf("mAudioSource >= AUDIO_SOURCE_DEFAULT && "
-                                                    "mAudioSource <= AUDIO_SOURCE_MAX")));
+    for (const int source : {AUDIO_SOURCE_DEFAULT - 1, AUDIO_SOURCE_MAX + 1}) {
+        EXPECT_DEATH(take(source, 2), HasSubstr(refusalOf("mAudioSource >= AUDIO_SOURCE_DEFAULT && "
+                                                          "mAudioSource <= AUDIO_SOURCE_MAX")));
+    }
+}
+
+TEST(MicrophoneTest, theLastSourceIsOneLikeTheOthers) {
+    MicrophoneStage stage;
+    stage.source = AUDIO_SOURCE_MAX;
+    advance(&stage, 1);
 }
 
 TEST(MicrophoneTest, withoutAMuxerItsTrackIsRefused) {

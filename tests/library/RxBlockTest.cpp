@@ -133,14 +133,21 @@ TEST_F(RxBlockTest, unusableBlocksAreSkippedAndPollingGoesOn) {
     EXPECT_NEAR(probe.audio()->durationUs(), 500000, 150000);
 }
 
-// However slow: each is stretched.
+// However slow: each is stretched. A signal may begin with the clock.
 TEST_F(RxBlockTest, blocksOfAnyRateAreHeard) {
-    constexpr int32_t kRate = 500;
-    constexpr int32_t kFrames = 256;
-    std::vector<Block> blocks;
-    for (int i = 0; i < 12; ++i)
-        blocks.push_back({kFirstUs + i * kFrames * 1000000LL / kRate, kFrames * 4, 2, kRate, 0});
-    record(blocks, 1000000);
+    const struct {
+        int32_t channels, rate, frames;
+    } kCases[] = {{2, 500, 256}, {1, 500, 256}, {2, 1, 1}};
+    for (const auto& [channels, rate, frames] : kCases) {
+        SCOPED_TRACE(std::to_string(channels) + " " + std::to_string(rate));
+        std::vector<Block> blocks;
+        for (int i = 0; i < 12; ++i)
+            blocks.push_back({i * frames * 1000000LL / rate, frames * 4, channels, rate, 0});
+        const LogCapture log;
+        record(blocks, 1000000);
+        EXPECT_EQ(log.count("AudioRxEncoder", "mStartTimeUs = "), 1);
+        EXPECT_TRUE(log.contains("AudioRxEncoder", "mStartTimeUs = 0"));
+    }
 }
 
 // A stage that records, with a muxer that nobody starts.
