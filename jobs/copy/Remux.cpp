@@ -68,7 +68,7 @@ CopyRun::Work RemuxWork::work(const OutputFile& output, Container container) {
 
 int64_t RemuxWork::durationUs() const {
     int64_t endUs = longestDurationUs(tracksOf(mTracks)).value_or(0);
-    if (mOptions.part.endUs && endUs > 0) endUs = std::min(endUs, *mOptions.part.endUs);
+    if (mOptions.part.endUs) endUs = std::min(endUs, *mOptions.part.endUs);
     return std::max<int64_t>(0, endUs - mOptions.part.startUs);
 }
 

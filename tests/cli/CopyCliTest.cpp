@@ -146,8 +146,9 @@ TEST_F(RemuxCliTest, tracksAreChosenByNumberAndLanguage) {
 
 TEST_F(RemuxCliTest, standardOutputIsATransportStreamAndAFullDiskAnOutputError) {
     const std::string source = mediaPath("car_432p_12fps.mp4");
-    const ProcessResult piped = remux(source, "-");
+    const ProcessResult piped = remux(source, "-", {"--json"});
     ASSERT_EQ(piped.exitCode, 0) << piped.err;
+    EXPECT_NEAR(eventsOf(piped.err).back()["duration_s"].get<double>(), 30.2, 0.5);
     ASSERT_TRUE(writeFile(mTs, piped.out));
     EXPECT_EQ(pictureSamples(mTs).size(), pictureSamples(source).size());
     const ProcessResult full =

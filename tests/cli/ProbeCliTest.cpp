@@ -31,12 +31,13 @@ TEST(Probe, eventIsOneObjectWithEveryFieldOfATrack) {
 
 TEST(Probe, tellsWhatTheFileSaysAndWhatIsLeftOut) {
     const std::string clip = talkativeClip();
-    const json told = json::parse(runPlayer({"probe", clip, "--json"}).out);
+    const json told = eventsOf(runPlayer({"probe", clip, "--json"}).out).at(0);
     json picture = told["tracks"][0];
     EXPECT_EQ(picture["profile"], "Main 10");
     EXPECT_EQ(picture["pixel_aspect"], "4:3");
     EXPECT_EQ(picture["color"], json::parse(R"({"range": "tv", "primaries": "bt2020",
             "transfer": "smpte2084", "matrix": "bt2020nc", "bits": 10})"));
+    EXPECT_TRUE(picture["bit_rate"].is_null()) << "the file does not tell it";
     EXPECT_EQ(told["tracks"][1]["layout"], "4.0");
     EXPECT_EQ(told["tracks"][1]["language"], "deu");
     EXPECT_EQ(told["metadata"]["title"], "A \033title");
@@ -63,6 +64,7 @@ TEST(Probe, tableIsForPeople) {
     EXPECT_EQ(lines[0], path);
     EXPECT_EQ(lines[2].substr(0, lines[2].find(" fps")),
               "  0      video  h264 High  1.875 s  1920x1080, rotated by 90, 24");
+    EXPECT_THAT(lines[2], testing::ContainsRegex(", [0-9][.][0-9][0-9] Mbit/s$"));
     EXPECT_THAT(lines[3], HasSubstr("1      audio  aac LC     2.005 s  6 ch 5.1, 48000 Hz, eng"));
     // One column below the other.
     const size_t column = lines[1].find("details");
@@ -132,11 +134,34 @@ TEST(Terminal, keysOfThePlayer) {
     EXPECT_LT(eventsOf(readFile(folder.file("out"))).back()["elapsed_s"], 20);
 }
 
+// Who is not in the foreground is stopped when he sets the terminal, unless he is careful.
+TEST(Terminal, isAsBeforeWhenThePlayerEndsInTheBackground) {
+    const TempDir folder;
+    ASSERT_TRUE(
+            writeFile(folder.file("job"),
+                      "set -m; ulimit -c 0; stty -g\n"
+                      "(until grep -q track out; do sleep 0.02; done; kill -TSTP $(cat pid)) &\n"
+                      "sh -c 'echo $$ > pid; exec " OXA_PLAYER_PROGRAM " play " +
+                              mediaPath("bunny_360p_aac51.ts") +
+                              " --display null --sound null --json > out'\n"
+                              "bg > /dev/null; kill -QUIT $(cat pid); wait $(cat pid)\n"
+                              "echo exit $?; stty -g\n"));
+    const ProcessResult result =
+            ProcessRunner({"script", "-qec", "cd " + folder.path() + "; bash job", "/dev/null"})
+                    .setTimeLimit(std::chrono::seconds(30))
+                    .run();
+    const auto lines = linesOf(result.out);
+    ASSERT_GE(lines.size(), 3u) << result.out;
+    EXPECT_EQ(lines.front(), lines.back());
+    EXPECT_THAT(result.out, HasSubstr("exit 131"));  // of the signal
+}
+
 TEST(Terminal, isPlainWhereColourIsRefused) {
     const TempDir folder;
     const ProcessResult bar = runInTerminal(shortJob(folder), "1");
     EXPECT_EQ(bar.exitCode, 0) << bar.out;
-    EXPECT_THAT(bar.out, HasSubstr("\r\033[K["));  // a bar nevertheless
+    EXPECT_THAT(bar.out, HasSubstr("\r\033[K["));  // a bar nevertheless, which does not stay
+    EXPECT_THAT(bar.out, HasSubstr("\r\033[K" + folder.file("out.mp4") + ": "));
     EXPECT_THAT(bar.out,
                 testing::AllOf(HasSubstr(" % "), HasSubstr(" fps  "), Not(HasSubstr("m#"))));
     EXPECT_THAT(runInTerminal("probe x.mp4", "1").out, Not(HasSubstr("\033")));

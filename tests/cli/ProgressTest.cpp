@@ -3,6 +3,7 @@
 
 #include "report/LogText.h"
 #include "report/ProgressText.h"
+#include "report/TrackText.h"
 #include "support/Test.h"
 
 #include <nlohmann/json.hpp>
@@ -61,11 +62,44 @@ TEST(ProgressText, showsNoRateBeforeThereIsOne) {
     EXPECT_EQ(formatCount(1, "picture") + formatCount(2, ", time"), "1 picture2 , times");
 }
 
+TEST(ProgressText, sizesHaveTheUnitThatIsNext) {
+    const std::pair<int64_t, const char*> kSizes[] = {{999, "999 B"},
+                                                      {1'000, "1 kB"},
+                                                      {812'345, "812 kB"},
+                                                      {1'000'000, "1.0 MB"},
+                                                      {1'000'000'000, "1.00 GB"}};
+    for (const auto& [bytes, text] : kSizes)
+        EXPECT_EQ(formatBytes(bytes), text);
+}
+
 TEST(LogText, hasColoursOnATerminalAlone) {
     const std::string line = "\033[0;31m full \033[m \033[2J\n";
     EXPECT_EQ(logText(line, false), " full  ?[2J?");
     EXPECT_EQ(logText(line, true), "\033[0;31m full \033[m ?[2J?\033[0m");
     EXPECT_EQ(logText("plain \033[3", true), "plain ?[3");
+}
+
+TEST(ProgressText, clockHasHoursFromOneOn) {
+    EXPECT_EQ(formatClock(3599.5), "1:00:00");
+}
+
+// What the file does not tell is not shown as zero.
+TEST(TrackText, hasOnlyWhatIsKnown) {
+    Track track;
+    track.isVideo = true;
+    track.width = 640;
+    track.height = 360;
+    track.bitRate = 1'000'000;
+    EXPECT_EQ(allTrackDetails(track), "640x360, 1.00 Mbit/s");
+    EXPECT_TRUE(trackFields(track)["color"]["bits"].is_null());
+}
+
+TEST(LogText, hasNoControlCharactersAndALetterForEachPriority) {
+    EXPECT_EQ(printable("\x1F\x7F ~\xC2\x80\xC2\x9F\xC2\xA0"), "?? ~\xC2\xBF\xC2\xBF\xC2\xA0");
+    std::string letters;
+    for (int priority = -1; priority <= 9; ++priority)
+        letters += priorityLetter(priority);
+    EXPECT_EQ(letters, "???VDIWEF??");
 }
 
 // A file name may hold any bytes; JSON may not.

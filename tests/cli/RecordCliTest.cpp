@@ -8,6 +8,7 @@
 
 #include "cli/PlayerProgram.h"
 #include "support/MediaProbe.h"
+#include "support/Sound.h"
 
 namespace oxa::test {
 namespace {
@@ -112,6 +113,7 @@ std::string RecordCliTest::recordAndCheck(const RecordKind& kind) {
         EXPECT_EQ(tracks.back()["sample_rate"], 48000);
         EXPECT_EQ(probe.audio()->channels, 2);
         EXPECT_EQ(probe.audio()->sampleRate, 48000);
+        EXPECT_GT(levelDb(decodeSound(output).mono()), -40) << "silence is another source's";
         isRight = isRight && std::abs(probe.audio()->durationUs() / 1e6 - 1.2) <= 2 * kUnitSec;
     }
     return isRight ? "" : last.dump();
@@ -218,6 +220,7 @@ TEST_F(RecordCliTest, previewAndMonitorDoWithoutScreenAndLoudspeaker) {
         ASSERT_EQ(result.exitCode, 0) << kind << result.err;
         EXPECT_THAT(result.err, HasSubstr("no window can be opened"));
         EXPECT_THAT(result.err, HasSubstr("no sound device can be opened"));
+        EXPECT_THAT(result.err, HasSubstr(kBoth + ": 320x180, 30 fps"));
         EXPECT_NE(MediaProbe(mMp4).video(), nullptr);
     }
 }
@@ -344,6 +347,19 @@ TEST_F(RecordCliTest, aSignalSwitchesItOnAndItsEndIsThatOfTheFile) {
     EXPECT_THAT(eventsNamed(events, "switch"), testing::SizeIs(1));
     EXPECT_EQ(events.back()["files"], json::array({name}));
     EXPECT_NEAR(MediaProbe(name).video()->frameCount, 30, kLateFrames);
+    const ProcessResult never = player(record({"--usb", kPicture}, mMp4, {"--standby", "--json"}))
+                                        .signalOnText(SIGINT, "\"event\":\"progress\"")
+                                        .run();
+    EXPECT_FALSE(eventsOf(never.out).back().contains("output")) << "nothing was recorded";
+}
+
+TEST_F(RecordCliTest, tellsWhatAReplayTakes) {
+    const ProcessResult result = player(record({"--usb", kBoth}, mMp4, {"--replay", "1:30"}))
+                                         .signalOnText(SIGINT, "stay in memory, ")
+                                         .run();
+    EXPECT_EQ(result.signal, 0);
+    // 320x180 at 30 pictures and 0.1 bit a pixel, and 128 kbit/s of sound.
+    EXPECT_THAT(result.err, HasSubstr("the last 1:30 stay in memory, about 3.4 MB\n"));
 }
 
 TEST_F(RecordCliTest, oldFileIsReplacedOnlyByForceAndByARecording) {

@@ -51,7 +51,7 @@ TEST(TelevisionCli, goesOnWhenCableAndDriverAreBack) {
     const TempDir folder;
     const std::string scenario = folder.file("x.scenario");
     ASSERT_TRUE(writeFile(scenario,
-                          "0.8 driver missing\n1 unplug\n1.5 plug\n2.2 driver wrong\n"
+                          "0.8004 driver missing\n1 unplug\n1.5 plug\n2.2 driver wrong\n"
                           "3 size 320x180\n3 driver ok\n"));
     const ProcessResult result =
             runPlayer({"record", "--hdmi", "lavfi:testsrc2=size=640x360:rate=30;sine", "-o",
@@ -59,6 +59,7 @@ TEST(TelevisionCli, goesOnWhenCableAndDriverAreBack) {
                        "--reconnect", "--json", "--scenario", scenario});
     ASSERT_EQ(result.exitCode, 0) << result.signal << result.err;
     EXPECT_EQ(eventsNamed(eventsOf(result.out), "scenario").size(), 6u);
+    EXPECT_THAT(result.err, HasSubstr("\n0.8004 s: driver missing\n"));
     EXPECT_EQ(MediaProbe(folder.file("out-001.mp4")).video()->width, 640);
     const MediaProbe second(folder.file("out-002.mp4"));
     ASSERT_TRUE(second.ok()) << second.error();

@@ -153,6 +153,7 @@ TEST_F(TranscodeCliTest, trackThatCannotBeDecodedIsLeftOut) {
     const ProcessResult result = runPlayer(quick(broken, mMp4));
     ASSERT_EQ(result.exitCode, 0) << result.err;
     EXPECT_THAT(result.err, HasSubstr("warning: the picture cannot be decoded"));
+    EXPECT_THAT(result.err, Not(HasSubstr(" pictures")));
     const MediaProbe probe(mMp4);
     EXPECT_EQ(probe.video(), nullptr);
     ASSERT_NE(probe.audio(), nullptr);
@@ -181,6 +182,7 @@ TEST_F(TranscodeCliTest, standardOutputCarriesTheStreamAndNothingElse) {
     ASSERT_FALSE(events.empty());
     EXPECT_EQ(events.back()["event"], "result");
     EXPECT_EQ(events.back()["output"], "-");
+    EXPECT_NEAR(events.back()["duration_s"].get<double>(), 1, 0.2);
 }
 
 TEST_F(TranscodeCliTest, brokenPipeIsAnOutputError) {

@@ -83,6 +83,7 @@ TEST_F(WordsCliTest, slipIsAnsweredWithWhatWasMeant) {
              {"$P transcode a b.mp4", 2, {}, {"'b.mp4' is spare, did you mean '-o b.mp4'?"}},
              {"$P transcode a c -o b.mp4", 2, {}, {"'c' is spare ("}},
              {"$P probe a b", 2, {}, {"probe: 'b' is spare ("}},
+             {"$P probe a -", 2, {}, {"probe: '-' is spare ("}},
              {"$P --json", 2, {}, {"a command is missing"}},
              {"$P probe a --quiet --verbose", 2, {}, {"--quiet excludes --verbose"}},
              {"$P probe a --json=3", 2, {}, {"--json: takes no value ("}},
@@ -145,23 +146,43 @@ TEST_F(WordsCliTest, outputsAreNamedAsPeopleDo) {
     }
     expectLines({{"$P contact-sheet 'film one.mp4' -o a.jpg", 2, {}, {"name it .png"}},
                  {"$P contact-sheet 'film one.mp4' -o ./", 0, {}, {"16 pictures"}, "film one.png"},
-                 {"cat film* | $P transcode - -o ./", 2, {}, {"'./' is a folder"}}});
+                 {"cat film* | $P transcode - -o ./", 2, {}, {"'./' is a folder"}},
+                 {"$P plan 'film one.mp4' -o a.mp4 --parts 10 --quiet",
+                  0,
+                  {" -o a.01.work.mp4 ", " && mv a.10.work.mp4 a.10.mp4\n"},
+                  {}}});
 }
 
 TEST_F(WordsCliTest, answerThatCannotBeWrittenIsAnError) {
     const std::vector<const char*> full = {": No space left on device"};
     // "start" fits into the block that a file may have; what is asked for does not.
     const char* const kCut =
-            "(trap '' XFSZ; ulimit -f 1; $P plan film* -o a.mp4 --parts 50 --json "
+            "(trap '' XFSZ; ulimit -f 1; $P plan 'film one.mp4' -o a.mp4 --parts 50 --json "
             "--keyframe-interval 0 --video-bitrate 1234567 --audio-bitrate 123456 > lines)";
     expectLines({{"$P --help > /dev/full", 4, {}, full},
                  {"$P -V > /dev/full", 4, {}, full},
                  {"$P help play > /dev/full", 4, {}, full},
                  {"$P probe film* > /dev/full", 4, {}, full},
-                 {"$P plan film* -o a.mp4 --parts 2 > /dev/full", 4, {}, full},
+                 {"$P plan 'film one.mp4' -o a.mp4 --parts 2 > /dev/full", 4, {}, full},
                  {"$P camera --usb lavfi:testsrc2 --json > /dev/full", 4, {}, full},
                  {kCut, 4, {}, {"plan: cannot write events: File too large"}},
                  {"$P remux film* -o a.mp4 --json > /dev/full", 0, {}, full, "a.mp4"}});
+}
+
+// The film has 30.16 s; the last of its parts is not shorter than half of the others.
+TEST_F(WordsCliTest, planHasThePartsThatThereCanBeAndTheOptionsThatWereGiven) {
+    expectLines({{"$P plan film* -o ./.film --format mp4 --parts 2 --force --no-metadata --quiet",
+                  0,
+                  {" --no-metadata && mv ./.film.2.work.mp4 ./.film.2.mp4\n", " --force\n"},
+                  {}},
+                 {"$P plan film* -o a.mp4 --part-length 12.064 --keyframe-interval 0 --quiet",
+                  0,
+                  {" && mv a.3.work.mp4 a.3.mp4\n"},
+                  {}},
+                 {"$P plan film* -o a.mp4 --part-length 1 --keyframe-interval 20",
+                  0,
+                  {"join a.1.mp4 a.2.mp4 --sound a.sound.mp4 -o a.mp4\n"},
+                  {"made in 2 instead of 30 parts: there are not more places to cut"}}});
 }
 
 // SDL and ALSA say much on a machine without a screen and a sound card.
@@ -178,13 +199,9 @@ TEST_F(WordsCliTest, logTakesWhatLibrariesSayByThemselves) {
         EXPECT_TRUE(std::regex_match(logged, threadtime)) << logged;
         EXPECT_THAT(logged, testing::Not(HasSubstr("\033")));
     }
-    const auto holds = [&](const char* part) {
-        return std::any_of(lines.begin(), lines.end(), [part](const std::string& logged) {
-            return logged.find(part) != std::string::npos;
-        });
-    };
-    EXPECT_TRUE(holds(" D Alsa    : ") && holds("none_such"));
-    EXPECT_TRUE(holds(" D OxaMediaCodecPlayer: "));
+    EXPECT_THAT(lines, testing::Contains(
+                               testing::AllOf(HasSubstr(" D Alsa    : "), HasSubstr("none_such"))));
+    EXPECT_THAT(lines, testing::Contains(HasSubstr(" D OxaMediaCodecPlayer: ")));
 }
 
 }  // namespace

@@ -111,11 +111,12 @@ bool tsJump(std::string* bytes, const Words& words) {
 
 bool tsScramble(std::string* bytes, const Words& words) {
     const int pid = std::stoi(words[2]);
+    const bool isMarkAlone = words[0] == "ts-mark";
     bool changed = false;
     for (size_t packet = 0; packet + kTsPacket <= bytes->size(); packet += kTsPacket) {
         if (pidOf(*bytes, packet) != pid) continue;
         const size_t end = packet + kTsPacket;
-        for (size_t at = payloadOf(*bytes, packet); at < end; ++at)
+        for (size_t at = payloadOf(*bytes, packet); at < end && !isMarkAlone; ++at)
             (*bytes)[at] = static_cast<char>(~(*bytes)[at]);
         writeBig(bytes, packet + 3, 1, readBig(*bytes, packet + 3, 1) | 0x80);
         changed = true;
@@ -305,7 +306,7 @@ bool mkvEncrypt(std::string* bytes, const Words&) {
 const std::map<std::string, std::function<bool(std::string*, const Words&)>> kEdits = {
         {"ts-jump", tsJump},         {"ts-drop-times", tsDropTimes}, {"flv-times", flvTimes},
         {"mp4-matrix", mp4Matrix},   {"h264-no-rate", h264NoRate},   {"cut", cut},
-        {"ts-scramble", tsScramble}, {"mkv-encrypt", mkvEncrypt},
+        {"ts-scramble", tsScramble}, {"ts-mark", tsScramble},        {"mkv-encrypt", mkvEncrypt},
 };
 
 }  // namespace

@@ -14,7 +14,7 @@ namespace oxa::test {
 // program if the edit is not known or finds nothing to change.
 //   ts-jump IN PID FROM BY OUT        times of a stream (-1: all and the clocks) from FROM seconds on
 //   ts-drop-times IN PID NTH OUT      every n-th packet of a stream loses its times
-//   ts-scramble IN PID OUT            a stream is marked as scrambled, and is
+//   ts-scramble IN PID OUT            a stream is marked as scrambled, and is; ts-mark: it is not
 //   ts-together IN IN OUT             packets of two files in turn, as two programmes of one
 //   flv-times IN TYPE FROM TO BY OUT  times of tags (8 sound, 9 picture, -1 all), in milliseconds
 //   mkv-encrypt IN OUT                the track whose name is "seventeen letters" has a key

@@ -208,6 +208,9 @@ WidePointsTurned in.mp4 | like=clean.mp4 pictures=25,288,512 looks=transpose=clo
 PointsOfTheStreamAlone in.mp4 | pictures=25,384,288 | points yuv420p 0
 PointsOfFragments in.mp4 | pictures=25,384,288 | points yuv420p frag_keyframe+empty_moov
 PointsOfAnotherProfile in.mp4 | pictures=25,384,288 | points yuv444p 0
+PointsOfHevc in.mp4 | pictures=25,384,288 | ffmpeg -f lavfi -i testsrc2=s=352x288:d=1 -vf setsar=0
+  -c:v libx265 -preset ultrafast -pix_fmt yuv420p -x265-params log-level=error -tag:v hvc1 clean.mp4;
+  copy mp4 -tag:v hvc1 -bsf:v hevc_metadata=sample_aspect_ratio=12/11; ! grep -q pasp in.mp4
 BeginsInsideAGroup in.mp4 | pictures=62 sound=2.48 | clean mp4; ffmpeg -ss 0.52 -i clean.mp4 -c copy
   in.mp4
 LateSound in.mp4 | pictures=75 sound=3.3 | clean mp4; ffmpeg -i clean.mp4 -itsoffset 0.3 -i
@@ -334,6 +337,7 @@ Encrypted in.mp4 | refused=3,encrypted | ffmpeg $P $S $X $A -encryption_scheme c
 EncryptedMatroska in.mkv | refused=3,encrypted | ffmpeg $P $X -metadata:s:v title='seventeen
   letters' clean.mkv; @mkv-encrypt clean.mkv in.mkv
 ScrambledPicture in.ts | refused=3,encrypted | clean ts; @ts-scramble clean.ts 256 in.ts
+MarkedAsScrambled in.ts | whole=clean.ts | clean ts; @ts-mark clean.ts 256 in.ts
 ScrambledOtherProgramme in.ts | whole=b.ts unlike=programmes | clean ts; @ts-scramble clean.ts 256
   other.ts; ffmpeg $P $S $X $A $N b.ts; @ts-together other.ts b.ts in.ts
 CutMp4 in.mp4 | pictures=-1 sound=0 damaged=2 | clean mp4; ffmpeg -i clean.mp4 -c copy -movflags

@@ -85,5 +85,12 @@ TEST(RecordFormat, hdmiRateGivesTheStepThatTheSignalNeeds) {
     }
 }
 
+// Where none divides the length of a file, it is the shortest.
+TEST(RecordFormat, keyFrameIntervalDividesTheLengthOfAFile) {
+    EXPECT_EQ(keyFrameIntervalFor(8'000'000, 2), 2);
+    EXPECT_EQ(keyFrameIntervalFor(9'000'000, 5), 3);
+    EXPECT_EQ(keyFrameIntervalFor(1'500'000, 2), 1);
+}
+
 }  // namespace
 }  // namespace oxa::jobs

@@ -14,7 +14,11 @@
 namespace oxa::jobs {
 namespace {
 
+using testing::AllOf;
+using testing::Gt;
 using testing::IsEmpty;
+using testing::Le;
+using testing::Lt;
 
 // By its extension a name says what a job makes.
 std::string nameFor(JobKind kind) {
@@ -37,6 +41,18 @@ TEST(JobError, isTheSameForEveryJobThatReadsAPath) {
             EXPECT_THAT(result.failure.text, testing::HasSubstr("'" + path + "'"));
             EXPECT_THAT(result.files, IsEmpty());
         }
+    }
+    EXPECT_THAT(namesIn(outputs.path()), IsEmpty());
+}
+
+TEST(JobError, aRecordingLastsLongerThanNothing) {
+    const test::TempDir outputs;
+    for (const auto length : {&RecordOptions::durationUs, &RecordOptions::replayUs}) {
+        RecordOptions options = quickRecord(outputs.file("out.mp4"));
+        options.*length = 0;
+        const Result result = Record(options).run();
+        EXPECT_EQ(result.failure.kind, FailureKind::kOptions);
+        EXPECT_THAT(result.failure.text, testing::HasSubstr("'0': expected a time above 0"));
     }
     EXPECT_THAT(namesIn(outputs.path()), IsEmpty());
 }
@@ -86,9 +102,6 @@ TEST(JobError, namesTheOptionThatIsWrong) {
         EXPECT_EQ(result.failure.hint, Hint::kOtherValue);
         EXPECT_THAT(result.failure.text, testing::StartsWith(test.begin));
     }
-    PlanOptions plan;
-    plan.parts = 1001;
-    EXPECT_EQ(Plan(plan).run().failure.text, "parts '1001': expected 1 to 1000");
     ContactSheetOptions sheet;
     sheet.rows = 21;
     EXPECT_EQ(ContactSheet(sheet).run().failure.text, "rows '21': expected 1 to 20");
@@ -114,6 +127,19 @@ TEST(JobError, aJoinLeavesOutNoPart) {
     EXPECT_EQ(result.failure.kind, FailureKind::kInput);
     EXPECT_THAT(result.failure.text, testing::HasSubstr("'" + options.parts[1] + "'"));
     EXPECT_THAT(namesIn(outputs.path()), IsEmpty());
+}
+
+TEST(JobError, namesADivisionThatIsTooFine) {
+    const test::TempDir outputs;
+    PlanOptions options;
+    options.input = test::testClip();
+    options.output = outputs.file("out.mp4");
+    options.parts = 1001;
+    EXPECT_EQ(Plan(options).run().failure.text, "parts '1001': expected 1 to 1000");
+    options.parts.reset();
+    options.partLengthUs = 999'999;
+    EXPECT_EQ(Plan(options).run().failure.text,
+              "part-length '0.999999': expected a second or more");
 }
 
 TEST(JobError, isNoneAtTheLimitsOfTheOptions) {
@@ -163,6 +189,46 @@ TEST(JobDamage, ofASheetIsTold) {
     EXPECT_TRUE(result.ok()) << result.failure.text;
     EXPECT_GT(result.damaged, 0u);
     EXPECT_EQ(hears.mDamage, result.damaged);
+}
+
+// All that a job tells of its work; a recording is ended after a second.
+class FiguresLog : public JobListener {
+  public:
+    void onProgress(const Progress& progress) override {
+        mAll.push_back(progress);
+        if (mRecording != nullptr && progress.timeSec >= 1) mRecording->cancel();
+    }
+
+    std::vector<Progress> mAll;
+    Job* mRecording = nullptr;
+};
+
+TEST(JobFigures, areInSecondsAndOfTheMoment) {
+    using Clock = std::chrono::steady_clock;
+    test::ClipOptions clip;
+    clip.seconds = 1;
+    for (const JobKind kind : kAllKinds) {
+        SCOPED_TRACE(static_cast<int>(kind));
+        const test::TempDir outputs;
+        const bool isLive = kind == JobKind::kRecord;
+        FiguresLog log;
+        const auto job = makeJob(kind, isLive ? "" : test::testClip(clip),
+                                 outputs.file(nameFor(kind)), false, &log);
+        if (isLive) log.mRecording = job.get();
+        const auto begin = Clock::now();
+        const Result result = job->run();
+        const double tookSec = std::chrono::duration<double>(Clock::now() - begin).count();
+        ASSERT_TRUE(result.ok() && !log.mAll.empty()) << result.failure.text;
+        const Progress& last = log.mAll.back();
+        for (const double sec : {last.elapsedSec, result.total.elapsedSec})
+            EXPECT_THAT(sec, AllOf(Gt(0), Le(tookSec)));
+        if (kind == JobKind::kContactSheet) continue;
+        for (const double sec : {last.timeSec, result.durationSec, result.soundSec})
+            EXPECT_THAT(sec, AllOf(Gt(0.3), Lt(5)));
+        if (isLive) continue;
+        EXPECT_NEAR(last.totalSec.value_or(0), 1, 0.1);
+        EXPECT_EQ(log.mAll.front().bytes.has_value(), kind != JobKind::kPlay);
+    }
 }
 
 }  // namespace

@@ -24,11 +24,11 @@ RecordOptions quickRecord(const std::string& output, const LiveSource& source) {
 }
 
 std::unique_ptr<Job> makeJob(JobKind kind, const std::string& input, const std::string& output,
-                             bool replaceOutput) {
+                             bool replaceOutput, JobListener* listener) {
     if (kind == JobKind::kTranscode) {
         TranscodeOptions options = quickTranscode(input, output);
         options.replaceOutput = replaceOutput;
-        return std::make_unique<Transcode>(options);
+        return std::make_unique<Transcode>(options, listener);
     }
     if (kind == JobKind::kRemux) {
         RemuxOptions options;
@@ -36,27 +36,27 @@ std::unique_ptr<Job> makeJob(JobKind kind, const std::string& input, const std::
         options.output = output;
         options.container = Container::kMp4;
         options.replaceOutput = replaceOutput;
-        return std::make_unique<Remux>(options);
+        return std::make_unique<Remux>(options, listener);
     }
     if (kind == JobKind::kContactSheet) {
         ContactSheetOptions options;
         options.input = input;
         options.output = output;
         options.replaceOutput = replaceOutput;
-        return std::make_unique<ContactSheet>(options);
+        return std::make_unique<ContactSheet>(options, listener);
     }
     if (kind == JobKind::kPlay) {
         PlayOptions options;
         options.input = input;
         options.display.kind = DisplayChoice::Kind::kNull;
         options.sound.kind = SoundChoice::Kind::kNull;
-        return std::make_unique<Play>(options);
+        return std::make_unique<Play>(options, listener);
     }
     RecordOptions options = quickRecord(output);
     options.container = Container::kMp4;
     options.replaceOutput = replaceOutput;
     if (!input.empty()) options.source.name = input;
-    return std::make_unique<Record>(options);
+    return std::make_unique<Record>(options, listener);
 }
 
 }  // namespace oxa::jobs

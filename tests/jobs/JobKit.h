@@ -48,7 +48,7 @@ constexpr JobKind kAllKinds[] = {JobKind::kTranscode, JobKind::kRemux, JobKind::
 // A job of that kind without screen and loudspeakers, which reads `input` and writes `output`, if
 // it writes something.
 std::unique_ptr<Job> makeJob(JobKind kind, const std::string& input, const std::string& output,
-                             bool replaceOutput = false);
+                             bool replaceOutput = false, JobListener* listener = nullptr);
 
 using test::entriesOf;
 using test::namesIn;

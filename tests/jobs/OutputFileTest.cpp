@@ -167,6 +167,8 @@ TEST(TemporaryPattern, keepsFolderAndExtensionAndFits) {
     int suffix = 0;
     EXPECT_EQ(temporaryPattern("a/film.mp4", &suffix), "a/film.part-XXXXXX.mp4");
     EXPECT_EQ(suffix, 4);
+    EXPECT_EQ(temporaryPattern("film.mpegfil", &suffix), "film.part-XXXXXX.mpegfil");
+    EXPECT_EQ(temporaryPattern("film.mpegfile", &suffix), "film.mpegfile.part-XXXXXX");
     EXPECT_EQ(temporaryPattern("film", &suffix), "film.part-XXXXXX");
     EXPECT_EQ(suffix, 0);
     EXPECT_EQ(temporaryPattern("a.b/.hidden", &suffix), "a.b/.hidden.part-XXXXXX");

@@ -3,6 +3,8 @@
 
 #include "record/PresetChoice.h"
 
+#include <regex>
+
 #include "support/Test.h"
 
 namespace oxa::jobs {
@@ -58,6 +60,11 @@ TEST_F(PresetChoiceTest, remembersWhatWasMeasured) {
     EXPECT_EQ(choice(1, 1).remembered(kSize, 60), "veryfast");
     const std::string kept = test::readFile(mFile);
     EXPECT_THAT(kept, testing::HasSubstr("1280x720 60 fps, "));
+    std::smatch model;
+    const std::string processor = test::readFile("/proc/cpuinfo");
+    if (std::regex_search(processor, model, std::regex("model name\\s*: (.*)"))) {
+        EXPECT_THAT(kept, testing::HasSubstr(" of " + model.str(1) + ": "));
+    }
     ASSERT_TRUE(test::writeFile(mFile, kept.substr(0, kept.size() - 3) + "\n\n12\n"));
     EXPECT_FALSE(choice(1, 1).remembered(kSize, 60)) << "what is damaged is not believed";
     mFile = "/proc/none/presets";

@@ -31,6 +31,9 @@ TEST(ProgressMeter, ratesAreThoseOfTheLastSeconds) {
     }
     EXPECT_DOUBLE_EQ(numbers.speed, 2);
     EXPECT_DOUBLE_EQ(numbers.picturesPerSecond, 50);
+    EXPECT_DOUBLE_EQ(numbers.timeSec, 20);
+    EXPECT_DOUBLE_EQ(numbers.elapsedSec, 10);
+    EXPECT_DOUBLE_EQ(*numbers.totalSec, 100);
     EXPECT_DOUBLE_EQ(*numbers.percent, 20);
     EXPECT_DOUBLE_EQ(*numbers.secondsLeft, 40);
     for (int second = 11; second <= 20; ++second) {
@@ -47,6 +50,9 @@ TEST(ProgressMeter, saysNothingThatItCannotKnow) {
     EXPECT_FALSE(unknown.add(at(1, 1, 1)).percent);
     EXPECT_FALSE(unknown.add(at(1, 1, 1)).secondsLeft);
     ProgressMeter stalled(0, 100 * kSecond);
+    const Progress begin = stalled.add(at(0, 0, 0));
+    EXPECT_EQ(begin.speed, 0);
+    EXPECT_EQ(begin.picturesPerSecond, 0);
     EXPECT_FALSE(stalled.add(at(1, 0, 0)).secondsLeft);
     // A file that is longer than its header says.
     EXPECT_DOUBLE_EQ(*stalled.add(at(2, 150, 1)).percent, 100);
@@ -106,6 +112,7 @@ TEST(SourceTags, aNameOfAProgrammeIsCutBetweenLetters) {
 TEST(SheetTime, hasTenthsBelowAnHour) {
     EXPECT_EQ(sheetTime(3'999'999), "0:03.9");
     EXPECT_EQ(sheetTime(754'200'000), "12:34.2");
+    EXPECT_EQ(sheetTime(3'600'000'000), "1:00:00");
     EXPECT_EQ(sheetTime(3'723'900'000), "1:02:03");
 }
 

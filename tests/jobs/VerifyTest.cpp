@@ -115,6 +115,18 @@ TEST(OutputCheck, knowsSoundThatIsLateOrEarly) {
     EXPECT_EQ(differenceOf(source, beepAt(288'000)), "the sound is 12 ms early");
 }
 
+TEST(OutputCheck, tellsByHowMuchSoundIsOutOfStep) {
+    MediaSignature source;
+    source.sampleRate = 48000;
+    source.levels.resize(500);
+    MediaSignature output = source;
+    constexpr int64_t kBeep = 20;
+    std::fill_n(source.levels.begin() + 200, kBeep, 1.0F);
+    std::fill_n(output.levels.begin() + 200 + 40'000 / MediaSignature::kLevelUs, kBeep, 1.0F);
+    EXPECT_EQ(differenceOf(source, output), "the sound is 40 ms late");
+    EXPECT_EQ(differenceOf(output, source), "the sound is 40 ms early");
+}
+
 INSTANTIATE_TEST_SUITE_P(Clips, VerifyTest, testing::Values("", "friday_480p_audio_first.mp4"));
 
 }  // namespace
